@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/kernel/class_properties.h"
+#include "platform/kernel/counted.h"
+
+#include <cstdint>
+
+namespace Kernel {
+
+class CompareContext;
+class FileStore;
+class HashAccumulator;
+class InSerialiser;
+class ObjectGraph;
+class OutSerialiser;
+
+// The face of an object that can be saved and loaded by its class tag.
+class REDRAFT_ENGINE Serialisable : public virtual Countable {
+public:
+    // Writes the fields under their tags. Changes nothing; may run more than once, and in a pass that only gathers
+    // file paths.
+    virtual void Save(OutSerialiser& out) const = 0;
+    // Reads the same tags; a missing tag leaves its field. False: the object cannot be read.
+    virtual bool Load(InSerialiser const& in, FileStore& files, unsigned short version) = 0;
+    // Feeds everything that Save writes into a hash; objects that are referred to count with their content.
+    virtual void AccumulateHash(HashAccumulator& hash) const;
+    virtual ClassProperties const* GetObjectClassProperties() const = 0;
+    // True when the other object is of the same class and Save writes the same for both.
+    virtual bool CompareMembers(Serialisable const& other, CompareContext const& context) const;
+
+    ~Serialisable() override;
+
+    // To be called by whoever changes what Save writes: the next save of the object's document writes it again. Costs
+    // one test for an object that is new or already marked.
+    void MarkChanged() const {
+        if (m_graphState == GraphState::Clean) [[unlikely]]
+            MarkChangedInGraph();
+    }
+
+protected:
+    Serialisable() = default;
+    Serialisable(Serialisable const&) : Countable() {}
+    Serialisable& operator=(Serialisable const&) { return *this; }
+
+private:
+    friend class ObjectGraph;
+    enum class GraphState : std::uint8_t { New, Clean, Changed };
+    void MarkChangedInGraph() const;
+
+    // Which graph has given this object an id, and which id; 0 for none.
+    mutable std::uint32_t m_objectId = 0;
+    mutable std::uint16_t m_graphIndex = 0;
+    mutable GraphState m_graphState = GraphState::New;
+};
+
+} // namespace Kernel
