@@ -61,7 +61,8 @@ private:
 
 } // namespace Kernel
 
-template <> struct std::hash<Kernel::BlobKey> {
+template <>
+struct std::hash<Kernel::BlobKey> {
     std::size_t operator()(Kernel::BlobKey const& key) const noexcept {
         std::size_t value;
         std::memcpy(&value, key.bytes.data(), sizeof value);

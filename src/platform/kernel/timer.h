@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 
 namespace Kernel {
 
@@ -11,6 +12,7 @@ public:
     double GetElapsedMilliseconds() const {
         return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - m_start).count();
     }
+    std::int64_t GetMilliseconds() const { return static_cast<std::int64_t>(GetElapsedMilliseconds()); }
 
 private:
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
