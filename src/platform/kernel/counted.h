@@ -132,6 +132,9 @@ public:
         return *this;
     }
 
+    // True when there is no object, or its last Counted has gone.
+    bool IsExpired() const noexcept { return m_block == nullptr || m_block->GetStrongCount() == 0; }
+
     // The object, or empty when its last Counted has gone.
     Counted<T> Lock() const noexcept {
         if (m_block == nullptr || !m_block->TryAcquireStrong())
