@@ -24,8 +24,9 @@ struct REDRAFT_ENGINE AffineTransform {
 
         // This transform after `first`: (*this * first).Apply(p) == Apply(first.Apply(p)).
         friend constexpr Params operator*(Params const& m, Params const& first) {
-            return {m.a * first.a + m.b * first.c, m.a * first.b + m.b * first.d, m.a * first.tx + m.b * first.ty + m.tx,
-                    m.c * first.a + m.d * first.c, m.c * first.b + m.d * first.d, m.c * first.tx + m.d * first.ty + m.ty};
+            return {m.a * first.a + m.b * first.c,          m.a * first.b + m.b * first.d,
+                    m.a * first.tx + m.b * first.ty + m.tx, m.c * first.a + m.d * first.c,
+                    m.c * first.b + m.d * first.d,          m.c * first.tx + m.d * first.ty + m.ty};
         }
         // Singular, that is with a determinant whose absolute value is not above 1e-128: a zero linear part and the
         // negated translation.

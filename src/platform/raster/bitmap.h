@@ -67,6 +67,7 @@ public:
     // True when the full size is pending while at least one level holds data.
     bool HoldsMipmapsOnly() const;
     // Gives the memory of tiles back that the document's store can give again: they become pending.
+    // Nothing else may hold pointers to samples of this bitmap meanwhile.
     void ReleaseLoadedTiles();
 
     MipmapMode GetMipmapMode() const { return m_mipmapMode; }
@@ -82,18 +83,21 @@ public:
     // A sample is the mean of the up to four samples that it covers, colours weighted by alpha; integers are rounded
     // to the nearest, halves up.
     void UpdateMipmaps(int level, bool* abort) const;
-    // To be called after each change of pixels: what the rectangle covers is out of date in all levels that exist.
+    // What the rectangle covers is out of date in all levels that exist.
     void MarkMipmapsDirty(Kernel::RectT<int> const& changed);
+    // To be called at the end of each change of pixels instead: marks, and in mode Immediate renews.
+    void FinishChange(Kernel::RectT<int> const& changed);
     // What is out of date in a level, in pixels of the full size; empty for a level that is valid or missing.
     Kernel::RectT<int> GetMipmapDirtyRect(int level) const;
 
     // Pixels with the format's channels side by side, rows `rowBytes` apart, for a rectangle inside the bitmap
-    // (Exception otherwise). Reading loads what is pending in the rectangle. Writing marks mipmaps.
+    // (Exception otherwise). Reading loads what is pending in the rectangle. Writing, filling and copying mark the
+    // levels, and in mode Immediate renew them.
     void ReadPixels(Kernel::RectT<int> const& rect, void* pixels, std::size_t rowBytes) const;
     void WritePixels(Kernel::RectT<int> const& rect, void const* pixels, std::size_t rowBytes);
     DynamicPixel GetPixel(int x, int y) const;
-    // Gives all pixels of the rectangle one value, converted from the pixel's format to the bitmap's. Parts that are
-    // whole tiles take no memory.
+    // Gives all pixels of the rectangle, clipped to the bitmap, one value, converted from the pixel's format to the
+    // bitmap's. Parts that are whole tiles take no memory.
     void Fill(Kernel::RectT<int> const& rect, DynamicPixel const& pixel);
     void Clear(DynamicPixel const& pixel) { Fill(GetBounds(), pixel); }
     // Copies pixels between bitmaps of one format (Exception otherwise): `rect` of the source comes to `to`, both
@@ -111,7 +115,6 @@ protected:
 
 private:
     struct Mipmaps;
-    friend class MipmapBuilder;
 
     void CheckRect(Kernel::RectT<int> const& rect) const;
 

@@ -5,7 +5,7 @@
 #include "platform/kernel/geometry_values.h"
 #include "platform/raster/pixel.h"
 
-#include <vector>
+#include <memory>
 
 namespace Raster {
 
@@ -69,7 +69,7 @@ private:
     int m_height;
     std::size_t m_rowBytes = 0;
     std::size_t m_planeBytes = 0;
-    // Behind a counter; see buffer.cpp.
+    std::shared_ptr<void> m_owner;
     void* m_block = nullptr;
 };
 

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <cstring>
 #include <mutex>
+#include <span>
+#include <vector>
 
 namespace Raster {
 
@@ -26,6 +28,11 @@ public:
     RegionBase(int sampleBytes, int width, int height, std::uint32_t fillBits);
     RegionBase(RegionBase const& other);
     RegionBase(RegionBase&& other) noexcept;
+    // The tiles that the keys name, in index order, none of them read yet. DamagedDataException when the keys don't
+    // fit.
+    static RegionBase FromKeys(int sampleBytes, int width, int height, std::span<TileKey const> keys,
+                               Kernel::Counted<Kernel::BlobSource> const& source);
+    std::vector<TileKey> GetKeys() const;
     // Exception when this is a plane of another size or sample width.
     RegionBase& operator=(RegionBase other);
     ~RegionBase();
@@ -39,7 +46,7 @@ public:
     int GetTileWidth(int tileX) const { return std::min(c_tileSide, m_width - tileX * c_tileSide); }
     int GetTileHeight(int tileY) const { return std::min(c_tileSide, m_height - tileY * c_tileSide); }
 
-    // Tile coordinates beyond the grid: Exception.
+    // The tile as it is now. Tile coordinates beyond the grid: Exception.
     Tile GetConstTile(int tileX, int tileY) const;
     // The place of the tile itself: assigning to it makes the region share the other's samples. Valid until the
     // region is copied or assigned to.
@@ -51,8 +58,8 @@ public:
     Tile const& PeekTile(int tileX, int tileY) const noexcept;
 
     bool IsPendingDelayLoad() const;
-    // Reads what is pending. Returns early when the flag is set; DamagedDataException as Tile::Load.
-    void ForceDelayLoad(bool* abort) const;
+    // Gives back the memory of tiles that their store can give again and that nobody else holds.
+    void ReleaseLoadedTiles();
 
     // A rectangle of samples, `rowBytes` from one row to the next. The rectangle lies inside the region.
     void ReadSamples(Kernel::RectT<int> const& rect, void* samples, std::size_t rowBytes) const;
@@ -76,7 +83,11 @@ private:
 
     void CheckTile(int tileX, int tileY) const;
     void CheckRect(Kernel::RectT<int> const& rect) const;
+    Tile ShareTile(int tileX, int tileY) const;
     Tile& UnshareTilePlace(int tileX, int tileY);
+    Tile& PinTile(int tileX, int tileY, bool overwrite);
+    template <class F>
+    void EditTiles(Kernel::RectT<int> const& rect, F const& edit);
 
     int m_sampleBytes = 0;
     int m_width = 0;

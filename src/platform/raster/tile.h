@@ -2,8 +2,8 @@
 #pragma once
 
 #include "platform/kernel/export.h"
+#include "platform/kernel/file_store.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -17,10 +17,10 @@ inline constexpr int c_tileSide = 256;
 inline constexpr int c_tileShift = 8;
 inline constexpr int c_tileSamples = c_tileSide * c_tileSide;
 
-// Names the samples of a tile by their content: XXH3-128 of its bytes, canonical (big-endian) form. A key whose first
-// twelve bytes are zero is a tile of one value, which stands in the last four bytes, least significant first: such
-// tiles are never stored. Samples beyond the bitmap's edge count as zero.
-using TileKey = std::array<std::uint8_t, 16>;
+// Names the samples of a tile by their content: the key of its bytes, where samples beyond the bitmap's edge count as
+// zero. A key whose first twelve bytes are zero is a tile of one value, which stands in the last four bytes, least
+// significant first: such tiles are never stored.
+using TileKey = Kernel::BlobKey;
 
 // 256 x 256 samples of one channel, row by row: sample (x, y) of the tile is at y * 256 + x.
 //
@@ -67,8 +67,8 @@ public:
     void DecrementRefCountMutable() noexcept;
     // Valid while the samples are held, or as long as this handle is not written through or assigned to.
     void const* GetConstBuffer() const;
-    // Copies the samples first when they are shared. Valid until the handle is copied or assigned to; between
-    // IncrementRefCountMutable and DecrementRefCountMutable until the latter.
+    // Copies the samples first when they are shared. Valid until the handle is copied, assigned to or asked for its
+    // key; between IncrementRefCountMutable and DecrementRefCountMutable until the latter.
     void* GetMutableBuffer();
     // The same for a caller that overwrites all samples: they need not be read or copied, and hold anything.
     void* GetBufferForOverwriting();

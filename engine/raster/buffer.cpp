@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/raster/buffer.h"
+
+#include "engine/raster/interleave.h"
+#include "engine/raster/tile_block.h"
+#include "platform/kernel/exception.h"
+#include "platform/raster/region.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace Raster {
+
+namespace {
+
+constexpr std::size_t c_alignment = 64;
+
+// Filled with zeros; aligned to 64 bytes. calloc gives large blocks without touching them.
+std::shared_ptr<void> AllocateBlock(std::size_t bytes) {
+    void* const allocation = std::calloc(1, bytes + c_alignment);
+    if (allocation == nullptr)
+        throw Kernel::Exception("there is not enough memory for the pixels");
+    std::shared_ptr<void> const owner(allocation, std::free);
+    auto const address = reinterpret_cast<std::uintptr_t>(allocation);
+    std::size_t const padding = (c_alignment - address % c_alignment) % c_alignment;
+    return {owner, static_cast<std::byte*>(allocation) + padding};
+}
+
+} // namespace
+
+BufferBase::BufferBase(int width, int height, Format format)
+    : m_info(GetFormatInfo(format)), m_width(width), m_height(height) {
+    if (m_info.channelCount == 0)
+        throw Kernel::Exception("there are no buffers of this pixel format");
+    CheckBitmapSize(width, height);
+    auto const samples = static_cast<std::size_t>(width) * static_cast<std::size_t>(m_info.sampleBytes);
+    m_rowBytes = (samples + c_alignment - 1) / c_alignment * c_alignment;
+    m_planeBytes = m_rowBytes * static_cast<std::size_t>(height);
+    if (GetBufferBytes() > c_maximumBufferBytes)
+        throw Kernel::Exception("a buffer of " + std::to_string(width) + " x " + std::to_string(height) +
+                                " pixels is too large");
+    m_owner = AllocateBlock(GetBufferBytes());
+    m_block = m_owner.get();
+}
+
+BufferBase::BufferBase(BufferBase const& other) = default;
+BufferBase::~BufferBase() = default;
+
+Kernel::Counted<BufferBase> BufferBase::Create(int width, int height, Format format) {
+    Kernel::Counted<BufferBase> buffer;
+    bool const known = VisitFormat(format, [&](auto traits) {
+        buffer = Kernel::MakeCounted<typename decltype(traits)::BufferType>(width, height);
+    });
+    if (!known)
+        throw Kernel::Exception("there are no buffers of this pixel format");
+    return buffer;
+}
+
+Kernel::Counted<BufferBase> BufferBase::Clone(bool* abort) const {
+    Kernel::Counted<BufferBase> buffer;
+    VisitFormat(GetFormat(), [&](auto traits) {
+        buffer = static_cast<typename decltype(traits)::BufferType const&>(*this).Clone(abort);
+    });
+    return buffer;
+}
+
+void* BufferBase::GetBuffer() {
+    if (m_owner.use_count() != 1) {
+        auto copy = AllocateBlock(GetBufferBytes());
+        std::memcpy(copy.get(), m_block, GetBufferBytes());
+        m_owner = std::move(copy);
+        m_block = m_owner.get();
+    }
+    // use_count orders nothing: what the last other owner read must come before what is written now.
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return m_block;
+}
+
+void BufferBase::CheckRect(Kernel::RectT<int> const& rect) const {
+    if (rect.left < 0 || rect.top < 0 || rect.right > m_width || rect.bottom > m_height || rect.left > rect.right ||
+        rect.top > rect.bottom)
+        throw Kernel::Exception("pixels outside their buffer were asked for");
+}
+
+void BufferBase::ReadPixels(Kernel::RectT<int> const& rect, void* pixels, std::size_t rowBytes) const {
+    CheckRect(rect);
+    auto const offset = static_cast<std::size_t>(rect.left * m_info.sampleBytes);
+    for (int y = rect.top; y != rect.bottom; ++y) {
+        void const* rows[5];
+        for (int channel = 0; channel != m_info.channelCount; ++channel)
+            rows[channel] = static_cast<std::byte const*>(GetRow(channel, y)) + offset;
+        InterleaveRow(rows, m_info.channelCount, m_info.sampleBytes, static_cast<std::size_t>(rect.GetWidth()),
+                      static_cast<std::byte*>(pixels) + static_cast<std::size_t>(y - rect.top) * rowBytes);
+    }
+}
+
+void BufferBase::WritePixels(Kernel::RectT<int> const& rect, void const* pixels, std::size_t rowBytes) {
+    CheckRect(rect);
+    auto const offset = static_cast<std::size_t>(rect.left * m_info.sampleBytes);
+    for (int y = rect.top; y != rect.bottom; ++y) {
+        void* rows[5];
+        for (int channel = 0; channel != m_info.channelCount; ++channel)
+            rows[channel] = static_cast<std::byte*>(GetRow(channel, y)) + offset;
+        DeinterleaveRow(static_cast<std::byte const*>(pixels) + static_cast<std::size_t>(y - rect.top) * rowBytes,
+                        m_info.channelCount, m_info.sampleBytes, static_cast<std::size_t>(rect.GetWidth()), rows);
+    }
+}
+
+DynamicPixel BufferBase::GetPixel(int x, int y) const {
+    CheckRect({x, y, x + 1, y + 1});
+    DynamicPixel pixel(GetFormat());
+    for (int channel = 0; channel != m_info.channelCount; ++channel) {
+        std::uint32_t bits = 0;
+        std::memcpy(
+            &bits, static_cast<std::byte const*>(GetRow(channel, y)) + static_cast<std::size_t>(x * m_info.sampleBytes),
+            static_cast<std::size_t>(m_info.sampleBytes));
+        pixel.SetSample(channel, FromSampleBits(bits, m_info));
+    }
+    return pixel;
+}
+
+void BufferBase::Fill(Kernel::RectT<int> const& rect, DynamicPixel const& pixel) {
+    auto const clipped = rect.Intersected(GetBounds());
+    DynamicPixel const converted = pixel.Converted(GetFormat());
+    auto const offset = static_cast<std::size_t>(clipped.left * m_info.sampleBytes);
+    for (int channel = 0; channel != m_info.channelCount; ++channel) {
+        std::uint32_t const bits = ToSampleBits(converted.GetSample(channel), m_info);
+        for (int y = clipped.top; y < clipped.bottom; ++y)
+            FillSamples(static_cast<std::byte*>(GetRow(channel, y)) + offset, m_info.sampleBytes,
+                        static_cast<std::size_t>(clipped.GetWidth()), bits);
+    }
+}
+
+} // namespace Raster
