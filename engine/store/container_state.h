@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/store/container.h"
+#include "engine/store/database.h"
+
+#include <map>
+#include <mutex>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace Store {
+
+struct ChunkEntry {
+    std::uint64_t size = 0;
+    Kernel::BlobKey digest;
+};
+
+// Every chunk of a document, with the content that it must have.
+using Manifest = std::map<std::uint32_t, ChunkEntry>;
+
+Kernel::BlobKey ComputeManifestDigest(Manifest const& manifest);
+
+// Refuses what cannot be a document of a known format by the first bytes alone, before any of its structure is
+// followed.
+void CheckHeader(File& file);
+
+// The statements of one connection; prepared once, because a document has many rows.
+struct Statements {
+    explicit Statements(Database& database);
+
+    Statement readMeta, writeMeta;
+    Statement readChunk, writeChunk, writeChunkData, removeChunk, removeChunkData;
+    Statement findBlob, readBlob, writeBlob, removeBlob;
+};
+
+// A blob that waits to be compressed together with others.
+struct PendingBlob {
+    Kernel::BlobKey key;
+    std::vector<std::byte> bytes;
+};
+
+struct Container::State {
+    State(FileSystem& fileSystem, std::filesystem::path filePath) : files(fileSystem), path(std::move(filePath)) {}
+
+    // A state whose file has no name yet and is empty.
+    static std::unique_ptr<State> CreateDraft(FileSystem& files, std::filesystem::path const& path, IfExists ifExists);
+
+    // Connects to `file` and reads what the document consists of. Throws RecoveryNeeded where Database does.
+    void Connect();
+    void Disconnect() noexcept;
+    void CheckSchema();
+    std::uint64_t ReadGeneration();
+    // Reads format, generation and manifest, and proves that they belong together.
+    void LoadManifest();
+    void StoreManifest();
+    // To be called first by each operation, with `mutex` held: connects again where that is due.
+    void RequireOpen();
+    void RequireSave() const;
+    void FlushBlobs();
+    void Publish();
+    void SettleTarget(std::shared_ptr<File>& target);
+    bool IsBlobStored(Kernel::BlobKey const& key);
+    // Descending, so the newest first.
+    std::vector<std::int64_t> FindBlobRows(Kernel::BlobKey const& key);
+    // Takes `mutex` for the reading, but not for the expanding.
+    std::vector<std::byte> ReadBlobRow(std::int64_t row, Kernel::BlobKey const& key);
+
+    FileSystem& files;
+    std::filesystem::path path;
+    bool isWritable = false;
+    std::shared_ptr<File> file;
+    std::unique_ptr<Draft> draft;
+    IfExists ifExists = IfExists::Refuse;
+
+    std::mutex mutex;
+    std::unique_ptr<Database> database;
+    std::unique_ptr<Statements> statements;
+    Manifest manifest;
+    // What `manifest` was before the save that is under way.
+    Manifest committedManifest;
+    std::uint64_t generation = 0;
+    std::int64_t formatMinor = c_formatMinor;
+    // Tables that a newer minor format brings.
+    bool hasForeignTables = false;
+    bool isSaving = false;
+    // A failed commit leaves open which of two documents the file is.
+    bool isStale = false;
+    unsigned snapshots = 0;
+
+    // Written with `mutex` held, by the one thread that saves; that thread may read them without.
+    std::vector<PendingBlob> pending;
+    std::unordered_map<Kernel::BlobKey, std::size_t> pendingIndex;
+    std::size_t pendingSize = 0;
+    // Found unreadable: what is put again under such a key is written again.
+    std::unordered_set<Kernel::BlobKey> damagedBlobs;
+    // Those of them that the save under way has written.
+    std::unordered_set<Kernel::BlobKey> rewrittenBlobs;
+};
+
+} // namespace Store

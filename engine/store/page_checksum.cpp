@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/page_checksum.h"
+
+#include <xxhash.h>
+
+namespace Store {
+
+namespace {
+
+XXH64_hash_t Compute(std::span<std::byte const> page, std::uint64_t number) noexcept {
+    return XXH3_64bits_withSeed(page.data(), page.size() - c_pageChecksumSize, number + 1);
+}
+
+} // namespace
+
+void SetPageChecksum(std::span<std::byte> page, std::uint64_t number) noexcept {
+    auto checksum = Compute(page, number);
+    for (auto& byte : page.last(c_pageChecksumSize)) {
+        byte = static_cast<std::byte>(checksum);
+        checksum >>= 8;
+    }
+}
+
+bool IsPageIntact(std::span<std::byte const> page, std::uint64_t number) noexcept {
+    auto checksum = Compute(page, number);
+    for (auto const byte : page.last(c_pageChecksumSize)) {
+        if (byte != static_cast<std::byte>(checksum))
+            return false;
+        checksum >>= 8;
+    }
+    return true;
+}
+
+} // namespace Store

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/store/file_system.h"
+
+#include <filesystem>
+#include <memory>
+#include <sqlite3.h>
+#include <string>
+
+namespace Store {
+
+// Where SQLite's own locks lie, as in its published file format ("The Lock-Byte Page"), and beside them, on the same
+// page that never holds data, the two locks of the container.
+namespace Locks {
+inline constexpr ByteRange c_pending{0x40000000, 1};
+inline constexpr ByteRange c_reserved{0x40000001, 1};
+inline constexpr ByteRange c_shared{0x40000002, 510};
+// Held alone by whoever has the document open to change it.
+inline constexpr ByteRange c_editor{0x40000200, 1};
+// Shared by all who read the document and may come back for more of it.
+inline constexpr ByteRange c_viewers{0x40000201, 1};
+} // namespace Locks
+
+std::filesystem::path ToJournalPath(std::filesystem::path const& path);
+
+// Connects one SQLite database to a FileSystem, as a virtual file system of its own.
+//
+// The database file is one that is already open; beside it SQLite can reach its own rollback journal and no other file,
+// whatever a forged journal or schema names. Each page that is written gets its checksum, each page that is read must
+// have it.
+class SqliteVfs {
+public:
+    SqliteVfs(FileSystem& files, std::filesystem::path path, std::shared_ptr<File> database);
+    ~SqliteVfs();
+    SqliteVfs(SqliteVfs const&) = delete;
+    SqliteVfs& operator=(SqliteVfs const&) = delete;
+
+    std::string const& GetName() const { return m_name; }
+    // What the file system said when it last failed; empty when it has not failed since ClearFailure.
+    std::string const& GetFailure() const { return m_failure; }
+    void ClearFailure() { m_failure.clear(); }
+
+private:
+    friend struct VfsOperations;
+
+    FileSystem& m_files;
+    std::filesystem::path const m_path;
+    std::filesystem::path const m_journalPath;
+    std::shared_ptr<File> const m_database;
+    std::string const m_name;
+    std::string m_failure;
+    sqlite3_vfs m_vfs{};
+};
+
+} // namespace Store
