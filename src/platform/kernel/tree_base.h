@@ -14,7 +14,8 @@ namespace Kernel {
 // constant time, and a tree of any depth is destroyed without recursion.
 //
 // N derives from TreeBaseNDJailCounted<N, ListCount, List>; List is an enumeration of the values 0 to ListCount - 1.
-template <class N, int ListCount, class List> class TreeBaseNDJailCounted {
+template <class N, int ListCount, class List>
+class TreeBaseNDJailCounted {
 public:
     TreeBaseNDJailCounted(TreeBaseNDJailCounted const&) = delete;
     TreeBaseNDJailCounted& operator=(TreeBaseNDJailCounted const&) = delete;

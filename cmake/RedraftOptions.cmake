@@ -1,0 +1,38 @@
+# SPDX-License-Identifier: Apache-2.0
+# Compiler settings that every target shares.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+set(CMAKE_CXX_FLAGS_DEV "-O1 -g1")
+set(CMAKE_C_FLAGS_DEV "-O1 -g1")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2")
+
+# Contraction of a*b+c differs between machines; results must not.
+add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor
+                    -ffp-contract=off)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    set_property(DIRECTORY PROPERTY COMPILE_OPTIONS
+                 -Wall -Wextra -Wpedantic -Werror -Wnon-virtual-dtor -ffp-contract=off -Wno-gnu-zero-variadic-macro-arguments)
+endif()
+
+set(REDRAFT_SANITIZE "" CACHE STRING "Sanitizers, comma-separated, as -fsanitize takes them")
+if(REDRAFT_SANITIZE)
+    add_compile_options(-fsanitize=${REDRAFT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+                        -fno-sanitize=vptr)
+    add_link_options(-fsanitize=${REDRAFT_SANITIZE} -fno-sanitize=vptr)
+    # With sanitizers gcc reports uninitialised values that are not there (gcc bug 105562).
+    add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+endif()
+option(REDRAFT_FUZZ "Build the fuzz targets (needs clang)" OFF)
+
+find_program(REDRAFT_MOLD mold)
+if(REDRAFT_MOLD)
+    add_link_options(-fuse-ld=mold)
+endif()

@@ -1,0 +1,21 @@
+# SPDX-License-Identifier: Apache-2.0
+# redraft_room(TARGET FOLDER [LINK target...] [SYSTEM library...])
+#   One folder of sources as an object library. LINK names the rooms below that it may use; SYSTEM the
+#   third-party libraries, whose headers are not checked for warnings.
+function(redraft_room target folder)
+    cmake_parse_arguments(ROOM "" "" "LINK;SYSTEM" ${ARGN})
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+    if(NOT sources)
+        file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/${target}_empty.cpp "")
+        set(sources ${CMAKE_CURRENT_BINARY_DIR}/${target}_empty.cpp)
+    endif()
+    add_library(${target} OBJECT ${sources})
+    target_include_directories(${target} PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
+    target_link_libraries(${target} PUBLIC Threads::Threads ${ROOM_LINK} PRIVATE ${ROOM_SYSTEM})
+endfunction()
+
+# redraft_pkg(NAME module...): an imported target Redraft::NAME from pkg-config.
+function(redraft_pkg name)
+    pkg_check_modules(PKG_${name} REQUIRED IMPORTED_TARGET ${ARGN})
+    add_library(Redraft::${name} ALIAS PkgConfig::PKG_${name})
+endfunction()

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/attributes.h"
+
+#include "platform/kernel/class_properties.h"
+#include "platform/kernel/exception.h"
+#include "platform/kernel/in_serialiser.h"
+#include "platform/kernel/out_serialiser.h"
+
+#include <new>
+
+AttributeTable::AttributeTable(AttributeTable const& other) noexcept : m_data(other.m_data) {
+    if (m_data != nullptr)
+        m_data->references.fetch_add(1, std::memory_order_relaxed);
+}
+
+AttributeTable::~AttributeTable() { Release(m_data); }
+
+AttributeTable::Data* AttributeTable::Allocate(std::uint64_t present) {
+    auto const count = static_cast<std::size_t>(std::popcount(present));
+    void* const memory = ::operator new(sizeof(Data) + count * sizeof(InterfaceState const*));
+    return new (memory) Data{1, present};
+}
+
+void AttributeTable::Release(Data* data) noexcept {
+    if (data == nullptr || data->references.fetch_sub(1, std::memory_order_acq_rel) != 1)
+        return;
+    auto const count = std::popcount(data->present);
+    for (int i = 0; i != count; ++i)
+        Kernel::Detail::Release(Entries(data)[i]);
+    data->~Data();
+    ::operator delete(data);
+}
+
+void AttributeTable::Set(InterfaceId id, Kernel::Counted<InterfaceState const> state) {
+    if (state && state->IsDefault())
+        state.reset();
+    auto const bit = std::uint64_t{1} << static_cast<int>(id);
+    auto const old = m_data == nullptr ? 0 : m_data->present;
+    auto const present = state ? old | bit : old & ~bit;
+    if (present == 0) {
+        Release(std::exchange(m_data, nullptr));
+        return;
+    }
+    if (present == old && m_data->references.load(std::memory_order_acquire) == 1) {
+        if (state) {
+            auto& slot = Entries(m_data)[std::popcount(present & (bit - 1))];
+            Kernel::Detail::Release(std::exchange(slot, state.Detach()));
+        }
+        return;
+    }
+    Data* const data = Allocate(present);
+    InterfaceState const** target = Entries(data);
+    InterfaceState const* const* source = m_data == nullptr ? nullptr : Entries(m_data);
+    for (auto rest = present | old; rest != 0; rest &= rest - 1) {
+        auto const current = rest & -rest;
+        InterfaceState const* const kept = (old & current) != 0 ? *source++ : nullptr;
+        if ((present & current) == 0)
+            continue;
+        *target = current == bit ? state.get() : kept;
+        Kernel::Detail::Acquire(*target);
+        ++target;
+    }
+    Release(std::exchange(m_data, data));
+}
+
+void AttributeOwner::SetState(InterfaceId id, Kernel::Counted<InterfaceState const> state) {
+    auto const* const old = m_attributes.Find(id);
+    if (old == state.get() || (old != nullptr && state && old->IsEqualTo(*state)))
+        return;
+    if (old == nullptr && state->IsDefault())
+        return;
+    m_attributes.Set(id, std::move(state));
+    ++m_revision;
+    OnStateChanged(id);
+}
+
+namespace {
+
+// The field that holds the state of an interface: "St00" and so on, by the interface's number.
+constexpr Kernel::IDTag StateTag(int number) {
+    return Kernel::IDTag::FromValue(std::uint32_t{'S'} << 24 | std::uint32_t{'t'} << 16 |
+                                    static_cast<std::uint32_t>('0' + number / 10) << 8 |
+                                    static_cast<std::uint32_t>('0' + number % 10));
+}
+
+} // namespace
+
+void AttributeOwner::SaveStates(Kernel::OutSerialiser& out) const {
+    for (int i = 0; i != c_interfaceCount; ++i) {
+        if (auto const* state = m_attributes.Find(static_cast<InterfaceId>(i)))
+            Kernel::SaveInlineObject(out, StateTag(i), *state);
+    }
+}
+
+void AttributeOwner::LoadStates(Kernel::InSerialiser const& in, Kernel::FileStore& files) {
+    for (int i = 0; i != c_interfaceCount; ++i) {
+        auto const loaded = Kernel::LoadInlineObject(in, StateTag(i), files);
+        auto const* const state = Kernel::CastPointer<InterfaceState>(loaded.get());
+        if (state != nullptr && state->GetInterfaceId() == static_cast<InterfaceId>(i))
+            m_attributes.Set(static_cast<InterfaceId>(i), Kernel::Counted<InterfaceState const>(state));
+    }
+}

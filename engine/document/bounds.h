@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/node.h"
+
+// The bounds, in spread space, of a node and of the plain children below it, cut to the bounds of clipping content.
+// `toSpread` takes the node's own space there. Hidden nodes count too, as they do for the user who selects them.
+// Without recursion along the plain children; clips inside clips are followed 64 deep.
+Kernel::RectT<double> ComputeBounds(Node const& node, Raster::AffineTransform::Params const& toSpread,
+                                    bool includeLines);

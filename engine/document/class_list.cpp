@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every persisted class of the document model, with its tag. Tags and versions are the stored format's key.
+
+#include "platform/document/compound_command.h"
+#include "platform/document/detach_symbol_command.h"
+#include "platform/document/document_controller.h"
+#include "platform/document/reflow_pages_command.h"
+#include "platform/document/selection_command_proxy_state_manager.h"
+#include "platform/kernel/field_list.h"
+#include "platform/kernel/type_name.h"
+
+namespace {
+
+// Properties are made when they are first asked for, so that a base's exist before those of a derived class in every
+// kind of build.
+template <class T>
+Kernel::ClassProperties const* Register(Kernel::ClassUID tag, Kernel::ClassProperties const* base = nullptr) {
+    struct Entry {
+        Entry(Kernel::ClassUID uid, Kernel::ClassProperties const* parent)
+            : properties(uid, MakeFactory(), 1, nullptr, parent, Kernel::TypeName<T>().data()), init(&properties) {}
+        static Kernel::ClassProperties::Factory MakeFactory() {
+            if constexpr (requires { T::CreateObject(); })
+                return &T::CreateObject;
+            else
+                return nullptr;
+        }
+        Kernel::ClassProperties properties;
+        Kernel::ClassPropertiesBase::Init init;
+    };
+    static Entry const s_entry(tag, base);
+    return &s_entry.properties;
+}
+
+} // namespace
+
+using Properties = Kernel::ClassProperties const*;
+
+// clang-format off
+Properties DocumentCommand::GetTypeClassProperties()       { return Register<DocumentCommand>("DcCm"); }
+Properties CompoundCommand::GetTypeClassProperties()       { return Register<CompoundCommand>("CmpC", DocumentCommand::GetTypeClassProperties()); }
+Properties SelectionCommandBase::GetTypeClassProperties()  { return Register<SelectionCommandBase>("SlCB", DocumentCommand::GetTypeClassProperties()); }
+Properties DetachSymbolCommand::GetTypeClassProperties()   { return Register<DetachSymbolCommand>("DtSy", DocumentCommand::GetTypeClassProperties()); }
+Properties ReflowPagesCommand::GetTypeClassProperties()    { return Register<ReflowPagesCommand>("RflP", DocumentCommand::GetTypeClassProperties()); }
+Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
+Properties History::GetTypeClassProperties()               { return Register<History>("Hist"); }
+Properties HistoryEntry::GetTypeClassProperties()          { return Register<HistoryEntry>("HisE"); }
+Properties DocumentDefaults::GetTypeClassProperties()      { return Register<DocumentDefaults>("DcDf"); }
+Properties PageManagementOptions::GetTypeClassProperties() { return Register<PageManagementOptions>("PgMO"); }
+Properties DocumentSettings::GetTypeClassProperties()      { return Register<DocumentSettings>("DcSe"); }
+Properties Selection::GetTypeClassProperties()             { return Register<Selection>("Sele"); }
+Properties SelectionItem::GetTypeClassProperties()         { return Register<SelectionItem>("SelI"); }
+
+Properties DocumentNode::GetTypeClassProperties()          { return Register<DocumentNode>("NDoc"); }
+Properties SpreadNode::GetTypeClassProperties()            { return Register<SpreadNode>("NSpr"); }
+Properties PageNode::GetTypeClassProperties()              { return Register<PageNode>("NPag"); }
+Properties GroupNode::GetTypeClassProperties()             { return Register<GroupNode>("NGrp"); }
+Properties ConstraintsGroupNode::GetTypeClassProperties()  { return Register<ConstraintsGroupNode>("NCGr", GroupNode::GetTypeClassProperties()); }
+Properties SymbolNode::GetTypeClassProperties()            { return Register<SymbolNode>("NSym", GroupNode::GetTypeClassProperties()); }
+Properties CloudSyncedNode::GetTypeClassProperties()       { return Register<CloudSyncedNode>("NCld"); }
+Properties ShapeNode::GetTypeClassProperties()             { return Register<ShapeNode>("NShp"); }
+Properties PolyCurveNode::GetTypeClassProperties()         { return Register<PolyCurveNode>("NCur"); }
+Properties CompoundCurveNode::GetTypeClassProperties()     { return Register<CompoundCurveNode>("NCmp"); }
+Properties RasterNode::GetTypeClassProperties()            { return Register<RasterNode>("NRas"); }
+Properties ImageNode::GetTypeClassProperties()             { return Register<ImageNode>("NImg"); }
+
+Properties RectangleShape::GetTypeClassProperties()        { return Register<RectangleShape>("ShRc"); }
+Properties EllipseShape::GetTypeClassProperties()          { return Register<EllipseShape>("ShEl"); }
+Properties StarShape::GetTypeClassProperties()             { return Register<StarShape>("ShSt"); }
+Properties BlendModeState::GetTypeClassProperties()        { return Register<BlendModeState>("StBM"); }
+Properties VisibilityState::GetTypeClassProperties()       { return Register<VisibilityState>("StVi"); }
+Properties FilterEffectsState::GetTypeClassProperties()    { return Register<FilterEffectsState>("StFE"); }
+Properties TransformState::GetTypeClassProperties()        { return Register<TransformState>("StTr"); }
+Properties TransformSnapshot::GetTypeClassProperties()     { return Register<TransformSnapshot>("StTS"); }
+Properties BrushFillState::GetTypeClassProperties()        { return Register<BrushFillState>("StBF"); }
+Properties TransparencyState::GetTypeClassProperties()     { return Register<TransparencyState>("StTp"); }
+Properties LineStyleState::GetTypeClassProperties()        { return Register<LineStyleState>("StLS"); }
+Properties CurvesState::GetTypeClassProperties()           { return Register<CurvesState>("StCu"); }
+Properties RasterState::GetTypeClassProperties()           { return Register<RasterState>("StRa"); }
+Properties StoryState::GetTypeClassProperties()            { return Register<StoryState>("StSt"); }
+Properties TextFrameState::GetTypeClassProperties()        { return Register<TextFrameState>("StTF"); }
+Properties TextWrapState::GetTypeClassProperties()         { return Register<TextWrapState>("StTW"); }
+Properties GUIDState::GetTypeClassProperties()             { return Register<GUIDState>("StGU"); }
+Properties AdjustmentParamsState::GetTypeClassProperties() { return Register<AdjustmentParamsState>("StAP"); }
+Properties FilterParamsState::GetTypeClassProperties()     { return Register<FilterParamsState>("StFP"); }
+Properties ImageResourceState::GetTypeClassProperties()    { return Register<ImageResourceState>("StIR"); }
+Properties PictureFrameState::GetTypeClassProperties()     { return Register<PictureFrameState>("StPF"); }
+Properties TagState::GetTypeClassProperties()              { return Register<TagState>("StTg"); }
+Properties EditabilityState::GetTypeClassProperties()      { return Register<EditabilityState>("StEd"); }
+Properties DescriptionState::GetTypeClassProperties()      { return Register<DescriptionState>("StDe"); }
+Properties DrawOrderState::GetTypeClassProperties()        { return Register<DrawOrderState>("StDO"); }
+Properties HyperlinkState::GetTypeClassProperties()        { return Register<HyperlinkState>("StHy"); }
+Properties BaselineGridState::GetTypeClassProperties()     { return Register<BaselineGridState>("StBG"); }
+Properties ContourState::GetTypeClassProperties()          { return Register<ContourState>("StCo"); }
+Properties DataMergeState::GetTypeClassProperties()        { return Register<DataMergeState>("StDM"); }
+Properties GeometryModifierState::GetTypeClassProperties() { return Register<GeometryModifierState>("StGM"); }
+// clang-format on
+
+namespace {
+
+template <class... T> struct Registered {
+    Registered() { (T::GetTypeClassProperties(), ...); }
+};
+
+// Enters them all while the engine is loaded, so that a document can name any of them.
+Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, DetachSymbolCommand, ReflowPagesCommand, Macro,
+           History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem,
+           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode,
+           PolyCurveNode, CompoundCurveNode, RasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
+           BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState,
+           TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState,
+           GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState,
+           EditabilityState, DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState, ContourState,
+           DataMergeState, GeometryModifierState> const c_registered;
+
+} // namespace
+
+Kernel::Counted<Kernel::Serialisable> GroupNode::CreateObject() { return Kernel::MakeCounted<GroupNode>(); }
+Kernel::Counted<Kernel::Serialisable> ConstraintsGroupNode::CreateObject() {
+    return Kernel::MakeCounted<ConstraintsGroupNode>();
+}
+Kernel::Counted<Kernel::Serialisable> SymbolNode::CreateObject() { return Kernel::MakeCounted<SymbolNode>(); }
+Kernel::Counted<Kernel::Serialisable> CloudSyncedNode::CreateObject() {
+    return Kernel::MakeCounted<CloudSyncedNode>();
+}
+Kernel::Counted<Kernel::Serialisable> ShapeNode::CreateObject() { return Kernel::MakeCounted<ShapeNode>(); }
+Kernel::Counted<Kernel::Serialisable> PolyCurveNode::CreateObject() { return Kernel::MakeCounted<PolyCurveNode>(); }
+Kernel::Counted<Kernel::Serialisable> CompoundCurveNode::CreateObject() {
+    return Kernel::MakeCounted<CompoundCurveNode>();
+}
+Kernel::Counted<Kernel::Serialisable> RasterNode::CreateObject() { return Kernel::MakeCounted<RasterNode>(); }
+Kernel::Counted<Kernel::Serialisable> ImageNode::CreateObject() { return Kernel::MakeCounted<ImageNode>(); }
+Kernel::Counted<Kernel::Serialisable> PageNode::CreateObject() { return Kernel::MakeCounted<PageNode>(); }
+Kernel::Counted<Kernel::Serialisable> SpreadNode::CreateObject() { return Kernel::MakeCounted<SpreadNode>(); }
+Kernel::Counted<Kernel::Serialisable> DocumentNode::CreateObject() { return Kernel::MakeCounted<DocumentNode>(); }

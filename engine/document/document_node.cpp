@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/nodes.h"
+
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+#include "platform/kernel/in_serialiser.h"
+#include "platform/kernel/out_serialiser.h"
+
+#include <unordered_set>
+
+void ViewPointData::Save(Kernel::OutSerialiser& out) const { Kernel::SaveFields(*this, out); }
+
+bool ViewPointData::Load(Kernel::InSerialiser const& in, Kernel::ClassUID, unsigned short version) {
+    if (version > GetSchemaVersion())
+        return false;
+    Kernel::LoadFields(*this, in);
+    return true;
+}
+
+void DocumentNode::SetFormat(Raster::Format format) {
+    m_format = format;
+    MarkChanged();
+}
+
+void DocumentNode::SetGuidesFill(Kernel::Counted<Renderer::FillDescriptor const> fill) {
+    m_guidesFill = std::move(fill);
+    MarkChanged();
+}
+
+void DocumentNode::SetViewPoints(std::vector<ViewPointData> viewPoints) {
+    m_viewPoints = std::move(viewPoints);
+    MarkChanged();
+}
+
+std::vector<Kernel::Counted<SpreadNode>> DocumentNode::GetSpreads() const {
+    std::vector<Kernel::Counted<SpreadNode>> spreads;
+    for (Node* child = GetFirstChild(NodeChildListType::Plain); child != nullptr; child = child->GetNextSibling()) {
+        if (auto* spread = Kernel::CastPointer<SpreadNode>(child))
+            spreads.emplace_back(spread);
+    }
+    return spreads;
+}
+
+Kernel::Counted<Node> DocumentNode::FindNode(NodeId id) const {
+    Kernel::Counted<Node> found;
+    ForEachNode(const_cast<DocumentNode&>(*this), [&](Node& node) {
+        if (node.GetId() == id)
+            found = Kernel::Counted<Node>(&node);
+    });
+    return found;
+}
+
+void DocumentNode::AdoptIds(Node& top) {
+    ForEachNode(top, [&](Node& node) {
+        if (node.m_id != 0)
+            return;
+        node.m_id = m_nextId++;
+        node.MarkChanged();
+        if (auto const* box = Kernel::CastPointer<CloudSyncedNode>(&node); box != nullptr && box->GetBoxContents())
+            AdoptIds(*box->GetBoxContents());
+    });
+    MarkChanged();
+}
+
+void DocumentNode::CheckInvariants() const {
+    std::unordered_set<NodeId> ids;
+    ForEachNode(const_cast<DocumentNode&>(*this), [&](Node& node) {
+        if (node.GetId() == 0 || !ids.insert(node.GetId()).second)
+            throw Kernel::DamagedDataException("the tree is damaged: two nodes have one id");
+        if (node.GetId() >= m_nextId)
+            throw Kernel::DamagedDataException("the tree is damaged: a node's id was never given");
+        bool const isSpread = Kernel::CastPointer<SpreadNode>(&node) != nullptr;
+        if (isSpread != (node.GetParent() == this && node.GetChildListType() == NodeChildListType::Plain))
+            throw Kernel::DamagedDataException("the tree is damaged: spreads stand below the document only");
+        if (Kernel::CastPointer<DocumentNode>(&node) != nullptr && &node != this)
+            throw Kernel::DamagedDataException("the tree is damaged: a document stands in a document");
+    });
+}
+
+// The next id is no part of the document's state: it goes on from where it was when an edit is undone.
+void DocumentNode::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveField(out, "Frmt", m_format);
+    Kernel::SaveField(out, "GFil", m_guidesFill);
+    Kernel::SaveField(out, "VwPs", m_viewPoints);
+    if (!out.IsHashing())
+        Kernel::SaveField(out, "NxId", m_nextId);
+    Node::Save(out);
+}
+
+bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadField(in, "Frmt", m_format);
+    Kernel::LoadField(in, "GFil", m_guidesFill);
+    Kernel::LoadField(in, "VwPs", m_viewPoints);
+    Kernel::LoadField(in, "NxId", m_nextId);
+    return Node::Load(in, files, version);
+}

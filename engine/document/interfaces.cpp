@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/interfaces.h"
+
+#include <algorithm>
+#include <cmath>
+
+Kernel::Counted<ShapeDefinition const> ShapeInterface::GetShapeDefinition() const {
+    return Kernel::Counted<ShapeDefinition const>(static_cast<ShapeDefinition const*>(FindState(InterfaceId::Shape)));
+}
+
+void ShapeInterface::SetShapeDefinition(Kernel::Counted<ShapeDefinition const> definition) {
+    SetState(InterfaceId::Shape, std::move(definition));
+}
+
+void BlendModeInterface::SetBlendMode(Renderer::BlendMode mode) {
+    EditState<BlendModeState>([&](auto& state) { state.blendMode = mode; });
+}
+
+void BlendModeInterface::SetIsolated(bool isolated) {
+    EditState<BlendModeState>([&](auto& state) { state.isolated = isolated; });
+}
+
+void VisibilityInterface::SetVisible(bool visible) {
+    EditState<VisibilityState>([&](auto& state) { state.visible = visible; });
+}
+
+void FilterEffectsInterface::SetFilterEffects(std::vector<Kernel::Counted<Kernel::Serialisable>> effects) {
+    EditState<FilterEffectsState>([&](auto& state) { state.effects = std::move(effects); });
+}
+
+Raster::AffineTransform::Params TransformInterface::GetTransform(bool toSpread, bool withFrameTextScale) const {
+    auto result = toSpread ? GetParentToSpreadTransform() * m_matrix : m_matrix;
+    if (withFrameTextScale)
+        result = result * GetFrameTextScale();
+    return result;
+}
+
+void TransformInterface::Transform(Raster::AffineTransform::Params transform, bool inSpread) {
+    if (!inSpread) {
+        StoreMatrix(transform * m_matrix);
+        return;
+    }
+    auto const toSpread = GetParentToSpreadTransform();
+    StoreMatrix(toSpread.GetInverse() * transform * toSpread * m_matrix);
+}
+
+void TransformInterface::SetTransform(Raster::AffineTransform::Params transform, bool inSpread) {
+    StoreMatrix(inSpread ? GetParentToSpreadTransform().GetInverse() * transform : transform);
+}
+
+void TransformInterface::SetFrameTextScale(Raster::AffineTransform::Params scale) {
+    EditState<TransformState>([&](auto& state) { state.frameTextScale = scale; });
+}
+
+void TransformInterface::ScaleFrameText(Raster::AffineTransform::Params transform) {
+    if (transform.IsIdentity())
+        return;
+    EditState<TransformState>([&](auto& state) { state.frameTextScale = transform * state.frameTextScale; });
+}
+
+void TransformInterface::SetTransformConstraints(unsigned constraints) {
+    EditState<TransformState>([&](auto& state) { state.constraints = constraints; });
+}
+
+void TransformInterface::CopyFrom(TransformInterface const& other, bool constraints, bool matrix,
+                                  bool frameTextScale) {
+    if (matrix)
+        SetTransform(other.GetMatrix(), false);
+    EditState<TransformState>([&](auto& state) {
+        auto const& source = other.GetState<TransformState>();
+        if (constraints)
+            state.constraints = source.constraints;
+        if (frameTextScale)
+            state.frameTextScale = source.frameTextScale;
+    });
+}
+
+Kernel::Counted<TransformSnapshot const> TransformInterface::TakeSnapshot() const {
+    auto const& state = GetState<TransformState>();
+    auto snapshot = Kernel::MakeCounted<TransformSnapshot>();
+    snapshot->matrix = m_matrix;
+    snapshot->frameTextScale = state.frameTextScale;
+    snapshot->constraints = state.constraints;
+    return snapshot;
+}
+
+void TransformInterface::PutSnapshot(TransformSnapshot const& snapshot) {
+    SetTransform(snapshot.matrix, false);
+    EditState<TransformState>([&](auto& state) {
+        state.frameTextScale = snapshot.frameTextScale;
+        state.constraints = snapshot.constraints;
+    });
+}
+
+Kernel::Counted<Renderer::FillDescriptor const> BrushFillInterface::GetBrushFillDescriptor(bool) const {
+    return GetState<BrushFillState>().fill;
+}
+
+void BrushFillInterface::SetBrushFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill) {
+    EditState<BrushFillState>([&](auto& state) { state.fill = std::move(fill); });
+}
+
+void BrushFillInterface::SetBrushFillContentType(ContentType type) {
+    EditState<BrushFillState>([&](auto& state) { state.contentType = type; });
+}
+
+bool BrushFillInterface::IsBrushFillNone() const {
+    auto const& fill = GetState<BrushFillState>().fill;
+    return !fill || fill->IsFillNone();
+}
+
+bool BrushFillInterface::IsBrushFillVisible(double tolerance) const {
+    auto const& fill = GetState<BrushFillState>().fill;
+    return fill && fill->IsFillVisible(tolerance);
+}
+
+void TransparencyInterface::SetOpacity(double opacity) {
+    double const clamped = std::isnan(opacity) ? 1 : std::clamp(opacity, 0.0, 1.0);
+    EditState<TransparencyState>([&](auto& state) { state.opacity = clamped; });
+}
+
+void LineStyleInterface::SetLineStyleDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor const> line) {
+    EditState<LineStyleState>([&](auto& state) { state.line = std::move(line); });
+}
+
+void LineStyleInterface::SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill) {
+    EditState<LineStyleState>([&](auto& state) { state.penFill = std::move(fill); });
+}
+
+void LineStyleInterface::SetLineStyleContentType(ContentType type) {
+    EditState<LineStyleState>([&](auto& state) { state.contentType = type; });
+}
+
+bool LineStyleInterface::IsLineStyleVisible() const {
+    auto const& state = GetState<LineStyleState>();
+    return state.line && !state.line->IsLineStyleNone() && state.penFill && state.line->IsLineStyleVisible(*state.penFill);
+}
+
+std::pair<bool, bool> LineStyleInterface::IsLineStyleVisibleFrontBehind() const {
+    bool const visible = IsLineStyleVisible();
+    bool const behind = visible && GetState<DrawOrderState>().lineBehindFill;
+    return {visible && !behind, behind};
+}
+
+void MutableCurvesInterface::SetCurves(Kernel::Counted<Geometry::PolyCurveDbl const> curves) {
+    EditState<CurvesState>([&](auto& state) { state.curves = std::move(curves); });
+}
+
+void MutableCurvesInterface::SetWindingOrderMode(Geometry::WindingOrderMode mode) {
+    EditState<CurvesState>([&](auto& state) { state.windingOrderMode = mode; });
+}
+
+Kernel::RectT<int> ConstRasterInterface::GetRasterBoundingBox() const {
+    auto const bitmap = GetBitmap();
+    return bitmap ? Kernel::RectT<int>{0, 0, bitmap->GetWidth(), bitmap->GetHeight()} : Kernel::RectT<int>{};
+}
+
+void MutableRasterInterface::SetBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap) {
+    EditState<RasterState>([&](auto& state) { state.bitmap = std::move(bitmap); });
+}
+
+void GUIDInterface::SetGUID(Kernel::String guid) {
+    EditState<GUIDState>([&](auto& state) { state.guid = std::move(guid); });
+}
+
+void ImageResourceInterface::SetImage(Kernel::Counted<Raster::DynamicBitmap const> bitmap, Kernel::String path) {
+    EditState<ImageResourceState>([&](auto& state) {
+        state.bitmap = std::move(bitmap);
+        state.path = std::move(path);
+    });
+}
+
+void TagInterface::SetTags(std::vector<Kernel::String> tags) {
+    EditState<TagState>([&](auto& state) { state.tags = std::move(tags); });
+}
+
+void EditabilityInterface::SetEditable(bool editable) {
+    EditState<EditabilityState>([&](auto& state) { state.editable = editable; });
+}
+
+Kernel::String DescriptionInterface::GetDescription(bool withDefault) const {
+    auto const& user = GetState<DescriptionState>().userDescription;
+    return user.empty() && withDefault ? GetDefaultDescription() : user;
+}
+
+void DescriptionInterface::SetUserDescription(Kernel::String description) {
+    EditState<DescriptionState>([&](auto& state) { state.userDescription = std::move(description); });
+}
+
+void DrawOrderInterface::SetLineBehindFill(bool behind) {
+    EditState<DrawOrderState>([&](auto& state) { state.lineBehindFill = behind; });
+}
+
+void ContourInterface::SetContourOffset(double offset) {
+    EditState<ContourState>([&](auto& state) { state.offset = offset; });
+}

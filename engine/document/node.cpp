@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/node.h"
+
+#include "engine/document/bounds.h"
+#include "platform/document/nodes.h"
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+#include "platform/kernel/in_serialiser.h"
+#include "platform/kernel/out_serialiser.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace {
+
+constexpr Kernel::IDTag c_idTag{"NoId"};
+constexpr Kernel::IDTag c_listTypeTag{"LTyp"};
+constexpr Kernel::IDTag c_linkTag{"LnkS"};
+constexpr Kernel::IDTag c_ownerTag{"Ownr"};
+
+constexpr Kernel::IDTag ChildrenTag(int list) {
+    return Kernel::IDTag::FromValue(Kernel::IDTag("Chl0").GetValue() + static_cast<std::uint32_t>(list));
+}
+
+Kernel::Counted<Node> MakeEmptyOfSameClass(Node const& node) {
+    return Kernel::Cast<Node>(node.GetObjectClassProperties()->Create());
+}
+
+} // namespace
+
+Node::~Node() {
+    if (m_rare != nullptr)
+        SetLinkSource({});
+}
+
+std::string_view Node::GetTypeName() const { return GetObjectClassProperties()->GetName(); }
+
+void Node::InsertChild(NodeChildListType list, Kernel::Counted<Node> child, Node* before) {
+    if (child->GetParent() != nullptr)
+        throw Kernel::Exception("a node cannot stand in two places of the tree");
+    if (child->IsSelfOrAncestorOf(this))
+        throw Kernel::Exception("a node cannot be put into itself");
+    LinkChild(list, child.get(), before);
+    if (auto* document = GetDocumentNode())
+        document->AdoptIds(*child);
+    MarkChanged();
+    child->MarkChanged();
+}
+
+Kernel::Counted<Node> Node::RemoveFromParent() {
+    Node* const parent = GetParent();
+    if (parent == nullptr)
+        return {};
+    parent->MarkChanged();
+    MarkChanged();
+    return parent->UnlinkChild(this);
+}
+
+TreePlace Node::GetPlace() const {
+    return {Kernel::Counted<Node>(GetParent()), Kernel::Counted<Node>(GetPreviousSibling()), GetChildListType()};
+}
+
+void Node::SetPlace(TreePlace const& place) {
+    Kernel::Counted<Node> const self(this);
+    RemoveFromParent();
+    if (!place.parent)
+        return;
+    bool const hasPrevious = place.previousSibling && place.previousSibling->GetParent() == place.parent.get();
+    Node* const before =
+        hasPrevious ? place.previousSibling->GetNextSibling() : place.parent->GetFirstChild(place.list);
+    place.parent->InsertChild(place.list, self, before);
+}
+
+DocumentNode* Node::GetDocumentNode() const noexcept {
+    auto const* top = this;
+    while (top->GetParent() != nullptr)
+        top = top->GetParent();
+    return const_cast<DocumentNode*>(Kernel::CastPointer<DocumentNode const>(top));
+}
+
+SpreadNode* Node::GetSpread() const noexcept {
+    for (auto const* node = this; node != nullptr; node = node->GetParent()) {
+        if (auto const* spread = Kernel::CastPointer<SpreadNode const>(node))
+            return const_cast<SpreadNode*>(spread);
+    }
+    return nullptr;
+}
+
+Raster::AffineTransform::Params Node::GetBaseToSpreadTransform() const { return {}; }
+
+Kernel::RectT<double> Node::GetBounds(bool includeLines) const {
+    return ComputeBounds(*this, GetBaseToSpreadTransform(), includeLines);
+}
+
+Kernel::RectT<double> Node::GetOwnBounds(Raster::AffineTransform::Params const&, bool) const { return {}; }
+
+bool Node::IsContent() const { return true; }
+
+Node::Rare& Node::GetRare() {
+    if (m_rare == nullptr)
+        m_rare = std::make_unique<Rare>();
+    return *m_rare;
+}
+
+void Node::SetOwnerReference(Kernel::Counted<Node const> owner) {
+    if (owner == GetOwnerReference())
+        return;
+    GetRare().owner = Kernel::Weak<Node const>(owner);
+    MarkChanged();
+}
+
+bool Node::IsLinked(bool direct) const {
+    auto const source = GetLinkSource();
+    if (!source)
+        return false;
+    return !direct || GetParent() == nullptr || !GetParent()->GetLinkSource();
+}
+
+std::vector<Kernel::JailCounted<Node>> Node::GetLinkedNodes() const {
+    std::vector<Kernel::JailCounted<Node>> nodes;
+    if (m_rare == nullptr)
+        return nodes;
+    for (Node* node : m_rare->linkedNodes) {
+        if (node->IsInDocument())
+            nodes.emplace_back(node);
+    }
+    std::sort(nodes.begin(), nodes.end(), [](auto const& a, auto const& b) { return a->GetId() < b->GetId(); });
+    return nodes;
+}
+
+void Node::SetLinkSource(Kernel::Counted<Node> source) {
+    auto const old = GetLinkSource();
+    if (old == source)
+        return;
+    if (old)
+        old->GetRare().linkedNodes.erase(this);
+    if (source)
+        source->GetRare().linkedNodes.insert(this);
+    GetRare().linkSource = std::move(source);
+    MarkChanged();
+}
+
+// Copies go through what Save writes, so that a copy has whatever a node can have; children are copied one by one
+// and not by recursion.
+Kernel::Counted<Node> Node::Clone(CloneContext& context) const {
+    std::vector<std::pair<Node const*, Node*>> pending;
+    auto const copyOf = [&](Node const& node) {
+        auto copy = MakeEmptyOfSameClass(node);
+        Kernel::CopyFields(node, *copy, {c_idTag, c_linkTag, c_ownerTag, ChildrenTag(0), ChildrenTag(1), ChildrenTag(2),
+                                         ChildrenTag(3), ChildrenTag(4), ChildrenTag(5), ChildrenTag(6)});
+        if (context.GetType() == CloneType::SymbolInstance)
+            copy->SetLinkSource(Kernel::Counted<Node>(const_cast<Node*>(&node)));
+        pending.emplace_back(&node, copy.get());
+        return copy;
+    };
+    auto const top = copyOf(*this);
+    while (!pending.empty()) {
+        auto const [node, copy] = pending.back();
+        pending.pop_back();
+        for (int list = 0; list != c_childListCount; ++list) {
+            auto const type = static_cast<NodeChildListType>(list);
+            for (Node const* child = node->GetFirstChild(type); child != nullptr; child = child->GetNextSibling())
+                copy->InsertChild(type, copyOf(*child), nullptr);
+        }
+    }
+    return top;
+}
+
+void Node::OnStateChanged(InterfaceId) { MarkChanged(); }
+
+Kernel::String Node::GetDefaultDescription() const {
+    auto name = GetTypeName();
+    if (name.ends_with("Node"))
+        name.remove_suffix(4);
+    return Kernel::String(name);
+}
+
+void Node::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveField(out, c_idTag, m_id);
+    if (GetChildListType() != NodeChildListType::Plain)
+        Kernel::SaveField(out, c_listTypeTag, GetChildListType());
+    SaveStates(out);
+    for (int list = 0; list != c_childListCount; ++list) {
+        auto const type = static_cast<NodeChildListType>(list);
+        if (!HasChildren(type))
+            continue;
+        Kernel::SaveObjectArray(out, ChildrenTag(list), CountChildren(type), [child = GetFirstChild(type)]() mutable {
+            return std::exchange(child, child->GetNextSibling());
+        });
+    }
+    if (auto const source = GetLinkSource())
+        Kernel::SaveField(out, c_linkTag, source);
+    if (auto const owner = GetOwnerReference())
+        Kernel::SaveField(out, c_ownerTag, owner);
+}
+
+bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short) {
+    Kernel::LoadField(in, c_idTag, m_id);
+    auto listType = NodeChildListType::Plain;
+    if (Kernel::LoadField(in, c_listTypeTag, listType) && static_cast<int>(listType) < c_childListCount &&
+        GetParent() == nullptr)
+        SetChildListType(listType);
+    LoadStates(in, files);
+    for (int list = 0; list != c_childListCount; ++list) {
+        std::vector<Kernel::Counted<Node>> children;
+        if (!Kernel::LoadField(in, ChildrenTag(list), children))
+            continue;
+        // A clearing load empties the lists, which is what breaks the cycles of a forged document.
+        while (Node* child = GetFirstChild(static_cast<NodeChildListType>(list)))
+            UnlinkChild(child);
+        for (auto const& child : children) {
+            if (!child || child->GetParent() != nullptr || child.get() == this)
+                throw Kernel::DamagedDataException("the tree is damaged: a node stands in two places");
+            LinkChild(static_cast<NodeChildListType>(list), child.get(), nullptr);
+        }
+    }
+    Kernel::Counted<Node> source;
+    if (Kernel::LoadField(in, c_linkTag, source))
+        SetLinkSource(source);
+    Kernel::Counted<Node const> owner;
+    if (Kernel::LoadField(in, c_ownerTag, owner) && owner)
+        GetRare().owner = Kernel::Weak<Node const>(owner);
+    return true;
+}

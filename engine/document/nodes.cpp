@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/nodes.h"
+
+#include "engine/document/bounds.h"
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+#include "platform/kernel/in_serialiser.h"
+#include "platform/kernel/out_serialiser.h"
+
+#include <algorithm>
+
+namespace {
+
+using Params = Raster::AffineTransform::Params;
+
+Kernel::RectT<double> OutlineBounds(Geometry::PolyCurveDbl const* outline, Params const& toSpread) {
+    if (outline == nullptr)
+        return {};
+    return outline->GetBounds(Geometry::Transform(toSpread)).value_or(Kernel::RectT<double>{});
+}
+
+Kernel::Counted<Geometry::PolyCurveDbl const> RectangleOutline(Kernel::RectT<double> const& rect) {
+    return Kernel::MakeCounted<Geometry::PolyCurveDbl>(rect);
+}
+
+} // namespace
+
+// SceneNode
+
+Params SceneNode::GetParentToSpreadTransform() const {
+    Params result;
+    for (Node const* node = GetParent(); node != nullptr; node = node->GetParent()) {
+        if (auto const* scene = Kernel::CastPointer<TransformInterface const>(node))
+            result = scene->GetMatrix() * result;
+    }
+    return result;
+}
+
+Params SceneNode::GetBaseToSpreadTransform() const { return GetParentToSpreadTransform() * GetMatrix(); }
+
+void SceneNode::Save(Kernel::OutSerialiser& out) const {
+    if (!GetMatrix().IsIdentity())
+        Kernel::SaveField(out, "Xfrm", GetMatrix());
+    Node::Save(out);
+}
+
+bool SceneNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Params matrix;
+    Kernel::LoadField(in, "Xfrm", matrix);
+    StoreMatrix(matrix);
+    return Node::Load(in, files, version);
+}
+
+bool SceneNode::IsVisibleWithAncestors() const {
+    for (Node const* node = this; node != nullptr; node = node->GetParent()) {
+        auto const* const face = Kernel::CastPointer<VisibilityInterface const>(node);
+        if (face != nullptr && !face->IsVisible())
+            return false;
+    }
+    return true;
+}
+
+bool LogicalNode::IsVisibleInDomain() const { return IsVisibleWithAncestors(); }
+
+// CloudSyncedNode
+
+void CloudSyncedNode::SetBoxContents(Kernel::JailCounted<Node> contents) {
+    m_boxContents = std::move(contents);
+    if (auto* document = GetDocumentNode(); document != nullptr && m_boxContents)
+        document->AdoptIds(*m_boxContents);
+    MarkChanged();
+}
+
+void CloudSyncedNode::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveField(out, "BoxC", m_boxContents);
+    LogicalNode::Save(out);
+}
+
+bool CloudSyncedNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadField(in, "BoxC", m_boxContents);
+    return LogicalNode::Load(in, files, version);
+}
+
+Kernel::RectT<double> CloudSyncedNode::GetOwnBounds(Params const& toSpread, bool includeLines) const {
+    if (!m_boxContents || m_boxContents->GetParent() != nullptr)
+        return {};
+    auto const* const scene = Kernel::CastPointer<TransformInterface const>(m_boxContents.get());
+    return ComputeBounds(*m_boxContents, scene == nullptr ? toSpread : toSpread * scene->GetMatrix(), includeLines);
+}
+
+// CurvesNode
+
+ConstCurvesInterface::TransformedCurveList CurvesNode::GetConstPolyPolyCurves() const {
+    auto outline = GetOutline();
+    if (!outline)
+        return {};
+    return {{std::move(outline), {}}};
+}
+
+Params CurvesNode::GetCurvesToDomainTransform() const { return GetBaseToSpreadTransform(); }
+
+bool CurvesNode::IsVisibleInDomain() const { return IsVisibleWithAncestors(); }
+
+Kernel::RectT<double> CurvesNode::GetOwnBounds(Params const& toSpread, bool includeLines) const {
+    auto const outline = GetOutline();
+    auto bounds = OutlineBounds(outline.get(), toSpread);
+    auto const line = GetLineStyleDescriptor();
+    if (!includeLines || !line || !IsLineStyleVisible() || !outline)
+        return bounds;
+    double const reach = line->GetOutlineReach(Geometry::Transform(toSpread));
+    return {bounds.left - reach, bounds.top - reach, bounds.right + reach, bounds.bottom + reach};
+}
+
+// ShapeNode
+
+ShapeNode::ShapeNode(Kernel::Counted<ShapeDefinition const> definition) {
+    SetShapeDefinition(std::move(definition));
+}
+
+Kernel::Counted<Geometry::PolyCurveDbl const> ShapeNode::GetOutline() const {
+    auto const definition = GetShapeDefinition();
+    return definition ? definition->ComputeCurves() : Kernel::Counted<Geometry::PolyCurveDbl const>();
+}
+
+ConstCurvesInterface::TransformedCurveList ShapeNode::GetConstPolyPolyCurves() const {
+    auto outline = GetOutline();
+    if (!outline)
+        return {};
+    return {{std::move(outline), GetBaseToSpreadTransform()}};
+}
+
+Kernel::String ShapeNode::GetDefaultDescription() const {
+    auto const definition = GetShapeDefinition();
+    return definition ? definition->GetKindName() : "Shape";
+}
+
+// CompoundCurveNode
+
+void CompoundCurveNode::SetWindingOrderMode(Geometry::WindingOrderMode mode) {
+    m_windingOrderMode = mode;
+    MarkChanged();
+}
+
+void CompoundCurveNode::SetCompoundOperation(CompoundOperation operation) {
+    m_operation = operation;
+    MarkChanged();
+}
+
+Kernel::Counted<Geometry::PolyCurveDbl const> CompoundCurveNode::GetOutline() const {
+    auto const result = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    for (Node const* child = GetFirstChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetNextSibling()) {
+        auto const* const curves = Kernel::CastPointer<ConstCurvesInterface const>(child);
+        auto const* const transform = Kernel::CastPointer<TransformInterface const>(child);
+        auto const outline = curves == nullptr ? Kernel::Counted<Geometry::PolyCurveDbl const>() : curves->GetOutline();
+        if (!outline)
+            continue;
+        auto const copy = outline->Clone();
+        if (transform != nullptr)
+            copy->ApplyTransform(Geometry::Transform(transform->GetMatrix()));
+        result->AddPolyCurve(*copy);
+    }
+    return result;
+}
+
+void CompoundCurveNode::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveField(out, "COpr", m_operation);
+    Kernel::SaveField(out, "CWin", m_windingOrderMode);
+    CurvesNode::Save(out);
+}
+
+bool CompoundCurveNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadField(in, "COpr", m_operation);
+    Kernel::LoadField(in, "CWin", m_windingOrderMode);
+    return CurvesNode::Load(in, files, version);
+}
+
+// RasterNode, ImageNode
+
+Kernel::RectT<double> RasterNode::GetOwnBounds(Params const& toSpread, bool) const {
+    auto const box = GetRasterBoundingBox();
+    return toSpread.Apply(Kernel::RectT<double>{0, 0, static_cast<double>(box.right), static_cast<double>(box.bottom)});
+}
+
+Kernel::Counted<Geometry::PolyCurveDbl const> ImageNode::GetOutline() const {
+    auto const image = GetImage();
+    if (!image)
+        return {};
+    return RectangleOutline({0, 0, static_cast<double>(image->GetWidth()), static_cast<double>(image->GetHeight())});
+}
+
+ConstCurvesInterface::TransformedCurveList ImageNode::GetConstPolyPolyCurves() const {
+    auto outline = GetOutline();
+    if (!outline)
+        return {};
+    return {{std::move(outline), GetBaseToSpreadTransform()}};
+}
+
+// The instance is a plain group: a symbol's root stands for the symbol itself and nowhere else.
+Kernel::Counted<GroupNode> MakeSymbolInstance(SymbolNode& symbol) {
+    auto instance = Kernel::MakeCounted<GroupNode>();
+    CloneContext context(CloneType::SymbolInstance);
+    instance->SetUserDescription(symbol.GetDescription(false));
+    instance->SetGUID(symbol.GetGUID());
+    instance->SetLinkSource(Kernel::Counted<Node>(&symbol));
+    for (Node const* child = symbol.GetFirstChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetNextSibling())
+        instance->InsertChild(NodeChildListType::Plain, child->Clone(context), nullptr);
+    for (Node const* clip = symbol.GetFirstChild(NodeChildListType::Clipping); clip != nullptr;
+         clip = clip->GetNextSibling())
+        instance->InsertChild(NodeChildListType::Clipping, clip->Clone(context), nullptr);
+    return instance;
+}
+
+// PageNode, SpreadNode
+
+Kernel::RectT<double> PageNode::GetBaseBox(bool) const { return m_box; }
+
+void PageNode::SetBaseBox(Kernel::RectT<double> box) {
+    if (m_box == box)
+        return;
+    m_box = box;
+    MarkChanged();
+}
+
+void PageNode::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveField(out, "PBox", m_box);
+    Node::Save(out);
+}
+
+bool PageNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadField(in, "PBox", m_box);
+    return Node::Load(in, files, version);
+}
+
+Kernel::RectT<double> SpreadNode::GetBaseBox(bool) const { return m_box; }
+
+void SpreadNode::SetBaseBox(Kernel::RectT<double> box) {
+    if (m_box == box)
+        return;
+    m_box = box;
+    MarkChanged();
+}
+
+void SpreadNode::AddPage(Kernel::Counted<PageNode> page) {
+    InsertChild(NodeChildListType::Pages, std::move(page), nullptr);
+}
+
+void SpreadNode::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveField(out, "SBox", m_box);
+    Node::Save(out);
+}
+
+bool SpreadNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadField(in, "SBox", m_box);
+    return Node::Load(in, files, version);
+}

@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/selection_command_proxy_state_manager.h"
+
+#include "platform/document/nodes.h"
+#include "platform/kernel/cast.h"
+#include "platform/kernel/in_serialiser.h"
+#include "platform/kernel/out_serialiser.h"
+
+#include <algorithm>
+
+namespace {
+
+NodeId IdOf(AttributeOwner const* owner) {
+    auto const* const node = Kernel::CastPointer<Node const>(owner);
+    return node == nullptr ? 0 : node->GetId();
+}
+
+// How a list of states stands in a file.
+struct StateElement {
+    Kernel::Counted<AttributeOwner> owner;
+    Kernel::Counted<InterfaceState const> before;
+    Kernel::Counted<InterfaceState const> after;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"Ownr", &StateElement::owner},
+                                 Kernel::Field{"Befo", &StateElement::before},
+                                 Kernel::Field{"Aftr", &StateElement::after}};
+    }
+    static constexpr Kernel::ClassUID GetClassUID() { return {"PrSt"}; }
+    static constexpr unsigned short GetSchemaVersion() { return 1; }
+};
+
+struct PlaceElement {
+    Kernel::Counted<Node> node, beforeParent, beforePrevious, afterParent, afterPrevious;
+    NodeChildListType beforeList = NodeChildListType::Plain, afterList = NodeChildListType::Plain;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{
+            Kernel::Field{"Node", &PlaceElement::node},           Kernel::Field{"BPar", &PlaceElement::beforeParent},
+            Kernel::Field{"BPre", &PlaceElement::beforePrevious}, Kernel::Field{"APar", &PlaceElement::afterParent},
+            Kernel::Field{"APre", &PlaceElement::afterPrevious},  Kernel::Field{"BLis", &PlaceElement::beforeList},
+            Kernel::Field{"ALis", &PlaceElement::afterList}};
+    }
+    static constexpr Kernel::ClassUID GetClassUID() { return {"PrPl"}; }
+    static constexpr unsigned short GetSchemaVersion() { return 1; }
+};
+
+constexpr Kernel::IDTag StatesTag(int number) {
+    return Kernel::IDTag::FromValue(std::uint32_t{'P'} << 24 | std::uint32_t{'s'} << 16 |
+                                    static_cast<std::uint32_t>('0' + number / 10) << 8 |
+                                    static_cast<std::uint32_t>('0' + number % 10));
+}
+
+} // namespace
+
+std::size_t ProxyStates::Find(AttributeOwner const& owner) const noexcept {
+    auto const found = m_index.find(&owner);
+    return found == m_index.end() ? m_entries.size() : found->second;
+}
+
+// A second change of one object goes on from the first.
+void ProxyStates::Keep(Kernel::Counted<AttributeOwner> owner, Kernel::Counted<InterfaceState const> before,
+                       Kernel::Counted<InterfaceState const> after) {
+    auto const index = Find(*owner);
+    if (index != m_entries.size()) {
+        m_entries[index].after = std::move(after);
+        return;
+    }
+    m_index.emplace(owner.get(), index);
+    m_entries.push_back({std::move(owner), std::move(before), std::move(after)});
+}
+
+void ProxyStates::PutBack(InterfaceId id, AttributeOwner& owner, bool before) const {
+    auto const index = Find(owner);
+    if (index == m_entries.size())
+        return;
+    auto const& state = before ? m_entries[index].before : m_entries[index].after;
+    if (id != InterfaceId::Transform) {
+        owner.SetState(id, state);
+        return;
+    }
+    auto* const transform = Kernel::CastPointer<TransformInterface>(&owner);
+    auto const* const snapshot = Kernel::CastPointer<TransformSnapshot const>(state.get());
+    if (transform != nullptr && snapshot != nullptr)
+        transform->PutSnapshot(*snapshot);
+}
+
+void ProxyStates::Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const {
+    if (m_entries.empty())
+        return;
+    std::vector<StateElement> elements;
+    elements.reserve(m_entries.size());
+    for (auto const& entry : m_entries)
+        elements.push_back({entry.owner, entry.before, entry.after});
+    std::stable_sort(elements.begin(), elements.end(), [](auto const& a, auto const& b) {
+        return IdOf(a.owner.get()) < IdOf(b.owner.get());
+    });
+    Kernel::SaveField(out, tag, elements);
+}
+
+void ProxyStates::Load(Kernel::InSerialiser const& in, Kernel::IDTag tag) {
+    std::vector<StateElement> elements;
+    Kernel::LoadField(in, tag, elements);
+    m_entries.clear();
+    m_index.clear();
+    for (auto& element : elements) {
+        if (element.owner)
+            Keep(element.owner, element.before, element.after);
+    }
+}
+
+ProxyStateManager<StructureInterface>::~ProxyStateManager() = default;
+
+void ProxyStateManager<StructureInterface>::Save(Kernel::OutSerialiser& out) const {
+    if (m_entries.empty())
+        return;
+    std::vector<PlaceElement> elements;
+    for (auto const& entry : m_entries)
+        elements.push_back({entry.node, entry.before.parent, entry.before.previousSibling, entry.after.parent,
+                            entry.after.previousSibling, entry.before.list, entry.after.list});
+    Kernel::SaveField(out, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
+}
+
+bool ProxyStateManager<StructureInterface>::Load(Kernel::InSerialiser const& in, Kernel::FileStore&) {
+    std::vector<PlaceElement> elements;
+    Kernel::LoadField(in, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
+    m_entries.clear();
+    for (auto const& element : elements) {
+        if (element.node)
+            m_entries.push_back({element.node,
+                                 {element.beforeParent, element.beforePrevious, element.beforeList},
+                                 {element.afterParent, element.afterPrevious, element.afterList}});
+    }
+    return true;
+}
+
+SelectionCommandProxyStateManager::SelectionCommandProxyStateManager(Kernel::Counted<Selection const> selection)
+    : SelectionCommandBase(std::move(selection)) {}
+
+SelectionCommandProxyStateManager::~SelectionCommandProxyStateManager() = default;
+
+bool SelectionCommandProxyStateManager::NeedToManage(Kernel::NonCounted<Kernel::Countable> object) {
+    return m_direction != Direction::Teardown && Kernel::CastPointer<AttributeOwner>(object.get()) != nullptr;
+}
+
+void SelectionCommandProxyStateManager::StoreInterfaces(Kernel::NonCounted<Kernel::Countable> object) {
+    if (m_direction != Direction::Do)
+        return;
+    auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get());
+    if (owner == nullptr)
+        return;
+    auto const* const transform = Kernel::CastPointer<TransformInterface>(owner);
+    Bracket& bracket = m_brackets.emplace_back();
+    bracket.owner = owner;
+    bracket.revision = owner->GetRevision();
+    bracket.attributes = owner->GetAttributes();
+    if (transform != nullptr)
+        bracket.matrix = transform->GetMatrix();
+}
+
+void SelectionCommandProxyStateManager::RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object) {
+    auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get());
+    if (owner == nullptr || m_direction == Direction::Teardown)
+        return;
+    if (m_direction == Direction::Do) {
+        // A receiver that threw left its bracket open; it is closed with the one around it.
+        while (!m_brackets.empty()) {
+            Bracket const bracket = std::move(m_brackets.back());
+            m_brackets.pop_back();
+            if (bracket.owner->GetRevision() != bracket.revision)
+                KeepChanges(bracket);
+            if (bracket.owner == owner)
+                return;
+        }
+        return;
+    }
+    bool const before = m_direction == Direction::Undo;
+    auto const states = GetStates();
+    for (int i = 0; i != c_interfaceCount; ++i) {
+        if (states[static_cast<std::size_t>(i)] != nullptr && !states[static_cast<std::size_t>(i)]->IsEmpty())
+            states[static_cast<std::size_t>(i)]->PutBack(static_cast<InterfaceId>(i), *owner, before);
+    }
+}
+
+void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
+    AttributeOwner& owner = *bracket.owner;
+    auto const states = GetStates();
+    auto const* const transform = Kernel::CastPointer<TransformInterface>(&owner);
+    auto const keep = [&](InterfaceId id, Kernel::Counted<InterfaceState const> before,
+                          Kernel::Counted<InterfaceState const> after) {
+        states[static_cast<std::size_t>(id)]->Keep(Kernel::Counted<AttributeOwner>(&owner), std::move(before),
+                                                   std::move(after));
+    };
+    for (int i = 0; i != c_interfaceCount; ++i) {
+        auto const id = static_cast<InterfaceId>(i);
+        if (id == InterfaceId::Structure)
+            continue;
+        auto const* const before = bracket.attributes.Find(id);
+        auto const* const after = owner.FindState(id);
+        bool const moved =
+            id == InterfaceId::Transform && transform != nullptr && transform->GetMatrix() != bracket.matrix;
+        if (before == after && !moved)
+            continue;
+        if (id != InterfaceId::Transform) {
+            keep(id, Kernel::Counted<InterfaceState const>(before), Kernel::Counted<InterfaceState const>(after));
+            continue;
+        }
+        auto const snapshot = Kernel::MakeCounted<TransformSnapshot>();
+        auto const& old = before == nullptr ? TransformState::GetDefault() : static_cast<TransformState const&>(*before);
+        snapshot->matrix = bracket.matrix;
+        snapshot->frameTextScale = old.frameTextScale;
+        snapshot->constraints = old.constraints;
+        keep(id, snapshot, transform->TakeSnapshot());
+    }
+}
+
+std::array<ProxyStates*, c_interfaceCount> SelectionCommandProxyStateManager::GetStates() {
+    auto const of = [this]<class I>(std::type_identity<I>) -> ProxyStates* {
+        return &ProxyStateManager<I>::m_states;
+    };
+    return {of(std::type_identity<ShapeInterface>()),
+            of(std::type_identity<BlendModeInterface>()),
+            of(std::type_identity<VisibilityInterface>()),
+            of(std::type_identity<FilterEffectsInterface>()),
+            of(std::type_identity<TransformInterface>()),
+            of(std::type_identity<BrushFillInterface>()),
+            of(std::type_identity<TransparencyInterface>()),
+            of(std::type_identity<LineStyleInterface>()),
+            of(std::type_identity<MutableCurvesInterface>()),
+            of(std::type_identity<MutableRasterInterface>()),
+            of(std::type_identity<StoryInterface>()),
+            of(std::type_identity<TextFrameInterface>()),
+            of(std::type_identity<TextWrapInterface>()),
+            nullptr,
+            of(std::type_identity<GUIDInterface>()),
+            of(std::type_identity<AdjustmentParamsInterface>()),
+            of(std::type_identity<FilterParamsInterface>()),
+            of(std::type_identity<ImageResourceInterface>()),
+            of(std::type_identity<PictureFrameInterface>()),
+            of(std::type_identity<TagInterface>()),
+            of(std::type_identity<EditabilityInterface>()),
+            of(std::type_identity<DescriptionInterface>()),
+            of(std::type_identity<DrawOrderInterface>()),
+            of(std::type_identity<HyperlinkInterface>()),
+            of(std::type_identity<BaselineGridInterface>()),
+            of(std::type_identity<ContourInterface>()),
+            of(std::type_identity<DataMergeInterface>()),
+            of(std::type_identity<GeometryModifierInterface>())};
+}
+
+void SelectionCommandProxyStateManager::Save(Kernel::OutSerialiser& out) const {
+    auto const states = const_cast<SelectionCommandProxyStateManager*>(this)->GetStates();
+    for (int i = 0; i != c_interfaceCount; ++i) {
+        if (states[static_cast<std::size_t>(i)] != nullptr)
+            states[static_cast<std::size_t>(i)]->Save(out, StatesTag(i));
+        else
+            ProxyStateManager<StructureInterface>::Save(out);
+    }
+    SelectionCommandBase::Save(out);
+}
+
+bool SelectionCommandProxyStateManager::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
+                                             unsigned short version) {
+    auto const states = GetStates();
+    for (int i = 0; i != c_interfaceCount; ++i) {
+        if (states[static_cast<std::size_t>(i)] != nullptr)
+            states[static_cast<std::size_t>(i)]->Load(in, StatesTag(i));
+        else
+            ProxyStateManager<StructureInterface>::Load(in, files);
+    }
+    return SelectionCommandBase::Load(in, files, version);
+}

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/spread_rects.h"
+
+#include "platform/document/document_controller.h"
+#include "platform/document/document_notification.h"
+#include "platform/kernel/field_list.h"
+
+SpreadRect::SpreadRect(Node const& node, Kernel::RectT<double> bounds) : spread(node.GetSpread()), rect(bounds) {}
+
+void SpreadRects::Append(SpreadRect rect) { m_rects.push_back(std::move(rect)); }
+
+Kernel::RectT<double> SpreadRects::GetUnion(Kernel::NonCounted<SpreadNode const> spread) const {
+    Kernel::RectT<double> result;
+    for (auto const& entry : m_rects) {
+        // A rectangle without a spread comes from the older form, which did not tell; it counts everywhere.
+        if (!entry.spread || entry.spread.get() == spread.get())
+            result = result.United(entry.rect);
+    }
+    return result;
+}
+
+void SpreadRects::Save(Kernel::OutSerialiser& out) const { Kernel::SaveField(out, "Rcts", m_rects); }
+
+bool SpreadRects::Load(Kernel::InSerialiser const& in, Kernel::ClassUID, unsigned short version) {
+    if (version > GetSchemaVersion())
+        return false;
+    Kernel::LoadField(in, "Rcts", m_rects);
+    return true;
+}
+
+bool SpreadRects::LoadLegacy(Kernel::InSerialiser const& in, Kernel::IDTag tag) {
+    SpreadRect rect;
+    if (!Kernel::LoadField(in, tag, rect.rect))
+        return false;
+    m_rects = {rect};
+    return true;
+}
+
+void ChangeResult::AddNode(Kernel::Counted<Node> node) {
+    m_rects.Append(SpreadRect(*node, node->GetBounds(true)));
+    m_nodes.push_back(std::move(node));
+}
+
+void ChangeResult::Notify(Kernel::NonCounted<DocumentController> controller, bool preview,
+                          std::vector<Kernel::Counted<Kernel::Notification>>& notifications) const {
+    if (m_rects.IsEmpty())
+        return;
+    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
+        controller.ToCounted(), m_rects, Kernel::MakeCounted<Selection>(m_nodes), preview, false, false, false));
+}
+
+void ChangeResult::Clear() { *this = {}; }

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/structure_command_helper.h"
+
+#include "platform/document/document_controller.h"
+#include "platform/document/document_notification.h"
+#include "platform/kernel/cast.h"
+
+#include <algorithm>
+
+std::vector<Kernel::Counted<Node>> StructureCommandHelper::GetNewNodes() const {
+    std::vector<Kernel::Counted<Node>> nodes;
+    std::copy_if(m_newNodes.begin(), m_newNodes.end(), std::back_inserter(nodes),
+                 [](auto const& node) { return node->GetParent() != nullptr; });
+    return nodes;
+}
+
+void StructureCommandHelper::PlanMove(Kernel::NonCounted<Node> child, Kernel::NonCounted<Node>) { Remember(*child); }
+
+// Undo goes by what was recorded and records nothing: afterwards every node stands where it stood at first.
+void StructureCommandHelper::Remember(Node& node) {
+    auto const* const command = Kernel::CastPointer<DomainCommand>(this);
+    if (command != nullptr && command->GetDirection() == DomainCommand::Direction::Undo)
+        return;
+    m_recorded = true;
+    m_records.try_emplace(&node, Record{Kernel::Counted<Node>(&node), Kernel::Counted<Node>(node.GetParent()),
+                                        Kernel::Counted<Node>(node.GetNextSibling()), node.GetChildListType()});
+}
+
+void StructureCommandHelper::ForgetIfBack(Node& node) {
+    auto const found = m_records.find(&node);
+    if (found == m_records.end())
+        return;
+    Record const& record = found->second;
+    if (node.GetParent() == record.parent.get() && node.GetNextSibling() == record.nextSibling.get() &&
+        node.GetChildListType() == record.list)
+        m_records.erase(found);
+}
+
+void StructureCommandHelper::DetachIfAsked(Node& container, bool detachLinks) {
+    if (!detachLinks || !container.IsLinked(false))
+        return;
+    m_detachedLinks.push_back({Kernel::Counted<Node>(&container), container.GetLinkSource()});
+    container.SetLinkSource({});
+}
+
+void StructureCommandHelper::RemoveFromParent(Kernel::Counted<Node> node, bool, bool detachLinks,
+                                              RemovalCallback const& callback) {
+    if (node->GetParent() == nullptr)
+        return;
+    Remember(*node);
+    if (callback)
+        callback(node);
+    DetachIfAsked(*node, detachLinks);
+    node->RemoveFromParent();
+}
+
+void StructureCommandHelper::Insert(Node& parent, NodeChildListType list, Kernel::Counted<Node> const& child,
+                                    Node* before, bool isMove, bool detachLinks) {
+    Remember(*child);
+    DetachIfAsked(parent, detachLinks);
+    child->RemoveFromParent();
+    parent.InsertChild(list, child, before);
+    if (!isMove && std::find(m_newNodes.begin(), m_newNodes.end(), child) == m_newNodes.end())
+        m_newNodes.push_back(child);
+    ForgetIfBack(*child);
+}
+
+void StructureCommandHelper::InsertChildBefore(Kernel::Counted<Node> parent, Kernel::Counted<Node> child,
+                                               Kernel::Counted<Node> before, bool isMove, bool detachLinks) {
+    bool const stands = before && before->GetParent() == parent.get();
+    auto const list = before ? before->GetChildListType() : child->GetChildListType();
+    Insert(*parent, list, child, stands ? before.get() : nullptr, isMove, detachLinks);
+}
+
+void StructureCommandHelper::InsertChildAfter(Kernel::Counted<Node> parent, Kernel::Counted<Node> child,
+                                              Kernel::Counted<Node> after, bool isMove, bool detachLinks) {
+    bool const stands = after && after->GetParent() == parent.get();
+    auto const list = after ? after->GetChildListType() : child->GetChildListType();
+    Insert(*parent, list, child, stands ? after->GetNextSibling() : nullptr, isMove, detachLinks);
+}
+
+void StructureCommandHelper::AddChildFront(Kernel::Counted<Node> parent, NodeChildListType list,
+                                           Kernel::Counted<Node> child, bool isMove, bool detachLinks) {
+    Insert(*parent, list, child, parent->GetFirstChild(list), isMove, detachLinks);
+}
+
+void StructureCommandHelper::AddChildBack(Kernel::Counted<Node> parent, NodeChildListType list,
+                                          Kernel::Counted<Node> child, bool isMove, bool detachLinks) {
+    Insert(*parent, list, child, nullptr, isMove, detachLinks);
+}
+
+void StructureCommandHelper::ReplaceNode(Kernel::Counted<Node> old, Kernel::Counted<Node> replacement,
+                                         bool detachLinks) {
+    Kernel::Counted<Node> const parent(old->GetParent());
+    if (!parent)
+        return;
+    Remember(*old);
+    Insert(*parent, old->GetChildListType(), replacement, old.get(), false, detachLinks);
+    old->RemoveFromParent();
+}
+
+void StructureCommandHelper::UndoStructureChanges(Kernel::Counted<Node> node) {
+    UndoAdd(node);
+    UndoRemove(node);
+}
+
+void StructureCommandHelper::UndoAdd(Kernel::Counted<Node> node) {
+    if (m_records.contains(node.get()))
+        node->RemoveFromParent();
+}
+
+void StructureCommandHelper::UndoRemove(Kernel::Counted<Node> node) {
+    auto const found = m_records.find(node.get());
+    if (found == m_records.end())
+        return;
+    Record const record = found->second;
+    m_records.erase(found);
+    if (!record.parent)
+        return;
+    bool const stands = record.nextSibling && record.nextSibling->GetParent() == record.parent.get();
+    record.parent->InsertChild(record.list, node, stands ? record.nextSibling.get() : nullptr);
+    for (auto link = m_detachedLinks.begin(); link != m_detachedLinks.end();) {
+        if (link->node != node && link->node != record.parent) {
+            ++link;
+            continue;
+        }
+        link->node->SetLinkSource(link->source);
+        link = m_detachedLinks.erase(link);
+    }
+}
+
+void StructureCommandHelper::Notify(Kernel::NotificationList& notifications) {
+    if (m_detachedLinks.empty())
+        return;
+    if (auto* command = Kernel::CastPointer<DocumentCommand>(this))
+        notifications.push_back(Kernel::MakeCounted<SymbolsChangedNotification>(command->GetDocumentController()));
+}

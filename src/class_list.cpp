@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+// The library's table of contents: every persisted class, in the order in which classes are registered at load; at
+// unload they leave in reverse. Tag, version and registered base are the stored format's key: a line is never changed.
+
+#include "frame/add_pressure_profile_command.h"
+#include "frame/add_view_point_command.h"
+#include "frame/command_coverage.h"
+#include "frame/delete_symbol_command.h"
+#include "frame/flip_canvas_command.h"
+#include "frame/set_anchor_pages_setting_command.h"
+#include "frame/set_guides_fill_command.h"
+#include "frame/set_master_migrate_pages_setting_command.h"
+#include "frame/set_reflow_pages_setting_command.h"
+#include "frame/set_scale_override_flags_command.h"
+#include "platform/kernel/type_name.h"
+#include "shapes/ungroup_all_nodes_command.h"
+#include "shapes/ungroup_nodes_command.h"
+
+#include <optional>
+
+namespace {
+
+enum class Coverage { No, Yes };
+
+} // namespace
+
+// One class's properties and its entry in the registry, for the life of the library.
+template <class T> class RegisteredClass {
+public:
+    RegisteredClass(Kernel::ClassUID tag, unsigned short version, Kernel::ClassProperties const* base,
+                    Coverage coverage)
+        : m_properties(tag, &T::CreateObject, version, T::__GetDefaultSerialisation(), base,
+                       Kernel::TypeName<T>().data()),
+          m_registration(&m_properties) {
+        ClassHandle<T>::s_properties = &m_properties;
+        if (coverage == Coverage::Yes)
+            CommandCoverage::Instance().Register(typeid(T), Kernel::TypeName<T>().data());
+    }
+
+private:
+    Kernel::ClassProperties m_properties;
+    Kernel::ClassPropertiesBase::Init m_registration;
+};
+
+namespace {
+
+using namespace Commands;
+
+template <class T> using Class = RegisteredClass<T>;
+template <class T> Kernel::ClassProperties const* Base() { return T::GetTypeClassProperties(); }
+
+// clang-format off
+Class<AddPressureProfileCommand>           const c_APPC{"APPC", 1, Base<DocumentCommand>(),      Coverage::No};
+Class<AddViewPointCommand>                 const c_AVwP{"AVwP", 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<DeleteSymbolCommand>                 const c_DSyC{"DSyC", 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<FlipCanvasCommand>                   const c_FliC{"FliC", 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<SetAnchorPagesSettingCommand>        const c_SanS{"SanS", 1, Base<DocumentCommand>(),      Coverage::No};
+Class<SetGuidesFillCommand>                const c_SGCC{"SGCC", 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<SetMasterMigratePagesSettingCommand> const c_SmmS{"SmmS", 1, Base<DocumentCommand>(),      Coverage::No};
+Class<SetReflowPagesSettingCommand>        const c_SrfS{"SrfS", 1, Base<CompoundCommand>(),      Coverage::No};
+Class<SetScaleOverrideFlagsCommand>        const c_SPSC{"SPSC", 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<UngroupAllNodesCommand>              const c_UANC{"UANC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
+Class<UngroupNodesCommand>                 const c_UGNC{"UGNC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
+// clang-format on
+
+} // namespace

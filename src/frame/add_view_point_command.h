@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persisted.h"
+#include "platform/document/command.h"
+#include "platform/document/view_point_data.h"
+
+namespace Commands {
+
+// Adds a stored view to the document. Not part of the history, but of the document.
+class REDRAFT_API AddViewPointCommand final : public Persisted<AddViewPointCommand, DocumentCommand> {
+public:
+    explicit AddViewPointCommand(ViewPointData viewPoint) : m_viewPoint(std::move(viewPoint)) {}
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    // Swaps the view point of a preview; outside a preview both stay.
+    bool Merge(Kernel::Counted<Command const> newer) override;
+    bool ShouldStackForUndo() const override { return false; }
+    bool ClearsPreviewCommands() const override { return false; }
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    bool MakesDOMDirty() const override { return true; }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    AddViewPointCommand() = default;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"data", &AddViewPointCommand::m_viewPoint}};
+    }
+    void Append();
+
+    ViewPointData m_viewPoint;
+};
+
+} // namespace Commands

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/delete_symbol_command.h"
+
+#include "frame/example.h"
+#include "frame/example_documents.h"
+#include "frame/notifications.h"
+#include "platform/kernel/cast.h"
+
+namespace Commands {
+
+Kernel::LocalisedString DeleteSymbolCommand::GetDescription() const {
+    return Kernel::LocalisedString("Delete Symbol", "Command description");
+}
+
+void DeleteSymbolCommand::Do() {
+    SetDirection(Direction::Do);
+    int const count = m_documentController->GetSymbolCount();
+    for (int index = 0; index != count; ++index) {
+        if (m_documentController->GetSymbolAtIndex(index) != m_symbol)
+            continue;
+        m_index = index;
+        m_documentController->RemoveSymbolAtIndex(index);
+        break;
+    }
+    auto const instances = m_symbol->GetLinkedNodes();
+    if (instances.empty())
+        return;
+    MutableSelection selection(MutableSelection::DuplicateStrategy::Skip);
+    for (auto const& instance : instances)
+        selection.AddSelectable(instance, false);
+    m_detachCommand = Kernel::MakeCounted<DetachSymbolCommand>(selection.CloneImmutable(), true,
+                                                               UnlinkRecurse::Instance, false);
+    m_detachCommand->PostDequeueWithMutableController(m_documentController);
+    m_detachCommand->Do();
+}
+
+// The symbol goes back first, so that links can refer to it.
+void DeleteSymbolCommand::Undo() {
+    SetDirection(Direction::Undo);
+    if (m_index != -1)
+        m_documentController->InsertSymbolAtIndex(m_symbol, m_index);
+    if (m_detachCommand)
+        m_detachCommand->Undo();
+}
+
+void DeleteSymbolCommand::Redo() {
+    SetDirection(Direction::Redo);
+    if (m_index != -1)
+        m_documentController->RemoveSymbolAtIndex(m_index);
+    if (m_detachCommand)
+        m_detachCommand->Redo();
+}
+
+void DeleteSymbolCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+    notifications.push_back(Kernel::MakeCounted<SymbolsChangedNotification>(GetDocumentController()));
+    if (m_detachCommand)
+        m_detachCommand->Notify(notifications);
+}
+
+// Required: the detach command taken over is a clone that has not run; its Undo finds nothing to put back.
+bool DeleteSymbolCommand::Merge(Kernel::Counted<Command const> newer) {
+    if (!m_preview)
+        return false;
+    auto const other = Kernel::Cast<DeleteSymbolCommand const>(newer);
+    if (!other)
+        return false;
+    m_index = other->m_index;
+    m_symbol = other->m_symbol;
+    m_detachCommand = other->m_detachCommand ? Kernel::Cast<DetachSymbolCommand>(other->m_detachCommand->Clone())
+                                             : Kernel::Counted<DetachSymbolCommand>();
+    return true;
+}
+
+void DeleteSymbolCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
+    if (m_detachCommand)
+        m_detachCommand->PostLoad(controller);
+    DocumentCommand::PostLoad(controller);
+}
+
+void DeleteSymbolCommand::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
+    DocumentCommand::PostDequeueWithMutableController(controller);
+    if (m_detachCommand)
+        m_detachCommand->PostDequeueWithMutableController(controller);
+}
+
+void DeleteSymbolCommand::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveFields(*this, out);
+    DocumentCommand::Save(out);
+}
+
+bool DeleteSymbolCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadFields(*this, in);
+    return DocumentCommand::Load(in, files, version);
+}
+
+static ExampleRegistration const s_example({
+    .className = "DeleteSymbolCommand",
+    .prepare = ExampleDocuments::SymbolWithInstances,
+    .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<DeleteSymbolCommand>(controller.GetSymbolAtIndex(0));
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persisted.h"
+#include "platform/document/command.h"
+#include "platform/document/detach_symbol_command.h"
+#include "platform/document/node.h"
+
+namespace Commands {
+
+// Takes a symbol out of the document's list and sets its instances free.
+class REDRAFT_API DeleteSymbolCommand final : public Persisted<DeleteSymbolCommand, DocumentCommand> {
+public:
+    explicit DeleteSymbolCommand(Kernel::JailCounted<Node> symbol) : m_symbol(std::move(symbol)) {}
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    // Takes the place of a preview's symbol; outside a preview both stay.
+    bool Merge(Kernel::Counted<Command const> newer) override;
+    void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
+    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
+    void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+    // Empty when no instance was linked to the symbol.
+    Kernel::Counted<DetachSymbolCommand> const& GetDetachCommand() const { return m_detachCommand; }
+    int GetIndex() const { return m_index; }
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    DeleteSymbolCommand() = default;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"OlIn", &DeleteSymbolCommand::m_index},
+                                 Kernel::Field{"SymN", &DeleteSymbolCommand::m_symbol},
+                                 Kernel::Field{"Innr", &DeleteSymbolCommand::m_detachCommand}};
+    }
+
+    Kernel::JailCounted<Node> m_symbol;
+    // The symbol's place in the list; -1 until Do has found it.
+    int m_index = -1;
+    Kernel::Counted<DetachSymbolCommand> m_detachCommand;
+};
+
+} // namespace Commands

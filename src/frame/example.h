@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/command.h"
+#include "platform/kernel/export.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// How a command is tried: a document, a selection, arguments. The laws run every example, and the generated pages show
+// it.
+struct REDRAFT_API CommandExample {
+    // The class's plain name.
+    std::string className;
+    // Fills a new document of one empty A4 page, and selects what the command runs on.
+    std::function<void(DocumentController&)> prepare;
+    std::function<Kernel::Counted<DocumentCommand>(DocumentController&)> make;
+    // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
+    std::string keptByContract;
+
+    static void Register(CommandExample example);
+    static std::vector<CommandExample> const& GetAll();
+};
+
+// Registers an example while the library is loaded.
+struct REDRAFT_API ExampleRegistration {
+    explicit ExampleRegistration(CommandExample example) { CommandExample::Register(std::move(example)); }
+};

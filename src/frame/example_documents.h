@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/document_controller.h"
+
+// Small documents that examples and tests run commands on. Each fills a new document and sets its selection.
+namespace ExampleDocuments {
+
+// Two groups with a group inside one of them, and shapes beside them; the groups and a shape are selected. One child is
+// framed text scale and one has transform constraints.
+REDRAFT_API void NestedGroups(DocumentController& controller);
+// A constraints group whose children have constraints; it is selected.
+REDRAFT_API void ConstraintsGroup(DocumentController& controller);
+// A symbol of two shapes with two linked instances; the instances are selected.
+REDRAFT_API void SymbolWithInstances(DocumentController& controller);
+// A synced box with content; it is selected.
+REDRAFT_API void CloudSyncedBox(DocumentController& controller);
+
+REDRAFT_API Kernel::Counted<ShapeNode> MakeRectangle(Kernel::RectT<double> box, double red, double green, double blue);
+REDRAFT_API void Append(Node& parent, Kernel::Counted<Node> child);
+REDRAFT_API void Select(DocumentController& controller, std::vector<Kernel::Counted<Node>> const& nodes);
+
+} // namespace ExampleDocuments

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/flip_canvas_command.h"
+
+#include "frame/example.h"
+#include "frame/example_documents.h"
+#include "frame/notifications.h"
+#include "platform/kernel/cast.h"
+
+namespace Commands {
+
+namespace {
+
+template <class F> void ForEachTransform(SpreadNode& spread, F const& visit) {
+    for (Node* child = spread.GetFirstChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetNextSibling()) {
+        if (auto* transform = Kernel::CastPointer<TransformInterface>(child))
+            visit(*transform);
+    }
+}
+
+} // namespace
+
+Kernel::LocalisedString FlipCanvasCommand::GetDescription() const {
+    return Kernel::LocalisedString("Flip canvas", "Command description");
+}
+
+void FlipCanvasCommand::Do() {
+    SetDirection(Direction::Do);
+    auto const spread = m_documentController->GetCurrentSpread();
+    double const halfWidth = spread->GetBaseBox(true).GetWidth() / 2;
+    double const halfHeight = spread->GetBaseBox(true).GetHeight() / 2;
+    double const a = m_horizontal ? -1 : 1;
+    double const d = m_horizontal ? 1 : -1;
+    Raster::AffineTransform::Params const flip{a, 0, halfWidth - halfWidth * a, 0, d, halfHeight - halfHeight * d};
+    ForEachTransform(*spread, [&](TransformInterface& child) {
+        m_oldTransforms.push_back(child.GetTransform(false, false));
+        child.Transform(flip, false);
+    });
+}
+
+// The flip is never computed again: each child gets the transform that was kept for it.
+void FlipCanvasCommand::Exchange(Transforms& put, Transforms& keep) {
+    ForEachTransform(*m_documentController->GetCurrentSpread(), [&](TransformInterface& child) {
+        keep.push_back(child.GetTransform(false, false));
+        if (put.empty())
+            return;
+        child.SetTransform(put.front(), false);
+        put.pop_front();
+    });
+}
+
+void FlipCanvasCommand::Undo() {
+    SetDirection(Direction::Undo);
+    Exchange(m_oldTransforms, m_newTransforms);
+}
+
+void FlipCanvasCommand::Redo() {
+    SetDirection(Direction::Redo);
+    Exchange(m_newTransforms, m_oldTransforms);
+}
+
+void FlipCanvasCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+    auto const controller = GetDocumentController();
+    auto const selection = controller->GetCurrentSelection();
+    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentAllNotification>(controller, false));
+    notifications.push_back(
+        Kernel::MakeCounted<NewSelectionNotification>(selection, selection, controller, m_preview));
+}
+
+Kernel::Counted<DocumentCommand> FlipCanvasCommand::Clone() const {
+    return Kernel::MakeCounted<FlipCanvasCommand>(m_horizontal);
+}
+
+void FlipCanvasCommand::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveFields(*this, out);
+    DocumentCommand::Save(out);
+}
+
+bool FlipCanvasCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadFields(*this, in);
+    return DocumentCommand::Load(in, files, version);
+}
+
+static ExampleRegistration const s_example({
+    .className = "FlipCanvasCommand",
+    .prepare = ExampleDocuments::NestedGroups,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<FlipCanvasCommand>(true);
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/notifications.h"
+
+#include "platform/kernel/cast.h"
+
+Kernel::Counted<Kernel::Notification>
+GuidesChangedNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
+    if (!Kernel::Cast<GuidesChangedNotification>(other))
+        return {};
+    return DocumentNotification::Merge(std::move(other));
+}
+
+Kernel::Counted<Kernel::Notification>
+DataMergeOptionsChangedNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
+    auto const newer = Kernel::Cast<DataMergeOptionsChangedNotification>(other);
+    if (!newer || newer->GetSource() != GetSource())
+        return {};
+    return DataMergeNotification::Merge(std::move(other));
+}
+
+Kernel::Counted<Kernel::Notification>
+NewSelectionNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
+    auto const newer = Kernel::Cast<NewSelectionNotification>(other);
+    if (!newer)
+        return {};
+    m_newSelection = newer->m_newSelection;
+    return DocumentNotification::Merge(std::move(other));
+}
+
+Kernel::Counted<Kernel::Notification>
+InvalidateDocumentAllNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
+    if (!Kernel::Cast<InvalidateDocumentAllNotification>(other))
+        return {};
+    return InvalidateDocumentNotification::Merge(std::move(other));
+}

@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/visitor.h"
+#include "platform/document/selection_command_proxy_state_manager.h"
+#include "platform/kernel/field_list.h"
+
+// Commands that act on the objects of a selection. A command class says which faces it receives, and what it does with
+// one object in each direction; the walk, and keeping the states of interfaces for undo, is done here. Header-only, so
+// that bases on both sides of the library's border can stand on these templates.
+
+// Runs over the selection in each direction: Do and Redo in one sense, Undo in the other.
+template <class T> class SelectionCommand : public SelectionCommandProxyStateManager, public VisitorT<T> {
+public:
+    explicit SelectionCommand(Kernel::Counted<Selection const> selection)
+        : SelectionCommandProxyStateManager(std::move(selection)) {}
+    SelectionCommand() : SelectionCommandProxyStateManager({}) {}
+
+    void Do() override {
+        SelectionCommandBase::Do();
+        SetDirection(Direction::Do);
+        _Visit();
+    }
+    void Undo() override {
+        SetDirection(Direction::Undo);
+        _Visit();
+        SelectionCommandBase::Undo();
+    }
+    void Redo() override {
+        SelectionCommandBase::Redo();
+        SetDirection(Direction::Redo);
+        _Visit();
+    }
+    void Teardown() override {
+        SetDirection(Direction::Teardown);
+        _Visit();
+    }
+    virtual bool VisitInReverse() const { return false; }
+    virtual bool DoInReverse() const {
+        return m_direction == Direction::Undo ? !VisitInReverse() : VisitInReverse();
+    }
+
+    // Offers one object to the translators; with `manage`, inside a bracket that keeps its states.
+    bool VisitObject(Kernel::NonCounted<Kernel::Countable> object, bool manage) {
+        if (!manage || !NeedToManage(object))
+            return this->Translate(object);
+        StoreInterfaces(object);
+        bool const taken = this->Translate(object);
+        RestoreInterfaces(object);
+        return taken;
+    }
+
+protected:
+    // The item being visited; the last one after the visit.
+    Kernel::Counted<SelectionItem const> GetSelectionItem() const { return m_item; }
+    void PreVisitSubSelection(Kernel::NonCounted<Kernel::Countable> object) {
+        if (NeedToManage(object))
+            StoreInterfaces(object);
+    }
+    void PostVisitSubSelection(Kernel::NonCounted<Kernel::Countable> object) {
+        if (NeedToManage(object))
+            RestoreInterfaces(object);
+    }
+
+private:
+    virtual void _Visit() {
+        bool const reverse = DoInReverse();
+        auto const selection = GetSelection();
+        if (!selection)
+            return;
+        auto const visit = [this](Kernel::Counted<SelectionItem const> const& item) {
+            m_item = item;
+            VisitObject(Kernel::NonCounted<Kernel::Countable>(item->GetSelectable().get()), true);
+        };
+        if (reverse)
+            std::for_each(selection->rbegin(), selection->rend(), visit);
+        else
+            std::for_each(selection->begin(), selection->end(), visit);
+    }
+
+    Kernel::Counted<SelectionItem const> m_item;
+};
+
+// The same over a selection in its order of use. Given none, it takes the document's when it is first asked: that
+// first call answers empty, the next one the selection.
+template <class T> class OrderedSelectionCommand : public SelectionCommand<T> {
+public:
+    explicit OrderedSelectionCommand(Kernel::Counted<Selection const> selection)
+        : m_givenSelection(std::move(selection)) {}
+    OrderedSelectionCommand() = default;
+
+    Kernel::Counted<Selection const> const& GetOrigSelection() const { return m_givenSelection; }
+
+    Kernel::Counted<Selection const> GetSelection() override {
+        ResolveOrder();
+        if (!this->m_selection) {
+            m_givenSelection = this->CreateSelectionOrdered();
+            this->m_selectionFromDocument = true;
+            this->m_selectionResolved = true;
+        } else if (!this->m_selectionResolved) {
+            this->m_selectionFromDocument = false;
+            this->m_selectionResolved = true;
+        }
+        return this->m_selection;
+    }
+    void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override {
+        ResolveOrder();
+        SelectionCommandBase::PostDequeueWithMutableController(controller);
+    }
+
+    void Save(Kernel::OutSerialiser& out) const override {
+        Kernel::SaveField(out, "OSCo", m_givenSelection);
+        SelectionCommandProxyStateManager::Save(out);
+    }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override {
+        Kernel::LoadField(in, "OSCo", m_givenSelection);
+        return SelectionCommandProxyStateManager::Load(in, files, version);
+    }
+
+private:
+    void ResolveOrder() {
+        if (!this->m_selection && m_givenSelection)
+            this->m_selection = m_givenSelection->GetOrdered();
+    }
+
+    Kernel::Counted<Selection const> m_givenSelection;
+};
+
+// A command that receives one interface.
+template <class T, class I> class SelectionCommandWithSingleInterface : public SelectionCommand<T> {
+public:
+    explicit SelectionCommandWithSingleInterface(Kernel::Counted<Selection const> selection)
+        : SelectionCommand<T>(std::move(selection)) {
+        this->AppendTranslator(std::make_unique<TerminatingTranslatorT<T, I>>());
+    }
+    SelectionCommandWithSingleInterface() : SelectionCommandWithSingleInterface(Kernel::Counted<Selection const>()) {}
+
+    void Receive(Kernel::NonCounted<I> face) { ReceiveInterface(face); }
+    void Save(Kernel::OutSerialiser& out) const override { SelectionCommandProxyStateManager::Save(out); }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override {
+        return SelectionCommandProxyStateManager::Load(in, files, version);
+    }
+
+protected:
+    bool ShouldOperateOnMasterItems() override { return false; }
+    virtual void ReceiveInterface(Kernel::NonCounted<I> face) = 0;
+};
+
+// A command that receives nodes of every kind.
+template <class T> class SelectionCommandWithNodeInterfaces : public SelectionCommand<T> {
+public:
+    explicit SelectionCommandWithNodeInterfaces(Kernel::Counted<Selection const> selection)
+        : SelectionCommand<T>(std::move(selection)) {
+        this->AppendTranslator(std::make_unique<TerminatingTranslatorT<T, Node>>());
+    }
+    SelectionCommandWithNodeInterfaces() : SelectionCommandWithNodeInterfaces(Kernel::Counted<Selection const>()) {}
+
+    void Receive(Kernel::NonCounted<Node> node) { ReceiveNode(node); }
+    void Save(Kernel::OutSerialiser& out) const override { SelectionCommandProxyStateManager::Save(out); }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override {
+        return SelectionCommandProxyStateManager::Load(in, files, version);
+    }
+
+protected:
+    virtual void ReceiveNode(Kernel::NonCounted<Node> node) = 0;
+};

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/set_anchor_pages_setting_command.h"
+
+#include "frame/example.h"
+#include "platform/document/document_controller.h"
+
+namespace Commands {
+
+Kernel::LocalisedString SetAnchorPagesSettingCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set Anchor To Spine", "Command description");
+}
+
+void SetAnchorPagesSettingCommand::Do() {
+    SetDirection(Direction::Do);
+    m_documentController->GetPageManagementOptions()->SetShouldAnchorToSpine(m_anchorToSpine);
+}
+
+static ExampleRegistration const s_example({
+    .className = "SetAnchorPagesSettingCommand",
+    .prepare = [](DocumentController&) {},
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<SetAnchorPagesSettingCommand>(false);
+    },
+    .keptByContract = "The setting is outside the history and stays.",
+});
+
+} // namespace Commands

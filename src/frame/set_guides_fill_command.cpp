@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/set_guides_fill_command.h"
+
+#include "frame/example.h"
+#include "frame/notifications.h"
+
+namespace Commands {
+
+SetGuidesFillCommand::SetGuidesFillCommand(Kernel::Counted<Renderer::FillDescriptor const> fill)
+    : m_newFill(std::move(fill)) {}
+
+Kernel::LocalisedString SetGuidesFillCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set Guides Colour", "Command Description");
+}
+
+void SetGuidesFillCommand::Do() {
+    SetDirection(Direction::Do);
+    m_oldFill = m_documentController->GetDocument()->GetGuidesFill();
+    m_documentController->GetDocument()->SetGuidesFill(m_newFill);
+    m_documentController->GetDocumentDefaults()->SetGuidesFillDescriptor(m_newFill);
+}
+
+// Required: the defaults keep the command's colour after Undo, and Redo does not set them again.
+void SetGuidesFillCommand::Undo() {
+    SetDirection(Direction::Undo);
+    m_documentController->GetDocument()->SetGuidesFill(m_oldFill);
+}
+
+void SetGuidesFillCommand::Redo() {
+    SetDirection(Direction::Redo);
+    m_documentController->GetDocument()->SetGuidesFill(m_newFill);
+}
+
+void SetGuidesFillCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+    notifications.push_back(Kernel::MakeCounted<UIColoursChangedNotification>());
+    notifications.push_back(Kernel::MakeCounted<GuidesChangedNotification>(GetDocumentController(), m_preview));
+}
+
+Kernel::Counted<DocumentCommand> SetGuidesFillCommand::Clone() const {
+    return Kernel::MakeCounted<SetGuidesFillCommand>(m_newFill);
+}
+
+void SetGuidesFillCommand::Save(Kernel::OutSerialiser& out) const {
+    DocumentCommand::Save(out);
+    Kernel::SaveFields(*this, out);
+}
+
+bool SetGuidesFillCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    DocumentCommand::Load(in, files, version);
+    Kernel::LoadFields(*this, in);
+    return true;
+}
+
+static ExampleRegistration const s_example({
+    .className = "SetGuidesFillCommand",
+    .prepare = [](DocumentController&) {},
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<SetGuidesFillCommand>(
+            Renderer::FillDescriptor::MakeSolid(Renderer::Colour::FromRgb(0.2, 0.6, 1.0)));
+    },
+    .keptByContract = "The document defaults keep the new colour.",
+});
+
+} // namespace Commands

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persisted.h"
+#include "platform/document/command.h"
+#include "platform/renderer/fill_descriptor.h"
+
+namespace Commands {
+
+// Sets the colour of the document's guides, which is also the colour that later documents get.
+class REDRAFT_API SetGuidesFillCommand final : public Persisted<SetGuidesFillCommand, DocumentCommand> {
+public:
+    explicit SetGuidesFillCommand(Kernel::Counted<Renderer::FillDescriptor const> fill);
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    SetGuidesFillCommand() = default;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"ofil", &SetGuidesFillCommand::m_oldFill},
+                                 Kernel::Field{"fill", &SetGuidesFillCommand::m_newFill}};
+    }
+
+    Kernel::Counted<Renderer::FillDescriptor const> m_newFill, m_oldFill;
+};
+
+} // namespace Commands

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persisted.h"
+#include "platform/document/command.h"
+#include "platform/document/document_settings.h"
+
+namespace Commands {
+
+// Tells how masters are carried over when pages move. Not part of the history.
+class REDRAFT_API SetMasterMigratePagesSettingCommand final
+    : public Persisted<SetMasterMigratePagesSettingCommand, DocumentCommand> {
+public:
+    explicit SetMasterMigratePagesSettingCommand(MasterMigrationStrategy strategy) : m_strategy(strategy) {}
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override {}
+    void Redo() override {}
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>&) override {}
+    bool ShouldStackForUndo() const override { return false; }
+    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
+    bool MakesDOMDirty() const override { return false; }
+    bool ShouldStackForMacro() const override { return false; }
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    SetMasterMigratePagesSettingCommand() = default;
+
+    MasterMigrationStrategy m_strategy = MasterMigrationStrategy::Keep;
+};
+
+} // namespace Commands

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/set_reflow_pages_setting_command.h"
+
+#include "frame/example.h"
+#include "frame/notifications.h"
+#include "platform/document/reflow_pages_command.h"
+
+namespace Commands {
+
+Kernel::LocalisedString SetReflowPagesSettingCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set Reflow Pages", "Command description");
+}
+
+void SetReflowPagesSettingCommand::Do() {
+    SetDirection(Direction::Do);
+    m_oldValue = m_documentController->GetShouldReflowPages();
+    m_documentController->SetShouldReflowPages(m_newValue);
+    if (m_newValue)
+        AddAndDoCommand(Kernel::MakeCounted<ReflowPagesCommand>(0));
+}
+
+// The reflow is undone while the setting is still on.
+void SetReflowPagesSettingCommand::Undo() {
+    CompoundCommand::Undo();
+    m_documentController->SetShouldReflowPages(m_oldValue);
+}
+
+void SetReflowPagesSettingCommand::Redo() {
+    SetDirection(Direction::Redo);
+    m_documentController->SetShouldReflowPages(m_newValue);
+    CompoundCommand::Redo();
+}
+
+void SetReflowPagesSettingCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+    notifications.push_back(Kernel::MakeCounted<ReflowPagesSettingChangedNotification>(GetDocumentController()));
+    CompoundCommand::Notify(notifications);
+}
+
+Kernel::Counted<DocumentCommand> SetReflowPagesSettingCommand::Clone() const {
+    return Kernel::MakeCounted<SetReflowPagesSettingCommand>(m_newValue);
+}
+
+void SetReflowPagesSettingCommand::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveFields(*this, out);
+    CompoundCommand::Save(out);
+}
+
+bool SetReflowPagesSettingCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
+                                        unsigned short version) {
+    Kernel::LoadFields(*this, in);
+    return CompoundCommand::Load(in, files, version);
+}
+
+static ExampleRegistration const s_example({
+    .className = "SetReflowPagesSettingCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            auto const spread = controller.GetCurrentSpread();
+            spread->AddPage(Kernel::MakeCounted<PageNode>(Kernel::RectT<double>{900, 50, 1200, 450}));
+        },
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<SetReflowPagesSettingCommand>(true);
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands

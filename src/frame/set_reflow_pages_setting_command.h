@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persisted.h"
+#include "platform/document/compound_command.h"
+
+namespace Commands {
+
+// Turns the reflow of pages on, which reflows them at once, or off.
+class REDRAFT_API SetReflowPagesSettingCommand final
+    : public Persisted<SetReflowPagesSettingCommand, AggregateCommand> {
+public:
+    explicit SetReflowPagesSettingCommand(bool reflow) : m_newValue(reflow), m_oldValue(false) {}
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    SetReflowPagesSettingCommand() = default;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"nwvl", &SetReflowPagesSettingCommand::m_newValue},
+                                 Kernel::Field{"olvl", &SetReflowPagesSettingCommand::m_oldValue}};
+    }
+
+    bool m_newValue = true;
+    bool m_oldValue = true;
+};
+
+} // namespace Commands

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/set_scale_override_flags_command.h"
+
+#include "frame/example.h"
+#include "frame/notifications.h"
+
+namespace Commands {
+
+Kernel::LocalisedString SetScaleOverrideFlagsCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set scale override options", "Command description");
+}
+
+void SetScaleOverrideFlagsCommand::Apply(int flags, bool enabled) {
+    if (m_isToggle)
+        m_documentController->SetScaleOverrideEnabled(enabled);
+    else
+        m_documentController->SetScaleOverrideFlags(flags);
+}
+
+void SetScaleOverrideFlagsCommand::Do() {
+    SetDirection(Direction::Do);
+    if (m_isToggle)
+        m_oldEnabled = m_documentController->GetScaleOverrideEnabled();
+    else
+        m_oldFlags = m_documentController->GetScaleOverrideFlags(true);
+    Apply(m_newFlags, m_newEnabled);
+}
+
+void SetScaleOverrideFlagsCommand::Undo() {
+    SetDirection(Direction::Undo);
+    Apply(m_oldFlags, m_oldEnabled);
+}
+
+void SetScaleOverrideFlagsCommand::Redo() {
+    SetDirection(Direction::Redo);
+    Apply(m_newFlags, m_newEnabled);
+}
+
+void SetScaleOverrideFlagsCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+    notifications.push_back(Kernel::MakeCounted<ScaleOverrideSettingsChangedNotification>(GetDocumentController()));
+}
+
+Kernel::Counted<DocumentCommand> SetScaleOverrideFlagsCommand::Clone() const {
+    return m_isToggle ? Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(m_newEnabled)
+                      : Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(m_newFlags);
+}
+
+void SetScaleOverrideFlagsCommand::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveFields(*this, out);
+    DocumentCommand::Save(out);
+}
+
+bool SetScaleOverrideFlagsCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
+                                        unsigned short version) {
+    Kernel::LoadFields(*this, in);
+    return DocumentCommand::Load(in, files, version);
+}
+
+static ExampleRegistration const s_flagsExample({
+    .className = "SetScaleOverrideFlagsCommand",
+    .prepare = [](DocumentController&) {},
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(5);
+    },
+    .keptByContract = {},
+});
+
+static ExampleRegistration const s_toggleExample({
+    .className = "SetScaleOverrideFlagsCommand",
+    .prepare = [](DocumentController&) {},
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(true);
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands

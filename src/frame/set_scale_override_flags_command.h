@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persisted.h"
+#include "platform/document/command.h"
+
+namespace Commands {
+
+// Sets what scales with an object whatever the object says: either which things, or whether that is in force at all.
+class REDRAFT_API SetScaleOverrideFlagsCommand final
+    : public Persisted<SetScaleOverrideFlagsCommand, DocumentCommand> {
+public:
+    // Puts the override in force, or out of it.
+    explicit SetScaleOverrideFlagsCommand(bool enabled) : m_newEnabled(enabled), m_isToggle(true) {}
+    // Sets which things it names.
+    explicit SetScaleOverrideFlagsCommand(int flags) : m_newFlags(flags) {}
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    bool ShouldStackForUndo() const override { return true; }
+    bool ClearsPreviewCommands() const override { return true; }
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    bool MakesDOMDirty() const override { return true; }
+    bool ShouldStackForMacro() const override { return true; }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    SetScaleOverrideFlagsCommand() = default;
+    static constexpr auto Fields() {
+        using This = SetScaleOverrideFlagsCommand;
+        return Kernel::FieldList{Kernel::Field{"Flag", &This::m_newFlags}, Kernel::Field{"OFlg", &This::m_oldFlags},
+                                 Kernel::Field{"Enab", &This::m_newEnabled},
+                                 Kernel::Field{"OlEn", &This::m_oldEnabled},
+                                 Kernel::Field{"IsTo", &This::m_isToggle}};
+    }
+    void Apply(int flags, bool enabled);
+
+    int m_newFlags = 0;
+    int m_oldFlags = 0;
+    bool m_newEnabled = false;
+    bool m_oldEnabled = false;
+    bool m_isToggle = false;
+};
+
+} // namespace Commands

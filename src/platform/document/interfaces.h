@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/shape_definition.h"
+#include "platform/document/states.h"
+
+#include <utility>
+#include <vector>
+
+class Node;
+
+// The interfaces through which commands reach the behaviour of nodes, and of other objects that have some of it. Each
+// stands on the attribute owner that holds its state. Setters change the state at once and mark the owner as changed;
+// undo is the caller's.
+
+class REDRAFT_ENGINE ShapeInterface : public virtual AttributeOwner {
+public:
+    // Empty only before a shape has been given one.
+    Kernel::Counted<ShapeDefinition const> GetShapeDefinition() const;
+    void SetShapeDefinition(Kernel::Counted<ShapeDefinition const> definition);
+};
+
+class REDRAFT_ENGINE BlendModeInterface : public virtual AttributeOwner {
+public:
+    Renderer::BlendMode GetBlendMode() const { return GetState<BlendModeState>().blendMode; }
+    void SetBlendMode(Renderer::BlendMode mode);
+    // True when the content is blended as a group of its own first.
+    bool IsIsolated() const { return GetState<BlendModeState>().isolated; }
+    void SetIsolated(bool isolated);
+};
+
+class REDRAFT_ENGINE VisibilityInterface : public virtual AttributeOwner {
+public:
+    bool IsVisible() const { return GetState<VisibilityState>().visible; }
+    void SetVisible(bool visible);
+};
+
+class REDRAFT_ENGINE FilterEffectsInterface : public virtual AttributeOwner {
+public:
+    std::vector<Kernel::Counted<Kernel::Serialisable>> const& GetFilterEffects() const {
+        return GetState<FilterEffectsState>().effects;
+    }
+    void SetFilterEffects(std::vector<Kernel::Counted<Kernel::Serialisable>> effects);
+};
+
+// Where an object stands in its parent's space.
+class REDRAFT_ENGINE TransformInterface : public virtual AttributeOwner {
+public:
+    // The object's matrix, from its own space to its parent's; with `toSpread`, on to the spread's space. With
+    // `withFrameTextScale` the scale of framed text comes first.
+    Raster::AffineTransform::Params GetTransform(bool toSpread, bool withFrameTextScale) const;
+    // Puts a transform of the parent's space after the object's own. With `inSpread` it is one of the spread's space.
+    void Transform(Raster::AffineTransform::Params transform, bool inSpread);
+    // Replaces the matrix; with `inSpread` the value is the one to the spread's space.
+    virtual void SetTransform(Raster::AffineTransform::Params transform, bool inSpread);
+
+    Raster::AffineTransform::Params GetFrameTextScale() const { return GetState<TransformState>().frameTextScale; }
+    void SetFrameTextScale(Raster::AffineTransform::Params scale);
+    // Puts the linear part of a transform after the scale of framed text.
+    void ScaleFrameText(Raster::AffineTransform::Params transform);
+
+    unsigned GetTransformConstraints() const { return GetState<TransformState>().constraints; }
+    void SetTransformConstraints(unsigned constraints);
+
+    // Takes over constraints and scale of framed text, and, told so, the matrix and the rest of the frame.
+    void CopyFrom(TransformInterface const& other, bool constraints, bool matrix, bool frameTextScale);
+
+    // The whole transform as a value, and back.
+    Kernel::Counted<TransformSnapshot const> TakeSnapshot() const;
+    void PutSnapshot(TransformSnapshot const& snapshot);
+
+    // The matrix alone, without a virtual call; for walks over many objects.
+    Raster::AffineTransform::Params const& GetMatrix() const noexcept { return m_matrix; }
+
+protected:
+    // Of the parent's space to the spread's.
+    virtual Raster::AffineTransform::Params GetParentToSpreadTransform() const = 0;
+    void StoreMatrix(Raster::AffineTransform::Params const& matrix) {
+        if (m_matrix == matrix)
+            return;
+        m_matrix = matrix;
+        BumpRevision();
+        OnStateChanged(InterfaceId::Transform);
+    }
+
+private:
+    Raster::AffineTransform::Params m_matrix;
+};
+
+class REDRAFT_ENGINE BrushFillInterface : public virtual AttributeOwner {
+public:
+    // The fill, or empty when there is none. `effective`: what is drawn; the object's own when false. No difference
+    // for objects that hold their own fill.
+    Kernel::Counted<Renderer::FillDescriptor const> GetBrushFillDescriptor(bool effective) const;
+    void SetBrushFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill);
+    ContentType GetBrushFillContentType() const { return GetState<BrushFillState>().contentType; }
+    void SetBrushFillContentType(ContentType type);
+    bool IsBrushFillNone() const;
+    // True when the fill paints with an opacity above the tolerance, 0 to 1.
+    bool IsBrushFillVisible(double tolerance) const;
+};
+
+class REDRAFT_ENGINE TransparencyInterface : public virtual AttributeOwner {
+public:
+    double GetOpacity() const { return GetState<TransparencyState>().opacity; }
+    // 0 to 1; clamped.
+    void SetOpacity(double opacity);
+};
+
+class REDRAFT_ENGINE LineStyleInterface : public virtual AttributeOwner {
+public:
+    // Empty when there is no line.
+    Kernel::Counted<Renderer::LineStyleDescriptor const> GetLineStyleDescriptor() const {
+        return GetState<LineStyleState>().line;
+    }
+    Kernel::Counted<Renderer::FillDescriptor const> GetPenFillDescriptor() const {
+        return GetState<LineStyleState>().penFill;
+    }
+    void SetLineStyleDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor const> line);
+    void SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill);
+    ContentType GetLineStyleContentType() const { return GetState<LineStyleState>().contentType; }
+    void SetLineStyleContentType(ContentType type);
+    bool IsLineStyleVisible() const;
+    // Whether a visible line stands in front of the fill, and whether one stands behind it.
+    std::pair<bool, bool> IsLineStyleVisibleFrontBehind() const;
+};
+
+// One outline with the transform that takes it to where its owner says that its curves are.
+struct TransformedCurves {
+    Kernel::Counted<Geometry::PolyCurveDbl const> curves;
+    Raster::AffineTransform::Params transform;
+};
+
+// An object that has an outline. The outline in spread space is the curves-to-domain transform after each curve's own
+// transform: shapes with computed curves put the whole way into each curve, those with curves of their own into the
+// former.
+class REDRAFT_ENGINE ConstCurvesInterface : public virtual AttributeOwner {
+public:
+    using TransformedCurveList = std::vector<TransformedCurves>;
+    // Empty when the object has no outline at present.
+    virtual TransformedCurveList GetConstPolyPolyCurves() const = 0;
+    virtual Raster::AffineTransform::Params GetCurvesToDomainTransform() const = 0;
+    virtual Geometry::WindingOrderMode GetWindingOrderMode() const = 0;
+    // True when the object and all above it are visible.
+    virtual bool IsVisibleInDomain() const = 0;
+    // The outline in node space, for drawing and bounds; empty when there is none.
+    virtual Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const = 0;
+};
+
+// An object that stores its own curves.
+class REDRAFT_ENGINE MutableCurvesInterface : public virtual AttributeOwner {
+public:
+    virtual void SetCurves(Kernel::Counted<Geometry::PolyCurveDbl const> curves);
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetCurves() const { return GetState<CurvesState>().curves; }
+    void SetWindingOrderMode(Geometry::WindingOrderMode mode);
+};
+
+// Access to an object's own curves for a scope.
+class REDRAFT_ENGINE MutableCurvesSession {
+public:
+    explicit MutableCurvesSession(Kernel::NonCounted<MutableCurvesInterface> object) : m_object(object) {}
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetCurves() const { return m_object->GetCurves(); }
+
+private:
+    Kernel::NonCounted<MutableCurvesInterface> m_object;
+};
+
+// An object with pixels.
+class REDRAFT_ENGINE ConstRasterInterface : public virtual AttributeOwner {
+public:
+    Kernel::Counted<Raster::DynamicBitmap const> GetBitmap() const { return GetState<RasterState>().bitmap; }
+    // The pixel box; left and top are 0.
+    Kernel::RectT<int> GetRasterBoundingBox() const;
+    virtual Raster::AffineTransform::Params GetRasterToDomainTransform() const = 0;
+    Raster::AffineTransform::Params GetDomainToRasterTransform() const {
+        return GetRasterToDomainTransform().GetInverse();
+    }
+};
+
+class REDRAFT_ENGINE MutableRasterInterface : public ConstRasterInterface {
+public:
+    void SetBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap);
+};
+
+class REDRAFT_ENGINE StoryInterface : public virtual AttributeOwner {};
+
+class REDRAFT_ENGINE TextFrameInterface : public virtual AttributeOwner {};
+
+class REDRAFT_ENGINE TextWrapInterface : public virtual AttributeOwner {
+public:
+    unsigned GetTextWrapMode() const { return GetState<TextWrapState>().mode; }
+};
+
+class REDRAFT_ENGINE GUIDInterface : public virtual AttributeOwner {
+public:
+    Kernel::String GetGUID() const { return GetState<GUIDState>().guid; }
+    void SetGUID(Kernel::String guid);
+};
+
+class REDRAFT_ENGINE AdjustmentParamsInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE FilterParamsInterface : public virtual AttributeOwner {};
+
+// An object that shows a picture.
+class REDRAFT_ENGINE ImageResourceInterface : public virtual AttributeOwner {
+public:
+    Kernel::Counted<Raster::DynamicBitmap const> GetImage() const { return GetState<ImageResourceState>().bitmap; }
+    void SetImage(Kernel::Counted<Raster::DynamicBitmap const> bitmap, Kernel::String path);
+};
+
+class REDRAFT_ENGINE PictureFrameInterface : public virtual AttributeOwner {};
+
+class REDRAFT_ENGINE TagInterface : public virtual AttributeOwner {
+public:
+    std::vector<Kernel::String> const& GetTags() const { return GetState<TagState>().tags; }
+    void SetTags(std::vector<Kernel::String> tags);
+};
+
+class REDRAFT_ENGINE EditabilityInterface : public virtual AttributeOwner {
+public:
+    bool IsEditable() const { return GetState<EditabilityState>().editable; }
+    void SetEditable(bool editable);
+};
+
+class REDRAFT_ENGINE DescriptionInterface : public virtual AttributeOwner {
+public:
+    // The user's name for the object; when there is none and `withDefault`, the name of its kind.
+    Kernel::String GetDescription(bool withDefault) const;
+    void SetUserDescription(Kernel::String description);
+
+protected:
+    virtual Kernel::String GetDefaultDescription() const = 0;
+};
+
+class REDRAFT_ENGINE DrawOrderInterface : public virtual AttributeOwner {
+public:
+    bool IsLineBehindFill() const { return GetState<DrawOrderState>().lineBehindFill; }
+    void SetLineBehindFill(bool behind);
+};
+
+class REDRAFT_ENGINE HyperlinkInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE BaselineGridInterface : public virtual AttributeOwner {};
+
+class REDRAFT_ENGINE ContourInterface : public virtual AttributeOwner {
+public:
+    double GetContourOffset() const { return GetState<ContourState>().offset; }
+    void SetContourOffset(double offset);
+};
+
+class REDRAFT_ENGINE DataMergeInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE GeometryModifierInterface : public virtual AttributeOwner {};
+
+// An object with a box of its own, such as a spread.
+class REDRAFT_ENGINE BaseBoxInterface : public virtual AttributeOwner {
+public:
+    // In the object's own space. `includeBleed` makes no difference for objects without bleed.
+    virtual Kernel::RectT<double> GetBaseBox(bool includeBleed) const = 0;
+};

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/node.h"
+#include "platform/document/view_point_data.h"
+
+// A node with a place and a look on a spread.
+class REDRAFT_ENGINE SceneNode : public Node,
+                                 public TransformInterface,
+                                 public VisibilityInterface,
+                                 public EditabilityInterface,
+                                 public TransparencyInterface,
+                                 public BlendModeInterface,
+                                 public FilterEffectsInterface,
+                                 public TextWrapInterface,
+                                 public HyperlinkInterface {
+public:
+    Raster::AffineTransform::Params GetBaseToSpreadTransform() const override;
+    bool IsContent() const override { return IsVisible() && !GetOwnerReference(); }
+    // True when the node and all above it are visible.
+    bool IsVisibleWithAncestors() const;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    Raster::AffineTransform::Params GetParentToSpreadTransform() const override;
+};
+
+// A node that is only what its children are: commands that work on shapes look inside.
+class REDRAFT_ENGINE LogicalNode : public SceneNode {
+public:
+    bool IsVisibleInDomain() const;
+};
+
+class REDRAFT_ENGINE GroupNode : public LogicalNode {
+public:
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+};
+
+// A group whose members follow its box by their transform constraints.
+class REDRAFT_ENGINE ConstraintsGroupNode : public GroupNode {
+public:
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+};
+
+// A box whose content is kept up to date from elsewhere. The content is held apart from the child lists.
+class REDRAFT_ENGINE CloudSyncedNode : public LogicalNode {
+public:
+    Kernel::JailCounted<Node> GetBoxContents() const { return m_boxContents; }
+    void SetBoxContents(Kernel::JailCounted<Node> contents);
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
+                                       bool includeLines) const override;
+
+private:
+    Kernel::JailCounted<Node> m_boxContents;
+};
+
+// A node with an outline, a fill and a line.
+class REDRAFT_ENGINE CurvesNode : public SceneNode,
+                                  public BrushFillInterface,
+                                  public LineStyleInterface,
+                                  public DrawOrderInterface,
+                                  public ContourInterface,
+                                  public ConstCurvesInterface {
+public:
+    TransformedCurveList GetConstPolyPolyCurves() const override;
+    Raster::AffineTransform::Params GetCurvesToDomainTransform() const override;
+    bool IsVisibleInDomain() const override;
+
+    Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
+                                       bool includeLines) const override;
+};
+
+// A shape whose curves are computed from its parameters.
+class REDRAFT_ENGINE ShapeNode final : public CurvesNode, public ShapeInterface, public GeometryModifierInterface {
+public:
+    ShapeNode() = default;
+    explicit ShapeNode(Kernel::Counted<ShapeDefinition const> definition);
+
+    TransformedCurveList GetConstPolyPolyCurves() const override;
+    Raster::AffineTransform::Params GetCurvesToDomainTransform() const override { return {}; }
+    Geometry::WindingOrderMode GetWindingOrderMode() const override { return Geometry::WindingOrderMode::NonZero; }
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+protected:
+    Kernel::String GetDefaultDescription() const override;
+};
+
+// A curve node with curves of its own.
+class REDRAFT_ENGINE PolyCurveNode final : public CurvesNode, public MutableCurvesInterface {
+public:
+    PolyCurveNode() = default;
+    Geometry::WindingOrderMode GetWindingOrderMode() const override {
+        return GetState<CurvesState>().windingOrderMode;
+    }
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override { return GetCurves(); }
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+};
+
+enum class CompoundOperation : std::uint32_t { Add = 0, Subtract = 1, Intersect = 2, Xor = 3 };
+
+class REDRAFT_ENGINE CompoundOperationInterface : public virtual AttributeOwner {
+public:
+    virtual CompoundOperation GetCompoundOperation() const = 0;
+    virtual void SetCompoundOperation(CompoundOperation operation) = 0;
+};
+
+// One outline made of those of its children, which keep their own shapes. Its fill and line paint the whole.
+class REDRAFT_ENGINE CompoundCurveNode final : public CurvesNode, public CompoundOperationInterface {
+public:
+    CompoundCurveNode() = default;
+    Geometry::WindingOrderMode GetWindingOrderMode() const override { return m_windingOrderMode; }
+    void SetWindingOrderMode(Geometry::WindingOrderMode mode);
+    // The outlines of the plain children, in this node's space.
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override;
+    CompoundOperation GetCompoundOperation() const override { return m_operation; }
+    void SetCompoundOperation(CompoundOperation operation) override;
+    bool DrawsChildren() const override { return false; }
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    CompoundOperation m_operation = CompoundOperation::Add;
+    Geometry::WindingOrderMode m_windingOrderMode = Geometry::WindingOrderMode::Alternating;
+};
+
+// Pixels that can be painted on. One pixel is one unit of node space.
+class REDRAFT_ENGINE RasterNode final : public SceneNode, public MutableRasterInterface {
+public:
+    RasterNode() = default;
+    Raster::AffineTransform::Params GetRasterToDomainTransform() const override { return GetBaseToSpreadTransform(); }
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+    Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
+                                       bool includeLines) const override;
+};
+
+// A picture that is placed and not painted on: a rectangle in node space, filled with the picture.
+class REDRAFT_ENGINE ImageNode final : public CurvesNode, public ImageResourceInterface, public PictureFrameInterface {
+public:
+    ImageNode() = default;
+    Geometry::WindingOrderMode GetWindingOrderMode() const override { return Geometry::WindingOrderMode::NonZero; }
+    TransformedCurveList GetConstPolyPolyCurves() const override;
+    Raster::AffineTransform::Params GetCurvesToDomainTransform() const override { return {}; }
+    // The picture's rectangle, one pixel a unit.
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+};
+
+// A page on a spread.
+class REDRAFT_ENGINE PageNode final : public Node, public BaseBoxInterface {
+public:
+    PageNode() = default;
+    explicit PageNode(Kernel::RectT<double> box) : m_box(box) {}
+    Kernel::RectT<double> GetBaseBox(bool includeBleed) const override;
+    void SetBaseBox(Kernel::RectT<double> box);
+    bool IsContent() const override { return false; }
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    Kernel::RectT<double> m_box;
+};
+
+// A spread: pages side by side, in list Pages, and what is drawn on them, in list Plain. Its space is the domain.
+class REDRAFT_ENGINE SpreadNode final : public Node, public BaseBoxInterface {
+public:
+    SpreadNode() = default;
+    explicit SpreadNode(Kernel::RectT<double> box) : m_box(box) {}
+    Kernel::RectT<double> GetBaseBox(bool includeBleed) const override;
+    void SetBaseBox(Kernel::RectT<double> box);
+    void AddPage(Kernel::Counted<PageNode> page);
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    Kernel::RectT<double> m_box;
+};
+
+// The root of a symbol: what its instances show. Symbols stand in list Symbols of the document node.
+class REDRAFT_ENGINE SymbolNode final : public GroupNode {
+public:
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+};
+
+// A new linked instance of a symbol, outside the tree: a group that shows what the symbol shows.
+REDRAFT_ENGINE Kernel::Counted<GroupNode> MakeSymbolInstance(SymbolNode& symbol);
+
+// The root of the tree, with what belongs to the document as a whole.
+class REDRAFT_ENGINE DocumentNode final : public Node {
+public:
+    DocumentNode() = default;
+
+    Raster::Format GetFormat() const { return m_format; }
+    void SetFormat(Raster::Format format);
+
+    // Empty: the built-in colour.
+    Kernel::Counted<Renderer::FillDescriptor const> GetGuidesFill() const { return m_guidesFill; }
+    void SetGuidesFill(Kernel::Counted<Renderer::FillDescriptor const> fill);
+    std::vector<ViewPointData> GetViewPoints() const { return m_viewPoints; }
+    void SetViewPoints(std::vector<ViewPointData> viewPoints);
+
+    // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
+    Kernel::Counted<Node> FindNode(NodeId id) const;
+    std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
+
+    // Gives ids to a node that enters, and to all below it that have none.
+    void AdoptIds(Node& top);
+    // Throws Kernel::DamagedDataException, in one line, when the tree breaks its own rules.
+    void CheckInvariants() const;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    Raster::Format m_format{};
+    Kernel::Counted<Renderer::FillDescriptor const> m_guidesFill;
+    std::vector<ViewPointData> m_viewPoints;
+    NodeId m_nextId = 1;
+};

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/interfaces.h"
+#include "platform/document/node.h"
+#include "platform/document/selection_command_base.h"
+
+#include <array>
+#include <unordered_map>
+#include <vector>
+
+// What undo keeps of one interface: for each object whose state the command changed, the state before and after. A
+// state is a counted value; an empty one stands for the default.
+class REDRAFT_ENGINE ProxyStates {
+public:
+    void Keep(Kernel::Counted<AttributeOwner> owner, Kernel::Counted<InterfaceState const> before,
+              Kernel::Counted<InterfaceState const> after);
+    // Puts the state before (undo) or after (redo) back; nothing for an object that is not here.
+    void PutBack(InterfaceId id, AttributeOwner& owner, bool before) const;
+    bool IsEmpty() const noexcept { return m_entries.empty(); }
+    // Walked and written in node-id order.
+    void Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const;
+    void Load(Kernel::InSerialiser const& in, Kernel::IDTag tag);
+
+private:
+    struct Entry {
+        Kernel::Counted<AttributeOwner> owner;
+        Kernel::Counted<InterfaceState const> before;
+        Kernel::Counted<InterfaceState const> after;
+    };
+    std::vector<Entry> m_entries;
+    std::size_t Find(AttributeOwner const& owner) const noexcept;
+    // Position by owner, for the long lists.
+    mutable std::unordered_map<AttributeOwner const*, std::size_t> m_index;
+};
+
+template <class I> class ProxyStateManager {
+public:
+    virtual ~ProxyStateManager() = default;
+    bool HasStates() const noexcept { return !m_states.IsEmpty(); }
+
+protected:
+    ProxyStates m_states;
+};
+
+// The state of the tree's structure is where a node stands. It is kept for what object replacement needs.
+template <> class REDRAFT_ENGINE ProxyStateManager<StructureInterface> {
+public:
+    virtual ~ProxyStateManager();
+    void Save(Kernel::OutSerialiser& out) const;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files);
+    bool HasStates() const noexcept { return !m_entries.empty(); }
+
+protected:
+    struct Entry {
+        Kernel::Counted<Node> node;
+        TreePlace before;
+        TreePlace after;
+    };
+    std::vector<Entry> m_entries;
+};
+
+// Keeps, for each object that a selection command changes, the states of its interfaces before and after: the bracket
+// StoreInterfaces ... RestoreInterfaces stands around each change. In Do the bracket takes the states; in Undo and Redo
+// it puts them back behind whatever the receiver did; in Teardown it does nothing.
+class REDRAFT_ENGINE SelectionCommandProxyStateManager
+    : public SelectionCommandBase,
+      public ProxyStateManager<ShapeInterface>,
+      public ProxyStateManager<BlendModeInterface>,
+      public ProxyStateManager<VisibilityInterface>,
+      public ProxyStateManager<FilterEffectsInterface>,
+      public ProxyStateManager<TransformInterface>,
+      public ProxyStateManager<BrushFillInterface>,
+      public ProxyStateManager<TransparencyInterface>,
+      public ProxyStateManager<LineStyleInterface>,
+      public ProxyStateManager<MutableCurvesInterface>,
+      public ProxyStateManager<MutableRasterInterface>,
+      public ProxyStateManager<StoryInterface>,
+      public ProxyStateManager<TextFrameInterface>,
+      public ProxyStateManager<TextWrapInterface>,
+      public ProxyStateManager<StructureInterface>,
+      public ProxyStateManager<GUIDInterface>,
+      public ProxyStateManager<AdjustmentParamsInterface>,
+      public ProxyStateManager<FilterParamsInterface>,
+      public ProxyStateManager<ImageResourceInterface>,
+      public ProxyStateManager<PictureFrameInterface>,
+      public ProxyStateManager<TagInterface>,
+      public ProxyStateManager<EditabilityInterface>,
+      public ProxyStateManager<DescriptionInterface>,
+      public ProxyStateManager<DrawOrderInterface>,
+      public ProxyStateManager<HyperlinkInterface>,
+      public ProxyStateManager<BaselineGridInterface>,
+      public ProxyStateManager<ContourInterface>,
+      public ProxyStateManager<DataMergeInterface>,
+      public ProxyStateManager<GeometryModifierInterface> {
+public:
+    explicit SelectionCommandProxyStateManager(Kernel::Counted<Selection const> selection);
+    ~SelectionCommandProxyStateManager() override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    // True for objects with states to keep.
+    virtual bool NeedToManage(Kernel::NonCounted<Kernel::Countable> object);
+
+    void StoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
+    void RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
+
+private:
+    // The open brackets, innermost last: what an object held when its bracket was opened.
+    struct Bracket {
+        AttributeOwner* owner = nullptr;
+        std::uint32_t revision = 0;
+        AttributeTable attributes;
+        Raster::AffineTransform::Params matrix;
+    };
+    std::array<ProxyStates*, c_interfaceCount> GetStates();
+    void KeepChanges(Bracket const& bracket);
+
+    std::vector<Bracket> m_brackets;
+};

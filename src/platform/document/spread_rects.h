@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/nodes.h"
+
+// A rectangle of one spread, in spread space.
+struct REDRAFT_ENGINE SpreadRect {
+    Kernel::Counted<SpreadNode> spread;
+    Kernel::RectT<double> rect;
+
+    SpreadRect() = default;
+    // The spread that `node` stands on.
+    SpreadRect(Node const& node, Kernel::RectT<double> bounds);
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"Sprd", &SpreadRect::spread}, Kernel::Field{"Rect", &SpreadRect::rect}};
+    }
+};
+
+// What a change touched, spread by spread: what must be painted again.
+class REDRAFT_ENGINE SpreadRects {
+public:
+    void Append(SpreadRect rect);
+    std::vector<SpreadRect> const& GetRects() const { return m_rects; }
+    // The union of the rectangles on one spread.
+    Kernel::RectT<double> GetUnion(Kernel::NonCounted<SpreadNode const> spread) const;
+    bool IsEmpty() const { return m_rects.empty(); }
+
+    static constexpr Kernel::ClassUID GetClassUID() { return {"SpRs"}; }
+    static constexpr unsigned short GetSchemaVersion() { return 1; }
+    void Save(Kernel::OutSerialiser& out) const;
+    bool Load(Kernel::InSerialiser const& in, Kernel::ClassUID uid, unsigned short version);
+    // The older form of the field: one rectangle under `tag`, of no told spread. False when it is missing.
+    bool LoadLegacy(Kernel::InSerialiser const& in, Kernel::IDTag tag);
+
+private:
+    std::vector<SpreadRect> m_rects;
+};
+
+// What one change touched; filled by Do, Undo and Redo, read by Notify.
+class REDRAFT_ENGINE ChangeResult {
+public:
+    void AddNode(Kernel::Counted<Node> node);
+    void AddRect(SpreadRect rect) { m_rects.Append(std::move(rect)); }
+    SpreadRects const& GetRects() const { return m_rects; }
+    void Notify(Kernel::NonCounted<DocumentController> controller, bool preview,
+                std::vector<Kernel::Counted<Kernel::Notification>>& notifications) const;
+    void Clear();
+
+private:
+    std::vector<Kernel::Counted<Node>> m_nodes;
+    SpreadRects m_rects;
+};

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/command.h"
+#include "platform/document/node.h"
+
+#include <functional>
+#include <unordered_map>
+#include <vector>
+
+// Base of commands that edit the tree: makes the edits and records each node's place before it, so that they can be
+// reversed. The records live with the running process and are not saved; a command that was loaded replays from fields
+// of its own, which the replay flag tells it to do.
+class REDRAFT_ENGINE StructureCommandHelper : public NewNodesCommandInterface {
+public:
+    std::vector<Kernel::Counted<Node>> GetNewNodes() const override;
+
+protected:
+    using RemovalCallback = std::function<void(Kernel::NonCounted<Node>)>;
+
+    // Throughout, `isMove` tells that the node stays in the document, `detachLinks` that the changed container is set
+    // free from its link to a symbol.
+
+    // Announces a move that is about to happen, so that the place to go back to is known before the first of its edits.
+    void PlanMove(Kernel::NonCounted<Node> child, Kernel::NonCounted<Node> newParent);
+    void RemoveFromParent(Kernel::Counted<Node> node, bool isMove, bool detachLinks, RemovalCallback const& callback);
+    void InsertChildBefore(Kernel::Counted<Node> parent, Kernel::Counted<Node> child, Kernel::Counted<Node> before,
+                           bool isMove, bool detachLinks);
+    void InsertChildAfter(Kernel::Counted<Node> parent, Kernel::Counted<Node> child, Kernel::Counted<Node> after,
+                          bool isMove, bool detachLinks);
+    void AddChildFront(Kernel::Counted<Node> parent, NodeChildListType list, Kernel::Counted<Node> child, bool isMove,
+                       bool detachLinks);
+    void AddChildBack(Kernel::Counted<Node> parent, NodeChildListType list, Kernel::Counted<Node> child, bool isMove,
+                      bool detachLinks);
+    // Puts `replacement` where `old` stands; list type and neighbours stay.
+    void ReplaceNode(Kernel::Counted<Node> old, Kernel::Counted<Node> replacement, bool detachLinks);
+
+    // Reverses all that was recorded for a node: it stands again where it stood before the first of its records.
+    void UndoStructureChanges(Kernel::Counted<Node> node);
+    // Reverse the node's last insertion, and its last removal.
+    void UndoAdd(Kernel::Counted<Node> node);
+    void UndoRemove(Kernel::Counted<Node> node);
+    void Notify(Kernel::NotificationList& notifications);
+
+    // True when UndoStructureChanges can't serve: nothing was recorded, as after a reload.
+    bool IsReplay() const noexcept { return !m_recorded; }
+
+private:
+    // Where a node stood before the first edit that has not been reversed.
+    struct Record {
+        Kernel::Counted<Node> node;
+        Kernel::Counted<Node> parent;
+        Kernel::Counted<Node> nextSibling;
+        NodeChildListType list = NodeChildListType::Plain;
+    };
+    struct DetachedLink {
+        Kernel::Counted<Node> node;
+        Kernel::Counted<Node> source;
+    };
+    void Remember(Node& node);
+    void ForgetIfBack(Node& node);
+    void Insert(Node& parent, NodeChildListType list, Kernel::Counted<Node> const& child, Node* before, bool isMove,
+                bool detachLinks);
+    void DetachIfAsked(Node& container, bool detachLinks);
+
+    std::unordered_map<Node const*, Record> m_records;
+    std::vector<Kernel::Counted<Node>> m_newNodes;
+    std::vector<DetachedLink> m_detachedLinks;
+    bool m_recorded = false;
+};

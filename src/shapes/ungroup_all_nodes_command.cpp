@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shapes/ungroup_all_nodes_command.h"
+
+#include "frame/example.h"
+#include "frame/example_documents.h"
+#include "platform/document/dom_visitor.h"
+
+namespace Commands {
+
+namespace {
+
+// Collects the groups of a tree that may be dissolved, in tree order, or only finds out whether there is one.
+class GroupNodeVisitor final : public DOMVisitorT<GroupNodeVisitor> {
+public:
+    explicit GroupNodeVisitor(bool findOnly) : m_findOnly(findOnly) {
+        AppendTranslator(std::make_unique<DOMTerminatingTranslatorT<GroupNodeVisitor, GroupNode>>());
+    }
+    void Receive(Kernel::NonCounted<GroupNode> group) {
+        bool const isInstance = group->IsLinked(false) && !group->GetGUID().empty();
+        if (isInstance || group->GetOwnerReference())
+            return;
+        m_found = true;
+        if (!m_findOnly)
+            m_groups.AddSelectable(group.ToCounted(), false);
+    }
+    bool HasFound() const { return m_found; }
+    MutableSelection const& GetGroups() const { return m_groups; }
+
+protected:
+    bool HasSeenEnough() const override { return m_found && m_findOnly; }
+
+private:
+    bool m_findOnly;
+    bool m_found = false;
+    MutableSelection m_groups;
+};
+
+} // namespace
+
+UngroupAllNodesCommand::UngroupAllNodesCommand() {
+    AppendTranslator(std::make_unique<TerminatingTranslatorT<UngroupAllNodesCommand, GroupNode>>());
+}
+
+bool UngroupAllNodesCommand::CanApplyTo(Kernel::Counted<Selection const> selection) {
+    if (!selection)
+        return false;
+    GroupNodeVisitor visitor(true);
+    for (auto const& node : selection->GetNodes())
+        visitor.Visit(*node);
+    return visitor.HasFound();
+}
+
+Kernel::LocalisedString UngroupAllNodesCommand::GetDescription() const {
+    return Kernel::LocalisedString("Ungroup all", "Command description");
+}
+
+// The groups below the selection take its place.
+void UngroupAllNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
+    GetSelection();
+    GroupNodeVisitor visitor(false);
+    if (auto const selection = GetSelection()) {
+        for (auto const& node : selection->GetNodes())
+            visitor.Visit(*node);
+    }
+    m_selection = visitor.GetGroups().CloneImmutableOrdered();
+    OrderedSelectionCommand::PostDequeueWithMutableController(controller);
+}
+
+void UngroupAllNodesCommand::Do() { DoVisitAndSelect(); }
+
+void UngroupAllNodesCommand::Undo() {
+    OrderedSelectionCommand::Undo();
+    m_documentController->SetSelection(m_oldSelection, false);
+}
+
+void UngroupAllNodesCommand::Redo() {
+    OrderedSelectionCommand::Redo();
+    m_documentController->SetSelection(m_newSelection, false);
+}
+
+void UngroupAllNodesCommand::Receive(Kernel::NonCounted<GroupNode> group) {
+    if (m_direction == Direction::Do || m_direction == Direction::Redo) {
+        auto& record = BeginRecord(*group);
+        MoveChildrenUp(record, false);
+        RemoveGroup(record.group);
+    } else if (m_direction == Direction::Undo) {
+        Restore();
+    }
+}
+
+void UngroupAllNodesCommand::Restore() {
+    if (m_undoRecords.empty() || !IsUsable(m_undoRecords.back()))
+        return;
+    auto const record = std::move(m_undoRecords.back());
+    m_undoRecords.pop_back();
+    bool const replay = IsReplay();
+    PutGroupBack(record);
+    if (replay) {
+        for (auto const& child : record.children)
+            ReplayChildBack(record, child, false);
+        return;
+    }
+    for (auto child = record.children.rbegin(); child != record.children.rend(); ++child) {
+        auto* const transform = Kernel::CastPointer<TransformInterface>(child->node.get());
+        transform->SetTransform(child->transform, false);
+        transform->SetFrameTextScale(child->frameTextScale);
+        UndoAdd(child->node);
+        UndoRemove(child->node);
+    }
+}
+
+void UngroupAllNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
+    SelectionCommandBase::PostLoad(controller);
+}
+
+Kernel::Counted<DocumentCommand> UngroupAllNodesCommand::Clone() const {
+    return Kernel::MakeCounted<UngroupAllNodesCommand>();
+}
+
+void UngroupAllNodesCommand::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveFields(*this, out);
+    OrderedSelectionCommand::Save(out);
+}
+
+bool UngroupAllNodesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadFields(*this, in);
+    return OrderedSelectionCommand::Load(in, files, version);
+}
+
+static ExampleRegistration const s_example({
+    .className = "UngroupAllNodesCommand",
+    .prepare = ExampleDocuments::NestedGroups,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<UngroupAllNodesCommand>();
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands

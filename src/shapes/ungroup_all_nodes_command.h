@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "shapes/ungroup_base.h"
+
+namespace Commands {
+
+// Dissolves every group at any depth below the selection. Groups inside linked instances of symbols stay.
+class REDRAFT_API UngroupAllNodesCommand final
+    : public Persisted<UngroupAllNodesCommand, UngroupBase<UngroupAllNodesCommand>> {
+public:
+    UngroupAllNodesCommand();
+
+    static bool CanApplyTo(Kernel::Counted<Selection const> selection);
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+    void Receive(Kernel::NonCounted<GroupNode> group);
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    static constexpr auto Fields() {
+        using This = UngroupAllNodesCommand;
+        return Kernel::FieldList{
+            Kernel::Field{"UndR", &This::m_undoRecords}, Kernel::Field{"NewS", &This::m_newSelection},
+            Kernel::Field{"OldS", &This::m_oldSelection}, Kernel::Field{"InvR", &This::m_invalidRect}};
+    }
+    void Restore();
+};
+
+} // namespace Commands

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/notifications.h"
+#include "frame/persisted.h"
+#include "frame/selection_command.h"
+#include "platform/document/nodes.h"
+#include "platform/document/structure_command_helper.h"
+#include "shapes/ungroup_records.h"
+
+namespace Commands {
+
+// What the two commands that dissolve groups share: the children of a group move up to where it stood, each keeping
+// its place on the page, and become the selection. T says which groups, and how a child is put back.
+template <class T> class UngroupBase : public OrderedSelectionCommand<T>, public StructureCommandHelper {
+public:
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override {
+        bool const undone = this->m_direction == DomainCommand::Direction::Undo;
+        auto const controller = this->GetDocumentController();
+        notifications.push_back(
+            Kernel::MakeCounted<DocumentStructureChangedNotification>(controller, this->m_preview));
+        notifications.push_back(Kernel::MakeCounted<NewSelectionNotification>(
+            undone ? m_oldSelection : m_newSelection, undone ? m_newSelection : m_oldSelection, controller,
+            this->m_preview));
+        notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
+            controller, m_invalidRect, this->GetSelection(), this->m_preview, false, false, false));
+        StructureCommandHelper::Notify(notifications);
+    }
+    bool VisitInReverse() const override { return false; }
+    Kernel::RectT<double> GenerateHistoryInterestingRect() const override {
+        return m_invalidRect.IsEmpty() ? DocumentCommand::GenerateHistoryInterestingRect() : m_invalidRect;
+    }
+
+protected:
+    using Params = Raster::AffineTransform::Params;
+
+    // The visit itself, with the children of every group becoming the selection.
+    void DoVisitAndSelect() {
+        m_buildingSelection = Kernel::MakeCounted<MutableSelection>();
+        OrderedSelectionCommand<T>::Do();
+        m_newSelection = m_buildingSelection->CloneImmutable();
+        m_buildingSelection.reset();
+        m_oldSelection = this->m_documentController->GetCurrentSelection();
+        this->m_documentController->SetSelection(m_newSelection, false);
+    }
+
+    // Opens the record of a group that is about to be dissolved.
+    UngroupRecord& BeginRecord(Node& group) {
+        if (m_buildingSelection) {
+            for (Node* child = group.GetFirstChild(NodeChildListType::Plain); child != nullptr;
+                 child = child->GetNextSibling())
+                m_buildingSelection->AddSelectable(Kernel::Counted<Selectable>(child), false);
+        }
+        m_invalidRect = m_invalidRect.United(group.GetBounds(true));
+        auto& record = m_undoRecords.emplace_back();
+        record.group = Kernel::Counted<Node>(&group);
+        record.parent = Kernel::Counted<Node>(group.GetParent());
+        record.nextSibling = Kernel::Counted<Node>(group.GetNextSibling());
+        record.children.reserve(group.CountChildren(NodeChildListType::Plain));
+        return record;
+    }
+
+    // Moves one child up, in front of its group. `removeFirst` is false for what stands in no child list.
+    void MoveChildUp(UngroupRecord& record, Node& node, bool removeFirst, bool relax) {
+        Kernel::Counted<Node> const child(&node);
+        auto* const transform = Kernel::CastPointer<TransformInterface>(&node);
+        auto const* const group = Kernel::CastPointer<TransformInterface>(record.group.get());
+        if (transform == nullptr || group == nullptr)
+            return;
+        this->StoreInterfaces(Kernel::NonCounted<Kernel::Countable>(&node));
+        record.children.push_back({child, transform->GetTransform(false, false), transform->GetFrameTextScale()});
+        auto const constraints = RelaxConstraints(*transform, relax);
+        transform->Transform(group->GetTransform(false, false), false);
+        transform->ScaleFrameText(group->GetFrameTextScale());
+        if (this->m_direction == DomainCommand::Direction::Do)
+            PlanMove(child, record.parent);
+        if (removeFirst)
+            RemoveFromParent(child, true, this->ShouldDetachLinksOnEdit(child), {});
+        InsertChildBefore(record.parent, child, record.group, true, this->ShouldDetachLinksOnEdit(record.parent));
+        PutConstraintsBack(*transform, constraints);
+        this->RestoreInterfaces(Kernel::NonCounted<Kernel::Countable>(&node));
+    }
+
+    void MoveChildrenUp(UngroupRecord& record, bool relax) {
+        Node* next = nullptr;
+        for (Node* child = record.group->GetFirstChild(NodeChildListType::Plain); child != nullptr; child = next) {
+            next = child->GetNextSibling();
+            MoveChildUp(record, *child, true, relax);
+        }
+    }
+
+    void RemoveGroup(Kernel::Counted<Node> const& group) {
+        RemoveFromParent(group, false, this->ShouldDetachLinksOnEdit(group), {});
+    }
+
+    void PutGroupBack(UngroupRecord const& record) {
+        bool const detach = this->ShouldDetachLinksOnEdit(record.parent);
+        if (record.nextSibling)
+            InsertChildBefore(record.parent, record.group, record.nextSibling, false, detach);
+        else
+            AddChildBack(record.parent, record.group->GetChildListType(), record.group, false, detach);
+    }
+
+    // A child back into its group when nothing but the record is known, first to last.
+    void ReplayChildBack(UngroupRecord const& record, UngroupChildRecord const& childRecord, bool relax) {
+        auto const& child = childRecord.node;
+        auto* const transform = Kernel::CastPointer<TransformInterface>(child.get());
+        this->StoreInterfaces(child);
+        auto const constraints = RelaxConstraints(*transform, relax);
+        transform->SetTransform(childRecord.transform, false);
+        transform->SetFrameTextScale(childRecord.frameTextScale);
+        RemoveFromParent(child, true, this->ShouldDetachLinksOnEdit(child), {});
+        AddChildBack(record.group, NodeChildListType::Plain, child, true,
+                     this->ShouldDetachLinksOnEdit(record.group));
+        PutConstraintsBack(*transform, constraints);
+        this->RestoreInterfaces(child);
+    }
+
+    // Frees a child of constraints for a move; what it had, or the neutral word for nothing to put back.
+    static unsigned RelaxConstraints(TransformInterface& child, bool relax) {
+        auto const constraints = relax ? child.GetTransformConstraints() : c_neutralTransformConstraints;
+        if (constraints != c_neutralTransformConstraints)
+            child.SetTransformConstraints(c_neutralTransformConstraints);
+        return constraints;
+    }
+    static void PutConstraintsBack(TransformInterface& child, unsigned constraints) {
+        if (constraints != c_neutralTransformConstraints)
+            child.SetTransformConstraints(constraints);
+    }
+
+    // A record of a damaged or forged history must not name what the steps above rely on.
+    static bool IsUsable(UngroupRecord const& record) {
+        if (!record.group || !record.parent)
+            return false;
+        return std::all_of(record.children.begin(), record.children.end(), [](UngroupChildRecord const& child) {
+            return Kernel::CastPointer<TransformInterface>(child.node.get()) != nullptr;
+        });
+    }
+
+    // Only ever grows.
+    Kernel::RectT<double> m_invalidRect;
+    std::vector<UngroupRecord> m_undoRecords;
+    // Stands while Do runs.
+    Kernel::Counted<MutableSelection> m_buildingSelection;
+    Kernel::Counted<Selection const> m_newSelection;
+    Kernel::Counted<Selection const> m_oldSelection;
+};
+
+} // namespace Commands

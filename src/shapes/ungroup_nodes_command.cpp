@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shapes/ungroup_nodes_command.h"
+
+#include "frame/example.h"
+#include "frame/example_documents.h"
+
+#include <algorithm>
+
+namespace Commands {
+
+// The most derived class comes first, since a constraints group is a group too.
+UngroupNodesCommand::UngroupNodesCommand(bool relaxAppliedConstraints)
+    : m_relaxAppliedConstraints(relaxAppliedConstraints) {
+    AppendTranslator(std::make_unique<TerminatingTranslatorT<UngroupNodesCommand, CloudSyncedNode>>());
+    AppendTranslator(std::make_unique<TerminatingTranslatorT<UngroupNodesCommand, ConstraintsGroupNode>>());
+    AppendTranslator(std::make_unique<TerminatingTranslatorT<UngroupNodesCommand, GroupNode>>());
+}
+
+bool UngroupNodesCommand::CanApplyTo(Kernel::Counted<Selection const> selection) {
+    if (!selection || selection->ContainsSpecialisedChildren())
+        return false;
+    auto const nodes = selection->GetNodes();
+    return std::any_of(nodes.begin(), nodes.end(), [](auto const& node) {
+        return Kernel::CastPointer<GroupNode>(node.get()) != nullptr ||
+               Kernel::CastPointer<ConstraintsGroupNode>(node.get()) != nullptr;
+    });
+}
+
+Kernel::LocalisedString UngroupNodesCommand::GetDescription() const {
+    return Kernel::LocalisedString("Ungroup", "Command description");
+}
+
+// Linked instances are set free first: their top nodes are what the detach command is given.
+void UngroupNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
+    OrderedSelectionCommand::PostDequeueWithMutableController(controller);
+    GetSelection();
+    auto const selection = GetSelection();
+    if (!selection)
+        return;
+    auto const tops = Kernel::MakeCounted<MutableSelection>();
+    for (auto const& node : selection->GetNodes()) {
+        if (node->IsLinked(false) && node->GetParent() != nullptr && !node->GetParent()->IsLinked(false))
+            tops->AddSelectable(node, false);
+    }
+    if (tops->empty())
+        return;
+    m_detachSymbolCommand = Kernel::MakeCounted<DetachSymbolCommand>(tops->CloneImmutable(), true,
+                                                                     UnlinkRecurse::Instance, false);
+    m_detachSymbolCommand->PostDequeueWithMutableController(controller);
+}
+
+void UngroupNodesCommand::Do() {
+    SetDirection(Direction::Do);
+    if (m_detachSymbolCommand)
+        m_detachSymbolCommand->Do();
+    DoVisitAndSelect();
+}
+
+void UngroupNodesCommand::Undo() {
+    OrderedSelectionCommand::Undo();
+    m_documentController->SetSelection(m_oldSelection, false);
+    if (m_detachSymbolCommand)
+        m_detachSymbolCommand->Undo();
+}
+
+void UngroupNodesCommand::Redo() {
+    if (m_detachSymbolCommand)
+        m_detachSymbolCommand->Redo();
+    OrderedSelectionCommand::Redo();
+    m_documentController->SetSelection(m_newSelection, false);
+}
+
+void UngroupNodesCommand::ReceiveNode(Kernel::NonCounted<Node> node) {
+    if (node->GetOwnerReference())
+        return;
+    if (m_direction == Direction::Do || m_direction == Direction::Redo)
+        Dissolve(*node);
+    else if (m_direction == Direction::Undo)
+        Restore();
+}
+
+bool UngroupNodesCommand::MustRelax(Node const& group) const {
+    return m_relaxAppliedConstraints && Kernel::CastPointer<ConstraintsGroupNode const>(&group) != nullptr;
+}
+
+void UngroupNodesCommand::Dissolve(Node& node) {
+    auto& record = BeginRecord(node);
+    bool const relax = MustRelax(node);
+    MoveChildrenUp(record, relax);
+    if (auto const* box = Kernel::CastPointer<CloudSyncedNode>(&node)) {
+        if (auto const contents = box->GetBoxContents())
+            MoveChildUp(record, *contents, false, relax);
+    }
+    RemoveGroup(record.group);
+}
+
+// The newest record belongs to the node that is visited: records are popped in reverse of their pushes.
+void UngroupNodesCommand::Restore() {
+    if (m_undoRecords.empty() || !IsUsable(m_undoRecords.back()))
+        return;
+    auto const record = std::move(m_undoRecords.back());
+    m_undoRecords.pop_back();
+    bool const relax = MustRelax(*record.group);
+    bool const replay = IsReplay();
+    PutGroupBack(record);
+    if (replay) {
+        for (auto const& child : record.children)
+            ReplayChildBack(record, child, relax);
+        return;
+    }
+    for (auto child = record.children.rbegin(); child != record.children.rend(); ++child) {
+        auto* const transform = Kernel::CastPointer<TransformInterface>(child->node.get());
+        StoreInterfaces(child->node);
+        auto const constraints = RelaxConstraints(*transform, relax);
+        transform->SetTransform(child->transform, false);
+        transform->SetFrameTextScale(child->frameTextScale);
+        UndoStructureChanges(child->node);
+        PutConstraintsBack(*transform, constraints);
+        RestoreInterfaces(child->node);
+    }
+}
+
+void UngroupNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
+    if (m_detachSymbolCommand)
+        m_detachSymbolCommand->PostLoad(controller);
+    SelectionCommandBase::PostLoad(controller);
+}
+
+Kernel::Counted<DocumentCommand> UngroupNodesCommand::Clone() const {
+    return Kernel::MakeCounted<UngroupNodesCommand>(m_relaxAppliedConstraints);
+}
+
+void UngroupNodesCommand::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveFields(*this, out);
+    OrderedSelectionCommand::Save(out);
+}
+
+bool UngroupNodesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadFields(*this, in);
+    return OrderedSelectionCommand::Load(in, files, version);
+}
+
+static ExampleRegistration const s_example({
+    .className = "UngroupNodesCommand",
+    .prepare = ExampleDocuments::NestedGroups,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<UngroupNodesCommand>();
+    },
+    .keptByContract = {},
+});
+
+static ExampleRegistration const s_constraintsExample({
+    .className = "UngroupNodesCommand",
+    .prepare = ExampleDocuments::ConstraintsGroup,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<UngroupNodesCommand>();
+    },
+    .keptByContract = {},
+});
+
+static ExampleRegistration const s_instanceExample({
+    .className = "UngroupNodesCommand",
+    .prepare = ExampleDocuments::SymbolWithInstances,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<UngroupNodesCommand>();
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/detach_symbol_command.h"
+#include "shapes/ungroup_base.h"
+
+namespace Commands {
+
+// Dissolves the selected groups: each one's children take its place, keeping their order and their place on the page.
+class REDRAFT_API UngroupNodesCommand final : public Persisted<UngroupNodesCommand, UngroupBase<UngroupNodesCommand>> {
+public:
+    // `relaxAppliedConstraints`: children of a constraints group move freely of their constraints, which they keep.
+    explicit UngroupNodesCommand(bool relaxAppliedConstraints = true);
+
+    static bool CanApplyTo(Kernel::Counted<Selection const> selection);
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+    void Receive(Kernel::NonCounted<GroupNode> group) { ReceiveNode(group); }
+    void Receive(Kernel::NonCounted<ConstraintsGroupNode> group) { ReceiveNode(group); }
+    void Receive(Kernel::NonCounted<CloudSyncedNode> box) { ReceiveNode(box); }
+
+protected:
+    void ReceiveNode(Kernel::NonCounted<Node> node);
+
+private:
+    friend struct Kernel::SerialiserAccess;
+    static constexpr auto Fields() {
+        using This = UngroupNodesCommand;
+        return Kernel::FieldList{Kernel::Field{"UndR", &This::m_undoRecords},
+                                 Kernel::Field{"NewS", &This::m_newSelection},
+                                 Kernel::Field{"OldS", &This::m_oldSelection},
+                                 Kernel::Field{"InvR", &This::m_invalidRect},
+                                 Kernel::Field{"DSmC", &This::m_detachSymbolCommand},
+                                 Kernel::Field{"RACs", &This::m_relaxAppliedConstraints}.WhenMissing(false)};
+    }
+    bool MustRelax(Node const& group) const;
+    void Dissolve(Node& node);
+    void Restore();
+
+    // Empty unless something selected had to be detached.
+    Kernel::Counted<DetachSymbolCommand> m_detachSymbolCommand;
+    bool m_relaxAppliedConstraints = true;
+};
+
+} // namespace Commands
