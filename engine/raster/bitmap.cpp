@@ -195,6 +195,7 @@ Kernel::Counted<BitmapBase const> BitmapBase::GetMipmap(int level) const { retur
 bool BitmapBase::IsMipmapValid(int level) const { return m_mipmaps->IsValid(level); }
 Kernel::RectT<int> BitmapBase::GetMipmapDirtyRect(int level) const { return m_mipmaps->GetDirtyRect(level); }
 void BitmapBase::UpdateMipmaps(int level, bool* abort) const { m_mipmaps->Update(*this, level, abort); }
+void BitmapBase::ForgetMipmaps() { m_mipmaps->Forget(); }
 void BitmapBase::MarkMipmapsDirty(Kernel::RectT<int> const& changed) {
     m_mipmaps->MarkDirty(changed.Intersected(GetBounds()));
 }

@@ -87,6 +87,8 @@ public:
     void MarkMipmapsDirty(Kernel::RectT<int> const& changed);
     // To be called at the end of each change of pixels instead: marks, and in mode Immediate renews.
     void FinishChange(Kernel::RectT<int> const& changed);
+    // Takes all levels away until they are asked for: after a change of everything.
+    void ForgetMipmaps();
     // What is out of date in a level, in pixels of the full size; empty for a level that is valid or missing.
     Kernel::RectT<int> GetMipmapDirtyRect(int level) const;
 

@@ -4,11 +4,11 @@
 #include "platform/kernel/serialisable.h"
 #include "platform/raster/bitmap.h"
 #include "platform/raster/dynamic_base.h"
+#include "platform/raster/icc_manager.h"
 
 namespace Raster {
 
 class BlockDeduplicationSupport;
-class ICCProfile;
 
 // Owns a bitmap whose format is known when the program runs, with the colour profile of its pixels. This is the
 // object that documents hold and save: format, size, profile and the keys of the tiles; the tiles themselves go to
@@ -21,7 +21,7 @@ public:
     DynamicBitmap();
     DynamicBitmap(int width, int height, Format format, MipmapMode mipmaps = MipmapMode::None,
                   HardwareCachePolicy policy = HardwareCachePolicy::Automatic);
-    explicit DynamicBitmap(Kernel::Counted<BitmapBase> bitmap, Kernel::Counted<ICCProfile const> profile = {});
+    explicit DynamicBitmap(Kernel::Counted<BitmapBase> bitmap, Kernel::Consolidated<ICCProfile> profile = {});
     ~DynamicBitmap() override;
 
     // A new bitmap, all zero, instead of what there was. Exceptions as BitmapBase::Create.
@@ -43,9 +43,10 @@ public:
     }
     Kernel::Counted<DynamicBitmap> CloneDerived(bool* abort) const;
 
-    // The profile of the pixels; empty: the default of the colour model, sRGB for RGB.
-    Kernel::Counted<ICCProfile const> const& GetProfile() const { return m_profile; }
-    void SetProfile(Kernel::Counted<ICCProfile const> profile);
+    // The profile of the pixels; empty: the default of the colour model, sRGB for RGB. Read from the document's store
+    // when it is first asked for: DamagedDataException when that cannot give it.
+    Kernel::Consolidated<ICCProfile> GetProfile() const;
+    void SetProfile(Kernel::Consolidated<ICCProfile> profile);
 
     // As the operations of BitmapBase of the same names; false and 0 for an empty one.
     bool IsPendingDelayLoad() const { return m_bitmap && m_bitmap->IsPendingDelayLoad(); }
@@ -74,11 +75,16 @@ public:
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
-    void AccumulateHash(Kernel::HashAccumulator& hash) const override;
 
 private:
+    struct StoredProfile;
+    void SaveProfile(Kernel::OutSerialiser& out) const;
+
     Kernel::Counted<BitmapBase> m_bitmap;
-    Kernel::Counted<ICCProfile const> m_profile;
+    mutable Kernel::Consolidated<ICCProfile> m_profile;
+    // Where the profile is to be read from; null when it has been or there is none.
+    mutable std::shared_ptr<StoredProfile const> m_storedProfile;
+    mutable std::mutex m_profileMutex;
 };
 
 } // namespace Raster
