@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "shell/svg/drawing.h"
+
+namespace Shell::Svg {
+
+// The encoded bytes of an `image`.
+struct ImageBytes {
+    std::string bytes;
+    // In lower case, as the data URI gives it; empty for a file.
+    std::string mediaType;
+    // Of a file, relative to the drawing's folder.
+    std::string file;
+};
+
+// What an `image` refers to: a data URI, or a regular file in the drawing's folder or below it. Absolute paths, URLs,
+// ways out of the folder, also by links, and what is larger than the limits are refused: counted, and nothing is read.
+std::optional<ImageBytes> LoadImage(Element const& image);
+
+// The pieces, for their own tests. Empty where the text is not of that form.
+std::optional<ImageBytes> DecodeDataUri(std::string_view uri, std::size_t maxBytes);
+std::optional<std::string> DecodeBase64(std::string_view text);
+// Percent escapes replaced. Broken ones stay as they are.
+std::string DecodePercent(std::string_view text);
+
+} // namespace Shell::Svg
