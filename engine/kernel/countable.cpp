@@ -2,8 +2,11 @@
 #include "platform/kernel/countable.h"
 
 #include "engine/kernel/sanitizers.h"
+#include "platform/kernel/counted.h"
 
 #include <new>
+#include <utility>
+#include <vector>
 
 namespace Kernel {
 
@@ -83,6 +86,53 @@ void CountedControlBlock::ReleaseWeak() noexcept {
     // The only holder needs no read-modify-write: nobody else can reach the block any more.
     if (m_weak.load(std::memory_order_acquire) == 1 || m_weak.fetch_sub(1, std::memory_order_acq_rel) == 1)
         delete this;
+}
+
+namespace {
+
+// How many deletions of this thread stand one inside the other, and what waits until they are done.
+struct Deletions {
+    unsigned depth = 0;
+    std::vector<Countable const*>* waiting = nullptr;
+};
+thread_local constinit Deletions s_deletions{};
+
+// Deep enough for what is held by members, shallow enough for the stack of any thread.
+constexpr unsigned c_maxDeletionDepth = 64;
+
+// False when there is no memory to note the object.
+bool DeleteLater(Countable const* object) noexcept {
+    try {
+        if (s_deletions.waiting == nullptr)
+            s_deletions.waiting = new std::vector<Countable const*>;
+        s_deletions.waiting->push_back(object);
+        return true;
+    } catch (std::bad_alloc const&) {
+        return false;
+    }
+}
+
+void DeleteWaiting() noexcept {
+    while (!s_deletions.waiting->empty()) {
+        Countable const* const object = s_deletions.waiting->back();
+        s_deletions.waiting->pop_back();
+        ++s_deletions.depth;
+        delete object;
+        --s_deletions.depth;
+    }
+    delete std::exchange(s_deletions.waiting, nullptr);
+}
+
+} // namespace
+
+void Detail::DeleteCountable(Countable const* object) noexcept {
+    if (s_deletions.depth == c_maxDeletionDepth && DeleteLater(object))
+        return;
+    ++s_deletions.depth;
+    delete object;
+    --s_deletions.depth;
+    if (s_deletions.depth == 0 && s_deletions.waiting != nullptr) [[unlikely]]
+        DeleteWaiting();
 }
 
 Countable::~Countable() { m_controlBlock->ReleaseWeak(); }

@@ -9,6 +9,8 @@ BlobSink::~BlobSink() = default;
 BlobSource::~BlobSource() = default;
 FileStore::~FileStore() = default;
 
+void BlobSink::Keep(BlobKey const&) {}
+
 BlobKey ComputeBlobKey(std::span<std::byte const> bytes) noexcept {
     XXH128_canonical_t canonical;
     XXH128_canonicalFromHash(&canonical, XXH3_128bits(bytes.data(), bytes.size()));

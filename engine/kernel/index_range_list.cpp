@@ -1,8 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/index_range_list.h"
 
+#include "platform/kernel/exception.h"
+#include "platform/kernel/in_serialiser.h"
+#include "platform/kernel/out_serialiser.h"
+
 #include <algorithm>
+#include <cstring>
 #include <limits>
+#include <utility>
 
 namespace Kernel {
 
@@ -55,6 +61,29 @@ void IndexRangeList::Clamp(std::int64_t lowest, std::int64_t highest) {
     Remove(std::numeric_limits<std::int64_t>::min(), lowest);
     if (highest < std::numeric_limits<std::int64_t>::max())
         Remove(highest + 1, std::numeric_limits<std::int64_t>::max());
+}
+
+void IndexRangeList::Save(OutSerialiser& out) const {
+    static_assert(sizeof(Range) == 2 * sizeof(std::int64_t));
+    out.SaveTypeArrayI("Rngs", PropType::Int64, m_ranges.data(), sizeof(std::int64_t), 2 * m_ranges.size());
+}
+
+bool IndexRangeList::Load(InSerialiser const& in, ClassUID, unsigned short version) {
+    if (version > GetSchemaVersion())
+        return false;
+    std::size_t count = 0;
+    auto const* bytes = static_cast<std::byte const*>(in.LoadTypeArrayI("Rngs", PropType::Int64, 8, count));
+    if (bytes == nullptr)
+        return true;
+    std::vector<Range> ranges(count / 2);
+    if (!ranges.empty())
+        std::memcpy(ranges.data(), bytes, ranges.size() * sizeof(Range));
+    for (std::size_t i = 0; i != ranges.size(); ++i) {
+        if (ranges[i].last <= ranges[i].first || (i != 0 && ranges[i].first <= ranges[i - 1].last))
+            throw DamagedDataException("ranges of indexes are out of order");
+    }
+    m_ranges = std::move(ranges);
+    return true;
 }
 
 } // namespace Kernel

@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/serialisable.h"
 
-#include "platform/kernel/exception.h"
+#include "engine/kernel/graph_access.h"
+#include "engine/kernel/graph_registry.h"
+#include "engine/kernel/preserved_fields.h"
 
 namespace Kernel {
 
-Serialisable::~Serialisable() = default;
-
-void Serialisable::MarkChangedInGraph() const { m_graphState = GraphState::Changed; }
-
-void Serialisable::AccumulateHash(HashAccumulator&) const { throw Exception("hashing is not linked in"); }
-
-bool Serialisable::CompareMembers(Serialisable const&, CompareContext const&) const {
-    throw Exception("comparing is not linked in");
+Serialisable::~Serialisable() {
+    if ((Detail::GraphAccess::Load(*this) & Detail::GraphAccess::c_preserved) != 0) [[unlikely]]
+        Detail::DropPreservedFields(*this);
 }
+
+void Serialisable::MarkChangedInGraph() const { Detail::GraphRegistry::MarkChanged(*this); }
 
 } // namespace Kernel

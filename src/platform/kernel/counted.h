@@ -9,28 +9,37 @@
 
 namespace Kernel {
 
-template <class T> class Counted;
-template <class T> class NonCounted;
+template <class T>
+class Counted;
+template <class T>
+class NonCounted;
 
 namespace Detail {
 
-template <class T> void Acquire(T* object) noexcept {
+// Deletes an object whose last strong reference has gone. Objects that hold each other in long chains are deleted in
+// turn, not one inside the other, so that no length of a chain exhausts the stack.
+REDRAFT_ENGINE void DeleteCountable(Countable const* object) noexcept;
+
+template <class T>
+void Acquire(T* object) noexcept {
     if (object != nullptr)
         static_cast<Countable const*>(object)->GetControlBlock()->AcquireStrong();
 }
 
-template <class T> void Release(T* object) noexcept {
+template <class T>
+void Release(T* object) noexcept {
     if (object == nullptr)
         return;
     auto const* countable = static_cast<Countable const*>(object);
     if (countable->GetControlBlock()->ReleaseStrong() == 0)
-        delete countable;
+        DeleteCountable(countable);
 }
 
 } // namespace Detail
 
 // Owning pointer: copying acquires, destroying releases. May be empty; test before use.
-template <class T> class Counted {
+template <class T>
+class Counted {
 public:
     using element_type = T;
 
@@ -40,13 +49,11 @@ public:
     Counted(Counted const& other) noexcept : m_object(other.m_object) { Detail::Acquire(m_object); }
     Counted(Counted&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    Counted(Counted<U> const& other) noexcept : m_object(other.get()) {
-        Detail::Acquire(m_object);
-    }
+    requires std::is_convertible_v<U*, T*> Counted(Counted<U> const& other)
+    noexcept : m_object(other.get()) { Detail::Acquire(m_object); }
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    Counted(Counted<U>&& other) noexcept : m_object(other.Detach()) {}
+    requires std::is_convertible_v<U*, T*> Counted(Counted<U>&& other)
+    noexcept : m_object(other.Detach()) {}
     ~Counted() { Detail::Release(m_object); }
 
     Counted& operator=(Counted other) noexcept {
@@ -68,7 +75,8 @@ public:
         return result;
     }
 
-    template <class U> friend bool operator==(Counted const& a, Counted<U> const& b) noexcept {
+    template <class U>
+    friend bool operator==(Counted const& a, Counted<U> const& b) noexcept {
         return a.get() == b.get();
     }
     friend bool operator==(Counted const& a, std::nullptr_t) noexcept { return a.m_object == nullptr; }
@@ -78,21 +86,23 @@ private:
 };
 
 // The same owning pointer, for objects of the document tree.
-template <class T> using JailCounted = Counted<T>;
+template <class T>
+using JailCounted = Counted<T>;
 
 // A view that owns nothing, for the length of a call. Never kept past it.
-template <class T> class NonCounted {
+template <class T>
+class NonCounted {
 public:
     constexpr NonCounted() noexcept = default;
     constexpr NonCounted(std::nullptr_t) noexcept {}
     NonCounted(T* object) noexcept : m_object(object) {}
     NonCounted(T& object) noexcept : m_object(&object) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    NonCounted(NonCounted<U> other) noexcept : m_object(other.get()) {}
+    requires std::is_convertible_v<U*, T*> NonCounted(NonCounted<U> other)
+    noexcept : m_object(other.get()) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    NonCounted(Counted<U> const& other) noexcept : m_object(other.get()) {}
+    requires std::is_convertible_v<U*, T*> NonCounted(Counted<U> const& other)
+    noexcept : m_object(other.get()) {}
 
     T* get() const noexcept { return m_object; }
     T* operator->() const noexcept { return m_object; }
@@ -101,7 +111,8 @@ public:
     // A reference of the caller's own, for what must outlive the call.
     Counted<T> ToCounted() const noexcept { return Counted<T>(m_object); }
 
-    template <class U> friend bool operator==(NonCounted const& a, NonCounted<U> const& b) noexcept {
+    template <class U>
+    friend bool operator==(NonCounted const& a, NonCounted<U> const& b) noexcept {
         return a.get() == b.get();
     }
 
@@ -109,10 +120,12 @@ private:
     T* m_object = nullptr;
 };
 
-template <class T> using JailNonCounted = NonCounted<T>;
+template <class T>
+using JailNonCounted = NonCounted<T>;
 
 // A reference that does not keep its object alive.
-template <class T> class Weak {
+template <class T>
+class Weak {
 public:
     constexpr Weak() noexcept = default;
     Weak(Counted<T> const& object) noexcept : m_object(object.get()) { Acquire(); }
@@ -154,14 +167,14 @@ private:
     CountedControlBlock* m_block = nullptr;
 };
 
-template <class T, class... Arguments> Counted<T> MakeCounted(Arguments&&... arguments) {
+template <class T, class... Arguments>
+Counted<T> MakeCounted(Arguments&&... arguments) {
     return Counted<T>(new T(std::forward<Arguments>(arguments)...));
 }
 
 } // namespace Kernel
 
-template <class T> struct std::hash<Kernel::Counted<T>> {
-    std::size_t operator()(Kernel::Counted<T> const& object) const noexcept {
-        return std::hash<T*>()(object.get());
-    }
+template <class T>
+struct std::hash<Kernel::Counted<T>> {
+    std::size_t operator()(Kernel::Counted<T> const& object) const noexcept { return std::hash<T*>()(object.get()); }
 };

@@ -35,9 +35,11 @@ public:
 // What is read was written by a newer version. The argument tells whether the rest of the file can be trusted.
 class REDRAFT_ENGINE FutureVersionException final : public Exception {
 public:
-    explicit FutureVersionException(bool recoverable,
-                                    std::source_location where = std::source_location::current())
+    explicit FutureVersionException(bool recoverable, std::source_location where = std::source_location::current())
         : Exception("written by a newer version", where), m_recoverable(recoverable) {}
+    FutureVersionException(String message, bool recoverable,
+                           std::source_location where = std::source_location::current())
+        : Exception(std::move(message), where), m_recoverable(recoverable) {}
     ~FutureVersionException() override;
     bool IsRecoverable() const noexcept { return m_recoverable; }
 

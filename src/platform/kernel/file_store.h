@@ -28,6 +28,8 @@ class REDRAFT_ENGINE BlobSink {
 public:
     virtual ~BlobSink();
     virtual BlobKey Put(std::span<std::byte const> bytes) = 0;
+    // Says that a value which is stored already is still referred to, for objects that have not read it.
+    virtual void Keep(BlobKey const& key);
 };
 
 // Gives large values back, at any time after the document was read.

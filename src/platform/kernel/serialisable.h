@@ -4,15 +4,19 @@
 #include "platform/kernel/class_properties.h"
 #include "platform/kernel/counted.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace Kernel {
+
+namespace Detail {
+struct GraphAccess;
+}
 
 class CompareContext;
 class FileStore;
 class HashAccumulator;
 class InSerialiser;
-class ObjectGraph;
 class OutSerialiser;
 
 // The face of an object that can be saved and loaded by its class tag.
@@ -34,7 +38,7 @@ public:
     // To be called by whoever changes what Save writes: the next save of the object's document writes it again. Costs
     // one test for an object that is new or already marked.
     void MarkChanged() const {
-        if (m_graphState == GraphState::Clean) [[unlikely]]
+        if ((m_graphWord.load(std::memory_order_relaxed) & c_cleanInGraph) != 0) [[unlikely]]
             MarkChangedInGraph();
     }
 
@@ -44,14 +48,12 @@ protected:
     Serialisable& operator=(Serialisable const&) { return *this; }
 
 private:
-    friend class ObjectGraph;
-    enum class GraphState : std::uint8_t { New, Clean, Changed };
+    friend struct Detail::GraphAccess;
+    static constexpr std::uint64_t c_cleanInGraph = 1;
     void MarkChangedInGraph() const;
 
-    // Which graph has given this object an id, and which id; 0 for none.
-    mutable std::uint32_t m_objectId = 0;
-    mutable std::uint16_t m_graphIndex = 0;
-    mutable GraphState m_graphState = GraphState::New;
+    // What an object graph keeps of this object: its id there, which graph that is, and whether it has changed.
+    mutable std::atomic<std::uint64_t> m_graphWord{0};
 };
 
 } // namespace Kernel

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/kernel/graph_loader.h"
+
+#include "engine/kernel/graph_access.h"
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+
+namespace Kernel::Detail {
+
+GraphLoader::GraphLoader(ChunkStorage const& storage, FileStore& files)
+    : InContext(Mode::Load), m_storage(storage), m_files(files) {}
+
+void GraphLoader::ReadChunks() {
+    auto const numbers = m_storage.ListChunks();
+    for (std::size_t i = 0; i != numbers.size(); ++i) {
+        if (numbers[i] != i)
+            ThrowDamaged("a chunk of objects is missing");
+    }
+    if (numbers.empty())
+        ThrowDamaged("there are no objects");
+    m_header = ReadHeader(m_storage.ReadChunk(0));
+    m_chunks.resize(numbers.size() - 1);
+    for (std::uint32_t number = 1; number != numbers.size(); ++number) {
+        auto& chunk = m_chunks[number - 1];
+        chunk.bytes = m_storage.ReadChunk(number);
+        ReadSlots(number, chunk);
+    }
+}
+
+void GraphLoader::ReadSlots(std::uint32_t number, Chunk& chunk) {
+    // An object takes 12 bytes at least.
+    chunk.slots.reserve(std::min<std::size_t>(chunk.bytes.size() / 12, c_idsPerChunk));
+    std::uint32_t previousId = 0;
+    std::byte const* at = chunk.bytes.data();
+    std::byte const* const end = at + chunk.bytes.size();
+    while (at != end) {
+        auto const record = ReadRecord(at, end, Checksum::Verify);
+        if (record.id <= previousId || GetChunk(record.id) != number || record.id >= m_header.nextId)
+            ThrowDamaged("the objects of a chunk are out of order");
+        previousId = record.id;
+        chunk.slots.push_back({record.fields, static_cast<std::uint32_t>(record.fieldsEnd - record.fields), record.id,
+                               record.classTag, record.version, false, nullptr});
+        at = record.end;
+    }
+}
+
+GraphLoader::Slot& GraphLoader::FindSlot(std::uint32_t id) {
+    std::uint32_t const number = GetChunk(id);
+    if (number > m_chunks.size())
+        ThrowDamaged("an object is referred to that does not exist");
+    auto& slots = m_chunks[number - 1].slots;
+    // Chunks are full but for the last one, so that the place follows from the id.
+    std::size_t const place = id - GetFirstId(number);
+    if (place < slots.size() && slots[place].id == id)
+        return slots[place];
+    auto const found = std::ranges::lower_bound(slots, id, {}, &Slot::id);
+    if (found == slots.end() || found->id != id)
+        ThrowDamaged("an object is referred to that does not exist");
+    return *found;
+}
+
+ClassProperties const* GraphLoader::FindClass(std::uint32_t tag) {
+    auto& cached = m_classes[(tag * 0x9E3779B1u) >> 26];
+    if (cached.properties == nullptr || cached.tag != tag)
+        cached = {tag, ClassRegistry::Find(ClassUID::FromValue(tag))};
+    return cached.properties;
+}
+
+void GraphLoader::Make(Slot& slot) {
+    auto const* properties = FindClass(slot.classTag);
+    if (properties != nullptr && slot.version > properties->GetVersion()) {
+        throw FutureVersionException(std::string("version ") + std::to_string(slot.version) + " of " +
+                                         properties->GetName() + " was written by a newer program",
+                                     false);
+    }
+    if (properties != nullptr)
+        slot.object = properties->Create();
+    if (!slot.object) {
+        slot.object = MakeCounted<UnknownObject>();
+        slot.isUnknown = true;
+    }
+    m_made.push_back(&slot);
+}
+
+InContext::Resolved GraphLoader::Resolve(std::uint32_t id) {
+    auto& slot = FindSlot(id);
+    if (!slot.object)
+        Make(slot);
+    return {slot.object.get(), slot.isUnknown};
+}
+
+void GraphLoader::Keep(Slot const& slot, bool whole, std::vector<PreservedField>&& fields) {
+    auto preserved = std::make_shared<PreservedFields>();
+    preserved->uid = ClassUID::FromValue(slot.classTag);
+    preserved->version = slot.version;
+    preserved->whole = whole;
+    preserved->fields = std::move(fields);
+    preserved->hidden = std::exchange(hidden, {});
+    SetPreservedFields(*slot.object, std::move(preserved));
+    m_withPreserved.emplace_back(slot.object);
+}
+
+void GraphLoader::LoadObject(Slot& slot) {
+    std::byte const* const end = slot.fields + slot.size;
+    std::vector<PreservedField> fields;
+    hidden.clear();
+    if (!slot.isUnknown) {
+        InSerialiser const in = Open(*this, slot.fields, end);
+        if (slot.object->Load(in, m_files, slot.version)) [[likely]] {
+            CollectUnasked(in, fields);
+            if (!fields.empty() || !hidden.empty()) [[unlikely]]
+                Keep(slot, false, std::move(fields));
+            return;
+        }
+        m_unreadable.push_back(slot.object);
+    }
+    CollectAll(slot.fields, end, fields);
+    Keep(slot, true, std::move(fields));
+}
+
+ObjectGraph::LoadedRoots GraphLoader::LoadAll() {
+    ReadChunks();
+    ObjectGraph::LoadedRoots roots;
+    roots.reserve(m_header.roots.size());
+    for (std::uint32_t const id : m_header.roots)
+        roots.emplace_back(id == 0 ? nullptr : Resolve(id).object);
+    for (std::size_t i = 0; i != m_made.size(); ++i)
+        LoadObject(*m_made[i]);
+    return roots;
+}
+
+// Loads every object once more with no references at all, so that those that hold each other let go.
+void GraphLoader::Clear() noexcept {
+    mode = Mode::Clear;
+    for (auto* const slot : m_made) {
+        DropPreservedFields(*slot->object);
+        if (slot->isUnknown)
+            continue;
+        try {
+            InSerialiser const in = Open(*this, slot->fields, slot->fields + slot->size);
+            slot->object->Load(in, m_files, slot->version);
+        } catch (...) {
+            // The damage is on its way to the caller already; this object was filled as far as it was emptied now.
+        }
+    }
+    hidden.clear();
+    m_unreadable.clear();
+}
+
+ObjectGraph::LoadedRoots GraphLoader::Load(std::function<void(ObjectGraph::LoadedRoots const&)> const& accept) {
+    try {
+        auto roots = LoadAll();
+        if (accept)
+            accept(roots);
+        return roots;
+    } catch (...) {
+        Clear();
+        throw;
+    }
+}
+
+void GraphLoader::Commit(ObjectGraph::State& state) {
+    state.Reset();
+    std::uint32_t const epoch = GraphRegistry::Begin(state.changes);
+    state.SetEpoch(epoch);
+    state.header = std::move(m_header);
+    state.needsFullSave = false;
+    state.unreadable = std::move(m_unreadable);
+    state.withPreserved.insert(state.withPreserved.end(), m_withPreserved.begin(), m_withPreserved.end());
+    for (auto* const slot : m_made) {
+        auto& word = GraphAccess::Word(*slot->object);
+        auto const preserved = word.load(std::memory_order_relaxed) & GraphAccess::c_preserved;
+        word.store(GraphAccess::Make(slot->id, epoch, preserved | GraphAccess::c_clean), std::memory_order_relaxed);
+    }
+}
+
+} // namespace Kernel::Detail
