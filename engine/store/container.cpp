@@ -6,7 +6,6 @@
 #include "engine/store/schema.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <string>
 #include <string_view>
@@ -53,15 +52,6 @@ std::shared_ptr<File> OpenAndLock(FileSystem& files, std::filesystem::path const
 void RecoverInterruptedSave(FileSystem& files, std::filesystem::path const& path) {
     Database database(files, path, files.Open(path, FileAccess::ReadWrite), Database::Access::Edit);
     database.Execute("SELECT count(*) FROM sqlite_schema");
-}
-
-// The first bytes of a rollback journal, from SQLite's published file format.
-bool IsRollbackJournal(File& file) {
-    constexpr std::array<unsigned char, 8> c_magic{0xD9, 0xD5, 0x05, 0xF9, 0x20, 0xA1, 0x63, 0xD7};
-    std::array<std::byte, c_magic.size()> start{};
-    auto const got = file.ReadAt(0, start);
-    return got == 0 || std::equal(c_magic.begin(), c_magic.end(), start.begin(),
-                                  [](unsigned char a, std::byte b) { return a == std::to_integer<unsigned char>(b); });
 }
 
 void CopyContent(File& source, File& target) {
@@ -296,8 +286,8 @@ void Container::State::SettleTarget(std::shared_ptr<File>& target) {
     }
     if (!files.Exists(journalPath))
         return;
-    if (!IsRollbackJournal(*files.Open(journalPath, FileAccess::Read)))
-        throw Kernel::Exception("cannot be saved: a file with the same name and \"-journal\" behind it is in the way");
+    if (!IsRollbackJournal(files, journalPath))
+        throw Kernel::Exception(c_journalInTheWay);
     files.Remove(journalPath);
     files.SyncFolderOf(path);
 }

@@ -24,7 +24,9 @@ RecoveryNeeded::RecoveryNeeded(std::source_location where)
 RecoveryNeeded::~RecoveryNeeded() = default;
 
 Database::Database(FileSystem& files, std::filesystem::path const& path, std::shared_ptr<File> file, Access access)
-    : m_pages(file->GetSize() / c_pageSize), m_vfs(std::make_unique<SqliteVfs>(files, path, std::move(file))) {
+    : m_pages(file->GetSize() / c_pageSize),
+      m_vfs(std::make_unique<SqliteVfs>(files, path, std::move(file),
+                                        access == Access::Draft ? Journal::None : Journal::Beside)) {
     int const flags = access == Access::Read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     sqlite3* connection = nullptr;
     int const code = sqlite3_open_v2(path.c_str(), &connection, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE,

@@ -17,6 +17,15 @@ std::filesystem::path ToJournalPath(std::filesystem::path const& path) {
     return result;
 }
 
+bool IsRollbackJournal(FileSystem& files, std::filesystem::path const& journalPath) {
+    // From SQLite's published file format, "The Rollback Journal".
+    constexpr std::array<unsigned char, 8> c_magic{0xD9, 0xD5, 0x05, 0xF9, 0x20, 0xA1, 0x63, 0xD7};
+    std::array<unsigned char, 8> start{};
+    files.Open(journalPath, FileAccess::Read)->ReadAt(0, std::as_writable_bytes(std::span(start)));
+    // Zeros, and nothing at all, are what a crash before the first sync leaves.
+    return start == c_magic || start == std::array<unsigned char, 8>{};
+}
+
 namespace {
 
 // SQLite allocates this and zeroes nothing; `methods` is first, as its interface demands.
@@ -224,6 +233,10 @@ struct VfsOperations {
                                                   nullptr,
                                                   nullptr};
 
+    static bool IsJournalOf(SqliteVfs const& owner, char const* name) {
+        return name != nullptr && owner.m_journal == Journal::Beside && owner.m_journalPath == name;
+    }
+
     static int Open(sqlite3_vfs* vfs, char const* name, sqlite3_file* base, int flags, int* outFlags) {
         base->pMethods = nullptr;
         auto& owner = ToOwner(vfs);
@@ -234,11 +247,13 @@ struct VfsOperations {
             bool isFolderSyncDue = false;
             if (isDatabase && name != nullptr && owner.m_path == name) {
                 opened = owner.m_database;
-            } else if (isJournal && name != nullptr && owner.m_journalPath == name) {
+            } else if (isJournal && IsJournalOf(owner, name)) {
                 if ((flags & SQLITE_OPEN_READONLY) != 0) {
                     opened = owner.m_files.Open(owner.m_journalPath, FileAccess::Read);
                 } else {
                     isFolderSyncDue = !owner.m_files.Exists(owner.m_journalPath);
+                    if (!isFolderSyncDue && !IsRollbackJournal(owner.m_files, owner.m_journalPath))
+                        throw Kernel::Exception(c_journalInTheWay);
                     opened = owner.m_files.OpenOrCreate(owner.m_journalPath, *owner.m_database);
                 }
             } else {
@@ -259,7 +274,7 @@ struct VfsOperations {
     static int Delete(sqlite3_vfs* vfs, char const* name, int syncFolder) {
         auto& owner = ToOwner(vfs);
         return Guard(owner, SQLITE_IOERR_DELETE, [&] {
-            if (owner.m_journalPath != name)
+            if (!IsJournalOf(owner, name))
                 return SQLITE_IOERR_DELETE;
             if (!owner.m_files.Remove(owner.m_journalPath))
                 return SQLITE_IOERR_DELETE_NOENT;
@@ -273,7 +288,8 @@ struct VfsOperations {
         auto& owner = ToOwner(vfs);
         *result = 0;
         return Guard(owner, SQLITE_IOERR_ACCESS, [&] {
-            *result = owner.m_journalPath == name && owner.m_files.Exists(owner.m_journalPath);
+            *result = IsJournalOf(owner, name) && owner.m_files.Exists(owner.m_journalPath) &&
+                      IsRollbackJournal(owner.m_files, owner.m_journalPath);
             return SQLITE_OK;
         });
     }
@@ -326,11 +342,12 @@ struct VfsOperations {
     }
 };
 
-SqliteVfs::SqliteVfs(FileSystem& files, std::filesystem::path path, std::shared_ptr<File> database)
+SqliteVfs::SqliteVfs(FileSystem& files, std::filesystem::path path, std::shared_ptr<File> database, Journal journal)
     : m_files(files),
       m_path(std::move(path)),
       m_journalPath(ToJournalPath(m_path)),
       m_database(std::move(database)),
+      m_journal(journal),
       m_name(MakeName()) {
     VfsOperations::Register(*this);
 }

@@ -24,6 +24,20 @@ inline constexpr ByteRange c_viewers{0x40000201, 1};
 
 std::filesystem::path ToJournalPath(std::filesystem::path const& path);
 
+// True for what SQLite may have left at the path, in a crash too. Anything else is somebody's file. Where there is no
+// file it throws.
+bool IsRollbackJournal(FileSystem& files, std::filesystem::path const& journalPath);
+
+// What is said where IsRollbackJournal is false and a journal is needed.
+inline constexpr char const* c_journalInTheWay =
+    "cannot be saved: a file with the same name and \"-journal\" behind it is in the way";
+
+enum class Journal {
+    Beside,
+    // Whatever lies where the journal would be belongs to another file.
+    None
+};
+
 // Connects one SQLite database to a FileSystem, as a virtual file system of its own.
 //
 // The database file is one that is already open; beside it SQLite can reach its own rollback journal and no other file,
@@ -31,7 +45,7 @@ std::filesystem::path ToJournalPath(std::filesystem::path const& path);
 // have it.
 class SqliteVfs {
 public:
-    SqliteVfs(FileSystem& files, std::filesystem::path path, std::shared_ptr<File> database);
+    SqliteVfs(FileSystem& files, std::filesystem::path path, std::shared_ptr<File> database, Journal journal);
     ~SqliteVfs();
     SqliteVfs(SqliteVfs const&) = delete;
     SqliteVfs& operator=(SqliteVfs const&) = delete;
@@ -48,6 +62,7 @@ private:
     std::filesystem::path const m_path;
     std::filesystem::path const m_journalPath;
     std::shared_ptr<File> const m_database;
+    Journal const m_journal;
     std::string const m_name;
     std::string m_failure;
     sqlite3_vfs m_vfs{};
