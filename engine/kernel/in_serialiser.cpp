@@ -248,6 +248,11 @@ InSerialiser const* InSerialiser::LoadClassI(IDTag tag, ClassUID& uid, unsigned 
     return OpenNested(field, Detail::MixPath(m_path, tag.GetValue(), uid.GetValue(), 0));
 }
 
+bool InSerialiser::LoadNullPropClassI(IDTag tag) const {
+    Field field;
+    return Find(tag, GetForm(PropType::NullClass), field);
+}
+
 std::vector<InSerialiser const*> InSerialiser::LoadClassesI(IDTag tag, ClassUID& uid, unsigned short& version) const {
     Field field;
     if (!Find(tag, GetArrayForm(PropType::Class), field))

@@ -31,7 +31,8 @@ REDRAFT_ENGINE std::uint64_t& CastMissCount() noexcept;
 // Each site keeps one entry for each thread: the last source type seen and the offset that the cast gave, so that a
 // run over like objects pays for one real cast. Site is any type that names the place; by default the pair of types
 // is the place.
-template <class To, class From, class Site = To> To* CastPointer(From* from) noexcept {
+template <class To, class From, class Site = To>
+To* CastPointer(From* from) noexcept {
     if constexpr (std::is_convertible_v<From*, To*>) {
         return from;
     } else {
@@ -43,8 +44,8 @@ template <class To, class From, class Site = To> To* CastPointer(From* from) noe
         if (s_entry.type != type) [[unlikely]] {
             ++CastMissCount();
             To* const to = dynamic_cast<To*>(from);
-            s_entry.offset = to == nullptr ? c_failedCast
-                                           : reinterpret_cast<char const*>(to) - reinterpret_cast<char const*>(from);
+            s_entry.offset =
+                to == nullptr ? c_failedCast : reinterpret_cast<char const*>(to) - reinterpret_cast<char const*>(from);
             s_entry.type = type;
         }
         if (s_entry.offset == c_failedCast)
@@ -54,11 +55,13 @@ template <class To, class From, class Site = To> To* CastPointer(From* from) noe
     }
 }
 
-template <class To, class Site = To, class From> Counted<To> Cast(Counted<From> const& from) noexcept {
+template <class To, class Site = To, class From>
+Counted<To> Cast(Counted<From> const& from) noexcept {
     return Counted<To>(CastPointer<To, From, Site>(from.get()));
 }
 
-template <class To, class Site = To, class From> NonCounted<To> Cast(NonCounted<From> from) noexcept {
+template <class To, class Site = To, class From>
+NonCounted<To> Cast(NonCounted<From> from) noexcept {
     return NonCounted<To>(CastPointer<To, From, Site>(from.get()));
 }
 

@@ -6,20 +6,23 @@
 
 namespace Kernel {
 
-template <class T> struct PointT {
+template <class T>
+struct PointT {
     T x = 0;
     T y = 0;
     friend constexpr bool operator==(PointT const&, PointT const&) = default;
 };
 
-template <class T> struct SizeT {
+template <class T>
+struct SizeT {
     T width = 0;
     T height = 0;
     friend constexpr bool operator==(SizeT const&, SizeT const&) = default;
 };
 
 // A rectangle of half-open extent: left and top belong to it, right and bottom do not. y grows downwards.
-template <class T> struct RectT {
+template <class T>
+struct RectT {
     T left = 0;
     T top = 0;
     T right = 0;

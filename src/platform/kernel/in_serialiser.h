@@ -50,6 +50,8 @@ public:
     std::vector<Counted<Serialisable>> const* LoadObjectsI(IDTag tag, bool polymorphic) const;
     // A value class; an absent one answers null, as a missing tag does.
     InSerialiser const* LoadClassI(IDTag tag, ClassUID& uid, unsigned short& version) const;
+    // True when an absent value class stands under the tag.
+    bool LoadNullPropClassI(IDTag tag) const;
     // Absent elements are null. When the tag is missing, `uid` and `version` are left alone.
     std::vector<InSerialiser const*> LoadClassesI(IDTag tag, ClassUID& uid, unsigned short& version) const;
 

@@ -16,12 +16,14 @@ namespace Kernel {
 // The encoding of StringT's bytes.
 struct TEncUtf8 {};
 
-template <class Encoding> class StringT;
+template <class Encoding>
+class StringT;
 
 // An immutable, shared UTF-8 string. Copying costs a pointer. What comes from outside is validated here, at the
 // border: each malformed sequence becomes U+FFFD, as the Unicode Standard recommends (section 3.9, "U+FFFD
 // Substitution of Maximal Subparts").
-template <> class REDRAFT_ENGINE StringT<TEncUtf8> {
+template <>
+class REDRAFT_ENGINE StringT<TEncUtf8> {
 public:
     constexpr StringT() noexcept = default;
     StringT(char const* text) : StringT(std::string_view(text)) {}
@@ -89,7 +91,8 @@ private:
 
 } // namespace Kernel
 
-template <> struct std::hash<Kernel::String> {
+template <>
+struct std::hash<Kernel::String> {
     std::size_t operator()(Kernel::String const& text) const noexcept {
         return std::hash<std::string_view>()(text.view());
     }

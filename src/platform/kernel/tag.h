@@ -69,6 +69,7 @@ private:
 
 } // namespace Kernel
 
-template <> struct std::hash<Kernel::ClassUID> {
+template <>
+struct std::hash<Kernel::ClassUID> {
     std::size_t operator()(Kernel::ClassUID uid) const noexcept { return uid.GetValue(); }
 };

@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/kernel/field_value.h"
+
+#include <array>
+#include <cstddef>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace Kernel {
+
+namespace Detail {
+
+struct NotGiven {};
+
+// References are equal when they name one object, or two that are equal as values.
+template <class T>
+bool AreValuesEqual(T const& a, T const& b) {
+    if constexpr (c_isReference<T>) {
+        if (a == b)
+            return true;
+        if constexpr (requires { *a == *b; })
+            return a && b && *a == *b;
+        else
+            return false;
+    } else {
+        return a == b;
+    }
+}
+
+template <class T>
+bool IsSet(T const& value) {
+    if constexpr (requires { value.empty(); })
+        return !value.empty();
+    else if constexpr (requires { static_cast<bool>(value); })
+        return static_cast<bool>(value);
+    else
+        return !(value == T());
+}
+
+template <class T>
+bool IsUnset(T const& value) {
+    if constexpr (requires { value.empty(); })
+        return value.empty();
+    else if constexpr (requires { value == T(); })
+        return value == T();
+    else
+        return false;
+}
+
+template <class Older, class Convert>
+struct OlderForm {
+    IDTag tag;
+    Convert convert;
+};
+
+} // namespace Detail
+
+// One persisted member of a class: its tag, the member, and what is odd about its history.
+//
+//   Field{"Horz", &FlipCanvasCommand::m_horizontal}
+//   Field{"RACs", &UngroupNodesCommand::m_relax}.WhenMissing(false)
+//   Field{"Cont", &C::m_contentType}.EnumBy(&ContentTypeEnumSerialiser::GetInstance)
+//   Field{"IPts", &C::m_points}.FromOlderTag("IPnt")
+//   Field{"Size", &C::m_size}.FromOlderTag<double>("Widt", [](double width) { return Size{width, width}; })
+template <class Class, class Member, class Missing = Detail::NotGiven, class Enum = Detail::NotGiven,
+          class Older = Detail::NotGiven, bool WhenSet = false>
+class Field {
+public:
+    using ClassType = Class;
+
+    consteval Field(IDTag tag, Member Class::*member) : m_tag(tag), m_member(member) {}
+
+    // The member's value after a load that did not find the tag. Without this the member is left as it was.
+    template <class Value>
+    consteval auto WhenMissing(Value value) const {
+        return Field<Class, Member, Value, Enum, Older, WhenSet>(m_tag, m_member, value, m_enum, m_older);
+    }
+    // Nothing is written while the member is empty or equals a default-constructed one.
+    consteval auto OnlyWhenSet() const {
+        return Field<Class, Member, Missing, Enum, Older, true>(m_tag, m_member, m_missing, m_enum, m_older);
+    }
+    // Written by registered names. The argument is a function that gives the enumeration's serialiser, by reference or
+    // pointer; the member is an enumeration or a vector of it.
+    template <class GetSerialiser>
+    consteval auto EnumBy(GetSerialiser serialiser) const {
+        return Field<Class, Member, Missing, GetSerialiser, Older, WhenSet>(m_tag, m_member, m_missing, serialiser,
+                                                                            m_older);
+    }
+    // Where the tag is missing, the member is read from this one, in which older programs wrote it: in the same form,
+    // or as another type that the function converts.
+    consteval auto FromOlderTag(IDTag tag) const { return FromOlderTag<Member>(tag, Detail::NotGiven{}); }
+    template <class OlderType, class Convert>
+    consteval auto FromOlderTag(IDTag tag, Convert convert) const {
+        using Form = Detail::OlderForm<OlderType, Convert>;
+        return Field<Class, Member, Missing, Enum, Form, WhenSet>(m_tag, m_member, m_missing, m_enum,
+                                                                  Form{tag, convert});
+    }
+
+    constexpr IDTag GetTag() const { return m_tag; }
+
+    void Save(Class const& object, OutSerialiser& out) const {
+        Member const& member = object.*m_member;
+        if constexpr (WhenSet) {
+            if (!Detail::IsSet(member))
+                return;
+        }
+        if constexpr (c_isEnum)
+            Detail::SaveEnumMember(out, m_tag, GetSerialiser(), member);
+        else
+            SaveValue(out, m_tag, member);
+    }
+
+    // True when the member has the same value in both.
+    bool IsEqual(Class const& a, Class const& b) const { return Detail::AreValuesEqual(a.*m_member, b.*m_member); }
+
+    // True when the field was found, under its tag or the older one.
+    bool Load(Class& object, InSerialiser const& in) const {
+        Member& member = object.*m_member;
+        if (LoadMember(member, in) || LoadOlder(member, in))
+            return true;
+        if constexpr (!std::is_same_v<Missing, Detail::NotGiven>)
+            member = m_missing;
+        return false;
+    }
+
+private:
+    template <class, class, class, class, class, bool>
+    friend class Field;
+    static constexpr bool c_isEnum = !std::is_same_v<Enum, Detail::NotGiven>;
+
+    consteval Field(IDTag tag, Member Class::*member, Missing missing, Enum serialiser, Older older)
+        : m_tag(tag), m_member(member), m_missing(missing), m_enum(serialiser), m_older(older) {}
+
+    EnumSerialiser const& GetSerialiser() const {
+        if constexpr (std::is_pointer_v<std::invoke_result_t<Enum>>)
+            return *m_enum();
+        else
+            return m_enum();
+    }
+
+    bool LoadMember(Member& member, InSerialiser const& in) const {
+        if constexpr (c_isEnum)
+            return Detail::LoadEnumMember(in, m_tag, GetSerialiser(), member);
+        else
+            return LoadValue(in, m_tag, member);
+    }
+
+    bool LoadOlder(Member& member, InSerialiser const& in) const {
+        if constexpr (std::is_same_v<Older, Detail::NotGiven>)
+            return false;
+        else
+            return LoadOlderForm(member, in, m_older);
+    }
+
+    template <class OlderType, class Convert>
+    bool LoadOlderForm(Member& member, InSerialiser const& in,
+                       Detail::OlderForm<OlderType, Convert> const& form) const {
+        if constexpr (std::is_same_v<Convert, Detail::NotGiven>) {
+            if constexpr (c_isEnum)
+                return Detail::LoadEnumMember(in, form.tag, GetSerialiser(), member);
+            else
+                return LoadValue(in, form.tag, member);
+        } else {
+            OlderType older{};
+            if (!LoadValue(in, form.tag, older))
+                return false;
+            member = form.convert(std::move(older));
+            return true;
+        }
+    }
+
+    IDTag m_tag;
+    Member Class::*m_member;
+    [[no_unique_address]] Missing m_missing{};
+    [[no_unique_address]] Enum m_enum{};
+    [[no_unique_address]] Older m_older{};
+};
+
+template <class Class, class Member>
+Field(IDTag, Member Class::*) -> Field<Class, Member>;
+
+// The persisted members of a class in the order in which they are written. Two equal tags do not compile.
+//
+// A class gives its list by `static constexpr auto Fields()`, which is public or has `friend struct
+// Kernel::FieldAccess`.
+template <class... Fields>
+class FieldList {
+public:
+    consteval FieldList(Fields... fields) : m_fields(fields...) {
+        std::array<IDTag, sizeof...(Fields)> const tags{fields.GetTag()...};
+        for (std::size_t i = 0; i != tags.size(); ++i) {
+            for (std::size_t j = 0; j != i; ++j) {
+                if (tags[i] == tags[j])
+                    throw "two fields of a list have one tag";
+            }
+        }
+    }
+
+    template <class Class>
+    void Save(Class const& object, OutSerialiser& out) const {
+        std::apply([&](auto const&... field) { (field.Save(object, out), ...); }, m_fields);
+    }
+    template <class Class>
+    void Load(Class& object, InSerialiser const& in) const {
+        std::apply([&](auto const&... field) { (field.Load(object, in), ...); }, m_fields);
+    }
+
+    template <class Class>
+    bool AreEqual(Class const& a, Class const& b) const {
+        return std::apply([&](auto const&... field) { return (field.IsEqual(a, b) && ...); }, m_fields);
+    }
+
+private:
+    std::tuple<Fields...> m_fields;
+};
+
+// Writes the members of T's own list; bases write theirs.
+template <class T>
+void SaveFields(T const& object, OutSerialiser& out) {
+    static constexpr auto c_fields = FieldAccess::Fields<T>();
+    c_fields.Save(object, out);
+}
+
+// True when all members of T's own list are equal in both.
+template <class T>
+bool FieldsEqual(T const& a, T const& b) {
+    static constexpr auto c_fields = FieldAccess::Fields<T>();
+    return c_fields.AreEqual(a, b);
+}
+
+// Reads them. A missing tag leaves its member alone, unless its field says otherwise.
+template <class T>
+void LoadFields(T& object, InSerialiser const& in) {
+    static constexpr auto c_fields = FieldAccess::Fields<T>();
+    c_fields.Load(object, in);
+}
+
+} // namespace Kernel
