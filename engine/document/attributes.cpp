@@ -3,8 +3,7 @@
 
 #include "platform/kernel/class_properties.h"
 #include "platform/kernel/exception.h"
-#include "platform/kernel/in_serialiser.h"
-#include "platform/kernel/out_serialiser.h"
+#include "platform/kernel/inline_object.h"
 
 #include <new>
 

@@ -34,8 +34,7 @@ struct Frame {
 
 Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth) {
     auto const open = [&](Node const& node, Params const& toSpread) {
-        Node const* const first =
-            node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
+        Node const* const first = node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
         return Frame{&node, toSpread, first, node.GetOwnBounds(toSpread, includeLines)};
     };
     std::vector<Frame> frames{open(top, topToSpread)};

@@ -97,7 +97,8 @@ Properties GeometryModifierState::GetTypeClassProperties() { return Register<Geo
 
 namespace {
 
-template <class... T> struct Registered {
+template <class... T>
+struct Registered {
     Registered() { (T::GetTypeClassProperties(), ...); }
 };
 
@@ -119,9 +120,7 @@ Kernel::Counted<Kernel::Serialisable> ConstraintsGroupNode::CreateObject() {
     return Kernel::MakeCounted<ConstraintsGroupNode>();
 }
 Kernel::Counted<Kernel::Serialisable> SymbolNode::CreateObject() { return Kernel::MakeCounted<SymbolNode>(); }
-Kernel::Counted<Kernel::Serialisable> CloudSyncedNode::CreateObject() {
-    return Kernel::MakeCounted<CloudSyncedNode>();
-}
+Kernel::Counted<Kernel::Serialisable> CloudSyncedNode::CreateObject() { return Kernel::MakeCounted<CloudSyncedNode>(); }
 Kernel::Counted<Kernel::Serialisable> ShapeNode::CreateObject() { return Kernel::MakeCounted<ShapeNode>(); }
 Kernel::Counted<Kernel::Serialisable> PolyCurveNode::CreateObject() { return Kernel::MakeCounted<PolyCurveNode>(); }
 Kernel::Counted<Kernel::Serialisable> CompoundCurveNode::CreateObject() {

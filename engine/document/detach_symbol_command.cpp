@@ -45,8 +45,8 @@ void DetachSymbolCommand::Do() {
                 return;
             nested = nullptr;
             auto const source = node.GetLinkSource();
-            bool const isInstance = source && source->GetParent() != nullptr &&
-                                    source->GetChildListType() == NodeChildListType::Symbols;
+            bool const isInstance =
+                source && source->GetParent() != nullptr && source->GetChildListType() == NodeChildListType::Symbols;
             if (isInstance && &node != top.get() && m_recurse == UnlinkRecurse::Instance) {
                 nested = &node;
                 return;

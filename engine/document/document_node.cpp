@@ -8,15 +8,6 @@
 
 #include <unordered_set>
 
-void ViewPointData::Save(Kernel::OutSerialiser& out) const { Kernel::SaveFields(*this, out); }
-
-bool ViewPointData::Load(Kernel::InSerialiser const& in, Kernel::ClassUID, unsigned short version) {
-    if (version > GetSchemaVersion())
-        return false;
-    Kernel::LoadFields(*this, in);
-    return true;
-}
-
 void DocumentNode::SetFormat(Raster::Format format) {
     m_format = format;
     MarkChanged();
@@ -79,18 +70,18 @@ void DocumentNode::CheckInvariants() const {
 
 // The next id is no part of the document's state: it goes on from where it was when an edit is undone.
 void DocumentNode::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, "Frmt", m_format);
-    Kernel::SaveField(out, "GFil", m_guidesFill);
-    Kernel::SaveField(out, "VwPs", m_viewPoints);
-    if (!out.IsHashing())
-        Kernel::SaveField(out, "NxId", m_nextId);
+    Kernel::SaveValue(out, "Frmt", m_format);
+    Kernel::SaveValue(out, "GFil", m_guidesFill);
+    Kernel::SaveValue(out, "VwPs", m_viewPoints);
+    if (!out.IsForHash())
+        Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
 }
 
 bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadField(in, "Frmt", m_format);
-    Kernel::LoadField(in, "GFil", m_guidesFill);
-    Kernel::LoadField(in, "VwPs", m_viewPoints);
-    Kernel::LoadField(in, "NxId", m_nextId);
+    Kernel::LoadValue(in, "Frmt", m_format);
+    Kernel::LoadValue(in, "GFil", m_guidesFill);
+    Kernel::LoadValue(in, "VwPs", m_viewPoints);
+    Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

@@ -40,15 +40,23 @@ InvalidateDocumentNotification::InvalidateDocumentNotification(
     Kernel::Counted<DocumentController const> const& controller, Kernel::RectT<double> const& area,
     Kernel::Counted<Selection const> const& selection, bool preview, bool allSpreads, bool onlyOverlays,
     bool immediately)
-    : DocumentNotification(controller, preview), m_area(area), m_selection(selection), m_allSpreads(allSpreads),
-      m_onlyOverlays(onlyOverlays), m_immediately(immediately) {}
+    : DocumentNotification(controller, preview),
+      m_area(area),
+      m_selection(selection),
+      m_allSpreads(allSpreads),
+      m_onlyOverlays(onlyOverlays),
+      m_immediately(immediately) {}
 
 InvalidateDocumentNotification::InvalidateDocumentNotification(
     Kernel::Counted<DocumentController const> const& controller, SpreadRects const& areas,
     Kernel::Counted<Selection const> const& selection, bool preview, bool allSpreads, bool onlyOverlays,
     bool immediately)
-    : DocumentNotification(controller, preview), m_areas(areas), m_selection(selection), m_allSpreads(allSpreads),
-      m_onlyOverlays(onlyOverlays), m_immediately(immediately) {}
+    : DocumentNotification(controller, preview),
+      m_areas(areas),
+      m_selection(selection),
+      m_allSpreads(allSpreads),
+      m_onlyOverlays(onlyOverlays),
+      m_immediately(immediately) {}
 
 int InvalidateDocumentNotification::GetDedupeId() const { return c_invalidateDocument; }
 

@@ -62,8 +62,7 @@ void TransformInterface::SetTransformConstraints(unsigned constraints) {
     EditState<TransformState>([&](auto& state) { state.constraints = constraints; });
 }
 
-void TransformInterface::CopyFrom(TransformInterface const& other, bool constraints, bool matrix,
-                                  bool frameTextScale) {
+void TransformInterface::CopyFrom(TransformInterface const& other, bool constraints, bool matrix, bool frameTextScale) {
     if (matrix)
         SetTransform(other.GetMatrix(), false);
     EditState<TransformState>([&](auto& state) {
@@ -133,12 +132,14 @@ void LineStyleInterface::SetLineStyleContentType(ContentType type) {
 
 bool LineStyleInterface::IsLineStyleVisible() const {
     auto const& state = GetState<LineStyleState>();
-    return state.line && !state.line->IsLineStyleNone() && state.penFill && state.line->IsLineStyleVisible(*state.penFill);
+    return state.line && !state.line->IsLineStyleNone() && state.penFill &&
+           state.line->IsLineStyleVisible(*state.penFill);
 }
 
 std::pair<bool, bool> LineStyleInterface::IsLineStyleVisibleFrontBehind() const {
     bool const visible = IsLineStyleVisible();
-    bool const behind = visible && GetState<DrawOrderState>().lineBehindFill;
+    bool const behind = visible && (GetState<DrawOrderState>().lineBehindFill ||
+                                    GetState<LineStyleState>().line->GetDrawBehindFill());
     return {visible && !behind, behind};
 }
 

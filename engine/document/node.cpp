@@ -5,8 +5,7 @@
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
-#include "platform/kernel/in_serialiser.h"
-#include "platform/kernel/out_serialiser.h"
+#include "platform/kernel/inline_object.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -140,14 +139,12 @@ void Node::SetLinkSource(Kernel::Counted<Node> source) {
     MarkChanged();
 }
 
-// Copies go through what Save writes, so that a copy has whatever a node can have; children are copied one by one
-// and not by recursion.
+// Children are copied one by one and not by recursion.
 Kernel::Counted<Node> Node::Clone(CloneContext& context) const {
     std::vector<std::pair<Node const*, Node*>> pending;
     auto const copyOf = [&](Node const& node) {
         auto copy = MakeEmptyOfSameClass(node);
-        Kernel::CopyFields(node, *copy, {c_idTag, c_linkTag, c_ownerTag, ChildrenTag(0), ChildrenTag(1), ChildrenTag(2),
-                                         ChildrenTag(3), ChildrenTag(4), ChildrenTag(5), ChildrenTag(6)});
+        copy->CopyMembersFrom(node);
         if (context.GetType() == CloneType::SymbolInstance)
             copy->SetLinkSource(Kernel::Counted<Node>(const_cast<Node*>(&node)));
         pending.emplace_back(&node, copy.get());
@@ -166,6 +163,11 @@ Kernel::Counted<Node> Node::Clone(CloneContext& context) const {
     return top;
 }
 
+void Node::CopyMembersFrom(Node const& other) {
+    CopyStatesFrom(other);
+    SetChildListType(other.GetChildListType());
+}
+
 void Node::OnStateChanged(InterfaceId) { MarkChanged(); }
 
 Kernel::String Node::GetDefaultDescription() const {
@@ -176,9 +178,9 @@ Kernel::String Node::GetDefaultDescription() const {
 }
 
 void Node::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, c_idTag, m_id);
+    Kernel::SaveValue(out, c_idTag, m_id);
     if (GetChildListType() != NodeChildListType::Plain)
-        Kernel::SaveField(out, c_listTypeTag, GetChildListType());
+        Kernel::SaveValue(out, c_listTypeTag, static_cast<std::uint32_t>(GetChildListType()));
     SaveStates(out);
     for (int list = 0; list != c_childListCount; ++list) {
         auto const type = static_cast<NodeChildListType>(list);
@@ -189,21 +191,20 @@ void Node::Save(Kernel::OutSerialiser& out) const {
         });
     }
     if (auto const source = GetLinkSource())
-        Kernel::SaveField(out, c_linkTag, source);
+        Kernel::SaveValue(out, c_linkTag, source);
     if (auto const owner = GetOwnerReference())
-        Kernel::SaveField(out, c_ownerTag, owner);
+        Kernel::SaveValue(out, c_ownerTag, owner);
 }
 
 bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short) {
-    Kernel::LoadField(in, c_idTag, m_id);
-    auto listType = NodeChildListType::Plain;
-    if (Kernel::LoadField(in, c_listTypeTag, listType) && static_cast<int>(listType) < c_childListCount &&
-        GetParent() == nullptr)
-        SetChildListType(listType);
+    Kernel::LoadValue(in, c_idTag, m_id);
+    std::uint32_t listType = 0;
+    if (Kernel::LoadValue(in, c_listTypeTag, listType) && listType < c_childListCount && GetParent() == nullptr)
+        SetChildListType(static_cast<NodeChildListType>(listType));
     LoadStates(in, files);
     for (int list = 0; list != c_childListCount; ++list) {
         std::vector<Kernel::Counted<Node>> children;
-        if (!Kernel::LoadField(in, ChildrenTag(list), children))
+        if (!Kernel::LoadValue(in, ChildrenTag(list), children))
             continue;
         // A clearing load empties the lists, which is what breaks the cycles of a forged document.
         while (Node* child = GetFirstChild(static_cast<NodeChildListType>(list)))
@@ -215,10 +216,10 @@ bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsign
         }
     }
     Kernel::Counted<Node> source;
-    if (Kernel::LoadField(in, c_linkTag, source))
+    if (Kernel::LoadValue(in, c_linkTag, source))
         SetLinkSource(source);
     Kernel::Counted<Node const> owner;
-    if (Kernel::LoadField(in, c_ownerTag, owner) && owner)
+    if (Kernel::LoadValue(in, c_ownerTag, owner) && owner)
         GetRare().owner = Kernel::Weak<Node const>(owner);
     return true;
 }

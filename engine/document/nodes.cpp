@@ -8,6 +8,8 @@
 #include "platform/kernel/out_serialiser.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numbers>
 
 namespace {
 
@@ -21,6 +23,18 @@ Kernel::RectT<double> OutlineBounds(Geometry::PolyCurveDbl const* outline, Param
 
 Kernel::Counted<Geometry::PolyCurveDbl const> RectangleOutline(Kernel::RectT<double> const& rect) {
     return Kernel::MakeCounted<Geometry::PolyCurveDbl>(rect);
+}
+
+// How far a line can reach beyond its outline: half its weight, times the mitre limit where corners are mitred and
+// the root of 2 where ends are square.
+double GetLineReach(Renderer::LineStyleDescriptor const& line, Params const& toSpread) {
+    auto const style = line.GetLineStyle();
+    double const scale = std::max(std::hypot(toSpread.a, toSpread.c), std::hypot(toSpread.b, toSpread.d));
+    bool const inside = line.GetStrokeAlignment() == Renderer::StrokeAlignment::Inside;
+    bool const centred = line.GetStrokeAlignment() == Renderer::StrokeAlignment::Centre;
+    double const half = inside ? 0 : style->GetWeightOrZero() * scale * (centred ? 0.5 : 1);
+    double const corner = style->GetJoin() == Renderer::LineJoin::Mitre ? std::max(style->GetMitreLimit(), 1.0) : 1;
+    return half * std::max(corner, std::numbers::sqrt2);
 }
 
 } // namespace
@@ -38,15 +52,21 @@ Params SceneNode::GetParentToSpreadTransform() const {
 
 Params SceneNode::GetBaseToSpreadTransform() const { return GetParentToSpreadTransform() * GetMatrix(); }
 
+void SceneNode::CopyMembersFrom(Node const& other) {
+    Node::CopyMembersFrom(other);
+    if (auto const* scene = Kernel::CastPointer<SceneNode const>(&other))
+        StoreMatrix(scene->GetMatrix());
+}
+
 void SceneNode::Save(Kernel::OutSerialiser& out) const {
     if (!GetMatrix().IsIdentity())
-        Kernel::SaveField(out, "Xfrm", GetMatrix());
+        Kernel::SaveValue(out, "Xfrm", GetMatrix());
     Node::Save(out);
 }
 
 bool SceneNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
     Params matrix;
-    Kernel::LoadField(in, "Xfrm", matrix);
+    Kernel::LoadValue(in, "Xfrm", matrix);
     StoreMatrix(matrix);
     return Node::Load(in, files, version);
 }
@@ -71,13 +91,22 @@ void CloudSyncedNode::SetBoxContents(Kernel::JailCounted<Node> contents) {
     MarkChanged();
 }
 
+void CloudSyncedNode::CopyMembersFrom(Node const& other) {
+    LogicalNode::CopyMembersFrom(other);
+    auto const* const box = Kernel::CastPointer<CloudSyncedNode const>(&other);
+    if (box == nullptr || !box->m_boxContents)
+        return;
+    CloneContext context(CloneType::Copy);
+    m_boxContents = box->m_boxContents->Clone(context);
+}
+
 void CloudSyncedNode::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, "BoxC", m_boxContents);
+    Kernel::SaveValue(out, "BoxC", m_boxContents);
     LogicalNode::Save(out);
 }
 
 bool CloudSyncedNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadField(in, "BoxC", m_boxContents);
+    Kernel::LoadValue(in, "BoxC", m_boxContents);
     return LogicalNode::Load(in, files, version);
 }
 
@@ -104,18 +133,15 @@ bool CurvesNode::IsVisibleInDomain() const { return IsVisibleWithAncestors(); }
 Kernel::RectT<double> CurvesNode::GetOwnBounds(Params const& toSpread, bool includeLines) const {
     auto const outline = GetOutline();
     auto bounds = OutlineBounds(outline.get(), toSpread);
-    auto const line = GetLineStyleDescriptor();
-    if (!includeLines || !line || !IsLineStyleVisible() || !outline)
+    if (!includeLines || bounds == Kernel::RectT<double>{} || !IsLineStyleVisible())
         return bounds;
-    double const reach = line->GetOutlineReach(Geometry::Transform(toSpread));
+    double const reach = GetLineReach(*GetLineStyleDescriptor(), toSpread);
     return {bounds.left - reach, bounds.top - reach, bounds.right + reach, bounds.bottom + reach};
 }
 
 // ShapeNode
 
-ShapeNode::ShapeNode(Kernel::Counted<ShapeDefinition const> definition) {
-    SetShapeDefinition(std::move(definition));
-}
+ShapeNode::ShapeNode(Kernel::Counted<ShapeDefinition const> definition) { SetShapeDefinition(std::move(definition)); }
 
 Kernel::Counted<Geometry::PolyCurveDbl const> ShapeNode::GetOutline() const {
     auto const definition = GetShapeDefinition();
@@ -163,15 +189,23 @@ Kernel::Counted<Geometry::PolyCurveDbl const> CompoundCurveNode::GetOutline() co
     return result;
 }
 
+void CompoundCurveNode::CopyMembersFrom(Node const& other) {
+    CurvesNode::CopyMembersFrom(other);
+    if (auto const* compound = Kernel::CastPointer<CompoundCurveNode const>(&other)) {
+        m_operation = compound->m_operation;
+        m_windingOrderMode = compound->m_windingOrderMode;
+    }
+}
+
 void CompoundCurveNode::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, "COpr", m_operation);
-    Kernel::SaveField(out, "CWin", m_windingOrderMode);
+    Kernel::SaveValue(out, "COpr", m_operation);
+    Kernel::SaveValue(out, "CWin", m_windingOrderMode);
     CurvesNode::Save(out);
 }
 
 bool CompoundCurveNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadField(in, "COpr", m_operation);
-    Kernel::LoadField(in, "CWin", m_windingOrderMode);
+    Kernel::LoadValue(in, "COpr", m_operation);
+    Kernel::LoadValue(in, "CWin", m_windingOrderMode);
     return CurvesNode::Load(in, files, version);
 }
 
@@ -223,13 +257,19 @@ void PageNode::SetBaseBox(Kernel::RectT<double> box) {
     MarkChanged();
 }
 
+void PageNode::CopyMembersFrom(Node const& other) {
+    Node::CopyMembersFrom(other);
+    if (auto const* peer = Kernel::CastPointer<PageNode const>(&other))
+        m_box = peer->m_box;
+}
+
 void PageNode::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, "PBox", m_box);
+    Kernel::SaveValue(out, "PBox", m_box);
     Node::Save(out);
 }
 
 bool PageNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadField(in, "PBox", m_box);
+    Kernel::LoadValue(in, "PBox", m_box);
     return Node::Load(in, files, version);
 }
 
@@ -246,12 +286,18 @@ void SpreadNode::AddPage(Kernel::Counted<PageNode> page) {
     InsertChild(NodeChildListType::Pages, std::move(page), nullptr);
 }
 
+void SpreadNode::CopyMembersFrom(Node const& other) {
+    Node::CopyMembersFrom(other);
+    if (auto const* peer = Kernel::CastPointer<SpreadNode const>(&other))
+        m_box = peer->m_box;
+}
+
 void SpreadNode::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, "SBox", m_box);
+    Kernel::SaveValue(out, "SBox", m_box);
     Node::Save(out);
 }
 
 bool SpreadNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadField(in, "SBox", m_box);
+    Kernel::LoadValue(in, "SBox", m_box);
     return Node::Load(in, files, version);
 }

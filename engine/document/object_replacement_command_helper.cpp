@@ -44,8 +44,8 @@ ObjectReplacementCommandHelper::MapSelection(Kernel::NonCounted<Selection const>
     MutableSelection mapped;
     for (auto const& item : *selection) {
         auto const* const node = Kernel::CastPointer<Node>(item->GetSelectable().get());
-        auto const found = std::find_if(m_oldNodes.begin(), m_oldNodes.end(),
-                                        [&](auto const& old) { return old.get() == node; });
+        auto const found =
+            std::find_if(m_oldNodes.begin(), m_oldNodes.end(), [&](auto const& old) { return old.get() == node; });
         if (node == nullptr || found == m_oldNodes.end())
             mapped.AddItem(item, false);
         else
@@ -62,13 +62,13 @@ void ObjectReplacementCommandHelper::NotifyDoRedo(Kernel::NonCounted<DocumentCon
 }
 
 void ObjectReplacementCommandHelper::SaveReplacements(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, "RpOl", m_oldNodes);
-    Kernel::SaveField(out, "RpNw", m_newNodes);
+    Kernel::SaveValue(out, "RpOl", m_oldNodes);
+    Kernel::SaveValue(out, "RpNw", m_newNodes);
 }
 
 void ObjectReplacementCommandHelper::LoadReplacements(Kernel::InSerialiser const& in) {
     std::vector<Kernel::Counted<Node>> oldNodes, newNodes;
-    if (!Kernel::LoadField(in, "RpOl", oldNodes) || !Kernel::LoadField(in, "RpNw", newNodes) ||
+    if (!Kernel::LoadValue(in, "RpOl", oldNodes) || !Kernel::LoadValue(in, "RpNw", newNodes) ||
         oldNodes.size() != newNodes.size())
         return;
     for (std::size_t i = 0; i != oldNodes.size(); ++i) {

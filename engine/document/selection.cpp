@@ -111,10 +111,10 @@ constexpr Kernel::IDTag c_orderedTag{"Ordr"};
 
 } // namespace
 
-void SelectionItem::Save(Kernel::OutSerialiser& out) const { Kernel::SaveField(out, c_selectableTag, m_selectable); }
+void SelectionItem::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(out, c_selectableTag, m_selectable); }
 
 bool SelectionItem::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
-    Kernel::LoadField(in, c_selectableTag, m_selectable);
+    Kernel::LoadValue(in, c_selectableTag, m_selectable);
     return true;
 }
 
@@ -173,11 +173,10 @@ bool Selection::Contains(Kernel::NonCounted<Selectable const> selectable) const 
 }
 
 bool Selection::IsEqualTo(Selection const& other) const {
-    return std::equal(m_items.begin(), m_items.end(), other.m_items.begin(), other.m_items.end(),
-                      [](auto const& a, auto const& b) {
-                          return a == b || (a->IsWholeObject() && b->IsWholeObject() &&
-                                            a->GetSelectable() == b->GetSelectable());
-                      });
+    return std::equal(
+        m_items.begin(), m_items.end(), other.m_items.begin(), other.m_items.end(), [](auto const& a, auto const& b) {
+            return a == b || (a->IsWholeObject() && b->IsWholeObject() && a->GetSelectable() == b->GetSelectable());
+        });
 }
 
 // Whole objects are written as they are; an item of its own is written only where it says more.
@@ -189,9 +188,9 @@ void Selection::Save(Kernel::OutSerialiser& out) const {
         objects.reserve(m_items.size());
         for (auto const& item : m_items)
             objects.push_back(item->GetSelectable());
-        Kernel::SaveField(out, c_objectsTag, objects);
+        Kernel::SaveValue(out, c_objectsTag, objects);
     } else {
-        Kernel::SaveField(out, c_itemsTag, m_items);
+        Kernel::SaveValue(out, c_itemsTag, m_items);
     }
     out.SaveType(c_orderedTag, m_ordered);
 }
@@ -199,12 +198,12 @@ void Selection::Save(Kernel::OutSerialiser& out) const {
 bool Selection::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     std::vector<Kernel::Counted<Selectable>> objects;
     Items items;
-    if (Kernel::LoadField(in, c_objectsTag, objects)) {
+    if (Kernel::LoadValue(in, c_objectsTag, objects)) {
         for (auto const& object : objects) {
             if (object)
                 items.push_back(Kernel::MakeCounted<SelectionItem>(object));
         }
-    } else if (Kernel::LoadField(in, c_itemsTag, items)) {
+    } else if (Kernel::LoadValue(in, c_itemsTag, items)) {
         std::erase_if(items, [](auto const& item) { return !item; });
     }
     m_items = std::move(items);

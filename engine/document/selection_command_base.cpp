@@ -66,14 +66,14 @@ Kernel::RectT<double> SelectionCommandBase::GenerateHistoryInterestingRect() con
 }
 
 void SelectionCommandBase::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveField(out, "SCSe", m_selection);
+    Kernel::SaveValue(out, "SCSe", m_selection);
     out.SaveType("SCFD", m_selectionFromDocument);
     out.SaveType("SCRe", m_selectionResolved);
     DocumentCommand::Save(out);
 }
 
 bool SelectionCommandBase::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadField(in, "SCSe", m_selection);
+    Kernel::LoadValue(in, "SCSe", m_selection);
     in.LoadType("SCFD", m_selectionFromDocument);
     in.LoadType("SCRe", m_selectionResolved);
     return DocumentCommand::Load(in, files, version);

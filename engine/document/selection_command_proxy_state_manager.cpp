@@ -31,7 +31,7 @@ struct StateElement {
 
 struct PlaceElement {
     Kernel::Counted<Node> node, beforeParent, beforePrevious, afterParent, afterPrevious;
-    NodeChildListType beforeList = NodeChildListType::Plain, afterList = NodeChildListType::Plain;
+    std::uint32_t beforeList = 0, afterList = 0;
     static constexpr auto Fields() {
         return Kernel::FieldList{
             Kernel::Field{"Node", &PlaceElement::node},           Kernel::Field{"BPar", &PlaceElement::beforeParent},
@@ -90,15 +90,14 @@ void ProxyStates::Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const {
     elements.reserve(m_entries.size());
     for (auto const& entry : m_entries)
         elements.push_back({entry.owner, entry.before, entry.after});
-    std::stable_sort(elements.begin(), elements.end(), [](auto const& a, auto const& b) {
-        return IdOf(a.owner.get()) < IdOf(b.owner.get());
-    });
-    Kernel::SaveField(out, tag, elements);
+    std::stable_sort(elements.begin(), elements.end(),
+                     [](auto const& a, auto const& b) { return IdOf(a.owner.get()) < IdOf(b.owner.get()); });
+    Kernel::SaveValue(out, tag, elements);
 }
 
 void ProxyStates::Load(Kernel::InSerialiser const& in, Kernel::IDTag tag) {
     std::vector<StateElement> elements;
-    Kernel::LoadField(in, tag, elements);
+    Kernel::LoadValue(in, tag, elements);
     m_entries.clear();
     m_index.clear();
     for (auto& element : elements) {
@@ -115,19 +114,23 @@ void ProxyStateManager<StructureInterface>::Save(Kernel::OutSerialiser& out) con
     std::vector<PlaceElement> elements;
     for (auto const& entry : m_entries)
         elements.push_back({entry.node, entry.before.parent, entry.before.previousSibling, entry.after.parent,
-                            entry.after.previousSibling, entry.before.list, entry.after.list});
-    Kernel::SaveField(out, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
+                            entry.after.previousSibling, static_cast<std::uint32_t>(entry.before.list),
+                            static_cast<std::uint32_t>(entry.after.list)});
+    Kernel::SaveValue(out, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
 }
 
 bool ProxyStateManager<StructureInterface>::Load(Kernel::InSerialiser const& in, Kernel::FileStore&) {
     std::vector<PlaceElement> elements;
-    Kernel::LoadField(in, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
+    Kernel::LoadValue(in, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
     m_entries.clear();
     for (auto const& element : elements) {
-        if (element.node)
-            m_entries.push_back({element.node,
-                                 {element.beforeParent, element.beforePrevious, element.beforeList},
-                                 {element.afterParent, element.afterPrevious, element.afterList}});
+        if (!element.node || element.beforeList >= c_childListCount || element.afterList >= c_childListCount)
+            continue;
+        m_entries.push_back({element.node,
+                             {element.beforeParent, element.beforePrevious,
+                              static_cast<NodeChildListType>(element.beforeList)},
+                             {element.afterParent, element.afterPrevious,
+                              static_cast<NodeChildListType>(element.afterList)}});
     }
     return true;
 }
@@ -173,7 +176,7 @@ void SelectionCommandProxyStateManager::RestoreInterfaces(Kernel::NonCounted<Ker
         return;
     }
     bool const before = m_direction == Direction::Undo;
-    auto const states = GetStates();
+    auto const states = GetAllStates();
     for (int i = 0; i != c_interfaceCount; ++i) {
         if (states[static_cast<std::size_t>(i)] != nullptr && !states[static_cast<std::size_t>(i)]->IsEmpty())
             states[static_cast<std::size_t>(i)]->PutBack(static_cast<InterfaceId>(i), *owner, before);
@@ -182,7 +185,7 @@ void SelectionCommandProxyStateManager::RestoreInterfaces(Kernel::NonCounted<Ker
 
 void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
     AttributeOwner& owner = *bracket.owner;
-    auto const states = GetStates();
+    auto const states = GetAllStates();
     auto const* const transform = Kernel::CastPointer<TransformInterface>(&owner);
     auto const keep = [&](InterfaceId id, Kernel::Counted<InterfaceState const> before,
                           Kernel::Counted<InterfaceState const> after) {
@@ -204,7 +207,8 @@ void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
             continue;
         }
         auto const snapshot = Kernel::MakeCounted<TransformSnapshot>();
-        auto const& old = before == nullptr ? TransformState::GetDefault() : static_cast<TransformState const&>(*before);
+        auto const& old =
+            before == nullptr ? TransformState::GetDefault() : static_cast<TransformState const&>(*before);
         snapshot->matrix = bracket.matrix;
         snapshot->frameTextScale = old.frameTextScale;
         snapshot->constraints = old.constraints;
@@ -212,42 +216,26 @@ void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
     }
 }
 
-std::array<ProxyStates*, c_interfaceCount> SelectionCommandProxyStateManager::GetStates() {
-    auto const of = [this]<class I>(std::type_identity<I>) -> ProxyStates* {
-        return &ProxyStateManager<I>::m_states;
-    };
-    return {of(std::type_identity<ShapeInterface>()),
-            of(std::type_identity<BlendModeInterface>()),
-            of(std::type_identity<VisibilityInterface>()),
-            of(std::type_identity<FilterEffectsInterface>()),
-            of(std::type_identity<TransformInterface>()),
-            of(std::type_identity<BrushFillInterface>()),
-            of(std::type_identity<TransparencyInterface>()),
-            of(std::type_identity<LineStyleInterface>()),
-            of(std::type_identity<MutableCurvesInterface>()),
-            of(std::type_identity<MutableRasterInterface>()),
-            of(std::type_identity<StoryInterface>()),
-            of(std::type_identity<TextFrameInterface>()),
-            of(std::type_identity<TextWrapInterface>()),
-            nullptr,
-            of(std::type_identity<GUIDInterface>()),
-            of(std::type_identity<AdjustmentParamsInterface>()),
-            of(std::type_identity<FilterParamsInterface>()),
-            of(std::type_identity<ImageResourceInterface>()),
-            of(std::type_identity<PictureFrameInterface>()),
-            of(std::type_identity<TagInterface>()),
-            of(std::type_identity<EditabilityInterface>()),
-            of(std::type_identity<DescriptionInterface>()),
-            of(std::type_identity<DrawOrderInterface>()),
-            of(std::type_identity<HyperlinkInterface>()),
-            of(std::type_identity<BaselineGridInterface>()),
-            of(std::type_identity<ContourInterface>()),
-            of(std::type_identity<DataMergeInterface>()),
-            of(std::type_identity<GeometryModifierInterface>())};
+std::array<ProxyStates*, c_interfaceCount> SelectionCommandProxyStateManager::GetAllStates() {
+    auto const of = [this]<class I>(std::type_identity<I>) -> ProxyStates* { return &static_cast<ProxyStateManager<I>&>(*this).GetStates(); };
+    return {of(std::type_identity<ShapeInterface>()),         of(std::type_identity<BlendModeInterface>()),
+            of(std::type_identity<VisibilityInterface>()),    of(std::type_identity<FilterEffectsInterface>()),
+            of(std::type_identity<TransformInterface>()),     of(std::type_identity<BrushFillInterface>()),
+            of(std::type_identity<TransparencyInterface>()),  of(std::type_identity<LineStyleInterface>()),
+            of(std::type_identity<MutableCurvesInterface>()), of(std::type_identity<MutableRasterInterface>()),
+            of(std::type_identity<StoryInterface>()),         of(std::type_identity<TextFrameInterface>()),
+            of(std::type_identity<TextWrapInterface>()),      nullptr,
+            of(std::type_identity<GUIDInterface>()),          of(std::type_identity<AdjustmentParamsInterface>()),
+            of(std::type_identity<FilterParamsInterface>()),  of(std::type_identity<ImageResourceInterface>()),
+            of(std::type_identity<PictureFrameInterface>()),  of(std::type_identity<TagInterface>()),
+            of(std::type_identity<EditabilityInterface>()),   of(std::type_identity<DescriptionInterface>()),
+            of(std::type_identity<DrawOrderInterface>()),     of(std::type_identity<HyperlinkInterface>()),
+            of(std::type_identity<BaselineGridInterface>()),  of(std::type_identity<ContourInterface>()),
+            of(std::type_identity<DataMergeInterface>()),     of(std::type_identity<GeometryModifierInterface>())};
 }
 
 void SelectionCommandProxyStateManager::Save(Kernel::OutSerialiser& out) const {
-    auto const states = const_cast<SelectionCommandProxyStateManager*>(this)->GetStates();
+    auto const states = const_cast<SelectionCommandProxyStateManager*>(this)->GetAllStates();
     for (int i = 0; i != c_interfaceCount; ++i) {
         if (states[static_cast<std::size_t>(i)] != nullptr)
             states[static_cast<std::size_t>(i)]->Save(out, StatesTag(i));
@@ -259,7 +247,7 @@ void SelectionCommandProxyStateManager::Save(Kernel::OutSerialiser& out) const {
 
 bool SelectionCommandProxyStateManager::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
                                              unsigned short version) {
-    auto const states = GetStates();
+    auto const states = GetAllStates();
     for (int i = 0; i != c_interfaceCount; ++i) {
         if (states[static_cast<std::size_t>(i)] != nullptr)
             states[static_cast<std::size_t>(i)]->Load(in, StatesTag(i));

@@ -41,9 +41,9 @@ Kernel::Counted<Geometry::PolyCurveDbl const> StarShape::ComputeCurves() const {
     if (!IsFinite(box) || std::isnan(innerRadiusRatio))
         return {};
     auto const points = std::clamp(pointCount, c_minimumStarPoints, c_maximumStarPoints);
-    auto const star = Geometry::MakeStar({0, 0}, 1, std::clamp(innerRadiusRatio, 0.0, 1.0),
-                                         static_cast<unsigned>(points), 0);
-    star->ApplyTransform(Geometry::Transform({box.GetWidth() / 2, 0, (box.left + box.right) / 2, 0,
-                                              box.GetHeight() / 2, (box.top + box.bottom) / 2}));
+    auto const star =
+        Geometry::MakeStar({0, 0}, 1, std::clamp(innerRadiusRatio, 0.0, 1.0), static_cast<unsigned>(points), 0);
+    star->ApplyTransform(Geometry::Transform(
+        {box.GetWidth() / 2, 0, (box.left + box.right) / 2, 0, box.GetHeight() / 2, (box.top + box.bottom) / 2}));
     return AsPolyCurve(star);
 }

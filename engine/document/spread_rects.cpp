@@ -19,18 +19,18 @@ Kernel::RectT<double> SpreadRects::GetUnion(Kernel::NonCounted<SpreadNode const>
     return result;
 }
 
-void SpreadRects::Save(Kernel::OutSerialiser& out) const { Kernel::SaveField(out, "Rcts", m_rects); }
+void SpreadRects::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(out, "Rcts", m_rects); }
 
 bool SpreadRects::Load(Kernel::InSerialiser const& in, Kernel::ClassUID, unsigned short version) {
     if (version > GetSchemaVersion())
         return false;
-    Kernel::LoadField(in, "Rcts", m_rects);
+    Kernel::LoadValue(in, "Rcts", m_rects);
     return true;
 }
 
 bool SpreadRects::LoadLegacy(Kernel::InSerialiser const& in, Kernel::IDTag tag) {
     SpreadRect rect;
-    if (!Kernel::LoadField(in, tag, rect.rect))
+    if (!Kernel::LoadValue(in, tag, rect.rect))
         return false;
     m_rects = {rect};
     return true;

@@ -28,7 +28,7 @@ public:
     bool Load(Kernel::InSerialiser const&, Kernel::FileStore&, unsigned short) override { return false; }
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     AddPressureProfileCommand() = default;
 
     Kernel::Counted<Geometry::CurveDbl> m_profile;

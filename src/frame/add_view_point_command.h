@@ -27,7 +27,7 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     AddViewPointCommand() = default;
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"data", &AddViewPointCommand::m_viewPoint}};

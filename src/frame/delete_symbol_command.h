@@ -31,7 +31,7 @@ public:
     int GetIndex() const { return m_index; }
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     DeleteSymbolCommand() = default;
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"OlIn", &DeleteSymbolCommand::m_index},

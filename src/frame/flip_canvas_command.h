@@ -24,7 +24,7 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     using Transforms = std::deque<Raster::AffineTransform::Params>;
     FlipCanvasCommand() = default;
     static constexpr auto Fields() {

@@ -11,12 +11,12 @@ template <class T> struct REDRAFT_API ClassHandle {
 };
 
 // Between a persisted class T and its base: what every such class has to say of itself to the registry. T befriends
-// Kernel::SerialiserAccess, for its private default constructor and its field list.
+// Kernel::FieldAccess, for its private default constructor and its field list.
 template <class T, class Base> class Persisted : public Base {
 public:
     using Base::Base;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::SerialiserAccess::Make<T>(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::Counted<Kernel::Serialisable>(Kernel::FieldAccess::New<T>()); }
     static Kernel::ClassProperties const* GetTypeClassProperties() { return ClassHandle<T>::s_properties; }
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 

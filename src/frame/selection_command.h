@@ -109,11 +109,11 @@ public:
     }
 
     void Save(Kernel::OutSerialiser& out) const override {
-        Kernel::SaveField(out, "OSCo", m_givenSelection);
+        Kernel::SaveValue(out, "OSCo", m_givenSelection);
         SelectionCommandProxyStateManager::Save(out);
     }
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override {
-        Kernel::LoadField(in, "OSCo", m_givenSelection);
+        Kernel::LoadValue(in, "OSCo", m_givenSelection);
         return SelectionCommandProxyStateManager::Load(in, files, version);
     }
 

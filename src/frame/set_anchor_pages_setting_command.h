@@ -23,7 +23,7 @@ public:
     bool ShouldStackForMacro() const override { return false; }
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     SetAnchorPagesSettingCommand() = default;
 
     bool m_anchorToSpine = false;

@@ -56,7 +56,7 @@ static ExampleRegistration const s_example({
     .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<SetGuidesFillCommand>(
-            Renderer::FillDescriptor::MakeSolid(Renderer::Colour::FromRgb(0.2, 0.6, 1.0)));
+            Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(0.2, 0.6, 1.0)));
     },
     .keptByContract = "The document defaults keep the new colour.",
 });

@@ -22,7 +22,7 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     SetGuidesFillCommand() = default;
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"ofil", &SetGuidesFillCommand::m_oldFill},

@@ -24,7 +24,7 @@ public:
     bool ShouldStackForMacro() const override { return false; }
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     SetMasterMigratePagesSettingCommand() = default;
 
     MasterMigrationStrategy m_strategy = MasterMigrationStrategy::Keep;

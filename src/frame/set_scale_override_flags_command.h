@@ -29,7 +29,7 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     SetScaleOverrideFlagsCommand() = default;
     static constexpr auto Fields() {
         using This = SetScaleOverrideFlagsCommand;

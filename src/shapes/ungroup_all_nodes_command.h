@@ -26,7 +26,7 @@ public:
     void Receive(Kernel::NonCounted<GroupNode> group);
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         using This = UngroupAllNodesCommand;
         return Kernel::FieldList{

@@ -32,7 +32,7 @@ protected:
     void ReceiveNode(Kernel::NonCounted<Node> node);
 
 private:
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         using This = UngroupNodesCommand;
         return Kernel::FieldList{Kernel::Field{"UndR", &This::m_undoRecords},

@@ -143,6 +143,8 @@ protected:
     // Called after each change; the owner marks itself for the next save.
     virtual void OnStateChanged(InterfaceId id) = 0;
     void BumpRevision() noexcept { ++m_revision; }
+    // Shares the table of the other, which costs a pointer.
+    void CopyStatesFrom(AttributeOwner const& other) { m_attributes = other.m_attributes; }
     void SaveStates(Kernel::OutSerialiser& out) const;
     void LoadStates(Kernel::InSerialiser const& in, Kernel::FileStore& files);
 

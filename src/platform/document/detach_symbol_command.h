@@ -36,7 +36,7 @@ private:
     DetachSymbolCommand();
     void SetLinks(bool linked);
 
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         using This = DetachSymbolCommand;
         return Kernel::FieldList{Kernel::Field{"Sele", &This::m_selection},  Kernel::Field{"Keep", &This::m_keepLook},

@@ -128,6 +128,8 @@ protected:
     Node(Node const&) = delete;
 
     void OnStateChanged(InterfaceId id) override;
+    // What a copy takes over: everything but id, place, children and link.
+    virtual void CopyMembersFrom(Node const& other);
     Kernel::String GetDefaultDescription() const override;
 
 private:

@@ -24,6 +24,7 @@ public:
 
 protected:
     Raster::AffineTransform::Params GetParentToSpreadTransform() const override;
+    void CopyMembersFrom(Node const& other) override;
 };
 
 // A node that is only what its children are: commands that work on shapes look inside.
@@ -60,6 +61,9 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
                                        bool includeLines) const override;
+
+protected:
+    void CopyMembersFrom(Node const& other) override;
 
 private:
     Kernel::JailCounted<Node> m_boxContents;
@@ -140,6 +144,9 @@ public:
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
+protected:
+    void CopyMembersFrom(Node const& other) override;
+
 private:
     CompoundOperation m_operation = CompoundOperation::Add;
     Geometry::WindingOrderMode m_windingOrderMode = Geometry::WindingOrderMode::Alternating;
@@ -189,6 +196,9 @@ public:
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
+protected:
+    void CopyMembersFrom(Node const& other) override;
+
 private:
     Kernel::RectT<double> m_box;
 };
@@ -207,6 +217,9 @@ public:
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    void CopyMembersFrom(Node const& other) override;
 
 private:
     Kernel::RectT<double> m_box;

@@ -30,7 +30,7 @@ private:
     ReflowPagesCommand();
     void Apply(std::vector<Kernel::RectT<double>> const& pageBoxes, std::vector<Kernel::RectT<double>> const& spreadBoxes);
 
-    friend struct Kernel::SerialiserAccess;
+    friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         using This = ReflowPagesCommand;
         return Kernel::FieldList{

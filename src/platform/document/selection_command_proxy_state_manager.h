@@ -38,8 +38,9 @@ template <class I> class ProxyStateManager {
 public:
     virtual ~ProxyStateManager() = default;
     bool HasStates() const noexcept { return !m_states.IsEmpty(); }
+    ProxyStates& GetStates() noexcept { return m_states; }
 
-protected:
+private:
     ProxyStates m_states;
 };
 
@@ -115,7 +116,7 @@ private:
         AttributeTable attributes;
         Raster::AffineTransform::Params matrix;
     };
-    std::array<ProxyStates*, c_interfaceCount> GetStates();
+    std::array<ProxyStates*, c_interfaceCount> GetAllStates();
     void KeepChanges(Bracket const& bracket);
 
     std::vector<Bracket> m_brackets;

@@ -2,6 +2,9 @@
 #pragma once
 
 #include "platform/document/nodes.h"
+#include "platform/kernel/notification.h"
+
+class DocumentController;
 
 // A rectangle of one spread, in spread space.
 struct REDRAFT_ENGINE SpreadRect {
@@ -11,6 +14,7 @@ struct REDRAFT_ENGINE SpreadRect {
     SpreadRect() = default;
     // The spread that `node` stands on.
     SpreadRect(Node const& node, Kernel::RectT<double> bounds);
+    static constexpr Kernel::ClassUID GetClassUID() { return {"SpRe"}; }
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"Sprd", &SpreadRect::spread}, Kernel::Field{"Rect", &SpreadRect::rect}};
     }

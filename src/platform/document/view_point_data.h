@@ -21,7 +21,4 @@ public:
                                  Kernel::Field{"Sprd", &ViewPointData::spreadIndex},
                                  Kernel::Field{"View", &ViewPointData::viewBox}};
     }
-    void Save(Kernel::OutSerialiser& out) const;
-    // False: the data is of a newer schema.
-    bool Load(Kernel::InSerialiser const& in, Kernel::ClassUID uid, unsigned short version);
 };

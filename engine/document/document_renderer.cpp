@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/document_renderer.h"
+
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+
+#include <cmath>
+#include <vector>
+
+namespace {
+
+using Params = Raster::AffineTransform::Params;
+
+// The largest side of a picture in pixels.
+constexpr double c_maximumSide = 1 << 16;
+constexpr double c_maximumPixels = 1e9;
+
+// Draws a tree without recursion: what must be ended after a node's children waits on the same stack as the nodes.
+class TreeDrawing {
+public:
+    explicit TreeDrawing(Renderer::RenderTarget& target) : m_target(target) {}
+
+    void Draw(Node const& top) {
+        m_pending.push_back({Step::Enter, &top, false, false});
+        while (!m_pending.empty()) {
+            auto const item = m_pending.back();
+            m_pending.pop_back();
+            Run(item);
+        }
+    }
+
+private:
+    enum class Step { Enter, EndTransform, EndClip, EndMask, EndLayer };
+    struct Item {
+        Step step;
+        Node const* node;
+        // Only the shape counts, as of clipping content.
+        bool silhouette;
+        bool layered = false;
+    };
+
+    void Run(Item const& item) {
+        switch (item.step) {
+        case Step::Enter:
+            Enter(*item.node, item.silhouette);
+            break;
+        case Step::EndTransform:
+            m_target.PopTransform();
+            break;
+        case Step::EndClip:
+            m_target.PopClip();
+            break;
+        case Step::EndMask:
+            m_target.EndMask();
+            DrawContent(*item.node, item.silhouette, item.layered);
+            break;
+        case Step::EndLayer:
+            m_target.PopLayer();
+            break;
+        }
+    }
+    void After(Step step) { m_pending.push_back({step, nullptr, false, false}); }
+
+    void Enter(Node const& node, bool silhouette) {
+        auto const* const scene = Kernel::CastPointer<SceneNode const>(&node);
+        if (scene != nullptr) {
+            if (!scene->IsVisible() || (!silhouette && scene->GetOpacity() == 0))
+                return;
+            m_target.PushTransform(Geometry::Transform(scene->GetMatrix()));
+            After(Step::EndTransform);
+        }
+        bool const layered = scene != nullptr && !silhouette && NeedsLayer(*scene);
+        if (layered) {
+            m_target.PushLayer({scene->GetOpacity(), scene->GetBlendMode(), true});
+            After(Step::EndLayer);
+        }
+        if (!Clip(node, silhouette, layered))
+            DrawContent(node, silhouette, layered);
+    }
+
+    // Opens the clip of a node. True when the clip is a mask: its nodes are drawn first, and the node's own content at
+    // the mask's end.
+    bool Clip(Node const& node, bool silhouette, bool layered) {
+        Node const* const first = node.GetFirstChild(NodeChildListType::Clipping);
+        if (first == nullptr)
+            return false;
+        After(Step::EndClip);
+        auto const* const curves = Kernel::CastPointer<CurvesNode const>(first);
+        bool const isOutline = curves != nullptr && first->GetNextSibling() == nullptr && curves->IsVisible() &&
+                               !first->HasChildren(NodeChildListType::Clipping);
+        if (isOutline) {
+            m_target.PushTransform(Geometry::Transform(curves->GetMatrix()));
+            m_target.PushClip(curves->GetOutline(), curves->GetWindingOrderMode());
+            m_target.PopTransform();
+            return false;
+        }
+        m_target.BeginMask(Renderer::MaskKind::Alpha);
+        m_pending.push_back({Step::EndMask, &node, silhouette, layered});
+        for (Node const* child = node.GetLastChild(NodeChildListType::Clipping); child != nullptr;
+             child = child->GetPreviousSibling())
+            m_pending.push_back({Step::Enter, child, true, false});
+        return true;
+    }
+
+    static bool HasVisibleFill(CurvesNode const& node) { return node.IsBrushFillVisible(0); }
+
+    // Opacity and blend mode belong to the whole node. A node that paints once needs no layer for them.
+    static bool NeedsLayer(SceneNode const& node) {
+        if (node.GetOpacity() == 1 && node.GetBlendMode() == Renderer::BlendMode::Normal && !node.IsIsolated())
+            return false;
+        if (node.HasChildren(NodeChildListType::Plain) && node.DrawsChildren())
+            return true;
+        if (Kernel::CastPointer<RasterNode const>(&node) != nullptr)
+            return false;
+        auto const* const curves = Kernel::CastPointer<CurvesNode const>(&node);
+        if (curves == nullptr || Kernel::CastPointer<ImageNode const>(&node) != nullptr)
+            return true;
+        return HasVisibleFill(*curves) && curves->IsLineStyleVisible();
+    }
+
+    void DrawContent(Node const& node, bool silhouette, bool layered) {
+        auto const* const scene = Kernel::CastPointer<SceneNode const>(&node);
+        double const opacity = silhouette || layered || scene == nullptr ? 1 : scene->GetOpacity();
+        auto const blendMode =
+            silhouette || layered || scene == nullptr ? Renderer::BlendMode::Normal : scene->GetBlendMode();
+        m_target.SetDrawnObject(Kernel::Counted<Kernel::Countable const>(&node));
+        if (auto const* raster = Kernel::CastPointer<RasterNode const>(&node))
+            m_target.DrawBitmap(raster->GetBitmap(), {}, opacity, blendMode);
+        if (auto const* image = Kernel::CastPointer<ImageNode const>(&node); image != nullptr && !silhouette)
+            m_target.DrawBitmap(image->GetImage(), {}, opacity, blendMode);
+        if (auto const* curves = Kernel::CastPointer<CurvesNode const>(&node))
+            DrawCurves(*curves, silhouette, opacity, blendMode);
+        if (auto const* box = Kernel::CastPointer<CloudSyncedNode const>(&node)) {
+            if (auto const contents = box->GetBoxContents(); contents && contents->GetParent() == nullptr)
+                m_pending.push_back({Step::Enter, contents.get(), silhouette, false});
+        }
+        if (!node.DrawsChildren())
+            return;
+        for (Node const* child = node.GetLastChild(NodeChildListType::Plain); child != nullptr;
+             child = child->GetPreviousSibling())
+            m_pending.push_back({Step::Enter, child, silhouette, false});
+    }
+
+    void DrawCurves(CurvesNode const& node, bool silhouette, double opacity, Renderer::BlendMode blendMode) {
+        Renderer::Paint paint;
+        if (silhouette) {
+            paint.mainFill = Renderer::FillDescriptorConst(Renderer::Colour());
+            m_target.DrawCurves(node.GetOutline(), paint, node.GetWindingOrderMode());
+            return;
+        }
+        paint.opacity = {opacity, opacity};
+        paint.blendMode = blendMode;
+        if (auto const fill = node.GetBrushFillDescriptor(true))
+            paint.mainFill = *fill;
+        auto const line = node.GetLineStyleDescriptor();
+        auto const pen = node.GetPenFillDescriptor();
+        if (line && pen) {
+            paint.lineFill = *pen;
+            paint.lineStyle = *line;
+            if (node.IsLineBehindFill() && !line->GetDrawBehindFill()) {
+                auto const behind = line->Clone();
+                behind->SetDrawBehindFill(true);
+                paint.lineStyle = *behind;
+            }
+        }
+        if (paint.mainFill.IsFillNone() && paint.lineStyle.IsLineStyleNone())
+            return;
+        m_target.DrawCurves(node.GetOutline(), paint, node.GetWindingOrderMode());
+    }
+
+    Renderer::RenderTarget& m_target;
+    std::vector<Item> m_pending;
+};
+
+} // namespace
+
+void DocumentRenderer::DrawSpread(SpreadNode const& spread) { TreeDrawing(*m_target).Draw(spread); }
+
+void DocumentRenderer::DrawNode(Node const& node) {
+    Params toSpread;
+    if (auto const* scene = Kernel::CastPointer<SceneNode const>(&node))
+        toSpread = scene->GetBaseToSpreadTransform() * scene->GetMatrix().GetInverse();
+    m_target->PushTransform(Geometry::Transform(toSpread));
+    TreeDrawing(*m_target).Draw(node);
+    m_target->PopTransform();
+}
+
+namespace {
+
+Kernel::RectT<double> PictureArea(SpreadNode const& spread, SpreadPictureOptions const& options) {
+    return options.area.IsEmpty() ? spread.GetBaseBox(true) : options.area;
+}
+
+} // namespace
+
+Kernel::SizeT<int> GetSpreadPictureSize(SpreadNode const& spread, SpreadPictureOptions const& options) {
+    auto const area = PictureArea(spread, options);
+    // A size that is whole but for rounding is that whole number.
+    double const width = std::ceil(area.GetWidth() * options.scale - 1e-6);
+    double const height = std::ceil(area.GetHeight() * options.scale - 1e-6);
+    if (!(width >= 1) || !(height >= 1))
+        throw Kernel::Exception("the picture would have no pixels");
+    if (width > c_maximumSide || height > c_maximumSide || width * height > c_maximumPixels)
+        throw Kernel::Exception("the picture would be too large");
+    return {static_cast<int>(width), static_cast<int>(height)};
+}
+
+Kernel::Counted<Renderer::RasterRenderTarget> MakeSpreadPicture(SpreadNode const& spread,
+                                                                SpreadPictureOptions const& options) {
+    auto const size = GetSpreadPictureSize(spread, options);
+    auto const area = PictureArea(spread, options);
+    Renderer::RasterOptions raster;
+    raster.width = size.width;
+    raster.height = size.height;
+    raster.format = options.format;
+    raster.documentToPixels = Geometry::Transform(
+        {options.scale, 0, -area.left * options.scale, 0, options.scale, -area.top * options.scale});
+    raster.background = options.background;
+    raster.abort = options.abort;
+    auto target = Kernel::MakeCounted<Renderer::RasterRenderTarget>(raster);
+    DocumentRenderer(target).DrawSpread(spread);
+    return target;
+}
