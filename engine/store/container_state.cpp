@@ -80,10 +80,10 @@ void Container::State::Connect() {
     database = std::make_unique<Database>(files, path, file, access);
     database->Execute("BEGIN");
     CheckSchema();
+    database->UnboundSteps();
     statements = std::make_unique<Statements>(*database);
     LoadManifest();
     database->Execute("COMMIT");
-    database->UnboundSteps();
 }
 
 void Container::State::Disconnect() noexcept {
@@ -177,9 +177,7 @@ void Container::State::RequireOpen() {
     if (database == nullptr) {
         Connect();
     } else if (isStale && !isSaving) {
-        database->BoundSteps();
         LoadManifest();
-        database->UnboundSteps();
     }
 }
 

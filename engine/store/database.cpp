@@ -13,8 +13,6 @@ namespace {
 // How long a save waits for readers, and a reader for a save that is just being completed.
 constexpr int c_patienceMilliseconds = 10000;
 constexpr int c_stepsBetweenChecks = 4096;
-// A page holds about a thousand of the smallest rows, and a row is read in about ten steps.
-constexpr std::uint64_t c_stepsPerPage = 32768;
 
 } // namespace
 
@@ -24,8 +22,7 @@ RecoveryNeeded::RecoveryNeeded(std::source_location where)
 RecoveryNeeded::~RecoveryNeeded() = default;
 
 Database::Database(FileSystem& files, std::filesystem::path const& path, std::shared_ptr<File> file, Access access)
-    : m_pages(file->GetSize() / c_pageSize),
-      m_vfs(std::make_unique<SqliteVfs>(files, path, std::move(file),
+    : m_vfs(std::make_unique<SqliteVfs>(files, path, std::move(file),
                                         access == Access::Draft ? Journal::None : Journal::Beside)) {
     int const flags = access == Access::Read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     sqlite3* connection = nullptr;
@@ -36,7 +33,7 @@ Database::Database(FileSystem& files, std::filesystem::path const& path, std::sh
         throw std::bad_alloc();
     if (code != SQLITE_OK)
         Fail(code);
-    BoundSteps();
+    sqlite3_progress_handler(connection, c_stepsBetweenChecks, &Database::CountSteps, this);
     Configure(access);
 }
 
@@ -111,6 +108,8 @@ void Database::Fail(int code) const {
         if (!failure.empty())
             throw Kernel::Exception(failure);
         throw Kernel::Exception("cannot be read or written");
+    case c_damagedPage:
+        throw Kernel::DamagedDataException("is damaged: a page does not have its checksum");
     case SQLITE_INTERRUPT:
         throw Kernel::DamagedDataException("is damaged: its tables have no end");
     default:
@@ -119,20 +118,9 @@ void Database::Fail(int code) const {
     }
 }
 
-void Database::BoundSteps() {
-    m_stepsLeft = 1000000 + m_pages * c_stepsPerPage;
-    sqlite3_progress_handler(Get(), c_stepsBetweenChecks, &Database::CountSteps, this);
-}
-
 void Database::UnboundSteps() { sqlite3_progress_handler(Get(), 0, nullptr, nullptr); }
 
-int Database::CountSteps(void* self) {
-    auto& left = static_cast<Database*>(self)->m_stepsLeft;
-    if (left < static_cast<std::uint64_t>(c_stepsBetweenChecks))
-        return 1;
-    left -= c_stepsBetweenChecks;
-    return 0;
-}
+int Database::CountSteps(void* self) { return --static_cast<Database*>(self)->m_checksLeft < 0 ? 1 : 0; }
 
 Statement::Statement(Database& database, char const* sql) : m_database(&database) {
     sqlite3_stmt* statement = nullptr;

@@ -35,10 +35,8 @@ public:
     sqlite3* Get() const { return m_connection.get(); }
     // Throws what the code stands for: Kernel::DamagedDataException, RecoveryNeeded or another Kernel::Exception.
     [[noreturn]] void Fail(int code) const;
-    // A forged tree can be endless. A new connection bounds the work of all its statements together by the length of
-    // the file, until UnboundSteps; the schema and whatever walks a whole table is read before that, or after
-    // BoundSteps has started it anew.
-    void BoundSteps();
+    // A forged tree of definitions can be endless, so a new connection does only as much work as reading a document's
+    // few ones takes, many times over. To be called when they are known.
     void UnboundSteps();
 
 private:
@@ -49,10 +47,9 @@ private:
     static int CountSteps(void* self);
     void Configure(Access access);
 
-    std::uint64_t const m_pages;
     std::unique_ptr<SqliteVfs> m_vfs;
     std::unique_ptr<sqlite3, Closer> m_connection;
-    std::uint64_t m_stepsLeft = 0;
+    int m_checksLeft = 32;
 };
 
 // A prepared statement. Bound bytes must live until the next Reset; bytes that were read are valid until the next Step

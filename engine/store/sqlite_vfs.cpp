@@ -4,6 +4,7 @@
 #include "engine/store/page_checksum.h"
 #include "platform/kernel/exception.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -22,8 +23,9 @@ bool IsRollbackJournal(FileSystem& files, std::filesystem::path const& journalPa
     constexpr std::array<unsigned char, 8> c_magic{0xD9, 0xD5, 0x05, 0xF9, 0x20, 0xA1, 0x63, 0xD7};
     std::array<unsigned char, 8> start{};
     files.Open(journalPath, FileAccess::Read)->ReadAt(0, std::as_writable_bytes(std::span(start)));
-    // Zeros, and nothing at all, are what a crash before the first sync leaves.
-    return start == c_magic || start == std::array<unsigned char, 8>{};
+    // Zeros, nothing at all, and a part of the first bytes are what a crash before the first sync leaves.
+    auto const rest = std::mismatch(start.begin(), start.end(), c_magic.begin()).first;
+    return std::all_of(rest, start.end(), [](unsigned char byte) { return byte == 0; });
 }
 
 namespace {
@@ -46,6 +48,12 @@ std::string MakeName() {
 
 bool IsWholePage(sqlite3_int64 offset, int amount) {
     return amount == static_cast<int>(c_pageSize) && offset % static_cast<sqlite3_int64>(c_pageSize) == 0;
+}
+
+// A page of zeros holds nothing, and cannot be taken for anything.
+bool IsPageAcceptable(std::span<std::byte const> page, std::uint64_t number) {
+    return page.size() == c_pageSize && (IsPageIntact(page, number) ||
+                                         std::ranges::all_of(page, [](std::byte byte) { return byte == std::byte{}; }));
 }
 
 } // namespace
@@ -84,11 +92,11 @@ struct VfsOperations {
         return Guard(*file.owner, SQLITE_IOERR_READ, [&] {
             std::span const bytes(static_cast<std::byte*>(target), static_cast<std::size_t>(amount));
             auto const got = file.file->ReadAt(static_cast<std::uint64_t>(offset), bytes);
-            bool const isPage = file.isDatabase && IsWholePage(offset, amount);
-            // SQLITE_CORRUPT, and not an input error, because that one would end a transaction that is under way.
-            if (isPage &&
-                (got != bytes.size() || !IsPageIntact(bytes, static_cast<std::uint64_t>(offset) / c_pageSize)))
-                return SQLITE_CORRUPT;
+            // SQLite may ask for pages of the save under way that never reached the file: beyond its end, or in a hole
+            // that later pages left. It takes them for empty.
+            bool const isPage = file.isDatabase && IsWholePage(offset, amount) && got != 0;
+            if (isPage && !IsPageAcceptable(bytes.first(got), static_cast<std::uint64_t>(offset) / c_pageSize))
+                return c_damagedPage;
             if (got == bytes.size())
                 return SQLITE_OK;
             std::memset(bytes.data() + got, 0, bytes.size() - got);

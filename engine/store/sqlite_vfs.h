@@ -32,6 +32,10 @@ bool IsRollbackJournal(FileSystem& files, std::filesystem::path const& journalPa
 inline constexpr char const* c_journalInTheWay =
     "cannot be saved: a file with the same name and \"-journal\" behind it is in the way";
 
+// The code for a page without its checksum. SQLite gives it no meaning of its own. After SQLITE_CORRUPT or an input
+// error it would end a transaction, so that a bitmap that cannot be read would keep the document from being saved.
+inline constexpr int c_damagedPage = SQLITE_FORMAT;
+
 enum class Journal {
     Beside,
     // Whatever lies where the journal would be belongs to another file.
