@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/renderer/cell_rasteriser.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace Renderer::Detail {
+
+namespace {
+
+// Far beyond every picture, and small enough for the fixed point.
+constexpr double c_reach = 8388608.0;
+
+__extension__ typedef __int128 Int128;
+
+// floor(a * b / divisor) and what is left over it, for divisor > 0. Lengths below 32768 pixels need no wide product.
+struct Quotient {
+    std::int64_t floor;
+    std::int64_t remainder;
+};
+
+Quotient MultiplyDivide(std::int64_t a, std::int64_t b, std::int64_t divisor) {
+    std::int64_t product;
+    if (!__builtin_mul_overflow(a, b, &product)) [[likely]] {
+        std::int64_t const quotient = product / divisor, remainder = product % divisor;
+        return remainder < 0 ? Quotient{quotient - 1, remainder + divisor} : Quotient{quotient, remainder};
+    }
+    Int128 const wide = Int128{a} * b;
+    Int128 const quotient = wide / divisor, remainder = wide % divisor;
+    return remainder < 0
+               ? Quotient{static_cast<std::int64_t>(quotient - 1), static_cast<std::int64_t>(remainder + divisor)}
+               : Quotient{static_cast<std::int64_t>(quotient), static_cast<std::int64_t>(remainder)};
+}
+
+// base + floor(offset * rise / run) for one offset after another, without a division each.
+class Stepper {
+public:
+    Stepper(std::int64_t base, std::int64_t offset, std::int64_t step, std::int64_t rise, std::int64_t run)
+        : m_run(run) {
+        auto const [floor, remainder] = MultiplyDivide(offset, rise, run);
+        m_value = base + floor;
+        m_remainder = remainder;
+        m_step = MultiplyDivide(step, rise, run);
+    }
+    std::int64_t Get() const { return m_value; }
+    void Advance() {
+        m_value += m_step.floor;
+        m_remainder += m_step.remainder;
+        if (m_remainder >= m_run) {
+            m_remainder -= m_run;
+            ++m_value;
+        }
+    }
+
+private:
+    std::int64_t m_run;
+    std::int64_t m_value;
+    std::int64_t m_remainder;
+    Quotient m_step;
+};
+
+std::int64_t ToFixed(double v) { return static_cast<std::int64_t>(std::floor(v * 65536.0 + 0.5)); }
+
+bool IsInReach(Geometry::PointDbl p) { return std::fabs(p.x) <= c_reach && std::fabs(p.y) <= c_reach; }
+
+Geometry::PointDbl AtY(Geometry::PointDbl a, Geometry::PointDbl b, double y) {
+    // Halves first: differences of the largest doubles overflow.
+    double const t = (y / 2 - a.y / 2) / (b.y / 2 - a.y / 2);
+    return {a.x * (1 - t) + b.x * t, y};
+}
+
+Geometry::PointDbl AtX(Geometry::PointDbl a, Geometry::PointDbl b, double x) {
+    double const t = (x / 2 - a.x / 2) / (b.x / 2 - a.x / 2);
+    return {x, a.y * (1 - t) + b.y * t};
+}
+
+} // namespace
+
+void CellRasteriser::Reset(Kernel::RectT<int> const& clip) {
+    m_clip = clip;
+    m_cells.clear();
+    std::size_t const pixels =
+        static_cast<std::size_t>(clip.GetWidth() + 1) * static_cast<std::size_t>(clip.GetHeight());
+    m_compactAt = std::max<std::size_t>(std::size_t{1} << 20, 4 * pixels);
+}
+
+void CellRasteriser::AddEdge(Geometry::PointDbl from, Geometry::PointDbl to) {
+    if (IsInReach(from) && IsInReach(to)) {
+        AddFixed(ToFixed(from.x), ToFixed(from.y), ToFixed(to.x), ToFixed(to.y));
+        return;
+    }
+    // Cut at the reach: what lies above or below has no effect, what lies beside has that of an upright edge there.
+    // Always cut in the same direction, so that equal edges are cut alike.
+    bool const down = from.y < to.y;
+    Geometry::PointDbl a = down ? from : to, b = down ? to : from;
+    if (!(a.y < c_reach) || !(b.y > -c_reach) || a.y == b.y)
+        return;
+    Geometry::PointDbl const top = a, bottom = b;
+    if (a.y < -c_reach)
+        a = AtY(top, bottom, -c_reach);
+    if (b.y > c_reach)
+        b = AtY(top, bottom, c_reach);
+    Geometry::PointDbl points[4] = {a, a, b, b};
+    auto const clampX = [](Geometry::PointDbl p) {
+        return Geometry::PointDbl{std::clamp(p.x, -c_reach, c_reach), p.y};
+    };
+    double const first = a.x < b.x ? -c_reach : c_reach;
+    if ((a.x < first) != (b.x < first) && a.x != first)
+        points[1] = AtX(a, b, first);
+    if ((a.x < -first) != (b.x < -first) && b.x != -first)
+        points[2] = AtX(a, b, -first);
+    points[1].y = std::clamp(points[1].y, a.y, b.y);
+    points[2].y = std::clamp(points[2].y, points[1].y, b.y);
+    for (int i = 0; i != 3; ++i) {
+        Geometry::PointDbl const p = clampX(points[i]), q = clampX(points[i + 1]);
+        if (down)
+            AddFixed(ToFixed(p.x), ToFixed(p.y), ToFixed(q.x), ToFixed(q.y));
+        else
+            AddFixed(ToFixed(q.x), ToFixed(q.y), ToFixed(p.x), ToFixed(p.y));
+    }
+}
+
+void CellRasteriser::AddFixed(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2) {
+    if (y1 == y2)
+        return;
+    int sign = 1;
+    if (y1 > y2) {
+        std::swap(x1, x2);
+        std::swap(y1, y2);
+        sign = -1;
+    }
+    int const firstRow = std::max(static_cast<int>(y1 >> c_shift), m_clip.top);
+    int const lastRow = std::min(static_cast<int>((y2 - 1) >> c_shift), m_clip.bottom - 1);
+    if (firstRow > lastRow || (x1 >= m_clip.right * c_one && x2 >= m_clip.right * c_one))
+        return;
+    if (x1 == x2 || (x1 < m_clip.left * c_one && x2 < m_clip.left * c_one)) {
+        // No crossing of a column's border: rows need no slope.
+        std::int64_t const x = std::max(x1, m_clip.left * c_one);
+        int const column = static_cast<int>(x >> c_shift);
+        std::int64_t const twice = 2 * (x & (c_one - 1));
+        for (int row = firstRow; row <= lastRow; ++row) {
+            std::int64_t const top = std::max(y1, row * c_one), bottom = std::min(y2, (row + 1) * c_one);
+            AddCell(column, row, sign * (bottom - top), sign * (bottom - top) * twice);
+        }
+        return;
+    }
+    if (y1 >= firstRow * c_one && y2 <= (firstRow + 1) * c_one) {
+        AddInRow(firstRow, x1, y1 - firstRow * c_one, x2, y2 - firstRow * c_one, sign);
+        return;
+    }
+    // Where the edge crosses the lower border of the first row, the next row, ...
+    Stepper crossing(x1, (firstRow + 1) * c_one - y1, c_one, x2 - x1, y2 - y1);
+    std::int64_t x = firstRow * c_one <= y1 ? x1 : x1 + MultiplyDivide(firstRow * c_one - y1, x2 - x1, y2 - y1).floor;
+    for (int row = firstRow; row <= lastRow; ++row) {
+        bool const last = y2 <= (row + 1) * c_one;
+        std::int64_t const next = last ? x2 : crossing.Get();
+        AddInRow(row, x, std::max(y1 - row * c_one, std::int64_t{0}), next, last ? y2 - row * c_one : c_one, sign);
+        x = next;
+        crossing.Advance();
+    }
+}
+
+void CellRasteriser::AddInRow(int row, std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2, int sign) {
+    if (x1 > x2) {
+        std::swap(x1, x2);
+        std::swap(y1, y2);
+        sign = -sign;
+    }
+    std::int64_t const left = m_clip.left * c_one, right = m_clip.right * c_one;
+    if (x1 >= right)
+        return;
+    if ((x1 >> c_shift) == (x2 >> c_shift) && x1 >= left) {
+        std::int64_t const cover = sign * (y2 - y1);
+        AddCell(static_cast<int>(x1 >> c_shift), row, cover, cover * ((x1 & (c_one - 1)) + (x2 & (c_one - 1))));
+        return;
+    }
+    if (x2 <= left) {
+        AddCell(m_clip.left, row, sign * (y2 - y1), 0);
+        return;
+    }
+    // The height at which the edge crosses a column's border depends on the whole piece in this row, not on the clip.
+    std::int64_t const run = x2 - x1, rise = y2 - y1;
+    std::int64_t x = x1, y = y1;
+    if (x < left) {
+        y = y1 + MultiplyDivide(left - x1, rise, run).floor;
+        x = left;
+        AddCell(m_clip.left, row, sign * (y - y1), 0);
+    }
+    int column = static_cast<int>(x >> c_shift);
+    int const lastColumn = std::min(static_cast<int>((x2 - 1) >> c_shift), m_clip.right - 1);
+    Stepper crossing(y1, (column + 1) * c_one - x1, c_one, rise, run);
+    for (; column <= lastColumn; ++column) {
+        bool const last = x2 <= (column + 1) * c_one;
+        std::int64_t const nextY = last ? y2 : crossing.Get();
+        std::int64_t const nextX = last ? x2 : (column + 1) * c_one;
+        std::int64_t const cover = sign * (nextY - y);
+        AddCell(column, row, cover, cover * ((x - column * c_one) + (nextX - column * c_one)));
+        x = nextX;
+        y = nextY;
+        crossing.Advance();
+    }
+}
+
+void CellRasteriser::AddCell(int x, int row, std::int64_t cover, std::int64_t area) {
+    if (cover == 0)
+        return;
+    if (!m_cells.empty() && m_cells.back().x == x && m_cells.back().row == row) {
+        m_cells.back().cover += cover;
+        m_cells.back().area += area;
+        return;
+    }
+    m_cells.push_back({x, row, cover, area});
+    if (m_cells.size() >= m_compactAt) {
+        // At most one cell a pixel is left, so that this does not come again soon.
+        Compact();
+    }
+}
+
+void CellRasteriser::Compact() {
+    std::size_t const rows = static_cast<std::size_t>(m_clip.GetHeight());
+    m_rowStarts.assign(rows + 1, 0);
+    for (Cell const& cell : m_cells)
+        ++m_rowStarts[static_cast<std::size_t>(cell.row - m_clip.top) + 1];
+    for (std::size_t row = 0; row != rows; ++row)
+        m_rowStarts[row + 1] += m_rowStarts[row];
+    m_sorted.resize(m_cells.size());
+    for (Cell const& cell : m_cells)
+        m_sorted[m_rowStarts[static_cast<std::size_t>(cell.row - m_clip.top)]++] = cell;
+    // Each start has moved to its row's end.
+    std::size_t begin = 0;
+    m_cells.clear();
+    for (std::size_t row = 0; row != rows; ++row) {
+        std::size_t const end = m_rowStarts[row];
+        auto const first = m_sorted.begin() + static_cast<std::ptrdiff_t>(begin);
+        auto const last = m_sorted.begin() + static_cast<std::ptrdiff_t>(end);
+        std::sort(first, last, [](Cell const& a, Cell const& b) { return a.x < b.x; });
+        for (auto cell = first; cell != last; ++cell) {
+            if (cell != first && cell->x == m_cells.back().x) {
+                m_cells.back().cover += cell->cover;
+                m_cells.back().area += cell->area;
+            } else {
+                m_cells.push_back(*cell);
+            }
+        }
+        begin = end;
+    }
+}
+
+} // namespace Renderer::Detail

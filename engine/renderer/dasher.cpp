@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/renderer/stroker.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Renderer::Detail {
+
+namespace {
+
+// The part of a segment, as parameters, that lies inside a rectangle; false where none does (Y.-D. Liang and B. A.
+// Barsky, "A new concept and method for line clipping", 1984).
+bool ClipSegment(PointDbl a, PointDbl b, RectDbl const& r, double& t0, double& t1) {
+    t0 = 0;
+    t1 = 1;
+    auto const cut = [&](double from, double step, double low, double high) {
+        if (step == 0)
+            return from >= low && from <= high;
+        double enter = (low - from) / step, leave = (high - from) / step;
+        if (enter > leave)
+            std::swap(enter, leave);
+        t0 = std::max(t0, enter);
+        t1 = std::min(t1, leave);
+        return t0 <= t1;
+    };
+    return cut(a.x, b.x - a.x, r.left, r.right) && cut(a.y, b.y - a.y, r.top, r.bottom);
+}
+
+// Walks along a contour and switches between dash and gap.
+class DashWalk {
+public:
+    DashWalk(DashPattern const& pattern, RectDbl const& visible, std::function<void(Polyline const&)> const& emit)
+        : m_pattern(pattern), m_visible(visible), m_emit(emit) {
+        double phase = std::fmod(pattern.phase, pattern.period);
+        if (phase < 0)
+            phase += pattern.period;
+        while (phase >= m_pattern.lengths[m_index] && (phase > 0 || m_pattern.lengths[m_index] == 0)) {
+            phase -= m_pattern.lengths[m_index];
+            m_index = (m_index + 1) % m_pattern.lengths.size();
+        }
+        m_left = m_pattern.lengths[m_index] - std::max(phase, 0.0);
+        m_startsOn = IsOn();
+    }
+
+    void Start(PointDbl p) {
+        if (IsOn())
+            m_dash.Add(p, false);
+    }
+
+    // False when there have been too many dashes.
+    bool Go(PointDbl a, PointDbl b, bool smoothAtEnd) {
+        double const length = std::sqrt((b.x - a.x) * (b.x - a.x) + (b.y - a.y) * (b.y - a.y));
+        if (!(length > 0) || !std::isfinite(length))
+            return true;
+        auto const at = [&](double distance) {
+            double const t = distance / length;
+            return PointDbl{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t};
+        };
+        double t0, t1;
+        bool const seen = ClipSegment(a, b, m_visible, t0, t1);
+        double const enter = seen ? t0 * length : length, leave = seen ? t1 * length : 0;
+        double done = Skip(0, enter, at);
+        while (length - done >= m_left) {
+            done += m_left;
+            if (!Switch(at(done)))
+                return false;
+            if (done > leave)
+                done = Skip(done, length, at);
+        }
+        m_left -= length - done;
+        if (IsOn())
+            m_dash.Add(b, smoothAtEnd);
+        return true;
+    }
+
+    // A dash that runs over the start of a closed contour is one dash.
+    void Finish(bool closed) {
+        if (closed && m_startsOn && IsOn() && m_hasFirst) {
+            for (std::size_t i = 1; i < m_first.points.size(); ++i)
+                m_dash.Add(m_first.points[i], m_first.smooth[i]);
+            m_hasFirst = false;
+        }
+        if (m_hasFirst)
+            m_emit(m_first);
+        if (!m_dash.points.empty() && (m_dash.points.size() > 1 || m_count == 0))
+            m_emit(m_dash);
+    }
+
+private:
+    bool IsOn() const { return m_index % 2 == 0; }
+
+    // Leaves out whole periods that cannot be seen. Returns the new distance.
+    template <class At>
+    double Skip(double from, double to, At const& at) {
+        double const periods = std::floor((to - from) / m_pattern.period) - 2;
+        if (!(periods > 0))
+            return from;
+        double const target = std::min(from + periods * m_pattern.period, to);
+        if (IsOn()) {
+            m_dash.Clear();
+            m_dash.Add(at(target), false);
+        }
+        return target;
+    }
+
+    bool Switch(PointDbl p) {
+        if (IsOn()) {
+            m_dash.Add(p, false);
+            if (m_count == 0 && m_startsOn) {
+                m_first = m_dash;
+                m_hasFirst = true;
+            } else {
+                m_emit(m_dash);
+            }
+            m_dash.Clear();
+            if (++m_count > c_maximumDashes)
+                return false;
+        }
+        m_index = (m_index + 1) % m_pattern.lengths.size();
+        m_left = m_pattern.lengths[m_index];
+        if (IsOn())
+            m_dash.Add(p, false);
+        return true;
+    }
+
+    DashPattern const& m_pattern;
+    RectDbl const& m_visible;
+    std::function<void(Polyline const&)> const& m_emit;
+    std::size_t m_index = 0;
+    double m_left = 0;
+    bool m_startsOn = false;
+    bool m_hasFirst = false;
+    std::size_t m_count = 0;
+    Polyline m_first;
+    Polyline m_dash;
+};
+
+} // namespace
+
+DashPattern MakeDashPattern(LineStyle const& style, double weight, double smallestPeriod) {
+    DashPattern pattern;
+    if (style.GetType() != LineType::Dashed)
+        return {};
+    for (double const length : style.GetDashPattern()) {
+        if (!(length >= 0) || !std::isfinite(length * weight))
+            return {};
+        pattern.lengths.push_back(length * weight);
+    }
+    if (pattern.lengths.size() % 2 != 0) {
+        auto const once = pattern.lengths;
+        pattern.lengths.insert(pattern.lengths.end(), once.begin(), once.end());
+    }
+    double gaps = 0;
+    for (std::size_t i = 0; i != pattern.lengths.size(); ++i) {
+        pattern.period += pattern.lengths[i];
+        gaps += i % 2 == 1 ? pattern.lengths[i] : 0;
+    }
+    // Without gaps the dashes would only add caps to themselves.
+    if (!(pattern.period >= smallestPeriod) || !std::isfinite(pattern.period) || gaps == 0)
+        return {};
+    pattern.phase = std::isfinite(style.GetDashPhase() * weight) ? style.GetDashPhase() * weight : 0;
+    return pattern;
+}
+
+bool ForEachDash(Polyline const& line, DashPattern const& pattern, RectDbl const& visible,
+                 std::function<void(Polyline const&)> const& emit) {
+    if (line.points.empty())
+        return true;
+    DashWalk walk(pattern, visible, emit);
+    walk.Start(line.points.front());
+    for (std::size_t i = 1; i < line.points.size(); ++i) {
+        if (!walk.Go(line.points[i - 1], line.points[i], line.smooth[i]))
+            return false;
+    }
+    if (line.closed && !walk.Go(line.points.back(), line.points.front(), line.smooth.front()))
+        return false;
+    walk.Finish(line.closed);
+    return true;
+}
+
+} // namespace Renderer::Detail

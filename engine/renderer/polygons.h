@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/geometry/transform.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace Renderer::Detail {
+
+using Geometry::PointDbl;
+using Geometry::RectDbl;
+using Geometry::Transform;
+
+// Closed polygons, one after another in one list of points.
+class Polygons {
+public:
+    void Add(PointDbl p) { m_points.push_back(p); }
+    // Ends the polygon whose points were added last. One of fewer than 3 points has no area and is dropped, as is one
+    // with a coordinate that is not finite.
+    void EndPolygon();
+    void Clear();
+    // Maps the points; polygons that are no longer finite are dropped.
+    void ApplyTransform(Transform const& transform);
+
+    bool empty() const { return m_ends.empty(); }
+    std::size_t GetCount() const { return m_ends.size(); }
+    std::span<PointDbl const> GetPolygon(std::size_t index) const {
+        std::size_t const begin = index == 0 ? 0 : m_ends[index - 1];
+        return std::span(m_points).subspan(begin, m_ends[index] - begin);
+    }
+    std::vector<PointDbl> const& GetPoints() const { return m_points; }
+    std::size_t GetMemoryUse() const {
+        return m_points.capacity() * sizeof(PointDbl) + m_ends.capacity() * sizeof(std::size_t);
+    }
+    void ShrinkToFit();
+
+private:
+    std::vector<PointDbl> m_points;
+    std::vector<std::size_t> m_ends;
+};
+
+// A flattened contour as a line is drawn along it.
+struct Polyline {
+    std::vector<PointDbl> points;
+    // For each point whether the curve runs on smoothly there.
+    std::vector<bool> smooth;
+    bool closed = false;
+
+    void Add(PointDbl p, bool isSmooth) {
+        points.push_back(p);
+        smooth.push_back(isSmooth);
+    }
+    void Clear() {
+        points.clear();
+        smooth.clear();
+    }
+};
+
+} // namespace Renderer::Detail

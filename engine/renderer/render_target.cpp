@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/renderer/render_target.h"
+
+#include "platform/kernel/exception.h"
+#include "platform/raster/dynamic_bitmap.h"
+
+namespace Renderer {
+
+RenderTarget::RenderTarget(Transform const& base) : m_transforms{base}, m_scalarTransform(base.GetUniformScale()) {}
+RenderTarget::~RenderTarget() = default;
+NullRenderTarget::~NullRenderTarget() = default;
+
+void RenderTarget::SetDrawnObject(Kernel::Counted<Kernel::Countable const>) {}
+
+void RenderTarget::DrawCurves(Kernel::Counted<Geometry::PolyCurveDbl const> curves, Paint const& paint,
+                              Geometry::WindingOrderMode windingOrderMode) {
+    if (curves && !curves->empty())
+        DrawCurvesWithLine(std::move(curves), paint.opacity, paint.blendMode, paint.blendOptions, paint.mainFill,
+                           paint.secondFill, paint.lineFill, paint.lineStyle, windingOrderMode);
+}
+
+void RenderTarget::DrawPolygons(Kernel::Counted<Geometry::PolyPolygonType<double> const> polygons, Paint const& paint) {
+    if (polygons)
+        DrawPolygonsWithLine(std::move(polygons), paint.opacity, paint.blendMode, paint.blendOptions, paint.lineFill,
+                             paint.secondFill, paint.lineStyle);
+}
+
+void RenderTarget::DrawBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap, Transform const& pixelsToObject,
+                              double opacity, BlendMode blendMode, Resampling resampling) {
+    if (!bitmap || bitmap->IsEmpty())
+        return;
+    // A pixel more on all sides: the fill itself ends at the bitmap's edge, and there smoothly where it is turned.
+    double const width = bitmap->GetWidth(), height = bitmap->GetHeight();
+    auto const outline = Kernel::MakeCounted<Geometry::PolyCurveDbl>(RectDbl{-1, -1, width + 1, height + 1});
+    Paint paint;
+    paint.blendMode = blendMode;
+    paint.mainFill = FillDescriptorConst(Kernel::Consolidated<Fill>(Kernel::Counted<Fill const>(
+        new BitmapFill(std::move(bitmap), TileMode::Clear, TileMode::Clear, resampling, opacity))));
+    PushTransform(pixelsToObject);
+    DrawCurves(outline, paint, Geometry::WindingOrderMode::NonZero);
+    PopTransform();
+}
+
+void RenderTarget::SetColourFormatAndProfiles(Raster::Format format, Raster::ICCProfileSet const& profiles) {
+    m_colourFormat = format;
+    m_colourProfiles = profiles;
+}
+
+void RenderTarget::PushTransform(Transform const& transform) { m_transforms.push_back(GetTransform() * transform); }
+
+void RenderTarget::PopTransform() {
+    if (m_transforms.size() == 1)
+        throw Kernel::Exception("a transform is popped that was not pushed");
+    m_transforms.pop_back();
+}
+
+void RenderTarget::Close(Scope scope) {
+    if (m_open.empty() || m_open.back() != scope)
+        throw Kernel::Exception("a clip, mask or layer is ended that was not begun last");
+    m_open.pop_back();
+}
+
+void RenderTarget::PushClip(Kernel::Counted<Geometry::PolyCurveDbl const> curves,
+                            Geometry::WindingOrderMode windingOrderMode) {
+    m_open.push_back(Scope::Clip);
+    OnPushClip(std::move(curves), windingOrderMode);
+}
+
+void RenderTarget::PushClipRectangle(RectDbl const& rectangle) {
+    PushClip(Kernel::MakeCounted<Geometry::PolyCurveDbl>(rectangle), Geometry::WindingOrderMode::NonZero);
+}
+
+void RenderTarget::BeginMask(MaskKind kind) {
+    m_open.push_back(Scope::Mask);
+    OnBeginMask(kind);
+}
+
+void RenderTarget::EndMask() {
+    Close(Scope::Mask);
+    m_open.push_back(Scope::Clip);
+    OnEndMask();
+}
+
+void RenderTarget::PopClip() {
+    Close(Scope::Clip);
+    OnPopClip();
+}
+
+void RenderTarget::PushLayer(LayerOptions const& options) {
+    m_open.push_back(Scope::Layer);
+    OnPushLayer(options);
+}
+
+void RenderTarget::PopLayer() {
+    Close(Scope::Layer);
+    OnPopLayer();
+}
+
+} // namespace Renderer
