@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/document_controller.h"
+#include "platform/kernel/exception.h"
+
+void DocumentController::RunPreview(Kernel::Counted<DocumentCommand> command) {
+    if (!command)
+        throw Kernel::Exception("there is no command to preview");
+    RunStep(
+        [](DomainController& controller, std::uintptr_t argument, Kernel::NotificationList& notifications) {
+            From(controller)
+                .ShowPreview(*reinterpret_cast<Kernel::Counted<DocumentCommand> const*>(argument), notifications);
+        },
+        reinterpret_cast<std::uintptr_t>(&command));
+}
+
+void DocumentController::ShowPreview(Kernel::Counted<DocumentCommand> const& command,
+                                     Kernel::NotificationList& notifications) {
+    command->SetPreview(true);
+    auto const older = m_preview;
+    if (older) {
+        HidePreview(notifications);
+        // The older command may take over what the newer one wants. It has been taken back and so is done afresh, not
+        // redone: what it captured may be wrong for its new values.
+        if (older->CanMerge(command) && older->Merge(command)) {
+            DoPreview(older, notifications);
+            return;
+        }
+    }
+    Bind(*command);
+    if (older) {
+        command->FastTrackPreview(older);
+        older->Teardown();
+    }
+    DoPreview(command, notifications);
+}
+
+void DocumentController::DoPreview(Kernel::Counted<DocumentCommand> const& command,
+                                   Kernel::NotificationList& notifications) {
+    command->ClearAbortFlag();
+    command->DoAndUpdateCaches();
+    m_preview = command;
+    command->NotifyWithCacheUpdates(notifications);
+}
+
+// Takes the preview's changes back; its command is no preview of the controller's any more.
+void DocumentController::HidePreview(Kernel::NotificationList& notifications) {
+    m_preview->ClearAbortFlag();
+    m_preview->UndoAndUpdateCaches();
+    auto const hidden = std::exchange(m_preview, nullptr);
+    hidden->NotifyWithCacheUpdates(notifications);
+}
+
+void DocumentController::TakeBackPreview(Kernel::NotificationList& notifications) {
+    if (!m_preview) [[likely]]
+        return;
+    auto const preview = m_preview;
+    HidePreview(notifications);
+    preview->Teardown();
+}
+
+void DocumentController::ClearPreviewFor(Kernel::Counted<DocumentCommand> const& clearing,
+                                         Kernel::NotificationList& notifications) {
+    if (auto kept = m_preview->ShouldStackForUndoWhenClearedAsPreview(clearing, notifications)) {
+        m_preview.reset();
+        kept->SetPreview(false);
+        Finish(std::move(kept));
+        return;
+    }
+    TakeBackPreview(notifications);
+}
+
+void DocumentController::EndPreview(bool keep) {
+    RunStep(
+        [](DomainController& controller, std::uintptr_t kept, Kernel::NotificationList& notifications) {
+            auto& self = From(controller);
+            if (!self.m_preview)
+                return;
+            if (kept == 0)
+                self.TakeBackPreview(notifications);
+            else
+                self.KeepPreview(notifications);
+        },
+        keep ? 1 : 0);
+}
+
+void DocumentController::KeepPreview(Kernel::NotificationList& notifications) {
+    auto command = std::exchange(m_preview, nullptr);
+    command->SetPreview(false);
+    // Said again, because those who do without previews have not heard it.
+    command->NotifyWithCacheUpdates(notifications);
+    auto const done = command;
+    Finish(std::move(command));
+    done->CallCompletionCallbacks();
+}

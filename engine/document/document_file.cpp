@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/document/document_file.h"
+
+#include "platform/document/compound_command.h"
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+#include "platform/kernel/field_value.h"
+
+#include <unordered_set>
+
+namespace {
+
+// Editing keeps other programs from saving the file. Where that cannot be had, the document is read all the same.
+Kernel::Counted<Store::Container> OpenContainer(std::filesystem::path const& path, bool& isReadOnly) {
+    isReadOnly = false;
+    try {
+        return Store::Container::Open(path, Store::OpenMode::Edit);
+    } catch (Kernel::DamagedDataException const&) {
+        throw;
+    } catch (Store::NewerFormatException const&) {
+        throw;
+    } catch (Kernel::Exception const&) {
+        isReadOnly = true;
+    }
+    return Store::Container::Open(path, Store::OpenMode::Read);
+}
+
+// The commands that a command is made of, itself among them.
+void GatherCommands(Kernel::Countable* command, std::unordered_set<Kernel::Countable const*>& all) {
+    std::vector<Kernel::Countable*> pending{command};
+    while (!pending.empty()) {
+        auto* const next = pending.back();
+        pending.pop_back();
+        if (next == nullptr || !all.insert(next).second)
+            continue;
+        if (auto* const compound = Kernel::CastPointer<CompoundCommand>(next)) {
+            for (auto const& child : compound->GetCommands())
+                pending.push_back(child.get());
+        }
+    }
+}
+
+} // namespace
+
+Kernel::Counted<Kernel::Serialisable> DocumentRoot::CreateObject() { return Kernel::MakeCounted<DocumentRoot>(); }
+
+Kernel::ClassProperties const* DocumentRoot::GetTypeClassProperties() {
+    static Kernel::ClassProperties const s_properties("DcRt", &DocumentRoot::CreateObject, 1, nullptr, nullptr,
+                                                      "DocumentRoot");
+    static Kernel::ClassPropertiesBase::Init const s_init(&s_properties);
+    return &s_properties;
+}
+
+void DocumentRoot::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Docu", document);
+    Kernel::SaveValue(out, "Sett", settings);
+    Kernel::SaveValue(out, "Defs", defaults);
+    Kernel::SaveValue(out, "Hist", history);
+    Kernel::SaveValue(out, "Sele", selection);
+    Kernel::SaveValue(out, "Sprd", currentSpread);
+}
+
+bool DocumentRoot::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "Docu", document);
+    Kernel::LoadValue(in, "Sett", settings);
+    Kernel::LoadValue(in, "Defs", defaults);
+    Kernel::LoadValue(in, "Hist", history);
+    Kernel::LoadValue(in, "Sele", selection);
+    Kernel::LoadValue(in, "Sprd", currentSpread);
+    return true;
+}
+
+void DocumentRoot::Check() const {
+    if (!document || !settings || !defaults || !history || !selection)
+        throw Kernel::DamagedDataException("the document is damaged: a part of it is missing");
+    document->CheckInvariants();
+    if (document->GetSpreads().empty())
+        throw Kernel::DamagedDataException("the document is damaged: it has no spread");
+}
+
+void DocumentController::File::Gather(DocumentController const& controller) {
+    auto const set = [this](auto& member, auto const& value) {
+        if (member == value)
+            return;
+        member = value;
+        root->MarkChanged();
+    };
+    set(root->document, controller.m_document);
+    set(root->settings, controller.m_settings);
+    set(root->defaults, controller.m_defaults);
+    set(root->history, controller.m_history);
+    set(root->selection, controller.m_selection);
+    set(root->currentSpread, controller.m_currentSpread);
+}
+
+// What was written before a failure is in no file: the graph must not believe that it is.
+void DocumentController::File::SaveGraph(Store::Container& target) {
+    try {
+        Store::SaveTransaction transaction(target);
+        Kernel::Counted<Kernel::Serialisable const> const roots[] = {root};
+        graph.Save(roots, target, &target, target.GetPath().string());
+        transaction.Commit();
+    } catch (...) {
+        graph.RequireFullSave();
+        throw;
+    }
+}
+
+void DocumentController::File::SaveChanges() {
+    if (isReadOnly)
+        throw Kernel::Exception("cannot be saved in its place: it is in use by another program or may only be read");
+    if (graph.HasChanges())
+        SaveGraph(*container);
+}
+
+// A copy of the old file is the start, because values that were never read, or cannot be, are in it only.
+void DocumentController::File::SaveAs(std::filesystem::path const& path) {
+    auto target = container ? container->CopyTo(path, Store::IfExists::Replace)
+                            : Store::Container::Create(path, Store::IfExists::Replace);
+    graph.RequireFullSave();
+    SaveGraph(*target);
+    container = std::move(target);
+    isReadOnly = false;
+}
+
+void DocumentController::Save(std::string const& path) {
+    RunExclusive([&] { SaveLocked(path); });
+}
+
+void DocumentController::SaveLocked(std::string const& path) {
+    if (m_file == nullptr)
+        m_file = std::make_unique<File>();
+    // What is only shown is not saved. Nobody else sees the document meanwhile.
+    auto const preview = std::exchange(m_preview, nullptr);
+    if (preview)
+        preview->UndoAndUpdateCaches();
+    std::exception_ptr failure;
+    try {
+        m_file->Gather(*this);
+        auto const target = Store::FileSystem::GetNative().Resolve(path);
+        if (m_file->container && m_file->container->GetPath() == target)
+            m_file->SaveChanges();
+        else
+            m_file->SaveAs(target);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (preview) {
+        preview->RedoAndUpdateCaches();
+        m_preview = preview;
+    }
+    if (failure != nullptr)
+        std::rethrow_exception(failure);
+    m_changedSinceSave = false;
+}
+
+bool DocumentController::IsChangedSinceSave() const { return m_changedSinceSave; }
+
+Kernel::Counted<DocumentController> DocumentController::Open(std::string const& path, bool trusted) {
+    auto file = std::make_unique<File>();
+    DocumentRoot::GetTypeClassProperties();
+    try {
+        file->container = OpenContainer(path, file->isReadOnly);
+        Store::ReadSnapshot const snapshot(*file->container);
+        Kernel::FileStore files(file->container, path);
+        auto const roots = file->graph.Load(*file->container, files, [](auto const& loaded) {
+            auto const root = loaded.empty() ? nullptr : Kernel::Cast<DocumentRoot>(loaded.front());
+            if (!root)
+                throw Kernel::DamagedDataException("the document is damaged: it has no beginning");
+            root->Check();
+        });
+        file->root = Kernel::Cast<DocumentRoot>(roots.front());
+    } catch (Store::NewerFormatException const& newer) {
+        throw Kernel::FutureVersionException(newer.GetMessage(), false);
+    }
+    Kernel::Counted<DocumentController> controller(new DocumentController);
+    auto const& root = *file->root;
+    controller->m_document = root.document;
+    controller->m_settings = root.settings;
+    controller->m_defaults = root.defaults;
+    controller->m_selection = root.selection;
+    controller->m_currentSpread =
+        root.currentSpread ? root.currentSpread : Kernel::Counted<SpreadNode>(root.document->GetSpreads().front());
+    controller->m_file = std::move(file);
+    controller->PrepareLoadedHistory(root.history, trusted);
+    return controller;
+}
+
+// Objects that said of themselves that they cannot be read may be commands, whose steps then stay as they are; nothing
+// else of a document can be done without.
+void DocumentController::PrepareLoadedHistory(Kernel::Counted<History> const& history, bool trusted) {
+    std::unordered_set<Kernel::Countable const*> unreadable;
+    for (auto const& object : m_file->graph.GetUnreadable())
+        unreadable.insert(object.get());
+    history->ResolveLoaded(trusted);
+    std::unordered_set<Kernel::Countable const*> excused;
+    for (auto& step : history->m_steps) {
+        std::unordered_set<Kernel::Countable const*> parts;
+        if (!unreadable.empty())
+            GatherCommands(step.command.get(), parts);
+        bool const isUnreadable =
+            std::any_of(parts.begin(), parts.end(), [&](auto const* part) { return unreadable.contains(part); });
+        if (isUnreadable) {
+            excused.insert(parts.begin(), parts.end());
+            step.command.reset();
+        }
+    }
+    for (auto const* object : unreadable) {
+        if (!excused.contains(object))
+            throw Kernel::DamagedDataException("the document is damaged: a part of it cannot be read");
+    }
+    for (auto& step : history->m_steps) {
+        if (step.command)
+            step.command->PostLoad(this);
+    }
+    // Only now: until here its commands have no controller to end with.
+    m_history = history;
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/store/container.h"
+#include "platform/document/document_controller.h"
+#include "platform/kernel/object_graph.h"
+
+// The object that a document file begins with: everything that is saved can be reached from it.
+class DocumentRoot final : public Kernel::Serialisable {
+public:
+    Kernel::Counted<DocumentNode> document;
+    Kernel::Counted<DocumentSettings> settings;
+    Kernel::Counted<DocumentDefaults> defaults;
+    Kernel::Counted<History> history;
+    Kernel::Counted<Selection const> selection;
+    Kernel::Counted<SpreadNode> currentSpread;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+    // Throws Kernel::DamagedDataException when something is missing or the tree breaks its rules.
+    void Check() const;
+};
+
+// The file that a document was read from or last saved to, and what is in it.
+struct DocumentController::File {
+    // Empty before the first save.
+    Kernel::Counted<Store::Container> container;
+    // The container was opened by a program that cannot change it, or while another one was editing it.
+    bool isReadOnly = false;
+    Kernel::Counted<DocumentRoot> root = Kernel::MakeCounted<DocumentRoot>();
+    Kernel::ObjectGraph graph;
+
+    // Takes over what the controller holds now.
+    void Gather(DocumentController const& controller);
+    void SaveChanges();
+    void SaveAs(std::filesystem::path const& path);
+
+private:
+    void SaveGraph(Store::Container& target);
+};

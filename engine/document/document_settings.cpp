@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/document_settings.h"
+
+#include "platform/kernel/exception.h"
+#include "platform/kernel/field_value.h"
+
+void DocumentDefaults::SetGuidesFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> const& fill) {
+    m_guidesFill = fill;
+    MarkChanged();
+}
+
+Kernel::Counted<Kernel::Serialisable> DocumentDefaults::CreateObject() {
+    return Kernel::MakeCounted<DocumentDefaults>();
+}
+
+void DocumentDefaults::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(out, "GFil", m_guidesFill); }
+
+bool DocumentDefaults::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "GFil", m_guidesFill);
+    return true;
+}
+
+void PageManagementOptions::SetShouldAnchorToSpine(bool anchor) {
+    m_anchorToSpine = anchor;
+    MarkChanged();
+}
+
+void PageManagementOptions::SetMasterMigrationStrategy(MasterMigrationStrategy strategy) {
+    m_masterMigration = strategy;
+    MarkChanged();
+}
+
+Kernel::Counted<Kernel::Serialisable> PageManagementOptions::CreateObject() {
+    return Kernel::MakeCounted<PageManagementOptions>();
+}
+
+void PageManagementOptions::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Spin", m_anchorToSpine);
+    Kernel::SaveValue(out, "MMig", m_masterMigration);
+}
+
+bool PageManagementOptions::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "Spin", m_anchorToSpine);
+    Kernel::LoadValue(in, "MMig", m_masterMigration);
+    return true;
+}
+
+Kernel::Counted<Kernel::Serialisable> DocumentSettings::CreateObject() {
+    return Kernel::MakeCounted<DocumentSettings>();
+}
+
+void DocumentSettings::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Refl", shouldReflowPages);
+    Kernel::SaveValue(out, "ScEn", scaleOverrideEnabled);
+    Kernel::SaveValue(out, "ScFl", scaleOverrideFlags);
+    Kernel::SaveValue(out, "PgMO", pageManagement);
+    Kernel::SaveValue(out, "Prof", pressureProfiles);
+}
+
+bool DocumentSettings::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "Refl", shouldReflowPages);
+    Kernel::LoadValue(in, "ScEn", scaleOverrideEnabled);
+    Kernel::LoadValue(in, "ScFl", scaleOverrideFlags);
+    Kernel::LoadValue(in, "PgMO", pageManagement);
+    Kernel::LoadValue(in, "Prof", pressureProfiles);
+    if (!pageManagement)
+        throw Kernel::DamagedDataException("the settings are damaged: the page options are missing");
+    for (auto const& profile : pressureProfiles) {
+        if (!profile)
+            throw Kernel::DamagedDataException("the settings are damaged: a pressure profile is missing");
+    }
+    return true;
+}

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/document/domain_lock.h"
+#include "engine/document/notification_delivery.h"
+#include "platform/document/background_task_command.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+// The queue of a domain and the threads that work it off. It may outlive its controller for a moment, while its own
+// threads end.
+struct DomainController::Implementation : std::enable_shared_from_this<DomainController::Implementation> {
+    // Someone who waits for an item on another thread.
+    struct Waiter {
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::exception_ptr error;
+        bool done = false;
+
+        void Finish(std::exception_ptr what) noexcept;
+        // Throws what ended the item.
+        void Wait();
+    };
+
+    // A command, or a step of the controller's own.
+    struct Item {
+        Kernel::Counted<DomainCommand> command;
+        Step step = nullptr;
+        std::uintptr_t argument = 0;
+        Waiter* waiter = nullptr;
+        std::unique_ptr<Completion> completion;
+        bool avoidsMultiple = false;
+        bool dropped = false;
+    };
+
+    // Has the turn and the writing from construction to destruction. Its end runs what was queued meanwhile on this
+    // thread, and delivers.
+    class Turn {
+    public:
+        explicit Turn(Implementation& domain) : m_domain(domain) { domain.lock.Acquire(); }
+        Turn(Turn const&) = delete;
+        Turn& operator=(Turn const&) = delete;
+        ~Turn() { m_domain.EndTurn(); }
+
+    private:
+        Implementation& m_domain;
+    };
+
+    explicit Implementation(DomainController* owner) : controller(owner), delivery(lock) {}
+
+    void Queue(Item&& item);
+    void QueueAndWait(Item&& item);
+    void Push(Item&& item);
+    // Takes new items over from the producers.
+    void Absorb();
+    // Items behind `first` take those in front of them out of the queue that they replace.
+    void DropReplaced(std::size_t first);
+    void RunPending() noexcept;
+    void RunItem(Item& item) noexcept;
+    void RunCommand(Kernel::Counted<DomainCommand>&& command);
+    void RunBackgroundTask(Kernel::Counted<DomainCommand>&& command);
+    // Whether the item has to wait until readers have left.
+    bool MustDefer(Item const& item) const;
+    void Complete(Item& item, std::exception_ptr const& error) noexcept;
+    void EndTurn() noexcept;
+    // Gives the notifications of finished commands to the delivery.
+    void HandOver();
+    void DeliverDirectly() noexcept;
+
+    void StartThreads(Kernel::Counted<DomainController> const& owner);
+    void StopThreads();
+    void RunThread();
+    // False: the thread is to end.
+    bool WaitForItems();
+    void AbortTaskForReader() noexcept;
+    // To be called when a reader has left.
+    void WakeDeferred();
+
+    DomainController* const controller;
+    Kernel::Weak<DomainController> weakController;
+    DomainLock lock;
+    NotificationDelivery delivery;
+
+    // What producers share.
+    std::mutex queueMutex;
+    std::condition_variable queueChanged;
+    std::vector<Item> incoming;
+    std::atomic<bool> hasIncoming{false};
+    bool threadSleeps = false;
+    bool stop = false;
+    std::atomic<bool> hasThread{false};
+    std::thread thread;
+
+    // What belongs to the thread that has the turn.
+    std::vector<Item> pending;
+    std::size_t next = 0;
+    // Tasks that wait for readers to leave.
+    std::vector<Item> deferred;
+    Kernel::NotificationList outgoing;
+    std::atomic<bool> directDelivery{false};
+
+    // A background task runs that gives way to readers, and its flag.
+    std::atomic<bool> readersAbortTask{false};
+    bool abortTask = false;
+    std::atomic<bool> hasDeferred{false};
+
+    std::atomic<DomainClock const*> clock{nullptr};
+    std::atomic<ProgressListener*> progressListener{nullptr};
+    DomainCommand const* progressCommand = nullptr;
+    std::int64_t lastProgress = 0;
+};

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/history.h"
+
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+#include "platform/kernel/field_value.h"
+#include "platform/kernel/trace.h"
+
+namespace {
+
+// A command's end cannot fail as far as its history is concerned: it is gone either way.
+void TearDown(HistoryStep& step) noexcept {
+    if (!step.command)
+        return;
+    try {
+        step.command->Teardown();
+    } catch (std::exception const& error) {
+        Kernel::Trace::Write(std::string("The end of a command failed: ") + error.what() + "\r\n");
+    }
+}
+
+} // namespace
+
+HistoryEntry::HistoryEntry(Kernel::Counted<DocumentCommand> const& command) { SetCommand(command); }
+
+Kernel::Counted<DocumentCommand> HistoryEntry::GetCommand() const { return Kernel::Cast<DocumentCommand>(m_command); }
+
+void HistoryEntry::SetCommand(Kernel::Counted<DocumentCommand> const& command) {
+    m_command = command;
+    m_description = command->GetDescription();
+    MarkChanged();
+}
+
+Kernel::Counted<Kernel::Serialisable> HistoryEntry::CreateObject() { return Kernel::MakeCounted<HistoryEntry>(); }
+
+void HistoryEntry::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Comm", m_command);
+    Kernel::SaveValue(out, "Text", m_description.GetText());
+    Kernel::SaveValue(out, "Ctxt", m_description.GetContext());
+}
+
+bool HistoryEntry::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::String text, context;
+    Kernel::LoadValue(in, "Comm", m_command);
+    Kernel::LoadValue(in, "Text", text);
+    Kernel::LoadValue(in, "Ctxt", context);
+    m_description = Kernel::LocalisedString(std::move(text), std::move(context));
+    return true;
+}
+
+History::~History() = default;
+
+Kernel::Counted<DocumentCommand> History::GetCommand(std::size_t index) const {
+    return index < m_steps.size() ? m_steps[index].command : nullptr;
+}
+
+Kernel::LocalisedString History::GetDescription(std::size_t index) const {
+    if (index >= m_steps.size())
+        return {};
+    HistoryStep const& step = m_steps[index];
+    return step.stored ? step.stored->GetDescription() : step.command->GetDescription();
+}
+
+HistoryEntry& History::GetStored(HistoryStep const& step) const {
+    if (!step.stored)
+        step.stored = Kernel::MakeCounted<HistoryEntry>(step.command);
+    return *step.stored;
+}
+
+Kernel::Counted<Kernel::Serialisable> History::CreateObject() { return Kernel::MakeCounted<History>(); }
+
+// Entries are objects of their own, so that a save after one more step writes that step and the list of references.
+void History::Save(Kernel::OutSerialiser& out) const {
+    std::vector<Kernel::Counted<HistoryEntry>> entries;
+    entries.reserve(m_steps.size());
+    for (auto const& step : m_steps)
+        entries.emplace_back(&GetStored(step));
+    Kernel::SaveValue(out, "Entr", entries);
+    Kernel::SaveValue(out, "Posi", static_cast<std::uint32_t>(m_position));
+}
+
+bool History::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    std::vector<Kernel::Counted<HistoryEntry>> entries;
+    std::uint32_t position = 0;
+    Kernel::LoadValue(in, "Entr", entries);
+    Kernel::LoadValue(in, "Posi", position);
+    if (position > entries.size())
+        throw Kernel::DamagedDataException("the history is damaged: its position lies behind its end");
+    m_position = position;
+    m_steps.clear();
+    for (auto& entry : entries) {
+        if (!entry)
+            throw Kernel::DamagedDataException("the history is damaged: a step is missing");
+        m_steps.emplace_back().stored = std::move(entry);
+    }
+    return true;
+}
+
+void History::ResolveLoaded(bool trusted) {
+    for (auto& step : m_steps) {
+        step.command = step.stored->GetCommand();
+        step.needsValidation = !trusted;
+        if (!step.command)
+            continue;
+        if (auto replacement = step.command->GetReplacementCommand()) {
+            step.command = std::move(replacement);
+            step.stored->SetCommand(step.command);
+        }
+    }
+}
+
+void History::TearDownFrom(std::size_t first) {
+    if (first >= m_steps.size())
+        return;
+    while (m_steps.size() > first) {
+        TearDown(m_steps.back());
+        m_steps.pop_back();
+    }
+    m_position = std::min(m_position, first);
+    MarkChanged();
+}
+
+void History::TearDownOldest() {
+    TearDown(m_steps.front());
+    m_steps.pop_front();
+    --m_position;
+    MarkChanged();
+}
