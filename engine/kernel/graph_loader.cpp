@@ -4,7 +4,7 @@
 #include "engine/kernel/graph_access.h"
 #include "platform/kernel/exception.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace Kernel::Detail {
 
@@ -20,44 +20,35 @@ void GraphLoader::ReadChunks() {
     if (numbers.empty())
         ThrowDamaged("there are no objects");
     m_header = ReadHeader(m_storage.ReadChunk(0));
-    m_chunks.resize(numbers.size() - 1);
-    for (std::uint32_t number = 1; number != numbers.size(); ++number) {
-        auto& chunk = m_chunks[number - 1];
-        chunk.bytes = m_storage.ReadChunk(number);
-        ReadSlots(number, chunk);
+    if (numbers.size() != m_header.chunks.size() + 1)
+        ThrowDamaged("a chunk of objects is missing");
+    m_chunks.reserve(m_header.chunks.size());
+    for (auto const& chunk : m_header.chunks) {
+        if (chunk.firstId != m_slots.size() + 1)
+            ThrowDamaged("an object is missing");
+        ReadSlots(m_chunks.emplace_back(m_storage.ReadChunk(chunk.number)));
     }
+    if (m_slots.size() + 1 != m_header.nextId)
+        ThrowDamaged("an object is missing");
 }
 
-void GraphLoader::ReadSlots(std::uint32_t number, Chunk& chunk) {
-    // An object takes 12 bytes at least.
-    chunk.slots.reserve(std::min<std::size_t>(chunk.bytes.size() / 12, c_idsPerChunk));
-    std::uint32_t previousId = 0;
-    std::byte const* at = chunk.bytes.data();
-    std::byte const* const end = at + chunk.bytes.size();
+void GraphLoader::ReadSlots(std::span<std::byte const> bytes) {
+    std::byte const* at = bytes.data();
+    std::byte const* const end = at + bytes.size();
     while (at != end) {
         auto const record = ReadRecord(at, end, Checksum::Verify);
-        if (record.id <= previousId || GetChunk(record.id) != number || record.id >= m_header.nextId)
-            ThrowDamaged("the objects of a chunk are out of order");
-        previousId = record.id;
-        chunk.slots.push_back({record.fields, static_cast<std::uint32_t>(record.fieldsEnd - record.fields), record.id,
-                               record.classTag, record.version, false, nullptr});
+        if (record.id != m_slots.size() + 1)
+            ThrowDamaged("an object is missing");
+        m_slots.push_back({record.fields, static_cast<std::uint32_t>(record.fieldsEnd - record.fields), record.classTag,
+                           record.version, false, nullptr});
         at = record.end;
     }
 }
 
 GraphLoader::Slot& GraphLoader::FindSlot(std::uint32_t id) {
-    std::uint32_t const number = GetChunk(id);
-    if (number > m_chunks.size())
+    if (id > m_slots.size())
         ThrowDamaged("an object is referred to that does not exist");
-    auto& slots = m_chunks[number - 1].slots;
-    // Chunks are full but for the last one, so that the place follows from the id.
-    std::size_t const place = id - GetFirstId(number);
-    if (place < slots.size() && slots[place].id == id)
-        return slots[place];
-    auto const found = std::ranges::lower_bound(slots, id, {}, &Slot::id);
-    if (found == slots.end() || found->id != id)
-        ThrowDamaged("an object is referred to that does not exist");
-    return *found;
+    return m_slots[id - 1];
 }
 
 ClassProperties const* GraphLoader::FindClass(std::uint32_t tag) {
@@ -67,7 +58,7 @@ ClassProperties const* GraphLoader::FindClass(std::uint32_t tag) {
     return cached.properties;
 }
 
-void GraphLoader::Make(Slot& slot) {
+void GraphLoader::Make(std::uint32_t id, Slot& slot) {
     auto const* properties = FindClass(slot.classTag);
     if (properties != nullptr && slot.version > properties->GetVersion()) {
         throw FutureVersionException(std::string("version ") + std::to_string(slot.version) + " of " +
@@ -80,13 +71,13 @@ void GraphLoader::Make(Slot& slot) {
         slot.object = MakeCounted<UnknownObject>();
         slot.isUnknown = true;
     }
-    m_made.push_back(&slot);
+    m_made.push_back(id);
 }
 
 InContext::Resolved GraphLoader::Resolve(std::uint32_t id) {
     auto& slot = FindSlot(id);
     if (!slot.object)
-        Make(slot);
+        Make(id, slot);
     return {slot.object.get(), slot.isUnknown};
 }
 
@@ -126,20 +117,21 @@ ObjectGraph::LoadedRoots GraphLoader::LoadAll() {
     for (std::uint32_t const id : m_header.roots)
         roots.emplace_back(id == 0 ? nullptr : Resolve(id).object);
     for (std::size_t i = 0; i != m_made.size(); ++i)
-        LoadObject(*m_made[i]);
+        LoadObject(FindSlot(m_made[i]));
     return roots;
 }
 
 // Loads every object once more with no references at all, so that those that hold each other let go.
 void GraphLoader::Clear() noexcept {
     mode = Mode::Clear;
-    for (auto* const slot : m_made) {
-        DropPreservedFields(*slot->object);
-        if (slot->isUnknown)
+    for (std::uint32_t const id : m_made) {
+        auto& slot = m_slots[id - 1];
+        DropPreservedFields(*slot.object);
+        if (slot.isUnknown)
             continue;
         try {
-            InSerialiser const in = Open(*this, slot->fields, slot->fields + slot->size);
-            slot->object->Load(in, m_files, slot->version);
+            InSerialiser const in = Open(*this, slot.fields, slot.fields + slot.size);
+            slot.object->Load(in, m_files, slot.version);
         } catch (...) {
             // The damage is on its way to the caller already; this object was filled as far as it was emptied now.
         }
@@ -168,10 +160,10 @@ void GraphLoader::Commit(ObjectGraph::State& state) {
     state.needsFullSave = false;
     state.unreadable = std::move(m_unreadable);
     state.withPreserved.insert(state.withPreserved.end(), m_withPreserved.begin(), m_withPreserved.end());
-    for (auto* const slot : m_made) {
-        auto& word = GraphAccess::Word(*slot->object);
+    for (std::uint32_t const id : m_made) {
+        auto& word = GraphAccess::Word(*m_slots[id - 1].object);
         auto const preserved = word.load(std::memory_order_relaxed) & GraphAccess::c_preserved;
-        word.store(GraphAccess::Make(slot->id, epoch, preserved | GraphAccess::c_clean), std::memory_order_relaxed);
+        word.store(GraphAccess::Make(id, epoch, preserved | GraphAccess::c_clean), std::memory_order_relaxed);
     }
 }
 

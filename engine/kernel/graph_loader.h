@@ -24,21 +24,15 @@ private:
     struct Slot {
         std::byte const* fields;
         std::uint32_t size;
-        std::uint32_t id;
         std::uint32_t classTag;
         std::uint16_t version;
         bool isUnknown;
         Counted<Serialisable> object;
     };
-    struct Chunk {
-        std::vector<std::byte> bytes;
-        std::vector<Slot> slots;
-    };
-
     void ReadChunks();
-    void ReadSlots(std::uint32_t number, Chunk& chunk);
+    void ReadSlots(std::span<std::byte const> bytes);
     Slot& FindSlot(std::uint32_t id);
-    void Make(Slot& slot);
+    void Make(std::uint32_t id, Slot& slot);
     ClassProperties const* FindClass(std::uint32_t tag);
     Resolved Resolve(std::uint32_t id) override;
     void LoadObject(Slot& slot);
@@ -49,10 +43,11 @@ private:
     ChunkStorage const& m_storage;
     FileStore& m_files;
     GraphHeader m_header;
-    // Chunk 1 and up.
-    std::vector<Chunk> m_chunks;
-    // The slots whose objects have been made, in that order.
-    std::vector<Slot*> m_made;
+    std::vector<std::vector<std::byte>> m_chunks;
+    // By id less one.
+    std::vector<Slot> m_slots;
+    // The ids of the objects that have been made, in that order.
+    std::vector<std::uint32_t> m_made;
     std::vector<Counted<Serialisable>> m_unreadable;
     std::vector<Weak<Serialisable>> m_withPreserved;
     struct CachedClass {

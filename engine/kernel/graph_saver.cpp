@@ -6,36 +6,33 @@
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Kernel::Detail {
 
 namespace {
 
-// Writes objects 1, 2, ... in full chunks. `get(id)` gives the object, or null after the last one.
+// Writes objects 1, 2, ... and removes the chunks that then stand for nothing. `get(id)` gives the object, or null
+// after the last one.
 template <class Get>
-void WriteChunks(OutContext& context, ChunkStorage& storage, Get const& get, ObjectGraph::SaveResult& result) {
-    context.buffer.clear();
-    std::uint32_t id = 1;
-    auto const flush = [&] {
-        storage.WriteChunk(GetChunk(id - 1), context.buffer.bytes());
+std::vector<ChunkEntry> WriteAll(OutContext& context, ChunkStorage& storage, Get const& get,
+                                 ObjectGraph::SaveResult& result) {
+    ChunkCutter cutter(storage, 1, 2, {});
+    std::uint32_t id = 0;
+    while (Serialisable const* const object = get(++id)) {
         context.buffer.clear();
-        ++result.chunksWritten;
-    };
-    for (Serialisable const* object = get(id); object != nullptr; object = get(id)) {
         context.WriteRecord(id, *object);
-        ++result.objectsWritten;
-        ++id;
-        if (GetChunk(id) != GetChunk(id - 1))
-            flush();
+        cutter.Add(id, context.buffer.bytes());
     }
-    if (context.buffer.size() != 0)
-        flush();
-    std::uint32_t const lastChunk = id == 1 ? 0 : GetChunk(id - 1);
+    cutter.Finish();
     for (std::uint32_t const chunk : storage.ListChunks()) {
-        if (chunk > lastChunk)
+        if (chunk > cutter.GetChunks().size())
             storage.RemoveChunk(chunk);
     }
     result.full = true;
+    result.objectsWritten += id - 1;
+    result.chunksWritten += cutter.GetWrittenCount();
+    return cutter.GetChunks();
 }
 
 } // namespace
@@ -106,7 +103,7 @@ ObjectGraph::SaveResult GraphSaver::SaveFull(ObjectGraph::Roots roots) {
     try {
         NumberRoots(roots);
         auto const get = [&](std::uint32_t id) { return id > m_new.size() ? nullptr : m_new[id - 1].get(); };
-        WriteChunks(m_context, m_storage, get, m_result);
+        m_header.chunks = WriteAll(m_context, m_storage, get, m_result);
         m_header.fullSaveIds = m_header.nextId - 1;
         WriteHeaderChunk();
     } catch (...) {
@@ -160,56 +157,75 @@ ObjectGraph::SaveResult GraphSaver::SaveChanges(ObjectGraph::Roots roots) {
         AddRecord(firstNewId + static_cast<std::uint32_t>(i), *object);
     }
     std::ranges::sort(m_records, {}, &Record::id);
-    std::uint32_t const chunksBefore = firstNewId == 1 ? 0 : GetChunk(firstNewId - 1);
-    for (std::size_t first = 0; first != m_records.size();) {
-        std::uint32_t const chunk = GetChunk(m_records[first].id);
-        std::size_t last = first + 1;
-        while (last != m_records.size() && GetChunk(m_records[last].id) == chunk)
-            ++last;
-        WriteSpliced(first, last, chunk > chunksBefore);
-        first = last;
-    }
-    if (m_header.nextId != firstNewId || m_header.roots != m_state.header.roots)
+    SpliceAll();
+    if (m_header != m_state.header)
         WriteHeaderChunk();
     m_state.header = std::move(m_header);
     return m_result;
 }
 
-// Replaces and adds the records of one chunk; the chunk's other records are copied unread.
-void GraphSaver::WriteSpliced(std::size_t firstRecord, std::size_t lastRecord, bool isNew) {
-    std::uint32_t const chunk = GetChunk(m_records[firstRecord].id);
-    std::vector<std::byte> const old = isNew ? std::vector<std::byte>() : m_storage.ReadChunk(chunk);
-    std::vector<std::byte> bytes;
-    bytes.reserve(old.size() + m_records[lastRecord - 1].end - m_records[firstRecord].begin);
+// Puts the records into their chunks, those of new objects behind all others.
+void GraphSaver::SpliceAll() {
+    auto const oldChunks = std::exchange(m_header.chunks, {});
+    auto nextNumber = static_cast<std::uint32_t>(oldChunks.size() + 1);
+    std::span<Record const> records = m_records;
+    for (std::size_t i = 0; i != oldChunks.size(); ++i) {
+        bool const isLast = i + 1 == oldChunks.size();
+        std::size_t count = records.size();
+        if (!isLast)
+            count = std::ranges::lower_bound(records, oldChunks[i + 1].firstId, {}, &Record::id) - records.begin();
+        if (count == 0) {
+            m_header.chunks.push_back(oldChunks[i]);
+            continue;
+        }
+        auto const old = m_storage.ReadChunk(oldChunks[i].number);
+        ChunkCutter cutter(m_storage, oldChunks[i].number, nextNumber, old);
+        Splice(old, oldChunks[i].firstId, records.first(count), cutter);
+        AddChunks(cutter, nextNumber);
+        records = records.subspan(count);
+    }
+    if (!records.empty()) {
+        ChunkCutter cutter(m_storage, nextNumber, nextNumber + 1, {});
+        Splice({}, records.front().id, records, cutter);
+        AddChunks(cutter, nextNumber);
+    }
+}
+
+void GraphSaver::AddChunks(ChunkCutter const& cutter, std::uint32_t& nextNumber) {
+    for (auto const& chunk : cutter.GetChunks()) {
+        nextNumber = std::max(nextNumber, chunk.number + 1);
+        m_header.chunks.push_back(chunk);
+    }
+    m_result.chunksWritten += cutter.GetWrittenCount();
+}
+
+// Replaces and adds records of one chunk; the chunk's other records are copied unread.
+void GraphSaver::Splice(std::span<std::byte const> old, std::uint32_t firstId, std::span<Record const> records,
+                        ChunkCutter& cutter) {
     std::byte const* at = old.data();
     std::byte const* const end = at + old.size();
-    std::byte const* copied = at;
-    std::uint32_t previousId = 0;
-    auto const addRecord = [&](Record const& record) {
-        bytes.insert(bytes.end(), copied, at);
-        copied = at;
-        bytes.insert(bytes.end(), m_context.buffer.data() + record.begin, m_context.buffer.data() + record.end);
+    std::uint32_t id = firstId;
+    auto next = records.begin();
+    auto const addNext = [&] {
+        cutter.Add(next->id, m_context.buffer.bytes().subspan(next->begin, next->end - next->begin));
+        ++next;
     };
-    while (at != end) {
+    for (; at != end; ++id) {
         auto const record = ReadRecord(at, end, Checksum::Trust);
-        if (record.id <= previousId || GetChunk(record.id) != chunk)
+        if (record.id != id)
             ThrowDamaged("the objects of a chunk are out of order");
-        previousId = record.id;
-        while (firstRecord != lastRecord && m_records[firstRecord].id < record.id)
-            addRecord(m_records[firstRecord++]);
-        if (firstRecord != lastRecord && m_records[firstRecord].id == record.id) {
-            addRecord(m_records[firstRecord++]);
-            copied = record.end;
-        }
+        if (next != records.end() && next->id == id)
+            addNext();
+        else
+            cutter.Add(id, {at, record.end});
         at = record.end;
     }
-    while (firstRecord != lastRecord)
-        addRecord(m_records[firstRecord++]);
-    bytes.insert(bytes.end(), copied, end);
-    if (bytes == old)
-        return;
-    m_storage.WriteChunk(chunk, bytes);
-    ++m_result.chunksWritten;
+    for (; next != records.end(); ++id) {
+        if (next->id != id)
+            ThrowDamaged("the objects of a chunk are out of order");
+        addNext();
+    }
+    cutter.Finish();
 }
 
 ObjectGraph::SaveResult SaveUnmarked(ObjectGraph::Roots roots, ChunkStorage& storage, BlobSink* blobs,
@@ -223,7 +239,7 @@ ObjectGraph::SaveResult SaveUnmarked(ObjectGraph::Roots roots, ChunkStorage& sto
         header.roots.push_back(root ? queue.GetReferenceId(*root) : 0);
     ObjectGraph::SaveResult result;
     auto const get = [&](std::uint32_t id) { return id > queue.GetSize() ? nullptr : &queue.Get(id - 1); };
-    WriteChunks(context, storage, get, result);
+    header.chunks = WriteAll(context, storage, get, result);
     header.fullSaveIds = static_cast<std::uint32_t>(queue.GetSize());
     header.nextId = header.fullSaveIds + 1;
     storage.WriteChunk(0, WriteHeader(header));

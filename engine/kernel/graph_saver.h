@@ -28,7 +28,10 @@ private:
     void WriteHeaderChunk();
     std::vector<Counted<Serialisable const>> TakeChanges();
     void AddRecord(std::uint32_t id, Serialisable const& object);
-    void WriteSpliced(std::size_t firstRecord, std::size_t lastRecord, bool isNew);
+    void SpliceAll();
+    void Splice(std::span<std::byte const> old, std::uint32_t firstId, std::span<Record const> records,
+                ChunkCutter& cutter);
+    void AddChunks(ChunkCutter const& cutter, std::uint32_t& nextNumber);
 
     ObjectGraph::State& m_state;
     ChunkStorage& m_storage;

@@ -1,38 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/kernel/graph_chunks.h"
 #include "engine/kernel/graph_registry.h"
 #include "platform/kernel/object_graph.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <unordered_map>
 #include <vector>
 
 namespace Kernel {
-
-namespace Detail {
-
-// Ids that one chunk holds. Chunk 0 is the header; chunk 1 begins with id 1.
-inline constexpr std::uint32_t c_idsPerChunk = 2048;
-inline constexpr std::uint32_t c_maxId = 0xFFFFF000;
-
-constexpr std::uint32_t GetChunk(std::uint32_t id) { return (id - 1) / c_idsPerChunk + 1; }
-constexpr std::uint32_t GetFirstId(std::uint32_t chunk) { return (chunk - 1) * c_idsPerChunk + 1; }
-
-// What stands in chunk 0: 1 byte format version, varint next id, varint ids of the last full save, varint count of
-// roots, varint ids of the roots, 4 bytes CRC-32C.
-struct GraphHeader {
-    std::uint32_t nextId = 1;
-    std::uint32_t fullSaveIds = 0;
-    std::vector<std::uint32_t> roots;
-};
-inline constexpr std::uint8_t c_graphFormat = 1;
-
-std::vector<std::byte> WriteHeader(GraphHeader const& header);
-GraphHeader ReadHeader(std::span<std::byte const> bytes);
-
-} // namespace Detail
 
 struct ObjectGraph::State {
     State() = default;

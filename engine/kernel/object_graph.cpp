@@ -1,58 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/object_graph.h"
 
-#include "engine/kernel/byte_buffer.h"
-#include "engine/kernel/crc32c.h"
 #include "engine/kernel/graph_loader.h"
 #include "engine/kernel/graph_saver.h"
 #include "engine/kernel/graph_state.h"
 #include "engine/kernel/object_queue.h"
-#include "engine/kernel/record.h"
 #include "platform/kernel/exception.h"
 
-#include <algorithm>
 #include <unordered_set>
 
 namespace Kernel {
-
-namespace Detail {
-
-std::vector<std::byte> WriteHeader(GraphHeader const& header) {
-    ByteBuffer buffer;
-    buffer.AppendByte(c_graphFormat);
-    buffer.AppendVarint(header.nextId);
-    buffer.AppendVarint(header.fullSaveIds);
-    buffer.AppendVarint(header.roots.size());
-    for (std::uint32_t const id : header.roots)
-        buffer.AppendVarint(id);
-    std::uint32_t const checksum = ComputeCrc32c(buffer.data(), buffer.size());
-    buffer.Append(&checksum, sizeof checksum);
-    return {buffer.data(), buffer.data() + buffer.size()};
-}
-
-GraphHeader ReadHeader(std::span<std::byte const> bytes) {
-    if (bytes.size() < 1 + c_checksumSize)
-        ThrowDamaged("the header of the objects is broken off");
-    std::byte const* at = bytes.data();
-    std::byte const* const end = at + bytes.size() - c_checksumSize;
-    std::uint32_t stored;
-    std::memcpy(&stored, end, sizeof stored);
-    if (ComputeCrc32c(at, bytes.size() - c_checksumSize) != stored)
-        ThrowDamaged("the checksum of the objects' header is wrong");
-    if (*at++ != std::byte{c_graphFormat})
-        throw FutureVersionException("the objects are stored in a newer form", false);
-    GraphHeader header;
-    header.nextId = ReadVarint32(at, end);
-    header.fullSaveIds = ReadVarint32(at, end);
-    if (header.nextId == 0 || header.nextId > c_maxId + 1 || header.fullSaveIds >= header.nextId)
-        ThrowDamaged("the header of the objects makes no sense");
-    std::size_t const rootCount = ReadLength(at, end);
-    for (std::size_t i = 0; i != rootCount; ++i)
-        header.roots.push_back(ReadVarint32(at, end));
-    return header;
-}
-
-} // namespace Detail
 
 ChunkStorage::~ChunkStorage() = default;
 

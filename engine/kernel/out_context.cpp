@@ -72,7 +72,7 @@ void OutContext::AppendPreserved(std::uint64_t path, std::size_t scopeStart) {
 
 std::size_t OutContext::Write(void const* bytes, std::size_t size) {
     std::size_t const used = buffer.size() - recordStart;
-    std::size_t const room = used < OutSerialiser::c_maxRecordSize ? OutSerialiser::c_maxRecordSize - used : 0;
+    std::size_t const room = used < maxRecordSize ? maxRecordSize - used : 0;
     std::size_t const count = size < room ? size : room;
     buffer.Append(bytes, count);
     return count;

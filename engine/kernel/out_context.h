@@ -59,6 +59,7 @@ public:
     // Of the object that is being written; null for most.
     std::shared_ptr<PreservedFields const> preserved;
     std::size_t recordStart = 0;
+    std::size_t maxRecordSize = OutSerialiser::c_maxRecordSize;
 
 private:
     void WriteFields(Serialisable const& object);

@@ -67,7 +67,7 @@ void OutSerialiser::Close() {
     bool const ownsScope = m_outer == nullptr || m_path != m_outer->m_path;
     if (m_context->preserved != nullptr && ownsScope && IsFullSave()) [[unlikely]]
         m_context->AppendPreserved(m_path, m_scopeStart);
-    if (m_context->buffer.size() - m_context->recordStart > c_maxRecordSize)
+    if (m_context->buffer.size() - m_context->recordStart > m_context->maxRecordSize)
         throw SaveException(GetFilePath());
     m_closed = true;
     if (m_outer != nullptr)
@@ -103,7 +103,7 @@ void OutSerialiser::Begin(IDTag tag, std::uint8_t form) {
 }
 
 void OutSerialiser::PatchLength(std::size_t at, std::size_t bias) {
-    if (m_context->buffer.size() - at > c_maxRecordSize) [[unlikely]]
+    if (m_context->buffer.size() - at > m_context->maxRecordSize) [[unlikely]]
         throw SaveException(GetFilePath());
     m_context->buffer.PatchLength(at, bias);
 }
@@ -134,7 +134,7 @@ void OutSerialiser::SaveType(IDTag tag, String const& value) {
         return;
     Begin(tag, Detail::GetForm(PropType::Text));
     auto const text = value.view();
-    if (text.size() > c_maxRecordSize)
+    if (text.size() > m_context->maxRecordSize)
         throw SaveException(GetFilePath());
     m_context->buffer.AppendVarint(text.size());
     m_context->buffer.Append(text.data(), text.size());
@@ -143,7 +143,7 @@ void OutSerialiser::SaveType(IDTag tag, String const& value) {
 void OutSerialiser::SaveTypes(IDTag tag, std::vector<bool> const& values) {
     if (!IsFullSave())
         return;
-    if (values.size() > c_maxRecordSize)
+    if (values.size() > m_context->maxRecordSize)
         throw SaveException(GetFilePath());
     Begin(tag, Detail::GetArrayForm(PropType::Bool));
     m_context->buffer.AppendVarint(values.size());
@@ -160,7 +160,7 @@ void OutSerialiser::SaveTypes(IDTag tag, std::vector<String> const& values) {
     m_context->buffer.AppendByte(0);
     for (auto const& value : values) {
         auto const text = value.view();
-        if (text.size() > c_maxRecordSize)
+        if (text.size() > m_context->maxRecordSize)
             throw SaveException(GetFilePath());
         m_context->buffer.AppendVarint(text.size());
         m_context->buffer.Append(text.data(), text.size());
@@ -183,7 +183,7 @@ void OutSerialiser::SaveTypeArrayI(IDTag tag, PropType type, void const* values,
     if (!IsFullSave())
         return;
     CheckValueType(type, elementSize);
-    if (elementSize == 0 || count > c_maxRecordSize / elementSize)
+    if (elementSize == 0 || count > m_context->maxRecordSize / elementSize)
         throw SaveException(GetFilePath());
     Begin(tag, Detail::GetArrayForm(type));
     m_context->buffer.AppendVarint(elementSize * count);
@@ -238,7 +238,7 @@ void OutSerialiser::SaveObject(IDTag tag, NonCounted<Serialisable const> object,
 
 void OutSerialiser::StartObjectArrayTestI(IDTag, std::size_t count) {
     CheckFree();
-    if (count > c_maxRecordSize)
+    if (count > m_context->maxRecordSize)
         throw SaveException(GetFilePath());
 }
 
@@ -350,7 +350,7 @@ void OutSerialiser::SaveNullPropClassI(IDTag tag) {
 
 void OutSerialiser::StartNewPropTypeArrayTestI(IDTag, std::size_t count) {
     CheckFree();
-    if (count > c_maxRecordSize)
+    if (count > m_context->maxRecordSize)
         throw SaveException(GetFilePath());
 }
 

@@ -57,7 +57,7 @@ public:
     };
 
     // The longest object, in bytes.
-    static constexpr std::size_t c_maxRecordSize = 0x3FFFFFFF;
+    static constexpr std::size_t c_maxRecordSize = std::size_t{480} << 20;
 
     // Opens a nested scope for a value class; the outer serialiser takes nothing until this one is closed.
     OutSerialiser(OutSerialiser const& outer, ClassPropertiesBase const* properties);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/engine/kernel/test_classes.h"
 
+#include "engine/kernel/object_queue.h"
+#include "engine/kernel/out_context.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/index_range_list.h"
 
@@ -318,25 +320,32 @@ TEST(Serialiser, RefusesToBeUsedOutOfOrder) {
 }
 
 TEST(Serialiser, AFullStreamTakesFewerBytes) {
+    Kernel::Detail::ObjectQueue queue;
+    Kernel::Detail::OutContext context(queue, Kernel::Detail::Purpose::Full);
+    context.maxRecordSize = 1000;
+    context.filePath = "folder/file";
     std::size_t taken = 0;
     Scripted::s_save = [&](OutSerialiser& out) {
-        std::vector<std::byte> const block(16 << 20);
-        out.StartNewPropTypeArrayBeginI("Raws", PropType::Byte, 0);
-        for (std::size_t last = block.size(); last == block.size(); taken += last)
-            last = out.GetOutStream().Write(block.data(), block.size());
+        double const values[10] = {};
+        Kernel::SaveValue(out, "Raws", std::vector<int>(10));
+        out.StartNewPropTypeArrayBeginI("Raw2", PropType::Double, 1000);
+        for (std::size_t last = sizeof values; last == sizeof values; taken += last)
+            last = out.GetOutStream().Write(values, sizeof values);
         Kernel::SerialiserAccess::MarkAsHandlingException(out);
         throw OutSerialiser::SaveException(out.GetFilePath());
     };
-    Kernel::MemoryChunkStorage storage;
-    Kernel::ObjectGraph graph;
-    Counted<Serialisable const> const root = MakeCounted<Scripted>();
     try {
-        graph.Save({&root, 1}, storage, nullptr, "folder/file");
+        context.WriteRecord(1, *MakeCounted<Scripted>());
         ADD_FAILURE();
     } catch (Kernel::OutStream::WriteException const& exception) {
         EXPECT_EQ(exception.GetFilePath(), String("folder/file"));
     }
-    EXPECT_LE(taken, OutSerialiser::c_maxRecordSize);
+    EXPECT_GT(taken, 900u);
+    EXPECT_LE(context.buffer.size(), 1000u);
+    Scripted::s_save = [](OutSerialiser& out) { Kernel::SaveValue(out, "Raws", std::vector<double>(1000)); };
+    EXPECT_THROW(context.WriteRecord(2, *MakeCounted<Scripted>()), OutSerialiser::SaveException);
+    Scripted::s_save = [](OutSerialiser& out) { out.SaveType("Text", String(std::string(2000, 'x'))); };
+    EXPECT_THROW(context.WriteRecord(3, *MakeCounted<Scripted>()), OutSerialiser::SaveException);
     Scripted::s_save = nullptr;
 }
 
