@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/command.h"
+#include "platform/geometry/poly_curve.h"
+#include "platform/renderer/fill_descriptor.h"
+
+// How masters are carried over when pages move.
+enum class MasterMigrationStrategy : std::uint32_t { Keep = 0, Adapt = 1, Drop = 2 };
+
+// What new documents start with. Not part of the document's state.
+class REDRAFT_ENGINE DocumentDefaults final : public Kernel::Serialisable {
+public:
+    Kernel::Counted<Renderer::FillDescriptor const> GetGuidesFillDescriptor() const { return m_guidesFill; }
+    void SetGuidesFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> const& fill);
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    Kernel::Counted<Renderer::FillDescriptor const> m_guidesFill;
+};
+
+// How pages are kept in order when they are added, moved and removed.
+class REDRAFT_ENGINE PageManagementOptions final : public Kernel::Serialisable {
+public:
+    bool GetShouldAnchorToSpine() const { return m_anchorToSpine; }
+    void SetShouldAnchorToSpine(bool anchor);
+    MasterMigrationStrategy GetMasterMigrationStrategy() const { return m_masterMigration; }
+    void SetMasterMigrationStrategy(MasterMigrationStrategy strategy);
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    bool m_anchorToSpine = true;
+    MasterMigrationStrategy m_masterMigration = MasterMigrationStrategy::Keep;
+};
+
+// The settings of a document that are no nodes.
+class REDRAFT_ENGINE DocumentSettings final : public Kernel::Serialisable {
+public:
+    bool shouldReflowPages = false;
+    bool scaleOverrideEnabled = false;
+    int scaleOverrideFlags = 0;
+    Kernel::Counted<PageManagementOptions> pageManagement = Kernel::MakeCounted<PageManagementOptions>();
+    std::vector<Kernel::Counted<Geometry::CurveDbl>> pressureProfiles;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+};
