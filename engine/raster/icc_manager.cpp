@@ -136,9 +136,9 @@ Kernel::Counted<PixelConverter const> ICCManager::MakeConverter(Format from, Pro
     return converter;
 }
 
-Kernel::Counted<PixelConverter const> ICCManager::MakeConverter(Format from, ICCProfileSet const& fromProfiles,
-                                                                Format to, ICCProfileSet const& toProfiles,
-                                                                RenderingIntent intent) {
+Kernel::Counted<PixelConverter const> ICCManager::MakeConverterForSets(Format from, ICCProfileSet const& fromProfiles,
+                                                                       Format to, ICCProfileSet const& toProfiles,
+                                                                       RenderingIntent intent) {
     return MakeConverter(from, fromProfiles.Get(GetFormatInfo(from).colourModel), to,
                          toProfiles.Get(GetFormatInfo(to).colourModel), intent);
 }

@@ -222,6 +222,11 @@ void RegionBase::UnpinMutableTile(Tile& tile) noexcept {
     --m_pinnedTiles;
 }
 
+bool RegionBase::HasPinnedTiles() const {
+    std::lock_guard const lock(m_mutex);
+    return m_pinnedTiles != 0;
+}
+
 bool RegionBase::IsPendingDelayLoad() const {
     if (!m_mayBePending.load(std::memory_order_relaxed))
         return false;

@@ -85,6 +85,10 @@ void RegionBase::WriteSamples(Kernel::RectT<int> const& rect, void const* sample
 
 void RegionBase::FillSamples(Kernel::RectT<int> const& rect, std::uint32_t sampleBits) {
     CheckRect(rect);
+    if (rect == Kernel::RectT<int>{0, 0, m_width, m_height} && !HasPinnedTiles()) {
+        *this = RegionBase(m_sampleBytes, m_width, m_height, sampleBits);
+        return;
+    }
     Tile const whole = Tile::MakeConstant(m_sampleBytes, sampleBits);
     VisitTiles(rect, [&](int tileX, int tileY, Kernel::RectT<int> const& part) {
         if (part.GetWidth() == GetTileWidth(tileX) && part.GetHeight() == GetTileHeight(tileY)) {

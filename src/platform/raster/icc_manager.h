@@ -84,9 +84,9 @@ public:
                                                         Kernel::Consolidated<ICCProfile> const& fromProfile, Format to,
                                                         Kernel::Consolidated<ICCProfile> const& toProfile,
                                                         RenderingIntent intent = RenderingIntent::RelativeColorimetric);
-    Kernel::Counted<PixelConverter const> MakeConverter(Format from, ICCProfileSet const& fromProfiles, Format to,
-                                                        ICCProfileSet const& toProfiles,
-                                                        RenderingIntent intent = RenderingIntent::RelativeColorimetric);
+    Kernel::Counted<PixelConverter const>
+    MakeConverterForSets(Format from, ICCProfileSet const& fromProfiles, Format to, ICCProfileSet const& toProfiles,
+                         RenderingIntent intent = RenderingIntent::RelativeColorimetric);
 
     // `count` pixels, samples side by side, between 16-bit Lab with alpha and float sRGB with alpha, by the plain
     // rules.

@@ -83,6 +83,7 @@ private:
 
     void CheckTile(int tileX, int tileY) const;
     void CheckRect(Kernel::RectT<int> const& rect) const;
+    bool HasPinnedTiles() const;
     Tile ShareTile(int tileX, int tileY) const;
     Tile& UnshareTilePlace(int tileX, int tileY);
     Tile& PinTile(int tileX, int tileY, bool overwrite);

@@ -2,6 +2,8 @@
 #include "platform/raster/dynamic_bitmap.h"
 #include "platform/raster/dynamic_buffer.h"
 
+#include "platform/kernel/exception.h"
+
 #include <gtest/gtest.h>
 
 namespace Raster {
