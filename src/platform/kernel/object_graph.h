@@ -35,7 +35,9 @@ public:
     void WriteChunk(std::uint32_t id, std::span<std::byte const> bytes) override;
     void RemoveChunk(std::uint32_t id) override;
 
-    friend bool operator==(MemoryChunkStorage const&, MemoryChunkStorage const&) = default;
+    friend bool operator==(MemoryChunkStorage const& a, MemoryChunkStorage const& b) {
+        return a.m_chunks == b.m_chunks;
+    }
 
 private:
     std::map<std::uint32_t, std::vector<std::byte>> m_chunks;
