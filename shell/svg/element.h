@@ -98,6 +98,8 @@ public:
                                   std::string_view property) const;
 
     Drawing& GetDrawing() const { return *m_drawing; }
+    // What the element took over from where it stands.
+    Context const& GetContext() const { return *m_context; }
 
 private:
     friend class Drawing;

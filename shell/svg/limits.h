@@ -18,10 +18,10 @@ struct Limits {
     std::size_t entityReferences = 1'000'000;
     std::size_t entityDepth = 16;
     // Elements of the source.
-    std::size_t elements = 3'000'000;
+    std::size_t elements = 1'500'000;
     // Elements that references make, over the whole drawing, and how deep one may stand in another.
     std::size_t instances = 500'000;
-    std::size_t referenceDepth = 256;
+    std::size_t referenceDepth = 100;
     // Steps of selector matching; the rules of style sheets are left out when it is spent.
     std::uint64_t matchSteps = 150'000'000;
     // Bytes of one image, decoded from its data URI or read from its file.

@@ -23,6 +23,7 @@ struct Paint {
     Rgba colour;
     // The id that a server's reference names.
     std::string_view server;
+    friend bool operator==(Paint const&, Paint const&) = default;
 };
 
 enum class FillRule : std::uint8_t { NonZero, EvenOdd };
@@ -77,6 +78,7 @@ struct InheritedStyle {
     double fontSize = 16;
     std::string_view fontFamily, fontWeight, fontStyle;
     TextAnchor textAnchor = TextAnchor::Start;
+    friend bool operator==(InheritedStyle const&, InheritedStyle const&) = default;
 };
 
 // The computed values of the properties that concern one element only.

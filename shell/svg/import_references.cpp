@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/kernel/exception.h"
+#include "shell/svg/importer.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Shell::Svg {
+
+namespace {
+
+// More looks of one target than this are no symbols any more but plain copies.
+constexpr std::size_t c_maximumLooks = 32;
+
+bool Contains(Kernel::RectT<double> const& outer, Kernel::RectT<double> const& inner) {
+    return inner.left >= outer.left && inner.top >= outer.top && inner.right <= outer.right &&
+           inner.bottom <= outer.bottom;
+}
+
+std::size_t CountNodesOf(Node& top) {
+    std::size_t count = 0;
+    ForEachNode(top, [&](Node&) { ++count; });
+    return count;
+}
+
+} // namespace
+
+bool Importer::Look::operator==(Look const& other) const {
+    return viewport == other.viewport && useWidth == other.useWidth && useHeight == other.useHeight &&
+           (style == other.style || *style == *other.style);
+}
+
+// Copies of symbols cost memory that no element of the source stands for: they count as elements that references make.
+void Importer::CountNodes(std::size_t count) {
+    m_copiedNodes += count;
+    std::size_t const limit = m_drawing.GetOptions().limits.instances;
+    if (m_copiedNodes > limit)
+        throw Kernel::Exception("references make more than " + std::to_string(limit) + " elements");
+}
+
+Importer::SceneNodePointer Importer::BuildInstance(Element const& use) {
+    auto const target = use.GetFirstChild();
+    if (!target)
+        return {};
+    auto& symbols = m_symbolsByTarget[target->GetNode()];
+    Context const& context = target->GetContext();
+    Look look{context.style, context.viewport, std::string(context.useWidth), std::string(context.useHeight)};
+    auto found =
+        std::find_if(symbols.begin(), symbols.end(), [&](Symbol const& symbol) { return symbol.look == look; });
+    if (found == symbols.end()) {
+        // References inside the target may add to the map, so the list is looked up again afterwards.
+        bool const isPlain = symbols.size() >= c_maximumLooks;
+        auto content = Build(*target);
+        if (isPlain) {
+            if (!content)
+                return {};
+            auto const group = Kernel::MakeCounted<GroupNode>();
+            group->InsertChild(NodeChildListType::Plain, content, nullptr);
+            return group;
+        }
+        Symbol symbol;
+        symbol.look = std::move(look);
+        if (content) {
+            symbol.node = Kernel::MakeCounted<SymbolNode>();
+            if (std::string title = target->GetTitle(); !title.empty())
+                symbol.node->SetUserDescription(Kernel::String(title));
+            symbol.node->InsertChild(NodeChildListType::Plain, content, nullptr);
+            symbol.nodeCount = CountNodesOf(*symbol.node);
+            m_symbols.push_back(symbol.node);
+        }
+        auto& list = m_symbolsByTarget[target->GetNode()];
+        list.push_back(std::move(symbol));
+        found = std::prev(list.end());
+    }
+    if (!found->node)
+        return {};
+    CountNodes(found->nodeCount);
+    return MakeSymbolInstance(*found->node);
+}
+
+void Importer::ClipToRectangle(Kernel::RectT<double> const& clip, SceneNode& node) {
+    if (Contains(clip, GetContentBounds(node, true)))
+        return;
+    auto shape = Kernel::MakeCounted<RectangleShape>();
+    shape->box = clip;
+    auto const clipNode = Kernel::MakeCounted<ShapeNode>(shape);
+    clipNode->SetBrushFillDescriptor(m_paints.GetClipFill());
+    node.InsertChild(NodeChildListType::Clipping, clipNode, nullptr);
+}
+
+bool Importer::ApplyClipPath(Element const& element, SceneNode& node) {
+    auto const clipPath = element.Follow(element.GetOwnStyle().clipPath, {ElementKind::ClipPath}, "clip-path");
+    if (!clipPath)
+        return true;
+    Matrix toNode;
+    if (ParseUnits(clipPath->Find(Name::ClipPathUnits), Units::UserSpaceOnUse) == Units::ObjectBoundingBox) {
+        auto const box = GetContentBounds(node, false);
+        toNode = Translation(box.left, box.top) * Scale(box.GetWidth(), box.GetHeight());
+    }
+    bool const canShow = clipPath->GetTransform() && IsFinite(toNode) && std::abs(toNode.GetDeterminant()) > 1e-128;
+    auto const clip = canShow ? BuildClip(*clipPath, toNode) : nullptr;
+    if (!clip) {
+        // What nothing lies in hides everything; a node without clipping content would show everything.
+        m_drawing.GetReport().Add("empty clip path", element.Describe());
+        return false;
+    }
+    node.InsertChild(NodeChildListType::Clipping, clip, nullptr);
+    return true;
+}
+
+Kernel::Counted<Node> Importer::BuildClip(Element const& clipPath, Matrix const& toNode) {
+    auto const group = Kernel::MakeCounted<GroupNode>();
+    for (auto child = clipPath.GetFirstChild(); child; child = child->GetNextSibling()) {
+        if (!child->IsDisplayed() || !child->GetStyle().visible || !child->GetTransform())
+            continue;
+        if (auto const shape = BuildClipShape(*child))
+            group->InsertChild(NodeChildListType::Plain, shape, nullptr);
+    }
+    if (!group->HasChildren(NodeChildListType::Plain))
+        return {};
+    if (!clipPath.GetOwnStyle().clipPath.empty() && !ApplyClipPath(clipPath, *group))
+        return {};
+    Matrix const matrix = toNode * *clipPath.GetTransform();
+    group->SetTransform(matrix, false);
+    if (std::string title = clipPath.GetTitle(); !title.empty())
+        group->SetUserDescription(Kernel::String(title));
+    // One shape needs no group around it.
+    Node* const only = group->GetFirstChild(NodeChildListType::Plain);
+    if (only->GetNextSibling() != nullptr || group->HasChildren(NodeChildListType::Clipping))
+        return group;
+    auto const shape = only->RemoveFromParent();
+    auto& scene = dynamic_cast<SceneNode&>(*shape);
+    scene.SetTransform(matrix * scene.GetMatrix(), false);
+    scene.SetUserDescription(group->GetDescription(false));
+    return shape;
+}
+
+// A shape, or a `use` of one directly (SVG 1.1, section 14.3.5).
+Importer::SceneNodePointer Importer::BuildClipShape(Element const& child) {
+    bool const isUse = child.GetKind() == ElementKind::Use;
+    auto const target = isUse ? child.GetFirstChild() : std::optional(child);
+    if (!target || !target->GetTransform() || !target->IsDisplayed() || !target->GetStyle().visible)
+        return {};
+    if (target->GetKind() == ElementKind::Text) {
+        m_drawing.GetReport().Add("text", target->Describe());
+        return {};
+    }
+    auto const shape = BuildShape(*target);
+    if (!shape)
+        return {};
+    shape->SetBrushFillDescriptor(m_paints.GetClipFill());
+    if (auto* const curves = dynamic_cast<PolyCurveNode*>(shape.get())) {
+        bool const isAlternating = target->GetStyle().clipRule == FillRule::EvenOdd;
+        curves->SetWindingOrderMode(isAlternating ? Geometry::WindingOrderMode::Alternating
+                                                  : Geometry::WindingOrderMode::NonZero);
+    }
+    SceneNodePointer node = shape;
+    for (Element const* const element : {&*target, &child}) {
+        if (element == &child && !isUse)
+            break;
+        if (!element->GetOwnStyle().clipPath.empty()) {
+            if (node->HasChildren(NodeChildListType::Clipping)) {
+                auto const group = Kernel::MakeCounted<GroupNode>();
+                group->InsertChild(NodeChildListType::Plain, node, nullptr);
+                node = group;
+            }
+            if (!ApplyClipPath(*element, *node))
+                return {};
+        }
+        node->SetTransform(*element->GetTransform() * node->GetMatrix(), false);
+    }
+    return node;
+}
+
+} // namespace Shell::Svg

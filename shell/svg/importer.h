@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "shell/svg/import_paint.h"
+
+namespace Shell::Svg {
+
+// Walks the elements of a drawing and makes their nodes. The walk along children keeps its own stack; only references
+// (symbols, clips, markers), whose depth is limited, recurse.
+class Importer {
+public:
+    explicit Importer(Drawing& drawing);
+
+    // The nodes of the drawing's content, in the page's space scaled by `scale`.
+    std::vector<Kernel::Counted<Node>> ImportRoot(double scale);
+    std::vector<Kernel::Counted<Node>> TakeSymbols() { return std::move(m_symbols); }
+
+private:
+    using SceneNodePointer = Kernel::Counted<SceneNode>;
+    using GroupPointer = Kernel::Counted<GroupNode>;
+
+    // A group that is being filled.
+    struct Frame {
+        Element element;
+        GroupPointer group;
+        std::optional<Element> nextChild;
+    };
+
+    // What an instance depends on beside its target.
+    struct Look {
+        std::shared_ptr<InheritedStyle const> style;
+        Viewport viewport;
+        std::string useWidth, useHeight;
+        bool operator==(Look const& other) const;
+    };
+    struct Symbol {
+        Look look;
+        // Empty where the target draws nothing.
+        Kernel::Counted<SymbolNode> node;
+        std::size_t nodeCount = 0;
+    };
+
+    // The node of an element and all below it; empty where it draws nothing.
+    SceneNodePointer Build(Element const& element);
+    // The children of an element that is no node itself, into a group.
+    void BuildChildren(Element const& parent, GroupNode& group);
+    // A node for an element without children of its own, or nothing: then `isGroup` tells to walk its children.
+    SceneNodePointer BuildLeaf(Element const& element, bool& isGroup);
+    SceneNodePointer FinishGroup(Frame& frame);
+    // What all nodes have of their element: name, transform, opacity, clip and the like.
+    SceneNodePointer Finish(Element const& element, SceneNodePointer node);
+
+    // import_shapes.cpp
+    Kernel::Counted<CurvesNode> BuildShape(Element const& element);
+    SceneNodePointer BuildPaintedShape(Element const& element);
+    void AddMarkers(Element const& element, CurvesNode const& line, GroupNode& group);
+    void AddMarker(Element const& marker, Element const& line, Matrix const& place, bool isStart, GroupNode& group);
+    SceneNodePointer BuildImage(Element const& element);
+
+    // import_references.cpp
+    SceneNodePointer BuildInstance(Element const& use);
+    // False when nothing is left to be seen.
+    bool ApplyClipPath(Element const& element, SceneNode& node);
+    Kernel::Counted<Node> BuildClip(Element const& clipPath, Matrix const& toNode);
+    SceneNodePointer BuildClipShape(Element const& child);
+    // Nothing is done where all of the node's content lies in the rectangle anyway.
+    void ClipToRectangle(Kernel::RectT<double> const& clip, SceneNode& node);
+    Kernel::RectT<double> GetContentBounds(SceneNode& node, bool includeLines) const;
+    void CountNodes(std::size_t count);
+
+    void CountUnsupported(Element const& element);
+
+    Drawing& m_drawing;
+    PaintImporter m_paints;
+    ContextPaints m_contextPaints;
+    std::unordered_map<NodeIndex, std::vector<Symbol>> m_symbolsByTarget;
+    std::vector<Kernel::Counted<Node>> m_symbols;
+    std::size_t m_copiedNodes = 0;
+};
+
+} // namespace Shell::Svg
