@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+// What does it cost to write and read an object graph? A million small objects with an integer, two references, a short
+// text and a point, against the least that could be done: copying the same number of bytes, and dumping a flat array of
+// the same values without objects, references, tags or checksums.
+#include "platform/kernel/class_properties.h"
+#include "platform/kernel/field_list.h"
+#include "platform/kernel/hash_accumulator.h"
+#include "platform/kernel/object_graph.h"
+#include "platform/kernel/serialisable.h"
+
+#include <benchmark/benchmark.h>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <vector>
+
+namespace {
+
+using Kernel::Counted;
+using Kernel::Field;
+using Kernel::FieldList;
+using Kernel::Serialisable;
+
+constexpr int c_objects = 1000000;
+
+class Small final : public Serialisable {
+public:
+    static Counted<Serialisable> Create() { return Counted<Serialisable>(new Small); }
+    void Save(Kernel::OutSerialiser& out) const override { Kernel::SaveFields(*this, out); }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) override {
+        Kernel::LoadFields(*this, in);
+        return true;
+    }
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return &s_properties; }
+    static Kernel::ClassProperties const s_properties;
+
+    int m_value = 0;
+    Counted<Small> m_next, m_other;
+    Kernel::String m_name;
+    Kernel::PointT<double> m_point;
+    static constexpr auto Fields() {
+        return FieldList{Field{"Valu", &Small::m_value}, Field{"Next", &Small::m_next}, Field{"Othr", &Small::m_other},
+                         Field{"Name", &Small::m_name}.OnlyWhenSet(), Field{"Poin", &Small::m_point}.OnlyWhenSet()};
+    }
+};
+Kernel::ClassProperties const Small::s_properties("Smal", &Small::Create, 1, nullptr, nullptr, "Small");
+Kernel::ClassPropertiesBase::Init const s_init(&Small::s_properties);
+
+// A binary tree; one half of the objects have a text and the other half a point.
+Counted<Small> const& GetTree() {
+    static Counted<Small> const s_root = [] {
+        std::vector<Counted<Small>> objects(c_objects);
+        for (int i = 0; i != c_objects; ++i) {
+            objects[i] = Kernel::MakeCounted<Small>();
+            objects[i]->m_value = i;
+            if (i % 2 == 0)
+                objects[i]->m_name = "object " + std::to_string(i);
+            else
+                objects[i]->m_point = {i * 0.5, i * 0.25};
+        }
+        for (int i = 0; i != c_objects; ++i) {
+            if (2 * i + 1 < c_objects)
+                objects[i]->m_next = objects[2 * i + 1];
+            if (2 * i + 2 < c_objects)
+                objects[i]->m_other = objects[2 * i + 2];
+        }
+        return objects[0];
+    }();
+    return s_root;
+}
+
+Kernel::ObjectGraph::Roots GetRoots() {
+    static Counted<Serialisable const> const s_root = GetTree();
+    return {&s_root, 1};
+}
+
+std::size_t GetSize(Kernel::ChunkStorage const& storage) {
+    std::size_t size = 0;
+    for (auto const chunk : storage.ListChunks())
+        size += storage.ReadChunk(chunk).size();
+    return size;
+}
+
+Kernel::MemoryChunkStorage const& GetSaved() {
+    static Kernel::MemoryChunkStorage const s_storage = [] {
+        Kernel::MemoryChunkStorage storage;
+        Kernel::ObjectGraph::SaveCopy(GetRoots(), storage);
+        return storage;
+    }();
+    return s_storage;
+}
+
+void WriteGraph(benchmark::State& state) {
+    GetTree();
+    Kernel::MemoryChunkStorage storage;
+    Kernel::ObjectGraph graph;
+    for (auto _ : state) {
+        graph.RequireFullSave();
+        graph.Save(GetRoots(), storage);
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+    state.counters["bytes/object"] = static_cast<double>(GetSize(storage)) / c_objects;
+}
+BENCHMARK(WriteGraph)->Unit(benchmark::kMillisecond);
+
+void ReadGraph(benchmark::State& state) {
+    auto const& storage = GetSaved();
+    for (auto _ : state) {
+        std::optional<Kernel::ObjectGraph> graph(std::in_place);
+        Kernel::FileStore files;
+        auto roots = graph->Load(storage, files);
+        state.PauseTiming();
+        roots.clear();
+        graph.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+}
+BENCHMARK(ReadGraph)->Unit(benchmark::kMillisecond);
+
+// One object in a thousand has changed.
+void WriteChanges(benchmark::State& state) {
+    std::vector<Small*> changing;
+    std::vector<Small*> waiting{GetTree().get()};
+    while (!waiting.empty()) {
+        Small* const object = waiting.back();
+        waiting.pop_back();
+        if (object->m_value % 1000 == 0)
+            changing.push_back(object);
+        for (auto const& next : {object->m_next, object->m_other}) {
+            if (next)
+                waiting.push_back(next.get());
+        }
+    }
+    Kernel::MemoryChunkStorage storage;
+    Kernel::ObjectGraph graph;
+    graph.Save(GetRoots(), storage);
+    int value = 0;
+    for (auto _ : state) {
+        ++value;
+        for (auto* const object : changing) {
+            object->m_point.x = value;
+            object->MarkChanged();
+        }
+        graph.Save(GetRoots(), storage);
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(changing.size()));
+}
+BENCHMARK(WriteChanges)->Unit(benchmark::kMillisecond);
+
+void HashGraph(benchmark::State& state) {
+    for (auto _ : state) {
+        Kernel::HashAccumulator hash;
+        hash.AddObject(*GetTree());
+        benchmark::DoNotOptimize(hash.GetHash());
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+}
+BENCHMARK(HashGraph)->Unit(benchmark::kMillisecond);
+
+// The floors.
+
+void CopyBytes(benchmark::State& state) {
+    std::vector<std::byte> const from(GetSize(GetSaved()), std::byte{1});
+    std::vector<std::byte> to(from.size());
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), from.size());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+}
+BENCHMARK(CopyBytes)->Unit(benchmark::kMillisecond);
+
+struct Flat {
+    int value;
+    std::uint32_t next, other;
+    Kernel::PointT<double> point;
+    char name[16];
+};
+
+void WriteFlatArray(benchmark::State& state) {
+    std::vector<Flat> const values(c_objects);
+    std::vector<std::byte> bytes;
+    for (auto _ : state) {
+        bytes.clear();
+        for (auto const& value : values) {
+            auto const* const begin = reinterpret_cast<std::byte const*>(&value);
+            bytes.insert(bytes.end(), begin, begin + sizeof value);
+        }
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+}
+BENCHMARK(WriteFlatArray)->Unit(benchmark::kMillisecond);
+
+// Making and linking the same objects, without reading anything.
+void MakeObjectsOnly(benchmark::State& state) {
+    for (auto _ : state) {
+        std::vector<Counted<Small>> objects(c_objects);
+        for (int i = 0; i != c_objects; ++i) {
+            objects[i] = Kernel::MakeCounted<Small>();
+            objects[i]->m_value = i;
+            if (i % 2 == 0)
+                objects[i]->m_name = "object 123456";
+            if (i != 0)
+                (i % 2 != 0 ? objects[(i - 1) / 2]->m_next : objects[(i - 1) / 2]->m_other) = objects[i];
+        }
+        state.PauseTiming();
+        objects.clear();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+}
+BENCHMARK(MakeObjectsOnly)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+BENCHMARK_MAIN();
