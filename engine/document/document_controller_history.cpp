@@ -52,6 +52,7 @@ void DocumentController::Perform(Kernel::Counted<DocumentCommand>&& owned, Kerne
     }
     auto const dropped = Finish(std::move(owned));
     command.CallCompletionCallbacks();
+    TrimHistory();
     if (failure != nullptr) [[unlikely]]
         std::rethrow_exception(failure);
 }
@@ -87,8 +88,6 @@ Kernel::Counted<DocumentCommand> DocumentController::Stack(Kernel::Counted<Docum
     ++history.m_position;
     history.MarkChanged();
     m_lastResult.stacked = true;
-    if (steps.size() > m_maximumCount || m_maximumBytes != SIZE_MAX) [[unlikely]]
-        TrimHistory();
     return {};
 }
 
@@ -201,6 +200,7 @@ void DocumentController::SetUndoLimits(std::size_t maximumCount, std::size_t max
     });
 }
 
+// Comes last in a command's run, because the command itself may be what goes.
 void DocumentController::TrimHistory() {
     History& history = *m_history;
     auto& steps = history.m_steps;

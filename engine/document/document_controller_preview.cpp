@@ -91,4 +91,5 @@ void DocumentController::KeepPreview(Kernel::NotificationList& notifications) {
     auto const done = command;
     Finish(std::move(command));
     done->CallCompletionCallbacks();
+    TrimHistory();
 }
