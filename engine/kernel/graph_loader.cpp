@@ -4,6 +4,7 @@
 #include "engine/kernel/graph_access.h"
 #include "platform/kernel/exception.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Kernel::Detail {
@@ -23,10 +24,14 @@ void GraphLoader::ReadChunks() {
     if (numbers.size() != m_header.chunks.size() + 1)
         ThrowDamaged("a chunk of objects is missing");
     m_chunks.reserve(m_header.chunks.size());
-    for (auto const& chunk : m_header.chunks) {
-        if (chunk.firstId != m_slots.size() + 1)
+    std::size_t size = 0;
+    for (auto const& chunk : m_header.chunks)
+        size += m_chunks.emplace_back(m_storage.ReadChunk(chunk.number)).size();
+    m_slots.reserve(std::min<std::size_t>(m_header.nextId - 1, size / c_minRecordSize));
+    for (std::size_t i = 0; i != m_chunks.size(); ++i) {
+        if (m_header.chunks[i].firstId != m_slots.size() + 1)
             ThrowDamaged("an object is missing");
-        ReadSlots(m_chunks.emplace_back(m_storage.ReadChunk(chunk.number)));
+        ReadSlots(m_chunks[i]);
     }
     if (m_slots.size() + 1 != m_header.nextId)
         ThrowDamaged("an object is missing");
@@ -161,9 +166,11 @@ void GraphLoader::Commit(ObjectGraph::State& state) {
     state.unreadable = std::move(m_unreadable);
     state.withPreserved.insert(state.withPreserved.end(), m_withPreserved.begin(), m_withPreserved.end());
     for (std::uint32_t const id : m_made) {
-        auto& word = GraphAccess::Word(*m_slots[id - 1].object);
+        auto& object = m_slots[id - 1].object;
+        auto& word = GraphAccess::Word(*object);
         auto const preserved = word.load(std::memory_order_relaxed) & GraphAccess::c_preserved;
         word.store(GraphAccess::Make(id, epoch, preserved | GraphAccess::c_clean), std::memory_order_relaxed);
+        object.reset();
     }
 }
 

@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 // The bytes of one object:
 //
@@ -32,6 +33,8 @@ inline constexpr std::uint8_t c_arrayBit = 0x80;
 inline constexpr unsigned c_maxClassDepth = 64;
 inline constexpr std::size_t c_fieldHeaderSize = 5;
 inline constexpr std::size_t c_checksumSize = 4;
+// Id, class tag, version, length, checksum.
+inline constexpr std::size_t c_minRecordSize = 1 + 4 + 1 + 1 + c_checksumSize;
 
 [[noreturn]] void ThrowDamaged(char const* what);
 
@@ -76,8 +79,23 @@ std::uint32_t ReadLongVarint32(std::byte const*& at, std::byte const* end);
 
 // Throws DamagedDataException when the bytes end or the value has more than 32 bits.
 inline std::uint32_t ReadVarint32(std::byte const*& at, std::byte const* end) {
-    if (at != end && static_cast<std::uint8_t>(*at) < 0x80) [[likely]]
-        return static_cast<std::uint8_t>(*at++);
+    if (end - at >= 4) [[likely]] {
+        // The first three bytes at once: ids and lengths seldom have more.
+        std::uint32_t bytes;
+        std::memcpy(&bytes, at, sizeof bytes);
+        if ((bytes & 0x80) == 0) {
+            at += 1;
+            return bytes & 0x7F;
+        }
+        if ((bytes & 0x8000) == 0) {
+            at += 2;
+            return (bytes & 0x7F) | (bytes >> 1 & 0x3F80);
+        }
+        if ((bytes & 0x800000) == 0) {
+            at += 3;
+            return (bytes & 0x7F) | (bytes >> 1 & 0x3F80) | (bytes >> 2 & 0x1FC000);
+        }
+    }
     return ReadLongVarint32(at, end);
 }
 

@@ -71,13 +71,23 @@ NonCounted<Serialisable const> GetFace(T* object) {
     return CastPointer<Serialisable const>(static_cast<T const*>(object));
 }
 
+// The object by its typed face, with the reference that was given; empty when it has no such face.
 template <class T>
-void AssignObject(Counted<T>& member, Counted<Serialisable> const& object) {
-    member = Counted<T>(CastPointer<std::remove_const_t<T>>(object.get()));
+Counted<T> TakeAs(Counted<Serialisable>&& object) {
+    T* const typed = CastPointer<std::remove_const_t<T>>(object.get());
+    if (typed == nullptr)
+        return {};
+    static_cast<void>(object.Detach());
+    return Counted<T>::Adopt(typed);
+}
+
+template <class T>
+void AssignObject(Counted<T>& member, Counted<Serialisable> object) {
+    member = TakeAs<T>(std::move(object));
 }
 template <class T>
-void AssignObject(Consolidated<T>& member, Counted<Serialisable> const& object) {
-    member = Consolidated<T>(Counted<T const>(CastPointer<T>(object.get())));
+void AssignObject(Consolidated<T>& member, Counted<Serialisable> object) {
+    member = Consolidated<T>(TakeAs<T const>(std::move(object)));
 }
 
 } // namespace Detail
@@ -116,7 +126,7 @@ bool LoadValue(InSerialiser const& in, IDTag tag, T& object) {
     Counted<Serialisable> loaded;
     if (!in.LoadObjectI(tag, loaded, true))
         return false;
-    Detail::AssignObject(object, loaded);
+    Detail::AssignObject(object, std::move(loaded));
     return true;
 }
 
