@@ -17,18 +17,30 @@ namespace {
 
 constexpr std::size_t c_alignment = 64;
 
-// Filled with zeros; aligned to 64 bytes. calloc gives large blocks without touching them.
-std::shared_ptr<void> AllocateBlock(std::size_t bytes) {
-    void* const allocation = std::calloc(1, bytes + c_alignment);
-    if (allocation == nullptr)
-        throw Kernel::Exception("there is not enough memory for the pixels");
-    std::shared_ptr<void> const owner(allocation, std::free);
-    auto const address = reinterpret_cast<std::uintptr_t>(allocation);
-    std::size_t const padding = (c_alignment - address % c_alignment) % c_alignment;
-    return {owner, static_cast<std::byte*>(allocation) + padding};
-}
-
 } // namespace
+
+struct BufferBase::Owner {
+    // Filled with zeros. calloc gives large blocks without touching them.
+    explicit Owner(std::size_t bytes) : allocation(std::calloc(1, bytes + c_alignment)) {
+        if (allocation == nullptr)
+            throw Kernel::Exception("there is not enough memory for the pixels");
+    }
+    Owner(Owner const&) = delete;
+    Owner& operator=(Owner const&) = delete;
+    ~Owner() { std::free(allocation); }
+
+    void* GetBlock() const {
+        std::size_t const misfit = reinterpret_cast<std::uintptr_t>(allocation) % c_alignment;
+        return static_cast<std::byte*>(allocation) + (c_alignment - misfit) % c_alignment;
+    }
+    void Release() noexcept {
+        if (references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            delete this;
+    }
+
+    std::atomic<std::uint32_t> references{1};
+    void* allocation;
+};
 
 BufferBase::BufferBase(int width, int height, Format format)
     : m_info(GetFormatInfo(format)), m_width(width), m_height(height) {
@@ -41,12 +53,23 @@ BufferBase::BufferBase(int width, int height, Format format)
     if (GetBufferBytes() > c_maximumBufferBytes)
         throw Kernel::Exception("a buffer of " + std::to_string(width) + " x " + std::to_string(height) +
                                 " pixels is too large");
-    m_owner = AllocateBlock(GetBufferBytes());
-    m_block = m_owner.get();
+    m_owner = new Owner(GetBufferBytes());
+    m_block = m_owner->GetBlock();
 }
 
-BufferBase::BufferBase(BufferBase const& other) = default;
-BufferBase::~BufferBase() = default;
+BufferBase::BufferBase(BufferBase const& other)
+    : Countable(),
+      m_info(other.m_info),
+      m_width(other.m_width),
+      m_height(other.m_height),
+      m_rowBytes(other.m_rowBytes),
+      m_planeBytes(other.m_planeBytes),
+      m_owner(other.m_owner),
+      m_block(other.m_block) {
+    m_owner->references.fetch_add(1, std::memory_order_relaxed);
+}
+
+BufferBase::~BufferBase() { m_owner->Release(); }
 
 Kernel::Counted<BufferBase> BufferBase::Create(int width, int height, Format format) {
     Kernel::Counted<BufferBase> buffer;
@@ -67,14 +90,13 @@ Kernel::Counted<BufferBase> BufferBase::Clone(bool* abort) const {
 }
 
 void* BufferBase::GetBuffer() {
-    if (m_owner.use_count() != 1) {
-        auto copy = AllocateBlock(GetBufferBytes());
-        std::memcpy(copy.get(), m_block, GetBufferBytes());
-        m_owner = std::move(copy);
-        m_block = m_owner.get();
+    if (m_owner->references.load(std::memory_order_acquire) != 1) {
+        auto* const copy = new Owner(GetBufferBytes());
+        std::memcpy(copy->GetBlock(), m_block, GetBufferBytes());
+        m_owner->Release();
+        m_owner = copy;
+        m_block = m_owner->GetBlock();
     }
-    // use_count orders nothing: what the last other owner read must come before what is written now.
-    std::atomic_thread_fence(std::memory_order_acquire);
     return m_block;
 }
 

@@ -6,6 +6,8 @@
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
+#include <memory>
+
 namespace Raster {
 
 namespace {
@@ -97,6 +99,70 @@ void FillConverted(BitmapBase& target, Kernel::RectT<int> const& part, std::uint
         target.GetPlane(c).FillSamples(part, result[c]);
 }
 
+// A tile of each plane of a bitmap, pinned to be written to.
+class PinnedTiles {
+public:
+    PinnedTiles(BitmapBase& bitmap, int tileX, int tileY, bool overwrite) : PinnedTiles(bitmap) {
+        for (int c = 0; c != bitmap.GetInfo().channelCount; ++c) {
+            RegionBase& plane = bitmap.GetPlane(c);
+            m_tiles[c] = overwrite ? &plane.PinTileForOverwriting(tileX, tileY) : &plane.PinMutableTile(tileX, tileY);
+        }
+    }
+    PinnedTiles(PinnedTiles const&) = delete;
+    PinnedTiles& operator=(PinnedTiles const&) = delete;
+    ~PinnedTiles() {
+        for (int c = 0; c != m_bitmap.GetInfo().channelCount; ++c) {
+            if (m_tiles[c] != nullptr)
+                m_bitmap.GetPlane(c).UnpinMutableTile(*m_tiles[c]);
+        }
+    }
+    void GetRows(int x, int y, void** rows) {
+        for (int c = 0; c != m_bitmap.GetInfo().channelCount; ++c)
+            rows[c] = static_cast<std::byte*>(m_tiles[c]->GetMutableBuffer()) +
+                      GetTileOffset(x, y) * static_cast<std::size_t>(m_bitmap.GetInfo().sampleBytes);
+    }
+    static std::size_t GetTileOffset(int x, int y) {
+        return static_cast<std::size_t>((y & (c_tileSide - 1)) * c_tileSide + (x & (c_tileSide - 1)));
+    }
+
+private:
+    // An object of its own, so that tiles are given back when a later one cannot be had.
+    explicit PinnedTiles(BitmapBase& bitmap) : m_bitmap(bitmap) {}
+
+    BitmapBase& m_bitmap;
+    Tile* m_tiles[5] = {};
+};
+
+// The rows of a rectangle that lies in one tile, from the tile itself; those of another from a copy.
+class SourceRows {
+public:
+    SourceRows(BitmapBase const& bitmap, Kernel::RectT<int> const& rect) : m_info(bitmap.GetInfo()), m_rect(rect) {
+        int const tileX = rect.left >> c_tileShift, tileY = rect.top >> c_tileShift;
+        if (tileX == (rect.right - 1) >> c_tileShift && tileY == (rect.bottom - 1) >> c_tileShift) {
+            for (int c = 0; c != m_info.channelCount; ++c)
+                m_tiles.push_back(bitmap.GetPlane(c).GetConstTile(tileX, tileY));
+        } else {
+            m_copy = std::make_unique<BlockPlanes>(m_info, rect.GetWidth(), rect.GetHeight());
+            m_copy->Read(bitmap, rect);
+        }
+    }
+    void GetRows(int y, void const** rows) {
+        for (int c = 0; c != m_info.channelCount; ++c) {
+            auto const index = static_cast<std::size_t>(c);
+            rows[c] =
+                m_copy ? m_copy->GetRow(c, y - m_rect.top)
+                       : static_cast<std::byte const*>(m_tiles[index].GetConstBuffer()) +
+                             PinnedTiles::GetTileOffset(m_rect.left, y) * static_cast<std::size_t>(m_info.sampleBytes);
+        }
+    }
+
+private:
+    FormatInfo m_info;
+    Kernel::RectT<int> m_rect;
+    std::vector<Tile> m_tiles;
+    std::unique_ptr<BlockPlanes> m_copy;
+};
+
 // A part of one tile of the target, whose pixel (x, y) comes from (x - dx, y - dy).
 void ConvertPart(BitmapBase const& source, BitmapBase& target, Kernel::RectT<int> const& part, int dx, int dy,
                  PixelConverter const& converter, bool* abort) {
@@ -104,18 +170,24 @@ void ConvertPart(BitmapBase const& source, BitmapBase& target, Kernel::RectT<int
     std::uint32_t samples[5] = {};
     if (FindPixel(source, from, samples))
         return FillConverted(target, part, samples, converter);
-    BlockPlanes in(source.GetInfo(), part.GetWidth(), part.GetHeight());
-    BlockPlanes out(target.GetInfo(), part.GetWidth(), part.GetHeight());
-    in.Read(source, from);
+    // Loads what is pending, and fails if it must, before the target is touched.
+    SourceRows in(source, from);
+    void const* rows[5];
+    in.GetRows(from.top, rows);
+    int const tileX = part.left >> c_tileShift, tileY = part.top >> c_tileShift;
+    RegionBase const& plane = target.GetPlane(0);
+    // A part that is given up half-way keeps what was there.
+    bool const whole = abort == nullptr && part.GetWidth() == plane.GetTileWidth(tileX) &&
+                       part.GetHeight() == plane.GetTileHeight(tileY);
+    PinnedTiles out(target, tileX, tileY, whole);
     for (int y = 0; y != part.GetHeight(); ++y) {
         if (IsAborted(abort))
             return;
-        void *rows[5], *results[5];
-        in.GetRows(y, rows);
-        out.GetRows(y, results);
+        void* results[5];
+        in.GetRows(from.top + y, rows);
+        out.GetRows(part.left, part.top + y, results);
         converter.Convert(rows, results, static_cast<std::size_t>(part.GetWidth()));
     }
-    out.Write(target, part);
 }
 
 } // namespace

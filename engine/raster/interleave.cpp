@@ -1,17 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/raster/interleave.h"
 
+#include <cstring>
+
 namespace Raster {
 
 namespace {
 
-// The number of channels as a constant lets the compiler shuffle whole registers.
+// Pixels of 2, 4 or 8 bytes are put together as one integer, which compilers turn into operations on whole registers.
+template <std::size_t Bytes>
+struct PackedPixel {
+    using Type = void;
+};
+template <>
+struct PackedPixel<2> {
+    using Type = std::uint16_t;
+};
+template <>
+struct PackedPixel<4> {
+    using Type = std::uint32_t;
+};
+template <>
+struct PackedPixel<8> {
+    using Type = std::uint64_t;
+};
+
+constexpr std::size_t c_packedRun = 32;
+
 template <class Sample, int ChannelCount>
-void Interleave(void const* const* planes, std::size_t count, void* pixels) {
-    auto* out = static_cast<Sample*>(pixels);
-    Sample const* in[ChannelCount];
-    for (int c = 0; c != ChannelCount; ++c)
-        in[c] = static_cast<Sample const*>(planes[c]);
+void InterleaveSome(Sample const* const* in, std::size_t count, Sample* out) {
     for (std::size_t i = 0; i != count; ++i) {
         for (int c = 0; c != ChannelCount; ++c)
             out[i * ChannelCount + static_cast<std::size_t>(c)] = in[c][i];
@@ -19,13 +36,58 @@ void Interleave(void const* const* planes, std::size_t count, void* pixels) {
 }
 
 template <class Sample, int ChannelCount>
-void Deinterleave(void const* pixels, std::size_t count, void* const* planes) {
-    auto const* in = static_cast<Sample const*>(pixels);
+void DeinterleaveSome(Sample const* in, std::size_t count, Sample* const* out) {
     for (int c = 0; c != ChannelCount; ++c) {
-        auto* const out = static_cast<Sample*>(planes[c]);
         for (std::size_t i = 0; i != count; ++i)
-            out[i] = in[i * ChannelCount + static_cast<std::size_t>(c)];
+            out[c][i] = in[i * ChannelCount + static_cast<std::size_t>(c)];
     }
+}
+
+template <class Sample, int ChannelCount>
+void Interleave(void const* const* planes, std::size_t count, void* pixels) {
+    using Packed = typename PackedPixel<sizeof(Sample) * ChannelCount>::Type;
+    auto* out = static_cast<Sample*>(pixels);
+    Sample const* in[ChannelCount];
+    for (int c = 0; c != ChannelCount; ++c)
+        in[c] = static_cast<Sample const*>(planes[c]);
+    if constexpr (!std::is_void_v<Packed>) {
+        for (; count >= c_packedRun; count -= c_packedRun) {
+            Packed packed[c_packedRun] = {};
+            for (int c = 0; c != ChannelCount; ++c) {
+                for (std::size_t i = 0; i != c_packedRun; ++i)
+                    packed[i] |= static_cast<Packed>(static_cast<Packed>(in[c][i])
+                                                     << (static_cast<std::size_t>(c) * 8 * sizeof(Sample)));
+                in[c] += c_packedRun;
+            }
+            std::memcpy(out, packed, sizeof packed);
+            out += ChannelCount * c_packedRun;
+        }
+    }
+    InterleaveSome<Sample, ChannelCount>(in, count, out);
+}
+
+template <class Sample, int ChannelCount>
+void Deinterleave(void const* pixels, std::size_t count, void* const* planes) {
+    using Packed = typename PackedPixel<sizeof(Sample) * ChannelCount>::Type;
+    auto const* in = static_cast<Sample const*>(pixels);
+    Sample* out[ChannelCount];
+    for (int c = 0; c != ChannelCount; ++c)
+        out[c] = static_cast<Sample*>(planes[c]);
+    if constexpr (!std::is_void_v<Packed>) {
+        for (; count >= c_packedRun; count -= c_packedRun) {
+            Packed packed[c_packedRun];
+            std::memcpy(packed, in, sizeof packed);
+            for (int c = 0; c != ChannelCount; ++c) {
+                Sample row[c_packedRun];
+                for (std::size_t i = 0; i != c_packedRun; ++i)
+                    row[i] = static_cast<Sample>(packed[i] >> (static_cast<std::size_t>(c) * 8 * sizeof(Sample)));
+                std::memcpy(out[c], row, sizeof row);
+                out[c] += c_packedRun;
+            }
+            in += ChannelCount * c_packedRun;
+        }
+    }
+    DeinterleaveSome<Sample, ChannelCount>(in, count, out);
 }
 
 template <class F>

@@ -216,6 +216,13 @@ Tile& RegionBase::PinTile(int tileX, int tileY, bool overwrite) {
 
 Tile& RegionBase::PinMutableTile(int tileX, int tileY) { return PinTile(tileX, tileY, false); }
 
+Tile& RegionBase::PinTileForOverwriting(int tileX, int tileY) {
+    Tile& tile = PinTile(tileX, tileY, true);
+    if (GetTileWidth(tileX) < c_tileSide || GetTileHeight(tileY) < c_tileSide)
+        std::memset(tile.GetMutableBuffer(), 0, tile.GetBytes());
+    return tile;
+}
+
 void RegionBase::UnpinMutableTile(Tile& tile) noexcept {
     std::lock_guard const lock(m_mutex);
     tile.DecrementRefCountMutable();

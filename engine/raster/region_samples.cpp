@@ -35,17 +35,14 @@ void RegionBase::EditTiles(Kernel::RectT<int> const& rect, F const& edit) {
     VisitTiles(rect, [&](int tileX, int tileY, Kernel::RectT<int> const& part) {
         int const width = GetTileWidth(tileX), height = GetTileHeight(tileY);
         bool const overwrite = part.GetWidth() == width && part.GetHeight() == height;
-        Tile& tile = PinTile(tileX, tileY, overwrite);
-        void* const buffer = tile.GetMutableBuffer();
-        if (overwrite && (width < c_tileSide || height < c_tileSide))
-            std::memset(buffer, 0, tile.GetBytes());
+        Tile& tile = overwrite ? PinTileForOverwriting(tileX, tileY) : PinMutableTile(tileX, tileY);
         // Editing copies memory and may load from another bitmap.
         struct Unpin {
             RegionBase& region;
             Tile& tile;
             ~Unpin() { region.UnpinMutableTile(tile); }
         } const unpin{*this, tile};
-        edit(static_cast<std::byte*>(buffer), part);
+        edit(static_cast<std::byte*>(tile.GetMutableBuffer()), part);
     });
 }
 

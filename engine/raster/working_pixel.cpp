@@ -53,14 +53,7 @@ struct WorkingForm {
             float lab[3][c_spanLength];
             for (int c = 0; c != 3; ++c)
                 LoadPlane<Sample>(planes[c], lab[c]);
-            for (int i = 0; i != c_spanLength; ++i) {
-                float const in[3] = {lab[0][i], lab[1][i], lab[2][i]};
-                float rgb[3];
-                LabToWorking(in, rgb);
-                span.r[i] = rgb[0];
-                span.g[i] = rgb[1];
-                span.b[i] = rgb[2];
-            }
+            LabToWorking(lab, span);
         } else {
             std::fill_n(span.r, c_spanLength, 0.0f);
             std::fill_n(span.g, c_spanLength, 0.0f);
@@ -83,13 +76,7 @@ struct WorkingForm {
             StoreInk(span, planes);
         } else if constexpr (Traits::c_colourModel == ColourModel::Lab) {
             float lab[3][c_spanLength];
-            for (int i = 0; i != c_spanLength; ++i) {
-                float const rgb[3] = {span.r[i], span.g[i], span.b[i]};
-                float out[3];
-                WorkingToLab(rgb, out);
-                for (int c = 0; c != 3; ++c)
-                    lab[c][i] = out[c];
-            }
+            WorkingToLab(span, lab);
             for (int c = 0; c != 3; ++c)
                 StorePlane<Sample>(lab[c], planes[c]);
         }
@@ -156,39 +143,76 @@ constexpr Matrix c_fromXyz = Invert(c_toXyz);
 // The white of c_toXyz, so that white keeps a and b of exactly 0.
 constexpr double GetWhite(int row) { return c_toXyz.m[row][0] + c_toXyz.m[row][1] + c_toXyz.m[row][2]; }
 
-constexpr double c_delta = 6.0 / 29.0;
+// The part of a sum that one primary has, as a float, under the white of 1.
+template <int Row, int Column>
+constexpr auto c_toUnit = static_cast<float>(c_toXyz.m[Row][Column] / GetWhite(Row));
+template <int Row, int Column>
+constexpr auto c_fromUnit = static_cast<float>(c_fromXyz.m[Row][Column] * GetWhite(Column));
 
-double LabCurve(double t) {
-    return t > c_delta * c_delta * c_delta ? CubeRoot(t) : t / (3 * c_delta * c_delta) + 4.0 / 29.0;
+// Where the cube root goes over into a straight line, and the line: CIE 15:2004, 8.2.1.1.
+constexpr float c_edge = 216.0f / 24389.0f;
+constexpr float c_slope = 841.0f / 108.0f;
+constexpr float c_start = 4.0f / 29.0f;
+
+float LabCurve(float t) {
+    float const root = CubeRoot(t > c_edge ? t : c_edge);
+    return t > c_edge ? root : t * c_slope + c_start;
 }
 
-double InverseLabCurve(double t) { return t > c_delta ? t * t * t : 3 * c_delta * c_delta * (t - 4.0 / 29.0); }
+float InverseLabCurve(float t) {
+    float const cube = t * t * t;
+    return t > 6.0f / 29.0f ? cube : (t - c_start) / c_slope;
+}
+
+template <int Row>
+float ToUnit(float r, float g, float b) {
+    return c_toUnit<Row, 0> * r + c_toUnit<Row, 1> * g + c_toUnit<Row, 2> * b;
+}
+
+template <int Row>
+float FromUnit(float x, float y, float z) {
+    return c_fromUnit<Row, 0> * x + c_fromUnit<Row, 1> * y + c_fromUnit<Row, 2> * z;
+}
 
 } // namespace
 
-void LabToWorking(float const lab[3], float rgb[3]) {
-    double const l = (static_cast<double>(lab[0]) * 100 + 16) / 116;
-    double const a = (static_cast<double>(lab[1]) * 255 - 128) / 500;
-    double const b = (static_cast<double>(lab[2]) * 255 - 128) / 200;
-    double const xyz[3] = {GetWhite(0) * InverseLabCurve(l + a), GetWhite(1) * InverseLabCurve(l),
-                           GetWhite(2) * InverseLabCurve(l - b)};
-    for (int i = 0; i != 3; ++i) {
-        auto const& row = c_fromXyz.m[i];
-        rgb[i] = static_cast<float>(EncodeSrgb(row[0] * xyz[0] + row[1] * xyz[1] + row[2] * xyz[2]));
+// The steps are loops of their own: none of them needs more registers than there are.
+void LabToWorking(float const lab[3][c_spanLength], WorkingSpan& span) {
+    float x[c_spanLength], y[c_spanLength], z[c_spanLength];
+    for (int i = 0; i != c_spanLength; ++i) {
+        float const l = (lab[0][i] * 100 + 16) * (1 / 116.0f);
+        x[i] = InverseLabCurve(l + (lab[1][i] * 255 - 128) * (1 / 500.0f));
+        y[i] = InverseLabCurve(l);
+        z[i] = InverseLabCurve(l - (lab[2][i] * 255 - 128) * (1 / 200.0f));
     }
+    for (int i = 0; i != c_spanLength; ++i)
+        span.r[i] = EncodeSrgb(FromUnit<0>(x[i], y[i], z[i]));
+    for (int i = 0; i != c_spanLength; ++i)
+        span.g[i] = EncodeSrgb(FromUnit<1>(x[i], y[i], z[i]));
+    for (int i = 0; i != c_spanLength; ++i)
+        span.b[i] = EncodeSrgb(FromUnit<2>(x[i], y[i], z[i]));
 }
 
-void WorkingToLab(float const rgb[3], float lab[3]) {
-    double linear[3], f[3];
-    for (int i = 0; i != 3; ++i)
-        linear[i] = DecodeSrgb(static_cast<double>(rgb[i]));
-    for (int i = 0; i != 3; ++i) {
-        auto const& row = c_toXyz.m[i];
-        f[i] = LabCurve((row[0] * linear[0] + row[1] * linear[1] + row[2] * linear[2]) / GetWhite(i));
+void WorkingToLab(WorkingSpan const& span, float lab[3][c_spanLength]) {
+    float r[c_spanLength], g[c_spanLength], b[c_spanLength];
+    for (int i = 0; i != c_spanLength; ++i)
+        r[i] = DecodeSrgb(span.r[i]);
+    for (int i = 0; i != c_spanLength; ++i)
+        g[i] = DecodeSrgb(span.g[i]);
+    for (int i = 0; i != c_spanLength; ++i)
+        b[i] = DecodeSrgb(span.b[i]);
+    float x[c_spanLength], y[c_spanLength], z[c_spanLength];
+    for (int i = 0; i != c_spanLength; ++i)
+        x[i] = LabCurve(ToUnit<0>(r[i], g[i], b[i]));
+    for (int i = 0; i != c_spanLength; ++i)
+        y[i] = LabCurve(ToUnit<1>(r[i], g[i], b[i]));
+    for (int i = 0; i != c_spanLength; ++i)
+        z[i] = LabCurve(ToUnit<2>(r[i], g[i], b[i]));
+    for (int i = 0; i != c_spanLength; ++i) {
+        lab[0][i] = y[i] * (116 / 100.0f) - 16 / 100.0f;
+        lab[1][i] = (x[i] - y[i]) * (500 / 255.0f) + 128 / 255.0f;
+        lab[2][i] = (y[i] - z[i]) * (200 / 255.0f) + 128 / 255.0f;
     }
-    lab[0] = static_cast<float>((116 * f[1] - 16) / 100);
-    lab[1] = static_cast<float>((500 * (f[0] - f[1]) + 128) / 255);
-    lab[2] = static_cast<float>((200 * (f[1] - f[2]) + 128) / 255);
 }
 
 LoadWorkingSpan GetWorkingLoader(Format format) {

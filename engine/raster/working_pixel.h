@@ -21,8 +21,8 @@ using StoreWorkingSpan = void (*)(WorkingSpan const& span, void* const* planes);
 LoadWorkingSpan GetWorkingLoader(Format format);
 StoreWorkingSpan GetWorkingStorer(Format format);
 
-// CIE 1976 L*a*b*, D50, to and from sRGB. `lab` is L / 100, (a + 128) / 255, (b + 128) / 255.
-void LabToWorking(float const lab[3], float rgb[3]);
-void WorkingToLab(float const rgb[3], float lab[3]);
+// CIE 1976 L*a*b*, D50, to and from sRGB. The planes of `lab` are L / 100, (a + 128) / 255, (b + 128) / 255.
+void LabToWorking(float const lab[3][c_spanLength], WorkingSpan& span);
+void WorkingToLab(WorkingSpan const& span, float lab[3][c_spanLength]);
 
 } // namespace Raster

@@ -5,7 +5,7 @@
 #include "platform/kernel/geometry_values.h"
 #include "platform/raster/pixel.h"
 
-#include <memory>
+#include <cstddef>
 
 namespace Raster {
 
@@ -69,8 +69,10 @@ private:
     int m_height;
     std::size_t m_rowBytes = 0;
     std::size_t m_planeBytes = 0;
-    std::shared_ptr<void> m_owner;
-    void* m_block = nullptr;
+    // Counts the buffers that share the block.
+    struct Owner;
+    Owner* m_owner;
+    void* m_block;
 };
 
 inline constexpr std::size_t c_maximumBufferBytes = std::size_t(1) << 33;

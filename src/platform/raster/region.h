@@ -53,6 +53,8 @@ public:
     Tile& GetMutableTile(int tileX, int tileY);
     // The tile, marked as being written to, for accessors: other threads may pin tiles at the same time.
     Tile& PinMutableTile(int tileX, int tileY);
+    // The same for a caller that writes all samples inside the region: those there are need not be read.
+    Tile& PinTileForOverwriting(int tileX, int tileY);
     void UnpinMutableTile(Tile& tile) noexcept;
     // Without a lock: for a copy of a region that nobody else sees.
     Tile const& PeekTile(int tileX, int tileY) const noexcept;
