@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/geometry/planar_map/node_positions.h"
+
+#include "platform/geometry/curve_operations.h"
+
+#include <cmath>
+#include <optional>
+#include <tuple>
+
+namespace Geometry::Planar {
+
+namespace {
+
+// One curve's way through a node.
+struct Strand {
+    std::uint32_t curve = 0;
+    double t = 0;
+    // A sub-segment that starts or ends here, with the range of its piece.
+    std::uint32_t subSegment = 0;
+    bool atStart = false;
+    double low = 0, high = 1;
+    auto Tie() const { return std::tie(curve, t); }
+};
+
+struct Meeting {
+    PointDbl point;
+    double t = 0, u = 0;
+};
+
+double SineBetween(PointDbl a, PointDbl b) {
+    double const lengths = std::hypot(a.x, a.y) * std::hypot(b.x, b.y);
+    return lengths > 0 ? std::fabs(a.x * b.y - a.y * b.x) / lengths : 0;
+}
+
+// Solves curve(t) == other(u) from the parameters of two strands, in grid units.
+std::optional<Meeting> FindMeeting(Segment const& curve, Strand const& a, Segment const& other, Strand const& b) {
+    constexpr int c_steps = 16;
+    constexpr double c_closeEnough = 1.0 / 1024;
+    double t = a.t, u = b.t;
+    for (int i = 0; i != c_steps; ++i) {
+        PointDbl const p = Evaluate(curve, t), q = Evaluate(other, u);
+        double const x = q.x - p.x, y = q.y - p.y;
+        if (std::fabs(x) + std::fabs(y) < c_closeEnough)
+            return Meeting{p, t, u};
+        PointDbl const d = EvaluateDerivative(curve, t), e = EvaluateDerivative(other, u);
+        double const determinant = d.x * e.y - d.y * e.x;
+        if (!(std::fabs(determinant) > 1e-12 * (std::hypot(d.x, d.y) * std::hypot(e.x, e.y))))
+            return {};
+        t += (x * e.y - y * e.x) / determinant;
+        u += (x * d.y - y * d.x) / determinant;
+        if (!(t > a.low && t < a.high && u > b.low && u < b.high))
+            return {};
+    }
+    return {};
+}
+
+class NodePlacer {
+public:
+    NodePlacer(FaceMap& map, CurveNet const& net, Monitor& monitor) : m_map(map), m_net(net), m_monitor(monitor) {}
+
+    NodePositions Run(bool refine) {
+        FindVertices();
+        m_grid.reserve(m_map.nodes.size());
+        for (GridPoint const p : m_map.nodes)
+            m_grid.push_back({static_cast<double>(p.x), static_cast<double>(p.y)});
+        m_monitor.Check();
+        if (refine) {
+            m_start.reserve(m_map.subSegments.size());
+            m_end.reserve(m_map.subSegments.size());
+            for (SubSegment const& s : m_map.subSegments) {
+                m_start.push_back(s.t0);
+                m_end.push_back(s.t1);
+                m_monitor.Tick();
+            }
+            for (std::uint32_t node = 0; node != m_map.nodes.size(); ++node)
+                PlaceNode(node);
+            TakeBackDisorder();
+            for (std::size_t i = 0; i != m_map.subSegments.size(); ++i) {
+                m_map.subSegments[i].t0 = m_start[i];
+                m_map.subSegments[i].t1 = m_end[i];
+                m_monitor.Tick();
+            }
+        }
+        m_positions.points.reserve(m_grid.size());
+        for (std::uint32_t node = 0; node != m_grid.size(); ++node) {
+            std::uint32_t const vertex = m_positions.vertices[node];
+            m_positions.points.push_back(vertex != c_noIndex ? m_net.vertices[vertex].position
+                                                             : m_net.frame.FromGrid(m_grid[node]));
+            m_monitor.Tick();
+        }
+        return std::move(m_positions);
+    }
+
+private:
+    void FindVertices() {
+        m_positions.vertices.assign(m_map.nodes.size(), c_noIndex);
+        std::uint32_t vertex = 0;
+        for (std::uint32_t node = 0; node != m_map.nodes.size(); ++node) {
+            m_monitor.Tick();
+            while (vertex != m_net.vertices.size() && m_net.vertices[vertex].at < m_map.nodes[node])
+                ++vertex;
+            if (vertex != m_net.vertices.size() && m_net.vertices[vertex].at == m_map.nodes[node])
+                m_positions.vertices[node] = vertex;
+        }
+    }
+
+    void CollectStrands(std::uint32_t node) {
+        m_strands.clear();
+        for (std::uint32_t const h : m_map.Leaving(node)) {
+            for (std::uint32_t const s : m_map.SubSegmentsOf(h / 2)) {
+                SubSegment const& sub = m_map.subSegments[s];
+                NetPiece const& piece = m_net.pieces[sub.piece];
+                bool const atStart = sub.from == node;
+                m_strands.push_back({piece.curve, atStart ? sub.t0 : sub.t1, s, atStart, piece.t0, piece.t1});
+            }
+            m_monitor.Tick();
+        }
+        Sort(
+            m_strands, [](Strand const& a, Strand const& b) { return a.Tie() < b.Tie(); }, m_monitor);
+    }
+
+    void PlaceNode(std::uint32_t node) {
+        bool const isVertex = m_positions.vertices[node] != c_noIndex;
+        if (m_map.Leaving(node).size() < 3 && !(isVertex && m_map.Leaving(node).size() == 2))
+            return;
+        CollectStrands(node);
+        m_firstOfStrand.clear();
+        for (std::size_t i = 0; i != m_strands.size(); ++i) {
+            if (i == 0 || m_strands[i].Tie() != m_strands[i - 1].Tie())
+                m_firstOfStrand.push_back(i);
+        }
+        if (m_firstOfStrand.size() < 2)
+            return;
+        std::optional<Meeting> meeting;
+        if (isVertex) {
+            m_grid[node] = m_net.frame.ToGrid(m_net.vertices[m_positions.vertices[node]].position);
+        } else {
+            meeting = Meet();
+            if (!meeting)
+                return;
+            m_grid[node] = meeting->point;
+        }
+        for (std::size_t i = 0; i != m_firstOfStrand.size(); ++i) {
+            std::size_t const end = i + 1 == m_firstOfStrand.size() ? m_strands.size() : m_firstOfStrand[i + 1];
+            Strand const& first = m_strands[m_firstOfStrand[i]];
+            double t = first.t;
+            if (meeting && m_firstOfStrand[i] == m_met.first)
+                t = meeting->t;
+            else if (meeting && m_firstOfStrand[i] == m_met.second)
+                t = meeting->u;
+            else if (first.t > first.low && first.t < first.high)
+                t = RefineNearest(m_net.GetGridCurve(first.curve), m_grid[node], first.t, first.low, first.high);
+            for (std::size_t k = m_firstOfStrand[i]; k != end; ++k)
+                (m_strands[k].atStart ? m_start : m_end)[m_strands[k].subSegment] = t;
+        }
+    }
+
+    // Of all strands the two that cross at the widest angle decide, since they tell the place best.
+    std::optional<Meeting> Meet() {
+        constexpr std::size_t c_mostCompared = 8;
+        std::size_t const count = std::min(m_firstOfStrand.size(), c_mostCompared);
+        double widest = -1;
+        for (std::size_t i = 0; i != count; ++i) {
+            Strand const& a = m_strands[m_firstOfStrand[i]];
+            PointDbl const d = EvaluateDerivative(m_net.GetGridCurve(a.curve), a.t);
+            for (std::size_t k = i + 1; k != count; ++k) {
+                Strand const& b = m_strands[m_firstOfStrand[k]];
+                double const sine = SineBetween(d, EvaluateDerivative(m_net.GetGridCurve(b.curve), b.t));
+                if (sine > widest) {
+                    widest = sine;
+                    m_met = {m_firstOfStrand[i], m_firstOfStrand[k]};
+                }
+            }
+        }
+        Strand const &a = m_strands[m_met.first], &b = m_strands[m_met.second];
+        return FindMeeting(m_net.GetGridCurve(a.curve), a, m_net.GetGridCurve(b.curve), b);
+    }
+
+    // Nodes that changed places with a neighbour on one of their curves go back to where the chords have them.
+    void TakeBackDisorder() {
+        auto const& subs = m_map.subSegments;
+        bool again = true;
+        while (again) {
+            again = false;
+            for (std::size_t i = 0; i != subs.size(); ++i) {
+                m_monitor.Tick();
+                if (m_start[i] < m_end[i] || (m_start[i] == subs[i].t0 && m_end[i] == subs[i].t1))
+                    continue;
+                TakeBack(subs[i].from);
+                TakeBack(subs[i].to);
+                again = true;
+            }
+        }
+    }
+
+    void TakeBack(std::uint32_t node) {
+        if (m_positions.vertices[node] == c_noIndex)
+            m_grid[node] = {static_cast<double>(m_map.nodes[node].x), static_cast<double>(m_map.nodes[node].y)};
+        for (std::uint32_t const h : m_map.Leaving(node)) {
+            for (std::uint32_t const s : m_map.SubSegmentsOf(h / 2)) {
+                SubSegment const& sub = m_map.subSegments[s];
+                if (sub.from == node)
+                    m_start[s] = sub.t0;
+                else
+                    m_end[s] = sub.t1;
+            }
+        }
+    }
+
+    FaceMap& m_map;
+    CurveNet const& m_net;
+    Monitor& m_monitor;
+    NodePositions m_positions;
+    std::vector<PointDbl> m_grid;
+    std::vector<double> m_start, m_end;
+    std::vector<Strand> m_strands;
+    std::vector<std::size_t> m_firstOfStrand;
+    // The strands, by their place in the list, whose meeting was found.
+    std::pair<std::size_t, std::size_t> m_met;
+};
+
+} // namespace
+
+NodePositions PlaceNodes(FaceMap& map, CurveNet const& net, bool refine, Monitor& monitor) {
+    return NodePlacer(map, net, monitor).Run(refine);
+}
+
+} // namespace Geometry::Planar
