@@ -28,7 +28,7 @@ void CheckValueType(PropType type, std::size_t size) {
 
 OutStream::~OutStream() = default;
 
-OutStream::WriteException::WriteException(String filePath, std::source_location where)
+OutStream::WriteException::WriteException(String filePath, SourceLocation where)
     : Exception((filePath.empty() ? std::string() : filePath.ToStdString() + ": ") + "cannot write all bytes", where),
       m_filePath(std::move(filePath)) {}
 

@@ -28,7 +28,7 @@ public:
     // The stream takes no more.
     class REDRAFT_ENGINE WriteException : public Exception {
     public:
-        explicit WriteException(String filePath, std::source_location where = std::source_location::current());
+        explicit WriteException(String filePath, SourceLocation where = SourceLocation::current());
         ~WriteException() override;
         // The file that is written; empty for memory.
         String const& GetFilePath() const noexcept { return m_filePath; }

@@ -25,7 +25,11 @@ public:
     // Writes the fields under their tags. Changes nothing; may run more than once, and in a pass that only gathers
     // file paths.
     virtual void Save(OutSerialiser& out) const = 0;
-    // Reads the same tags; a missing tag leaves its field. False: the object cannot be read.
+    // Reads the same tags; a missing tag leaves its field. False: the object cannot be read. Objects that are referred
+    // to may not be loaded yet: keep them, ask them nothing.
+    //
+    // When the load of a graph fails, every object is loaded once more with all references empty, so that cycles come
+    // apart: what is read replaces what was there.
     virtual bool Load(InSerialiser const& in, FileStore& files, unsigned short version) = 0;
     // Feeds everything that Save writes into a hash; objects that are referred to count with their content.
     virtual void AccumulateHash(HashAccumulator& hash) const;

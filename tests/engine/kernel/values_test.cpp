@@ -102,6 +102,17 @@ TEST(ClassRegistry, FindsClassesByTagAndKeepsTheirOrder) {
     EXPECT_EQ(ClassRegistry::GetAll(), before);
 }
 
+TEST(Exception, KeepsThePlaceOfTheThrow) {
+    auto const line = __LINE__ + 2;
+    try {
+        throw DamagedDataException("bad");
+    } catch (Exception const& exception) {
+        EXPECT_EQ(exception.GetSourceLocation().line(), static_cast<unsigned>(line));
+        EXPECT_NE(std::string_view(exception.GetSourceLocation().file_name()).find("values_test"), std::string::npos);
+        EXPECT_STREQ(exception.what(), "bad");
+    }
+}
+
 struct ThreadCount {
     explicit ThreadCount(unsigned count) { Dispatch::SetThreadCount(count); }
     ~ThreadCount() { Dispatch::SetThreadCount(Dispatch::GetNumberOfRealCPUs()); }
