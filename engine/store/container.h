@@ -23,17 +23,6 @@ namespace Store {
 inline constexpr int c_formatMajor = 1;
 inline constexpr int c_formatMinor = 0;
 
-// The file is of a major format that this code cannot know.
-class NewerFormatException final : public Kernel::Exception {
-public:
-    explicit NewerFormatException(std::uint32_t format, std::source_location where = std::source_location::current());
-    ~NewerFormatException() override;
-    std::uint32_t GetFormat() const noexcept { return m_format; }
-
-private:
-    std::uint32_t m_format;
-};
-
 enum class OpenMode {
     // Never writes, unless the last save was interrupted: then the file is first taken back to what it was before.
     Read,
@@ -55,7 +44,7 @@ struct Verification {
 // Changes are made between BeginSave and Commit and take effect all at once: after a crash at any instant the file is
 // the old document or the new one. Reading (ReadChunk, ListChunks, Get, Has) is allowed on any thread at any time;
 // changes come from one thread at a time. Errors are Kernel::Exception with a line that lacks the file's name, for the
-// caller to put in front; damage is Kernel::DamagedDataException.
+// caller to put in front; damage is Kernel::DamagedDataException, a newer major format Kernel::FutureVersionException.
 class Container final : public Kernel::BlobSource, public Kernel::BlobSink, public Kernel::ChunkStorage {
 public:
     // A new document. The file appears at its path, whole and durable, with the first Commit; until then nothing is to

@@ -16,7 +16,7 @@ constexpr int c_stepsBetweenChecks = 4096;
 
 } // namespace
 
-RecoveryNeeded::RecoveryNeeded(std::source_location where)
+RecoveryNeeded::RecoveryNeeded(Kernel::SourceLocation where)
     : Exception("was left in the middle of a save; it has to be opened anew", where) {}
 
 RecoveryNeeded::~RecoveryNeeded() = default;

@@ -15,7 +15,7 @@ namespace Store {
 // The file was left in the middle of a save, and this connection may not write what takes it back.
 class RecoveryNeeded final : public Kernel::Exception {
 public:
-    explicit RecoveryNeeded(std::source_location where = std::source_location::current());
+    explicit RecoveryNeeded(Kernel::SourceLocation where = Kernel::SourceLocation::current());
     ~RecoveryNeeded() override;
 };
 

@@ -9,12 +9,6 @@
 
 namespace Store {
 
-NewerFormatException::NewerFormatException(std::uint32_t format, std::source_location where)
-    : Exception("written by a newer version of Redraft (format " + std::to_string(format) + ")", where),
-      m_format(format) {}
-
-NewerFormatException::~NewerFormatException() = default;
-
 namespace {
 
 constexpr std::string_view c_magic{"SQLite format 3\0", 16};
@@ -43,7 +37,8 @@ void CheckHeader(File& file) {
         throw Kernel::DamagedDataException("is not a Redraft document");
     auto const format = GetNumber(header, 60, 4);
     if (format > static_cast<std::uint32_t>(c_formatMajor))
-        throw NewerFormatException(format);
+        throw Kernel::FutureVersionException(
+            "written by a newer version of Redraft (format " + std::to_string(format) + ")", false);
 
     struct Field {
         std::size_t offset;

@@ -42,7 +42,7 @@ Outcome ReadAll(SimulatedFileSystem& files, Content const& content) {
     } catch (Kernel::DamagedDataException const& damage) {
         EXPECT_EQ(std::string(damage.what()).find('\n'), std::string::npos);
         outcome = Outcome::Refused;
-    } catch (NewerFormatException const&) {
+    } catch (Kernel::FutureVersionException const&) {
         outcome = Outcome::Refused;
     }
     return outcome;

@@ -60,7 +60,7 @@ TEST_F(Forged, ANewerFormatIsRefusedByItsNumber) {
     Forge(m_path, "PRAGMA user_version=2");
     auto const before = ReadFile(m_path);
     EXPECT_EQ(OpenAndRead(), "written by a newer version of Redraft (format 2)");
-    EXPECT_THROW(Container::Open(m_path, OpenMode::Edit), NewerFormatException);
+    EXPECT_THROW(Container::Open(m_path, OpenMode::Edit), Kernel::FutureVersionException);
     EXPECT_EQ(ReadFile(m_path), before);
 }
 
