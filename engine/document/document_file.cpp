@@ -17,7 +17,7 @@ Kernel::Counted<Store::Container> OpenContainer(std::filesystem::path const& pat
         return Store::Container::Open(path, Store::OpenMode::Edit);
     } catch (Kernel::DamagedDataException const&) {
         throw;
-    } catch (Store::NewerFormatException const&) {
+    } catch (Kernel::FutureVersionException const&) {
         throw;
     } catch (Kernel::Exception const&) {
         isReadOnly = true;
@@ -159,20 +159,16 @@ bool DocumentController::IsChangedSinceSave() const { return m_changedSinceSave;
 Kernel::Counted<DocumentController> DocumentController::Open(std::string const& path, bool trusted) {
     auto file = std::make_unique<File>();
     DocumentRoot::GetTypeClassProperties();
-    try {
-        file->container = OpenContainer(path, file->isReadOnly);
-        Store::ReadSnapshot const snapshot(*file->container);
-        Kernel::FileStore files(file->container, path);
-        auto const roots = file->graph.Load(*file->container, files, [](auto const& loaded) {
-            auto const root = loaded.empty() ? nullptr : Kernel::Cast<DocumentRoot>(loaded.front());
-            if (!root)
-                throw Kernel::DamagedDataException("the document is damaged: it has no beginning");
-            root->Check();
-        });
-        file->root = Kernel::Cast<DocumentRoot>(roots.front());
-    } catch (Store::NewerFormatException const& newer) {
-        throw Kernel::FutureVersionException(newer.GetMessage(), false);
-    }
+    file->container = OpenContainer(path, file->isReadOnly);
+    Store::ReadSnapshot const snapshot(*file->container);
+    Kernel::FileStore files(file->container, path);
+    auto const roots = file->graph.Load(*file->container, files, [](auto const& loaded) {
+        auto const root = loaded.empty() ? nullptr : Kernel::Cast<DocumentRoot>(loaded.front());
+        if (!root)
+            throw Kernel::DamagedDataException("the document is damaged: it has no beginning");
+        root->Check();
+    });
+    file->root = Kernel::Cast<DocumentRoot>(roots.front());
     Kernel::Counted<DocumentController> controller(new DocumentController);
     auto const& root = *file->root;
     controller->m_document = root.document;

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/laws/example_run.h"
+
+#include "frame/example_documents.h"
+#include "platform/document/compound_command.h"
+#include "platform/document/detach_symbol_command.h"
+#include "platform/document/reflow_pages_command.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+std::vector<CommandExample> EngineExamples() {
+    return {
+        {"DetachSymbolCommand", ExampleDocuments::SymbolWithInstances,
+         [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<DetachSymbolCommand>(controller.GetCurrentSelection(), true,
+                                                             UnlinkRecurse::Instance, true);
+         },
+         {}},
+        {"ReflowPagesCommand",
+         [](DocumentController& controller) {
+             controller.GetCurrentSpread()->AddPage(
+                 Kernel::MakeCounted<PageNode>(Kernel::RectT<double>{2000, -70, 2300, 250}));
+         },
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<ReflowPagesCommand>(0);
+         },
+         {}},
+        {"CompoundCommand", ExampleDocuments::SymbolWithInstances,
+         [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+             auto compound = Kernel::MakeCounted<CompoundCommand>(false, true, true);
+             compound->AppendCommand(Kernel::MakeCounted<DetachSymbolCommand>(
+                 controller.GetCurrentSelection(), true, UnlinkRecurse::Nested, false));
+             compound->AppendCommand(Kernel::MakeCounted<ReflowPagesCommand>(0));
+             return compound;
+         },
+         {}},
+    };
+}
+
+} // namespace
+
+std::vector<CommandExample> const& AllExamples() {
+    static std::vector<CommandExample> const s_all = [] {
+        auto all = CommandExample::GetAll();
+        for (auto& example : EngineExamples())
+            all.push_back(std::move(example));
+        return all;
+    }();
+    return s_all;
+}
+
+TemporaryFolder::TemporaryFolder() {
+    auto pattern = (std::filesystem::temp_directory_path() / "redraft-laws-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr)
+        throw std::runtime_error("no temporary folder");
+    m_path = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+ExampleRun::ExampleRun(CommandExample const& theExample)
+    : example(theExample),
+      controller(DocumentController::CreateNew({793.700787, 1122.519685}, Raster::FormatRGBA8, 1)) {
+    example.prepare(*controller);
+    command = example.make(*controller);
+    before = controller->GetHash(false);
+    selectionBefore = controller->GetCurrentSelection();
+}
+
+void ExampleRun::Do() { controller->Run(command); }
+
+std::string ReadWholeFile(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+std::vector<NodeId> SelectedIds(DocumentController const& controller) {
+    std::vector<NodeId> ids;
+    if (auto const selection = controller.GetCurrentSelection()) {
+        for (auto const& node : selection->GetNodes())
+            ids.push_back(node->GetId());
+    }
+    return ids;
+}

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// What holds for every command, proved on its examples. A new command takes part by registering one.
+
+#include "frame/command_coverage.h"
+#include "platform/kernel/exception.h"
+#include "tests/laws/example_run.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace {
+
+class Laws : public testing::TestWithParam<std::size_t> {
+protected:
+    CommandExample const& Example() const { return AllExamples()[GetParam()]; }
+    bool IsKeptByContract() const { return !Example().keptByContract.empty(); }
+    TemporaryFolder m_folder;
+};
+
+TEST_P(Laws, UndoGivesTheDocumentBackAndRedoDoesItAgain) {
+    ExampleRun run(Example());
+    auto const selected = SelectedIds(*run.controller);
+    run.Do();
+    run.controller->GetDocument()->CheckInvariants();
+    auto const after = run.controller->GetHash(false);
+    auto const selectedAfter = SelectedIds(*run.controller);
+    if (!run.controller->GetLastResult().stacked) {
+        // Outside the history the command's own operations still hold.
+        run.command->Undo();
+        if (!IsKeptByContract()) {
+            EXPECT_EQ(run.before, run.controller->GetHash(false));
+        }
+        run.command->Redo();
+        EXPECT_EQ(after, run.controller->GetHash(false));
+        return;
+    }
+    EXPECT_NE(run.before, after) << "the example changes nothing";
+    for (int round = 0; round != 3; ++round) {
+        run.controller->Undo();
+        run.controller->GetDocument()->CheckInvariants();
+        EXPECT_EQ(run.before, run.controller->GetHash(false));
+        EXPECT_EQ(selected, SelectedIds(*run.controller));
+        run.controller->Redo();
+        run.controller->GetDocument()->CheckInvariants();
+        EXPECT_EQ(after, run.controller->GetHash(false));
+        EXPECT_EQ(selectedAfter, SelectedIds(*run.controller));
+    }
+}
+
+TEST_P(Laws, ASavedHistoryUndoesAndRedoesTheSame) {
+    ExampleRun run(Example());
+    auto const selected = SelectedIds(*run.controller);
+    run.Do();
+    if (!run.controller->GetLastResult().stacked)
+        return;
+    auto const after = run.controller->GetHash(false);
+    auto const selectedAfter = SelectedIds(*run.controller);
+    auto const path = m_folder.Path("done.redraft");
+    run.controller->Save(path);
+    run.controller.reset();
+    run.command.reset();
+    run.selectionBefore.reset();
+    for (int reload = 0; reload != 3; ++reload) {
+        auto loaded = DocumentController::Open(path, false);
+        loaded->GetDocument()->CheckInvariants();
+        EXPECT_EQ(after, loaded->GetHash(false));
+        loaded->Undo();
+        loaded->GetDocument()->CheckInvariants();
+        EXPECT_EQ(run.before, loaded->GetHash(false));
+        EXPECT_EQ(selected, SelectedIds(*loaded));
+        loaded->Save(path);
+        loaded.reset();
+        auto const again = DocumentController::Open(path, false);
+        EXPECT_EQ(run.before, again->GetHash(false));
+        again->Redo();
+        again->GetDocument()->CheckInvariants();
+        EXPECT_EQ(after, again->GetHash(false));
+        EXPECT_EQ(selectedAfter, SelectedIds(*again));
+        again->Undo();
+        EXPECT_EQ(run.before, again->GetHash(false));
+        again->Redo();
+        EXPECT_EQ(after, again->GetHash(false));
+        again->Save(path);
+    }
+}
+
+TEST_P(Laws, TwoSavesGiveTheSameBytes) {
+    ExampleRun run(Example());
+    run.Do();
+    auto const first = m_folder.Path("first.redraft"), second = m_folder.Path("second.redraft");
+    run.controller->Save(first);
+    run.controller->Save(second);
+    EXPECT_TRUE(ReadWholeFile(first) == ReadWholeFile(second));
+}
+
+TEST_P(Laws, TheSameCommandOnTheSameDocumentGivesTheSameState) {
+    ExampleRun one(Example()), two(Example());
+    EXPECT_EQ(one.before, two.before);
+    one.Do();
+    two.Do();
+    EXPECT_EQ(one.controller->GetHash(true), two.controller->GetHash(true));
+}
+
+TEST_P(Laws, ADocumentSavedBeforeTheCommandGivesTheSameState) {
+    ExampleRun run(Example());
+    auto const path = m_folder.Path("before.redraft");
+    run.controller->Save(path);
+    run.Do();
+    auto const loaded = DocumentController::Open(path, false);
+    EXPECT_EQ(run.before, loaded->GetHash(false));
+    loaded->Run(Example().make(*loaded));
+    EXPECT_EQ(run.controller->GetHash(false), loaded->GetHash(false));
+}
+
+TEST_P(Laws, AnIncrementalSaveEqualsAFullOne) {
+    ExampleRun run(Example());
+    auto const path = m_folder.Path("incremental.redraft");
+    run.controller->Save(path);
+    run.Do();
+    run.controller->Save(path);
+    EXPECT_EQ(run.controller->GetHash(true), DocumentController::Open(path, false)->GetHash(true));
+    if (!run.controller->GetLastResult().stacked)
+        return;
+    run.controller->Undo();
+    run.controller->Save(path);
+    EXPECT_EQ(run.controller->GetHash(true), DocumentController::Open(path, false)->GetHash(true));
+}
+
+TEST_P(Laws, AClonedCommandDoesTheSame) {
+    ExampleRun run(Example());
+    auto const clone = run.command->Clone();
+    if (!clone)
+        return;
+    EXPECT_EQ(typeid(*run.command), typeid(*clone));
+    run.Do();
+    ExampleRun other(Example());
+    auto const fresh = other.command->Clone();
+    other.controller->Run(fresh);
+    EXPECT_EQ(run.controller->GetHash(false), other.controller->GetHash(false));
+}
+
+TEST_P(Laws, NotificationsNameTheDocument) {
+    ExampleRun run(Example());
+    run.Do();
+    Kernel::NotificationList notifications;
+    run.command->NotifyWithCacheUpdates(notifications);
+    for (auto const& notification : notifications)
+        EXPECT_TRUE(notification);
+    EXPECT_FALSE(run.command->GetDescription().GetText().empty());
+    EXPECT_FALSE(run.command->GetDescription().GetContext().empty());
+}
+
+std::string ExampleName(testing::TestParamInfo<std::size_t> const& info) {
+    return AllExamples()[info.param].className + std::to_string(info.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, Laws, testing::Range(std::size_t{0}, AllExamples().size()), ExampleName);
+
+TEST(LawsHarness, EveryRegisteredCommandHasAnExample) {
+    std::set<std::string> withExample;
+    for (auto const& example : AllExamples())
+        withExample.insert(example.className);
+    for (auto const* properties : Kernel::ClassRegistry::GetAll()) {
+        auto const isCommand = properties->IsDerivedFrom(DocumentCommand::GetTypeClassProperties());
+        bool const isBase = std::string(properties->GetName()) == "DocumentCommand" ||
+                            std::string(properties->GetName()) == "SelectionCommandBase";
+        EXPECT_TRUE(!isCommand || isBase || withExample.contains(properties->GetName())) << properties->GetName();
+    }
+    for (auto const& entry : CommandCoverage::Instance().GetEntries())
+        EXPECT_TRUE(withExample.contains(entry.name)) << entry.name;
+}
+
+} // namespace
