@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/kernel/class_properties.h"
+#include "shell/command_form.h"
+
+namespace Shell {
+
+// Every command class of the library. A class that is registered and not here fails a test.
+std::vector<CommandEntry> const& GetCommandTable();
+
+// By class name or short name; null when the table has none.
+CommandEntry const* FindCommand(std::string_view name);
+
+// A command as `redraft commands` lists it.
+struct ListedCommand {
+    // Null for a class that is in the table and not in the registry.
+    Kernel::ClassProperties const* properties = nullptr;
+    // Null for the engine's inner commands.
+    CommandEntry const* entry = nullptr;
+    // It belongs to the library, and not to the engine.
+    bool isOfLibrary = false;
+    bool isCovered = false;
+    // Empty when the class cannot tell without having been made by a caller.
+    Kernel::LocalisedString description;
+};
+
+// The commands in registration order, then those of the table that are not registered.
+std::vector<ListedCommand> ListCommands();
+
+} // namespace Shell

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/command_table.h"
+#include "shell/verbs.h"
+
+namespace Shell {
+
+namespace {
+
+constexpr std::string_view c_innerCommand = "an inner command of others";
+
+std::string GetClassName(ListedCommand const& command) {
+    return command.properties != nullptr ? command.properties->GetName() : command.entry->className;
+}
+
+std::string_view GetReason(ListedCommand const& command) {
+    return command.entry == nullptr ? c_innerCommand : command.entry->reason;
+}
+
+void AnswerParameters(JsonWriter& json, ListedCommand const& command) {
+    json.Key("parameters").BeginArray();
+    auto const formCount = command.entry == nullptr ? 0 : command.entry->forms.size();
+    for (std::size_t form = 0; form != formCount; ++form) {
+        for (auto const& parameter : command.entry->forms[form].parameters) {
+            json.BeginObject();
+            json.Member("name", parameter.name);
+            json.Member("type", parameter.type);
+            if (parameter.defaultValue)
+                json.Member("default", *parameter.defaultValue);
+            json.Member("help", parameter.help);
+            // Parameters of different forms do not go together.
+            if (formCount > 1)
+                json.Member("form", form);
+            json.EndObject();
+        }
+    }
+    json.EndArray();
+}
+
+void AnswerJson(JsonWriter& json, ListedCommand const& command) {
+    json.BeginObject();
+    json.Member("class", GetClassName(command));
+    json.Member("name", command.entry == nullptr ? MakeShortName(GetClassName(command)) : command.entry->shortName);
+    auto const* const properties = command.properties;
+    if (properties != nullptr) {
+        json.Member("tag", properties->GetClassUID().ToString());
+        json.Member("version", properties->GetVersion());
+        json.Member("base", properties->GetBase() == nullptr ? "" : properties->GetBase()->GetName());
+    } else {
+        json.Member("tag", nullptr);
+        json.Member("version", nullptr);
+        json.Member("base", nullptr);
+    }
+    json.Member("coverage", command.isCovered);
+    json.Member("description", command.description.GetText().view());
+    json.Member("context", command.description.GetContext().view());
+    AnswerParameters(json, command);
+    if (!GetReason(command).empty())
+        json.Member("reason", GetReason(command));
+    json.EndObject();
+}
+
+std::string FormatForm(CommandEntry const& entry, CommandForm const& form) {
+    std::string text = entry.shortName;
+    for (auto const& parameter : form.parameters) {
+        auto const word = std::string(parameter.name) + "=" + std::string(parameter.type);
+        text += parameter.defaultValue ? " [" + word + "]" : " " + word;
+    }
+    return text;
+}
+
+void PrintLines(Session& session, ListedCommand const& command) {
+    auto const reason = GetReason(command);
+    if (!reason.empty()) {
+        auto const name = command.entry == nullptr ? GetClassName(command) : command.entry->shortName;
+        session.Print(name + "  (not from here: " + std::string(reason) + ")\n");
+        return;
+    }
+    for (auto const& form : command.entry->forms)
+        session.Print(FormatForm(*command.entry, form) + "\n");
+}
+
+void PrintDetails(Session& session, ListedCommand const& command) {
+    auto const* const properties = command.properties;
+    session.Print(GetClassName(command));
+    if (!command.description.GetText().empty())
+        session.Print(": " + command.description.ToString().ToStdString());
+    session.Print("\n");
+    if (properties != nullptr) {
+        session.Print("  tag " + properties->GetClassUID().ToString() + ", version " +
+                      std::to_string(properties->GetVersion()) + ", base " +
+                      (properties->GetBase() == nullptr ? "none" : properties->GetBase()->GetName()) +
+                      (command.isCovered ? ", covered" : "") + "\n");
+    } else {
+        session.Print("  not stored in documents\n");
+    }
+    if (!GetReason(command).empty()) {
+        session.Print("  cannot be run from here: " + std::string(GetReason(command)) + "\n");
+        return;
+    }
+    for (auto const& form : command.entry->forms) {
+        session.Print("\n  redraft do DOC " + FormatForm(*command.entry, form) + "\n");
+        for (auto const& parameter : form.parameters) {
+            session.Print("    " + std::string(parameter.name) + "  " + std::string(parameter.help));
+            if (parameter.defaultValue)
+                session.Print(" (" + *parameter.defaultValue + ")");
+            session.Print("\n");
+        }
+    }
+}
+
+} // namespace
+
+ExitStatus RunCommands(Session& session, Arguments const& arguments) {
+    auto const name = arguments.Find("NAME");
+    auto const commands = ListCommands();
+    if (name) {
+        for (auto const& command : commands) {
+            if (GetClassName(command) != *name && MakeShortName(GetClassName(command)) != *name)
+                continue;
+            if (session.IsJson())
+                AnswerJson(session.Json(), command);
+            else
+                PrintDetails(session, command);
+            return ExitStatus::Done;
+        }
+        throw Failure(ExitStatus::Usage, *name, "no such command; `redraft commands` lists them");
+    }
+    if (session.IsJson())
+        session.Json().BeginArray();
+    for (auto const& command : commands) {
+        if (!command.isOfLibrary && !arguments.Has("--all"))
+            continue;
+        if (session.IsJson())
+            AnswerJson(session.Json(), command);
+        else
+            PrintLines(session, command);
+    }
+    if (session.IsJson())
+        session.Json().EndArray();
+    return ExitStatus::Done;
+}
+
+} // namespace Shell

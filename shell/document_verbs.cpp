@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/interrupt.h"
+#include "shell/picture.h"
+#include "shell/values.h"
+#include "shell/verbs.h"
+
+#include "platform/kernel/cast.h"
+
+#include <filesystem>
+#include <map>
+
+namespace Shell {
+
+namespace {
+
+// DIN A4 at 96 units an inch.
+constexpr Kernel::SizeT<double> c_usualSize{210 * 96 / 25.4, 297 * 96 / 25.4};
+constexpr int c_maximumPages = 10000;
+
+Raster::Format ParseFormat(std::string_view text) {
+    std::string names;
+    for (int i = 0; i != Raster::c_formatCount; ++i) {
+        auto const format = static_cast<Raster::Format>(i);
+        if (!IsPageFormat(format))
+            continue;
+        if (text == Raster::GetFormatName(format))
+            return format;
+        names += std::string(" ") + Raster::GetFormatName(format);
+    }
+    throw ValueError("needs one of" + names + ", not " + Quote(text));
+}
+
+template <class T, class F>
+T ParseOr(Arguments const& arguments, std::string_view option, T const& missing, F const& parse) {
+    auto const text = arguments.Find(option);
+    if (!text)
+        return missing;
+    try {
+        return static_cast<T>(parse(*text));
+    } catch (ValueError const& error) {
+        throw Failure(ExitStatus::Usage, std::string(option), error.what());
+    }
+}
+
+// What of the document is counted.
+struct Census {
+    std::map<std::string, std::size_t, std::less<>> types;
+    std::size_t total = 0;
+};
+
+Census CountNodes(DocumentNode& document) {
+    Census census;
+    ForEachNode(document, [&](Node& node) {
+        auto const type = node.GetTypeName();
+        auto found = census.types.find(type);
+        if (found == census.types.end())
+            found = census.types.emplace(std::string(type), 0).first;
+        ++found->second;
+        ++census.total;
+    });
+    return census;
+}
+
+std::uint64_t GetFileSize(std::string const& path) {
+    std::error_code error;
+    auto const size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+void AnswerInfoJson(Session& session, DocumentController& document) {
+    auto const census = CountNodes(*document.GetDocument());
+    auto const& history = *document.GetHistory();
+    auto& json = session.Json();
+    json.BeginObject();
+    json.Member("file", session.GetDocumentPath());
+    json.Member("size", GetFileSize(session.GetDocumentPath()));
+    json.Member("format", Raster::GetFormatName(document.GetDocument()->GetFormat()));
+    json.Key("spreads").BeginArray();
+    std::size_t index = 0;
+    for (auto const& spread : document.GetDocument()->GetSpreads()) {
+        json.BeginObject();
+        json.Member("index", index++);
+        json.Member("id", spread->GetId());
+        json.Member("box", spread->GetBaseBox(true));
+        json.Member("pages", spread->CountChildren(NodeChildListType::Pages));
+        json.Member("current", spread == document.GetCurrentSpread());
+        json.EndObject();
+    }
+    json.EndArray();
+    json.Member("nodes", census.total);
+    json.Key("types").BeginObject();
+    for (auto const& [type, count] : census.types)
+        json.Member(type, count);
+    json.EndObject();
+    json.Member("symbols", document.GetSymbolCount());
+    json.Key("selection").BeginArray();
+    for (auto const& node : document.GetCurrentSelection()->GetNodes())
+        json.Value(node->GetId());
+    json.EndArray();
+    json.Key("history").BeginObject();
+    json.Member("entries", history.GetCount());
+    json.Member("position", history.GetPosition());
+    json.EndObject();
+    json.EndObject();
+}
+
+void AnswerInfo(Session& session, DocumentController& document) {
+    auto const census = CountNodes(*document.GetDocument());
+    auto const& history = *document.GetHistory();
+    auto const spreads = document.GetDocument()->GetSpreads();
+    session.Print("file      " + OneLine(session.GetDocumentPath()) + ", " +
+                  Count(GetFileSize(session.GetDocumentPath()), "byte", "bytes") + "\n");
+    session.Print(std::string("format    ") + Raster::GetFormatName(document.GetDocument()->GetFormat()) + "\n");
+    for (std::size_t i = 0; i != spreads.size(); ++i) {
+        auto const box = spreads[i]->GetBaseBox(true);
+        session.Print("spread    " + std::to_string(i) + ": " + FormatRounded(box.GetWidth()) + " x " +
+                      FormatRounded(box.GetHeight()) + ", " +
+                      Count(spreads[i]->CountChildren(NodeChildListType::Pages), "page", "pages") +
+                      (spreads[i] == document.GetCurrentSpread() ? ", current" : "") + "\n");
+    }
+    session.Print("nodes     " + std::to_string(census.total));
+    char const* separator = ": ";
+    for (auto const& [type, count] : census.types) {
+        session.Print(separator + std::to_string(count) + " " + type);
+        separator = ", ";
+    }
+    session.Print("\nselected  " + std::to_string(document.GetCurrentSelection()->size()) + "\n");
+    session.Print("history   at " + std::to_string(history.GetPosition()) + " of " +
+                  std::to_string(history.GetCount()) + "\n");
+}
+
+std::string FormatHash(DocumentHash const& hash) {
+    constexpr char c_digits[] = "0123456789abcdef";
+    std::string text;
+    for (auto const byte : hash) {
+        text += c_digits[std::to_integer<int>(byte) / 16];
+        text += c_digits[std::to_integer<int>(byte) % 16];
+    }
+    return text;
+}
+
+} // namespace
+
+ExitStatus RunNew(Session& session, Arguments const& arguments) {
+    auto const& path = arguments.Get("OUT.redraft");
+    auto const size = ParseOr(arguments, "--size", c_usualSize, &ParseSize);
+    auto const format = ParseOr(arguments, "--format", Raster::FormatRGBA8, &ParseFormat);
+    auto const pages =
+        ParseOr(arguments, "--pages", 1, [](std::string_view text) { return ParseInteger(text, 1, c_maximumPages); });
+    auto const document =
+        Guarded(ExitStatus::Usage, "new", [&] { return DocumentController::CreateNew(size, format, pages); });
+    session.SetDocument(document, path);
+    if (session.IsJson()) {
+        AnswerInfoJson(session, *document);
+    } else {
+        session.Print(OneLine(path) + ": " + Count(static_cast<std::uint64_t>(pages), "page", "pages") + " of " +
+                      FormatRounded(size.width) + " x " + FormatRounded(size.height) + ", " +
+                      Raster::GetFormatName(format) + "\n");
+    }
+    return ExitStatus::Done;
+}
+
+ExitStatus RunLink(Session&, Arguments const& arguments) {
+    throw Failure(ExitStatus::Input, arguments.Get("DATA"), "linking data is not available yet");
+}
+
+ExitStatus RunInfo(Session& session, Arguments const& arguments) {
+    auto& document = session.Open(arguments);
+    if (session.IsJson())
+        AnswerInfoJson(session, document);
+    else
+        AnswerInfo(session, document);
+    return ExitStatus::Done;
+}
+
+ExitStatus RunHash(Session& session, Arguments const& arguments) {
+    auto& document = session.Open(arguments);
+    auto const text = FormatHash(document.GetHash(arguments.Has("--with-history")));
+    if (session.IsJson())
+        session.Json().Value(text);
+    else
+        session.Print(text + "\n");
+    return ExitStatus::Done;
+}
+
+// Opening has verified the checksums of all objects; what is left is the tree's rules and the pixels.
+ExitStatus RunCheck(Session& session, Arguments const& arguments) {
+    auto& document = session.Open(arguments);
+    auto const& path = session.GetDocumentPath();
+    std::size_t nodes = 0, bitmaps = 0;
+    Guarded(ExitStatus::Input, path, [&] {
+        document.GetDocument()->CheckInvariants();
+        ForEachNode(*document.GetDocument(), [&](Node& node) {
+            ++nodes;
+            Kernel::Counted<Raster::DynamicBitmap const> bitmap;
+            if (auto const* raster = Kernel::CastPointer<ConstRasterInterface>(&node))
+                bitmap = raster->GetBitmap();
+            else if (auto const* image = Kernel::CastPointer<ImageResourceInterface>(&node))
+                bitmap = image->GetImage();
+            if (!bitmap)
+                return;
+            ++bitmaps;
+            bitmap->ForceDelayLoad(nullptr);
+            Interrupt::Check(path);
+        });
+    });
+    auto const steps = document.GetHistory()->GetCount();
+    if (session.IsJson()) {
+        session.Json().BeginObject();
+        session.Json().Member("sound", true);
+        session.Json().Member("nodes", nodes);
+        session.Json().Member("bitmaps", bitmaps);
+        session.Json().Member("steps", steps);
+        session.Json().EndObject();
+    } else {
+        session.Print(OneLine(path) + ": sound: " + Count(nodes, "node", "nodes") + ", " +
+                      Count(bitmaps, "bitmap", "bitmaps") + ", " + Count(steps, "step", "steps") + "\n");
+    }
+    return ExitStatus::Done;
+}
+
+} // namespace Shell

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/film_strip.h"
+
+#include "shell/history_walk.h"
+#include "shell/picture.h"
+#include "shell/values.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace Shell {
+
+namespace {
+
+// Of a picture's longer side, in pixels.
+constexpr double c_pictureSide = 720;
+
+constexpr std::string_view c_style = R"css(
+:root { color-scheme: light dark; --line: #8884; --mark: #2a7de1; }
+body { font: 15px/1.4 system-ui, sans-serif; margin: 2rem; }
+h1 { font-size: 1.2rem; font-weight: 600; }
+ol { display: grid; grid-template-columns: repeat(auto-fill, minmax(16rem, 1fr)); gap: 1.25rem; padding: 0; list-style: none; }
+figure { margin: 0; border: 1px solid var(--line); border-radius: 6px; overflow: hidden; }
+figure img { display: block; width: 100%; background: #fff; }
+figcaption { padding: .5rem .75rem; border-top: 1px solid var(--line); }
+figcaption b { font-variant-numeric: tabular-nums; margin-right: .4rem; }
+figcaption small { display: block; opacity: .65; }
+.current figure { border-color: var(--mark); box-shadow: 0 0 0 2px var(--mark); }
+.undone { opacity: .55; }
+)css";
+
+std::string EscapeHtml(std::string_view text) {
+    std::string escaped;
+    for (char const c : OneLine(text)) {
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+std::string MakePictureName(std::size_t position, std::size_t count) {
+    auto const digits = std::max<std::size_t>(3, std::to_string(count).size());
+    auto const number = std::to_string(position);
+    return "state-" + std::string(digits - number.size(), '0') + number + ".png";
+}
+
+std::string FormatState(History const& history, std::size_t position, std::size_t current, std::string const& picture) {
+    auto const command = position == 0 ? nullptr : history.GetCommand(position - 1);
+    std::string const text =
+        position == 0 ? "The beginning" : history.GetDescription(position - 1).ToString().ToStdString();
+    char const* const state = position == current  ? " class=\"current\""
+                              : position > current ? " class=\"undone\""
+                                                   : "";
+    std::string html = std::string("<li") + state + "><figure><a href=\"" + picture + "\"><img src=\"" + picture +
+                       "\" alt=\"\" loading=\"lazy\"></a>\n<figcaption><b>" + std::to_string(position) + "</b>" +
+                       EscapeHtml(text);
+    if (command)
+        html += "<small>" + EscapeHtml(command->GetObjectClassProperties()->GetName()) + "</small>";
+    return html + "</figcaption></figure></li>\n";
+}
+
+} // namespace
+
+void WriteFilmStrip(Session& session, DocumentController& document, std::string const& folder) {
+    auto const& history = *document.GetHistory();
+    auto const current = history.GetPosition();
+    auto const name = std::filesystem::path(session.GetDocumentPath()).filename().string();
+    std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n"
+                       "<meta name=\"viewport\" content=\"width=device-width\">\n<title>" +
+                       EscapeHtml(name) + "</title>\n<style>" + std::string(c_style) + "</style>\n<h1>" +
+                       EscapeHtml(name) + ": " + Count(history.GetCount(), "step", "steps") + ", at " +
+                       std::to_string(current) + "</h1>\n<ol>\n";
+    auto const& spread = *document.GetCurrentSpread();
+    auto const box = spread.GetBaseBox(true);
+    SpreadPictureOptions options;
+    options.scale = c_pictureSide / std::max(box.GetWidth(), box.GetHeight());
+    session.Files().MakeFolder(folder);
+    ReturningWalk walk(document, session.GetDocumentPath());
+    for (std::size_t position = 0; position <= history.GetCount(); ++position) {
+        walk.GoTo(position);
+        auto const picture = MakePictureName(position, history.GetCount());
+        WritePicture(session.Files(), (std::filesystem::path(folder) / picture).string(), PictureKind::Png, spread, {},
+                     options, session.GetDocumentPath());
+        html += FormatState(history, position, current, picture);
+    }
+    walk.Return();
+    session.Files().Begin((std::filesystem::path(folder) / "index.html").string());
+    session.Files().Write(html + "</ol>\n</html>\n");
+    session.Files().End();
+}
+
+} // namespace Shell

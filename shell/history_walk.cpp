@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/history_walk.h"
+
+#include "shell/failure.h"
+#include "shell/interrupt.h"
+#include "shell/progress.h"
+#include "shell/values.h"
+
+namespace Shell {
+
+void WalkTo(DocumentController& document, std::size_t position, std::string const& subject) {
+    auto const& history = *document.GetHistory();
+    auto const start = history.GetPosition();
+    auto const distance = static_cast<float>(position > start ? position - start : start - position);
+    ProgressBar progress;
+    document.SetProgressListener(&progress);
+    struct NoListener {
+        ~NoListener() { document.SetProgressListener(nullptr); }
+        DocumentController& document;
+    } const noListener{document};
+    while (history.GetPosition() != position) {
+        auto const at = history.GetPosition();
+        bool const forward = at < position;
+        auto const command = history.GetCommand(forward ? at : at - 1);
+        Interrupt::Scope const interrupt(command ? command->GetProgressAbortPointer() : nullptr);
+        Guarded(ExitStatus::Input, subject, [&] { forward ? document.Redo() : document.Undo(); });
+        Interrupt::Check(subject);
+        auto const left = static_cast<float>(forward ? position - at - 1 : at - 1 - position);
+        progress.Update(1 - left / distance);
+    }
+}
+
+std::size_t ParsePosition(DocumentController const& document, std::string_view name, std::string_view text) {
+    try {
+        auto const count = static_cast<std::int64_t>(document.GetHistory()->GetCount());
+        return static_cast<std::size_t>(ParseInteger(text, 0, count));
+    } catch (ValueError const& error) {
+        throw Failure(ExitStatus::Usage, std::string(name), error.what());
+    }
+}
+
+ReturningWalk::ReturningWalk(DocumentController& document, std::string subject)
+    : m_document(document), m_subject(std::move(subject)), m_start(document.GetHistory()->GetPosition()) {}
+
+} // namespace Shell

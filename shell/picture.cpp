@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/picture.h"
+
+#include "platform/raster/codec.h"
+#include "shell/failure.h"
+#include "shell/interrupt.h"
+#include "shell/progress.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace Shell {
+
+namespace {
+
+constexpr int c_bandRows = 64;
+constexpr double c_unitsPerInch = 96;
+
+Raster::SampleFormat GetSampleFormat(Raster::FormatInfo const& format) {
+    if (format.isFloat)
+        return Raster::SampleFormat::Float32;
+    return format.sampleBytes == 2 ? Raster::SampleFormat::Integer16 : Raster::SampleFormat::Integer8;
+}
+
+// PNG has neither ink nor Lab nor floats.
+Raster::Format GetPngFormat(Raster::Format format) {
+    switch (format) {
+    case Raster::FormatIA8:
+    case Raster::FormatIA16:
+    case Raster::FormatRGBA8:
+        return format;
+    case Raster::FormatCMYKA8:
+        return Raster::FormatRGBA8;
+    default:
+        return Raster::FormatRGBA16;
+    }
+}
+
+// Rows for an encoder, which asks for one at a time, from a target that makes them by bands.
+class Rows {
+public:
+    Rows(Renderer::RasterRenderTarget const& target, ProgressBar& progress)
+        : m_target(target), m_options(target.GetOptions()), m_progress(progress) {}
+
+    void Get(std::uint32_t y, std::span<std::byte> row) {
+        auto const line = static_cast<int>(y);
+        if (!m_band || line >= m_bandStart + m_band->GetHeight())
+            Render(line);
+        auto const sampleBytes = static_cast<std::size_t>(m_band->GetInfo().sampleBytes);
+        auto const channels = row.size() / (sampleBytes * static_cast<std::size_t>(m_options.width));
+        for (std::size_t channel = 0; channel != channels; ++channel) {
+            auto const* from =
+                static_cast<std::byte const*>(m_band->GetRow(static_cast<int>(channel), line - m_bandStart));
+            auto* to = row.data() + channel * sampleBytes;
+            for (int x = 0; x != m_options.width; ++x, from += sampleBytes, to += channels * sampleBytes)
+                std::memcpy(to, from, sampleBytes);
+        }
+    }
+
+private:
+    void Render(int line) {
+        m_bandStart = line;
+        int const end = std::min(line + c_bandRows, m_options.height);
+        m_band = m_target.Render({0, line, m_options.width, end});
+        m_progress.Update(static_cast<float>(end) / static_cast<float>(m_options.height));
+    }
+
+    Renderer::RasterRenderTarget const& m_target;
+    Renderer::RasterOptions const& m_options;
+    ProgressBar& m_progress;
+    Kernel::Counted<Raster::BufferBase> m_band;
+    int m_bandStart = 0;
+};
+
+// Only the nodes, with what is below them, on the spread's options.
+Kernel::Counted<Renderer::RasterRenderTarget> DrawNodes(SpreadNode const& spread,
+                                                        std::vector<Kernel::Counted<Node>> const& nodes,
+                                                        SpreadPictureOptions const& options) {
+    auto const size = GetSpreadPictureSize(spread, options);
+    Renderer::RasterOptions raster;
+    raster.width = size.width;
+    raster.height = size.height;
+    raster.format = options.format;
+    raster.documentToPixels = Geometry::Transform(
+        {options.scale, 0, -options.area.left * options.scale, 0, options.scale, -options.area.top * options.scale});
+    raster.background = options.background;
+    raster.abort = options.abort;
+    auto target = Kernel::MakeCounted<Renderer::RasterRenderTarget>(raster);
+    DocumentRenderer renderer(target);
+    for (auto const& node : nodes)
+        renderer.DrawNode(*node);
+    return target;
+}
+
+} // namespace
+
+bool IsPageFormat(Raster::Format format) {
+    return Raster::IsHandledFormat(format) &&
+           Raster::GetFormatInfo(format).colourModel != Raster::ColourModel::AlphaOnly;
+}
+
+void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
+                  std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
+                  std::string const& subject) {
+    bool abort = false;
+    Interrupt::Scope const interrupt(&abort);
+    ProgressBar progress("Render");
+    options.abort = &abort;
+    if (kind == PictureKind::Png)
+        options.format = GetPngFormat(options.format);
+    auto const target = Guarded(ExitStatus::Input, subject, [&] {
+        return nodes.empty() ? MakeSpreadPicture(spread, options) : DrawNodes(spread, nodes, options);
+    });
+    auto const format = Raster::GetFormatInfo(options.format);
+    Raster::ImageInfo info;
+    info.width = static_cast<std::uint32_t>(target->GetOptions().width);
+    info.height = static_cast<std::uint32_t>(target->GetOptions().height);
+    info.colourModel = format.colourModel;
+    // Nothing shows through an opaque background.
+    info.hasAlpha = options.background.GetAlpha() < 1;
+    info.sampleFormat = GetSampleFormat(format);
+    info.dpiX = info.dpiY = c_unitsPerInch * options.scale;
+    info.isSrgb = format.colourModel == Raster::ColourModel::RGB;
+    Rows rows(*target, progress);
+    files.Begin(path);
+    auto const source = [&](std::uint32_t y, std::span<std::byte> row) { rows.Get(y, row); };
+    auto const sink = [&](std::span<std::byte const> bytes) { files.Write(bytes); };
+    Guarded(ExitStatus::Output, path, [&] {
+        if (kind == PictureKind::Png)
+            Raster::EncodePng(info, source, sink);
+        else
+            Raster::EncodeTiff(info, source, sink);
+    });
+    files.End();
+}
+
+} // namespace Shell

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/document_renderer.h"
+#include "shell/output_files.h"
+
+#include <string>
+#include <vector>
+
+namespace Shell {
+
+// What a document's pages can be drawn in.
+bool IsPageFormat(Raster::Format format);
+
+enum class PictureKind { Png, Tiff };
+
+// Draws a spread, or only `nodes` of it where there are any, and writes the picture, a few rows at a time. PNG, which
+// has neither ink nor Lab nor floats, gets RGB. `subject` names the document in failures. Throws Failure.
+void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
+                  std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
+                  std::string const& subject);
+
+} // namespace Shell

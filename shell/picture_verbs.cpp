@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/export.h"
+#include "shell/history_walk.h"
+#include "shell/picture.h"
+#include "shell/selector.h"
+#include "shell/values.h"
+#include "shell/verbs.h"
+
+#include <unordered_set>
+
+namespace Shell {
+
+namespace {
+
+constexpr NumberRange c_scales{1e-4, 1e4};
+
+template <class F>
+auto ParseOption(std::string_view option, F const& parse) {
+    try {
+        return parse();
+    } catch (ValueError const& error) {
+        throw Failure(ExitStatus::Usage, std::string(option), error.what());
+    }
+}
+
+void AnswerFile(Session& session, std::string const& path) {
+    if (session.IsJson()) {
+        session.Json().BeginObject();
+        session.Json().Member("file", path);
+        session.Json().EndObject();
+    } else {
+        session.Print(OneLine(path) + "\n");
+    }
+}
+
+// Those that draw on their own account: in tree order, without what lies below another of them.
+std::vector<Kernel::Counted<Node>> GetTopNodes(Selection const& selection) {
+    std::vector<Kernel::Counted<Node>> tops;
+    std::unordered_set<Node const*> chosen;
+    auto const nodes = selection.GetOrdered()->GetNodes();
+    for (auto const& node : nodes)
+        chosen.insert(node.get());
+    for (auto const& node : nodes) {
+        Node const* above = node->GetParent();
+        while (above != nullptr && !chosen.contains(above))
+            above = above->GetParent();
+        if (above == nullptr)
+            tops.push_back(node);
+    }
+    return tops;
+}
+
+} // namespace
+
+ExitStatus RunRender(Session& session, Arguments const& arguments) {
+    auto const& path = arguments.Get("-o");
+    auto const scale =
+        ParseOption("--scale", [&] { return ParseNumber(arguments.Find("--scale").value_or("1"), c_scales); });
+    auto& document = session.Open(arguments);
+    auto spread = document.GetCurrentSpread();
+    if (auto const number = arguments.Find("--spread"))
+        spread = ParseOption("--spread", [&] { return FindSpread(document, *number); });
+    ReturningWalk walk(document, session.GetDocumentPath());
+    if (auto const position = arguments.Find("--position"))
+        walk.GoTo(ParsePosition(document, "--position", *position));
+    SpreadPictureOptions options;
+    options.scale = scale;
+    options.format = document.GetDocument()->GetFormat();
+    WritePicture(session.Files(), path, PictureKind::Png, *spread, {}, options, session.GetDocumentPath());
+    walk.Return();
+    AnswerFile(session, path);
+    return ExitStatus::Done;
+}
+
+ExitStatus RunExport(Session& session, Arguments const& arguments) {
+    auto const& path = arguments.Get("-o");
+    auto const exporter = FindExporter(path);
+    auto& document = session.Open(arguments);
+    std::vector<Kernel::Counted<Node>> nodes;
+    if (auto const selector = arguments.Find("--select")) {
+        nodes = GetTopNodes(*ParseOption("--select", [&] { return MakeSelection(document, *selector); }));
+        if (nodes.empty())
+            throw Failure(ExitStatus::Usage, "--select", "names nothing");
+    }
+    exporter(session, document, path, nodes);
+    AnswerFile(session, path);
+    return ExitStatus::Done;
+}
+
+} // namespace Shell

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/program.h"
+
+#include "shell/interrupt.h"
+#include "shell/verbs.h"
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+
+namespace Shell {
+
+namespace {
+
+// Numbers stay the same in every locale; texts and their letters follow the user's.
+void SetLocale() {
+    std::setlocale(LC_CTYPE, "");
+    std::setlocale(LC_MESSAGES, "");
+}
+
+std::string FormatProgramHelp() {
+    std::string text = "redraft edits documents that carry their own undo history.\n\n";
+    for (auto const& verb : GetVerbs())
+        text += "  " + FormatUsage(verb.usage) + "\n";
+    text += "\n`redraft VERB --help` tells more. Every verb takes --json.\n"
+            "Status: 0 done, 1 nothing to do, 2 wrong usage, 3 bad input, 4 output not written, 130 interrupted.\n";
+    return text;
+}
+
+ExitStatus RunWords(std::vector<std::string> const& words) {
+    bool const wantsJson = std::find(words.begin(), words.end(), "--json") != words.end();
+    Session session(wantsJson);
+    if (words.front() == "--help" || words.front() == "help" || words.front() == "-h") {
+        session.Print(FormatProgramHelp());
+        session.Flush();
+        return ExitStatus::Done;
+    }
+    if (words.front() == "--version") {
+        session.Print("redraft " REDRAFT_VERSION "\n");
+        session.Flush();
+        return ExitStatus::Done;
+    }
+    auto const status = RunVerb(session, words);
+    session.Finish();
+    return status;
+}
+
+int Report(Failure const& failure) noexcept {
+    std::fprintf(stderr, "redraft: %s\n", failure.what());
+    return static_cast<int>(failure.GetStatus());
+}
+
+} // namespace
+
+int RunProgram(int argumentCount, char const* const* arguments) noexcept {
+    try {
+        SetLocale();
+        Interrupt::Install();
+        std::vector<std::string> const words(arguments + std::min(argumentCount, 1), arguments + argumentCount);
+        if (words.empty())
+            throw Failure(ExitStatus::Usage, "call", "a verb is missing; `redraft --help` lists them");
+        return static_cast<int>(Guarded(ExitStatus::Input, words.front(), [&] { return RunWords(words); }));
+    } catch (Failure const& failure) {
+        return Report(failure);
+    } catch (...) {
+        std::fputs("redraft: call: there is not enough memory for it\n", stderr);
+        return static_cast<int>(ExitStatus::Input);
+    }
+}
+
+} // namespace Shell

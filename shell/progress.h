@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/domain_controller.h"
+
+#include <chrono>
+#include <string>
+
+namespace Shell {
+
+// A bar on the terminal for work that lasts over half a second; nothing where standard error is no terminal.
+class ProgressBar final : public ProgressListener {
+public:
+    explicit ProgressBar(std::string description = {});
+    ProgressBar(ProgressBar const&) = delete;
+    ProgressBar& operator=(ProgressBar const&) = delete;
+    // Clears the line.
+    ~ProgressBar() override;
+
+    // 0 to 1.
+    void Update(float fraction);
+    void Progress(DomainCommand const& command, float fraction) override;
+
+private:
+    void Draw(float fraction);
+
+    std::string m_description;
+    std::chrono::steady_clock::time_point m_start, m_lastDraw;
+    bool m_isTerminal;
+    bool m_isShown = false;
+};
+
+} // namespace Shell

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/document_controller.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Shell {
+
+// The nodes that a selector names: comma-separated terms `#ID`, `type:GroupNode`, `name:TEXT`, `all` (the children of
+// the current spread), `none`; a backslash takes a comma in a TEXT literally. In the order of the terms, those of one
+// term in tree order, each node once. Throws ValueError for a text that is no selector and for an id or class that the
+// document does not have; a name that no node has names no node.
+std::vector<Kernel::Counted<Node>> FindNodes(DocumentController& document, std::string_view selector);
+Kernel::Counted<Selection const> MakeSelection(DocumentController& document, std::string_view selector);
+
+// The one symbol that `#ID` or `name:TEXT` names. Throws ValueError where there is none or more than one.
+Kernel::Counted<Node> FindSymbol(DocumentController& document, std::string_view selector);
+
+// A spread by its number, from 0. Throws ValueError.
+Kernel::Counted<SpreadNode> FindSpread(DocumentController& document, std::string_view number);
+
+} // namespace Shell

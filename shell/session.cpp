@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/session.h"
+
+#include "shell/interrupt.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace Shell {
+
+namespace {
+
+constexpr std::size_t c_printedBytes = 1 << 20;
+
+} // namespace
+
+Session::Session(bool json) : m_isJson(json), m_json([this](std::string_view text) { Print(text); }) {}
+
+Session::~Session() = default;
+
+DocumentController& Session::Open(Arguments const& arguments) {
+    if (!m_document) {
+        m_path = arguments.GetDocument();
+        m_document = Guarded(ExitStatus::Input, m_path,
+                             [&] { return DocumentController::Open(m_path, arguments.Has("--trusted")); });
+        // Commands of different calls are steps of their own; a script may ask for merging.
+        m_document->SetMergingEnabled(false);
+        m_document->SetDirectDelivery(true);
+        Interrupt::Check(m_path);
+    }
+    return *m_document;
+}
+
+void Session::SetDocument(Kernel::Counted<DocumentController> document, std::string const& path) {
+    m_document = std::move(document);
+    m_path = path;
+    m_isChanged = true;
+}
+
+void Session::Print(std::string_view text) {
+    m_printed += text;
+    if (m_printed.size() >= c_printedBytes)
+        Flush();
+}
+
+void Session::Note(std::string_view subject, std::string_view text) {
+    std::fprintf(stderr, "redraft: %s: %s\n", OneLine(subject).c_str(), OneLine(text).c_str());
+}
+
+void Session::Flush() {
+    auto const fail = [] {
+        throw Failure(ExitStatus::Output, "standard output",
+                      "cannot be written: " + std::generic_category().message(errno));
+    };
+    if (std::fwrite(m_printed.data(), 1, m_printed.size(), stdout) != m_printed.size())
+        fail();
+    m_printed.clear();
+    if (std::fflush(stdout) != 0)
+        fail();
+}
+
+void Session::Finish() {
+    Interrupt::Check(m_path.empty() ? "call" : m_path);
+    if (m_isChanged) {
+        auto const& target = m_target.empty() ? m_path : m_target;
+        Guarded(ExitStatus::Output, target, [&] { m_document->Save(target); });
+    }
+    m_files.Commit();
+    m_json.Flush();
+    if (m_isJson)
+        Print("\n");
+    Flush();
+}
+
+} // namespace Shell

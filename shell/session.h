@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/document_controller.h"
+#include "shell/arguments.h"
+#include "shell/failure.h"
+#include "shell/json_writer.h"
+#include "shell/output_files.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace Shell {
+
+// What the verbs of one call share: the open document, the answer on standard output, and the files that are written.
+// Nothing reaches a file before Finish.
+class Session {
+public:
+    explicit Session(bool json);
+    Session(Session const&) = delete;
+    Session& operator=(Session const&) = delete;
+    ~Session();
+
+    // The document of the call, opened when it is first asked for; in a script the one that all lines are about.
+    DocumentController& Open(Arguments const& arguments);
+    // A document that the call has made.
+    void SetDocument(Kernel::Counted<DocumentController> document, std::string const& path);
+    std::string const& GetDocumentPath() const { return m_path; }
+    bool IsInScript() const { return m_isInScript; }
+    void SetInScript(bool inScript) { m_isInScript = inScript; }
+
+    // The document is to be saved when the call ends: in its place, or where SaveTo says.
+    void MarkChanged() { m_isChanged = true; }
+    bool IsChanged() const { return m_isChanged; }
+    void SaveTo(std::string const& path) { m_target = path; }
+
+    OutputFiles& Files() { return m_files; }
+
+    bool IsJson() const { return m_isJson; }
+    // For the answer where IsJson, else for nothing.
+    JsonWriter& Json() { return m_json; }
+    // Text of the answer, with its line ends.
+    void Print(std::string_view text);
+    // A line on standard error that is no failure.
+    static void Note(std::string_view subject, std::string_view text);
+
+    // Hands over what was printed.
+    void Flush();
+    // Saves the document if it is to be saved, and lets the files appear. Throws Failure.
+    void Finish();
+
+private:
+    bool m_isJson;
+    bool m_isInScript = false;
+    bool m_isChanged = false;
+    Kernel::Counted<DocumentController> m_document;
+    std::string m_path;
+    std::string m_target;
+    OutputFiles m_files;
+    std::string m_printed;
+    JsonWriter m_json;
+};
+
+} // namespace Shell

@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/look_json.h"
+#include "shell/values.h"
+#include "shell/verbs.h"
+
+#include "platform/geometry/path_data.h"
+#include "platform/kernel/cast.h"
+
+#include <unordered_map>
+
+namespace Shell {
+
+namespace {
+
+using Kernel::CastPointer;
+using Rect = Kernel::RectT<double>;
+using Params = Raster::AffineTransform::Params;
+
+Node* FirstChild(Node const& node, int fromList) {
+    for (int list = fromList; list < c_childListCount; ++list) {
+        if (Node* child = node.GetFirstChild(static_cast<NodeChildListType>(list)))
+            return child;
+    }
+    return nullptr;
+}
+
+Node* FirstChild(Node const& node) { return FirstChild(node, 0); }
+
+// The child behind this one, over all lists of its parent.
+Node* NextChild(Node const& child) {
+    if (Node* next = child.GetNextSibling())
+        return next;
+    return FirstChild(*child.GetParent(), static_cast<int>(child.GetChildListType()) + 1);
+}
+
+// Walks a tree of any depth without recursion: enter(node, depth) before the children, leave(node) after them.
+template <class Enter, class Leave>
+void Walk(Node& top, Enter const& enter, Leave const& leave) {
+    Node* node = &top;
+    std::size_t depth = 0;
+    enter(*node, depth);
+    for (;;) {
+        if (Node* child = FirstChild(*node)) {
+            node = child;
+            enter(*node, ++depth);
+            continue;
+        }
+        for (;;) {
+            leave(*node);
+            if (node == &top)
+                return;
+            if (Node* next = NextChild(*node)) {
+                node = next;
+                enter(*node, depth);
+                break;
+            }
+            node = node->GetParent();
+            --depth;
+        }
+    }
+}
+
+// What every node draws, lines counted, in spread space. As Node::GetBounds says for each, but in one walk for all:
+// that of one node looks at all below it.
+class AllBounds {
+public:
+    explicit AllBounds(Node& top) {
+        Walk(
+            top, [this](Node& node, std::size_t) { Enter(node); }, [this](Node& node) { Leave(node); });
+    }
+    Rect Get(Node const& node) const { return m_bounds.at(&node); }
+
+private:
+    void Enter(Node& node) {
+        auto toSpread = m_open.empty() ? Params() : m_open.back();
+        if (auto const* transform = CastPointer<TransformInterface>(&node))
+            toSpread = toSpread * transform->GetMatrix();
+        m_open.push_back(toSpread);
+        m_bounds[&node] = node.GetOwnBounds(toSpread, true);
+    }
+    void Leave(Node& node) {
+        m_open.pop_back();
+        auto& bounds = m_bounds[&node];
+        for (Node* child = node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
+             child != nullptr; child = child->GetNextSibling())
+            bounds = bounds.United(m_bounds[child]);
+        if (!node.HasChildren(NodeChildListType::Clipping))
+            return;
+        Rect clip;
+        for (Node* child = node.GetFirstChild(NodeChildListType::Clipping); child != nullptr;
+             child = child->GetNextSibling())
+            clip = clip.United(child->GetBounds(false));
+        bounds = bounds.Intersected(clip);
+    }
+
+    std::vector<Params> m_open;
+    std::unordered_map<Node const*, Rect> m_bounds;
+};
+
+// The box of a page or spread, else what is drawn.
+Rect GetShownBounds(Node const& node, AllBounds const& bounds) {
+    if (auto const* box = CastPointer<BaseBoxInterface const>(&node))
+        return box->GetBaseBox(true);
+    return CastPointer<SceneNode const>(&node) == nullptr ? Rect() : bounds.Get(node);
+}
+
+std::string GetPathData(CurvesNode const& node) {
+    auto const outline = node.GetOutline();
+    if (!outline)
+        return {};
+    try {
+        return Geometry::WritePathData(*outline);
+    } catch (Kernel::Exception const&) {
+        // Path data has no word for coordinates that are not finite.
+        return {};
+    }
+}
+
+void WriteBitmap(JsonWriter& json, Raster::DynamicBitmap const& bitmap) {
+    json.Key("bitmap").BeginObject();
+    json.Member("width", bitmap.GetWidth());
+    json.Member("height", bitmap.GetHeight());
+    json.Member("format", Raster::GetFormatName(bitmap.GetFormat()));
+    json.EndObject();
+}
+
+void WriteCurves(JsonWriter& json, CurvesNode const& node) {
+    if (auto const fill = node.GetBrushFillDescriptor(false)) {
+        json.Key("fill");
+        WriteFill(json, *fill);
+    }
+    if (auto const line = node.GetLineStyleDescriptor()) {
+        json.Key("line");
+        WriteLine(json, *line, node.GetPenFillDescriptor().get());
+    }
+    if (auto const path = GetPathData(node); !path.empty())
+        json.Member("curves", path);
+}
+
+void WriteMembers(JsonWriter& json, Node const& node, bool isTop, AllBounds const& bounds) {
+    json.Member("id", node.GetId());
+    json.Member("type", node.GetTypeName());
+    if (auto const name = node.GetDescription(false); !name.empty())
+        json.Member("name", name.view());
+    if (!isTop)
+        json.Member("list", static_cast<int>(node.GetChildListType()));
+    auto const* const scene = CastPointer<SceneNode const>(&node);
+    if (scene != nullptr)
+        json.Member("transform", scene->GetMatrix());
+    if (auto const shown = GetShownBounds(node, bounds); !shown.IsEmpty())
+        json.Member("bounds", shown);
+    if (scene == nullptr)
+        return;
+    json.Member("visible", scene->IsVisible());
+    json.Member("opacity", scene->GetOpacity());
+    if (auto const* curves = CastPointer<CurvesNode const>(&node))
+        WriteCurves(json, *curves);
+    Kernel::Counted<Raster::DynamicBitmap const> bitmap;
+    if (auto const* raster = CastPointer<ConstRasterInterface const>(&node))
+        bitmap = raster->GetBitmap();
+    else if (auto const* image = CastPointer<ImageResourceInterface const>(&node))
+        bitmap = image->GetImage();
+    if (bitmap)
+        WriteBitmap(json, *bitmap);
+}
+
+void AnswerJson(JsonWriter& json, Node& top) {
+    AllBounds const bounds(top);
+    Walk(
+        top,
+        [&](Node& node, std::size_t) {
+            json.BeginObject();
+            WriteMembers(json, node, &node == &top, bounds);
+            if (FirstChild(node) != nullptr)
+                json.Key("children").BeginArray();
+        },
+        [&](Node& node) {
+            if (FirstChild(node) != nullptr)
+                json.EndArray();
+            json.EndObject();
+        });
+}
+
+std::string_view GetListName(NodeChildListType list) {
+    constexpr std::string_view c_names[c_childListCount] = {
+        "", "clip: ", "adjustment: ", "wrap: ", "mask: ", "symbol: ", ""};
+    return c_names[static_cast<int>(list)];
+}
+
+// Deep trees stay readable, and their listing in proportion to the tree.
+std::string MakeIndent(std::size_t depth) {
+    constexpr std::size_t c_maximum = 40;
+    if (depth <= c_maximum)
+        return std::string(2 * depth, ' ');
+    return std::string(2 * c_maximum, ' ') + "(" + std::to_string(depth) + ") ";
+}
+
+void AnswerText(Session& session, Node& top) {
+    AllBounds const bounds(top);
+    Walk(
+        top,
+        [&](Node& node, std::size_t depth) {
+            auto line = MakeIndent(depth);
+            if (&node != &top)
+                line += GetListName(node.GetChildListType());
+            line += "#" + std::to_string(node.GetId()) + " " + std::string(node.GetTypeName());
+            if (auto const name = node.GetDescription(false); !name.empty())
+                line += " \"" + OneLine(name.view(), 80) + "\"";
+            if (auto const shown = GetShownBounds(node, bounds); !shown.IsEmpty()) {
+                line += " " + FormatRounded(shown.left) + "," + FormatRounded(shown.top) + "," +
+                        FormatRounded(shown.right) + "," + FormatRounded(shown.bottom);
+            }
+            if (auto const* scene = CastPointer<SceneNode>(&node); scene != nullptr && !scene->IsVisible())
+                line += " hidden";
+            session.Print(line + "\n");
+        },
+        [](Node&) {});
+}
+
+} // namespace
+
+ExitStatus RunTree(Session& session, Arguments const& arguments) {
+    auto& document = session.Open(arguments);
+    if (session.IsJson())
+        AnswerJson(session.Json(), *document.GetDocument());
+    else
+        AnswerText(session, *document.GetDocument());
+    return ExitStatus::Done;
+}
+
+} // namespace Shell

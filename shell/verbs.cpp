@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/verbs.h"
+
+#include <algorithm>
+
+namespace Shell {
+
+std::vector<Verb> const& GetVerbs() {
+    using Times = PositionalSpec::Times;
+    using InScript = Verb::InScript;
+    static std::vector<Verb> const s_verbs{
+        {{.verb = "new",
+          .summary = "Makes a document of empty pages, each a spread of its own.",
+          .positionals = {{"OUT.redraft"}},
+          .options = {{"--size", "WxH", "of a page, in units of 1/96 inch or with mm, cm, in, pt (210x297mm)"},
+                      {"--format", "FORMAT", "pixel format: RGBA8, RGBA16, RGBAF, IA8, IA16, CMYKA8 or LABA16 (RGBA8)"},
+                      {"--pages", "N", "how many (1)"}}},
+         &RunNew,
+         InScript::No},
+        {{.verb = "import",
+          .summary = "Makes a document of .svg, .svgz, .png, .jpg and .tif files, all on one spread.",
+          .positionals = {{"IN", Times::OnceOrMore}},
+          .options = {{"-o", "OUT.redraft", "the document to make"}}},
+         &RunImport,
+         InScript::No},
+        {{.verb = "link",
+          .summary = "Links a table to a document as a merge source.",
+          .onDocument = true,
+          .positionals = {{"DATA"}},
+          .options = {}},
+         &RunLink},
+        {{.verb = "info",
+          .summary = "Tells what a document holds.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunInfo},
+        {{.verb = "tree", .summary = "Lists the node tree.", .onDocument = true, .positionals = {}, .options = {}},
+         &RunTree},
+        {{.verb = "do",
+          .summary = "Runs a command as one step of the document's history.",
+          .onDocument = true,
+          .positionals = {{"COMMAND"}, {"name=value", Times::Any}},
+          .options = {{"--select", "SELECTOR", "what it runs on: #ID, type:CLASS, name:TEXT, all, none, by commas"},
+                      {"--set-selection", "", "stores the selection in the document first, whatever the command takes"},
+                      {"--spread", "N", "makes this the current spread first, from 0"},
+                      {"-o", "OUT", "saves there and leaves DOC as it is"}}},
+         &RunDo},
+        {{.verb = "undo",
+          .summary = "Takes the newest step back, or the newest N.",
+          .onDocument = true,
+          .positionals = {{"N", Times::Optional}},
+          .options = {}},
+         &RunUndo},
+        {{.verb = "redo",
+          .summary = "Does the next step again, or the next N.",
+          .onDocument = true,
+          .positionals = {{"N", Times::Optional}},
+          .options = {}},
+         &RunRedo},
+        {{.verb = "goto",
+          .summary = "Goes to the state after POSITION steps of the history; 0 is the first state.",
+          .onDocument = true,
+          .positionals = {{"POSITION"}},
+          .options = {}},
+         &RunGoTo},
+        {{.verb = "history",
+          .summary = "Lists the steps of the history.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {{"--html", "DIR", "writes a page with a picture of every state there"}}},
+         &RunHistory},
+        {{.verb = "render",
+          .summary = "Makes a picture of a spread.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {{"-o", "OUT.png", "the picture to write"},
+                      {"--spread", "N", "which spread, from 0 (the current one)"},
+                      {"--scale", "S", "pixels a unit of 1/96 inch (1)"},
+                      {"--position", "P", "the state after P steps of the history (the current one)"}}},
+         &RunRender},
+        {{.verb = "export",
+          .summary = "Writes the current spread in a format of other programs, chosen by the file's ending.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {{"-o", "OUT", "the file: .svg, .png or .tif"}, {"--select", "SELECTOR", "only these nodes"}}},
+         &RunExport},
+        {{.verb = "hash",
+          .summary = "Prints the canonical hash of the document's state.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {{"--with-history", "", "counts the history in"}}},
+         &RunHash},
+        {{.verb = "check",
+          .summary = "Verifies the whole file: checksums, objects, the tree's rules.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunCheck},
+        {{.verb = "commands",
+          .summary = "Lists the commands with their parameters, or tells about one.",
+          .positionals = {{"NAME", Times::Optional}},
+          .options = {{"--all", "", "lists the engine's own inner commands too"}}},
+         &RunCommands},
+        {{.verb = "run",
+          .summary = "Runs the lines of a script, each a call without DOC, on one document; saves once at the end.",
+          .onDocument = true,
+          .positionals = {{"SCRIPT"}},
+          .options = {{"--merge", "", "lets commands merge into the step before them, as in interactive work"},
+                      {"-o", "OUT", "saves there and leaves DOC as it is"}}},
+         &RunScript,
+         InScript::No},
+    };
+    return s_verbs;
+}
+
+Verb const* FindVerb(std::string_view name) {
+    auto const& verbs = GetVerbs();
+    auto const found =
+        std::find_if(verbs.begin(), verbs.end(), [&](Verb const& verb) { return verb.usage.verb == name; });
+    return found == verbs.end() ? nullptr : &*found;
+}
+
+ExitStatus RunVerb(Session& session, std::span<std::string const> words) {
+    auto const* const verb = FindVerb(words.front());
+    if (verb == nullptr)
+        throw Failure(ExitStatus::Usage, words.front(), "no such verb; `redraft --help` lists them");
+    bool const inScript = session.IsInScript();
+    if (inScript && verb->inScript == Verb::InScript::No)
+        throw Failure(ExitStatus::Usage, words.front(), "cannot stand in a script");
+    Arguments const arguments(verb->usage, words.subspan(1), inScript);
+    if (arguments.Has("--help")) {
+        session.Print(FormatHelp(verb->usage));
+        return ExitStatus::Done;
+    }
+    return verb->run(session, arguments);
+}
+
+} // namespace Shell

@@ -1,0 +1,79 @@
+#!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
+# Shows what the program is for on a real drawing: an edit whose whole history is saved with the document, undone and
+# walked through in later processes.
+#
+#   tools/demo.sh [REDRAFT] [FOLDER]      INPUT=my.svg takes any drawing
+#
+# The drawing is one of the openclipart-svg package's 8121. Of those it is among the few that have everything an editor
+# finds hard: groups five deep (144 of them), 290 paths and 293 gradients, many of which share their stops; and it uses
+# nothing that the program does not take over: no text, images, filters or masks.
+set -euo pipefail
+
+redraft=${1:-build/release/shell/redraft}
+out=${2:-build/demo}
+input=${INPUT:-/usr/share/openclipart/svg/people/rich_young_man_counting_01.svg}
+
+if [ ! -x "$redraft" ]; then
+    echo "demo: $redraft is not there; build it first, or name it" >&2
+    exit 2
+fi
+if [ ! -r "$input" ]; then
+    echo "demo: $input cannot be read; install the Debian package openclipart-svg, or set INPUT" >&2
+    exit 3
+fi
+mkdir -p "$out"
+document=$out/drawing.redraft
+
+say() { printf '\n== %s\n' "$*"; }
+call() {
+    printf '$ redraft %s\n' "$*"
+    "$redraft" "$@"
+}
+
+say "A drawing becomes a document"
+rm -f "$document"
+call import "$input" -o "$document"
+call info "$document"
+imported=$("$redraft" hash "$document")
+echo "hash $imported"
+
+say "Three steps, each a process of its own"
+call do "$document" ungroup-nodes --select all || [ $? -eq 1 ]
+call do "$document" ungroup-all-nodes --select all || [ $? -eq 1 ]
+call do "$document" flip-canvas horizontal=true
+call info "$document"
+edited=$("$redraft" hash "$document")
+echo "hash $edited"
+
+say "Later, in another process: the history is in the file"
+call check "$document"
+call history "$document"
+
+say "Back to the beginning: the imported drawing, bit for bit"
+call goto "$document" 0
+restored=$("$redraft" hash "$document")
+echo "hash $restored"
+if [ "$restored" != "$imported" ]; then
+    echo "demo: the document after undo is not the one that was imported" >&2
+    exit 1
+fi
+
+say "Forward again, one step at a time"
+last=$("$redraft" info "$document" --json | sed 's/.*"history":{"entries":\([0-9]*\).*/\1/')
+call render "$document" -o "$out/state-0.png"
+for ((step = 1; step <= last; ++step)); do
+    call redo "$document"
+    call render "$document" -o "$out/state-$step.png"
+done
+redone=$("$redraft" hash "$document")
+echo "hash $redone"
+if [ "$redone" != "$edited" ]; then
+    echo "demo: the document after redo is not the edited one" >&2
+    exit 1
+fi
+
+say "All states on one page"
+call history "$document" --html "$out/film"
+echo
+echo "OK: undone and redone across processes without a difference; see $out/film/index.html"
