@@ -3,6 +3,7 @@
 
 #include "engine/raster/interleave.h"
 #include "engine/raster/lcms.h"
+#include "engine/raster/rescale.h"
 #include "platform/kernel/exception.h"
 
 namespace Raster {
@@ -53,22 +54,6 @@ FloatRange GetFloatRange(ColourModel model, int channel) {
     if (model == ColourModel::CMYK)
         return {100, 0};
     return {1, 0};
-}
-
-float ClampUnit(float v) { return v > 0 ? (v < 1 ? v : 1.0f) : 0.0f; }
-
-template <class From, class To>
-To Rescale(From sample) {
-    if constexpr (std::is_same_v<From, To>)
-        return sample;
-    else if constexpr (std::is_floating_point_v<From>)
-        return static_cast<To>(ClampUnit(sample) * static_cast<float>(std::numeric_limits<To>::max()) + 0.5f);
-    else if constexpr (std::is_floating_point_v<To>)
-        return static_cast<float>(sample) / static_cast<float>(std::numeric_limits<From>::max());
-    else if constexpr (sizeof(From) < sizeof(To))
-        return static_cast<To>(sample * 257u);
-    else
-        return static_cast<To>((sample * 255u + 32767u) / 65535u);
 }
 
 template <class From, class To>

@@ -24,9 +24,12 @@ Curve MakeSrgbCurve() {
     return Curve(cmsBuildParametricToneCurve(GetContext(), 4, parameters));
 }
 
+constexpr std::array<double, 8> c_srgbChromaticities = {0.3127, 0.3290, 0.64, 0.33, 0.30, 0.60, 0.15, 0.06};
+
 Profile MakeSrgb() {
-    cmsCIExyY const white{0.3127, 0.3290, 1.0};
-    cmsCIExyYTRIPLE const primaries{{0.64, 0.33, 1}, {0.30, 0.60, 1}, {0.15, 0.06, 1}};
+    auto const& c = c_srgbChromaticities;
+    cmsCIExyY const white{c[0], c[1], 1.0};
+    cmsCIExyYTRIPLE const primaries{{c[2], c[3], 1}, {c[4], c[5], 1}, {c[6], c[7], 1}};
     Curve const curve = MakeSrgbCurve();
     cmsToneCurve* const curves[3] = {curve.get(), curve.get(), curve.get()};
     return Profile(cmsCreateRGBProfileTHR(GetContext(), &white, &primaries, curves));
@@ -44,6 +47,22 @@ void Describe(cmsHPROFILE profile, char const* text) {
     std::unique_ptr<cmsMLU, FreeMlu> const mlu(cmsMLUalloc(GetContext(), 1));
     cmsMLUsetASCII(mlu.get(), "en", "US", text);
     cmsWriteTag(profile, cmsSigProfileDescriptionTag, mlu.get());
+}
+
+// The profile's bytes, without the day on which they were made.
+std::vector<std::byte> Write(cmsHPROFILE profile) {
+    cmsSetProfileVersion(profile, 4.3);
+    cmsUInt32Number size = 0;
+    if (!cmsSaveProfileToMem(profile, nullptr, &size))
+        throw Kernel::Exception("a colour profile cannot be made: " + TakeLastError());
+    std::vector<std::byte> data(size);
+    if (!cmsSaveProfileToMem(profile, data.data(), &size))
+        throw Kernel::Exception("a colour profile cannot be made: " + TakeLastError());
+    // The header's date (ICC.1:2010, 7.2.8) says when the profile was made, which would make documents differ from day
+    // to day: 2000-01-01, midnight. Year, month, day, hour, minute and second are big-endian 16-bit numbers.
+    constexpr std::uint8_t c_date[12] = {0x07, 0xD0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0};
+    std::transform(std::begin(c_date), std::end(c_date), data.begin() + 24, [](auto b) { return std::byte(b); });
+    return data;
 }
 
 } // namespace
@@ -84,18 +103,28 @@ std::vector<std::byte> MakeDefaultProfile(ColourModel model) {
     case ColourModel::AlphaOnly:
         return {};
     }
-    cmsSetProfileVersion(profile.get(), 4.3);
-    cmsUInt32Number size = 0;
-    if (!cmsSaveProfileToMem(profile.get(), nullptr, &size))
-        throw Kernel::Exception("the default colour profile cannot be made: " + TakeLastError());
-    std::vector<std::byte> data(size);
-    if (!cmsSaveProfileToMem(profile.get(), data.data(), &size))
-        throw Kernel::Exception("the default colour profile cannot be made: " + TakeLastError());
-    // The header's date (ICC.1:2010, 7.2.8) says when the profile was made, which would make documents differ from day
-    // to day: 2000-01-01, midnight. Year, month, day, hour, minute and second are big-endian 16-bit numbers.
-    constexpr std::uint8_t c_date[12] = {0x07, 0xD0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0};
-    std::transform(std::begin(c_date), std::end(c_date), data.begin() + 24, [](auto b) { return std::byte(b); });
-    return data;
+    return Write(profile.get());
+}
+
+std::vector<std::byte> MakeGammaProfile(ColourModel model, double encodingGamma,
+                                        std::optional<std::array<double, 8>> const& chromaticities) {
+    if (!(encodingGamma > 0.01 && encodingGamma < 100))
+        throw Kernel::Exception("an image's gamma makes no sense");
+    Curve const curve(cmsBuildGamma(GetContext(), 1 / encodingGamma));
+    Profile profile;
+    if (model == ColourModel::Grey) {
+        profile = Profile(cmsCreateGrayProfileTHR(GetContext(), cmsD50_xyY(), curve.get()));
+    } else {
+        std::array<double, 8> const c = chromaticities.value_or(c_srgbChromaticities);
+        cmsCIExyY const white{c[0], c[1], 1};
+        cmsCIExyYTRIPLE const primaries{{c[2], c[3], 1}, {c[4], c[5], 1}, {c[6], c[7], 1}};
+        cmsToneCurve* const curves[3] = {curve.get(), curve.get(), curve.get()};
+        profile = Profile(cmsCreateRGBProfileTHR(GetContext(), &white, &primaries, curves));
+    }
+    if (!profile)
+        throw Kernel::Exception("an image's chromaticities make no sense: " + TakeLastError());
+    Describe(profile.get(), "Gamma of an image");
+    return Write(profile.get());
 }
 
 } // namespace Raster::Lcms

@@ -5,7 +5,9 @@
 
 #include <lcms2.h>
 
+#include <array>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Raster::Lcms {
@@ -29,5 +31,10 @@ Profile Open(std::span<std::byte const> data);
 
 // The bytes of the default profile of a model; empty for CMYK and alpha only. The same on every machine and day.
 std::vector<std::byte> MakeDefaultProfile(ColourModel model);
+
+// The bytes of an RGB or grey profile whose samples are intensities to the power of `encodingGamma`. `chromaticities`
+// are x and y of white, red, green and blue; sRGB's when there are none. Exception when no profile has them.
+std::vector<std::byte> MakeGammaProfile(ColourModel model, double encodingGamma,
+                                        std::optional<std::array<double, 8>> const& chromaticities);
 
 } // namespace Raster::Lcms

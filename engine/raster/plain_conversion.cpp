@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/raster/rescale.h"
 #include "engine/raster/working_pixel.h"
 #include "platform/kernel/exception.h"
 #include "platform/raster/conversion.h"
@@ -20,6 +21,33 @@ public:
 
 private:
     FormatInfo m_info;
+};
+
+// Between 8 and 16 bits of one colour model, where samples only change their width.
+template <class From, class To>
+class WidthConverter final : public PixelConverter {
+public:
+    WidthConverter(Format from, Format to) : PixelConverter(from, to), m_channels(GetFormatInfo(from).channelCount) {}
+    bool IsIdentity() const override { return false; }
+    void Convert(void const* const* from, void* const* to, std::size_t count) const override {
+        for (int c = 0; c != m_channels; ++c) {
+            auto const* in = static_cast<From const*>(from[c]);
+            auto* out = static_cast<To*>(to[c]);
+            for (std::size_t left = count; left >= c_spanLength; left -= c_spanLength) {
+                To span[c_spanLength];
+                for (int i = 0; i != c_spanLength; ++i)
+                    span[i] = Rescale<From, To>(in[i]);
+                std::memcpy(out, span, sizeof span);
+                in += c_spanLength;
+                out += c_spanLength;
+            }
+            for (std::size_t i = 0; i != count % c_spanLength; ++i)
+                out[i] = Rescale<From, To>(in[i]);
+        }
+    }
+
+private:
+    int m_channels;
 };
 
 class PlainConverter final : public PixelConverter {
@@ -97,6 +125,12 @@ Kernel::Counted<PixelConverter const> PixelConverter::MakePlain(Format from, For
         throw Kernel::Exception("there are no pixels of this format to convert");
     if (from == to)
         return Kernel::MakeCounted<IdentityConverter>(from);
+    FormatInfo const in = GetFormatInfo(from), out = GetFormatInfo(to);
+    if (in.colourModel == out.colourModel && !in.isFloat && !out.isFloat) {
+        if (in.sampleBytes < out.sampleBytes)
+            return Kernel::MakeCounted<WidthConverter<std::uint8_t, std::uint16_t>>(from, to);
+        return Kernel::MakeCounted<WidthConverter<std::uint16_t, std::uint8_t>>(from, to);
+    }
     return Kernel::MakeCounted<PlainConverter>(from, to);
 }
 

@@ -100,6 +100,8 @@ RegionBase& RegionBase::operator=(RegionBase other) {
         (m_sampleBytes != other.m_sampleBytes || m_width != other.m_width || m_height != other.m_height))
         throw Kernel::Exception("a plane cannot be replaced by one of another size");
     std::lock_guard const lock(m_mutex);
+    if (m_pinnedTiles != 0)
+        throw Kernel::Exception("a plane cannot be replaced while it is being written to");
     m_sampleBytes = other.m_sampleBytes;
     m_width = other.m_width;
     m_height = other.m_height;

@@ -80,6 +80,21 @@ void RegionBase::WriteSamples(Kernel::RectT<int> const& rect, void const* sample
     });
 }
 
+// False when somebody holds pointers to the samples that are there: those are to be written to.
+bool RegionBase::ReplaceTile(int tileX, int tileY, Tile const& tile) {
+    std::lock_guard const lock(m_mutex);
+    Tile const& present = PeekTile(tileX, tileY);
+    if (present.IsBeingWritten())
+        return false;
+    // What is the same already need not be taken out of what copies share.
+    if (present.SharesSamplesWith(tile))
+        return true;
+    if (tile.IsPendingDelayLoad())
+        m_mayBePending.store(true, std::memory_order_relaxed);
+    UnshareTilePlace(tileX, tileY) = tile;
+    return true;
+}
+
 void RegionBase::FillSamples(Kernel::RectT<int> const& rect, std::uint32_t sampleBits) {
     CheckRect(rect);
     if (rect == Kernel::RectT<int>{0, 0, m_width, m_height} && !HasPinnedTiles()) {
@@ -88,11 +103,9 @@ void RegionBase::FillSamples(Kernel::RectT<int> const& rect, std::uint32_t sampl
     }
     Tile const whole = Tile::MakeConstant(m_sampleBytes, sampleBits);
     VisitTiles(rect, [&](int tileX, int tileY, Kernel::RectT<int> const& part) {
-        if (part.GetWidth() == GetTileWidth(tileX) && part.GetHeight() == GetTileHeight(tileY)) {
-            std::lock_guard const lock(m_mutex);
-            UnshareTilePlace(tileX, tileY) = whole;
+        if (part.GetWidth() == GetTileWidth(tileX) && part.GetHeight() == GetTileHeight(tileY) &&
+            ReplaceTile(tileX, tileY, whole))
             return;
-        }
         EditTiles(part, [&](std::byte* buffer, Kernel::RectT<int> const& inTile) {
             for (int y = inTile.top; y != inTile.bottom; ++y)
                 Raster::FillSamples(buffer + GetTileOffset(inTile.left, y, m_sampleBytes), m_sampleBytes,
@@ -114,12 +127,12 @@ void RegionBase::CopySamples(RegionBase const& source, Kernel::RectT<int> const&
     VisitTiles(target, [&](int tileX, int tileY, Kernel::RectT<int> const& part) {
         if (onGrid && part.GetWidth() == GetTileWidth(tileX) && part.GetHeight() == GetTileHeight(tileY)) {
             Tile const tile = snapshot.PeekTile(tileX - (dx >> c_tileShift), tileY - (dy >> c_tileShift));
-            std::lock_guard const lock(m_mutex);
-            if (tile.IsPendingDelayLoad())
-                m_mayBePending.store(true, std::memory_order_relaxed);
-            UnshareTilePlace(tileX, tileY) = tile;
-            return;
+            if (ReplaceTile(tileX, tileY, tile))
+                return;
         }
+        // What cannot be read must be known before the target's samples are given up.
+        VisitTiles({part.left - dx, part.top - dy, part.right - dx, part.bottom - dy},
+                   [&](int x, int y, Kernel::RectT<int> const&) { snapshot.PeekTile(x, y).Load(); });
         EditTiles(part, [&](std::byte* buffer, Kernel::RectT<int> const& inTile) {
             snapshot.ReadSamples({inTile.left - dx, inTile.top - dy, inTile.right - dx, inTile.bottom - dy},
                                  buffer + GetTileOffset(inTile.left, inTile.top, m_sampleBytes),

@@ -33,7 +33,7 @@ public:
     static RegionBase FromKeys(int sampleBytes, int width, int height, std::span<TileKey const> keys,
                                Kernel::Counted<Kernel::BlobSource> const& source);
     std::vector<TileKey> GetKeys() const;
-    // Exception when this is a plane of another size or sample width.
+    // Exception when this is a plane of another size or sample width, or has tiles that are being written to.
     RegionBase& operator=(RegionBase other);
     ~RegionBase();
 
@@ -86,6 +86,7 @@ private:
     void CheckTile(int tileX, int tileY) const;
     void CheckRect(Kernel::RectT<int> const& rect) const;
     bool HasPinnedTiles() const;
+    bool ReplaceTile(int tileX, int tileY, Tile const& tile);
     Tile ShareTile(int tileX, int tileY) const;
     Tile& UnshareTilePlace(int tileX, int tileY);
     Tile& PinTile(int tileX, int tileY, bool overwrite);

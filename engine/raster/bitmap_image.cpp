@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/raster/bitmap_image.h"
+
+#include "engine/raster/lcms.h"
+#include "engine/raster/rescale.h"
+#include "platform/kernel/exception.h"
+#include "platform/raster/conversion.h"
+
+namespace Raster {
+
+namespace {
+
+// Embedded, or told by other means. Empty when nothing usable is told.
+Kernel::Consolidated<ICCProfile> ReadProfile(ImageInfo const& info, ColourModel model) {
+    try {
+        Kernel::Consolidated<ICCProfile> profile;
+        if (!info.iccProfile.empty())
+            profile = ICCProfile::FromData(info.iccProfile);
+        else if (!info.isSrgb && info.encodingGamma > 0)
+            profile = ICCProfile::FromData(Lcms::MakeGammaProfile(model, info.encodingGamma, info.chromaticities));
+        if (profile && profile->GetColourModel() == model)
+            return profile;
+    } catch (Kernel::Exception const&) {
+        // The image is worth more than its profile.
+    }
+    return {};
+}
+
+bool IsTurned(Orientation orientation) { return orientation >= Orientation::LeftTop; }
+
+} // namespace
+
+Format ChooseBitmapFormat(ImageInfo const& info) {
+    bool const narrow = info.sampleFormat == SampleFormat::Integer8;
+    switch (info.colourModel) {
+    case ColourModel::CMYK:
+        return FormatCMYKA8;
+    case ColourModel::Lab:
+        return FormatLABA16;
+    case ColourModel::Grey:
+        if (info.sampleFormat == SampleFormat::Float32)
+            return FormatRGBAF;
+        return narrow ? FormatIA8 : FormatIA16;
+    default:
+        if (info.sampleFormat == SampleFormat::Float32)
+            return FormatRGBAF;
+        return narrow ? FormatRGBA8 : FormatRGBA16;
+    }
+}
+
+// Up to 256 rows of the image as planes in the bitmap's format, and their way to where they belong.
+class BitmapReceiver::Band {
+public:
+    static constexpr std::uint32_t c_rows = 256;
+
+    Band(ImageInfo const& info, BitmapBase& bitmap)
+        : m_bitmap(bitmap),
+          m_orientation(info.orientation),
+          m_imageFormat(info.sampleFormat),
+          m_width(static_cast<int>(info.width)),
+          m_height(static_cast<int>(info.height)),
+          m_colours(info.colourModel == ColourModel::Grey   ? 1
+                    : info.colourModel == ColourModel::CMYK ? 4
+                                                            : 3),
+          m_hasAlpha(info.hasAlpha),
+          m_sampleBytes(static_cast<std::size_t>(bitmap.GetInfo().sampleBytes)),
+          m_planeBytes(static_cast<std::size_t>(m_width) * c_rows * m_sampleBytes),
+          m_planes(m_planeBytes * static_cast<std::size_t>(bitmap.GetInfo().channelCount)) {}
+
+    void Add(std::uint32_t y, std::byte const* row) {
+        m_top = static_cast<int>(y - y % c_rows);
+        auto const offset = static_cast<std::size_t>(y % c_rows) * static_cast<std::size_t>(m_width) * m_sampleBytes;
+        int const channels = m_bitmap.GetInfo().channelCount;
+        for (int c = 0; c != channels; ++c) {
+            std::byte* const to = m_planes.data() + static_cast<std::size_t>(c) * m_planeBytes + offset;
+            bool const isAlpha = c == channels - 1;
+            // A grey image of floats gives all three colours.
+            Unpack(row, isAlpha ? (m_hasAlpha ? m_colours : -1) : std::min(c, m_colours - 1), to);
+        }
+        if (y % c_rows == c_rows - 1 || static_cast<int>(y) == m_height - 1)
+            Place(static_cast<int>(y) + 1);
+    }
+
+private:
+    // One channel of a row; -1: opaque.
+    void Unpack(std::byte const* row, int channel, std::byte* to) const {
+        switch (m_imageFormat) {
+        case SampleFormat::Integer8:
+            return UnpackFrom<std::uint8_t>(row, channel, to);
+        case SampleFormat::Integer16:
+            return UnpackFrom<std::uint16_t>(row, channel, to);
+        case SampleFormat::Float32:
+            return UnpackFrom<float>(row, channel, to);
+        }
+    }
+
+    template <class From>
+    void UnpackFrom(std::byte const* row, int channel, std::byte* to) const {
+        switch (m_sampleBytes) {
+        case 1:
+            return UnpackTo<From, std::uint8_t>(row, channel, to);
+        case 2:
+            return UnpackTo<From, std::uint16_t>(row, channel, to);
+        default:
+            return UnpackTo<From, float>(row, channel, to);
+        }
+    }
+
+    template <class From, class To>
+    void UnpackTo(std::byte const* row, int channel, std::byte* to) const {
+        auto* const out = reinterpret_cast<To*>(to);
+        if (channel < 0) {
+            std::fill_n(out, m_width, ChannelBase<To, ChannelRole::Alpha>::c_maximum);
+            return;
+        }
+        std::size_t const step = static_cast<std::size_t>(m_colours + m_hasAlpha) * sizeof(From);
+        row += static_cast<std::size_t>(channel) * sizeof(From);
+        for (int x = 0; x != m_width; ++x, row += step) {
+            From sample;
+            std::memcpy(&sample, row, sizeof sample);
+            out[x] = Rescale<From, To>(sample);
+        }
+    }
+
+    // Writes the band's rows, whose first is m_top, to where the orientation has them.
+    void Place(int bottom) {
+        switch (m_sampleBytes) {
+        case 1:
+            return PlaceSamples<std::uint8_t>(bottom);
+        case 2:
+            return PlaceSamples<std::uint16_t>(bottom);
+        default:
+            return PlaceSamples<float>(bottom);
+        }
+    }
+
+    template <class Sample>
+    void PlaceSamples(int bottom) {
+        int const rows = bottom - m_top;
+        bool const turned = IsTurned(m_orientation);
+        // In the upright image: does its x grow with the stored one (or, turned, with the stored row)?
+        using enum Orientation;
+        auto const isOneOf = [this](auto... values) { return ((m_orientation == values) || ...); };
+        bool const flipsX = isOneOf(TopRight, BottomRight, RightTop, RightBottom);
+        bool const flipsY = isOneOf(BottomRight, BottomLeft, RightBottom, LeftBottom);
+        int const width = turned ? rows : m_width, height = turned ? m_width : rows;
+        Kernel::RectT<int> place{0, 0, width, height};
+        int const along = (turned ? flipsX : flipsY) ? m_height - bottom : m_top;
+        (turned ? place.left : place.top) += along;
+        (turned ? place.right : place.bottom) += along;
+        std::vector<Sample> upright;
+        for (int c = 0; c != m_bitmap.GetInfo().channelCount; ++c) {
+            auto const* const stored =
+                reinterpret_cast<Sample const*>(m_planes.data() + static_cast<std::size_t>(c) * m_planeBytes);
+            Sample const* samples = stored;
+            if (m_orientation != TopLeft) {
+                upright.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+                for (int y = 0; y != height; ++y) {
+                    for (int x = 0; x != width; ++x) {
+                        int const u = flipsX ? width - 1 - x : x, v = flipsY ? height - 1 - y : y;
+                        auto const from = turned ? static_cast<std::size_t>(u) * static_cast<std::size_t>(m_width) +
+                                                       static_cast<std::size_t>(v)
+                                                 : static_cast<std::size_t>(v) * static_cast<std::size_t>(m_width) +
+                                                       static_cast<std::size_t>(u);
+                        upright[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                                static_cast<std::size_t>(x)] = stored[from];
+                    }
+                }
+                samples = upright.data();
+            }
+            m_bitmap.GetPlane(c).WriteSamples(place, samples, static_cast<std::size_t>(width) * sizeof(Sample));
+        }
+    }
+
+    BitmapBase& m_bitmap;
+    Orientation m_orientation;
+    SampleFormat m_imageFormat;
+    int m_width;
+    int m_height;
+    int m_colours;
+    bool m_hasAlpha;
+    std::size_t m_sampleBytes;
+    std::size_t m_planeBytes;
+    std::vector<std::byte> m_planes;
+    int m_top = 0;
+};
+
+BitmapReceiver::BitmapReceiver(MipmapMode mipmaps) : m_mipmaps(mipmaps) {}
+BitmapReceiver::~BitmapReceiver() = default;
+
+void BitmapReceiver::Begin(ImageInfo const& info) {
+    m_info = info;
+    constexpr auto c_maximum = static_cast<std::uint32_t>(c_maximumSide);
+    if (info.width == 0 || info.height == 0 || info.width > c_maximum || info.height > c_maximum)
+        throw Kernel::Exception("an image of " + std::to_string(info.width) + " x " + std::to_string(info.height) +
+                                " pixels is too large for a bitmap");
+    auto width = static_cast<int>(info.width), height = static_cast<int>(info.height);
+    if (IsTurned(info.orientation))
+        std::swap(width, height);
+    Format const format = ChooseBitmapFormat(info);
+    m_bitmap = BitmapBase::Create(width, height, format, m_mipmaps);
+    m_profile = ReadProfile(info, GetFormatInfo(format).colourModel);
+    m_band = std::make_unique<Band>(m_info, *m_bitmap);
+}
+
+void BitmapReceiver::ReceiveRow(std::uint32_t y, std::span<std::byte const> row) { m_band->Add(y, row.data()); }
+
+Kernel::Counted<DynamicBitmap> BitmapReceiver::Finish() {
+    if (!m_bitmap)
+        throw Kernel::Exception("no image has been decoded");
+    m_band.reset();
+    m_bitmap->FinishChange(m_bitmap->GetBounds());
+    return Kernel::MakeCounted<DynamicBitmap>(std::exchange(m_bitmap, {}), std::exchange(m_profile, {}));
+}
+
+Kernel::Counted<DynamicBitmap> MakeBitmapFromImage(DecodedImage const& image, MipmapMode mipmaps) {
+    std::size_t const rowBytes = image.info.GetRowBytes();
+    if (image.samples.size() != rowBytes * image.info.height)
+        throw Kernel::Exception("an image has more or fewer pixels than it says");
+    BitmapReceiver receiver(mipmaps);
+    receiver.Begin(image.info);
+    for (std::uint32_t y = 0; y != image.info.height; ++y)
+        receiver.ReceiveRow(y, std::span(image.samples).subspan(y * rowBytes, rowBytes));
+    return receiver.Finish();
+}
+
+namespace {
+
+// The format in which a file holds a bitmap.
+Format ChooseFileFormat(Format format, ImageFileType type) {
+    if (format == FormatAF)
+        return FormatA16;
+    if (type == ImageFileType::Tiff)
+        return format;
+    switch (format) {
+    case FormatCMYKA8:
+        return FormatRGBA8;
+    case FormatLABA16:
+    case FormatRGBAF:
+        return FormatRGBA16;
+    default:
+        return format;
+    }
+}
+
+ImageInfo DescribeFile(BitmapBase const& bitmap, double dpi) {
+    FormatInfo const& format = bitmap.GetInfo();
+    ImageInfo info;
+    info.width = static_cast<std::uint32_t>(bitmap.GetWidth());
+    info.height = static_cast<std::uint32_t>(bitmap.GetHeight());
+    bool const isMask = format.colourModel == ColourModel::AlphaOnly;
+    info.colourModel = isMask ? ColourModel::Grey : format.colourModel;
+    info.hasAlpha = !isMask;
+    info.sampleFormat = format.isFloat            ? SampleFormat::Float32
+                        : format.sampleBytes == 1 ? SampleFormat::Integer8
+                                                  : SampleFormat::Integer16;
+    info.dpiX = info.dpiY = dpi;
+    return info;
+}
+
+} // namespace
+
+void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileType type, double dpi, ByteSink const& sink) {
+    if (bitmap.IsEmpty())
+        throw Kernel::Exception("there are no pixels to write");
+    auto& manager = ICCManager::GetInstance();
+    Format const format = ChooseFileFormat(bitmap.GetFormat(), type);
+    auto profile = bitmap.GetProfile();
+    Kernel::Counted<BitmapBase const> pixels(bitmap.GetBase().get());
+    if (format != bitmap.GetFormat()) {
+        pixels = ConvertBitmap(*pixels, *manager.MakeConverter(bitmap.GetFormat(), profile, format, {}), nullptr);
+        profile = {};
+    }
+    ImageInfo info = DescribeFile(*pixels, dpi);
+    auto const srgb = manager.GetDefaultProfile(ColourModel::RGB);
+    if (info.colourModel == ColourModel::RGB && (!profile || profile == srgb))
+        info.isSrgb = true;
+    else if (profile)
+        info.iccProfile.assign(profile->GetData().begin(), profile->GetData().end());
+    auto const readRow = [&](std::uint32_t y, std::span<std::byte> row) {
+        int const top = static_cast<int>(y);
+        pixels->ReadPixels({0, top, pixels->GetWidth(), top + 1}, row.data(), row.size());
+    };
+    if (type == ImageFileType::Png)
+        EncodePng(info, readRow, sink);
+    else
+        EncodeTiff(info, readRow, sink);
+}
+
+} // namespace Raster

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/raster/codec.h"
+#include "platform/raster/dynamic_bitmap.h"
+
+namespace Raster {
+
+// The format nearest to an image's pixels: grey and RGB of 8 and 16 bits as they are, CMYK in 8 bits, Lab in 16, floats
+// as RGB floats.
+REDRAFT_ENGINE Format ChooseBitmapFormat(ImageInfo const& info);
+
+// Makes a bitmap of an image while it is decoded, a band of tiles at a time. The bitmap stands upright, whatever the
+// image's orientation is. Pixels without alpha are opaque. The profile is the embedded one, or one made of the file's
+// gamma and chromaticities; one that cannot be read, or is for other colours, is left out, as colours of unknown
+// meaning count as the format's default.
+class REDRAFT_ENGINE BitmapReceiver final : public ImageReceiver {
+public:
+    explicit BitmapReceiver(MipmapMode mipmaps = MipmapMode::None);
+    ~BitmapReceiver() override;
+    void Begin(ImageInfo const& info) override;
+    void ReceiveRow(std::uint32_t y, std::span<std::byte const> row) override;
+
+    ImageInfo const& GetInfo() const { return m_info; }
+    // When the decoder has returned; the receiver keeps nothing.
+    Kernel::Counted<DynamicBitmap> Finish();
+
+private:
+    class Band;
+
+    MipmapMode m_mipmaps;
+    ImageInfo m_info;
+    Kernel::Counted<BitmapBase> m_bitmap;
+    Kernel::Consolidated<ICCProfile> m_profile;
+    std::unique_ptr<Band> m_band;
+};
+
+REDRAFT_ENGINE Kernel::Counted<DynamicBitmap> MakeBitmapFromImage(DecodedImage const& image,
+                                                                  MipmapMode mipmaps = MipmapMode::None);
+
+enum class ImageFileType { Png, Tiff };
+
+// Writes a bitmap as an image file with its profile, at `dpi` pixels per inch, 0 for none. Masks become grey images.
+// PNG holds grey and RGB of 8 and 16 bits: other colours become sRGB, of 8 bits for CMYK, else of 16. Errors as
+// EncodePng and EncodeTiff.
+REDRAFT_ENGINE void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileType type, double dpi, ByteSink const& sink);
+
+} // namespace Raster
