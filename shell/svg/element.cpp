@@ -58,11 +58,11 @@ FontSizes Element::GetFontSizes() const { return {m_style->fontSize, m_drawing->
 std::string Element::GetTitle() const {
     SourceTree const& tree = m_drawing->m_tree;
     for (NodeIndex child = tree.GetFirstChild(m_node); child != c_noNode; child = tree.GetNextSibling(child)) {
-        if (tree.GetKind(child) != ElementKind::Title)
-            continue;
-        std::string const text = tree.GetText(child);
-        if (std::string_view const title = Trimmed(text); !title.empty())
-            return std::string(title);
+        if (tree.GetKind(child) == ElementKind::Title) {
+            // An empty title says that the id is no name.
+            std::string const text = tree.GetText(child);
+            return std::string(Trimmed(text));
+        }
     }
     std::string_view const label = Find(Name::Label).value_or(std::string_view());
     return std::string(label.empty() ? GetId() : label);

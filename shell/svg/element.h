@@ -51,7 +51,7 @@ public:
     ElementKind GetKind() const { return m_kind; }
     NodeIndex GetNode() const { return m_node; }
     std::string_view GetId() const;
-    // The `title` child's text, else the editor's label, else the id.
+    // The `title` child's text, else the editor's label, else the id. Empty where an empty title says so.
     std::string GetTitle() const;
     std::string Describe() const;
     // An attribute that no style sheet sets.

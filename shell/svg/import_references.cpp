@@ -131,7 +131,8 @@ Kernel::Counted<Node> Importer::BuildClip(Element const& clipPath, Matrix const&
     auto const shape = only->RemoveFromParent();
     auto& scene = dynamic_cast<SceneNode&>(*shape);
     scene.SetTransform(matrix * scene.GetMatrix(), false);
-    scene.SetUserDescription(group->GetDescription(false));
+    if (scene.GetDescription(false).empty())
+        scene.SetUserDescription(group->GetDescription(false));
     return shape;
 }
 
@@ -154,6 +155,8 @@ Importer::SceneNodePointer Importer::BuildClipShape(Element const& child) {
         curves->SetWindingOrderMode(isAlternating ? Geometry::WindingOrderMode::Alternating
                                                   : Geometry::WindingOrderMode::NonZero);
     }
+    if (std::string title = child.GetTitle(); !title.empty())
+        shape->SetUserDescription(Kernel::String(title));
     SceneNodePointer node = shape;
     for (Element const* const element : {&*target, &child}) {
         if (element == &child && !isUse)

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/geometry/path_data.h"
-#include "shell/svg/image_source.h"
 #include "shell/svg/importer.h"
 
 #include <algorithm>
@@ -250,11 +249,6 @@ void Importer::AddMarker(Element const& marker, Element const& line, Matrix cons
         content->SetIsolated(true);
     }
     group.InsertChild(NodeChildListType::Plain, content, nullptr);
-}
-
-Importer::SceneNodePointer Importer::BuildImage(Element const& element) {
-    m_drawing.GetReport().Add("image", element.Describe());
-    return {};
 }
 
 } // namespace Shell::Svg

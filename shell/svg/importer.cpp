@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/svg/importer.h"
 
+#include "platform/kernel/cast.h"
 #include "shell/svg/import.h"
 
 #include <algorithm>
@@ -38,7 +39,7 @@ std::vector<Kernel::Counted<Node>> Importer::ImportRoot(double scale) {
     }
     while (Node* const child = top->GetFirstChild(NodeChildListType::Plain)) {
         nodes.push_back(child->RemoveFromParent());
-        if (auto* const scene = dynamic_cast<SceneNode*>(nodes.back().get()))
+        if (auto* const scene = Kernel::CastPointer<SceneNode>(nodes.back().get()))
             scene->SetTransform(toPage * scene->GetMatrix(), false);
     }
     return nodes;
@@ -116,23 +117,24 @@ Importer::SceneNodePointer Importer::Finish(Element const& element, SceneNodePoi
         return node;
     OwnStyle const& style = element.GetOwnStyle();
     bool isVisible = element.IsDisplayed();
-    bool const isGroup = dynamic_cast<GroupNode*>(node.get()) != nullptr;
+    bool const isGroup = Kernel::CastPointer<GroupNode>(node.get()) != nullptr;
     if (!isGroup)
         isVisible = isVisible && element.GetStyle().visible;
+    auto place = [&] { node->SetTransform(*element.GetTransform() * node->GetMatrix(), false); };
     if (!style.clipPath.empty()) {
         // An overflow clip stands in another space: then the clip path needs a group of its own.
         if (node->HasChildren(NodeChildListType::Clipping)) {
-            node->SetTransform(*element.GetTransform(), false);
+            place();
             auto const outer = Kernel::MakeCounted<GroupNode>();
             outer->InsertChild(NodeChildListType::Plain, node, nullptr);
             isVisible = ApplyClipPath(element, *outer) && isVisible;
             node = outer;
         } else {
             isVisible = ApplyClipPath(element, *node) && isVisible;
-            node->SetTransform(*element.GetTransform(), false);
+            place();
         }
     } else {
-        node->SetTransform(*element.GetTransform(), false);
+        place();
     }
     CountUnsupported(element);
     if (std::string title = element.GetTitle(); !title.empty())
@@ -191,7 +193,7 @@ ImportedDrawing Import(std::string_view bytes, ReadOptions options) {
             bounds.GetHeight() <= c_maximumPageSide) {
             result.pageSize = {bounds.GetWidth(), bounds.GetHeight()};
             for (auto const& node : result.nodes)
-                if (auto* const scene = dynamic_cast<SceneNode*>(node.get()))
+                if (auto* const scene = Kernel::CastPointer<SceneNode>(node.get()))
                     scene->Transform(Translation(-bounds.left, -bounds.top), false);
         }
     }

@@ -40,6 +40,14 @@ private:
         std::size_t nodeCount = 0;
     };
 
+    // What an image shows: pixels, or a drawing.
+    struct Picture {
+        Kernel::SizeT<double> size;
+        Kernel::Counted<Raster::DynamicBitmap const> bitmap;
+        GroupPointer drawing;
+        std::size_t nodeCount = 0;
+    };
+
     // The node of an element and all below it; empty where it draws nothing.
     SceneNodePointer Build(Element const& element);
     // The children of an element that is no node itself, into a group.
@@ -55,7 +63,11 @@ private:
     SceneNodePointer BuildPaintedShape(Element const& element);
     void AddMarkers(Element const& element, CurvesNode const& line, GroupNode& group);
     void AddMarker(Element const& marker, Element const& line, Matrix const& place, bool isStart, GroupNode& group);
+
+    // import_image.cpp
     SceneNodePointer BuildImage(Element const& element);
+    Picture ReadImage(Element const& element);
+    Picture ReadInnerDrawing(Element const& element, std::string_view bytes);
 
     // import_references.cpp
     SceneNodePointer BuildInstance(Element const& use);
@@ -76,6 +88,11 @@ private:
     std::unordered_map<NodeIndex, std::vector<Symbol>> m_symbolsByTarget;
     std::vector<Kernel::Counted<Node>> m_symbols;
     std::size_t m_copiedNodes = 0;
+    // By reference: an image that is shown often is read once.
+    std::unordered_map<std::string_view, Picture> m_images;
+    std::uint64_t m_imagePixels = 0;
+    std::size_t m_innerDrawings = 0;
+    std::size_t m_innerDepth = 0;
 };
 
 } // namespace Shell::Svg

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/kernel/cast.h"
+#include "shell/svg/exporter.h"
+
+#include <cmath>
+
+namespace Shell::Svg {
+
+namespace {
+
+// As deep as clips may clip clips.
+constexpr std::size_t c_maximumClipDepth = 64;
+
+bool IsPlainGroup(Node const& node) {
+    return Kernel::CastPointer<CurvesNode const>(&node) == nullptr &&
+           Kernel::CastPointer<RasterNode const>(&node) == nullptr;
+}
+
+} // namespace
+
+std::string Exporter::DefineClip(Node const& node, Matrix const& toClip) {
+    if (m_clipDepth >= c_maximumClipDepth) {
+        m_report.Add("clip too deep", Describe(node));
+        return {};
+    }
+    ++m_clipDepth;
+    Node const* const first = node.GetFirstChild(NodeChildListType::Clipping);
+    auto const* const group = first->GetNextSibling() == nullptr && IsPlainGroup(*first)
+                                  ? Kernel::CastPointer<SceneNode const>(first)
+                                  : nullptr;
+    XmlWriter out;
+    // A group that is all of the clip becomes the element itself, with its transform and its own clip.
+    if (group != nullptr && group->IsVisible()) {
+        Matrix const matrix = toClip * group->GetMatrix();
+        if (!matrix.IsIdentity())
+            out.Attribute("transform", matrix);
+        if (group->HasChildren(NodeChildListType::Clipping))
+            if (std::string const inner = DefineClip(*group, {}); !inner.empty())
+                out.Attribute("clip-path", "url(#" + inner + ")");
+        out.EndStart();
+        WriteTitle(out, *group, "");
+        if (group->GetDescription(false).empty())
+            out.Raw("<title/>\n");
+        for (Node const* child = group->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+             child = child->GetNextSibling())
+            WriteClipContent(out, *child, {});
+    } else {
+        out.EndStart();
+        out.Raw("<title/>\n");
+        for (Node const* child = first; child != nullptr; child = child->GetNextSibling())
+            WriteClipContent(out, *child, toClip);
+    }
+    out.Close("clipPath");
+    --m_clipDepth;
+    return Define("clipPath", "clip", out.GetText());
+}
+
+// Groups have no form inside a clip path: their members take over their transforms and clips.
+void Exporter::WriteClipContent(XmlWriter& out, Node const& content, Matrix const& toClip) {
+    struct Shape {
+        Node const* node;
+        Matrix toClip;
+        // Ids of clips that the shape has to be cut by, with what leads from the clip's space to this one.
+        std::vector<std::pair<Node const*, Matrix>> clips;
+    };
+    std::vector<Shape> pending{{&content, toClip, {}}};
+    while (!pending.empty()) {
+        Shape const step = std::move(pending.back());
+        pending.pop_back();
+        auto const* const scene = Kernel::CastPointer<SceneNode const>(step.node);
+        if (scene == nullptr || !scene->IsVisible())
+            continue;
+        Matrix const matrix = step.toClip * scene->GetMatrix();
+        auto clips = step.clips;
+        if (scene->HasChildren(NodeChildListType::Clipping))
+            clips.emplace_back(scene, matrix);
+        auto const* const curves = Kernel::CastPointer<CurvesNode const>(step.node);
+        if (curves == nullptr) {
+            if (Kernel::CastPointer<RasterNode const>(step.node) != nullptr)
+                m_report.Add("bitmap in a clip", Describe(*scene));
+            for (Node const* child = scene->GetLastChild(NodeChildListType::Plain); child != nullptr;
+                 child = child->GetPreviousSibling())
+                pending.push_back({child, matrix, clips});
+            continue;
+        }
+        if (clips.size() > 1)
+            m_report.Add("several clips of a clip", Describe(*scene));
+        std::string_view const element = ChooseElement(*curves);
+        out.Open(element);
+        if (!matrix.IsIdentity())
+            out.Attribute("transform", matrix);
+        if (!clips.empty() && std::abs(matrix.GetDeterminant()) > 1e-128)
+            if (std::string const id = DefineClip(*clips.back().first, matrix.GetInverse() * clips.back().second);
+                !id.empty())
+                out.Attribute("clip-path", "url(#" + id + ")");
+        WriteGeometry(out, *curves, element, "clip-rule");
+        Kernel::String const name = scene->GetDescription(false);
+        if (name.empty()) {
+            out.EndEmpty();
+        } else {
+            out.EndStart();
+            WriteTitle(out, *scene, "");
+            out.Close(element);
+        }
+    }
+}
+
+} // namespace Shell::Svg

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/kernel/cast.h"
+#include "shell/svg/exporter.h"
+
+#include <array>
+#include <cmath>
+
+namespace Shell::Svg {
+
+namespace {
+
+// The plane of the unit circle of a gradient that is a circle along the axes can be named directly.
+bool IsPlainCircle(Renderer::EllipticalGradientFill const& fill) {
+    auto const centre = fill.GetCentre(), end1 = fill.GetEnd1(), end2 = fill.GetEnd2();
+    return end1.y == centre.y && end2.x == centre.x && end1.x - centre.x == end2.y - centre.y && end1.x > centre.x;
+}
+
+void WriteSpread(XmlWriter& out, Renderer::GradientSpread spread) {
+    if (spread == Renderer::GradientSpread::Reflect)
+        out.Attribute("spreadMethod", "reflect");
+    else if (spread == Renderer::GradientSpread::Repeat)
+        out.Attribute("spreadMethod", "repeat");
+}
+
+std::string_view CapName(Renderer::LineCap cap) {
+    return cap == Renderer::LineCap::Round ? "round" : cap == Renderer::LineCap::Square ? "square" : "butt";
+}
+
+std::string_view JoinName(Renderer::LineJoin join) {
+    return join == Renderer::LineJoin::Round ? "round" : join == Renderer::LineJoin::Bevel ? "bevel" : "miter";
+}
+
+// A length that divided by the weight is exactly the stored multiple of it, where there is one.
+double FindMultiple(double factor, double weight) {
+    double const product = factor * weight;
+    for (double const near : {product, std::nextafter(product, HUGE_VAL), std::nextafter(product, -HUGE_VAL)})
+        if (near / weight == factor)
+            return near;
+    return product;
+}
+
+} // namespace
+
+void Exporter::WritePaints(CurvesNode const& node) {
+    auto const fill = node.GetBrushFillDescriptor(true);
+    WritePaint("fill",
+               fill ? static_cast<Renderer::FillDescriptorConst const&>(*fill) : Renderer::FillDescriptorConst(), node);
+    WriteLine(node, node);
+}
+
+void Exporter::WritePaint(std::string_view property, Renderer::FillDescriptorConst const& paint, Node const& node) {
+    if (paint.GetBlendMode() != Renderer::BlendMode::Normal)
+        m_report.Add("blend mode of a fill", Describe(node));
+    if (paint.IsFillNone())
+        return m_out.Attribute(property, "none");
+    switch (paint.GetFill()->GetType()) {
+    case Renderer::FillType::Solid:
+        return WriteColour(m_out, property, static_cast<Renderer::SolidFill const&>(*paint.GetFill()).GetColour(),
+                           node);
+    case Renderer::FillType::LinearGradient:
+    case Renderer::FillType::EllipticalGradient:
+        return m_out.Attribute(property, "url(#" + DefineGradient(paint, node) + ")");
+    case Renderer::FillType::Bitmap: {
+        std::string const id = DefinePattern(paint, node);
+        return m_out.Attribute(property, id.empty() ? "none" : "url(#" + id + ")");
+    }
+    case Renderer::FillType::None:
+        return;
+    }
+}
+
+void Exporter::WriteColour(XmlWriter& out, std::string_view property, Renderer::Colour const& colour,
+                           Node const& node) {
+    if (colour.GetFormat() != Renderer::ColourFormat::RGB)
+        m_report.Add("colour outside RGB", Describe(node));
+    Renderer::Colour const rgb = colour.Converted(Renderer::ColourFormat::RGB);
+    std::string bytes = "#", percentages;
+    bool isBytes = true;
+    for (std::size_t i = 0; i < 3; ++i) {
+        float const component = rgb.GetComponents()[i];
+        auto const byte = static_cast<int>(std::lround(component * 255));
+        isBytes = isBytes && static_cast<float>(byte / 255.0) == component;
+        constexpr std::string_view c_digits = "0123456789abcdef";
+        bytes += c_digits[static_cast<std::size_t>(byte >> 4)];
+        bytes += c_digits[static_cast<std::size_t>(byte & 15)];
+        percentages += (i == 0 ? "" : ",") + FormatNumber(static_cast<double>(component) * 100) + '%';
+    }
+    out.Attribute(property, isBytes ? bytes : "rgb(" + percentages + ")");
+    if (rgb.GetAlpha() != 1)
+        out.Attribute(std::string(property == "stop-color" ? "stop" : property) + "-opacity",
+                      FormatNumber(rgb.GetAlpha()));
+}
+
+std::string Exporter::DefineGradient(Renderer::FillDescriptorConst const& paint, Node const& node) {
+    auto const& gradient = static_cast<Renderer::GradientFill const&>(*paint.GetFill());
+    bool const isLinear = gradient.GetType() == Renderer::FillType::LinearGradient;
+    std::string_view const element = isLinear ? "linearGradient" : "radialGradient";
+    Matrix matrix = paint.GetTransform();
+    XmlWriter out;
+    out.Attribute("gradientUnits", "userSpaceOnUse");
+    if (isLinear) {
+        auto const& linear = static_cast<Renderer::LinearGradientFill const&>(gradient);
+        out.Attribute("x1", linear.GetStart().x);
+        out.Attribute("y1", linear.GetStart().y);
+        out.Attribute("x2", linear.GetEnd().x);
+        out.Attribute("y2", linear.GetEnd().y);
+    } else {
+        auto const& radial = static_cast<Renderer::EllipticalGradientFill const&>(gradient);
+        Geometry::PointDbl centre = radial.GetCentre(), focus = radial.GetFocus();
+        double radius = radial.GetEnd1().x - centre.x;
+        if (!IsPlainCircle(radial)) {
+            matrix = matrix * radial.GetCircleTransform().GetParams();
+            focus = radial.GetCircleTransform().GetInverse().Apply(focus);
+            centre = {0, 0};
+            radius = 1;
+        }
+        out.Attribute("cx", centre.x);
+        out.Attribute("cy", centre.y);
+        out.Attribute("r", radius);
+        if (!(focus == centre)) {
+            out.Attribute("fx", focus.x);
+            out.Attribute("fy", focus.y);
+        }
+        if (radial.GetFocalRadius() != 0)
+            out.Attribute("fr", radial.GetFocalRadius() * radius);
+    }
+    if (!matrix.IsIdentity())
+        out.Attribute("gradientTransform", matrix);
+    WriteSpread(out, gradient.GetSpread());
+    out.EndStart();
+    for (Renderer::GradientStop const& stop : gradient.GetStops()) {
+        out.Open("stop");
+        out.Attribute("offset", stop.offset);
+        WriteColour(out, "stop-color",
+                    stop.opacity == 1
+                        ? stop.colour
+                        : stop.colour.WithAlpha(static_cast<float>(stop.opacity * stop.colour.GetAlpha())),
+                    node);
+        out.EndEmpty();
+    }
+    out.Close(element);
+    return Define(element, "gradient", out.GetText());
+}
+
+void Exporter::WriteLine(LineStyleInterface const& line, Node const& node) {
+    auto const descriptor = line.GetLineStyleDescriptor();
+    auto const pen = line.GetPenFillDescriptor();
+    if (!descriptor || !pen || descriptor->IsLineStyleNone() || pen->IsFillNone())
+        return;
+    Renderer::LineStyle const& style = *descriptor->GetLineStyle();
+    double const weight = style.GetWeightOrZero();
+    if (!(weight > 0) || !std::isfinite(weight))
+        return;
+    WritePaint("stroke", *pen, node);
+    if (weight != 1)
+        m_out.Attribute("stroke-width", weight);
+    if (style.GetCap() != Renderer::LineCap::Butt)
+        m_out.Attribute("stroke-linecap", CapName(style.GetCap()));
+    if (style.GetJoin() != Renderer::LineJoin::Mitre)
+        m_out.Attribute("stroke-linejoin", JoinName(style.GetJoin()));
+    if (style.GetMitreLimit() != 4)
+        m_out.Attribute("stroke-miterlimit", std::max(1.0, style.GetMitreLimit()));
+    if (style.GetType() == Renderer::LineType::Dashed && !style.GetDashPattern().empty()) {
+        std::string dashes;
+        for (double const dash : style.GetDashPattern())
+            dashes += (dashes.empty() ? "" : " ") + FormatNumber(FindMultiple(dash, weight));
+        m_out.Attribute("stroke-dasharray", dashes);
+        if (style.GetDashPhase() != 0)
+            m_out.Attribute("stroke-dashoffset", FindMultiple(style.GetDashPhase(), weight));
+    }
+    auto const* const order = Kernel::CastPointer<DrawOrderInterface const>(&node);
+    if (descriptor->GetDrawBehindFill() || (order != nullptr && order->IsLineBehindFill()))
+        m_out.Attribute("paint-order", "stroke");
+    if (!descriptor->GetScaleWithObject())
+        m_out.Attribute("vector-effect", "non-scaling-stroke");
+    if (descriptor->GetStrokeAlignment() != Renderer::StrokeAlignment::Centre)
+        m_report.Add("line alignment", Describe(node));
+    if (descriptor->GetPressure())
+        m_report.Add("line pressure", Describe(node));
+    if (descriptor->GetFrontArrowHead() || descriptor->GetBackArrowHead())
+        m_report.Add("arrow head", Describe(node));
+}
+
+} // namespace Shell::Svg

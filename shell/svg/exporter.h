@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "shell/svg/export.h"
+#include "shell/svg/xml_writer.h"
+
+#include <map>
+#include <optional>
+#include <unordered_map>
+
+namespace Shell::Svg {
+
+using Matrix = Raster::AffineTransform::Params;
+
+// Writes nodes as elements. The walk keeps its own stack; only clips within clips recurse.
+class Exporter {
+public:
+    // `toSpread` are the matrices of the nodes, in place of their own.
+    ExportedDrawing Run(std::vector<Kernel::Counted<Node>> const& nodes, std::vector<Matrix> const& toSpread,
+                        Kernel::RectT<double> const& area);
+
+private:
+    // A node to be written, or an element to be closed.
+    struct Step {
+        Node const* node = nullptr;
+        std::string_view close;
+        // In place of the node's own matrix and id.
+        std::optional<Matrix> matrix;
+        std::string id;
+    };
+
+    // Finds the symbols that can be referred to, and the names that can be ids.
+    void Prepare(std::vector<Kernel::Counted<Node>> const& nodes);
+    void Visit(Node const& top, std::vector<Node const*>& pending);
+    // The symbol whose content a node shows without a difference, or null.
+    static Node const* FindShownSymbol(Node const& node);
+
+    void Write(Step top);
+    void WriteNode(Step const& step);
+    void WriteShape(CurvesNode const& node, Step const& step);
+    // Id, transform, opacity, clip and the like of the element that is open.
+    void WriteCommon(SceneNode const& node, Step const& step);
+    // Ends an element without children of its own.
+    void EndLeaf(Node const& node, Step const& step, std::string_view element);
+    // The title where the id does not say the name, as the start of an element's content.
+    void WriteTitle(XmlWriter& out, Node const& node, std::string_view id);
+    std::string FindId(Node const& node, Step const& step) const;
+    void CountUnsupported(SceneNode const& node);
+
+    // export_geometry.cpp: the attributes of an outline, behind an open tag. Gives the element's name.
+    static std::string_view ChooseElement(CurvesNode const& node);
+    static void WriteGeometry(XmlWriter& out, CurvesNode const& node, std::string_view element,
+                              std::string_view ruleName);
+
+    // export_bitmap.cpp: an empty text is a bitmap that could not be encoded.
+    void WriteBitmap(SceneNode const& node, Raster::DynamicBitmap const* bitmap, Step const& step);
+    std::string DefinePattern(Renderer::FillDescriptorConst const& paint, Node const& node);
+    std::string EncodeOrCount(Raster::DynamicBitmap const* bitmap, Node const& node);
+
+    // export_paint.cpp
+    void WritePaints(CurvesNode const& node);
+    void WritePaint(std::string_view property, Renderer::FillDescriptorConst const& paint, Node const& node);
+    void WriteLine(LineStyleInterface const& line, Node const& node);
+    std::string DefineGradient(Renderer::FillDescriptorConst const& paint, Node const& node);
+    void WriteColour(XmlWriter& out, std::string_view property, Renderer::Colour const& colour, Node const& node);
+
+    // export_clip.cpp: the id of a clipPath of a node's clipping content. `toClip` leads from the node's space to the
+    // space that the clip is used in.
+    std::string DefineClip(Node const& node, Matrix const& toClip);
+    void WriteClipContent(XmlWriter& out, Node const& content, Matrix const& toClip);
+
+    std::string MakeId(std::string_view kind);
+    // One definition for equal content; `rest` is what follows the name and the id.
+    std::string Define(std::string_view element, std::string_view kind, std::string const& rest);
+    static std::string Describe(Node const& node);
+
+    XmlWriter m_out;
+    // What stands in `defs`, and where equal definitions are found.
+    std::string m_definitions;
+    std::unordered_map<std::string, std::string> m_idsByContent;
+    // Names that are ids, each of the first node that has it.
+    std::unordered_map<std::string, Node const*> m_names;
+    std::map<std::string, std::size_t, std::less<>> m_counters;
+    // The symbols that are referred to, in the order in which they were found, and the ids of their definitions.
+    std::vector<Node const*> m_symbols;
+    std::unordered_map<Node const*, std::string> m_symbolIds;
+    std::size_t m_clipDepth = 0;
+    Report m_report;
+};
+
+} // namespace Shell::Svg
