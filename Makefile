@@ -1,0 +1,53 @@
+# SPDX-License-Identifier: Apache-2.0
+# What people type. Each target installs the packages that it needs and builds what it needs.
+.PHONY: demo test test-asan test-tsan bench check check-levels check-format pot packages
+.DEFAULT_GOAL := test
+
+JOBS ?= $(shell nproc)
+INPUT ?=
+
+# Debian packages are installed once for each state of packages.txt. Without root and sudo they must be there already.
+packages: build/packages.stamp
+build/packages.stamp: packages.txt
+	@mkdir -p build
+	@tools/install_packages.sh packages.txt
+	@touch $@
+
+demo: packages
+	cmake --preset release >build/release-configure.log
+	cmake --build --preset release --target redraft-cli -j $(JOBS)
+	INPUT="$(INPUT)" tools/demo.sh build/release/shell/redraft build/demo
+
+test: packages
+	cmake --preset dev >build/dev-configure.log
+	cmake --build --preset dev -j $(JOBS)
+	ctest --preset dev -j $(JOBS)
+
+test-asan: packages
+	cmake --preset asan >build/asan-configure.log
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan -j $(JOBS)
+
+# The tests of what uses threads.
+test-tsan: packages
+	cmake --preset tsan >build/tsan-configure.log
+	cmake --build --preset tsan -j $(JOBS) --target test-kernel test-document
+	ctest --preset tsan -j $(JOBS) -R '^(kernel|document)$$'
+
+bench: packages
+	cmake --preset release -DREDRAFT_BENCH=ON >build/release-configure.log
+	cmake --build --preset release -j $(JOBS)
+	for program in build/release/bench/bench-*; do $$program || exit 1; done
+
+check: check-levels check-format
+
+# Which folder may include which.
+check-levels:
+	@python3 tools/check_levels.py
+
+check-format: packages
+	@git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror && echo 'OK format'
+
+# All texts of the library for translators.
+pot: packages
+	@tools/make_pot.sh
