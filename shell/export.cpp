@@ -3,6 +3,7 @@
 
 #include "shell/path_ending.h"
 #include "shell/picture.h"
+#include "shell/svg/export.h"
 
 #include <array>
 
@@ -41,6 +42,18 @@ void ExportTiff(Session& session, DocumentController& document, std::string cons
     ExportPicture(session, document, path, PictureKind::Tiff, nodes);
 }
 
+void ExportSvg(Session& session, DocumentController& document, std::string const& path,
+               std::vector<Kernel::Counted<Node>> const& nodes) {
+    auto const drawing = Guarded(ExitStatus::Input, session.GetDocumentPath(), [&] {
+        return nodes.empty() ? Svg::ExportSpread(*document.GetCurrentSpread()) : Svg::ExportNodes(nodes);
+    });
+    for (auto const& line : drawing.report.GetLines())
+        Session::Note(path, "not taken over: " + line);
+    session.Files().Begin(path);
+    session.Files().Write(drawing.text);
+    session.Files().End();
+}
+
 struct Kind {
     std::string_view ending;
     Exporter exporter;
@@ -49,7 +62,8 @@ struct Kind {
 } // namespace
 
 Exporter FindExporter(std::string const& path) {
-    constexpr std::array c_kinds{Kind{".png", &ExportPng}, Kind{".tif", &ExportTiff}, Kind{".tiff", &ExportTiff}};
+    constexpr std::array c_kinds{Kind{".svg", &ExportSvg}, Kind{".png", &ExportPng}, Kind{".tif", &ExportTiff},
+                                 Kind{".tiff", &ExportTiff}};
     constexpr std::array<std::string_view, 5> c_later{".rtf", ".txt", ".epub", ".htm", ".html"};
     auto const ending = GetPathEnding(path);
     for (auto const& kind : c_kinds) {

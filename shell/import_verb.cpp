@@ -6,6 +6,7 @@
 #include "shell/verbs.h"
 
 #include "platform/kernel/files.h"
+#include "platform/raster/bitmap_image.h"
 
 #include <filesystem>
 #include <optional>
@@ -13,6 +14,12 @@
 namespace Shell {
 
 namespace {
+
+constexpr std::uint64_t c_maximumImageBytes = std::uint64_t{1} << 31;
+constexpr double c_unitsPerInch = 96;
+// Resolutions beyond these are taken for mistakes.
+constexpr double c_minimumDpi = 1;
+constexpr double c_maximumDpi = 100'000;
 
 // One input, read and ready to be placed.
 struct Source {
@@ -42,10 +49,43 @@ Source ReadDrawing(std::string const& path) {
     return source;
 }
 
+// Document units of one pixel.
+double GetPixelSize(double dpi) { return dpi >= c_minimumDpi && dpi <= c_maximumDpi ? c_unitsPerInch / dpi : 1; }
+
+// A picture stands upright at its own resolution, or else at one pixel a unit.
+Source ReadImage(std::string const& path) {
+    auto const bytes = ReadInput(path, c_maximumImageBytes);
+    Raster::BitmapReceiver receiver;
+    auto const bitmap = Guarded(ExitStatus::Input, path, [&] {
+        Raster::DecodeImage(bytes, receiver);
+        return receiver.Finish();
+    });
+    auto const& info = receiver.GetInfo();
+    if (info.otherPages != 0)
+        Session::Note(path, "not taken over: " + Count(info.otherPages, "further image", "further images"));
+    double pixelWidth = GetPixelSize(info.dpiX);
+    double pixelHeight = GetPixelSize(info.dpiY);
+    if (info.orientation >= Raster::Orientation::LeftTop)
+        std::swap(pixelWidth, pixelHeight);
+    auto const node = Kernel::MakeCounted<RasterNode>();
+    node->SetBitmap(bitmap);
+    node->SetTransform({pixelWidth, 0, 0, 0, pixelHeight, 0}, false);
+    node->SetUserDescription(std::filesystem::path(path).stem().string());
+    Source source;
+    source.pageSize = {bitmap->GetWidth() * pixelWidth, bitmap->GetHeight() * pixelHeight};
+    source.format = bitmap->GetFormat();
+    source.node = node;
+    return source;
+}
+
 Source ReadSource(std::string const& path) {
     auto const ending = GetPathEnding(path);
     if (ending == ".svg" || ending == ".svgz")
         return ReadDrawing(path);
+    for (auto const picture : {".png", ".jpg", ".jpeg", ".tif", ".tiff"}) {
+        if (ending == picture)
+            return ReadImage(path);
+    }
     if (ending == ".txt")
         throw Failure(ExitStatus::Input, path, "the import of text is not available yet");
     throw Failure(ExitStatus::Input, path, "is of no kind that can be imported: .svg, .svgz, .png, .jpg and .tif can");

@@ -2,16 +2,22 @@
 #include "platform/document/command.h"
 
 #include "platform/document/document_controller.h"
+#include "platform/document/document_renderer.h"
 #include "platform/kernel/cast.h"
 #include "platform/raster/dynamic_buffer.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 
 namespace {
 
 // Long enough for the steps of one drag or one run of key strokes, short enough to tell two deeds apart.
 constexpr unsigned c_mergeTimeoutMilliseconds = 1000;
 constexpr int c_progressIntervalMilliseconds = 250;
+// In pixels, of the longer side; small things are not blown up beyond the scale.
+constexpr double c_thumbnailSide = 256;
+constexpr double c_largestThumbnailScale = 4;
 
 } // namespace
 
@@ -138,7 +144,8 @@ DocumentCommand::ShouldStackForUndoWhenClearedAsPreview(Kernel::Counted<Document
 }
 
 Kernel::Counted<Raster::DynamicBuffer> DocumentCommand::GenerateThumbnail() const {
-    return GenerateHistoryThumbnail(GenerateHistoryInterestingRect());
+    auto const picture = GenerateHistoryThumbnail(GenerateHistoryInterestingRect());
+    return picture ? Kernel::MakeCounted<Raster::DynamicBuffer>(picture) : nullptr;
 }
 
 void DocumentCommand::ApplyTransform(Raster::AffineTransform::Params) {}
@@ -154,8 +161,18 @@ bool DocumentCommand::SelectionContainsArtboards() {
     return selection && selection->ContainsArtboards();
 }
 
-Kernel::Counted<Raster::DynamicBuffer> DocumentCommand::GenerateHistoryThumbnail(Kernel::RectT<double>) const {
-    return {};
+Kernel::Counted<Raster::BufferRGBA8> DocumentCommand::GenerateHistoryThumbnail(Kernel::RectT<double> area) const {
+    auto const controller = GetDocumentController();
+    auto const spread = controller ? controller->GetCurrentSpread() : nullptr;
+    double const side = std::max(area.GetWidth(), area.GetHeight());
+    if (!spread || !(std::min(area.GetWidth(), area.GetHeight()) > 0) || !std::isfinite(side))
+        return {};
+    SpreadPictureOptions options;
+    options.area = area;
+    options.scale = std::min(c_largestThumbnailScale, c_thumbnailSide / side);
+    auto const picture = MakeSpreadPicture(*spread, options);
+    auto const& raster = picture->GetOptions();
+    return Kernel::Cast<Raster::BufferRGBA8>(picture->Render({0, 0, raster.width, raster.height}));
 }
 
 Kernel::RectT<double> DocumentCommand::GenerateHistoryInterestingRect() const {

@@ -8,7 +8,7 @@
 #include <algorithm>
 
 CompoundCommand::CompoundCommand(bool stopAtEmpty, bool presentAsOne, bool notifyChildren)
-    : m_description("Compound Command", "Command description"),
+    : m_description(Kernel::LocalisedString("Compound Command", "Command description")),
       m_stopAtEmpty(stopAtEmpty),
       m_presentAsOne(presentAsOne),
       m_notifyChildren(notifyChildren) {}

@@ -166,6 +166,8 @@ void DomainController::UpdateProgress(Kernel::Counted<DomainCommand const> comma
     listener->Progress(*command, std::isnan(fraction) ? 0.f : std::clamp(fraction, 0.f, 1.f));
 }
 
+bool DomainController::IsReaderWaiting() const noexcept { return m_implementation->lock.AreReadersWaiting(); }
+
 void DomainController::SetClock(DomainClock const* clock) { m_implementation->clock = clock; }
 
 std::int64_t DomainController::GetMilliseconds() const {

@@ -108,7 +108,7 @@ void DomainController::Implementation::RunPending() noexcept {
     }
     unsigned run = 0;
     std::chrono::steady_clock::time_point heldSince{};
-    for (; next < pending.size(); ++run) {
+    while (next < pending.size()) {
         // A command that replaces others may wait among the newest.
         if (pending[next].avoidsMultiple && hasIncoming.load(std::memory_order_relaxed))
             Absorb();
@@ -118,7 +118,8 @@ void DomainController::Implementation::RunPending() noexcept {
             continue;
         }
         RunItem(item);
-        if (run >= c_longestRun) {
+        bool const isLong = ++run == c_longestRun;
+        if (isLong) {
             HandOver();
             run = 0;
         }
@@ -129,7 +130,7 @@ void DomainController::Implementation::RunPending() noexcept {
         auto const now = std::chrono::steady_clock::now();
         if (heldSince == std::chrono::steady_clock::time_point{})
             heldSince = now;
-        if (run == 0 || now - heldSince > c_longestHold) {
+        if (isLong || now - heldSince > c_longestHold) {
             HandOver();
             lock.ReleaseWriting();
             lock.AcquireWriting();

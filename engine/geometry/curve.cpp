@@ -108,7 +108,7 @@ PointDbl* CurveDbl::Append(SegmentKind kind) {
     std::size_t const points = m_block->pointCount + added, words = WordsFor(m_block->segmentCount + 1);
     if (points > m_block->pointCapacity || words > m_block->wordCapacity)
         Reallocate(std::max<std::size_t>(points, m_block->pointCapacity + m_block->pointCapacity / 2 + 4),
-                   std::max<std::size_t>(words, m_block->wordCapacity));
+                   std::max<std::size_t>(words, m_block->wordCapacity + m_block->wordCapacity / 2));
     auto* const first = Points() + m_block->pointCount;
     std::uint64_t const bit = std::uint64_t{1} << (m_block->segmentCount % 64);
     auto& word = Kinds()[m_block->segmentCount / 64];

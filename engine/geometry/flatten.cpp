@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace Geometry {
 
@@ -11,6 +12,8 @@ namespace {
 constexpr unsigned c_maximumSteps = 65536;
 // Below so many steps looking for hidden parts costs more than it saves.
 constexpr unsigned c_worthCulling = 32;
+// Halvings of one contour, at most.
+constexpr unsigned c_mostPieces = 1 << 16;
 
 bool IsFinite(Segment const& s) {
     return std::isfinite(s.start.x + s.start.y + s.control1.x + s.control1.y + s.control2.x + s.control2.y + s.end.x +
@@ -29,19 +32,31 @@ void EmitSteps(Segment const& s, unsigned steps, FlattenSink& sink) {
 }
 
 // Emits the vertices inside the segment; its end is the caller's.
-void EmitCubic(Segment const& s, double tolerance, RectDbl const* visible, FlattenSink& sink, int depth) {
+// `pieces` is how many halves may still be taken: a curve that stays in sight however often it is halved, because its
+// numbers are too large for their own rounding, ends in straight pieces.
+void EmitCubic(Segment const& s, double tolerance, RectDbl const* visible, FlattenSink& sink, int depth,
+               unsigned& pieces) {
     unsigned const steps = GetFlatteningSteps(s, tolerance);
     if (visible == nullptr || steps < c_worthCulling) {
         EmitSteps(s, steps, sink);
         return;
     }
     // After so many halvings a piece still bent is too large to have a tolerance that means anything.
-    if (depth == 0 || LiesBeyondOneSide(s, *visible))
+    if (depth == 0 || pieces == 0 || LiesBeyondOneSide(s, *visible))
         return;
+    --pieces;
     auto const [left, right] = Split(s, 0.5);
-    EmitCubic(left, tolerance, visible, sink, depth - 1);
+    EmitCubic(left, tolerance, visible, sink, depth - 1, pieces);
     sink.Vertex(left.end, true);
-    EmitCubic(right, tolerance, visible, sink, depth - 1);
+    EmitCubic(right, tolerance, visible, sink, depth - 1, pieces);
+}
+
+// Detail that is small against all that can be seen is not worth its pieces: this bounds them.
+double GetWorthwhileTolerance(double tolerance, std::optional<RectDbl> const& visible) {
+    if (!visible)
+        return tolerance;
+    double const size = std::max(visible->GetWidth(), visible->GetHeight());
+    return std::isfinite(size) ? std::max(tolerance, size / 1048576) : std::numeric_limits<double>::infinity();
 }
 
 class PolygonSink final : public FlattenSink {
@@ -102,12 +117,14 @@ bool Flatten(CurveDbl const& curve, Transform const& transform, double tolerance
         if (!std::isfinite(q.x) || !std::isfinite(q.y))
             return false;
     }
+    tolerance = GetWorthwhileTolerance(tolerance, visible);
     PointDbl const start = transform.Apply(curve.GetStart());
     sink.Begin(start, curve.IsClosed());
+    unsigned pieces = c_mostPieces;
     for (Segment const& local : curve.GetSegments()) {
         Segment const s = local.Transformed(transform);
         if (s.kind == SegmentKind::Cubic && IsFinite(s))
-            EmitCubic(s, tolerance, visible ? &*visible : nullptr, sink, 40);
+            EmitCubic(s, tolerance, visible ? &*visible : nullptr, sink, 40, pieces);
         sink.Vertex(s.end, false);
     }
     sink.End();

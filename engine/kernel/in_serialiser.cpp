@@ -7,6 +7,7 @@
 #include "platform/kernel/enum_serialiser.h"
 #include "platform/kernel/exception.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -20,6 +21,9 @@ using Detail::GetForm;
 std::string_view AsText(std::byte const* begin, std::byte const* end) {
     return {reinterpret_cast<char const*>(begin), static_cast<std::size_t>(end - begin)};
 }
+
+// One of 64 bits for a tag.
+std::uint64_t GetTagBit(IDTag tag) { return std::uint64_t{1} << (tag.GetValue() * 0x9E3779B1u >> 26); }
 
 struct ClassHeader {
     ClassUID uid;
@@ -63,7 +67,9 @@ std::vector<Counted<Serialisable>>& InSerialiser::AddArray() const {
     return *GetExtra().arrays.emplace_back(std::make_unique<std::vector<Counted<Serialisable>>>());
 }
 
-void InSerialiser::NoteAsked(std::byte const* field, std::byte const* next) const {
+void InSerialiser::NoteAsked(IDTag tag, std::byte const* field, std::byte const* next) const {
+    m_askedTags |= GetTagBit(tag);
+    m_cursor = next;
     if (field == m_askedEnd)
         m_askedEnd = next;
     else if (field > m_askedEnd)
@@ -71,20 +77,21 @@ void InSerialiser::NoteAsked(std::byte const* field, std::byte const* next) cons
 }
 
 bool InSerialiser::Find(IDTag tag, std::uint8_t form, Field& field) const {
-    if (m_cursor != m_end) [[likely]] {
-        auto const view = Detail::ReadField(m_cursor, m_end);
-        if (view.tag == tag.GetValue() && view.form == form) [[likely]] {
-            NoteAsked(m_cursor, view.end);
-            m_cursor = view.end;
-            field = {view.value, view.end};
-            return true;
-        }
+    std::byte const* const at = m_cursor;
+    if (static_cast<std::size_t>(m_end - at) >= Detail::c_fieldHeaderSize && Detail::LoadTag(at) == tag.GetValue() &&
+        static_cast<std::uint8_t>(at[4]) == form) [[likely]] {
+        field.payload = at + Detail::c_fieldHeaderSize;
+        field.end = Detail::FindValueEnd(form, field.payload, m_end);
+        NoteAsked(tag, at, field.end);
+        return true;
     }
     return FindElsewhere(tag, form, field);
 }
 
-// Looks from the cursor to the end and then at the fields before it.
+// Looks from the cursor to the end and then at the fields before it; not at those that have all been asked for by
+// other tags.
 bool InSerialiser::FindElsewhere(IDTag tag, std::uint8_t form, Field& field) const {
+    std::byte const* const start = (m_askedTags & GetTagBit(tag)) != 0 ? m_begin : std::min(m_askedEnd, m_cursor);
     std::byte const* const stops[] = {m_end, m_cursor};
     std::byte const* at = m_cursor;
     for (std::byte const* const stop : stops) {
@@ -93,14 +100,13 @@ bool InSerialiser::FindElsewhere(IDTag tag, std::uint8_t form, Field& field) con
             if (view.tag == tag.GetValue()) {
                 if (view.form != form)
                     return false;
-                NoteAsked(at, view.end);
-                m_cursor = view.end;
+                NoteAsked(tag, at, view.end);
                 field = {view.value, view.end};
                 return true;
             }
             at = view.end;
         }
-        at = m_begin;
+        at = start;
     }
     return false;
 }

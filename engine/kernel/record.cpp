@@ -25,26 +25,6 @@ std::uint32_t ReadLongVarint32(std::byte const*& at, std::byte const* end) {
     ThrowDamaged("a number is too large");
 }
 
-FieldView ReadField(std::byte const* at, std::byte const* end) {
-    if (static_cast<std::size_t>(end - at) < c_fieldHeaderSize)
-        ThrowDamaged("a field is broken off");
-    FieldView field{LoadTag(at), static_cast<std::uint8_t>(at[4]), at + c_fieldHeaderSize, nullptr};
-    std::size_t size = c_formSizes[field.form];
-    if (size == c_lengthGiven) {
-        size = ReadLength(field.value, end);
-    } else if (size == c_varintValue) {
-        field.end = field.value;
-        ReadVarint32(field.end, end);
-        return field;
-    } else if (size == c_badForm) {
-        ThrowDamaged("a field has a form that does not exist");
-    } else if (size > static_cast<std::size_t>(end - field.value)) {
-        ThrowDamaged("a field is broken off");
-    }
-    field.end = field.value + size;
-    return field;
-}
-
 RecordView ReadRecord(std::byte const* at, std::byte const* end, Checksum checksum) {
     std::byte const* const begin = at;
     RecordView record;

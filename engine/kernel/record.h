@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/kernel/byte_buffer.h"
 #include "platform/kernel/prop_type.h"
 
 #include <array>
@@ -115,8 +116,33 @@ struct FieldView {
     std::byte const* end;
 };
 
+// The end of a field's value, which begins at `value`; steps over the length before it.
+inline std::byte const* FindValueEnd(std::uint8_t form, std::byte const*& value, std::byte const* end) {
+    std::size_t size = c_formSizes[form];
+    if (size >= c_badForm) {
+        if (size == c_lengthGiven) {
+            size = ReadLength(value, end);
+            return value + size;
+        }
+        if (size == c_badForm)
+            ThrowDamaged("a field has a form that does not exist");
+        std::byte const* valueEnd = value;
+        ReadVarint32(valueEnd, end);
+        return valueEnd;
+    }
+    if (size > static_cast<std::size_t>(end - value))
+        ThrowDamaged("a field is broken off");
+    return value + size;
+}
+
 // Reads the field at `at`, which is not the end.
-FieldView ReadField(std::byte const* at, std::byte const* end);
+inline FieldView ReadField(std::byte const* at, std::byte const* end) {
+    if (static_cast<std::size_t>(end - at) < c_fieldHeaderSize)
+        ThrowDamaged("a field is broken off");
+    FieldView field{LoadTag(at), static_cast<std::uint8_t>(at[4]), at + c_fieldHeaderSize, nullptr};
+    field.end = FindValueEnd(field.form, field.value, end);
+    return field;
+}
 
 struct RecordView {
     std::uint32_t id;

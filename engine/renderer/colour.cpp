@@ -21,9 +21,12 @@ std::array<float, 4> ToRGB(ColourFormat format, std::array<float, 4> const& c) {
     case ColourFormat::CMYK:
         return {(1 - c[0]) * (1 - c[3]), (1 - c[1]) * (1 - c[3]), (1 - c[2]) * (1 - c[3]), 0};
     case ColourFormat::Lab: {
-        std::array<float, 4> rgb{};
-        Raster::LabToWorking(c.data(), rgb.data());
-        return rgb;
+        float lab[3][Raster::c_spanLength]{};
+        Raster::WorkingSpan rgb{};
+        for (std::size_t i = 0; i != 3; ++i)
+            lab[i][0] = c[i];
+        Raster::LabToWorking(lab, rgb);
+        return {rgb.r[0], rgb.g[0], rgb.b[0], 0};
     }
     case ColourFormat::RGB:
         break;
@@ -43,9 +46,13 @@ std::array<float, 4> ToFormat(ColourFormat format, std::array<float, 4> const& c
                 black};
     }
     case ColourFormat::Lab: {
-        std::array<float, 4> lab{};
-        Raster::WorkingToLab(c.data(), lab.data());
-        return lab;
+        float lab[3][Raster::c_spanLength]{};
+        Raster::WorkingSpan rgb{};
+        rgb.r[0] = c[0];
+        rgb.g[0] = c[1];
+        rgb.b[0] = c[2];
+        Raster::WorkingToLab(rgb, lab);
+        return {lab[0][0], lab[1][0], lab[2][0], 0};
     }
     case ColourFormat::RGB:
         break;

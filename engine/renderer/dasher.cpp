@@ -29,35 +29,35 @@ bool ClipSegment(PointDbl a, PointDbl b, RectDbl const& r, double& t0, double& t
 // Walks along a contour and switches between dash and gap.
 class DashWalk {
 public:
-    DashWalk(DashPattern const& pattern, RectDbl const& visible, std::function<void(Polyline const&)> const& emit)
+    DashWalk(DashPattern const& pattern, RectDbl const& visible, DashSink const& emit)
         : m_pattern(pattern), m_visible(visible), m_emit(emit) {
         double phase = std::fmod(pattern.phase, pattern.period);
         if (phase < 0)
             phase += pattern.period;
-        while (phase >= m_pattern.lengths[m_index] && (phase > 0 || m_pattern.lengths[m_index] == 0)) {
+        while (phase > 0 && phase >= m_pattern.lengths[m_index]) {
             phase -= m_pattern.lengths[m_index];
             m_index = (m_index + 1) % m_pattern.lengths.size();
         }
-        m_left = m_pattern.lengths[m_index] - std::max(phase, 0.0);
+        m_left = m_pattern.lengths[m_index] - phase;
         m_startsOn = IsOn();
     }
 
-    void Start(PointDbl p) {
+    void Start(LinePoint const& at) {
         if (IsOn())
-            m_dash.Add(p, false);
+            Add(at, false);
     }
 
     // False when there have been too many dashes.
-    bool Go(PointDbl a, PointDbl b, bool smoothAtEnd) {
-        double const length = std::sqrt((b.x - a.x) * (b.x - a.x) + (b.y - a.y) * (b.y - a.y));
+    bool Go(LinePoint const& a, LinePoint const& b) {
+        double const x = b.p.x - a.p.x, y = b.p.y - a.p.y, length = std::sqrt(x * x + y * y);
         if (!(length > 0) || !std::isfinite(length))
             return true;
         auto const at = [&](double distance) {
             double const t = distance / length;
-            return PointDbl{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t};
+            return LinePoint{{a.p.x + x * t, a.p.y + y * t}, a.width + (b.width - a.width) * t, false};
         };
         double t0, t1;
-        bool const seen = ClipSegment(a, b, m_visible, t0, t1);
+        bool const seen = ClipSegment(a.p, b.p, m_visible, t0, t1);
         double const enter = seen ? t0 * length : length, leave = seen ? t1 * length : 0;
         double done = Skip(0, enter, at);
         while (length - done >= m_left) {
@@ -69,25 +69,35 @@ public:
         }
         m_left -= length - done;
         if (IsOn())
-            m_dash.Add(b, smoothAtEnd);
+            Add(b, b.smooth);
         return true;
     }
 
-    // A dash that runs over the start of a closed contour is one dash.
-    void Finish(bool closed) {
-        if (closed && m_startsOn && IsOn() && m_hasFirst) {
-            for (std::size_t i = 1; i < m_first.points.size(); ++i)
-                m_dash.Add(m_first.points[i], m_first.smooth[i]);
-            m_hasFirst = false;
+    bool Finish(bool closed) {
+        if (closed && m_startsOn && m_count == 0) {
+            // One dash all the way round has no ends.
+            if (m_dash.points.size() > 1)
+                m_dash.points.pop_back();
+            m_dash.closed = true;
+        } else if (closed && m_startsOn && IsOn()) {
+            // A dash that runs over the start is one dash.
+            m_dash.points.insert(m_dash.points.end(), m_first.points.begin() + 1, m_first.points.end());
+            m_first.points.clear();
         }
-        if (m_hasFirst)
-            m_emit(m_first);
-        if (!m_dash.points.empty() && (m_dash.points.size() > 1 || m_count == 0))
-            m_emit(m_dash);
+        if (!m_first.points.empty() && !m_emit(m_first))
+            return false;
+        // A dash that would begin at the very end has no room.
+        bool const isDash = m_dash.points.size() > 1 || (m_count == 0 && !m_dash.points.empty());
+        return !isDash || m_emit(m_dash);
     }
 
 private:
     bool IsOn() const { return m_index % 2 == 0; }
+
+    void Add(LinePoint at, bool smooth) {
+        at.smooth = smooth;
+        m_dash.points.push_back(at);
+    }
 
     // Leaves out whole periods that cannot be seen. Returns the new distance.
     template <class At>
@@ -97,40 +107,38 @@ private:
             return from;
         double const target = std::min(from + periods * m_pattern.period, to);
         if (IsOn()) {
-            m_dash.Clear();
-            m_dash.Add(at(target), false);
+            m_dash.points.clear();
+            Add(at(target), false);
         }
         return target;
     }
 
-    bool Switch(PointDbl p) {
+    bool Switch(LinePoint const& at) {
         if (IsOn()) {
-            m_dash.Add(p, false);
-            if (m_count == 0 && m_startsOn) {
+            Add(at, false);
+            if (m_count == 0 && m_startsOn)
                 m_first = m_dash;
-                m_hasFirst = true;
-            } else {
-                m_emit(m_dash);
-            }
-            m_dash.Clear();
+            else if (!m_emit(m_dash))
+                return false;
+            m_dash.points.clear();
             if (++m_count > c_maximumDashes)
                 return false;
         }
         m_index = (m_index + 1) % m_pattern.lengths.size();
         m_left = m_pattern.lengths[m_index];
         if (IsOn())
-            m_dash.Add(p, false);
+            Add(at, false);
         return true;
     }
 
     DashPattern const& m_pattern;
     RectDbl const& m_visible;
-    std::function<void(Polyline const&)> const& m_emit;
+    DashSink const& m_emit;
     std::size_t m_index = 0;
     double m_left = 0;
     bool m_startsOn = false;
-    bool m_hasFirst = false;
     std::size_t m_count = 0;
+    // The dash at the start of the contour, kept until it is known whether the last one runs into it.
     Polyline m_first;
     Polyline m_dash;
 };
@@ -162,20 +170,18 @@ DashPattern MakeDashPattern(LineStyle const& style, double weight, double smalle
     return pattern;
 }
 
-bool ForEachDash(Polyline const& line, DashPattern const& pattern, RectDbl const& visible,
-                 std::function<void(Polyline const&)> const& emit) {
+bool ForEachDash(Polyline const& line, DashPattern const& pattern, RectDbl const& visible, DashSink const& emit) {
     if (line.points.empty())
         return true;
     DashWalk walk(pattern, visible, emit);
     walk.Start(line.points.front());
     for (std::size_t i = 1; i < line.points.size(); ++i) {
-        if (!walk.Go(line.points[i - 1], line.points[i], line.smooth[i]))
+        if (!walk.Go(line.points[i - 1], line.points[i]))
             return false;
     }
-    if (line.closed && !walk.Go(line.points.back(), line.points.front(), line.smooth.front()))
+    if (line.closed && !walk.Go(line.points.back(), line.points.front()))
         return false;
-    walk.Finish(line.closed);
-    return true;
+    return walk.Finish(line.closed);
 }
 
 } // namespace Renderer::Detail

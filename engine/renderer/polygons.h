@@ -41,21 +41,18 @@ private:
     std::vector<std::size_t> m_ends;
 };
 
-// A flattened contour as a line is drawn along it.
-struct Polyline {
-    std::vector<PointDbl> points;
-    // For each point whether the curve runs on smoothly there.
-    std::vector<bool> smooth;
-    bool closed = false;
+// A point of a flattened contour that a line is drawn along.
+struct LinePoint {
+    PointDbl p;
+    // Factor of the line's width here.
+    double width = 1;
+    // The curve runs on smoothly here.
+    bool smooth = false;
+};
 
-    void Add(PointDbl p, bool isSmooth) {
-        points.push_back(p);
-        smooth.push_back(isSmooth);
-    }
-    void Clear() {
-        points.clear();
-        smooth.clear();
-    }
+struct Polyline {
+    std::vector<LinePoint> points;
+    bool closed = false;
 };
 
 } // namespace Renderer::Detail

@@ -29,13 +29,12 @@ void RenderTarget::DrawBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitma
                               double opacity, BlendMode blendMode, Resampling resampling) {
     if (!bitmap || bitmap->IsEmpty())
         return;
-    // A pixel more on all sides: the fill itself ends at the bitmap's edge, and there smoothly where it is turned.
     double const width = bitmap->GetWidth(), height = bitmap->GetHeight();
-    auto const outline = Kernel::MakeCounted<Geometry::PolyCurveDbl>(RectDbl{-1, -1, width + 1, height + 1});
+    auto const outline = Kernel::MakeCounted<Geometry::PolyCurveDbl>(RectDbl{0, 0, width, height});
     Paint paint;
     paint.blendMode = blendMode;
     paint.mainFill = FillDescriptorConst(Kernel::Consolidated<Fill>(Kernel::Counted<Fill const>(
-        new BitmapFill(std::move(bitmap), TileMode::Clear, TileMode::Clear, resampling, opacity))));
+        new BitmapFill(std::move(bitmap), TileMode::Clamp, TileMode::Clamp, resampling, opacity))));
     PushTransform(pixelsToObject);
     DrawCurves(outline, paint, Geometry::WindingOrderMode::NonZero);
     PopTransform();

@@ -38,12 +38,10 @@ void Stroker::Stroke(Polyline const& line) {
         return;
     Prepare(line);
     std::size_t const count = m_vertices.size();
-    bool const closed = line.closed && count > 2;
     if (count < 2) {
         AddDot(line.points.front());
         return;
     }
-    SetWidths(closed);
     auto const join = [&](std::size_t i, std::size_t before, bool forward) {
         Vertex const& v = m_vertices[i];
         Vertex const& previous = m_vertices[before];
@@ -52,11 +50,12 @@ void Stroker::Stroke(Polyline const& line) {
         else
             AddJoin(v, Negative(v.direction), Negative(previous.direction), v.length, previous.length);
     };
-    if (closed) {
+    if (line.closed) {
         for (std::size_t i = 0; i != count; ++i)
             join(i, i == 0 ? count - 1 : i - 1, true);
         m_out.EndPolygon();
-        for (std::size_t i = count; i-- != 0;)
+        // There and back, the one border goes round both sides already.
+        for (std::size_t i = count; count > 2 && i-- != 0;)
             join(i, i == 0 ? count - 1 : i - 1, false);
         m_out.EndPolygon();
         return;
@@ -82,47 +81,26 @@ void Stroker::Prepare(Polyline const& line) {
         from.direction = {sx / norm, sy / norm};
         return from.length > shortest;
     };
-    for (std::size_t i = 0; i != line.points.size(); ++i) {
-        if (!m_vertices.empty() && !direct(m_vertices.back(), line.points[i])) {
-            m_vertices.back().smooth = m_vertices.back().smooth && line.smooth[i];
+    for (LinePoint const& point : line.points) {
+        if (!m_vertices.empty() && !direct(m_vertices.back(), point.p)) {
+            m_vertices.back().smooth = m_vertices.back().smooth && point.smooth;
             continue;
         }
-        m_vertices.push_back({line.points[i], {}, 0, m_shape.halfWidth, line.smooth[i]});
+        m_vertices.push_back({point.p, {}, 0, m_shape.halfWidth * point.width, point.smooth});
     }
-    if (!line.closed)
-        return;
-    while (m_vertices.size() > 1 && !direct(m_vertices.back(), m_vertices.front().p)) {
+    while (line.closed && m_vertices.size() > 1 && !direct(m_vertices.back(), m_vertices.front().p)) {
         m_vertices.front().smooth = m_vertices.front().smooth && m_vertices.back().smooth;
         m_vertices.pop_back();
     }
-    // A closed contour of one segment there and back has its joins at both ends: it is drawn open, with a third vertex.
-    if (m_vertices.size() == 2) {
-        m_vertices.push_back(m_vertices.front());
-        direct(m_vertices[1], m_vertices[2].p);
-    }
 }
 
-void Stroker::SetWidths(bool closed) {
-    if (!m_shape.pressure)
-        return;
-    double total = 0;
-    std::size_t const segments = m_vertices.size() - (closed ? 0 : 1);
-    for (std::size_t i = 0; i != segments; ++i)
-        total += m_vertices[i].length;
-    double at = 0;
-    for (Vertex& v : m_vertices) {
-        v.halfWidth = m_shape.halfWidth * std::max(0.0, m_shape.pressure(std::min(at / total, 1.0)));
-        at += v.length;
-    }
-}
-
-void Stroker::AddDot(PointDbl p) {
-    double const w = m_shape.halfWidth;
+void Stroker::AddDot(LinePoint const& at) {
+    double const w = m_shape.halfWidth * at.width;
     if (m_shape.cap == LineCap::Round) {
-        AddArc(p, w, {1, 0}, 2 * c_pi);
+        AddArc(at.p, w, {1, 0}, 2 * c_pi);
     } else if (m_shape.cap == LineCap::Square) {
         for (PointDbl const& corner : {PointDbl{-w, -w}, {w, -w}, {w, w}, {-w, w}})
-            m_out.Add({p.x + corner.x, p.y + corner.y});
+            m_out.Add({at.p.x + corner.x, at.p.y + corner.y});
     }
     m_out.EndPolygon();
 }
@@ -196,9 +174,12 @@ void Stroker::AddCap(Vertex const& at, PointDbl direction) {
 }
 
 void Stroker::AddArc(PointDbl centre, double radius, PointDbl fromNormal, double angle) {
-    // A chord over the angle s lies r (1 - cos(s / 2)) inside its arc, which is below r s^2 / 8.
-    double const largest = std::sqrt(8 * m_shape.tolerance / radius);
-    int const steps = static_cast<int>(std::clamp(std::ceil(angle / largest), 1.0, 4096.0));
+    // A chord over the angle s lies r (1 - cos(s / 2)) inside its arc, which is below r s^2 / 8. Small dots show what
+    // chords take from their area: a quarter of the tolerance.
+    double const largest = std::sqrt(2 * m_shape.tolerance / radius);
+    // The joins of a long contour share a budget.
+    double const most = std::clamp(4194304.0 / static_cast<double>(m_vertices.size() + 1), 8.0, 4096.0);
+    int const steps = static_cast<int>(std::clamp(std::ceil(angle / largest), 1.0, most));
     auto const [sine, cosine] = GetSineCosine(angle / steps);
     PointDbl normal = fromNormal;
     for (int i = 0; i != steps; ++i) {

@@ -15,8 +15,6 @@ struct StrokeShape {
     double mitreLimit = 4;
     // How far round caps and joins may lie from the true arc, in the units of the points.
     double tolerance = 0.01;
-    // Empty, or the factor of the half width at a place along the contour from 0 to 1.
-    std::function<double(double)> pressure;
 
     // How far the line reaches from its contour.
     double GetReach() const;
@@ -44,8 +42,7 @@ private:
     };
 
     void Prepare(Polyline const& line);
-    void SetWidths(bool closed);
-    void AddDot(PointDbl p);
+    void AddDot(LinePoint const& at);
     void AddJoin(Vertex const& at, PointDbl from, PointDbl to, double lengthFrom, double lengthTo);
     void AddOuterJoin(Vertex const& at, PointDbl from, PointDbl to, double cosine);
     void AddCap(Vertex const& at, PointDbl direction);
@@ -67,10 +64,10 @@ struct DashPattern {
 // small that it cannot be told from a solid line: below `smallestPeriod`.
 DashPattern MakeDashPattern(LineStyle const& style, double weight, double smallestPeriod);
 
-// Cuts a contour into dashes and calls emit(dash) for each. What lies farther than `reach` outside `visible` may be
-// left out. Returns false, at once, when there would be too many: more than c_maximumDashes.
+// Cuts a contour into dashes and calls emit(dash) for each. What lies outside `visible` may be left out. Returns false,
+// at once, when `emit` does or when there are more than c_maximumDashes.
 inline constexpr std::size_t c_maximumDashes = 1'000'000;
-bool ForEachDash(Polyline const& line, DashPattern const& pattern, RectDbl const& visible,
-                 std::function<void(Polyline const&)> const& emit);
+using DashSink = std::function<bool(Polyline const&)>;
+bool ForEachDash(Polyline const& line, DashPattern const& pattern, RectDbl const& visible, DashSink const& emit);
 
 } // namespace Renderer::Detail

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
-#include "shell/svg/bitmap_file.h"
+#include "platform/raster/bitmap_image.h"
 #include "shell/svg/exporter.h"
+#include "shell/svg/image_source.h"
 
 namespace Shell::Svg {
 
@@ -22,10 +23,14 @@ std::string Exporter::EncodeOrCount(Raster::DynamicBitmap const* bitmap, Node co
     if (bitmap == nullptr || bitmap->IsEmpty())
         return {};
     try {
-        bool isConverted = false;
-        std::string png = EncodeBitmap(*bitmap, &isConverted);
-        if (isConverted)
-            m_report.Add("bitmap converted to RGB", Describe(node));
+        std::string png;
+        Raster::EncodeBitmap(*bitmap, Raster::ImageFileType::Png, 0, [&](std::span<std::byte const> bytes) {
+            png.append(reinterpret_cast<char const*>(bytes.data()), bytes.size());
+        });
+        auto const format = bitmap->GetFormat();
+        if (format != Raster::FormatRGBA8 && format != Raster::FormatRGBA16 && format != Raster::FormatIA8 &&
+            format != Raster::FormatIA16)
+            m_report.Add("bitmap converted for PNG", Describe(node));
         return png;
     } catch (Kernel::Exception const& failed) {
         m_report.Add("bitmap (" + std::string(failed.what()) + ")", Describe(node));

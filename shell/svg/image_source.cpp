@@ -108,6 +108,21 @@ std::optional<std::string> DecodeBase64(std::string_view text) {
     return out;
 }
 
+std::string EncodeBase64(std::string_view bytes) {
+    constexpr std::string_view c_digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    out.reserve((bytes.size() + 2) / 3 * 4);
+    for (std::size_t i = 0; i < bytes.size(); i += 3) {
+        std::size_t const count = std::min<std::size_t>(3, bytes.size() - i);
+        std::uint32_t bits = 0;
+        for (std::size_t k = 0; k < 3; ++k)
+            bits = bits << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+        for (std::size_t k = 0; k < 4; ++k)
+            out += k <= count ? c_digits[bits >> (18 - 6 * k) & 63] : '=';
+    }
+    return out;
+}
+
 std::optional<ImageBytes> DecodeDataUri(std::string_view uri, std::size_t maxBytes) {
     uri = Trimmed(uri);
     auto const comma = uri.find(',');

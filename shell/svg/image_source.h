@@ -21,6 +21,8 @@ std::optional<ImageBytes> LoadImage(Element const& image);
 // The pieces, for their own tests. Empty where the text is not of that form.
 std::optional<ImageBytes> DecodeDataUri(std::string_view uri, std::size_t maxBytes);
 std::optional<std::string> DecodeBase64(std::string_view text);
+// RFC 4648, section 4, with padding and without line ends.
+std::string EncodeBase64(std::string_view bytes);
 // Percent escapes replaced. Broken ones stay as they are.
 std::string DecodePercent(std::string_view text);
 

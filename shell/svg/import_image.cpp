@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
-#include "shell/svg/bitmap_file.h"
+#include "platform/raster/bitmap_image.h"
 #include "shell/svg/image_source.h"
 #include "shell/svg/importer.h"
 
@@ -84,7 +85,10 @@ Importer::Picture Importer::ReadImage(Element const& element) {
             return ReadInnerDrawing(element, image->bytes);
         Raster::ImageLimits limits;
         limits.pixels = c_maximumImagePixels - std::min(c_maximumImagePixels, m_imagePixels);
-        auto const bitmap = DecodeBitmap(image->bytes, limits);
+        Raster::BitmapReceiver receiver;
+        Raster::DecodeImage({reinterpret_cast<std::byte const*>(image->bytes.data()), image->bytes.size()}, receiver,
+                            limits);
+        auto const bitmap = receiver.Finish();
         picture.size = {static_cast<double>(bitmap->GetWidth()), static_cast<double>(bitmap->GetHeight())};
         m_imagePixels +=
             static_cast<std::uint64_t>(bitmap->GetWidth()) * static_cast<std::uint64_t>(bitmap->GetHeight());

@@ -148,10 +148,11 @@ PaintImporter::FillPointer PaintImporter::MakeServerFill(Element const& element,
         return {};
     }
     auto const pattern = FindPattern(element, paint.server);
-    auto const area = box.Get();
-    if (!pattern || !area)
+    if (!pattern)
         return {};
-    auto fill = m_patternMaker ? m_patternMaker(element, *pattern, opacity, *area) : FillPointer();
+    // A pattern in units of the box needs one that has an area; the maker finds none in an empty one.
+    auto const area = box.Get().value_or(Kernel::RectT<double>{});
+    auto fill = m_patternMaker ? m_patternMaker(element, *pattern, opacity, area) : FillPointer();
     if (!fill) {
         report.Add("pattern", element.Describe());
         isUnusable = true;

@@ -4,6 +4,7 @@
 #include "platform/document/nodes.h"
 #include "shell/svg/paint_server.h"
 
+#include <functional>
 #include <unordered_map>
 
 namespace Shell::Svg {

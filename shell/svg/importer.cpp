@@ -20,7 +20,12 @@ bool IsFinite(Kernel::RectT<double> const& r) {
 
 } // namespace
 
-Importer::Importer(Drawing& drawing) : m_drawing(drawing), m_paints(drawing) {}
+Importer::Importer(Drawing& drawing) : m_drawing(drawing), m_paints(drawing) {
+    m_paints.SetPatternMaker(
+        [this](Element const& user, Pattern const& pattern, double opacity, Kernel::RectT<double> const& box) {
+            return MakePatternFill(user, pattern, opacity, box);
+        });
+}
 
 std::vector<Kernel::Counted<Node>> Importer::ImportRoot(double scale) {
     Element const root = m_drawing.GetRoot();
@@ -47,14 +52,17 @@ std::vector<Kernel::Counted<Node>> Importer::ImportRoot(double scale) {
 
 Importer::SceneNodePointer Importer::Build(Element const& element) {
     std::vector<Frame> frames;
+    Matrix const outerToPage = m_toPage;
     // Gives the node of an element that is done, or opens a frame for one with children.
     auto begin = [&](Element const& next) -> SceneNodePointer {
         if (!next.GetTransform())
             return {};
+        Matrix const parentToPage = frames.empty() ? outerToPage : frames.back().toPage;
+        m_toPage = parentToPage * *next.GetTransform();
         bool isGroup = false;
         auto leaf = BuildLeaf(next, isGroup);
         if (isGroup)
-            frames.push_back({next, Kernel::MakeCounted<GroupNode>(), next.GetFirstChild()});
+            frames.push_back({next, Kernel::MakeCounted<GroupNode>(), next.GetFirstChild(), m_toPage});
         return leaf;
     };
     SceneNodePointer done = begin(element);
@@ -73,6 +81,7 @@ Importer::SceneNodePointer Importer::Build(Element const& element) {
         if (done && !frames.empty())
             frames.back().group->InsertChild(NodeChildListType::Plain, done, nullptr);
     }
+    m_toPage = outerToPage;
     return done;
 }
 

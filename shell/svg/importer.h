@@ -24,6 +24,8 @@ private:
         Element element;
         GroupPointer group;
         std::optional<Element> nextChild;
+        // Of the group's own space.
+        Matrix toPage;
     };
 
     // What an instance depends on beside its target.
@@ -80,6 +82,10 @@ private:
     Kernel::RectT<double> GetContentBounds(SceneNode& node, bool includeLines) const;
     void CountNodes(std::size_t count);
 
+    // import_pattern.cpp: empty where the pattern cannot be painted.
+    PaintImporter::FillPointer MakePatternFill(Element const& user, Pattern const& pattern, double opacity,
+                                               Kernel::RectT<double> const& box);
+
     void CountUnsupported(Element const& element);
 
     Drawing& m_drawing;
@@ -91,6 +97,9 @@ private:
     // By reference: an image that is shown often is read once.
     std::unordered_map<std::string_view, Picture> m_images;
     std::uint64_t m_imagePixels = 0;
+    // About where the element stands that is being built: how large its pattern's pixels should be depends on it.
+    Matrix m_toPage;
+    std::uint64_t m_tilePixels = 0;
     std::size_t m_innerDrawings = 0;
     std::size_t m_innerDepth = 0;
 };

@@ -19,6 +19,8 @@ struct Limits {
     std::size_t entityDepth = 16;
     // Elements of the source.
     std::size_t elements = 1'500'000;
+    // How deep elements may stand in one another.
+    std::size_t depth = 300'000;
     // Elements that references make, over the whole drawing, and how deep one may stand in another.
     std::size_t instances = 500'000;
     std::size_t referenceDepth = 100;

@@ -52,6 +52,9 @@ public:
         while (node) {
             NodeIndex const added = Add(node, parent);
             if (pugi::xml_node const child = FirstElement(node.first_child())) {
+                if (++m_depth > m_limits.depth)
+                    throw Kernel::Exception("elements are nested more than " + std::to_string(m_limits.depth) +
+                                            " deep");
                 parent = added;
                 m_previous = c_noNode;
                 node = child;
@@ -62,6 +65,7 @@ public:
             Leave(left);
             while (!following && parent != c_noNode) {
                 left = parent;
+                --m_depth;
                 node = node.parent();
                 parent = m_tree.m_nodes[left].parent;
                 following = node == root ? pugi::xml_node() : FirstElement(node.next_sibling());
@@ -202,6 +206,7 @@ private:
     std::vector<Binding> m_bindings;
     std::unordered_map<std::string_view, std::vector<std::string_view>> m_uris;
     NodeIndex m_previous = c_noNode;
+    std::size_t m_depth = 0;
 };
 
 SourceTree::SourceTree(std::string_view bytes, Limits const& limits, Report& report)

@@ -4,6 +4,7 @@
 #include "frame/command_coverage.h"
 #include "platform/kernel/exception.h"
 #include "tests/laws/example_run.h"
+#include "tests/support/records.h"
 
 #include <gtest/gtest.h>
 
@@ -86,12 +87,71 @@ TEST_P(Laws, ASavedHistoryUndoesAndRedoesTheSame) {
 }
 
 TEST_P(Laws, TwoSavesGiveTheSameBytes) {
+    ExampleRun one(Example()), two(Example());
+    one.Do();
+    two.Do();
+    auto const first = m_folder.Path("first.redraft"), second = m_folder.Path("second.redraft");
+    one.controller->Save(first);
+    two.controller->Save(second);
+    EXPECT_TRUE(ReadWholeFile(first) == ReadWholeFile(second));
+    auto const objects = [](ExampleRun const& run) {
+        return Support::SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(run.command),
+                                      Kernel::Counted<Kernel::Serialisable const>(run.controller->GetDocument())});
+    };
+    EXPECT_TRUE(objects(one) == objects(one)) << "saving changed the objects";
+    EXPECT_TRUE(objects(one) == objects(two));
+}
+
+// A hidden field is a missing one.
+TEST_P(Laws, EveryMissingFieldLoads) {
     ExampleRun run(Example());
     run.Do();
-    auto const first = m_folder.Path("first.redraft"), second = m_folder.Path("second.redraft");
-    run.controller->Save(first);
-    run.controller->Save(second);
-    EXPECT_TRUE(ReadWholeFile(first) == ReadWholeFile(second));
+    Support::Roots const roots{Kernel::Counted<Kernel::Serialisable const>(run.command)};
+    auto const whole = Support::SaveToMemory(roots);
+    auto const classTag = run.command->GetObjectClassProperties()->GetClassUID().ToString();
+    std::set<std::string> tags;
+    for (auto const& field : Support::ListFields(whole)) {
+        if (field.classTag != classTag)
+            continue;
+        EXPECT_TRUE(tags.insert(field.tag).second) << field.tag << " is the tag of two fields of " << classTag;
+        auto storage = whole;
+        Support::HideField(storage, field);
+        EXPECT_NE(storage, whole);
+        auto const loaded = Support::LoadFromMemory(storage);
+        EXPECT_EQ(typeid(*run.command), typeid(*loaded.at(0))) << field.tag;
+    }
+}
+
+TEST_P(Laws, DamagedBytesAreRefusedOrLoad) {
+    ExampleRun run(Example());
+    run.Do();
+    auto const whole = Support::SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(run.command)});
+    auto const expectNoHarm = [&](std::uint32_t chunk, std::vector<std::byte> const& bytes) {
+        auto storage = whole;
+        storage.WriteChunk(chunk, bytes);
+        try {
+            Support::LoadFromMemory(storage);
+        } catch (Kernel::Exception const&) {
+        }
+    };
+    for (auto const chunk : whole.ListChunks()) {
+        auto const bytes = whole.ReadChunk(chunk);
+        std::size_t const step = std::max<std::size_t>(1, bytes.size() / 300);
+        for (std::size_t at = 0; at < bytes.size(); at += step) {
+            expectNoHarm(chunk, {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(at)});
+            auto damaged = bytes;
+            damaged[at] ^= static_cast<std::byte>(1 << (at % 8));
+            expectNoHarm(chunk, damaged);
+        }
+    }
+}
+
+TEST_P(Laws, APathOnlyPassWritesNoField) {
+    ExampleRun run(Example());
+    run.Do();
+    EXPECT_TRUE(Kernel::GatherFilePaths(std::vector<Kernel::Counted<Kernel::Serialisable const>>{
+                    Kernel::Counted<Kernel::Serialisable const>(run.command)})
+                    .empty());
 }
 
 TEST_P(Laws, TheSameCommandOnTheSameDocumentGivesTheSameState) {

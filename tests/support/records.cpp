@@ -61,7 +61,7 @@ std::uint32_t Crc32c(std::byte const* bytes, std::size_t size) {
 
 std::string ReadTag(std::vector<std::byte> const& bytes, std::size_t at) {
     std::string tag;
-    for (std::size_t i = 4; i-- != 0;)
+    for (std::size_t i = 0; i != 4; ++i)
         tag += static_cast<char>(bytes.at(at + i));
     return tag;
 }

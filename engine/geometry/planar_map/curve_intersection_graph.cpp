@@ -105,20 +105,26 @@ CurveIntersectionGraph::~CurveIntersectionGraph() = default;
 CurveIntersectionGraph::Result
 CurveIntersectionGraph::Implementation::AddMap(std::vector<std::uint32_t> const& contours, CoverageRules const& rules,
                                                bool refineCrossings, Monitor& monitor) {
+    monitor.SetStep(0, 0.15f);
     CurveNet net(source, contours, monitor);
     if (net.contours.empty())
         return Result::Success;
     Noding noding;
     {
+        monitor.SetStep(0.15f, 0.45f);
         FlattenedNet const flattened(net, monitor);
         if (flattened.IsTooComplex())
             return Result::TooComplex;
+        monitor.SetStep(0.45f, 0.6f);
         noding = Node(flattened, monitor);
     }
+    monitor.SetStep(0.6f, 0.8f);
     FaceMap faces(std::move(noding), monitor);
+    monitor.SetStep(0.8f, 0.9f);
     Coverage coverage(faces, net, rules, monitor);
     if (!coverage.consistent)
         return Result::Inconsistent;
+    monitor.SetStep(0.9f, 1);
     NodePositions positions = PlaceNodes(faces, net, refineCrossings, monitor);
     maps.push_back(
         std::make_unique<Map>(Map{std::move(net), std::move(faces), std::move(coverage), std::move(positions), {}}));
@@ -161,6 +167,7 @@ CurveIntersectionGraph::Create(std::vector<Input> const& inputs, BoolOpMethod me
     auto graph = Kernel::MakeCounted<CurveIntersectionGraph>(std::move(implementation));
     graph->PrepareShapeBuilder();
     monitor.SetStage(1, 1);
+    monitor.Report(1);
     return {std::move(graph), Result::Success};
 }
 

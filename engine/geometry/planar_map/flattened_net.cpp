@@ -27,7 +27,12 @@ PartList FlattenCoarsely(CurveNet const& net, Monitor& monitor) {
 } // namespace
 
 FlattenedNet::FlattenedNet(CurveNet const& net, Monitor& monitor)
-    : list(FlattenCoarsely(net, monitor)), grid(list.segments, monitor) {
+    : FlattenedNet(FlattenCoarsely(net, monitor), &net, monitor) {}
+
+FlattenedNet::FlattenedNet(PartList lines, Monitor& monitor) : FlattenedNet(std::move(lines), nullptr, monitor) {}
+
+FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monitor)
+    : list(std::move(coarse)), grid(list.segments, monitor) {
     std::size_t const budget = PartBudget(list.parts.size());
     for (int round = 0; round != c_mostRounds; ++round) {
         m_marked.assign(list.parts.size(), false);
@@ -37,7 +42,7 @@ FlattenedNet::FlattenedNet(CurveNet const& net, Monitor& monitor)
         m_tooComplex = list.parts.size() > c_mostParts || crossings.size() > c_mostCrossings;
         if (m_toSplit.empty() || m_tooComplex)
             break;
-        SplitMarked(net, monitor);
+        SplitMarked(*net, monitor);
         monitor.Report(static_cast<float>(round) / c_mostRounds);
     }
 }

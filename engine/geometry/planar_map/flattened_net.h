@@ -18,6 +18,8 @@ namespace Geometry::Planar {
 class FlattenedNet {
 public:
     FlattenedNet(CurveNet const& net, Monitor& monitor);
+    // Straight chords that stand for nothing but themselves.
+    FlattenedNet(PartList lines, Monitor& monitor);
 
     // Two chords that cross in their inside, and the grid point nearest to the crossing.
     struct Crossing {
@@ -34,6 +36,7 @@ public:
     bool IsTooComplex() const { return m_tooComplex; }
 
 private:
+    FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monitor);
     void RelateLeaf(std::uint32_t cell, GridBox const& box, Monitor& monitor);
     void RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& box);
     void SplitMarked(CurveNet const& net, Monitor& monitor);

@@ -29,18 +29,23 @@ public:
         if ((++m_ticks & 255) == 0)
             Check();
     }
-    // A build goes through stages that each take a stretch of the whole.
+    // A build goes through stages that each take a stretch of the whole, and these through steps.
     void SetStage(float from, float to) {
         m_from = from;
         m_to = to;
+        SetStep(0, 1);
+    }
+    void SetStep(float from, float to) {
+        m_stepFrom = from;
+        m_stepTo = to;
         Report(0);
     }
-    void Report(float partOfStage) {
+    void Report(float partOfStep) {
         Check();
-        float const value = m_from + (m_to - m_from) * partOfStage;
-        if (m_reporter && value >= m_reported + 0.01f) {
-            m_reported = value;
-            m_reporter->Progress(std::min(value, 1.0f));
+        float const value = m_from + (m_to - m_from) * (m_stepFrom + (m_stepTo - m_stepFrom) * partOfStep);
+        if (m_reporter && (value >= m_reported + 0.01f || (value >= 1 && m_reported < 1))) {
+            m_reported = std::min(value, 1.0f);
+            m_reporter->Progress(m_reported);
         }
     }
 
@@ -48,7 +53,7 @@ private:
     bool const* m_abort;
     Kernel::Counted<CurveIntersectionGraph::ProgressReporter> m_reporter;
     std::size_t m_ticks = 0;
-    float m_from = 0, m_to = 1, m_reported = -1;
+    float m_from = 0, m_to = 1, m_stepFrom = 0, m_stepTo = 1, m_reported = -1;
 };
 
 // Sorts in runs that are merged, so that the abort flag is read every few milliseconds whatever the length.

@@ -63,7 +63,7 @@ private:
     static constexpr std::uint32_t c_none = std::numeric_limits<std::uint32_t>::max();
     static constexpr std::uint32_t c_isNode = std::numeric_limits<std::uint32_t>::max();
     static constexpr std::uint32_t c_splitAbove = 20;
-    static constexpr std::uint32_t c_crowd = 64;
+    static constexpr std::uint32_t c_crowd = 2048;
     static constexpr std::int64_t c_smallestCell = 8;
 
     // Of a leaf: its list of blocks. Of a split one: the first of its 16 cells.

@@ -8,6 +8,7 @@
 #include "platform/kernel/serialisable.h"
 #include "platform/kernel/string.h"
 #include "platform/raster/affine_transform.h"
+#include "platform/raster/buffer.h"
 
 #include <cstdint>
 #include <vector>
@@ -21,6 +22,8 @@ namespace Raster {
 class BlockDeduplicationSupport;
 class DynamicBuffer;
 } // namespace Raster
+
+class Node;
 
 namespace Kernel {
 // What a command shows of itself to scripts; no command of this library shows anything.
@@ -132,8 +135,6 @@ enum class DetachInterfaces : std::uint32_t { None = 0, Structure = 1, Look = 2,
 
 class REDRAFT_ENGINE DocumentCommand : public DomainCommand, public Kernel::Serialisable {
 public:
-    using HistoryThumbnail = Raster::DynamicBuffer;
-
     virtual void PostLoad(Kernel::NonCounted<DocumentController> controller);
     // A fresh command with the same arguments, never with what Do has captured. Empty: it cannot be repeated.
     virtual Kernel::Counted<DocumentCommand> Clone() const = 0;
@@ -151,14 +152,16 @@ public:
     virtual Kernel::Counted<DocumentCommand>
     ShouldStackForUndoWhenClearedAsPreview(Kernel::Counted<DocumentCommand> clearing,
                                            std::vector<Kernel::Counted<Kernel::Notification>>& notifications);
+    // The same of what the command touched.
     virtual Kernel::Counted<Raster::DynamicBuffer> GenerateThumbnail() const;
     virtual void ApplyTransform(Raster::AffineTransform::Params transform);
     virtual void ApplyInverseTransform(Raster::AffineTransform::Params transform);
     virtual bool CanRepeat() const;
     virtual bool RequiresArtboardChangedNotification() const;
     virtual bool SelectionContainsArtboards();
-    // A picture (format 0) of the part of the current spread that the rectangle names, in document units.
-    virtual Kernel::Counted<Raster::DynamicBuffer> GenerateHistoryThumbnail(Kernel::RectT<double> area) const;
+    // A picture of the part of the current spread that the rectangle names, in document units, as it is now; empty
+    // when there is nothing to show. The document is held for reading.
+    virtual Kernel::Counted<Raster::BufferRGBA8> GenerateHistoryThumbnail(Kernel::RectT<double> area) const;
     // What the picture should show: the bounds of what the command touched, or the spread.
     virtual Kernel::RectT<double> GenerateHistoryInterestingRect() const;
     virtual void Deduplicate(Raster::BlockDeduplicationSupport& support, bool* abort);
@@ -200,5 +203,5 @@ protected:
 // Commands that can tell which nodes they made.
 class REDRAFT_ENGINE NewNodesCommandInterface : public virtual Kernel::Countable {
 public:
-    virtual std::vector<Kernel::Counted<class Node>> GetNewNodes() const = 0;
+    virtual std::vector<Kernel::Counted<Node>> GetNewNodes() const = 0;
 };

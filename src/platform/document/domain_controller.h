@@ -99,6 +99,9 @@ public:
     // Readers go on during an unlock session and wait for the running command otherwise. A thread may hold several.
     [[nodiscard]] DomainReaderSession LockForReading() const { return DomainReaderSession(*this); }
 
+    // True while a reader waits for the command that runs: a reason for long work to give way.
+    bool IsReaderWaiting() const noexcept;
+
     // Null: the system's. Not owned.
     void SetClock(DomainClock const* clock);
 

@@ -54,9 +54,9 @@ public:
 };
 
 // Straight pieces that stay within `tolerance`, measured after `transform`. Where `visible` is given, parts of cubics
-// whose controls all lie beyond one side of it are replaced by their chord, so that the work stays bounded by what
-// can be seen: at most about 65536 pieces a cubic. Contours with a coordinate that is not finite after the transform
-// are left out; the result tells whether there were none.
+// whose controls all lie beyond one side of it are replaced by their chord, and the tolerance is at least 2^-20 of its
+// size, so that the work stays bounded by what can be seen. Without it a cubic has at most 65536 pieces. Contours with
+// a coordinate that is not finite after the transform are left out; the result tells whether there were none.
 REDRAFT_ENGINE bool Flatten(CurveDbl const& curve, Transform const& transform, double tolerance,
                             std::optional<RectDbl> const& visible, FlattenSink& sink);
 REDRAFT_ENGINE bool Flatten(PolyCurveDbl const& curves, Transform const& transform, double tolerance,

@@ -66,7 +66,7 @@ private:
                  unsigned depth);
     bool Find(IDTag tag, std::uint8_t type, Field& field) const;
     bool FindElsewhere(IDTag tag, std::uint8_t type, Field& field) const;
-    void NoteAsked(std::byte const* field, std::byte const* next) const;
+    void NoteAsked(IDTag tag, std::byte const* field, std::byte const* next) const;
     Detail::InExtra& GetExtra() const;
     std::vector<Counted<Serialisable>>& AddArray() const;
     InSerialiser const* OpenNested(Field const& field, std::uint64_t path) const;
@@ -78,6 +78,8 @@ private:
     mutable std::byte const* m_cursor;
     // All fields before this one have been asked for; later ones that have are noted aside.
     mutable std::byte const* m_askedEnd;
+    // A bit for each tag that was found, which other tags may share.
+    mutable std::uint64_t m_askedTags = 0;
     std::uint64_t m_path;
     unsigned m_depth;
     mutable std::unique_ptr<Detail::InExtra> m_extra;

@@ -35,7 +35,7 @@ enum class Orientation : std::uint8_t {
 // name, then alpha. Colour is not multiplied by alpha. Ink channels count ink. 16-bit Lab is encoded as Lightness16 and
 // its fellows say; 8-bit Lab has L* 0 to 100 over the full range and a*, b* as 128 + value; float Lab is the 8-bit one
 // divided by 255.
-struct ImageInfo {
+struct REDRAFT_ENGINE ImageInfo {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     // RGB, Grey, CMYK or Lab.

@@ -201,7 +201,7 @@ private:
 
 // What a bitmap fill shows beyond the bitmap's edges.
 enum class TileMode : std::uint32_t {
-    // Nothing. Edges are smoothed as far as the resampling reaches.
+    // Nothing. Edges are smoothed over one pixel of the target.
     Clear = 0,
     // The nearest pixel of the edge.
     Clamp = 1,
@@ -211,8 +211,9 @@ enum class TileMode : std::uint32_t {
 };
 
 enum class Resampling : std::uint32_t {
+    // The pixel under the target's; of a reduced level where the bitmap is drawn smaller than an eighth.
     Nearest = 0,
-    // Between four pixels; reduced levels of the bitmap where it is drawn smaller than half.
+    // Between four pixels; of a reduced level where the bitmap is drawn smaller.
     Bilinear = 1,
     // Cubic convolution with parameter -1/2 (R. G. Keys, "Cubic convolution interpolation for digital image
     // processing", 1981); reduced levels as Bilinear.

@@ -37,8 +37,8 @@ TEST(Controller, ADocumentWithoutPageOrSizeIsRefused) {
 }
 
 TEST(Controller, ACommandPassesItsStatesInOrder) {
-    auto const document = MakeDocument();
     std::vector<std::string> log;
+    auto const document = MakeDocument();
     document->Run(MakeSet(1, &log));
     EXPECT_EQ(Log(log), "domain1 bind1 do1 notify1 complete1");
     log.clear();
@@ -73,8 +73,8 @@ TEST(Controller, TheHashLeavesOutSelectionAndCurrentSpread) {
 }
 
 TEST(Controller, ACommandWhoseDoThrowsIsDropped) {
-    auto const document = MakeDocument();
     std::vector<std::string> log;
+    auto const document = MakeDocument();
     auto const command = MakeSet(1, &log);
     command->failDo = true;
     auto const before = document->GetHash(true);
@@ -115,9 +115,9 @@ TEST(Controller, ACommandThatIsNotStackedStillNotifies) {
 }
 
 TEST(Controller, ACommandLetsGoOfItsControllerOnlyAfterItsEnd) {
+    std::vector<std::string> log;
     auto document = MakeDocument();
     Kernel::Weak<DocumentController> const weak(document);
-    std::vector<std::string> log;
     auto const command = MakeSet(1, &log);
     document->Run(command);
     EXPECT_EQ(command->GetDocumentController(), document);
@@ -185,8 +185,8 @@ TEST(Controller, PressureProfilesAreRemovedByIdentityFirst) {
 }
 
 TEST(Compound, ChildrenAreBoundRightBeforeTheyRunAndUndoneLastToFirst) {
-    auto const document = MakeDocument();
     std::vector<std::string> log;
+    auto const document = MakeDocument();
     auto const compound = Kernel::MakeCounted<CompoundCommand>(true, true, true);
     compound->AppendCommand(MakeSet(1, &log));
     compound->AppendCommand(MakeSet(2, &log));

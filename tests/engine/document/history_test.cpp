@@ -77,8 +77,8 @@ TEST(History, GoToStepsToAnyPositionAndStopsAtTheEnds) {
 }
 
 TEST(History, ANewStepCutsTheRedoTailOffNewestFirst) {
-    auto const document = MakeDocument();
     std::vector<std::string> log;
+    auto const document = MakeDocument();
     for (int i = 1; i <= 3; ++i)
         document->Run(MakeSet(i, &log));
     document->GoTo(1);
@@ -117,8 +117,8 @@ TEST(History, TheEndTearsDownNewestFirst) {
 }
 
 TEST(History, TheCountLimitDropsTheOldestDoneSteps) {
-    auto const document = MakeDocument();
     std::vector<std::string> log;
+    auto const document = MakeDocument();
     for (int i = 1; i <= 5; ++i)
         document->Run(MakeSet(i, &log));
     log.clear();
@@ -275,10 +275,10 @@ TEST(Merge, CanBeSwitchedOff) {
 }
 
 TEST(Merge, TheMergedCommandCompletesAndIsGone) {
+    std::vector<std::string> log;
     auto const document = MakeDocument();
     ManualClock const clock;
     document->SetClock(&clock);
-    std::vector<std::string> log;
     document->Run(MakeMerging(1));
     Kernel::Weak<SetFlags> weak;
     {

@@ -40,8 +40,8 @@ public:
 } // namespace
 
 TEST(Preview, IsShownAndTakenBack) {
-    auto const document = MakeDocument();
     std::vector<std::string> log;
+    auto const document = MakeDocument();
     auto const before = document->GetHash(true);
     auto const command = MakeSet(5, &log);
     document->RunPreview(command);
@@ -70,10 +70,10 @@ TEST(Preview, IsKeptAsAStepThatIsNoPreviewAnyMore) {
 }
 
 TEST(Preview, ANewerOneTakesThePlaceOfTheOlder) {
+    std::vector<std::string> log;
     auto const document = MakeDocument();
     auto const older = Kernel::MakeCounted<PreviewMerging>(1), newer = Kernel::MakeCounted<PreviewMerging>(2);
     older->refuses = true;
-    std::vector<std::string> log;
     older->log = &log;
     document->RunPreview(older);
     log.clear();

@@ -225,6 +225,124 @@ TEST(Bitmap, ThreadsWriteTilesOfOneRowWhileClonesAreTakenAndDropped) {
     }
 }
 
+// The slow twin of a bitmap: pixels side by side, copied as a whole.
+class FlatBitmap {
+public:
+    FlatBitmap(Format format, int width, int height)
+        : m_pixelBytes(
+              static_cast<std::size_t>(GetFormatInfo(format).channelCount * GetFormatInfo(format).sampleBytes)),
+          m_rowBytes(static_cast<std::size_t>(width) * m_pixelBytes),
+          m_height(height),
+          m_bytes(m_rowBytes * static_cast<std::size_t>(height)) {}
+
+    std::uint8_t* At(int x, int y) {
+        return m_bytes.data() + static_cast<std::size_t>(y) * m_rowBytes + static_cast<std::size_t>(x) * m_pixelBytes;
+    }
+    void Write(Rect const& rect, std::vector<std::uint8_t> const& pixels) {
+        auto const run = static_cast<std::size_t>(rect.GetWidth()) * m_pixelBytes;
+        for (int y = rect.top; y != rect.bottom; ++y)
+            std::memcpy(At(rect.left, y), pixels.data() + static_cast<std::size_t>(y - rect.top) * run, run);
+    }
+    void Copy(FlatBitmap source, Rect const& rect, Kernel::PointT<int> to) {
+        for (int y = 0; y != rect.GetHeight(); ++y)
+            std::memcpy(At(to.x, to.y + y), source.At(rect.left, rect.top + y),
+                        static_cast<std::size_t>(rect.GetWidth()) * m_pixelBytes);
+    }
+    void ExpectEqual(BitmapBase const& bitmap) const {
+        std::vector<std::uint8_t> pixels(m_bytes.size());
+        bitmap.ReadPixels(bitmap.GetBounds(), pixels.data(), m_rowBytes);
+        ASSERT_EQ(pixels, m_bytes);
+    }
+
+private:
+    std::size_t m_pixelBytes;
+    std::size_t m_rowBytes;
+    int m_height;
+    std::vector<std::uint8_t> m_bytes;
+};
+
+TEST(Bitmap, RandomWritesFillsCopiesAndClonesEqualAFlatOnes) {
+    for (Format const format : {FormatIA8, FormatA16, FormatCMYKA8}) {
+        constexpr int c_width = 700, c_height = 530;
+        std::mt19937 random(60);
+        auto const below = [&random](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
+        auto const someRect = [&](int width, int height) {
+            int const left = below(c_width - width + 1), top = below(c_height - height + 1);
+            return Rect{left, top, left + width, top + height};
+        };
+        std::vector<std::pair<Kernel::Counted<BitmapBase>, FlatBitmap>> states;
+        states.emplace_back(BitmapBase::Create(c_width, c_height, format), FlatBitmap(format, c_width, c_height));
+        for (int step = 0; step != 300; ++step) {
+            auto const index = static_cast<std::size_t>(below(static_cast<int>(states.size())));
+            auto& [bitmap, flat] = states[index];
+            // Some are whole tiles, some in the grid of tiles, most neither.
+            int const width = 1 + below(400), height = 1 + below(300);
+            Rect rect = someRect(width, height);
+            if (step % 3 == 0)
+                rect = Rect{rect.left & ~255, rect.top & ~255, c_width, c_height};
+            switch (below(4)) {
+            case 0: {
+                Image const noise = MakeNoise(format, rect.GetWidth(), rect.GetHeight(), static_cast<unsigned>(step));
+                bitmap->WritePixels(rect, noise.pixels.data(), noise.rowBytes);
+                flat.Write(rect, noise.pixels);
+                break;
+            }
+            case 1: {
+                DynamicPixel pixel(format);
+                pixel.SetSample(0, below(256));
+                bitmap->Fill(rect, pixel);
+                Image one(format, rect.GetWidth(), rect.GetHeight());
+                auto const all = BitmapBase::Create(rect.GetWidth(), rect.GetHeight(), format);
+                all->Clear(pixel);
+                all->ReadPixels(all->GetBounds(), one.pixels.data(), one.rowBytes);
+                flat.Write(rect, one.pixels);
+                break;
+            }
+            case 2: {
+                auto const& [source, sourceFlat] =
+                    states[static_cast<std::size_t>(below(static_cast<int>(states.size())))];
+                Kernel::PointT<int> to{below(c_width - rect.GetWidth() + 1), below(c_height - rect.GetHeight() + 1)};
+                if (step % 3 == 0)
+                    to = {rect.left, rect.top};
+                bitmap->Copy(*source, rect, to);
+                flat.Copy(sourceFlat, rect, to);
+                break;
+            }
+            default:
+                if (states.size() < 6)
+                    states.emplace_back(bitmap->Clone(nullptr), FlatBitmap(flat));
+                else
+                    states.erase(states.begin());
+            }
+        }
+        for (auto const& [bitmap, flat] : states)
+            flat.ExpectEqual(*bitmap);
+    }
+}
+
+TEST(Region, IsNotReplacedWhileATileIsBeingWritten) {
+    auto const bitmap = BitmapBase::Create(300, 300, FormatA8);
+    RegionBase& plane = bitmap->GetPlane(0);
+    Tile& tile = plane.PinMutableTile(1, 1);
+    EXPECT_THROW(plane = Region<Alpha8>({0, 0, 300, 300}, Default::Maximum), Kernel::Exception);
+    static_cast<std::uint8_t*>(tile.GetMutableBuffer())[0] = 9;
+    // A fill goes on around the pointers that are out.
+    plane.FillSamples({0, 0, 300, 300}, 7);
+    plane.UnpinMutableTile(tile);
+    EXPECT_EQ(bitmap->GetPixel(0, 0).GetSample(0), 7);
+}
+
+TEST(Region, CopyingWhatIsThereAlreadyTakesNothingApart) {
+    auto const bitmap = MakeNoiseBitmap(FormatA8, 1024, 1024, 63);
+    auto const clone = bitmap->Clone(nullptr);
+    clone->Fill({0, 0, 1, 1}, DynamicPixel(FormatA8));
+    auto const before = Tile::GetAllocatedBytes();
+    bitmap->Copy(*clone, bitmap->GetBounds(), {0, 0});
+    EXPECT_TRUE(bitmap->HasEqualPixels(*clone));
+    // The one tile that the bitmap had for itself is gone.
+    EXPECT_EQ(Tile::GetAllocatedBytes(), before - c_tileSamples);
+}
+
 TEST(Region, IsReplacedByAFilledOneOfItsSizeOnly) {
     Bitmap<Alpha16, X2, X3, X4, X5> bitmap(300, 200);
     bitmap.GetRegion<Alpha16>() = Region<Alpha16>({0, 0, 300, 200}, Default::Maximum);
@@ -244,6 +362,25 @@ TEST(Tile, AssignmentSharesSamplesUntilOneIsWritten) {
     plane.FillSamples({256, 0, 257, 1}, 200);
     EXPECT_FALSE(plane.GetConstTile(1, 0).SharesSamplesWith(plane.GetConstTile(0, 0)));
     EXPECT_EQ(bitmap->GetPixel(0, 0).GetSample(0), noise.pixels[0]);
+}
+
+TEST(Tile, SamplesThatAreHeldOutliveTheirPlace) {
+    auto const bitmap = MakeNoiseBitmap(FormatA8, 256, 256, 64);
+    RegionBase& plane = bitmap->GetPlane(0);
+    Tile held = plane.GetConstTile(0, 0);
+    held.IncrementRefCountConst();
+    auto const* const samples = static_cast<std::uint8_t const*>(held.GetConstBuffer());
+    auto const sample = samples[300];
+    plane.FillSamples({0, 0, 256, 256}, static_cast<std::uint8_t>(~sample));
+    plane.FillSamples({5, 5, 6, 6}, 1);
+    EXPECT_EQ(samples[300], sample);
+    held.DecrementRefCountConst();
+
+    Tile own = held;
+    own.IncrementRefCountMutable();
+    static_cast<std::uint8_t*>(own.GetMutableBuffer())[300] = static_cast<std::uint8_t>(~sample);
+    own.DecrementRefCountMutable();
+    EXPECT_EQ(samples[300], sample);
 }
 
 TEST(Tile, ReadingTilesOfOneValueThroughAPointerMakesOneBufferForAll) {

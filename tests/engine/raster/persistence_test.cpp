@@ -184,6 +184,10 @@ TEST(BitmapPersistence, MissingAndDamagedTilesAreRefusedOnlyWhenTheyAreAskedFor)
         EXPECT_THROW(loaded->ForceDelayLoad(nullptr), Kernel::DamagedDataException);
         EXPECT_THROW(loaded->GetMutableBase().GetPlane(0).FillSamples({300, 0, 301, 1}, 0),
                      Kernel::DamagedDataException);
+        // A copy that fails leaves the target as it was.
+        auto const target = MakeNoiseBitmap(FormatA8, 600, 200, 65), same = MakeNoiseBitmap(FormatA8, 600, 200, 65);
+        EXPECT_THROW(target->Copy(*loaded->GetBase(), {257, 0, 513, 200}, {0, 0}), Kernel::DamagedDataException);
+        EXPECT_TRUE(target->HasEqualPixels(*same));
         EXPECT_EQ(loaded->GetBase()->GetPixel(599, 199), bitmap->GetBase()->GetPixel(599, 199));
         EXPECT_TRUE(loaded->IsPendingDelayLoad());
         // What could not be read is written back as it was.

@@ -358,6 +358,13 @@ TEST(SvgDrawing, TooManyElementsAreRefused) {
     EXPECT_EQ(Refusal(Wrap(content), options), "the source has more than 100 elements");
 }
 
+TEST(SvgDrawing, NestingBeyondTheLimitIsRefused) {
+    ReadOptions options;
+    options.limits.depth = 3;
+    EXPECT_EQ(Refusal(Wrap("<g><g><g/></g></g><g><g><g/></g></g>"), options), "accepted");
+    EXPECT_EQ(Refusal(Wrap("<g><g><g><g/></g></g></g>"), options), "elements are nested more than 3 deep");
+}
+
 TEST(SvgReport, LinesHoldNoControlCharactersAndAreCut) {
     Report report;
     report.Add("kind", "#a\x1B[31m\n\xC2\x9B" + std::string(100, 'x'));

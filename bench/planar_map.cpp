@@ -1,0 +1,349 @@
+// SPDX-License-Identifier: Apache-2.0
+// What does a planar map of curves cost, beside other ways to lay shapes over each other? Ours starts from Béziers and
+// ends with sub-Béziers of every face. The peers get the input flattened to 0.01 units and end with polygons:
+// Boost.Polygon's segment sweep, which finds the crossings and no faces, its overlay of sets, and Clipper, which cuts
+// the pieces so far by one shape after the other. Processor time of one thread, in seconds.
+//
+//   bench-planar-map          all of it
+//   bench-planar-map quick    without the slow peers
+#include "platform/geometry/curve_intersection_graph.h"
+#include "platform/geometry/curve_operations.h"
+#include "platform/geometry/shapes.h"
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+#include <boost/polygon/polygon.hpp>
+#include <boost/polygon/segment_utils.hpp>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <polyclipping/clipper.hpp>
+#include <random>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using Geometry::CurveIntersectionGraph;
+using Geometry::PointDbl;
+using Inputs = std::vector<CurveIntersectionGraph::Input>;
+
+constexpr double c_flattening = 0.01;
+// Of a drawing of 1000 units, in 30 bits.
+constexpr double c_integersPerUnit = 524288;
+
+double GetThreadSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+double Measure(int runs, std::function<void()> const& work) {
+    double best = 1e9;
+    for (int i = 0; i != runs; ++i) {
+        double const start = GetThreadSeconds();
+        work();
+        best = std::min(best, GetThreadSeconds() - start);
+    }
+    return best;
+}
+
+class Drawing {
+public:
+    explicit Drawing(std::uint32_t seed) : m_random(seed) {}
+
+    // Equally dense whatever their number; 1000 on 1000 by 1000 units.
+    Inputs Circles(int count) {
+        Inputs inputs;
+        double const side = 1000 * std::sqrt(count / 1000.0);
+        for (int i = 0; i != count; ++i) {
+            double const x = Number(0, side), y = Number(0, side), radius = Number(15, 62);
+            Add(inputs, Geometry::MakeEllipse({x - radius, y - radius, x + radius, y + radius}));
+        }
+        return inputs;
+    }
+    // A closed random walk of lines or cubics in steps of some 60 units.
+    Inputs Scribbles(int count, int segments, bool curved) {
+        Inputs inputs;
+        for (int i = 0; i != count; ++i) {
+            auto curve = Kernel::MakeCounted<Geometry::CurveDbl>();
+            PointDbl at{Number(0, 1000), Number(0, 1000)};
+            auto const step = [&] {
+                return PointDbl{std::clamp(at.x + Number(-60, 60), 0.0, 1000.0),
+                                std::clamp(at.y + Number(-60, 60), 0.0, 1000.0)};
+            };
+            curve->MoveTo(at);
+            curve->Reserve(static_cast<std::size_t>(3 * segments + 1), static_cast<std::size_t>(segments));
+            for (int k = 0; k != segments; ++k) {
+                PointDbl const a = step(), b = step(), c = step();
+                if (curved)
+                    curve->CubicTo(a, b, c);
+                else
+                    curve->LineTo(c);
+                at = c;
+            }
+            curve->Close();
+            Add(inputs, curve);
+            inputs.back().windingOrderMode = Geometry::WindingOrderMode::Alternating;
+        }
+        return inputs;
+    }
+
+private:
+    double Number(double low, double high) {
+        return low + (high - low) * (static_cast<double>(m_random()) / 4294967296.0);
+    }
+    static void Add(Inputs& inputs, Kernel::Counted<Geometry::CurveDbl> curve) {
+        CurveIntersectionGraph::Input input;
+        input.curves.push_back({Kernel::MakeCounted<Geometry::PolyCurveDbl>(curve), {}});
+        input.filled = true;
+        inputs.push_back(std::move(input));
+    }
+    std::mt19937 m_random;
+};
+
+struct Sizes {
+    std::size_t faces = 0, segments = 0;
+    double area = 0;
+};
+
+Sizes Divide(Inputs const& inputs) {
+    auto const graph = CurveIntersectionGraph::Create(inputs, CurveIntersectionGraph::BoolOpMethod::Divide, false,
+                                                      false, nullptr, nullptr, true)
+                           .first;
+    std::map<unsigned, CurveIntersectionGraph::DividedResult> results;
+    graph->Divide(results, true);
+    Sizes sizes;
+    for (auto const& [input, result] : results) {
+        for (auto const& area : result.areas) {
+            ++sizes.faces;
+            sizes.segments += area->GetSegmentCount();
+            sizes.area += area->GetArea();
+        }
+    }
+    return sizes;
+}
+
+// Peak memory of one divide in a process of its own, less what the process has before.
+long MeasureMegabytes(Inputs const& inputs) {
+    int ends[2];
+    if (pipe(ends) != 0)
+        return -1;
+    pid_t const child = fork();
+    if (child == 0) {
+        auto const peak = [] {
+            rusage usage{};
+            getrusage(RUSAGE_SELF, &usage);
+            return usage.ru_maxrss;
+        };
+        long const before = peak();
+        Divide(inputs);
+        long const used = (peak() - before) / 1024;
+        ssize_t const written = write(ends[1], &used, sizeof used);
+        _exit(written == sizeof used ? 0 : 1);
+    }
+    close(ends[1]);
+    long used = -1;
+    ssize_t const size = read(ends[0], &used, sizeof used);
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return size == sizeof used ? used : -1;
+}
+
+std::vector<Geometry::PolygonType<double>> FlattenInput(CurveIntersectionGraph::Input const& input) {
+    std::vector<Geometry::PolygonType<double>> polygons;
+    for (auto const& [curves, transform] : input.curves) {
+        for (auto& polygon : Geometry::ToPolygons(*curves, c_flattening).polygons)
+            polygons.push_back(std::move(polygon));
+    }
+    return polygons;
+}
+
+int ToInteger(double coordinate) { return static_cast<int>(std::lround((coordinate + 100) * c_integersPerUnit)); }
+
+std::size_t CutByBoost(Inputs const& inputs) {
+    namespace bp = boost::polygon;
+    std::vector<bp::segment_data<int>> segments;
+    for (auto const& input : inputs) {
+        for (auto const& polygon : FlattenInput(input)) {
+            for (std::size_t i = 0; i != polygon.size(); ++i) {
+                PointDbl const a = polygon[i], b = polygon[(i + 1) % polygon.size()];
+                segments.emplace_back(bp::point_data<int>(ToInteger(a.x), ToInteger(a.y)),
+                                      bp::point_data<int>(ToInteger(b.x), ToInteger(b.y)));
+            }
+        }
+    }
+    std::vector<std::pair<std::size_t, bp::segment_data<int>>> result;
+    bp::intersect_segments(result, segments.begin(), segments.end());
+    return result.size();
+}
+
+std::size_t OverlayByBoost(Inputs const& inputs) {
+    namespace bp = boost::polygon;
+    bp::property_merge<int, int> merge;
+    for (std::size_t i = 0; i != inputs.size(); ++i) {
+        for (auto const& polygon : FlattenInput(inputs[i])) {
+            std::vector<bp::point_data<int>> points;
+            for (PointDbl const p : polygon)
+                points.emplace_back(ToInteger(p.x), ToInteger(p.y));
+            merge.insert(bp::polygon_data<int>(points.begin(), points.end()), static_cast<int>(i));
+        }
+    }
+    std::map<std::set<int>, bp::polygon_set_data<int>> sets;
+    merge.merge(sets);
+    std::size_t faces = 0;
+    for (auto const& [owners, set] : sets) {
+        std::vector<bp::polygon_with_holes_data<int>> polygons;
+        set.get(polygons);
+        faces += polygons.size();
+    }
+    return faces;
+}
+
+std::size_t CutByClipper(Inputs const& inputs) {
+    using namespace ClipperLib;
+    struct Piece {
+        Paths paths;
+        IntRect box;
+    };
+    auto const boxOf = [](Paths const& paths) {
+        IntRect box{paths[0][0].X, paths[0][0].Y, paths[0][0].X, paths[0][0].Y};
+        for (Path const& path : paths) {
+            for (IntPoint const& p : path)
+                box = {std::min(box.left, p.X), std::min(box.top, p.Y), std::max(box.right, p.X),
+                       std::max(box.bottom, p.Y)};
+        }
+        return box;
+    };
+    std::vector<Piece> pieces;
+    auto const addParts = [&](PolyTree const& tree, std::vector<Piece>& to) {
+        for (PolyNode const* node = tree.GetFirst(); node != nullptr; node = node->GetNext()) {
+            if (node->IsHole())
+                continue;
+            Piece piece{{node->Contour}, {}};
+            for (PolyNode const* hole : node->Childs)
+                piece.paths.push_back(hole->Contour);
+            piece.box = boxOf(piece.paths);
+            to.push_back(std::move(piece));
+        }
+    };
+    for (auto const& input : inputs) {
+        Paths shape;
+        for (auto const& polygon : FlattenInput(input)) {
+            shape.emplace_back();
+            for (PointDbl const p : polygon)
+                shape.back().emplace_back(ToInteger(p.x), ToInteger(p.y));
+        }
+        IntRect const box = boxOf(shape);
+        std::vector<Piece> next;
+        Paths rest = shape, cut;
+        for (Piece& piece : pieces) {
+            if (piece.box.right < box.left || piece.box.left > box.right || piece.box.bottom < box.top ||
+                piece.box.top > box.bottom) {
+                next.push_back(std::move(piece));
+                continue;
+            }
+            for (ClipType const type : {ctIntersection, ctDifference}) {
+                Clipper clipper;
+                clipper.AddPaths(piece.paths, ptSubject, true);
+                clipper.AddPaths(shape, ptClip, true);
+                PolyTree tree;
+                clipper.Execute(type, tree, pftEvenOdd, pftEvenOdd);
+                addParts(tree, next);
+            }
+            cut.insert(cut.end(), piece.paths.begin(), piece.paths.end());
+        }
+        Clipper clipper;
+        clipper.AddPaths(shape, ptSubject, true);
+        clipper.AddPaths(cut, ptClip, true);
+        PolyTree tree;
+        clipper.Execute(ctDifference, tree, pftEvenOdd, pftEvenOdd);
+        addParts(tree, next);
+        pieces = std::move(next);
+    }
+    return pieces.size();
+}
+
+void Compare(char const* name, Inputs const& inputs, bool slowPeers) {
+    Sizes sizes;
+    double const ours = Measure(3, [&] { sizes = Divide(inputs); });
+    std::printf("%s: %zu faces, %zu sub-Béziers, %ld MB\n", name, sizes.faces, sizes.segments,
+                MeasureMegabytes(inputs));
+    std::printf("  %-44s %9.3f s\n", "planar map, Béziers to sub-Béziers", ours);
+    auto const tell = [&](char const* peer, std::function<std::size_t()> const& work) {
+        std::size_t count = 0;
+        double const seconds = Measure(1, [&] { count = work(); });
+        std::printf("  %-44s %9.3f s  %7.2f x ours  (%zu)\n", peer, seconds, seconds / ours, count);
+    };
+    tell("Boost.Polygon, crossings only (pieces)", [&] { return CutByBoost(inputs); });
+    if (slowPeers) {
+        tell("Boost.Polygon, overlay (faces)", [&] { return OverlayByBoost(inputs); });
+        tell("Clipper, shape by shape (faces)", [&] { return CutByClipper(inputs); });
+    }
+}
+
+void TellGrowth() {
+    std::printf("growth, circles of one density\n  %8s %10s %10s %16s\n", "circles", "faces", "seconds", "us a face");
+    for (int const count : {10, 50, 200, 1000, 5000}) {
+        auto const inputs = Drawing(3).Circles(count);
+        Sizes sizes;
+        double const seconds = Measure(count > 1000 ? 1 : 3, [&] { sizes = Divide(inputs); });
+        std::printf("  %8d %10zu %10.4f %16.2f\n", count, sizes.faces, seconds,
+                    1e6 * seconds / static_cast<double>(sizes.faces));
+    }
+}
+
+// From the setting of the flag to the exception, on the clock on the wall, for aborts all over the work.
+void TellAbort(char const* name, Inputs const& inputs) {
+    using Clock = std::chrono::steady_clock;
+    auto const started = Clock::now();
+    Divide(inputs);
+    double const whole = std::chrono::duration<double>(Clock::now() - started).count();
+    std::vector<double> latencies;
+    for (int i = 0; i != 60; ++i) {
+        bool abort = false;
+        Clock::time_point set;
+        std::thread other([&] {
+            std::this_thread::sleep_for(std::chrono::duration<double>(whole * (i + 0.5) / 64));
+            set = Clock::now();
+            std::atomic_ref<bool>(abort).store(true);
+        });
+        bool aborted = false;
+        Clock::time_point seen;
+        try {
+            auto const graph = CurveIntersectionGraph::Create(inputs, CurveIntersectionGraph::BoolOpMethod::Divide,
+                                                              false, false, &abort, nullptr, true)
+                                   .first;
+            std::map<unsigned, CurveIntersectionGraph::DividedResult> results;
+            graph->Divide(results, true);
+        } catch (Kernel::AbortException const&) {
+            seen = Clock::now();
+            aborted = true;
+        }
+        other.join();
+        if (aborted)
+            latencies.push_back(std::chrono::duration<double>(seen - set).count());
+    }
+    std::sort(latencies.begin(), latencies.end());
+    if (!latencies.empty())
+        std::printf("abort, %s: %zu times seen after %.3f ms (median), %.3f ms (longest)\n", name, latencies.size(),
+                    1e3 * latencies[latencies.size() / 2], 1e3 * latencies.back());
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    bool const slowPeers = count < 2 || std::strcmp(arguments[1], "quick") != 0;
+    Compare("1000 circles", Drawing(1).Circles(1000), slowPeers);
+    Compare("two scribbles of 2000 lines", Drawing(2).Scribbles(2, 2000, false), false);
+    Compare("two scribbles of 2000 cubics", Drawing(2).Scribbles(2, 2000, true), false);
+    TellGrowth();
+    TellAbort("1000 circles", Drawing(1).Circles(1000));
+    TellAbort("scribbles of cubics", Drawing(2).Scribbles(2, 2000, true));
+}

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/renderer/blend.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Renderer::Detail {
+
+namespace {
+
+// Four floats at once. Each lane does what the scalar expression does, so that results are the same on every machine.
+typedef float Lanes __attribute__((vector_size(16)));
+constexpr std::size_t c_lanes = 4;
+
+Lanes Load(float const* p) {
+    Lanes v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+void Store(float* p, Lanes v) { std::memcpy(p, &v, sizeof v); }
+Lanes All(float v) { return Lanes{v, v, v, v}; }
+
+// Both forms of one expression over a run: lanes first, then what is left.
+template <class F>
+void ForEach(std::size_t count, F const& step) {
+    std::size_t i = 0;
+    for (; i + c_lanes <= count; i += c_lanes)
+        step.Four(i);
+    for (; i != count; ++i)
+        step.One(i);
+}
+
+// d = d (1 - a) + c, with a and c the same for all pixels.
+struct OverUniform {
+    float* d;
+    float c, keep;
+    void Four(std::size_t i) const { Store(d + i, Load(d + i) * All(keep) + All(c)); }
+    void One(std::size_t i) const { d[i] = d[i] * keep + c; }
+};
+
+// d = d (1 - a m) + c m.
+struct OverMasked {
+    float* d;
+    float c, a;
+    float const* m;
+    void Four(std::size_t i) const {
+        Lanes const mask = Load(m + i);
+        Store(d + i, Load(d + i) * (All(1) - All(a) * mask) + All(c) * mask);
+    }
+    void One(std::size_t i) const { d[i] = d[i] * (1 - a * m[i]) + c * m[i]; }
+};
+
+// d = d (1 - a m) + c m, with a colour for each pixel.
+struct OverPixels {
+    float* d;
+    float const* c;
+    float const* a;
+    float const* m;
+    void Four(std::size_t i) const {
+        Lanes const mask = Load(m + i);
+        Store(d + i, Load(d + i) * (All(1) - Load(a + i) * mask) + Load(c + i) * mask);
+    }
+    void One(std::size_t i) const { d[i] = d[i] * (1 - a[i] * m[i]) + c[i] * m[i]; }
+};
+
+// d = d (1 - a m): what Erase does to all planes.
+struct Keep {
+    float* d;
+    float const* a;
+    float const* m;
+    void Four(std::size_t i) const { Store(d + i, Load(d + i) * (All(1) - Load(a + i) * Load(m + i))); }
+    void One(std::size_t i) const { d[i] = d[i] * (1 - a[i] * m[i]); }
+};
+
+bool IsSeparable(BlendMode mode) {
+    switch (mode) {
+    case BlendMode::Hue:
+    case BlendMode::Saturation:
+    case BlendMode::Colour:
+    case BlendMode::Luminosity:
+    case BlendMode::DarkerColour:
+    case BlendMode::LighterColour:
+        return false;
+    default:
+        return true;
+    }
+}
+
+float Unit(float v) { return v > 0 ? (v < 1 ? v : 1.0f) : 0.0f; }
+
+// Modes that look at the backdrop: pixel by pixel.
+void CompositeBlended(WorkingSpace const& space, BlendMode mode, BlendTarget const& target, BlendSource const& source,
+                      float const* coverage, std::size_t count) {
+    int const n = space.GetColourCount();
+    bool const separable = IsSeparable(mode);
+    for (std::size_t i = 0; i != count; ++i) {
+        float const paintAlpha = source.planes[n][i], as = paintAlpha * coverage[i], ab = target.planes[n][i];
+        if (!(as > 0))
+            continue;
+        float b[c_maximumColours], s[c_maximumColours], mixed[c_maximumColours];
+        for (int c = 0; c != n; ++c) {
+            s[c] = Unit(source.planes[c][i] / paintAlpha);
+            b[c] = ab > 0 ? Unit(target.planes[c][i] / ab) : 0;
+        }
+        if (separable) {
+            for (int c = 0; c != n; ++c)
+                mixed[c] = BlendComponent(mode, b[c], s[c]);
+        } else {
+            BlendPixel(mode, space.GetModel(), b, s, mixed);
+        }
+        for (int c = 0; c != n; ++c) {
+            float& d = target.planes[c][i];
+            d = source.planes[c][i] * coverage[i] * (1 - ab) + mixed[c] * as * ab + d * (1 - as);
+        }
+        target.planes[n][i] = as + ab - as * ab;
+    }
+}
+
+} // namespace
+
+void Composite(WorkingSpace const& space, BlendMode mode, BlendTarget const& target, BlendSource const& source,
+               float const* coverage, std::size_t count) {
+    int const n = space.GetColourCount();
+    float const* const alpha = source.planes[n];
+    if (mode == BlendMode::Erase) {
+        for (int c = 0; c <= n; ++c)
+            ForEach(count, Keep{target.planes[c], alpha, coverage});
+        if (target.groupAlpha != nullptr)
+            ForEach(count, Keep{target.groupAlpha, alpha, coverage});
+        return;
+    }
+    if (mode == BlendMode::Normal) {
+        for (int c = 0; c <= n; ++c)
+            ForEach(count, OverPixels{target.planes[c], source.planes[c], alpha, coverage});
+    } else {
+        CompositeBlended(space, mode, target, source, coverage, count);
+    }
+    if (target.groupAlpha != nullptr)
+        ForEach(count, OverPixels{target.groupAlpha, alpha, alpha, coverage});
+}
+
+void CompositeColour(WorkingSpace const& space, BlendMode mode, BlendTarget const& target, float const* pixel,
+                     float const* coverage, std::size_t count) {
+    int const n = space.GetColourCount();
+    if (mode == BlendMode::Normal) {
+        for (int c = 0; c <= n; ++c)
+            ForEach(count, OverMasked{target.planes[c], pixel[c], pixel[n], coverage});
+        if (target.groupAlpha != nullptr)
+            ForEach(count, OverMasked{target.groupAlpha, pixel[n], pixel[n], coverage});
+        return;
+    }
+    constexpr std::size_t c_run = 256;
+    float rows[c_maximumColours + 1][c_run];
+    BlendSource source{};
+    for (int c = 0; c <= n; ++c) {
+        std::fill_n(rows[c], std::min(c_run, count), pixel[c]);
+        source.planes[c] = rows[c];
+    }
+    for (std::size_t start = 0; start < count; start += c_run) {
+        BlendTarget part{};
+        for (int c = 0; c <= n; ++c)
+            part.planes[c] = target.planes[c] + start;
+        part.groupAlpha = target.groupAlpha == nullptr ? nullptr : target.groupAlpha + start;
+        Composite(space, mode, part, source, coverage + start, std::min(c_run, count - start));
+    }
+}
+
+void CompositeColour(WorkingSpace const& space, BlendMode mode, BlendTarget const& target, float const* pixel,
+                     float coverage, std::size_t count) {
+    int const n = space.GetColourCount();
+    if (mode != BlendMode::Normal) {
+        constexpr std::size_t c_run = 256;
+        float mask[c_run];
+        std::fill_n(mask, std::min(c_run, count), coverage);
+        for (std::size_t start = 0; start < count; start += c_run) {
+            BlendTarget part{};
+            for (int c = 0; c <= n; ++c)
+                part.planes[c] = target.planes[c] + start;
+            part.groupAlpha = target.groupAlpha == nullptr ? nullptr : target.groupAlpha + start;
+            CompositeColour(space, mode, part, pixel, mask, std::min(c_run, count - start));
+        }
+        return;
+    }
+    float const alpha = pixel[n] * coverage;
+    if (alpha == 1) {
+        for (int c = 0; c <= n; ++c)
+            std::fill_n(target.planes[c], count, pixel[c]);
+        if (target.groupAlpha != nullptr)
+            std::fill_n(target.groupAlpha, count, 1.0f);
+        return;
+    }
+    // The same products as with a mask, so that a run and its single pixels have one colour.
+    float const keep = 1 - alpha;
+    for (int c = 0; c <= n; ++c)
+        ForEach(count, OverUniform{target.planes[c], pixel[c] * coverage, keep});
+    if (target.groupAlpha != nullptr)
+        ForEach(count, OverUniform{target.groupAlpha, alpha, keep});
+}
+
+} // namespace Renderer::Detail

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/renderer/raster_render_target.h"
+
+#include "engine/renderer/picture_renderer.h"
+#include "engine/renderer/recorder.h"
+#include "platform/kernel/exception.h"
+
+namespace Renderer {
+
+struct RasterRenderTarget::State {
+    explicit State(RasterOptions const& o)
+        : options(o), space(o.format, o.profiles, o.blendSpace), recorder(o, space) {}
+
+    RasterOptions options;
+    Detail::WorkingSpace space;
+    Detail::Recorder recorder;
+};
+
+namespace {
+
+RasterOptions const& Checked(RasterOptions const& options) {
+    constexpr int c_maximumSide = 1 << 20;
+    if (options.width < 1 || options.height < 1 || options.width > c_maximumSide || options.height > c_maximumSide)
+        throw Kernel::Exception("a picture has 1 to 1048576 pixels a side");
+    if (!Raster::IsHandledFormat(options.format))
+        throw Kernel::Exception("there is no such pixel format");
+    return options;
+}
+
+} // namespace
+
+RasterRenderTarget::RasterRenderTarget(RasterOptions const& options)
+    : RenderTarget(options.documentToPixels), m_state(std::make_unique<State>(Checked(options))) {}
+RasterRenderTarget::~RasterRenderTarget() = default;
+
+RasterOptions const& RasterRenderTarget::GetOptions() const { return m_state->options; }
+
+Kernel::Counted<Raster::BufferBase> RasterRenderTarget::Render(Kernel::RectT<int> const& rectangle) const {
+    auto const& list = m_state->recorder.GetList();
+    if (rectangle.IsEmpty() || rectangle.Intersected(list.picture) != rectangle)
+        throw Kernel::Exception("the rectangle to be rendered is empty or reaches out of the picture");
+    auto buffer = Raster::BufferBase::Create(rectangle.GetWidth(), rectangle.GetHeight(), m_state->options.format);
+    Detail::PictureRenderer renderer(list, m_state->space, m_state->options);
+    renderer.Render(rectangle, *buffer);
+    return buffer;
+}
+
+void RasterRenderTarget::Render(RowsSink const& sink) const {
+    auto const& list = m_state->recorder.GetList();
+    Detail::PictureRenderer renderer(list, m_state->space, m_state->options);
+    int const rows = renderer.GetRowsAtOnce(list.picture.GetWidth());
+    for (int top = 0; top < list.picture.bottom; top += rows) {
+        Kernel::RectT<int> const strip{0, top, list.picture.right, std::min(top + rows, list.picture.bottom)};
+        auto const buffer = Raster::BufferBase::Create(strip.GetWidth(), strip.GetHeight(), m_state->options.format);
+        renderer.Render(strip, *buffer);
+        sink(*buffer, top);
+    }
+}
+
+void RasterRenderTarget::DrawCurvesWithLine(Kernel::Counted<Geometry::PolyCurveDbl const> curves,
+                                            OpacityPair const& opacity, BlendMode blendMode,
+                                            BlendOptions const& blendOptions, FillDescriptorConst const& mainFill,
+                                            FillDescriptorConst const& secondFill, FillDescriptorConst const& lineFill,
+                                            LineStyleDescriptorConst const& lineStyle,
+                                            Geometry::WindingOrderMode windingOrderMode) {
+    if (!curves)
+        return;
+    m_state->recorder.Draw({std::move(curves), GetTransform(), windingOrderMode},
+                           {opacity, blendMode, blendOptions, mainFill, secondFill, lineFill, lineStyle},
+                           GetColourProfiles());
+}
+
+void RasterRenderTarget::DrawPolygonsWithLine(Kernel::Counted<Geometry::PolyPolygonType<double> const> polygons,
+                                              OpacityPair const& opacity, BlendMode blendMode,
+                                              BlendOptions const& blendOptions, FillDescriptorConst const& lineFill,
+                                              FillDescriptorConst const& secondFill,
+                                              LineStyleDescriptorConst const& lineStyle) {
+    if (!polygons)
+        return;
+    auto const curves = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    curves->AddPolyPolygon(*polygons);
+    DrawCurvesWithLine(curves, opacity, blendMode, blendOptions, {}, secondFill, lineFill, lineStyle,
+                       Geometry::WindingOrderMode::NonZero);
+}
+
+void RasterRenderTarget::OnPushClip(Kernel::Counted<Geometry::PolyCurveDbl const> curves,
+                                    Geometry::WindingOrderMode windingOrderMode) {
+    m_state->recorder.PushClip({std::move(curves), GetTransform(), windingOrderMode});
+}
+void RasterRenderTarget::OnPopClip() { m_state->recorder.PopClip(); }
+void RasterRenderTarget::OnBeginMask(MaskKind kind) { m_state->recorder.BeginMask(kind); }
+void RasterRenderTarget::OnEndMask() { m_state->recorder.EndMask(); }
+void RasterRenderTarget::OnPushLayer(LayerOptions const& options) { m_state->recorder.PushLayer(options); }
+void RasterRenderTarget::OnPopLayer() { m_state->recorder.PopLayer(); }
+
+} // namespace Renderer

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/renderer/display_list.h"
+
+#include <map>
+
+namespace Renderer::Detail {
+
+// Turns drawing calls into a display list. What cannot be seen is left out; the extents of layers follow from what is
+// drawn in them.
+class Recorder {
+public:
+    Recorder(RasterOptions const& options, WorkingSpace const& space);
+
+    struct Outline {
+        Kernel::Counted<Geometry::PolyCurveDbl const> curves;
+        Transform toPixels;
+        Geometry::WindingOrderMode winding = Geometry::WindingOrderMode::NonZero;
+    };
+
+    void Draw(Outline const& outline, Paint const& paint, Raster::ICCProfileSet const& profiles);
+    void PushClip(Outline const& outline);
+    void PopClip();
+    void BeginMask(MaskKind kind);
+    void EndMask();
+    void PushLayer(LayerOptions const& options);
+    void PopLayer();
+
+    DisplayList const& GetList() const { return m_list; }
+
+private:
+    // A layer or mask that is being recorded.
+    struct Open {
+        std::uint32_t command = 0;
+        RectInt content;
+        bool blends = false;
+    };
+
+    std::shared_ptr<FillSource const> GetSource(FillDescriptorConst const& fill, Transform const& toPixels,
+                                                double opacity, Raster::ICCProfileSet const& profiles);
+    std::shared_ptr<LineStyleDescriptorConst const> Share(LineStyleDescriptorConst const& line);
+    std::uint32_t AddCommand(CommandKind kind, std::size_t index, RectInt const& bounds);
+    void AddDraw(DrawItem&& item, RectInt const& bounds);
+    Open CloseLast(CommandKind kind);
+
+    WorkingSpace const& m_space;
+    DisplayList m_list;
+    std::vector<Open> m_open;
+    // Solid fills come again and again; each keeps its fill alive, so that its address names it.
+    struct SolidKey {
+        Kernel::Counted<Fill const> fill;
+        double opacity = 1;
+        bool operator<(SolidKey const& other) const {
+            return fill.get() != other.fill.get() ? std::less<>()(fill.get(), other.fill.get())
+                                                  : opacity < other.opacity;
+        }
+    };
+    std::map<SolidKey, std::shared_ptr<FillSource const>> m_solids;
+    Raster::ICCProfileSet m_solidProfiles;
+    std::shared_ptr<LineStyleDescriptorConst const> m_lastLine;
+};
+
+} // namespace Renderer::Detail

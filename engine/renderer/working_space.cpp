@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/renderer/working_space.h"
+
+#include "engine/raster/exact_math.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Renderer::Detail {
+
+namespace {
+
+using Raster::ColourModel;
+
+// The format of each colour model that holds the most of a colour.
+Raster::Format GetFinestFormat(ColourModel model) {
+    switch (model) {
+    case ColourModel::RGB:
+        return Raster::FormatRGBAF;
+    case ColourModel::Grey:
+        return Raster::FormatIA16;
+    case ColourModel::CMYK:
+        return Raster::FormatCMYKA8;
+    case ColourModel::Lab:
+        return Raster::FormatLABA16;
+    case ColourModel::AlphaOnly:
+        break;
+    }
+    return Raster::FormatAF;
+}
+
+ColourModel GetModel(ColourFormat format) {
+    switch (format) {
+    case ColourFormat::Grey:
+        return ColourModel::Grey;
+    case ColourFormat::CMYK:
+        return ColourModel::CMYK;
+    case ColourFormat::Lab:
+        return ColourModel::Lab;
+    case ColourFormat::RGB:
+        break;
+    }
+    return ColourModel::RGB;
+}
+
+ColourFormat GetColourFormat(ColourModel model) {
+    switch (model) {
+    case ColourModel::Grey:
+        return ColourFormat::Grey;
+    case ColourModel::CMYK:
+        return ColourFormat::CMYK;
+    case ColourModel::Lab:
+        return ColourFormat::Lab;
+    default:
+        return ColourFormat::RGB;
+    }
+}
+
+int GetColourCountOf(ColourModel model) {
+    switch (model) {
+    case ColourModel::Grey:
+        return 1;
+    case ColourModel::CMYK:
+        return 4;
+    case ColourModel::AlphaOnly:
+        return 0;
+    default:
+        return 3;
+    }
+}
+
+// Not a number becomes 0.
+float Clamp(float v) { return v > 0 ? (v < 1 ? v : 1.0f) : 0.0f; }
+
+template <class Sample>
+void LoadPlane(void const* row, int x, int count, float* out) {
+    auto const* const in = static_cast<Sample const*>(row) + x;
+    constexpr float c_scale = std::is_floating_point_v<Sample> ? 1.0f : float(std::numeric_limits<Sample>::max());
+    for (int i = 0; i != count; ++i)
+        out[i] = static_cast<float>(in[i]) / c_scale;
+}
+
+template <class Sample>
+void StorePlane(float const* in, int count, void* row) {
+    auto* const out = static_cast<Sample*>(row);
+    for (int i = 0; i != count; ++i) {
+        if constexpr (std::is_floating_point_v<Sample>)
+            out[i] = in[i];
+        else
+            out[i] =
+                static_cast<Sample>(static_cast<int>(Clamp(in[i]) * float(std::numeric_limits<Sample>::max()) + 0.5f));
+    }
+}
+
+void LoadPlane(Raster::FormatInfo const& info, void const* row, int x, int count, float* out) {
+    if (info.isFloat)
+        LoadPlane<float>(row, x, count, out);
+    else if (info.sampleBytes == 1)
+        LoadPlane<std::uint8_t>(row, x, count, out);
+    else
+        LoadPlane<std::uint16_t>(row, x, count, out);
+}
+
+void StorePlane(Raster::FormatInfo const& info, float const* in, int count, void* row) {
+    if (info.isFloat)
+        StorePlane<float>(in, count, row);
+    else if (info.sampleBytes == 1)
+        StorePlane<std::uint8_t>(in, count, row);
+    else
+        StorePlane<std::uint16_t>(in, count, row);
+}
+
+} // namespace
+
+WorkingSpace::WorkingSpace(Raster::Format format, Raster::ICCProfileSet const& profiles, BlendSpace blendSpace)
+    : m_format(format),
+      m_model(Raster::GetFormatInfo(format).colourModel),
+      m_colourCount(GetColourCountOf(m_model)),
+      m_linear(blendSpace == BlendSpace::Linear && m_model == ColourModel::RGB),
+      m_profiles(profiles) {
+    m_exchangeFormat = GetFinestFormat(m_model);
+}
+
+std::array<float, c_maximumColours> WorkingSpace::ToWorking(Colour const& colour,
+                                                            Raster::ICCProfileSet const& documentProfiles) const {
+    if (m_model == ColourModel::AlphaOnly)
+        return {};
+    ColourModel const from = Detail::GetModel(colour.GetFormat());
+    std::array<float, 4> components;
+    if (from == m_model && documentProfiles.Get(from) == m_profiles.Get(from)) {
+        components = colour.GetComponents();
+    } else if (documentProfiles == Raster::ICCProfileSet() && m_profiles == Raster::ICCProfileSet()) {
+        components = colour.Converted(GetColourFormat(m_model)).GetComponents();
+    } else {
+        auto const converter = Raster::ICCManager::GetInstance().MakeConverterForSets(
+            GetFinestFormat(from), documentProfiles, m_exchangeFormat, m_profiles);
+        auto const in = Raster::BufferBase::Create(1, 1, GetFinestFormat(from));
+        auto const out = Raster::BufferBase::Create(1, 1, m_exchangeFormat);
+        for (int c = 0; c != GetColourCountOf(from); ++c)
+            StorePlane(in->GetInfo(), &colour.GetComponents()[static_cast<std::size_t>(c)], 1, in->GetRow(c, 0));
+        float const opaque = 1;
+        StorePlane(in->GetInfo(), &opaque, 1, in->GetRow(in->GetInfo().channelCount - 1, 0));
+        Raster::ConvertPixels(*in, *out, *converter);
+        for (int c = 0; c != m_colourCount; ++c)
+            LoadPlane(out->GetInfo(), std::as_const(*out).GetRow(c, 0), 0, 1, &components[static_cast<std::size_t>(c)]);
+    }
+    for (int c = 0; c != m_colourCount; ++c) {
+        float& v = components[static_cast<std::size_t>(c)];
+        if (m_model == ColourModel::CMYK)
+            v = 1 - v;
+        else if (m_linear)
+            v = static_cast<float>(Raster::DecodeSrgb(v));
+    }
+    return components;
+}
+
+void WorkingSpace::LoadRow(Raster::BufferBase const& buffer, int y, int x, int count, float* const* planes) const {
+    auto const& info = buffer.GetInfo();
+    float* const alpha = planes[m_colourCount];
+    LoadPlane(info, buffer.GetRow(info.channelCount - 1, y), x, count, alpha);
+    for (int i = 0; i != count; ++i)
+        alpha[i] = Clamp(alpha[i]);
+    for (int c = 0; c != m_colourCount; ++c) {
+        float* const plane = planes[c];
+        LoadPlane(info, buffer.GetRow(c, y), x, count, plane);
+        for (int i = 0; i != count; ++i) {
+            float v = std::isfinite(plane[i]) ? plane[i] : 0.0f;
+            if (m_model == ColourModel::CMYK)
+                v = 1 - v;
+            else if (m_linear)
+                v = static_cast<float>(Raster::DecodeSrgb(v));
+            plane[i] = v * alpha[i];
+        }
+    }
+}
+
+void WorkingSpace::StoreRow(float const* const* planes, int count, Raster::BufferBase& buffer, int y) const {
+    constexpr int c_run = 256;
+    auto const& info = buffer.GetInfo();
+    float const* const alpha = planes[m_colourCount];
+    std::size_t const bytes = static_cast<std::size_t>(info.sampleBytes);
+    float inverse[c_run], colour[c_run];
+    for (int start = 0; start < count; start += c_run) {
+        int const run = std::min(c_run, count - start);
+        auto const target = [&](int channel) {
+            return static_cast<char*>(buffer.GetRow(channel, y)) + static_cast<std::size_t>(start) * bytes;
+        };
+        for (int i = 0; i != run; ++i)
+            inverse[i] = alpha[start + i] > 0 ? 1 / alpha[start + i] : 0;
+        for (int c = 0; c != m_colourCount; ++c) {
+            float const* const plane = planes[c] + start;
+            for (int i = 0; i != run; ++i) {
+                // Where alpha is 1 nothing may be lost to a division.
+                float v = alpha[start + i] == 1 ? plane[i] : plane[i] * inverse[i];
+                if (m_model == ColourModel::CMYK)
+                    v = alpha[start + i] > 0 ? 1 - v : 0;
+                else if (m_linear)
+                    v = static_cast<float>(Raster::EncodeSrgb(v));
+                colour[i] = v;
+            }
+            StorePlane(info, colour, run, target(c));
+        }
+        StorePlane(info, alpha + start, run, target(info.channelCount - 1));
+    }
+}
+
+float WorkingSpace::GetLuminance(float const* colour) const {
+    switch (m_model) {
+    case ColourModel::RGB:
+        return 0.2126f * colour[0] + 0.7152f * colour[1] + 0.0722f * colour[2];
+    case ColourModel::CMYK:
+        return (0.2126f * colour[0] + 0.7152f * colour[1] + 0.0722f * colour[2]) * colour[3];
+    case ColourModel::AlphaOnly:
+        return 1;
+    default:
+        return colour[0];
+    }
+}
+
+} // namespace Renderer::Detail

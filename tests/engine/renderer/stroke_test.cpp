@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/engine/renderer/pictures.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace {
+
+using namespace Pictures;
+using std::numbers::pi;
+
+LineStyle Style(double weight, LineCap cap = LineCap::Butt, LineJoin join = LineJoin::Mitre, double mitreLimit = 4) {
+    LineStyle style(weight);
+    style.SetCap(cap);
+    style.SetJoin(join);
+    style.SetMitreLimit(mitreLimit);
+    return style;
+}
+
+LineStyle Dashed(double weight, std::vector<double> pattern, double phase = 0, LineCap cap = LineCap::Butt) {
+    LineStyle style = Style(weight, cap);
+    style.SetType(LineType::Dashed);
+    style.SetDashPattern(std::move(pattern));
+    style.SetDashPhase(phase);
+    return style;
+}
+
+TEST(Stroke, CapsHaveTheirAreas) {
+    auto const line = Path("M40.3 50.7L150.3 90.2");
+    double const length = std::hypot(110, 39.5);
+    EXPECT_NEAR(GetDrawnArea(line, Lined(Style(12))), length * 12, 0.02);
+    EXPECT_NEAR(GetDrawnArea(line, Lined(Style(12, LineCap::Square))), (length + 12) * 12, 0.02);
+    EXPECT_NEAR(GetDrawnArea(line, Lined(Style(12, LineCap::Round))), length * 12 + pi * 36, 1);
+}
+
+TEST(Stroke, JoinsHaveTheirAreas) {
+    // A right angle: two strips of 80, less the square they share a half of, and the outer corner.
+    auto const corner = Path("M40 40H120V120");
+    double const strips = 2 * 80 * 20 - 10 * 10;
+    EXPECT_NEAR(GetDrawnArea(corner, Lined(Style(20, LineCap::Butt, LineJoin::Mitre))), strips + 100, 0.02);
+    EXPECT_NEAR(GetDrawnArea(corner, Lined(Style(20, LineCap::Butt, LineJoin::Bevel))), strips + 50, 0.02);
+    EXPECT_NEAR(GetDrawnArea(corner, Lined(Style(20, LineCap::Butt, LineJoin::Round))), strips + pi * 25, 0.5);
+}
+
+TEST(Stroke, MitresEndAtTheirLimit) {
+    // At a turn by 90 degrees the mitre is sqrt(2) weights long.
+    auto const corner = Path("M40 40H120V120");
+    double const mitred = GetDrawnArea(corner, Lined(Style(20, LineCap::Butt, LineJoin::Mitre, 1.4143)));
+    double const bevelled = GetDrawnArea(corner, Lined(Style(20, LineCap::Butt, LineJoin::Mitre, 1.4142)));
+    EXPECT_NEAR(mitred - bevelled, 50, 0.02);
+}
+
+TEST(Stroke, ClosedContoursHaveNoEnds) {
+    EXPECT_NEAR(GetDrawnArea(Rectangle(50, 50, 150, 130), Lined(Style(10))), 110 * 90 - 90 * 70, 0.02);
+    auto const circle = Path(Geometry::MakeEllipse({50, 50, 150, 150}));
+    EXPECT_NEAR(GetDrawnArea(circle, Lined(Style(8))), pi * (54 * 54 - 46 * 46), 2);
+}
+
+TEST(Stroke, OneClosedLineThereAndBackIsOneStrip) {
+    EXPECT_NEAR(GetDrawnArea(Path("M40 40L140 40Z"), Lined(Style(10, LineCap::Round, LineJoin::Bevel))), 1000, 0.02);
+}
+
+TEST(Stroke, DotsAppearForRoundAndSquareCapsOnly) {
+    for (char const* const dot : {"M50 50Z", "M50 50L50 50", "M50 50C50 50 50 50 50 50"}) {
+        EXPECT_EQ(GetDrawnArea(Path(dot), Lined(Style(10))), 0) << dot;
+        EXPECT_NEAR(GetDrawnArea(Path(dot), Lined(Style(10, LineCap::Square))), 100, 0.01) << dot;
+        EXPECT_NEAR(GetDrawnArea(Path(dot), Lined(Style(10, LineCap::Round))), pi * 25, 0.5) << dot;
+    }
+    auto const start = MakeCounted<PolyCurveDbl>();
+    auto const alone = MakeCounted<Geometry::CurveDbl>();
+    alone->MoveTo({50, 50});
+    start->AddCurve(alone);
+    EXPECT_EQ(GetDrawnArea(start, Lined(Style(10, LineCap::Round))), 0);
+}
+
+TEST(Stroke, WideLinesAroundTightCurvesHaveNoHoles) {
+    // The radius of the bend is below half the weight.
+    Paint const paint = Lined(Style(40));
+    RasterRenderTarget target(Size(200, 200));
+    target.DrawCurves(Path("M60 150L60 100C60 85 80 85 80 100L80 150"), paint, WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    for (int y = 100; y != 149; ++y) {
+        for (int x = 41; x != 99; ++x)
+            EXPECT_EQ(pixels.Alpha(x, y), 1) << x << ' ' << y;
+    }
+}
+
+TEST(Stroke, DashesHaveTheirLengthsAndPhase) {
+    auto const line = Path("M10 50H190");
+    EXPECT_NEAR(GetDrawnArea(line, Lined(Dashed(4, {5, 4}))), 4 * 100, 0.01);
+    EXPECT_NEAR(GetDrawnArea(line, Lined(Dashed(4, {5}))), 4 * 100, 0.01);
+    EXPECT_NEAR(GetDrawnArea(line, Lined(Dashed(4, {2, 1, 3, 1.5}))), 4 * 120, 0.01);
+    RasterRenderTarget target(Size(200, 100));
+    target.DrawCurves(line, Lined(Dashed(4, {5, 4}, 2.5)), WindingOrderMode::NonZero);
+    target.DrawCurves(Path("M10 80H190"), Lined(Dashed(4, {5, 4}, -2)), WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    // 10 of the first dash's 20 units have been used up; a negative phase begins in a gap.
+    EXPECT_EQ(pixels.Alpha(19, 50), 1);
+    EXPECT_EQ(pixels.Alpha(20, 50), 0);
+    EXPECT_EQ(pixels.Alpha(17, 80), 0);
+    EXPECT_EQ(pixels.Alpha(18, 80), 1);
+}
+
+TEST(Stroke, ADashAcrossTheStartOfAClosedContourIsOne) {
+    // 80 long, dashes of 20 and gaps of 20 from 10 into a dash: the corner at the start gets its mitre.
+    Paint const paint = Lined(Dashed(4, {5, 5}, 2.5));
+    RasterRenderTarget target(Size(60, 60));
+    target.DrawCurves(Rectangle(20, 20, 40, 40), paint, WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    EXPECT_EQ(pixels.Alpha(18, 18), 1);
+    EXPECT_NEAR(pixels.GetArea(), 4 * 40, 0.01);
+    // All dash and no gap that is reached: closed as it was.
+    EXPECT_NEAR(GetDrawnArea(Rectangle(20, 20, 40, 40), Lined(Dashed(4, {100, 5}))), 24 * 24 - 16 * 16, 0.01);
+}
+
+TEST(Stroke, DotsOfNoLengthAreDashesToo) {
+    EXPECT_NEAR(GetDrawnArea(Path("M10 50H190"), Lined(Dashed(10, {0, 2}, 0, LineCap::Round))), 10 * pi * 25, 5);
+    EXPECT_EQ(GetDrawnArea(Path("M10 50H190"), Lined(Dashed(10, {0, 2}))), 0);
+}
+
+TEST(Stroke, PatternsThatSayNothingAreSolid) {
+    double const solid = GetDrawnArea(Path("M10 50H190"), Lined(Style(4)));
+    for (auto const& pattern : {std::vector<double>{}, {0, 0}, {-1, 2}, {NAN, 1}, {INFINITY, 1}, {5, 0}, {1e-9, 1e-9}})
+        EXPECT_NEAR(GetDrawnArea(Path("M10 50H190"), Lined(Dashed(4, pattern))), solid, 1e-3);
+}
+
+TEST(Stroke, FarTooManyDashesBecomeSolidOrAreCutToWhatIsSeen) {
+    // A hundred million dashes, of which 18 are in the picture.
+    EXPECT_NEAR(GetDrawnArea(Path("M-1000000000 50H1000000000"), Lined(Dashed(4, {1, 1.5}))), 200 * 4 * 0.4, 12);
+    EXPECT_GT(GetDrawnArea(Path("M-1e15 50H1e15"), Lined(Dashed(4, {1, 1.5}))), 100);
+}
+
+TEST(Stroke, AlignedLinesStayOnTheirSide) {
+    Paint paint = Lined(Style(10));
+    LineStyleDescriptor line(paint.lineStyle);
+    line.SetStrokeAlignment(StrokeAlignment::Inside);
+    paint.lineStyle = line;
+    EXPECT_NEAR(GetDrawnArea(Rectangle(50, 50, 150, 130), paint), 100 * 80 - 80 * 60, 0.02);
+    line.SetStrokeAlignment(StrokeAlignment::Outside);
+    paint.lineStyle = line;
+    EXPECT_NEAR(GetDrawnArea(Rectangle(50, 50, 150, 130), paint), 120 * 100 - 100 * 80, 0.02);
+    // Open contours have no sides.
+    EXPECT_NEAR(GetDrawnArea(Path("M50 50H150"), paint), 1000, 0.02);
+    // Each contour of a shape for itself.
+    EXPECT_NEAR(GetDrawnArea(Path("M20 20H60V60H20ZM100 100H150"), paint), 60 * 60 - 40 * 40 + 500, 0.02);
+}
+
+TEST(Stroke, WeightsScaleWithTheObjectOrDoNot) {
+    Paint paint = Lined(Style(4));
+    auto const draw = [&paint](Transform const& base, Transform const& object) {
+        auto options = Size(200, 200);
+        options.documentToPixels = base;
+        RasterRenderTarget target(options);
+        target.PushTransform(object);
+        target.DrawCurves(Path("M10 10H30"), paint, WindingOrderMode::NonZero);
+        return Pixels(target).GetArea();
+    };
+    EXPECT_NEAR(draw(Transform::Scale(2, 2), Transform::Scale(3, 3)), 120 * 24, 0.05);
+    // The pen is stretched with its object.
+    EXPECT_NEAR(draw({}, Transform::Scale(5, 2)), 100 * 8, 0.05);
+    LineStyleDescriptor line(paint.lineStyle);
+    line.SetScaleWithObject(false);
+    paint.lineStyle = line;
+    EXPECT_NEAR(draw(Transform::Scale(2, 2), Transform::Scale(3, 3)), 120 * 8, 0.05);
+    EXPECT_NEAR(draw({}, Transform::Scale(5, 2)), 100 * 4, 0.05);
+}
+
+TEST(Stroke, EffectiveWeightFollowsTheFlag) {
+    LineStyleDescriptor line(Consolidate(Style(4)));
+    auto const transform = Transform::Scale(2, 8).GetParams();
+    EXPECT_DOUBLE_EQ(line.GetEffectiveWeight(transform, 3), 16);
+    line.SetScaleWithObject(false);
+    EXPECT_DOUBLE_EQ(line.GetEffectiveWeight(transform, 3), 12);
+    EXPECT_DOUBLE_EQ(LineStyleDescriptorConst().GetEffectiveWeight(transform, 3), 0);
+}
+
+TEST(Stroke, PressureChangesTheWidthAlongTheLine) {
+    Paint paint = Lined(Style(20));
+    LineStyleDescriptor line(paint.lineStyle);
+    line.SetPressure(Path("M0 0L1 1")->GetCurves().front());
+    paint.lineStyle = line;
+    // A wedge from nothing to the full weight.
+    EXPECT_NEAR(GetDrawnArea(Path("M20 100H180"), paint), 160 * 20 / 2.0, 2);
+}
+
+TEST(Stroke, ArrowHeadsTakeTheirPlaceAtTheEnds) {
+    Paint paint = Lined(Style(5));
+    LineStyleDescriptor line(paint.lineStyle);
+    line.SetBackArrowHead(MakeCounted<LineStyleArrowHead>(Path("M0 0L-4 2L-4 -2Z"), 1.0, 1.0));
+    paint.lineStyle = line;
+    // The head is 20 by 20 and lies over the last 20 units of the line, without holes.
+    EXPECT_NEAR(GetDrawnArea(Path("M20 100H180"), paint), 160 * 5 + 200 - 20 * 5 + (5 * 5) / 4.0, 8);
+    line.SetArrowHeadsBeyondEnds(true);
+    line.SetFrontArrowHead(MakeCounted<LineStyleArrowHead>(Path("M0 -2L4 -2L4 2L0 2Z"), 1.0, 1.0));
+    paint.lineStyle = line;
+    RasterRenderTarget target(Size(200, 200));
+    target.DrawCurves(Path("M60 100H160"), paint, WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    EXPECT_EQ(pixels.Alpha(41, 92), 1);
+    EXPECT_EQ(pixels.Alpha(61, 92), 0);
+}
+
+} // namespace

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/document_controller.h"
+#include "shell/svg/export.h"
+#include "shell/svg/import.h"
+#include "shell/svg/xml_writer.h"
+
+#include <gtest/gtest.h>
+#include <pugixml.hpp>
+#include <random>
+
+using namespace Shell::Svg;
+
+namespace {
+
+Kernel::Counted<DocumentController> MakeDocument(ImportedDrawing const& drawing) {
+    auto document = DocumentController::CreateNew(drawing.pageSize, Raster::FormatRGBA8, 1);
+    Place(drawing, *document->GetDocument(), *document->GetCurrentSpread());
+    return document;
+}
+
+std::string ExportOf(DocumentController& document) {
+    ExportedDrawing const drawing = ExportSpread(*document.GetCurrentSpread());
+    EXPECT_TRUE(drawing.report.IsEmpty());
+    pugi::xml_document parsed;
+    EXPECT_TRUE(parsed.load_string(drawing.text.c_str())) << drawing.text;
+    return drawing.text;
+}
+
+// Reads a drawing, writes it, reads that and writes it again: the documents must be one by their hash, and the texts.
+std::string ExpectRoundTrip(std::string const& content, std::string const& attributes = "width='100' height='50'") {
+    auto const first = Import("<svg xmlns='http://www.w3.org/2000/svg' " + attributes + ">" + content + "</svg>", {});
+    auto const firstDocument = MakeDocument(first);
+    std::string const text = ExportOf(*firstDocument);
+    auto const second = Import(text, {});
+    EXPECT_TRUE(second.report.IsEmpty()) << second.report.GetLines().front();
+    auto const secondDocument = MakeDocument(second);
+    EXPECT_EQ(ExportOf(*secondDocument), text);
+    EXPECT_EQ(firstDocument->GetHash(false), secondDocument->GetHash(false)) << text;
+    return text;
+}
+
+} // namespace
+
+TEST(SvgExport, ShapesComeBack) {
+    ExpectRoundTrip("<rect x='0.1' y='0.2' width='0.7' height='10' rx='0.05' ry='3'/><rect width='3' height='4' rx='1' "
+                    "ry='0'/><circle cx='0.3' cy='1e-9' r='0.7'/><ellipse cx='1e6' cy='.1' rx='0.333' ry='17.77'/>"
+                    "<path d='M.1.2C1 2 3 4 5 6.7Z m3 3 l 1 1'/><path fill-rule='evenodd' d='M0 0h1v1z'/>"
+                    "<line x2='3'/><polyline points='1 2 3 4 5 6.6'/><polygon points='1 2 3 4 5 6.6'/>");
+}
+
+TEST(SvgExport, BoxesComeBackExactlyWhateverTheirNumbers) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> number(-1000, 1000), size(1e-3, 1000);
+    std::string content;
+    for (int i = 0; i < 300; ++i)
+        content += "<rect x='" + FormatNumber(number(random)) + "' y='" + FormatNumber(number(random)) + "' width='" +
+                   FormatNumber(size(random)) + "' height='" + FormatNumber(size(random)) + "'/><ellipse cx='" +
+                   FormatNumber(number(random)) + "' cy='" + FormatNumber(number(random)) + "' rx='" +
+                   FormatNumber(size(random)) + "' ry='" + FormatNumber(size(random)) + "'/>";
+    ExpectRoundTrip(content);
+}
+
+TEST(SvgExport, GroupsTransformsAndVisibilityComeBack) {
+    ExpectRoundTrip("<g transform='rotate(33 4 5) skewX(7)' opacity='.3'><g><path d='M0 0h1' display='none'/></g>"
+                    "<g style='mix-blend-mode:color-dodge;opacity:0.7'/><g style='isolation:isolate'/></g>",
+                    "width='10cm' height='7in' viewBox='3 4 100 71'");
+}
+
+TEST(SvgExport, PaintsComeBack) {
+    ExpectRoundTrip("<linearGradient id='l' x1='.1' gradientTransform='rotate(12)'><stop stop-color='#123456'/>"
+                    "<stop offset='.3' stop-color='rgb(10.3%,20.7%,33.33%)' stop-opacity='.3'/></linearGradient>"
+                    "<radialGradient id='r' fx='.3' fr='.1' spreadMethod='repeat'><stop/><stop offset='1' "
+                    "stop-color='red'/></radialGradient>"
+                    "<rect width='3' height='4' fill='url(#l)' stroke='url(#r)' stroke-width='.3'/>"
+                    "<rect width='3' height='4' fill='hsl(33.3,44%,55%)' fill-opacity='.123'/>"
+                    "<rect width='3' height='4' fill='none'/><rect width='30' height='4' fill='url(#l)'/>");
+}
+
+TEST(SvgExport, LinesComeBack) {
+    ExpectRoundTrip("<path d='M0 0h9' stroke='red' stroke-opacity='.5' stroke-width='.3' stroke-linecap='square' "
+                    "stroke-linejoin='bevel' stroke-miterlimit='7' stroke-dasharray='.1 .7 1.3' "
+                    "stroke-dashoffset='-.1' paint-order='stroke' vector-effect='non-scaling-stroke'/>"
+                    "<path d='M0 0h9' stroke='#ff0' stroke-linecap='round' stroke-linejoin='round'/>");
+}
+
+TEST(SvgExport, ClipsComeBack) {
+    ExpectRoundTrip("<clipPath id='a'><circle r='3'/></clipPath><clipPath id='b' clip-path='url(#a)' "
+                    "transform='scale(2)'><rect width='5' height='5' transform='rotate(3)'/><path clip-rule='evenodd' "
+                    "d='M0 0h1v1z'/></clipPath><clipPath id='c'><rect width='5' height='5' clip-path='url(#a)' "
+                    "transform='translate(3)'/></clipPath><path d='M0 0h1' clip-path='url(#b)'/><g "
+                    "clip-path='url(#c)'/><path d='M0 0h1' clip-path='url(#a)'/>"
+                    "<svg width='3' height='3'><rect width='9' height='9'/></svg>");
+}
+
+TEST(SvgExport, AnInstanceThatDiffersFromItsSymbolIsWrittenOut) {
+    auto const drawing = Import("<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'><defs><rect id='a' "
+                                "width='1' height='1'/></defs><use href='#a'/><use href='#a'/></svg>",
+                                {});
+    auto const document = MakeDocument(drawing);
+    dynamic_cast<SceneNode&>(*drawing.nodes[1]->GetFirstChild(NodeChildListType::Plain)).SetOpacity(0.5);
+    std::string const text = ExportOf(*document);
+    EXPECT_EQ(text.find("<use"), text.rfind("<use"));
+    EXPECT_NE(text.find("opacity=\"0.5\""), std::string::npos);
+}
+
+TEST(SvgExport, NamesComeBackWhateverTheyHold) {
+    std::string const text = ExpectRoundTrip(
+        "<g id='plain'/><g><title>two words</title></g><g id='x'><title>plain</title></g><g><title>plain</title></g>"
+        "<g><title>&lt;/title>&lt;script>&amp;\"'&#10;]]&gt;&#x1F4A9;</title></g><g id='a&quot;b'/><g id='1'/>"
+        "<path id='../../x' d='M0 0h1'/><g><title>clip1</title></g><clipPath id='c'><circle r='1'/></clipPath>"
+        "<path d='M0 0h1' clip-path='url(#c)'/><path d='M0 0h1' clip-path='url(#c2)'/><clipPath "
+        "id='c2'><title/><circle "
+        "r='1'/></clipPath>");
+    EXPECT_NE(text.find("<g id=\"plain\">"), std::string::npos);
+    EXPECT_EQ(text.find("<script"), std::string::npos);
+}
+
+TEST(SvgExport, ControlCharactersInNamesAreReplaced) {
+    auto const drawing = Import("<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'><g/></svg>", {});
+    auto const document = MakeDocument(drawing);
+    drawing.nodes[0]->SetUserDescription(Kernel::String("a\x01\x1B"
+                                                        "b\xEF\xBF\xBF"));
+    EXPECT_NE(ExportOf(*document).find("<title>a\xEF\xBF\xBD\xEF\xBF\xBD"
+                                       "b\xEF\xBF\xBD</title>"),
+              std::string::npos);
+}
+
+TEST(SvgExport, BitmapsComeBack) {
+    auto const bitmap = Kernel::MakeCounted<Raster::DynamicBitmap>(5, 3, Raster::FormatIA16);
+    std::vector<std::uint16_t> pixels(5 * 3 * 2);
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+        pixels[i] = static_cast<std::uint16_t>(i * 2000 + 123);
+    bitmap->WritePixels({0, 0, 5, 3}, pixels.data(), 20);
+    auto const node = Kernel::MakeCounted<RasterNode>();
+    node->SetBitmap(bitmap);
+    node->SetTransform({3, 1, 10, 0, 2, 20}, false);
+    ImportedDrawing drawing;
+    drawing.pageSize = {100, 50};
+    drawing.nodes.push_back(node);
+    auto const document = MakeDocument(drawing);
+    auto const second = Import(ExportOf(*document), {});
+    ASSERT_EQ(second.nodes.size(), 1u);
+    auto const& raster = dynamic_cast<RasterNode&>(*second.nodes[0]);
+    EXPECT_EQ(raster.GetMatrix(), node->GetMatrix());
+    EXPECT_EQ(raster.GetBitmap()->GetFormat(), Raster::FormatIA16);
+    EXPECT_TRUE(raster.GetBitmap()->GetBase()->HasEqualPixels(*bitmap->GetBase()));
+}
+
+TEST(SvgExport, SelectedNodesAreWrittenWhereTheyStand) {
+    auto const drawing = Import("<svg xmlns='http://www.w3.org/2000/svg' width='90' height='90'><g "
+                                "transform='translate(10 20)'><rect width='5' height='6'/><rect/></g></svg>",
+                                {});
+    auto const document = MakeDocument(drawing);
+    Kernel::Counted<Node> const inner(drawing.nodes[0]->GetFirstChild(NodeChildListType::Plain));
+    std::string const text = ExportNodes({inner}).text;
+    EXPECT_NE(text.find("width=\"5\" height=\"6\" viewBox=\"10 20 5 6\""), std::string::npos) << text;
+    EXPECT_NE(text.find("transform=\"matrix(1 0 0 1 10 20)\""), std::string::npos) << text;
+    EXPECT_NE(ExportNodes({}).text.find("width=\"1\""), std::string::npos);
+}
+
+TEST(SvgExport, WhatHasNoCounterpartIsCounted) {
+    auto const drawing =
+        Import("<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'><rect width='1' height='1' "
+               "stroke='red' id='r'/></svg>",
+               {});
+    auto const document = MakeDocument(drawing);
+    auto& node = dynamic_cast<CurvesNode&>(*drawing.nodes[0]);
+    auto const line = node.GetLineStyleDescriptor()->Clone();
+    line->SetStrokeAlignment(Renderer::StrokeAlignment::Inside);
+    node.SetLineStyleDescriptor(line);
+    node.SetBlendMode(Renderer::BlendMode::HardMix);
+    node.SetBrushFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromCMYK(1, 0, 0, 0)));
+    Report const report = ExportSpread(*document->GetCurrentSpread()).report;
+    EXPECT_EQ(report.GetCount("line alignment"), 1u);
+    EXPECT_EQ(report.GetCount("blend mode"), 1u);
+    EXPECT_EQ(report.GetCount("colour outside RGB"), 1u);
+    EXPECT_EQ(report.GetEntries().front().first, "r");
+}
+
+TEST(SvgExport, NestingOfAnyDepthIsWritten) {
+    constexpr int c_depth = 50'000;
+    ImportedDrawing drawing;
+    drawing.pageSize = {10, 10};
+    Kernel::Counted<Node> node = Kernel::MakeCounted<GroupNode>();
+    for (int i = 1; i < c_depth; ++i) {
+        auto const outer = Kernel::MakeCounted<GroupNode>();
+        outer->InsertChild(NodeChildListType::Plain, node, nullptr);
+        node = outer;
+    }
+    drawing.nodes.push_back(node);
+    auto const document = MakeDocument(drawing);
+    std::string const text = ExportOf(*document);
+    EXPECT_EQ(MakeDocument(Import(text, {}))->GetHash(false), document->GetHash(false));
+}
