@@ -80,9 +80,9 @@ Geometry::PointDbl AtX(Geometry::PointDbl a, Geometry::PointDbl b, double x) {
 void CellRasteriser::Reset(Kernel::RectT<int> const& clip) {
     m_clip = clip;
     m_cells.clear();
-    std::size_t const pixels =
-        static_cast<std::size_t>(clip.GetWidth() + 1) * static_cast<std::size_t>(clip.GetHeight());
-    m_compactAt = std::max<std::size_t>(std::size_t{1} << 20, 4 * pixels);
+    m_grid.clear();
+    m_gridAt = std::max<std::size_t>(4096, static_cast<std::size_t>(clip.GetWidth()) *
+                                               static_cast<std::size_t>(clip.GetHeight()) / 2);
 }
 
 void CellRasteriser::AddEdge(Geometry::PointDbl from, Geometry::PointDbl to) {
@@ -211,13 +211,43 @@ void CellRasteriser::AddCell(int x, int row, std::int64_t cover, std::int64_t ar
         return;
     }
     m_cells.push_back({x, row, cover, area});
-    if (m_cells.size() >= m_compactAt) {
-        // At most one cell a pixel is left, so that this does not come again soon.
-        Compact();
+    if (m_cells.size() >= m_gridAt)
+        MoveToGrid();
+}
+
+void CellRasteriser::MoveToGrid() {
+    auto const width = static_cast<std::size_t>(m_clip.GetWidth());
+    m_grid.resize(width * static_cast<std::size_t>(m_clip.GetHeight()));
+    for (Cell const& cell : m_cells) {
+        Sums& sums = m_grid[static_cast<std::size_t>(cell.row - m_clip.top) * width +
+                            static_cast<std::size_t>(cell.x - m_clip.left)];
+        sums.cover += cell.cover;
+        sums.area += cell.area;
     }
+    m_cells.clear();
+}
+
+void CellRasteriser::TakeFromGrid() {
+    auto sums = m_grid.cbegin();
+    for (int row = m_clip.top; row != m_clip.bottom; ++row) {
+        for (int x = m_clip.left; x != m_clip.right; ++x, ++sums) {
+            if (sums->cover != 0 || sums->area != 0)
+                m_cells.push_back({x, row, sums->cover, sums->area});
+        }
+    }
+    m_grid.clear();
 }
 
 void CellRasteriser::Compact() {
+    if (m_grid.empty()) {
+        SortCells();
+        return;
+    }
+    MoveToGrid();
+    TakeFromGrid();
+}
+
+void CellRasteriser::SortCells() {
     std::size_t const rows = static_cast<std::size_t>(m_clip.GetHeight());
     m_rowStarts.assign(rows + 1, 0);
     for (Cell const& cell : m_cells)

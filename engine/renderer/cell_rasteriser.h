@@ -49,6 +49,10 @@ private:
     void AddCell(int x, int row, std::int64_t cover, std::int64_t area);
     // Sorts by row and column and makes one cell of those that fall on one pixel.
     void Compact();
+    void SortCells();
+    // Adds the cells to the grid, from where they come back in order.
+    void MoveToGrid();
+    void TakeFromGrid();
 
     static std::uint32_t GetCoverage(std::int64_t twiceArea, Geometry::WindingOrderMode mode) {
         constexpr std::int64_t c_full = std::int64_t{1} << (2 * c_shift + 1);
@@ -63,10 +67,17 @@ private:
     }
 
     Kernel::RectT<int> m_clip;
+    struct Sums {
+        std::int64_t cover = 0;
+        std::int64_t area = 0;
+    };
+
     std::vector<Cell> m_cells;
     std::vector<Cell> m_sorted;
     std::vector<std::uint32_t> m_rowStarts;
-    std::size_t m_compactAt = 0;
+    // One entry a pixel of the clip, row by row, once there are so many cells that this is less work than sorting them.
+    std::vector<Sums> m_grid;
+    std::size_t m_gridAt = 0;
 };
 
 template <class F>

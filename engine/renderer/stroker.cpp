@@ -179,7 +179,9 @@ void Stroker::AddArc(PointDbl centre, double radius, PointDbl fromNormal, double
     double const largest = std::sqrt(2 * m_shape.tolerance / radius);
     // The joins of a long contour share a budget.
     double const most = std::clamp(4194304.0 / static_cast<double>(m_vertices.size() + 1), 8.0, 4096.0);
-    int const steps = static_cast<int>(std::clamp(std::ceil(angle / largest), 1.0, most));
+    // An endless radius makes this NaN.
+    double const wanted = std::ceil(angle / largest);
+    int const steps = wanted > 1 ? static_cast<int>(std::min(wanted, most)) : 1;
     auto const [sine, cosine] = GetSineCosine(angle / steps);
     PointDbl normal = fromNormal;
     for (int i = 0; i != steps; ++i) {
