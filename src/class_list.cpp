@@ -25,7 +25,8 @@ enum class Coverage { No, Yes };
 } // namespace
 
 // One class's properties and its entry in the registry, for the life of the library.
-template <class T> class RegisteredClass {
+template <class T>
+class RegisteredClass {
 public:
     RegisteredClass(Kernel::ClassUID tag, unsigned short version, Kernel::ClassProperties const* base,
                     Coverage coverage)
@@ -46,8 +47,12 @@ namespace {
 
 using namespace Commands;
 
-template <class T> using Class = RegisteredClass<T>;
-template <class T> Kernel::ClassProperties const* Base() { return T::GetTypeClassProperties(); }
+template <class T>
+using Class = RegisteredClass<T>;
+template <class T>
+Kernel::ClassProperties const* Base() {
+    return T::GetTypeClassProperties();
+}
 
 // clang-format off
 Class<AddPressureProfileCommand>           const c_APPC{"APPC", 1, Base<DocumentCommand>(),      Coverage::No};

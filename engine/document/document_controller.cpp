@@ -111,8 +111,9 @@ void DocumentController::RemovePressureProfile(Kernel::Counted<Geometry::CurveDb
     auto& profiles = m_settings->pressureProfiles;
     auto found = std::find(profiles.begin(), profiles.end(), profile);
     if (found == profiles.end() && profile) {
-        found = std::find_if(profiles.begin(), profiles.end(),
-                             [&](auto const& other) { return other->CompareMembers(*profile, Kernel::CompareContext()); });
+        found = std::find_if(profiles.begin(), profiles.end(), [&](auto const& other) {
+            return other->CompareMembers(*profile, Kernel::CompareContext());
+        });
     }
     if (found == profiles.end())
         return;

@@ -138,8 +138,8 @@ bool LineStyleInterface::IsLineStyleVisible() const {
 
 std::pair<bool, bool> LineStyleInterface::IsLineStyleVisibleFrontBehind() const {
     bool const visible = IsLineStyleVisible();
-    bool const behind = visible && (GetState<DrawOrderState>().lineBehindFill ||
-                                    GetState<LineStyleState>().line->GetDrawBehindFill());
+    bool const behind =
+        visible && (GetState<DrawOrderState>().lineBehindFill || GetState<LineStyleState>().line->GetDrawBehindFill());
     return {visible && !behind, behind};
 }
 

@@ -126,11 +126,10 @@ bool ProxyStateManager<StructureInterface>::Load(Kernel::InSerialiser const& in,
     for (auto const& element : elements) {
         if (!element.node || element.beforeList >= c_childListCount || element.afterList >= c_childListCount)
             continue;
-        m_entries.push_back({element.node,
-                             {element.beforeParent, element.beforePrevious,
-                              static_cast<NodeChildListType>(element.beforeList)},
-                             {element.afterParent, element.afterPrevious,
-                              static_cast<NodeChildListType>(element.afterList)}});
+        m_entries.push_back(
+            {element.node,
+             {element.beforeParent, element.beforePrevious, static_cast<NodeChildListType>(element.beforeList)},
+             {element.afterParent, element.afterPrevious, static_cast<NodeChildListType>(element.afterList)}});
     }
     return true;
 }
@@ -217,7 +216,9 @@ void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
 }
 
 std::array<ProxyStates*, c_interfaceCount> SelectionCommandProxyStateManager::GetAllStates() {
-    auto const of = [this]<class I>(std::type_identity<I>) -> ProxyStates* { return &static_cast<ProxyStateManager<I>&>(*this).GetStates(); };
+    auto const of = [this]<class I>(std::type_identity<I>) -> ProxyStates* {
+        return &static_cast<ProxyStateManager<I>&>(*this).GetStates();
+    };
     return {of(std::type_identity<ShapeInterface>()),         of(std::type_identity<BlendModeInterface>()),
             of(std::type_identity<VisibilityInterface>()),    of(std::type_identity<FilterEffectsInterface>()),
             of(std::type_identity<TransformInterface>()),     of(std::type_identity<BrushFillInterface>()),

@@ -41,8 +41,8 @@ void AddViewPointCommand::Redo() {
 }
 
 void AddViewPointCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
-    auto const kind = m_direction == Direction::Undo ? ViewPointChangedNotification::Removed
-                                                     : ViewPointChangedNotification::Added;
+    auto const kind =
+        m_direction == Direction::Undo ? ViewPointChangedNotification::Removed : ViewPointChangedNotification::Added;
     notifications.push_back(
         Kernel::MakeCounted<ViewPointChangedNotification>(GetDocumentController(), kind, m_viewPoint));
 }

@@ -28,8 +28,8 @@ void DeleteSymbolCommand::Do() {
     MutableSelection selection(MutableSelection::DuplicateStrategy::Skip);
     for (auto const& instance : instances)
         selection.AddSelectable(instance, false);
-    m_detachCommand = Kernel::MakeCounted<DetachSymbolCommand>(selection.CloneImmutable(), true,
-                                                               UnlinkRecurse::Instance, false);
+    m_detachCommand =
+        Kernel::MakeCounted<DetachSymbolCommand>(selection.CloneImmutable(), true, UnlinkRecurse::Instance, false);
     m_detachCommand->PostDequeueWithMutableController(m_documentController);
     m_detachCommand->Do();
 }

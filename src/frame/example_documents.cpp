@@ -7,7 +7,8 @@ Kernel::Counted<ShapeNode> MakeRectangle(Kernel::RectT<double> box, double red, 
     auto const shape = Kernel::MakeCounted<RectangleShape>();
     shape->box = box;
     auto node = Kernel::MakeCounted<ShapeNode>(shape);
-    node->SetBrushFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(red, green, blue)));
+    node->SetBrushFillDescriptor(
+        Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(red, green, blue)));
     return node;
 }
 

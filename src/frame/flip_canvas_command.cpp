@@ -10,7 +10,8 @@ namespace Commands {
 
 namespace {
 
-template <class F> void ForEachTransform(SpreadNode& spread, F const& visit) {
+template <class F>
+void ForEachTransform(SpreadNode& spread, F const& visit) {
     for (Node* child = spread.GetFirstChild(NodeChildListType::Plain); child != nullptr;
          child = child->GetNextSibling()) {
         if (auto* transform = Kernel::CastPointer<TransformInterface>(child))
@@ -63,8 +64,7 @@ void FlipCanvasCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>
     auto const controller = GetDocumentController();
     auto const selection = controller->GetCurrentSelection();
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentAllNotification>(controller, false));
-    notifications.push_back(
-        Kernel::MakeCounted<NewSelectionNotification>(selection, selection, controller, m_preview));
+    notifications.push_back(Kernel::MakeCounted<NewSelectionNotification>(selection, selection, controller, m_preview));
 }
 
 Kernel::Counted<DocumentCommand> FlipCanvasCommand::Clone() const {

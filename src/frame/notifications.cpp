@@ -3,8 +3,7 @@
 
 #include "platform/kernel/cast.h"
 
-Kernel::Counted<Kernel::Notification>
-GuidesChangedNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
+Kernel::Counted<Kernel::Notification> GuidesChangedNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
     if (!Kernel::Cast<GuidesChangedNotification>(other))
         return {};
     return DocumentNotification::Merge(std::move(other));
@@ -18,8 +17,7 @@ DataMergeOptionsChangedNotification::Merge(Kernel::Counted<Kernel::Notification>
     return DataMergeNotification::Merge(std::move(other));
 }
 
-Kernel::Counted<Kernel::Notification>
-NewSelectionNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
+Kernel::Counted<Kernel::Notification> NewSelectionNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
     auto const newer = Kernel::Cast<NewSelectionNotification>(other);
     if (!newer)
         return {};

@@ -112,7 +112,8 @@ class REDRAFT_API PromptEnhancedNotification final : public DocumentNotification
 public:
     PromptEnhancedNotification(Kernel::String prompt, Kernel::String enhancedPrompt,
                                Kernel::Counted<DocumentController const> const& controller)
-        : DocumentNotification(controller, false), m_prompt(std::move(prompt)),
+        : DocumentNotification(controller, false),
+          m_prompt(std::move(prompt)),
           m_enhancedPrompt(std::move(enhancedPrompt)) {}
     Kernel::String const& GetPrompt() const { return m_prompt; }
     Kernel::String const& GetEnhancedPrompt() const { return m_enhancedPrompt; }
@@ -202,7 +203,8 @@ public:
     NewSelectionNotification(Kernel::Counted<Selection const> newSelection,
                              Kernel::Counted<Selection const> oldSelection,
                              Kernel::Counted<DocumentController const> const& controller, bool preview)
-        : DocumentNotification(controller, preview), m_newSelection(std::move(newSelection)),
+        : DocumentNotification(controller, preview),
+          m_newSelection(std::move(newSelection)),
           m_oldSelection(std::move(oldSelection)) {}
     int GetDedupeId() const override { return 1; }
     bool RequiredForPreviewing() override { return true; }

@@ -6,22 +6,27 @@
 #include "platform/kernel/serialisable.h"
 
 // Where a registered class finds its properties. Filled by the list of classes.
-template <class T> struct REDRAFT_API ClassHandle {
+template <class T>
+struct REDRAFT_API ClassHandle {
     inline static Kernel::ClassProperties const* s_properties = nullptr;
 };
 
 // Between a persisted class T and its base: what every such class has to say of itself to the registry. T befriends
 // Kernel::FieldAccess, for its private default constructor and its field list.
-template <class T, class Base> class Persisted : public Base {
+template <class T, class Base>
+class Persisted : public Base {
 public:
     using Base::Base;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::Counted<Kernel::Serialisable>(Kernel::FieldAccess::New<T>()); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() {
+        return Kernel::Counted<Kernel::Serialisable>(Kernel::FieldAccess::New<T>());
+    }
     static Kernel::ClassProperties const* GetTypeClassProperties() { return ClassHandle<T>::s_properties; }
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 
 private:
-    template <class> friend class RegisteredClass;
+    template <class>
+    friend class RegisteredClass;
     // No class of this library gives values to fields whose tag is missing.
     static Kernel::ClassPropertiesBase::DefaultItem const* __GetDefaultSerialisation() {
         static Kernel::ClassPropertiesBase::DefaultItem const s_none[1]{};

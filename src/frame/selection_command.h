@@ -10,7 +10,8 @@
 // that bases on both sides of the library's border can stand on these templates.
 
 // Runs over the selection in each direction: Do and Redo in one sense, Undo in the other.
-template <class T> class SelectionCommand : public SelectionCommandProxyStateManager, public VisitorT<T> {
+template <class T>
+class SelectionCommand : public SelectionCommandProxyStateManager, public VisitorT<T> {
 public:
     explicit SelectionCommand(Kernel::Counted<Selection const> selection)
         : SelectionCommandProxyStateManager(std::move(selection)) {}
@@ -36,9 +37,7 @@ public:
         _Visit();
     }
     virtual bool VisitInReverse() const { return false; }
-    virtual bool DoInReverse() const {
-        return m_direction == Direction::Undo ? !VisitInReverse() : VisitInReverse();
-    }
+    virtual bool DoInReverse() const { return m_direction == Direction::Undo ? !VisitInReverse() : VisitInReverse(); }
 
     // Offers one object to the translators; with `manage`, inside a bracket that keeps its states.
     bool VisitObject(Kernel::NonCounted<Kernel::Countable> object, bool manage) {
@@ -83,7 +82,8 @@ private:
 
 // The same over a selection in its order of use. Given none, it takes the document's when it is first asked: that
 // first call answers empty, the next one the selection.
-template <class T> class OrderedSelectionCommand : public SelectionCommand<T> {
+template <class T>
+class OrderedSelectionCommand : public SelectionCommand<T> {
 public:
     explicit OrderedSelectionCommand(Kernel::Counted<Selection const> selection)
         : m_givenSelection(std::move(selection)) {}
@@ -127,7 +127,8 @@ private:
 };
 
 // A command that receives one interface.
-template <class T, class I> class SelectionCommandWithSingleInterface : public SelectionCommand<T> {
+template <class T, class I>
+class SelectionCommandWithSingleInterface : public SelectionCommand<T> {
 public:
     explicit SelectionCommandWithSingleInterface(Kernel::Counted<Selection const> selection)
         : SelectionCommand<T>(std::move(selection)) {
@@ -147,7 +148,8 @@ protected:
 };
 
 // A command that receives nodes of every kind.
-template <class T> class SelectionCommandWithNodeInterfaces : public SelectionCommand<T> {
+template <class T>
+class SelectionCommandWithNodeInterfaces : public SelectionCommand<T> {
 public:
     explicit SelectionCommandWithNodeInterfaces(Kernel::Counted<Selection const> selection)
         : SelectionCommand<T>(std::move(selection)) {

@@ -7,8 +7,7 @@
 namespace Commands {
 
 // Tells whether pages keep to their side of the spine when others come and go. Not part of the history.
-class REDRAFT_API SetAnchorPagesSettingCommand final
-    : public Persisted<SetAnchorPagesSettingCommand, DocumentCommand> {
+class REDRAFT_API SetAnchorPagesSettingCommand final : public Persisted<SetAnchorPagesSettingCommand, DocumentCommand> {
 public:
     explicit SetAnchorPagesSettingCommand(bool anchorToSpine) : m_anchorToSpine(anchorToSpine) {}
 

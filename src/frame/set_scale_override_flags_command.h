@@ -7,8 +7,7 @@
 namespace Commands {
 
 // Sets what scales with an object whatever the object says: either which things, or whether that is in force at all.
-class REDRAFT_API SetScaleOverrideFlagsCommand final
-    : public Persisted<SetScaleOverrideFlagsCommand, DocumentCommand> {
+class REDRAFT_API SetScaleOverrideFlagsCommand final : public Persisted<SetScaleOverrideFlagsCommand, DocumentCommand> {
 public:
     // Puts the override in force, or out of it.
     explicit SetScaleOverrideFlagsCommand(bool enabled) : m_newEnabled(enabled), m_isToggle(true) {}
@@ -34,8 +33,7 @@ private:
     static constexpr auto Fields() {
         using This = SetScaleOverrideFlagsCommand;
         return Kernel::FieldList{Kernel::Field{"Flag", &This::m_newFlags}, Kernel::Field{"OFlg", &This::m_oldFlags},
-                                 Kernel::Field{"Enab", &This::m_newEnabled},
-                                 Kernel::Field{"OlEn", &This::m_oldEnabled},
+                                 Kernel::Field{"Enab", &This::m_newEnabled}, Kernel::Field{"OlEn", &This::m_oldEnabled},
                                  Kernel::Field{"IsTo", &This::m_isToggle}};
     }
     void Apply(int flags, bool enabled);

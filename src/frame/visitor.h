@@ -36,11 +36,13 @@ private:
     std::vector<std::unique_ptr<Translator>> m_translators;
 };
 
-template <class T> class VisitorT : public Visitor {};
+template <class T>
+class VisitorT : public Visitor {};
 
 // Hands objects with the face I to the command T. The first translator that matches ends the search for an object, so
 // that their order decides which receiver it gets.
-template <class T, class I> class TerminatingTranslatorT final : public Translator {
+template <class T, class I>
+class TerminatingTranslatorT final : public Translator {
 public:
     bool Translate(Kernel::NonCounted<Kernel::Countable> object, Visitor& visitor) override {
         I* const face = Kernel::CastPointer<I, Kernel::Countable, TerminatingTranslatorT>(object.get());

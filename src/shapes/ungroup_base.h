@@ -12,16 +12,16 @@ namespace Commands {
 
 // What the two commands that dissolve groups share: the children of a group move up to where it stood, each keeping
 // its place on the page, and become the selection. T says which groups, and how a child is put back.
-template <class T> class UngroupBase : public OrderedSelectionCommand<T>, public StructureCommandHelper {
+template <class T>
+class UngroupBase : public OrderedSelectionCommand<T>, public StructureCommandHelper {
 public:
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override {
         bool const undone = this->m_direction == DomainCommand::Direction::Undo;
         auto const controller = this->GetDocumentController();
-        notifications.push_back(
-            Kernel::MakeCounted<DocumentStructureChangedNotification>(controller, this->m_preview));
-        notifications.push_back(Kernel::MakeCounted<NewSelectionNotification>(
-            undone ? m_oldSelection : m_newSelection, undone ? m_newSelection : m_oldSelection, controller,
-            this->m_preview));
+        notifications.push_back(Kernel::MakeCounted<DocumentStructureChangedNotification>(controller, this->m_preview));
+        notifications.push_back(Kernel::MakeCounted<NewSelectionNotification>(undone ? m_oldSelection : m_newSelection,
+                                                                              undone ? m_newSelection : m_oldSelection,
+                                                                              controller, this->m_preview));
         notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
             controller, m_invalidRect, this->GetSelection(), this->m_preview, false, false, false));
         StructureCommandHelper::Notify(notifications);
@@ -110,8 +110,7 @@ protected:
         transform->SetTransform(childRecord.transform, false);
         transform->SetFrameTextScale(childRecord.frameTextScale);
         RemoveFromParent(child, true, this->ShouldDetachLinksOnEdit(child), {});
-        AddChildBack(record.group, NodeChildListType::Plain, child, true,
-                     this->ShouldDetachLinksOnEdit(record.group));
+        AddChildBack(record.group, NodeChildListType::Plain, child, true, this->ShouldDetachLinksOnEdit(record.group));
         PutConstraintsBack(*transform, constraints);
         this->RestoreInterfaces(child);
     }

@@ -44,8 +44,8 @@ void UngroupNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted<Do
     }
     if (tops->empty())
         return;
-    m_detachSymbolCommand = Kernel::MakeCounted<DetachSymbolCommand>(tops->CloneImmutable(), true,
-                                                                     UnlinkRecurse::Instance, false);
+    m_detachSymbolCommand =
+        Kernel::MakeCounted<DetachSymbolCommand>(tops->CloneImmutable(), true, UnlinkRecurse::Instance, false);
     m_detachSymbolCommand->PostDequeueWithMutableController(controller);
 }
 

@@ -35,10 +35,9 @@ struct UngroupRecord {
     static constexpr Kernel::ClassUID GetClassUID() { return {"UndR"}; }
     static constexpr unsigned short GetSchemaVersion() { return 1; }
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"Grou", &UngroupRecord::group},
-                                 Kernel::Field{"Pare", &UngroupRecord::parent},
-                                 Kernel::Field{"NexS", &UngroupRecord::nextSibling},
-                                 Kernel::Field{"Chil", &UngroupRecord::children}};
+        return Kernel::FieldList{
+            Kernel::Field{"Grou", &UngroupRecord::group}, Kernel::Field{"Pare", &UngroupRecord::parent},
+            Kernel::Field{"NexS", &UngroupRecord::nextSibling}, Kernel::Field{"Chil", &UngroupRecord::children}};
     }
 };
 

@@ -201,8 +201,7 @@ TEST(DocumentSettings, DescriptionsAreTheSystemsOwn) {
     expect(*Kernel::MakeCounted<SetMasterMigratePagesSettingCommand>(MasterMigrationStrategy::Keep),
            "Set Master Migrate", "Command description");
     expect(*Kernel::MakeCounted<SetReflowPagesSettingCommand>(true), "Set Reflow Pages", "Command description");
-    expect(*Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(1), "Set scale override options",
-           "Command description");
+    expect(*Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(1), "Set scale override options", "Command description");
     expect(*Kernel::MakeCounted<SuspendPreviewCommand>([] {}), "Suspend preview", "Command description");
     expect(*Kernel::MakeCounted<AddPressureProfileCommand>(Profile(1)), "Pressure Profile Added",
            "Command description");

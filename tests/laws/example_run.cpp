@@ -14,7 +14,8 @@ namespace {
 
 std::vector<CommandExample> EngineExamples() {
     return {
-        {"DetachSymbolCommand", ExampleDocuments::SymbolWithInstances,
+        {"DetachSymbolCommand",
+         ExampleDocuments::SymbolWithInstances,
          [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
              return Kernel::MakeCounted<DetachSymbolCommand>(controller.GetCurrentSelection(), true,
                                                              UnlinkRecurse::Instance, true);
@@ -29,11 +30,12 @@ std::vector<CommandExample> EngineExamples() {
              return Kernel::MakeCounted<ReflowPagesCommand>(0);
          },
          {}},
-        {"CompoundCommand", ExampleDocuments::SymbolWithInstances,
+        {"CompoundCommand",
+         ExampleDocuments::SymbolWithInstances,
          [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
              auto compound = Kernel::MakeCounted<CompoundCommand>(false, true, true);
-             compound->AppendCommand(Kernel::MakeCounted<DetachSymbolCommand>(
-                 controller.GetCurrentSelection(), true, UnlinkRecurse::Nested, false));
+             compound->AppendCommand(Kernel::MakeCounted<DetachSymbolCommand>(controller.GetCurrentSelection(), true,
+                                                                              UnlinkRecurse::Nested, false));
              compound->AppendCommand(Kernel::MakeCounted<ReflowPagesCommand>(0));
              return compound;
          },

@@ -150,7 +150,7 @@ TEST_P(Laws, APathOnlyPassWritesNoField) {
     ExampleRun run(Example());
     run.Do();
     EXPECT_TRUE(Kernel::GatherFilePaths(std::vector<Kernel::Counted<Kernel::Serialisable const>>{
-                    Kernel::Counted<Kernel::Serialisable const>(run.command)})
+                                            Kernel::Counted<Kernel::Serialisable const>(run.command)})
                     .empty());
 }
 

@@ -252,8 +252,7 @@ TEST(Ungroup, OnReplayTheContentOfASyncedBoxComesBackAsAnOrdinaryChild) {
     scene.controller->Run(command);
     auto const reloaded = Reload(scene, *command, {});
     reloaded.command->Undo();
-    auto const* const box =
-        reloaded.document->GetSpreads().front()->GetFirstChild(NodeChildListType::Plain);
+    auto const* const box = reloaded.document->GetSpreads().front()->GetFirstChild(NodeChildListType::Plain);
     ASSERT_NE(nullptr, dynamic_cast<CloudSyncedNode const*>(box));
     EXPECT_EQ(1u, box->CountChildren(NodeChildListType::Plain));
 }

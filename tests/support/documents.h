@@ -26,7 +26,8 @@ inline Kernel::NotificationList NotificationsOf(DocumentCommand& command) {
     return list;
 }
 
-template <class N> Kernel::Counted<N> As(Kernel::Counted<Kernel::Notification> const& notification) {
+template <class N>
+Kernel::Counted<N> As(Kernel::Counted<Kernel::Notification> const& notification) {
     return Kernel::Counted<N>(dynamic_cast<N*>(notification.get()));
 }
 
@@ -45,7 +46,8 @@ inline Kernel::Counted<ShapeNode> Named(char const* name) {
     return node;
 }
 
-template <class G = GroupNode> Kernel::Counted<G> NamedGroup(char const* name) {
+template <class G = GroupNode>
+Kernel::Counted<G> NamedGroup(char const* name) {
     auto group = Kernel::MakeCounted<G>();
     group->SetUserDescription(name);
     return group;

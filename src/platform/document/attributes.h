@@ -56,8 +56,10 @@ public:
     virtual bool IsDefault() const = 0;
 };
 
-// The plumbing of a state class: T has an id c_interface, a Fields() list and GetTypeClassProperties, and its default-made value is what an object without the state shows.
-template <class T> class InterfaceStateT : public InterfaceState {
+// The plumbing of a state class: T has an id c_interface, a Fields() list and GetTypeClassProperties, and its
+// default-made value is what an object without the state shows.
+template <class T>
+class InterfaceStateT : public InterfaceState {
 public:
     InterfaceId GetInterfaceId() const override { return T::c_interface; }
     bool IsEqualTo(InterfaceState const& other) const override {
@@ -123,13 +125,15 @@ class REDRAFT_ENGINE AttributeOwner : public virtual Kernel::Countable {
 public:
     // The state of one interface, or null for its default.
     InterfaceState const* FindState(InterfaceId id) const noexcept { return m_attributes.Find(id); }
-    template <class S> S const& GetState() const {
+    template <class S>
+    S const& GetState() const {
         auto const* state = m_attributes.Find(S::c_interface);
         return state == nullptr ? S::GetDefault() : static_cast<S const&>(*state);
     }
     void SetState(InterfaceId id, Kernel::Counted<InterfaceState const> state);
     // Sets a changed copy of a state: edit(S&) changes it.
-    template <class S, std::invocable<S&> F> void EditState(F const& edit) {
+    template <class S, std::invocable<S&> F>
+    void EditState(F const& edit) {
         auto state = Kernel::MakeCounted<S>(GetState<S>());
         edit(*state);
         SetState(S::c_interface, Kernel::Counted<InterfaceState const>(std::move(state)));

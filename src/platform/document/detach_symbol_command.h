@@ -39,10 +39,11 @@ private:
     friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         using This = DetachSymbolCommand;
-        return Kernel::FieldList{Kernel::Field{"Sele", &This::m_selection},  Kernel::Field{"Keep", &This::m_keepLook},
-                                 Kernel::Field{"Recu", &This::m_recurse},    Kernel::Field{"SelR", &This::m_selectResult},
-                                 Kernel::Field{"Node", &This::m_nodes},      Kernel::Field{"Srcs", &This::m_sources},
-                                 Kernel::Field{"OldS", &This::m_oldSelection}};
+        return Kernel::FieldList{
+            Kernel::Field{"Sele", &This::m_selection},   Kernel::Field{"Keep", &This::m_keepLook},
+            Kernel::Field{"Recu", &This::m_recurse},     Kernel::Field{"SelR", &This::m_selectResult},
+            Kernel::Field{"Node", &This::m_nodes},       Kernel::Field{"Srcs", &This::m_sources},
+            Kernel::Field{"OldS", &This::m_oldSelection}};
     }
 
     Kernel::Counted<Selection const> m_selection;

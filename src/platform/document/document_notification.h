@@ -35,9 +35,8 @@ public:
     // `area` is in the space of the current spread. `allSpreads`: the area counts on every spread. `onlyOverlays`:
     // tool marks change and no content. `immediately`: do not wait for a pause.
     InvalidateDocumentNotification(Kernel::Counted<DocumentController const> const& controller,
-                                   Kernel::RectT<double> const& area,
-                                   Kernel::Counted<Selection const> const& selection, bool preview, bool allSpreads,
-                                   bool onlyOverlays, bool immediately);
+                                   Kernel::RectT<double> const& area, Kernel::Counted<Selection const> const& selection,
+                                   bool preview, bool allSpreads, bool onlyOverlays, bool immediately);
     InvalidateDocumentNotification(Kernel::Counted<DocumentController const> const& controller,
                                    SpreadRects const& areas, Kernel::Counted<Selection const> const& selection,
                                    bool preview, bool allSpreads, bool onlyOverlays, bool immediately);

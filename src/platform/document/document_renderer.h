@@ -34,5 +34,5 @@ struct SpreadPictureOptions {
 REDRAFT_ENGINE Kernel::SizeT<int> GetSpreadPictureSize(SpreadNode const& spread, SpreadPictureOptions const& options);
 
 // A target with the spread drawn into it, whose pixels are made when they are asked for.
-REDRAFT_ENGINE Kernel::Counted<Renderer::RasterRenderTarget>
-MakeSpreadPicture(SpreadNode const& spread, SpreadPictureOptions const& options);
+REDRAFT_ENGINE Kernel::Counted<Renderer::RasterRenderTarget> MakeSpreadPicture(SpreadNode const& spread,
+                                                                               SpreadPictureOptions const& options);

@@ -24,9 +24,7 @@ class REDRAFT_ENGINE DOMVisitor : public Kernel::Abortable {
 public:
     ~DOMVisitor() override;
     void Visit(Node& top);
-    void AppendTranslator(std::unique_ptr<DOMTranslator> translator) {
-        m_translators.push_back(std::move(translator));
-    }
+    void AppendTranslator(std::unique_ptr<DOMTranslator> translator) { m_translators.push_back(std::move(translator)); }
 
 protected:
     virtual bool HasSeenEnough() const;
@@ -35,10 +33,12 @@ private:
     std::vector<std::unique_ptr<DOMTranslator>> m_translators;
 };
 
-template <class V> class DOMVisitorT : public DOMVisitor {};
+template <class V>
+class DOMVisitorT : public DOMVisitor {};
 
 // Hands nodes of class N to the visitor's Receive.
-template <class V, class N> class DOMTerminatingTranslatorT final : public DOMTranslator {
+template <class V, class N>
+class DOMTerminatingTranslatorT final : public DOMTranslator {
 public:
     bool Translate(Kernel::NonCounted<Kernel::Countable> object, DOMVisitor& visitor) override {
         auto* const node = Kernel::CastPointer<N, Kernel::Countable, DOMTerminatingTranslatorT>(object.get());

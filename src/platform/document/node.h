@@ -149,7 +149,8 @@ private:
 };
 
 // Calls visit(Node&) for a node and everything below it, parents before children, lists in order. Without recursion.
-template <class F> void ForEachNode(Node& top, F const& visit) {
+template <class F>
+void ForEachNode(Node& top, F const& visit) {
     std::vector<Node*> pending{&top};
     while (!pending.empty()) {
         Node* const node = pending.back();

@@ -108,9 +108,7 @@ protected:
 class REDRAFT_ENGINE PolyCurveNode final : public CurvesNode, public MutableCurvesInterface {
 public:
     PolyCurveNode() = default;
-    Geometry::WindingOrderMode GetWindingOrderMode() const override {
-        return GetState<CurvesState>().windingOrderMode;
-    }
+    Geometry::WindingOrderMode GetWindingOrderMode() const override { return GetState<CurvesState>().windingOrderMode; }
     Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override { return GetCurves(); }
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();

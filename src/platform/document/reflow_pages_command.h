@@ -28,15 +28,16 @@ public:
 
 private:
     ReflowPagesCommand();
-    void Apply(std::vector<Kernel::RectT<double>> const& pageBoxes, std::vector<Kernel::RectT<double>> const& spreadBoxes);
+    void Apply(std::vector<Kernel::RectT<double>> const& pageBoxes,
+               std::vector<Kernel::RectT<double>> const& spreadBoxes);
 
     friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         using This = ReflowPagesCommand;
         return Kernel::FieldList{
-            Kernel::Field{"Firs", &This::m_firstSpread},      Kernel::Field{"Page", &This::m_pages},
-            Kernel::Field{"Sprd", &This::m_spreads},          Kernel::Field{"OlPB", &This::m_oldPageBoxes},
-            Kernel::Field{"NwPB", &This::m_newPageBoxes},     Kernel::Field{"OlSB", &This::m_oldSpreadBoxes},
+            Kernel::Field{"Firs", &This::m_firstSpread},   Kernel::Field{"Page", &This::m_pages},
+            Kernel::Field{"Sprd", &This::m_spreads},       Kernel::Field{"OlPB", &This::m_oldPageBoxes},
+            Kernel::Field{"NwPB", &This::m_newPageBoxes},  Kernel::Field{"OlSB", &This::m_oldSpreadBoxes},
             Kernel::Field{"NwSB", &This::m_newSpreadBoxes}};
     }
 

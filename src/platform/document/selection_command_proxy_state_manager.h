@@ -34,7 +34,8 @@ private:
     mutable std::unordered_map<AttributeOwner const*, std::size_t> m_index;
 };
 
-template <class I> class ProxyStateManager {
+template <class I>
+class ProxyStateManager {
 public:
     virtual ~ProxyStateManager() = default;
     bool HasStates() const noexcept { return !m_states.IsEmpty(); }
@@ -45,7 +46,8 @@ private:
 };
 
 // The state of the tree's structure is where a node stands. It is kept for what object replacement needs.
-template <> class REDRAFT_ENGINE ProxyStateManager<StructureInterface> {
+template <>
+class REDRAFT_ENGINE ProxyStateManager<StructureInterface> {
 public:
     virtual ~ProxyStateManager();
     void Save(Kernel::OutSerialiser& out) const;
@@ -64,36 +66,35 @@ protected:
 // Keeps, for each object that a selection command changes, the states of its interfaces before and after: the bracket
 // StoreInterfaces ... RestoreInterfaces stands around each change. In Do the bracket takes the states; in Undo and Redo
 // it puts them back behind whatever the receiver did; in Teardown it does nothing.
-class REDRAFT_ENGINE SelectionCommandProxyStateManager
-    : public SelectionCommandBase,
-      public ProxyStateManager<ShapeInterface>,
-      public ProxyStateManager<BlendModeInterface>,
-      public ProxyStateManager<VisibilityInterface>,
-      public ProxyStateManager<FilterEffectsInterface>,
-      public ProxyStateManager<TransformInterface>,
-      public ProxyStateManager<BrushFillInterface>,
-      public ProxyStateManager<TransparencyInterface>,
-      public ProxyStateManager<LineStyleInterface>,
-      public ProxyStateManager<MutableCurvesInterface>,
-      public ProxyStateManager<MutableRasterInterface>,
-      public ProxyStateManager<StoryInterface>,
-      public ProxyStateManager<TextFrameInterface>,
-      public ProxyStateManager<TextWrapInterface>,
-      public ProxyStateManager<StructureInterface>,
-      public ProxyStateManager<GUIDInterface>,
-      public ProxyStateManager<AdjustmentParamsInterface>,
-      public ProxyStateManager<FilterParamsInterface>,
-      public ProxyStateManager<ImageResourceInterface>,
-      public ProxyStateManager<PictureFrameInterface>,
-      public ProxyStateManager<TagInterface>,
-      public ProxyStateManager<EditabilityInterface>,
-      public ProxyStateManager<DescriptionInterface>,
-      public ProxyStateManager<DrawOrderInterface>,
-      public ProxyStateManager<HyperlinkInterface>,
-      public ProxyStateManager<BaselineGridInterface>,
-      public ProxyStateManager<ContourInterface>,
-      public ProxyStateManager<DataMergeInterface>,
-      public ProxyStateManager<GeometryModifierInterface> {
+class REDRAFT_ENGINE SelectionCommandProxyStateManager : public SelectionCommandBase,
+                                                         public ProxyStateManager<ShapeInterface>,
+                                                         public ProxyStateManager<BlendModeInterface>,
+                                                         public ProxyStateManager<VisibilityInterface>,
+                                                         public ProxyStateManager<FilterEffectsInterface>,
+                                                         public ProxyStateManager<TransformInterface>,
+                                                         public ProxyStateManager<BrushFillInterface>,
+                                                         public ProxyStateManager<TransparencyInterface>,
+                                                         public ProxyStateManager<LineStyleInterface>,
+                                                         public ProxyStateManager<MutableCurvesInterface>,
+                                                         public ProxyStateManager<MutableRasterInterface>,
+                                                         public ProxyStateManager<StoryInterface>,
+                                                         public ProxyStateManager<TextFrameInterface>,
+                                                         public ProxyStateManager<TextWrapInterface>,
+                                                         public ProxyStateManager<StructureInterface>,
+                                                         public ProxyStateManager<GUIDInterface>,
+                                                         public ProxyStateManager<AdjustmentParamsInterface>,
+                                                         public ProxyStateManager<FilterParamsInterface>,
+                                                         public ProxyStateManager<ImageResourceInterface>,
+                                                         public ProxyStateManager<PictureFrameInterface>,
+                                                         public ProxyStateManager<TagInterface>,
+                                                         public ProxyStateManager<EditabilityInterface>,
+                                                         public ProxyStateManager<DescriptionInterface>,
+                                                         public ProxyStateManager<DrawOrderInterface>,
+                                                         public ProxyStateManager<HyperlinkInterface>,
+                                                         public ProxyStateManager<BaselineGridInterface>,
+                                                         public ProxyStateManager<ContourInterface>,
+                                                         public ProxyStateManager<DataMergeInterface>,
+                                                         public ProxyStateManager<GeometryModifierInterface> {
 public:
     explicit SelectionCommandProxyStateManager(Kernel::Counted<Selection const> selection);
     ~SelectionCommandProxyStateManager() override;

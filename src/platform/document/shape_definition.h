@@ -17,7 +17,8 @@ public:
     virtual char const* GetKindName() const = 0;
 };
 
-template <class T> class ShapeDefinitionT : public ShapeDefinition {
+template <class T>
+class ShapeDefinitionT : public ShapeDefinition {
 public:
     bool IsEqualTo(InterfaceState const& other) const override {
         return typeid(other) == typeid(T) &&

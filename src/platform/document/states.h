@@ -156,10 +156,9 @@ public:
     Kernel::RectT<double> insets;
     unsigned verticalAlignment = 0;
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"ColC", &TextFrameState::columnCount},
-                                 Kernel::Field{"ColG", &TextFrameState::columnGap},
-                                 Kernel::Field{"Inse", &TextFrameState::insets},
-                                 Kernel::Field{"VAli", &TextFrameState::verticalAlignment}};
+        return Kernel::FieldList{
+            Kernel::Field{"ColC", &TextFrameState::columnCount}, Kernel::Field{"ColG", &TextFrameState::columnGap},
+            Kernel::Field{"Inse", &TextFrameState::insets}, Kernel::Field{"VAli", &TextFrameState::verticalAlignment}};
     }
     static ClassProperties const* GetTypeClassProperties();
 };
@@ -198,9 +197,7 @@ class REDRAFT_ENGINE FilterParamsState final : public InterfaceStateT<FilterPara
 public:
     static constexpr InterfaceId c_interface = InterfaceId::FilterParams;
     Kernel::Counted<Kernel::Serialisable> parameters;
-    static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"Parm", &FilterParamsState::parameters}};
-    }
+    static constexpr auto Fields() { return Kernel::FieldList{Kernel::Field{"Parm", &FilterParamsState::parameters}}; }
     static ClassProperties const* GetTypeClassProperties();
 };
 

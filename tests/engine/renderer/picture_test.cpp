@@ -382,8 +382,6 @@ TEST(Target, StopsWhenItIsTold) {
     EXPECT_THROW(target.Render({0, 0, 100, 100}), Kernel::AbortException);
 }
 
-
-
 TEST(Target, FractionalRectanglesAreExactInSixteenBits) {
     RasterRenderTarget target(Size(4, 4, Raster::FormatRGBA16));
     target.DrawCurves(Rectangle(0.3, 0.6, 2.9, 3.1), Filled(Colour()), WindingOrderMode::NonZero);
