@@ -4,44 +4,16 @@
 
 #include "frame/add_pressure_profile_command.h"
 #include "frame/add_view_point_command.h"
-#include "frame/command_coverage.h"
 #include "frame/delete_symbol_command.h"
 #include "frame/flip_canvas_command.h"
+#include "frame/registered_class.h"
 #include "frame/set_anchor_pages_setting_command.h"
 #include "frame/set_guides_fill_command.h"
 #include "frame/set_master_migrate_pages_setting_command.h"
 #include "frame/set_reflow_pages_setting_command.h"
 #include "frame/set_scale_override_flags_command.h"
-#include "platform/kernel/type_name.h"
 #include "shapes/ungroup_all_nodes_command.h"
 #include "shapes/ungroup_nodes_command.h"
-
-#include <optional>
-
-namespace {
-
-enum class Coverage { No, Yes };
-
-} // namespace
-
-// One class's properties and its entry in the registry, for the life of the library.
-template <class T>
-class RegisteredClass {
-public:
-    RegisteredClass(Kernel::ClassUID tag, unsigned short version, Kernel::ClassProperties const* base,
-                    Coverage coverage)
-        : m_properties(tag, &T::CreateObject, version, T::__GetDefaultSerialisation(), base,
-                       Kernel::TypeName<T>().data()),
-          m_registration(&m_properties) {
-        ClassHandle<T>::s_properties = &m_properties;
-        if (coverage == Coverage::Yes)
-            CommandCoverage::Instance().Register(typeid(T), Kernel::TypeName<T>().data());
-    }
-
-private:
-    Kernel::ClassProperties m_properties;
-    Kernel::ClassPropertiesBase::Init m_registration;
-};
 
 namespace {
 

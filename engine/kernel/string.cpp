@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/string.h"
 
+#include "engine/kernel/catalogue.h"
 #include "platform/kernel/exception.h"
 
 #include <cstring>
@@ -126,7 +127,7 @@ String LocalisedString::ToString() const {
     // gettext answers the empty text with the catalogue's header.
     if (m_text.empty())
         return {};
-    static bool const s_isUtf8 = bind_textdomain_codeset("redraft", "UTF-8") != nullptr;
+    static bool const s_isUtf8 = OpenCatalogues();
     if (!s_isUtf8)
         return m_text;
     if (m_context.empty())

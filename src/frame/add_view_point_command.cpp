@@ -61,16 +61,6 @@ Kernel::Counted<DocumentCommand> AddViewPointCommand::Clone() const {
     return Kernel::MakeCounted<AddViewPointCommand>(m_viewPoint);
 }
 
-void AddViewPointCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
-}
-
-bool AddViewPointCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return DocumentCommand::Load(in, files, version);
-}
-
 static ExampleRegistration const s_example({
     .className = "AddViewPointCommand",
     .prepare =

@@ -23,8 +23,6 @@ public:
     bool ClearsPreviewCommands() const override { return false; }
     Kernel::Counted<DocumentCommand> Clone() const override;
     bool MakesDOMDirty() const override { return true; }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
     friend struct Kernel::FieldAccess;

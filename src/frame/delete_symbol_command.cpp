@@ -83,16 +83,6 @@ void DeleteSymbolCommand::PostDequeueWithMutableController(Kernel::NonCounted<Do
         m_detachCommand->PostDequeueWithMutableController(controller);
 }
 
-void DeleteSymbolCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
-}
-
-bool DeleteSymbolCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return DocumentCommand::Load(in, files, version);
-}
-
 static ExampleRegistration const s_example({
     .className = "DeleteSymbolCommand",
     .prepare = ExampleDocuments::SymbolWithInstances,

@@ -23,8 +23,6 @@ public:
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
     Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
     // Empty when no instance was linked to the symbol.
     Kernel::Counted<DetachSymbolCommand> const& GetDetachCommand() const { return m_detachCommand; }

@@ -71,16 +71,6 @@ Kernel::Counted<DocumentCommand> FlipCanvasCommand::Clone() const {
     return Kernel::MakeCounted<FlipCanvasCommand>(m_horizontal);
 }
 
-void FlipCanvasCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
-}
-
-bool FlipCanvasCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return DocumentCommand::Load(in, files, version);
-}
-
 static ExampleRegistration const s_example({
     .className = "FlipCanvasCommand",
     .prepare = ExampleDocuments::NestedGroups,

@@ -40,17 +40,6 @@ Kernel::Counted<DocumentCommand> SetReflowPagesSettingCommand::Clone() const {
     return Kernel::MakeCounted<SetReflowPagesSettingCommand>(m_newValue);
 }
 
-void SetReflowPagesSettingCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    CompoundCommand::Save(out);
-}
-
-bool SetReflowPagesSettingCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
-                                        unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return CompoundCommand::Load(in, files, version);
-}
-
 static ExampleRegistration const s_example({
     .className = "SetReflowPagesSettingCommand",
     .prepare =

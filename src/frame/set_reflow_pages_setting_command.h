@@ -18,8 +18,6 @@ public:
     void Redo() override;
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
     friend struct Kernel::FieldAccess;

@@ -45,17 +45,6 @@ Kernel::Counted<DocumentCommand> SetScaleOverrideFlagsCommand::Clone() const {
                       : Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(m_newFlags);
 }
 
-void SetScaleOverrideFlagsCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
-}
-
-bool SetScaleOverrideFlagsCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
-                                        unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return DocumentCommand::Load(in, files, version);
-}
-
 static ExampleRegistration const s_flagsExample({
     .className = "SetScaleOverrideFlagsCommand",
     .prepare = [](DocumentController&) {},

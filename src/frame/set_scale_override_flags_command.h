@@ -24,8 +24,6 @@ public:
     Kernel::Counted<DocumentCommand> Clone() const override;
     bool MakesDOMDirty() const override { return true; }
     bool ShouldStackForMacro() const override { return true; }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
     friend struct Kernel::FieldAccess;

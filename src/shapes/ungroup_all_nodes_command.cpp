@@ -117,16 +117,6 @@ Kernel::Counted<DocumentCommand> UngroupAllNodesCommand::Clone() const {
     return Kernel::MakeCounted<UngroupAllNodesCommand>();
 }
 
-void UngroupAllNodesCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    OrderedSelectionCommand::Save(out);
-}
-
-bool UngroupAllNodesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return OrderedSelectionCommand::Load(in, files, version);
-}
-
 static ExampleRegistration const s_example({
     .className = "UngroupAllNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,

@@ -130,16 +130,6 @@ Kernel::Counted<DocumentCommand> UngroupNodesCommand::Clone() const {
     return Kernel::MakeCounted<UngroupNodesCommand>(m_relaxAppliedConstraints);
 }
 
-void UngroupNodesCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    OrderedSelectionCommand::Save(out);
-}
-
-bool UngroupNodesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return OrderedSelectionCommand::Load(in, files, version);
-}
-
 static ExampleRegistration const s_example({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,

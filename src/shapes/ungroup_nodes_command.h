@@ -21,8 +21,6 @@ public:
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
     void Receive(Kernel::NonCounted<GroupNode> group) { ReceiveNode(group); }
     void Receive(Kernel::NonCounted<ConstraintsGroupNode> group) { ReceiveNode(group); }

@@ -1,0 +1,19 @@
+#!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
+# Installs a build into a scratch prefix, moves the prefix, and builds and runs the examples against it, as a stranger
+# would: nothing of the build folder may be needed.
+#
+#   tests/install_test.sh BUILD SOURCE
+set -euo pipefail
+build=$1
+source=$2
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+cmake --install "$build" --prefix "$scratch/first" >"$scratch/log"
+mv "$scratch/first" "$scratch/moved"
+cmake -S "$source/examples" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/moved" \
+    -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_FLAGS="${EXAMPLE_FLAGS:-}" >>"$scratch/log"
+cmake --build "$scratch/build" >>"$scratch/log" || { cat "$scratch/log"; exit 1; }
+ctest --test-dir "$scratch/build" --output-on-failure
+"$scratch/moved/bin/redraft" new "$scratch/new.redraft"
+LC_ALL=C.UTF-8 LANGUAGE=de "$scratch/moved/bin/redraft" commands flip-canvas | grep -q "Leinwand spiegeln"
