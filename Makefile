@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # What people type. Each target installs the packages that it needs and builds what it needs.
-.PHONY: demo test test-asan test-tsan bench check check-levels check-format pot packages
+.PHONY: demo test test-asan test-tsan bench check check-levels check-format pot command-pages packages
 .DEFAULT_GOAL := test
 
 JOBS ?= $(shell nproc)
@@ -51,3 +51,9 @@ check-format: packages
 # All texts of the library for translators.
 pot: packages
 	@tools/make_pot.sh
+
+# docs/commands, one page a command.
+command-pages: packages
+	cmake --preset dev >build/dev-configure.log
+	cmake --build --preset dev --target redraft-cli -j $(JOBS)
+	python3 tools/make_command_pages.py build/dev/shell/redraft

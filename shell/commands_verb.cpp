@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "frame/example.h"
 #include "shell/command_table.h"
 #include "shell/verbs.h"
 
@@ -14,6 +15,15 @@ std::string GetClassName(ListedCommand const& command) {
 
 std::string_view GetReason(ListedCommand const& command) {
     return command.entry == nullptr ? c_innerCommand : command.entry->reason;
+}
+
+// What Undo leaves changed on purpose; empty when it leaves nothing.
+std::string_view GetKeptByUndo(std::string_view className) {
+    for (auto const& example : CommandExample::GetAll()) {
+        if (example.className == className && !example.keptByContract.empty())
+            return example.keptByContract;
+    }
+    return {};
 }
 
 void AnswerParameters(JsonWriter& json, ListedCommand const& command) {
@@ -54,6 +64,8 @@ void AnswerJson(JsonWriter& json, ListedCommand const& command) {
     json.Member("description", command.description.GetText().view());
     json.Member("context", command.description.GetContext().view());
     AnswerParameters(json, command);
+    if (auto const kept = GetKeptByUndo(GetClassName(command)); !kept.empty())
+        json.Member("kept", kept);
     if (!GetReason(command).empty())
         json.Member("reason", GetReason(command));
     json.EndObject();
@@ -93,6 +105,8 @@ void PrintDetails(Session& session, ListedCommand const& command) {
     } else {
         session.Print("  not stored in documents\n");
     }
+    if (auto const kept = GetKeptByUndo(GetClassName(command)); !kept.empty())
+        session.Print("  undo keeps: " + std::string(kept) + "\n");
     if (!GetReason(command).empty()) {
         session.Print("  cannot be run from here: " + std::string(GetReason(command)) + "\n");
         return;
