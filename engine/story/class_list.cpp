@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every persisted class of stories, with its tag. Tags and versions are the stored format's key.
+
+#include "platform/kernel/type_name.h"
+#include "platform/story/story.h"
+#include "platform/story/style_sheet.h"
+
+namespace Story {
+
+namespace {
+
+template <class T>
+Kernel::ClassProperties const* Register(Kernel::ClassUID tag) {
+    struct Entry {
+        explicit Entry(Kernel::ClassUID uid)
+            : properties(uid, &T::CreateObject, 1, nullptr, nullptr, Kernel::TypeName<T>().data()), init(&properties) {}
+        Kernel::ClassProperties properties;
+        Kernel::ClassPropertiesBase::Init init;
+    };
+    static Entry const s_entry(tag);
+    return &s_entry.properties;
+}
+
+} // namespace
+
+using Properties = Kernel::ClassProperties const*;
+
+// clang-format off
+Properties Story::GetTypeClassProperties()           { return Register<Story>("Stry"); }
+Properties Paragraph::GetTypeClassProperties()       { return Register<Paragraph>("StPa"); }
+Properties GlyphAtts::GetTypeClassProperties()       { return Register<GlyphAtts>("StGA"); }
+Properties ParagraphAtts::GetTypeClassProperties()   { return Register<ParagraphAtts>("StPt"); }
+Properties TabStops::GetTypeClassProperties()        { return Register<TabStops>("StTb"); }
+Properties Delta::GetTypeClassProperties()           { return Register<Delta>("StDe"); }
+Properties Style::GetTypeClassProperties()           { return Register<Style>("StSt"); }
+Properties StyleSheet::GetTypeClassProperties()      { return Register<StyleSheet>("StSh"); }
+Properties CharacterGlyph::GetTypeClassProperties()  { return Register<CharacterGlyph>("StCh"); }
+Properties FillerTextGlyph::GetTypeClassProperties() { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
+// clang-format on
+
+namespace {
+
+// Registers all of them while the library is loaded: a file may bring any of them first.
+[[maybe_unused]] Properties const c_all[] = {
+    Story::GetTypeClassProperties(),          Paragraph::GetTypeClassProperties(),
+    GlyphAtts::GetTypeClassProperties(),      ParagraphAtts::GetTypeClassProperties(),
+    TabStops::GetTypeClassProperties(),       Delta::GetTypeClassProperties(),
+    Style::GetTypeClassProperties(),          StyleSheet::GetTypeClassProperties(),
+    CharacterGlyph::GetTypeClassProperties(), FillerTextGlyph::GetTypeClassProperties()};
+
+} // namespace
+
+} // namespace Story

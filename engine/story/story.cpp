@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/story_content.h"
+
+#include "platform/kernel/exception.h"
+#include "platform/kernel/field_list.h"
+#include "platform/kernel/inline_object.h"
+
+#include <algorithm>
+#include <mutex>
+
+namespace Story {
+
+std::shared_ptr<Story::Content const> Story::Content::Make(std::vector<BlockRef> blocks) {
+    auto content = std::make_shared<Content>();
+    content->blocks.reserve(blocks.size());
+    std::uint64_t length = 0;
+    for (auto& block : blocks) {
+        content->blocks.push_back({block, content->paragraphCount, static_cast<std::uint32_t>(length)});
+        content->paragraphCount += block->paragraphs.size();
+        length += block->begins.back();
+        if (length > c_maximumLength)
+            throw Kernel::Exception("the text is too long: a story holds 268 million characters at most");
+    }
+    content->length = static_cast<std::uint32_t>(length);
+    return content;
+}
+
+void Story::Content::AppendBlocks(std::vector<BlockRef>& blocks, std::vector<ParagraphRef> const& paragraphs) {
+    for (std::size_t i = 0; i < paragraphs.size(); i += Block::c_capacity) {
+        auto block = Kernel::MakeCounted<Block>();
+        std::uint32_t length = 0;
+        for (std::size_t j = i; j != std::min(i + Block::c_capacity, paragraphs.size()); ++j) {
+            block->paragraphs.push_back(paragraphs[j]);
+            block->begins.push_back(length);
+            length += paragraphs[j]->GetLength();
+        }
+        block->begins.push_back(length);
+        blocks.push_back(std::move(block));
+    }
+}
+
+Story::Content::Entry const& Story::Content::FindBlockOfParagraph(std::size_t index) const {
+    auto const next = std::upper_bound(blocks.begin(), blocks.end(), index, [](std::size_t wanted, Entry const& entry) {
+        return wanted < entry.firstParagraph;
+    });
+    return *std::prev(next);
+}
+
+ParagraphRef const& Story::Content::GetParagraph(std::size_t index) const {
+    auto const& entry = FindBlockOfParagraph(std::min(index, paragraphCount - 1));
+    return entry.block->paragraphs[std::min(index, paragraphCount - 1) - entry.firstParagraph];
+}
+
+Story::Story() {
+    static auto const& s_empty = *new std::shared_ptr<Content const>([] {
+        std::vector<Content::BlockRef> blocks;
+        Content::AppendBlocks(blocks, {Kernel::MakeCounted<Paragraph>()});
+        return Content::Make(std::move(blocks));
+    }());
+    m_content = s_empty;
+}
+
+Story::Story(Story const& other) : Kernel::Countable(), Kernel::Serialisable(other) {
+    other.Get();
+    m_content = other.m_content;
+}
+
+Story::~Story() = default;
+
+Story::Content const& Story::Get() const {
+    if (m_isSettled.load(std::memory_order_acquire)) [[likely]]
+        return *m_content;
+    static std::mutex s_mutex;
+    std::lock_guard const lock(s_mutex);
+    if (m_isSettled.load(std::memory_order_acquire))
+        return *m_content;
+    std::vector<ParagraphRef> paragraphs;
+    std::uint64_t length = 0;
+    for (auto const& paragraph : m_loaded) {
+        if (!paragraph)
+            continue;
+        paragraph->Settle();
+        length += paragraph->GetLength();
+        if (length > c_maximumLength)
+            break;
+        paragraphs.push_back(paragraph);
+    }
+    if (!paragraphs.empty()) {
+        std::vector<Content::BlockRef> blocks;
+        Content::AppendBlocks(blocks, paragraphs);
+        m_content = Content::Make(std::move(blocks));
+    }
+    m_loaded.clear();
+    m_isSettled.store(true, std::memory_order_release);
+    return *m_content;
+}
+
+std::uint32_t Story::GetLength() const { return Get().length; }
+std::size_t Story::GetParagraphCount() const { return Get().paragraphCount; }
+ParagraphRef const& Story::GetParagraph(std::size_t index) const { return Get().GetParagraph(index); }
+
+Story::Place Story::Find(std::uint32_t index) const {
+    auto const& content = Get();
+    index = std::min(index, content.length - 1);
+    auto const next =
+        std::upper_bound(content.blocks.begin(), content.blocks.end(), index,
+                         [](std::uint32_t wanted, Content::Entry const& entry) { return wanted < entry.begin; });
+    auto const& entry = *std::prev(next);
+    auto const& begins = entry.block->begins;
+    auto const after = std::upper_bound(begins.begin(), begins.end(), index - entry.begin);
+    auto const number = static_cast<std::size_t>(std::prev(after) - begins.begin());
+    std::uint32_t const begin = entry.begin + begins[number];
+    return {entry.firstParagraph + number, begin, index - begin};
+}
+
+std::uint32_t Story::GetParagraphBegin(std::size_t index) const {
+    auto const& content = Get();
+    if (index >= content.paragraphCount)
+        return content.length;
+    auto const& entry = content.FindBlockOfParagraph(index);
+    return entry.begin + entry.block->begins[index - entry.firstParagraph];
+}
+
+std::size_t Story::CountCommonPrefix(Story const& other) const {
+    auto const& a = Get();
+    auto const& b = other.Get();
+    std::size_t block = 0;
+    while (block < a.blocks.size() && block < b.blocks.size() && a.blocks[block].block == b.blocks[block].block)
+        ++block;
+    std::size_t count = block == a.blocks.size() ? a.paragraphCount : a.blocks[block].firstParagraph;
+    std::size_t const limit = std::min(a.paragraphCount, b.paragraphCount);
+    while (count < limit && a.GetParagraph(count) == b.GetParagraph(count))
+        ++count;
+    return count;
+}
+
+Kernel::Counted<Glyph const> Story::GetGlyph(std::uint32_t index) const {
+    auto const place = Find(index);
+    return GetParagraph(place.paragraph)->GetGlyph(place.offset);
+}
+GlyphAttsRef Story::GetGlyphAtts(std::uint32_t index) const {
+    auto const place = Find(index);
+    return GetParagraph(place.paragraph)->GetGlyphAtts(place.offset);
+}
+ParagraphAttsRef Story::GetParagraphAtts(std::uint32_t index) const {
+    return GetParagraph(Find(index).paragraph)->GetAtts();
+}
+
+std::u32string Story::GetText(StoryRange range) const {
+    std::u32string text;
+    range.end = std::min(range.end, GetLength());
+    if (range.empty())
+        return text;
+    text.reserve(range.GetSize());
+    auto place = Find(range.begin);
+    for (std::uint32_t at = range.begin; at < range.end;) {
+        auto const piece = GetParagraph(place.paragraph)->GetText().substr(place.offset, range.end - at);
+        text += piece;
+        at += static_cast<std::uint32_t>(piece.size());
+        place = {place.paragraph + 1, at, 0};
+    }
+    return text;
+}
+
+Kernel::String Story::GetString(StoryRange range) const {
+    auto text = GetText(range);
+    std::erase(text, c_objectCharacter);
+    for (auto& c : text) {
+        if (IsHardBreakCharacter(c))
+            c = U'\n';
+    }
+    return EncodeUtf8(text);
+}
+
+bool operator==(Story const& a, Story const& b) {
+    if (a.GetLength() != b.GetLength() || a.GetParagraphCount() != b.GetParagraphCount())
+        return false;
+    for (std::size_t i = 0; i != a.GetParagraphCount(); ++i) {
+        auto const& left = a.GetParagraph(i);
+        auto const& right = b.GetParagraph(i);
+        if (left != right && !(*left == *right))
+            return false;
+    }
+    return true;
+}
+
+void Story::Save(Kernel::OutSerialiser& out) const {
+    auto const& content = Get();
+    std::size_t block = 0, at = 0;
+    Kernel::SaveObjectArray(out, "Pars", content.paragraphCount, [&] {
+        while (at == content.blocks[block].block->paragraphs.size()) {
+            ++block;
+            at = 0;
+        }
+        return Kernel::NonCounted<Kernel::Serialisable const>(content.blocks[block].block->paragraphs[at++].get());
+    });
+}
+
+bool Story::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    m_loaded.clear();
+    Kernel::LoadValue(in, "Pars", m_loaded);
+    m_isSettled.store(false, std::memory_order_release);
+    return true;
+}
+
+// StoryRanges and GlyphString
+
+StoryRanges::StoryRanges(std::vector<StoryRange> ranges) {
+    std::sort(ranges.begin(), ranges.end(), [](StoryRange const& a, StoryRange const& b) { return a.begin < b.begin; });
+    for (auto const& range : ranges) {
+        if (!m_ranges.empty() && range.begin <= m_ranges.back().end)
+            m_ranges.back().end = std::max(m_ranges.back().end, range.end);
+        else
+            m_ranges.push_back(range);
+    }
+}
+StoryRange StoryRanges::GetMaxRange() const {
+    return m_ranges.empty() ? StoryRange() : StoryRange{m_ranges.front().begin, m_ranges.back().end};
+}
+
+GlyphString::GlyphString(Kernel::String const& text) : m_text(DecodeUtf8(text.view()).text) {}
+void GlyphString::Add(Kernel::Counted<Glyph const> glyph) {
+    if (!glyph->IsCharacter())
+        m_objects.push_back({GetLength(), glyph});
+    m_text.push_back(glyph->GetCharacter());
+}
+
+} // namespace Story
