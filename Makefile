@@ -8,9 +8,9 @@ INPUT ?=
 
 # Debian packages are installed once for each state of packages.txt. Without root and sudo they must be there already.
 packages: build/packages.stamp
-build/packages.stamp: packages.txt
+build/%.stamp: %.txt
 	@mkdir -p build
-	@tools/install_packages.sh packages.txt
+	@tools/install_packages.sh $<
 	@touch $@
 
 demo: packages
@@ -34,10 +34,12 @@ test-tsan: packages
 	cmake --build --preset tsan -j $(JOBS) --target test-kernel test-document
 	ctest --preset tsan -j $(JOBS) -R '^(kernel|document)$$'
 
-bench: packages
+# Every question of docs/performance.md, with floors and peers in the same run. BENCH=name asks one of them.
+bench: packages build/packages-bench.stamp
 	cmake --preset release -DREDRAFT_BENCH=ON >build/release-configure.log
-	cmake --build --preset release -j $(JOBS)
-	for program in build/release/bench/bench-*; do $$program || exit 1; done
+	cmake --build --preset release -j $(JOBS) --target bench
+	for program in build/release/bench/bench-$(or $(BENCH),*); do \
+	    [ -f $$program ] && [ -x $$program ] || continue; echo "== $$program"; $$program || exit 1; done
 
 check: check-levels check-format
 

@@ -5,6 +5,11 @@
 
 #include <benchmark/benchmark.h>
 
+#ifdef REDRAFT_BENCH_QT
+#include <QUndoCommand>
+#include <QUndoStack>
+#endif
+
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -74,7 +79,7 @@ void DirectDo(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * c_commands);
 }
-BENCHMARK(DirectDo)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(DirectDo)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 // The same with a history of a thousand steps, as users have it: what leaves is used again.
 void DirectDoWithLimit(benchmark::State& state) {
@@ -84,7 +89,7 @@ void DirectDoWithLimit(benchmark::State& state) {
         document->Run(Kernel::MakeCounted<Trivial<false>>());
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(DirectDoWithLimit)->UseRealTime();
+BENCHMARK(DirectDoWithLimit);
 
 // An object that knows how to do and undo, and a list of those done.
 struct NaiveCommand {
@@ -112,7 +117,64 @@ void FloorOfDirectDo(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * c_commands);
 }
-BENCHMARK(FloorOfDirectDo)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(FloorOfDirectDo)->Unit(benchmark::kMillisecond);
+
+#ifdef REDRAFT_BENCH_QT
+class QtTrivial final : public QUndoCommand {
+public:
+    void undo() override { --s_value; }
+    void redo() override { ++s_value; }
+};
+
+void PeerOfDirectDo(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto stack = std::make_unique<QUndoStack>();
+        state.ResumeTiming();
+        for (int i = 0; i != c_commands; ++i)
+            stack->push(new QtTrivial);
+        state.PauseTiming();
+        stack.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * c_commands);
+}
+BENCHMARK(PeerOfDirectDo)->Unit(benchmark::kMillisecond);
+
+// Argument: 0 undoes, 1 redoes.
+void PeerOfDirectStep(benchmark::State& state) {
+    QUndoStack stack;
+    for (int i = 0; i != c_commands; ++i)
+        stack.push(new QtTrivial);
+    bool const redo = state.range(0) != 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        stack.setIndex(redo ? 0 : c_commands);
+        state.ResumeTiming();
+        for (int i = 0; i != c_commands; ++i) {
+            if (redo)
+                stack.redo();
+            else
+                stack.undo();
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * c_commands);
+}
+BENCHMARK(PeerOfDirectStep)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+// One jump over all steps.
+void PeerOfDirectGoTo(benchmark::State& state) {
+    QUndoStack stack;
+    for (int i = 0; i != c_commands; ++i)
+        stack.push(new QtTrivial);
+    for (auto _ : state) {
+        stack.setIndex(0);
+        stack.setIndex(c_commands);
+    }
+    state.SetItemsProcessed(state.iterations() * c_commands * 2);
+}
+BENCHMARK(PeerOfDirectGoTo)->Unit(benchmark::kMillisecond);
+#endif
 
 Kernel::Counted<DocumentController> const& FilledDocument() {
     static auto const s_document = [] {
@@ -124,18 +186,24 @@ Kernel::Counted<DocumentController> const& FilledDocument() {
     return s_document;
 }
 
-void DirectUndo(benchmark::State& state) {
+// Argument: 0 undoes, 1 redoes.
+void DirectStep(benchmark::State& state) {
     auto const& document = FilledDocument();
+    bool const redo = state.range(0) != 0;
     for (auto _ : state) {
-        for (int i = 0; i != c_commands; ++i)
-            document->Undo();
         state.PauseTiming();
-        document->GoTo(c_commands);
+        document->GoTo(redo ? 0 : c_commands);
         state.ResumeTiming();
+        for (int i = 0; i != c_commands; ++i) {
+            if (redo)
+                document->Redo();
+            else
+                document->Undo();
+        }
     }
     state.SetItemsProcessed(state.iterations() * c_commands);
 }
-BENCHMARK(DirectUndo)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(DirectStep)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void DirectGoTo(benchmark::State& state) {
     auto const& document = FilledDocument();
@@ -145,7 +213,7 @@ void DirectGoTo(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * c_commands * 2);
 }
-BENCHMARK(DirectGoTo)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(DirectGoTo)->Unit(benchmark::kMillisecond);
 
 // The queue is kept full by another thread; the domain thread runs, the delivery thread tells a listener.
 void PipelinedDo(benchmark::State& state) {
@@ -169,7 +237,7 @@ void PipelinedDo(benchmark::State& state) {
         state.SkipWithError("notifications were lost");
     state.SetItemsProcessed(state.iterations() * c_commands);
 }
-BENCHMARK(PipelinedDo)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(PipelinedDo)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
 
 // Argument: 0 undoes, 1 redoes.
 void PipelinedStep(benchmark::State& state) {
@@ -197,7 +265,7 @@ void PipelinedStep(benchmark::State& state) {
     document->RemoveListener(&listener);
     state.SetItemsProcessed(state.iterations() * c_commands);
 }
-BENCHMARK(PipelinedStep)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(PipelinedStep)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
 
 // One command at a time, each waited for on another thread: the price of a round trip.
 void ThreadedRun(benchmark::State& state) {
@@ -209,7 +277,7 @@ void ThreadedRun(benchmark::State& state) {
     document->StopThread();
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(ThreadedRun)->UseRealTime();
+BENCHMARK(ThreadedRun)->MeasureProcessCPUTime()->UseRealTime();
 
 // A queue of functions, a thread that runs them and calls a listener, a list of functions that undo.
 void FloorOfPipelinedDo(benchmark::State& state) {
@@ -252,7 +320,7 @@ void FloorOfPipelinedDo(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * c_commands);
 }
-BENCHMARK(FloorOfPipelinedDo)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(FloorOfPipelinedDo)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
 
 } // namespace
 

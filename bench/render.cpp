@@ -186,7 +186,7 @@ double MeasurePeer(std::vector<Item> const& items) {
             }
             agg::rgba const colour(double{item.colour[0]}, double{item.colour[1]}, double{item.colour[2]},
                                    double{item.colour[3]});
-            renderer.color(agg::rgba8_pre(colour.r, colour.g, colour.b, colour.a));
+            renderer.color(agg::rgba_pre(colour.r, colour.g, colour.b, colour.a));
             agg::render_scanlines(rasteriser, scanline, renderer);
         }
     });

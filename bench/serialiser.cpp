@@ -9,6 +9,11 @@
 #include "platform/kernel/serialisable.h"
 
 #include <benchmark/benchmark.h>
+
+#ifdef REDRAFT_BENCH_PROTOBUF
+#include "protobuf_peer.pb.h"
+#endif
+
 #include <cstring>
 #include <map>
 #include <optional>
@@ -157,6 +162,88 @@ void HashGraph(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * c_objects);
 }
 BENCHMARK(HashGraph)->Unit(benchmark::kMillisecond);
+
+#ifdef REDRAFT_BENCH_PROTOBUF
+// The same objects as messages in an arena, from the linked objects and back to messages: what an editor would do that
+// kept its objects and saved through protobuf. Argument: 1 starts from finished messages, which no editor has. Without
+// checksums.
+void FillMessages(bench::Graph& graph, std::vector<Small const*> const& objects) {
+    graph.mutable_objects()->Reserve(static_cast<int>(objects.size()));
+    for (Small const* const object : objects) {
+        auto* const message = graph.add_objects();
+        message->set_value(object->m_value);
+        if (object->m_next)
+            message->set_next(static_cast<std::uint32_t>(object->m_next->m_value) + 1);
+        if (object->m_other)
+            message->set_other(static_cast<std::uint32_t>(object->m_other->m_value) + 1);
+        if (object->m_value % 2 == 0) {
+            auto const text = object->m_name.view();
+            message->set_name(text.data(), text.size());
+        } else {
+            message->mutable_point()->set_x(object->m_point.x);
+            message->mutable_point()->set_y(object->m_point.y);
+        }
+    }
+}
+
+std::vector<Small const*> ListObjects() {
+    std::vector<Small const*> objects(c_objects);
+    std::vector<Small const*> waiting{GetTree().get()};
+    while (!waiting.empty()) {
+        auto const* const object = waiting.back();
+        waiting.pop_back();
+        objects[static_cast<std::size_t>(object->m_value)] = object;
+        for (auto const& next : {object->m_next, object->m_other}) {
+            if (next)
+                waiting.push_back(next.get());
+        }
+    }
+    return objects;
+}
+
+void PeerWrite(benchmark::State& state) {
+    auto const objects = ListObjects();
+    bool const ready = state.range(0) != 0;
+    google::protobuf::Arena arena;
+    auto* const finished = google::protobuf::Arena::CreateMessage<bench::Graph>(&arena);
+    FillMessages(*finished, objects);
+    std::string bytes;
+    for (auto _ : state) {
+        if (ready) {
+            finished->SerializeToString(&bytes);
+            continue;
+        }
+        google::protobuf::Arena own;
+        auto* const graph = google::protobuf::Arena::CreateMessage<bench::Graph>(&own);
+        FillMessages(*graph, objects);
+        graph->SerializeToString(&bytes);
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+    state.counters["bytes/object"] = static_cast<double>(bytes.size()) / c_objects;
+}
+BENCHMARK(PeerWrite)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+void PeerRead(benchmark::State& state) {
+    std::string bytes;
+    {
+        google::protobuf::Arena arena;
+        auto* const graph = google::protobuf::Arena::CreateMessage<bench::Graph>(&arena);
+        FillMessages(*graph, ListObjects());
+        graph->SerializeToString(&bytes);
+    }
+    for (auto _ : state) {
+        std::optional<google::protobuf::Arena> arena(std::in_place);
+        auto* const graph = google::protobuf::Arena::CreateMessage<bench::Graph>(&*arena);
+        if (!graph->ParseFromString(bytes) || graph->objects_size() != c_objects)
+            state.SkipWithError("the messages are not what was written");
+        state.PauseTiming();
+        arena.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * c_objects);
+}
+BENCHMARK(PeerRead)->Unit(benchmark::kMillisecond);
+#endif
 
 // The floors.
 
