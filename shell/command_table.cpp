@@ -13,6 +13,8 @@
 #include "frame/set_scale_override_flags_command.h"
 #include "frame/suspend_preview_command.h"
 #include "platform/kernel/cast.h"
+#include "shapes/divide_shapes_command.h"
+#include "shapes/fill_holes_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
 #include "shapes/ungroup_nodes_command.h"
 
@@ -46,6 +48,11 @@ std::vector<CommandEntry> MakeTable() {
                    Parameter<SpreadIndex>{"spreadIndex", "the spread that it shows, from 0", SpreadIndex{0}},
                    Parameter<Kernel::RectT<double>>{"viewBox", "what it shows, in the spread's space"})),
         Command<DeleteSymbolCommand>(Form(Parameter<SymbolReference>{"symbol", "the symbol, as #ID or name:TEXT"})),
+        Command<DivideShapesCommand>(Form(
+            Parameter<bool>{"retainAll", "open lines are kept even when filled shapes take part", false},
+            SelectionParameter{})),
+        Command<FillHolesCommand>(Form(
+            Parameter<bool>{"removeInternalLines", "takes away lines inside the shapes, and closes no holes", false})),
         Command<FlipCanvasCommand>(Form(
             Parameter<bool>{"horizontal", "true mirrors left to right, false top to bottom"})),
         Command<SetAnchorPagesSettingCommand>(Form(

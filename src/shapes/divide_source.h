@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/node.h"
+#include "platform/document/object_style.h"
+#include "platform/geometry/curve_intersection_graph.h"
+
+namespace Commands {
+
+// Where an input of a divide came from, and what its pieces look like.
+struct DivideSource {
+    Kernel::Counted<Node> node;
+    Kernel::Counted<ObjectStyle> style;
+    // Identity but for glyphs: there the transform that they were drawn with.
+    Raster::AffineTransform::Params renderTransform;
+};
+
+using DivideInput = Geometry::CurveIntersectionGraph::Input;
+
+// The one tolerance of the divide: a fill with no more opacity than this does not count.
+inline constexpr double c_visibleFill = 0.01;
+
+} // namespace Commands

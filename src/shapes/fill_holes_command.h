@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/notifications.h"
+#include "frame/persisted.h"
+#include "platform/document/nodes.h"
+#include "platform/document/selection.h"
+#include "platform/document/spread_rects.h"
+#include "platform/document/structure_command_helper.h"
+#include "platform/geometry/curve_intersection_graph.h"
+#include "shapes/fill_holes_record.h"
+
+namespace Commands {
+
+// Rebuilds the curves of each selected shape from the outline of its own areas: all that its curves enclose, which
+// closes holes; or only those that its winding rule paints, which takes away lines inside.
+class REDRAFT_API FillHolesCommand final : public Persisted<FillHolesCommand, DocumentCommand>,
+                                           public StructureCommandHelper {
+public:
+    explicit FillHolesCommand(bool removeInternalLines = false);
+
+    static bool CanApplyTo(Kernel::NonCounted<Selection const> selection, bool removeInternalLines);
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Teardown() override;
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    bool ShouldStackForUndo() const override { return m_valid; }
+    ProgressType GetProgressType() const override { return ProgressType::Bar; }
+    bool* GetProgressAbortPointer() const override { return &m_abort; }
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    Kernel::RectT<double> GenerateHistoryInterestingRect() const override;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    friend struct Kernel::FieldAccess;
+    using Items = std::vector<Kernel::Counted<SelectionItem const>>;
+    using Curves = Kernel::Counted<Geometry::PolyCurveDbl>;
+    static constexpr auto Fields() {
+        using This = FillHolesCommand;
+        return Kernel::FieldList{Kernel::Field{"Vali", &This::m_valid},
+                                 Kernel::Field{"ILin", &This::m_removeInternalLines},
+                                 Kernel::Field{"IRec", &This::m_invalidRects},
+                                 Kernel::Field{"OldS", &This::m_oldSelection},
+                                 Kernel::Field{"NewS", &This::m_newSelection}.OnlyWhenSet(),
+                                 Kernel::Field{"Undo", &This::m_undoRecords}};
+    }
+
+    // Each adds records of what is to be changed and changes nothing yet. True when the object got a record; what takes
+    // its place in the selection is appended to `items`, where that is not null.
+    bool AddConstCurvesInterface(Kernel::JailNonCounted<ConstCurvesInterface> curves, Kernel::JailNonCounted<Node> node,
+                                 Items* items);
+    // `includeAll`: also children that are no content.
+    void AddLogicalNodes(Node const& node, bool includeAll);
+    // Frames of text are recognised and left alone.
+    bool AddTextFrameInterface(Kernel::JailNonCounted<TextFrameInterface> frame, Kernel::JailNonCounted<Node> node,
+                               Items* items);
+    bool AddSelected(SelectionItem const& item, Items& items);
+
+    Curves BuildOutline(ConstCurvesInterface const& curves, bool isFilled);
+    Kernel::Counted<Node> MakeReplacement(ConstCurvesInterface const& curves, Node const& node, Curves outline) const;
+    void Apply(FillHolesRecord& record);
+
+    bool m_removeInternalLines = false;
+    // Whether there is anything to undo.
+    bool m_valid = true;
+    // Set by whoever shows the progress.
+    mutable bool m_abort = false;
+    SpreadRects m_invalidRects;
+    Kernel::Counted<Selection const> m_oldSelection;
+    // Empty when no selected object was changed or replaced itself.
+    Kernel::Counted<Selection const> m_newSelection;
+    std::vector<FillHolesRecord> m_undoRecords;
+};
+
+} // namespace Commands
