@@ -31,8 +31,8 @@ Properties Paragraph::GetTypeClassProperties()       { return Register<Paragraph
 Properties GlyphAtts::GetTypeClassProperties()       { return Register<GlyphAtts>("StGA"); }
 Properties ParagraphAtts::GetTypeClassProperties()   { return Register<ParagraphAtts>("StPt"); }
 Properties TabStops::GetTypeClassProperties()        { return Register<TabStops>("StTb"); }
-Properties Delta::GetTypeClassProperties()           { return Register<Delta>("StDe"); }
-Properties Style::GetTypeClassProperties()           { return Register<Style>("StSt"); }
+Properties Delta::GetTypeClassProperties()           { return Register<Delta>("TxDe"); }
+Properties Style::GetTypeClassProperties()           { return Register<Style>("TxSt"); }
 Properties StyleSheet::GetTypeClassProperties()      { return Register<StyleSheet>("StSh"); }
 Properties CharacterGlyph::GetTypeClassProperties()  { return Register<CharacterGlyph>("StCh"); }
 Properties FillerTextGlyph::GetTypeClassProperties() { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
