@@ -29,10 +29,11 @@ DomainController::~DomainController() { StopThread(); }
 void DomainController::StartThread() {
     if (HasThread())
         return;
-    m_implementation->StartThreads(Kernel::Counted<DomainController>(this));
+    m_implementation->StartThreads();
 }
 
 void DomainController::StopThread() {
+    auto const keep = KeepIfAlive(*this);
     if (HasThread())
         m_implementation->StopThreads();
 }
@@ -143,6 +144,7 @@ void DomainController::SetDirectDelivery(bool direct) {
 void DomainController::SendNotification(Kernel::Counted<Kernel::Notification> notification) {
     if (!notification)
         return;
+    auto const keep = KeepIfAlive(*this);
     auto& delivery = m_implementation->delivery;
     if (MustProcessUnlocked(*notification)) {
         delivery.Deliver(*notification);

@@ -51,7 +51,7 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
         Implementation& m_domain;
     };
 
-    explicit Implementation(DomainController* owner) : controller(owner), delivery(lock) {}
+    explicit Implementation(DomainController* owner) : controller(owner), delivery(lock, *owner) {}
 
     void Queue(Item&& item);
     void QueueAndWait(Item&& item);
@@ -72,7 +72,7 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     void HandOver();
     void DeliverDirectly() noexcept;
 
-    void StartThreads(Kernel::Counted<DomainController> const& owner);
+    void StartThreads();
     void StopThreads();
     void RunThread();
     // False: the thread is to end.
@@ -82,7 +82,6 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     void WakeDeferred();
 
     DomainController* const controller;
-    Kernel::Weak<DomainController> weakController;
     DomainLock lock;
     NotificationDelivery delivery;
 
@@ -91,6 +90,8 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     std::condition_variable queueChanged;
     std::vector<Item> incoming;
     std::atomic<bool> hasIncoming{false};
+    // Keeps the controller while items wait for the domain thread.
+    Kernel::Counted<DomainController> keptByItems;
     bool threadSleeps = false;
     bool stop = false;
     std::atomic<bool> hasThread{false};
@@ -103,6 +104,8 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     std::vector<Item> deferred;
     Kernel::NotificationList outgoing;
     std::atomic<bool> directDelivery{false};
+    // Keeps the controller while what this turn runs may drop the last reference to it. Dropped after the turn.
+    Kernel::Counted<DomainController> kept;
 
     // A background task runs that gives way to readers, and its flag.
     std::atomic<bool> readersAbortTask{false};

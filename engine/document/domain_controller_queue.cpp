@@ -60,14 +60,13 @@ void DomainController::Implementation::QueueAndWait(Item&& item) {
 }
 
 void DomainController::Implementation::Push(Item&& item) {
-    bool wake = false;
-    {
-        std::lock_guard const guard(queueMutex);
-        incoming.push_back(std::move(item));
-        hasIncoming.store(true, std::memory_order_relaxed);
-        wake = std::exchange(threadSleeps, false);
-    }
-    if (wake)
+    // Woken under the mutex: once it is free all may be over, this object included.
+    std::lock_guard const guard(queueMutex);
+    if (incoming.empty() && hasThread.load(std::memory_order_relaxed))
+        keptByItems = KeepIfAlive(*controller);
+    incoming.push_back(std::move(item));
+    hasIncoming.store(true, std::memory_order_relaxed);
+    if (std::exchange(threadSleeps, false))
         queueChanged.notify_one();
 }
 
@@ -80,6 +79,8 @@ void DomainController::Implementation::Absorb() {
         else
             std::move(incoming.begin(), incoming.end(), std::back_inserter(pending));
         incoming.clear();
+        if (keptByItems)
+            kept = std::move(keptByItems);
         hasIncoming.store(false, std::memory_order_relaxed);
     }
     DropReplaced(first);
@@ -215,6 +216,8 @@ void DomainController::Implementation::Complete(Item& item, std::exception_ptr c
         Log(error);
         return;
     }
+    if (!kept)
+        kept = KeepIfAlive(*controller);
     lock.ReleaseWriting();
     try {
         (*item.completion)(error);
@@ -239,6 +242,8 @@ void DomainController::Implementation::DeliverDirectly() noexcept {
     Kernel::NotificationList batch;
     batch.swap(outgoing);
     DeduplicateNotifications(batch);
+    if (!kept)
+        kept = KeepIfAlive(*controller);
     // Nobody else can write while this thread has the turn.
     lock.ReleaseWriting();
     for (auto const& notification : batch) {
@@ -263,11 +268,12 @@ void DomainController::Implementation::EndTurn() noexcept {
         Absorb();
         RunPending();
     }
+    // May be the last one: nothing of this object is touched after it.
+    auto const last = std::move(kept);
     lock.Release();
 }
 
-void DomainController::Implementation::StartThreads(Kernel::Counted<DomainController> const& owner) {
-    weakController = owner;
+void DomainController::Implementation::StartThreads() {
     stop = false;
     delivery.StartThread(shared_from_this());
     hasThread = true;
@@ -289,7 +295,7 @@ void DomainController::Implementation::StopThreads() {
         thread.join();
     }
     {
-        // What was queued while the thread ended, or all, when this is that thread.
+        // What was queued while the thread ended.
         Turn const turn(*this);
         Absorb();
         RunPending();
@@ -301,13 +307,14 @@ void DomainController::Implementation::StopThreads() {
 
 void DomainController::Implementation::RunThread() {
     while (WaitForItems()) {
-        // Kept for the run: a completion may drop the last reference. Empty while the controller's end waits for this
-        // thread.
-        auto const keep = weakController.Lock();
         lock.Acquire();
         Absorb();
         RunPending();
         HandOver();
+        // May be the last one, and the controller's end come here. Tasks that wait for readers keep it.
+        Kernel::Counted<DomainController> last;
+        if (deferred.empty())
+            last = std::move(kept);
         lock.Release();
     }
 }

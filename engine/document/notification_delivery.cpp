@@ -53,6 +53,12 @@ Kernel::Counted<Kernel::Notification> MergeOrNone(Kernel::Counted<Kernel::Notifi
 
 } // namespace
 
+Kernel::Counted<DomainController> KeepIfAlive(DomainController& controller) noexcept {
+    if (!controller.GetControlBlock()->TryAcquireStrong())
+        return {};
+    return Kernel::Counted<DomainController>::Adopt(&controller);
+}
+
 void DeduplicateNotifications(Kernel::NotificationList& batch) {
     NewestById newest;
     std::size_t kept = 0;
@@ -118,9 +124,9 @@ void NotificationDelivery::Deliver(Kernel::Notification& notification) {
         std::erase(m_listeners, nullptr);
 }
 
-void NotificationDelivery::StartThread(std::shared_ptr<void> owner) {
+void NotificationDelivery::StartThread(std::shared_ptr<void> keep) {
     m_stop = false;
-    m_thread = std::thread([this, keep = std::move(owner)] { Work(); });
+    m_thread = std::thread([this, kept = std::move(keep)] { Work(); });
 }
 
 void NotificationDelivery::StopThread() {
@@ -129,10 +135,14 @@ void NotificationDelivery::StopThread() {
         m_stop = true;
     }
     m_posted.notify_one();
-    if (IsThisThread())
+    if (IsThisThread()) {
+        // The last reference to the controller went with something that this thread dropped.
+        while (DeliverWaiting()) {
+        }
         m_thread.detach();
-    else if (m_thread.joinable())
+    } else if (m_thread.joinable()) {
         m_thread.join();
+    }
 }
 
 void NotificationDelivery::Post(Kernel::NotificationList& notifications) {
@@ -160,33 +170,37 @@ void NotificationDelivery::Flush() {
 }
 
 void NotificationDelivery::Work() {
-    Kernel::NotificationList batch;
-    for (;;) {
+    do {
         std::unique_lock lock(m_mutex);
         m_idle = true;
         m_posted.wait(lock, [this] { return m_stop || !m_waiting.empty(); });
         m_idle = false;
-        if (m_waiting.empty())
-            return;
+    } while (DeliverWaiting());
+}
+
+// With the last notification may go the last reference to the controller, whose end then comes on this thread.
+bool NotificationDelivery::DeliverWaiting() {
+    Kernel::NotificationList batch;
+    {
+        std::lock_guard const lock(m_mutex);
         batch.swap(m_waiting);
-        lock.unlock();
-
-        auto const count = batch.size();
-        DeduplicateNotifications(batch);
-        DeliverBatch(batch);
-
-        lock.lock();
-        m_deliveredCount += count;
-        m_delivered.notify_all();
-        lock.unlock();
-        // With the last notification may go the last reference to the controller, whose end then comes on this thread.
-        batch.clear();
     }
+    if (batch.empty())
+        return false;
+    auto const count = batch.size();
+    DeduplicateNotifications(batch);
+    DeliverBatch(batch);
+    std::lock_guard const lock(m_mutex);
+    m_deliveredCount += count;
+    m_delivered.notify_all();
+    return true;
 }
 
 void NotificationDelivery::DeliverBatch(Kernel::NotificationList const& batch) {
     if (!HasListeners())
         return;
+    // Goes after the lock. Empty while the controller's end waits for this thread.
+    auto const keep = KeepIfAlive(m_owner);
     bool locked = false;
     std::chrono::steady_clock::time_point lockedAt;
     auto const setLocked = [&](bool wanted) {

@@ -11,6 +11,9 @@
 #include <thread>
 #include <vector>
 
+// A reference for as long as a call may drop the others; empty when the controller's end has begun.
+Kernel::Counted<DomainController> KeepIfAlive(DomainController& controller) noexcept;
+
 // Merges what may be merged in a batch, in place and keeping the order. See DomainController.
 void DeduplicateNotifications(Kernel::NotificationList& batch);
 
@@ -20,7 +23,8 @@ bool MustProcessUnlocked(Kernel::Notification& notification);
 // Brings notifications to the listeners of one domain: on its own thread, or on the caller's.
 class NotificationDelivery {
 public:
-    explicit NotificationDelivery(DomainLock& lock) : m_lock(lock) {}
+    // `owner` is whose notifications these are: listeners may drop the last reference to it.
+    NotificationDelivery(DomainLock& lock, DomainController& owner) : m_lock(lock), m_owner(owner) {}
     NotificationDelivery(NotificationDelivery const&) = delete;
     NotificationDelivery& operator=(NotificationDelivery const&) = delete;
 
@@ -28,9 +32,8 @@ public:
     void RemoveListener(NotificationListener* listener);
     bool HasListeners() const noexcept { return m_listenerCount.load(std::memory_order_relaxed) != 0; }
 
-    // `owner` keeps this object alive for the thread. Stopping delivers first what is there; called on the thread
-    // itself it leaves that to the thread's own end.
-    void StartThread(std::shared_ptr<void> owner);
+    // `keep` keeps this object alive for the thread. Stopping delivers first what is there.
+    void StartThread(std::shared_ptr<void> keep);
     void StopThread();
     // Gives notifications to the thread and empties the list.
     void Post(Kernel::NotificationList& notifications);
@@ -38,14 +41,17 @@ public:
     void Flush();
     bool IsThisThread() const noexcept { return m_thread.get_id() == std::this_thread::get_id(); }
 
-    // Calls the listeners, on this thread, whatever the lock is.
+    // Calls the listeners, on this thread, whatever the lock is. The caller keeps the owner.
     void Deliver(Kernel::Notification& notification);
 
 private:
     void Work();
+    // Delivers what waits, as one batch. False: nothing does.
+    bool DeliverWaiting();
     void DeliverBatch(Kernel::NotificationList const& batch);
 
     DomainLock& m_lock;
+    DomainController& m_owner;
 
     // Held while listeners are called. A listener may add and remove listeners.
     std::recursive_mutex m_listenerMutex;

@@ -67,6 +67,16 @@ private:
     int m_key;
 };
 
+// Counts the steps whose end has come.
+class Ending final : public SetFlags {
+public:
+    Ending(int newValue, std::atomic<int>& ended) : SetFlags(newValue), m_ended(&ended) {}
+    void Teardown() override { ++*m_ended; }
+
+private:
+    std::atomic<int>* m_ended;
+};
+
 class Task final : public BackgroundTaskCommand {
 public:
     explicit Task(std::function<void(Task&)> work) : m_work(std::move(work)) {}
@@ -250,6 +260,39 @@ TEST(Queue, ACompletionMayQueueButNotWait) {
     document->StopThread();
 }
 
+TEST(Queue, ACompletionMayDropTheLastReference) {
+    for (bool const threaded : {false, true}) {
+        auto document = MakeDocument();
+        if (threaded)
+            document->StartThread();
+        std::atomic<int> ended{0};
+        auto& last = *document;
+        last.Queue(Kernel::MakeCounted<Ending>(1, ended),
+                   [held = std::move(document), &ended](std::exception_ptr error) mutable {
+                       EXPECT_EQ(error, nullptr);
+                       EXPECT_EQ(held->GetScaleOverrideFlags(true), 1);
+                       held.reset();
+                       EXPECT_EQ(ended, 0) << "the controller ended while its queue called a completion";
+                   });
+        while (ended != 1)
+            std::this_thread::yield();
+    }
+}
+
+TEST(Queue, TheLastReferenceMayGoWhileCommandsWait) {
+    for (int round = 0; round != 200; ++round) {
+        std::atomic<int> ended{0};
+        auto document = MakeDocument();
+        document->SetMergingEnabled(false);
+        document->StartThread();
+        for (int i = 1; i <= 3; ++i)
+            document->Queue(Kernel::MakeCounted<Ending>(i, ended));
+        document.reset();
+        while (ended != 3)
+            std::this_thread::yield();
+    }
+}
+
 TEST(Queue, ACommandOfNoDocumentRunsWithoutHistory) {
     auto const document = MakeDocument();
     Listener const listener(*document);
@@ -349,7 +392,10 @@ TEST(Task, WaitsForReadersWhileCommandsGoFirst) {
         BusyDocument busy;
         auto& document = *busy.controller;
         std::vector<std::string> order;
-        document.Queue(MakeCall([](DocumentController& controller) {
+        // The reader comes while the run that holds the task is under way, not before it.
+        Gate waiting;
+        document.Queue(MakeCall([&](DocumentController& controller) {
+            waiting.Open();
             while (!controller.IsReaderWaiting())
                 std::this_thread::yield();
         }));
@@ -359,8 +405,10 @@ TEST(Task, WaitsForReadersWhileCommandsGoFirst) {
         document.Queue(task, [&](std::exception_ptr) { taskDone.set_value(); });
         document.Queue(MakeCall([&](DocumentController&) { order.push_back("command"); }));
         busy.gate.Open();
+        waiting.Pass();
         {
             auto const session = document.LockForReading();
+            ASSERT_FALSE(order.empty());
             EXPECT_EQ(order.front(), deferrable ? "command" : "task");
         }
         taskDone.get_future().wait();
@@ -539,6 +587,28 @@ TEST(Delivery, AListenerMayQueueAndComeAndGoWhileItIsCalled) {
         EXPECT_FALSE(second);
     }
     document->StopThread();
+}
+
+TEST(Delivery, AListenerMayDropTheLastReference) {
+    for (bool const direct : {false, true}) {
+        for (bool const threaded : {false, true}) {
+            class Dropping final : public NotificationListener {
+            public:
+                void Receive(Kernel::NonCounted<Kernel::Notification>) override { held.reset(); }
+                Kernel::Counted<DocumentController> held;
+            } listener;
+            listener.held = MakeDocument();
+            auto& document = *listener.held;
+            Kernel::Weak<DocumentController> const watched(listener.held);
+            document.SetDirectDelivery(direct);
+            document.AddListener(&listener);
+            if (threaded)
+                document.StartThread();
+            document.Queue(MakeSet(1));
+            while (!watched.IsExpired())
+                std::this_thread::yield();
+        }
+    }
 }
 
 TEST(Delivery, AListenerThatThrowsHarmsNobody) {
