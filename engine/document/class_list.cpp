@@ -7,7 +7,10 @@
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/kernel/field_list.h"
+#include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
+
+#include <optional>
 
 namespace {
 
@@ -17,7 +20,11 @@ template <class T>
 Kernel::ClassProperties const* Register(Kernel::ClassUID tag, Kernel::ClassProperties const* base = nullptr) {
     struct Entry {
         Entry(Kernel::ClassUID uid, Kernel::ClassProperties const* parent)
-            : properties(uid, MakeFactory(), 1, nullptr, parent, Kernel::TypeName<T>().data()), init(&properties) {}
+            : properties(uid, MakeFactory(), 1, nullptr, parent, Kernel::TypeName<T>().data()), init(&properties) {
+            // States are shared by the nodes and the snapshots that have them.
+            if constexpr (std::is_base_of_v<InterfaceState, T>)
+                value.emplace(&properties);
+        }
         static Kernel::ClassProperties::Factory MakeFactory() {
             if constexpr (requires { T::CreateObject(); })
                 return &T::CreateObject;
@@ -26,6 +33,7 @@ Kernel::ClassProperties const* Register(Kernel::ClassUID tag, Kernel::ClassPrope
         }
         Kernel::ClassProperties properties;
         Kernel::ClassPropertiesBase::Init init;
+        std::optional<Kernel::HashedByContent> value;
     };
     static Entry const s_entry(tag, base);
     return &s_entry.properties;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/geometry/poly_curve.h"
 #include "platform/kernel/field_list.h"
+#include "platform/kernel/hashed_by_content.h"
 
 #include <bit>
 #include <cstring>
@@ -92,6 +93,8 @@ Kernel::ClassProperties const* PolyCurveDbl::GetTypeClassProperties() {
 }
 
 static Kernel::ClassPropertiesBase::Init const s_curve(CurveDbl::GetTypeClassProperties());
+static Kernel::HashedByContent const s_curveIsValue(CurveDbl::GetTypeClassProperties());
+static Kernel::HashedByContent const s_polyCurveIsValue(PolyCurveDbl::GetTypeClassProperties());
 static Kernel::ClassPropertiesBase::Init const s_polyCurve(PolyCurveDbl::GetTypeClassProperties());
 
 } // namespace Geometry

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/hash_accumulator.h"
 
-#include "engine/kernel/object_queue.h"
+#include "engine/kernel/content_queue.h"
 #include "engine/kernel/out_context.h"
 #include "platform/kernel/serialisable.h"
 
@@ -12,6 +12,7 @@
 
 namespace Kernel {
 
+using Detail::ContentQueue;
 using Detail::ObjectQueue;
 using Detail::OutContext;
 using Detail::Purpose;
@@ -37,7 +38,7 @@ struct HashAccumulator::State {
     }
 
     XXH3_state_t* hash;
-    ObjectQueue queue;
+    ContentQueue queue;
     OutContext context{queue, Purpose::Hash};
     // By number less one: true for what was hashed ahead of its turn.
     std::vector<bool> hashed;
@@ -96,11 +97,7 @@ bool Serialisable::CompareMembers(Serialisable const& other, CompareContext cons
         return true;
     if (GetObjectClassProperties() != other.GetObjectClassProperties())
         return false;
-    ObjectQueue ownObjects, othersObjects;
-    bool const byContent = context.GetReferences() == CompareContext::References::SameContent;
-    OutContext own(ownObjects, Purpose::Hash);
-    OutContext others(byContent ? othersObjects : ownObjects, Purpose::Hash);
-    auto const isSame = [&](Serialisable const& a, Serialisable const& b) {
+    auto const isSame = [](OutContext& own, Serialisable const& a, OutContext& others, Serialisable const& b) {
         own.buffer.clear();
         others.buffer.clear();
         own.WriteCanonical(a);
@@ -108,13 +105,18 @@ bool Serialisable::CompareMembers(Serialisable const& other, CompareContext cons
         return own.buffer.size() == others.buffer.size() &&
                std::memcmp(own.buffer.data(), others.buffer.data(), own.buffer.size()) == 0;
     };
-    if (!byContent)
-        return isSame(*this, other);
+    if (context.GetReferences() == CompareContext::References::SameObject) {
+        ObjectQueue objects;
+        OutContext own(objects, Purpose::Hash), others(objects, Purpose::Hash);
+        return isSame(own, *this, others, other);
+    }
+    ContentQueue ownObjects, othersObjects;
+    OutContext own(ownObjects, Purpose::Hash), others(othersObjects, Purpose::Hash);
     ownObjects.GetReferenceId(*this);
     othersObjects.GetReferenceId(other);
     // Both sides number in the order of meeting, so that equal bytes mean equal shape.
     for (std::size_t i = 0; i != ownObjects.GetSize(); ++i) {
-        if (i == othersObjects.GetSize() || !isSame(ownObjects.Get(i), othersObjects.Get(i)))
+        if (i == othersObjects.GetSize() || !isSame(own, ownObjects.Get(i), others, othersObjects.Get(i)))
             return false;
     }
     return ownObjects.GetSize() == othersObjects.GetSize();

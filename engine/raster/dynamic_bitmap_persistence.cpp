@@ -2,6 +2,7 @@
 #include "engine/raster/stored_profile.h"
 #include "engine/raster/tile_block.h"
 #include "platform/kernel/exception.h"
+#include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/out_serialiser.h"
 #include "platform/raster/dynamic_bitmap.h"
@@ -91,6 +92,7 @@ Kernel::ClassProperties const* DynamicBitmap::GetTypeClassProperties() {
 }
 
 static Kernel::ClassPropertiesBase::Init const s_registration(DynamicBitmap::GetTypeClassProperties());
+static Kernel::HashedByContent const s_value(DynamicBitmap::GetTypeClassProperties());
 
 // Mipmaps are made again from the pixels and are not saved. Their mode and the cache policy say how pixels are kept,
 // not what they are: they are no part of a document's equality.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/field_list.h"
+#include "platform/kernel/hashed_by_content.h"
 #include "platform/raster/dynamic_bitmap.h"
 #include "platform/renderer/fill_descriptor.h"
 #include "platform/renderer/line_style.h"
@@ -178,6 +179,7 @@ Kernel::ClassProperties const* Register(Kernel::ClassUID tag, char const* name) 
     static Kernel::ClassProperties const s_properties(
         tag, [] { return Kernel::Counted<Kernel::Serialisable>(new T); }, 1, nullptr, nullptr, name);
     static Kernel::ClassPropertiesBase::Init const s_registration(&s_properties);
+    static Kernel::HashedByContent const s_value(&s_properties);
     return &s_properties;
 }
 

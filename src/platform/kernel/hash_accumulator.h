@@ -24,8 +24,8 @@ struct Hash128 {
 
 // Hashes objects by what they save: XXH3-128 over the class tag and the fields of each object, in the order in which
 // the objects are first met. References count as the number of their object in that order, so that two graphs of one
-// shape and content have one hash, wherever their objects lie and whatever ids a file gave them. Deep graphs and cycles
-// need no stack.
+// shape and content have one hash, wherever their objects lie and whatever ids a file gave them. Equal objects of
+// values classes have one number: whether a value is shared does not count. Deep graphs and cycles need no stack.
 class REDRAFT_ENGINE HashAccumulator {
 public:
     HashAccumulator();
@@ -53,7 +53,9 @@ class REDRAFT_ENGINE CompareContext {
 public:
     enum class References {
         SameObject, // both refer to the very same object
-        SameContent // both refer to objects that save the same, all the way down, in the same shape
+        // both refer to objects that save the same, all the way down, in the same shape; equal objects of classes that
+        // are hashed by content count as one
+        SameContent
     };
     explicit CompareContext(References references = References::SameContent) : m_references(references) {}
     References GetReferences() const { return m_references; }

@@ -2,6 +2,7 @@
 #include "tests/engine/kernel/everything.h"
 
 #include "platform/kernel/hash_accumulator.h"
+#include "platform/kernel/hashed_by_content.h"
 
 #include <gtest/gtest.h>
 
@@ -68,6 +69,63 @@ TEST(Hash, StateThatIsNoPartOfEqualityIsLeftOut) {
     b->m_selection = 5;
     EXPECT_EQ(HashOf({a}), HashOf({b}));
     EXPECT_TRUE(a->CompareMembers(*b, CompareContext()));
+}
+
+// As Node, but a value.
+class ValueNode final : public Node {
+public:
+    explicit ValueNode(int value, Counted<Node> left = {}) : Node(value) { m_left = std::move(left); }
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return &s_valueProperties; }
+    static Kernel::ClassProperties const s_valueProperties;
+};
+Kernel::ClassProperties const ValueNode::s_valueProperties("TsVN", nullptr, 1, nullptr, nullptr, "ValueNode");
+Kernel::HashedByContent const c_valueNode(&ValueNode::s_valueProperties);
+
+Counted<Node> Pair(Counted<Node> left, Counted<Node> right) {
+    auto pair = MakeCounted<Node>();
+    pair->m_left = std::move(left);
+    pair->m_right = std::move(right);
+    return pair;
+}
+
+TEST(Hash, OfValuesCountsWhatTheyHoldAndNotWhetherTheyAreShared) {
+    auto const value = [](int number) { return MakeCounted<ValueNode>(number); };
+    auto const one = value(1);
+    EXPECT_EQ(HashOf({Pair(one, one)}), HashOf({Pair(value(1), value(1))}));
+    EXPECT_NE(HashOf({Pair(one, one)}), HashOf({Pair(value(1), value(2))}));
+    EXPECT_NE(HashOf({Pair(value(1), value(2))}), HashOf({Pair(value(2), value(1))}));
+    EXPECT_NE(HashOf({Pair(one, one)}), HashOf({Pair(MakeCounted<Node>(1), MakeCounted<Node>(1))}));
+    EXPECT_TRUE(Pair(one, one)->CompareMembers(*Pair(value(1), value(1)), CompareContext()));
+    EXPECT_FALSE(Pair(one, one)->CompareMembers(*Pair(value(1), value(2)), CompareContext()));
+    // Values within values, and among the roots.
+    auto const nested = [&](int number) { return MakeCounted<ValueNode>(5, value(number)); };
+    auto const five = nested(1);
+    EXPECT_EQ(HashOf({Pair(five, five->m_left)}), HashOf({Pair(nested(1), value(1))}));
+    EXPECT_EQ(HashOf({Pair(five, one)}), HashOf({Pair(five, five->m_left)}));
+    EXPECT_NE(HashOf({Pair(five, nested(2))}), HashOf({Pair(five, nested(1))}));
+    EXPECT_EQ(HashOf({one, one}), HashOf({one, value(1)}));
+}
+
+TEST(Hash, ValuesThatReferToObjectsAreEqualWhereTheseAreTheSame) {
+    auto const object = MakeCounted<Node>(9), other = MakeCounted<Node>(9);
+    auto const of = [](Counted<Node> const& node) { return MakeCounted<ValueNode>(1, node); };
+    EXPECT_EQ(HashOf({Pair(of(object), of(object))}), HashOf({Pair(of(other), of(other))}));
+    EXPECT_NE(HashOf({Pair(of(object), of(object))}), HashOf({Pair(of(object), of(other))}));
+}
+
+TEST(Hash, ForgedCyclesAndLongChainsOfValuesHarmNobody) {
+    auto const self = MakeCounted<ValueNode>(1);
+    self->m_left = self;
+    auto const first = MakeCounted<ValueNode>(1), second = MakeCounted<ValueNode>(2, first);
+    first->m_left = second;
+    EXPECT_NE(HashOf({self}), HashOf({first}));
+    EXPECT_EQ(HashOf({self}), HashOf({self}));
+    self->m_left.reset();
+    first->m_left.reset();
+    auto chain = MakeCounted<ValueNode>(0);
+    for (int i = 1; i != 100; ++i)
+        chain = MakeCounted<ValueNode>(i, chain);
+    EXPECT_EQ(HashOf({Pair(chain, chain)}), HashOf({Pair(chain, chain)}));
 }
 
 TEST(Compare, TakesReferencesByContentOrByIdentity) {
