@@ -28,7 +28,9 @@ ClassUID OutContext::BeginObject(Serialisable const& object, unsigned short& ver
 
 void OutContext::WriteFields(Serialisable const& object) {
     OutSerialiser out(*this);
-    object.Save(out);
+    // An object that could not be read holds a part of its record at most: the record itself goes out again.
+    if (preserved == nullptr || !preserved->whole) [[likely]]
+        object.Save(out);
     out.Close();
 }
 

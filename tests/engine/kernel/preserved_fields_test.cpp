@@ -247,8 +247,11 @@ TEST(PreservedFields, AnObjectThatCannotBeReadIsSavedAsItWas) {
         EXPECT_EQ(graph.GetUnreadable()[0], thing);
         graph.RequireFullSave();
     });
+    auto const passedOnce = storage;
+    PassThroughOldProgram(storage, [](ObjectGraph& graph, Counted<OldThing> const&) { graph.RequireFullSave(); });
     OldThing::s_isReadable = true;
     EXPECT_EQ(HashOf(*loaded), HashOf(*MakeNewThing()));
+    EXPECT_EQ(storage, passedOnce) << "the record grows with each save";
 }
 
 TEST(PreservedFields, UnknownObjectsInACycleGoWithTheirGraph) {
