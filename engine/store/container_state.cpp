@@ -2,6 +2,7 @@
 #include "engine/store/container_state.h"
 
 #include "engine/store/coding.h"
+#include "engine/store/page_checksum.h"
 #include "engine/store/schema.h"
 
 #include <algorithm>
@@ -80,6 +81,7 @@ void Container::State::Connect() {
     database = std::make_unique<Database>(files, path, file, access);
     database->Execute("BEGIN");
     CheckSchema();
+    CheckLength();
     database->UnboundSteps();
     statements = std::make_unique<Statements>(*database);
     LoadManifest();
@@ -119,6 +121,15 @@ void Container::State::CheckSchema() {
     }
     if (found != Schema::c_objects.size())
         ThrowDamaged("its tables are not those of a document");
+}
+
+// SQLite takes a last page that is cut short for one that ends in zeros, and misses nothing as long as it needs nothing
+// of it.
+void Container::State::CheckLength() {
+    Statement count(*database, "PRAGMA page_count");
+    auto const pages = count.Step() ? static_cast<std::uint64_t>(count.GetInteger(0)) : 0;
+    if (pages == 0 || file->GetSize() / c_pageSize < pages)
+        ThrowDamaged("it is cut short");
 }
 
 std::uint64_t Container::State::ReadGeneration() {

@@ -50,6 +50,8 @@ struct Container::State {
     void Connect();
     void Disconnect() noexcept;
     void CheckSchema();
+    // Within a transaction.
+    void CheckLength();
     std::uint64_t ReadGeneration();
     // Reads format, generation and manifest, and proves that they belong together.
     void LoadManifest();
