@@ -4,6 +4,7 @@
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
+#include "platform/document/raster_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/kernel/field_list.h"
@@ -47,6 +48,7 @@ using Properties = Kernel::ClassProperties const*;
 Properties DocumentCommand::GetTypeClassProperties()       { return Register<DocumentCommand>("DcCm"); }
 Properties CompoundCommand::GetTypeClassProperties()       { return Register<CompoundCommand>("CmpC", DocumentCommand::GetTypeClassProperties()); }
 Properties SelectionCommandBase::GetTypeClassProperties()  { return Register<SelectionCommandBase>("SlCB", DocumentCommand::GetTypeClassProperties()); }
+Properties RasterCommand::GetTypeClassProperties()         { return Register<RasterCommand>("RstC", SelectionCommandBase::GetTypeClassProperties()); }
 Properties DetachSymbolCommand::GetTypeClassProperties()   { return Register<DetachSymbolCommand>("DtSy", DocumentCommand::GetTypeClassProperties()); }
 Properties ReflowPagesCommand::GetTypeClassProperties()    { return Register<ReflowPagesCommand>("RflP", DocumentCommand::GetTypeClassProperties()); }
 Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
@@ -69,6 +71,7 @@ Properties ShapeNode::GetTypeClassProperties()             { return Register<Sha
 Properties PolyCurveNode::GetTypeClassProperties()         { return Register<PolyCurveNode>("NCur"); }
 Properties CompoundCurveNode::GetTypeClassProperties()     { return Register<CompoundCurveNode>("NCmp"); }
 Properties RasterNode::GetTypeClassProperties()            { return Register<RasterNode>("NRas"); }
+Properties SelectionRasterNode::GetTypeClassProperties()   { return Register<SelectionRasterNode>("NSRa"); }
 Properties ImageNode::GetTypeClassProperties()             { return Register<ImageNode>("NImg"); }
 
 Properties RectangleShape::GetTypeClassProperties()        { return Register<RectangleShape>("ShRc"); }
@@ -111,10 +114,10 @@ struct Registered {
 };
 
 // Enters them all while the engine is loaded, so that a document can name any of them.
-Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, DetachSymbolCommand, ReflowPagesCommand, Macro,
+Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand, DetachSymbolCommand, ReflowPagesCommand, Macro,
            History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem,
            DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode,
-           PolyCurveNode, CompoundCurveNode, RasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
+           PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
            BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState,
            TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState,
            GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState,
@@ -135,6 +138,9 @@ Kernel::Counted<Kernel::Serialisable> CompoundCurveNode::CreateObject() {
     return Kernel::MakeCounted<CompoundCurveNode>();
 }
 Kernel::Counted<Kernel::Serialisable> RasterNode::CreateObject() { return Kernel::MakeCounted<RasterNode>(); }
+Kernel::Counted<Kernel::Serialisable> SelectionRasterNode::CreateObject() {
+    return Kernel::MakeCounted<SelectionRasterNode>();
+}
 Kernel::Counted<Kernel::Serialisable> ImageNode::CreateObject() { return Kernel::MakeCounted<ImageNode>(); }
 Kernel::Counted<Kernel::Serialisable> PageNode::CreateObject() { return Kernel::MakeCounted<PageNode>(); }
 Kernel::Counted<Kernel::Serialisable> SpreadNode::CreateObject() { return Kernel::MakeCounted<SpreadNode>(); }

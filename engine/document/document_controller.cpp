@@ -26,6 +26,7 @@ DocumentController::DocumentController()
       m_settings(Kernel::MakeCounted<DocumentSettings>()),
       m_defaults(Kernel::MakeCounted<DocumentDefaults>()),
       m_selection(Kernel::MakeCounted<Selection>()),
+      m_rasterSelection(Kernel::MakeCounted<SelectionRasterNode>()),
       m_history(Kernel::MakeCounted<History>()) {}
 
 Kernel::Counted<DocumentController> DocumentController::CreateNew(Kernel::SizeT<double> pageSize, Raster::Format format,
@@ -79,6 +80,21 @@ void DocumentController::SetSelection(Kernel::Counted<Selection const> selection
             Kernel::Counted<DocumentController const>(this), Kernel::RectT<double>(), selection, false, true, true,
             true));
     }
+}
+
+void DocumentController::SetRasterSelection(Kernel::Counted<SelectionRasterNode> selection) {
+    if (!selection)
+        selection = Kernel::MakeCounted<SelectionRasterNode>();
+    RunExclusive([&] { m_rasterSelection = selection; });
+}
+
+void DocumentController::SetChannelMask(int channels) {
+    RunExclusive([&] { m_channelMask = channels; });
+}
+
+int DocumentController::MergeChannelMask(Kernel::NonCounted<MutableRasterInterface const> layer) const {
+    auto const bitmap = layer->GetBitmap();
+    return bitmap ? Raster::GetFormatInfo(bitmap->GetFormat()).allChannels & m_channelMask : 0;
 }
 
 void DocumentController::SetShouldReflowPages(bool reflow) {

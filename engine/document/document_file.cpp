@@ -58,6 +58,10 @@ void DocumentRoot::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Hist", history);
     Kernel::SaveValue(out, "Sele", selection);
     Kernel::SaveValue(out, "Sprd", currentSpread);
+    if (rasterSelection && !rasterSelection->IsSelectNone())
+        Kernel::SaveValue(out, "RSel", rasterSelection);
+    if (channelMask != -1)
+        Kernel::SaveValue(out, "ChMk", channelMask);
 }
 
 bool DocumentRoot::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
@@ -67,12 +71,16 @@ bool DocumentRoot::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsi
     Kernel::LoadValue(in, "Hist", history);
     Kernel::LoadValue(in, "Sele", selection);
     Kernel::LoadValue(in, "Sprd", currentSpread);
+    Kernel::LoadValue(in, "RSel", rasterSelection);
+    Kernel::LoadValue(in, "ChMk", channelMask);
     return true;
 }
 
 void DocumentRoot::Check() const {
     if (!document || !settings || !defaults || !history || !selection)
         throw Kernel::DamagedDataException("the document is damaged: a part of it is missing");
+    if (rasterSelection && !rasterSelection->IsUsable())
+        throw Kernel::DamagedDataException("the document is damaged: its selection of pixels is none");
     document->CheckInvariants();
     if (document->GetSpreads().empty())
         throw Kernel::DamagedDataException("the document is damaged: it has no spread");
@@ -91,6 +99,8 @@ void DocumentController::File::Gather(DocumentController const& controller) {
     set(root->history, controller.m_history);
     set(root->selection, controller.m_selection);
     set(root->currentSpread, controller.m_currentSpread);
+    set(root->rasterSelection, controller.m_rasterSelection);
+    set(root->channelMask, controller.m_channelMask);
 }
 
 // What was written before a failure is in no file: the graph must not believe that it is.
@@ -177,6 +187,9 @@ Kernel::Counted<DocumentController> DocumentController::Open(std::string const& 
     controller->m_selection = root.selection;
     controller->m_currentSpread =
         root.currentSpread ? root.currentSpread : Kernel::Counted<SpreadNode>(root.document->GetSpreads().front());
+    if (root.rasterSelection)
+        controller->m_rasterSelection = root.rasterSelection;
+    controller->m_channelMask = root.channelMask;
     controller->m_file = std::move(file);
     controller->PrepareLoadedHistory(root.history, trusted);
     return controller;

@@ -14,6 +14,9 @@ public:
     Kernel::Counted<History> history;
     Kernel::Counted<Selection const> selection;
     Kernel::Counted<SpreadNode> currentSpread;
+    // Empty in documents that never had one.
+    Kernel::Counted<SelectionRasterNode> rasterSelection;
+    int channelMask = -1;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();

@@ -159,6 +159,7 @@ void DomainController::UpdateProgress(Kernel::Counted<DomainCommand const> comma
     auto* const listener = domain.progressListener.load();
     if (listener == nullptr || !command)
         return;
+    std::lock_guard const lock(domain.progressMutex);
     auto const now = GetMilliseconds();
     bool const first = domain.progressCommand != command.get();
     if (!first && fraction < 1 && now - domain.lastProgress < command->GetProgressInterval())

@@ -114,6 +114,8 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
 
     std::atomic<DomainClock const*> clock{nullptr};
     std::atomic<ProgressListener*> progressListener{nullptr};
+    // Workers of one command report at the same time.
+    std::mutex progressMutex;
     DomainCommand const* progressCommand = nullptr;
     std::int64_t lastProgress = 0;
 };

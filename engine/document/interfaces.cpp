@@ -156,6 +156,15 @@ Kernel::RectT<int> ConstRasterInterface::GetRasterBoundingBox() const {
     return bitmap ? Kernel::RectT<int>{0, 0, bitmap->GetWidth(), bitmap->GetHeight()} : Kernel::RectT<int>{};
 }
 
+Kernel::Counted<Raster::DynamicBitmap> MutableRasterInterface::GetMutableBitmap() {
+    auto const present = GetBitmap();
+    if (!present)
+        return {};
+    auto own = present->Clone(nullptr);
+    SetBitmap(own);
+    return own;
+}
+
 void MutableRasterInterface::SetBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap) {
     EditState<RasterState>([&](auto& state) { state.bitmap = std::move(bitmap); });
 }

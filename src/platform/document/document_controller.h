@@ -6,6 +6,7 @@
 #include "platform/document/history.h"
 #include "platform/document/nodes.h"
 #include "platform/document/selection.h"
+#include "platform/document/selection_raster_node.h"
 #include "platform/kernel/file_store.h"
 
 #include <array>
@@ -45,6 +46,17 @@ public:
     // Replaces the document's selection. With `notify` listeners are told at once to paint the marks of the selection
     // again; commands pass false and notify themselves.
     void SetSelection(Kernel::Counted<Selection const> selection, bool notify);
+
+    // Which pixels commands on bitmaps may change; never empty. It is saved with the document and belongs to no step.
+    Kernel::Counted<SelectionRasterNode> GetRasterSelection() const { return m_rasterSelection; }
+    // An empty one selects nothing.
+    void SetRasterSelection(Kernel::Counted<SelectionRasterNode> selection);
+    // The channels that commands on bitmaps may change, as bits in the order of the bitmap's channels; all bits at
+    // first. Saved with the document.
+    int GetChannelMask() const { return m_channelMask; }
+    void SetChannelMask(int channels);
+    // What of that a layer's format has.
+    int MergeChannelMask(Kernel::NonCounted<MutableRasterInterface const> layer) const;
 
     // Settings.
     Kernel::Counted<DocumentDefaults> GetDocumentDefaults() const { return m_defaults; }
@@ -166,6 +178,8 @@ private:
     Kernel::Counted<DocumentDefaults> m_defaults;
     Kernel::Counted<Selection const> m_selection;
     Kernel::JailCounted<SpreadNode> m_currentSpread;
+    Kernel::Counted<SelectionRasterNode> m_rasterSelection;
+    int m_channelMask = -1;
     Kernel::Counted<History> m_history;
     Kernel::Counted<DocumentCommand> m_preview;
     Kernel::Counted<Macro> m_recording;

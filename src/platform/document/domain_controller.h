@@ -22,8 +22,9 @@ public:
 class REDRAFT_ENGINE ProgressListener {
 public:
     virtual ~ProgressListener();
-    // `fraction` goes from 0 to 1. Called on the thread that runs the command, which may be aborted through its abort
-    // pointer.
+    // `fraction` is from 0 to 1. Called by the thread that runs the command or by one that works for it, by one at a
+    // time; workers that finish together may report a smaller fraction after a larger. The command may be aborted
+    // through its abort pointer.
     virtual void Progress(DomainCommand const& command, float fraction) = 0;
 };
 

@@ -179,6 +179,9 @@ public:
 
 class REDRAFT_ENGINE MutableRasterInterface : public ConstRasterInterface {
 public:
+    // The bitmap to write to, from now on the object's own: a copy, sharing all tiles, of the one it had, which stays
+    // as it is for those that hold it. Taken anew for each change. Empty when there is none.
+    Kernel::Counted<Raster::DynamicBitmap> GetMutableBitmap();
     void SetBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap);
 };
 

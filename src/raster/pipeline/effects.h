@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "raster/pipeline/shaders.h"
+
+namespace Commands {
+
+// An effect as the pipeline sees it:
+//   GetLeastScale()                   the least scale of its own transform, 1 without one
+//   WithShader<SourceTraits, Traits>(source, level, use)
+//                                     makes what a run needs, tables and the shader, calls use(shader), and lets it go.
+//                                     With level > 0 the source is that mipmap level.
+
+// A rule for each pixel: Rule::ForFormat<Traits> is what shaders.h calls a rule. Source and destination are of one
+// format.
+template <class Rule>
+struct PointEffect {
+    double GetLeastScale() const { return 1; }
+    template <class SourceTraits, class Traits, class F>
+    void WithShader(Raster::BitmapBase const& source, int level, F const& use) const {
+        static_assert(std::is_same_v<SourceTraits, Traits>);
+        using ForFormat = typename Rule::template ForFormat<Traits>;
+        ForFormat const rule;
+        if (level == 0)
+            use(PointShader<Traits, ForFormat>(source, rule));
+        else
+            use(LevelPointShader<Traits, ForFormat>(source, level, rule));
+    }
+};
+
+// The pixel itself in the destination's format, by the plain rules of conversion.
+struct ConversionEffect {
+    double GetLeastScale() const { return 1; }
+    template <class SourceTraits, class Traits, class F>
+    void WithShader(Raster::BitmapBase const& source, int level, F const& use) const {
+        auto const converter = Raster::PixelConverter::MakePlain(SourceTraits::c_format, Traits::c_format);
+        if (level == 0)
+            use(ConversionShader<SourceTraits, Traits>(source, *converter));
+        else
+            use(LevelConversionShader<SourceTraits, Traits>(source, level, *converter));
+    }
+};
+
+} // namespace Commands

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "raster/solarise_rule.h"
+
+#include "raster/pipeline/cpu_dispatch.h"
+
+namespace Commands {
+
+namespace {
+
+template <class Sample>
+struct SolariseLoop {
+    [[gnu::always_inline]] static inline void Run(Sample const* in, Sample* out, int count) {
+        Sample const* __restrict const from = in;
+        Sample* __restrict const to = out;
+        for (int i = 0; i < count; ++i) {
+            Sample const v = from[i];
+            if constexpr (std::is_floating_point_v<Sample>) {
+                to[i] = v > 0.5f ? 1.0f - v : v;
+            } else {
+                constexpr Sample c_middle = std::numeric_limits<Sample>::max() / 2 + 1;
+                to[i] = static_cast<Sample>(v ^ (v > c_middle ? std::numeric_limits<Sample>::max() : 0));
+            }
+        }
+    }
+};
+
+} // namespace
+
+template <class Sample>
+void SolariseRow(Sample const* in, Sample* out, int count) {
+    RunBest<SolariseLoop<Sample>>(in, out, count);
+}
+
+template void SolariseRow(std::uint8_t const*, std::uint8_t*, int);
+template void SolariseRow(std::uint16_t const*, std::uint16_t*, int);
+template void SolariseRow(float const*, float*, int);
+
+} // namespace Commands
