@@ -1,0 +1,357 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/broken_lines.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Story {
+
+namespace {
+
+using ParagraphDouble = ParagraphAtt::Double;
+using ParagraphEnum = ParagraphAtt::Enum;
+
+// Ratios that justification may go to before words are parted, and then.
+constexpr double c_toleranceWhole = 1.5;
+constexpr double c_toleranceHyphenated = 3;
+
+bool HasOverlongBox(std::vector<BreakCandidate> const& candidates, double measure) {
+    double before = 0;
+    for (auto const& candidate : candidates) {
+        if (candidate.visibleWidth - before > measure)
+            return true;
+        if (!candidate.hyphen)
+            before = candidate.width;
+    }
+    return false;
+}
+
+std::vector<LineEnd> FindTotalFit(ComposedParagraph const& paragraph, std::uint32_t begin, double first,
+                                  double measure) {
+    auto candidates = FindCandidates(paragraph, begin, {});
+    auto ends = BreakTotalFit(candidates, first, measure, c_toleranceWhole);
+    if (!ends.empty())
+        return ends;
+    if (auto const places = FindHyphenPlaces(paragraph); !places.empty()) {
+        candidates = FindCandidates(paragraph, begin, places);
+        ends = BreakTotalFit(candidates, first, measure, c_toleranceHyphenated);
+        if (!ends.empty())
+            return ends;
+    }
+    if (HasOverlongBox(candidates, std::min(first, measure)))
+        return {};
+    return BreakTotalFit(candidates, first, measure, std::numeric_limits<double>::infinity());
+}
+
+// Appends glyphs for a stretch of a run, without copying where the paragraph's own can be taken.
+void AddRun(LineData& line, ComposedParagraph const& paragraph, std::uint32_t runIndex, std::uint32_t begin,
+            std::uint32_t end) {
+    auto const& run = paragraph.GetRuns()[runIndex];
+    auto const& glyphs = paragraph.GetGlyphs();
+    auto const canCut = [&](std::uint32_t at, std::uint32_t glyph) {
+        if (at == run.begin || at == run.end)
+            return true;
+        return glyph != run.glyphEnd && glyphs[glyph].cluster == at && !glyphs[glyph].Has(ShapedGlyph::c_unsafeToBreak);
+    };
+    std::uint32_t const first = begin == run.begin ? run.glyphBegin : paragraph.FindGlyph(run, begin);
+    std::uint32_t const last = end == run.end ? run.glyphEnd : paragraph.FindGlyph(run, end);
+    if (canCut(begin, first) && canCut(end, last)) {
+        line.runs.push_back({runIndex, first, last, false, 0});
+        return;
+    }
+    auto const again = paragraph.ShapeAgain(run, begin, end);
+    auto const ownBegin = static_cast<std::uint32_t>(line.own.size());
+    line.own.insert(line.own.end(), again.begin(), again.end());
+    line.runs.push_back({runIndex, ownBegin, static_cast<std::uint32_t>(line.own.size()), true, 0});
+}
+
+void AddHyphen(LineData& line, ComposedParagraph const& paragraph) {
+    if (line.visibleEnd == line.begin)
+        return;
+    auto const runIndex = static_cast<std::uint32_t>(paragraph.FindRun(line.visibleEnd - 1));
+    auto const& run = paragraph.GetRuns()[runIndex];
+    char32_t const hyphen = run.face != nullptr && run.face->HasCharacter(0x2010) ? 0x2010 : U'-';
+    std::vector<ShapedGlyph> glyphs;
+    ShapeText(glyphs, {&hyphen, 1}, 0, 1, run);
+    auto const begin = static_cast<std::uint32_t>(line.own.size());
+    for (auto& glyph : glyphs) {
+        glyph.cluster = line.visibleEnd - 1;
+        line.own.push_back(glyph);
+    }
+    line.runs.push_back({runIndex, begin, static_cast<std::uint32_t>(line.own.size()), true, 0});
+}
+
+std::span<ShapedGlyph const> GetGlyphs(LineData const& line, ComposedParagraph const& paragraph, LineRun const& run) {
+    auto const& all = run.own ? line.own : paragraph.GetGlyphs();
+    return {all.data() + run.glyphBegin, run.glyphEnd - run.glyphBegin};
+}
+
+// Rule L2 of Unicode Standard Annex 9, on runs.
+void Reorder(std::span<LineRun> runs, ComposedParagraph const& paragraph) {
+    auto const levelOf = [&](LineRun const& run) { return paragraph.GetRuns()[run.run].level; };
+    std::uint8_t highest = 0, lowestOdd = 255;
+    for (auto const& run : runs) {
+        highest = std::max(highest, levelOf(run));
+        if ((levelOf(run) & 1) != 0)
+            lowestOdd = std::min(lowestOdd, levelOf(run));
+    }
+    for (int level = highest; level >= lowestOdd; --level) {
+        for (std::size_t i = 0; i != runs.size();) {
+            if (levelOf(runs[i]) < level) {
+                ++i;
+                continue;
+            }
+            std::size_t end = i;
+            while (end != runs.size() && levelOf(runs[end]) >= level)
+                ++end;
+            std::reverse(runs.begin() + static_cast<std::ptrdiff_t>(i),
+                         runs.begin() + static_cast<std::ptrdiff_t>(end));
+            i = end;
+        }
+    }
+}
+
+struct Extent {
+    double width = 0;
+    double spaces = 0;
+    std::uint32_t spaceCount = 0;
+};
+
+Extent Measure(LineData const& line, ComposedParagraph const& paragraph, std::span<LineRun const> runs) {
+    Extent extent;
+    for (auto const& run : runs) {
+        for (auto const& glyph : GetGlyphs(line, paragraph, run)) {
+            extent.width += glyph.advance;
+            if (glyph.Has(ShapedGlyph::c_stretches)) {
+                extent.spaces += glyph.advance;
+                ++extent.spaceCount;
+            }
+        }
+    }
+    return extent;
+}
+
+void SetPositions(LineData& line, ComposedParagraph const& paragraph) {
+    double x = 0;
+    for (auto& run : line.runs) {
+        run.x = static_cast<float>(x);
+        for (auto const& glyph : GetGlyphs(line, paragraph, run))
+            x += glyph.advance + (glyph.Has(ShapedGlyph::c_stretches) ? line.spaceExtra : 0);
+    }
+    line.width = static_cast<float>(x);
+}
+
+// Where in a stretch the decimal point stands; its end where there is none.
+double GetDecimalOffset(LineData const& line, ComposedParagraph const& paragraph, std::span<LineRun const> runs) {
+    double x = 0;
+    for (auto const& run : runs) {
+        for (auto const& glyph : GetGlyphs(line, paragraph, run)) {
+            char32_t const c = paragraph.GetText()[glyph.cluster];
+            if (c == U'.' || c == U',')
+                return x;
+            x += glyph.advance;
+        }
+    }
+    return x;
+}
+
+// Widens each tab so far that what follows it stands at its stop. Positions count along the paragraph's direction.
+void LayTabs(LineData& line, ComposedParagraph const& paragraph, double indent) {
+    auto const& flags = paragraph.GetFlags();
+    auto const isTab = [&](LineRun const& run) {
+        return (flags[paragraph.GetRuns()[run.run].begin] & CharacterFlag::c_tab) != 0;
+    };
+    double x = indent;
+    for (std::size_t i = 0; i != line.runs.size();) {
+        if (!isTab(line.runs[i])) {
+            x += Measure(line, paragraph, {&line.runs[i], 1}).width;
+            ++i;
+            continue;
+        }
+        std::size_t end = i + 1;
+        while (end != line.runs.size() && !isTab(line.runs[end]))
+            ++end;
+        std::span<LineRun const> const behind(line.runs.data() + i + 1, end - i - 1);
+        auto const stop = FindTabStop(paragraph, x);
+        double const width = Measure(line, paragraph, behind).width;
+        double target = stop.position;
+        if (stop.kind == TabStop::Kind::Centre)
+            target -= width / 2;
+        else if (stop.kind == TabStop::Kind::End)
+            target -= width;
+        else if (stop.kind == TabStop::Kind::Decimal)
+            target -= GetDecimalOffset(line, paragraph, behind);
+        ShapedGlyph tab{ShapedGlyph::c_noGlyph, paragraph.GetRuns()[line.runs[i].run].begin,
+                        static_cast<float>(std::max(target - x, 0.0)), 0, 0};
+        x = std::max(target, x);
+        line.own.push_back(tab);
+        auto const last = static_cast<std::uint32_t>(line.own.size());
+        line.runs[i] = {line.runs[i].run, last - 1, last, true, 0};
+        ++i;
+    }
+    // Stretches between tabs are ordered each by itself, and follow the paragraph's direction.
+    for (std::size_t i = 0; i != line.runs.size();) {
+        std::size_t end = i;
+        while (end != line.runs.size() && !isTab(line.runs[end]))
+            ++end;
+        Reorder({line.runs.data() + i, end - i}, paragraph);
+        if (paragraph.IsRightToLeft())
+            std::reverse(line.runs.begin() + static_cast<std::ptrdiff_t>(i),
+                         line.runs.begin() + static_cast<std::ptrdiff_t>(end));
+        i = std::min(end + 1, line.runs.size());
+    }
+    if (paragraph.IsRightToLeft())
+        std::reverse(line.runs.begin(), line.runs.end());
+}
+
+void SetHeights(LineData& line, ComposedParagraph const& paragraph) {
+    double size = 0;
+    auto const take = [&](ShapedRun const& run) {
+        auto const& look = *run.look;
+        auto const* const face = run.face != nullptr ? run.face : look.fonts->GetPrimary().get();
+        double const em = look.size * look.verticalScale;
+        double const ascent = (face == nullptr ? 0.8 : face->GetAscent()) * em + look.baselineShift;
+        double const descent = (face == nullptr ? 0.2 : face->GetDescent()) * em - look.baselineShift;
+        line.ascent = std::max(line.ascent, static_cast<float>(ascent));
+        line.descent = std::max(line.descent, static_cast<float>(descent));
+        size = std::max(size, look.size);
+    };
+    for (auto const& run : line.runs)
+        take(paragraph.GetRuns()[run.run]);
+    if (line.runs.empty())
+        take(paragraph.GetRuns()[paragraph.FindRun(line.begin)]);
+    auto const& atts = *paragraph.GetAtts();
+    double const leading = std::max(atts.Get(ParagraphDouble::Leading), 0.0);
+    double const exact = leading * paragraph.GetLengthScale();
+    switch (static_cast<LeadingMode>(atts.Get(ParagraphEnum::LeadingMode))) {
+    case LeadingMode::Exact:
+        line.leading = static_cast<float>(exact);
+        break;
+    case LeadingMode::AtLeast:
+        line.leading = static_cast<float>(std::max(exact, 1.2 * size));
+        break;
+    default:
+        line.leading = static_cast<float>((leading == 0 ? 1.2 : leading) * size);
+        break;
+    }
+}
+
+Alignment Settle(int value, bool isRightToLeft) {
+    switch (static_cast<Alignment>(value)) {
+    case Alignment::Centre:
+        return Alignment::Centre;
+    case Alignment::Left:
+        return Alignment::Left;
+    case Alignment::Right:
+        return Alignment::Right;
+    case Alignment::End:
+        return isRightToLeft ? Alignment::Left : Alignment::Right;
+    default:
+        return isRightToLeft ? Alignment::Right : Alignment::Left;
+    }
+}
+
+} // namespace
+
+LineIndents GetIndents(ComposedParagraph const& paragraph, bool isFirst) {
+    double start = paragraph.GetLength(ParagraphDouble::LeftIndent);
+    double const end = paragraph.GetLength(ParagraphDouble::RightIndent);
+    if (isFirst)
+        start += paragraph.GetLength(ParagraphDouble::FirstIndent);
+    return paragraph.IsRightToLeft() ? LineIndents{end, start, start} : LineIndents{start, end, start};
+}
+
+LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, LineEnd const& end,
+                   LineMeasure const& measure) {
+    auto const& flags = paragraph.GetFlags();
+    LineData line;
+    line.begin = begin;
+    line.end = end.position;
+    line.endsParagraph = end.position == paragraph.GetText().size();
+    line.visibleEnd = end.position;
+    while (line.visibleEnd > begin && (flags[line.visibleEnd - 1] & CharacterFlag::c_space) != 0)
+        --line.visibleEnd;
+    line.hyphen = end.hyphen && line.visibleEnd > begin;
+    auto const& runs = paragraph.GetRuns();
+    for (std::size_t r = paragraph.FindRun(begin); r != runs.size() && runs[r].begin < line.visibleEnd; ++r)
+        AddRun(line, paragraph, static_cast<std::uint32_t>(r), std::max(begin, runs[r].begin),
+               std::min(line.visibleEnd, runs[r].end));
+    if (line.hyphen)
+        AddHyphen(line, paragraph);
+    auto const indents = GetIndents(paragraph, begin == 0);
+    bool hasTabs = false;
+    for (std::uint32_t i = begin; paragraph.HasTabs() && i != line.visibleEnd; ++i)
+        hasTabs |= (flags[i] & CharacterFlag::c_tab) != 0;
+    if (hasTabs)
+        LayTabs(line, paragraph, indents.start);
+    else if (paragraph.HasRightToLeftRuns())
+        Reorder(line.runs, paragraph);
+    SetHeights(line, paragraph);
+
+    auto const& atts = *paragraph.GetAtts();
+    int wanted = atts.Get(ParagraphEnum::Alignment);
+    bool const isLast = (flags[end.position] & CharacterFlag::c_mustBreakBefore) != 0;
+    bool const isJustified = wanted == static_cast<int>(Alignment::Justify) && !isLast && !measure.endless;
+    if (wanted == static_cast<int>(Alignment::Justify) && isLast)
+        wanted = atts.Get(ParagraphAtt::Enum::LastAlignment);
+    auto const extent = Measure(line, paragraph, line.runs);
+    double const room = measure.width - indents.left - indents.right;
+    line.alignment = Settle(wanted, paragraph.IsRightToLeft());
+    if (isJustified && extent.spaceCount != 0 && !hasTabs) {
+        // Spaces that are too narrow run words together: a line that does not fit hangs over instead.
+        double const extra =
+            std::max((room - extent.width) / extent.spaceCount, -extent.spaces / extent.spaceCount / 3 - 1e-3);
+        line.spaceExtra = static_cast<float>(extra);
+    }
+    SetPositions(line, paragraph);
+    if (isJustified)
+        line.alignment = Alignment::Justify;
+    double const slack = room - line.width;
+    auto const side =
+        isJustified ? Settle(static_cast<int>(Alignment::Start), paragraph.IsRightToLeft()) : line.alignment;
+    line.left = static_cast<float>(indents.left + (side == Alignment::Left     ? 0
+                                                   : side == Alignment::Centre ? slack / 2
+                                                                               : slack));
+    line.runs.shrink_to_fit();
+    line.own.shrink_to_fit();
+    return line;
+}
+
+BrokenLines::~BrokenLines() = default;
+
+BrokenLines::BrokenLines(ComposedParagraphRef composed, std::uint32_t from, LineMeasure const& columnMeasure)
+    : paragraph(std::move(composed)), begin(from), measure(columnMeasure) {
+    auto const& atts = *paragraph->GetAtts();
+    auto const roomOf = [&](bool isFirst) {
+        auto const indents = GetIndents(*paragraph, isFirst);
+        return measure.endless ? std::numeric_limits<double>::infinity() : measure.width - indents.left - indents.right;
+    };
+    bool const isTotalFit = atts.Get(ParagraphEnum::Alignment) == static_cast<int>(Alignment::Justify) &&
+                            atts.Get(ParagraphEnum::Breaking) == static_cast<int>(LineBreaking::TotalFit) &&
+                            !measure.endless && !paragraph->HasTabs();
+    std::vector<LineEnd> ends;
+    if (isTotalFit)
+        ends = FindTotalFit(*paragraph, begin, roomOf(begin == 0), roomOf(false));
+    if (ends.empty()) {
+        GreedyBreaker breaker(*paragraph, begin);
+        while (!breaker.IsAtEnd())
+            ends.push_back(breaker.Next(roomOf(ends.empty() && begin == 0),
+                                        GetIndents(*paragraph, ends.empty() && begin == 0).start));
+    }
+    lines.reserve(ends.size());
+    std::uint32_t at = begin;
+    for (auto const& end : ends) {
+        lines.push_back(BuildLine(*paragraph, at, end, measure));
+        at = end.position;
+    }
+}
+
+std::size_t BrokenLines::GetMemoryUse() const {
+    std::size_t use = sizeof *this + lines.capacity() * sizeof(LineData);
+    for (auto const& line : lines)
+        use += line.runs.capacity() * sizeof(LineRun) + line.own.capacity() * sizeof(ShapedGlyph);
+    return use;
+}
+
+} // namespace Story

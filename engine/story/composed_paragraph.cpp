@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/composed_paragraph.h"
+
+#include "engine/story/break_iterator.h"
+#include "engine/story/itemiser.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Story {
+
+namespace {
+
+// Longer runs are shaped in pieces: shaping takes time beyond proportion for hostile fonts and texts.
+constexpr std::uint32_t c_maximumShapedLength = 4096;
+// Advances beyond so many ems are taken for a lie.
+constexpr double c_maximumAdvance = 100;
+
+} // namespace
+
+ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles)
+    : m_source(std::move(source)),
+      m_atts(styles.Resolve(m_source->GetAtts())),
+      m_lengthScale(std::clamp(m_atts->Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6)) {
+    Expand();
+    Itemise(styles);
+    FindBreaks();
+    ShapeRuns();
+}
+
+ComposedParagraph::~ComposedParagraph() = default;
+
+void ComposedParagraph::Expand() {
+    if (m_source->GetObjects().empty())
+        return;
+    auto const text = m_source->GetText();
+    std::uint32_t done = 0;
+    for (auto const& object : m_source->GetObjects()) {
+        m_text += text.substr(done, object.index + 1 - done);
+        done = object.index + 1;
+        auto const begin = static_cast<std::uint32_t>(m_text.size());
+        auto shown = object.glyph->Expand();
+        std::erase(shown, c_paragraphSeparator);
+        m_text += shown;
+        m_expansions.push_back({begin, static_cast<std::uint32_t>(m_text.size()), IsFillerTextGlyph(*object.glyph)});
+    }
+    m_text += text.substr(done);
+}
+
+std::uint32_t ComposedParagraph::ToSource(std::uint32_t composed) const {
+    std::uint32_t made = 0;
+    for (auto const& expansion : m_expansions) {
+        if (composed < expansion.begin)
+            break;
+        made += std::min(composed + 1, expansion.end) - expansion.begin;
+        if (composed < expansion.end)
+            return expansion.begin - 1 - (made - (composed + 1 - expansion.begin));
+    }
+    return composed - made;
+}
+
+std::uint32_t ComposedParagraph::ToComposed(std::uint32_t source) const {
+    std::uint32_t made = 0;
+    for (auto const& expansion : m_expansions) {
+        if (source + made < expansion.begin)
+            break;
+        made += expansion.end - expansion.begin;
+    }
+    return source + made;
+}
+
+Expansion const* ComposedParagraph::FindExpansion(std::uint32_t composed) const {
+    for (auto const& expansion : m_expansions) {
+        if (composed >= expansion.begin && composed < expansion.end)
+            return &expansion;
+    }
+    return nullptr;
+}
+
+std::size_t ComposedParagraph::FindRun(std::uint32_t composed) const {
+    auto const run = std::upper_bound(m_runs.begin(), m_runs.end(), composed,
+                                      [](std::uint32_t wanted, ShapedRun const& each) { return wanted < each.end; });
+    return static_cast<std::size_t>(std::min(run, std::prev(m_runs.end())) - m_runs.begin());
+}
+
+std::uint32_t ComposedParagraph::FindGlyph(ShapedRun const& run, std::uint32_t composed) const {
+    auto const begin = m_glyphs.begin() + run.glyphBegin;
+    auto const found =
+        std::lower_bound(begin, m_glyphs.begin() + run.glyphEnd, composed,
+                         [](ShapedGlyph const& glyph, std::uint32_t wanted) { return glyph.cluster < wanted; });
+    return static_cast<std::uint32_t>(found - m_glyphs.begin());
+}
+
+void ComposedParagraph::Itemise(StyleSheet const& styles) {
+    auto const text = GetText();
+    m_flags.assign(text.size() + 1, 0);
+    Itemiser itemiser(text, m_atts->Get(ParagraphAtt::Enum::Direction));
+    m_isRightToLeft = itemiser.IsRightToLeft();
+    std::uint32_t begin = 0;
+    for (auto const& run : m_source->GetRuns()) {
+        std::uint32_t const end =
+            run.end == m_source->GetLength() ? static_cast<std::uint32_t>(text.size()) : ToComposed(run.end);
+        itemiser.Itemise(begin, end, TextLook::Get(styles.Resolve(run.atts, m_source->GetAtts())), m_runs, m_flags);
+        begin = end;
+    }
+    for (std::uint32_t i = 0; i != text.size(); ++i)
+        m_hasTabs |= (m_flags[i] & CharacterFlag::c_tab) != 0;
+    for (auto const& run : m_runs)
+        m_hasRightToLeftRuns |= run.IsRightToLeft();
+}
+
+void ComposedParagraph::FindBreaks() {
+    auto const text = GetText();
+    thread_local Utf16Text s_text;
+    s_text.Assign(text);
+    auto* const lines = BreakIterator::Get(UBRK_LINE, m_runs.front().look->languageTag);
+    if (lines != nullptr) {
+        lines->SetText(s_text);
+        for (std::int32_t at = lines->Next(); at != UBRK_DONE; at = lines->Next())
+            m_flags[s_text.ToCodePoints(at)] |= CharacterFlag::c_breakBefore;
+    }
+    for (auto const& run : m_runs) {
+        if (!run.look->noBreak)
+            continue;
+        for (std::uint32_t i = run.begin + 1; i < run.end; ++i)
+            m_flags[i] &= static_cast<std::uint8_t>(~CharacterFlag::c_breakBefore);
+    }
+    // Only a line separator forces a line in this model: other controls that Unicode lets break are shown as nothing.
+    for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+        if (text[i] == c_lineSeparator)
+            m_flags[i + 1] |= CharacterFlag::c_breakBefore | CharacterFlag::c_mustBreakBefore;
+    }
+    m_flags[0] &= static_cast<std::uint8_t>(~CharacterFlag::c_breakBefore);
+    m_flags[text.size()] |= CharacterFlag::c_breakBefore | CharacterFlag::c_mustBreakBefore;
+}
+
+void ComposedParagraph::ShapeRuns() {
+    auto const text = GetText();
+    m_glyphs.reserve(text.size() + text.size() / 16);
+    for (auto& run : m_runs) {
+        run.glyphBegin = static_cast<std::uint32_t>(m_glyphs.size());
+        for (std::uint32_t begin = run.begin; begin != run.end;) {
+            std::uint32_t end = run.end;
+            if (end - begin > c_maximumShapedLength) {
+                end = begin + c_maximumShapedLength;
+                // A piece ends at a break where there is one.
+                std::uint32_t best = end;
+                while (best > begin && (m_flags[best] & CharacterFlag::c_breakBefore) == 0)
+                    --best;
+                end = best > begin ? best : end;
+            }
+            ShapeText(m_glyphs, text, begin, end, run);
+            begin = end;
+        }
+        run.glyphEnd = static_cast<std::uint32_t>(m_glyphs.size());
+        for (std::uint32_t i = run.glyphBegin; i != run.glyphEnd; ++i) {
+            auto& glyph = m_glyphs[i];
+            if (text[glyph.cluster] == U' ' || text[glyph.cluster] == 0xA0)
+                glyph.idAndFlags |= ShapedGlyph::c_stretches;
+        }
+    }
+    m_glyphs.shrink_to_fit();
+}
+
+std::vector<ShapedGlyph> ComposedParagraph::ShapeAgain(ShapedRun const& run, std::uint32_t begin,
+                                                       std::uint32_t end) const {
+    std::vector<ShapedGlyph> glyphs;
+    auto const text = GetText();
+    // Without what stands beyond the line: letters do not join across lines.
+    for (std::uint32_t at = begin; at < end; at += c_maximumShapedLength)
+        ShapeText(glyphs, text.substr(0, end), at, std::min(end, at + c_maximumShapedLength), run);
+    for (auto& glyph : glyphs) {
+        if (text[glyph.cluster] == U' ' || text[glyph.cluster] == 0xA0)
+            glyph.idAndFlags |= ShapedGlyph::c_stretches;
+    }
+    return glyphs;
+}
+
+std::size_t ComposedParagraph::GetMemoryUse() const {
+    return sizeof *this + m_source->GetText().size() * sizeof(char32_t) + m_text.capacity() * sizeof(char32_t) +
+           m_flags.capacity() + m_runs.capacity() * sizeof(ShapedRun) + m_glyphs.capacity() * sizeof(ShapedGlyph);
+}
+
+void ShapeText(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+               ShapedRun const& run) {
+    auto const& look = *run.look;
+    if (run.face == nullptr) {
+        for (std::uint32_t i = begin; i != end; ++i)
+            glyphs.push_back({ShapedGlyph::c_noGlyph, i, 0, 0, 0});
+        return;
+    }
+    struct Destroy {
+        void operator()(hb_buffer_t* buffer) const { hb_buffer_destroy(buffer); }
+    };
+    thread_local std::unique_ptr<hb_buffer_t, Destroy> const s_buffer(hb_buffer_create());
+    auto* const buffer = s_buffer.get();
+    hb_buffer_clear_contents(buffer);
+    hb_buffer_add_utf32(buffer, reinterpret_cast<std::uint32_t const*>(text.data()), static_cast<int>(text.size()),
+                        begin, static_cast<int>(end - begin));
+    hb_buffer_set_direction(buffer, run.IsRightToLeft() ? HB_DIRECTION_RTL : HB_DIRECTION_LTR);
+    hb_buffer_set_script(buffer, run.script);
+    hb_buffer_set_language(buffer, look.language);
+    hb_shape(run.face->GetFont(), buffer, look.features.data(), static_cast<unsigned>(look.features.size()));
+    unsigned count = 0;
+    auto const* const infos = hb_buffer_get_glyph_infos(buffer, &count);
+    auto const* const positions = hb_buffer_get_glyph_positions(buffer, &count);
+    double const unit = look.size / run.face->GetUnitsPerEm();
+    double const unitX = unit * look.horizontalScale;
+    double const limit = c_maximumAdvance * look.size * look.horizontalScale;
+    std::size_t const first = glyphs.size();
+    glyphs.resize(first + count);
+    for (unsigned i = 0; i != count; ++i) {
+        // Kept in logical order: shaping gives runs from right to left in the order of sight.
+        unsigned const from = run.IsRightToLeft() ? count - 1 - i : i;
+        auto& glyph = glyphs[first + i];
+        glyph.idAndFlags = infos[from].codepoint & 0xFFFFFF;
+        if ((hb_glyph_info_get_glyph_flags(infos + from) & HB_GLYPH_FLAG_UNSAFE_TO_BREAK) != 0)
+            glyph.idAndFlags |= ShapedGlyph::c_unsafeToBreak;
+        glyph.cluster = infos[from].cluster;
+        glyph.advance = static_cast<float>(std::clamp(positions[from].x_advance * unitX, -limit, limit));
+        glyph.offsetX = static_cast<float>(std::clamp(positions[from].x_offset * unitX, -limit, limit));
+        glyph.offsetY =
+            static_cast<float>(std::clamp(positions[from].y_offset * unit * look.verticalScale, -limit, limit));
+        bool const endsCluster =
+            i + 1 == count || infos[run.IsRightToLeft() ? from - 1 : from + 1].cluster != infos[from].cluster;
+        if (endsCluster)
+            glyph.advance += static_cast<float>(look.tracking);
+    }
+}
+
+} // namespace Story

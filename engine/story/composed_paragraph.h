@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/story/text_look.h"
+#include "platform/story/composition.h"
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace Story {
+
+// One glyph of a font as shaping placed it. Lengths in text units; y grows upwards as fonts have it.
+struct ShapedGlyph {
+    static constexpr std::uint32_t c_unsafeToBreak = 1u << 31; // a line cannot begin here without shaping again
+    static constexpr std::uint32_t c_stretches = 1u << 30;     // a space that justification widens
+    static constexpr std::uint32_t c_noGlyph = 0xFFFFFF;       // draws nothing
+    std::uint32_t idAndFlags = 0;
+    // Index in the paragraph's composed text of the first character that the glyph belongs to.
+    std::uint32_t cluster = 0;
+    float advance = 0;
+    float offsetX = 0;
+    float offsetY = 0;
+
+    std::uint32_t GetId() const { return idAndFlags & 0xFFFFFF; }
+    bool Has(std::uint32_t flag) const { return (idAndFlags & flag) != 0; }
+};
+
+// Characters that were shaped together.
+struct ShapedRun {
+    std::uint32_t begin = 0, end = 0; // in composed text
+    std::uint32_t glyphBegin = 0, glyphEnd = 0;
+    TextLookRef look;
+    FontFace const* face = nullptr; // kept by the look's fonts, or by the system's; null shows nothing
+    hb_script_t script = HB_SCRIPT_COMMON;
+    std::uint8_t level = 0; // bidirectional embedding level
+    bool IsRightToLeft() const { return (level & 1) != 0; }
+};
+
+// What is known of each character of composed text.
+namespace CharacterFlag {
+inline constexpr std::uint8_t c_breakBefore = 1;     // a line may begin here
+inline constexpr std::uint8_t c_mustBreakBefore = 2; // a line begins here
+inline constexpr std::uint8_t c_space = 4;           // hangs at a line's end
+inline constexpr std::uint8_t c_tab = 8;
+inline constexpr std::uint8_t c_softHyphen = 16;
+inline constexpr std::uint8_t c_control = 32; // shows nothing
+} // namespace CharacterFlag
+
+// Where composed text is not the story's: a stretch that an object expanded to.
+struct Expansion {
+    std::uint32_t begin = 0, end = 0; // in composed text; the object's own character stands at begin - 1
+    bool isFiller = false;
+};
+
+// A paragraph shaped as one endless line: what does not depend on where it stands. Immutable but for its broken lines.
+class ComposedParagraph final : public virtual Kernel::Countable {
+public:
+    ComposedParagraph(ParagraphRef source, StyleSheet const& styles);
+    ~ComposedParagraph() override;
+
+    ParagraphRef const& GetSource() const { return m_source; }
+    // Resolved against the styles.
+    ParagraphAttsRef const& GetAtts() const { return m_atts; }
+    // The text that is shown, objects expanded, the separator at its end included.
+    std::u32string_view GetText() const { return m_expansions.empty() ? m_source->GetText() : m_text; }
+    std::vector<std::uint8_t> const& GetFlags() const { return m_flags; }
+    std::vector<ShapedRun> const& GetRuns() const { return m_runs; }
+    std::vector<ShapedGlyph> const& GetGlyphs() const { return m_glyphs; }
+    std::vector<Expansion> const& GetExpansions() const { return m_expansions; }
+    bool IsRightToLeft() const { return m_isRightToLeft; }
+    bool HasTabs() const { return m_hasTabs; }
+    bool HasRightToLeftRuns() const { return m_hasRightToLeftRuns; }
+    double GetLengthScale() const { return m_lengthScale; }
+    double GetLength(ParagraphAtt::Double att) const { return m_atts->Get(att) * m_lengthScale; }
+
+    // The source index of a composed index, and the other way round. Made characters have that of their object.
+    std::uint32_t ToSource(std::uint32_t composed) const;
+    std::uint32_t ToComposed(std::uint32_t source) const;
+    Expansion const* FindExpansion(std::uint32_t composed) const;
+    // The run that holds a character.
+    std::size_t FindRun(std::uint32_t composed) const;
+    // The first glyph at or behind a character, among a run's.
+    std::uint32_t FindGlyph(ShapedRun const& run, std::uint32_t composed) const;
+
+    // Shapes a stretch of one run by itself, as it must be where a line ends or begins inside it.
+    std::vector<ShapedGlyph> ShapeAgain(ShapedRun const& run, std::uint32_t begin, std::uint32_t end) const;
+    std::size_t GetMemoryUse() const;
+
+private:
+    void Expand();
+    void FindBreaks();
+    void Itemise(StyleSheet const& styles);
+    void ShapeRuns();
+
+    ParagraphRef m_source;
+    ParagraphAttsRef m_atts;
+    std::u32string m_text;
+    std::vector<Expansion> m_expansions;
+    std::vector<std::uint8_t> m_flags;
+    std::vector<ShapedRun> m_runs;
+    std::vector<ShapedGlyph> m_glyphs;
+    double m_lengthScale = 1;
+    bool m_isRightToLeft = false;
+    bool m_hasTabs = false;
+    bool m_hasRightToLeftRuns = false;
+};
+using ComposedParagraphRef = Kernel::Counted<ComposedParagraph const>;
+
+// Appends the glyphs of a stretch of text, in logical order.
+void ShapeText(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+               ShapedRun const& run);
+
+} // namespace Story

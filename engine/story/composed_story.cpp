@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/composer.h"
+
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+
+namespace Story {
+
+// LinePart
+
+LinePart::LinePart(BrokenLinesRef lines, std::uint32_t line, Kernel::PointT<double> origin,
+                   std::uint32_t paragraphBegin, bool isStoryEnd)
+    : m_lines(std::move(lines)),
+      m_origin(origin),
+      m_line(line),
+      m_paragraphBegin(paragraphBegin),
+      m_isStoryEnd(isStoryEnd) {}
+LinePart::LinePart(LinePart const&) = default;
+LinePart::LinePart(LinePart&&) noexcept = default;
+LinePart& LinePart::operator=(LinePart const&) = default;
+LinePart::~LinePart() = default;
+
+LineData const& LinePart::GetData() const { return m_lines->lines[m_line]; }
+ComposedParagraph const& LinePart::GetParagraph() const { return *m_lines->paragraph; }
+
+// A made hyphen stands behind the last visible glyph.
+std::uint32_t LinePart::GetSize() const {
+    auto const& line = GetData();
+    return line.end - line.begin + (line.hyphen ? 1 : 0);
+}
+
+namespace {
+
+// The index in composed text of a line's glyph; false for the made hyphen.
+bool ToComposedIndex(LineData const& line, std::uint32_t index, std::uint32_t& composed) {
+    composed = line.begin + index;
+    if (!line.hyphen || composed < line.visibleEnd)
+        return true;
+    if (composed == line.visibleEnd) {
+        composed = line.visibleEnd - 1;
+        return false;
+    }
+    --composed;
+    return true;
+}
+
+} // namespace
+
+unsigned LinePart::GetCompositionFlags(std::uint32_t index) const {
+    using namespace CompositionFlag;
+    auto const& line = GetData();
+    auto const& paragraph = GetParagraph();
+    std::uint32_t at = 0;
+    if (!ToComposedIndex(line, index, at))
+        return c_made | c_madeText;
+    unsigned flags = 0;
+    if (auto const* expansion = paragraph.FindExpansion(at))
+        flags |= c_made | (expansion->isFiller ? c_fillerText : c_madeText);
+    char32_t const c = paragraph.GetText()[at];
+    bool const isEnd = at + 1 == paragraph.GetText().size();
+    if (isEnd && m_isStoryEnd)
+        flags |= c_storyEnd;
+    bool const isControl = (paragraph.GetFlags()[at] & CharacterFlag::c_control) != 0;
+    if (isControl && !isEnd && c != c_lineSeparator)
+        flags |= c_hidden;
+    else if (!isControl && at >= line.visibleEnd)
+        flags |= c_hanging;
+    return flags;
+}
+
+char32_t LinePart::GetCharacter(std::uint32_t index) const {
+    std::uint32_t at = 0;
+    if (!ToComposedIndex(GetData(), index, at))
+        return 0x2010;
+    return GetParagraph().GetText()[at];
+}
+
+Kernel::Counted<Glyph const> LinePart::GetGlyph(std::uint32_t index) const {
+    if (!IsSource(index))
+        return Kernel::MakeCounted<CharacterGlyph>(GetCharacter(index));
+    std::uint32_t at = 0;
+    ToComposedIndex(GetData(), index, at);
+    return GetParagraph().GetSource()->GetGlyph(GetParagraph().ToSource(at));
+}
+
+GlyphAttsRef LinePart::GetGlyphAtts(std::uint32_t index) const {
+    std::uint32_t at = 0;
+    ToComposedIndex(GetData(), index, at);
+    return GetParagraph().GetSource()->GetGlyphAtts(GetParagraph().ToSource(at));
+}
+
+ParagraphAttsRef LinePart::GetParagraphAtts() const { return GetParagraph().GetSource()->GetAtts(); }
+
+bool LinePart::IsHardBreak(bool orParagraphEnd) const {
+    auto const& line = GetData();
+    if (line.endsParagraph)
+        return orParagraphEnd;
+    return line.end > line.begin && GetParagraph().GetText()[line.end - 1] == c_lineSeparator;
+}
+
+StoryRange LinePart::GetRange() const {
+    auto const& line = GetData();
+    auto const& paragraph = GetParagraph();
+    std::uint32_t const end = line.endsParagraph ? paragraph.GetSource()->GetLength() : paragraph.ToSource(line.end);
+    return {m_paragraphBegin + paragraph.ToSource(line.begin), m_paragraphBegin + end};
+}
+
+double LinePart::GetWidth() const { return GetData().width; }
+double LinePart::GetAscent() const { return GetData().ascent; }
+double LinePart::GetDescent() const { return GetData().descent; }
+double LinePart::GetSpaceExtra() const { return GetData().spaceExtra; }
+bool LinePart::IsRightToLeft() const { return GetParagraph().IsRightToLeft(); }
+Alignment LinePart::GetAlignment() const { return GetData().alignment; }
+
+Kernel::PointT<double> ComposedColumn::GetArtOrigin() const {
+    if (m_lines.empty())
+        return {m_rect.left, m_rect.top};
+    auto const& first = m_lines.front();
+    auto alignment = first.GetAlignment();
+    if (alignment == Alignment::Justify)
+        alignment = first.IsRightToLeft() ? Alignment::Right : Alignment::Left;
+    double const x = alignment == Alignment::Left     ? m_rect.left
+                     : alignment == Alignment::Centre ? (m_rect.left + m_rect.right) / 2
+                                                      : m_rect.right;
+    return {x, first.GetOrigin().y};
+}
+
+Kernel::RectT<double> ComposedFrame::GetTextBounds() const {
+    Kernel::RectT<double> bounds;
+    for (auto const& column : m_columns) {
+        for (auto const& line : *column) {
+            auto const origin = line.GetOrigin();
+            bounds = bounds.United(
+                {origin.x, origin.y - line.GetAscent(), origin.x + line.GetWidth(), origin.y + line.GetDescent()});
+        }
+    }
+    return bounds;
+}
+
+// ComposedStory
+
+struct ComposedStory::State {
+    std::mutex mutex;
+    std::shared_ptr<ParagraphCache> cache;
+    std::vector<ComposedFramePtr> frames;
+    // Before each frame that is composed, and behind the last of them.
+    std::vector<Cursor> cursors;
+    std::size_t reused = 0;
+};
+
+ComposedStory::ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> styleSheet,
+                             std::vector<FrameGeometry> frames, Kernel::Counted<ComposedStory> earlier)
+    : m_story(std::move(story)),
+      m_styleSheet(styleSheet ? std::move(styleSheet) : StyleSheet::GetEmpty()),
+      m_geometries(std::move(frames)),
+      m_state(std::make_unique<State>()) {
+    m_state->cursors.emplace_back();
+    if (!earlier || earlier->m_styleSheet != m_styleSheet) {
+        m_state->cache = std::make_shared<ParagraphCache>();
+        return;
+    }
+    std::lock_guard const lock(earlier->m_state->mutex);
+    m_state->cache = earlier->m_state->cache;
+    m_state->cache->DropUnused(*m_story);
+    // A frame depends on the paragraphs up to the one that the next frame begins with.
+    std::size_t const common =
+        earlier->m_story == m_story ? m_story->GetParagraphCount() + 1 : m_story->CountCommonPrefix(*earlier->m_story);
+    auto const& before = *earlier->m_state;
+    // The last paragraph's separator belongs to the story; where paragraphs follow now, it is one among others.
+    bool const sameEnd = earlier->m_story == m_story;
+    for (std::size_t i = 0; i != std::min(before.frames.size(), m_geometries.size()); ++i) {
+        bool const isReached = before.cursors[i + 1].paragraph >= common;
+        if (isReached && !sameEnd)
+            break;
+        if (!(earlier->m_geometries[i] == m_geometries[i]))
+            break;
+        m_state->frames.push_back(before.frames[i]);
+        m_state->cursors.push_back(before.cursors[i + 1]);
+    }
+    m_state->reused = m_state->frames.size();
+}
+
+ComposedStory::~ComposedStory() = default;
+
+ComposedFramePtr ComposedStory::GetFrame(std::size_t index) {
+    if (index >= m_geometries.size())
+        throw Kernel::Exception("the text has no such frame");
+    std::lock_guard const lock(m_state->mutex);
+    ParagraphSource paragraphs(*m_story, *m_styleSheet, *m_state->cache);
+    while (m_state->frames.size() <= index) {
+        Cursor cursor = m_state->cursors.back();
+        FrameComposer composer(paragraphs, *m_story, m_geometries[m_state->frames.size()]);
+        auto frame = composer.Compose(cursor);
+        frame->m_styleSheet = m_styleSheet;
+        m_state->frames.push_back(std::move(frame));
+        m_state->cursors.push_back(std::move(cursor));
+    }
+    return m_state->frames[index];
+}
+
+void ComposedStory::Compose(CompositionEndConditions const& conditions) {
+    for (std::size_t i = 0; i != m_geometries.size(); ++i) {
+        auto const frame = GetFrame(i);
+        if (conditions.GetEnd() && frame->GetRange().end >= *conditions.GetEnd())
+            return;
+    }
+}
+
+std::uint32_t ComposedStory::GetOverflowBegin() {
+    if (m_geometries.empty())
+        return 0;
+    return GetFrame(m_geometries.size() - 1)->GetRange().end;
+}
+
+std::size_t ComposedStory::GetReusedFrameCount() const { return m_state->reused; }
+std::size_t ComposedStory::GetMemoryUse() const { return m_state->cache->GetMemoryUse(); }
+
+} // namespace Story

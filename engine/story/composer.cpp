@@ -1,0 +1,314 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/composer.h"
+
+#include "engine/story/wrap_shapes.h"
+#include "platform/kernel/dispatch.h"
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Story {
+
+namespace {
+
+constexpr double c_slack = 1e-6;
+// Paragraphs that are shaped ahead in one go, so that threads have work.
+constexpr std::size_t c_batch = 64;
+
+} // namespace
+
+// ParagraphCache
+
+ParagraphCache::Entry ParagraphCache::Find(Paragraph const& paragraph) {
+    std::lock_guard const lock(m_mutex);
+    auto const found = m_entries.find(&paragraph);
+    return found == m_entries.end() ? Entry() : found->second;
+}
+
+void ParagraphCache::Put(ComposedParagraphRef const& composed, BrokenLinesRef const& lines) {
+    std::lock_guard const lock(m_mutex);
+    auto& entry = m_entries[composed->GetSource().get()];
+    entry.composed = composed;
+    if (lines)
+        entry.lines = lines;
+}
+
+void ParagraphCache::DropUnused(Story const& story) {
+    std::lock_guard const lock(m_mutex);
+    if (m_entries.size() <= 2 * story.GetParagraphCount() + 256)
+        return;
+    std::unordered_map<Paragraph const*, Entry> kept;
+    for (std::size_t i = 0; i != story.GetParagraphCount(); ++i) {
+        if (auto const found = m_entries.find(story.GetParagraph(i).get()); found != m_entries.end())
+            kept.insert(*found);
+    }
+    m_entries = std::move(kept);
+}
+
+std::size_t ParagraphCache::GetMemoryUse() {
+    std::lock_guard const lock(m_mutex);
+    std::size_t use = 0;
+    for (auto const& [paragraph, entry] : m_entries)
+        use += entry.composed->GetMemoryUse() + (entry.lines ? entry.lines->GetMemoryUse() : 0);
+    return use;
+}
+
+BrokenLinesRef ParagraphSource::GetLines(std::size_t index, std::uint32_t begin, LineMeasure const& measure) {
+    auto const& paragraph = *m_story.GetParagraph(index);
+    auto entry = m_cache.Find(paragraph);
+    if (entry.lines && entry.lines->begin == begin && entry.lines->measure == measure)
+        return entry.lines;
+    if (!entry.composed) {
+        Prepare(index, measure);
+        entry = m_cache.Find(paragraph);
+        if (entry.lines && entry.lines->begin == begin && entry.lines->measure == measure)
+            return entry.lines;
+    }
+    auto lines = Kernel::MakeCounted<BrokenLines>(entry.composed, begin, measure);
+    if (begin == 0)
+        m_cache.Put(entry.composed, lines);
+    return lines;
+}
+
+ComposedParagraphRef ParagraphSource::GetParagraph(std::size_t index) {
+    auto const& paragraph = m_story.GetParagraph(index);
+    if (auto const entry = m_cache.Find(*paragraph); entry.composed)
+        return entry.composed;
+    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles);
+    m_cache.Put(composed, {});
+    return composed;
+}
+
+// The paragraph and those behind it that are not known yet, a batch at most.
+void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
+    std::vector<ParagraphRef> missing;
+    std::uint64_t length = 0;
+    for (std::size_t i = index; i != std::min(index + c_batch, m_story.GetParagraphCount()); ++i) {
+        auto const& paragraph = m_story.GetParagraph(i);
+        if (m_cache.Find(*paragraph).composed)
+            break;
+        missing.push_back(paragraph);
+        length += paragraph->GetLength();
+        if (length > c_maximumBatchLength)
+            break;
+    }
+    auto const make = [&](std::size_t i) {
+        auto const composed = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles);
+        m_cache.Put(composed, Kernel::MakeCounted<BrokenLines>(composed, 0u, measure));
+    };
+    if (missing.size() == 1)
+        make(0);
+    else
+        Kernel::ParallelFor(missing.size(), make);
+}
+
+// FrameComposer
+
+FrameComposer::FrameComposer(ParagraphSource& paragraphs, Story const& story, FrameGeometry const& geometry)
+    : m_paragraphs(paragraphs), m_story(story), m_geometry(geometry) {}
+
+Kernel::Counted<ComposedFrame> FrameComposer::Compose(Cursor& cursor) {
+    auto frame = Kernel::MakeCounted<ComposedFrame>();
+    frame->m_geometry = m_geometry;
+    frame->m_range.begin = GetIndex(cursor);
+    if (m_geometry.artOrigin) {
+        auto const& origin = *m_geometry.artOrigin;
+        FillColumn(cursor, {origin.x, origin.y, origin.x, origin.y}, *frame);
+    }
+    for (auto const& column : m_geometry.columns)
+        FillColumn(cursor, column, *frame);
+    frame->m_range.end = GetIndex(cursor);
+    return frame;
+}
+
+std::uint32_t FrameComposer::GetIndex(Cursor const& cursor) const {
+    if (cursor.paragraph >= m_story.GetParagraphCount())
+        return m_story.GetLength();
+    std::uint32_t const begin = m_story.GetParagraphBegin(cursor.paragraph);
+    if (cursor.begin == 0)
+        return begin;
+    return begin + m_paragraphs.GetParagraph(cursor.paragraph)->ToSource(cursor.begin);
+}
+
+double FrameComposer::SnapToGrid(double baseline, ComposedParagraph const& paragraph) const {
+    bool const isOn = m_geometry.gridSpacing > 0 && paragraph.GetAtts()->Get(ParagraphAtt::Enum::BaselineGrid) != 0;
+    if (!isOn)
+        return baseline;
+    double const steps = std::ceil((baseline - m_geometry.gridStart) / m_geometry.gridSpacing - c_slack);
+    return m_geometry.gridStart + steps * m_geometry.gridSpacing;
+}
+
+// Where a line's baseline comes when it is put below what the column has. `space` is left before it.
+double FrameComposer::GetBaseline(LineData const& line, ComposedParagraph const& paragraph, double space) const {
+    if (m_geometry.artOrigin && m_column->m_lines.empty())
+        return m_column->m_rect.top;
+    if (m_column->m_lines.empty())
+        return SnapToGrid(m_column->m_rect.top + line.ascent, paragraph);
+    return SnapToGrid(m_baseline + line.leading + space, paragraph);
+}
+
+bool FrameComposer::Fits(LineData const& line, double baseline) const {
+    return m_geometry.artOrigin || baseline + line.descent <= m_column->m_rect.bottom + c_slack;
+}
+
+void FrameComposer::Place(BrokenLinesRef const& lines, std::uint32_t index, double left, double baseline,
+                          std::size_t paragraph) {
+    bool const isStoryEnd = paragraph + 1 == m_story.GetParagraphCount();
+    m_column->m_lines.emplace_back(lines, index, Kernel::PointT<double>{left + lines->lines[index].left, baseline},
+                                   m_story.GetParagraphBegin(paragraph), isStoryEnd);
+    m_baseline = baseline;
+}
+
+void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect, ComposedFrame& frame) {
+    auto column = Kernel::MakeCounted<ComposedColumn>();
+    m_column = column.get();
+    column->m_rect = rect;
+    m_baseline = rect.top;
+    m_spaceAfter = 0;
+    // Where the column would end if the last paragraph went on into the next one; see KeepWithNext.
+    Cursor keepFrom = cursor;
+    std::size_t keepCount = 0;
+    while (cursor.paragraph < m_story.GetParagraphCount()) {
+        auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
+        bool const isAtBegin = cursor.begin == 0;
+        std::size_t const placedBefore = column->m_lines.size();
+        if (isAtBegin && !m_keepsWithPrevious) {
+            keepFrom = cursor;
+            keepCount = placedBefore;
+        }
+        bool const isDone = m_geometry.wrapShapes.empty() || m_geometry.artOrigin ? FillFromParagraph(cursor)
+                                                                                  : FillAroundShapes(cursor);
+        if (!isDone) {
+            bool const movesAlong = m_keepsWithPrevious && column->m_lines.size() == placedBefore && keepCount != 0;
+            if (movesAlong) {
+                column->m_lines.erase(column->m_lines.begin() + static_cast<std::ptrdiff_t>(keepCount),
+                                      column->m_lines.end());
+                cursor = keepFrom;
+            }
+            break;
+        }
+        m_spaceAfter = composed->GetLength(ParagraphAtt::Double::SpaceAfter);
+        m_keepsWithPrevious = composed->GetAtts()->Get(ParagraphAtt::Enum::KeepWithNext) != 0;
+        cursor = {cursor.paragraph + 1, 0, {}, 0};
+    }
+    m_keepsWithPrevious = false;
+    AlignVertically(*column, cursor.paragraph >= m_story.GetParagraphCount());
+    frame.m_columns.push_back(std::move(column));
+}
+
+// Puts lines of the cursor's paragraph into the column. False when some are left, at which the cursor then stands.
+bool FrameComposer::FillFromParagraph(Cursor& cursor) {
+    LineMeasure const measure{m_column->m_rect.GetWidth(), m_geometry.artOrigin.has_value()};
+    if (!cursor.lines || !(cursor.lines->measure == measure)) {
+        cursor.lines = m_paragraphs.GetLines(cursor.paragraph, cursor.begin, measure);
+        cursor.line = 0;
+    }
+    auto const& paragraph = *cursor.lines->paragraph;
+    auto const& lines = cursor.lines->lines;
+    auto const count = static_cast<std::uint32_t>(lines.size());
+    bool const isColumnEmpty = m_column->m_lines.empty();
+    double const space = cursor.begin == 0 ? m_spaceAfter + paragraph.GetLength(ParagraphAtt::Double::SpaceBefore) : 0;
+    std::uint32_t fitting = cursor.line;
+    double baseline = m_baseline;
+    for (; fitting != count; ++fitting) {
+        auto const& line = lines[fitting];
+        bool const isFirstPlaced = fitting == cursor.line;
+        double const next =
+            isFirstPlaced ? GetBaseline(line, paragraph, space) : SnapToGrid(baseline + line.leading, paragraph);
+        if (!Fits(line, next))
+            break;
+        baseline = next;
+    }
+    std::uint32_t const end = fitting == count ? count : KeepLinesTogether(cursor, fitting, count, isColumnEmpty);
+    for (std::uint32_t i = cursor.line; i != end; ++i) {
+        bool const isFirstPlaced = i == cursor.line;
+        double const next = isFirstPlaced ? GetBaseline(lines[i], paragraph, space)
+                                          : SnapToGrid(m_baseline + lines[i].leading, paragraph);
+        Place(cursor.lines, i, m_column->m_rect.left, next, cursor.paragraph);
+    }
+    if (end == count)
+        return true;
+    cursor.line = end;
+    cursor.begin = lines[end].begin;
+    return false;
+}
+
+// How far a paragraph that does not fit is filled in, so that neither its first nor its last lines stand alone.
+std::uint32_t FrameComposer::KeepLinesTogether(Cursor const& cursor, std::uint32_t fitting, std::uint32_t count,
+                                               bool isColumnEmpty) const {
+    auto const& atts = *cursor.lines->paragraph->GetAtts();
+    auto const least = [&](ParagraphAtt::Enum att) {
+        return static_cast<std::uint32_t>(std::clamp(atts.Get(att), 1, 100));
+    };
+    std::uint32_t end = fitting;
+    if (count - end < least(ParagraphAtt::Enum::Widows))
+        end = std::max(cursor.line, count - std::min(count, least(ParagraphAtt::Enum::Widows)));
+    end = std::min(end, fitting);
+    if (cursor.begin == 0 && end - cursor.line < least(ParagraphAtt::Enum::Orphans))
+        end = cursor.line;
+    // A column must take something: one that cannot keep the rules breaks them.
+    return end == cursor.line && isColumnEmpty ? fitting : end;
+}
+
+// The same line by line, each in the widest room that the shapes leave.
+bool FrameComposer::FillAroundShapes(Cursor& cursor) {
+    auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
+    auto const& rect = m_column->m_rect;
+    auto lines = Kernel::MakeCounted<BrokenLines>(composed);
+    lines->begin = cursor.begin;
+    lines->measure = {-1, false};
+    GreedyBreaker breaker(*composed, cursor.begin);
+    auto const& look = *composed->GetRuns().front().look;
+    // The least height and width that a line is tried in.
+    double const step = std::max(look.size * 0.25, rect.GetHeight() * 1e-4 + 1e-9);
+    double const leastWidth = look.size;
+    double space = cursor.begin == 0 ? m_spaceAfter + composed->GetLength(ParagraphAtt::Double::SpaceBefore) : 0;
+    std::uint32_t at = cursor.begin;
+    cursor.lines = {};
+    while (!breaker.IsAtEnd()) {
+        auto const indents = GetIndents(*composed, at == 0);
+        // The heights of the line come from its text, and its text from the room: a look ahead at the endless line.
+        auto const probe = BuildLine(*composed, at, {composed->GetFlags().size() > at + 1 ? at + 1 : at, false}, {});
+        double baseline = GetBaseline(probe, *composed, space);
+        Interval room;
+        for (;; baseline += step) {
+            if (!Fits(probe, baseline)) {
+                cursor.begin = at;
+                return false;
+            }
+            room = FindWidestRoom(m_geometry.wrapShapes, {rect.left, rect.right}, baseline - probe.ascent,
+                                  baseline + probe.descent);
+            if (room.GetWidth() - indents.left - indents.right >= leastWidth || room.GetWidth() >= rect.GetWidth())
+                break;
+        }
+        auto const end = breaker.Next(room.GetWidth() - indents.left - indents.right, indents.start);
+        lines->lines.push_back(BuildLine(*composed, at, end, {room.GetWidth(), false}));
+        Place(lines, static_cast<std::uint32_t>(lines->lines.size()) - 1, room.begin, baseline, cursor.paragraph);
+        at = end.position;
+        space = 0;
+    }
+    return true;
+}
+
+void FrameComposer::AlignVertically(ComposedColumn& column, bool isStoryEnd) const {
+    if (column.m_lines.empty() || m_geometry.artOrigin || m_geometry.verticalAlignment == VerticalAlignment::Top)
+        return;
+    auto const& last = column.m_lines.back();
+    double const room = column.m_rect.bottom - last.GetOrigin().y - last.GetDescent();
+    if (!(room > 0))
+        return;
+    double shift = m_geometry.verticalAlignment == VerticalAlignment::Centre   ? room / 2
+                   : m_geometry.verticalAlignment == VerticalAlignment::Bottom ? room
+                                                                               : 0;
+    // Only a column that is full is spread out.
+    bool const spreads = m_geometry.verticalAlignment == VerticalAlignment::Justify && !isStoryEnd;
+    double const step =
+        spreads && column.m_lines.size() > 1 ? room / static_cast<double>(column.m_lines.size() - 1) : 0;
+    for (auto& line : column.m_lines) {
+        line.SetOrigin({line.GetOrigin().x, line.GetOrigin().y + shift});
+        shift += step;
+    }
+}
+
+} // namespace Story

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/story/broken_lines.h"
+#include "platform/story/composition.h"
+
+#include <mutex>
+#include <unordered_map>
+
+namespace Story {
+
+// What was found out about paragraphs, for all versions of a story. Safe from any thread.
+class ParagraphCache {
+public:
+    struct Entry {
+        ComposedParagraphRef composed;
+        // From the beginning, for the measure that was last asked for.
+        BrokenLinesRef lines;
+    };
+    // Empty when the paragraph is not known.
+    Entry Find(Paragraph const& paragraph);
+    void Put(ComposedParagraphRef const& composed, BrokenLinesRef const& lines);
+    // Forgets paragraphs of other stories when they have become many.
+    void DropUnused(Story const& story);
+    std::size_t GetMemoryUse();
+
+private:
+    std::mutex m_mutex;
+    // The entries keep their keys alive.
+    std::unordered_map<Paragraph const*, Entry> m_entries;
+};
+
+// The paragraphs of one story, shaped and broken when they are asked for.
+class ParagraphSource {
+public:
+    ParagraphSource(Story const& story, StyleSheet const& styles, ParagraphCache& cache)
+        : m_story(story), m_styles(styles), m_cache(cache) {}
+    ComposedParagraphRef GetParagraph(std::size_t index);
+    BrokenLinesRef GetLines(std::size_t index, std::uint32_t begin, LineMeasure const& measure);
+
+private:
+    // Characters that are shaped ahead at most.
+    static constexpr std::uint64_t c_maximumBatchLength = 1 << 18;
+    void Prepare(std::size_t index, LineMeasure const& measure);
+
+    Story const& m_story;
+    StyleSheet const& m_styles;
+    ParagraphCache& m_cache;
+};
+
+// Where in a story the next line stands.
+struct Cursor {
+    std::size_t paragraph = 0;
+    std::uint32_t begin = 0; // in composed text
+    // Lines that were broken already, and the next of them; may be empty.
+    BrokenLinesRef lines;
+    std::uint32_t line = 0;
+};
+
+// Fills one frame.
+class FrameComposer {
+public:
+    FrameComposer(ParagraphSource& paragraphs, Story const& story, FrameGeometry const& geometry);
+    // Moves the cursor behind what found a place.
+    Kernel::Counted<ComposedFrame> Compose(Cursor& cursor);
+
+private:
+    std::uint32_t GetIndex(Cursor const& cursor) const;
+    double SnapToGrid(double baseline, ComposedParagraph const& paragraph) const;
+    double GetBaseline(LineData const& line, ComposedParagraph const& paragraph, double space) const;
+    bool Fits(LineData const& line, double baseline) const;
+    void Place(BrokenLinesRef const& lines, std::uint32_t index, double left, double baseline, std::size_t paragraph);
+    void FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect, ComposedFrame& frame);
+    bool FillFromParagraph(Cursor& cursor);
+    std::uint32_t KeepLinesTogether(Cursor const& cursor, std::uint32_t fitting, std::uint32_t count,
+                                    bool isColumnEmpty) const;
+    bool FillAroundShapes(Cursor& cursor);
+    void AlignVertically(ComposedColumn& column, bool isStoryEnd) const;
+
+    ParagraphSource& m_paragraphs;
+    Story const& m_story;
+    FrameGeometry const& m_geometry;
+    ComposedColumn* m_column = nullptr;
+    double m_baseline = 0;
+    double m_spaceAfter = 0;
+    bool m_keepsWithPrevious = false;
+};
+
+} // namespace Story

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/font.h"
+#include "platform/story/composition.h"
+
+#include <algorithm>
+#include <fontconfig/fontconfig.h>
+#include <map>
+#include <string_view>
+
+namespace Story {
+
+namespace {
+
+struct DestroyPattern {
+    void operator()(FcPattern* pattern) const { FcPatternDestroy(pattern); }
+};
+using Pattern = std::unique_ptr<FcPattern, DestroyPattern>;
+
+FcChar8 const* Bytes(std::string const& text) { return reinterpret_cast<FcChar8 const*>(text.c_str()); }
+
+std::string Trimmed(std::string_view text) {
+    auto const isFringe = [](char c) { return c == ' ' || c == '\t' || c == '"' || c == '\''; };
+    while (!text.empty() && isFringe(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isFringe(text.back()))
+        text.remove_suffix(1);
+    return std::string(text);
+}
+
+std::vector<std::string> SplitFamilies(std::string_view families) {
+    std::vector<std::string> names;
+    while (!families.empty()) {
+        auto const comma = std::min(families.find(','), families.size());
+        if (auto name = Trimmed(families.substr(0, comma)); !name.empty())
+            names.push_back(std::move(name));
+        families.remove_prefix(std::min(comma + 1, families.size()));
+    }
+    return names;
+}
+
+bool IsGeneric(std::string const& name) {
+    static constexpr std::string_view c_generic[] = {"serif",        "sans-serif",   "sans",      "monospace",
+                                                     "cursive",      "fantasy",      "system-ui", "ui-serif",
+                                                     "ui-monospace", "ui-sans-serif"};
+    return std::find(std::begin(c_generic), std::end(c_generic), name) != std::end(c_generic);
+}
+
+// The fonts of this system, as fontconfig lists them when they are first asked for.
+class SystemFonts {
+public:
+    static SystemFonts& Get() {
+        // Never destroyed: text may be drawn by destructors at exit.
+        static auto& s_fonts = *new SystemFonts;
+        return s_fonts;
+    }
+    std::mutex& GetMutex() { return m_mutex; }
+
+    Pattern MakePattern(FontQuery const& query, std::string const& family) {
+        Pattern pattern(FcPatternCreate());
+        if (!family.empty())
+            FcPatternAddString(pattern.get(), FC_FAMILY, Bytes(family));
+        FcPatternAddString(pattern.get(), FC_LANG, Bytes(query.language));
+        FcPatternAddDouble(pattern.get(), FC_WEIGHT, FcWeightFromOpenTypeDouble(query.weight));
+        FcPatternAddDouble(pattern.get(), FC_WIDTH, query.width);
+        FcPatternAddInteger(pattern.get(), FC_SLANT, query.italic ? FC_SLANT_ITALIC : FC_SLANT_ROMAN);
+        FcPatternAddBool(pattern.get(), FC_SCALABLE, FcTrue);
+        FcPatternAddBool(pattern.get(), FC_OUTLINE, FcTrue);
+        FcConfigSubstitute(m_config, pattern.get(), FcMatchPattern);
+        FcDefaultSubstitute(pattern.get());
+        return pattern;
+    }
+
+    Pattern Match(FcPattern* pattern) {
+        FcResult result{};
+        return Pattern(FcFontMatch(m_config, pattern, &result));
+    }
+    std::unique_ptr<FcFontSet, void (*)(FcFontSet*)> Sort(FcPattern* pattern) {
+        FcResult result{};
+        return {FcFontSort(m_config, pattern, FcTrue, nullptr, &result), [](FcFontSet* set) {
+                    if (set != nullptr)
+                        FcFontSetDestroy(set);
+                }};
+    }
+
+    FontFaceRef Open(FcPattern* pattern) {
+        FcChar8* file = nullptr;
+        int index = 0;
+        if (pattern == nullptr || FcPatternGetString(pattern, FC_FILE, 0, &file) != FcResultMatch)
+            return {};
+        FcPatternGetInteger(pattern, FC_INDEX, 0, &index);
+        std::pair const key(std::string(reinterpret_cast<char const*>(file)), index);
+        auto found = m_faces.find(key);
+        if (found == m_faces.end())
+            found = m_faces.emplace(key, FontFace::Load(key.first, static_cast<unsigned>(index))).first;
+        return found->second;
+    }
+
+    static bool HasFamily(FcPattern* pattern, std::string const& family) {
+        FcChar8* name = nullptr;
+        for (int i = 0; FcPatternGetString(pattern, FC_FAMILY, i, &name) == FcResultMatch; ++i) {
+            if (FcStrCmpIgnoreCase(name, Bytes(family)) == 0)
+                return true;
+        }
+        return false;
+    }
+
+    void NoteMissing(std::string const& family) {
+        if (std::find(m_missing.begin(), m_missing.end(), family) == m_missing.end() && m_missing.size() < 1000)
+            m_missing.push_back(family);
+    }
+    std::vector<std::string> const& GetMissing() const { return m_missing; }
+    std::map<FontQuery, Kernel::Counted<FontStack const>>& GetStacks() { return m_stacks; }
+
+private:
+    SystemFonts() : m_config(FcInitLoadConfigAndFonts()) {}
+    std::mutex m_mutex;
+    FcConfig* m_config;
+    std::map<std::pair<std::string, int>, FontFaceRef> m_faces;
+    std::map<FontQuery, Kernel::Counted<FontStack const>> m_stacks;
+    std::vector<std::string> m_missing;
+};
+
+} // namespace
+
+// Faces for characters that the primary one lacks, best first; opened when a character is looked for.
+struct FontStack::Fallback {
+    struct Candidate {
+        FcCharSet* characters = nullptr;
+        FcPattern* pattern = nullptr;
+        bool isOpened = false;
+        FontFaceRef face;
+    };
+    FontQuery query;
+    bool isSorted = false;
+    std::unique_ptr<FcFontSet, void (*)(FcFontSet*)> set{nullptr, nullptr};
+    std::vector<Candidate> candidates;
+    std::map<std::pair<char32_t, char32_t>, FontFace const*> answers;
+
+    void Sort(SystemFonts& fonts) {
+        isSorted = true;
+        set = fonts.Sort(fonts
+                             .MakePattern(query, SplitFamilies(query.families).empty()
+                                                     ? "serif"
+                                                     : SplitFamilies(query.families).front())
+                             .get());
+        if (!set)
+            return;
+        for (int i = 0; i != set->nfont; ++i) {
+            Candidate candidate;
+            candidate.pattern = set->fonts[i];
+            FcBool isOutline = FcTrue;
+            FcPatternGetBool(candidate.pattern, FC_OUTLINE, 0, &isOutline);
+            if (isOutline == FcTrue &&
+                FcPatternGetCharSet(candidate.pattern, FC_CHARSET, 0, &candidate.characters) == FcResultMatch)
+                candidates.push_back(candidate);
+        }
+    }
+
+    FontFace const* Find(SystemFonts& fonts, char32_t c, char32_t mark) {
+        if (!isSorted)
+            Sort(fonts);
+        for (auto& candidate : candidates) {
+            if (FcCharSetHasChar(candidate.characters, c) == FcFalse ||
+                (mark != 0 && FcCharSetHasChar(candidate.characters, mark) == FcFalse))
+                continue;
+            if (!candidate.isOpened)
+                candidate.face = fonts.Open(candidate.pattern);
+            candidate.isOpened = true;
+            // The list of characters may be older than the file.
+            if (candidate.face && candidate.face->HasCharacter(c) && (mark == 0 || candidate.face->HasCharacter(mark)))
+                return candidate.face.get();
+        }
+        return nullptr;
+    }
+};
+
+Kernel::Counted<FontStack const> FontStack::Get(FontQuery const& query) {
+    // Queries come from documents: a forged one must not fill the memory with them.
+    constexpr std::size_t c_maximumCount = 1000;
+    auto& fonts = SystemFonts::Get();
+    std::lock_guard const lock(fonts.GetMutex());
+    auto& stacks = fonts.GetStacks();
+    if (auto const found = stacks.find(query); found != stacks.end())
+        return found->second;
+    if (stacks.size() >= c_maximumCount)
+        stacks.clear();
+    return stacks.emplace(query, Kernel::MakeCounted<FontStack>(query)).first->second;
+}
+
+// Called with the fonts' mutex held.
+FontStack::FontStack(FontQuery const& query) : m_fallback(std::make_unique<Fallback>()) {
+    m_fallback->query = query;
+    auto& fonts = SystemFonts::Get();
+    for (auto const& family : SplitFamilies(query.families)) {
+        auto const pattern = fonts.MakePattern(query, family);
+        auto const match = fonts.Match(pattern.get());
+        if (match && (IsGeneric(family) || SystemFonts::HasFamily(match.get(), family)))
+            m_primary = fonts.Open(match.get());
+        if (m_primary)
+            return;
+        fonts.NoteMissing(family);
+    }
+    m_primary = fonts.Open(fonts.Match(fonts.MakePattern(query, "serif").get()).get());
+    if (m_primary)
+        return;
+    m_fallback->Sort(fonts);
+    for (auto& candidate : m_fallback->candidates) {
+        if (!m_primary)
+            m_primary = fonts.Open(candidate.pattern);
+    }
+}
+
+FontStack::~FontStack() = default;
+
+FontFace const* FontStack::FindFace(char32_t c, char32_t mark) const {
+    if (!m_primary || (m_primary->HasCharacter(c) && (mark == 0 || m_primary->HasCharacter(mark))))
+        return m_primary.get();
+    auto& fonts = SystemFonts::Get();
+    std::lock_guard const lock(fonts.GetMutex());
+    auto const [answer, isNew] = m_fallback->answers.try_emplace({c, mark}, nullptr);
+    if (isNew) {
+        answer->second = m_fallback->Find(fonts, c, mark);
+        if (answer->second == nullptr && mark != 0)
+            answer->second = m_primary->HasCharacter(c) ? m_primary.get() : m_fallback->Find(fonts, c, 0);
+        if (answer->second == nullptr)
+            answer->second = m_primary.get();
+    }
+    return answer->second;
+}
+
+std::vector<std::string> GetMissingFonts() {
+    auto& fonts = SystemFonts::Get();
+    std::lock_guard const lock(fonts.GetMutex());
+    return fonts.GetMissing();
+}
+
+} // namespace Story

@@ -1,0 +1,298 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/line_breaker.h"
+
+#include "engine/story/hyphenator.h"
+#include "platform/kernel/cast.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Story {
+
+namespace {
+
+constexpr double c_stretch = 0.5;
+constexpr double c_shrink = 1.0 / 3;
+constexpr double c_maximumBadness = 10'000;
+constexpr double c_linePenalty = 10;
+constexpr double c_hyphenPenalty = 50;
+constexpr double c_doubleHyphenDemerits = 10'000;
+// Rounding of sums must not push a line over that fits.
+constexpr double c_slack = 1e-3;
+
+double GetHyphenWidth(ShapedRun const& run) {
+    if (run.face == nullptr)
+        return 0;
+    auto const& face = *run.face;
+    auto const glyph = face.GetGlyphOfCharacter(face.HasCharacter(0x2010) ? 0x2010 : U'-');
+    return hb_font_get_glyph_h_advance(face.GetFont(), glyph) / face.GetUnitsPerEm() * run.look->size *
+           run.look->horizontalScale;
+}
+
+} // namespace
+
+std::vector<std::uint32_t> FindHyphenPlaces(ComposedParagraph const& paragraph) {
+    std::vector<std::uint32_t> places;
+    if (paragraph.GetAtts()->Get(ParagraphAtt::Enum::Hyphenate) == 0)
+        return places;
+    auto const& runs = paragraph.GetRuns();
+    for (std::size_t i = 0; i != runs.size();) {
+        // Runs of one language together: a change of face may stand within a word.
+        std::size_t next = i + 1;
+        while (next != runs.size() && runs[next].look->languageTag == runs[i].look->languageTag &&
+               runs[next].look->noBreak == runs[i].look->noBreak)
+            ++next;
+        std::uint32_t const begin = runs[i].begin;
+        auto* const hyphenator = runs[i].look->noBreak ? nullptr : Hyphenator::Get(runs[i].look->languageTag);
+        if (hyphenator != nullptr)
+            hyphenator->FindPlaces(paragraph.GetText().substr(begin, runs[next - 1].end - begin), begin, places);
+        i = next;
+    }
+    return places;
+}
+
+std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, std::uint32_t begin,
+                                           std::vector<std::uint32_t> const& places) {
+    auto const text = paragraph.GetText();
+    auto const& flags = paragraph.GetFlags();
+    auto const& runs = paragraph.GetRuns();
+    auto const& glyphs = paragraph.GetGlyphs();
+    std::vector<BreakCandidate> candidates;
+    candidates.reserve((text.size() - begin) / 5 + places.size() + 2);
+    BreakCandidate sum;
+    auto place = std::lower_bound(places.begin(), places.end(), begin + 1);
+    std::uint32_t at = begin;
+    std::size_t runIndex = paragraph.FindRun(begin);
+    double hyphenWidth = -1;
+    // Candidates at the characters up to `limit`, with the sums as they are.
+    auto const emit = [&](std::uint32_t limit) {
+        for (; at <= limit; ++at) {
+            bool const isPlace = place != places.end() && *place == at;
+            if (isPlace)
+                ++place;
+            if (at == begin || (!isPlace && (flags[at] & CharacterFlag::c_breakBefore) == 0))
+                continue;
+            sum.position = at;
+            sum.must = (flags[at] & CharacterFlag::c_mustBreakBefore) != 0;
+            bool const isSoftHyphen = (flags[at - 1] & CharacterFlag::c_softHyphen) != 0;
+            sum.hyphen = !sum.must && ((isPlace && (flags[at] & CharacterFlag::c_breakBefore) == 0) || isSoftHyphen);
+            if (sum.hyphen && hyphenWidth < 0)
+                hyphenWidth = GetHyphenWidth(runs[runIndex]);
+            sum.hyphenWidth = sum.hyphen ? hyphenWidth : 0;
+            candidates.push_back(sum);
+        }
+    };
+    for (; runIndex != runs.size(); ++runIndex) {
+        auto const& run = runs[runIndex];
+        hyphenWidth = -1;
+        std::uint32_t const first = run.begin < begin ? paragraph.FindGlyph(run, begin) : run.glyphBegin;
+        for (std::uint32_t i = first; i != run.glyphEnd; ++i) {
+            auto const& glyph = glyphs[i];
+            if (glyph.cluster >= at)
+                emit(glyph.cluster);
+            sum.width += glyph.advance;
+            bool const stretches = glyph.Has(ShapedGlyph::c_stretches);
+            if (stretches)
+                sum.spaces += glyph.advance;
+            if ((flags[glyph.cluster] & CharacterFlag::c_space) == 0) {
+                sum.visibleWidth = sum.width;
+                sum.visibleSpaces = sum.spaces;
+            }
+        }
+        // Characters whose glyphs joined those before them.
+        if (runIndex + 1 != runs.size() && run.end > begin)
+            emit(run.end - 1);
+    }
+    emit(static_cast<std::uint32_t>(text.size()));
+    return candidates;
+}
+
+LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, double measure) {
+    double const natural = to.visibleWidth - (from == nullptr ? 0 : from->width) + to.hyphenWidth;
+    double const spaces = to.visibleSpaces - (from == nullptr ? 0 : from->spaces);
+    double const difference = measure - natural;
+    LineCost cost;
+    if (to.must && difference >= -c_slack)
+        cost.ratio = 0;
+    else if (difference >= -c_slack)
+        cost.ratio =
+            spaces > 0 ? std::max(difference, 0.0) / (spaces * c_stretch) : std::numeric_limits<double>::infinity();
+    else if (spaces > 0 && difference >= -spaces * c_shrink - c_slack)
+        cost.ratio = difference / (spaces * c_shrink);
+    else
+        return cost;
+    double const ratio = std::fabs(cost.ratio);
+    double const badness = std::min(100 * ratio * ratio * ratio, c_maximumBadness);
+    cost.demerits = (c_linePenalty + badness) * (c_linePenalty + badness);
+    if (to.hyphen)
+        cost.demerits += c_hyphenPenalty * c_hyphenPenalty;
+    if (to.hyphen && from != nullptr && from->hyphen)
+        cost.demerits += c_doubleHyphenDemerits;
+    return cost;
+}
+
+std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates, double firstMeasure, double measure,
+                                   double tolerance) {
+    constexpr std::uint32_t c_none = 0xFFFFFFFF;
+    struct Node {
+        double demerits = 0;
+        std::uint32_t before = c_none;
+    };
+    std::vector<Node> nodes(candidates.size());
+    // Breaks that a line can still begin at; c_none is the paragraph's beginning.
+    std::vector<std::uint32_t> active{c_none};
+    for (std::uint32_t i = 0; i != candidates.size(); ++i) {
+        auto const& to = candidates[i];
+        double best = std::numeric_limits<double>::infinity();
+        std::uint32_t bestFrom = c_none;
+        std::size_t kept = 0;
+        for (std::uint32_t const from : active) {
+            bool const isFirst = from == c_none;
+            auto const cost = GetLineCost(isFirst ? nullptr : &candidates[from], to, isFirst ? firstMeasure : measure);
+            // What does not fit to here fits to no place behind, but for a hyphen that is not there.
+            if (cost.demerits >= 0 || to.hyphen)
+                active[kept++] = from;
+            if (cost.demerits < 0 || cost.ratio > tolerance)
+                continue;
+            double const total = cost.demerits + (isFirst ? 0 : nodes[from].demerits);
+            if (total < best) {
+                best = total;
+                bestFrom = from;
+            }
+        }
+        active.resize(kept);
+        if (to.must)
+            active.clear();
+        if (best < std::numeric_limits<double>::infinity()) {
+            nodes[i] = {best, bestFrom};
+            active.push_back(i);
+        }
+        if (active.empty())
+            return {};
+    }
+    std::vector<LineEnd> ends;
+    for (auto i = static_cast<std::uint32_t>(candidates.size()) - 1; i != c_none; i = nodes[i].before)
+        ends.push_back({candidates[i].position, candidates[i].hyphen});
+    std::reverse(ends.begin(), ends.end());
+    return ends;
+}
+
+TabStop FindTabStop(ComposedParagraph const& paragraph, double x) {
+    auto const& object = paragraph.GetAtts()->Get(ParagraphAtt::Object::TabStops);
+    double const scale = paragraph.GetLengthScale();
+    if (auto const* stops = Kernel::CastPointer<TabStops const>(object.get())) {
+        for (auto const& stop : stops->GetStops()) {
+            if (stop.position * scale > x + c_slack)
+                return {stop.position * scale, stop.kind};
+        }
+    }
+    double const interval = std::max(paragraph.GetLength(ParagraphAtt::Double::TabInterval), 0.01);
+    return {(std::floor(x / interval + c_slack) + 1) * interval, TabStop::Kind::Start};
+}
+
+GreedyBreaker::GreedyBreaker(ComposedParagraph const& paragraph, std::uint32_t begin)
+    : m_paragraph(paragraph),
+      m_candidates(FindCandidates(paragraph, begin, FindHyphenPlaces(paragraph))),
+      m_position(begin) {}
+
+LineEnd GreedyBreaker::Next(double measure, double indent) {
+    if (m_paragraph.HasTabs())
+        return NextWithTabs(measure, indent);
+    std::size_t fitting = m_next;
+    bool hasFitting = false;
+    for (std::size_t i = m_next; i != m_candidates.size(); ++i) {
+        auto const& candidate = m_candidates[i];
+        double const width = candidate.visibleWidth - m_widthBefore + candidate.hyphenWidth;
+        if (width <= measure + c_slack) {
+            fitting = i;
+            hasFitting = true;
+        } else if (!candidate.hyphen) {
+            break;
+        }
+        if (candidate.must)
+            break;
+    }
+    if (!hasFitting)
+        return BreakInWord(measure, m_candidates[m_next]);
+    return Take(fitting);
+}
+
+LineEnd GreedyBreaker::Take(std::size_t candidate) {
+    m_position = m_candidates[candidate].position;
+    m_widthBefore = m_candidates[candidate].width;
+    m_next = candidate + 1;
+    return {m_position, m_candidates[candidate].hyphen};
+}
+
+// Clusters as far as they fit, one at least.
+LineEnd GreedyBreaker::BreakInWord(double measure, BreakCandidate const& limit) {
+    auto const& runs = m_paragraph.GetRuns();
+    auto const& glyphs = m_paragraph.GetGlyphs();
+    double width = 0, chosenWidth = 0;
+    std::uint32_t chosen = m_position, last = m_position;
+    bool isFull = false;
+    for (std::size_t r = m_paragraph.FindRun(m_position); !isFull && r != runs.size(); ++r) {
+        if (runs[r].begin >= limit.position)
+            break;
+        for (std::uint32_t i = m_paragraph.FindGlyph(runs[r], m_position); i < runs[r].glyphEnd; ++i) {
+            auto const cluster = glyphs[i].cluster;
+            if (cluster >= limit.position)
+                break;
+            if (cluster != last) {
+                last = cluster;
+                isFull = chosen != m_position && width > measure + c_slack;
+                if (isFull)
+                    break;
+                chosen = cluster;
+                chosenWidth = width;
+            }
+            width += glyphs[i].advance;
+        }
+    }
+    if (chosen == m_position)
+        return Take(m_next);
+    m_position = chosen;
+    m_widthBefore += chosenWidth;
+    return {chosen, false};
+}
+
+// Where tabs lead depends on where they stand, so that sums do not help. Stops of other kinds count as if text began at
+// them.
+LineEnd GreedyBreaker::NextWithTabs(double measure, double indent) {
+    auto const& runs = m_paragraph.GetRuns();
+    auto const& glyphs = m_paragraph.GetGlyphs();
+    auto const& flags = m_paragraph.GetFlags();
+    double x = 0, visible = 0;
+    std::size_t next = m_next, fitting = m_next;
+    bool hasFitting = false;
+    auto const look = [&](std::uint32_t at) {
+        for (; next != m_candidates.size() && m_candidates[next].position <= at; ++next) {
+            if (visible + m_candidates[next].hyphenWidth > measure + c_slack)
+                return false;
+            fitting = next;
+            hasFitting = true;
+            if (m_candidates[next].must) {
+                ++next;
+                return false;
+            }
+        }
+        return true;
+    };
+    bool goesOn = true;
+    for (std::size_t r = m_paragraph.FindRun(m_position); goesOn && r != runs.size(); ++r) {
+        for (std::uint32_t i = m_paragraph.FindGlyph(runs[r], m_position); goesOn && i < runs[r].glyphEnd; ++i) {
+            auto const cluster = glyphs[i].cluster;
+            goesOn = look(cluster);
+            x = (flags[cluster] & CharacterFlag::c_tab) != 0 ? FindTabStop(m_paragraph, x + indent).position - indent
+                                                             : x + glyphs[i].advance;
+            if ((flags[cluster] & CharacterFlag::c_space) == 0)
+                visible = x;
+        }
+    }
+    if (goesOn)
+        look(static_cast<std::uint32_t>(m_paragraph.GetText().size()));
+    return hasFitting ? Take(fitting) : BreakInWord(measure, m_candidates[m_next]);
+}
+
+} // namespace Story

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/story/font.h"
+#include "platform/story/attributes.h"
+
+#include <string>
+#include <vector>
+
+namespace Story {
+
+// What shaping and drawing need of resolved glyph attributes. Immutable.
+class TextLook final : public virtual Kernel::Countable {
+public:
+    // One for all text with these attributes, which are resolved against the styles.
+    static Kernel::Counted<TextLook const> Get(GlyphAttsRef const& resolved);
+    explicit TextLook(GlyphAttsRef const& resolved);
+
+    GlyphAttsRef atts;
+    Kernel::Counted<FontStack const> fonts;
+    // Em of the text; 0 is possible and shows nothing.
+    double size = 16;
+    double horizontalScale = 1;
+    double verticalScale = 1;
+    double baselineShift = 0;
+    double tracking = 0; // a length
+    double skew = 0;
+    bool noBreak = false;
+    hb_language_t language = HB_LANGUAGE_INVALID;
+    std::string languageTag;
+    std::vector<hb_feature_t> features;
+};
+using TextLookRef = Kernel::Counted<TextLook const>;
+
+} // namespace Story
