@@ -197,6 +197,8 @@ GreedyBreaker::GreedyBreaker(ComposedParagraph const& paragraph, std::uint32_t b
       m_position(begin) {}
 
 LineEnd GreedyBreaker::Next(double measure, double indent) {
+    if (!(measure > 0))
+        measure = 0;
     if (m_paragraph.HasTabs())
         return NextWithTabs(measure, indent);
     std::size_t fitting = m_next;
@@ -239,7 +241,9 @@ LineEnd GreedyBreaker::BreakInWord(double measure, BreakCandidate const& limit) 
             auto const cluster = glyphs[i].cluster;
             if (cluster >= limit.position)
                 break;
-            if (cluster != last) {
+            // A space hangs at the line's end and never begins a line of its own.
+            bool const isSpace = (m_paragraph.GetFlags()[cluster] & CharacterFlag::c_space) != 0;
+            if (cluster != last && !isSpace) {
                 last = cluster;
                 isFull = chosen != m_position && width > measure + c_slack;
                 if (isFull)

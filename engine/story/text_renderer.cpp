@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/story/text_renderer.h"
+
+#include "engine/story/broken_lines.h"
+#include "platform/geometry/shapes.h"
+#include "platform/kernel/cast.h"
+
+#include <span>
+#include <unicode/uchar.h>
+
+namespace Story {
+
+namespace {
+
+using Geometry::PolyCurveDbl;
+using Geometry::Transform;
+
+// What stands for a letter that no font has and that its font shows as nothing: an upright frame. In em.
+Kernel::Counted<PolyCurveDbl const> const& GetMissingLetter() {
+    static auto const& s_outline = *new Kernel::Counted<PolyCurveDbl const>([] {
+        auto frame = Kernel::MakeCounted<PolyCurveDbl>(Geometry::RectDbl{0.08, -0.7, 0.52, 0});
+        auto inner = Kernel::MakeCounted<PolyCurveDbl>(Geometry::RectDbl{0.12, -0.66, 0.48, -0.04});
+        for (auto const& curve : inner->GetCurves())
+            curve->Reverse();
+        frame->AddPolyCurve(*inner);
+        return frame;
+    }());
+    return s_outline;
+}
+
+// Glyphs of letters that must not vanish: those that are missing, and symbols that the face has as pictures only.
+bool MustShow(ShapedGlyph const& glyph, char32_t character) {
+    return glyph.GetId() == 0 || (glyph.advance > 0 && u_charType(static_cast<UChar32>(character)) == U_OTHER_SYMBOL);
+}
+
+struct RunView {
+    ShapedRun const& shaped;
+    std::span<ShapedGlyph const> glyphs;
+};
+
+RunView View(LinePart const& line, LineRun const& run) {
+    auto const& paragraph = line.GetParagraph();
+    auto const& all = run.own ? line.GetData().own : paragraph.GetGlyphs();
+    return {paragraph.GetRuns()[run.run], {all.data() + run.glyphBegin, run.glyphEnd - run.glyphBegin}};
+}
+
+// Adds the outlines of a stretch in text space. Returns how far it advances.
+double AddOutlines(PolyCurveDbl& outline, LinePart const& line, LineRun const& run) {
+    auto const [shaped, glyphs] = View(line, run);
+    auto const& look = *shaped.look;
+    auto const text = line.GetParagraph().GetText();
+    double const scaleX = look.size * look.horizontalScale, scaleY = look.size * look.verticalScale;
+    double const baseline = line.GetOrigin().y - look.baselineShift;
+    double const begin = line.GetOrigin().x + run.x;
+    double pen = begin;
+    for (std::size_t i = 0; i != glyphs.size(); ++i) {
+        auto const& glyph = glyphs[shaped.IsRightToLeft() ? glyphs.size() - 1 - i : i];
+        if (shaped.face != nullptr && glyph.GetId() != ShapedGlyph::c_noGlyph) {
+            auto letter = shaped.face->GetOutline(glyph.GetId());
+            if (!letter && MustShow(glyph, text[glyph.cluster]))
+                letter = GetMissingLetter();
+            if (letter && scaleX > 0 && scaleY > 0) {
+                auto const placed = letter->Clone();
+                placed->ApplyTransform(
+                    Transform({scaleX, -look.skew * scaleX, pen + glyph.offsetX, 0, scaleY, baseline - glyph.offsetY}));
+                outline.AddPolyCurve(*placed);
+            }
+        }
+        pen += glyph.advance + (glyph.Has(ShapedGlyph::c_stretches) ? line.GetSpaceExtra() : 0);
+    }
+    return pen - begin;
+}
+
+template <class T>
+T const* GetObject(TextLook const& look, GlyphAtt::Object att) {
+    return Kernel::CastPointer<T const>(look.atts->Get(att).get());
+}
+
+Renderer::Paint GetPaint(TextLook const& look, unsigned mode) {
+    Renderer::Paint paint;
+    auto const has = [&](DrawMode bit) { return (mode & static_cast<unsigned>(bit)) != 0; };
+    if (has(DrawMode::Fill)) {
+        auto const* const fill = GetObject<Renderer::FillDescriptor>(look, GlyphAtt::Object::Fill);
+        paint.mainFill = Renderer::FillDescriptorConst(Renderer::Colour());
+        if (fill != nullptr)
+            paint.mainFill = *fill;
+    }
+    if (auto const* second = GetObject<Renderer::FillDescriptor>(look, GlyphAtt::Object::SecondFill);
+        second != nullptr && has(DrawMode::SecondFill))
+        paint.secondFill = *second;
+    auto const* const lineFill = GetObject<Renderer::FillDescriptor>(look, GlyphAtt::Object::LineFill);
+    auto const* const lineStyle = GetObject<Renderer::LineStyleDescriptor>(look, GlyphAtt::Object::LineStyle);
+    if (has(DrawMode::Line) && lineFill != nullptr && lineStyle != nullptr) {
+        paint.lineFill = *lineFill;
+        paint.lineStyle = *lineStyle;
+    }
+    return paint;
+}
+
+void AddDecorations(PolyCurveDbl& outline, LinePart const& line, LineRun const& run, double width) {
+    auto const [shaped, glyphs] = View(line, run);
+    auto const& look = *shaped.look;
+    auto const* const face = shaped.face != nullptr ? shaped.face : look.fonts->GetPrimary().get();
+    if (face == nullptr || !(width > 0))
+        return;
+    double const em = look.size * look.verticalScale;
+    auto const add = [&](double middle) {
+        double const y = line.GetOrigin().y - look.baselineShift + middle * em;
+        double const half = face->GetUnderlineThickness() * em / 2;
+        double const x = line.GetOrigin().x + run.x;
+        outline.AddPolyCurve(PolyCurveDbl(Geometry::RectDbl{x, y - half, x + width, y + half}));
+    };
+    if (look.atts->Get(GlyphAtt::Enum::Underline) != 0)
+        add(face->GetUnderlineOffset() + face->GetUnderlineThickness() / 2);
+    if (look.atts->Get(GlyphAtt::Enum::Strikethrough) != 0)
+        add(face->GetStrikethroughOffset());
+}
+
+} // namespace
+
+void TextRenderer::RenderLine(LinePart const& line, unsigned mode, bool withInvisible) {
+    for (auto const& run : line.GetData().runs) {
+        auto const& look = *line.GetParagraph().GetRuns()[run.run].look;
+        Renderer::Paint paint;
+        if (m_isSilhouette) {
+            paint.mainFill = Renderer::FillDescriptorConst(Renderer::Colour());
+        } else {
+            paint = GetPaint(look, mode);
+            paint.opacity = {m_opacity, m_opacity};
+        }
+        bool const isVisible = paint.mainFill.IsFillVisible(0) || paint.lineStyle.IsLineStyleVisible(paint.lineFill);
+        if (!isVisible && !withInvisible)
+            continue;
+        auto outline = Kernel::MakeCounted<PolyCurveDbl>();
+        double const width = AddOutlines(*outline, line, run);
+        if (!outline->empty())
+            m_target->DrawCurves(std::move(outline), paint, Geometry::WindingOrderMode::NonZero);
+        if ((mode & static_cast<unsigned>(DrawMode::Decorations)) == 0)
+            continue;
+        auto decorations = Kernel::MakeCounted<PolyCurveDbl>();
+        AddDecorations(*decorations, line, run, width);
+        if (!decorations->empty())
+            m_target->DrawCurves(std::move(decorations), paint, Geometry::WindingOrderMode::NonZero);
+    }
+}
+
+void TextRenderer::Render(DrawMode mode, bool withInvisible) {
+    m_target->PushTransform(Transform(m_frame->GetGeometry().renderScale));
+    for (auto const& column : *m_frame) {
+        for (auto const& line : *column)
+            RenderLine(line, static_cast<unsigned>(mode), withInvisible);
+    }
+    m_target->PopTransform();
+}
+
+Kernel::Counted<PolyCurveDbl const> GetTextOutline(ComposedFrame const& frame) {
+    auto outline = Kernel::MakeCounted<PolyCurveDbl>();
+    for (auto const& column : frame) {
+        for (auto const& line : *column) {
+            for (auto const& run : line.GetData().runs)
+                AddOutlines(*outline, line, run);
+        }
+    }
+    outline->ApplyTransform(Transform(frame.GetGeometry().renderScale));
+    return outline;
+}
+
+} // namespace Story
