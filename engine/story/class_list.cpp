@@ -27,14 +27,14 @@ using Properties = Kernel::ClassProperties const*;
 
 // clang-format off
 Properties Story::GetTypeClassProperties()           { return Register<Story>("Stry"); }
-Properties Paragraph::GetTypeClassProperties()       { return Register<Paragraph>("StPa"); }
-Properties GlyphAtts::GetTypeClassProperties()       { return Register<GlyphAtts>("StGA"); }
-Properties ParagraphAtts::GetTypeClassProperties()   { return Register<ParagraphAtts>("StPt"); }
-Properties TabStops::GetTypeClassProperties()        { return Register<TabStops>("StTb"); }
+Properties Paragraph::GetTypeClassProperties()       { return Register<Paragraph>("TxPa"); }
+Properties GlyphAtts::GetTypeClassProperties()       { return Register<GlyphAtts>("TxGA"); }
+Properties ParagraphAtts::GetTypeClassProperties()   { return Register<ParagraphAtts>("TxPt"); }
+Properties TabStops::GetTypeClassProperties()        { return Register<TabStops>("TxTb"); }
 Properties Delta::GetTypeClassProperties()           { return Register<Delta>("TxDe"); }
 Properties Style::GetTypeClassProperties()           { return Register<Style>("TxSt"); }
-Properties StyleSheet::GetTypeClassProperties()      { return Register<StyleSheet>("StSh"); }
-Properties CharacterGlyph::GetTypeClassProperties()  { return Register<CharacterGlyph>("StCh"); }
+Properties StyleSheet::GetTypeClassProperties()      { return Register<StyleSheet>("TxSh"); }
+Properties CharacterGlyph::GetTypeClassProperties()  { return Register<CharacterGlyph>("TxCh"); }
 Properties FillerTextGlyph::GetTypeClassProperties() { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
 // clang-format on
 

@@ -54,7 +54,7 @@ private:
 // Stands for text that is still to be written: shows so many words of a made-up text.
 class REDRAFT_ENGINE FillerTextGlyph final : public Glyph {
 public:
-    static constexpr Kernel::ClassUID c_classUid{"StFi"};
+    static constexpr Kernel::ClassUID c_classUid{"TxFi"};
     static constexpr std::uint32_t c_maximumWords = 100'000;
     FillerTextGlyph() = default;
     explicit FillerTextGlyph(std::uint32_t wordCount) : m_wordCount(wordCount) {}
