@@ -382,6 +382,81 @@ TEST(Target, StopsWhenItIsTold) {
     EXPECT_THROW(target.Render({0, 0, 100, 100}), Kernel::AbortException);
 }
 
+TEST(Target, HostileNumbersNeitherCrashNorHang) {
+    double const infinity = std::numeric_limits<double>::infinity(), largest = std::numeric_limits<double>::max();
+    std::vector<double> const values{0,    -0.0, 1,     -1,      1e-300,   1e-9,     1e9,         -1e9,
+                                     1e18, 1e40, 1e300, largest, -largest, infinity, std::nan("")};
+    std::mt19937 random(7);
+    auto const any = [&] { return random() % 3 == 0 ? values[random() % values.size()] : (random() % 1000) / 10.0; };
+    auto const point = [&] { return PointDbl{any(), any()}; };
+    RasterRenderTarget target(Size(60, 60, Raster::FormatRGBA8));
+    for (int i = 0; i != 1500; ++i) {
+        auto const curve = MakeCounted<Geometry::CurveDbl>();
+        curve->MoveTo(point());
+        for (std::size_t k = random() % 6; k != 0; --k) {
+            if (random() % 2 == 0)
+                curve->LineTo(point());
+            else
+                curve->CubicTo(point(), point(), point());
+        }
+        if (random() % 2 == 0)
+            curve->Close();
+        Paint paint = Filled(Colour::FromRGB(static_cast<float>(any()), 0, 1, static_cast<float>(any())));
+        std::vector<GradientStop> const stops{{any(), any(), Colour()}, {any(), any(), Colour::FromGrey(1)}};
+        Raster::AffineTransform::Params const transform{any(), any(), any(), any(), any(), any()};
+        if (i % 3 == 1)
+            paint.mainFill =
+                FillDescriptorConst(MakeFill<LinearGradientFill>(point(), point(), stops), true, transform);
+        if (i % 3 == 2)
+            paint.mainFill = FillDescriptorConst(
+                MakeFill<EllipticalGradientFill>(point(), point(), point(), point(), any(), stops), true, transform);
+        LineStyle style(any());
+        style.SetMitreLimit(any());
+        style.SetCap(static_cast<LineCap>(random() % 3));
+        style.SetJoin(static_cast<LineJoin>(random() % 3));
+        if (random() % 2 == 0) {
+            style.SetType(LineType::Dashed);
+            style.SetDashPattern({any(), any(), any()});
+            style.SetDashPhase(any());
+        }
+        LineStyleDescriptor line(Consolidate(style));
+        line.SetStrokeAlignment(static_cast<StrokeAlignment>(random() % 3));
+        line.SetScaleWithObject(random() % 2 == 0);
+        if (random() % 4 == 0)
+            line.SetPressure(curve);
+        paint.lineStyle = line;
+        paint.lineFill = FillDescriptorConst(Colour::FromRGB(0, 1, 0));
+        paint.opacity = {any(), any()};
+        bool const moved = random() % 4 == 0;
+        if (moved)
+            target.PushTransform(Transform({any(), any(), any(), any(), any(), any()}));
+        if (i % 50 == 49) {
+            target.PushClip(Path(curve), WindingOrderMode::NonZero);
+            target.PushLayer({any(), BlendMode::SoftLight, false});
+        }
+        target.DrawCurves(Path(curve), paint, WindingOrderMode::NonZero);
+        if (i % 50 == 49) {
+            target.PopLayer();
+            target.PopClip();
+        }
+        if (moved)
+            target.PopTransform();
+    }
+    EXPECT_NO_THROW(target.Render({0, 0, 60, 60}));
+}
+
+TEST(Target, APathOfAMillionSegmentsIsDrawn) {
+    auto const curve = MakeCounted<Geometry::CurveDbl>();
+    curve->MoveTo({10, 10});
+    for (int i = 1; i <= 1'000'000; ++i)
+        curve->LineTo({10 + 0.00018 * i, 10 + (i % 2) * 20.0});
+    RasterRenderTarget target(Size(200, 40));
+    target.DrawCurves(Path(curve), Lined(LineStyle(0.01)), WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    EXPECT_GT(pixels.Alpha(100, 20), 0.99f);
+    EXPECT_EQ(pixels.Alpha(195, 20), 0);
+}
+
 TEST(Target, FractionalRectanglesAreExactInSixteenBits) {
     RasterRenderTarget target(Size(4, 4, Raster::FormatRGBA16));
     target.DrawCurves(Rectangle(0.3, 0.6, 2.9, 3.1), Filled(Colour()), WindingOrderMode::NonZero);
