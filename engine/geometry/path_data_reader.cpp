@@ -105,7 +105,8 @@ private:
             value = 0;
         }
         m_at = end;
-        return value;
+        // Written data has no sign of zero.
+        return value + 0.0;
     }
 
     // Of a number that is out of range: whether its magnitude lies below the range and not above.

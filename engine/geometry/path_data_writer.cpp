@@ -22,13 +22,18 @@ public:
         Point(curve.GetStart());
         // A line command may follow a move without its letter.
         m_command = 'L';
+        bool const hasClosingLine = curve.IsClosed() && curve.GetPoints().back() != curve.GetStart();
         std::size_t left = curve.GetSegmentCount();
+        bool endsInLine = false;
         for (Segment const& s : curve.GetSegments()) {
-            bool const isClosingLine = --left == 0 && curve.IsClosed() && s.kind == SegmentKind::Line &&
-                                       s.end == curve.GetStart() && s.start != s.end;
-            if (!isClosingLine)
-                Write(s);
+            if (--left == 0 && hasClosingLine)
+                break;
+            Write(s);
+            endsInLine = s.kind == SegmentKind::Line;
         }
+        // Of lines that lead back to the start one is taken for the closing one.
+        if (curve.IsClosed() && endsInLine && !hasClosingLine)
+            Write(Segment::Line(curve.GetStart(), curve.GetStart()));
         if (curve.IsClosed())
             Command('Z');
     }

@@ -105,7 +105,7 @@ std::shared_ptr<Context const> Drawing::GetChildContext(NodeIndex parent) {
 std::vector<Declaration> const& Drawing::CollectDeclarations(NodeIndex node) {
     m_collected.clear();
     for (Attribute const& attribute : m_tree.GetAttributes(node))
-        if (IsProperty(attribute.name))
+        if (IsPresentationAttribute(attribute.name))
             m_collected.push_back({attribute.name, attribute.value, false});
     if (!m_styleSheet.IsEmpty() && m_matchStepsLeft != 0) {
         m_styleSheet.Match(m_tree, node, m_matchStepsLeft, m_collected);

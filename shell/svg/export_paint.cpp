@@ -3,16 +3,35 @@
 #include "shell/svg/exporter.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
+#include <iterator>
+#include <optional>
 
 namespace Shell::Svg {
 
 namespace {
 
-// The plane of the unit circle of a gradient that is a circle along the axes can be named directly.
-bool IsPlainCircle(Renderer::EllipticalGradientFill const& fill) {
+// The radius of a gradient whose ellipse is a circle with upright axes: one that added to the centre gives both ends
+// again. Empty where there is none.
+std::optional<double> FindRadius(Renderer::EllipticalGradientFill const& fill) {
     auto const centre = fill.GetCentre(), end1 = fill.GetEnd1(), end2 = fill.GetEnd2();
-    return end1.y == centre.y && end2.x == centre.x && end1.x - centre.x == end2.y - centre.y && end1.x > centre.x;
+    if (end1.y != centre.y || end2.x != centre.x || !(end1.x > centre.x))
+        return std::nullopt;
+    auto const fits = [&](double radius) { return centre.x + radius == end1.x && centre.y + radius == end2.y; };
+    // The sums have been rounded: of the radii that give the one end, few give the other, and a short one is likely.
+    for (double const difference : {end1.x - centre.x, end2.y - centre.y}) {
+        for (int digits = 1; digits <= 17; ++digits) {
+            char text[40];
+            auto const [end, error] =
+                std::to_chars(text, std::end(text), difference, std::chars_format::general, digits);
+            double radius = 0;
+            std::from_chars(text, end, radius);
+            if (error == std::errc() && fits(radius))
+                return radius;
+        }
+    }
+    return std::nullopt;
 }
 
 void WriteSpread(XmlWriter& out, Renderer::GradientSpread spread) {
@@ -107,12 +126,12 @@ std::string Exporter::DefineGradient(Renderer::FillDescriptorConst const& paint,
     } else {
         auto const& radial = static_cast<Renderer::EllipticalGradientFill const&>(gradient);
         Geometry::PointDbl centre = radial.GetCentre(), focus = radial.GetFocus();
-        double radius = radial.GetEnd1().x - centre.x;
-        if (!IsPlainCircle(radial)) {
+        auto const plainRadius = FindRadius(radial);
+        double const radius = plainRadius.value_or(1);
+        if (!plainRadius) {
             matrix = matrix * radial.GetCircleTransform().GetParams();
             focus = radial.GetCircleTransform().GetInverse().Apply(focus);
             centre = {0, 0};
-            radius = 1;
         }
         out.Attribute("cx", centre.x);
         out.Attribute("cy", centre.y);

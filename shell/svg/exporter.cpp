@@ -75,6 +75,9 @@ ExportedDrawing Exporter::Run(std::vector<Kernel::Counted<Node>> const& nodes, s
         Node const* const only = symbol.GetFirstChild(NodeChildListType::Plain);
         if (only != nullptr && only->GetNextSibling() == nullptr) {
             Write({only, {}, std::nullopt, id});
+            // The one name that the element has is its content's.
+            if (symbol.GetDescription(false) != only->GetDescription(false))
+                m_report.Add("name of a symbol", Describe(symbol));
         } else {
             m_out.Open("g");
             m_out.Attribute("id", id);
@@ -139,9 +142,11 @@ void Exporter::Visit(Node const& top, std::vector<Node const*>& pending) {
         Node const& node = *pending.back();
         pending.pop_back();
         Kernel::String const name = node.GetDescription(false);
-        if (IsPlainId(name.view()))
+        Node const* const symbol = FindShownSymbol(node);
+        // The name that an instance has from its symbol is the id of what it refers to.
+        if (IsPlainId(name.view()) && (symbol == nullptr || name != symbol->GetDescription(false)))
             m_names.emplace(name.ToStdString(), &node);
-        if (Node const* const symbol = FindShownSymbol(node)) {
+        if (symbol != nullptr) {
             if (m_symbolIds.emplace(symbol, std::string()).second)
                 m_symbols.push_back(symbol);
             continue;
@@ -259,6 +264,12 @@ void Exporter::WriteTitle(XmlWriter& out, Node const& node, std::string_view id)
     Kernel::String const name = node.GetDescription(false);
     if (name.view() == id)
         return;
+    // An instance that says nothing gets the name of its symbol.
+    if (id.empty() && node.GetLinkSource() != nullptr) {
+        Node const* const symbol = FindShownSymbol(node);
+        if (symbol != nullptr && name == symbol->GetDescription(false))
+            return;
+    }
     out.Raw("<title>");
     out.Text(name.view());
     out.Close("title");

@@ -62,7 +62,7 @@ Importer::SceneNodePointer Importer::BuildImage(Element const& element) {
         CloneContext context(CloneType::Copy);
         content = Kernel::Cast<SceneNode>(picture.drawing->Clone(context));
     }
-    content->SetTransform(fit, false);
+    content->SetTransform(WithoutNegativeZeros(fit), false);
     bool const isCut = aspect.slice && !aspect.stretch && element.GetOwnStyle().overflow != Overflow::Visible;
     if (!isCut && element.GetOwnStyle().clipPath.empty() && picture.bitmap)
         return content;

@@ -58,7 +58,8 @@ Renderer::LineJoin ToJoin(LineJoin join) {
 
 Kernel::Counted<Renderer::FillDescriptor const> Describe(Kernel::Consolidated<Renderer::Fill> const& fill,
                                                          Matrix const& transform) {
-    return Kernel::MakeCounted<Renderer::FillDescriptor>(fill, true, transform, Renderer::BlendMode::Normal, false);
+    return Kernel::MakeCounted<Renderer::FillDescriptor>(fill, true, WithoutNegativeZeros(transform),
+                                                         Renderer::BlendMode::Normal, false);
 }
 
 } // namespace
@@ -122,9 +123,10 @@ PaintImporter::FillPointer PaintImporter::MakeFill(Element const& element, Paint
             return MakeSolid({colour.red, colour.green, colour.blue, colour.alpha * opacity});
         }
         case PaintKind::ContextFill:
-            return context.fill;
         case PaintKind::ContextStroke:
-            return context.stroke;
+            if (!context.isInMarker)
+                m_drawing.GetReport().Add("paint of the context outside of a marker", element.Describe());
+            return kind == PaintKind::ContextFill ? context.fill : context.stroke;
         default:
             return {};
         }
@@ -157,7 +159,8 @@ PaintImporter::FillPointer PaintImporter::MakeServerFill(Element const& element,
         report.Add("pattern", element.Describe());
         isUnusable = true;
     }
-    return fill;
+    // A pattern of nothing paints nothing, as `none` does.
+    return fill && fill->IsFillNone() ? nullptr : fill;
 }
 
 Gradient const* PaintImporter::FindCachedGradient(std::string_view id) {
@@ -205,15 +208,8 @@ PaintImporter::FillPointer PaintImporter::MakeGradientFill(Element const& elemen
     double const radius = gradient.Resolve(gradient.r, diagonal);
     if (!(radius > 0))
         return last();
-    Kernel::PointT<double> focus{gradient.Resolve(gradient.fx, width), gradient.Resolve(gradient.fy, height)};
-    // A focus outside the circle is brought onto its edge (SVG 1.1, section 13.2.3); a little inside, for on the edge
-    // itself half of the plane has no colour.
-    double const distance = std::hypot(focus.x - centre.x, focus.y - centre.y);
-    double const farthest = radius * 0.9999;
-    if (distance > farthest) {
-        focus.x = centre.x + (focus.x - centre.x) / distance * farthest;
-        focus.y = centre.y + (focus.y - centre.y) / distance * farthest;
-    }
+    // A focus outside the circle makes a cone, as SVG 2, 14.2.3 says; SVG 1.1 moved it onto the edge.
+    Kernel::PointT<double> const focus{gradient.Resolve(gradient.fx, width), gradient.Resolve(gradient.fy, height)};
     double const focalRadius = std::clamp(gradient.Resolve(gradient.fr, diagonal) / radius, 0.0, 1.0);
     return Describe(Kernel::MakeConsolidated<Renderer::EllipticalGradientFill>(
                         centre, Kernel::PointT<double>{centre.x + radius, centre.y},

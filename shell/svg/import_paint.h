@@ -13,6 +13,7 @@ namespace Shell::Svg {
 struct ContextPaints {
     Kernel::Counted<Renderer::FillDescriptor const> fill;
     Kernel::Counted<Renderer::FillDescriptor const> stroke;
+    bool isInMarker = false;
 };
 
 // Makes the fills and lines of nodes. Equal ones are one object.

@@ -88,7 +88,7 @@ PaintImporter::FillPointer Importer::MakePatternFill(Element const& user, Patter
         return Kernel::MakeCounted<Renderer::FillDescriptor>(
             Kernel::MakeConsolidated<Renderer::BitmapFill>(bitmap, Renderer::TileMode::Repeat,
                                                            Renderer::TileMode::Repeat, resampling, alpha),
-            true, toUser * fromPixels, Renderer::BlendMode::Normal, false);
+            true, WithoutNegativeZeros(toUser * fromPixels), Renderer::BlendMode::Normal, false);
     };
     if (auto const* raster = Kernel::CastPointer<RasterNode const>(only);
         raster != nullptr && only->GetNextSibling() == nullptr && raster->IsVisible() &&

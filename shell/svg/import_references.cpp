@@ -120,8 +120,10 @@ Kernel::Counted<Node> Importer::BuildClip(Element const& clipPath, Matrix const&
         return {};
     if (!clipPath.GetOwnStyle().clipPath.empty() && !ApplyClipPath(clipPath, *group))
         return {};
-    Matrix const matrix = toNode * *clipPath.GetTransform();
-    group->SetTransform(matrix, false);
+    // The units scale what stands inside the element; its transform moves that (CSS Masking 1, 6.1, as engines of
+    // browsers read it).
+    Matrix const matrix = *clipPath.GetTransform() * toNode;
+    group->SetTransform(WithoutNegativeZeros(matrix), false);
     if (std::string title = clipPath.GetTitle(); !title.empty())
         group->SetUserDescription(Kernel::String(title));
     // One shape needs no group around it.
@@ -130,7 +132,7 @@ Kernel::Counted<Node> Importer::BuildClip(Element const& clipPath, Matrix const&
         return group;
     auto const shape = only->RemoveFromParent();
     auto& scene = dynamic_cast<SceneNode&>(*shape);
-    scene.SetTransform(matrix * scene.GetMatrix(), false);
+    scene.SetTransform(WithoutNegativeZeros(matrix * scene.GetMatrix()), false);
     if (scene.GetDescription(false).empty())
         scene.SetUserDescription(group->GetDescription(false));
     return shape;
@@ -170,7 +172,7 @@ Importer::SceneNodePointer Importer::BuildClipShape(Element const& child) {
             if (!ApplyClipPath(*element, *node))
                 return {};
         }
-        node->SetTransform(*element->GetTransform() * node->GetMatrix(), false);
+        node->SetTransform(WithoutNegativeZeros(*element->GetTransform() * node->GetMatrix()), false);
     }
     return node;
 }

@@ -174,7 +174,7 @@ void Importer::AddMarkers(Element const& element, CurvesNode const& line, GroupN
         return;
     InheritedStyle const& style = element.GetStyle();
     ContextPaints const outer = m_contextPaints;
-    m_contextPaints = {line.GetBrushFillDescriptor(true), line.GetPenFillDescriptor()};
+    m_contextPaints = {line.GetBrushFillDescriptor(true), line.GetPenFillDescriptor(), true};
     auto find = [&](std::string_view id, std::string_view property) {
         return id.empty() ? std::nullopt : element.Follow(id, {ElementKind::Marker}, property);
     };
@@ -243,7 +243,7 @@ void Importer::AddMarker(Element const& marker, Element const& line, Matrix cons
                                                    : Kernel::RectT<double>{0, 0, width, height};
         ClipToRectangle(clip, *content);
     }
-    content->SetTransform(matrix, false);
+    content->SetTransform(WithoutNegativeZeros(matrix), false);
     if (marker.GetOwnStyle().opacity != 1) {
         content->SetOpacity(marker.GetOwnStyle().opacity);
         content->SetIsolated(true);

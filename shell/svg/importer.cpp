@@ -38,14 +38,14 @@ std::vector<Kernel::Counted<Node>> Importer::ImportRoot(double scale) {
                          !top->IsIsolated() && top->IsVisible() && !top->HasChildren(NodeChildListType::Clipping);
     std::vector<Kernel::Counted<Node>> nodes;
     if (!isPlain) {
-        top->SetTransform(toPage, false);
+        top->SetTransform(WithoutNegativeZeros(toPage), false);
         nodes.push_back(top);
         return nodes;
     }
     while (Node* const child = top->GetFirstChild(NodeChildListType::Plain)) {
         nodes.push_back(child->RemoveFromParent());
         if (auto* const scene = Kernel::CastPointer<SceneNode>(nodes.back().get()))
-            scene->SetTransform(toPage * scene->GetMatrix(), false);
+            scene->SetTransform(WithoutNegativeZeros(toPage * scene->GetMatrix()), false);
     }
     return nodes;
 }
@@ -129,7 +129,7 @@ Importer::SceneNodePointer Importer::Finish(Element const& element, SceneNodePoi
     bool const isGroup = Kernel::CastPointer<GroupNode>(node.get()) != nullptr;
     if (!isGroup)
         isVisible = isVisible && element.GetStyle().visible;
-    auto place = [&] { node->SetTransform(*element.GetTransform() * node->GetMatrix(), false); };
+    auto place = [&] { node->SetTransform(WithoutNegativeZeros(*element.GetTransform() * node->GetMatrix()), false); };
     if (!style.clipPath.empty()) {
         // An overflow clip stands in another space: then the clip path needs a group of its own.
         if (node->HasChildren(NodeChildListType::Clipping)) {

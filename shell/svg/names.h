@@ -149,6 +149,10 @@ inline constexpr Name c_firstGeometryProperty = Name::X;
 inline constexpr int c_geometryPropertyCount = static_cast<int>(c_lastProperty) - static_cast<int>(Name::X) + 1;
 
 inline bool IsProperty(Name name) { return name <= c_lastProperty; }
+// Properties that an attribute may set (SVG 2, 6.6); compositing ones are of style sheets only.
+inline bool IsPresentationAttribute(Name name) {
+    return IsProperty(name) && name != Name::MixBlendMode && name != Name::Isolation;
+}
 inline bool IsGeometryProperty(Name name) { return name >= c_firstGeometryProperty && name <= c_lastProperty; }
 
 // By local name, case-sensitive as XML is.

@@ -147,7 +147,8 @@ std::optional<double> Scanner::TakeNumber() {
     if (!(std::abs(value) <= c_largestNumber))
         return std::nullopt;
     m_rest.remove_prefix(length);
-    return value;
+    // Numbers have no sign of zero here: they are written without one.
+    return value + 0.0;
 }
 
 std::optional<double> ParseNumber(std::string_view text) {

@@ -31,6 +31,10 @@ std::optional<Kernel::PointT<double>> ParseTransformOrigin(std::string_view text
                                                            FontSizes const& sizes);
 
 bool IsFinite(Matrix const& matrix);
+// Numbers are written without the sign of zero: documents hold none, so that they come back equal.
+inline Matrix WithoutNegativeZeros(Matrix const& m) {
+    return {m.a + 0.0, m.b + 0.0, m.tx + 0.0, m.c + 0.0, m.d + 0.0, m.ty + 0.0};
+}
 inline Matrix Translation(double x, double y) { return {1, 0, x, 0, 1, y}; }
 inline Matrix Scale(double x, double y) { return {x, 0, 0, 0, y, 0}; }
 

@@ -92,6 +92,50 @@ TEST(SvgExport, ClipsComeBack) {
                     "<svg width='3' height='3'><rect width='9' height='9'/></svg>");
 }
 
+TEST(SvgExport, CirclesOfGradientsComeBackThoughTheirEndsAreRounded) {
+    std::string content;
+    for (int i = 0; i != 40; ++i)
+        content += "<radialGradient id='g" + std::to_string(i) + "' gradientUnits='userSpaceOnUse' cx='" +
+                   FormatNumber(1.1 * i) + "' cy='" + FormatNumber(64.03 / (i + 1)) + "' r='" +
+                   FormatNumber(0.1 + 0.37 * i) + "'><stop/><stop offset='1' stop-color='red'/></radialGradient>" +
+                   "<rect width='3' height='4' fill='url(#g" + std::to_string(i) + ")'/>";
+    std::string const text = ExpectRoundTrip(content);
+    EXPECT_NE(text.find("r=\"0.47\""), std::string::npos) << text;
+}
+
+TEST(SvgExport, LinesThatLeadBackToTheStartComeBack) {
+    ExpectRoundTrip("<path d='M1 2L3 4L1 2L1 2Z'/><path d='M1 2L3 4L1 2Z'/><path d='M1 2L1 2Z'/><path d='M1 2Z'/>"
+                    "<path d='M1 2L3 4L5 0L1 2'/><path d='M1 2L3 4C5 6 7 8 1 2Z'/><path d='M1 2C5 6 7 8 1 2L1 2Z'/>");
+}
+
+TEST(SvgExport, ZerosComeBackWithoutASign) {
+    ExpectRoundTrip("<g transform='scale(-1 1) translate(-0 0)'><path transform='rotate(180)' d='M-0 0h-1v-0Z'/></g>"
+                    "<linearGradient id='l' x1='-0' gradientTransform='scale(-1)'><stop/><stop offset='1' "
+                    "stop-color='red'/></linearGradient><rect width='3' height='4' x='-0' fill='url(#l)'/>");
+}
+
+TEST(SvgExport, SymbolsComeBackAsReferences) {
+    std::string const text = ExpectRoundTrip(
+        "<defs><rect id='leaf' width='1' height='1'/><g id='twig'><use href='#leaf'/><use id='second' href='#leaf' "
+        "x='2'/></g><symbol id='branch' viewBox='0 0 9 9'><title>A branch</title><use id='low' href='#twig'/><use "
+        "href='#twig' y='4' opacity='.5'/></symbol></defs><use id='left' href='#branch' width='9' height='9'/><use "
+        "id='right' href='#branch' x='20' width='9' height='9'/><use href='#leaf' fill='red'/><use id='chain' "
+        "href='#low2'/><use id='low2' href='#low3'/><use id='low3' href='#leaf'/>");
+    auto const count = [&](std::string_view what) {
+        std::size_t found = 0;
+        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+            ++found;
+        return found;
+    };
+    // Each content stands once for every look, here red, black, and black where percentages mean something else; what
+    // shows it refers to it.
+    EXPECT_EQ(count("<rect"), 3u) << text;
+    EXPECT_EQ(count("<use"), 12u) << text;
+    for (std::string_view const id : {"leaf", "twig", "second", "low", "left", "right", "chain", "low2", "low3"})
+        EXPECT_EQ(count("id=\"" + std::string(id) + "\""), 1u) << id << text;
+    EXPECT_EQ(count("<title>A branch</title>"), 1u) << text;
+}
+
 TEST(SvgExport, AnInstanceThatDiffersFromItsSymbolIsWrittenOut) {
     auto const drawing = Import("<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'><defs><rect id='a' "
                                 "width='1' height='1'/></defs><use href='#a'/><use href='#a'/></svg>",
