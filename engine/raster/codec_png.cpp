@@ -221,6 +221,8 @@ public:
         int const depth = info.sampleFormat == SampleFormat::Integer16 ? 16 : 8;
         Run([&] {
             png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+            // The sRGB profile that most files hold has a wrong white point, which libpng would refuse.
+            png_set_option(m_png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
             png_set_IHDR(m_png, m_info, info.width, info.height, depth, type, PNG_INTERLACE_NONE,
                          PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
             if (!info.iccProfile.empty())

@@ -219,13 +219,13 @@ PaintImporter::FillPointer PaintImporter::MakeGradientFill(Element const& elemen
 }
 
 PaintImporter::FillPointer PaintImporter::MakeSolid(Rgba const& colour) {
-    if (!m_lastSolid || !(m_lastColour == colour)) {
-        m_lastSolid = Kernel::MakeCounted<Renderer::FillDescriptor>(
-            Kernel::MakeConsolidated<Renderer::SolidFill>(ToColour(colour)), true, Matrix{},
-            Renderer::BlendMode::Normal, false);
-        m_lastColour = colour;
-    }
-    return m_lastSolid;
+    Renderer::Colour const value = ToColour(colour);
+    auto const& c = value.GetComponents();
+    FillPointer& solid = m_solids[{c[0], c[1], c[2], value.GetAlpha()}];
+    if (!solid)
+        solid = Kernel::MakeCounted<Renderer::FillDescriptor>(Kernel::MakeConsolidated<Renderer::SolidFill>(value),
+                                                              true, Matrix{}, Renderer::BlendMode::Normal, false);
+    return solid;
 }
 
 Kernel::Counted<Renderer::LineStyleDescriptor const> PaintImporter::MakeLine(Element const& element) {
@@ -258,11 +258,10 @@ Kernel::Counted<Renderer::LineStyleDescriptor const> PaintImporter::MakeLine(Ele
         descriptor->SetScaleWithObject(false);
         return descriptor;
     }
-    if (!m_lastLine || !(m_lastLineStyle == consolidated)) {
-        m_lastLine = Kernel::MakeCounted<Renderer::LineStyleDescriptor>(consolidated);
-        m_lastLineStyle = consolidated;
-    }
-    return m_lastLine;
+    auto& shared = m_lines[consolidated];
+    if (!shared)
+        shared = Kernel::MakeCounted<Renderer::LineStyleDescriptor>(consolidated);
+    return shared;
 }
 
 } // namespace Shell::Svg

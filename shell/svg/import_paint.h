@@ -4,7 +4,9 @@
 #include "platform/document/nodes.h"
 #include "shell/svg/paint_server.h"
 
+#include <array>
 #include <functional>
+#include <map>
 #include <unordered_map>
 
 namespace Shell::Svg {
@@ -46,10 +48,10 @@ private:
     Drawing& m_drawing;
     PatternMaker m_patternMaker;
     std::unordered_map<std::string_view, std::optional<Gradient>> m_gradients;
-    Rgba m_lastColour;
-    FillPointer m_lastSolid;
-    Kernel::Counted<Renderer::LineStyleDescriptor const> m_lastLine;
-    Kernel::Consolidated<Renderer::LineStyle> m_lastLineStyle;
+    // Equal paints are one object whatever stands between them: what a document shares is a part of what it is.
+    std::map<std::array<float, 4>, FillPointer> m_solids;
+    std::unordered_map<Kernel::Consolidated<Renderer::LineStyle>, Kernel::Counted<Renderer::LineStyleDescriptor const>>
+        m_lines;
 };
 
 Renderer::Colour ToColour(Rgba const& colour);
