@@ -13,8 +13,8 @@ namespace {
 
 // Of every verb.
 constexpr std::array<OptionSpec, 2> c_commonOptions{
-    {{"--json", "", "answers with one JSON value"}, {"--help", "", "tells how the verb is called"}}};
-constexpr OptionSpec c_trusted{"--trusted", "", "runs the document's stored commands unchecked"};
+    {{"--json", "", "answers with one JSON value", false}, {"--help", "", "tells how the verb is called", false}}};
+constexpr OptionSpec c_trusted{"--trusted", "", "runs the document's stored commands unchecked", false};
 constexpr std::string_view c_document = "DOC";
 
 bool IsOption(std::string_view word) { return word.size() > 1 && word.front() == '-'; }
@@ -154,7 +154,7 @@ std::string FormatUsage(Usage const& usage) {
     for (auto const& positional : usage.positionals)
         text += " " + FormatPositional(positional);
     for (auto const& option : usage.options)
-        text += " [" + FormatOption(option) + "]";
+        text += option.isRequired ? " " + FormatOption(option) : " [" + FormatOption(option) + "]";
     return text;
 }
 

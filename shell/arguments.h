@@ -16,6 +16,8 @@ struct OptionSpec {
     // What its value is called; empty for a switch.
     std::string_view value;
     std::string_view help;
+    // Usage shows it without brackets.
+    bool isRequired = false;
 };
 
 struct PositionalSpec {

@@ -20,6 +20,7 @@ void JsonWriter::Flush() {
 }
 
 void JsonWriter::Separate() {
+    m_hasValue = true;
     if (m_afterKey) {
         m_afterKey = false;
         return;

@@ -45,6 +45,8 @@ public:
     }
     // Hands over what is still held back.
     void Flush();
+    // False as long as nothing has been written.
+    bool HasValue() const { return m_hasValue; }
 
 private:
     void Begin(char bracket);
@@ -58,6 +60,7 @@ private:
     // One entry for each open object or array: whether something stands in it already.
     std::vector<bool> m_hasMembers;
     bool m_afterKey = false;
+    bool m_hasValue = false;
 };
 
 } // namespace Shell

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/export.h"
 #include "shell/history_walk.h"
+#include "shell/path_ending.h"
 #include "shell/picture.h"
 #include "shell/selector.h"
 #include "shell/values.h"
@@ -54,6 +55,8 @@ std::vector<Kernel::Counted<Node>> GetTopNodes(Selection const& selection) {
 
 ExitStatus RunRender(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("-o");
+    if (GetPathEnding(path) != ".png")
+        throw Failure(ExitStatus::Usage, path, "needs the ending .png, which is what pictures are written as");
     auto const scale =
         ParseOption("--scale", [&] { return ParseNumber(arguments.Find("--scale").value_or("1"), c_scales); });
     auto& document = session.Open(arguments);

@@ -68,7 +68,7 @@ void Session::Finish() {
     }
     m_files.Commit();
     m_json.Flush();
-    if (m_isJson)
+    if (m_json.HasValue())
         Print("\n");
     Flush();
 }

@@ -25,8 +25,10 @@ Json ParseRecord(std::string const& text) {
         auto record = Json::parse(ReadTextValue(text), refuseDepth);
         if (record.is_object())
             return record;
-    } catch (Json::exception const& error) {
-        throw ValueError(std::string("needs a JSON record: ") + error.what());
+    } catch (Json::parse_error const& error) {
+        throw ValueError("needs a JSON record: this is none from byte " + std::to_string(error.byte) + " on");
+    } catch (Json::exception const&) {
+        throw ValueError("needs a JSON record whose numbers can be held");
     }
     throw ValueError("needs a JSON record, as {\"name\":...}, not " + Quote(text));
 }

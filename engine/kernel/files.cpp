@@ -21,7 +21,7 @@ namespace {
 
 [[noreturn]] void ThrowForErrno(std::string_view path, char const* deed) {
     auto const reason = std::generic_category().message(errno);
-    throw FileException(std::string(path) + ": cannot " + deed + ": " + reason);
+    throw FileException(std::string(path) + ": cannot be " + deed + ": " + reason);
 }
 
 int GetOpenFlags(File::AccessMode access) {
@@ -64,7 +64,7 @@ std::string MakeTemporaryFile(std::string_view path) {
             return name;
         }
         if (errno != EEXIST && errno != EINTR)
-            ThrowForErrno(path, "write");
+            ThrowForErrno(path, "written");
     }
 }
 
@@ -98,7 +98,7 @@ bool File::Open(char const* path, AccessMode access, ShareMode, VisibilityMode) 
 
 void File::Close() {
     if (IsOpen() && ::close(std::exchange(m_descriptor, -1)) != 0 && errno != EINTR)
-        ThrowForErrno(m_path.view(), "write");
+        ThrowForErrno(m_path.view(), "written");
 }
 
 std::size_t File::Read(std::span<std::byte> bytes) {
@@ -121,7 +121,7 @@ void File::Write(std::span<std::byte const> bytes) {
         if (count >= 0)
             bytes = bytes.subspan(static_cast<std::size_t>(count));
         else if (errno != EINTR)
-            ThrowForErrno(m_path.view(), "write");
+            ThrowForErrno(m_path.view(), "written");
     }
 }
 
@@ -134,7 +134,7 @@ std::uint64_t File::GetSize() const {
 
 void File::Flush() {
     if (::fsync(m_descriptor) != 0)
-        ThrowForErrno(m_path.view(), "write");
+        ThrowForErrno(m_path.view(), "written");
 }
 
 AtomicFile::AtomicFile(String path) : m_path(ResolveLinks(std::move(path))) {
@@ -148,7 +148,7 @@ AtomicFile::AtomicFile(String path) : m_path(ResolveLinks(std::move(path))) {
         int const reason = errno;
         ::unlink(name.c_str());
         errno = reason;
-        ThrowForErrno(m_path.view(), "write");
+        ThrowForErrno(m_path.view(), "written");
     }
 }
 
@@ -161,7 +161,7 @@ void AtomicFile::Commit() {
     m_file.Flush();
     m_file.Close();
     if (std::rename(m_temporaryPath.c_str(), m_path.c_str()) != 0)
-        ThrowForErrno(m_path.view(), "write");
+        ThrowForErrno(m_path.view(), "written");
     m_temporaryPath = {};
     FlushFolder(GetFolder(m_path.view()));
 }

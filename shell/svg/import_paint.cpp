@@ -15,8 +15,12 @@ bool IsFinite(Kernel::RectT<double> const& r) {
 std::vector<Renderer::GradientStop> ToStops(Gradient const& gradient, double opacity) {
     std::vector<Renderer::GradientStop> stops;
     stops.reserve(gradient.stops.size());
-    for (GradientStop const& stop : gradient.stops)
-        stops.push_back({stop.offset, opacity, ToColour(stop.colour)});
+    // Written drawings tell one opacity a stop.
+    for (GradientStop const& stop : gradient.stops) {
+        Rgba colour = stop.colour;
+        colour.alpha *= opacity;
+        stops.push_back({stop.offset, 1, ToColour(colour)});
+    }
     return stops;
 }
 

@@ -18,6 +18,9 @@ constexpr double c_maximumSide = 2048;
 // Of all tiles of a drawing.
 constexpr std::uint64_t c_maximumTilePixels = std::uint64_t{1} << 26;
 
+// Drawn tiles of one size that a further one is compared with.
+constexpr int c_mostComparisons = 64;
+
 // What a tile is in the space that `patternTransform` leads from.
 struct Tile {
     Viewport area;
@@ -114,7 +117,20 @@ PaintImporter::FillPointer Importer::MakePatternFill(Element const& user, Patter
     if (m_tilePixels > c_maximumTilePixels)
         return {};
     m_drawing.GetReport().Add("pattern drawn as a bitmap", user.Describe());
-    return describe(Draw(*content, *tile, size), Renderer::Resampling::Bilinear, opacity);
+    return describe(FindEqualTile(Draw(*content, *tile, size)), Renderer::Resampling::Bilinear, opacity);
+}
+
+Kernel::Counted<Raster::DynamicBitmap const>
+Importer::FindEqualTile(Kernel::Counted<Raster::DynamicBitmap> const& tile) {
+    auto const size =
+        static_cast<std::uint64_t>(tile->GetWidth()) << 32 | static_cast<std::uint32_t>(tile->GetHeight());
+    auto const [first, last] = m_tiles.equal_range(size);
+    int left = c_mostComparisons;
+    for (auto other = first; other != last && left != 0; ++other, --left) {
+        if (other->second->GetBase()->HasEqualPixels(*tile->GetBase()))
+            return other->second;
+    }
+    return m_tiles.emplace(size, tile)->second;
 }
 
 } // namespace Shell::Svg

@@ -95,7 +95,9 @@ Kernel::Counted<CurvesNode> Importer::BuildShape(Element const& element) {
         auto shape = Kernel::MakeCounted<RectangleShape>();
         shape->box = {rect->x, rect->y, rect->x + rect->width, rect->y + rect->height};
         if (rect->rx > 0 && rect->ry > 0)
-            shape->cornerRadius = {rect->rx, rect->ry};
+            // Sides of the box are rounded: halves of those are what a written drawing says.
+            shape->cornerRadius = {std::min(rect->rx, shape->box.GetWidth() / 2),
+                                   std::min(rect->ry, shape->box.GetHeight() / 2)};
         return MakeShapeNode(shape);
     }
     case ElementKind::Circle:

@@ -3,6 +3,8 @@
 
 #include "shell/svg/import_paint.h"
 
+#include <map>
+
 namespace Shell::Svg {
 
 // Walks the elements of a drawing and makes their nodes. The walk along children keeps its own stack; only references
@@ -100,6 +102,9 @@ private:
     // About where the element stands that is being built: how large its pattern's pixels should be depends on it.
     Matrix m_toPage;
     std::uint64_t m_tilePixels = 0;
+    // Tiles that have been drawn: equal ones are one bitmap, as they are when they are read as images.
+    Kernel::Counted<Raster::DynamicBitmap const> FindEqualTile(Kernel::Counted<Raster::DynamicBitmap> const& tile);
+    std::multimap<std::uint64_t, Kernel::Counted<Raster::DynamicBitmap const>> m_tiles;
     std::size_t m_innerDrawings = 0;
     std::size_t m_innerDepth = 0;
 };

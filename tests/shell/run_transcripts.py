@@ -11,8 +11,8 @@ A transcript holds what a user types and what comes back:
     [2]
 
 Lines with `$ ` are given to bash, those with `> ` carry them on; the lines below are the output, both streams together,
-and a status other than 0 in brackets. Lines with `# ` are comments. An expected line that ends in ` (re)` is a
-regular expression. Each transcript runs in an empty folder of its own, with `redraft` in the path.
+and a status other than 0 in brackets. Output that is empty or would be taken for something else stands behind `| `.
+Lines with `#` are comments. An expected line that ends in ` (re)` is a regular expression. Each transcript runs in an empty folder of its own, with `redraft` in the path.
 """
 
 import argparse
@@ -25,6 +25,13 @@ import sys
 import tempfile
 
 STEP_TIMEOUT_SECONDS = 600
+
+
+def protect(line):
+    """An output line as it stands in a transcript."""
+    if not line:
+        return "|"
+    return "| " + line if line[0] in "#$>|" else line
 
 
 class Step:
@@ -49,7 +56,7 @@ def read_transcript(path):
         elif not steps:
             raise SystemExit(f"{path}: output before the first command: {line}")
         else:
-            steps[-1].expected.append(line)
+            steps[-1].expected.append(line[2:] if line.startswith("|") else line)
     return comments, steps
 
 
@@ -107,7 +114,7 @@ def run_transcript(path, redraft, update):
         for i, step in enumerate(steps):
             text.append("$ " + step.commands[0])
             text += ["> " + line if line else ">" for line in step.commands[1:]]
-            text += outputs[i] if i in failed else step.expected
+            text += [protect(line) for line in (outputs[i] if i in failed else step.expected)]
             text += comments[i + 1]
         path.write_text("\n".join(text) + "\n", encoding="utf-8")
     for i in failed:

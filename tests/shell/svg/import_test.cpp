@@ -179,8 +179,8 @@ TEST(SvgImport, GradientsOfTheBoxAreLaidOverIt) {
     EXPECT_EQ(linear.GetEnd(), (Kernel::PointT<double>{0.5, 0}));
     EXPECT_EQ(linear.GetSpread(), Renderer::GradientSpread::Reflect);
     ASSERT_EQ(linear.GetStops().size(), 2u);
-    EXPECT_EQ(linear.GetStops()[1].opacity, 0.5);
-    EXPECT_EQ(linear.GetStops()[1].colour.GetAlpha(), 0.5f);
+    EXPECT_EQ(linear.GetStops()[1].opacity, 1);
+    EXPECT_EQ(linear.GetStops()[1].colour.GetAlpha(), 0.25f);
 }
 
 TEST(SvgImport, RadialGradientsKeepCentreRadiusAndFocus) {
