@@ -141,19 +141,15 @@ public:
         // An open start alone is no line.
         if (!wanted || (m_line.points.size() == 1 && !m_line.closed))
             return;
-        Polygons piece;
-        if (!m_line.closed)
-            AddHeads(piece);
-        if (m_request.style.GetPressure())
-            ApplyPressure();
-        if (!m_line.points.empty())
-            AddStroke(piece);
-        piece.ApplyTransform(m_toPixels);
-        for (std::size_t i = 0; i != piece.GetCount(); ++i) {
-            for (PointDbl const& p : piece.GetPolygon(i))
-                m_out.Add(p);
-            m_out.EndPolygon();
+        // Most lines are made in pixels, and need no copy.
+        if (m_toPixels.IsIdentity()) {
+            AddContour(m_out);
+            return;
         }
+        Polygons piece;
+        AddContour(piece);
+        piece.ApplyTransform(m_toPixels);
+        m_out.Append(piece);
     }
 
 private:
@@ -162,6 +158,15 @@ private:
             return 1;
         auto const bounds = m_request.style.GetPressure()->GetBounds();
         return bounds ? bounds->bottom : 1;
+    }
+
+    void AddContour(Polygons& out) {
+        if (!m_line.closed)
+            AddHeads(out);
+        if (m_request.style.GetPressure())
+            ApplyPressure();
+        if (!m_line.points.empty())
+            AddStroke(out);
     }
 
     void AddStroke(Polygons& out) {
@@ -174,11 +179,7 @@ private:
                         dashStroker.Stroke(dash);
                     return dashes.GetPoints().size() <= c_maximumDashPoints;
                 })) {
-                for (std::size_t i = 0; i != dashes.GetCount(); ++i) {
-                    for (PointDbl const& p : dashes.GetPolygon(i))
-                        out.Add(p);
-                    out.EndPolygon();
-                }
+                out.Append(dashes);
                 return;
             }
         }

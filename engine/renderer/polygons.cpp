@@ -16,6 +16,13 @@ void Polygons::EndPolygon() {
         m_ends.push_back(m_points.size());
 }
 
+void Polygons::Append(Polygons const& other) {
+    std::size_t const offset = m_points.size();
+    m_points.insert(m_points.end(), other.m_points.begin(), other.m_points.end());
+    for (std::size_t const end : other.m_ends)
+        m_ends.push_back(offset + end);
+}
+
 void Polygons::Clear() {
     m_points.clear();
     m_ends.clear();

@@ -20,6 +20,8 @@ public:
     // Ends the polygon whose points were added last. One of fewer than 3 points has no area and is dropped, as is one
     // with a coordinate that is not finite.
     void EndPolygon();
+    // Adds copies of the other's polygons. No polygon may be open.
+    void Append(Polygons const& other);
     void Clear();
     // Maps the points; polygons that are no longer finite are dropped.
     void ApplyTransform(Transform const& transform);

@@ -197,6 +197,38 @@ TEST(SvgImport, RadialGradientsKeepCentreRadiusAndFocus) {
     EXPECT_EQ(radial.GetFocalRadius(), 0.2);
 }
 
+TEST(SvgImport, AFocusOutsideTheCircleStaysThere) {
+    Imported const drawing("<radialGradient id='g' gradientUnits='userSpaceOnUse' cx='10' cy='20' r='5' fx='22' "
+                           "fy='20'><stop stop-color='red'/><stop offset='1'/></radialGradient><rect width='30' "
+                           "height='40' fill='url(#g)'/>");
+    auto const& radial = dynamic_cast<Renderer::EllipticalGradientFill const&>(
+        *drawing.GetCurves().GetBrushFillDescriptor(true)->GetFill());
+    EXPECT_EQ(radial.GetFocus(), (Kernel::PointT<double>{22, 20}));
+}
+
+TEST(SvgImport, PaintsOfTheContextAreToldWhereThereIsNone) {
+    Imported const drawing("<rect width='1' height='1' fill='context-stroke' stroke='context-fill'/>");
+    EXPECT_TRUE(drawing.GetCurves().GetBrushFillDescriptor(true) == nullptr);
+    ASSERT_EQ(drawing.report.GetLines().size(), 1u);
+    EXPECT_NE(drawing.report.GetLines()[0].find("paint of the context outside of a marker: 2"), std::string::npos);
+}
+
+TEST(SvgImport, CompositingIsAskedForByStylesAlone) {
+    Imported const drawing("<g isolation='isolate' mix-blend-mode='screen'/><g style='isolation:isolate'/>"
+                           "<g style='mix-blend-mode:screen'/>");
+    EXPECT_FALSE(drawing.Get<GroupNode>(0).IsIsolated());
+    EXPECT_EQ(drawing.Get<GroupNode>(0).GetBlendMode(), Renderer::BlendMode::Normal);
+    EXPECT_TRUE(drawing.Get<GroupNode>(1).IsIsolated());
+    EXPECT_EQ(drawing.Get<GroupNode>(2).GetBlendMode(), Renderer::BlendMode::Screen);
+}
+
+TEST(SvgImport, AClipsTransformMovesWhatItsUnitsHaveScaled) {
+    Imported const drawing("<clipPath id='c' clipPathUnits='objectBoundingBox' transform='translate(5 7)'><rect "
+                           "width='1' height='1'/></clipPath><rect width='20' height='10' clip-path='url(#c)'/>");
+    auto const& clip = dynamic_cast<ShapeNode&>(*drawing.nodes[0]->GetFirstChild(NodeChildListType::Clipping));
+    EXPECT_EQ(clip.GetBounds(false), (Kernel::RectT<double>{5, 7, 25, 17}));
+}
+
 TEST(SvgImport, DegenerateGradientsAreTheLastColourOrNothing) {
     std::string const defs = "<linearGradient id='none'/><linearGradient id='one'><stop stop-color='red'/>"
                              "</linearGradient><radialGradient id='zero' r='0'><stop/><stop offset='1' "
