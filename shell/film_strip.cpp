@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/film_strip.h"
 
+#include "shell/failure.h"
 #include "shell/history_walk.h"
 #include "shell/picture.h"
 #include "shell/values.h"
@@ -25,6 +26,7 @@ figure img { display: block; width: 100%; background: #fff; }
 figcaption { padding: .5rem .75rem; border-top: 1px solid var(--line); }
 figcaption b { font-variant-numeric: tabular-nums; margin-right: .4rem; }
 figcaption small { display: block; opacity: .65; }
+figcaption img { float: right; width: auto; max-width: 5rem; max-height: 3rem; margin-left: .5rem; border: 1px solid var(--line); border-radius: 3px; }
 .current figure { border-color: var(--mark); box-shadow: 0 0 0 2px var(--mark); }
 .undone { opacity: .55; }
 )css";
@@ -52,13 +54,33 @@ std::string EscapeHtml(std::string_view text) {
     return escaped;
 }
 
-std::string MakePictureName(std::size_t position, std::size_t count) {
+// "state" shows the whole spread, "step" what the step before the state touched.
+std::string MakePictureName(char const* kind, std::size_t position, std::size_t count) {
     auto const digits = std::max<std::size_t>(3, std::to_string(count).size());
     auto const number = std::to_string(position);
-    return "state-" + std::string(digits - number.size(), '0') + number + ".png";
+    return kind + std::string("-") + std::string(digits - number.size(), '0') + number + ".png";
 }
 
-std::string FormatState(History const& history, std::size_t position, std::size_t current, std::string const& picture) {
+// Writes a close picture of what the newest step touched, as it is after it. Empty when there is nothing to show.
+std::string WriteCloseUp(Session& session, DocumentController& document, std::string const& folder) {
+    auto const& history = *document.GetHistory();
+    auto const position = history.GetPosition();
+    auto const command = position == 0 ? nullptr : history.GetCommand(position - 1);
+    if (!command)
+        return {};
+    auto const pixels = Guarded(ExitStatus::Input, session.GetDocumentPath(), [&] {
+        auto const reading = document.LockForReading();
+        return command->GenerateHistoryThumbnail(command->GenerateHistoryInterestingRect());
+    });
+    if (!pixels)
+        return {};
+    auto const name = MakePictureName("step", position, history.GetCount());
+    WritePixels(session.Files(), (std::filesystem::path(folder) / name).string(), *pixels);
+    return name;
+}
+
+std::string FormatState(History const& history, std::size_t position, std::size_t current, std::string const& picture,
+                        std::string const& closeUp) {
     auto const command = position == 0 ? nullptr : history.GetCommand(position - 1);
     std::string const text =
         position == 0 ? "The beginning" : history.GetDescription(position - 1).ToString().ToStdString();
@@ -66,8 +88,10 @@ std::string FormatState(History const& history, std::size_t position, std::size_
                               : position > current ? " class=\"undone\""
                                                    : "";
     std::string html = std::string("<li") + state + "><figure><a href=\"" + picture + "\"><img src=\"" + picture +
-                       "\" alt=\"\" loading=\"lazy\"></a>\n<figcaption><b>" + std::to_string(position) + "</b>" +
-                       EscapeHtml(text);
+                       "\" alt=\"\" loading=\"lazy\"></a>\n<figcaption>";
+    if (!closeUp.empty())
+        html += "<img src=\"" + closeUp + "\" alt=\"\" loading=\"lazy\">";
+    html += "<b>" + std::to_string(position) + "</b>" + EscapeHtml(text);
     if (command)
         html += "<small>" + EscapeHtml(command->GetObjectClassProperties()->GetName()) + "</small>";
     return html + "</figcaption></figure></li>\n";
@@ -92,10 +116,10 @@ void WriteFilmStrip(Session& session, DocumentController& document, std::string 
     ReturningWalk walk(document, session.GetDocumentPath());
     for (std::size_t position = 0; position <= history.GetCount(); ++position) {
         walk.GoTo(position);
-        auto const picture = MakePictureName(position, history.GetCount());
+        auto const picture = MakePictureName("state", position, history.GetCount());
         WritePicture(session.Files(), (std::filesystem::path(folder) / picture).string(), PictureKind::Png, spread, {},
                      options, session.GetDocumentPath());
-        html += FormatState(history, position, current, picture);
+        html += FormatState(history, position, current, picture, WriteCloseUp(session, document, folder));
     }
     walk.Return();
     session.Files().Begin((std::filesystem::path(folder) / "index.html").string());

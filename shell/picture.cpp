@@ -37,6 +37,19 @@ Raster::Format GetPngFormat(Raster::Format format) {
     }
 }
 
+// One row of a buffer in an encoder's order: the channels of a pixel beside each other.
+void CopyRow(Raster::BufferBase const& from, int line, std::span<std::byte> row) {
+    auto const sampleBytes = static_cast<std::size_t>(from.GetInfo().sampleBytes);
+    auto const width = static_cast<std::size_t>(from.GetWidth());
+    auto const channels = row.size() / (sampleBytes * width);
+    for (std::size_t channel = 0; channel != channels; ++channel) {
+        auto const* sample = static_cast<std::byte const*>(from.GetRow(static_cast<int>(channel), line));
+        auto* to = row.data() + channel * sampleBytes;
+        for (std::size_t x = 0; x != width; ++x, sample += sampleBytes, to += channels * sampleBytes)
+            std::memcpy(to, sample, sampleBytes);
+    }
+}
+
 // Rows for an encoder, which asks for one at a time, from a target that makes them by bands.
 class Rows {
 public:
@@ -47,15 +60,7 @@ public:
         auto const line = static_cast<int>(y);
         if (!m_band || line >= m_bandStart + m_band->GetHeight())
             Render(line);
-        auto const sampleBytes = static_cast<std::size_t>(m_band->GetInfo().sampleBytes);
-        auto const channels = row.size() / (sampleBytes * static_cast<std::size_t>(m_options.width));
-        for (std::size_t channel = 0; channel != channels; ++channel) {
-            auto const* from =
-                static_cast<std::byte const*>(m_band->GetRow(static_cast<int>(channel), line - m_bandStart));
-            auto* to = row.data() + channel * sampleBytes;
-            for (int x = 0; x != m_options.width; ++x, from += sampleBytes, to += channels * sampleBytes)
-                std::memcpy(to, from, sampleBytes);
-        }
+        CopyRow(*m_band, line - m_bandStart, row);
     }
 
 private:
@@ -131,6 +136,23 @@ void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind,
             Raster::EncodePng(info, source, sink);
         else
             Raster::EncodeTiff(info, source, sink);
+    });
+    files.End();
+}
+
+void WritePixels(OutputFiles& files, std::string const& path, Raster::BufferRGBA8 const& pixels) {
+    Raster::ImageInfo info;
+    info.width = static_cast<std::uint32_t>(pixels.GetWidth());
+    info.height = static_cast<std::uint32_t>(pixels.GetHeight());
+    info.colourModel = Raster::ColourModel::RGB;
+    info.hasAlpha = true;
+    info.sampleFormat = Raster::SampleFormat::Integer8;
+    info.isSrgb = true;
+    files.Begin(path);
+    Guarded(ExitStatus::Output, path, [&] {
+        Raster::EncodePng(
+            info, [&](std::uint32_t y, std::span<std::byte> row) { CopyRow(pixels, static_cast<int>(y), row); },
+            [&](std::span<std::byte const> bytes) { files.Write(bytes); });
     });
     files.End();
 }

@@ -20,4 +20,7 @@ void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind,
                   std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
                   std::string const& subject);
 
+// Writes pixels that are there already, as PNG. Throws Failure.
+void WritePixels(OutputFiles& files, std::string const& path, Raster::BufferRGBA8 const& pixels);
+
 } // namespace Shell
