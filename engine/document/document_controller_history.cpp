@@ -114,7 +114,7 @@ void DocumentController::StepBack(Kernel::NotificationList& notifications) {
     auto const index = history.m_position - 1;
     HistoryStep& step = history.m_steps[index];
     if (!step.command)
-        throw StepFailure(history, index, "is of a kind that this version does not know, and cannot be undone");
+        throw StepFailure(history, index, "is of a kind that this version does not support, and cannot be undone");
     DocumentCommand& command = *step.command;
     command.ClearAbortFlag();
     command.UndoAndUpdateCaches();
@@ -127,7 +127,7 @@ void DocumentController::StepForward(Kernel::NotificationList& notifications) {
     auto const index = history.m_position;
     HistoryStep& step = history.m_steps[index];
     if (!step.command)
-        throw StepFailure(history, index, "is of a kind that this version does not know, and cannot be redone");
+        throw StepFailure(history, index, "is of a kind that this version does not support, and cannot be redone");
     DocumentCommand& command = *step.command;
     if (step.needsValidation) [[unlikely]] {
         if (!command.ValidateUntrusted())

@@ -6,6 +6,7 @@
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace {
@@ -38,6 +39,16 @@ void GatherCommands(Kernel::Countable* command, std::unordered_set<Kernel::Count
                 pending.push_back(child.get());
         }
     }
+}
+
+// A beta's commands may lack what undo needs.
+bool IsOfUnsupportedBeta(DocumentCommand& command) {
+    std::unordered_set<Kernel::Countable const*> parts;
+    GatherCommands(&command, parts);
+    return std::any_of(parts.begin(), parts.end(), [](auto const* part) {
+        auto const* const partCommand = Kernel::CastPointer<DocumentCommand const>(part);
+        return partCommand != nullptr && partCommand->IsUnsupportedBeta();
+    });
 }
 
 } // namespace
@@ -219,8 +230,11 @@ void DocumentController::PrepareLoadedHistory(Kernel::Counted<History> const& hi
             throw Kernel::DamagedDataException("the document is damaged: a part of it cannot be read");
     }
     for (auto& step : history->m_steps) {
-        if (step.command)
-            step.command->PostLoad(this);
+        if (!step.command)
+            continue;
+        step.command->PostLoad(this);
+        if (IsOfUnsupportedBeta(*step.command))
+            step.command.reset();
     }
     // Only now: until here its commands have no controller to end with.
     m_history = history;

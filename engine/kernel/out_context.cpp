@@ -73,6 +73,9 @@ void OutContext::AppendPreserved(std::uint64_t path, std::size_t scopeStart) {
 }
 
 std::size_t OutContext::Write(void const* bytes, std::size_t size) {
+    // Whoever writes raw values by hand asks first whether the pass takes them.
+    if (purpose == Purpose::PathsOnly)
+        return 0;
     std::size_t const used = buffer.size() - recordStart;
     std::size_t const room = used < maxRecordSize ? maxRecordSize - used : 0;
     std::size_t const count = size < room ? size : room;

@@ -93,6 +93,8 @@ void OutSerialiser::CheckFree() const {
 
 void OutSerialiser::Begin(IDTag tag, std::uint8_t form) {
     CheckFree();
+    if (!IsFullSave()) [[unlikely]]
+        ThrowMisuse("a field is written in a pass that only gathers file paths");
     if (m_openArray != OpenArray::None) [[unlikely]]
         EndOpenArray();
     if ((m_classLengthAt | m_classArrayLengthAt) != 0) [[unlikely]]

@@ -203,8 +203,12 @@ TEST_P(Laws, AClonedCommandDoesTheSame) {
 TEST_P(Laws, NotificationsNameTheDocument) {
     ExampleRun run(Example());
     run.Do();
-    Kernel::NotificationList notifications;
+    // The list is the caller's: what is there stays.
+    Kernel::NotificationList notifications{Kernel::MakeCounted<Kernel::Notification>()};
+    auto const first = notifications.front();
     run.command->NotifyWithCacheUpdates(notifications);
+    ASSERT_FALSE(notifications.empty());
+    EXPECT_EQ(first, notifications.front());
     for (auto const& notification : notifications)
         EXPECT_TRUE(notification);
     EXPECT_FALSE(run.command->GetDescription().GetText().empty());

@@ -32,7 +32,7 @@ private:
 
 // One step of a history in memory. What is stored of it is made when it is needed first: most steps are never saved.
 struct HistoryStep {
-    // Empty for a step that cannot be undone, because its command is unknown here.
+    // Empty for a step that cannot be undone, because its command is unknown here or of an unsupported beta.
     Kernel::Counted<DocumentCommand> command;
     mutable Kernel::Counted<HistoryEntry> stored;
     static constexpr std::int64_t c_neverMerges = INT64_MIN;
