@@ -167,6 +167,9 @@ Kernel::Counted<PolyCurveNode> DivideShapesCommand::MakePiece(DivideSource const
     piece->SetCurves(std::move(curves));
     if (auto const* transform = Kernel::CastPointer<TransformInterface const>(source.node.get()))
         piece->SetTransform(transform->GetTransform(false, false), false);
+    // What could not be seen stays so.
+    if (auto const* visibility = Kernel::CastPointer<VisibilityInterface const>(source.node.get()))
+        piece->SetVisible(visibility->IsVisible());
     source.style->Apply(piece);
     return piece;
 }

@@ -71,8 +71,11 @@ void SegmentGrid::Walk(GridSegment const& s, GridBox const& first, int columns, 
                 std::swap(y0, y1);
             // The slope's rounding counts where it is steep.
             double const slack = reach + 1e-15 * std::fabs(slope) * (bx + std::fabs(ax));
-            from = std::max(row0, Clamped(std::floor((y0 - slack) * perCell), rows));
-            to = std::min(row1, Clamped(std::floor((y1 + slack) * perCell), rows));
+            double const top = std::floor((y0 - slack) * perCell), bottom = std::floor((y1 + slack) * perCell);
+            if (bottom < 0 || top >= rows)
+                continue;
+            from = std::max(row0, Clamped(top, rows));
+            to = std::min(row1, Clamped(bottom, rows));
         }
         for (int row = from; row <= to; ++row)
             visit(column, row);
