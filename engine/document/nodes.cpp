@@ -189,6 +189,10 @@ Kernel::Counted<Geometry::PolyCurveDbl const> CompoundCurveNode::GetOutline() co
     return result;
 }
 
+ConstCurvesInterface::TransformedCurveList CompoundCurveNode::GetConstPolyPolyCurves() const {
+    return {{GetOutline(), GetBaseToSpreadTransform()}};
+}
+
 void CompoundCurveNode::CopyMembersFrom(Node const& other) {
     CurvesNode::CopyMembersFrom(other);
     if (auto const* compound = Kernel::CastPointer<CompoundCurveNode const>(&other)) {

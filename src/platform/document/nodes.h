@@ -130,6 +130,8 @@ public:
     CompoundCurveNode() = default;
     Geometry::WindingOrderMode GetWindingOrderMode() const override { return m_windingOrderMode; }
     void SetWindingOrderMode(Geometry::WindingOrderMode mode);
+    TransformedCurveList GetConstPolyPolyCurves() const override;
+    Raster::AffineTransform::Params GetCurvesToDomainTransform() const override { return {}; }
     // The outlines of the plain children, in this node's space.
     Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override;
     CompoundOperation GetCompoundOperation() const override { return m_operation; }

@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shapes/fill_holes_command.h"
+
+#include "frame/notifications.h"
+#include "platform/kernel/exception.h"
+#include "tests/shapes/scene.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+using namespace Commands;
+using namespace Support;
+using namespace ExampleDocuments;
+
+using Corners = std::vector<Kernel::PointT<double>>;
+
+Corners Square(double from, double to) { return {{from, from}, {to, from}, {to, to}, {from, to}}; }
+Corners Star() { return {{50, 0}, {80, 100}, {0, 35}, {100, 35}, {20, 100}}; }
+
+Kernel::Counted<FillHolesCommand> RunIn(Scene& scene, bool removeInternalLines = false) {
+    auto const command = Kernel::MakeCounted<FillHolesCommand>(removeInternalLines);
+    scene.controller->Run(command);
+    return command;
+}
+
+Kernel::Counted<PolyCurveNode> Donut() {
+    auto donut = MakePath({Square(0, 30), Square(10, 20)}, true);
+    donut->SetWindingOrderMode(Geometry::WindingOrderMode::Alternating);
+    SetFill(*donut, 1, 0, 0);
+    return donut;
+}
+
+std::size_t SegmentsOf(PolyCurveNode const& node) { return node.GetCurves()->GetSegmentCount(); }
+
+TEST(FillHoles, ADonutBecomesADisc) {
+    Scene scene;
+    auto const donut = Donut();
+    auto const curves = donut->GetCurves();
+    scene.PutAndSelect({donut});
+    RunIn(scene);
+    EXPECT_EQ(donut.get(), scene.spread->GetFirstChild(NodeChildListType::Plain));
+    EXPECT_DOUBLE_EQ(900, AreaOf(*donut));
+    EXPECT_EQ(1u, donut->GetCurves()->GetCurves().size());
+    scene.controller->Undo();
+    EXPECT_EQ(*curves, *donut->GetCurves());
+    scene.controller->Redo();
+    EXPECT_DOUBLE_EQ(900, AreaOf(*donut));
+}
+
+TEST(FillHoles, OnlyShapesOfTheAlternatingModeLoseInternalLines) {
+    for (bool const alternating : {true, false}) {
+        Scene scene;
+        auto const star = MakePath({Star()}, true);
+        star->SetWindingOrderMode(alternating ? Geometry::WindingOrderMode::Alternating
+                                              : Geometry::WindingOrderMode::NonZero);
+        SetFill(*star, 1, 0, 0);
+        scene.PutAndSelect({star});
+        auto const command = RunIn(scene, true);
+        EXPECT_EQ(alternating, command->ShouldStackForUndo());
+        EXPECT_EQ(alternating ? 5u : 1u, star->GetCurves()->GetCurves().size());
+        if (!alternating) {
+            EXPECT_EQ(5u, SegmentsOf(*star));
+            EXPECT_TRUE(NotificationsOf(*command).empty());
+        }
+    }
+}
+
+TEST(FillHoles, AnOpenPathKeepsItsAreaAndItsTails) {
+    Scene scene;
+    auto const path = OpenLine({{0, 0}, {30, 0}, {30, 10}, {10, 10}, {10, -10}});
+    scene.PutAndSelect({path});
+    EXPECT_FALSE(FillHolesCommand::CanApplyTo(scene.Selected(), false));
+    EXPECT_TRUE(FillHolesCommand::CanApplyTo(scene.Selected(), true));
+    EXPECT_FALSE(RunIn(scene, false)->ShouldStackForUndo());
+    EXPECT_TRUE(RunIn(scene, true)->ShouldStackForUndo());
+    auto const& curves = path->GetCurves()->GetCurves();
+    ASSERT_EQ(3u, curves.size());
+    EXPECT_TRUE(curves[0]->IsClosed());
+    EXPECT_DOUBLE_EQ(200, curves[0]->GetArea());
+    EXPECT_FALSE(curves[1]->IsClosed());
+    EXPECT_DOUBLE_EQ(20, curves[1]->GetLength() + curves[2]->GetLength());
+}
+
+TEST(FillHoles, MembersOfAGroupChangeAndTheGroupStaysSelected) {
+    Scene scene;
+    auto const group = NamedGroup("group"), inner = NamedGroup("inner");
+    auto const donut = Donut(), deep = Donut();
+    scene.Put(*group, {donut, inner});
+    scene.Put(*inner, {deep});
+    scene.PutAndSelect({group});
+    auto const selected = scene.Selected();
+    auto const command = RunIn(scene);
+    EXPECT_DOUBLE_EQ(900, AreaOf(*donut));
+    EXPECT_DOUBLE_EQ(900, AreaOf(*deep));
+    EXPECT_EQ(selected, scene.Selected());
+    auto const list = NotificationsOf(*command);
+    ASSERT_EQ(2u, list.size());
+    ASSERT_TRUE(As<InvalidateDocumentNotification>(list[0]));
+    EXPECT_EQ(selected, As<InvalidateDocumentNotification>(list[0])->GetSelection());
+    ASSERT_TRUE(As<NodesDataChangedNotification>(list[1]));
+    EXPECT_EQ(selected, As<NodesDataChangedNotification>(list[1])->GetSelection());
+}
+
+TEST(FillHoles, HiddenObjectsAreLeftAlone) {
+    Scene scene;
+    auto const group = NamedGroup("group"), hiddenGroup = NamedGroup("hidden group");
+    auto const hidden = Donut(), inHidden = Donut(), hiddenMember = Donut();
+    hidden->SetVisible(false);
+    hiddenGroup->SetVisible(false);
+    hiddenMember->SetVisible(false);
+    scene.Put(*hiddenGroup, {inHidden});
+    scene.Put(*group, {hiddenMember});
+    scene.PutAndSelect({hidden, hiddenGroup, group});
+    EXPECT_FALSE(FillHolesCommand::CanApplyTo(scene.Selected(), false));
+    EXPECT_FALSE(RunIn(scene)->ShouldStackForUndo());
+    for (auto const& donut : {hidden, inHidden, hiddenMember})
+        EXPECT_EQ(2u, donut->GetCurves()->GetCurves().size());
+}
+
+TEST(FillHoles, TheContourGoesWithTheOldCurvesAndComesBackWithThem) {
+    Scene scene;
+    auto const donut = Donut();
+    donut->SetContourOffset(3.5);
+    scene.PutAndSelect({donut});
+    auto const before = scene.controller->GetHash(false);
+    auto const command = RunIn(scene);
+    EXPECT_EQ(0, donut->GetContourOffset());
+    scene.controller->Undo();
+    EXPECT_EQ(3.5, donut->GetContourOffset());
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+    scene.controller->Redo();
+    EXPECT_EQ(0, donut->GetContourOffset());
+    auto const reloaded = Reload(scene, *command);
+    reloaded.command->Undo();
+    auto const* const loaded = PiecesIn(*reloaded.document->GetSpreads().front()).at(0);
+    EXPECT_EQ(3.5, loaded->GetContourOffset());
+    EXPECT_EQ(2u, loaded->GetCurves()->GetCurves().size());
+}
+
+// It stores curves of its own, has none at present, and still shows an outline.
+class BorrowedOutlineNode final : public CurvesNode, public MutableCurvesInterface {
+public:
+    Geometry::WindingOrderMode GetWindingOrderMode() const override { return {}; }
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override { return Donut()->GetCurves(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<BorrowedOutlineNode>(); }
+    Kernel::ClassProperties const* GetObjectClassProperties() const override {
+        static Kernel::ClassProperties const s_properties("tBor", &CreateObject, 1, nullptr, nullptr,
+                                                          "BorrowedOutlineNode");
+        static Kernel::ClassPropertiesBase::Init const s_init(&s_properties);
+        return &s_properties;
+    }
+};
+
+TEST(FillHoles, AnObjectWithoutCurvesOfItsOwnLeavesTheDocumentForGood) {
+    Scene scene;
+    auto const node = Kernel::MakeCounted<BorrowedOutlineNode>();
+    SetFill(*node, 1, 0, 0);
+    scene.PutAndSelect({node, Named("rest")});
+    EXPECT_TRUE(RunIn(scene)->ShouldStackForUndo());
+    EXPECT_EQ("rest", ChildNames(*scene.spread));
+    EXPECT_EQ(nullptr, node->GetParent());
+    scene.controller->Undo();
+    EXPECT_EQ(nullptr, node->GetParent()) << "required: Undo does not put it back";
+}
+
+TEST(FillHoles, AShapeWithComputedCurvesIsReplacedByOneWithCurvesInItsPlace) {
+    for (bool const turned : {false, true}) {
+        Scene scene;
+        auto const group = NamedGroup("group");
+        auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+        compound->SetUserDescription("ring");
+        compound->SetTransformConstraints(5);
+        compound->SetContourOffset(2);
+        compound->SetOpacity(0.25);
+        SetFill(*compound, 0, 0, 1);
+        scene.Put(*compound, {Box(0, 0, 30, 30), Box(10, 10, 20, 20)});
+        auto const rectangle = Box(50, 0, 80, 20);
+        scene.Put(*group, {Named("below"), compound, rectangle, Named("above")});
+        scene.PutAndSelect({group});
+        if (turned) {
+            group->SetTransform({0.6, -0.8, 11, 0.8, 0.6, 23}, false);
+            compound->SetTransform({2, 0, 3, 0, 1, 4}, false);
+            rectangle->SetTransform({1, 0.5, 0, 0, 1, 9}, false);
+        }
+        scene.Select({compound, rectangle});
+        auto const bounds = compound->GetBounds(false), rectangleBounds = rectangle->GetBounds(false);
+        auto const before = scene.controller->GetHash(false);
+        auto const selected = scene.Selected();
+        auto const command = RunIn(scene);
+        EXPECT_EQ("below ring PolyCurve above", ChildNames(*group));
+        auto const pieces = PiecesIn(*group);
+        ASSERT_EQ(2u, pieces.size());
+        auto const expectNear = [](Kernel::RectT<double> const& a, Kernel::RectT<double> const& b) {
+            EXPECT_NEAR(a.left, b.left, 1e-9);
+            EXPECT_NEAR(a.top, b.top, 1e-9);
+            EXPECT_NEAR(a.right, b.right, 1e-9);
+            EXPECT_NEAR(a.bottom, b.bottom, 1e-9);
+        };
+        expectNear(bounds, pieces[0]->GetBounds(false));
+        expectNear(rectangleBounds, pieces[1]->GetBounds(false));
+        EXPECT_NEAR(turned ? 1800 : 900, AreaOf(*pieces[0]), 1e-9);
+        EXPECT_TRUE(pieces[0]->GetTransform(false, false).IsIdentity()) << "the matrix is not copied";
+        EXPECT_EQ(5u, pieces[0]->GetTransformConstraints());
+        EXPECT_EQ(Geometry::WindingOrderMode::Alternating, pieces[0]->GetWindingOrderMode());
+        EXPECT_EQ(0, pieces[0]->GetContourOffset());
+        EXPECT_EQ(0.25, pieces[0]->GetOpacity());
+        EXPECT_TRUE(pieces[0]->IsBrushFillVisible(0.01));
+        ASSERT_EQ(2u, scene.Selected()->size());
+        EXPECT_EQ(pieces[0], scene.Selected()->GetNodes()[0].get());
+        auto const replaced = scene.Selected();
+
+        auto const list = NotificationsOf(*command);
+        ASSERT_EQ(4u, list.size());
+        EXPECT_TRUE(As<DocumentStructureChangedNotification>(list[0]));
+        ASSERT_TRUE(As<NewSelectionNotification>(list[1]));
+        EXPECT_EQ(replaced, As<NewSelectionNotification>(list[1])->GetNewSelection());
+        EXPECT_EQ(selected, As<NewSelectionNotification>(list[1])->GetOldSelection());
+        EXPECT_TRUE(As<InvalidateDocumentNotification>(list[2]));
+        EXPECT_TRUE(As<NodesDataChangedNotification>(list[3]));
+
+        scene.controller->Undo();
+        EXPECT_EQ(before, scene.controller->GetHash(false));
+        EXPECT_EQ(selected, scene.Selected());
+        scene.controller->Redo();
+        EXPECT_EQ(replaced, scene.Selected());
+        EXPECT_EQ("below ring PolyCurve above", ChildNames(*group));
+    }
+}
+
+TEST(FillHoles, AGradientAndALineStayAsTheyLookWhenTheMatrixGoesIntoTheCurves) {
+    Scene scene;
+    auto const rectangle = Box(0, 0, 10, 10);
+    auto const gradient = Kernel::MakeConsolidated<Renderer::LinearGradientFill>(
+        Geometry::PointDbl{0, 0}, Geometry::PointDbl{10, 0},
+        std::vector<Renderer::GradientStop>{{0, 1, Renderer::Colour::FromGrey(0)},
+                                            {1, 1, Renderer::Colour::FromGrey(1)}});
+    rectangle->SetBrushFillDescriptor(
+        Kernel::MakeCounted<Renderer::FillDescriptor>(gradient, true, Params{}, Renderer::BlendMode::Normal, false));
+    SetLine(*rectangle, 2);
+    Params const matrix{3, 0, 40, 0, 3, 50};
+    rectangle->SetTransform(matrix, false);
+    scene.PutAndSelect({rectangle});
+    RunIn(scene);
+    auto const pieces = PiecesIn(*scene.spread);
+    ASSERT_EQ(1u, pieces.size());
+    EXPECT_EQ(matrix, pieces[0]->GetBrushFillDescriptor(true)->GetTransform());
+    EXPECT_DOUBLE_EQ(6, pieces[0]->GetLineStyleDescriptor()->GetLineStyle()->GetWeightOrZero());
+}
+
+TEST(FillHoles, APictureBecomesACurveThatIsFilledWithIt) {
+    Scene scene;
+    auto const picture = Kernel::MakeCounted<ImageNode>();
+    picture->SetImage(Kernel::MakeCounted<Raster::DynamicBitmap>(4, 3, Raster::FormatRGBA8), {});
+    scene.PutAndSelect({picture});
+    RunIn(scene, true);
+    auto const pieces = PiecesIn(*scene.spread);
+    ASSERT_EQ(1u, pieces.size());
+    auto const fill = Kernel::Cast<Renderer::BitmapFill const>(pieces[0]->GetBrushFillDescriptor(true)->GetFill());
+    ASSERT_TRUE(fill);
+    EXPECT_EQ(picture->GetImage(), fill->GetBitmap());
+}
+
+TEST(FillHoles, AnItemThatWasEditedInPlaceIsNotKeptInTheNewSelection) {
+    Scene scene;
+    auto const donut = Donut();
+    auto const rest = OpenLine({{0, 0}, {5, 5}});
+    scene.PutAndSelect({donut, rest});
+    RunIn(scene);
+    ASSERT_EQ(1u, scene.Selected()->size());
+    EXPECT_EQ(rest.get(), scene.Selected()->GetNodes()[0].get());
+    scene.controller->Undo();
+    EXPECT_EQ(2u, scene.Selected()->size());
+}
+
+TEST(FillHoles, AnAbortKeepsWhatWasRebuiltBefore) {
+    Scene scene;
+    auto const donut = Donut();
+    scene.PutAndSelect({donut});
+    auto const command = Kernel::MakeCounted<FillHolesCommand>();
+    Bind(*scene.controller, *command);
+    *command->GetProgressAbortPointer() = true;
+    command->Do();
+    EXPECT_FALSE(command->ShouldStackForUndo()) << "nothing was rebuilt";
+    EXPECT_EQ(2u, donut->GetCurves()->GetCurves().size());
+}
+
+TEST(FillHoles, WithoutASelectionNothingHappens) {
+    Scene scene;
+    scene.controller->SetSelection({}, false);
+    EXPECT_FALSE(RunIn(scene)->ShouldStackForUndo());
+    EXPECT_FALSE(FillHolesCommand::CanApplyTo({}, false));
+    EXPECT_FALSE(FillHolesCommand::CanApplyTo(Kernel::MakeCounted<Selection>(), true));
+}
+
+TEST(FillHoles, ConstantsOfTheCommand) {
+    auto const command = Kernel::MakeCounted<FillHolesCommand>();
+    EXPECT_EQ(Kernel::LocalisedString("Fill holes", "Fill holes command name"), command->GetDescription());
+    EXPECT_EQ(Kernel::LocalisedString("Remove internal lines", "Fill holes command name"),
+              Kernel::MakeCounted<FillHolesCommand>(true)->GetDescription());
+    EXPECT_EQ(1u, static_cast<unsigned>(command->GetProgressType()));
+    EXPECT_TRUE(command->ShouldStackForUndo());
+    auto const clone = Kernel::MakeCounted<FillHolesCommand>(true)->Clone();
+    EXPECT_EQ("Remove internal lines", clone->GetDescription().GetText().ToStdString());
+}
+
+} // namespace
