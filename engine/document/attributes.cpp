@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/attributes.h"
 
+#include "engine/document/brackets.h"
 #include "platform/kernel/class_properties.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/inline_object.h"
@@ -62,14 +63,29 @@ void AttributeTable::Set(InterfaceId id, Kernel::Counted<InterfaceState const> s
     Release(std::exchange(m_data, data));
 }
 
+void AttributeTable::Assign(States&& states) {
+    std::uint64_t present = 0;
+    for (std::size_t i = 0; i != states.size(); ++i) {
+        if (states[i] && !states[i]->IsDefault())
+            present |= std::uint64_t{1} << i;
+    }
+    Data* const data = present == 0 ? nullptr : Allocate(present);
+    if (data != nullptr) {
+        InterfaceState const** target = Entries(data);
+        for (auto rest = present; rest != 0; rest &= rest - 1)
+            *target++ = states[static_cast<std::size_t>(std::countr_zero(rest))].Detach();
+    }
+    Release(std::exchange(m_data, data));
+}
+
 void AttributeOwner::SetState(InterfaceId id, Kernel::Counted<InterfaceState const> state) {
     auto const* const old = m_attributes.Find(id);
     if (old == state.get() || (old != nullptr && state && old->IsEqualTo(*state)))
         return;
     if (old == nullptr && state->IsDefault())
         return;
+    AboutToChange();
     m_attributes.Set(id, std::move(state));
-    ++m_revision;
     OnStateChanged(id);
 }
 
@@ -82,6 +98,17 @@ constexpr Kernel::IDTag StateTag(int number) {
                                     static_cast<std::uint32_t>('0' + number % 10));
 }
 
+constexpr std::uint32_t c_stateTagMask = 0xFFFF0000;
+
+// -1 for any other tag.
+int GetStateNumber(Kernel::IDTag tag) {
+    std::uint32_t const value = tag.GetValue();
+    if ((value & c_stateTagMask) != (StateTag(0).GetValue() & c_stateTagMask))
+        return -1;
+    int const number = static_cast<int>(value >> 8 & 0xFF) * 10 + static_cast<int>(value & 0xFF) - '0' * 11;
+    return number >= 0 && number < c_interfaceCount && StateTag(number) == tag ? number : -1;
+}
+
 } // namespace
 
 void AttributeOwner::SaveStates(Kernel::OutSerialiser& out) const {
@@ -91,11 +118,28 @@ void AttributeOwner::SaveStates(Kernel::OutSerialiser& out) const {
     }
 }
 
+// States stand in the order of their interfaces, so that the next field tells which one to load. A file of another
+// order is read by asking for each.
 void AttributeOwner::LoadStates(Kernel::InSerialiser const& in, Kernel::FileStore& files) {
-    for (int i = 0; i != c_interfaceCount; ++i) {
+    AttributeTable::States states;
+    bool any = false;
+    auto const load = [&](int i) {
         auto const loaded = Kernel::LoadInlineObject(in, StateTag(i), files);
         auto const* const state = Kernel::CastPointer<InterfaceState>(loaded.get());
-        if (state != nullptr && state->GetInterfaceId() == static_cast<InterfaceId>(i))
-            m_attributes.Set(static_cast<InterfaceId>(i), Kernel::Counted<InterfaceState const>(state));
+        if (state == nullptr || state->GetInterfaceId() != static_cast<InterfaceId>(i))
+            return;
+        states[static_cast<std::size_t>(i)] = Kernel::Counted<InterfaceState const>(state);
+        any = true;
+    };
+    int last = -1;
+    for (int i = GetStateNumber(in.GetNextTag()); i > last; i = GetStateNumber(in.GetNextTag())) {
+        load(i);
+        last = i;
     }
+    if (in.MayHaveTag(c_stateTagMask, StateTag(0).GetValue() & c_stateTagMask)) [[unlikely]] {
+        for (int i = 0; i != c_interfaceCount; ++i)
+            load(i);
+    }
+    if (any)
+        m_attributes.Assign(std::move(states));
 }

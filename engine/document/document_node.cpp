@@ -6,7 +6,9 @@
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/out_serialiser.h"
 
-#include <unordered_set>
+#include <algorithm>
+#include <typeinfo>
+#include <vector>
 
 void DocumentNode::SetFormat(Raster::Format format) {
     m_format = format;
@@ -54,18 +56,24 @@ void DocumentNode::AdoptIds(Node& top) {
 }
 
 void DocumentNode::CheckInvariants() const {
-    std::unordered_set<NodeId> ids;
+    std::vector<NodeId> ids;
     ForEachNode(const_cast<DocumentNode&>(*this), [&](Node& node) {
-        if (node.GetId() == 0 || !ids.insert(node.GetId()).second)
-            throw Kernel::DamagedDataException("the tree is damaged: two nodes have one id");
+        ids.push_back(node.GetId());
         if (node.GetId() >= m_nextId)
             throw Kernel::DamagedDataException("the tree is damaged: a node's id was never given");
-        bool const isSpread = Kernel::CastPointer<SpreadNode>(&node) != nullptr;
+        // Final classes: the dynamic type itself decides.
+        auto const& type = typeid(node);
+        bool const isSpread = type == typeid(SpreadNode);
         if (isSpread != (node.GetParent() == this && node.GetChildListType() == NodeChildListType::Plain))
             throw Kernel::DamagedDataException("the tree is damaged: spreads stand below the document only");
-        if (Kernel::CastPointer<DocumentNode>(&node) != nullptr && &node != this)
+        if (type == typeid(DocumentNode) && &node != this)
             throw Kernel::DamagedDataException("the tree is damaged: a document stands in a document");
     });
+    // Most documents number their nodes in tree order.
+    if (!std::ranges::is_sorted(ids))
+        std::ranges::sort(ids);
+    if (ids.front() == 0 || std::ranges::adjacent_find(ids) != ids.end())
+        throw Kernel::DamagedDataException("the tree is damaged: two nodes have one id");
 }
 
 // The next id is no part of the document's state: it goes on from where it was when an edit is undone.

@@ -203,16 +203,17 @@ bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsign
         SetChildListType(static_cast<NodeChildListType>(listType));
     LoadStates(in, files);
     for (int list = 0; list != c_childListCount; ++list) {
-        std::vector<Kernel::Counted<Node>> children;
-        if (!Kernel::LoadValue(in, ChildrenTag(list), children))
+        auto const* const children = in.LoadObjectsI(ChildrenTag(list), true);
+        if (children == nullptr)
             continue;
         // A clearing load empties the lists, which is what breaks the cycles of a forged document.
         while (Node* child = GetFirstChild(static_cast<NodeChildListType>(list)))
             UnlinkChild(child);
-        for (auto const& child : children) {
-            if (!child || child->GetParent() != nullptr || child.get() == this)
+        for (auto const& object : *children) {
+            auto* const child = Kernel::CastPointer<Node>(object.get());
+            if (child == nullptr || child->GetParent() != nullptr || child == this)
                 throw Kernel::DamagedDataException("the tree is damaged: a node stands in two places");
-            LinkChild(static_cast<NodeChildListType>(list), child.get(), nullptr);
+            LinkChild(static_cast<NodeChildListType>(list), child, nullptr);
         }
     }
     Kernel::Counted<Node> source;

@@ -124,6 +124,13 @@ Selection::Selection(std::vector<Kernel::Counted<Node>> const& nodes) {
         m_items.push_back(Kernel::MakeCounted<SelectionItem>(node));
 }
 
+void Selection::ListObjects() const {
+    m_objects.clear();
+    m_objects.reserve(m_items.size());
+    for (auto const& item : m_items)
+        m_objects.push_back(item->GetSelectable().get());
+}
+
 std::vector<Kernel::Counted<Node>> Selection::GetNodes() const {
     std::vector<Kernel::Counted<Node>> nodes;
     nodes.reserve(m_items.size());
@@ -207,6 +214,7 @@ bool Selection::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigne
         std::erase_if(items, [](auto const& item) { return !item; });
     }
     m_items = std::move(items);
+    m_objects.clear();
     in.LoadType(c_orderedTag, m_ordered);
     return true;
 }

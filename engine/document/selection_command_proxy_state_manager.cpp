@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/selection_command_proxy_state_manager.h"
 
+#include "engine/document/brackets.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
@@ -137,7 +138,7 @@ bool ProxyStateManager<StructureInterface>::Load(Kernel::InSerialiser const& in,
 SelectionCommandProxyStateManager::SelectionCommandProxyStateManager(Kernel::Counted<Selection const> selection)
     : SelectionCommandBase(std::move(selection)) {}
 
-SelectionCommandProxyStateManager::~SelectionCommandProxyStateManager() = default;
+SelectionCommandProxyStateManager::~SelectionCommandProxyStateManager() { Brackets::Forget(this); }
 
 bool SelectionCommandProxyStateManager::NeedToManage(Kernel::NonCounted<Kernel::Countable> object) {
     return m_direction != Direction::Teardown && Kernel::CastPointer<AttributeOwner>(object.get()) != nullptr;
@@ -146,44 +147,35 @@ bool SelectionCommandProxyStateManager::NeedToManage(Kernel::NonCounted<Kernel::
 void SelectionCommandProxyStateManager::StoreInterfaces(Kernel::NonCounted<Kernel::Countable> object) {
     if (m_direction != Direction::Do)
         return;
-    auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get());
-    if (owner == nullptr)
-        return;
-    auto const* const transform = Kernel::CastPointer<TransformInterface>(owner);
-    Bracket& bracket = m_brackets.emplace_back();
-    bracket.owner = owner;
-    bracket.revision = owner->GetRevision();
-    bracket.attributes = owner->GetAttributes();
-    if (transform != nullptr)
-        bracket.matrix = transform->GetMatrix();
+    if (auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get()))
+        Brackets::Open(this, *owner);
 }
 
 void SelectionCommandProxyStateManager::RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object) {
     auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get());
     if (owner == nullptr || m_direction == Direction::Teardown)
         return;
-    if (m_direction == Direction::Do) {
-        // A receiver that threw left its bracket open; it is closed with the one around it.
-        while (!m_brackets.empty()) {
-            Bracket const bracket = std::move(m_brackets.back());
-            m_brackets.pop_back();
-            if (bracket.owner->GetRevision() != bracket.revision)
-                KeepChanges(bracket);
-            if (bracket.owner == owner)
-                return;
-        }
+    if (m_direction != Direction::Do) {
+        PutStatesBack(*owner, m_direction == Direction::Undo);
         return;
     }
-    bool const before = m_direction == Direction::Undo;
+    Brackets::Close(this, *owner, [this](Brackets::Closed const& bracket) {
+        if (bracket.before)
+            KeepChanges(*bracket.owner, bracket.before->attributes, bracket.before->matrix);
+    });
+}
+
+void SelectionCommandProxyStateManager::PutStatesBack(AttributeOwner& owner, bool before) {
     auto const states = GetAllStates();
     for (int i = 0; i != c_interfaceCount; ++i) {
-        if (states[static_cast<std::size_t>(i)] != nullptr && !states[static_cast<std::size_t>(i)]->IsEmpty())
-            states[static_cast<std::size_t>(i)]->PutBack(static_cast<InterfaceId>(i), *owner, before);
+        auto const* const kept = states[static_cast<std::size_t>(i)];
+        if (kept != nullptr && !kept->IsEmpty())
+            kept->PutBack(static_cast<InterfaceId>(i), owner, before);
     }
 }
 
-void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
-    AttributeOwner& owner = *bracket.owner;
+void SelectionCommandProxyStateManager::KeepChanges(AttributeOwner& owner, AttributeTable const& oldStates,
+                                                    Raster::AffineTransform::Params const& oldMatrix) {
     auto const states = GetAllStates();
     auto const* const transform = Kernel::CastPointer<TransformInterface>(&owner);
     auto const keep = [&](InterfaceId id, Kernel::Counted<InterfaceState const> before,
@@ -195,10 +187,9 @@ void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
         auto const id = static_cast<InterfaceId>(i);
         if (id == InterfaceId::Structure)
             continue;
-        auto const* const before = bracket.attributes.Find(id);
+        auto const* const before = oldStates.Find(id);
         auto const* const after = owner.FindState(id);
-        bool const moved =
-            id == InterfaceId::Transform && transform != nullptr && transform->GetMatrix() != bracket.matrix;
+        bool const moved = id == InterfaceId::Transform && transform != nullptr && transform->GetMatrix() != oldMatrix;
         if (before == after && !moved)
             continue;
         if (id != InterfaceId::Transform) {
@@ -208,7 +199,7 @@ void SelectionCommandProxyStateManager::KeepChanges(Bracket const& bracket) {
         auto const snapshot = Kernel::MakeCounted<TransformSnapshot>();
         auto const& old =
             before == nullptr ? TransformState::GetDefault() : static_cast<TransformState const&>(*before);
-        snapshot->matrix = bracket.matrix;
+        snapshot->matrix = oldMatrix;
         snapshot->frameTextScale = old.frameTextScale;
         snapshot->constraints = old.constraints;
         keep(id, snapshot, transform->TakeSnapshot());

@@ -56,13 +56,6 @@ GraphLoader::Slot& GraphLoader::FindSlot(std::uint32_t id) {
     return m_slots[id - 1];
 }
 
-ClassProperties const* GraphLoader::FindClass(std::uint32_t tag) {
-    auto& cached = m_classes[(tag * 0x9E3779B1u) >> 26];
-    if (cached.properties == nullptr || cached.tag != tag)
-        cached = {tag, ClassRegistry::Find(ClassUID::FromValue(tag))};
-    return cached.properties;
-}
-
 void GraphLoader::Make(std::uint32_t id, Slot& slot) {
     auto const* properties = FindClass(slot.classTag);
     if (properties != nullptr && slot.version > properties->GetVersion()) {

@@ -33,7 +33,6 @@ private:
     void ReadSlots(std::span<std::byte const> bytes);
     Slot& FindSlot(std::uint32_t id);
     void Make(std::uint32_t id, Slot& slot);
-    ClassProperties const* FindClass(std::uint32_t tag);
     Resolved Resolve(std::uint32_t id) override;
     void LoadObject(Slot& slot);
     void Keep(Slot const& slot, bool whole, std::vector<PreservedField>&& fields);
@@ -50,11 +49,6 @@ private:
     std::vector<std::uint32_t> m_made;
     std::vector<Counted<Serialisable>> m_unreadable;
     std::vector<Weak<Serialisable>> m_withPreserved;
-    struct CachedClass {
-        std::uint32_t tag = 0;
-        ClassProperties const* properties = nullptr;
-    };
-    std::array<CachedClass, 64> m_classes{};
 };
 
 } // namespace Kernel::Detail

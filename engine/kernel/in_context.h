@@ -5,8 +5,10 @@
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/serialisable.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -17,8 +19,8 @@ struct InExtra {
     // Fields that were asked for out of their order.
     std::vector<std::byte const*> asked;
     // What was given out must not move.
-    std::vector<std::unique_ptr<InSerialiser>> nested;
-    std::vector<std::unique_ptr<std::vector<Counted<Serialisable>>>> arrays;
+    std::deque<InSerialiser> nested;
+    std::deque<std::vector<Counted<Serialisable>>> arrays;
 };
 
 // What the serialisers of one load share: who knows the objects.
@@ -46,6 +48,28 @@ public:
     void CollectUnasked(InSerialiser const& in, std::vector<PreservedField>& fields);
     // Adds all of the fields.
     void CollectAll(std::byte const* begin, std::byte const* end, std::vector<PreservedField>& fields);
+    // Whether nothing of this scope, or of those in it, is left to be collected.
+    static bool IsAllAsked(InSerialiser const& in);
+    // The tags of the fields between the two, a bit of 64 for each: what is not among them is missing.
+    std::uint64_t GetTagBits(std::byte const* begin, std::byte const* end, unsigned depth);
+    static std::uint64_t GetTagBit(std::uint32_t tag) { return std::uint64_t{1} << (tag * 0x9E3779B1u >> 26); }
+    // Extras are used again: most objects with value classes in them need one.
+    std::unique_ptr<InExtra> TakeExtra();
+    void GiveExtra(std::unique_ptr<InExtra> extra) noexcept;
+    // Where the object is remembered that was read of equal bytes, or will be.
+    struct SharedValue {
+        std::byte const* begin = nullptr;
+        std::byte const* end = nullptr;
+        Counted<Serialisable> object;
+    };
+    // Null when the class is not registered.
+    ClassProperties const* FindClass(std::uint32_t tag) {
+        auto& cached = m_classes[(tag * 0x9E3779B1u) >> 24];
+        if (cached.properties == nullptr || cached.tag != tag)
+            cached = {tag, ClassRegistry::Find(ClassUID::FromValue(tag))};
+        return cached.properties;
+    }
+    SharedValue& FindSharedValue(std::byte const* begin, std::byte const* end);
     Counted<Serialisable> ResolveFor(std::uint64_t path, IDTag tag, std::uint32_t index, std::uint32_t id);
 
     Mode mode;
@@ -56,6 +80,21 @@ protected:
     ~InContext() = default;
 
 private:
+    struct TagsOfScope {
+        std::byte const* begin = nullptr;
+        std::byte const* end = nullptr;
+        std::uint64_t bits = 0;
+    };
+    struct CachedClass {
+        std::uint32_t tag = 0;
+        ClassProperties const* properties = nullptr;
+    };
+    std::array<CachedClass, 256> m_classes{};
+    // By depth, of the scope that was asked last.
+    std::array<TagsOfScope, 4> m_tags{};
+    std::vector<std::unique_ptr<InExtra>> m_extras;
+    std::vector<SharedValue> m_sharedValues;
+
     void Collect(std::uint64_t path, std::byte const* begin, std::byte const* end, std::vector<PreservedField>& fields);
 };
 

@@ -6,6 +6,7 @@
 #include "engine/kernel/record.h"
 #include "platform/kernel/enum_serialiser.h"
 #include "platform/kernel/exception.h"
+#include "platform/kernel/serialisable.h"
 
 #include <algorithm>
 #include <cstring>
@@ -22,8 +23,7 @@ std::string_view AsText(std::byte const* begin, std::byte const* end) {
     return {reinterpret_cast<char const*>(begin), static_cast<std::size_t>(end - begin)};
 }
 
-// One of 64 bits for a tag.
-std::uint64_t GetTagBit(IDTag tag) { return std::uint64_t{1} << (tag.GetValue() * 0x9E3779B1u >> 26); }
+std::uint64_t GetTagBit(IDTag tag) { return Detail::InContext::GetTagBit(tag.GetValue()); }
 
 struct ClassHeader {
     ClassUID uid;
@@ -55,17 +55,18 @@ InSerialiser::InSerialiser(Detail::InContext& context, std::byte const* begin, s
       m_depth(depth) {}
 
 InSerialiser::InSerialiser(InSerialiser&&) noexcept = default;
-InSerialiser::~InSerialiser() = default;
+InSerialiser::~InSerialiser() {
+    if (m_extra != nullptr)
+        m_context->GiveExtra(std::move(m_extra));
+}
 
 Detail::InExtra& InSerialiser::GetExtra() const {
     if (m_extra == nullptr)
-        m_extra = std::make_unique<Detail::InExtra>();
+        m_extra = m_context->TakeExtra();
     return *m_extra;
 }
 
-std::vector<Counted<Serialisable>>& InSerialiser::AddArray() const {
-    return *GetExtra().arrays.emplace_back(std::make_unique<std::vector<Counted<Serialisable>>>());
-}
+std::vector<Counted<Serialisable>>& InSerialiser::AddArray() const { return GetExtra().arrays.emplace_back(); }
 
 void InSerialiser::NoteAsked(IDTag tag, std::byte const* field, std::byte const* next) const {
     m_askedTags |= GetTagBit(tag);
@@ -91,6 +92,8 @@ bool InSerialiser::Find(IDTag tag, std::uint8_t form, Field& field) const {
 // Looks from the cursor to the end and then at the fields before it; not at those that have all been asked for by
 // other tags.
 bool InSerialiser::FindElsewhere(IDTag tag, std::uint8_t form, Field& field) const {
+    if ((m_context->GetTagBits(m_begin, m_end, m_depth) & GetTagBit(tag)) == 0)
+        return false;
     std::byte const* const start = (m_askedTags & GetTagBit(tag)) != 0 ? m_begin : std::min(m_askedEnd, m_cursor);
     std::byte const* const stops[] = {m_end, m_cursor};
     std::byte const* at = m_cursor;
@@ -232,6 +235,9 @@ std::vector<Counted<Serialisable>> const* InSerialiser::LoadObjectsI(IDTag tag, 
     if (!Find(tag, GetArrayForm(PropType::Object), field))
         return nullptr;
     auto& objects = AddArray();
+    // Each number ends with a byte whose top bit is clear.
+    objects.reserve(static_cast<std::size_t>(std::count_if(
+        field.payload, field.end, [](std::byte byte) { return (byte & std::byte{0x80}) == std::byte{0}; })));
     for (std::uint32_t index = 0; field.payload != field.end; ++index)
         objects.push_back(m_context->ResolveFor(m_path, tag, index, Detail::ReadVarint32(field.payload, field.end)));
     return &objects;
@@ -241,7 +247,7 @@ InSerialiser const* InSerialiser::OpenNested(Field const& field, std::uint64_t p
     if (m_depth == Detail::c_maxClassDepth)
         Detail::ThrowDamaged("value classes are nested too deeply");
     InSerialiser nested(*m_context, field.payload, field.end, path, m_depth + 1);
-    return GetExtra().nested.emplace_back(std::make_unique<InSerialiser>(std::move(nested))).get();
+    return &GetExtra().nested.emplace_back(std::move(nested));
 }
 
 InSerialiser const* InSerialiser::LoadClassI(IDTag tag, ClassUID& uid, unsigned short& version) const {
@@ -252,6 +258,50 @@ InSerialiser const* InSerialiser::LoadClassI(IDTag tag, ClassUID& uid, unsigned 
     uid = header.uid;
     version = header.version;
     return OpenNested(field, Detail::MixPath(m_path, tag.GetValue(), uid.GetValue(), 0));
+}
+
+// An object may be remembered only when all of its bytes are in it: fields that are kept for later versions, and
+// references to unknown objects, are kept with the owner of the value.
+Counted<Serialisable> InSerialiser::LoadInlineObjectI(IDTag tag, FileStore& files) const {
+    Field field;
+    if (!Find(tag, GetForm(PropType::Class), field))
+        return {};
+    bool const mayShare = m_context->mode == Detail::InContext::Mode::Load;
+    auto const whole = field;
+    Detail::InContext::SharedValue* const shared =
+        mayShare ? &m_context->FindSharedValue(whole.payload, whole.end) : nullptr;
+    if (shared != nullptr && shared->object && std::equal(whole.payload, whole.end, shared->begin, shared->end))
+        return shared->object;
+    auto const header = ReadClassHeader(field.payload, field.end);
+    auto const* const nested = OpenNested(field, Detail::MixPath(m_path, tag.GetValue(), header.uid.GetValue(), 0));
+    auto const* const properties = m_context->FindClass(header.uid.GetValue());
+    if (properties == nullptr)
+        return {};
+    if (header.version > properties->GetVersion())
+        throw FutureVersionException(true);
+    auto const hidden = m_context->hidden.size();
+    auto object = properties->Create();
+    if (!object || !object->Load(*nested, files, header.version))
+        return {};
+    if (shared != nullptr && m_context->hidden.size() == hidden && Detail::InContext::IsAllAsked(*nested))
+        *shared = {whole.payload, whole.end, object};
+    return object;
+}
+
+IDTag InSerialiser::GetNextTag() const {
+    if (static_cast<std::size_t>(m_end - m_cursor) < Detail::c_fieldHeaderSize)
+        return {};
+    return IDTag::FromValue(Detail::LoadTag(m_cursor));
+}
+
+bool InSerialiser::MayHaveTag(std::uint32_t mask, std::uint32_t value) const {
+    for (std::byte const* at = m_askedEnd; at != m_end;) {
+        auto const field = Detail::ReadField(at, m_end);
+        if ((field.tag & mask) == value)
+            return true;
+        at = field.end;
+    }
+    return false;
 }
 
 bool InSerialiser::LoadNullPropClassI(IDTag tag) const {

@@ -51,7 +51,9 @@ public:
 
 protected:
     // The item being visited; the last one after the visit.
-    Kernel::Counted<SelectionItem const> GetSelectionItem() const { return m_item; }
+    Kernel::Counted<SelectionItem const> GetSelectionItem() const {
+        return m_walk == nullptr ? m_lastItem : m_walk->GetItem();
+    }
     void PreVisitSubSelection(Kernel::NonCounted<Kernel::Countable> object) {
         if (NeedToManage(object))
             StoreInterfaces(object);
@@ -65,19 +67,44 @@ private:
     virtual void _Visit() {
         bool const reverse = DoInReverse();
         auto const selection = GetSelection();
-        if (!selection)
+        if (!selection || selection->empty())
             return;
-        auto const visit = [this](Kernel::Counted<SelectionItem const> const& item) {
-            m_item = item;
-            VisitObject(Kernel::NonCounted<Kernel::Countable>(item->GetSelectable().get()), true);
-        };
-        if (reverse)
-            std::for_each(selection->rbegin(), selection->rend(), visit);
-        else
-            std::for_each(selection->begin(), selection->end(), visit);
+        // A selection may be larger than any cache: its items are not read, and its objects are fetched ahead.
+        constexpr std::size_t c_ahead = 12;
+        auto const& objects = selection->GetObjects();
+        std::size_t const count = objects.size();
+        auto const at = [&](std::size_t step) { return reverse ? count - 1 - step : step; };
+        Walk walk(*this, *selection);
+        for (std::size_t step = 0; step != count; ++step) {
+            if (step + c_ahead < count)
+                __builtin_prefetch(objects[at(step + c_ahead)]);
+            walk.index = at(step);
+            VisitObject(Kernel::NonCounted<Kernel::Countable>(objects[walk.index]), true);
+        }
     }
 
-    Kernel::Counted<SelectionItem const> m_item;
+    // Where a visit stands, so that its items need not be counted one by one.
+    struct Walk {
+        Walk(SelectionCommand& visiting, Selection const& visited)
+            : command(visiting), selection(visited), outer(visiting.m_walk) {
+            command.m_walk = this;
+        }
+        Walk(Walk const&) = delete;
+        Walk& operator=(Walk const&) = delete;
+        ~Walk() {
+            command.m_lastItem = GetItem();
+            command.m_walk = outer;
+        }
+        Kernel::Counted<SelectionItem const> GetItem() const { return selection.begin()[static_cast<long>(index)]; }
+
+        SelectionCommand& command;
+        Selection const& selection;
+        Walk* const outer;
+        std::size_t index = 0;
+    };
+
+    Walk* m_walk = nullptr;
+    Kernel::Counted<SelectionItem const> m_lastItem;
 };
 
 // The same over a selection in its order of use. Given none, it takes the document's when it is first asked: that

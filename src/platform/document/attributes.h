@@ -4,6 +4,7 @@
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/serialisable.h"
 
+#include <array>
 #include <atomic>
 #include <bit>
 #include <concepts>
@@ -103,6 +104,9 @@ public:
     }
     // Puts a state in place of what stands there; empty or a default value takes it away.
     void Set(InterfaceId id, Kernel::Counted<InterfaceState const> state);
+    // Takes the place of all states: `states[id]` for each interface, empty for the default.
+    using States = std::array<Kernel::Counted<InterfaceState const>, c_interfaceCount>;
+    void Assign(States&& states);
     bool SharesDataWith(AttributeTable const& other) const noexcept { return m_data == other.m_data; }
     bool IsEmpty() const noexcept { return m_data == nullptr; }
 
@@ -140,13 +144,12 @@ public:
     }
     // All states at once: what a bracket around an edit keeps. The transform's matrix is not among them.
     AttributeTable const& GetAttributes() const noexcept { return m_attributes; }
-    // Grows with every change of a state or of the transform.
-    std::uint32_t GetRevision() const noexcept { return m_revision; }
 
 protected:
     // Called after each change; the owner marks itself for the next save.
     virtual void OnStateChanged(InterfaceId id) = 0;
-    void BumpRevision() noexcept { ++m_revision; }
+    // To be called before each change: brackets that this thread has open around the owner keep what it holds.
+    void AboutToChange();
     // Shares the table of the other, which costs a pointer.
     void CopyStatesFrom(AttributeOwner const& other) { m_attributes = other.m_attributes; }
     void SaveStates(Kernel::OutSerialiser& out) const;
@@ -154,5 +157,4 @@ protected:
 
 private:
     AttributeTable m_attributes;
-    std::uint32_t m_revision = 0;
 };

@@ -78,8 +78,8 @@ protected:
     void StoreMatrix(Raster::AffineTransform::Params const& matrix) {
         if (m_matrix == matrix)
             return;
+        AboutToChange();
         m_matrix = matrix;
-        BumpRevision();
         OnStateChanged(InterfaceId::Transform);
     }
 

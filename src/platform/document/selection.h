@@ -48,6 +48,13 @@ public:
     const_reverse_iterator rend() const { return m_items.rend(); }
     bool empty() const { return m_items.empty(); }
     std::size_t size() const { return m_items.size(); }
+    // The objects of the items, in their order; null where an item names none. For walks that read no item. Listed when
+    // first asked for, by the thread that runs commands.
+    std::vector<Kernel::Countable*> const& GetObjects() const {
+        if (m_objects.size() != m_items.size())
+            ListObjects();
+        return m_objects;
+    }
 
     // The selected nodes, in the selection's order.
     std::vector<Kernel::Counted<Node>> GetNodes() const;
@@ -70,7 +77,10 @@ public:
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 
 private:
+    void ListObjects() const;
+
     Items m_items;
+    mutable std::vector<Kernel::Countable*> m_objects;
     bool m_ordered = false;
 };
 

@@ -110,15 +110,8 @@ protected:
     void RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
 
 private:
-    // The open brackets, innermost last: what an object held when its bracket was opened.
-    struct Bracket {
-        AttributeOwner* owner = nullptr;
-        std::uint32_t revision = 0;
-        AttributeTable attributes;
-        Raster::AffineTransform::Params matrix;
-    };
     std::array<ProxyStates*, c_interfaceCount> GetAllStates();
-    void KeepChanges(Bracket const& bracket);
-
-    std::vector<Bracket> m_brackets;
+    void KeepChanges(AttributeOwner& owner, AttributeTable const& oldStates,
+                     Raster::AffineTransform::Params const& oldMatrix);
+    void PutStatesBack(AttributeOwner& owner, bool before);
 };

@@ -14,6 +14,7 @@
 namespace Kernel {
 
 class EnumSerialiser;
+class FileStore;
 class Serialisable;
 
 namespace Detail {
@@ -54,6 +55,14 @@ public:
     bool LoadNullPropClassI(IDTag tag) const;
     // Absent elements are null. When the tag is missing, `uid` and `version` are left alone.
     std::vector<InSerialiser const*> LoadClassesI(IDTag tag, ClassUID& uid, unsigned short& version) const;
+
+    // A value class as an object of its own, see inline_object.h. What is read is never changed, so that equal bytes
+    // may give one object.
+    Counted<Serialisable> LoadInlineObjectI(IDTag tag, FileStore& files) const;
+    // The tag of the field that LoadType and the others would find fastest; the empty tag behind the last field.
+    IDTag GetNextTag() const;
+    // False: no field that has not been asked for has a tag that is `value` under the mask.
+    bool MayHaveTag(std::uint32_t mask, std::uint32_t value) const;
 
 private:
     friend class Detail::InContext;

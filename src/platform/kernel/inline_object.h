@@ -20,20 +20,9 @@ inline void SaveInlineObject(OutSerialiser& out, IDTag tag, Serialisable const& 
 }
 
 // Empty when the tag is missing, the class unknown, or the object cannot be read. A newer version throws
-// FutureVersionException.
+// FutureVersionException. The object is immutable: one may be given for several equal values.
 inline Counted<Serialisable> LoadInlineObject(InSerialiser const& in, IDTag tag, FileStore& files) {
-    ClassUID uid;
-    unsigned short version = 0;
-    auto const* const nested = in.LoadClassI(tag, uid, version);
-    auto const* const properties = nested == nullptr ? nullptr : ClassRegistry::Find(uid);
-    if (properties == nullptr)
-        return {};
-    if (version > properties->GetVersion())
-        throw FutureVersionException(true);
-    auto object = properties->Create();
-    if (!object || !object->Load(*nested, files, version))
-        return {};
-    return object;
+    return in.LoadInlineObjectI(tag, files);
 }
 
 // Writes an array of references to objects that are counted but not in a container: next() gives them in turn.
