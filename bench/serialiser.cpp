@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// What does it cost to write and read an object graph? A million small objects with an integer, two references, a short
-// text and a point, against the least that could be done: copying the same number of bytes, and dumping a flat array of
-// the same values without objects, references, tags or checksums.
+// What does it cost to write and read an object graph? A million small objects with an integer and two references, some
+// of which share an object; with argument 1 half of them have a short text and the others a point. Against the least
+// that could be done: copying the same number of bytes, and dumping a flat array of the same values without objects,
+// references, tags or checksums.
 #include "platform/kernel/class_properties.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hash_accumulator.h"
@@ -51,32 +52,36 @@ public:
 Kernel::ClassProperties const Small::s_properties("Smal", &Small::Create, 1, nullptr, nullptr, "Small");
 Kernel::ClassPropertiesBase::Init const s_init(&Small::s_properties);
 
-// A binary tree; one half of the objects have a text and the other half a point.
-Counted<Small> const& GetTree() {
-    static Counted<Small> const s_root = [] {
-        std::vector<Counted<Small>> objects(c_objects);
-        for (int i = 0; i != c_objects; ++i) {
-            objects[i] = Kernel::MakeCounted<Small>();
-            objects[i]->m_value = i;
-            if (i % 2 == 0)
-                objects[i]->m_name = "object " + std::to_string(i);
-            else
-                objects[i]->m_point = {i * 0.5, i * 0.25};
-        }
-        for (int i = 0; i != c_objects; ++i) {
-            if (2 * i + 1 < c_objects)
-                objects[i]->m_next = objects[2 * i + 1];
-            if (2 * i + 2 < c_objects)
-                objects[i]->m_other = objects[2 * i + 2];
-        }
-        return objects[0];
-    }();
-    return s_root;
+// A binary tree, in which every tenth leaf also holds its parent's neighbour.
+Counted<Small> MakeTree(bool rich) {
+    std::vector<Counted<Small>> objects(c_objects);
+    for (int i = 0; i != c_objects; ++i) {
+        objects[i] = Kernel::MakeCounted<Small>();
+        objects[i]->m_value = i;
+        if (rich && i % 2 == 0)
+            objects[i]->m_name = "object " + std::to_string(i);
+        else if (rich)
+            objects[i]->m_point = {i * 0.5, i * 0.25};
+    }
+    for (int i = 0; i != c_objects; ++i) {
+        if (2 * i + 1 < c_objects)
+            objects[i]->m_next = objects[2 * i + 1];
+        if (2 * i + 2 < c_objects)
+            objects[i]->m_other = objects[2 * i + 2];
+        else if (i % 10 == 0)
+            objects[i]->m_other = objects[i / 2];
+    }
+    return objects[0];
 }
 
-Kernel::ObjectGraph::Roots GetRoots() {
-    static Counted<Serialisable const> const s_root = GetTree();
-    return {&s_root, 1};
+Counted<Small> const& GetTree(bool rich) {
+    static Counted<Small> const s_roots[] = {MakeTree(false), MakeTree(true)};
+    return s_roots[rich];
+}
+
+Kernel::ObjectGraph::Roots GetRoots(bool rich) {
+    static Counted<Serialisable const> const s_roots[] = {GetTree(false), GetTree(true)};
+    return {&s_roots[rich], 1};
 }
 
 std::size_t GetSize(Kernel::ChunkStorage const& storage) {
@@ -86,30 +91,30 @@ std::size_t GetSize(Kernel::ChunkStorage const& storage) {
     return size;
 }
 
-Kernel::MemoryChunkStorage const& GetSaved() {
-    static Kernel::MemoryChunkStorage const s_storage = [] {
-        Kernel::MemoryChunkStorage storage;
-        Kernel::ObjectGraph::SaveCopy(GetRoots(), storage);
-        return storage;
-    }();
-    return s_storage;
+Kernel::MemoryChunkStorage const& GetSaved(bool rich) {
+    static Kernel::MemoryChunkStorage s_storages[2];
+    auto& storage = s_storages[rich];
+    if (storage.ListChunks().empty())
+        Kernel::ObjectGraph::SaveCopy(GetRoots(rich), storage);
+    return storage;
 }
 
 void WriteGraph(benchmark::State& state) {
-    GetTree();
+    bool const rich = state.range(0) != 0;
+    GetTree(rich);
     Kernel::MemoryChunkStorage storage;
     Kernel::ObjectGraph graph;
     for (auto _ : state) {
         graph.RequireFullSave();
-        graph.Save(GetRoots(), storage);
+        graph.Save(GetRoots(rich), storage);
     }
     state.SetItemsProcessed(state.iterations() * c_objects);
     state.counters["bytes/object"] = static_cast<double>(GetSize(storage)) / c_objects;
 }
-BENCHMARK(WriteGraph)->Unit(benchmark::kMillisecond);
+BENCHMARK(WriteGraph)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void ReadGraph(benchmark::State& state) {
-    auto const& storage = GetSaved();
+    auto const& storage = GetSaved(state.range(0) != 0);
     for (auto _ : state) {
         std::optional<Kernel::ObjectGraph> graph(std::in_place);
         Kernel::FileStore files;
@@ -121,12 +126,12 @@ void ReadGraph(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * c_objects);
 }
-BENCHMARK(ReadGraph)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadGraph)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 // One object in a thousand has changed.
 void WriteChanges(benchmark::State& state) {
     std::vector<Small*> changing;
-    std::vector<Small*> waiting{GetTree().get()};
+    std::vector<Small*> waiting{GetTree(true).get()};
     while (!waiting.empty()) {
         Small* const object = waiting.back();
         waiting.pop_back();
@@ -139,7 +144,7 @@ void WriteChanges(benchmark::State& state) {
     }
     Kernel::MemoryChunkStorage storage;
     Kernel::ObjectGraph graph;
-    graph.Save(GetRoots(), storage);
+    graph.Save(GetRoots(true), storage);
     int value = 0;
     for (auto _ : state) {
         ++value;
@@ -147,7 +152,7 @@ void WriteChanges(benchmark::State& state) {
             object->m_point.x = value;
             object->MarkChanged();
         }
-        graph.Save(GetRoots(), storage);
+        graph.Save(GetRoots(true), storage);
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(changing.size()));
 }
@@ -156,7 +161,7 @@ BENCHMARK(WriteChanges)->Unit(benchmark::kMillisecond);
 void HashGraph(benchmark::State& state) {
     for (auto _ : state) {
         Kernel::HashAccumulator hash;
-        hash.AddObject(*GetTree());
+        hash.AddObject(*GetTree(true));
         benchmark::DoNotOptimize(hash.GetHash());
     }
     state.SetItemsProcessed(state.iterations() * c_objects);
@@ -164,9 +169,8 @@ void HashGraph(benchmark::State& state) {
 BENCHMARK(HashGraph)->Unit(benchmark::kMillisecond);
 
 #ifdef REDRAFT_BENCH_PROTOBUF
-// The same objects as messages in an arena, from the linked objects and back to messages: what an editor would do that
-// kept its objects and saved through protobuf. Argument: 1 starts from finished messages, which no editor has. Without
-// checksums.
+// The same objects as messages in an arena, made of the linked objects: what an editor would do that kept its objects
+// and saved through protobuf. Second argument: 1 starts from finished messages, which no editor has. Without checksums.
 void FillMessages(bench::Graph& graph, std::vector<Small const*> const& objects) {
     graph.mutable_objects()->Reserve(static_cast<int>(objects.size()));
     for (Small const* const object : objects) {
@@ -176,19 +180,19 @@ void FillMessages(bench::Graph& graph, std::vector<Small const*> const& objects)
             message->set_next(static_cast<std::uint32_t>(object->m_next->m_value) + 1);
         if (object->m_other)
             message->set_other(static_cast<std::uint32_t>(object->m_other->m_value) + 1);
-        if (object->m_value % 2 == 0) {
+        if (!object->m_name.empty()) {
             auto const text = object->m_name.view();
             message->set_name(text.data(), text.size());
-        } else {
+        } else if (!(object->m_point == Kernel::PointT<double>())) {
             message->mutable_point()->set_x(object->m_point.x);
             message->mutable_point()->set_y(object->m_point.y);
         }
     }
 }
 
-std::vector<Small const*> ListObjects() {
+std::vector<Small const*> ListObjects(bool rich) {
     std::vector<Small const*> objects(c_objects);
-    std::vector<Small const*> waiting{GetTree().get()};
+    std::vector<Small const*> waiting{GetTree(rich).get()};
     while (!waiting.empty()) {
         auto const* const object = waiting.back();
         waiting.pop_back();
@@ -202,8 +206,8 @@ std::vector<Small const*> ListObjects() {
 }
 
 void PeerWrite(benchmark::State& state) {
-    auto const objects = ListObjects();
-    bool const ready = state.range(0) != 0;
+    auto const objects = ListObjects(state.range(0) != 0);
+    bool const ready = state.range(1) != 0;
     google::protobuf::Arena arena;
     auto* const finished = google::protobuf::Arena::CreateMessage<bench::Graph>(&arena);
     FillMessages(*finished, objects);
@@ -221,14 +225,14 @@ void PeerWrite(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * c_objects);
     state.counters["bytes/object"] = static_cast<double>(bytes.size()) / c_objects;
 }
-BENCHMARK(PeerWrite)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(PeerWrite)->Args({0, 0})->Args({1, 0})->Args({0, 1})->Args({1, 1})->Unit(benchmark::kMillisecond);
 
 void PeerRead(benchmark::State& state) {
     std::string bytes;
     {
         google::protobuf::Arena arena;
         auto* const graph = google::protobuf::Arena::CreateMessage<bench::Graph>(&arena);
-        FillMessages(*graph, ListObjects());
+        FillMessages(*graph, ListObjects(state.range(0) != 0));
         graph->SerializeToString(&bytes);
     }
     for (auto _ : state) {
@@ -242,13 +246,13 @@ void PeerRead(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * c_objects);
 }
-BENCHMARK(PeerRead)->Unit(benchmark::kMillisecond);
+BENCHMARK(PeerRead)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 #endif
 
 // The floors.
 
 void CopyBytes(benchmark::State& state) {
-    std::vector<std::byte> const from(GetSize(GetSaved()), std::byte{1});
+    std::vector<std::byte> const from(GetSize(GetSaved(true)), std::byte{1});
     std::vector<std::byte> to(from.size());
     for (auto _ : state) {
         std::memcpy(to.data(), from.data(), from.size());

@@ -55,6 +55,27 @@ void DocumentNode::AdoptIds(Node& top) {
     MarkChanged();
 }
 
+namespace {
+
+// Whether all ids are given once each, 0 not at all. `end` is above all of them.
+bool AreDistinct(std::vector<NodeId>& ids, NodeId end) {
+    // A bit for each id that was ever given, unless a forged document pretends that there were more than memory holds.
+    if (end <= 64 * (ids.size() + 1024)) {
+        std::vector<bool> met(end);
+        met[0] = true;
+        for (NodeId const id : ids) {
+            if (met[id])
+                return false;
+            met[id] = true;
+        }
+        return true;
+    }
+    std::ranges::sort(ids);
+    return ids.front() != 0 && std::ranges::adjacent_find(ids) == ids.end();
+}
+
+} // namespace
+
 void DocumentNode::CheckInvariants() const {
     std::vector<NodeId> ids;
     ForEachNode(const_cast<DocumentNode&>(*this), [&](Node& node) {
@@ -69,10 +90,7 @@ void DocumentNode::CheckInvariants() const {
         if (type == typeid(DocumentNode) && &node != this)
             throw Kernel::DamagedDataException("the tree is damaged: a document stands in a document");
     });
-    // Most documents number their nodes in tree order.
-    if (!std::ranges::is_sorted(ids))
-        std::ranges::sort(ids);
-    if (ids.front() == 0 || std::ranges::adjacent_find(ids) != ids.end())
+    if (!AreDistinct(ids, m_nextId))
         throw Kernel::DamagedDataException("the tree is damaged: two nodes have one id");
 }
 

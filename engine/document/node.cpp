@@ -202,6 +202,9 @@ bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsign
     if (Kernel::LoadValue(in, c_listTypeTag, listType) && listType < c_childListCount && GetParent() == nullptr)
         SetChildListType(static_cast<NodeChildListType>(listType));
     LoadStates(in, files);
+    // Most nodes are leaves without links.
+    if (!in.MayHaveTag(0, 0))
+        return true;
     for (int list = 0; list != c_childListCount; ++list) {
         auto const* const children = in.LoadObjectsI(ChildrenTag(list), true);
         if (children == nullptr)
