@@ -40,6 +40,8 @@ FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monito
         m_budgetSpent = list.parts.size() > budget || round + 1 == c_mostRounds;
         grid.VisitChanged([&](std::uint32_t cell, GridBox const& box) { RelateLeaf(cell, box, monitor); });
         m_tooComplex = list.parts.size() > c_mostParts || crossings.size() > c_mostCrossings;
+        if (m_toSplit.empty() && net != nullptr && !m_tooComplex)
+            CheckCrossings(*net, monitor);
         if (m_toSplit.empty() || m_tooComplex)
             break;
         SplitMarked(*net, monitor);
@@ -87,7 +89,7 @@ void FlattenedNet::RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& b
     GridPoint const at = RoundedCrossing(s.a, s.b, q.a, q.b);
     // Both meet in other leaves, too, and only one of these holds the place.
     if (box.Contains(at))
-        crossings.push_back({a, b, at});
+        crossings.push_back({a, b, at, 0, 0});
 }
 
 void FlattenedNet::MarkForSplit(std::uint32_t part) {

@@ -5,6 +5,7 @@
 #include "engine/geometry/planar_map/curve_part.h"
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace Geometry::Planar {
@@ -13,24 +14,39 @@ namespace Geometry::Planar {
 //
 // Chords start coarse. Each carries the curve's distance from it, and a pair of chords that is too near, beside that
 // distance, to tell whether the curves meet is halved and looked at again, down to curves that are within a few grid
-// units of each other. So only tangent and nearly coinciding curves cost many chords. Where they cost too many the rest
-// stays as coarse as it is: the map is then still a map, of curves that far from the true ones.
+// units of each other. So only tangent and nearly coinciding curves cost many chords. Then the true crossings are
+// computed, and chords on which they follow each other in another order than those of the chords are halved, too. Where
+// all this costs too many chords the rest stays as coarse as it is: the map is then still a map, of curves that far
+// from the true ones.
 class FlattenedNet {
 public:
     FlattenedNet(CurveNet const& net, Monitor& monitor);
     // Straight chords that stand for nothing but themselves.
     FlattenedNet(PartList lines, Monitor& monitor);
 
-    // Two chords that cross in their inside, and the grid point nearest to the crossing.
+    // Two chords that cross in their inside, the grid point nearest to the crossing, and where the curves cross.
     struct Crossing {
         std::uint32_t a = 0, b = 0;
         GridPoint at;
+        double t = 0, u = 0;
+    };
+    // A crossing on one chord, with the true parameter of the chord's curve there.
+    struct Stop {
+        GridPoint at;
+        double t = 0;
+        std::uint32_t crossing = 0;
     };
 
     PartList list;
     // Crossings of live chords, each once; others may be among them.
     std::vector<Crossing> crossings;
     SegmentGrid grid;
+    // The crossings on a chord; none where there are no curves.
+    std::span<Stop const> GetStops(std::uint32_t part) const {
+        if (m_firstStop.empty())
+            return {};
+        return std::span(m_stops).subspan(m_firstStop[part], m_firstStop[part + 1] - m_firstStop[part]);
+    }
 
     // More crossings, or chords, than memory should be spent on; the crossings are not complete then.
     bool IsTooComplex() const { return m_tooComplex; }
@@ -41,6 +57,18 @@ private:
     void RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& box);
     void SplitMarked(CurveNet const& net, Monitor& monitor);
     void MarkForSplit(std::uint32_t part);
+    void MarkIfCoarse(std::uint32_t part) {
+        if (CanSplit(part) && !m_marked[part])
+            MarkForSplit(part);
+    }
+    // In crossing_orders.cpp.
+    void CheckCrossings(CurveNet const& net, Monitor& monitor);
+    void Meet(CurveNet const& net, Crossing& crossing);
+    void CollectStops(Monitor& monitor);
+    void CheckOrder(std::uint32_t part, std::span<Stop> stops, Monitor& monitor);
+    bool IsAlive(Crossing const& crossing) const {
+        return !list.segments[crossing.a].dead && !list.segments[crossing.b].dead;
+    }
     bool CanSplit(std::uint32_t part) const { return !m_budgetSpent && list.parts[part].error > c_finestError; }
 
     // Parts below are related to each other already.
@@ -48,6 +76,9 @@ private:
     std::vector<std::uint32_t> m_toSplit;
     std::vector<bool> m_marked;
     std::vector<std::uint32_t> m_leaf;
+    std::size_t m_metCrossings = 0;
+    std::vector<std::uint32_t> m_firstStop;
+    std::vector<Stop> m_stops;
     bool m_budgetSpent = false;
     bool m_tooComplex = false;
 };

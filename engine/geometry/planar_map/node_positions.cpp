@@ -46,10 +46,8 @@ std::optional<Meeting> FindMeeting(Segment const& curve, Strand const& a, Segmen
         double const determinant = d.x * e.y - d.y * e.x;
         if (!(std::fabs(determinant) > 1e-12 * (std::hypot(d.x, d.y) * std::hypot(e.x, e.y))))
             return {};
-        t += (x * e.y - y * e.x) / determinant;
-        u += (x * d.y - y * d.x) / determinant;
-        if (!(t > a.low && t < a.high && u > b.low && u < b.high))
-            return {};
+        t = std::clamp(t + (x * e.y - y * e.x) / determinant, a.low, a.high);
+        u = std::clamp(u + (x * d.y - y * d.x) / determinant, b.low, b.high);
     }
     return {};
 }

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/geometry/planar_map/flattened_net.h"
+
+#include "platform/geometry/curve_operations.h"
+
+#include <cmath>
+
+namespace Geometry::Planar {
+
+namespace {
+
+// How far along a chord a grid point lies.
+double Progress(GridSegment const& s, GridPoint p) {
+    return static_cast<double>(static_cast<Wide>(p.x - s.a.x) * (s.b.x - s.a.x) +
+                               static_cast<Wide>(p.y - s.a.y) * (s.b.y - s.a.y));
+}
+
+double InterpolatedParameter(GridSegment const& s, CurvePart const& part, GridPoint p) {
+    double const dx = static_cast<double>(s.b.x - s.a.x), dy = static_cast<double>(s.b.y - s.a.y);
+    double const ratio = Progress(s, p) / (dx * dx + dy * dy);
+    return part.t0 + (part.t1 - part.t0) * std::clamp(ratio, 0.0, 1.0);
+}
+
+} // namespace
+
+// Chords cross where curves do, and once, but the crossings of one curve with two others may still lie the other way
+// round, or so near to each other that the chords can't tell.
+void FlattenedNet::CheckCrossings(CurveNet const& net, Monitor& monitor) {
+    for (; m_metCrossings != crossings.size(); ++m_metCrossings) {
+        if (IsAlive(crossings[m_metCrossings]))
+            Meet(net, crossings[m_metCrossings]);
+        monitor.Tick();
+    }
+    CollectStops(monitor);
+    for (std::uint32_t part = 0; part != list.parts.size(); ++part) {
+        std::uint32_t const first = m_firstStop[part], count = m_firstStop[part + 1] - first;
+        if (count > 1)
+            CheckOrder(part, std::span(m_stops).subspan(first, count), monitor);
+        monitor.Tick();
+    }
+}
+
+// Solves curve(t) == other(u) by Newton's method within the stretches of the two chords, where there is one solution.
+void FlattenedNet::Meet(CurveNet const& net, Crossing& crossing) {
+    constexpr int c_steps = 16;
+    constexpr double c_closeEnough = 1.0 / 1024;
+    CurvePart const &a = list.parts[crossing.a], &b = list.parts[crossing.b];
+    crossing.t = InterpolatedParameter(list.segments[crossing.a], a, crossing.at);
+    crossing.u = InterpolatedParameter(list.segments[crossing.b], b, crossing.at);
+    if (a.error == 0 && b.error == 0)
+        return;
+    Segment const curve = net.GetGridCurve(net.pieces[a.owner].curve),
+                  other = net.GetGridCurve(net.pieces[b.owner].curve);
+    double t = crossing.t, u = crossing.u;
+    for (int i = 0; i != c_steps; ++i) {
+        PointDbl const p = Evaluate(curve, t), q = Evaluate(other, u);
+        double const x = q.x - p.x, y = q.y - p.y;
+        if (std::fabs(x) + std::fabs(y) < c_closeEnough) {
+            crossing.t = t;
+            crossing.u = u;
+            return;
+        }
+        PointDbl const d = EvaluateDerivative(curve, t), e = EvaluateDerivative(other, u);
+        double const determinant = d.x * e.y - d.y * e.x;
+        if (!(std::fabs(determinant) > 1e-12 * (std::hypot(d.x, d.y) * std::hypot(e.x, e.y))))
+            break;
+        t = std::clamp(t + (x * e.y - y * e.x) / determinant, a.t0, a.t1);
+        u = std::clamp(u + (x * d.y - y * d.x) / determinant, b.t0, b.t1);
+    }
+    // Shorter chords start nearer to it.
+    MarkIfCoarse(crossing.a);
+    MarkIfCoarse(crossing.b);
+}
+
+void FlattenedNet::CollectStops(Monitor& monitor) {
+    m_firstStop.assign(list.parts.size() + 1, 0);
+    for (Crossing const& crossing : crossings) {
+        monitor.Tick();
+        if (!IsAlive(crossing))
+            continue;
+        ++m_firstStop[crossing.a + 1];
+        ++m_firstStop[crossing.b + 1];
+    }
+    for (std::size_t i = 0; i != list.parts.size(); ++i)
+        m_firstStop[i + 1] += m_firstStop[i];
+    m_stops.resize(m_firstStop.back());
+    std::vector<std::uint32_t> next(m_firstStop.begin(), m_firstStop.end() - 1);
+    for (std::uint32_t i = 0; i != crossings.size(); ++i) {
+        Crossing const& crossing = crossings[i];
+        monitor.Tick();
+        if (!IsAlive(crossing))
+            continue;
+        m_stops[next[crossing.a]++] = {crossing.at, crossing.t, i};
+        m_stops[next[crossing.b]++] = {crossing.at, crossing.u, i};
+    }
+}
+
+void FlattenedNet::CheckOrder(std::uint32_t part, std::span<Stop> stops, Monitor& monitor) {
+    GridSegment const& segment = list.segments[part];
+    auto const isBefore = [&](Stop const& a, Stop const& b) {
+        double const pa = Progress(segment, a.at), pb = Progress(segment, b.at);
+        return pa != pb ? pa < pb : a.crossing < b.crossing;
+    };
+    if (stops.size() < 8192) {
+        std::sort(stops.begin(), stops.end(), isBefore);
+    } else {
+        std::vector<Stop> copy(stops.begin(), stops.end());
+        Sort(copy, isBefore, monitor);
+        std::copy(copy.begin(), copy.end(), stops.begin());
+    }
+    for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
+        if (stops[i].t < stops[i + 1].t || stops[i].at == stops[i + 1].at)
+            continue;
+        for (Stop const& stop : {stops[i], stops[i + 1]}) {
+            MarkIfCoarse(crossings[stop.crossing].a);
+            MarkIfCoarse(crossings[stop.crossing].b);
+        }
+    }
+}
+
+} // namespace Geometry::Planar
