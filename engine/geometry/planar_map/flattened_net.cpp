@@ -5,7 +5,7 @@ namespace Geometry::Planar {
 
 namespace {
 
-constexpr int c_mostRounds = 40;
+constexpr int c_mostRounds = 80;
 constexpr std::size_t c_mostParts = std::size_t{1} << 25;
 constexpr std::size_t c_mostCrossings = std::size_t{1} << 24;
 
@@ -37,7 +37,8 @@ FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monito
     for (int round = 0; round != c_mostRounds; ++round) {
         m_marked.assign(list.parts.size(), false);
         m_toSplit.clear();
-        m_budgetSpent = list.parts.size() > budget || round + 1 == c_mostRounds;
+        m_budgetSpent = list.parts.size() > budget || round + 1 >= c_mostRounds / 2;
+        m_reserveSpent = list.parts.size() > 2 * budget || round + 1 == c_mostRounds;
         grid.VisitChanged([&](std::uint32_t cell, GridBox const& box) { RelateLeaf(cell, box, monitor); });
         m_tooComplex = list.parts.size() > c_mostParts || crossings.size() > c_mostCrossings;
         if (m_toSplit.empty() && net != nullptr && !m_tooComplex)

@@ -58,7 +58,7 @@ private:
     void SplitMarked(CurveNet const& net, Monitor& monitor);
     void MarkForSplit(std::uint32_t part);
     void MarkIfCoarse(std::uint32_t part) {
-        if (CanSplit(part) && !m_marked[part])
+        if (!m_reserveSpent && list.parts[part].error > c_finestError && !m_marked[part])
             MarkForSplit(part);
     }
     // In crossing_orders.cpp.
@@ -79,7 +79,8 @@ private:
     std::size_t m_metCrossings = 0;
     std::vector<std::uint32_t> m_firstStop;
     std::vector<Stop> m_stops;
-    bool m_budgetSpent = false;
+    // Unclear pairs may use up the budget; crossings in the wrong order have a reserve of their own.
+    bool m_budgetSpent = false, m_reserveSpent = false;
     bool m_tooComplex = false;
 };
 
