@@ -18,8 +18,10 @@ SegmentGrid::SegmentGrid(std::vector<GridSegment> const& segments, Monitor& moni
     std::int64_t right = 1, bottom = 1;
     double lengths = 0;
     for (GridSegment const& s : segments) {
-        right = std::max({right, s.a.x, s.b.x});
-        bottom = std::max({bottom, s.a.y, s.b.y});
+        // Parts of curves that come later may bulge beyond the chords that are here now.
+        auto const reach = static_cast<std::int64_t>(s.reach) + 2;
+        right = std::max({right, s.a.x + reach, s.b.x + reach});
+        bottom = std::max({bottom, s.a.y + reach, s.b.y + reach});
         lengths += static_cast<double>(std::max(std::abs(s.a.x - s.b.x), std::abs(s.a.y - s.b.y)));
         m_monitor.Tick();
     }

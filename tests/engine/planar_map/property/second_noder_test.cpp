@@ -31,7 +31,8 @@ std::vector<double> FacesByBoost(std::vector<Graph::Input> const& inputs, Geomet
     };
     std::vector<bp::segment_data<int>> segments;
     for (auto const& input : inputs) {
-        for (auto const& curve : MapTests::InPlace(input)->GetCurves()) {
+        auto const outline = MapTests::InPlace(input);
+        for (auto const& curve : outline->GetCurves()) {
             for (auto const& segment : curve->GetSegments()) {
                 unsigned const steps = segment.kind == Geometry::SegmentKind::Line ? 1 : c_steps;
                 for (unsigned i = 0; i != steps; ++i)
