@@ -2,6 +2,7 @@
 #include "platform/document/nodes.h"
 
 #include "engine/document/bounds.h"
+#include "engine/document/line_bounds.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 namespace {
 
@@ -23,18 +23,6 @@ Kernel::RectT<double> OutlineBounds(Geometry::PolyCurveDbl const* outline, Param
 
 Kernel::Counted<Geometry::PolyCurveDbl const> RectangleOutline(Kernel::RectT<double> const& rect) {
     return Kernel::MakeCounted<Geometry::PolyCurveDbl>(rect);
-}
-
-// How far a line can reach beyond its outline: half its weight, times the mitre limit where corners are mitred and
-// the root of 2 where ends are square.
-double GetLineReach(Renderer::LineStyleDescriptor const& line, Params const& toSpread) {
-    auto const style = line.GetLineStyle();
-    double const scale = std::max(std::hypot(toSpread.a, toSpread.c), std::hypot(toSpread.b, toSpread.d));
-    bool const inside = line.GetStrokeAlignment() == Renderer::StrokeAlignment::Inside;
-    bool const centred = line.GetStrokeAlignment() == Renderer::StrokeAlignment::Centre;
-    double const half = inside ? 0 : style->GetWeightOrZero() * scale * (centred ? 0.5 : 1);
-    double const corner = style->GetJoin() == Renderer::LineJoin::Mitre ? std::max(style->GetMitreLimit(), 1.0) : 1;
-    return half * std::max(corner, std::numbers::sqrt2);
 }
 
 } // namespace
@@ -135,8 +123,7 @@ Kernel::RectT<double> CurvesNode::GetOwnBounds(Params const& toSpread, bool incl
     auto bounds = OutlineBounds(outline.get(), toSpread);
     if (!includeLines || bounds == Kernel::RectT<double>{} || !IsLineStyleVisible())
         return bounds;
-    double const reach = GetLineReach(*GetLineStyleDescriptor(), toSpread);
-    return {bounds.left - reach, bounds.top - reach, bounds.right + reach, bounds.bottom + reach};
+    return GetLineBounds(*outline, *GetLineStyleDescriptor(), toSpread);
 }
 
 // ShapeNode

@@ -13,8 +13,10 @@ namespace {
 
 // A pattern of a shorter period, in pixels, is drawn solid.
 constexpr double c_smallestDashPeriod = 1.0 / 16;
-// Points of all dashes of a contour; with more of them it is drawn solid.
+// Points of all dashes of a contour, and pixels that their edges may cross together; with more of either it is drawn
+// solid.
 constexpr std::size_t c_maximumDashPoints = std::size_t{1} << 22;
+constexpr double c_maximumDashPixels = 1 << 24;
 // Pieces that a contour under a pressure profile is cut into at least.
 constexpr double c_pressurePieces = 128;
 
@@ -174,10 +176,16 @@ private:
         if (!m_dashes.lengths.empty()) {
             Polygons dashes;
             Stroker dashStroker(m_shape, dashes);
+            double const seenSide = std::max(m_request.visible.GetWidth(), m_request.visible.GetHeight());
+            double const pixelsEach =
+                std::min(c_flatteningTolerance / m_shape.tolerance * 2 * m_shape.halfWidth, seenSide);
+            double pixels = 0;
             if (ForEachDash(m_line, m_dashes, m_visible, [&](Polyline const& dash) {
-                    if (IsSeen(dash))
+                    if (IsSeen(dash)) {
                         dashStroker.Stroke(dash);
-                    return dashes.GetPoints().size() <= c_maximumDashPoints;
+                        pixels += pixelsEach;
+                    }
+                    return dashes.GetPoints().size() <= c_maximumDashPoints && pixels <= c_maximumDashPixels;
                 })) {
                 out.Append(dashes);
                 return;

@@ -106,7 +106,8 @@ void Stroker::AddDot(LinePoint const& at) {
 }
 
 void Stroker::AddJoin(Vertex const& at, PointDbl from, PointDbl to, double lengthFrom, double lengthTo) {
-    double const cross = from.x * to.y - from.y * to.x, cosine = from.x * to.x + from.y * to.y;
+    // Rounding makes the cosine of a turn back a little less than -1, where no half angle has a tangent.
+    double const cross = from.x * to.y - from.y * to.x, cosine = std::max(-1.0, from.x * to.x + from.y * to.y);
     double const w = at.halfWidth;
     PointDbl const normalFrom = GetNormal(from), normalTo = GetNormal(to);
     if (cross >= 0) {

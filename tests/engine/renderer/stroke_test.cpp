@@ -62,6 +62,17 @@ TEST(Stroke, OneClosedLineThereAndBackIsOneStrip) {
     EXPECT_NEAR(GetDrawnArea(Path("M40 40L140 40Z"), Lined(Style(10, LineCap::Round, LineJoin::Bevel))), 1000, 0.02);
 }
 
+TEST(Stroke, LinesThatTurnBackAreStripsInEveryDirection) {
+    for (int i = 0; i != 90; ++i) {
+        double const angle = i * 0.0701, x = 90 + 60 * std::cos(angle), y = 90 + 60 * std::sin(angle);
+        auto const curve = MakeCounted<Geometry::CurveDbl>();
+        curve->MoveTo({90, 90});
+        curve->LineTo({x, y});
+        curve->Close();
+        EXPECT_NEAR(GetDrawnArea(Path(curve), Lined(Style(3))), 60 * 3, 0.05) << i;
+    }
+}
+
 TEST(Stroke, DotsAppearForRoundAndSquareCapsOnly) {
     for (char const* const dot : {"M50 50Z", "M50 50L50 50", "M50 50C50 50 50 50 50 50"}) {
         EXPECT_EQ(GetDrawnArea(Path(dot), Lined(Style(10))), 0) << dot;

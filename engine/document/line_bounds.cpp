@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/document/line_bounds.h"
+
+#include "platform/geometry/curve_operations.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <optional>
+
+namespace {
+
+using Geometry::PointDbl;
+using Geometry::Segment;
+using Geometry::Transform;
+using Params = Raster::AffineTransform::Params;
+using Rect = Kernel::RectT<double>;
+
+// The unit vector from one point to the first of others that lies elsewhere; zero where none does.
+PointDbl DirectionTo(PointDbl from, std::initializer_list<PointDbl> others) {
+    for (PointDbl const& to : others) {
+        double const x = to.x - from.x, y = to.y - from.y, length = std::hypot(x, y);
+        if (length > 0 && std::isfinite(length))
+            return {x / length, y / length};
+    }
+    return {0, 0};
+}
+
+PointDbl GetStartDirection(Segment const& s) {
+    return s.kind == Geometry::SegmentKind::Line ? DirectionTo(s.start, {s.end})
+                                                 : DirectionTo(s.start, {s.control1, s.control2, s.end});
+}
+
+PointDbl GetEndDirection(Segment const& s) {
+    PointDbl const back = s.kind == Geometry::SegmentKind::Line ? DirectionTo(s.end, {s.start})
+                                                                : DirectionTo(s.end, {s.control2, s.control1, s.start});
+    return {-back.x, -back.y};
+}
+
+class LineExtent {
+public:
+    LineExtent(Renderer::LineStyle const& style, double halfWidth, Params const& toSpread)
+        : m_style(style), m_half(halfWidth), m_toSpread(toSpread) {}
+
+    void Add(Geometry::CurveDbl const& curve, Transform const& toLine) {
+        std::optional<PointDbl> first, last;
+        PointDbl firstPoint{}, lastPoint{};
+        for (Segment const& local : curve.GetSegments()) {
+            Segment const s = local.Transformed(toLine);
+            PointDbl const from = GetStartDirection(s), to = GetEndDirection(s);
+            if (from == PointDbl{0, 0})
+                continue;
+            AddSegment(s, from);
+            if (last)
+                AddJoin(s.start, *last, from);
+            else
+                first = from;
+            if (first && !last)
+                firstPoint = s.start;
+            last = to;
+            lastPoint = s.end;
+        }
+        if (!first) {
+            AddDot(toLine.Apply(curve.GetStart()));
+        } else if (curve.IsClosed()) {
+            AddJoin(firstPoint, *last, *first);
+        } else {
+            AddCap(firstPoint, {-first->x, -first->y});
+            AddCap(lastPoint, *last);
+        }
+    }
+
+    Rect Get() const { return m_bounds.value_or(Rect{}); }
+
+private:
+    void AddPoint(PointDbl p) {
+        PointDbl const q = Transform(m_toSpread).Apply(p);
+        if (std::isfinite(q.x) && std::isfinite(q.y))
+            Unite({q.x, q.y, q.x, q.y});
+    }
+
+    void Unite(Rect const& r) {
+        m_bounds = m_bounds ? Rect{std::min(m_bounds->left, r.left), std::min(m_bounds->top, r.top),
+                                   std::max(m_bounds->right, r.right), std::max(m_bounds->bottom, r.bottom)}
+                            : r;
+    }
+
+    // A round pen is an ellipse in the spread's space.
+    void AddGrown(Rect const& r) {
+        double const x = m_half * std::hypot(m_toSpread.a, m_toSpread.b),
+                     y = m_half * std::hypot(m_toSpread.c, m_toSpread.d);
+        Unite({r.left - x, r.top - y, r.right + x, r.bottom + y});
+    }
+
+    void AddPen(PointDbl p) {
+        PointDbl const q = Transform(m_toSpread).Apply(p);
+        if (std::isfinite(q.x) && std::isfinite(q.y))
+            AddGrown({q.x, q.y, q.x, q.y});
+    }
+
+    void AddAcross(PointDbl p, PointDbl direction) {
+        AddPoint({p.x + direction.y * m_half, p.y - direction.x * m_half});
+        AddPoint({p.x - direction.y * m_half, p.y + direction.x * m_half});
+    }
+
+    void AddSegment(Segment const& s, PointDbl direction) {
+        if (s.kind == Geometry::SegmentKind::Line) {
+            AddAcross(s.start, direction);
+            AddAcross(s.end, direction);
+            return;
+        }
+        std::optional<Rect> bounds;
+        if (Geometry::ExtendBounds(s.Transformed(Transform(m_toSpread)), bounds))
+            AddGrown(*bounds);
+    }
+
+    void AddJoin(PointDbl p, PointDbl from, PointDbl to) {
+        if (m_style.GetJoin() == Renderer::LineJoin::Round)
+            return AddPen(p);
+        double const cosine = from.x * to.x + from.y * to.y;
+        double const limit = std::max(1.0, m_style.GetMitreLimit());
+        // The square of the mitre's length over the width is 2 / (1 + cosine).
+        if (m_style.GetJoin() != Renderer::LineJoin::Mitre || !(2 <= limit * limit * (1 + cosine)))
+            return;
+        double const cross = from.x * to.y - from.y * to.x;
+        double const reach = (cross < 0 ? -m_half : m_half) / (1 + cosine);
+        AddPoint({p.x + (from.y + to.y) * reach, p.y - (from.x + to.x) * reach});
+    }
+
+    void AddCap(PointDbl p, PointDbl direction) {
+        if (m_style.GetCap() == Renderer::LineCap::Round)
+            AddPen(p);
+        else if (m_style.GetCap() == Renderer::LineCap::Square)
+            AddAcross({p.x + direction.x * m_half, p.y + direction.y * m_half}, direction);
+    }
+
+    void AddDot(PointDbl p) {
+        AddPoint(p);
+        if (m_style.GetCap() == Renderer::LineCap::Round)
+            AddPen(p);
+        else if (m_style.GetCap() == Renderer::LineCap::Square)
+            for (PointDbl const& direction : {PointDbl{1, 0}, PointDbl{-1, 0}})
+                AddAcross({p.x + direction.x * m_half, p.y}, direction);
+    }
+
+    Renderer::LineStyle const& m_style;
+    double m_half;
+    Params m_toSpread;
+    std::optional<Rect> m_bounds;
+};
+
+// Surely enough, whatever the line does.
+double GetFarthestReach(Renderer::LineStyleDescriptorConst const& line, double half, double scale) {
+    auto const& style = *line.GetLineStyle();
+    double const corner = style.GetJoin() == Renderer::LineJoin::Mitre ? std::max(style.GetMitreLimit(), 1.0) : 1;
+    double reach = half * std::max(corner, std::numbers::sqrt2);
+    if (auto const& pressure = line.GetPressure()) {
+        auto const bounds = pressure->GetBounds();
+        reach *= bounds ? std::max(1.0, bounds->bottom) : 1;
+    }
+    double heads = 0;
+    for (auto const* head : {line.GetFrontArrowHead().get(), line.GetBackArrowHead().get()}) {
+        if (head == nullptr || !head->GetShape())
+            continue;
+        double const weight = style.GetWeightOrZero();
+        auto const box =
+            head->GetShape()->GetBounds(Transform::Scale(head->GetScaleX() * weight, head->GetScaleY() * weight));
+        if (box)
+            heads = std::max(
+                {heads, std::fabs(box->left), std::fabs(box->right), std::fabs(box->top), std::fabs(box->bottom)});
+    }
+    return (reach + 2 * heads) * scale;
+}
+
+} // namespace
+
+Rect GetLineBounds(Geometry::PolyCurveDbl const& outline, Renderer::LineStyleDescriptorConst const& line,
+                   Params const& toSpread) {
+    auto const bounds = outline.GetBounds(Transform(toSpread));
+    if (!bounds)
+        return {};
+    bool const scales = line.GetScaleWithObject();
+    bool const isCentred = line.GetStrokeAlignment() == Renderer::StrokeAlignment::Centre;
+    double const weight = line.GetLineStyle()->GetWeightOrZero();
+    double const half = weight * (isCentred ? 0.5 : 1);
+    if (line.GetStrokeAlignment() == Renderer::StrokeAlignment::Inside || !(half > 0) || !std::isfinite(half))
+        return *bounds;
+    if (line.GetPressure() || line.GetFrontArrowHead() || line.GetBackArrowHead()) {
+        double const scale =
+            scales ? std::max(std::hypot(toSpread.a, toSpread.c), std::hypot(toSpread.b, toSpread.d)) : 1;
+        double const reach = GetFarthestReach(line, half, scale);
+        return {bounds->left - reach, bounds->top - reach, bounds->right + reach, bounds->bottom + reach};
+    }
+    LineExtent extent(*line.GetLineStyle(), half, scales ? toSpread : Params{});
+    for (auto const& curve : outline.GetCurves()) {
+        if (!curve->empty())
+            extent.Add(*curve, scales ? Transform() : Transform(toSpread));
+    }
+    // The fill may reach farther than a bevelled line of it.
+    Rect const covered = extent.Get();
+    return {std::min(bounds->left, covered.left), std::min(bounds->top, covered.top),
+            std::max(bounds->right, covered.right), std::max(bounds->bottom, covered.bottom)};
+}
