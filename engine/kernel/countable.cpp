@@ -158,6 +158,8 @@ void* CountedControlBlock::operator new(std::size_t) {
     if (block == nullptr) [[unlikely]]
         return TakeFirst(list);
     list.first = block->next;
+    // Blocks that were dropped in any order lie anywhere: the next one is fetched while this one's object is made.
+    __builtin_prefetch(list.first, 1);
     --list.length;
     return block;
 }
