@@ -209,8 +209,12 @@ bool CurveIntersectionGraph::Divide(std::map<unsigned int, DividedResult>& resul
             lines.Trace(
                 contour, [&](std::uint32_t edge) { return coverage.lineOwners[edge] == contour.input; },
                 [&](std::uint32_t node) { return degrees[node] != 2; }, true, false,
-                [&](Kernel::Counted<CurveDbl> line, std::uint32_t, std::uint32_t) {
-                    results[contour.input].lines.push_back(std::move(line));
+                [&](Kernel::Counted<CurveDbl> line, std::uint32_t from, std::uint32_t to) {
+                    // Between crossings that lie in one place but for rounding there is no line.
+                    bool const isRounding = degrees[from] > 2 && degrees[to] > 2 && !line->IsClosed() &&
+                                            line->GetLength() * map->net.frame.unitsPerLength <= c_coincidence;
+                    if (!isRounding)
+                        results[contour.input].lines.push_back(std::move(line));
                 });
         }
     }

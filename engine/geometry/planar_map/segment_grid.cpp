@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/segment_grid.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -152,11 +153,19 @@ void SegmentGrid::Split(std::uint32_t cell, GridBox const& box) {
     Gather(cell, live);
     std::int64_t const size = box.size / 4;
     std::size_t entries = 0;
-    for (std::uint32_t const segment : live)
-        Walk(m_segments[segment], {box.left, box.top, size}, 4, 4, [&](int, int) { ++entries; });
+    std::array<std::size_t, 16> counts{};
+    for (std::uint32_t const segment : live) {
+        Walk(m_segments[segment], {box.left, box.top, size}, 4, 4, [&](int column, int row) {
+            ++entries;
+            ++counts[static_cast<std::size_t>(4 * row + column)];
+        });
+    }
     m_monitor.Tick();
-    // Segments that are wide beside the small cells would only be listed more often.
-    bool const worthwhile = live.size() > c_splitAbove && entries < live.size() * 10;
+    // Segments that are wide beside the small cells would only be listed more often. So would a bundle that runs
+    // through several of them, down to the smallest; lines through one point stay together in that point's cell only.
+    auto const crowded =
+        std::count_if(counts.begin(), counts.end(), [&](std::size_t count) { return 5 * count > 4 * live.size(); });
+    bool const worthwhile = live.size() > c_splitAbove && entries < live.size() * 10 && crowded < 3;
     Cell& c = m_cells[cell];
     // All of the list is free again, whether it is filled anew or not.
     while (c.first != c_none) {
