@@ -106,7 +106,8 @@ public:
         inputs.push_back(again);
     }
 
-    std::vector<Graph::Input> Drawing() {
+    // `tangents`: also shapes of which flattening decides whether they touch.
+    std::vector<Graph::Input> Drawing(bool tangents = true) {
         std::vector<Graph::Input> inputs;
         for (std::uint32_t i = 2 + Below(4); i-- != 0;) {
             switch (Below(7)) {
@@ -126,7 +127,10 @@ public:
                 inputs.push_back(RandomPolygon());
                 break;
             case 5:
-                AddTangentCircles(inputs);
+                if (tangents)
+                    AddTangentCircles(inputs);
+                else
+                    inputs.push_back(RandomCircle());
                 break;
             default:
                 AddNearlyEqual(inputs);

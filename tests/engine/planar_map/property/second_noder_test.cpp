@@ -129,7 +129,7 @@ std::size_t CountWithout(std::vector<double> these, std::vector<double> those, d
 TEST(SecondNoder, FindsTheSameFaces) {
     constexpr double c_threshold = 0.1;
     for (std::uint32_t seed = 0; seed != 80; ++seed) {
-        auto const inputs = MapTests::RandomShapes(1000 + seed).Drawing();
+        auto const inputs = MapTests::RandomShapes(1000 + seed).Drawing(false);
         Geometry::RectDbl bounds{};
         for (auto const& input : inputs)
             bounds = bounds.United(*MapTests::InPlace(input)->GetBounds());
