@@ -13,6 +13,8 @@
 #include "frame/set_scale_override_flags_command.h"
 #include "frame/suspend_preview_command.h"
 #include "platform/kernel/cast.h"
+#include "raster/raster_polar_to_rectangular_command.h"
+#include "raster/raster_rectangular_to_polar_command.h"
 #include "raster/raster_solarise_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
@@ -56,6 +58,8 @@ std::vector<CommandEntry> MakeTable() {
             Parameter<bool>{"removeInternalLines", "takes away lines inside the shapes, and closes no holes", false})),
         Command<FlipCanvasCommand>(Form(
             Parameter<bool>{"horizontal", "true mirrors left to right, false top to bottom"})),
+        Command<RasterPolarToRectangularCommand>(Form()),
+        Command<RasterRectangularToPolarCommand>(Form()),
         Command<RasterSolariseCommand>(Form()),
         Command<SetAnchorPagesSettingCommand>(Form(
             Parameter<bool>{"anchorToSpine", "pages keep to their side of the spine"})),

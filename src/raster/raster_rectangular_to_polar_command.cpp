@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "raster/raster_rectangular_to_polar_command.h"
+
+#include "frame/example.h"
+#include "raster/raster_examples.h"
+
+namespace Commands {
+
+Kernel::LocalisedString RasterRectangularToPolarCommand::GetDescription() const {
+    return Kernel::LocalisedString("Rectangular To Polar", "Command description");
+}
+
+static ExampleRegistration const s_example({
+    .className = "RasterRectangularToPolarCommand",
+    .prepare = ExampleDocuments::SelectedPixels,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<RasterRectangularToPolarCommand>();
+    },
+    .keptByContract = {},
+});
+
+static ExampleRegistration const s_layersExample({
+    .className = "RasterRectangularToPolarCommand",
+    .prepare = ExampleDocuments::RasterLayers,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<RasterRectangularToPolarCommand>();
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands
