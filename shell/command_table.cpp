@@ -16,6 +16,7 @@
 #include "raster/raster_polar_to_rectangular_command.h"
 #include "raster/raster_rectangular_to_polar_command.h"
 #include "raster/raster_solarise_command.h"
+#include "raster/raster_web_safe_dither_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
@@ -61,6 +62,7 @@ std::vector<CommandEntry> MakeTable() {
         Command<RasterPolarToRectangularCommand>(Form()),
         Command<RasterRectangularToPolarCommand>(Form()),
         Command<RasterSolariseCommand>(Form()),
+        Command<RasterWebSafeDitherCommand>(Form()),
         Command<SetAnchorPagesSettingCommand>(Form(
             Parameter<bool>{"anchorToSpine", "pages keep to their side of the spine"})),
         Command<SetGuidesFillCommand>(Form(Parameter<Fill>{"fill", "the guides' colour; none: the built-in one"})),

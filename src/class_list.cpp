@@ -15,6 +15,7 @@
 #include "raster/raster_polar_to_rectangular_command.h"
 #include "raster/raster_rectangular_to_polar_command.h"
 #include "raster/raster_solarise_command.h"
+#include "raster/raster_web_safe_dither_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
@@ -41,6 +42,7 @@ Class<FlipCanvasCommand>                   const c_FliC{"FliC", 1, Base<Document
 Class<RasterPolarToRectangularCommand>     const c_PoRR{"PoRR", 1, Base<RasterCommand>(),        Coverage::Yes};
 Class<RasterRectangularToPolarCommand>     const c_RRPo{"RRPo", 1, Base<RasterCommand>(),        Coverage::Yes};
 Class<RasterSolariseCommand>               const c_Slze{"Slze", 1, Base<RasterCommand>(),        Coverage::Yes};
+Class<RasterWebSafeDitherCommand>          const c_WSDC{"WSDC", 1, Base<RasterCommand>(),        Coverage::Yes};
 Class<SetAnchorPagesSettingCommand>        const c_SanS{"SanS", 1, Base<DocumentCommand>(),      Coverage::No};
 Class<SetGuidesFillCommand>                const c_SGCC{"SGCC", 1, Base<DocumentCommand>(),      Coverage::Yes};
 Class<SetMasterMigratePagesSettingCommand> const c_SmmS{"SmmS", 1, Base<DocumentCommand>(),      Coverage::No};
