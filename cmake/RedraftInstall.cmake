@@ -11,6 +11,7 @@ set_target_properties(redraft redraft-engine PROPERTIES INSTALL_RPATH "$ORIGIN")
 file(RELATIVE_PATH libraries_from_programs ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 install(TARGETS redraft-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 set_target_properties(redraft-cli PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
+install(TARGETS redraft-plugin-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/redraft)
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/redraft FILES_MATCHING PATTERN "*.h")
 
 install(EXPORT RedraftTargets NAMESPACE Redraft:: DESTINATION ${config_folder})

@@ -15,7 +15,7 @@ set(CMAKE_C_FLAGS_DEV "-O1 -g1")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2")
 
 # Contraction of a*b+c differs between machines; results must not.
-add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor
+add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
                     -ffp-contract=off)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     set_property(DIRECTORY PROPERTY COMPILE_OPTIONS

@@ -3,6 +3,7 @@
 
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/files.h"
+#include "platform/raster/bitmap_image.h"
 #include "shell/failure.h"
 #include "shell/selector.h"
 
@@ -13,6 +14,7 @@ namespace Shell {
 namespace {
 
 constexpr std::uint64_t c_maximumTextBytes = std::uint64_t{64} << 20;
+constexpr std::uint64_t c_maximumPictureBytes = std::uint64_t{1} << 31;
 
 } // namespace
 
@@ -39,6 +41,24 @@ ValueForm<Kernel::Counted<Renderer::FillDescriptor const>>::Parse(std::string co
     if (text == "none")
         return {};
     return Kernel::MakeCounted<Renderer::FillDescriptor const>(ParseColour(text));
+}
+
+Kernel::Counted<Raster::DynamicBitmap> ValueForm<Kernel::Counted<Raster::DynamicBitmap>>::Parse(std::string const& path,
+                                                                                                ValueContext const&) {
+    return Guarded(ExitStatus::Input, path, [&] {
+        Raster::BitmapReceiver receiver;
+        Raster::DecodeImage(Kernel::ReadWholeFile(path, c_maximumPictureBytes), receiver);
+        return receiver.Finish();
+    });
+}
+
+Kernel::Counted<Raster::RasterFilterPlugin>
+ValueForm<Kernel::Counted<Raster::RasterFilterPlugin>>::Parse(std::string const& name, ValueContext const&) {
+    try {
+        return Raster::FindFilterPlugin(name);
+    } catch (Kernel::Exception const& failure) {
+        throw ValueError(failure.what());
+    }
 }
 
 Kernel::Counted<Geometry::CurveDbl> ValueForm<Kernel::Counted<Geometry::CurveDbl>>::Parse(std::string const& text,

@@ -3,6 +3,7 @@
 
 #include "platform/document/document_controller.h"
 #include "platform/kernel/type_name.h"
+#include "platform/raster/filter_plugin.h"
 #include "shell/values.h"
 
 #include <functional>
@@ -95,6 +96,20 @@ template <>
 struct ValueForm<Kernel::Counted<Geometry::CurveDbl>> {
     static constexpr char const* c_name = "path";
     static Kernel::Counted<Geometry::CurveDbl> Parse(std::string const& text, ValueContext const& context);
+};
+
+// The pixels of a picture file.
+template <>
+struct ValueForm<Kernel::Counted<Raster::DynamicBitmap>> {
+    static constexpr char const* c_name = "picture";
+    static Kernel::Counted<Raster::DynamicBitmap> Parse(std::string const& path, ValueContext const& context);
+};
+
+// An installed filter by its name.
+template <>
+struct ValueForm<Kernel::Counted<Raster::RasterFilterPlugin>> {
+    static constexpr char const* c_name = "plug-in";
+    static Kernel::Counted<Raster::RasterFilterPlugin> Parse(std::string const& name, ValueContext const& context);
 };
 
 template <>

@@ -13,10 +13,13 @@
 #include "frame/set_scale_override_flags_command.h"
 #include "frame/suspend_preview_command.h"
 #include "platform/kernel/cast.h"
+#include "raster/inflate_untrusted_raster_nodes_command.h"
+#include "raster/raster_plugin_filter_command.h"
 #include "raster/raster_polar_to_rectangular_command.h"
 #include "raster/raster_rectangular_to_polar_command.h"
 #include "raster/raster_solarise_command.h"
 #include "raster/raster_web_safe_dither_command.h"
+#include "raster/replace_bitmap_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
@@ -34,6 +37,8 @@ namespace {
 using namespace Commands;
 using Fill = Kernel::Counted<Renderer::FillDescriptor const>;
 using Curve = Kernel::Counted<Geometry::CurveDbl>;
+using Bitmap = Kernel::Counted<Raster::DynamicBitmap>;
+using Plugin = Kernel::Counted<Raster::RasterFilterPlugin>;
 
 Kernel::Counted<DocumentCommand> MakeViewPointCommand(Kernel::String name, SpreadIndex spread,
                                                       Kernel::RectT<double> viewBox) {
@@ -59,10 +64,14 @@ std::vector<CommandEntry> MakeTable() {
             Parameter<bool>{"removeInternalLines", "takes away lines inside the shapes, and closes no holes", false})),
         Command<FlipCanvasCommand>(Form(
             Parameter<bool>{"horizontal", "true mirrors left to right, false top to bottom"})),
+        Command<InflateUntrustedRasterNodesCommand>(Form(SelectionParameter{})),
+        Command<RasterPluginFilterCommand>(Form(
+            Parameter<Plugin>{"plugin", "the frei0r plug-in, by the name of its file without the ending"})),
         Command<RasterPolarToRectangularCommand>(Form()),
         Command<RasterRectangularToPolarCommand>(Form()),
         Command<RasterSolariseCommand>(Form()),
         Command<RasterWebSafeDitherCommand>(Form()),
+        Command<ReplaceBitmapCommand>(Form(Parameter<Bitmap>{"bitmap", "the new pixels: a picture file"}, SelectionParameter{})),
         Command<SetAnchorPagesSettingCommand>(Form(
             Parameter<bool>{"anchorToSpine", "pages keep to their side of the spine"})),
         Command<SetGuidesFillCommand>(Form(Parameter<Fill>{"fill", "the guides' colour; none: the built-in one"})),

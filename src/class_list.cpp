@@ -12,10 +12,13 @@
 #include "frame/set_master_migrate_pages_setting_command.h"
 #include "frame/set_reflow_pages_setting_command.h"
 #include "frame/set_scale_override_flags_command.h"
+#include "raster/inflate_untrusted_raster_nodes_command.h"
+#include "raster/raster_plugin_filter_command.h"
 #include "raster/raster_polar_to_rectangular_command.h"
 #include "raster/raster_rectangular_to_polar_command.h"
 #include "raster/raster_solarise_command.h"
 #include "raster/raster_web_safe_dither_command.h"
+#include "raster/replace_bitmap_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
@@ -39,10 +42,13 @@ Class<DeleteSymbolCommand>                 const c_DSyC{"DSyC", 1, Base<Document
 Class<DivideShapesCommand>                 const c_DiSC{"DiSC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
 Class<FillHolesCommand>                    const c_FHsC{"FHsC", 1, Base<DocumentCommand>(),      Coverage::Yes};
 Class<FlipCanvasCommand>                   const c_FliC{"FliC", 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<InflateUntrustedRasterNodesCommand>  const c_IURC{"IURC", 1, Base<SelectionCommandBase>(), Coverage::No};
+Class<RasterPluginFilterCommand>           const c_RpFC{"RpFC", 1, Base<RasterCommand>(),        Coverage::Yes};
 Class<RasterPolarToRectangularCommand>     const c_PoRR{"PoRR", 1, Base<RasterCommand>(),        Coverage::Yes};
 Class<RasterRectangularToPolarCommand>     const c_RRPo{"RRPo", 1, Base<RasterCommand>(),        Coverage::Yes};
 Class<RasterSolariseCommand>               const c_Slze{"Slze", 1, Base<RasterCommand>(),        Coverage::Yes};
 Class<RasterWebSafeDitherCommand>          const c_WSDC{"WSDC", 1, Base<RasterCommand>(),        Coverage::Yes};
+Class<ReplaceBitmapCommand>                const c_ReBC{"ReBC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
 Class<SetAnchorPagesSettingCommand>        const c_SanS{"SanS", 1, Base<DocumentCommand>(),      Coverage::No};
 Class<SetGuidesFillCommand>                const c_SGCC{"SGCC", 1, Base<DocumentCommand>(),      Coverage::Yes};
 Class<SetMasterMigratePagesSettingCommand> const c_SmmS{"SmmS", 1, Base<DocumentCommand>(),      Coverage::No};

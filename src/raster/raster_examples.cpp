@@ -63,6 +63,12 @@ void SelectedPixels(DocumentController& controller) {
     Select(controller, {layer});
 }
 
+void TwoLayers(DocumentController& controller) {
+    auto const first = AppendPicture(controller, 90, 40, Raster::FormatRGBA8, {1, 0, 10, 0, 1, 20});
+    auto const second = AppendPicture(controller, 90, 40, Raster::FormatRGBAF, {0.25, 0, 200, 0, 0.25, 60});
+    Select(controller, {first, second});
+}
+
 void RasterLayers(DocumentController& controller) {
     auto const rotated = AppendPicture(controller, 40, 33, Raster::FormatCMYKA8, {3, -1, 100, 1, 3, 50});
     auto const flat = AppendPicture(controller, 257, 20, Raster::FormatLABA16, {1, 0, 300, 0, 1, 200});

@@ -15,6 +15,8 @@ REDRAFT_API Kernel::Counted<RasterNode> AppendPicture(DocumentController& contro
 
 // A layer, some of whose pixels a soft mask selects; it is the selection.
 REDRAFT_API void SelectedPixels(DocumentController& controller);
+// Two layers of one size, which are selected.
+REDRAFT_API void TwoLayers(DocumentController& controller);
 // Layers of several formats and transforms, and a shape; all are selected.
 REDRAFT_API void RasterLayers(DocumentController& controller);
 

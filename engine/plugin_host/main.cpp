@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: Apache-2.0
+// Runs one frei0r plug-in for the engine: redraft-plugin-host PLUGIN MEMORY. Requests come in through standard input, a
+// socket, and are answered there. Foreign code may do here what it likes: the engine ends this process when it has
+// waited long enough.
+
+#include "engine/raster/plugin_protocol.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <memory>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace Raster::PluginProtocol;
+
+// The plug-in's interface, frei0r 1.x, as its specification gives it.
+struct PluginInfo {
+    char const* name;
+    char const* author;
+    int type;
+    int colourModel;
+    int frei0rVersion;
+    int majorVersion;
+    int minorVersion;
+    int parameterCount;
+    char const* explanation;
+};
+using InitFunction = int();
+using InfoFunction = void(PluginInfo*);
+using ConstructFunction = void*(unsigned width, unsigned height);
+using DestructFunction = void(void* instance);
+using UpdateFunction = void(void* instance, double time, std::uint32_t const* in, std::uint32_t* out);
+
+bool ReadAll(void* bytes, std::size_t count) {
+    auto* to = static_cast<char*>(bytes);
+    while (count != 0) {
+        ssize_t const got = read(STDIN_FILENO, to, count);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return false;
+        to += got;
+        count -= static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+bool WriteAll(void const* bytes, std::size_t count) {
+    auto const* from = static_cast<char const*>(bytes);
+    while (count != 0) {
+        ssize_t const put = write(STDIN_FILENO, from, count);
+        if (put < 0 && errno == EINTR)
+            continue;
+        if (put <= 0)
+            return false;
+        from += put;
+        count -= static_cast<std::size_t>(put);
+    }
+    return true;
+}
+
+class Plugin {
+public:
+    explicit Plugin(char const* path) {
+        void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+        if (library == nullptr)
+            return;
+        auto const find = [library](char const* name) { return dlsym(library, name); };
+        auto* const init = reinterpret_cast<InitFunction*>(find("f0r_init"));
+        auto* const info = reinterpret_cast<InfoFunction*>(find("f0r_get_plugin_info"));
+        m_construct = reinterpret_cast<ConstructFunction*>(find("f0r_construct"));
+        m_destruct = reinterpret_cast<DestructFunction*>(find("f0r_destruct"));
+        m_update = reinterpret_cast<UpdateFunction*>(find("f0r_update"));
+        if (init == nullptr || info == nullptr || m_construct == nullptr || m_destruct == nullptr ||
+            m_update == nullptr)
+            return;
+        init();
+        info(&m_info);
+        m_isLoaded = true;
+    }
+    bool IsLoaded() const { return m_isLoaded; }
+    PluginInfo const& GetInfo() const { return m_info; }
+
+    // An instance is for one size of picture.
+    bool Filter(std::uint32_t width, std::uint32_t height, std::uint32_t const* in, std::uint32_t* out) {
+        if (m_instance == nullptr || width != m_width || height != m_height) {
+            if (m_instance != nullptr)
+                m_destruct(m_instance);
+            m_instance = m_construct(width, height);
+            m_width = width;
+            m_height = height;
+        }
+        if (m_instance == nullptr)
+            return false;
+        m_update(m_instance, 0.0, in, out);
+        return true;
+    }
+
+private:
+    PluginInfo m_info{};
+    ConstructFunction* m_construct = nullptr;
+    DestructFunction* m_destruct = nullptr;
+    UpdateFunction* m_update = nullptr;
+    bool m_isLoaded = false;
+    void* m_instance = nullptr;
+    std::uint32_t m_width = 0, m_height = 0;
+};
+
+void Limit(int resource, rlim_t value) {
+    rlimit const limit{value, value};
+    setrlimit(static_cast<__rlimit_resource_t>(resource), &limit);
+}
+
+// No files, no dumps, no more memory than told, and no life of its own.
+void Confine(char const* memory) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signal(SIGPIPE, SIG_IGN);
+    close_range(3, ~0u, 0);
+    Limit(RLIMIT_CORE, 0);
+    Limit(RLIMIT_FSIZE, 0);
+    [[maybe_unused]] auto const bytes = std::strtoull(memory, nullptr, 10);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    if (bytes != 0)
+        Limit(RLIMIT_AS, static_cast<rlim_t>(bytes));
+#endif
+}
+
+struct Free {
+    void operator()(void* block) const { std::free(block); }
+};
+using Pixels = std::unique_ptr<std::uint32_t, Free>;
+
+// Plug-ins may use instructions that need whole vectors.
+Pixels Allocate(std::size_t count) {
+    return Pixels(static_cast<std::uint32_t*>(std::aligned_alloc(64, (count * 4 + 63) / 64 * 64)));
+}
+
+bool AnswerFilter(Plugin& plugin, Request const& request) {
+    if (request.width == 0 || request.height == 0 || request.width > c_maximumSide || request.height > c_maximumSide)
+        return false;
+    auto const count = static_cast<std::size_t>(request.width) * request.height;
+    Pixels const in = Allocate(count), out = Allocate(count);
+    if (!in || !out || !ReadAll(in.get(), count * 4))
+        return false;
+    std::memset(out.get(), 0, count * 4);
+    Response response{c_magic, Status::Failed, 0, 0, {}};
+    if (plugin.IsLoaded() && plugin.Filter(request.width, request.height, in.get(), out.get()))
+        response.status = Status::Done;
+    return WriteAll(&response, sizeof response) && (response.status != Status::Done || WriteAll(out.get(), count * 4));
+}
+
+bool AnswerDescribe(Plugin const& plugin) {
+    Response response{c_magic, Status::CannotLoad, 0, 0, {}};
+    if (plugin.IsLoaded()) {
+        response.status = Status::Done;
+        response.type = plugin.GetInfo().type;
+        response.colourModel = plugin.GetInfo().colourModel;
+        if (plugin.GetInfo().name != nullptr)
+            std::strncpy(response.name, plugin.GetInfo().name, sizeof response.name - 1);
+    }
+    return WriteAll(&response, sizeof response);
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    if (count != 3)
+        return 2;
+    Confine(arguments[2]);
+    Plugin plugin(arguments[1]);
+    Request request;
+    while (ReadAll(&request, sizeof request)) {
+        if (request.magic != c_magic)
+            return 3;
+        bool const isAnswered = request.kind == Kind::Describe ? AnswerDescribe(plugin) : AnswerFilter(plugin, request);
+        if (!isAnswered)
+            return 4;
+    }
+    // What the plug-in does at its end is not waited for.
+    _exit(0);
+}

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "raster/inflate_untrusted_raster_nodes_command.h"
+
+#include "frame/example.h"
+#include "raster/raster_examples.h"
+
+namespace Commands {
+
+Kernel::LocalisedString InflateUntrustedRasterNodesCommand::GetDescription() const {
+    return Kernel::LocalisedString("Inflate untrusted raster nodes", "Command description");
+}
+
+void InflateUntrustedRasterNodesCommand::Do() {
+    m_visitor = Kernel::MakeCounted<UpdateTransformedRasterNodesVisitor>(GetDocumentController());
+    SelectionCommandWithSingleInterface::Do();
+}
+
+void InflateUntrustedRasterNodesCommand::ReceiveInterface(Kernel::NonCounted<MutableRasterInterface> layer) {
+    if (m_direction == Direction::Do)
+        m_visitor->Visit(Kernel::NonCounted<Kernel::Countable>(layer.get()));
+}
+
+static ExampleRegistration const s_example({
+    .className = "InflateUntrustedRasterNodesCommand",
+    .prepare = ExampleDocuments::TwoLayers,
+    .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<InflateUntrustedRasterNodesCommand>(controller.GetCurrentSelection());
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands

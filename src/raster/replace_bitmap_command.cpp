@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "raster/replace_bitmap_command.h"
+
+#include "frame/example.h"
+#include "frame/notifications.h"
+#include "platform/kernel/abortable.h"
+#include "platform/kernel/cast.h"
+#include "raster/raster_examples.h"
+
+namespace Commands {
+
+ReplaceBitmapCommand::ReplaceBitmapCommand(Kernel::Counted<Raster::DynamicBitmap> bitmap,
+                                           Kernel::Counted<Selection const> selection)
+    : Persisted(std::move(selection)), m_bitmap(std::move(bitmap)) {
+    AppendTranslator(std::make_unique<TerminatingTranslatorT<ReplaceBitmapCommand, RasterNode>>());
+}
+
+ReplaceBitmapCommand::ReplaceBitmapCommand() : ReplaceBitmapCommand({}, {}) {}
+
+Kernel::LocalisedString ReplaceBitmapCommand::GetDescription() const {
+    return Kernel::LocalisedString("Replace bitmap", "Command description");
+}
+
+void ReplaceBitmapCommand::Receive(Kernel::NonCounted<RasterNode> layer) {
+    if (m_direction == Direction::Do) {
+        auto const old = layer->GetMutableBitmap();
+        auto const boundsBefore = layer->GetBounds(true);
+        m_oldBitmaps.push_back(old);
+        layer->SetBitmap(m_bitmap);
+        m_invalidationArea.Append(SpreadRect(*layer, boundsBefore));
+        m_invalidationArea.Append(SpreadRect(*layer, layer->GetBounds(true)));
+    } else if (m_direction == Direction::Undo) {
+        // The visit goes the other way round. A damaged history may hold too few.
+        if (m_oldBitmaps.empty())
+            return;
+        layer->SetBitmap(m_oldBitmaps.back());
+        m_oldBitmaps.pop_back();
+    } else if (m_direction == Direction::Redo) {
+        m_oldBitmaps.push_back(layer->GetMutableBitmap());
+        layer->SetBitmap(m_bitmap);
+    }
+}
+
+void ReplaceBitmapCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
+        GetDocumentController(), m_invalidationArea, GetSelection(), IsPreview(), false, false, false));
+    notifications.push_back(
+        Kernel::MakeCounted<NodesDataChangedNotification>(GetSelection(), GetDocumentController(), IsPreview()));
+}
+
+bool ReplaceBitmapCommand::ValidateUntrusted() {
+    if (!SelectionCommandBase::ValidateUntrusted())
+        return false;
+    auto const selection = GetSelection();
+    if (!selection)
+        return true;
+    for (auto const& node : selection->GetNodes()) {
+        auto const* const layer = Kernel::CastPointer<RasterNode const>(node.get());
+        if (layer == nullptr)
+            continue;
+        auto const present = layer->GetBitmap();
+        auto const sizeOf = [](Raster::DynamicBitmap const* bitmap) {
+            return bitmap == nullptr ? Kernel::SizeT<int>() : bitmap->GetSize();
+        };
+        if (!m_bitmap || sizeOf(present.get()) != m_bitmap->GetSize()) {
+            m_statusFlags |= c_statusBitmapRefused;
+            return false;
+        }
+    }
+    return true;
+}
+
+void ReplaceBitmapCommand::Deduplicate(Raster::BlockDeduplicationSupport& support, bool* abort) {
+    Kernel::Abortable flag;
+    flag.SetAbortPointer(abort);
+    for (auto const& bitmap : m_oldBitmaps) {
+        if (flag.IsAborted())
+            return;
+        if (bitmap)
+            bitmap->Deduplicate(support, abort);
+    }
+    if (m_bitmap && !flag.IsAborted())
+        m_bitmap->Deduplicate(support, abort);
+}
+
+static ExampleRegistration const s_example({
+    .className = "ReplaceBitmapCommand",
+    .prepare = ExampleDocuments::TwoLayers,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<ReplaceBitmapCommand>(ExampleDocuments::MakePicture(90, 40, Raster::FormatIA8),
+                                                         Kernel::Counted<Selection const>());
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands
