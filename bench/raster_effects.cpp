@@ -150,11 +150,11 @@ void CompareSolarise() {
         double const plain = layer.MeasureCommand<RasterSolariseCommand>(5);
         std::string const name = Raster::GetFormatName(format);
         Tell(("solarise 4096 x 4096 " + name + "; floor: copy of its planes").c_str(), plain, copy.warm);
-        Tell(("  the same; floor: copy to new memory").c_str(), plain, copy.fresh);
+        Tell("  the same; floor: copy to new memory", plain, copy.fresh);
         layer.SelectSoftly();
         double const masked = layer.MeasureCommand<RasterSolariseCommand>(3);
         Tell(("solarise through a soft mask " + name + "; floor: copy").c_str(), masked, copy.warm);
-        Tell(("  the same; floor: copy to new memory").c_str(), masked, copy.fresh);
+        Tell("  the same; floor: copy to new memory", masked, copy.fresh);
     }
 }
 
