@@ -3,6 +3,7 @@
 
 #include "platform/raster/bitmap.h"
 #include "platform/raster/pixel_accessor.h"
+#include "raster/pipeline/normal_blend.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,14 +45,15 @@ public:
             ReadShifted(std::int64_t(x) + m_shift->x, std::int64_t(y) + m_shift->y, count, row);
         else
             ReadTransformed(x, y, count, row);
-        bool hasSelected = false, hasPartial = false;
-        for (int i = 0; i != count; ++i) {
-            hasSelected |= row[i] > 0;
-            hasPartial |= !(row[i] >= MaskTraits::c_maximum);
+        if constexpr (MaskTraits::c_isFloat) {
+            // What is no number selects nothing.
+            for (int i = 0; i != count; ++i)
+                row[i] = row[i] > 0 ? row[i] : 0;
         }
-        if (!hasSelected)
+        auto const [least, largest] = FindRange<Sample>(row, count);
+        if (!(largest > 0))
             return MaskCoverage::None;
-        return hasPartial ? MaskCoverage::Mixed : MaskCoverage::Full;
+        return least >= MaskTraits::c_maximum ? MaskCoverage::Full : MaskCoverage::Mixed;
     }
 
 private:

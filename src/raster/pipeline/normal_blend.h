@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace Commands {
 
@@ -57,6 +58,10 @@ void BlendPixel(Sample* processed, Sample const* existing, Sample mask) {
     }
     processed[ColourCount] = Scale::FromFloat(alpha);
 }
+
+// The least and the largest of `count` samples, at least one.
+template <class Sample>
+REDRAFT_API std::pair<Sample, Sample> FindRange(Sample const* row, int count);
 
 // The rule above for `count` pixels, one plane for each channel, alpha last; the result comes to `processed`. Colour
 // counts are 0, 1, 3 and 4; samples 8 or 16-bit integers or floats.

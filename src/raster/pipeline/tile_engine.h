@@ -84,13 +84,14 @@ public:
         }
         return m_samples[channel] + GetTileOffset(x, y);
     }
-    Sample const* GetSamples(int channel, int x, int y) {
-        if (m_pinned[channel] != nullptr)
-            return m_samples[channel] + GetTileOffset(x, y);
+    // What was there before the first write.
+    Sample const* GetSamplesBefore(int channel, int x, int y) {
         auto& held = m_held[static_cast<std::size_t>(channel)];
-        if (!held)
+        if (!held) {
             held.emplace(m_bitmap.GetPlane(channel).GetConstTile(m_tileX, m_tileY));
-        return static_cast<Sample const*>(held->GetConstBuffer()) + GetTileOffset(x, y);
+            m_before[channel] = static_cast<Sample const*>(held->GetConstBuffer());
+        }
+        return m_before[channel] + GetTileOffset(x, y);
     }
 
     static std::ptrdiff_t GetTileOffset(int x, int y) {
@@ -105,6 +106,7 @@ private:
     bool m_overwrite;
     Raster::Tile* m_pinned[5] = {};
     Sample* m_samples[5] = {};
+    Sample const* m_before[5] = {};
     std::array<std::optional<Raster::Tile>, 5> m_held;
 };
 
@@ -144,6 +146,11 @@ public:
     }
 
 private:
+    bool IsWholeTile(Kernel::RectT<int> const& part) const {
+        auto const& plane = std::as_const(m_destination).GetPlane(0);
+        return part.GetWidth() == plane.GetTileWidth(part.left >> Raster::c_tileShift) &&
+               part.GetHeight() == plane.GetTileHeight(part.top >> Raster::c_tileShift);
+    }
     bool IsStored(int channel) const { return (m_run.channels >> channel & 1) != 0; }
 
     void RunPlain(Kernel::RectT<int> const& part) const {
@@ -163,11 +170,8 @@ private:
             }
             return;
         }
-        auto const& plane = m_destination.GetPlane(0);
-        bool const whole = part.GetWidth() == plane.GetTileWidth(part.left >> Raster::c_tileShift) &&
-                           part.GetHeight() == plane.GetTileHeight(part.top >> Raster::c_tileShift);
         // A part that is given up half-way keeps what was there.
-        DestinationTiles<Traits> tiles(m_destination, part, whole && m_run.abort == nullptr);
+        DestinationTiles<Traits> tiles(m_destination, part, m_run.abort == nullptr && IsWholeTile(part));
         ScratchRow<Traits> scratch;
         for (int y = part.top; y != part.bottom; ++y) {
             if (m_run.IsAborted())
@@ -196,37 +200,48 @@ private:
         using MaskTraits = Raster::FormatTraits<Traits::c_maskFormat>;
         static_assert(std::is_same_v<typename MaskTraits::Sample, Sample>);
         MaskReader<MaskTraits> mask(*m_mask);
-        // Tiles are written to from the first pixel on that the mask selects.
-        DestinationTiles<Traits> tiles(m_destination, part, false);
+        // Tiles are written to from the first pixel on that the mask selects. Whole ones are new ones, that take over
+        // what is left alone row by row.
+        bool const renews = m_run.abort == nullptr && IsWholeTile(part);
+        DestinationTiles<Traits> tiles(m_destination, part, renews);
         std::optional<typename Shader::Worker> worker;
         int stored = 0;
         ScratchRow<Traits> processed;
         alignas(64) Sample maskRow[Raster::c_tileSide + Raster::c_spanLength];
         int const width = part.GetWidth();
+        auto const store = [&](int y, auto const& rowOf) {
+            for (int c = 0; c != Traits::c_channelCount; ++c) {
+                if (stored >> c & 1)
+                    std::memcpy(tiles.GetMutableSamples(c, part.left, y), rowOf(c),
+                                static_cast<std::size_t>(width) * sizeof(Sample));
+            }
+        };
+        auto const keep = [&](int y) { store(y, [&](int c) { return tiles.GetSamplesBefore(c, part.left, y); }); };
         for (int y = part.top; y != part.bottom; ++y) {
             if (m_run.IsAborted())
                 return;
             auto const coverage = mask.Read(part.left, y, width, maskRow);
-            if (coverage == MaskCoverage::None)
+            if (coverage == MaskCoverage::None) {
+                if (renews && worker)
+                    keep(y);
                 continue;
-            if (!worker) {
-                worker.emplace(m_shader.Open(part));
-                stored = m_run.channels & ~FindUnchanged(part);
             }
             Sample* rows[5];
             Sample const* existing[5];
             for (int c = 0; c != Traits::c_channelCount; ++c) {
                 rows[c] = processed.planes[c];
-                existing[c] = tiles.GetSamples(c, part.left, y);
+                existing[c] = tiles.GetSamplesBefore(c, part.left, y);
+            }
+            if (!worker) {
+                worker.emplace(m_shader.Open(part));
+                stored = m_run.channels & ~FindUnchanged(part);
+                for (int above = part.top; renews && above != y; ++above)
+                    keep(above);
             }
             worker->Process(part.left, y, width, rows);
             if (coverage == MaskCoverage::Mixed)
                 BlendRow<Sample>(rows, existing, maskRow, Traits::c_colourCount, width);
-            for (int c = 0; c != Traits::c_channelCount; ++c) {
-                if (stored >> c & 1)
-                    std::memcpy(tiles.GetMutableSamples(c, part.left, y), rows[c],
-                                static_cast<std::size_t>(width) * sizeof(Sample));
-            }
+            store(y, [&](int c) { return rows[c]; });
         }
     }
 
