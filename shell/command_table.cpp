@@ -20,6 +20,7 @@
 #include "raster/raster_solarise_command.h"
 #include "raster/raster_web_safe_dither_command.h"
 #include "raster/replace_bitmap_command.h"
+#include "shapes/convert_to_art_text_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
@@ -56,6 +57,7 @@ std::vector<CommandEntry> MakeTable() {
                    Parameter<Kernel::String>{"name", "what the view is called", ""},
                    Parameter<SpreadIndex>{"spreadIndex", "the spread that it shows, from 0", SpreadIndex{0}},
                    Parameter<Kernel::RectT<double>>{"viewBox", "what it shows, in the spread's space"})),
+        Command<ConvertToArtTextCommand>(Form()),
         Command<DeleteSymbolCommand>(Form(Parameter<SymbolReference>{"symbol", "the symbol, as #ID or name:TEXT"})),
         Command<DivideShapesCommand>(Form(
             Parameter<bool>{"retainAll", "open lines are kept even when filled shapes take part", false},

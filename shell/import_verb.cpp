@@ -2,11 +2,13 @@
 #include "shell/interrupt.h"
 #include "shell/path_ending.h"
 #include "shell/svg/import.h"
+#include "shell/text_import.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
 
 #include "platform/kernel/files.h"
 #include "platform/raster/bitmap_image.h"
+#include "platform/story/composition.h"
 
 #include <filesystem>
 #include <optional>
@@ -27,6 +29,7 @@ struct Source {
     Raster::Format format = Raster::FormatRGBA8;
     std::optional<Svg::ImportedDrawing> drawing;
     Kernel::Counted<Node> node;
+    Kernel::Counted<Story::Story> story;
 };
 
 std::vector<std::byte> ReadInput(std::string const& path, std::uint64_t maximumBytes) {
@@ -78,7 +81,23 @@ Source ReadImage(std::string const& path) {
     return source;
 }
 
-Source ReadSource(std::string const& path) {
+Source ReadTextSource(std::string const& path, Arguments const& arguments) {
+    TextOptions options;
+    options.encoding = arguments.Has("--encoding") ? arguments.Get("--encoding") : "";
+    options.language = arguments.Has("--language") ? arguments.Get("--language") : "en";
+    options.keepLines = arguments.Has("--keep-lines");
+    auto const bytes = ReadInput(path, c_maximumTextBytes);
+    Source source;
+    Guarded(ExitStatus::Input, path, [&] {
+        auto text = ReadText(bytes, options);
+        source.story = std::move(text.story);
+        if (text.replaced != 0)
+            Session::Note(path, Count(text.replaced, "malformed sequence", "malformed sequences") + " replaced");
+    });
+    return source;
+}
+
+Source ReadSource(std::string const& path, Arguments const& arguments) {
     auto const ending = GetPathEnding(path);
     if (ending == ".svg" || ending == ".svgz")
         return ReadDrawing(path);
@@ -87,13 +106,17 @@ Source ReadSource(std::string const& path) {
             return ReadImage(path);
     }
     if (ending == ".txt")
-        throw Failure(ExitStatus::Input, path, "the import of text is not available yet");
-    throw Failure(ExitStatus::Input, path, "is of no kind that can be imported: .svg, .svgz, .png, .jpg and .tif can");
+        return ReadTextSource(path, arguments);
+    throw Failure(ExitStatus::Input, path,
+                  "is of no kind that can be imported: .svg, .svgz, .png, .jpg, .tif and .txt can");
 }
 
-void Place(Source const& source, DocumentController& document) {
+void Place(Source const& source, DocumentController& document, std::string const& path) {
     auto& spread = *document.GetCurrentSpread();
-    if (source.drawing)
+    if (source.story) {
+        if (!PlaceText(source.story, spread))
+            Session::Note(path, "the text is longer than the page");
+    } else if (source.drawing)
         Svg::Place(*source.drawing, *document.GetDocument(), spread);
     else
         spread.InsertChild(NodeChildListType::Plain, source.node, nullptr);
@@ -115,16 +138,25 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
     auto const& paths = arguments.GetAll("IN");
     Kernel::Counted<DocumentController> document;
     for (auto const& path : paths) {
-        auto const source = ReadSource(path);
+        auto const source = ReadSource(path, arguments);
         Interrupt::Check(path);
         Guarded(ExitStatus::Input, path, [&] {
+            if (!document && source.story) {
+                document = MakeTextDocument(source.story);
+                return;
+            }
             if (!document)
                 document = DocumentController::CreateNew(source.pageSize, source.format, 1);
-            Place(source, *document);
+            Place(source, *document, path);
         });
     }
     session.SetDocument(document, target);
-    auto const count = CountContent(*document->GetCurrentSpread());
+    std::size_t count = 0;
+    for (auto const& spread : document->GetDocument()->GetSpreads())
+        count += CountContent(*spread);
+    // Families are asked for when text is laid out, which none has been yet but that of this call.
+    for (auto const& family : Story::GetMissingFonts())
+        Session::Note(paths.front(), "no font " + OneLine(family) + ": another one takes its place");
     if (session.IsJson()) {
         session.Json().BeginObject();
         session.Json().Member("file", target);

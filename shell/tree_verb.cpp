@@ -3,6 +3,7 @@
 #include "shell/values.h"
 #include "shell/verbs.h"
 
+#include "platform/document/text_nodes.h"
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
 
@@ -155,6 +156,9 @@ void WriteMembers(JsonWriter& json, Node const& node, bool isTop, AllBounds cons
     json.Member("opacity", scene->GetOpacity());
     if (auto const* curves = CastPointer<CurvesNode const>(&node))
         WriteCurves(json, *curves);
+    // What the node shows: of linked frames each its part.
+    if (auto const* text = CastPointer<TextNode const>(&node))
+        json.Member("text", text->GetStory()->GetString(text->MakeComposedText()->GetRange()).view());
     Kernel::Counted<Raster::DynamicBitmap const> bitmap;
     if (auto const* raster = CastPointer<ConstRasterInterface const>(&node))
         bitmap = raster->GetBitmap();

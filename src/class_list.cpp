@@ -19,6 +19,7 @@
 #include "raster/raster_solarise_command.h"
 #include "raster/raster_web_safe_dither_command.h"
 #include "raster/replace_bitmap_command.h"
+#include "shapes/convert_to_art_text_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
@@ -38,6 +39,7 @@ Kernel::ClassProperties const* Base() {
 // clang-format off
 Class<AddPressureProfileCommand>           const c_APPC{"APPC", 1, Base<DocumentCommand>(),      Coverage::No};
 Class<AddViewPointCommand>                 const c_AVwP{"AVwP", 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<ConvertToArtTextCommand>             const c_C2AT{"C2AT", 1, Base<SelectionCommandBase>(), Coverage::Yes};
 Class<DeleteSymbolCommand>                 const c_DSyC{"DSyC", 1, Base<DocumentCommand>(),      Coverage::Yes};
 Class<DivideShapesCommand>                 const c_DiSC{"DiSC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
 Class<FillHolesCommand>                    const c_FHsC{"FHsC", 1, Base<DocumentCommand>(),      Coverage::Yes};

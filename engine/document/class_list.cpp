@@ -7,6 +7,7 @@
 #include "platform/document/raster_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
@@ -59,6 +60,8 @@ Properties PageManagementOptions::GetTypeClassProperties() { return Register<Pag
 Properties DocumentSettings::GetTypeClassProperties()      { return Register<DocumentSettings>("DcSe"); }
 Properties Selection::GetTypeClassProperties()             { return Register<Selection>("Sele"); }
 Properties SelectionItem::GetTypeClassProperties()         { return Register<SelectionItem>("SelI"); }
+Properties SubSelectionItem::GetTypeClassProperties()      { return Register<SubSelectionItem>("SelS", SelectionItem::GetTypeClassProperties()); }
+Properties TextSelection::GetTypeClassProperties()         { return Register<TextSelection>("SelT"); }
 
 Properties DocumentNode::GetTypeClassProperties()          { return Register<DocumentNode>("NDoc"); }
 Properties SpreadNode::GetTypeClassProperties()            { return Register<SpreadNode>("NSpr"); }
@@ -73,6 +76,8 @@ Properties CompoundCurveNode::GetTypeClassProperties()     { return Register<Com
 Properties RasterNode::GetTypeClassProperties()            { return Register<RasterNode>("NRas"); }
 Properties SelectionRasterNode::GetTypeClassProperties()   { return Register<SelectionRasterNode>("NSRa"); }
 Properties ImageNode::GetTypeClassProperties()             { return Register<ImageNode>("NImg"); }
+Properties FrameTextNode::GetTypeClassProperties()         { return Register<FrameTextNode>("NFTx"); }
+Properties ArtTextNode::GetTypeClassProperties()           { return Register<ArtTextNode>("NATx"); }
 
 Properties RectangleShape::GetTypeClassProperties()        { return Register<RectangleShape>("ShRc"); }
 Properties EllipseShape::GetTypeClassProperties()          { return Register<EllipseShape>("ShEl"); }
@@ -116,6 +121,7 @@ struct Registered {
 // Enters them all while the engine is loaded, so that a document can name any of them.
 Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand, DetachSymbolCommand, ReflowPagesCommand, Macro,
            History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem,
+           SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
            DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode,
            PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
            BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState,

@@ -25,6 +25,15 @@ void DocumentNode::SetViewPoints(std::vector<ViewPointData> viewPoints) {
     MarkChanged();
 }
 
+Kernel::Counted<Story::StyleSheet const> DocumentNode::GetTextStyleSheet() const {
+    return m_textStyles ? m_textStyles : Story::StyleSheet::GetEmpty();
+}
+
+void DocumentNode::SetTextStyleSheet(Kernel::Counted<Story::StyleSheet const> styles) {
+    m_textStyles = std::move(styles);
+    MarkChanged();
+}
+
 std::vector<Kernel::Counted<SpreadNode>> DocumentNode::GetSpreads() const {
     std::vector<Kernel::Counted<SpreadNode>> spreads;
     for (Node* child = GetFirstChild(NodeChildListType::Plain); child != nullptr; child = child->GetNextSibling()) {
@@ -99,6 +108,8 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Frmt", m_format);
     Kernel::SaveValue(out, "GFil", m_guidesFill);
     Kernel::SaveValue(out, "VwPs", m_viewPoints);
+    if (m_textStyles)
+        Kernel::SaveValue(out, "TxSt", m_textStyles);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -108,6 +119,7 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
     Kernel::LoadValue(in, "Frmt", m_format);
     Kernel::LoadValue(in, "GFil", m_guidesFill);
     Kernel::LoadValue(in, "VwPs", m_viewPoints);
+    Kernel::LoadValue(in, "TxSt", m_textStyles);
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

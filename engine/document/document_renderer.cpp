@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_renderer.h"
 
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
+#include "platform/story/text_renderer.h"
 
 #include <cmath>
 #include <vector>
@@ -130,6 +132,8 @@ private:
             m_target.DrawBitmap(image->GetImage(), {}, opacity, blendMode);
         if (auto const* curves = Kernel::CastPointer<CurvesNode const>(&node))
             DrawCurves(*curves, silhouette, opacity, blendMode);
+        if (auto const* text = Kernel::CastPointer<TextNode const>(&node))
+            DrawText(*text, silhouette, opacity);
         if (auto const* box = Kernel::CastPointer<CloudSyncedNode const>(&node)) {
             if (auto const contents = box->GetBoxContents(); contents && contents->GetParent() == nullptr)
                 m_pending.push_back({Step::Enter, contents.get(), silhouette, false});
@@ -166,6 +170,29 @@ private:
         if (paint.mainFill.IsFillNone() && paint.lineStyle.IsLineStyleNone())
             return;
         m_target.DrawCurves(node.GetOutline(), paint, node.GetWindingOrderMode());
+    }
+
+    // A frame's own fill and line lie below its text.
+    void DrawText(TextNode const& node, bool silhouette, double opacity) {
+        auto const* const frame = Kernel::CastPointer<TextFrameInterface const>(&node);
+        if (frame != nullptr && !silhouette) {
+            Renderer::Paint paint;
+            paint.opacity = {opacity, opacity};
+            if (auto const fill = node.GetBrushFillDescriptor(true))
+                paint.mainFill = *fill;
+            auto const line = node.GetLineStyleDescriptor();
+            auto const pen = node.GetPenFillDescriptor();
+            if (line && pen) {
+                paint.lineFill = *pen;
+                paint.lineStyle = *line;
+            }
+            if (!paint.mainFill.IsFillNone() || !paint.lineStyle.IsLineStyleNone())
+                m_target.DrawCurves(frame->GetTextFrameAsCurves(), paint, frame->GetTextFrameWindingOrderMode());
+        }
+        Story::TextRenderer renderer(Kernel::Counted<Renderer::RenderTarget>(&m_target), node.MakeComposedText());
+        renderer.SetOpacity(opacity);
+        renderer.SetSilhouette(silhouette);
+        renderer.Render(Story::DrawMode::All, false);
     }
 
     Renderer::RenderTarget& m_target;

@@ -2,6 +2,7 @@
 #include "platform/document/node.h"
 
 #include "engine/document/bounds.h"
+#include "engine/document/text_wrap.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -165,10 +166,15 @@ Kernel::Counted<Node> Node::Clone(CloneContext& context) const {
 
 void Node::CopyMembersFrom(Node const& other) {
     CopyStatesFrom(other);
+    NoteTextWrap(*this);
     SetChildListType(other.GetChildListType());
 }
 
-void Node::OnStateChanged(InterfaceId) { MarkChanged(); }
+void Node::OnStateChanged(InterfaceId id) {
+    if (id == InterfaceId::TextWrap)
+        NoteTextWrap(*this);
+    MarkChanged();
+}
 
 Kernel::String Node::GetDefaultDescription() const {
     auto name = GetTypeName();
@@ -202,6 +208,7 @@ bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsign
     if (Kernel::LoadValue(in, c_listTypeTag, listType) && listType < c_childListCount && GetParent() == nullptr)
         SetChildListType(static_cast<NodeChildListType>(listType));
     LoadStates(in, files);
+    NoteTextWrap(*this);
     // Most nodes are leaves without links.
     if (!in.MayHaveTag(0, 0))
         return true;

@@ -10,8 +10,16 @@ namespace Shell::Svg {
 
 namespace {
 
-bool IsRenderedInPlace(ElementKind kind) {
+bool HoldsText(ElementKind kind) {
+    return kind == ElementKind::Text || kind == ElementKind::TSpan || kind == ElementKind::TextPath ||
+           kind == ElementKind::A;
+}
+
+bool IsRenderedInPlace(ElementKind kind, ElementKind parent) {
     switch (kind) {
+    case ElementKind::TSpan:
+    case ElementKind::TextPath:
+        return HoldsText(parent);
     case ElementKind::A:
     case ElementKind::Circle:
     case ElementKind::Ellipse:
@@ -238,7 +246,7 @@ std::optional<Element> Element::GetFirstChild() const {
         return MakeUseTarget();
     SourceTree const& tree = m_drawing->m_tree;
     for (NodeIndex child = tree.GetFirstChild(m_node); child != c_noNode; child = tree.GetNextSibling(child)) {
-        if (!IsRenderedInPlace(tree.GetKind(child)))
+        if (!IsRenderedInPlace(tree.GetKind(child), m_kind))
             continue;
         // Of the children of `switch` the first whose conditions hold is drawn, shown or not (SVG 1.1, section 5.8.2).
         if (m_kind != ElementKind::Switch || m_drawing->MeetsConditions(child))
@@ -255,7 +263,7 @@ std::optional<Element> Element::GetNextSibling() const {
     if (parent == c_noNode || tree.GetKind(parent) == ElementKind::Switch)
         return std::nullopt;
     for (NodeIndex next = tree.GetNextSibling(m_node); next != c_noNode; next = tree.GetNextSibling(next)) {
-        if (!IsRenderedInPlace(tree.GetKind(next)))
+        if (!IsRenderedInPlace(tree.GetKind(next), tree.GetKind(parent)))
             continue;
         if (m_context->chain)
             m_drawing->CountInstance();
@@ -280,7 +288,7 @@ std::optional<Element> Element::MakeUseTarget() const {
         return std::nullopt;
     }
     ElementKind const kind = tree.GetKind(target);
-    if (!IsRenderedInPlace(kind) && kind != ElementKind::Symbol) {
+    if (!IsRenderedInPlace(kind, m_kind) && kind != ElementKind::Symbol) {
         m_drawing->m_report.Add("reference of use to " + Printable(tree.GetLocalName(target), 40), Describe());
         return std::nullopt;
     }

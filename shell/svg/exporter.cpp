@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/svg/exporter.h"
 
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
@@ -215,6 +216,8 @@ void Exporter::WriteNode(Step const& step) {
     WriteCommon(*scene, step);
     m_out.EndStart();
     WriteTitle(m_out, *scene, FindId(*scene, step));
+    if (auto const* text = Kernel::CastPointer<TextNode const>(step.node))
+        WriteText(*text);
 }
 
 void Exporter::WriteShape(CurvesNode const& node, Step const& step) {

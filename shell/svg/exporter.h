@@ -8,6 +8,8 @@
 #include <optional>
 #include <unordered_map>
 
+class TextNode;
+
 namespace Shell::Svg {
 
 using Matrix = Raster::AffineTransform::Params;
@@ -37,6 +39,8 @@ private:
 
     void Write(Step top);
     void WriteNode(Step const& step);
+    // export_text.cpp
+    void WriteText(TextNode const& text);
     void WriteShape(CurvesNode const& node, Step const& step);
     // Id, transform, opacity, clip and the like of the element that is open.
     void WriteCommon(SceneNode const& node, Step const& step);

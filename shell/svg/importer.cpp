@@ -105,8 +105,7 @@ Importer::SceneNodePointer Importer::BuildLeaf(Element const& element, bool& isG
     case ElementKind::Image:
         return Finish(element, BuildImage(element));
     case ElementKind::Text:
-        m_drawing.GetReport().Add("text", element.Describe());
-        return {};
+        return Finish(element, BuildText(element));
     case ElementKind::ForeignObject:
         m_drawing.GetReport().Add("foreignObject", element.Describe());
         return {};

@@ -68,6 +68,9 @@ private:
     void AddMarkers(Element const& element, CurvesNode const& line, GroupNode& group);
     void AddMarker(Element const& marker, Element const& line, Matrix const& place, bool isStart, GroupNode& group);
 
+    // import_text.cpp: art text for each stretch that is placed by itself, in a group where there are several.
+    SceneNodePointer BuildText(Element const& element);
+
     // import_image.cpp
     SceneNodePointer BuildImage(Element const& element);
     Picture ReadImage(Element const& element);

@@ -273,6 +273,20 @@ std::string SourceTree::GetText(NodeIndex node) const {
     return text;
 }
 
+std::vector<SourceTree::Content> SourceTree::GetContent(NodeIndex node) const {
+    std::vector<Content> content;
+    NodeIndex child = GetFirstChild(node);
+    for (pugi::xml_node const each : m_xml->nodes[node].children()) {
+        if (each.type() == pugi::node_pcdata || each.type() == pugi::node_cdata) {
+            content.push_back({each.value(), c_noNode});
+        } else if (child != c_noNode && m_xml->nodes[child] == each) {
+            content.push_back({{}, child});
+            child = GetNextSibling(child);
+        }
+    }
+    return content;
+}
+
 NodeIndex SourceTree::FindId(std::string_view id) const {
     auto const found = m_ids.find(id);
     return found == m_ids.end() ? c_noNode : found->second;

@@ -55,6 +55,12 @@ public:
     std::optional<std::string_view> FindByText(NodeIndex node, std::string_view qualifiedName) const;
     // The character data directly in the element, comments left out.
     std::string GetText(NodeIndex node) const;
+    // Character data and child elements in their order; a child has no text here.
+    struct Content {
+        std::string text;
+        NodeIndex child = c_noNode;
+    };
+    std::vector<Content> GetContent(NodeIndex node) const;
     // The first element with that id in document order, or c_noNode.
     NodeIndex FindId(std::string_view id) const;
     // For messages: `#id`, or `<name>` for an element without one.

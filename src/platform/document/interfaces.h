@@ -8,6 +8,9 @@
 #include <vector>
 
 class Node;
+namespace Story {
+class ComposedFrame;
+}
 
 // The interfaces through which commands reach the behaviour of nodes, and of other objects that have some of it. Each
 // stands on the attribute owner that holds its state. Setters change the state at once and mark the owner as changed;
@@ -187,11 +190,47 @@ public:
 
 class REDRAFT_ENGINE StoryInterface : public virtual AttributeOwner {};
 
-class REDRAFT_ENGINE TextFrameInterface : public virtual AttributeOwner {};
+// An object in a chain of its kind: one is the master, and the others follow it.
+template <class I>
+class LinkedInterface {
+public:
+    virtual ~LinkedInterface() = default;
+    // Empty for the master itself.
+    virtual Kernel::Counted<I> GetMaster() const = 0;
+    // The followers of a master in the chain's order; none for a follower.
+    virtual std::vector<Kernel::Counted<I>> GetSlaves() const = 0;
+};
+
+// A frame that shows a part of a story. Frames of one chain show one story, which the master holds.
+class REDRAFT_ENGINE TextFrameInterface : public virtual AttributeOwner, public LinkedInterface<TextFrameInterface> {
+public:
+    // The frame as composed now; never null.
+    virtual Kernel::Counted<Story::ComposedFrame const> MakeComposedFrame() const = 0;
+    // True where the text is kept up to date from elsewhere and cannot be made the frame's own.
+    virtual bool IsTextGenerated() const { return GetState<TextFrameState>().generated; }
+    // The frame's number in its chain.
+    virtual std::size_t GetTextFlowIndex() const = 0;
+    // The frame's outline in node space; empty when it has none.
+    virtual Kernel::Counted<Geometry::PolyCurveDbl const> GetTextFrameAsCurves() const = 0;
+    virtual Geometry::WindingOrderMode GetTextFrameWindingOrderMode() const {
+        return Geometry::WindingOrderMode::NonZero;
+    }
+    int GetColumnCount() const { return GetState<TextFrameState>().columnCount; }
+    // 1 to 100; clamped.
+    void SetColumns(int count, double gap);
+    void SetInsets(Kernel::RectT<double> const& insets);
+    // As Story::VerticalAlignment counts.
+    void SetVerticalAlignment(unsigned alignment);
+    TextFrameKind GetTextFrameKind() const { return GetState<TextFrameState>().kind; }
+    void SetTextFrameKind(TextFrameKind kind);
+    void SetTextGenerated(bool generated);
+};
 
 class REDRAFT_ENGINE TextWrapInterface : public virtual AttributeOwner {
 public:
+    // 0: text runs through the object. Otherwise it keeps clear of the shape in list WrapShape, or of the outline.
     unsigned GetTextWrapMode() const { return GetState<TextWrapState>().mode; }
+    void SetTextWrap(unsigned mode, Kernel::RectT<double> const& distances);
 };
 
 class REDRAFT_ENGINE GUIDInterface : public virtual AttributeOwner {

@@ -3,6 +3,7 @@
 
 #include "platform/document/node.h"
 #include "platform/document/view_point_data.h"
+#include "platform/story/style_sheet.h"
 
 // A node with a place and a look on a spread.
 class REDRAFT_ENGINE SceneNode : public Node,
@@ -250,6 +251,10 @@ public:
     std::vector<ViewPointData> GetViewPoints() const { return m_viewPoints; }
     void SetViewPoints(std::vector<ViewPointData> viewPoints);
 
+    // The styles of the document's texts; never null.
+    Kernel::Counted<Story::StyleSheet const> GetTextStyleSheet() const;
+    void SetTextStyleSheet(Kernel::Counted<Story::StyleSheet const> styles);
+
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
     std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
@@ -269,5 +274,7 @@ private:
     Raster::Format m_format{};
     Kernel::Counted<Renderer::FillDescriptor const> m_guidesFill;
     std::vector<ViewPointData> m_viewPoints;
+    // Null: without styles.
+    Kernel::Counted<Story::StyleSheet const> m_textStyles;
     NodeId m_nextId = 1;
 };

@@ -148,6 +148,9 @@ public:
     static ClassProperties const* GetTypeClassProperties();
 };
 
+// What a text frame is. Values are part of the stored form.
+enum class TextFrameKind : std::uint32_t { Plain = 0, Table = 6 };
+
 class REDRAFT_ENGINE TextFrameState final : public InterfaceStateT<TextFrameState> {
 public:
     static constexpr InterfaceId c_interface = InterfaceId::TextFrame;
@@ -155,10 +158,23 @@ public:
     double columnGap = 0;
     Kernel::RectT<double> insets;
     unsigned verticalAlignment = 0;
+    // The frame itself, in node space.
+    Kernel::RectT<double> rect;
+    TextFrameKind kind = TextFrameKind::Plain;
+    bool generated = false;
+    // The head of the chain that the frame follows, and its place there; empty for a head.
+    Kernel::Counted<Kernel::Serialisable> master;
+    int flowIndex = 0;
     static constexpr auto Fields() {
-        return Kernel::FieldList{
-            Kernel::Field{"ColC", &TextFrameState::columnCount}, Kernel::Field{"ColG", &TextFrameState::columnGap},
-            Kernel::Field{"Inse", &TextFrameState::insets}, Kernel::Field{"VAli", &TextFrameState::verticalAlignment}};
+        return Kernel::FieldList{Kernel::Field{"ColC", &TextFrameState::columnCount},
+                                 Kernel::Field{"ColG", &TextFrameState::columnGap},
+                                 Kernel::Field{"Inse", &TextFrameState::insets},
+                                 Kernel::Field{"VAli", &TextFrameState::verticalAlignment},
+                                 Kernel::Field{"Rect", &TextFrameState::rect},
+                                 Kernel::Field{"Kind", &TextFrameState::kind},
+                                 Kernel::Field{"Gene", &TextFrameState::generated},
+                                 Kernel::Field{"Mast", &TextFrameState::master},
+                                 Kernel::Field{"Flow", &TextFrameState::flowIndex}};
     }
     static ClassProperties const* GetTypeClassProperties();
 };

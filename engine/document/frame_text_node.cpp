@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/document/text_wrap.h"
+#include "platform/document/text_nodes.h"
+
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+using Params = Raster::AffineTransform::Params;
+
+constexpr int c_maximumColumns = 100;
+
+} // namespace
+
+FrameTextNode::FrameTextNode() = default;
+
+FrameTextNode::FrameTextNode(Kernel::RectT<double> const& rect) {
+    SetFrameRect(rect);
+    SetBrushFillContentType(ContentType::Frame);
+    SetLineStyleContentType(ContentType::Frame);
+}
+
+FrameTextNode::~FrameTextNode() {
+    if (m_registeredAt != nullptr)
+        m_registeredAt->m_followers.erase(this);
+}
+
+void FrameTextNode::SetFrameRect(Kernel::RectT<double> const& rect) {
+    EditState<TextFrameState>([&](TextFrameState& state) { state.rect = rect; });
+}
+
+// The chain
+
+FrameTextNode const& FrameTextNode::GetHead() const { return m_registeredAt == nullptr ? *this : *m_registeredAt; }
+FrameTextNode& FrameTextNode::GetHead() { return m_registeredAt == nullptr ? *this : *m_registeredAt; }
+
+// Keeps the head's list in step with this frame's state. The state keeps the head alive.
+void FrameTextNode::UpdateRegistration() {
+    auto* master = Kernel::CastPointer<FrameTextNode>(GetState<TextFrameState>().master.get());
+    if (master == this)
+        master = nullptr;
+    if (master == m_registeredAt)
+        return;
+    if (m_registeredAt != nullptr)
+        m_registeredAt->m_followers.erase(this);
+    m_registeredAt = master;
+    if (master != nullptr)
+        master->m_followers.insert(this);
+}
+
+void FrameTextNode::OnStateChanged(InterfaceId id) {
+    if (id == InterfaceId::TextFrame)
+        UpdateRegistration();
+    TextNode::OnStateChanged(id);
+}
+
+std::vector<FrameTextNode*> FrameTextNode::GetChain() const {
+    auto& head = const_cast<FrameTextNode&>(GetHead());
+    auto const* const document = GetDocumentNode();
+    std::vector<FrameTextNode*> chain;
+    for (auto* const follower : head.m_followers) {
+        if (follower == this || follower->GetDocumentNode() == document)
+            chain.push_back(follower);
+    }
+    std::sort(chain.begin(), chain.end(), [](FrameTextNode const* a, FrameTextNode const* b) {
+        int const first = a->GetState<TextFrameState>().flowIndex, second = b->GetState<TextFrameState>().flowIndex;
+        return first != second ? first < second : a->GetId() < b->GetId();
+    });
+    if (&head == this || head.GetDocumentNode() == document)
+        chain.insert(chain.begin(), &head);
+    return chain;
+}
+
+Kernel::Counted<TextFrameInterface> FrameTextNode::GetMaster() const {
+    return Kernel::Counted<TextFrameInterface>(m_registeredAt);
+}
+
+std::vector<Kernel::Counted<TextFrameInterface>> FrameTextNode::GetSlaves() const {
+    std::vector<Kernel::Counted<TextFrameInterface>> slaves;
+    if (m_registeredAt != nullptr)
+        return slaves;
+    for (auto* const frame : GetChain()) {
+        if (frame != this)
+            slaves.emplace_back(frame);
+    }
+    return slaves;
+}
+
+void FrameTextNode::LinkBehind(FrameTextNode& before) {
+    auto& head = before.GetHead();
+    if (&head == this || !m_followers.empty())
+        throw Kernel::Exception("a frame that others follow cannot follow");
+    int last = 0;
+    for (auto const* const follower : head.m_followers)
+        last = std::max(last, follower->GetState<TextFrameState>().flowIndex);
+    EditState<StoryState>([](StoryState& state) { state.story.reset(); });
+    EditState<TextFrameState>([&](TextFrameState& state) {
+        state.master = Kernel::Counted<Kernel::Serialisable>(&head);
+        state.flowIndex = last + 1;
+    });
+}
+
+void FrameTextNode::Unlink() {
+    EditState<TextFrameState>([&](TextFrameState& state) {
+        state.master.reset();
+        state.flowIndex = 0;
+    });
+}
+
+std::size_t FrameTextNode::GetTextFlowIndex() const {
+    auto const chain = GetChain();
+    return static_cast<std::size_t>(std::find(chain.begin(), chain.end(), this) - chain.begin());
+}
+
+Kernel::Counted<TextFlow> FrameTextNode::GetTextFlow() const {
+    TextFlow::Nodes nodes;
+    for (auto* const frame : GetChain())
+        nodes.emplace_back(frame);
+    return Kernel::MakeCounted<TextFlow>(std::move(nodes));
+}
+
+// The story
+
+Kernel::Counted<Story::Story const> FrameTextNode::GetStory() const {
+    static auto const& s_empty = *new Kernel::Counted<Story::Story const>(new Story::Story);
+    auto story = Kernel::Cast<Story::Story>(GetHead().GetState<StoryState>().story);
+    return story ? Kernel::Counted<Story::Story const>(story) : s_empty;
+}
+
+void FrameTextNode::SetStory(Kernel::Counted<Story::Story const> story) {
+    Kernel::Counted<Kernel::Serialisable> const object(const_cast<Story::Story*>(story.get()));
+    GetHead().EditState<StoryState>([&](StoryState& state) { state.story = object; });
+}
+
+void FrameTextNode::OnStoryChange(ChangeResult*, bool, Story::StoryChange const&, bool) {
+    auto& head = GetHead();
+    head.DropComposition();
+    head.BumpRevision();
+    head.MarkChanged();
+}
+
+// Composition
+
+Params FrameTextNode::GetTextRenderScale() const {
+    auto const scale = GetFrameTextScale();
+    double const x = std::hypot(scale.a, scale.c), y = std::hypot(scale.b, scale.d);
+    auto const usable = [](double value) { return std::isfinite(value) && value > 1e-6 && value < 1e6; };
+    return usable(x) && usable(y) ? Params{x, 0, 0, 0, y, 0} : Params{};
+}
+
+Story::FrameGeometry FrameTextNode::MakeGeometry() const {
+    auto const& state = GetState<TextFrameState>();
+    Story::FrameGeometry geometry;
+    geometry.renderScale = GetTextRenderScale();
+    double const scaleX = geometry.renderScale.a, scaleY = geometry.renderScale.d;
+    auto const& rect = state.rect;
+    Kernel::RectT<double> const inner{(rect.left + state.insets.left) / scaleX, (rect.top + state.insets.top) / scaleY,
+                                      (rect.right - state.insets.right) / scaleX,
+                                      (rect.bottom - state.insets.bottom) / scaleY};
+    int const count = std::clamp(state.columnCount, 1, c_maximumColumns);
+    double const gap = state.columnGap / scaleX;
+    double const width = (inner.GetWidth() - gap * (count - 1)) / count;
+    for (int i = 0; i != count; ++i) {
+        double const left = inner.left + i * (width + gap);
+        geometry.columns.push_back({left, inner.top, left + width, inner.bottom});
+    }
+    geometry.verticalAlignment = static_cast<Story::VerticalAlignment>(std::min(state.verticalAlignment, 3u));
+    auto const& grid = GetState<BaselineGridState>();
+    if (grid.enabled && grid.spacing > 0) {
+        geometry.gridStart = (rect.top + grid.start) / scaleY;
+        geometry.gridSpacing = grid.spacing / scaleY;
+    }
+    geometry.wrapShapes = CollectWrapShapes(*this, (GetBaseToSpreadTransform() * geometry.renderScale).GetInverse());
+    return geometry;
+}
+
+Kernel::Counted<Story::ComposedStory> FrameTextNode::GetComposition() const {
+    std::vector<Story::FrameGeometry> frames;
+    for (auto const* const frame : GetChain())
+        frames.push_back(frame->MakeGeometry());
+    return GetHead().Recompose(GetStory(), std::move(frames));
+}
+
+Story::ComposedFramePtr FrameTextNode::MakeComposedText() const {
+    return GetComposition()->GetFrame(GetTextFlowIndex());
+}
+
+Kernel::Counted<Geometry::PolyCurveDbl const> FrameTextNode::GetTextFrameAsCurves() const {
+    return Kernel::MakeCounted<Geometry::PolyCurveDbl>(GetFrameRect());
+}
+
+Kernel::RectT<double> FrameTextNode::GetOwnBounds(Params const& toSpread, bool includeLines) const {
+    auto const rect = GetFrameRect();
+    if (rect.IsEmpty())
+        return {};
+    auto const line = GetLineStyleDescriptor();
+    double const reach =
+        includeLines && IsLineStyleVisible() && line ? line->GetLineStyle()->GetWeightOrZero() * 1.5 : 0;
+    return toSpread.Apply(
+        Kernel::RectT<double>{rect.left - reach, rect.top - reach, rect.right + reach, rect.bottom + reach});
+}
+
+// Copies and files
+
+Kernel::Counted<Kernel::Serialisable> FrameTextNode::CreateObject() { return Kernel::MakeCounted<FrameTextNode>(); }
+
+bool FrameTextNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    bool const loaded = TextNode::Load(in, files, version);
+    // Only a forged file lets a head follow, or a frame itself: such a ring would keep itself alive.
+    auto const* const master = Kernel::CastPointer<FrameTextNode>(GetState<TextFrameState>().master.get());
+    if (master != nullptr && (master == this || master->m_registeredAt != nullptr || !m_followers.empty()))
+        EditState<TextFrameState>([](TextFrameState& state) { state.master.reset(); });
+    UpdateRegistration();
+    return loaded;
+}
+
+void FrameTextNode::CopyMembersFrom(Node const& other) {
+    TextNode::CopyMembersFrom(other);
+    auto const* const frame = Kernel::CastPointer<FrameTextNode const>(&other);
+    if (frame == nullptr || (frame->m_registeredAt == nullptr && frame->m_followers.empty()))
+        return;
+    auto const range = frame->MakeComposedText()->GetRange();
+    auto const story = frame->GetStory()->Clone();
+    story->ReplaceText({range.end, story->GetLength()}, {});
+    story->ReplaceText({0, range.begin}, {});
+    Unlink();
+    SetStory(story);
+}
+
+// TextFrameInterface
+
+void TextFrameInterface::SetColumns(int count, double gap) {
+    EditState<TextFrameState>([&](TextFrameState& state) {
+        state.columnCount = std::clamp(count, 1, c_maximumColumns);
+        state.columnGap = gap;
+    });
+}
+void TextFrameInterface::SetInsets(Kernel::RectT<double> const& insets) {
+    EditState<TextFrameState>([&](TextFrameState& state) { state.insets = insets; });
+}
+void TextFrameInterface::SetVerticalAlignment(unsigned alignment) {
+    EditState<TextFrameState>([&](TextFrameState& state) { state.verticalAlignment = alignment; });
+}
+void TextFrameInterface::SetTextFrameKind(TextFrameKind kind) {
+    EditState<TextFrameState>([&](TextFrameState& state) { state.kind = kind; });
+}
+void TextFrameInterface::SetTextGenerated(bool generated) {
+    EditState<TextFrameState>([&](TextFrameState& state) { state.generated = generated; });
+}
+void TextWrapInterface::SetTextWrap(unsigned mode, Kernel::RectT<double> const& distances) {
+    EditState<TextWrapState>([&](TextWrapState& state) {
+        state.mode = mode;
+        state.distances = distances;
+    });
+}

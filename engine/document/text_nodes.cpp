@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/text_nodes.h"
+
+#include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
+#include "platform/kernel/field_list.h"
+
+#include <algorithm>
+#include <mutex>
+
+// TextNode
+
+struct TextNode::Cache {
+    std::mutex mutex;
+    Kernel::Counted<Story::ComposedStory> composed;
+};
+
+TextNode::TextNode() : m_cache(std::make_unique<Cache>()) {}
+TextNode::~TextNode() = default;
+
+Kernel::Counted<Story::Story> TextNode::GetMutableStory(bool) {
+    auto story = GetStory()->Clone();
+    SetStory(story);
+    return story;
+}
+
+void TextNode::SetText(Story::GlyphString const& text, Story::GlyphAttsRef const& glyphAtts,
+                       Story::ParagraphAttsRef const& paragraphAtts) {
+    auto const story = GetStory()->Clone();
+    story->ReplaceText(story->GetClientAll(), text, glyphAtts, paragraphAtts);
+    SetStory(story);
+}
+
+Kernel::Counted<Story::StyleSheet const> TextNode::GetTextStyleSheet() const {
+    auto const* const document = GetDocumentNode();
+    return document == nullptr ? Story::StyleSheet::GetEmpty() : document->GetTextStyleSheet();
+}
+
+Kernel::Counted<Story::ComposedStory>
+TextNode::MakeComposedStory(Story::CompositionEndConditions const& conditions) const {
+    auto composed = GetComposition();
+    composed->Compose(conditions);
+    return composed;
+}
+
+Kernel::Counted<Story::ComposedStory> TextNode::Recompose(Kernel::Counted<Story::Story const> const& story,
+                                                          std::vector<Story::FrameGeometry> frames) const {
+    auto const styles = GetTextStyleSheet();
+    std::lock_guard const lock(m_cache->mutex);
+    auto& composed = m_cache->composed;
+    bool const isCurrent = composed && composed->GetStory() == story && composed->GetStyleSheet() == styles &&
+                           composed->GetGeometries() == frames;
+    if (!isCurrent)
+        composed = Kernel::MakeCounted<Story::ComposedStory>(story, styles, std::move(frames), composed);
+    return composed;
+}
+
+void TextNode::DropComposition() const {
+    std::lock_guard const lock(m_cache->mutex);
+    m_cache->composed.reset();
+}
+
+namespace {
+
+Kernel::Counted<Story::Story const> StoryOf(AttributeOwner const& owner) {
+    static auto const& s_empty = *new Kernel::Counted<Story::Story const>(new Story::Story);
+    auto story = Kernel::Cast<Story::Story>(owner.GetState<StoryState>().story);
+    return story ? Kernel::Counted<Story::Story const>(story) : s_empty;
+}
+
+void PutStory(AttributeOwner& owner, Kernel::Counted<Story::Story const> const& story) {
+    // A story that stands in a state is not edited any more but by whoever got it as mutable.
+    Kernel::Counted<Kernel::Serialisable> const object(const_cast<Story::Story*>(story.get()));
+    owner.EditState<StoryState>([&](StoryState& state) { state.story = object; });
+}
+
+} // namespace
+
+// ArtTextNode
+
+ArtTextNode::ArtTextNode() = default;
+ArtTextNode::ArtTextNode(Kernel::Counted<Story::Story> story, Kernel::PointT<double> origin) : m_origin(origin) {
+    PutStory(*this, story);
+}
+ArtTextNode::~ArtTextNode() = default;
+
+Kernel::Counted<Story::Story const> ArtTextNode::GetStory() const { return StoryOf(*this); }
+void ArtTextNode::SetStory(Kernel::Counted<Story::Story const> story) { PutStory(*this, story); }
+
+void ArtTextNode::OnStoryChange(ChangeResult*, bool, Story::StoryChange const&, bool) {
+    DropComposition();
+    BumpRevision();
+    MarkChanged();
+}
+
+Kernel::Counted<Story::ComposedStory> ArtTextNode::GetComposition() const {
+    Story::FrameGeometry geometry;
+    geometry.artOrigin = m_origin;
+    return Recompose(GetStory(), {geometry});
+}
+
+Story::ComposedFramePtr ArtTextNode::MakeComposedText() const { return GetComposition()->GetFrame(0); }
+
+Kernel::Counted<TextFlow> ArtTextNode::GetTextFlow() const {
+    return Kernel::MakeCounted<TextFlow>(TextFlow::Nodes{Kernel::Counted<TextNode>(const_cast<ArtTextNode*>(this))});
+}
+
+Kernel::RectT<double> ArtTextNode::GetOwnBounds(Raster::AffineTransform::Params const& toSpread, bool) const {
+    auto const bounds = MakeComposedText()->GetTextBounds();
+    return bounds.IsEmpty() ? Kernel::RectT<double>() : toSpread.Apply(bounds);
+}
+
+Kernel::Counted<Kernel::Serialisable> ArtTextNode::CreateObject() { return Kernel::MakeCounted<ArtTextNode>(); }
+
+void ArtTextNode::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Orig", m_origin);
+    TextNode::Save(out);
+}
+bool ArtTextNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadValue(in, "Orig", m_origin);
+    return TextNode::Load(in, files, version);
+}
+void ArtTextNode::CopyMembersFrom(Node const& other) {
+    TextNode::CopyMembersFrom(other);
+    if (auto const* text = Kernel::CastPointer<ArtTextNode const>(&other))
+        m_origin = text->m_origin;
+}
+
+// TextFlow
+
+Kernel::Counted<TextNode> TextFlow::GetNode(Story::StoryPos const& position) const {
+    for (auto const& node : m_nodes) {
+        auto const range = node->MakeComposedText()->GetRange();
+        if (position.GetIndex() >= range.begin && position.GetIndex() < range.end)
+            return node;
+    }
+    return {};
+}
+
+// Selections
+
+void TextSelection::Save(Kernel::OutSerialiser& out) const {
+    std::vector<int> ends;
+    for (auto const& range : m_ranges) {
+        ends.push_back(range.anchor);
+        ends.push_back(range.end);
+    }
+    Kernel::SaveValue(out, "Rngs", ends);
+}
+bool TextSelection::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    std::vector<int> ends;
+    Kernel::LoadValue(in, "Rngs", ends);
+    m_ranges.clear();
+    for (std::size_t i = 0; i + 1 < ends.size(); i += 2)
+        m_ranges.push_back({ends[i], ends[i + 1]});
+    return true;
+}
+
+void SubSelectionItem::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "SubS", m_part);
+    SelectionItem::Save(out);
+}
+bool SubSelectionItem::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadValue(in, "SubS", m_part);
+    return SelectionItem::Load(in, files, version);
+}

@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/nodes.h"
+#include "platform/document/selection.h"
+#include "platform/story/composition.h"
+
+#include <memory>
+#include <unordered_set>
+
+class TextFlow;
+
+// What an edit of a text changed outside of it. Reserved: frames of a fixed size change nothing.
+class ChangeResult;
+
+// A node that shows text.
+//
+// Texts are values: GetMutableStory puts a copy of the story in its place and hands it out to be edited; who edits it
+// calls OnStoryChange afterwards. Undo keeps the story that was there before.
+class REDRAFT_ENGINE TextNode : public SceneNode,
+                                public BrushFillInterface,
+                                public LineStyleInterface,
+                                public DrawOrderInterface,
+                                public ContourInterface,
+                                public StoryInterface {
+public:
+    ~TextNode() override;
+    // The story that the node shows, whole also where the node shows a part of it. Never null.
+    virtual Kernel::Counted<Story::Story const> GetStory() const = 0;
+    virtual void SetStory(Kernel::Counted<Story::Story const> story) = 0;
+    // `markChanged` false: for edits that are taken back before anyone looks.
+    Kernel::Counted<Story::Story> GetMutableStory(bool markChanged);
+    void SetText(Story::GlyphString const& text, Story::GlyphAttsRef const& glyphAtts,
+                 Story::ParagraphAttsRef const& paragraphAtts);
+    // To be called after an edit of the mutable story: what was composed is composed again when it is asked for. The
+    // flags and the result have no effect here.
+    virtual void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) = 0;
+
+    // The composition of the whole story, at least up to the end that the conditions name.
+    Kernel::Counted<Story::ComposedStory> MakeComposedStory(Story::CompositionEndConditions const& conditions) const;
+    // Composes what the node shows, so that the next one who asks need not wait.
+    void EnsureTextComposed() const { static_cast<void>(MakeComposedText()); }
+    // What the node shows, as composed now. Never null.
+    virtual Story::ComposedFramePtr MakeComposedText() const = 0;
+    // All nodes that show the story.
+    virtual Kernel::Counted<TextFlow> GetTextFlow() const = 0;
+    Kernel::Counted<Story::StyleSheet const> GetTextStyleSheet() const;
+
+protected:
+    TextNode();
+    virtual Kernel::Counted<Story::ComposedStory> GetComposition() const = 0;
+    // The composition of a version in frames, taken from the last one as far as it goes.
+    Kernel::Counted<Story::ComposedStory> Recompose(Kernel::Counted<Story::Story const> const& story,
+                                                    std::vector<Story::FrameGeometry> frames) const;
+    void DropComposition() const;
+
+private:
+    struct Cache;
+    std::unique_ptr<Cache> m_cache;
+};
+
+// Text in a frame, alone or in a chain: what has no place in one frame goes on in the next.
+class REDRAFT_ENGINE FrameTextNode final : public TextNode, public TextFrameInterface, public BaselineGridInterface {
+public:
+    FrameTextNode();
+    // A new empty frame. `rect` is in node space.
+    explicit FrameTextNode(Kernel::RectT<double> const& rect);
+    ~FrameTextNode() override;
+
+    Kernel::RectT<double> GetFrameRect() const { return GetState<TextFrameState>().rect; }
+    void SetFrameRect(Kernel::RectT<double> const& rect);
+    // Lets the frame follow the chain that `before` is the last frame of. The frame's own story is let go. Throws
+    // Kernel::Exception for a frame that has followers, or for itself.
+    void LinkBehind(FrameTextNode& before);
+    // Ends the link: the frame is its own master again, with an empty story.
+    void Unlink();
+
+    Kernel::Counted<TextFrameInterface> GetMaster() const override;
+    std::vector<Kernel::Counted<TextFrameInterface>> GetSlaves() const override;
+    Kernel::Counted<Story::ComposedFrame const> MakeComposedFrame() const override { return MakeComposedText(); }
+    std::size_t GetTextFlowIndex() const override;
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetTextFrameAsCurves() const override;
+    // How text is scaled on its way from text space to node space; a plain scale of both axes.
+    Raster::AffineTransform::Params GetTextRenderScale() const;
+    Raster::AffineTransform::Params GetTextUiScale() const { return GetTextRenderScale(); }
+
+    Kernel::Counted<Story::Story const> GetStory() const override;
+    void SetStory(Kernel::Counted<Story::Story const> story) override;
+    void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) override;
+    Story::ComposedFramePtr MakeComposedText() const override;
+    Kernel::Counted<TextFlow> GetTextFlow() const override;
+    // The outline of the frame; the text may hang over it.
+    Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
+                                       bool includeLines) const override;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    void OnStateChanged(InterfaceId id) override;
+    // A copy is a frame of its own, with the text that the original shows.
+    void CopyMembersFrom(Node const& other) override;
+    Kernel::String GetDefaultDescription() const override { return "Frame Text"; }
+    Kernel::Counted<Story::ComposedStory> GetComposition() const override;
+
+private:
+    friend class TextFlow;
+    FrameTextNode const& GetHead() const;
+    FrameTextNode& GetHead();
+    // The frames of the chain that stand in the same tree as this one, in order.
+    std::vector<FrameTextNode*> GetChain() const;
+    Story::FrameGeometry MakeGeometry() const;
+    void UpdateRegistration();
+
+    // The head that this frame is registered with, and the frames that are registered here.
+    FrameTextNode* m_registeredAt = nullptr;
+    std::unordered_set<FrameTextNode*> m_followers;
+};
+
+// Text that flows in no frame: lines end where the text says so.
+class REDRAFT_ENGINE ArtTextNode final : public TextNode {
+public:
+    ArtTextNode();
+    // `origin` is where the first baseline begins, is centred or ends, in node space.
+    ArtTextNode(Kernel::Counted<Story::Story> story, Kernel::PointT<double> origin);
+    ~ArtTextNode() override;
+
+    Kernel::PointT<double> GetOrigin() const { return m_origin; }
+
+    Kernel::Counted<Story::Story const> GetStory() const override;
+    void SetStory(Kernel::Counted<Story::Story const> story) override;
+    void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) override;
+    Story::ComposedFramePtr MakeComposedText() const override;
+    Kernel::Counted<TextFlow> GetTextFlow() const override;
+    // Of the lines, by their ascents, descents and advances.
+    Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
+                                       bool includeLines) const override;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    void CopyMembersFrom(Node const& other) override;
+    Kernel::String GetDefaultDescription() const override { return "Art Text"; }
+    Kernel::Counted<Story::ComposedStory> GetComposition() const override;
+
+private:
+    Kernel::PointT<double> m_origin;
+};
+
+// The nodes that show one story, in its order.
+class REDRAFT_ENGINE TextFlow final : public virtual Kernel::Countable {
+public:
+    using Nodes = std::vector<Kernel::Counted<TextNode>>;
+    explicit TextFlow(Nodes nodes) : m_nodes(std::move(nodes)) {}
+    Nodes::const_iterator begin() const { return m_nodes.begin(); }
+    Nodes::const_iterator end() const { return m_nodes.end(); }
+    std::size_t size() const { return m_nodes.size(); }
+    Kernel::Counted<Story::Story const> GetStory() const { return m_nodes.front()->GetStory(); }
+    // The node that shows a position; empty when it has no place in any.
+    Kernel::Counted<TextNode> GetNode(Story::StoryPos const& position) const;
+
+private:
+    Nodes m_nodes;
+};
+
+// What of an object is selected.
+class REDRAFT_ENGINE SubSelectable : public Kernel::Serialisable {};
+
+// Stretches of a text.
+class REDRAFT_ENGINE TextSelection final : public SubSelectable {
+public:
+    TextSelection() = default;
+    TextSelection(int anchor, int end) : m_ranges{{anchor, end}} {}
+    explicit TextSelection(Story::StoryRange const& range)
+        : TextSelection(static_cast<int>(range.begin), static_cast<int>(range.end)) {}
+    explicit TextSelection(std::vector<Story::SelectionRange> ranges) : m_ranges(std::move(ranges)) {}
+    std::vector<Story::SelectionRange> const& GetRanges() const { return m_ranges; }
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<TextSelection>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    std::vector<Story::SelectionRange> m_ranges;
+};
+
+// A selected object with what of it is selected.
+class REDRAFT_ENGINE SubSelectionItem final : public SelectionItem {
+public:
+    SubSelectionItem() = default;
+    SubSelectionItem(Kernel::Counted<Selectable> selectable, Kernel::Counted<SubSelectable const> part)
+        : SelectionItem(std::move(selectable)), m_part(std::move(part)) {}
+    Kernel::Counted<SubSelectable const> const& GetSubSelection() const { return m_part; }
+    bool IsWholeObject() const override { return !m_part; }
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<SubSelectionItem>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    Kernel::Counted<SubSelectable const> m_part;
+};

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persisted.h"
+#include "frame/selection_command.h"
+#include "platform/document/object_replacement_command_helper.h"
+#include "platform/document/text_nodes.h"
+
+#include <unordered_map>
+
+namespace Commands {
+
+// Turns the selected text frames into art text: the text as it is laid out now stays where it stands, line by line, and
+// flows no more. A frame of several columns becomes a group of one art text for each.
+class REDRAFT_API ConvertToArtTextCommand final
+    : public Persisted<ConvertToArtTextCommand, SelectionCommand<ConvertToArtTextCommand>>,
+      public ObjectReplacementCommandHelper {
+public:
+    ConvertToArtTextCommand();
+
+    // Judges the first frame of the selection, together with the chain that it stands in.
+    static bool CanApplyTo(Kernel::Counted<Selection const> selection);
+
+    Kernel::LocalisedString GetDescription() const override;
+    bool CanOnlyOperateOnCurrentSpread() const override { return false; }
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    void Receive(Kernel::Counted<FrameTextNode> node);
+    void Receive(Kernel::NonCounted<FrameTextNode> node) { Receive(node.ToCounted()); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    friend struct Kernel::FieldAccess;
+    static constexpr auto Fields() {
+        using This = ConvertToArtTextCommand;
+        return Kernel::FieldList{Kernel::Field{"OldS", &This::m_oldSelection},
+                                 Kernel::Field{"NewS", &This::m_newSelection}};
+    }
+    static bool CanApplyTo(Kernel::Counted<TextFrameInterface const> frame);
+    void DoReplaceObject(Kernel::Counted<FrameTextNode> const& node);
+    Kernel::Counted<ArtTextNode> MakeNewNode(Kernel::Counted<FrameTextNode> const& node,
+                                             Kernel::Counted<Story::ComposedColumn const> const& column,
+                                             bool& inFillerText) const;
+    void ComposeSelectedFrames();
+
+    // Only during Do.
+    Kernel::Counted<MutableSelection> m_workSelection;
+    // The selected frames as they were composed before the first of them was replaced: with it, those of its chain get
+    // other text.
+    std::unordered_map<FrameTextNode const*, Story::ComposedFramePtr> m_composed;
+
+    Kernel::Counted<Selection const> m_oldSelection;
+    Kernel::Counted<Selection const> m_newSelection;
+};
+
+} // namespace Commands

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shapes/text_examples.h"
+
+namespace ExampleDocuments {
+
+Kernel::Counted<FrameTextNode> MakeTextFrame(Kernel::RectT<double> rect, char const* text) {
+    auto frame = Kernel::MakeCounted<FrameTextNode>(rect);
+    frame->SetText(Story::GlyphString(Kernel::String(text)), {}, {});
+    return frame;
+}
+
+void TextFrames(DocumentController& controller) {
+    auto const spread = controller.GetCurrentSpread();
+    constexpr char c_text[] = "A frame of text that is long enough to need some lines, with a hard\nbreak in it, and a "
+                              "word at its end that does not stand alone.";
+    auto const plain = MakeTextFrame({50, 50, 200, 250}, c_text);
+    auto const columns = MakeTextFrame({0, 0, 300, 60}, c_text);
+    auto const first = MakeTextFrame({50, 400, 200, 440}, c_text);
+    auto const second = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{250, 400, 400, 700});
+    auto const empty = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{450, 400, 500, 410});
+    auto const shape = MakeRectangle({400, 50, 450, 100}, 0.2, 0.4, 0.8);
+    for (Kernel::Counted<Node> const& node :
+         std::initializer_list<Kernel::Counted<Node>>{plain, columns, first, second, empty, shape})
+        Append(*spread, node);
+    columns->SetColumns(2, 20);
+    columns->SetTransform({0.8, -0.6, 250, 0.6, 0.8, 200}, false);
+    columns->SetFrameTextScale({1.5, 0, 0, 0, 1.25, 0});
+    columns->SetUserDescription("Two columns");
+    Append(*columns, MakeRectangle({0, 0, 10, 10}, 1, 0, 0));
+    auto const story = columns->GetMutableStory(true);
+    story->FormatText({0, 10}, *Story::MakeDelta(Story::GlyphAtt::Double::Size, 12));
+    story->ReplaceText({20, 20}, Story::GlyphString(Kernel::Counted<Story::Glyph const>(
+                                     Kernel::MakeCounted<Story::FillerTextGlyph>(6u))));
+    columns->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
+    second->LinkBehind(*first);
+    plain->SetOpacity(0.5);
+    Select(controller, {plain, columns, second, empty, shape});
+}
+
+} // namespace ExampleDocuments

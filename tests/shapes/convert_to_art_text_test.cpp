@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/document_controller.h"
+#include "platform/document/document_renderer.h"
+#include "platform/kernel/cast.h"
+#include "shapes/convert_to_art_text_command.h"
+#include "shapes/text_examples.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace ExampleDocuments;
+using Kernel::Cast;
+using Kernel::CastPointer;
+using Kernel::MakeCounted;
+
+constexpr char c_text[] = "The frame has some words that fill more than one line, and then\nanother paragraph.";
+
+class ConvertToArtText : public testing::Test {
+protected:
+    void SetUp() override { document = DocumentController::CreateNew({600, 800}, Raster::FormatRGBA8, 1); }
+
+    Kernel::Counted<FrameTextNode> Add(Kernel::RectT<double> rect, char const* text = c_text) {
+        auto const frame = MakeTextFrame(rect, text);
+        Append(*document->GetCurrentSpread(), frame);
+        return frame;
+    }
+    void Run(std::vector<Kernel::Counted<Node>> const& nodes) {
+        Select(*document, nodes);
+        document->Run(MakeCounted<Commands::ConvertToArtTextCommand>());
+    }
+    std::vector<Node*> Children() const {
+        std::vector<Node*> nodes;
+        auto const spread = document->GetCurrentSpread();
+        for (Node* child = spread->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+             child = child->GetNextSibling())
+            nodes.push_back(child);
+        return nodes;
+    }
+    static std::string TextOf(Node const* node) {
+        auto const story = CastPointer<TextNode const>(node)->GetStory();
+        return story->GetString(story->GetClientAll()).ToStdString();
+    }
+    static std::u32string RawTextOf(Node const* node) {
+        auto const story = CastPointer<TextNode const>(node)->GetStory();
+        return story->GetText(story->GetClientAll());
+    }
+    std::vector<unsigned char> Draw() const {
+        SpreadPictureOptions options;
+        options.scale = 1;
+        options.background = Renderer::Colour::FromGrey(1);
+        auto const target = MakeSpreadPicture(*document->GetCurrentSpread(), options);
+        auto const buffer = target->Render({0, 0, 600, 800});
+        std::vector<unsigned char> bytes(std::size_t{600} * 800 * 4);
+        buffer->ReadPixels(buffer->GetBounds(), bytes.data(), 600 * 4);
+        return bytes;
+    }
+
+    Kernel::Counted<DocumentController> document;
+};
+
+TEST_F(ConvertToArtText, AFrameWithoutTextStaysAndIsNotSelected) {
+    auto const empty = MakeCounted<FrameTextNode>(Kernel::RectT<double>{0, 0, 100, 0});
+    Append(*document->GetCurrentSpread(), empty);
+    Run({empty});
+    ASSERT_EQ(Children().size(), 1u);
+    EXPECT_EQ(Children()[0], empty.get());
+    EXPECT_TRUE(document->GetCurrentSelection()->empty());
+}
+
+TEST_F(ConvertToArtText, OneColumnGivesOneNodeWithACaret) {
+    auto const frame = Add({50, 50, 250, 300});
+    frame->SetUserDescription("Introduction");
+    Run({frame});
+    ASSERT_EQ(Children().size(), 1u);
+    auto const* const text = CastPointer<ArtTextNode>(Children()[0]);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(text->GetDescription(false), "Introduction");
+    auto const selection = document->GetCurrentSelection();
+    ASSERT_EQ(selection->size(), 1u);
+    auto const* const item = CastPointer<SubSelectionItem const>(selection->begin()->get());
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->GetSelectable().get(), text);
+    auto const* const part = CastPointer<TextSelection const>(item->GetSubSelection().get());
+    ASSERT_NE(part, nullptr);
+    EXPECT_EQ(part->GetRanges(), (std::vector<Story::SelectionRange>{{0, 1}}));
+}
+
+TEST_F(ConvertToArtText, ThreeColumnsGiveAGroupOfThreeWithTheFramesChildrenEach) {
+    auto const frame = Add({50, 50, 350, 90},
+                           "The frame has some words that fill more than one line, and these words go on for so long "
+                           "that three columns take them.");
+    frame->SetColumns(3, 10);
+    Append(*frame, MakeRectangle({0, 0, 5, 5}, 1, 0, 0));
+    frame->InsertChild(NodeChildListType::Clipping, MakeRectangle({0, 0, 500, 500}, 0, 0, 0), nullptr);
+    Run({frame});
+    ASSERT_EQ(Children().size(), 1u);
+    auto const* const group = CastPointer<GroupNode>(Children()[0]);
+    ASSERT_NE(group, nullptr);
+    ASSERT_EQ(group->CountChildren(NodeChildListType::Plain), 3u);
+    for (Node const* child = group->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetNextSibling()) {
+        EXPECT_NE(CastPointer<ArtTextNode const>(child), nullptr);
+        EXPECT_EQ(child->CountChildren(NodeChildListType::Plain), 1u);
+        EXPECT_EQ(child->CountChildren(NodeChildListType::Clipping), 1u);
+    }
+    EXPECT_EQ(frame->CountChildren(NodeChildListType::Plain), 1u);
+    auto const selection = document->GetCurrentSelection();
+    ASSERT_EQ(selection->size(), 1u);
+    EXPECT_TRUE((*selection->begin())->IsWholeObject());
+}
+
+TEST_F(ConvertToArtText, AFollowerIsJudgedByItsHeadAndAllFollowers) {
+    auto const head = Add({50, 50, 150, 90});
+    auto const second = MakeCounted<FrameTextNode>(Kernel::RectT<double>{200, 50, 300, 400});
+    auto const third = MakeCounted<FrameTextNode>(Kernel::RectT<double>{350, 50, 450, 400});
+    Append(*document->GetCurrentSpread(), second);
+    Append(*document->GetCurrentSpread(), third);
+    second->LinkBehind(*head);
+    third->LinkBehind(*second);
+    auto const applies = [&] {
+        Select(*document, {second});
+        return Commands::ConvertToArtTextCommand::CanApplyTo(document->GetCurrentSelection());
+    };
+    EXPECT_TRUE(applies());
+    third->SetTextGenerated(true);
+    EXPECT_FALSE(applies());
+    Run({second});
+    EXPECT_EQ(Children().size(), 3u);
+    EXPECT_EQ(Children()[1], second.get());
+    third->SetTextGenerated(false);
+    head->SetTextFrameKind(TextFrameKind::Table);
+    EXPECT_FALSE(applies());
+    head->SetTextFrameKind(TextFrameKind::Plain);
+    EXPECT_FALSE(Commands::ConvertToArtTextCommand::CanApplyTo(Kernel::Counted<Selection const>()));
+    Select(*document, {});
+    EXPECT_FALSE(Commands::ConvertToArtTextCommand::CanApplyTo(document->GetCurrentSelection()));
+}
+
+TEST_F(ConvertToArtText, FillerTextComesAsWordsAlsoBehindAColumnsEnd) {
+    auto const frame = Add({50, 50, 250, 90}, "");
+    frame->SetColumns(2, 10);
+    auto const story = frame->GetMutableStory(true);
+    auto const filler = MakeCounted<Story::FillerTextGlyph>(14u);
+    story->ReplaceText({0, 0}, Story::GlyphString(Kernel::Counted<Story::Glyph const>(filler)));
+    frame->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
+    ASSERT_EQ(frame->MakeComposedFrame()->GetColumnCount(), 2u);
+    ASSERT_FALSE(frame->MakeComposedFrame()->GetColumn(1).empty());
+    Run({frame});
+    auto const* const group = Children().at(0);
+    std::u32string words;
+    for (Node const* child = group->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetNextSibling()) {
+        auto const text = CastPointer<ArtTextNode const>(child)->GetStory();
+        EXPECT_FALSE(text->empty());
+        std::vector<Story::StoryPos> found;
+        Story::StoryPos::BaseCollectIf(found, {text, 0}, {text, text->GetLength()}, Story::IsFillerTextGlyph);
+        EXPECT_TRUE(found.empty());
+        words += RawTextOf(child);
+    }
+    std::erase(words, Story::c_lineSeparator);
+    EXPECT_EQ(words, filler->Expand().substr(0, words.size()));
+    EXPECT_GT(words.size(), 10u);
+}
+
+TEST_F(ConvertToArtText, SoftLineEndsBecomeLineSeparatorsAndHardOnesDoNot) {
+    auto const frame = Add({50, 50, 250, 300}, "one two three four five six seven eight nine ten\nnext");
+    auto const lines = frame->MakeComposedFrame()->GetColumn(0).size();
+    ASSERT_GE(lines, 3u);
+    Run({frame});
+    auto const text = RawTextOf(Children()[0]);
+    EXPECT_EQ(static_cast<std::size_t>(std::count(text.begin(), text.end(), Story::c_lineSeparator)), lines - 2);
+    EXPECT_EQ(std::count(text.begin(), text.end(), Story::c_paragraphSeparator), 1);
+    std::u32string plain = text;
+    std::erase(plain, Story::c_lineSeparator);
+    EXPECT_EQ(plain, U"one two three four five six seven eight nine ten\u2029next");
+    auto const composed = CastPointer<ArtTextNode>(Children()[0])->MakeComposedText();
+    EXPECT_EQ(composed->GetColumn(0).size(), lines);
+}
+
+TEST_F(ConvertToArtText, UndoBringsTheFrameBackAndRedoTheSameNodes) {
+    auto const frame = Add({50, 50, 250, 300});
+    Run({frame});
+    auto* const text = Children()[0];
+    auto const story = CastPointer<ArtTextNode>(text)->GetStory();
+    document->Undo();
+    ASSERT_EQ(Children().size(), 1u);
+    EXPECT_EQ(Children()[0], frame.get());
+    ASSERT_EQ(document->GetCurrentSelection()->size(), 1u);
+    EXPECT_EQ((*document->GetCurrentSelection()->begin())->GetSelectable().get(), frame.get());
+    document->Redo();
+    EXPECT_EQ(Children()[0], text);
+    EXPECT_EQ(CastPointer<ArtTextNode>(text)->GetStory().get(), story.get());
+}
+
+// The bound: no channel of any pixel differs by more than 2 of 255.
+TEST_F(ConvertToArtText, RaggedTextLooksTheSameAfterwards) {
+    auto const left = Add({30, 30, 230, 230});
+    auto const centred =
+        Add({260, 30, 460, 230}, "Centred words that take a few lines of their frame, and a last one.");
+    auto const scaled =
+        Add({30, 300, 430, 500}, "Scaled and turned text with 3\u00BD fractions and a long enough run.");
+    auto const columns =
+        Add({30, 550, 530, 620}, "Two columns of text that are set ragged, so that nothing is lost when "
+                                 "they turn into art, one beside the other, as a group.");
+    centred->GetMutableStory(true)->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Enum::Alignment, 1));
+    centred->OnStoryChange(nullptr, true, Story::StoryChange(true), false);
+    scaled->SetFrameTextScale({1.4, 0, 0, 0, 1.2, 0});
+    scaled->SetTransform({0.9, -0.1, 20, 0.1, 0.9, 0}, false);
+    columns->SetColumns(2, 20);
+    auto const before = Draw();
+    Run({left, centred, scaled, columns});
+    ASSERT_EQ(CastPointer<FrameTextNode>(Children()[0]), nullptr);
+    auto const after = Draw();
+    int greatest = 0;
+    std::size_t ink = 0;
+    for (std::size_t i = 0; i != before.size(); ++i) {
+        greatest = std::max(greatest, std::abs(before[i] - after[i]));
+        ink += before[i] < 128;
+    }
+    EXPECT_GT(ink, 5000u);
+    EXPECT_LE(greatest, 2);
+}
+
+// A chain that is taken apart in one go keeps the text that each frame showed.
+TEST_F(ConvertToArtText, LinkedFramesKeepTheirOwnPartOfTheText) {
+    auto const head = Add({50, 50, 150, 92});
+    auto const second = MakeCounted<FrameTextNode>(Kernel::RectT<double>{200, 50, 300, 400});
+    Append(*document->GetCurrentSpread(), second);
+    second->LinkBehind(*head);
+    auto const range = second->MakeComposedFrame()->GetRange();
+    ASSERT_GT(range.begin, 5u);
+    auto const expected = head->GetStory()->GetText(range);
+    Run({head, second});
+    auto text = RawTextOf(Children()[1]);
+    std::erase(text, Story::c_lineSeparator);
+    EXPECT_EQ(text + Story::c_paragraphSeparator, expected);
+}
+
+TEST_F(ConvertToArtText, UndoWorksAfterAReload) {
+    auto const frame = Add({50, 50, 250, 300});
+    auto const before = document->GetHash(false);
+    Run({frame});
+    auto const after = document->GetHash(false);
+    auto const path =
+        (std::filesystem::temp_directory_path() / ("art-" + std::to_string(getpid()) + ".redraft")).string();
+    document->Save(path);
+    auto const again = DocumentController::Open(path, true);
+    EXPECT_EQ(again->GetHash(false), after);
+    again->Undo();
+    EXPECT_EQ(again->GetHash(false), before);
+    again->Redo();
+    EXPECT_EQ(again->GetHash(false), after);
+    std::filesystem::remove(path);
+}
+
+} // namespace
