@@ -139,7 +139,6 @@ void FrameTextNode::SetStory(Kernel::Counted<Story::Story const> story) {
 void FrameTextNode::OnStoryChange(ChangeResult*, bool, Story::StoryChange const&, bool) {
     auto& head = GetHead();
     head.DropComposition();
-    head.BumpRevision();
     head.MarkChanged();
 }
 

@@ -89,7 +89,6 @@ void ArtTextNode::SetStory(Kernel::Counted<Story::Story const> story) { PutStory
 
 void ArtTextNode::OnStoryChange(ChangeResult*, bool, Story::StoryChange const&, bool) {
     DropComposition();
-    BumpRevision();
     MarkChanged();
 }
 

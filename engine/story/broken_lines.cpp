@@ -292,11 +292,13 @@ LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, Line
     auto const& atts = *paragraph.GetAtts();
     int wanted = atts.Get(ParagraphEnum::Alignment);
     bool const isLast = (flags[end.position] & CharacterFlag::c_mustBreakBefore) != 0;
-    bool const isJustified = wanted == static_cast<int>(Alignment::Justify) && !isLast && !measure.endless;
-    if (wanted == static_cast<int>(Alignment::Justify) && isLast)
-        wanted = atts.Get(ParagraphAtt::Enum::LastAlignment);
     auto const extent = Measure(line, paragraph, line.runs);
     double const room = measure.width - indents.left - indents.right;
+    // A last line keeps its spaces, unless it was taken for one that shrinks.
+    bool const isJustified =
+        wanted == static_cast<int>(Alignment::Justify) && !measure.endless && (!isLast || extent.width > room);
+    if (wanted == static_cast<int>(Alignment::Justify) && isLast && !isJustified)
+        wanted = atts.Get(ParagraphAtt::Enum::LastAlignment);
     line.alignment = Settle(wanted, paragraph.IsRightToLeft());
     if (isJustified && extent.spaceCount != 0 && !hasTabs) {
         // Spaces that are too narrow run words together: a line that does not fit hangs over instead.

@@ -16,6 +16,13 @@ constexpr double c_slack = 1e-6;
 // Paragraphs that are shaped ahead in one go, so that threads have work.
 constexpr std::size_t c_batch = 64;
 
+// Columns that are equally wide but for the rounding of their places share broken lines. What is not finite counts as
+// no width.
+double RoundWidth(double width) {
+    constexpr double c_steps = 4096, c_widest = 1e9;
+    return std::fabs(width) < c_widest ? std::round(width * c_steps) / c_steps : 0;
+}
+
 } // namespace
 
 // ParagraphCache
@@ -199,7 +206,7 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
 
 // Puts lines of the cursor's paragraph into the column. False when some are left, at which the cursor then stands.
 bool FrameComposer::FillFromParagraph(Cursor& cursor) {
-    LineMeasure const measure{m_column->m_rect.GetWidth(), m_geometry.artOrigin.has_value()};
+    LineMeasure const measure{RoundWidth(m_column->m_rect.GetWidth()), m_geometry.artOrigin.has_value()};
     if (!cursor.lines || !(cursor.lines->measure == measure)) {
         cursor.lines = m_paragraphs.GetLines(cursor.paragraph, cursor.begin, measure);
         cursor.line = 0;

@@ -14,7 +14,9 @@ namespace {
 
 constexpr double c_stretch = 0.5;
 constexpr double c_shrink = 1.0 / 3;
-constexpr double c_maximumBadness = 10'000;
+constexpr double c_maximumBadness = 1'000'000;
+// Of a line without a space that could stretch: worse than any other.
+constexpr double c_rigidBadness = 2'000'000;
 constexpr double c_linePenalty = 10;
 constexpr double c_hyphenPenalty = 50;
 constexpr double c_doubleHyphenDemerits = 10'000;
@@ -123,7 +125,7 @@ LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, doubl
     else
         return cost;
     double const ratio = std::fabs(cost.ratio);
-    double const badness = std::min(100 * ratio * ratio * ratio, c_maximumBadness);
+    double const badness = std::isinf(ratio) ? c_rigidBadness : std::min(100 * ratio * ratio * ratio, c_maximumBadness);
     cost.demerits = (c_linePenalty + badness) * (c_linePenalty + badness);
     if (to.hyphen)
         cost.demerits += c_hyphenPenalty * c_hyphenPenalty;

@@ -19,7 +19,7 @@ namespace Story {
 
 // How text looks. Lengths are in units of the text's own space, which are document units (1/96 inch) where nothing
 // scales it. Numbers are part of the stored form: new attributes are added at the end of their list.
-struct GlyphAtt {
+struct REDRAFT_ENGINE GlyphAtt {
     enum class Double : std::uint8_t {
         Size,            // em, a length; default 16
         Tracking,        // added to each advance, in em
@@ -70,7 +70,7 @@ enum class LeadingMode : int {
 enum class LineBreaking : int { TotalFit = 0, Greedy = 1 };
 enum class ParagraphDirection : int { Automatic = 0, LeftToRight = 1, RightToLeft = 2 };
 
-struct ParagraphAtt {
+struct REDRAFT_ENGINE ParagraphAtt {
     enum class Double : std::uint8_t {
         LeftIndent, // a length, at the start side
         RightIndent,

@@ -100,6 +100,18 @@ TEST(Composition, JustifiedLinesReachBothSidesButForTheLast) {
     }
 }
 
+// Also the last one, which shrinks where it was taken because it can.
+TEST(Composition, NoJustifiedLineIsWiderThanItsColumn) {
+    std::u32string const words(c_text);
+    for (double width = 120; width < 300; width += 1.7) {
+        auto const story = MakeStory(words.substr(0, 60 + static_cast<std::size_t>(width)));
+        story->FormatText(*MakeDelta(ParagraphAtt::Enum::Alignment, static_cast<int>(Alignment::Justify)));
+        auto const frame = Compose(story, MakeFrame(width));
+        for (auto const& line : frame->GetColumn(0))
+            EXPECT_LE(line.GetWidth(), width + 0.02) << width;
+    }
+}
+
 TEST(Composition, HyphensStandAtLineEndsAndAreMade) {
     auto const story = MakeStory(U"The extraordinarily uncharacteristic representation of internationalisation");
     story->FormatText(*MakeDelta(ParagraphAtt::Enum::Hyphenate, 1));
