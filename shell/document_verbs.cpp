@@ -6,6 +6,7 @@
 
 #include "platform/kernel/cast.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 
@@ -104,20 +105,42 @@ void AnswerInfoJson(Session& session, DocumentController& document) {
     json.EndObject();
 }
 
+std::string DescribeSpread(SpreadNode const& spread, bool isCurrent) {
+    auto const box = spread.GetBaseBox(true);
+    return FormatRounded(box.GetWidth()) + " x " + FormatRounded(box.GetHeight()) + ", " +
+           Count(spread.CountChildren(NodeChildListType::Pages), "page", "pages") + (isCurrent ? ", current" : "");
+}
+
+// A line a spread; a book's many alike have one line for all.
+void AnswerSpreads(Session& session, DocumentController& document) {
+    constexpr std::size_t c_mostListedAlike = 3;
+    auto const spreads = document.GetDocument()->GetSpreads();
+    std::vector<std::string> lines;
+    for (auto const& spread : spreads)
+        lines.push_back(DescribeSpread(*spread, spread == document.GetCurrentSpread()));
+    for (std::size_t first = 0; first != lines.size();) {
+        auto const end =
+            static_cast<std::size_t>(std::find_if(lines.begin() + static_cast<std::ptrdiff_t>(first), lines.end(),
+                                                  [&](std::string const& line) { return line != lines[first]; }) -
+                                     lines.begin());
+        if (end - first > c_mostListedAlike) {
+            session.Print("spreads   " + std::to_string(first) + " to " + std::to_string(end - 1) + ": each " +
+                          lines[first] + "\n");
+            first = end;
+            continue;
+        }
+        for (; first != end; ++first)
+            session.Print("spread    " + std::to_string(first) + ": " + lines[first] + "\n");
+    }
+}
+
 void AnswerInfo(Session& session, DocumentController& document) {
     auto const census = CountNodes(*document.GetDocument());
     auto const& history = *document.GetHistory();
-    auto const spreads = document.GetDocument()->GetSpreads();
     session.Print("file      " + OneLine(session.GetDocumentPath()) + ", " +
                   Count(GetFileSize(session.GetDocumentPath()), "byte", "bytes") + "\n");
     session.Print(std::string("format    ") + Raster::GetFormatName(document.GetDocument()->GetFormat()) + "\n");
-    for (std::size_t i = 0; i != spreads.size(); ++i) {
-        auto const box = spreads[i]->GetBaseBox(true);
-        session.Print("spread    " + std::to_string(i) + ": " + FormatRounded(box.GetWidth()) + " x " +
-                      FormatRounded(box.GetHeight()) + ", " +
-                      Count(spreads[i]->CountChildren(NodeChildListType::Pages), "page", "pages") +
-                      (spreads[i] == document.GetCurrentSpread() ? ", current" : "") + "\n");
-    }
+    AnswerSpreads(session, document);
     session.Print("nodes     " + std::to_string(census.total));
     char const* separator = ": ";
     for (auto const& [type, count] : census.types) {

@@ -119,11 +119,11 @@ struct Registered {
 };
 
 // Enters them all while the engine is loaded, so that a document can name any of them.
-Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand, DetachSymbolCommand, ReflowPagesCommand, Macro,
-           History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem,
-           SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
-           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode,
-           PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
+Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand, DetachSymbolCommand,
+           ReflowPagesCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings,
+           Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode, DocumentNode,
+           SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode, PolyCurveNode,
+           CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
            BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState,
            TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState,
            GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState,

@@ -6,8 +6,8 @@
 #include "tests/raster/layer_fixture.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <thread>

@@ -43,8 +43,8 @@ TEST(SegmentGrid, ALeafListsEverySegmentThatPassesThroughIt) {
             grid.Gather(grid.Locate(p), listed);
             // The truncated steps stray by up to 1000 units; places within them of the segment do not count.
             auto const box = grid.LocateWithBox(p).second;
-            bool const isClear = p.x > box.left + 2000 && p.y > box.top + 2000 &&
-                                 p.x < box.left + box.size - 2000 && p.y < box.top + box.size - 2000;
+            bool const isClear = p.x > box.left + 2000 && p.y > box.top + 2000 && p.x < box.left + box.size - 2000 &&
+                                 p.y < box.top + box.size - 2000;
             if (isClear) {
                 ASSERT_NE(std::find(listed.begin(), listed.end(), i), listed.end()) << "segment " << i << " at " << k;
             }

@@ -6,8 +6,8 @@
 #include "tests/engine/story/composing.h"
 
 #include <cmath>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <gtest/gtest.h>
 
