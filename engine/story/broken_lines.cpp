@@ -124,7 +124,7 @@ Extent Measure(LineData const& line, ComposedParagraph const& paragraph, std::sp
         for (auto const& glyph : GetGlyphs(line, paragraph, run)) {
             extent.width += glyph.advance;
             if (glyph.Has(ShapedGlyph::c_stretches)) {
-                extent.spaces += glyph.advance;
+                extent.spaces += glyph.advance * GetStretchWeight(paragraph.GetText()[glyph.cluster]);
                 ++extent.spaceCount;
             }
         }
@@ -300,13 +300,19 @@ LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, Line
     if (wanted == static_cast<int>(Alignment::Justify) && isLast && !isJustified)
         wanted = atts.Get(ParagraphAtt::Enum::LastAlignment);
     line.alignment = Settle(wanted, paragraph.IsRightToLeft());
-    if (isJustified && extent.spaceCount != 0 && !hasTabs) {
+    // What would part the last letter from the line's end is no room.
+    std::uint32_t const places =
+        extent.spaceCount - (extent.spaceCount != 0 && !line.hyphen && line.visibleEnd > begin &&
+                                     IsIdeographic(paragraph.GetText()[line.visibleEnd - 1])
+                                 ? 1
+                                 : 0);
+    if (isJustified && places != 0 && !hasTabs) {
         // Spaces that are too narrow run words together: a line that does not fit hangs over instead.
-        double const extra =
-            std::max((room - extent.width) / extent.spaceCount, -extent.spaces / extent.spaceCount / 3 - 1e-3);
+        double const extra = std::max((room - extent.width) / places, -extent.spaces / places / 3 - 1e-3);
         line.spaceExtra = static_cast<float>(extra);
     }
     SetPositions(line, paragraph);
+    line.width -= static_cast<float>(extent.spaceCount - places) * line.spaceExtra;
     if (isJustified)
         line.alignment = Alignment::Justify;
     double const slack = room - line.width;

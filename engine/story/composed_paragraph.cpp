@@ -155,7 +155,7 @@ void ComposedParagraph::ShapeRuns() {
         run.glyphEnd = static_cast<std::uint32_t>(m_glyphs.size());
         for (std::uint32_t i = run.glyphBegin; i != run.glyphEnd; ++i) {
             auto& glyph = m_glyphs[i];
-            if (text[glyph.cluster] == U' ' || text[glyph.cluster] == 0xA0)
+            if (IsStretchable(text[glyph.cluster]))
                 glyph.idAndFlags |= ShapedGlyph::c_stretches;
         }
     }
@@ -170,7 +170,7 @@ std::vector<ShapedGlyph> ComposedParagraph::ShapeAgain(ShapedRun const& run, std
     for (std::uint32_t at = begin; at < end; at += c_maximumShapedLength)
         ShapeText(glyphs, text.substr(0, end), at, std::min(end, at + c_maximumShapedLength), run);
     for (auto& glyph : glyphs) {
-        if (text[glyph.cluster] == U' ' || text[glyph.cluster] == 0xA0)
+        if (IsStretchable(text[glyph.cluster]))
             glyph.idAndFlags |= ShapedGlyph::c_stretches;
     }
     return glyphs;

@@ -14,8 +14,9 @@ namespace Story {
 // One glyph of a font as shaping placed it. Lengths in text units; y grows upwards as fonts have it.
 struct ShapedGlyph {
     static constexpr std::uint32_t c_unsafeToBreak = 1u << 31; // a line cannot begin here without shaping again
-    static constexpr std::uint32_t c_stretches = 1u << 30;     // a space that justification widens
-    static constexpr std::uint32_t c_noGlyph = 0xFFFFFF;       // draws nothing
+    static constexpr std::uint32_t c_stretches = 1u
+                                                 << 30; // justification widens what follows it: a space or an ideograph
+    static constexpr std::uint32_t c_noGlyph = 0xFFFFFF; // draws nothing
     std::uint32_t idAndFlags = 0;
     // Index in the paragraph's composed text of the first character that the glyph belongs to.
     std::uint32_t cluster = 0;
@@ -47,6 +48,16 @@ inline constexpr std::uint8_t c_tab = 8;
 inline constexpr std::uint8_t c_softHyphen = 16;
 inline constexpr std::uint8_t c_control = 32; // shows nothing
 } // namespace CharacterFlag
+
+// Chinese and Japanese letters and marks, which stand without spaces: lines are filled by parting them a little.
+constexpr bool IsIdeographic(char32_t c) {
+    return c > 0x3000 &&
+           (c <= 0x30FF || (c >= 0x3400 && c <= 0x4DBF) || (c >= 0x4E00 && c <= 0x9FFF) ||
+            (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFF01 && c <= 0xFFEF) || (c >= 0x20000 && c <= 0x3FFFF));
+}
+constexpr bool IsStretchable(char32_t c) { return c == U' ' || c == 0xA0 || IsIdeographic(c); }
+// How much of its width counts as a space's where lines stretch and shrink.
+constexpr double GetStretchWeight(char32_t c) { return IsIdeographic(c) ? 0.1 : 1; }
 
 // Where composed text is not the story's: a stretch that an object expanded to.
 struct Expansion {

@@ -96,7 +96,7 @@ std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, s
             sum.width += glyph.advance;
             bool const stretches = glyph.Has(ShapedGlyph::c_stretches);
             if (stretches)
-                sum.spaces += glyph.advance;
+                sum.spaces += glyph.advance * GetStretchWeight(text[glyph.cluster]);
             if ((flags[glyph.cluster] & CharacterFlag::c_space) == 0) {
                 sum.visibleWidth = sum.width;
                 sum.visibleSpaces = sum.spaces;

@@ -23,7 +23,7 @@ struct BreakCandidate {
     bool must = false;
     double width = 0;        // all advances
     double visibleWidth = 0; // without the spaces that would hang
-    double spaces = 0;       // advances of the spaces that stretch
+    double spaces = 0;       // advances of what stretches, weighed
     double visibleSpaces = 0;
     double hyphenWidth = 0;
 };

@@ -100,6 +100,31 @@ TEST(Composition, JustifiedLinesReachBothSidesButForTheLast) {
     }
 }
 
+// Text without spaces is parted between its letters; no line is left short so that others come out even.
+TEST(Composition, JapaneseLinesReachBothSidesAndAreFilled) {
+    std::u32string text;
+    for (int sentence = 0; sentence != 6; ++sentence)
+        text +=
+            U"\u79C1\u306F\u305D\u306E\u4EBA\u3092\u5E38\u306B\u5148\u751F\u3068\u547C\u3093\u3067\u3044\u305F\u3002";
+    auto const story = MakeStory(text, 16, "IPAGothic");
+    story->FormatText(*MakeDelta(ParagraphAtt::Enum::Alignment, static_cast<int>(Alignment::Justify)));
+    for (double width = 200; width < 260; width += 7.3) {
+        auto const frame = Compose(story, MakeFrame(width));
+        auto const& lines = frame->GetColumn(0);
+        auto const last = std::prev(lines.end());
+        std::u32string all;
+        for (auto const& line : lines) {
+            all += LineText(line);
+            if (&line == &*last)
+                continue;
+            EXPECT_NEAR(line.GetWidth(), width, 0.01);
+            // A mark that must not begin a line may take one letter with it, and so may shrinking.
+            EXPECT_GE(static_cast<double>(LineText(line).size()), std::floor(width / 16) - 2) << width;
+        }
+        EXPECT_EQ(all, text);
+    }
+}
+
 // Also the last one, which shrinks where it was taken because it can.
 TEST(Composition, NoJustifiedLineIsWiderThanItsColumn) {
     std::u32string const words(c_text);
