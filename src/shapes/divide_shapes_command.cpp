@@ -5,6 +5,7 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "shapes/shape_examples.h"
+#include "shapes/text_examples.h"
 
 #include <algorithm>
 
@@ -14,6 +15,7 @@ DivideShapesCommand::DivideShapesCommand(bool retainAll, Kernel::Counted<Selecti
     : Persisted(std::move(selection)), m_retainAll(retainAll) {
     AppendTranslator(std::make_unique<TerminatingTranslatorT<DivideShapesCommand, LogicalNode>>());
     AppendTranslator(std::make_unique<TerminatingTranslatorT<DivideShapesCommand, ConstCurvesInterface>>());
+    AppendTranslator(std::make_unique<TerminatingTranslatorT<DivideShapesCommand, TextNode>>());
 }
 
 DivideShapesCommand::DivideShapesCommand() : DivideShapesCommand(false, {}) {}
@@ -288,6 +290,23 @@ static ExampleRegistration const s_retainExample({
     .prepare = ExampleDocuments::ClippedAndOpenShapes,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<DivideShapesCommand>(true, Kernel::Counted<Selection const>());
+    },
+    .keptByContract = {},
+});
+
+static ExampleRegistration const s_textExample({
+    .className = "DivideShapesCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            auto const text = ExampleDocuments::MakeTextFrame({40, 40, 240, 140}, "Cut letters");
+            ExampleDocuments::SetFill(*text, 1, 0.9, 0.6);
+            auto const shape = ExampleDocuments::MakeRectangle({60, 30, 90, 150}, 0.2, 0.3, 0.8);
+            ExampleDocuments::Append(*controller.GetCurrentSpread(), text);
+            ExampleDocuments::Append(*controller.GetCurrentSpread(), shape);
+            ExampleDocuments::Select(controller, {text, shape});
+        },
+    .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<DivideShapesCommand>(false, controller.GetCurrentSelection());
     },
     .keptByContract = {},
 });

@@ -7,6 +7,7 @@
 #include "platform/document/nodes.h"
 #include "platform/document/spread_rects.h"
 #include "platform/document/structure_command_helper.h"
+#include "platform/document/text_nodes.h"
 #include "shapes/divide_source.h"
 
 #include <map>
@@ -14,7 +15,8 @@
 namespace Commands {
 
 // Cuts the selected shapes along each other's edges. Every piece becomes a shape of its own, with the look of the shape
-// that it belonged to, at that shape's place.
+// that it belonged to, at that shape's place. A text is cut as the outlines of its letters, and of its frame where that is
+// painted.
 class REDRAFT_API DivideShapesCommand final
     : public Persisted<DivideShapesCommand, OrderedSelectionCommand<DivideShapesCommand>>,
       public StructureCommandHelper,
@@ -47,6 +49,7 @@ public:
 
     void Receive(Kernel::NonCounted<LogicalNode> group);
     void Receive(Kernel::NonCounted<ConstCurvesInterface> shape);
+    void Receive(Kernel::NonCounted<TextNode> text);
 
 private:
     friend struct Kernel::FieldAccess;
@@ -71,6 +74,8 @@ private:
 
     // Gathering, in divide_shapes_inputs.cpp. Each answers false for what has nothing to give.
     bool ApplyClips(Node const& node, DivideInput& input, bool allowUnfilled);
+    void AddTextFrame(TextNode const& text);
+    void AddSource(Kernel::Counted<Node> const& node, DivideInput input, bool isFrame);
     bool CompileCurves(Kernel::NonCounted<ConstCurvesInterface const> shape, DivideInput& input);
     bool CompileGroup(Node const& node, DivideInput& input);
     bool AddGroupChildren(Node const& node, std::vector<DivideInput>& inputs);

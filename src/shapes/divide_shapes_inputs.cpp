@@ -4,6 +4,8 @@
 
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
+#include "platform/story/text_renderer.h"
+#include "shapes/text_curves_render_target.h"
 
 #include <algorithm>
 #include <atomic>
@@ -128,14 +130,51 @@ void DivideShapesCommand::Receive(Kernel::NonCounted<ConstCurvesInterface> shape
             m_noFilledInputs = false;
         ApplyClips(*node, input, true);
     }
-    if (!input.curves.empty()) {
-        auto const style = Kernel::MakeCounted<ObjectStyle>();
-        style->Set(node, m_documentController->GetDocument()->GetFormat(), {}, ObjectStyleMask(), {});
-        m_inputs.push_back(std::move(input));
-        m_sources.push_back({node, style, {}});
-    }
+    if (!input.curves.empty())
+        AddSource(node, std::move(input), false);
     m_invalidRects.Append(SpreadRect(*node, node->GetBounds(true)));
     m_oldNodes.push_back(node);
+}
+
+// Pieces get the node's look, or that of its text's frame.
+void DivideShapesCommand::AddSource(Kernel::Counted<Node> const& node, DivideInput input, bool isFrame) {
+    auto const style = Kernel::MakeCounted<ObjectStyle>();
+    style->Set(node, m_documentController->GetDocument()->GetFormat(), {}, ObjectStyleMask(), {});
+    if (isFrame)
+        style->ConvertFrameToMain();
+    m_inputs.push_back(std::move(input));
+    m_sources.push_back({node, style, {}});
+}
+
+// What is painted of a frame comes first, so that its letters own what they cover. Neither counts as a filled shape.
+void DivideShapesCommand::Receive(Kernel::NonCounted<TextNode> text) {
+    auto const composed = text->MakeComposedText();
+    Kernel::Counted<Node> const node(text.get());
+    AddTextFrame(*text);
+    auto const target = Kernel::MakeCounted<TextCurvesRenderTarget>(
+        m_inputs, m_sources, node, text->GetBaseToSpreadTransform(), m_documentController->GetDocument()->GetFormat(),
+        Raster::ICCManager::ICCProfileSet());
+    Story::TextRenderer(target, composed).Render(Story::DrawMode::All, true);
+    m_invalidRects.Append(SpreadRect(*node, node->GetBounds(true)));
+    m_oldNodes.push_back(node);
+}
+
+void DivideShapesCommand::AddTextFrame(TextNode const& text) {
+    auto const* const frame = Kernel::CastPointer<TextFrameInterface const>(&text);
+    bool const isFilled = text.GetBrushFillContentType() == ContentType::Frame && !text.IsBrushFillNone();
+    bool const isLined = text.GetLineStyleContentType() == ContentType::Frame && text.IsLineStyleVisible();
+    auto const outline = frame != nullptr && (isFilled || isLined) ? frame->GetTextFrameAsCurves() : nullptr;
+    if (!outline)
+        return;
+    DivideInput input;
+    input.curves.push_back({outline, Geometry::Transform::Identity()});
+    input.transform = Geometry::Transform(text.GetBaseToSpreadTransform());
+    input.windingOrderMode = frame->GetTextFrameWindingOrderMode();
+    input.role = Graph::c_ordinaryRole;
+    input.filled = isFilled && text.IsBrushFillVisible(c_visibleFill);
+    if (isLined)
+        std::tie(input.strokedFront, input.strokedBehind) = text.IsLineStyleVisibleFrontBehind();
+    AddSource(Kernel::Counted<Node>(const_cast<TextNode*>(&text)), std::move(input), true);
 }
 
 // Closed content counts as area even where it is not painted, open content only where it is.
