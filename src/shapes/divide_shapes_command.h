@@ -15,8 +15,8 @@
 namespace Commands {
 
 // Cuts the selected shapes along each other's edges. Every piece becomes a shape of its own, with the look of the shape
-// that it belonged to, at that shape's place. A text is cut as the outlines of its letters, and of its frame where that is
-// painted.
+// that it belonged to, at that shape's place. A text is cut as the outlines of its letters, and of its frame where that
+// is painted.
 class REDRAFT_API DivideShapesCommand final
     : public Persisted<DivideShapesCommand, OrderedSelectionCommand<DivideShapesCommand>>,
       public StructureCommandHelper,
