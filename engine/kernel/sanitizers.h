@@ -16,3 +16,23 @@
 #ifdef __SANITIZE_THREAD__
 #define REDRAFT_THREAD_SANITIZER
 #endif
+
+#ifdef REDRAFT_ADDRESS_SANITIZER
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace Kernel {
+
+// While one lives, what this thread allocates is left out of the leak checks: for calls of libraries that are known to
+// lose some bytes.
+#ifdef REDRAFT_ADDRESS_SANITIZER
+using KnownLeaks = __lsan::ScopedDisabler;
+#else
+class KnownLeaks {
+public:
+    KnownLeaks() noexcept {}
+    ~KnownLeaks() {}
+};
+#endif
+
+} // namespace Kernel

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/kernel/sanitizers.h"
 #include "engine/story/font.h"
 #include "platform/story/composition.h"
 
@@ -112,7 +113,13 @@ public:
     std::map<FontQuery, Kernel::Counted<FontStack const>>& GetStacks() { return m_stacks; }
 
 private:
-    SystemFonts() : m_config(FcInitLoadConfigAndFonts()) {}
+    SystemFonts() : m_config(LoadConfig()) {}
+    // The library loses some bytes while it reads the system's configuration.
+    static FcConfig* LoadConfig() {
+        Kernel::KnownLeaks const known;
+        return FcInitLoadConfigAndFonts();
+    }
+
     std::mutex m_mutex;
     FcConfig* m_config;
     std::map<std::pair<std::string, int>, FontFaceRef> m_faces;

@@ -8,9 +8,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <hyphen.h>
-#ifdef REDRAFT_ADDRESS_SANITIZER
-#include <sanitizer/lsan_interface.h>
-#endif
 #include <map>
 #include <mutex>
 #include <shared_mutex>
@@ -60,9 +57,7 @@ std::string FindFile(std::string const& language) {
 
 // The library loses some bytes of a dictionary's doubled patterns while it reads them, once for each dictionary.
 HyphenDict* LoadDictionary(std::string const& file) {
-#ifdef REDRAFT_ADDRESS_SANITIZER
-    __lsan::ScopedDisabler const known;
-#endif
+    Kernel::KnownLeaks const known;
     return hnj_hyphen_load(file.c_str());
 }
 
