@@ -11,6 +11,7 @@
 #include "shapes/divide_source.h"
 
 #include <map>
+#include <optional>
 
 namespace Commands {
 
@@ -83,6 +84,8 @@ private:
     bool ClipFilled(std::vector<DivideInput>& clips, DivideInput& input);
     bool ClipUnfilled(std::vector<DivideInput>& clips, DivideInput& input);
     Kernel::Counted<Graph> CreateGraph(std::vector<DivideInput> const& inputs, Graph::BoolOpMethod method);
+    // What the inputs cover or leave of each other: null when that is nothing, nothing when no map could be made.
+    std::optional<Kernel::Counted<Geometry::PolyCurveDbl>> FindOutline(std::vector<DivideInput> const& inputs);
     bool IsAborted() const;
 
     void Gather();

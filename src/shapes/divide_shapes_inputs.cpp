@@ -94,6 +94,15 @@ DivideShapesCommand::CreateGraph(std::vector<DivideInput> const& inputs, Graph::
         .first;
 }
 
+std::optional<Kernel::Counted<Geometry::PolyCurveDbl>>
+DivideShapesCommand::FindOutline(std::vector<DivideInput> const& inputs) {
+    auto const graph = CreateGraph(inputs, Graph::BoolOpMethod::Outline);
+    if (!graph)
+        return std::nullopt;
+    auto outline = graph->GetEnabledOutline(true, true, true, false);
+    return outline && !outline->empty() ? outline : nullptr;
+}
+
 void DivideShapesCommand::Receive(Kernel::NonCounted<LogicalNode> group) {
     for (Node* child = group->GetLastChild(NodeChildListType::Plain); child != nullptr;
          child = child->GetPreviousSibling())
@@ -233,15 +242,14 @@ bool DivideShapesCommand::CompileGroup(Node const& node, DivideInput& input) {
         input.curves.clear();
         return true;
     }
-    auto const graph = CreateGraph(children, Graph::BoolOpMethod::Outline);
-    if (!graph)
+    auto outline = FindOutline(children);
+    if (!outline)
         return true;
-    auto outline = graph->GetEnabledOutline(true, true, true, false);
-    if (!outline || outline->empty()) {
+    if (!*outline) {
         input.curves.clear();
         return true;
     }
-    ReplaceByOutline(input, std::move(outline), true);
+    ReplaceByOutline(input, std::move(*outline), true);
     ApplyClips(node, input, true);
     return true;
 }
@@ -297,32 +305,30 @@ bool DivideShapesCommand::GatherClips(Node const& node, std::vector<DivideInput>
 // What the clips leave of an area.
 bool DivideShapesCommand::ClipFilled(std::vector<DivideInput>& clips, DivideInput& input) {
     clips.insert(clips.begin(), input);
-    auto const graph = CreateGraph(clips, Graph::BoolOpMethod::Outline);
-    if (!graph)
+    auto outline = FindOutline(clips);
+    if (!outline)
         return true;
-    auto outline = graph->GetEnabledOutline(true, true, true, false);
-    if (!outline || outline->empty()) {
+    if (!*outline) {
         input.curves.clear();
         return false;
     }
-    ReplaceByOutline(input, std::move(outline), true);
+    ReplaceByOutline(input, std::move(*outline), true);
     return true;
 }
 
 // What the clips leave of lines.
 bool DivideShapesCommand::ClipUnfilled(std::vector<DivideInput>& clips, DivideInput& input) {
     if (clips.size() > 1) {
-        auto const graph = CreateGraph(clips, Graph::BoolOpMethod::Outline);
-        if (!graph)
+        auto outline = FindOutline(clips);
+        if (!outline)
             return true;
-        auto outline = graph->GetEnabledOutline(true, true, true, false);
-        if (!outline || outline->empty()) {
+        if (!*outline) {
             input.curves.clear();
             return false;
         }
         DivideInput common;
         common.role = Graph::c_clipRole;
-        ReplaceByOutline(common, std::move(outline), true);
+        ReplaceByOutline(common, std::move(*outline), true);
         clips.clear();
         clips.push_back(std::move(common));
     }

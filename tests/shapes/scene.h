@@ -76,7 +76,7 @@ inline std::vector<Kernel::Counted<Node>> ChildrenOf(Node const& parent) {
     return children;
 }
 
-// A command and the tree that it has changed, saved and loaded.
+// A command and the tree that it has changed, saved, some of its fields taken out, and loaded.
 struct Reloaded {
     Kernel::Counted<DocumentCommand> command;
     Kernel::Counted<DocumentNode> document;

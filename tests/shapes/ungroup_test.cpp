@@ -2,8 +2,7 @@
 #include "frame/notifications.h"
 #include "shapes/ungroup_all_nodes_command.h"
 #include "shapes/ungroup_nodes_command.h"
-#include "tests/support/documents.h"
-#include "tests/support/records.h"
+#include "tests/shapes/scene.h"
 
 #include <gtest/gtest.h>
 
@@ -11,25 +10,13 @@ namespace {
 
 using namespace Commands;
 using namespace Support;
-using Params = Raster::AffineTransform::Params;
 
-struct Scene {
-    Kernel::Counted<DocumentController> controller = NewDocument();
-    Kernel::Counted<SpreadNode> spread = controller->GetCurrentSpread();
-
-    // Appends children to a parent, in order.
-    void Put(Node& parent, std::initializer_list<Kernel::Counted<Node>> children) {
-        for (auto const& child : children)
-            ExampleDocuments::Append(parent, child);
-    }
-    void Select(std::vector<Kernel::Counted<Node>> const& nodes) { ExampleDocuments::Select(*controller, nodes); }
-    std::string SelectedNames() const {
-        std::string names;
-        for (auto const& node : controller->GetCurrentSelection()->GetNodes())
-            names += (names.empty() ? "" : " ") + node->GetDescription(true).ToStdString();
-        return names;
-    }
-};
+std::string SelectedNames(Scene const& scene) {
+    std::string names;
+    for (auto const& node : scene.Selected()->GetNodes())
+        names += (names.empty() ? "" : " ") + node->GetDescription(true).ToStdString();
+    return names;
+}
 
 TEST(Ungroup, ChildrenTakeTheGroupsPlaceInTheirOrder) {
     Scene scene;
@@ -39,11 +26,11 @@ TEST(Ungroup, ChildrenTakeTheGroupsPlaceInTheirOrder) {
     scene.Select({group});
     scene.controller->Run(Kernel::MakeCounted<UngroupNodesCommand>());
     EXPECT_EQ("below a b above", ChildNames(*scene.spread));
-    EXPECT_EQ("a b", scene.SelectedNames());
+    EXPECT_EQ("a b", SelectedNames(scene));
     scene.controller->Undo();
     EXPECT_EQ("below group above", ChildNames(*scene.spread));
     EXPECT_EQ("a b", ChildNames(*group));
-    EXPECT_EQ("group", scene.SelectedNames());
+    EXPECT_EQ("group", SelectedNames(scene));
 }
 
 TEST(Ungroup, ChildrenKeepTheirPlaceOnThePage) {
@@ -85,9 +72,9 @@ TEST(Ungroup, PlainShapesFallOutOfTheSelection) {
     scene.Select({shape, group});
     scene.controller->Run(Kernel::MakeCounted<UngroupNodesCommand>());
     EXPECT_EQ("shape a", ChildNames(*scene.spread));
-    EXPECT_EQ("a", scene.SelectedNames());
+    EXPECT_EQ("a", SelectedNames(scene));
     scene.controller->Undo();
-    EXPECT_EQ("shape group", scene.SelectedNames());
+    EXPECT_EQ("shape group", SelectedNames(scene));
 }
 
 TEST(Ungroup, TwoGroupsOfOneParentLandWhereEachStood) {
@@ -205,23 +192,6 @@ public:
         return &s_properties;
     }
 };
-
-// A command and the tree that it has changed, saved, some of its fields taken out, and loaded.
-struct Reloaded {
-    Kernel::Counted<DocumentCommand> command;
-    Kernel::Counted<DocumentNode> document;
-};
-
-Reloaded Reload(Scene const& scene, DocumentCommand const& command, std::vector<SavedField> const& hidden) {
-    auto storage = SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(&command),
-                                 Kernel::Counted<Kernel::Serialisable const>(scene.controller->GetDocument())});
-    for (auto const& field : hidden)
-        HideField(storage, field);
-    auto const roots = LoadFromMemory(storage);
-    Reloaded result{Kernel::Cast<DocumentCommand>(roots.at(0)), Kernel::Cast<DocumentNode>(roots.at(1))};
-    Bind(*scene.controller, *result.command);
-    return result;
-}
 
 TEST(Ungroup, WithoutItsTagACommandRelaxesNothingOnALaterUndo) {
     for (bool const hasTag : {true, false}) {

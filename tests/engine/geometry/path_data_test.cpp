@@ -150,10 +150,13 @@ TEST(PathData, RoundsToTheWantedDigits) {
 
 TEST(PathData, ReadsTheSameUnderACommaLocale) {
     auto const before = std::string(std::setlocale(LC_NUMERIC, nullptr));
-    if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr)
-        GTEST_SKIP() << "no locale with a decimal comma";
+    // The build makes it, as a machine need not have any locale but C.
+    ASSERT_EQ(::setenv("LOCPATH", TEST_LOCALES, 1), 0);
+    ASSERT_NE(std::setlocale(LC_NUMERIC, "de_DE.UTF-8"), nullptr);
+    ASSERT_STREQ(std::localeconv()->decimal_point, ",");
     EXPECT_EQ(Rewritten("M1.5,2.5L3,4"), "M1.5 2.5 3 4");
     std::setlocale(LC_NUMERIC, before.c_str());
+    ::unsetenv("LOCPATH");
 }
 
 TEST(PathData, GarbageIsRefusedOrReadButNeverMore) {

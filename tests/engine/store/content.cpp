@@ -109,4 +109,15 @@ void RestoreChecksums(Bytes& file) {
         SetPageChecksum(std::span(file).subspan(page * c_pageSize, c_pageSize), page);
 }
 
+Content MakeRound(std::uint32_t round) {
+    Content content;
+    for (std::uint32_t i = 0; i != 8; ++i)
+        content.chunks[i] = MakeText(20000 + 100 * i, 100 * round + i);
+    content.AddBlob(MakeNoise(65536, round));
+    content.chunks[100] = Bytes(4);
+    for (unsigned i = 0; i != 4; ++i)
+        content.chunks[100][i] = static_cast<std::byte>(round >> (8 * i));
+    return content;
+}
+
 } // namespace Store::Testing

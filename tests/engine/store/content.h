@@ -66,4 +66,7 @@ std::string GetFailure(F const& function) {
     return {};
 }
 
+// The document of round n; all of it tells its round.
+Content MakeRound(std::uint32_t round);
+
 } // namespace Store::Testing

@@ -298,42 +298,13 @@ TEST(Crash, AnInterruptedSaveWithoutItsJournalIsRefusedOrWhole) {
     EXPECT_GT(refused, 0u);
 }
 
-// The document of round n; all of it tells its round.
-Content MakeRound(std::uint32_t round) {
-    Content content;
-    for (std::uint32_t i = 0; i != 8; ++i)
-        content.chunks[i] = MakeText(20000 + 100 * i, 100 * round + i);
-    content.AddBlob(MakeNoise(65536, round));
-    content.chunks[100] = Bytes(4);
-    for (unsigned i = 0; i != 4; ++i)
-        content.chunks[100][i] = static_cast<std::byte>(round >> (8 * i));
-    return content;
-}
-
-constexpr int c_reportDescriptor = 9;
-
-// What the killed process does. Not a test of its own: it needs the path that its parent sets.
-TEST(KilledProcess, DISABLED_SavesForEver) {
-    auto const* const path = std::getenv("REDRAFT_TEST_DOCUMENT");
-    ASSERT_NE(path, nullptr);
-    auto const container = Container::Open(path, OpenMode::Edit);
-    for (std::uint32_t round = 1;; ++round) {
-        Save(*container, MakeRound(round));
-        if (::write(c_reportDescriptor, "s", 1) != 1)
-            return;
-    }
-}
-
 TEST(KilledProcess, LeavesTheDocumentOfOneRound) {
     TemporaryFolder const folder;
     auto const path = folder / "a";
     Save(*Container::Create(path, IfExists::Refuse), MakeRound(0));
-    ASSERT_EQ(::setenv("REDRAFT_TEST_DOCUMENT", path.c_str(), 1), 0);
-    char program[] = "/proc/self/exe";
-    char filter[] = "--gtest_filter=KilledProcess.DISABLED_SavesForEver";
-    char disabled[] = "--gtest_also_run_disabled_tests";
-    char brief[] = "--gtest_brief=1";
-    char* const arguments[] = {program, filter, disabled, brief, nullptr};
+    char program[] = STORE_SAVER;
+    std::string document = path.string();
+    char* const arguments[] = {program, document.data(), nullptr};
     std::mt19937 random(1);
     unsigned interrupted = 0;
     for (int kill = 0; kill != 40; ++kill) {
@@ -341,8 +312,7 @@ TEST(KilledProcess, LeavesTheDocumentOfOneRound) {
         ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, pipe[1], c_reportDescriptor);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
         pid_t child = 0;
         ASSERT_EQ(::posix_spawn(&child, program, &actions, nullptr, arguments, environ), 0);
         posix_spawn_file_actions_destroy(&actions);
