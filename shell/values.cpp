@@ -2,6 +2,7 @@
 #include "shell/values.h"
 
 #include "shell/failure.h"
+#include "shell/svg/scanner.h"
 
 #include <array>
 #include <charconv>
@@ -43,29 +44,20 @@ std::array<double, Count> ParseNumbers(std::string_view text, std::string_view f
     return values;
 }
 
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 ValueError NoColour(std::string_view text) {
     return ValueError("needs a colour, as #rrggbb, #rrggbbaa, rgb(), cmyk(), lab() or grey(), not " + Quote(text));
 }
 
 Colour ParseHexColour(std::string_view text) {
     std::string_view digits = text.substr(1);
-    std::array<int, 8> values{};
+    std::array<std::uint32_t, 8> values{};
     if (digits.size() != 3 && digits.size() != 6 && digits.size() != 8)
         throw NoColour(text);
     for (std::size_t i = 0; i != digits.size(); ++i) {
-        values[i] = HexDigit(digits[i]);
-        if (values[i] < 0)
+        auto const digit = Svg::HexDigit(digits[i]);
+        if (!digit)
             throw NoColour(text);
+        values[i] = *digit;
     }
     if (digits.size() == 3)
         values = {values[0], values[0], values[1], values[1], values[2], values[2], 15, 15};

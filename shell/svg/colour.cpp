@@ -174,16 +174,6 @@ Rgba FromBytes(std::uint32_t rgb, std::uint32_t alpha = 255) {
     return {(rgb >> 16 & 255) / 255.0, (rgb >> 8 & 255) / 255.0, (rgb & 255) / 255.0, alpha / 255.0};
 }
 
-std::optional<std::uint32_t> HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return std::nullopt;
-}
-
 std::optional<Rgba> ParseHex(std::string_view digits) {
     std::size_t const count = digits.size();
     if (count != 3 && count != 4 && count != 6 && count != 8)

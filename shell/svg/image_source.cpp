@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/svg/image_source.h"
 
+#include "shell/svg/scanner.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -9,16 +11,6 @@
 namespace Shell::Svg {
 
 namespace {
-
-std::optional<std::uint32_t> HexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return std::nullopt;
-}
 
 // The values of the digits of RFC 4648, section 4, and of its URL form, section 5.
 constexpr std::array<std::int8_t, 256> c_base64Values = [] {
@@ -62,8 +54,8 @@ std::string DecodePercent(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        auto const high = text[i] == '%' && i + 2 < text.size() ? HexValue(text[i + 1]) : std::nullopt;
-        auto const low = high ? HexValue(text[i + 2]) : std::nullopt;
+        auto const high = text[i] == '%' && i + 2 < text.size() ? HexDigit(text[i + 1]) : std::nullopt;
+        auto const low = high ? HexDigit(text[i + 2]) : std::nullopt;
         if (low) {
             out += static_cast<char>(*high * 16 + *low);
             i += 2;

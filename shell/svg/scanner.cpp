@@ -61,6 +61,16 @@ bool IsUnderflow(std::string_view number) {
 
 } // namespace
 
+std::optional<std::uint32_t> HexDigit(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return std::nullopt;
+}
+
 std::string_view Trimmed(std::string_view text) {
     while (!text.empty() && IsSpace(text.front()))
         text.remove_prefix(1);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,6 +9,8 @@
 namespace Shell::Svg {
 
 inline bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
+// The value of a hexadecimal digit of either case.
+std::optional<std::uint32_t> HexDigit(char c);
 std::string_view Trimmed(std::string_view text);
 // ASCII letters only, as CSS and XML compare.
 bool EqualsIgnoringCase(std::string_view a, std::string_view b);

@@ -61,23 +61,13 @@ void AppendCharacter(std::string& out, std::uint32_t c) {
     }
 }
 
-std::optional<std::uint32_t> HexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return std::nullopt;
-}
-
 // The character that a backslash at the start of the scanner's text stands for (CSS Syntax 3, section 4.3.7).
 void TakeEscape(Scanner& scanner, std::string& out) {
     scanner.Advance(1);
     std::uint32_t value = 0;
     int digits = 0;
     while (digits < 6) {
-        auto const digit = HexValue(scanner.Peek());
+        auto const digit = HexDigit(scanner.Peek());
         if (!digit)
             break;
         value = value * 16 + *digit;
