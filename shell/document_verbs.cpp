@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/interrupt.h"
+#include "shell/mask_verb.h"
 #include "shell/picture.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
@@ -102,6 +103,7 @@ void AnswerInfoJson(Session& session, DocumentController& document) {
     json.Member("entries", history.GetCount());
     json.Member("position", history.GetPosition());
     json.EndObject();
+    WriteMask(json, document);
     json.EndObject();
 }
 
@@ -148,6 +150,7 @@ void AnswerInfo(Session& session, DocumentController& document) {
         separator = ", ";
     }
     session.Print("\nselected  " + std::to_string(document.GetCurrentSelection()->size()) + "\n");
+    PrintMask(session, document, false);
     session.Print("history   at " + std::to_string(history.GetPosition()) + " of " +
                   std::to_string(history.GetCount()) + "\n");
 }

@@ -42,6 +42,23 @@ std::vector<Verb> const& GetVerbs() {
          &RunInfo},
         {{.verb = "tree", .summary = "Lists the node tree.", .onDocument = true, .positionals = {}, .options = {}},
          &RunTree},
+        {{.verb = "mask",
+          .summary = "Selects the pixels and channels that effects on layers may change, or tells which are. SHAPE:\n"
+                     "  none                  no selection: effects change whole layers\n"
+                     "  all                   every pixel\n"
+                     "  rectangle:l,t,r,b     in the spread's units, as tree lists them; so is ellipse:l,t,r,b\n"
+                     "  path:DATA             SVG path data, in the same units\n"
+                     "  #ID, type:..., name:...  what these nodes cover\n"
+                     "  @FILE                 a picture laid over the layer: white selects, black does not",
+          .onDocument = true,
+          .positionals = {{"SHAPE", Times::Optional}},
+          .options = {{"--feather", "R", "fades the edge over R units to each side (0)"},
+                      {"--pixels", "", "numbers are in the layer's pixels"},
+                      {"--invert", "", "selects what SHAPE does not"},
+                      {"--channels", "LIST", "only these may change: red,green or cyan,alpha and the like, all, none"},
+                      {"--layer", "SELECTOR", "whose pixels the mask is made of (the first layer of the spread)"},
+                      {"-o", "OUT", "saves there and leaves DOC as it is"}}},
+         &RunMask},
         {{.verb = "do",
           .summary = "Runs a command as one step of the document's history.",
           .onDocument = true,
