@@ -177,7 +177,6 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
     Cursor keepFrom = cursor;
     std::size_t keepCount = 0;
     while (cursor.paragraph < m_story.GetParagraphCount()) {
-        auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
         bool const isAtBegin = cursor.begin == 0;
         std::size_t const placedBefore = column->m_lines.size();
         if (isAtBegin && !m_keepsWithPrevious) {
@@ -195,6 +194,7 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
             }
             break;
         }
+        auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
         m_spaceAfter = composed->GetLength(ParagraphAtt::Double::SpaceAfter);
         m_keepsWithPrevious = composed->GetAtts()->Get(ParagraphAtt::Enum::KeepWithNext) != 0;
         cursor = {cursor.paragraph + 1, 0, {}, 0};
