@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/broken_lines.h"
 
+#include "engine/story/shaping.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>

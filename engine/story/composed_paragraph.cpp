@@ -3,6 +3,7 @@
 
 #include "engine/story/break_iterator.h"
 #include "engine/story/itemiser.h"
+#include "engine/story/shaping.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,8 +14,6 @@ namespace {
 
 // Longer runs are shaped in pieces: shaping takes time beyond proportion for hostile fonts and texts.
 constexpr std::uint32_t c_maximumShapedLength = 4096;
-// Advances beyond so many ems are taken for a lie.
-constexpr double c_maximumAdvance = 100;
 
 } // namespace
 
@@ -153,11 +152,6 @@ void ComposedParagraph::ShapeRuns() {
             begin = end;
         }
         run.glyphEnd = static_cast<std::uint32_t>(m_glyphs.size());
-        for (std::uint32_t i = run.glyphBegin; i != run.glyphEnd; ++i) {
-            auto& glyph = m_glyphs[i];
-            if (IsStretchable(text[glyph.cluster]))
-                glyph.idAndFlags |= ShapedGlyph::c_stretches;
-        }
     }
     m_glyphs.shrink_to_fit();
 }
@@ -169,63 +163,12 @@ std::vector<ShapedGlyph> ComposedParagraph::ShapeAgain(ShapedRun const& run, std
     // Without what stands beyond the line: letters do not join across lines.
     for (std::uint32_t at = begin; at < end; at += c_maximumShapedLength)
         ShapeText(glyphs, text.substr(0, end), at, std::min(end, at + c_maximumShapedLength), run);
-    for (auto& glyph : glyphs) {
-        if (IsStretchable(text[glyph.cluster]))
-            glyph.idAndFlags |= ShapedGlyph::c_stretches;
-    }
     return glyphs;
 }
 
 std::size_t ComposedParagraph::GetMemoryUse() const {
     return sizeof *this + m_source->GetText().size() * sizeof(char32_t) + m_text.capacity() * sizeof(char32_t) +
            m_flags.capacity() + m_runs.capacity() * sizeof(ShapedRun) + m_glyphs.capacity() * sizeof(ShapedGlyph);
-}
-
-void ShapeText(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
-               ShapedRun const& run) {
-    auto const& look = *run.look;
-    if (run.face == nullptr) {
-        for (std::uint32_t i = begin; i != end; ++i)
-            glyphs.push_back({ShapedGlyph::c_noGlyph, i, 0, 0, 0});
-        return;
-    }
-    struct Destroy {
-        void operator()(hb_buffer_t* buffer) const { hb_buffer_destroy(buffer); }
-    };
-    thread_local std::unique_ptr<hb_buffer_t, Destroy> const s_buffer(hb_buffer_create());
-    auto* const buffer = s_buffer.get();
-    hb_buffer_clear_contents(buffer);
-    hb_buffer_add_utf32(buffer, reinterpret_cast<std::uint32_t const*>(text.data()), static_cast<int>(text.size()),
-                        begin, static_cast<int>(end - begin));
-    hb_buffer_set_direction(buffer, run.IsRightToLeft() ? HB_DIRECTION_RTL : HB_DIRECTION_LTR);
-    hb_buffer_set_script(buffer, run.script);
-    hb_buffer_set_language(buffer, look.language);
-    hb_shape(run.face->GetFont(), buffer, look.features.data(), static_cast<unsigned>(look.features.size()));
-    unsigned count = 0;
-    auto const* const infos = hb_buffer_get_glyph_infos(buffer, &count);
-    auto const* const positions = hb_buffer_get_glyph_positions(buffer, &count);
-    double const unit = look.size / run.face->GetUnitsPerEm();
-    double const unitX = unit * look.horizontalScale;
-    double const limit = c_maximumAdvance * look.size * look.horizontalScale;
-    std::size_t const first = glyphs.size();
-    glyphs.resize(first + count);
-    for (unsigned i = 0; i != count; ++i) {
-        // Kept in logical order: shaping gives runs from right to left in the order of sight.
-        unsigned const from = run.IsRightToLeft() ? count - 1 - i : i;
-        auto& glyph = glyphs[first + i];
-        glyph.idAndFlags = infos[from].codepoint & 0xFFFFFF;
-        if ((hb_glyph_info_get_glyph_flags(infos + from) & HB_GLYPH_FLAG_UNSAFE_TO_BREAK) != 0)
-            glyph.idAndFlags |= ShapedGlyph::c_unsafeToBreak;
-        glyph.cluster = infos[from].cluster;
-        glyph.advance = static_cast<float>(std::clamp(positions[from].x_advance * unitX, -limit, limit));
-        glyph.offsetX = static_cast<float>(std::clamp(positions[from].x_offset * unitX, -limit, limit));
-        glyph.offsetY =
-            static_cast<float>(std::clamp(positions[from].y_offset * unit * look.verticalScale, -limit, limit));
-        bool const endsCluster =
-            i + 1 == count || infos[run.IsRightToLeft() ? from - 1 : from + 1].cluster != infos[from].cluster;
-        if (endsCluster)
-            glyph.advance += static_cast<float>(look.tracking);
-    }
 }
 
 } // namespace Story

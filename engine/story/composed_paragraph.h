@@ -26,6 +26,7 @@ struct ShapedGlyph {
 
     std::uint32_t GetId() const { return idAndFlags & 0xFFFFFF; }
     bool Has(std::uint32_t flag) const { return (idAndFlags & flag) != 0; }
+    friend bool operator==(ShapedGlyph const&, ShapedGlyph const&) = default;
 };
 
 // Characters that were shaped together.
@@ -118,9 +119,5 @@ private:
     bool m_hasRightToLeftRuns = false;
 };
 using ComposedParagraphRef = Kernel::Counted<ComposedParagraph const>;
-
-// Appends the glyphs of a stretch of text, in logical order.
-void ShapeText(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
-               ShapedRun const& run);
 
 } // namespace Story

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/font.h"
 
+#include "engine/story/separable_spaces.h"
+
 #include <algorithm>
 #include <cmath>
 #include <hb-ot.h>
@@ -138,6 +140,14 @@ unsigned FontFace::GetGlyphOfCharacter(char32_t c) const {
     hb_codepoint_t glyph = 0;
     hb_font_get_nominal_glyph(m_font.get(), c, &glyph);
     return glyph;
+}
+
+bool FontFace::HasSeparableSpaces() const {
+    std::call_once(m_spacesAreKnown, [this] {
+        auto const space = GetGlyphOfCharacter(U' ');
+        m_hasSeparableSpaces = space != 0 && AreSpacesSeparable(hb_font_get_face(m_font.get()), space);
+    });
+    return m_hasSeparableSpaces;
 }
 
 Kernel::Counted<Geometry::PolyCurveDbl const> FontFace::GetOutline(unsigned glyph) const {

@@ -31,6 +31,8 @@ public:
                (m_bits[(m_pages[page] - 1) * 4 + (c >> 6 & 3)] >> (c & 63) & 1) != 0;
     }
     unsigned GetGlyphOfCharacter(char32_t c) const;
+    // See AreSpacesSeparable. Found out when it is first asked for.
+    bool HasSeparableSpaces() const;
     double GetAscent() const { return m_ascent; }
     // Positive below the baseline.
     double GetDescent() const { return m_descent; }
@@ -56,6 +58,8 @@ private:
     // Characters by pages of 256: number of the page's four words, from 1; 0 for an empty page.
     std::vector<std::uint16_t> m_pages;
     std::vector<std::uint64_t> m_bits;
+    mutable std::once_flag m_spacesAreKnown;
+    mutable bool m_hasSeparableSpaces = false;
     mutable std::mutex m_mutex;
     mutable std::unordered_map<unsigned, Kernel::Counted<Geometry::PolyCurveDbl const>> m_outlines;
 };

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/shaping.h"
+
+#include "engine/story/word_cache.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace Story {
+
+namespace {
+
+// Advances beyond so many ems are taken for a lie.
+constexpr double c_maximumAdvance = 100;
+
+} // namespace
+
+GlyphScaler::GlyphScaler(ShapedRun const& run) {
+    auto const& look = *run.look;
+    double const unit = look.size / run.face->GetUnitsPerEm();
+    m_unitX = unit * look.horizontalScale;
+    m_unitY = unit * look.verticalScale;
+    m_limit = c_maximumAdvance * look.size * look.horizontalScale;
+    m_tracking = static_cast<float>(look.tracking);
+}
+
+inline float GlyphScaler::ToLength(std::int32_t units, double unit) const {
+    return static_cast<float>(std::clamp(units * unit, -m_limit, m_limit));
+}
+
+ShapedGlyph GlyphScaler::Scale(RawGlyph const& raw) const {
+    ShapedGlyph glyph{raw.id | (raw.isUnsafeToBreak ? ShapedGlyph::c_unsafeToBreak : 0), raw.cluster,
+                      ToLength(raw.advance, m_unitX), ToLength(raw.offsetX, m_unitX), ToLength(raw.offsetY, m_unitY)};
+    if (raw.endsCluster)
+        glyph.advance += m_tracking;
+    return glyph;
+}
+
+void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+                       ShapedRun const& run) {
+    struct Destroy {
+        void operator()(hb_buffer_t* buffer) const { hb_buffer_destroy(buffer); }
+    };
+    thread_local std::unique_ptr<hb_buffer_t, Destroy> const s_buffer(hb_buffer_create());
+    auto* const buffer = s_buffer.get();
+    auto const& look = *run.look;
+    hb_buffer_clear_contents(buffer);
+    hb_buffer_add_utf32(buffer, reinterpret_cast<std::uint32_t const*>(text.data()), static_cast<int>(text.size()),
+                        begin, static_cast<int>(end - begin));
+    hb_buffer_set_direction(buffer, run.IsRightToLeft() ? HB_DIRECTION_RTL : HB_DIRECTION_LTR);
+    hb_buffer_set_script(buffer, run.script);
+    hb_buffer_set_language(buffer, look.language);
+    hb_shape(run.face->GetFont(), buffer, look.features.data(), static_cast<unsigned>(look.features.size()));
+    unsigned count = 0;
+    auto const* const infos = hb_buffer_get_glyph_infos(buffer, &count);
+    auto const* const positions = hb_buffer_get_glyph_positions(buffer, &count);
+    glyphs.resize(count);
+    for (unsigned i = 0; i != count; ++i) {
+        // Kept in logical order: shaping gives runs from right to left in the order of sight.
+        unsigned const from = run.IsRightToLeft() ? count - 1 - i : i;
+        auto const& position = positions[from];
+        bool const isUnsafe = (hb_glyph_info_get_glyph_flags(infos + from) & HB_GLYPH_FLAG_UNSAFE_TO_BREAK) != 0;
+        bool const endsCluster =
+            i + 1 == count || infos[run.IsRightToLeft() ? from - 1 : from + 1].cluster != infos[from].cluster;
+        glyphs[i] = {infos[from].codepoint & 0xFFFFFF,
+                     infos[from].cluster,
+                     position.x_advance,
+                     position.x_offset,
+                     position.y_offset,
+                     isUnsafe,
+                     endsCluster};
+    }
+}
+
+void ShapeText(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+               ShapedRun const& run) {
+    if (run.face == nullptr) {
+        for (std::uint32_t i = begin; i != end; ++i)
+            glyphs.push_back({ShapedGlyph::c_noGlyph, i, 0, 0, 0});
+        return;
+    }
+    std::size_t const first = glyphs.size();
+    if (!WordCache::Shape(glyphs, text, begin, end, run)) {
+        thread_local std::vector<RawGlyph> s_raw;
+        ShapeWithHarfBuzz(s_raw, text, begin, end, run);
+        GlyphScaler const scaler(run);
+        glyphs.resize(first + s_raw.size());
+        std::transform(s_raw.begin(), s_raw.end(), glyphs.begin() + static_cast<std::ptrdiff_t>(first),
+                       [&](RawGlyph const& raw) { return scaler.Scale(raw); });
+    }
+    for (std::size_t i = first; i != glyphs.size(); ++i) {
+        if (IsStretchable(text[glyphs[i].cluster]))
+            glyphs[i].idAndFlags |= ShapedGlyph::c_stretches;
+    }
+}
+
+} // namespace Story
