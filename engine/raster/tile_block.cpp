@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/raster/tile_block.h"
 
+#include "engine/raster/tile_memory.h"
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
 #include <bit>
-#include <cstdlib>
 #include <memory>
 #include <unordered_map>
 
@@ -20,14 +20,14 @@ std::atomic<std::size_t> s_allocatedBytes{0};
 struct FreeSamples {
     std::size_t bytes;
     void operator()(void* samples) const noexcept {
-        std::free(samples);
+        TileMemory::Free(samples, bytes);
         s_allocatedBytes.fetch_sub(bytes, std::memory_order_relaxed);
     }
 };
 using SampleBuffer = std::unique_ptr<void, FreeSamples>;
 
 SampleBuffer AllocateSamples(std::size_t bytes) {
-    void* const samples = std::aligned_alloc(64, bytes);
+    void* const samples = TileMemory::Allocate(bytes);
     if (samples == nullptr)
         throw Kernel::Exception("there is not enough memory for the pixels");
     s_allocatedBytes.fetch_add(bytes, std::memory_order_relaxed);

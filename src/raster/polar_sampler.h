@@ -69,6 +69,7 @@ public:
 
     class Worker {
     public:
+        static constexpr bool c_takesRows = false;
         Worker(PolarShader const& shader, Kernel::RectT<int> const& part)
             : m_locator(shader.m_direction, shader.m_parameters, MakeXs(part), shader.m_scale, shader.m_size),
               m_mean(shader.m_pixels, part.GetWidth()),

@@ -28,7 +28,7 @@ struct SolariseLoop {
 
 template <class Sample>
 void SolariseRow(Sample const* in, Sample* out, int count) {
-    RunBest<SolariseLoop<Sample>>(in, out, count);
+    RunBest<SolariseLoop<Sample>, VectorTarget::Avx2>(in, out, count);
 }
 
 template void SolariseRow(std::uint8_t const*, std::uint8_t*, int);

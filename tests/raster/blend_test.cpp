@@ -9,7 +9,7 @@ namespace {
 
 using namespace Commands;
 
-TEST(BlendRow, OfOpaqueBytesEqualsTheRuleForAllValues) {
+TEST(Blend, OfOpaqueBytesEqualsTheRuleForAllValues) {
     std::size_t different = 0;
     for (int m = 0; m != 256; ++m) {
         std::uint8_t mask[256], existing[256], alpha[256], processed[256], processedAlpha[256];
@@ -20,14 +20,15 @@ TEST(BlendRow, OfOpaqueBytesEqualsTheRuleForAllValues) {
                 processed[e] = static_cast<std::uint8_t>(p);
                 alpha[e] = processedAlpha[e] = 255;
             }
-            std::uint8_t* const rows[] = {processed, processedAlpha};
-            std::uint8_t const* const below[] = {existing, alpha};
-            BlendRow<std::uint8_t>(rows, below, mask, 1, 256);
+            std::uint8_t result[256], resultAlpha[256];
+            BlendRun<std::uint8_t> const run{
+                {result, resultAlpha}, {processed, processedAlpha}, {existing, alpha}, mask, 256, false};
+            Blend(run, 1);
             for (int e = 0; e != 256; ++e) {
                 std::uint8_t pixel[] = {static_cast<std::uint8_t>(p), 255};
                 std::uint8_t const old[] = {static_cast<std::uint8_t>(e), 255};
                 BlendPixel<std::uint8_t, 1>(pixel, old, static_cast<std::uint8_t>(m));
-                different += pixel[0] != processed[e] || pixel[1] != processedAlpha[e];
+                different += pixel[0] != result[e] || pixel[1] != resultAlpha[e];
             }
         }
     }
@@ -35,8 +36,9 @@ TEST(BlendRow, OfOpaqueBytesEqualsTheRuleForAllValues) {
 }
 
 template <class Sample, int Colours>
-void CompareRandomRows(bool opaque) {
+void CompareRandomRuns(bool opaque) {
     constexpr int c_count = 203;
+    constexpr Sample c_full = std::is_floating_point_v<Sample> ? Sample(1) : std::numeric_limits<Sample>::max();
     std::mt19937 random(5);
     auto const any = [&]() -> Sample {
         if constexpr (std::is_floating_point_v<Sample>) {
@@ -49,44 +51,52 @@ void CompareRandomRows(bool opaque) {
     };
     for (int round = 0; round != 3000; ++round) {
         Sample processed[Colours + 1][c_count], existing[Colours + 1][c_count], mask[c_count],
-            expected[Colours + 1][c_count];
+            expected[Colours + 1][c_count], result[Colours + 1][c_count];
         for (int i = 0; i != c_count; ++i) {
             mask[i] = any();
             Sample pixel[Colours + 1], old[Colours + 1];
             for (int c = 0; c <= Colours; ++c) {
                 bool const isFull = c == Colours && opaque;
-                pixel[c] = processed[c][i] = isFull ? std::numeric_limits<Sample>::max() : any();
-                old[c] = existing[c][i] = isFull ? std::numeric_limits<Sample>::max() : any();
+                pixel[c] = processed[c][i] = isFull ? c_full : any();
+                old[c] = existing[c][i] = isFull ? c_full : any();
             }
             BlendPixel<Sample, Colours>(pixel, old, mask[i]);
             for (int c = 0; c <= Colours; ++c)
                 expected[c][i] = pixel[c];
         }
-        Sample* rows[Colours + 1];
-        Sample const* below[Colours + 1];
+        BlendRun<Sample> run{};
+        run.mask = mask;
+        run.count = c_count;
         for (int c = 0; c <= Colours; ++c) {
-            rows[c] = processed[c];
-            below[c] = existing[c];
+            run.out[c] = result[c];
+            run.processed[c] = processed[c];
+            run.existing[c] = existing[c];
         }
-        BlendRow<Sample>(rows, below, mask, Colours, c_count);
+        // Without alpha's planes, too, where they are known.
+        run.isOpaque = opaque && round % 2 != 0;
+        if (run.isOpaque)
+            run.processed[Colours] = run.existing[Colours] = nullptr;
+        Blend(run, Colours);
         for (int c = 0; c <= Colours; ++c) {
             for (int i = 0; i != c_count; ++i) {
-                bool const bothNoNumbers = expected[c][i] != expected[c][i] && processed[c][i] != processed[c][i];
-                ASSERT_TRUE(bothNoNumbers || expected[c][i] == processed[c][i]) << "channel " << c << ", pixel " << i;
+                bool const bothNoNumbers = expected[c][i] != expected[c][i] && result[c][i] != result[c][i];
+                ASSERT_TRUE(bothNoNumbers || expected[c][i] == result[c][i]) << "channel " << c << ", pixel " << i;
             }
         }
     }
 }
 
-TEST(BlendRow, EqualsTheRuleForRowsOfEveryKind) {
-    CompareRandomRows<std::uint8_t, 3>(false);
-    CompareRandomRows<std::uint8_t, 4>(true);
-    CompareRandomRows<std::uint16_t, 3>(false);
-    CompareRandomRows<std::uint16_t, 3>(true);
-    CompareRandomRows<std::uint16_t, 1>(true);
-    CompareRandomRows<std::uint16_t, 0>(false);
-    CompareRandomRows<float, 3>(false);
-    CompareRandomRows<float, 0>(false);
+TEST(Blend, EqualsTheRuleForRunsOfEveryKind) {
+    CompareRandomRuns<std::uint8_t, 3>(false);
+    CompareRandomRuns<std::uint8_t, 4>(true);
+    CompareRandomRuns<std::uint16_t, 3>(false);
+    CompareRandomRuns<std::uint16_t, 3>(true);
+    CompareRandomRuns<std::uint16_t, 1>(true);
+    CompareRandomRuns<std::uint16_t, 0>(false);
+    CompareRandomRuns<float, 3>(false);
+    CompareRandomRuns<float, 3>(true);
+    CompareRandomRuns<float, 0>(false);
+    CompareRandomRuns<float, 0>(true);
 }
 
 // Rows above and below what the mask selects, in tiles that are written anew.

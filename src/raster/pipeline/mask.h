@@ -20,9 +20,6 @@ struct MaskRecord {
     Raster::AffineTransform::Params transform;
 };
 
-// What a mask says of a run of pixels.
-enum class MaskCoverage { None, Full, Mixed };
-
 // Reads a mask in the bitmap's pixels: the sample under the transformed centre of a pixel, 0 outside the mask. One
 // thread's.
 template <class MaskTraits>
@@ -39,21 +36,58 @@ public:
             m_accessor.emplace(m_bitmap, Raster::AffineStage{t}, Raster::AccessorSync::Pipeline);
     }
 
-    // `count` samples for the pixels (x, y) and on, to `row`, which has room for 32 more.
-    MaskCoverage Read(int x, int y, int count, Sample* row) {
-        if (m_shift)
-            ReadShifted(std::int64_t(x) + m_shift->x, std::int64_t(y) + m_shift->y, count, row);
-        else
-            ReadTransformed(x, y, count, row);
-        if constexpr (MaskTraits::c_isFloat) {
-            // What is no number selects nothing.
-            for (int i = 0; i != count; ++i)
-                row[i] = row[i] > 0 ? row[i] : 0;
-        }
-        auto const [least, largest] = FindRange<Sample>(row, count);
-        if (!(largest > 0))
+    // What the mask says of a rectangle of pixels, as far as its tiles of one value tell; Mixed when they do not.
+    MaskCoverage Look(Kernel::RectT<int> const& pixels) const {
+        if (!m_shift)
+            return MaskCoverage::Mixed;
+        auto const [x, y] = *m_shift;
+        auto const inside = [](std::int64_t v, int last) {
+            return static_cast<int>(std::clamp<std::int64_t>(v, 0, last));
+        };
+        Kernel::RectT<int> const part{
+            inside(pixels.left + x, m_bitmap.GetWidth()), inside(pixels.top + y, m_bitmap.GetHeight()),
+            inside(pixels.right + x, m_bitmap.GetWidth()), inside(pixels.bottom + y, m_bitmap.GetHeight())};
+        if (part.IsEmpty())
             return MaskCoverage::None;
-        return least >= MaskTraits::c_maximum ? MaskCoverage::Full : MaskCoverage::Mixed;
+        bool const isAll = part.GetWidth() == pixels.GetWidth() && part.GetHeight() == pixels.GetHeight();
+        bool someSelect = false, allAreFull = isAll;
+        for (int tileY = part.top >> Raster::c_tileShift; tileY << Raster::c_tileShift < part.bottom; ++tileY) {
+            for (int tileX = part.left >> Raster::c_tileShift; tileX << Raster::c_tileShift < part.right; ++tileX) {
+                auto const constant = m_plane.PeekTile(tileX, tileY).GetConstant();
+                if (!constant)
+                    return MaskCoverage::Mixed;
+                Sample sample;
+                std::memcpy(&sample, &*constant, sizeof sample);
+                auto const coverage = FindCoverage(&sample, 1);
+                someSelect = someSelect || coverage != MaskCoverage::None;
+                allAreFull = allAreFull && coverage == MaskCoverage::Full;
+            }
+        }
+        return allAreFull ? MaskCoverage::Full : someSelect ? MaskCoverage::Mixed : MaskCoverage::None;
+    }
+
+    // The samples for `rows` rows of `width` pixels from (x, y) on, row after row: in the mask itself when they lie so
+    // there, or in `space`, which has room for 32 more.
+    Sample const* Read(int x, int y, int width, int rows, Sample* space) {
+        if (!m_shift) {
+            for (int row = 0; row != rows; ++row)
+                ReadTransformed(x, y + row, width, space + row * width);
+            return space;
+        }
+        std::int64_t const left = x + m_shift->x, top = y + m_shift->y;
+        if (auto const* const samples = FindInTile(left, top, width, rows))
+            return samples;
+        std::int64_t const first = std::clamp<std::int64_t>(left, 0, m_bitmap.GetWidth());
+        std::int64_t const last = std::clamp<std::int64_t>(left + width, first, m_bitmap.GetWidth());
+        std::int64_t const above = std::clamp<std::int64_t>(top, 0, m_bitmap.GetHeight());
+        std::int64_t const below = std::clamp<std::int64_t>(top + rows, above, m_bitmap.GetHeight());
+        if (last - first != width || below - above != rows)
+            std::fill_n(space, width * rows, Sample(0));
+        if (first != last && above != below)
+            m_plane.ReadSamples({int(first), int(above), int(last), int(below)},
+                                space + (above - top) * width + (first - left),
+                                static_cast<std::size_t>(width) * sizeof(Sample));
+        return space;
     }
 
 private:
@@ -70,17 +104,16 @@ private:
                                             static_cast<std::int64_t>(std::floor(y + 0.5))};
     }
 
-    void ReadShifted(std::int64_t x, std::int64_t y, int count, Sample* row) const {
-        std::int64_t const first = std::clamp<std::int64_t>(x, 0, m_bitmap.GetWidth());
-        std::int64_t const last = std::clamp<std::int64_t>(x + count, first, m_bitmap.GetWidth());
-        if (y < 0 || y >= m_bitmap.GetHeight() || first == last) {
-            std::fill_n(row, count, Sample(0));
-            return;
-        }
-        std::fill_n(row, first - x, Sample(0));
-        std::fill_n(row + (last - x), count - (last - x), Sample(0));
-        m_plane.ReadSamples({int(first), int(y), int(last), int(y) + 1}, row + (first - x),
-                            static_cast<std::size_t>(last - first) * sizeof(Sample));
+    // Null unless the samples lie in one tile of the mask, row after row.
+    Sample const* FindInTile(std::int64_t left, std::int64_t top, int width, int rows) const {
+        if (left < 0 || top < 0 || left + width > m_bitmap.GetWidth() || top + rows > m_bitmap.GetHeight() ||
+            left >> Raster::c_tileShift != (left + width - 1) >> Raster::c_tileShift ||
+            top >> Raster::c_tileShift != (top + rows - 1) >> Raster::c_tileShift ||
+            (rows != 1 && width != Raster::c_tileSide))
+            return nullptr;
+        auto const& tile = m_plane.PeekTile(int(left >> Raster::c_tileShift), int(top >> Raster::c_tileShift));
+        return static_cast<Sample const*>(tile.GetConstBuffer()) +
+               (top & (Raster::c_tileSide - 1)) * Raster::c_tileSide + (left & (Raster::c_tileSide - 1));
     }
 
     void ReadTransformed(int x, int y, int count, Sample* row) {
@@ -92,7 +125,8 @@ private:
     }
 
     Bitmap const& m_bitmap;
-    Raster::RegionBase m_plane;
+    // A copy, whose tiles nobody changes.
+    Raster::RegionBase const m_plane;
     std::optional<Kernel::PointT<std::int64_t>> m_shift;
     std::optional<Raster::ConstPixelAccessor<Bitmap, Raster::Zero, Raster::AffineStage>> m_accessor;
 };

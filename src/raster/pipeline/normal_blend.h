@@ -6,7 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <utility>
+#include <limits>
+#include <type_traits>
 
 namespace Commands {
 
@@ -27,7 +28,7 @@ struct SampleScale {
 };
 
 // A pixel of an effect laid over the one that was there, through a mask sample: colours weighted by alpha, on the
-// format's own scale. This is the rule; BlendRow does the same for a row.
+// format's own scale. This is the rule; Blend does the same for a run of pixels.
 //
 // `processed` and `existing` hold the colours and then alpha; the result comes to `processed`.
 template <class Sample, int ColourCount>
@@ -59,14 +60,32 @@ void BlendPixel(Sample* processed, Sample const* existing, Sample mask) {
     processed[ColourCount] = Scale::FromFloat(alpha);
 }
 
-// The least and the largest of `count` samples, at least one.
-template <class Sample>
-REDRAFT_API std::pair<Sample, Sample> FindRange(Sample const* row, int count);
+// What the samples of a mask say of a run of pixels.
+enum class MaskCoverage { None, Full, Mixed };
 
-// The rule above for `count` pixels, one plane for each channel, alpha last; the result comes to `processed`. Colour
-// counts are 0, 1, 3 and 4; samples 8 or 16-bit integers or floats.
+// 8 or 16-bit integers or floats.
 template <class Sample>
-REDRAFT_API void BlendRow(Sample* const* processed, Sample const* const* existing, Sample const* mask, int colourCount,
-                          int count);
+REDRAFT_API MaskCoverage FindCoverage(Sample const* mask, int count);
+
+// True when all samples are full scale, floats exactly.
+template <class Sample>
+REDRAFT_API bool AreFull(Sample const* samples, int count);
+
+// Runs of pixels to blend: one plane for each channel, the colours and then alpha.
+template <class Sample>
+struct BlendRun {
+    // Where the result goes, apart from all the others; null for a channel that is not wanted.
+    Sample* out[5];
+    Sample const* processed[5];
+    Sample const* existing[5];
+    Sample const* mask;
+    int count;
+    // Both alphas are known to be full, and need not be there.
+    bool isOpaque;
+};
+
+// The rule above for a run of pixels with 0, 1, 3 or 4 colours.
+template <class Sample>
+REDRAFT_API void Blend(BlendRun<Sample> const& run, int colourCount);
 
 } // namespace Commands

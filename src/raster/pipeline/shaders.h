@@ -41,9 +41,19 @@ private:
     Sample const* m_samples[5] = {};
 };
 
+// Copies the channels whose bits are set, as far as they are wanted.
+template <class Traits>
+void CopyChannels(int channels, typename Traits::Sample const* const* in, typename Traits::Sample* const* out,
+                  int count) {
+    for (int c = 0; c != Traits::c_channelCount; ++c) {
+        if ((channels >> c & 1) && out[c] != nullptr)
+            std::memcpy(out[c], in[c], static_cast<std::size_t>(count) * sizeof(typename Traits::Sample));
+    }
+}
+
 // Pixels of the source at the same place, through a rule. A rule has
 //   c_passedChannels                  channels that it leaves as they are
-//   Process(in, out, count)           the others of a row of pixels, from planes to planes that do not overlap
+//   Process(in, out, count)           the others of some pixels, from planes to planes that do not overlap
 template <class Traits, class Rule>
 class PointShader {
 public:
@@ -55,25 +65,26 @@ public:
 
     class Worker {
     public:
+        static constexpr bool c_takesRows = true;
         Worker(Raster::BitmapBase const& source, Rule const& rule, Kernel::RectT<int> const& part)
             : m_tiles(source, part), m_rule(rule) {}
         void Process(int x, int y, int count, Sample* const* out) {
-            Sample const* in[5];
+            Sample const* in[5] = {};
             m_tiles.GetRows(x, y, in);
-            Pass(in, out, count);
+            CopyChannels<Traits>(Rule::c_passedChannels, in, out, count);
             m_rule.Process(in, out, count);
         }
         bool GetConstant(std::uint32_t* samples) const {
             Sample pixel[5] = {}, result[5] = {};
             if (!m_tiles.GetConstant(pixel))
                 return false;
-            Sample const* in[5];
+            Sample const* in[5] = {};
             Sample* out[5];
             for (int c = 0; c != Traits::c_channelCount; ++c) {
                 in[c] = &pixel[c];
                 out[c] = &result[c];
             }
-            Pass(in, out, 1);
+            CopyChannels<Traits>(Rule::c_passedChannels, in, out, 1);
             m_rule.Process(in, out, 1);
             for (int c = 0; c != Traits::c_channelCount; ++c)
                 samples[c] = Raster::ToSampleBits(result[c]);
@@ -81,13 +92,6 @@ public:
         }
 
     private:
-        static void Pass(Sample const* const* in, Sample* const* out, int count) {
-            for (int c = 0; c != Traits::c_channelCount; ++c) {
-                if (Rule::c_passedChannels >> c & 1)
-                    std::memcpy(out[c], in[c], static_cast<std::size_t>(count) * sizeof(Sample));
-            }
-        }
-
         SourceTiles<Traits> m_tiles;
         Rule const& m_rule;
     };
@@ -112,6 +116,7 @@ public:
 
     class Worker {
     public:
+        static constexpr bool c_takesRows = false;
         using Location = Raster::ChainTransform<Raster::IdentityTransform, Raster::ScaleTransform>;
 
         Worker(Bitmap const& source, int level, Rule const& rule)
@@ -120,18 +125,16 @@ public:
               m_rule(rule) {}
         void Process(int x, int y, int count, Sample* const* out) {
             typename Traits::SpanType span;
-            ScratchRow<Traits> row;
+            ScratchRows<Traits> row;
             for (int done = 0; done < count; done += Raster::c_spanLength) {
                 m_accessor.SpanRead(x + done, y, span);
                 for (int c = 0; c != Traits::c_channelCount; ++c)
                     std::memcpy(row.planes[c] + done, span.planes[c], sizeof span.planes[c]);
             }
-            Sample const* in[5];
-            for (int c = 0; c != Traits::c_channelCount; ++c) {
+            Sample const* in[5] = {};
+            for (int c = 0; c != Traits::c_channelCount; ++c)
                 in[c] = row.planes[c];
-                if (Rule::c_passedChannels >> c & 1)
-                    std::memcpy(out[c], in[c], static_cast<std::size_t>(count) * sizeof(Sample));
-            }
+            CopyChannels<Traits>(Rule::c_passedChannels, in, out, count);
             m_rule.Process(in, out, count);
         }
         bool GetConstant(std::uint32_t*) const { return false; }
@@ -181,12 +184,17 @@ public:
 
     class Worker {
     public:
+        static constexpr bool c_takesRows = true;
         Worker(Raster::BitmapBase const& source, Raster::PixelConverter const& converter,
                Kernel::RectT<int> const& part)
             : m_tiles(source, part), m_converter(converter) {}
         void Process(int x, int y, int count, Sample* const* out) {
-            typename SourceTraits::Sample const* rows[5];
+            typename SourceTraits::Sample const* rows[5] = {};
             m_tiles.GetRows(x, y, rows);
+            if constexpr (std::is_same_v<SourceTraits, Traits>) {
+                if (m_converter.IsIdentity())
+                    return CopyChannels<Traits>(Traits::c_allChannels, rows, out, count);
+            }
             ConvertRow<SourceTraits, Traits>(m_converter, rows, out, count);
         }
         bool GetConstant(std::uint32_t* samples) const {
@@ -194,7 +202,7 @@ public:
             Sample result[5] = {};
             if (!m_tiles.GetConstant(pixel))
                 return false;
-            typename SourceTraits::Sample const* rows[5];
+            typename SourceTraits::Sample const* rows[5] = {};
             Sample* out[5];
             for (int c = 0; c != 5; ++c) {
                 rows[c] = &pixel[c];
@@ -237,10 +245,11 @@ private:
 public:
     class Worker {
     public:
+        static constexpr bool c_takesRows = false;
         Worker(Reader const& reader, Raster::PixelConverter const& converter, Kernel::RectT<int> const& part)
             : m_reader(reader.Open(part)), m_converter(converter) {}
         void Process(int x, int y, int count, Sample* const* out) {
-            ScratchRow<SourceTraits> row;
+            ScratchRows<SourceTraits> row;
             typename SourceTraits::Sample* rows[5];
             for (int c = 0; c != SourceTraits::c_channelCount; ++c)
                 rows[c] = row.planes[c];

@@ -110,22 +110,45 @@ private:
     std::array<std::optional<Raster::Tile>, 5> m_held;
 };
 
-// One row of a tile, all channels, aside from the tile.
+// Samples that are worked on at a time: some rows of a tile's width, which the nearest cache holds for all channels.
+template <class Sample>
+inline constexpr int c_runSamples = std::max<int>(Raster::c_tileSide, 2048 / sizeof(Sample));
+
+// Some rows of a tile, all channels, aside from the tile.
 template <class Traits>
-struct ScratchRow {
+struct ScratchRows {
     using Sample = typename Traits::Sample;
     // A span more, for reads that go by spans.
-    alignas(64) Sample planes[Traits::c_channelCount][Raster::c_tileSide + Raster::c_spanLength];
+    alignas(64) Sample planes[Traits::c_channelCount][c_runSamples<Sample> + Raster::c_spanLength];
 };
 
 // The part's tile of a plane becomes the other plane's, or takes its samples over.
 REDRAFT_API void ShareTilePart(Raster::RegionBase const& from, Raster::RegionBase& to, Kernel::RectT<int> const& part);
 
+// True when the part of a tile that lies in the rectangle has full scale everywhere.
+template <class Sample>
+bool IsFullPart(Raster::Tile const& tile, Kernel::RectT<int> const& part) {
+    if (auto const constant = tile.GetConstant()) {
+        Sample sample;
+        std::memcpy(&sample, &*constant, sizeof sample);
+        return AreFull(&sample, 1);
+    }
+    int const column = part.left & (Raster::c_tileSide - 1), row = part.top & (Raster::c_tileSide - 1);
+    auto const* samples = static_cast<Sample const*>(tile.GetConstBuffer()) + row * Raster::c_tileSide + column;
+    for (int y = part.top; y != part.bottom; ++y, samples += Raster::c_tileSide) {
+        if (!AreFull(samples, part.GetWidth()))
+            return false;
+    }
+    return true;
+}
+
 // The software engine over one tile: a shader's pixels, through a mask or plain, into the destination.
 //
 // A shader makes pixels of the destination's format for places of the destination:
 //   Open(part)                        a worker for one tile and one thread, with
-//     Process(x, y, count, out)       `count` pixels of a row, at most 256, plane by plane to `out`
+//     Process(x, y, count, out)       `count` pixels of a row plane by plane to `out`; null for passed channels that
+//                                     are not wanted
+//     c_takesRows                     a count may be of several rows, where these are as wide as a tile
 //     GetConstant(samples)            true when all pixels of the part are this one, given as sample bits
 //   GetPassedChannels()               channels that come from the same place of GetPassedSource() unchanged
 template <class Traits, class Shader>
@@ -139,111 +162,174 @@ public:
     void Run() const {
         ForEachTile(m_run, [this](Kernel::RectT<int> const& part) {
             if (m_mask != nullptr)
-                RunMasked(part);
+                MaskedPart(*this, part).Run();
             else
                 RunPlain(part);
         });
     }
 
 private:
+    using Worker = typename Shader::Worker;
+
     bool IsWholeTile(Kernel::RectT<int> const& part) const {
         auto const& plane = std::as_const(m_destination).GetPlane(0);
         return part.GetWidth() == plane.GetTileWidth(part.left >> Raster::c_tileShift) &&
                part.GetHeight() == plane.GetTileHeight(part.top >> Raster::c_tileShift);
     }
     bool IsStored(int channel) const { return (m_run.channels >> channel & 1) != 0; }
+    // A part that is given up half-way keeps what was there.
+    bool IsRenewed(Kernel::RectT<int> const& part) const { return m_run.abort == nullptr && IsWholeTile(part); }
+    // Rows of a tile follow one another, and so those as wide as it are one run. The flag is polled for every row.
+    int GetRowsAtOnce(Kernel::RectT<int> const& part) const {
+        bool const areRuns = Worker::c_takesRows && part.GetWidth() == Raster::c_tileSide && m_run.abort == nullptr;
+        return areRuns ? c_runSamples<Sample> / Raster::c_tileSide : 1;
+    }
 
     void RunPlain(Kernel::RectT<int> const& part) const {
-        int const passed = m_shader.GetPassedChannels() & m_run.channels;
+        int const passed = m_shader.GetPassedChannels();
         for (int c = 0; c != Traits::c_channelCount; ++c) {
-            if (passed >> c & 1)
+            if (IsStored(c) && (passed >> c & 1))
                 ShareTilePart(m_shader.GetPassedSource()->GetPlane(c), m_destination.GetPlane(c), part);
         }
-        if ((m_run.channels & ~passed & Traits::c_allChannels) == 0)
+        int const stored = m_run.channels & ~passed & Traits::c_allChannels;
+        if (stored == 0)
             return;
         auto worker = m_shader.Open(part);
         std::uint32_t constant[5] = {};
         if (worker.GetConstant(constant)) {
             for (int c = 0; c != Traits::c_channelCount; ++c) {
-                if (IsStored(c) && !(passed >> c & 1))
+                if (stored >> c & 1)
                     m_destination.GetPlane(c).FillSamples(part, constant[c]);
             }
             return;
         }
-        // A part that is given up half-way keeps what was there.
-        DestinationTiles<Traits> tiles(m_destination, part, m_run.abort == nullptr && IsWholeTile(part));
-        ScratchRow<Traits> scratch;
-        for (int y = part.top; y != part.bottom; ++y) {
+        DestinationTiles<Traits> tiles(m_destination, part, IsRenewed(part));
+        ScratchRows<Traits> scratch;
+        int const most = GetRowsAtOnce(part);
+        for (int y = part.top; y < part.bottom; y += most) {
             if (m_run.IsAborted())
                 return;
-            Sample* out[5];
-            for (int c = 0; c != Traits::c_channelCount; ++c)
-                out[c] =
-                    IsStored(c) && !(passed >> c & 1) ? tiles.GetMutableSamples(c, part.left, y) : scratch.planes[c];
-            worker.Process(part.left, y, part.GetWidth(), out);
+            Sample* out[5] = {};
+            for (int c = 0; c != Traits::c_channelCount; ++c) {
+                if (!(passed >> c & 1))
+                    out[c] = stored >> c & 1 ? tiles.GetMutableSamples(c, part.left, y) : scratch.planes[c];
+            }
+            worker.Process(part.left, y, part.GetWidth() * std::min(most, part.bottom - y), out);
         }
     }
 
-    // Channels that a blend gives back as they are: alpha that is the same in both, which a mean of two equal integers
-    // does not change.
-    int FindUnchanged(Kernel::RectT<int> const& part) const {
-        int const alpha = 1 << Traits::c_alphaIndex;
-        if (Traits::c_isFloat || (m_shader.GetPassedChannels() & alpha) == 0)
-            return 0;
-        int const x = part.left >> Raster::c_tileShift, y = part.top >> Raster::c_tileShift;
-        auto const source = m_shader.GetPassedSource()->GetPlane(Traits::c_alphaIndex).GetConstTile(x, y);
-        auto const present = std::as_const(m_destination).GetPlane(Traits::c_alphaIndex).GetConstTile(x, y);
-        return source.SharesSamplesWith(present) ? alpha : 0;
-    }
+    // One tile's share of a run through the mask. It is written to from the first pixel on that the mask selects. A
+    // whole tile becomes a new one then, which takes over what is left alone.
+    class MaskedPart {
+    public:
+        MaskedPart(TileEngine const& engine, Kernel::RectT<int> const& part)
+            : m_engine(engine),
+              m_part(part),
+              m_mask(*engine.m_mask),
+              m_renews(engine.IsRenewed(part)),
+              m_tiles(engine.m_destination, part, m_renews) {}
 
-    void RunMasked(Kernel::RectT<int> const& part) const {
+        void Run() {
+            auto const known = m_mask.Look(m_part);
+            if (known == MaskCoverage::None)
+                return;
+            if (known == MaskCoverage::Full)
+                return m_engine.RunPlain(m_part);
+            int const most = m_engine.GetRowsAtOnce(m_part), width = m_part.GetWidth();
+            for (int y = m_part.top; y < m_part.bottom; y += most) {
+                if (m_engine.m_run.IsAborted())
+                    return;
+                int const rows = std::min(most, m_part.bottom - y);
+                auto const* const mask = m_mask.Read(m_part.left, y, width, rows, m_maskRows);
+                auto const coverage = FindCoverage(mask, width * rows);
+                if (coverage != MaskCoverage::None)
+                    Change(y, rows, mask, coverage == MaskCoverage::Full);
+                else if (m_worker && m_renews)
+                    Keep(y, rows);
+            }
+        }
+
+    private:
         using MaskTraits = Raster::FormatTraits<Traits::c_maskFormat>;
         static_assert(std::is_same_v<typename MaskTraits::Sample, Sample>);
-        MaskReader<MaskTraits> mask(*m_mask);
-        // Tiles are written to from the first pixel on that the mask selects. Whole ones are new ones, that take over
-        // what is left alone row by row.
-        bool const renews = m_run.abort == nullptr && IsWholeTile(part);
-        DestinationTiles<Traits> tiles(m_destination, part, renews);
-        std::optional<typename Shader::Worker> worker;
-        int stored = 0;
-        ScratchRow<Traits> processed;
-        alignas(64) Sample maskRow[Raster::c_tileSide + Raster::c_spanLength];
-        int const width = part.GetWidth();
-        auto const store = [&](int y, auto const& rowOf) {
-            for (int c = 0; c != Traits::c_channelCount; ++c) {
-                if (stored >> c & 1)
-                    std::memcpy(tiles.GetMutableSamples(c, part.left, y), rowOf(c),
-                                static_cast<std::size_t>(width) * sizeof(Sample));
-            }
-        };
-        auto const keep = [&](int y) { store(y, [&](int c) { return tiles.GetSamplesBefore(c, part.left, y); }); };
-        for (int y = part.top; y != part.bottom; ++y) {
-            if (m_run.IsAborted())
-                return;
-            auto const coverage = mask.Read(part.left, y, width, maskRow);
-            if (coverage == MaskCoverage::None) {
-                if (renews && worker)
-                    keep(y);
-                continue;
-            }
-            Sample* rows[5];
-            Sample const* existing[5];
-            for (int c = 0; c != Traits::c_channelCount; ++c) {
-                rows[c] = processed.planes[c];
-                existing[c] = tiles.GetSamplesBefore(c, part.left, y);
-            }
-            if (!worker) {
-                worker.emplace(m_shader.Open(part));
-                stored = m_run.channels & ~FindUnchanged(part);
-                for (int above = part.top; renews && above != y; ++above)
-                    keep(above);
-            }
-            worker->Process(part.left, y, width, rows);
-            if (coverage == MaskCoverage::Mixed)
-                BlendRow<Sample>(rows, existing, maskRow, Traits::c_colourCount, width);
-            store(y, [&](int c) { return rows[c]; });
+
+        void Begin(int y) {
+            m_worker.emplace(m_engine.m_shader.Open(m_part));
+            m_passed = m_engine.m_shader.GetPassedChannels();
+            m_stored = m_engine.m_run.channels & Traits::c_allChannels;
+            ExamineAlpha();
+            if (m_renews)
+                Keep(m_part.top, y - m_part.top);
         }
-    }
+
+        // Alpha that is the same in both stays so where it is full, and in integers, where the mean of two equal
+        // samples is rounded to them: its tile is left alone.
+        void ExamineAlpha() {
+            constexpr int c_alpha = Traits::c_alphaIndex;
+            if ((m_passed >> c_alpha & 1) == 0)
+                return;
+            int const x = m_part.left >> Raster::c_tileShift, y = m_part.top >> Raster::c_tileShift;
+            auto const source = m_engine.m_shader.GetPassedSource()->GetPlane(c_alpha).GetConstTile(x, y);
+            auto const present = std::as_const(m_engine.m_destination).GetPlane(c_alpha).GetConstTile(x, y);
+            if (!source.SharesSamplesWith(present))
+                return;
+            m_isOpaque = IsFullPart<Sample>(present, m_part);
+            if (m_isOpaque || !Traits::c_isFloat)
+                m_stored &= ~(1 << c_alpha);
+        }
+
+        void Keep(int y, int rows) {
+            for (int c = 0; c != Traits::c_channelCount; ++c) {
+                if ((m_stored >> c & 1) == 0)
+                    continue;
+                for (int row = y; row != y + rows; ++row)
+                    std::memcpy(m_tiles.GetMutableSamples(c, m_part.left, row),
+                                m_tiles.GetSamplesBefore(c, m_part.left, row),
+                                static_cast<std::size_t>(m_part.GetWidth()) * sizeof(Sample));
+            }
+        }
+
+        void Change(int y, int rows, Sample const* mask, bool isFull) {
+            if (!m_worker)
+                Begin(y);
+            if (m_stored == 0)
+                return;
+            int const count = m_part.GetWidth() * rows;
+            BlendRun<Sample> run{};
+            run.mask = mask;
+            run.count = count;
+            run.isOpaque = m_isOpaque;
+            Sample* processed[5] = {};
+            for (int c = 0; c != Traits::c_channelCount; ++c) {
+                // Before the first write.
+                run.existing[c] = m_tiles.GetSamplesBefore(c, m_part.left, y);
+                if (m_stored >> c & 1)
+                    run.out[c] = m_tiles.GetMutableSamples(c, m_part.left, y);
+                bool const isWanted = run.out[c] != nullptr || (!isFull && c == Traits::c_alphaIndex && !m_isOpaque);
+                if (isFull && run.out[c] != nullptr)
+                    processed[c] = run.out[c];
+                else if (isWanted || (m_passed >> c & 1) == 0)
+                    processed[c] = m_scratch.planes[c];
+                run.processed[c] = processed[c];
+            }
+            m_worker->Process(m_part.left, y, count, processed);
+            if (!isFull)
+                Blend(run, Traits::c_colourCount);
+        }
+
+        TileEngine const& m_engine;
+        Kernel::RectT<int> const& m_part;
+        MaskReader<MaskTraits> m_mask;
+        bool m_renews;
+        DestinationTiles<Traits> m_tiles;
+        // From the first row on that the mask selects something of.
+        std::optional<Worker> m_worker;
+        int m_passed = 0;
+        int m_stored = 0;
+        bool m_isOpaque = false;
+        ScratchRows<Traits> m_scratch;
+        alignas(64) Sample m_maskRows[c_runSamples<Sample> + Raster::c_spanLength];
+    };
 
     Raster::BitmapBase& m_destination;
     Shader const& m_shader;
