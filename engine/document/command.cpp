@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/command.h"
 
+#include "engine/document/told_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/kernel/cast.h"
@@ -176,6 +177,8 @@ Kernel::Counted<Raster::BufferRGBA8> DocumentCommand::GenerateHistoryThumbnail(K
 }
 
 Kernel::RectT<double> DocumentCommand::GenerateHistoryInterestingRect() const {
+    if (auto const told = FindToldArea(*this); !told.IsEmpty())
+        return told;
     auto const controller = GetDocumentController();
     if (!controller)
         return {};

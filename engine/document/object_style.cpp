@@ -19,24 +19,27 @@ void TakeState(AttributeOwner const* owner, InterfaceId id, bool wanted, Part& p
     part.state = Kernel::Counted<InterfaceState const>(owner->FindState(id));
 }
 
+// A part that is not set holds no state, which is the default.
 template <class I, class Part>
-void PutState(AttributeOwner* owner, InterfaceId id, Part const& part) {
-    if (part.isSet && Kernel::CastPointer<I>(owner) != nullptr)
+void PutState(AttributeOwner* owner, InterfaceId id, Part const& part, bool resetRest) {
+    if ((part.isSet || resetRest) && Kernel::CastPointer<I>(owner) != nullptr)
         owner->SetState(id, part.state);
 }
 
 } // namespace
 
 void ObjectStyle::Set(Kernel::Counted<Kernel::Countable const> const& object, Raster::Format format,
-                      Raster::ICCManager::ICCProfileSet const& profiles, ObjectStyleMask const& mask,
-                      Kernel::String name) {
+                      Raster::ICCManager::ICCProfileSet const& profiles,
+                      Kernel::Counted<Story::StyleSheet const> textStyles, ObjectStyleMask const& mask,
+                      Kernel::String name, bool withVisibility) {
     m_name = std::move(name);
     m_format = format;
     m_profiles = profiles;
+    m_textStyles = std::move(textStyles);
     m_brush.reset();
     m_frameBrush.reset();
     m_line = m_frameLine = {};
-    m_drawOrder = m_opacity = m_blendMode = m_effects = m_contour = {};
+    m_drawOrder = m_opacity = m_blendMode = m_effects = m_contour = m_visibility = {};
     auto const* const owner = Kernel::CastPointer<AttributeOwner const>(object.get());
     if (owner == nullptr)
         return;
@@ -56,6 +59,7 @@ void ObjectStyle::Set(Kernel::Counted<Kernel::Countable const> const& object, Ra
     TakeState<BlendModeInterface>(owner, InterfaceId::BlendMode, mask.blendMode, m_blendMode);
     TakeState<FilterEffectsInterface>(owner, InterfaceId::FilterEffects, mask.effects, m_effects);
     TakeState<ContourInterface>(owner, InterfaceId::Contour, mask.contour, m_contour);
+    TakeState<VisibilityInterface>(owner, InterfaceId::Visibility, withVisibility, m_visibility);
 }
 
 void ObjectStyle::SetForRendering(Kernel::Counted<Renderer::FillDescriptor const> mainFill,
@@ -94,25 +98,27 @@ void ObjectStyle::SetHasContour(bool hasContour) {
         m_contour = {{}, true};
 }
 
-void ObjectStyle::Apply(Kernel::Counted<Kernel::Countable> object) const {
+void ObjectStyle::Apply(Kernel::Counted<Kernel::Countable> object, Kernel::Counted<DocumentController const>,
+                        bool resetRest) const {
     auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get());
     if (owner == nullptr)
         return;
     if (auto* brush = Kernel::CastPointer<BrushFillInterface>(owner)) {
         bool const ofFrame = brush->GetBrushFillContentType() == ContentType::Frame;
-        if (auto const& held = ofFrame ? m_frameBrush : m_brush)
-            brush->SetBrushFillDescriptor(held->GetFill());
+        if (auto const& held = ofFrame ? m_frameBrush : m_brush; held || resetRest)
+            brush->SetBrushFillDescriptor(held ? held->GetFill() : nullptr);
     }
     if (auto* line = Kernel::CastPointer<LineStyleInterface>(owner)) {
         bool const ofFrame = line->GetLineStyleContentType() == ContentType::Frame;
-        if (auto const& held = ofFrame ? m_frameLine : m_line; held.isSet) {
+        if (auto const& held = ofFrame ? m_frameLine : m_line; held.isSet || resetRest) {
             line->SetLineStyleDescriptor(held.line);
             line->SetPenFillDescriptor(held.penFill);
         }
     }
-    PutState<DrawOrderInterface>(owner, InterfaceId::DrawOrder, m_drawOrder);
-    PutState<TransparencyInterface>(owner, InterfaceId::Transparency, m_opacity);
-    PutState<BlendModeInterface>(owner, InterfaceId::BlendMode, m_blendMode);
-    PutState<FilterEffectsInterface>(owner, InterfaceId::FilterEffects, m_effects);
-    PutState<ContourInterface>(owner, InterfaceId::Contour, m_contour);
+    PutState<DrawOrderInterface>(owner, InterfaceId::DrawOrder, m_drawOrder, resetRest);
+    PutState<TransparencyInterface>(owner, InterfaceId::Transparency, m_opacity, resetRest);
+    PutState<BlendModeInterface>(owner, InterfaceId::BlendMode, m_blendMode, resetRest);
+    PutState<FilterEffectsInterface>(owner, InterfaceId::FilterEffects, m_effects, resetRest);
+    PutState<ContourInterface>(owner, InterfaceId::Contour, m_contour, resetRest);
+    PutState<VisibilityInterface>(owner, InterfaceId::Visibility, m_visibility, false);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/selection_command_base.h"
 
+#include "engine/document/told_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
@@ -54,7 +55,10 @@ bool SelectionCommandBase::SelectionContainsArtboards() {
 
 bool SelectionCommandBase::CanOnlyOperateOnCurrentSpread() const { return true; }
 
+// What a command does not tell of itself lies where its objects are.
 Kernel::RectT<double> SelectionCommandBase::GenerateHistoryInterestingRect() const {
+    if (auto const told = FindToldArea(*this); !told.IsEmpty())
+        return told;
     Kernel::RectT<double> bounds;
     if (m_selection) {
         for (auto const& node : m_selection->GetNodes()) {

@@ -193,8 +193,8 @@ ConvertToArtTextCommand::MakeNewNode(Kernel::Counted<FrameTextNode> const& node,
     auto const text = Kernel::MakeCounted<ArtTextNode>(story, scale.Apply(column->GetArtOrigin()));
     ObjectStyle style;
     auto const document = m_documentController->GetDocument();
-    style.Set(node, document->GetFormat(), {}, {}, {});
-    style.Apply(text);
+    style.Set(node, document->GetFormat(), {}, document->GetTextStyleSheet(), ObjectStyleMask(), {}, false);
+    style.Apply(text, m_documentController, false);
     text->SetTransform(node->GetTransform(false, false), false);
     text->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
     CopyChildren(*node, *text);

@@ -8,6 +8,7 @@
 #include "shapes/text_examples.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 namespace Commands {
 
@@ -172,7 +173,7 @@ Kernel::Counted<PolyCurveNode> DivideShapesCommand::MakePiece(DivideSource const
     // What could not be seen stays so.
     if (auto const* visibility = Kernel::CastPointer<VisibilityInterface const>(source.node.get()))
         piece->SetVisible(visibility->IsVisible());
-    source.style->Apply(piece);
+    source.style->Apply(piece, m_documentController, false);
     return piece;
 }
 
@@ -217,18 +218,36 @@ void DivideShapesCommand::Redo() {
     m_documentController->SetSelection(m_newSelection, false);
 }
 
-// Lists of a damaged or forged history may be of different lengths, and name nothing where a node should be.
+// The pieces of a text's later stretches stand below those of its earlier ones, so that a node may stand behind one
+// that comes later in the list: that one goes first. Lists of a damaged or forged history may be of different lengths,
+// name nothing where a node should be, and go round in circles.
 void DivideShapesCommand::PutBack(Nodes const& nodes, Nodes const& parents, Nodes const& previousSiblings) {
     std::size_t const count = std::min({nodes.size(), parents.size(), previousSiblings.size()});
+    std::unordered_map<Node const*, std::size_t> waiting;
     for (std::size_t i = 0; i != count; ++i) {
-        if (!nodes[i] || !parents[i])
-            continue;
-        bool const detach = ShouldDetachLinksOnEdit(parents[i]);
-        if (previousSiblings[i])
-            InsertChildAfter(parents[i], nodes[i], previousSiblings[i], false, detach);
-        else
-            AddChildFront(parents[i], nodes[i]->GetChildListType(), nodes[i], false, detach);
+        if (nodes[i] && parents[i])
+            waiting.emplace(nodes[i].get(), i);
     }
+    std::vector<std::size_t> chain;
+    for (std::size_t i = 0; i != count; ++i) {
+        for (auto next = waiting.find(nodes[i].get()); next != waiting.end();) {
+            chain.push_back(next->second);
+            waiting.erase(next);
+            next = waiting.find(previousSiblings[chain.back()].get());
+        }
+        for (; !chain.empty(); chain.pop_back()) {
+            std::size_t const at = chain.back();
+            PutBack(*nodes[at], *parents[at], previousSiblings[at].get());
+        }
+    }
+}
+
+void DivideShapesCommand::PutBack(Node& node, Node& parent, Node* previousSibling) {
+    Kernel::Counted<Node> const child(&node), to(&parent);
+    if (previousSibling != nullptr)
+        InsertChildAfter(to, child, Kernel::Counted<Node>(previousSibling), false, ShouldDetachLinksOnEdit(to));
+    else
+        AddChildFront(to, node.GetChildListType(), child, false, ShouldDetachLinksOnEdit(to));
 }
 
 void DivideShapesCommand::TakeOut(Nodes const& nodes) {
@@ -256,13 +275,6 @@ void DivideShapesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notificatio
     StructureCommandHelper::Notify(notifications);
 }
 
-Kernel::RectT<double> DivideShapesCommand::GenerateHistoryInterestingRect() const {
-    Kernel::RectT<double> bounds;
-    for (auto const& entry : m_invalidRects.GetRects())
-        bounds = bounds.United(entry.rect);
-    return bounds.IsEmpty() ? OrderedSelectionCommand::GenerateHistoryInterestingRect() : bounds;
-}
-
 void DivideShapesCommand::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveFields(*this, out);
     OrderedSelectionCommand::Save(out);
@@ -271,7 +283,7 @@ void DivideShapesCommand::Save(Kernel::OutSerialiser& out) const {
 bool DivideShapesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
     Kernel::LoadFields(*this, in);
     // Older programs wrote one rectangle.
-    if (m_invalidRects.IsEmpty())
+    if (SpreadRects rects; !Kernel::LoadValue(in, "IRec", rects))
         m_invalidRects.LoadLegacy(in, "InvR");
     return OrderedSelectionCommand::Load(in, files, version);
 }

@@ -42,7 +42,6 @@ public:
     bool ValidateUntrusted() override;
     // Null: a divide can't be repeated.
     Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
-    Kernel::RectT<double> GenerateHistoryInterestingRect() const override;
     bool VisitInReverse() const override { return false; }
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
@@ -95,6 +94,7 @@ private:
                                              Kernel::Counted<Geometry::PolyCurveDbl> curves);
     void CloneChildren(DivideSource const& source, PolyCurveNode& piece);
     void PutBack(Nodes const& nodes, Nodes const& parents, Nodes const& previousSiblings);
+    void PutBack(Node& node, Node& parent, Node* previousSibling);
     void TakeOut(Nodes const& nodes);
     void ForgetGathered();
 

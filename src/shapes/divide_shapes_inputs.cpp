@@ -5,6 +5,7 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/story/text_renderer.h"
+#include "shapes/image_fill.h"
 #include "shapes/text_curves_render_target.h"
 
 #include <algorithm>
@@ -48,7 +49,15 @@ bool HasClosedCurve(DivideInput const& input) {
                        [](auto const& entry) { return entry.curves->HasClosedCurve(); });
 }
 
+// An image is filled with its picture, though it has no brush that says so.
+bool IsPicture(Kernel::Countable const* object) {
+    auto const* const image = Kernel::CastPointer<ImageNode const>(object);
+    return image != nullptr && image->GetImage();
+}
+
 bool HasVisibleFill(Kernel::Countable const* object) {
+    if (IsPicture(object))
+        return true;
     auto const* const brush = Kernel::CastPointer<BrushFillInterface const>(object);
     return brush != nullptr && brush->IsBrushFillVisible(c_visibleFill);
 }
@@ -132,7 +141,7 @@ void DivideShapesCommand::Receive(Kernel::NonCounted<ConstCurvesInterface> shape
             input.filled = fill && !fill->IsFillNone();
         }
         // A picture placed inside a shape fills the shape.
-        input.filled = input.filled || ShowsPicture(*node);
+        input.filled = input.filled || IsPicture(node.get()) || ShowsPicture(*node);
         if (auto const* line = Kernel::CastPointer<LineStyleInterface const>(node.get()))
             std::tie(input.strokedFront, input.strokedBehind) = line->IsLineStyleVisibleFrontBehind();
         if (input.filled)
@@ -148,9 +157,14 @@ void DivideShapesCommand::Receive(Kernel::NonCounted<ConstCurvesInterface> shape
 // Pieces get the node's look, or that of its text's frame.
 void DivideShapesCommand::AddSource(Kernel::Counted<Node> const& node, DivideInput input, bool isFrame) {
     auto const style = Kernel::MakeCounted<ObjectStyle>();
-    style->Set(node, m_documentController->GetDocument()->GetFormat(), {}, ObjectStyleMask(), {});
+    auto const document = m_documentController->GetDocument();
+    style->Set(node, document->GetFormat(), {}, document->GetTextStyleSheet(), ObjectStyleMask(), {}, false);
     if (isFrame)
         style->ConvertFrameToMain();
+    if (IsPicture(node.get()))
+        style->RestoreFill(
+            Kernel::MakeCounted<ObjectStyleBrush>(MakeImageFill(*Kernel::CastPointer<ImageNode const>(node.get()))),
+            style->GetFrameBrush());
     m_inputs.push_back(std::move(input));
     m_sources.push_back({node, style, {}});
 }
@@ -159,10 +173,11 @@ void DivideShapesCommand::AddSource(Kernel::Counted<Node> const& node, DivideInp
 void DivideShapesCommand::Receive(Kernel::NonCounted<TextNode> text) {
     auto const composed = text->MakeComposedText();
     Kernel::Counted<Node> const node(text.get());
+    auto const document = m_documentController->GetDocument();
     AddTextFrame(*text);
-    auto const target = Kernel::MakeCounted<TextCurvesRenderTarget>(
-        m_inputs, m_sources, node, text->GetBaseToSpreadTransform(), m_documentController->GetDocument()->GetFormat(),
-        Raster::ICCManager::ICCProfileSet());
+    auto const target =
+        Kernel::MakeCounted<TextCurvesRenderTarget>(m_inputs, m_sources, node, text->GetBaseToSpreadTransform(),
+                                                    document->GetFormat(), Raster::ICCManager::ICCProfileSet());
     Story::TextRenderer(target, composed).Render(Story::DrawMode::All, true);
     m_invalidRects.Append(SpreadRect(*node, node->GetBounds(true)));
     m_oldNodes.push_back(node);

@@ -6,6 +6,7 @@
 #include "platform/document/object_style.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
+#include "shapes/image_fill.h"
 #include "shapes/shape_examples.h"
 
 #include <algorithm>
@@ -86,14 +87,6 @@ void MoveLookToParentSpace(PolyCurveNode& node, Raster::AffineTransform::Params 
     node.SetLineStyleDescriptor(scaled);
 }
 
-// A picture is painted by a fill once its node is a plain curve.
-Kernel::Counted<Renderer::FillDescriptor const> MakeImageFill(ImageNode const& image) {
-    auto const fill = Kernel::MakeCounted<Renderer::BitmapFill>(image.GetImage());
-    return Kernel::MakeCounted<Renderer::FillDescriptor>(
-        Kernel::Consolidated<Renderer::Fill>(Kernel::Counted<Renderer::Fill const>(fill)), true,
-        Raster::AffineTransform::Params{}, Renderer::BlendMode::Normal, false);
-}
-
 } // namespace
 
 FillHolesCommand::FillHolesCommand(bool removeInternalLines) : m_removeInternalLines(removeInternalLines) {}
@@ -120,6 +113,8 @@ Kernel::LocalisedString FillHolesCommand::GetDescription() const {
                                    "Fill holes command name");
 }
 
+bool FillHolesCommand::IsAborted() const { return std::atomic_ref<bool>(m_abort).load(std::memory_order_relaxed); }
+
 // Null when there is nothing to rebuild the shape from.
 FillHolesCommand::Curves FillHolesCommand::BuildOutline(ConstCurvesInterface const& curves, bool isFilled) {
     Graph::Input input;
@@ -139,6 +134,8 @@ FillHolesCommand::Curves FillHolesCommand::BuildOutline(ConstCurvesInterface con
             m_valid = true;
         return {};
     }
+    if (IsAborted())
+        return {};
     graph->PrepareShapeBuilder();
     if (!m_removeInternalLines || !isFilled)
         graph->EnableAllAreas();
@@ -154,7 +151,7 @@ FillHolesCommand::Curves FillHolesCommand::BuildOutline(ConstCurvesInterface con
 
 bool FillHolesCommand::AddConstCurvesInterface(Kernel::JailNonCounted<ConstCurvesInterface> curves,
                                                Kernel::JailNonCounted<Node> node, Items* items) {
-    if (std::atomic_ref<bool>(m_abort).load(std::memory_order_relaxed) || !Qualifies(*curves, m_removeInternalLines))
+    if (IsAborted() || !Qualifies(*curves, m_removeInternalLines))
         return false;
     Curves outline;
     try {
@@ -197,10 +194,11 @@ Kernel::Counted<Node> FillHolesCommand::MakeReplacement(ConstCurvesInterface con
         newOperation->SetCompoundOperation(operation->GetCompoundOperation());
 
     auto const style = Kernel::MakeCounted<ObjectStyle>();
-    style->Set(Kernel::Counted<Kernel::Countable const>(&node), m_documentController->GetDocument()->GetFormat(), {},
-               ObjectStyleMask(), {});
+    auto const document = m_documentController->GetDocument();
+    style->Set(Kernel::Counted<Kernel::Countable const>(&node), document->GetFormat(), {},
+               document->GetTextStyleSheet(), ObjectStyleMask(), {}, false);
     style->SetHasContour(false);
-    style->Apply(replacement);
+    style->Apply(replacement, m_documentController, false);
     // After the style, which knows of no fill where a picture is shown.
     if (auto const* image = Kernel::CastPointer<ImageNode const>(&node))
         replacement->SetBrushFillDescriptor(MakeImageFill(*image));
@@ -344,13 +342,6 @@ void FillHolesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>
 
 Kernel::Counted<DocumentCommand> FillHolesCommand::Clone() const {
     return Kernel::MakeCounted<FillHolesCommand>(m_removeInternalLines);
-}
-
-Kernel::RectT<double> FillHolesCommand::GenerateHistoryInterestingRect() const {
-    Kernel::RectT<double> bounds;
-    for (auto const& entry : m_invalidRects.GetRects())
-        bounds = bounds.United(entry.rect);
-    return bounds.IsEmpty() ? DocumentCommand::GenerateHistoryInterestingRect() : bounds;
 }
 
 void FillHolesCommand::Save(Kernel::OutSerialiser& out) const {

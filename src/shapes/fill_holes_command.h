@@ -31,7 +31,6 @@ public:
     ProgressType GetProgressType() const override { return ProgressType::Bar; }
     bool* GetProgressAbortPointer() const override { return &m_abort; }
     Kernel::Counted<DocumentCommand> Clone() const override;
-    Kernel::RectT<double> GenerateHistoryInterestingRect() const override;
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
@@ -60,6 +59,7 @@ private:
                                Items* items);
     bool AddSelected(SelectionItem const& item, Items& items);
 
+    bool IsAborted() const;
     Curves BuildOutline(ConstCurvesInterface const& curves, bool isFilled);
     Kernel::Counted<Node> MakeReplacement(ConstCurvesInterface const& curves, Node const& node, Curves outline) const;
     void Apply(FillHolesRecord& record);

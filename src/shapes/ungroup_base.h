@@ -27,9 +27,6 @@ public:
         StructureCommandHelper::Notify(notifications);
     }
     bool VisitInReverse() const override { return false; }
-    Kernel::RectT<double> GenerateHistoryInterestingRect() const override {
-        return m_invalidRect.IsEmpty() ? DocumentCommand::GenerateHistoryInterestingRect() : m_invalidRect;
-    }
 
 protected:
     using Params = Raster::AffineTransform::Params;

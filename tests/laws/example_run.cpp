@@ -5,6 +5,9 @@
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/reflow_pages_command.h"
+#include "shapes/fill_holes_command.h"
+#include "shapes/shape_examples.h"
+#include "tests/support/borrowed_outline_node.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -40,6 +43,21 @@ std::vector<CommandExample> EngineExamples() {
              return compound;
          },
          {}},
+        {"FillHolesCommand",
+         [](DocumentController& controller) {
+             auto const node = Kernel::MakeCounted<Support::BorrowedOutlineNode>();
+             ExampleDocuments::SetFill(*node, 1, 0, 0);
+             auto const ring = ExampleDocuments::MakePath(
+                 {{{50, 0}, {90, 0}, {90, 40}, {50, 40}}, {{60, 10}, {60, 30}, {80, 30}, {80, 10}}}, true);
+             ExampleDocuments::SetFill(*ring, 0, 0, 1);
+             ExampleDocuments::Append(*controller.GetCurrentSpread(), node);
+             ExampleDocuments::Append(*controller.GetCurrentSpread(), ring);
+             ExampleDocuments::Select(controller, {node, ring});
+         },
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<Commands::FillHolesCommand>();
+         },
+         "An object that stores curves and has none at present leaves the document and does not come back."},
     };
 }
 
@@ -53,6 +71,10 @@ std::vector<CommandExample> const& AllExamples() {
         return all;
     }();
     return s_all;
+}
+
+bool IsKeptInDocument(CommandExample const& example) {
+    return example.className == "FillHolesCommand" && !example.keptByContract.empty();
 }
 
 TemporaryFolder::TemporaryFolder() {

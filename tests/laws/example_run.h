@@ -11,6 +11,8 @@
 
 // All examples: those of the library's commands and those of the engine's inner ones.
 std::vector<CommandExample> const& AllExamples();
+// Whether what Undo leaves changed lies in the tree. What else is kept, such as defaults, is in no hash.
+bool IsKeptInDocument(CommandExample const& example);
 
 // A folder that is removed with everything in it.
 class TemporaryFolder {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <set>
 
 namespace {
@@ -16,6 +17,18 @@ class Laws : public testing::TestWithParam<std::size_t> {
 protected:
     CommandExample const& Example() const { return AllExamples()[GetParam()]; }
     bool IsKeptByContract() const { return !Example().keptByContract.empty(); }
+    // What Undo gives back: the document as it was or, where something is kept in it on purpose, what the first Undo
+    // has left of it, which must not be the same.
+    void ExpectUndone(DocumentHash const& before, DocumentHash const& hash) {
+        if (!IsKeptInDocument(Example())) {
+            EXPECT_EQ(before, hash);
+            return;
+        }
+        EXPECT_NE(before, hash) << "nothing is kept";
+        EXPECT_EQ(m_undone.value_or(hash), hash);
+        m_undone = hash;
+    }
+    std::optional<DocumentHash> m_undone;
     TemporaryFolder m_folder;
 };
 
@@ -40,7 +53,7 @@ TEST_P(Laws, UndoGivesTheDocumentBackAndRedoDoesItAgain) {
     for (int round = 0; round != 3; ++round) {
         run.controller->Undo();
         run.controller->GetDocument()->CheckInvariants();
-        EXPECT_EQ(run.before, run.controller->GetHash(false));
+        ExpectUndone(run.before, run.controller->GetHash(false));
         EXPECT_EQ(selected, SelectedIds(*run.controller));
         run.controller->Redo();
         run.controller->GetDocument()->CheckInvariants();
@@ -68,18 +81,18 @@ TEST_P(Laws, ASavedHistoryUndoesAndRedoesTheSame) {
         EXPECT_EQ(after, loaded->GetHash(false));
         loaded->Undo();
         loaded->GetDocument()->CheckInvariants();
-        EXPECT_EQ(run.before, loaded->GetHash(false));
+        ExpectUndone(run.before, loaded->GetHash(false));
         EXPECT_EQ(selected, SelectedIds(*loaded));
         loaded->Save(path);
         loaded.reset();
         auto const again = DocumentController::Open(path, false);
-        EXPECT_EQ(run.before, again->GetHash(false));
+        ExpectUndone(run.before, again->GetHash(false));
         again->Redo();
         again->GetDocument()->CheckInvariants();
         EXPECT_EQ(after, again->GetHash(false));
         EXPECT_EQ(selectedAfter, SelectedIds(*again));
         again->Undo();
-        EXPECT_EQ(run.before, again->GetHash(false));
+        ExpectUndone(run.before, again->GetHash(false));
         again->Redo();
         EXPECT_EQ(after, again->GetHash(false));
         again->Save(path);

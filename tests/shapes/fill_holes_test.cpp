@@ -4,6 +4,7 @@
 #include "frame/notifications.h"
 #include "platform/kernel/exception.h"
 #include "tests/shapes/scene.h"
+#include "tests/support/borrowed_outline_node.h"
 
 #include <gtest/gtest.h>
 
@@ -140,30 +141,31 @@ TEST(FillHoles, TheContourGoesWithTheOldCurvesAndComesBackWithThem) {
     EXPECT_EQ(2u, loaded->GetCurves()->GetCurves().size());
 }
 
-// It stores curves of its own, has none at present, and still shows an outline.
-class BorrowedOutlineNode final : public CurvesNode, public MutableCurvesInterface {
-public:
-    Geometry::WindingOrderMode GetWindingOrderMode() const override { return {}; }
-    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override { return Donut()->GetCurves(); }
-    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<BorrowedOutlineNode>(); }
-    Kernel::ClassProperties const* GetObjectClassProperties() const override {
-        static Kernel::ClassProperties const s_properties("tBor", &CreateObject, 1, nullptr, nullptr,
-                                                          "BorrowedOutlineNode");
-        static Kernel::ClassPropertiesBase::Init const s_init(&s_properties);
-        return &s_properties;
-    }
-};
-
 TEST(FillHoles, AnObjectWithoutCurvesOfItsOwnLeavesTheDocumentForGood) {
     Scene scene;
     auto const node = Kernel::MakeCounted<BorrowedOutlineNode>();
+    node->SetContourOffset(4);
     SetFill(*node, 1, 0, 0);
     scene.PutAndSelect({node, Named("rest")});
-    EXPECT_TRUE(RunIn(scene)->ShouldStackForUndo());
+    auto const selected = scene.Selected();
+    auto const command = RunIn(scene);
+    EXPECT_TRUE(command->ShouldStackForUndo());
     EXPECT_EQ("rest", ChildNames(*scene.spread));
     EXPECT_EQ(nullptr, node->GetParent());
+    EXPECT_FALSE(node->GetCurves()) << "the outline that was made is dropped";
+    EXPECT_EQ(4, node->GetContourOffset());
+    ASSERT_EQ(1u, scene.Selected()->size()) << "it counts as changed, so that its item is not kept";
     scene.controller->Undo();
     EXPECT_EQ(nullptr, node->GetParent()) << "required: Undo does not put it back";
+    EXPECT_FALSE(node->GetCurves());
+    EXPECT_EQ(0, node->GetContourOffset()) << "the record's offset, which was never filled";
+    EXPECT_EQ(selected, scene.Selected());
+    scene.controller->Redo();
+    EXPECT_EQ("rest", ChildNames(*scene.spread));
+    // The record holds neither curves, so that neither is written.
+    auto const reloaded = Reload(scene, *command);
+    reloaded.command->Undo();
+    EXPECT_EQ("rest", ChildNames(*reloaded.document->GetSpreads().front()));
 }
 
 TEST(FillHoles, AShapeWithComputedCurvesIsReplacedByOneWithCurvesInItsPlace) {

@@ -23,7 +23,7 @@ struct Drawing {
 
     Kernel::Counted<PolyCurveNode> Styled(std::size_t index) const {
         auto node = Kernel::MakeCounted<PolyCurveNode>();
-        sources[index].style->Apply(node);
+        sources[index].style->Apply(node, {}, false);
         return node;
     }
 };

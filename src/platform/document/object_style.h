@@ -3,6 +3,7 @@
 
 #include "platform/document/interfaces.h"
 #include "platform/raster/icc_manager.h"
+#include "platform/story/style_sheet.h"
 
 class DocumentController;
 
@@ -32,7 +33,7 @@ private:
 };
 
 // A snapshot of an object's whole look, to be given to others. Values are shared with the object, so that taking and
-// applying one costs some pointers. Place, visibility and name are no part of a look.
+// applying one costs some pointers. Place and name are no part of a look.
 class REDRAFT_ENGINE ObjectStyle final : public virtual Kernel::Countable {
 public:
     ObjectStyle() = default;
@@ -40,9 +41,11 @@ public:
 
     // Replaces all that the style holds by the look of `object`, as far as the mask goes and the object has the
     // interfaces. Fill and line of a text node belong to its text or to its frame, as their content type says.
-    // `format` and `profiles` are those of the object's document: what the colours are meant in.
+    // `format` and `profiles` are those of the object's document, what the colours are meant in; `textStyles` are the
+    // styles of its texts, null where there are none. `withVisibility`: whether the object is shown is taken over too.
     void Set(Kernel::Counted<Kernel::Countable const> const& object, Raster::Format format,
-             Raster::ICCManager::ICCProfileSet const& profiles, ObjectStyleMask const& mask, Kernel::String name);
+             Raster::ICCManager::ICCProfileSet const& profiles, Kernel::Counted<Story::StyleSheet const> textStyles,
+             ObjectStyleMask const& mask, Kernel::String name, bool withVisibility);
     // The look of one drawn outline. The object can hold no second fill: the alpha of its representative colour becomes
     // opacity, which is the same for plain transparency.
     void SetForRendering(Kernel::Counted<Renderer::FillDescriptor const> mainFill,
@@ -57,12 +60,17 @@ public:
     // False: an object that gets the style has no contour.
     void SetHasContour(bool hasContour);
 
-    // Gives an object all that the style holds and the object has an interface for; the rest of it stays as it is.
-    void Apply(Kernel::Counted<Kernel::Countable> object) const;
+    // Gives an object all that the style holds and the object has an interface for. `resetRest`: of the look, what the
+    // style says nothing of goes back to its default; otherwise it stays as it is. The controller is that of the
+    // object's document and may be null: colours keep the model that they were chosen in, so that nothing is asked of
+    // it.
+    void Apply(Kernel::Counted<Kernel::Countable> object, Kernel::Counted<DocumentController const> controller,
+               bool resetRest) const;
 
     Kernel::String const& GetName() const { return m_name; }
     Raster::Format GetFormat() const { return m_format; }
     Raster::ICCManager::ICCProfileSet const& GetProfiles() const { return m_profiles; }
+    Kernel::Counted<Story::StyleSheet const> const& GetTextStyles() const { return m_textStyles; }
     Kernel::Counted<ObjectStyleBrush> const& GetBrush() const { return m_brush; }
     Kernel::Counted<ObjectStyleBrush> const& GetFrameBrush() const { return m_frameBrush; }
 
@@ -77,6 +85,7 @@ private:
     Kernel::String m_name;
     Raster::Format m_format = Raster::FormatRGBA8;
     Raster::ICCManager::ICCProfileSet m_profiles;
+    Kernel::Counted<Story::StyleSheet const> m_textStyles;
     // Null: the style says nothing of the fill.
     Kernel::Counted<ObjectStyleBrush> m_brush, m_frameBrush;
     Line m_line, m_frameLine;
@@ -85,5 +94,5 @@ private:
         Kernel::Counted<InterfaceState const> state;
         bool isSet = false;
     };
-    Part m_drawOrder, m_opacity, m_blendMode, m_effects, m_contour;
+    Part m_drawOrder, m_opacity, m_blendMode, m_effects, m_contour, m_visibility;
 };
