@@ -39,6 +39,8 @@ private:
         // Only the shape counts, as of clipping content.
         bool silhouette;
         bool layered = false;
+        // Of EndMask: the clipping child whose turn it is after the one that made the mask.
+        Node const* nextClip = nullptr;
     };
 
     void Run(Item const& item) {
@@ -54,7 +56,7 @@ private:
             break;
         case Step::EndMask:
             m_target.EndMask();
-            DrawContent(*item.node, item.silhouette, item.layered);
+            ClipAndDraw(*item.node, item.nextClip, item.silhouette, item.layered);
             break;
         case Step::EndLayer:
             m_target.PopLayer();
@@ -76,34 +78,37 @@ private:
             m_target.PushLayer({scene->GetOpacity(), scene->GetBlendMode(), true});
             After(Step::EndLayer);
         }
-        if (!Clip(node, silhouette, layered))
-            DrawContent(node, silhouette, layered);
+        ClipAndDraw(node, node.GetFirstChild(NodeChildListType::Clipping), silhouette, layered);
     }
 
-    // Opens the clip of a node. True when the clip is a mask: its nodes are drawn first, and the node's own content at
-    // the mask's end.
-    bool Clip(Node const& node, bool silhouette, bool layered) {
-        Node const* const first = node.GetFirstChild(NodeChildListType::Clipping);
-        if (first == nullptr)
-            return false;
-        After(Step::EndClip);
-        auto const* const curves = Kernel::CastPointer<CurvesNode const>(first);
-        bool const isOutline = curves != nullptr && first->GetNextSibling() == nullptr && curves->IsVisible() &&
-                               !first->HasChildren(NodeChildListType::Clipping);
-        if (isOutline) {
+    // Content is seen where it lies in every clip, from `clip` on. A clip that is no content, as a hidden one, is none;
+    // one without a fill leaves nothing. What is no plain outline becomes a mask: its nodes are drawn first, and the
+    // rest at the mask's end.
+    void ClipAndDraw(Node const& node, Node const* clip, bool silhouette, bool layered) {
+        static auto const s_nothing = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+        for (; clip != nullptr; clip = clip->GetNextSibling()) {
+            if (!clip->IsContent())
+                continue;
+            After(Step::EndClip);
+            auto const* const curves = Kernel::CastPointer<CurvesNode const>(clip);
+            if (curves == nullptr || clip->HasChildren(NodeChildListType::Clipping)) {
+                m_target.BeginMask(Renderer::MaskKind::Alpha);
+                m_pending.push_back({Step::EndMask, &node, silhouette, layered, clip->GetNextSibling()});
+                m_pending.push_back({Step::Enter, clip, true, false});
+                return;
+            }
             m_target.PushTransform(Geometry::Transform(curves->GetMatrix()));
-            m_target.PushClip(curves->GetOutline(), curves->GetWindingOrderMode());
+            m_target.PushClip(LeavesSomething(*curves) ? curves->GetOutline() : s_nothing,
+                              curves->GetWindingOrderMode());
             m_target.PopTransform();
-            return false;
         }
-        m_target.BeginMask(Renderer::MaskKind::Alpha);
-        m_pending.push_back({Step::EndMask, &node, silhouette, layered});
-        for (Node const* child = node.GetLastChild(NodeChildListType::Clipping); child != nullptr;
-             child = child->GetPreviousSibling())
-            m_pending.push_back({Step::Enter, child, true, false});
-        return true;
+        DrawContent(node, silhouette, layered);
     }
 
+    static bool LeavesSomething(CurvesNode const& clip) {
+        constexpr double c_visibleFill = 0.01;
+        return clip.IsBrushFillVisible(c_visibleFill) || Kernel::CastPointer<ImageNode const>(&clip) != nullptr;
+    }
     static bool HasVisibleFill(CurvesNode const& node) { return node.IsBrushFillVisible(0); }
 
     // Opacity and blend mode belong to the whole node. A node that paints once needs no layer for them.

@@ -87,6 +87,23 @@ void MoveLookToParentSpace(PolyCurveNode& node, Raster::AffineTransform::Params 
     node.SetLineStyleDescriptor(scaled);
 }
 
+// What stands in the old node and clips it comes along as copies, moved by the matrix that the new one lacks. What the
+// outline was made of is in it.
+void CopyChildren(Node const& from, Node& to, Raster::AffineTransform::Params const& matrix) {
+    CloneContext context(CloneType::Copy);
+    for (int list = 0; list != c_childListCount; ++list) {
+        auto const type = static_cast<NodeChildListType>(list);
+        if (type == NodeChildListType::Plain && !from.DrawsChildren())
+            continue;
+        for (Node const* child = from.GetFirstChild(type); child != nullptr; child = child->GetNextSibling()) {
+            auto const copy = child->Clone(context);
+            if (auto* place = Kernel::CastPointer<TransformInterface>(copy.get()))
+                place->SetTransform(matrix * place->GetTransform(false, false), false);
+            to.InsertChild(type, copy, nullptr);
+        }
+    }
+}
+
 } // namespace
 
 FillHolesCommand::FillHolesCommand(bool removeInternalLines) : m_removeInternalLines(removeInternalLines) {}
@@ -202,8 +219,10 @@ Kernel::Counted<Node> FillHolesCommand::MakeReplacement(ConstCurvesInterface con
     // After the style, which knows of no fill where a picture is shown.
     if (auto const* image = Kernel::CastPointer<ImageNode const>(&node))
         replacement->SetBrushFillDescriptor(MakeImageFill(*image));
-    if (transform != nullptr)
-        MoveLookToParentSpace(*replacement, transform->GetTransform(false, false));
+    auto const matrix =
+        transform != nullptr ? transform->GetTransform(false, false) : Raster::AffineTransform::Params();
+    MoveLookToParentSpace(*replacement, matrix);
+    CopyChildren(node, *replacement, matrix);
     return replacement;
 }
 

@@ -263,6 +263,36 @@ TEST(DividePictures, AlongAnEdgeThatTwoPiecesShareAQuarterOfTheBackdropShowsAtMo
     }
 }
 
+// What several clips leave, hidden ones and those without a fill: pictures and pieces agree on it.
+TEST(DividePictures, ClipsOfAllKinds) {
+    auto const group = NamedGroup("group");
+    auto const inGroup = MakeEllipse({20, 20, 120, 180});
+    SetFill(*inGroup, 0, 0, 0);
+    Append(*group, inGroup);
+    Append(*group, Box(60, 20, 180, 60));
+    auto const hidden = Box(0, 0, 30, 30), unfilled = Box(30, 30, 150, 150), tall = Box(60, 10, 110, 190),
+               wide = Box(10, 60, 190, 110), clipped = Box(40, 40, 160, 160);
+    hidden->SetVisible(false);
+    unfilled->SetBrushFillDescriptor({});
+    Clip(*clipped, MakeRectangle({20, 20, 80, 120}, 0, 0, 0));
+    std::vector<std::vector<Kernel::Counted<Node>>> const cases = {
+        {hidden}, {tall, wide}, {tall, group}, {group, tall}, {group, hidden, clipped}, {clipped, tall}, {unfilled}};
+    for (std::size_t i = 0; i != cases.size(); ++i) {
+        SCOPED_TRACE(i);
+        Scene scene;
+        auto const shape = MakeRectangle({5, 5, 195, 195}, 0.9, 0.2, 0.1),
+                   below = MakeRectangle({0, 100, 200, 200}, 0, 0, 1);
+        CloneContext context(CloneType::Copy);
+        for (auto const& clip : cases[i])
+            Clip(*shape, clip->Clone(context));
+        scene.PutAndSelect({below, shape});
+        auto const differences = DivideAndCompare(scene);
+        EXPECT_LE(differences.largestInside, 1);
+        EXPECT_LE(differences.share, 0.02);
+        EXPECT_EQ(i + 1 == cases.size(), PiecesIn(*scene.spread).size() == 1) << "only what has no fill leaves nothing";
+    }
+}
+
 TEST(DividePictures, AText) {
     Scene scene;
     auto const text = MakeTextFrame({10, 10, 190, 190}, "Cut these letters into pieces, please");

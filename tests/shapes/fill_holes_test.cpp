@@ -265,6 +265,32 @@ TEST(FillHoles, APictureBecomesACurveThatIsFilledWithIt) {
     EXPECT_EQ(picture->GetImage(), fill->GetBitmap());
 }
 
+TEST(FillHoles, AReplacementIsClippedAndFilledAsTheOldShapeWas) {
+    Scene scene;
+    auto const shape = Box(0, 0, 30, 30), clip = Box(0, 0, 10, 30);
+    shape->SetTransform({2, 0, 5, 0, 2, 7}, false);
+    clip->SetTransform({1, 0, 1, 0, 1, 0}, false);
+    Clip(*shape, clip);
+    scene.Put(*shape, {Named("inside")});
+    auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    SetFill(*compound, 0, 0, 1);
+    scene.Put(*compound, {Box(100, 0, 130, 30)});
+    scene.PutAndSelect({shape, compound});
+    auto const before = scene.controller->GetHash(false);
+    auto const clipBounds = clip->GetBounds(false);
+    RunIn(scene);
+    auto const pieces = PiecesIn(*scene.spread);
+    ASSERT_EQ(2u, pieces.size());
+    auto const* const newClip = pieces[0]->GetFirstChild(NodeChildListType::Clipping);
+    ASSERT_NE(nullptr, newClip);
+    EXPECT_EQ(clipBounds, newClip->GetBounds(false));
+    EXPECT_EQ("inside", ChildNames(*pieces[0]));
+    EXPECT_FALSE(pieces[1]->HasChildren(NodeChildListType::Plain)) << "they are the outline";
+    scene.controller->Undo();
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+    EXPECT_EQ(clip.get(), shape->GetFirstChild(NodeChildListType::Clipping)) << "the old shape kept its own";
+}
+
 TEST(FillHoles, AnItemThatWasEditedInPlaceIsNotKeptInTheNewSelection) {
     Scene scene;
     auto const donut = Donut();
