@@ -54,8 +54,19 @@ Kernel::Counted<Raster::DynamicBitmap> ValueForm<Kernel::Counted<Raster::Dynamic
 
 Kernel::Counted<Raster::RasterFilterPlugin>
 ValueForm<Kernel::Counted<Raster::RasterFilterPlugin>>::Parse(std::string const& name, ValueContext const&) {
+    auto const colon = name.find(':');
+    std::vector<Raster::FilterPluginSetting> settings;
+    if (colon != name.npos) {
+        for (auto const& term : SplitTerms(std::string_view(name).substr(colon + 1))) {
+            auto const equals = term.find('=');
+            if (equals == term.npos)
+                throw ValueError("needs NAME:PARAMETER=VALUE,..., not " + Quote(term) + " for a parameter");
+            settings.push_back({Kernel::String(std::string(Trim(std::string_view(term).substr(0, equals)))),
+                                Kernel::String(std::string(Trim(std::string_view(term).substr(equals + 1))))});
+        }
+    }
     try {
-        return Raster::FindFilterPlugin(name);
+        return Raster::FindFilterPlugin(Kernel::String(name.substr(0, colon)), settings);
     } catch (Kernel::Exception const& failure) {
         throw ValueError(failure.what());
     }

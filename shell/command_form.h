@@ -105,7 +105,7 @@ struct ValueForm<Kernel::Counted<Raster::DynamicBitmap>> {
     static Kernel::Counted<Raster::DynamicBitmap> Parse(std::string const& path, ValueContext const& context);
 };
 
-// An installed filter by its name.
+// An installed filter by its name, with parameters if wanted: NAME:PARAMETER=VALUE,...
 template <>
 struct ValueForm<Kernel::Counted<Raster::RasterFilterPlugin>> {
     static constexpr char const* c_name = "plug-in";

@@ -68,7 +68,7 @@ std::vector<CommandEntry> MakeTable() {
             Parameter<bool>{"horizontal", "true mirrors left to right, false top to bottom"})),
         Command<InflateUntrustedRasterNodesCommand>(Form(SelectionParameter{})),
         Command<RasterPluginFilterCommand>(Form(
-            Parameter<Plugin>{"plugin", "the frei0r plug-in, by the name of its file without the ending"})),
+            Parameter<Plugin>{"plugin", "the frei0r plug-in, by the name of its file without the ending; behind a colon PARAMETER=VALUE,..."})),
         Command<RasterPolarToRectangularCommand>(Form()),
         Command<RasterRectangularToPolarCommand>(Form()),
         Command<RasterSolariseCommand>(Form()),

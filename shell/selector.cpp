@@ -11,19 +11,6 @@ namespace Shell {
 
 namespace {
 
-std::vector<std::string> SplitTerms(std::string_view selector) {
-    std::vector<std::string> terms(1);
-    for (std::size_t i = 0; i != selector.size(); ++i) {
-        if (selector[i] == '\\' && i + 1 != selector.size())
-            terms.back() += selector[++i];
-        else if (selector[i] == ',')
-            terms.emplace_back();
-        else
-            terms.back() += selector[i];
-    }
-    return terms;
-}
-
 // Nodes in order, each once.
 class Found {
 public:
@@ -93,6 +80,19 @@ void FindTerm(DocumentController& document, std::string_view term, Found& found)
 }
 
 } // namespace
+
+std::vector<std::string> SplitTerms(std::string_view text) {
+    std::vector<std::string> terms(1);
+    for (std::size_t i = 0; i != text.size(); ++i) {
+        if (text[i] == '\\' && i + 1 != text.size())
+            terms.back() += text[++i];
+        else if (text[i] == ',')
+            terms.emplace_back();
+        else
+            terms.back() += text[i];
+    }
+    return terms;
+}
 
 std::vector<Kernel::Counted<Node>> FindNodes(DocumentController& document, std::string_view selector) {
     Found found;

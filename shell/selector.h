@@ -9,6 +9,9 @@
 
 namespace Shell {
 
+// What stands between commas; a backslash takes the next character literally.
+std::vector<std::string> SplitTerms(std::string_view text);
+
 // The nodes that a selector names: comma-separated terms `#ID`, `type:GroupNode`, `name:TEXT`, `all` (the children of
 // the current spread), `none`; a backslash takes a comma in a TEXT literally. In the order of the terms, those of one
 // term in tree order, each node once. Throws ValueError for a text that is no selector and for an id or class that the

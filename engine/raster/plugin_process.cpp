@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Raster {
 
@@ -54,7 +55,9 @@ private:
 
 } // namespace
 
-PluginProcess::PluginProcess(std::filesystem::path const& plugin, FilterPluginLimits const& limits) : m_limits(limits) {
+PluginProcess::PluginProcess(std::filesystem::path const& plugin, std::size_t memoryBytes,
+                             std::vector<PluginProtocol::Setting> settings)
+    : m_settings(std::move(settings)) {
     auto const host = FindHost().string();
     int sockets[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0)
@@ -62,10 +65,13 @@ PluginProcess::PluginProcess(std::filesystem::path const& plugin, FilterPluginLi
     m_socket = sockets[0];
     fcntl(m_socket, F_SETFL, O_NONBLOCK);
     SpawnActions actions;
-    posix_spawn_file_actions_adddup2(actions.Get(), sockets[1], STDIN_FILENO);
+    // Out of the way first, whatever number it has.
+    posix_spawn_file_actions_adddup2(actions.Get(), sockets[1], PluginProtocol::c_socket + 1);
+    posix_spawn_file_actions_adddup2(actions.Get(), PluginProtocol::c_socket + 1, PluginProtocol::c_socket);
+    posix_spawn_file_actions_addopen(actions.Get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(actions.Get(), STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(actions.Get(), STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    std::string path = plugin.string(), memory = std::to_string(limits.memoryBytes), name = host;
+    std::string path = plugin.string(), memory = std::to_string(memoryBytes), name = host;
     char* const arguments[] = {name.data(), path.data(), memory.data(), nullptr};
     std::string variables[] = {"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
     char* const environment[] = {variables[0].data(), variables[1].data(), nullptr};
@@ -131,14 +137,39 @@ bool PluginProcess::Receive(void* bytes, std::size_t count, Clock::time_point de
     return true;
 }
 
-bool PluginProcess::Ask(PluginProtocol::Request const& request, void const* pixels, std::size_t pixelBytes,
-                        PluginProtocol::Response& response, void* results) {
-    auto const deadline = Clock::now() + m_limits.tileTime;
-    if (!Send(&request, sizeof request, deadline) || !Send(pixels, pixelBytes, deadline) ||
-        !Receive(&response, sizeof response, deadline) || response.magic != PluginProtocol::c_magic)
+bool PluginProcess::SendSettings(Clock::time_point deadline) {
+    PluginProtocol::Request const request{PluginProtocol::c_magic, PluginProtocol::Kind::Set, 0, 0};
+    for (auto const& setting : m_settings) {
+        if (!Send(&request, sizeof request, deadline) || !Send(&setting, sizeof setting, deadline))
+            return false;
+    }
+    m_settings.clear();
+    return true;
+}
+
+bool PluginProcess::Describe(PluginProtocol::Response& response, std::vector<PluginProtocol::Parameter>& parameters,
+                             std::chrono::milliseconds time) {
+    auto const deadline = Clock::now() + time;
+    PluginProtocol::Request const request{PluginProtocol::c_magic, PluginProtocol::Kind::Describe, 0, 0};
+    if (!Send(&request, sizeof request, deadline) || !Receive(&response, sizeof response, deadline) ||
+        response.magic != PluginProtocol::c_magic || response.parameterCount < 0 ||
+        response.parameterCount > PluginProtocol::c_maximumParameters)
         return false;
     response.name[sizeof response.name - 1] = 0;
-    return response.status != PluginProtocol::Status::Done || Receive(results, pixelBytes, deadline);
+    parameters.resize(static_cast<std::size_t>(response.parameterCount));
+    if (!Receive(parameters.data(), parameters.size() * sizeof(PluginProtocol::Parameter), deadline))
+        return false;
+    for (auto& parameter : parameters)
+        parameter.name[sizeof parameter.name - 1] = 0;
+    return true;
+}
+
+bool PluginProcess::Ask(PluginProtocol::Request const& request, void const* pixels, std::size_t pixelBytes,
+                        PluginProtocol::Response& response, void* results, std::chrono::milliseconds time) {
+    auto const deadline = Clock::now() + time;
+    return SendSettings(deadline) && Send(&request, sizeof request, deadline) && Send(pixels, pixelBytes, deadline) &&
+           Receive(&response, sizeof response, deadline) && response.magic == PluginProtocol::c_magic &&
+           (response.status != PluginProtocol::Status::Done || Receive(results, pixelBytes, deadline));
 }
 
 } // namespace Raster

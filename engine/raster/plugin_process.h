@@ -5,31 +5,39 @@
 #include "platform/raster/filter_plugin.h"
 
 #include <filesystem>
+#include <span>
 #include <sys/types.h>
+#include <vector>
 
 namespace Raster {
 
 // A process that runs one plug-in, from construction to destruction. One thread's.
 class PluginProcess {
 public:
-    // Exception when the process cannot be started.
-    PluginProcess(std::filesystem::path const& plugin, FilterPluginLimits const& limits);
+    // `memoryBytes`: its address space, 0 for no limit. The settings are those of its filter. Exception when the
+    // process cannot be started.
+    PluginProcess(std::filesystem::path const& plugin, std::size_t memoryBytes,
+                  std::vector<PluginProtocol::Setting> settings = {});
     PluginProcess(PluginProcess const&) = delete;
     PluginProcess& operator=(PluginProcess const&) = delete;
     ~PluginProcess();
 
-    // False when the process died, or did not answer in time: it is of no more use then. The sizes of what is sent and
-    // received are told by the caller.
+    // Both are false when the process died, or did not answer in time: it is of no more use then.
+    bool Describe(PluginProtocol::Response& response, std::vector<PluginProtocol::Parameter>& parameters,
+                  std::chrono::milliseconds time);
+    // The results are as many bytes as the pixels.
     bool Ask(PluginProtocol::Request const& request, void const* pixels, std::size_t pixelBytes,
-             PluginProtocol::Response& response, void* results);
+             PluginProtocol::Response& response, void* results, std::chrono::milliseconds time);
 
 private:
     using Clock = std::chrono::steady_clock;
     bool Send(void const* bytes, std::size_t count, Clock::time_point deadline);
     bool Receive(void* bytes, std::size_t count, Clock::time_point deadline);
+    bool SendSettings(Clock::time_point deadline);
     bool Wait(short events, Clock::time_point deadline) const;
 
-    FilterPluginLimits m_limits;
+    // Not sent yet.
+    std::vector<PluginProtocol::Setting> m_settings;
     pid_t m_process = -1;
     int m_socket = -1;
 };

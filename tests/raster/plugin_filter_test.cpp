@@ -206,14 +206,19 @@ class ForeignPlugins : public testing::Test {
 protected:
     ForeignPlugins() {
         setenv("FREI0R_PATH", TEST_PLUGINS, 1);
-        Raster::FilterPluginLimits limits;
-        limits.tileTime = std::chrono::milliseconds(20000);
-        Raster::SetFilterPluginLimits(limits);
+        SetLimits(std::chrono::milliseconds(20000), 3, std::uint64_t(1) << 26);
         Kernel::Trace::SetSink([this](Kernel::String const& line) { m_lines.push_back(line.ToStdString()); });
     }
     ~ForeignPlugins() override {
         Kernel::Trace::SetSink({});
         Raster::SetFilterPluginLimits({});
+    }
+    static void SetLimits(std::chrono::milliseconds tileTime, int failures, std::uint64_t wholePixels) {
+        Raster::FilterPluginLimits limits;
+        limits.tileTime = tileTime;
+        limits.failures = failures;
+        limits.wholePixels = wholePixels;
+        Raster::SetFilterPluginLimits(limits);
     }
     std::vector<std::string> m_lines;
 };
@@ -260,12 +265,95 @@ TEST_F(ForeignPlugins, GetTheirOrderOfBytesAndSidesOfWholeEights) {
     EXPECT_EQ(0u, Judge::CountDifferent(expected, document.Read<RGBA8>()));
 }
 
+// Without edges inside: what a plug-in makes of a pixel may depend on all others.
+TEST_F(ForeignPlugins, GetTheBitmapWholeAndLeaveNoMarksWhereTilesMeet) {
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(600, 301, 4));
+    auto const before = document.Read<RGBA8>();
+    RunFilter(document, Raster::FindFilterPlugin("shift"));
+    auto expected = before;
+    for (int c = 0; c != 4; ++c) {
+        for (int y = 0; y != 301; ++y) {
+            for (int x = 0; x != 600; ++x)
+                expected.At(c, x, y) = before.At(c, std::max(x - 1, 0), std::max(y - 1, 0));
+        }
+    }
+    EXPECT_EQ(0u, Judge::CountDifferent(expected, document.Read<RGBA8>()));
+    EXPECT_TRUE(m_lines.empty());
+}
+
+TEST_F(ForeignPlugins, GetBitmapsThatAreTooLargeTileByTile) {
+    SetLimits(std::chrono::milliseconds(20000), 3, 599 * 301);
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(600, 301, 4));
+    auto const before = document.Read<RGBA8>();
+    RunFilter(document, Raster::FindFilterPlugin("shift"));
+    auto expected = before;
+    for (int c = 0; c != 4; ++c) {
+        for (int y = 0; y != 301; ++y) {
+            for (int x = 0; x != 600; ++x)
+                expected.At(c, x, y) = before.At(c, x % 256 == 0 ? x : x - 1, y % 256 == 0 ? y : y - 1);
+        }
+    }
+    EXPECT_EQ(0u, Judge::CountDifferent(expected, document.Read<RGBA8>()));
+}
+
+TEST_F(ForeignPlugins, FilterEveryFormatWhole) {
+    for (int format = 0; format != Raster::c_formatCount; ++format) {
+        Raster::VisitFormat(static_cast<Raster::Format>(format), [&](auto traits) {
+            using Traits = decltype(traits);
+            auto const bitmap = Judge::RandomBitmap<Traits>(300, 280, 4);
+            LayerDocument document(bitmap->Clone(nullptr));
+            RunFilter(document, Raster::FindFilterPlugin("shift"));
+            auto const wide = Raster::ConvertBitmap(
+                *bitmap->GetBase(), *Raster::PixelConverter::MakePlain(Traits::c_format, Raster::FormatRGBA8), nullptr);
+            auto const back = Raster::ConvertBitmap(
+                *wide, *Raster::PixelConverter::MakePlain(Raster::FormatRGBA8, Traits::c_format), nullptr);
+            Raster::DynamicBitmap const converted(back);
+            Planes<Traits> const source(converted);
+            auto expected = source;
+            for (int c = 0; c != Traits::c_channelCount; ++c) {
+                for (int y = 0; y != 280; ++y) {
+                    for (int x = 0; x != 300; ++x)
+                        expected.At(c, x, y) = source.At(c, std::max(x - 1, 0), std::max(y - 1, 0));
+                }
+            }
+            EXPECT_EQ(0u, Judge::CountDifferent(expected, document.template Read<Traits>())) << format;
+        });
+    }
+}
+
+TEST_F(ForeignPlugins, AreToldTheirParametersByName) {
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(20, 10, 4));
+    RunFilter(
+        document,
+        Raster::FindFilterPlugin(
+            "paint",
+            {{"red part", "200"}, {"Colour", "#00ff80"}, {"opaque", "true"}, {"PLACE", "7 9"}, {"Text", "abc, def"}}));
+    auto const after = document.Read<RGBA8>();
+    EXPECT_EQ((std::array<int, 4>{200, 255, 128, 255}),
+              (std::array<int, 4>{after.At(0, 5, 5), after.At(1, 5, 5), after.At(2, 5, 5), after.At(3, 5, 5)}));
+    EXPECT_EQ(7, after.At(0, 0, 0));
+    EXPECT_EQ(9, after.At(1, 0, 0));
+    EXPECT_EQ(8, after.At(0, 1, 0));
+    for (auto const& [name, value] : std::vector<std::pair<char const*, std::string>>{{"nothing", "1"},
+                                                                                      {"red part", "x"},
+                                                                                      {"red part", "nan"},
+                                                                                      {"red part", ""},
+                                                                                      {"Colour", "red"},
+                                                                                      {"Place", "1"},
+                                                                                      {"Place", "1 2 3"},
+                                                                                      {"Opaque", "2"},
+                                                                                      {"Text", std::string(512, 'a')}})
+        EXPECT_THROW(Raster::FindFilterPlugin("paint", {{name, Kernel::String(value)}}), Kernel::Exception) << name;
+    EXPECT_THROW(Raster::FindFilterPlugin("negative", {{"red", "1"}}), Kernel::Exception);
+}
+
 TEST_F(ForeignPlugins, ThatCrashCostTheirTileAndAWarning) {
     auto const bitmap = Judge::RandomBitmap<RGBA8>(600, 40, 4);
     Planes<RGBA8> planes(*bitmap);
-    planes.At(0, 0, 0) = 9;
-    planes.At(0, 256, 0) = 0;
-    planes.At(0, 512, 0) = 9;
+    for (auto& red : planes.samples[0])
+        red = std::max<std::uint8_t>(red, 1);
+    planes.At(0, 300, 20) = 0;
+    planes.At(1, 300, 20) = 77;
     planes.Store(*bitmap);
     LayerDocument document(bitmap);
     RunFilter(document, Raster::FindFilterPlugin("crash"));
@@ -276,21 +364,78 @@ TEST_F(ForeignPlugins, ThatCrashCostTheirTileAndAWarning) {
         }
     }
     EXPECT_EQ(0u, Judge::CountDifferent(planes, document.Read<RGBA8>()));
-    EXPECT_EQ(std::vector<std::string>{"the plug-in Test crash failed on a tile\r\n"}, m_lines);
+    EXPECT_EQ((std::vector<std::string>{"the plug-in Test crash failed on the whole picture\r\n",
+                                        "the plug-in Test crash failed on a tile\r\n"}),
+              m_lines);
 }
 
 TEST_F(ForeignPlugins, ThatHangAreEndedAndLeftAloneAfterAFewTiles) {
-    auto const plugin = Raster::FindFilterPlugin("hang");
-    Raster::FilterPluginLimits limits;
-    limits.tileTime = std::chrono::milliseconds(100);
-    limits.failures = 2;
-    Raster::SetFilterPluginLimits(limits);
+    SetLimits(std::chrono::milliseconds(100), 2, 1 << 26);
     LayerDocument document(Judge::RandomBitmap<RGBA8>(1400, 40, 4));
-    RunFilter(document, plugin);
+    RunFilter(document, Raster::FindFilterPlugin("hang"));
     EXPECT_EQ(0u, Judge::CountDifferent(Planes<RGBA8>(1400, 40), document.Read<RGBA8>()));
-    ASSERT_EQ(2u, m_lines.size());
-    EXPECT_EQ("the plug-in Test hang failed on a tile once more; the rest is left out\r\n", m_lines[1]);
+    EXPECT_EQ((std::vector<std::string>{"the plug-in Test hang failed on the whole picture\r\n",
+                                        "the plug-in Test hang failed on a tile once more; the rest is left out\r\n"}),
+              m_lines);
     document.controller->Undo();
+}
+
+TEST_F(ForeignPlugins, ThatTakeAllMemoryAreEndedAndTheProgramKeepsItsOwn) {
+    Raster::FilterPluginLimits limits;
+    limits.memoryBytes = std::size_t(256) << 20;
+    limits.failures = 1;
+    Raster::SetFilterPluginLimits(limits);
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(40, 30, 4));
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    // There the process has no limit but its time.
+    limits.tileTime = std::chrono::milliseconds(200);
+    Raster::SetFilterPluginLimits(limits);
+#endif
+    RunFilter(document, Raster::FindFilterPlugin("greedy"));
+    EXPECT_EQ(0u, Judge::CountDifferent(Planes<RGBA8>(40, 30), document.Read<RGBA8>()));
+    ASSERT_EQ(1u, m_lines.size());
+}
+
+TEST_F(ForeignPlugins, CannotMeddleWithAnythingButTheirPixels) {
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(300, 30, 4));
+    auto const before = document.Read<RGBA8>();
+    RunFilter(document, Raster::FindFilterPlugin("meddler"));
+    EXPECT_EQ(0u, Judge::CountDifferent(before, document.Read<RGBA8>()));
+    EXPECT_FALSE(std::filesystem::exists("meddled"));
+    EXPECT_TRUE(m_lines.empty());
+}
+
+TEST_F(ForeignPlugins, ThatPrintOrReadDisturbNothing) {
+    testing::internal::CaptureStdout();
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(300, 30, 4));
+    auto const before = document.Read<RGBA8>();
+    RunFilter(document, Raster::FindFilterPlugin("noisy"));
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0u, Judge::CountDifferent(before, document.Read<RGBA8>()));
+}
+
+TEST_F(ForeignPlugins, ThatLieAboutTheirParametersStillRun) {
+    auto const plugin = Raster::FindFilterPlugin("liar");
+    EXPECT_EQ(std::string(239, '?'), plugin->GetName().ToStdString());
+    EXPECT_THROW(Raster::FindFilterPlugin("liar", {{"x", "1"}}), Kernel::Exception);
+    EXPECT_THROW(Raster::FindFilterPlugin("liar", {{"", "1"}}), Kernel::Exception);
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(300, 30, 4));
+    auto const before = document.Read<RGBA8>();
+    RunFilter(document, plugin);
+    EXPECT_EQ(0u, Judge::CountDifferent(before, document.Read<RGBA8>()));
+}
+
+TEST_F(ForeignPlugins, ThatDieOrHangBeforeTheyAreKnownAreRefused) {
+    EXPECT_THROW(Raster::FindFilterPlugin("wild"), Kernel::Exception);
+    SetLimits(std::chrono::milliseconds(100), 2, 1 << 26);
+    EXPECT_THROW(Raster::FindFilterPlugin("sleeper"), Kernel::Exception);
+}
+
+TEST_F(ForeignPlugins, ThatHaveNoInstanceCostEveryTile) {
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(40, 30, 4));
+    RunFilter(document, Raster::FindFilterPlugin("empty"));
+    EXPECT_EQ(0u, Judge::CountDifferent(Planes<RGBA8>(40, 30), document.Read<RGBA8>()));
+    EXPECT_EQ(std::vector<std::string>{"the plug-in Test empty failed on a tile\r\n"}, m_lines);
 }
 
 } // namespace

@@ -70,10 +70,12 @@ public:
 
 // What a plug-in may take, in a process of its own. One that takes more fails.
 struct FilterPluginLimits {
-    // For one tile, and for loading it.
+    // For one tile, and for loading the plug-in. A bitmap that is worked on whole has more, by its size.
     std::chrono::milliseconds tileTime{10000};
-    // Address space of the process; 0: without limit.
+    // Address space of the process beside that for the pixels; 0: without limit.
     std::size_t memoryBytes = std::size_t(1) << 30;
+    // Bitmaps of more pixels are worked on tile by tile.
+    std::uint64_t wholePixels = std::uint64_t(1) << 26;
     // After so many failures in one run the rest of the run's tiles fail at once.
     int failures = 3;
 };
@@ -82,9 +84,17 @@ REDRAFT_ENGINE FilterPluginLimits GetFilterPluginLimits();
 
 // The names of the frei0r filters in the folders that FREI0R_PATH names, or else in the usual ones; sorted.
 REDRAFT_ENGINE std::vector<Kernel::String> ListFilterPlugins();
-// The plug-in of that name: the name of its file without the ending. It is run in a process of its own, tile by tile,
-// in 8-bit RGBA whatever the format of the bitmap. Exception, in one line, when there is none, or it cannot be loaded,
-// or is no filter.
-REDRAFT_ENGINE Kernel::Counted<RasterFilterPlugin> FindFilterPlugin(Kernel::String const& name);
+// A parameter of a plug-in by its name, in letters of any case, and what it is to be: true or false, a number, #rrggbb,
+// two numbers of a position with a blank between them, or a text.
+struct FilterPluginSetting {
+    Kernel::String name;
+    Kernel::String value;
+};
+// The plug-in of that name: the name of its file without the ending. It is run in a process of its own, in 8-bit RGBA
+// whatever the format of the bitmap; it gets the bitmap whole, or tile by tile where the limits above or its failure
+// keep it from that. Exception, in one line, when there is none, or it cannot be loaded, or is no filter, or has no
+// such parameter.
+REDRAFT_ENGINE Kernel::Counted<RasterFilterPlugin>
+FindFilterPlugin(Kernel::String const& name, std::vector<FilterPluginSetting> const& settings = {});
 
 } // namespace Raster

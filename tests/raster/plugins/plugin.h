@@ -16,6 +16,12 @@ struct plugin_info {
     char const* explanation;
 };
 
+struct param_info {
+    char const* name;
+    int type;
+    char const* explanation;
+};
+
 static unsigned s_width, s_height;
 
 #define PLUGIN(NAME, TYPE, MODEL)                                                                                      \
