@@ -2,6 +2,7 @@
 #include "shell/command_form.h"
 
 #include "platform/geometry/path_data.h"
+#include "platform/kernel/cast.h"
 #include "platform/kernel/files.h"
 #include "platform/raster/bitmap_image.h"
 #include "shell/failure.h"
@@ -160,6 +161,13 @@ CommandForm const& CommandEntry::ChooseForm(NamedValues const& values) const {
         fail("these parameters do not go together");
     fail("parameter " + Quote(findMissing(*closest)->name) + " is missing");
     return forms.front();
+}
+
+bool HasLayers(Kernel::Counted<Selection const> selection) {
+    auto const nodes = selection->GetNodes();
+    return std::any_of(nodes.begin(), nodes.end(), [](Kernel::Counted<Node> const& node) {
+        return Kernel::CastPointer<MutableRasterInterface>(node.get()) != nullptr;
+    });
 }
 
 } // namespace Shell

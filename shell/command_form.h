@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/document/document_controller.h"
+#include "platform/document/raster_command.h"
 #include "platform/kernel/type_name.h"
 #include "platform/raster/filter_plugin.h"
 #include "shell/values.h"
@@ -287,6 +288,9 @@ CommandForm MakeForm(FormDescription<Make, P...> description) {
     return form;
 }
 
+// Whether a selection names layers of pixels.
+bool HasLayers(Kernel::Counted<Selection const> selection);
+
 // A table line: class C with its forms.
 template <class C, class... F>
 CommandEntry Command(F... forms) {
@@ -296,6 +300,8 @@ CommandEntry Command(F... forms) {
     (entry.forms.push_back(MakeForm<C>(std::move(forms))), ...);
     if constexpr (requires(Kernel::Counted<Selection const> selection) { C::CanApplyTo(selection); })
         entry.canApplyTo = [](Kernel::Counted<Selection const> selection) { return C::CanApplyTo(selection); };
+    else if constexpr (std::derived_from<C, RasterCommand>)
+        entry.canApplyTo = &HasLayers;
     return entry;
 }
 

@@ -5,6 +5,8 @@
 #include "shell/selector.h"
 #include "shell/verbs.h"
 
+#include "platform/raster/filter_plugin.h"
+
 namespace Shell {
 
 namespace {
@@ -65,8 +67,28 @@ Outcome RunUnstacked(DocumentController& document, Kernel::Counted<DocumentComma
     return {isStep || document.GetHash(false) != before, result.stacked, result.merged};
 }
 
+// What plug-ins fail at is told when the bar is gone.
+class PluginWarnings {
+public:
+    explicit PluginWarnings(std::string subject) : m_subject(std::move(subject)) {
+        Raster::SetFilterPluginListener([this](Kernel::String const& line) { m_lines.push_back(line.ToStdString()); });
+    }
+    PluginWarnings(PluginWarnings const&) = delete;
+    PluginWarnings& operator=(PluginWarnings const&) = delete;
+    ~PluginWarnings() {
+        Raster::SetFilterPluginListener({});
+        for (auto const& line : m_lines)
+            Session::Note(m_subject, line);
+    }
+
+private:
+    std::string m_subject;
+    std::vector<std::string> m_lines;
+};
+
 Outcome RunCommand(DocumentController& document, CommandEntry const& entry,
                    Kernel::Counted<DocumentCommand> const& command, Kernel::Counted<Selection const> const& selection) {
+    PluginWarnings const warnings(entry.className);
     ProgressBar progress;
     document.SetProgressListener(&progress);
     struct NoListener {

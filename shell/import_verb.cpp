@@ -137,8 +137,12 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
     auto const& target = arguments.Get("-o");
     auto const& paths = arguments.GetAll("IN");
     Kernel::Counted<DocumentController> document;
+    // What effects work on next.
+    std::vector<Kernel::Counted<Node>> layers;
     for (auto const& path : paths) {
         auto const source = ReadSource(path, arguments);
+        if (source.node)
+            layers.push_back(source.node);
         Interrupt::Check(path);
         Guarded(ExitStatus::Input, path, [&] {
             if (!document && source.story) {
@@ -150,6 +154,8 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
             Place(source, *document, path);
         });
     }
+    if (!layers.empty())
+        document->SetSelection(Kernel::MakeCounted<Selection>(layers), false);
     session.SetDocument(document, target);
     std::size_t count = 0;
     for (auto const& spread : document->GetDocument()->GetSpreads())

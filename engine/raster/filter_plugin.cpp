@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/raster/filter_plugin.h"
 
+#include "engine/raster/frei0r_filter.h"
 #include "platform/kernel/exception.h"
+#include "platform/kernel/trace.h"
 
 #include <mutex>
 
@@ -11,6 +13,7 @@ namespace {
 
 std::mutex s_limitsMutex;
 FilterPluginLimits s_limits;
+FilterPluginListener s_listener;
 
 } // namespace
 
@@ -40,6 +43,22 @@ bool RasterFilterPlugin::Session::FilterOutput(Kernel::RectT<int> input, Kernel:
 void SetFilterPluginLimits(FilterPluginLimits const& limits) {
     std::lock_guard const lock(s_limitsMutex);
     s_limits = limits;
+}
+
+void SetFilterPluginListener(FilterPluginListener listener) {
+    std::lock_guard const lock(s_limitsMutex);
+    s_listener = std::move(listener);
+}
+
+void TellFilterPluginListener(std::string const& warning) {
+    Kernel::Trace::Write(Kernel::String(warning + "\r\n"));
+    FilterPluginListener listener;
+    {
+        std::lock_guard const lock(s_limitsMutex);
+        listener = s_listener;
+    }
+    if (listener)
+        listener(Kernel::String(warning));
 }
 
 FilterPluginLimits GetFilterPluginLimits() {

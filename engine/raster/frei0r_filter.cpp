@@ -2,7 +2,6 @@
 #include "engine/raster/frei0r_filter.h"
 
 #include "engine/raster/interleave.h"
-#include "platform/kernel/trace.h"
 #include "platform/raster/tile.h"
 
 #include <algorithm>
@@ -15,7 +14,7 @@ constexpr int c_blueFirst = 0;
 // Of the process for each pixel: the picture and its result, and what plug-ins keep of it themselves.
 constexpr std::size_t c_processBytesPerPixel = 40;
 // Of a tile's time, for each tile of a picture that is worked on whole.
-constexpr int c_wholeShare = 16;
+constexpr int c_wholeShare = 64;
 
 } // namespace
 
@@ -125,8 +124,8 @@ std::optional<PluginPicture> Frei0rFilter::Run(PluginPicture& in, std::size_t me
 void Frei0rFilter::Warn(char const* what) {
     ++m_failures;
     bool const givesUp = m_failures == m_limits.failures;
-    Kernel::Trace::Write(Kernel::String("the plug-in " + m_description.name + " " + what +
-                                        (givesUp ? " once more; the rest is left out\r\n" : "\r\n")));
+    TellFilterPluginListener("the plug-in " + m_description.name + " " + what +
+                             (givesUp ? " once more; the rest is left out" : ""));
 }
 
 PluginPicture Frei0rFilter::Read(Kernel::RectT<int> const& bufferRect, void const* pixels, int width,

@@ -10,6 +10,9 @@
 
 namespace Raster {
 
+// One line for the log and for whom the program has put in charge.
+void TellFilterPluginListener(std::string const& warning);
+
 // What a plug-in says of itself, and what it is told.
 struct Frei0rDescription {
     std::filesystem::path file;

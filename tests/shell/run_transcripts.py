@@ -105,7 +105,7 @@ def run_transcript(path, redraft, update):
     environment = {key: os.environ[key] for key in ("HOME", "LD_LIBRARY_PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS",
                                                     "TSAN_OPTIONS", "LSAN_OPTIONS") if key in os.environ}
     environment.update(PATH=f"{redraft.parent}:{os.environ['PATH']}", LC_ALL="C.UTF-8", TZ="UTC",
-                       TESTS=str(path.resolve().parent))
+                       TESTS=str(path.resolve().parent), FREI0R_PATH=str(redraft.parent.parent / "tests" / "plugins"))
     with tempfile.TemporaryDirectory() as folder:
         outputs = run_steps(steps, environment, folder)
     failed = [i for i, step in enumerate(steps) if not matches(step.expected, outputs[i])]

@@ -7,6 +7,7 @@
 #include "platform/raster/format.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -81,6 +82,11 @@ struct FilterPluginLimits {
 };
 REDRAFT_ENGINE void SetFilterPluginLimits(FilterPluginLimits const& limits);
 REDRAFT_ENGINE FilterPluginLimits GetFilterPluginLimits();
+
+// Is told in one line of each failure of a plug-in while it filters; Kernel::Trace is in any case. Empty, as at first:
+// nobody. Called by the thread that filters.
+using FilterPluginListener = std::function<void(Kernel::String const& warning)>;
+REDRAFT_ENGINE void SetFilterPluginListener(FilterPluginListener listener);
 
 // The names of the frei0r filters in the folders that FREI0R_PATH names, or else in the usual ones; sorted.
 REDRAFT_ENGINE std::vector<Kernel::String> ListFilterPlugins();
