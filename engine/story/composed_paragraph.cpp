@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/composed_paragraph.h"
 
-#include "engine/story/break_iterator.h"
 #include "engine/story/itemiser.h"
+#include "engine/story/line_breaks.h"
 #include "engine/story/shaping.h"
 
 #include <algorithm>
@@ -110,14 +110,7 @@ void ComposedParagraph::Itemise(StyleSheet const& styles) {
 
 void ComposedParagraph::FindBreaks() {
     auto const text = GetText();
-    thread_local Utf16Text s_text;
-    s_text.Assign(text);
-    auto* const lines = BreakIterator::Get(UBRK_LINE, m_runs.front().look->languageTag);
-    if (lines != nullptr) {
-        lines->SetText(s_text);
-        for (std::int32_t at = lines->Next(); at != UBRK_DONE; at = lines->Next())
-            m_flags[s_text.ToCodePoints(at)] |= CharacterFlag::c_breakBefore;
-    }
+    FindLineBreaks(text, m_runs.front().look->languageTag, m_flags);
     for (auto const& run : m_runs) {
         if (!run.look->noBreak)
             continue;
