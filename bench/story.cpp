@@ -1,20 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 // How fast text is composed, beside a bare loop over the same libraries: shaping by HarfBuzz and line breaks by ICU,
-// nothing else. With REDRAFT_BENCH_PANGO also beside Pango, when it was there at build time.
+// nothing else; and beside Pango, when it was there at build time. One glyph is one character. Argument: the book's
+// length. A book is made of words drawn by their frequency; --book FILE takes a real one.
 //
-// A book is made of words drawn by their frequency; --book FILE takes a real one. One glyph is one character.
+// "glyphs/s" is by processor time but for lines with real_time. "busiest" is the processor time of the thread that
+// worked most, over that of all.
 #include "engine/story/break_iterator.h"
 #include "engine/story/font.h"
+#include "engine/story/word_cache.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/story/composition.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
+#include <benchmark/benchmark.h>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <hb.h>
 #include <iterator>
+#include <map>
 #include <random>
 #include <string>
 #ifdef REDRAFT_BENCH_PANGO
@@ -22,10 +26,6 @@
 #endif
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 std::u32string MakeBook(std::size_t length) {
     std::mt19937 random(1);
@@ -75,18 +75,6 @@ Kernel::Counted<Story::ComposedStory> Compose(Kernel::Counted<Story::Story> cons
                                                      MakePages(story->GetLength() / 2000 + 10), earlier);
 }
 
-// The least that must be done: the time of the best of some rounds.
-template <class F>
-double Best(int rounds, F const& function) {
-    double best = 1e9;
-    for (int i = 0; i != rounds; ++i) {
-        auto const start = Clock::now();
-        function();
-        best = std::min(best, SecondsSince(start));
-    }
-    return best;
-}
-
 std::size_t ShapeBare(Story::Story const& story, hb_font_t* font) {
     std::size_t count = 0;
     auto* const buffer = hb_buffer_create();
@@ -111,109 +99,191 @@ std::size_t ShapeBare(Story::Story const& story, hb_font_t* font) {
     return count;
 }
 
+struct Book {
+    Kernel::Counted<Story::Story> story;
+    std::size_t length = 0;
+};
+
+std::u32string s_realBook;
+
+Book const& GetBook(benchmark::State const& state) {
+    static std::map<std::int64_t, Book> s_books;
+    auto& book = s_books[state.range(0)];
+    if (!book.story) {
+        book.story = MakeStory(s_realBook.empty() ? MakeBook(static_cast<std::size_t>(state.range(0))) : s_realBook);
+        book.length = book.story->GetLength();
+    }
+    return book;
+}
+
+void CountGlyphs(benchmark::State& state, Book const& book) {
+    state.counters["glyphs/s"] = benchmark::Counter(
+        static_cast<double>(book.length) * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+double GetSeconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+void ComposeOn(benchmark::State& state, Kernel::Counted<Story::Story> const& story, unsigned threads) {
+    Kernel::Dispatch::SetThreadCount(threads);
+    // The time of earlier stories' end belongs to their makers.
+    Kernel::Counted<Story::ComposedStory> composed;
+    double own = 0, all = 0;
+    for (auto _ : state) {
+        double const ownBegin = GetSeconds(CLOCK_THREAD_CPUTIME_ID), allBegin = GetSeconds(CLOCK_PROCESS_CPUTIME_ID);
+        composed = Compose(story);
+        composed->Compose({});
+        own += GetSeconds(CLOCK_THREAD_CPUTIME_ID) - ownBegin;
+        all += GetSeconds(CLOCK_PROCESS_CPUTIME_ID) - allBegin;
+    }
+    CountGlyphs(state, GetBook(state));
+    state.counters["bytes/glyph"] =
+        static_cast<double>(composed->GetMemoryUse()) / static_cast<double>(GetBook(state).length);
+    state.counters["busiest"] = std::max(own, all - own) / all;
+}
+
+Kernel::Counted<Story::Story> GetFormatted(benchmark::State& state, bool hyphenates, Story::LineBreaking breaking) {
+    auto const story = GetBook(state).story->Clone();
+    story->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Enum::Breaking, static_cast<int>(breaking)));
+    story->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Enum::Hyphenate, hyphenates ? 1 : 0));
+    return story;
+}
+
+void FloorOfCompose(benchmark::State& state) {
+    auto const& book = GetBook(state);
+    auto const fonts = Story::FontStack::Get({"", "en", 400, 100, false});
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ShapeBare(*book.story, fonts->GetPrimary()->GetFont()));
+    CountGlyphs(state, book);
+}
+BENCHMARK(FloorOfCompose)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
+
+void ComposeTotalFit(benchmark::State& state) { ComposeOn(state, GetBook(state).story, 1); }
+BENCHMARK(ComposeTotalFit)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
+
+// Every word is new: what a program's first story costs.
+void ComposeTotalFitFirst(benchmark::State& state) {
+    Kernel::Dispatch::SetThreadCount(1);
+    for (auto _ : state) {
+        Story::WordCache::Clear();
+        Compose(GetBook(state).story)->Compose({});
+    }
+    CountGlyphs(state, GetBook(state));
+}
+BENCHMARK(ComposeTotalFitFirst)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
+
+void ComposeTotalFitWithoutWords(benchmark::State& state) {
+    Story::WordCache::SetEnabled(false);
+    ComposeOn(state, GetBook(state).story, 1);
+    Story::WordCache::SetEnabled(true);
+}
+BENCHMARK(ComposeTotalFitWithoutWords)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
+
+void ComposeGreedy(benchmark::State& state) {
+    ComposeOn(state, GetFormatted(state, false, Story::LineBreaking::Greedy), 1);
+}
+BENCHMARK(ComposeGreedy)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
+
+void ComposeHyphenated(benchmark::State& state) {
+    ComposeOn(state, GetFormatted(state, true, Story::LineBreaking::TotalFit), 1);
+}
+BENCHMARK(ComposeHyphenated)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
+
 #ifdef REDRAFT_BENCH_PANGO
 void LayOutWithPango(std::vector<std::string> const& paragraphs) {
     auto* const map = pango_ft2_font_map_new();
     auto* const context = pango_font_map_create_context(map);
-    auto* const description = pango_font_description_from_string("Liberation Serif 10.5");
+    auto* const description = pango_font_description_from_string("Serif 10.5");
     for (auto const& paragraph : paragraphs) {
         auto* const layout = pango_layout_new(context);
         pango_layout_set_font_description(layout, description);
         pango_layout_set_width(layout, 240 * PANGO_SCALE);
         pango_layout_set_justify(layout, 1);
         pango_layout_set_text(layout, paragraph.data(), static_cast<int>(paragraph.size()));
-        if (pango_layout_get_line_count(layout) == 0)
-            std::puts("no lines");
+        benchmark::DoNotOptimize(pango_layout_get_line_count(layout));
         g_object_unref(layout);
     }
     pango_font_description_free(description);
     g_object_unref(context);
     g_object_unref(map);
 }
-#endif
 
-void Report(char const* name, double seconds, std::size_t length, double bare) {
-    std::printf("  %-44s %8.1f ms %7.2f M glyphs/s %6.2f of the bare loop\n", name, seconds * 1e3,
-                static_cast<double>(length) / seconds / 1e6, bare / seconds);
-}
-
-void Run(std::u32string const& book) {
-    auto const story = MakeStory(book);
-    auto const length = story->GetLength();
-    std::printf("%u characters in %zu paragraphs\n", length, story->GetParagraphCount());
-    auto const fonts = Story::FontStack::Get({"", "en", 400, 100, false});
-    double const bare = Best(3, [&] { ShapeBare(*story, fonts->GetPrimary()->GetFont()); });
-    Report("bare loop: HarfBuzz and ICU", bare, length, bare);
-    Kernel::Counted<Story::ComposedStory> composed;
-    for (unsigned const threads : {1u, 2u}) {
-        Kernel::Dispatch::SetThreadCount(threads);
-        auto const label = "total fit, " + std::to_string(threads) + (threads == 1 ? " thread" : " threads");
-        double const time = Best(3, [&] {
-            composed = Compose(story);
-            composed->Compose({});
-        });
-        Report(label.c_str(), time, length, bare);
-    }
-    Kernel::Dispatch::SetThreadCount(1);
-    auto const greedy = story->Clone();
-    greedy->FormatText(
-        *Story::MakeDelta(Story::ParagraphAtt::Enum::Breaking, static_cast<int>(Story::LineBreaking::Greedy)));
-    Report("greedy, 1 thread", Best(3, [&] { Compose(greedy)->Compose({}); }), length, bare);
-    greedy->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Enum::Hyphenate, 1));
-    greedy->FormatText(
-        *Story::MakeDelta(Story::ParagraphAtt::Enum::Breaking, static_cast<int>(Story::LineBreaking::TotalFit)));
-    Report("total fit with hyphens, 1 thread", Best(3, [&] { Compose(greedy)->Compose({}); }), length, bare);
-#ifdef REDRAFT_BENCH_PANGO
+void PeerOfCompose(benchmark::State& state) {
+    auto const& book = GetBook(state);
     std::vector<std::string> paragraphs;
-    for (std::size_t i = 0; i != story->GetParagraphCount(); ++i) {
-        auto const text = story->GetParagraph(i)->GetText();
+    for (std::size_t i = 0; i != book.story->GetParagraphCount(); ++i) {
+        auto const text = book.story->GetParagraph(i)->GetText();
         paragraphs.push_back(Story::EncodeUtf8(text.substr(0, text.size() - 1)));
     }
-    Report("Pango, 1 thread", Best(2, [&] { LayOutWithPango(paragraphs); }), length, bare);
+    for (auto _ : state)
+        LayOutWithPango(paragraphs);
+    CountGlyphs(state, book);
+}
+BENCHMARK(PeerOfCompose)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
 #endif
-    std::printf("  memory of the composed story: %.1f bytes a glyph\n",
-                static_cast<double>(composed->GetMemoryUse()) / length);
 
-    // One word in the middle, and its page again.
-    double worst = 0, sum = 0;
-    int const rounds = 20;
-    for (int i = 0; i != rounds; ++i) {
-        std::uint32_t const at = length / 2 + static_cast<std::uint32_t>(i) * 97;
+// One word in the middle, and its page again.
+void ChangeAWord(benchmark::State& state) {
+    Kernel::Dispatch::SetThreadCount(1);
+    auto const length = static_cast<std::uint32_t>(GetBook(state).length);
+    auto composed = Compose(GetBook(state).story);
+    composed->Compose({});
+    std::uint32_t at = length / 2;
+    double worst = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        at = length / 2 + (at + 97) % (length / 4);
         std::size_t page = 0;
         while (composed->GetFrame(page)->GetRange().end <= at)
             ++page;
-        auto const start = Clock::now();
+        state.ResumeTiming();
+        double const begin = GetSeconds(CLOCK_MONOTONIC);
         auto const next = composed->GetStory()->Clone();
         next->ReplaceText({at, at + 5}, Story::GlyphString(U"change"));
         auto const later = Compose(next, composed);
         later->GetFrame(page);
-        double const time = SecondsSince(start);
-        worst = std::max(worst, time);
-        sum += time;
+        worst = std::max(worst, GetSeconds(CLOCK_MONOTONIC) - begin);
+        state.PauseTiming();
         composed = later;
         composed->Compose({});
+        state.ResumeTiming();
     }
-    std::printf("  a word changed in the middle, its page shown: %.2f ms (worst %.2f ms)\n", sum / rounds * 1e3,
-                worst * 1e3);
+    state.counters["worst ms"] = worst * 1e3;
+}
+BENCHMARK(ChangeAWord)->Arg(3'000'000)->Unit(benchmark::kMillisecond)->Iterations(50);
+
+// Last: counts of references are dearer once a process has had a second thread.
+void ComposeOnThreads(benchmark::State& state) {
+    ComposeOn(state, GetBook(state).story, static_cast<unsigned>(state.range(1)));
+}
+BENCHMARK(ComposeOnThreads)
+    ->ArgsProduct({{500'000, 3'000'000}, {1, 2}})
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
+
+std::u32string ReadBook(char const* file) {
+    std::ifstream in(file, std::ios::binary);
+    std::string const bytes{std::istreambuf_iterator<char>(in), {}};
+    auto text = Story::DecodeUtf8(bytes).text;
+    std::erase(text, U'\r');
+    // Lines of one paragraph together.
+    for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+        if (text[i] == U'\n' && text[i + 1] != U'\n' && (i == 0 || text[i - 1] != U'\n'))
+            text[i] = U' ';
+    }
+    return text;
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
-    if (count == 3 && std::strcmp(arguments[1], "--book") == 0) {
-        std::ifstream in(arguments[2], std::ios::binary);
-        std::string const bytes{std::istreambuf_iterator<char>(in), {}};
-        auto text = Story::DecodeUtf8(bytes).text;
-        std::erase(text, U'\r');
-        // Lines of one paragraph together.
-        for (std::size_t i = 0; i + 1 < text.size(); ++i) {
-            if (text[i] == U'\n' && text[i + 1] != U'\n' && (i == 0 || text[i - 1] != U'\n'))
-                text[i] = U' ';
-        }
-        Run(text);
-        return 0;
-    }
-    Run(MakeBook(500'000));
-    Run(MakeBook(3'000'000));
+    benchmark::Initialize(&count, arguments);
+    if (count == 3 && std::strcmp(arguments[1], "--book") == 0)
+        s_realBook = ReadBook(arguments[2]);
+    benchmark::RunSpecifiedBenchmarks();
     return 0;
 }
