@@ -74,7 +74,7 @@ void AddHyphen(LineData& line, ComposedParagraph const& paragraph) {
     auto const runIndex = static_cast<std::uint32_t>(paragraph.FindRun(line.visibleEnd - 1));
     auto const& run = paragraph.GetRuns()[runIndex];
     char32_t const hyphen = run.face != nullptr && run.face->HasCharacter(0x2010) ? 0x2010 : U'-';
-    std::vector<ShapedGlyph> glyphs;
+    GlyphBuffer glyphs;
     ShapeText(glyphs, {&hyphen, 1}, 0, 1, run);
     auto const begin = static_cast<std::uint32_t>(line.own.size());
     for (auto& glyph : glyphs) {

@@ -128,9 +128,10 @@ void ComposedParagraph::FindBreaks() {
 
 void ComposedParagraph::ShapeRuns() {
     auto const text = GetText();
-    m_glyphs.reserve(text.size() + text.size() / 16);
+    thread_local GlyphBuffer s_glyphs;
+    s_glyphs.Clear();
     for (auto& run : m_runs) {
-        run.glyphBegin = static_cast<std::uint32_t>(m_glyphs.size());
+        run.glyphBegin = static_cast<std::uint32_t>(s_glyphs.GetSize());
         for (std::uint32_t begin = run.begin; begin != run.end;) {
             std::uint32_t end = run.end;
             if (end - begin > c_maximumShapedLength) {
@@ -141,22 +142,23 @@ void ComposedParagraph::ShapeRuns() {
                     --best;
                 end = best > begin ? best : end;
             }
-            ShapeText(m_glyphs, text, begin, end, run);
+            ShapeText(s_glyphs, text, begin, end, run);
             begin = end;
         }
-        run.glyphEnd = static_cast<std::uint32_t>(m_glyphs.size());
+        run.glyphEnd = static_cast<std::uint32_t>(s_glyphs.GetSize());
     }
-    m_glyphs.shrink_to_fit();
+    m_glyphs.assign(s_glyphs.begin(), s_glyphs.end());
+    s_glyphs.Trim();
 }
 
 std::vector<ShapedGlyph> ComposedParagraph::ShapeAgain(ShapedRun const& run, std::uint32_t begin,
                                                        std::uint32_t end) const {
-    std::vector<ShapedGlyph> glyphs;
+    GlyphBuffer glyphs;
     auto const text = GetText();
     // Without what stands beyond the line: letters do not join across lines.
     for (std::uint32_t at = begin; at < end; at += c_maximumShapedLength)
         ShapeText(glyphs, text.substr(0, end), at, std::min(end, at + c_maximumShapedLength), run);
-    return glyphs;
+    return {glyphs.begin(), glyphs.end()};
 }
 
 std::size_t ComposedParagraph::GetMemoryUse() const {

@@ -15,6 +15,20 @@ constexpr double c_maximumAdvance = 100;
 
 } // namespace
 
+void GlyphBuffer::Grow(std::size_t count) {
+    std::size_t const capacity = std::max({std::size_t{16}, m_size + count, m_capacity * 2});
+    auto larger = std::make_unique<ShapedGlyph[]>(capacity);
+    std::copy(begin(), end(), larger.get());
+    m_glyphs = std::move(larger);
+    m_capacity = capacity;
+}
+
+void GlyphBuffer::Trim() {
+    constexpr std::size_t c_usual = 1 << 16;
+    if (m_capacity > c_usual)
+        *this = GlyphBuffer();
+}
+
 GlyphScaler::GlyphScaler(ShapedRun const& run) {
     auto const& look = *run.look;
     double const unit = look.size / run.face->GetUnitsPerEm();
@@ -22,18 +36,6 @@ GlyphScaler::GlyphScaler(ShapedRun const& run) {
     m_unitY = unit * look.verticalScale;
     m_limit = c_maximumAdvance * look.size * look.horizontalScale;
     m_tracking = static_cast<float>(look.tracking);
-}
-
-inline float GlyphScaler::ToLength(std::int32_t units, double unit) const {
-    return static_cast<float>(std::clamp(units * unit, -m_limit, m_limit));
-}
-
-ShapedGlyph GlyphScaler::Scale(RawGlyph const& raw) const {
-    ShapedGlyph glyph{raw.id | (raw.isUnsafeToBreak ? ShapedGlyph::c_unsafeToBreak : 0), raw.cluster,
-                      ToLength(raw.advance, m_unitX), ToLength(raw.offsetX, m_unitX), ToLength(raw.offsetY, m_unitY)};
-    if (raw.endsCluster)
-        glyph.advance += m_tracking;
-    return glyph;
 }
 
 void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
@@ -72,25 +74,25 @@ void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, 
     }
 }
 
-void ShapeText(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+void ShapeText(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
                ShapedRun const& run) {
     if (run.face == nullptr) {
+        auto* glyph = glyphs.Append(end - begin);
         for (std::uint32_t i = begin; i != end; ++i)
-            glyphs.push_back({ShapedGlyph::c_noGlyph, i, 0, 0, 0});
+            *glyph++ = {ShapedGlyph::c_noGlyph, i, 0, 0, 0};
         return;
     }
-    std::size_t const first = glyphs.size();
-    if (!WordCache::Shape(glyphs, text, begin, end, run)) {
-        thread_local std::vector<RawGlyph> s_raw;
-        ShapeWithHarfBuzz(s_raw, text, begin, end, run);
-        GlyphScaler const scaler(run);
-        glyphs.resize(first + s_raw.size());
-        std::transform(s_raw.begin(), s_raw.end(), glyphs.begin() + static_cast<std::ptrdiff_t>(first),
-                       [&](RawGlyph const& raw) { return scaler.Scale(raw); });
-    }
-    for (std::size_t i = first; i != glyphs.size(); ++i) {
-        if (IsStretchable(text[glyphs[i].cluster]))
-            glyphs[i].idAndFlags |= ShapedGlyph::c_stretches;
+    if (WordCache::Shape(glyphs, text, begin, end, run))
+        return;
+    thread_local std::vector<RawGlyph> s_raw;
+    ShapeWithHarfBuzz(s_raw, text, begin, end, run);
+    GlyphScaler const scaler(run);
+    auto* glyph = glyphs.Append(s_raw.size());
+    for (auto const& raw : s_raw) {
+        *glyph = scaler.Scale(raw);
+        if (IsStretchable(text[raw.cluster]))
+            glyph->idAndFlags |= ShapedGlyph::c_stretches;
+        ++glyph;
     }
 }
 

@@ -55,34 +55,51 @@ struct Adjustment {
     bool isUnsafeToBreak = false;
 };
 
-struct PackedGlyph {
-    std::uint16_t id;
-    std::uint8_t cluster;
-    std::uint8_t isUnsafeToBreak : 1, endsCluster : 1;
-    std::int16_t advance, offsetX, offsetY;
-};
-
-// A word between what stands beside it: spaces, or nothing. Kept ones have their glyphs in a WordSet's list.
-struct Word {
-    std::uint32_t hash = 0;
-    std::uint32_t textBegin = 0, glyphBegin = 0;
-    std::uint16_t glyphCount = 0;
-    std::uint8_t length = 0;
-    bool hasSpaceBefore = false, hasSpaceBehind = false;
-    Adjustment before, behind;
-};
-
-// A stretch that ends where words may be parted.
+// A stretch of text that ends where words may be parted: a word between spaces or fringes.
 struct Stretch {
     std::uint32_t begin = 0, end = 0; // without the spaces beside it
     bool hasSpaceBefore = false, hasSpaceBehind = false;
     bool isPlain = true;
     std::uint32_t hash = 2166136261u;
+
+    std::uint32_t GetLength() const { return end - begin; }
+    // Tells it apart from others of the same letters.
+    std::uint16_t GetKey() const {
+        return static_cast<std::uint16_t>(GetLength() | (hasSpaceBefore ? 0x100 : 0) | (hasSpaceBehind ? 0x200 : 0));
+    }
+};
+
+// A kept word is this header, its letters, and its glyphs of three numbers or, with offsets, five: glyph, cluster and
+// flags, advance, offsets.
+struct KeptWord {
+    static constexpr std::size_t c_header = 8;
+    static constexpr std::uint16_t c_hasOffsets = 0x8000, c_beforeIsUnsafe = 0x4000, c_behindIsUnsafe = 0x2000;
+    static constexpr std::uint16_t c_endsCluster = 0x100, c_isUnsafe = 0x200;
+    enum Field { c_key, c_countAndFlags, c_beforeAdvance, c_behindAdvance = c_beforeAdvance + 3 };
+
+    std::uint16_t const* words;
+    explicit operator bool() const { return words != nullptr; }
+    std::size_t GetCount() const { return words[c_countAndFlags] & 0x1FFF; }
+    bool HasOffsets() const { return (words[c_countAndFlags] & c_hasOffsets) != 0; }
+    Adjustment GetAdjustment(Field field, std::uint16_t flag) const {
+        return {Signed(words[field]), Signed(words[field + 1]), Signed(words[field + 2]),
+                (words[c_countAndFlags] & flag) != 0};
+    }
+    Adjustment GetBefore() const { return GetAdjustment(c_beforeAdvance, c_beforeIsUnsafe); }
+    Adjustment GetBehind() const { return GetAdjustment(c_behindAdvance, c_behindIsUnsafe); }
+    std::uint16_t const* GetText() const { return words + c_header; }
+    std::uint16_t const* GetGlyphs() const { return words + c_header + (words[c_key] & 0xFF); }
+
+    static std::int32_t Signed(std::uint16_t value) { return static_cast<std::int16_t>(value); }
 };
 
 bool FitsIn16Bits(std::int32_t value) {
     using Limits = std::numeric_limits<std::int16_t>;
     return value >= Limits::min() && value <= Limits::max();
+}
+template <class T>
+bool IsSmall(T const& glyph) {
+    return FitsIn16Bits(glyph.advance) && FitsIn16Bits(glyph.offsetX) && FitsIn16Bits(glyph.offsetY);
 }
 
 class WordSet {
@@ -94,7 +111,7 @@ public:
         m_works = m_raw.size() == 1;
         if (m_works)
             m_space = m_raw.front();
-        m_slots.assign(1024, 0);
+        m_slots.resize(1024);
     }
 
     bool IsFor(ShapedRun const& run) const {
@@ -106,45 +123,51 @@ public:
                std::equal(m_features.begin(), m_features.end(), features.begin(), features.end(), isSame);
     }
 
-    bool Shape(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+    bool Shape(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
                ShapedRun const& run) {
         GlyphScaler const scaler(run);
-        std::size_t const first = glyphs.size();
-        Adjustment before;
+        std::size_t const first = glyphs.GetSize();
+        Adjustment left; // what the word before the space does to it
         Stretch stretch;
-        stretch.end = begin;
-        while (m_works) {
-            std::uint32_t const next = stretch.end;
-            bool const isFirst = next == begin && glyphs.size() == first && !stretch.hasSpaceBehind;
-            stretch = FindStretch(text, isFirst ? begin : next + 1, end, !isFirst);
-            auto const* word =
-                stretch.isPlain && stretch.end - stretch.begin <= c_maximumLength ? Find(text, stretch) : nullptr;
-            Word made;
-            bool const isKept = word != nullptr || Make(text, stretch, run, word, made);
-            if (!m_works)
-                break;
-            if (word == nullptr)
-                word = &made;
+        for (std::uint32_t next = begin; m_works; next = stretch.end + 1) {
+            stretch = FindStretch(text, next, end, next != begin);
+            bool const canBeKept = stretch.isPlain && stretch.GetLength() <= c_maximumLength;
+            auto word = canBeKept ? Find(text, stretch) : KeptWord{nullptr};
+            Adjustment before, behind;
+            if (!word) {
+                if (!(m_works = Make(text, stretch, run, before, behind)))
+                    break;
+                if (canBeKept)
+                    word = Keep(text, stretch, before, behind);
+            }
+            if (word) {
+                before = word.GetBefore();
+                behind = word.GetBehind();
+            }
             if (stretch.hasSpaceBefore)
-                glyphs.push_back(scaler.Scale(MakeSpace(stretch.begin - 1, before, word->before)));
-            if (isKept)
-                AppendKept(glyphs, *word, stretch.begin, scaler);
+                *glyphs.Append(1) = MakeSpace(stretch.begin - 1, left, before, scaler);
+            if (word)
+                AppendKept(glyphs, word, stretch.begin, scaler);
             else
-                AppendRaw(glyphs, stretch, scaler);
-            before = word->behind;
+                AppendRaw(glyphs, text, scaler);
+            left = behind;
             if (!stretch.hasSpaceBehind)
                 return true;
         }
-        glyphs.resize(first);
+        glyphs.CutTo(first);
         return false;
     }
 
     std::size_t GetMemoryUse() const {
-        return sizeof *this + m_slots.capacity() * sizeof(std::uint32_t) + m_words.capacity() * sizeof(Word) +
-               m_text.capacity() * sizeof(char16_t) + m_glyphs.capacity() * sizeof(PackedGlyph);
+        return sizeof *this + m_slots.capacity() * sizeof(Slot) + m_kept.capacity() * sizeof(std::uint16_t);
     }
 
 private:
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t place = 0; // in m_kept, from 1
+    };
+
     static Stretch FindStretch(std::u32string_view text, std::uint32_t begin, std::uint32_t end, bool hasSpaceBefore) {
         Stretch stretch;
         stretch.begin = begin;
@@ -167,59 +190,44 @@ private:
         }
         stretch.end = at;
         stretch.hasSpaceBehind = at != end;
-        stretch.hash ^= (hasSpaceBefore ? 0x10001u : 0u) + (stretch.hasSpaceBehind ? 0x20002u : 0u);
+        stretch.hash ^= stretch.GetKey();
         stretch.hash ^= stretch.hash >> 15;
         return stretch;
     }
 
-    Word const* Find(std::u32string_view text, Stretch const& stretch) const {
-        auto const length = stretch.end - stretch.begin;
-        for (std::size_t slot = stretch.hash & (m_slots.size() - 1); m_slots[slot] != 0;
-             slot = (slot + 1) & (m_slots.size() - 1)) {
-            auto const& word = m_words[m_slots[slot] - 1];
-            if (word.hash == stretch.hash && word.length == length && word.hasSpaceBefore == stretch.hasSpaceBefore &&
-                word.hasSpaceBehind == stretch.hasSpaceBehind &&
-                std::equal(m_text.data() + word.textBegin, m_text.data() + word.textBegin + length,
-                           text.data() + stretch.begin))
-                return &word;
+    KeptWord Find(std::u32string_view text, Stretch const& stretch) const {
+        std::size_t const mask = m_slots.size() - 1;
+        for (std::size_t i = stretch.hash & mask; m_slots[i].place != 0; i = (i + 1) & mask) {
+            if (m_slots[i].hash != stretch.hash)
+                continue;
+            KeptWord const word{m_kept.data() + m_slots[i].place - 1};
+            if (word.words[KeptWord::c_key] == stretch.GetKey() &&
+                std::equal(text.begin() + stretch.begin, text.begin() + stretch.end, word.GetText()))
+                return word;
         }
-        return nullptr;
+        return {nullptr};
     }
 
-    // Shapes the stretch and keeps it if it can be kept: then true, and `kept` is the word. Else its glyphs are in
-    // m_raw, and `made` tells of its spaces.
-    bool Make(std::u32string_view text, Stretch const& stretch, ShapedRun const& run, Word const*& kept, Word& made) {
+    // Shapes the stretch: its glyphs are in m_raw, without those of the spaces. False when a space came out of shaping
+    // as something else.
+    bool Make(std::u32string_view text, Stretch const& stretch, ShapedRun const& run, Adjustment& before,
+              Adjustment& behind) {
         std::uint32_t const from = stretch.begin - (stretch.hasSpaceBefore ? 1 : 0);
         std::uint32_t const to = stretch.end + (stretch.hasSpaceBehind ? 1 : 0);
         m_raw.clear();
         if (from != to)
             ShapeWithHarfBuzz(m_raw, text, from, to, run);
-        made.hasSpaceBefore = stretch.hasSpaceBefore;
-        made.hasSpaceBehind = stretch.hasSpaceBehind;
-        if (stretch.hasSpaceBehind && !(m_works = TakeSpace(m_raw.empty() ? 0 : m_raw.size() - 1, to - 1, made.behind)))
-            return false;
-        if (stretch.hasSpaceBefore && !(m_works = TakeSpace(0, from, made.before)))
-            return false;
-        if (!stretch.isPlain || stretch.end - stretch.begin > c_maximumLength || m_raw.size() > c_maximumGlyphs)
-            return false;
-        bool const isSmall = std::all_of(m_raw.begin(), m_raw.end(), [](RawGlyph const& glyph) {
-            return glyph.id <= 0xFFFF && FitsIn16Bits(glyph.advance) && FitsIn16Bits(glyph.offsetX) &&
-                   FitsIn16Bits(glyph.offsetY);
-        });
-        if (!isSmall)
-            return false;
-        kept = Keep(text, stretch, made);
-        return true;
+        return (!stretch.hasSpaceBehind || TakeSpace(m_raw.empty() ? 0 : m_raw.size() - 1, to - 1, behind)) &&
+               (!stretch.hasSpaceBefore || TakeSpace(0, from, before));
     }
 
-    // Moves the glyph of a space at the fringe out of m_raw. False when it is not what a space must be.
     bool TakeSpace(std::size_t index, std::uint32_t cluster, Adjustment& adjustment) {
         if (index >= m_raw.size())
             return false;
         auto const glyph = m_raw[index];
-        bool const isAlone = std::count_if(m_raw.begin(), m_raw.end(),
-                                           [&](RawGlyph const& other) { return other.cluster == cluster; }) == 1;
-        if (glyph.id != m_space.id || glyph.cluster != cluster || !isAlone)
+        auto const isOfCluster = [&](RawGlyph const& other) { return other.cluster == cluster; };
+        if (glyph.id != m_space.id || std::count_if(m_raw.begin(), m_raw.end(), isOfCluster) != 1 ||
+            glyph.cluster != cluster)
             return false;
         adjustment = {glyph.advance - m_space.advance, glyph.offsetX - m_space.offsetX, glyph.offsetY - m_space.offsetY,
                       glyph.isUnsafeToBreak};
@@ -227,65 +235,102 @@ private:
         return true;
     }
 
-    Word const* Keep(std::u32string_view text, Stretch const& stretch, Word word) {
-        if (m_words.size() == c_maximumWords) {
-            m_words.clear();
-            m_text.clear();
-            m_glyphs.clear();
-            std::fill(m_slots.begin(), m_slots.end(), 0);
+    // Keeps what Make made; nothing when that does not fit.
+    KeptWord Keep(std::u32string_view text, Stretch const& stretch, Adjustment const& before,
+                  Adjustment const& behind) {
+        bool const fits = m_raw.size() <= c_maximumGlyphs && IsSmall(before) && IsSmall(behind) &&
+                          std::all_of(m_raw.begin(), m_raw.end(),
+                                      [](auto const& glyph) { return glyph.id <= 0xFFFF && IsSmall(glyph); });
+        if (!fits)
+            return {nullptr};
+        if (m_count == c_maximumWords) {
+            m_count = 0;
+            m_kept.clear();
+            std::fill(m_slots.begin(), m_slots.end(), Slot());
         }
-        if (2 * (m_words.size() + 1) > m_slots.size()) {
-            m_slots.assign(m_slots.size() * 2, 0);
-            for (std::size_t i = 0; i != m_words.size(); ++i)
-                Enter(i);
+        if (2 * (m_count + 1) > m_slots.size())
+            GrowSlots();
+        auto const place = m_kept.size();
+        Enter({stretch.hash, static_cast<std::uint32_t>(place + 1)});
+        ++m_count;
+        bool const hasOffsets = std::any_of(
+            m_raw.begin(), m_raw.end(), [](RawGlyph const& glyph) { return glyph.offsetX != 0 || glyph.offsetY != 0; });
+        auto const put = [&](auto value) { m_kept.push_back(static_cast<std::uint16_t>(value)); };
+        put(stretch.GetKey());
+        put(m_raw.size() | (hasOffsets ? KeptWord::c_hasOffsets : 0) |
+            (before.isUnsafeToBreak ? KeptWord::c_beforeIsUnsafe : 0) |
+            (behind.isUnsafeToBreak ? KeptWord::c_behindIsUnsafe : 0));
+        for (auto const& adjustment : {before, behind}) {
+            put(adjustment.advance);
+            put(adjustment.offsetX);
+            put(adjustment.offsetY);
         }
-        word.hash = stretch.hash;
-        word.length = static_cast<std::uint8_t>(stretch.end - stretch.begin);
-        word.textBegin = static_cast<std::uint32_t>(m_text.size());
-        word.glyphBegin = static_cast<std::uint32_t>(m_glyphs.size());
-        word.glyphCount = static_cast<std::uint16_t>(m_raw.size());
         for (std::uint32_t i = stretch.begin; i != stretch.end; ++i)
-            m_text.push_back(static_cast<char16_t>(text[i]));
+            put(text[i]);
         for (auto const& glyph : m_raw) {
-            m_glyphs.push_back({static_cast<std::uint16_t>(glyph.id),
-                                static_cast<std::uint8_t>(glyph.cluster - stretch.begin), glyph.isUnsafeToBreak,
-                                glyph.endsCluster, static_cast<std::int16_t>(glyph.advance),
-                                static_cast<std::int16_t>(glyph.offsetX), static_cast<std::int16_t>(glyph.offsetY)});
+            put(glyph.id);
+            put((glyph.cluster - stretch.begin) | (glyph.endsCluster ? KeptWord::c_endsCluster : 0) |
+                (glyph.isUnsafeToBreak ? KeptWord::c_isUnsafe : 0));
+            put(glyph.advance);
+            if (hasOffsets) {
+                put(glyph.offsetX);
+                put(glyph.offsetY);
+            }
         }
-        m_words.push_back(word);
-        Enter(m_words.size() - 1);
-        return &m_words.back();
+        return {m_kept.data() + place};
     }
 
-    void Enter(std::size_t index) {
-        std::size_t slot = m_words[index].hash & (m_slots.size() - 1);
-        while (m_slots[slot] != 0)
-            slot = (slot + 1) & (m_slots.size() - 1);
-        m_slots[slot] = static_cast<std::uint32_t>(index + 1);
-    }
-
-    RawGlyph MakeSpace(std::uint32_t cluster, Adjustment const& left, Adjustment const& right) const {
-        return {m_space.id,
-                cluster,
-                m_space.advance + left.advance + right.advance,
-                m_space.offsetX + left.offsetX + right.offsetX,
-                m_space.offsetY + left.offsetY + right.offsetY,
-                left.isUnsafeToBreak || right.isUnsafeToBreak,
-                true};
-    }
-
-    void AppendKept(std::vector<ShapedGlyph>& glyphs, Word const& word, std::uint32_t begin,
-                    GlyphScaler const& scaler) const {
-        for (std::size_t i = word.glyphBegin; i != word.glyphBegin + word.glyphCount; ++i) {
-            auto const& glyph = m_glyphs[i];
-            glyphs.push_back(scaler.Scale({glyph.id, begin + glyph.cluster, glyph.advance, glyph.offsetX, glyph.offsetY,
-                                           glyph.isUnsafeToBreak != 0, glyph.endsCluster != 0}));
+    void GrowSlots() {
+        std::vector<Slot> old(m_slots.size() * 2);
+        old.swap(m_slots);
+        for (auto const& slot : old) {
+            if (slot.place != 0)
+                Enter(slot);
         }
     }
 
-    void AppendRaw(std::vector<ShapedGlyph>& glyphs, Stretch const&, GlyphScaler const& scaler) const {
-        for (auto const& glyph : m_raw)
-            glyphs.push_back(scaler.Scale(glyph));
+    void Enter(Slot const& slot) {
+        std::size_t const mask = m_slots.size() - 1;
+        std::size_t i = slot.hash & mask;
+        while (m_slots[i].place != 0)
+            i = (i + 1) & mask;
+        m_slots[i] = slot;
+    }
+
+    ShapedGlyph MakeSpace(std::uint32_t cluster, Adjustment const& left, Adjustment const& right,
+                          GlyphScaler const& scaler) const {
+        auto glyph = scaler.Scale({m_space.id, cluster, m_space.advance + left.advance + right.advance,
+                                   m_space.offsetX + left.offsetX + right.offsetX,
+                                   m_space.offsetY + left.offsetY + right.offsetY,
+                                   left.isUnsafeToBreak || right.isUnsafeToBreak, true});
+        glyph.idAndFlags |= ShapedGlyph::c_stretches;
+        return glyph;
+    }
+
+    // Plain characters never stretch.
+    static void AppendKept(GlyphBuffer& glyphs, KeptWord const& word, std::uint32_t begin, GlyphScaler const& scaler) {
+        auto const count = word.GetCount();
+        auto const* from = word.GetGlyphs();
+        auto* glyph = glyphs.Append(count);
+        bool const hasOffsets = word.HasOffsets();
+        for (std::size_t i = 0; i != count; ++i, ++glyph) {
+            glyph->idAndFlags = from[0] | ((from[1] & KeptWord::c_isUnsafe) != 0 ? ShapedGlyph::c_unsafeToBreak : 0);
+            glyph->cluster = begin + (from[1] & 0xFFu);
+            glyph->advance = scaler.GetAdvance(KeptWord::Signed(from[2]), (from[1] & KeptWord::c_endsCluster) != 0);
+            glyph->offsetX = hasOffsets ? scaler.GetOffsetX(KeptWord::Signed(from[3])) : 0;
+            glyph->offsetY = hasOffsets ? scaler.GetOffsetY(KeptWord::Signed(from[4])) : 0;
+            from += hasOffsets ? 5 : 3;
+        }
+    }
+
+    void AppendRaw(GlyphBuffer& glyphs, std::u32string_view text, GlyphScaler const& scaler) const {
+        auto* glyph = glyphs.Append(m_raw.size());
+        for (auto const& raw : m_raw) {
+            *glyph = scaler.Scale(raw);
+            if (IsStretchable(text[raw.cluster]))
+                glyph->idAndFlags |= ShapedGlyph::c_stretches;
+            ++glyph;
+        }
     }
 
     Kernel::Counted<FontFace const> m_face;
@@ -295,11 +340,11 @@ private:
     RawGlyph m_space;
     // False when a space came out of shaping as something else, against what the font's tables say.
     bool m_works = true;
-    // Numbers of words from 1, by hash; a power of two of them, half empty.
-    std::vector<std::uint32_t> m_slots;
-    std::vector<Word> m_words;
-    std::u16string m_text;
-    std::vector<PackedGlyph> m_glyphs;
+    // By hash; a power of two of them, half empty.
+    std::vector<Slot> m_slots;
+    std::size_t m_count = 0;
+    // Words one behind the other; see KeptWord.
+    std::vector<std::uint16_t> m_kept;
     std::vector<RawGlyph> m_raw;
 };
 
@@ -326,8 +371,8 @@ WordSet& GetSet(ShapedRun const& run) {
 
 } // namespace
 
-bool WordCache::Shape(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin,
-                      std::uint32_t end, ShapedRun const& run) {
+bool WordCache::Shape(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+                      ShapedRun const& run) {
     auto const isWhole = [](hb_feature_t const& feature) {
         return feature.start == HB_FEATURE_GLOBAL_START && feature.end == HB_FEATURE_GLOBAL_END;
     };

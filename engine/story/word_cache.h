@@ -11,8 +11,8 @@ namespace Story {
 class WordCache {
 public:
     // Appends the glyphs as ShapeText does. False, with nothing appended, when the stretch must be shaped in one go.
-    static bool Shape(std::vector<ShapedGlyph>& glyphs, std::u32string_view text, std::uint32_t begin,
-                      std::uint32_t end, ShapedRun const& run);
+    static bool Shape(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+                      ShapedRun const& run);
     // For tests and measurements, which compare: off, all threads shape everything in one go.
     static void SetEnabled(bool isEnabled);
     // Forgets the calling thread's words.
