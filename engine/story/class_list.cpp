@@ -1,21 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every persisted class of stories, with its tag. Tags and versions are the stored format's key.
 
+#include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
+
+#include <optional>
 
 namespace Story {
 
 namespace {
 
-template <class T>
+enum class Kind { Object, Value };
+
+// Values are never changed once they are shared, and shared or not as edits and loading leave them.
+template <class T, Kind kind = Kind::Object>
 Kernel::ClassProperties const* Register(Kernel::ClassUID tag) {
     struct Entry {
         explicit Entry(Kernel::ClassUID uid)
-            : properties(uid, &T::CreateObject, 1, nullptr, nullptr, Kernel::TypeName<T>().data()), init(&properties) {}
+            : properties(uid, &T::CreateObject, 1, nullptr, nullptr, Kernel::TypeName<T>().data()), init(&properties) {
+            if constexpr (kind == Kind::Value)
+                value.emplace(&properties);
+        }
         Kernel::ClassProperties properties;
         Kernel::ClassPropertiesBase::Init init;
+        std::optional<Kernel::HashedByContent> value;
     };
     static Entry const s_entry(tag);
     return &s_entry.properties;
@@ -27,11 +37,11 @@ using Properties = Kernel::ClassProperties const*;
 
 // clang-format off
 Properties Story::GetTypeClassProperties()           { return Register<Story>("Stry"); }
-Properties Paragraph::GetTypeClassProperties()       { return Register<Paragraph>("TxPa"); }
-Properties GlyphAtts::GetTypeClassProperties()       { return Register<GlyphAtts>("TxGA"); }
-Properties ParagraphAtts::GetTypeClassProperties()   { return Register<ParagraphAtts>("TxPt"); }
-Properties TabStops::GetTypeClassProperties()        { return Register<TabStops>("TxTb"); }
-Properties Delta::GetTypeClassProperties()           { return Register<Delta>("TxDe"); }
+Properties Paragraph::GetTypeClassProperties()       { return Register<Paragraph, Kind::Value>("TxPa"); }
+Properties GlyphAtts::GetTypeClassProperties()       { return Register<GlyphAtts, Kind::Value>("TxGA"); }
+Properties ParagraphAtts::GetTypeClassProperties()   { return Register<ParagraphAtts, Kind::Value>("TxPt"); }
+Properties TabStops::GetTypeClassProperties()        { return Register<TabStops, Kind::Value>("TxTb"); }
+Properties Delta::GetTypeClassProperties()           { return Register<Delta, Kind::Value>("TxDe"); }
 Properties Style::GetTypeClassProperties()           { return Register<Style>("TxSt"); }
 Properties StyleSheet::GetTypeClassProperties()      { return Register<StyleSheet>("TxSh"); }
 Properties CharacterGlyph::GetTypeClassProperties()  { return Register<CharacterGlyph>("TxCh"); }
