@@ -145,6 +145,33 @@ Kernel::Counted<CurvesNode> Importer::BuildShape(Element const& element) {
     return node;
 }
 
+namespace {
+
+// Control points that all lie on one line, to the last bit, enclose nothing.
+bool HasInterior(Geometry::PolyCurveDbl const& outline) {
+    return std::any_of(outline.GetCurves().begin(), outline.GetCurves().end(), [](auto const& curve) {
+        auto const points = curve->GetPoints();
+        if (points.size() < 3)
+            return false;
+        PointDbl const start = points[0];
+        auto const other =
+            std::find_if(points.begin(), points.end(), [&](PointDbl p) { return p.x != start.x || p.y != start.y; });
+        return std::any_of(other, points.end(), [&](PointDbl p) {
+            return (other->x - start.x) * (p.y - start.y) != (other->y - start.y) * (p.x - start.x);
+        });
+    });
+}
+
+// Fill is black unless said otherwise, also that of lines, where there is nothing to be filled. Commands that work on
+// areas would take such a line for an area.
+void DropFillOfLine(CurvesNode& shape) {
+    auto const outline = shape.GetOutline();
+    if (outline && !outline->empty() && !HasInterior(*outline))
+        shape.SetBrushFillDescriptor({});
+}
+
+} // namespace
+
 Importer::SceneNodePointer Importer::BuildPaintedShape(Element const& element) {
     auto const shape = BuildShape(element);
     if (!shape)
@@ -156,10 +183,13 @@ Importer::SceneNodePointer Importer::BuildPaintedShape(Element const& element) {
     bool const takesMarkers = kind == ElementKind::Path || kind == ElementKind::Line || kind == ElementKind::Polyline ||
                               kind == ElementKind::Polygon;
     // An outline stored without fill and line shows nothing, but may be given some by the user: it stays.
-    if (!hasMarkers || !takesMarkers || !style.visible)
+    if (!hasMarkers || !takesMarkers || !style.visible) {
+        DropFillOfLine(*shape);
         return shape;
+    }
     auto const group = Kernel::MakeCounted<GroupNode>();
     AddMarkers(element, *shape, *group);
+    DropFillOfLine(*shape);
     if (!group->HasChildren(NodeChildListType::Plain))
         return shape;
     auto const& order = style.paintOrder;

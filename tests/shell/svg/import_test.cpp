@@ -77,6 +77,37 @@ TEST(SvgImport, TheTreeIsThatOfTheElements) {
     EXPECT_TRUE(drawing.report.IsEmpty());
 }
 
+TEST(SvgImport, WhatEnclosesNothingHasNoFillButItsMarkersKnowIt) {
+    std::string const marker = "<marker id='m'><circle r='1' fill='context-fill'/></marker>";
+    Imported const drawing("<line x2='4' y2='3'/><path d='M0 0L1 1L3 3M4 0L4 9Z'/><path d='M0 0L1 1L3 4'/>"
+                           "<path d='M0 0C1 0 2 1 3 0'/><line x2='4' fill='red' marker-end='url(#m)'/>" +
+                           marker);
+    for (std::size_t i : {0u, 1u})
+        EXPECT_FALSE(drawing.GetCurves(i).GetBrushFillDescriptor(true)) << i;
+    for (std::size_t i : {2u, 3u})
+        EXPECT_TRUE(drawing.GetCurves(i).IsBrushFillVisible(0.01)) << i;
+    auto const& group = drawing.Get<GroupNode>(4);
+    std::vector<CurvesNode const*> shapes;
+    std::vector<Node const*> pending{&group};
+    while (!pending.empty()) {
+        Node const* const node = pending.back();
+        pending.pop_back();
+        if (auto const* curves = dynamic_cast<CurvesNode const*>(node))
+            shapes.push_back(curves);
+        for (Node const* child = node->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+             child = child->GetNextSibling())
+            pending.push_back(child);
+    }
+    ASSERT_EQ(2u, shapes.size());
+    int filled = 0;
+    for (auto const* shape : shapes) {
+        bool const isLine = dynamic_cast<PolyCurveNode const*>(shape) != nullptr;
+        EXPECT_EQ(!isLine, shape->IsBrushFillVisible(0.01));
+        filled += !isLine && FillOf(*shape) == Renderer::Colour::FromRGB(1, 0, 0);
+    }
+    EXPECT_EQ(1, filled);
+}
+
 TEST(SvgImport, EntersADocument) {
     auto const drawing = Import(Wrap("<g><rect width='1' height='1'/></g><symbol id='s'><rect width='2' height='2'/>"
                                      "</symbol><use href='#s'/>"),
@@ -134,7 +165,7 @@ TEST(SvgImport, SolidPaintsMultiplyTheirOpacities) {
 }
 
 TEST(SvgImport, EqualPaintsAreOneObject) {
-    Imported const drawing("<g fill='red' stroke='blue'><path d='M0 0h1'/><path d='M0 0h2'/></g>");
+    Imported const drawing("<g fill='red' stroke='blue'><path d='M0 0h1v1z'/><path d='M0 0h2v1z'/></g>");
     auto* const first = drawing.Get<GroupNode>().GetFirstChild(NodeChildListType::Plain);
     auto const& a = dynamic_cast<CurvesNode&>(*first);
     auto const& b = dynamic_cast<CurvesNode&>(*first->GetNextSibling());
