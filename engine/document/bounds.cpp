@@ -4,6 +4,8 @@
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 
+#include <optional>
+
 namespace {
 
 using Params = Raster::AffineTransform::Params;
@@ -17,11 +19,16 @@ Params ChildTransform(Node const& child, Params const& parentToSpread) {
 
 Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth);
 
-Kernel::RectT<double> ClipBounds(Node const& node, Params const& toSpread, int clipDepth) {
-    Kernel::RectT<double> clip;
+// Of what lies in all clips; nothing where none clips.
+std::optional<Kernel::RectT<double>> ClipBounds(Node const& node, Params const& toSpread, int clipDepth) {
+    std::optional<Kernel::RectT<double>> clip;
     for (Node const* child = node.GetFirstChild(NodeChildListType::Clipping); child != nullptr;
-         child = child->GetNextSibling())
-        clip = clip.United(Bounds(*child, ChildTransform(*child, toSpread), false, clipDepth + 1));
+         child = child->GetNextSibling()) {
+        if (!child->IsContent())
+            continue;
+        auto const bounds = Bounds(*child, ChildTransform(*child, toSpread), false, clipDepth + 1);
+        clip = clip ? clip->Intersected(bounds) : bounds;
+    }
     return clip;
 }
 
@@ -47,8 +54,10 @@ Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool in
             continue;
         }
         auto bounds = frame.bounds;
-        if (clipDepth < c_clipDepth && frame.node->HasChildren(NodeChildListType::Clipping))
-            bounds = bounds.Intersected(ClipBounds(*frame.node, frame.toSpread, clipDepth));
+        if (clipDepth < c_clipDepth && frame.node->HasChildren(NodeChildListType::Clipping)) {
+            if (auto const clip = ClipBounds(*frame.node, frame.toSpread, clipDepth))
+                bounds = bounds.Intersected(*clip);
+        }
         frames.pop_back();
         if (frames.empty())
             return bounds;

@@ -68,10 +68,12 @@ void ObjectStyle::SetForRendering(Kernel::Counted<Renderer::FillDescriptor const
                                   Kernel::Counted<Renderer::LineStyleDescriptor const> line) {
     m_brush = Kernel::MakeCounted<ObjectStyleBrush>(std::move(mainFill));
     m_line = {std::move(line), std::move(lineFill), true};
-    m_opacity = {{}, true};
+    double const before =
+        m_opacity.state ? static_cast<TransparencyState const&>(*m_opacity.state).opacity : TransparencyState().opacity;
+    m_opacity.isSet = true;
     if (secondFill && !secondFill->IsFillNone()) {
         auto opacity = Kernel::MakeCounted<TransparencyState>();
-        opacity->opacity = static_cast<double>(secondFill->GetFill()->GetRepresentativeColour().GetAlpha());
+        opacity->opacity = before * static_cast<double>(secondFill->GetFill()->GetRepresentativeColour().GetAlpha());
         m_opacity.state = std::move(opacity);
     }
 }

@@ -16,42 +16,60 @@ bool IsPlainGroup(Node const& node) {
            Kernel::CastPointer<RasterNode const>(&node) == nullptr;
 }
 
+// What has no fill leaves nothing.
+bool LeavesSomething(Node const& clip) {
+    constexpr double c_visibleFill = 0.01;
+    auto const* const curves = Kernel::CastPointer<CurvesNode const>(&clip);
+    return curves == nullptr || curves->IsBrushFillVisible(c_visibleFill) ||
+           Kernel::CastPointer<ImageNode const>(curves) != nullptr;
+}
+
 } // namespace
 
+// Content is seen where it lies in every clip: each becomes an element that is clipped by the next.
 std::string Exporter::DefineClip(Node const& node, Matrix const& toClip) {
     if (m_clipDepth >= c_maximumClipDepth) {
         m_report.Add("clip too deep", Describe(node));
         return {};
     }
     ++m_clipDepth;
-    Node const* const first = node.GetFirstChild(NodeChildListType::Clipping);
-    auto const* const group = first->GetNextSibling() == nullptr && IsPlainGroup(*first)
-                                  ? Kernel::CastPointer<SceneNode const>(first)
-                                  : nullptr;
+    std::string id;
+    for (Node const* clip = node.GetLastChild(NodeChildListType::Clipping); clip != nullptr;
+         clip = clip->GetPreviousSibling()) {
+        if (clip->IsContent())
+            id = DefineOneClip(*clip, toClip, id);
+    }
+    --m_clipDepth;
+    return id;
+}
+
+std::string Exporter::DefineOneClip(Node const& clip, Matrix const& toClip, std::string const& inner) {
     XmlWriter out;
+    auto const* const group = IsPlainGroup(clip) ? Kernel::CastPointer<SceneNode const>(&clip) : nullptr;
+    bool const isClipped = group != nullptr && group->HasChildren(NodeChildListType::Clipping);
     // A group that is all of the clip becomes the element itself, with its transform and its own clip.
-    if (group != nullptr && group->IsVisible()) {
+    if (group != nullptr && (inner.empty() || !isClipped)) {
         Matrix const matrix = toClip * group->GetMatrix();
-        if (!matrix.IsIdentity())
+        if (!matrix.IsIdentity() && inner.empty())
             out.Attribute("transform", matrix);
-        if (group->HasChildren(NodeChildListType::Clipping))
-            if (std::string const inner = DefineClip(*group, {}); !inner.empty())
-                out.Attribute("clip-path", "url(#" + inner + ")");
+        if (std::string const own = isClipped ? DefineClip(*group, {}) : inner; !own.empty())
+            out.Attribute("clip-path", "url(#" + own + ")");
         out.EndStart();
         WriteTitle(out, *group, "");
         if (group->GetDescription(false).empty())
             out.Raw("<title/>\n");
         for (Node const* child = group->GetFirstChild(NodeChildListType::Plain); child != nullptr;
              child = child->GetNextSibling())
-            WriteClipContent(out, *child, {});
+            WriteClipContent(out, *child, inner.empty() ? Matrix() : matrix);
     } else {
+        if (!inner.empty())
+            out.Attribute("clip-path", "url(#" + inner + ")");
         out.EndStart();
         out.Raw("<title/>\n");
-        for (Node const* child = first; child != nullptr; child = child->GetNextSibling())
-            WriteClipContent(out, *child, toClip);
+        if (LeavesSomething(clip))
+            WriteClipContent(out, clip, toClip);
     }
     out.Close("clipPath");
-    --m_clipDepth;
     return Define("clipPath", "clip", out.GetText());
 }
 

@@ -71,6 +71,7 @@ private:
     // export_clip.cpp: the id of a clipPath of a node's clipping content. `toClip` leads from the node's space to the
     // space that the clip is used in.
     std::string DefineClip(Node const& node, Matrix const& toClip);
+    std::string DefineOneClip(Node const& clip, Matrix const& toClip, std::string const& inner);
     void WriteClipContent(XmlWriter& out, Node const& content, Matrix const& toClip);
 
     std::string MakeId(std::string_view kind);

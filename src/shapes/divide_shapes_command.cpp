@@ -98,6 +98,7 @@ void DivideShapesCommand::Gather() {
 void DivideShapesCommand::ForgetGathered() {
     m_inputs.clear();
     m_sources.clear();
+    m_clipsOfGroups.clear();
     m_insertParents.clear();
     m_insertAnchors.clear();
     m_membersToVisit.clear();

@@ -12,6 +12,7 @@
 
 #include <map>
 #include <optional>
+#include <unordered_map>
 
 namespace Commands {
 
@@ -75,11 +76,14 @@ private:
     // Gathering, in divide_shapes_inputs.cpp. Each answers false for what has nothing to give.
     bool ApplyClips(Node const& node, DivideInput& input, bool allowUnfilled);
     void AddTextFrame(TextNode const& text);
+    void ClipText(TextNode const& text, std::size_t first);
     void AddSource(Kernel::Counted<Node> const& node, DivideInput input, bool isFrame);
     bool CompileCurves(Kernel::NonCounted<ConstCurvesInterface const> shape, DivideInput& input);
     bool CompileGroup(Node const& node, DivideInput& input);
     bool AddGroupChildren(Node const& node, std::vector<DivideInput>& inputs);
     bool GatherClips(Node const& node, std::vector<DivideInput>& clips);
+    void ApplyClipsAbove(Node const& node, DivideInput& input);
+    DivideInput const& FindClipOfGroup(Node const& group);
     bool ClipFilled(std::vector<DivideInput>& clips, DivideInput& input);
     bool ClipUnfilled(std::vector<DivideInput>& clips, DivideInput& input);
     Kernel::Counted<Graph> CreateGraph(std::vector<DivideInput> const& inputs, Graph::BoolOpMethod method);
@@ -113,6 +117,8 @@ private:
     // While Do runs. Sources stand side by side with inputs, parents and anchors with new nodes.
     std::vector<DivideInput> m_inputs;
     std::vector<DivideSource> m_sources;
+    // What the clips of a group leave; without curves, and filled where that is nothing, not filled where none clips.
+    std::unordered_map<Node const*, DivideInput> m_clipsOfGroups;
     Nodes m_insertParents, m_insertAnchors;
     // Members of groups that are still to be visited, the next one last; so deep nesting needs no deep stack.
     Nodes m_membersToVisit;

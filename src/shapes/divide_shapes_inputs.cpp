@@ -84,6 +84,34 @@ Node* NextContent(Node* child) {
     return child;
 }
 
+bool Contains(Geometry::RectDbl const& outer, Geometry::RectDbl const& inner) {
+    return outer.left <= inner.left && outer.top <= inner.top && outer.right >= inner.right &&
+           outer.bottom >= inner.bottom;
+}
+
+// True when the clip is a rectangle that cuts nothing off; other clips are compared by a map.
+bool IsRectangleAround(DivideInput const& clip, DivideInput const& input) {
+    if (!clip.filled || clip.curves.size() != 1 || clip.curves[0].curves->GetCurves().size() != 1)
+        return false;
+    auto const& curve = *clip.curves[0].curves->GetCurves()[0];
+    auto const transform = clip.transform * clip.curves[0].transform;
+    bool const isUpright = transform.GetParams().b == 0 && transform.GetParams().c == 0;
+    if (!isUpright || !curve.IsClosed() || curve.GetPoints().size() != 4)
+        return false;
+    bool const hasUprightSides =
+        std::all_of(curve.GetSegments().begin(), curve.GetSegments().end(), [](auto const& side) {
+            return side.kind == Geometry::SegmentKind::Line &&
+                   (side.start.x == side.end.x || side.start.y == side.end.y);
+        });
+    auto const rectangle = curve.GetBounds(transform);
+    if (!hasUprightSides || !rectangle)
+        return false;
+    return std::all_of(input.curves.begin(), input.curves.end(), [&](auto const& entry) {
+        auto const bounds = entry.curves->GetBounds(input.transform * entry.transform);
+        return !bounds || Contains(*rectangle, *bounds);
+    });
+}
+
 bool ShowsPicture(Node const& node) {
     for (Node const* child = FirstContent(node, NodeChildListType::Plain); child != nullptr;
          child = NextContent(const_cast<Node*>(child))) {
@@ -147,6 +175,7 @@ void DivideShapesCommand::Receive(Kernel::NonCounted<ConstCurvesInterface> shape
         if (input.filled)
             m_noFilledInputs = false;
         ApplyClips(*node, input, true);
+        ApplyClipsAbove(*node, input);
     }
     if (!input.curves.empty())
         AddSource(node, std::move(input), false);
@@ -174,13 +203,32 @@ void DivideShapesCommand::Receive(Kernel::NonCounted<TextNode> text) {
     auto const composed = text->MakeComposedText();
     Kernel::Counted<Node> const node(text.get());
     auto const document = m_documentController->GetDocument();
+    std::size_t const first = m_inputs.size();
     AddTextFrame(*text);
     auto const target =
         Kernel::MakeCounted<TextCurvesRenderTarget>(m_inputs, m_sources, node, text->GetBaseToSpreadTransform(),
                                                     document->GetFormat(), Raster::ICCManager::ICCProfileSet());
     Story::TextRenderer(target, composed).Render(Story::DrawMode::All, true);
+    ClipText(*text, first);
     m_invalidRects.Append(SpreadRect(*node, node->GetBounds(true)));
     m_oldNodes.push_back(node);
+}
+
+// Pieces take no clip along: what clips the text cuts its outlines first. `first`: of the inputs that the text has
+// given.
+void DivideShapesCommand::ClipText(TextNode const& text, std::size_t first) {
+    std::size_t kept = first;
+    for (std::size_t i = first; i != m_inputs.size(); ++i) {
+        ApplyClips(text, m_inputs[i], true);
+        ApplyClipsAbove(text, m_inputs[i]);
+        if (m_inputs[i].curves.empty())
+            continue;
+        std::swap(m_inputs[kept], m_inputs[i]);
+        std::swap(m_sources[kept], m_sources[i]);
+        ++kept;
+    }
+    m_inputs.resize(kept);
+    m_sources.resize(kept);
 }
 
 void DivideShapesCommand::AddTextFrame(TextNode const& text) {
@@ -288,6 +336,49 @@ bool DivideShapesCommand::ApplyClips(Node const& node, DivideInput& input, bool 
     // An open shape that is not painted clips nothing.
     input.curves.clear();
     return false;
+}
+
+// Members of a group are seen inside its clips only, so that is all that they own. The group keeps its clips.
+void DivideShapesCommand::ApplyClipsAbove(Node const& node, DivideInput& input) {
+    for (Node const* group = node.GetParent(); group != nullptr && !input.curves.empty(); group = group->GetParent()) {
+        if (!group->HasChildren(NodeChildListType::Clipping))
+            continue;
+        auto const& clip = FindClipOfGroup(*group);
+        if (clip.curves.empty()) {
+            if (clip.filled)
+                input.curves.clear();
+            continue;
+        }
+        if (IsRectangleAround(clip, input))
+            continue;
+        std::vector<DivideInput> clips{clip};
+        if (input.filled)
+            ClipFilled(clips, input);
+        else
+            ClipUnfilled(clips, input);
+    }
+}
+
+Geometry::CurveIntersectionGraph::Input const& DivideShapesCommand::FindClipOfGroup(Node const& group) {
+    if (auto const found = m_clipsOfGroups.find(&group); found != m_clipsOfGroups.end())
+        return found->second;
+    DivideInput nothing;
+    nothing.filled = true;
+    DivideInput common;
+    std::vector<DivideInput> clips;
+    if (!GatherClips(group, clips)) {
+        common = nothing;
+    } else if (clips.size() == 1) {
+        common = std::move(clips.front());
+    } else if (clips.size() > 1) {
+        if (auto outline = FindOutline(clips)) {
+            common = nothing;
+            common.role = Graph::c_clipRole;
+            if (*outline)
+                ReplaceByOutline(common, std::move(*outline), true);
+        }
+    }
+    return m_clipsOfGroups.emplace(&group, std::move(common)).first->second;
 }
 
 // False when one of the clips leaves nothing.

@@ -40,6 +40,10 @@ void TextCurvesRenderTarget::DrawCurvesWithLine(
     if (!curves)
         return;
     auto const style = Kernel::MakeCounted<ObjectStyle>();
+    // How see-through the text is as a whole, and how it blends, is not drawn but done to what was drawn.
+    ObjectStyleMask whole;
+    whole.fill = whole.line = whole.contour = whole.frame = false;
+    style->Set(m_textNode, m_format, m_profiles, {}, whole, {}, false);
     style->SetForRendering(BakeFill(mainFill), BakeFill(lineFill), BakeFill(secondFill), BakeLine(lineStyle));
 
     DivideInput input;

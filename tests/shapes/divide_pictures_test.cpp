@@ -94,15 +94,16 @@ void MarkPieces(Node const& parent, EdgeMask& mask) {
 
 // Clips are coverages: where the edges of a shape and of its clip pass a pixel side by side, something of the shape is
 // seen there, though the two have nothing in common.
-void MarkClippedShapes(Node const& parent, EdgeMask& mask) {
+void MarkClippedShapes(Node const& parent, bool isClipped, EdgeMask& mask) {
     for (auto const& child : ChildrenOf(parent)) {
         auto const* const clip =
             Kernel::CastPointer<CurvesNode const>(child->GetFirstChild(NodeChildListType::Clipping));
-        if (clip != nullptr) {
-            MarkOutline(*Kernel::CastPointer<CurvesNode const>(child.get()), mask);
+        if (clip != nullptr)
             MarkOutline(*clip, mask);
-        }
-        MarkClippedShapes(*child, mask);
+        auto const* const curves = Kernel::CastPointer<CurvesNode const>(child.get());
+        if (curves != nullptr && (isClipped || clip != nullptr))
+            MarkOutline(*curves, mask);
+        MarkClippedShapes(*child, isClipped || clip != nullptr, mask);
     }
 }
 
@@ -118,6 +119,8 @@ public:
             if (Pick(6) == 0) {
                 auto const group = NamedGroup("group");
                 group->SetTransform(SmallMove(), false);
+                if (Pick(3) == 0)
+                    AddClip(*group);
                 Append(parent, group);
                 parents.emplace_back(group);
             } else {
@@ -187,12 +190,15 @@ private:
         Paint(*shape);
         if (Pick(2) == 0)
             shape->SetTransform(SmallMove(), false);
-        if (Pick(5) == 0) {
-            auto const clip = MakePlainShape();
-            SetFill(*clip, 0, 0, 0);
-            Clip(*shape, clip);
-        }
+        if (Pick(5) == 0)
+            AddClip(*shape);
         return shape;
+    }
+
+    void AddClip(Node& node) {
+        auto const clip = MakePlainShape();
+        SetFill(*clip, 0, 0, 0);
+        Clip(node, clip);
     }
 
     std::mt19937 m_random;
@@ -223,7 +229,7 @@ Differences Compare(Picture const& before, Picture const& after, EdgeMask const&
 Differences DivideAndCompare(Scene& scene) {
     auto const before = Render(scene);
     EdgeMask mask;
-    MarkClippedShapes(*scene.spread, mask);
+    MarkClippedShapes(*scene.spread, false, mask);
     scene.controller->Run(Kernel::MakeCounted<DivideShapesCommand>(false, scene.Selected()));
     MarkPieces(*scene.spread, mask);
     return Compare(before, Render(scene), mask);
@@ -290,6 +296,32 @@ TEST(DividePictures, ClipsOfAllKinds) {
         EXPECT_LE(differences.largestInside, 1);
         EXPECT_LE(differences.share, 0.02);
         EXPECT_EQ(i + 1 == cases.size(), PiecesIn(*scene.spread).size() == 1) << "only what has no fill leaves nothing";
+    }
+}
+
+TEST(DividePictures, MembersOfAClippedGroupOwnOnlyWhatIsSeenOfThem) {
+    for (bool const isRound : {false, true}) {
+        Scene scene;
+        auto const below = MakeRectangle({10, 10, 150, 150}, 0, 0, 1),
+                   member = MakeRectangle({40, 40, 190, 190}, 1, 0, 0);
+        auto const group = NamedGroup("group"), inner = NamedGroup("inner");
+        Kernel::Counted<CurvesNode> clip = Box(30, 30, 120, 120);
+        if (isRound) {
+            clip = MakeEllipse({30, 30, 120, 120});
+            SetFill(*clip, 0, 0, 0);
+        }
+        Clip(*group, clip);
+        scene.Put(*inner, {member, MakeRectangle({150, 150, 160, 160}, 0, 1, 0)});
+        scene.Put(*group, {inner});
+        scene.PutAndSelect({below, group});
+        auto const differences = DivideAndCompare(scene);
+        EXPECT_EQ(0, differences.largestInside);
+        EXPECT_LE(differences.share, 0.02);
+        ASSERT_EQ(1u, PiecesIn(*inner).size()) << "one member is not seen at all";
+        if (!isRound) {
+            EXPECT_DOUBLE_EQ(80 * 80, AreaIn(*inner));
+        }
+        EXPECT_EQ(clip.get(), group->GetFirstChild(NodeChildListType::Clipping));
     }
 }
 

@@ -91,4 +91,38 @@ TEST(DivideText, ArtTextIsTextToo) {
     EXPECT_NEAR(area, AreaIn(*scene.spread), 1e-3);
 }
 
+TEST(DivideText, PiecesAreAsSeeThroughAsTheTextAndBlendAsItDoes) {
+    Scene scene;
+    auto const text = MakeTextFrame({10, 10, 210, 110}, "Hi");
+    SetFill(*text, 1, 0, 0);
+    text->SetOpacity(0.5);
+    text->SetBlendMode(Renderer::BlendMode::Multiply);
+    scene.PutAndSelect({text});
+    Divide(scene);
+    auto const pieces = PiecesIn(*scene.spread);
+    ASSERT_LT(2u, pieces.size());
+    for (auto const* piece : pieces) {
+        EXPECT_EQ(0.5, piece->GetOpacity());
+        EXPECT_EQ(Renderer::BlendMode::Multiply, piece->GetBlendMode());
+    }
+}
+
+TEST(DivideText, WhatClipsTheTextCutsItsLetters) {
+    Scene scene;
+    auto const text = MakeTextFrame({10, 10, 210, 110}, "Hi");
+    SetFill(*text, 1, 0, 0);
+    auto const clip = Box(0, 0, 60, 30), hidden = Box(0, 0, 1, 1);
+    hidden->SetVisible(false);
+    Clip(*text, hidden);
+    Clip(*text, clip);
+    scene.PutAndSelect({text});
+    auto const before = scene.controller->GetHash(false);
+    Divide(scene);
+    EXPECT_NEAR(50 * 20, AreaIn(*scene.spread), 1e-3) << "frame and letters, where both and the clip overlap";
+    for (auto const* piece : PiecesIn(*scene.spread))
+        EXPECT_EQ(nullptr, Kernel::CastPointer<CurvesNode const>(piece->GetFirstChild(NodeChildListType::Clipping)));
+    scene.controller->Undo();
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+}
+
 } // namespace

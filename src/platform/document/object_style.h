@@ -47,7 +47,7 @@ public:
              Raster::ICCManager::ICCProfileSet const& profiles, Kernel::Counted<Story::StyleSheet const> textStyles,
              ObjectStyleMask const& mask, Kernel::String name, bool withVisibility);
     // The look of one drawn outline. The object can hold no second fill: the alpha of its representative colour becomes
-    // opacity, which is the same for plain transparency.
+    // opacity, which is the same for plain transparency, on top of the opacity that the style holds.
     void SetForRendering(Kernel::Counted<Renderer::FillDescriptor const> mainFill,
                          Kernel::Counted<Renderer::FillDescriptor const> lineFill,
                          Kernel::Counted<Renderer::FillDescriptor const> secondFill,

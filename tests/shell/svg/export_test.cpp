@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_controller.h"
+#include "platform/document/document_renderer.h"
+#include "platform/raster/buffer.h"
 #include "shell/svg/export.h"
 #include "shell/svg/import.h"
 #include "shell/svg/xml_writer.h"
@@ -90,6 +92,53 @@ TEST(SvgExport, ClipsComeBack) {
                     "transform='translate(3)'/></clipPath><path d='M0 0h1' clip-path='url(#b)'/><g "
                     "clip-path='url(#c)'/><path d='M0 0h1' clip-path='url(#a)'/>"
                     "<svg width='3' height='3'><rect width='9' height='9'/></svg>");
+}
+
+// A file has one clip for an element: several are a chain of clips that clip each other.
+TEST(SvgExport, SeveralClipsOfOneShapeShowWhatLiesInAll) {
+    auto const box = [](double left, double top, double right, double bottom) {
+        auto shape = Kernel::MakeCounted<RectangleShape>();
+        shape->box = {left, top, right, bottom};
+        auto node = Kernel::MakeCounted<ShapeNode>(shape);
+        node->SetBrushFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(1, 0, 0)));
+        return node;
+    };
+    auto const picture = [](DocumentController& document) {
+        auto const target = MakeSpreadPicture(*document.GetCurrentSpread(), {});
+        return Kernel::Cast<Raster::BufferRGBA8>(target->Render({0, 0, 60, 60}));
+    };
+    auto const group = Kernel::MakeCounted<GroupNode>();
+    group->InsertChild(NodeChildListType::Plain, box(0, 0, 40, 12), nullptr);
+    group->InsertChild(NodeChildListType::Plain, box(0, 20, 40, 50), nullptr);
+    group->SetTransform({1, 0.25, 3, 0, 1, 5}, false);
+    auto const hidden = box(0, 0, 1, 1), unfilled = box(0, 0, 60, 60);
+    hidden->SetVisible(false);
+    unfilled->SetBrushFillDescriptor({});
+    std::vector<std::pair<std::vector<Kernel::Counted<Node>>, bool>> const cases = {
+        {{box(5, 0, 30, 60), box(0, 10, 60, 30)}, true},
+        {{box(5, 0, 30, 60), hidden, group}, true},
+        {{group, box(5, 0, 30, 60)}, true},
+        {{hidden}, true},
+        {{box(5, 0, 30, 60), unfilled}, false}};
+    for (auto const& [clips, isSeen] : cases) {
+        auto const document = DocumentController::CreateNew({60, 60}, Raster::FormatRGBA8, 1);
+        auto const shape = box(2, 2, 50, 50);
+        CloneContext context(CloneType::Copy);
+        for (auto const& clip : clips)
+            shape->InsertChild(NodeChildListType::Clipping, clip->Clone(context), nullptr);
+        document->GetCurrentSpread()->InsertChild(NodeChildListType::Plain, shape, nullptr);
+        auto const imported = MakeDocument(Import(ExportOf(*document), {}));
+        auto const before = picture(*document), after = picture(*imported);
+        int seen = 0;
+        for (int y = 0; y != 60; ++y) {
+            for (int x = 0; x != 60; ++x) {
+                EXPECT_EQ(before->GetRow(1, y)[x], after->GetRow(1, y)[x]) << x << "," << y;
+                seen += before->GetRow(1, y)[x] < 128;
+            }
+        }
+        EXPECT_EQ(isSeen, seen > 0);
+        EXPECT_LT(seen, isSeen && clips.size() > 1 ? 1300 : 48 * 48 + 1);
+    }
 }
 
 TEST(SvgExport, CirclesOfGradientsComeBackThoughTheirEndsAreRounded) {
