@@ -83,7 +83,7 @@ private:
     bool AddGroupChildren(Node const& node, std::vector<DivideInput>& inputs);
     bool GatherClips(Node const& node, std::vector<DivideInput>& clips);
     void ApplyClipsAbove(Node const& node, DivideInput& input);
-    DivideInput const& FindClipOfGroup(Node const& group);
+    DivideGroupClip const& FindClipOfGroup(Node const& group);
     bool ClipFilled(std::vector<DivideInput>& clips, DivideInput& input);
     bool ClipUnfilled(std::vector<DivideInput>& clips, DivideInput& input);
     Kernel::Counted<Graph> CreateGraph(std::vector<DivideInput> const& inputs, Graph::BoolOpMethod method);
@@ -117,8 +117,7 @@ private:
     // While Do runs. Sources stand side by side with inputs, parents and anchors with new nodes.
     std::vector<DivideInput> m_inputs;
     std::vector<DivideSource> m_sources;
-    // What the clips of a group leave; without curves, and filled where that is nothing, not filled where none clips.
-    std::unordered_map<Node const*, DivideInput> m_clipsOfGroups;
+    std::unordered_map<Node const*, DivideGroupClip> m_clipsOfGroups;
     Nodes m_insertParents, m_insertAnchors;
     // Members of groups that are still to be visited, the next one last; so deep nesting needs no deep stack.
     Nodes m_membersToVisit;

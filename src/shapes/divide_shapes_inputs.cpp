@@ -2,6 +2,7 @@
 // How selected objects become inputs of a divide, and how what clips them is taken into account.
 #include "shapes/divide_shapes_command.h"
 
+#include "platform/geometry/curve_operations.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/story/text_renderer.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 
 namespace Commands {
 
@@ -84,32 +86,57 @@ Node* NextContent(Node* child) {
     return child;
 }
 
-bool Contains(Geometry::RectDbl const& outer, Geometry::RectDbl const& inner) {
-    return outer.left <= inner.left && outer.top <= inner.top && outer.right >= inner.right &&
-           outer.bottom >= inner.bottom;
+void Grow(Geometry::RectDbl& box, Geometry::PointDbl p) {
+    box = {std::min(box.left, p.x), std::min(box.top, p.y), std::max(box.right, p.x), std::max(box.bottom, p.y)};
 }
 
-// True when the clip is a rectangle that cuts nothing off; other clips are compared by a map.
-bool IsRectangleAround(DivideInput const& clip, DivideInput const& input) {
-    if (!clip.filled || clip.curves.size() != 1 || clip.curves[0].curves->GetCurves().size() != 1)
-        return false;
-    auto const& curve = *clip.curves[0].curves->GetCurves()[0];
-    auto const transform = clip.transform * clip.curves[0].transform;
-    bool const isUpright = transform.GetParams().b == 0 && transform.GetParams().c == 0;
-    if (!isUpright || !curve.IsClosed() || curve.GetPoints().size() != 4)
-        return false;
-    bool const hasUprightSides =
-        std::all_of(curve.GetSegments().begin(), curve.GetSegments().end(), [](auto const& side) {
-            return side.kind == Geometry::SegmentKind::Line &&
-                   (side.start.x == side.end.x || side.start.y == side.end.y);
-        });
-    auto const rectangle = curve.GetBounds(transform);
-    if (!hasUprightSides || !rectangle)
-        return false;
-    return std::all_of(input.curves.begin(), input.curves.end(), [&](auto const& entry) {
-        auto const bounds = entry.curves->GetBounds(input.transform * entry.transform);
-        return !bounds || Contains(*rectangle, *bounds);
-    });
+// A curve lies in the hull of its control points.
+void SetOutline(DivideGroupClip& clip) {
+    auto const outline = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    for (auto const& entry : clip.input.curves) {
+        auto const moved = entry.curves->Clone();
+        moved->ApplyTransform(clip.input.transform * entry.transform);
+        outline->AddPolyCurve(*moved);
+    }
+    for (auto const& curve : outline->GetCurves()) {
+        auto const add = [&](std::initializer_list<Geometry::PointDbl> points) {
+            auto const first = *points.begin();
+            Geometry::RectDbl box{first.x, first.y, first.x, first.y};
+            for (auto const& p : points)
+                Grow(box, p);
+            clip.edges.push_back(box);
+        };
+        for (auto const segment : curve->GetSegments())
+            add({segment.start, segment.control1, segment.control2, segment.end});
+        // An area is closed by a straight line.
+        add({curve->GetEnd(), curve->GetStart()});
+    }
+    clip.outline = outline;
+}
+
+bool Touch(Geometry::RectDbl const& a, Geometry::RectDbl const& b) {
+    return a.left <= b.right && b.left <= a.right && a.top <= b.bottom && b.top <= a.bottom;
+}
+
+// Whether all of the input lies inside the clip, or all outside; nothing where an edge of the clip comes near it, so
+// that a map must tell.
+std::optional<bool> LiesInside(DivideInput const& input, DivideGroupClip const& clip) {
+    std::optional<Geometry::RectDbl> box;
+    for (auto const& entry : input.curves) {
+        auto const transform = input.transform * entry.transform;
+        for (auto const& curve : entry.curves->GetCurves()) {
+            for (auto const& point : curve->GetPoints()) {
+                auto const p = transform.Apply(point);
+                if (!box)
+                    box = Geometry::RectDbl{p.x, p.y, p.x, p.y};
+                Grow(*box, p);
+            }
+        }
+    }
+    if (!box || !std::isfinite(box->GetWidth() + box->GetHeight()) ||
+        std::any_of(clip.edges.begin(), clip.edges.end(), [&](auto const& edge) { return Touch(edge, *box); }))
+        return std::nullopt;
+    return Geometry::Contains(*clip.outline, {box->left, box->top}, clip.input.windingOrderMode);
 }
 
 bool ShowsPicture(Node const& node) {
@@ -344,14 +371,15 @@ void DivideShapesCommand::ApplyClipsAbove(Node const& node, DivideInput& input) 
         if (!group->HasChildren(NodeChildListType::Clipping))
             continue;
         auto const& clip = FindClipOfGroup(*group);
-        if (clip.curves.empty()) {
-            if (clip.filled)
+        if (clip.kind == DivideGroupClip::Kind::None)
+            continue;
+        auto const isInside = clip.kind == DivideGroupClip::Kind::Nothing ? false : LiesInside(input, clip);
+        if (isInside) {
+            if (!*isInside)
                 input.curves.clear();
             continue;
         }
-        if (IsRectangleAround(clip, input))
-            continue;
-        std::vector<DivideInput> clips{clip};
+        std::vector<DivideInput> clips{clip.input};
         if (input.filled)
             ClipFilled(clips, input);
         else
@@ -359,26 +387,24 @@ void DivideShapesCommand::ApplyClipsAbove(Node const& node, DivideInput& input) 
     }
 }
 
-Geometry::CurveIntersectionGraph::Input const& DivideShapesCommand::FindClipOfGroup(Node const& group) {
+// Compiled once for all members.
+DivideGroupClip const& DivideShapesCommand::FindClipOfGroup(Node const& group) {
     if (auto const found = m_clipsOfGroups.find(&group); found != m_clipsOfGroups.end())
         return found->second;
-    DivideInput nothing;
-    nothing.filled = true;
-    DivideInput common;
+    DivideGroupClip clip;
     std::vector<DivideInput> clips;
     if (!GatherClips(group, clips)) {
-        common = nothing;
-    } else if (clips.size() == 1) {
-        common = std::move(clips.front());
-    } else if (clips.size() > 1) {
+        clip.kind = DivideGroupClip::Kind::Nothing;
+    } else if (!clips.empty()) {
         if (auto outline = FindOutline(clips)) {
-            common = nothing;
-            common.role = Graph::c_clipRole;
+            clip.kind = *outline ? DivideGroupClip::Kind::Area : DivideGroupClip::Kind::Nothing;
+            clip.input.role = Graph::c_clipRole;
             if (*outline)
-                ReplaceByOutline(common, std::move(*outline), true);
+                ReplaceByOutline(clip.input, std::move(*outline), true);
+            SetOutline(clip);
         }
     }
-    return m_clipsOfGroups.emplace(&group, std::move(common)).first->second;
+    return m_clipsOfGroups.emplace(&group, std::move(clip)).first->second;
 }
 
 // False when one of the clips leaves nothing.

@@ -17,6 +17,17 @@ struct DivideSource {
 
 using DivideInput = Geometry::CurveIntersectionGraph::Input;
 
+// What the clips of a group leave to its members, in spread space.
+struct DivideGroupClip {
+    enum class Kind { None, Nothing, Area };
+    Kind kind = Kind::None;
+    // Of an area.
+    DivideInput input;
+    Kernel::Counted<Geometry::PolyCurveDbl const> outline;
+    // Boxes around every stretch of the outline.
+    std::vector<Geometry::RectDbl> edges;
+};
+
 // The one tolerance of the divide: a fill with no more opacity than this does not count.
 inline constexpr double c_visibleFill = 0.01;
 
