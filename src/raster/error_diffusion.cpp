@@ -2,10 +2,13 @@
 #include "raster/error_diffusion.h"
 
 #include "platform/kernel/abortable.h"
+#include "platform/kernel/dispatch.h"
 #include "raster/pipeline/cpu_dispatch.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstring>
+#include <thread>
 
 namespace Commands {
 
@@ -134,7 +137,7 @@ std::optional<std::size_t> MatchColour(Raster::DynamicPalette const& palette, Di
     return found;
 }
 
-PaletteMatcher::PaletteMatcher(Raster::DynamicPalette const& palette) : m_palette(palette) {
+PaletteMatcher::PaletteMatcher(Raster::DynamicPalette const& palette) : m_palette(palette), m_shortlist(palette) {
     for (std::size_t i = 0; i != palette.GetSize(); ++i) {
         auto const& entry = palette.GetEntry(i).samples;
         bool const counts = entry[3] != 0;
@@ -160,6 +163,8 @@ int PaletteMatcher::Match(DiffusedPixel const& pixel) const {
     constexpr std::size_t c_most = 1024;
     if (pixel[3] == 0 || m_reds.empty() || m_reds.size() > c_most)
         return byRule();
+    if (int const index = m_shortlist.FindOnly(pixel[0], pixel[1], pixel[2]); index >= 0)
+        return index;
     alignas(64) float sums[c_most];
     float least = 0;
     RunBest<DistanceLoop>(m_reds.data(), m_greens.data(), m_blues.data(), pixel[0], pixel[1], pixel[2], +sums, &least,
@@ -176,26 +181,92 @@ int PaletteMatcher::Match(DiffusedPixel const& pixel) const {
     return last;
 }
 
-void DiffuseErrors(Raster::Bitmap<Raster::Red16, Raster::Green16, Raster::Blue16, Raster::Alpha16, Raster::X5>& bitmap,
-                   Kernel::RectT<int> const& rect, Raster::DynamicPalette const& palette, bool* abort) {
-    if (rect.IsEmpty())
-        return;
-    PaletteMatcher const matcher(palette);
-    RowStore store(bitmap, rect);
-    auto const width = static_cast<std::size_t>(rect.GetWidth());
-    std::vector<Pixel> row(width), below(width);
-    store.Read(rect.top, row.data());
-    for (int y = rect.top; y != rect.bottom; ++y) {
-        if (IsAborted(abort))
-            return;
-        bool const hasBelow = y + 1 != rect.bottom;
-        if (hasBelow)
-            store.Read(y + 1, below.data());
-        for (std::size_t x = 0; x != width; ++x) {
-            int const index = matcher.Match({row[x][0], row[x][1], row[x][2], row[x][3]});
+namespace {
+
+// Rows on several threads. Each takes the next row that nobody has, and works on a pixel once the row above is three
+// pixels further: then all that the rows above spread to the pixel and to its neighbour on the right has come, in the
+// order of one thread. Rows are given out in order, so that the uppermost one never waits.
+class Diffusion {
+public:
+    Diffusion(Raster::BitmapBase& bitmap, Kernel::RectT<int> const& rect, Raster::DynamicPalette const& palette,
+              bool* abort, std::size_t threads)
+        : m_bitmap(bitmap),
+          m_rect(rect),
+          m_width(static_cast<std::size_t>(rect.GetWidth())),
+          m_palette(palette),
+          m_matcher(palette),
+          m_abort(abort),
+          m_slots(threads + 1),
+          m_pixels(m_slots * m_width),
+          m_progress(static_cast<std::size_t>(rect.GetHeight())) {}
+
+    // One thread's share.
+    void Work() {
+        RowStore store(m_bitmap, m_rect);
+        // Others must not wait for a row that is given up.
+        struct StopOthers {
+            Diffusion& diffusion;
+            bool isDone = false;
+            ~StopOthers() {
+                if (!isDone)
+                    diffusion.m_isStopped.store(true, std::memory_order_relaxed);
+            }
+        } guard{*this};
+        while (!IsAborted(m_abort)) {
+            auto const row = m_next.fetch_add(1, std::memory_order_relaxed);
+            if (row >= m_progress.size() || !WorkOnRow(row, store))
+                break;
+        }
+        guard.isDone = true;
+    }
+
+private:
+    static constexpr std::size_t c_block = 128;
+
+    Pixel* GetRow(std::size_t row) { return m_pixels.data() + row % m_slots * m_width; }
+
+    // False when the row that is waited for will not come.
+    bool WaitFor(std::size_t row, std::size_t progress) const {
+        for (int turns = 0; m_progress[row].load(std::memory_order_acquire) < progress; ++turns) {
+            if (m_isStopped.load(std::memory_order_relaxed))
+                return false;
+            if (turns > 1000)
+                std::this_thread::yield();
+        }
+        return true;
+    }
+
+    bool WorkOnRow(std::size_t row, RowStore& store) {
+        int const y = m_rect.top + static_cast<int>(row);
+        if (row == 0)
+            store.Read(y, GetRow(0));
+        else if (!WaitFor(row - 1, std::min(c_block + 2, m_width)))
+            return false;
+        Pixel* const below = row + 1 != m_progress.size() ? GetRow(row + 1) : nullptr;
+        if (below != nullptr) {
+            // The place of the row below is that of one which must have been stored.
+            if (row + 1 >= m_slots && !WaitFor(row + 1 - m_slots, m_width + 1))
+                return false;
+            store.Read(y + 1, below);
+        }
+        for (std::size_t from = 0; from < m_width; from += c_block) {
+            std::size_t const to = std::min(from + c_block, m_width);
+            if (row != 0 && !WaitFor(row - 1, std::min(to + 2, m_width)))
+                return false;
+            DiffuseBlock(GetRow(row), below, from, to);
+            m_progress[row].store(to, std::memory_order_release);
+        }
+        store.Write(y, GetRow(row));
+        m_progress[row].store(m_width + 1, std::memory_order_release);
+        return true;
+    }
+
+    void DiffuseBlock(Pixel* row, Pixel* below, std::size_t from, std::size_t to) const {
+        for (std::size_t x = from; x != to; ++x) {
+            int const index = m_matcher.Match({row[x][0], row[x][1], row[x][2], row[x][3]});
             if (index < 0)
                 continue;
-            auto const& entry = palette.GetEntry(static_cast<std::size_t>(index)).samples;
+            auto const& entry = m_palette.GetEntry(static_cast<std::size_t>(index)).samples;
             Pixel const colour = {static_cast<float>(entry[0]), static_cast<float>(entry[1]),
                                   static_cast<float>(entry[2]), static_cast<float>(entry[3])};
             Pixel const error = row[x] - colour;
@@ -203,20 +274,44 @@ void DiffuseErrors(Raster::Bitmap<Raster::Red16, Raster::Green16, Raster::Blue16
             if (colour[3] == 0 || std::abs(error[0] + error[1] + error[2] + error[3]) <= 1e-6f)
                 continue;
             constexpr float c_sixteenth = 0.0625f;
-            if (x + 1 != width)
+            if (x + 1 != m_width)
                 Spread(row[x + 1], error, 7 * c_sixteenth);
-            if (!hasBelow)
+            if (below == nullptr)
                 continue;
             if (x != 0)
                 Spread(below[x - 1], error, 3 * c_sixteenth);
             Spread(below[x], error, 5 * c_sixteenth);
-            if (x + 1 != width)
+            if (x + 1 != m_width)
                 Spread(below[x + 1], error, c_sixteenth);
         }
-        store.Write(y, row.data());
-        std::swap(row, below);
     }
-    bitmap.FinishChange(rect);
+
+    Raster::BitmapBase& m_bitmap;
+    Kernel::RectT<int> m_rect;
+    std::size_t m_width;
+    Raster::DynamicPalette const& m_palette;
+    PaletteMatcher m_matcher;
+    bool* m_abort;
+    // Rows in turn use these places for their pixels.
+    std::size_t m_slots;
+    std::vector<Pixel> m_pixels;
+    // For each row how many pixels are done; one more when it is stored.
+    std::vector<std::atomic<std::size_t>> m_progress;
+    std::atomic<std::size_t> m_next{0};
+    std::atomic<bool> m_isStopped{false};
+};
+
+} // namespace
+
+void DiffuseErrors(Raster::Bitmap<Raster::Red16, Raster::Green16, Raster::Blue16, Raster::Alpha16, Raster::X5>& bitmap,
+                   Kernel::RectT<int> const& rect, Raster::DynamicPalette const& palette, bool* abort) {
+    if (rect.IsEmpty())
+        return;
+    std::size_t const threads = Kernel::Dispatch::GetThreadCount();
+    Diffusion diffusion(bitmap, rect, palette, abort, threads);
+    Kernel::ParallelFor(threads, [&](std::size_t) { diffusion.Work(); });
+    if (!IsAborted(abort))
+        bitmap.FinishChange(rect);
 }
 
 } // namespace Commands

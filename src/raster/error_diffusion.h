@@ -4,6 +4,7 @@
 #include "platform/kernel/export.h"
 #include "platform/raster/bitmap.h"
 #include "platform/raster/dynamic_palette.h"
+#include "raster/colour_shortlist.h"
 
 #include <array>
 #include <optional>
@@ -31,12 +32,14 @@ private:
     Raster::DynamicPalette const& m_palette;
     // Of all entries, up to a whole number of vectors; those without alpha, and what fills up, are far away.
     std::vector<float> m_reds, m_greens, m_blues;
+    ColourShortlist m_shortlist;
 };
 
 // Gives each pixel of the rectangle, which lies inside the bitmap, its colour of the palette, and spreads the error to
 // the right, 7/16, and to the left below, below and to the right below, 3/16, 5/16 and 1/16 (R. W. Floyd and L.
 // Steinberg, An adaptive algorithm for spatial greyscale, 1976), inside the rectangle; rows from the top, each from the
-// left. Transparent pixels spread nothing. Returns early, after a row, when *abort becomes true.
+// left, or so that it makes no difference. Transparent pixels spread nothing. Returns early, after a row, when *abort
+// becomes true.
 REDRAFT_API void
 DiffuseErrors(Raster::Bitmap<Raster::Red16, Raster::Green16, Raster::Blue16, Raster::Alpha16, Raster::X5>& bitmap,
               Kernel::RectT<int> const& rect, Raster::DynamicPalette const& palette, bool* abort);

@@ -77,10 +77,60 @@ struct PixelLoop {
     }
 };
 
+// One coordinate down to the pixel.
+struct PixelScale {
+    double factor, shift;
+    float scale, last;
+};
+[[gnu::always_inline]] inline std::int32_t ToPixel(double v, PixelScale const& to) {
+    float rounded = static_cast<float>(to.factor * v + to.shift) * to.scale;
+    rounded = rounded > 0.0f ? rounded : 0.0f;
+    rounded = rounded < to.last ? rounded : to.last;
+    return static_cast<std::int32_t>(rounded);
+}
+
+// All steps of a row where no affine step turns or shears. What its coefficients of 0 would add is 0, so that nothing
+// else is computed than above.
+struct StraightRectangularLoop {
+    [[gnu::always_inline]] static inline void Run(PolarParameters const* p, double radius, double const* sines,
+                                                  double const* cosines, PixelScale const* toX, PixelScale const* toY,
+                                                  std::int32_t* xs, std::int32_t* ys, int count) {
+        double const width = p->size.width, height = p->size.height;
+        double const centreX = p->centre.x, centreY = p->centre.y;
+        PixelScale const scaleX = *toX, scaleY = *toY;
+        for (int i = 0; i < count; ++i) {
+            xs[i] = ToPixel(centreX + radius * sines[i] * 0.5 * width, scaleX);
+            ys[i] = ToPixel(centreY + radius * cosines[i] * 0.5 * height, scaleY);
+        }
+    }
+};
+
+struct StraightPolarLoop {
+    [[gnu::always_inline]] static inline void Run(PolarParameters const* p, double const* domainXs, double dy,
+                                                  PixelScale const* toX, PixelScale const* toY, std::int32_t* xs,
+                                                  std::int32_t* ys, int count) {
+        double const width = p->size.width, height = p->size.height, centreX = p->centre.x;
+        double const scale = 1 / (width * 0.5), turns = 1 / c_shortTwoPi;
+        double const offsetX = p->offset.x, offsetY = p->offset.y;
+        PixelScale const scaleX = *toX, scaleY = *toY;
+        for (int i = 0; i < count; ++i) {
+            double const dx = (domainXs[i] - centreX) * scale;
+            double const radius = __builtin_sqrt(dx * dx + dy * dy);
+            double const angle = ArcTangent(dx, dy) + c_shortPi;
+            // The product is as near to the quotient as the angle is to its own.
+            double const along = static_cast<double>(static_cast<float>(angle * width * turns)) + offsetX;
+            xs[i] = ToPixel(along, scaleX);
+            ys[i] = ToPixel(radius * height + offsetY, scaleY);
+        }
+    }
+};
+
 bool AreFinite(Params const& t) {
     return std::isfinite(t.a) && std::isfinite(t.b) && std::isfinite(t.tx) && std::isfinite(t.c) &&
            std::isfinite(t.d) && std::isfinite(t.ty);
 }
+
+bool IsStraight(Params const& t) { return t.b == 0 && t.c == 0; }
 
 bool IsOrdinary(double size) { return size > 1e-6 && size < 1e12; }
 
@@ -120,6 +170,7 @@ PolarLocator::PolarLocator(PolarDirection direction, PolarParameters const& para
       m_bounds(bounds),
       m_isFast(AreFinite(parameters.rasterToDomain) && AreFinite(parameters.domainToRaster) &&
                IsOrdinary(parameters.size.width) && IsOrdinary(parameters.size.height)),
+      m_isStraight(IsStraight(parameters.rasterToDomain) && IsStraight(parameters.domainToRaster)),
       m_domainXs(m_xs.size()),
       m_domainYs(m_xs.size()),
       m_sines(m_xs.size()),
@@ -132,8 +183,12 @@ void PolarLocator::Locate(double y, std::int32_t* pixelXs, std::int32_t* pixelYs
     int const count = static_cast<int>(m_xs.size());
     bool isFast = m_isFast;
     if (isFast) {
-        RunBest<AffineLoop>(m_xs.data(), y, in.a, in.b, in.tx, m_domainXs.data(), count);
-        RunBest<AffineLoop>(m_xs.data(), y, in.c, in.d, in.ty, m_domainYs.data(), count);
+        if (!m_isStraight || !m_hasDomainXs)
+            RunBest<AffineLoop>(m_xs.data(), y, in.a, in.b, in.tx, m_domainXs.data(), count);
+        m_hasDomainXs = m_isStraight;
+        RunBest<AffineLoop>(m_xs.data(), y, in.c, in.d, in.ty, m_domainYs.data(), m_isStraight ? 1 : count);
+        if (m_isStraight)
+            m_domainYs.back() = m_domainYs.front();
         // The extremes stand at the ends, places being affine in x.
         for (double const v : {m_domainXs.front(), m_domainXs.back(), m_domainYs.front(), m_domainYs.back()})
             isFast = isFast && std::abs(v) < 1e12;
@@ -153,11 +208,25 @@ void PolarLocator::Locate(double y, std::int32_t* pixelXs, std::int32_t* pixelYs
         }
         return;
     }
-    if (m_direction == PolarDirection::PolarToRectangular) {
-        if (!m_hasSines)
-            RunBest<SineLoop>(m_domainXs.data(), m_parameters.offset.x, m_parameters.size.width, m_sines.data(),
-                              m_cosines.data(), count);
+    bool const isRectangular = m_direction == PolarDirection::PolarToRectangular;
+    if (isRectangular && !m_hasSines) {
+        RunBest<SineLoop>(m_domainXs.data(), m_parameters.offset.x, m_parameters.size.width, m_sines.data(),
+                          m_cosines.data(), count);
         m_hasSines = in.b == 0;
+    }
+    if (m_isStraight) {
+        PixelScale const toX{out.a, out.tx, m_scale, lastX}, toY{out.d, out.ty, m_scale, lastY};
+        auto const& p = m_parameters;
+        double const domainY = m_domainYs.front();
+        if (isRectangular)
+            RunBest<StraightRectangularLoop>(&p, (domainY - p.offset.y) / p.size.height, m_sines.data(),
+                                             m_cosines.data(), &toX, &toY, pixelXs, pixelYs, count);
+        else
+            RunBest<StraightPolarLoop>(&p, m_domainXs.data(), (domainY - p.centre.y) * (1 / (p.size.height * 0.5)),
+                                       &toX, &toY, pixelXs, pixelYs, count);
+        return;
+    }
+    if (isRectangular) {
         RunBest<RectangularLoop>(&m_parameters, m_sines.data(), m_cosines.data(), m_domainXs.data(), m_domainYs.data(),
                                  count);
     } else {

@@ -37,7 +37,7 @@ REDRAFT_API Kernel::PointT<float> LocatePolar(PolarDirection direction, PolarPar
                                               double y);
 
 // The same for rows of sample points, by vector code with sine, cosine and arc tangent of its own, which are within
-// 2 units in the last place: a float differs from the rule's where a double lies that close to the middle of two
+// 3 units in the last place: a float differs from the rule's where a double lies that close to the middle of two
 // floats. One thread's.
 class REDRAFT_API PolarLocator {
 public:
@@ -56,9 +56,12 @@ private:
     Kernel::SizeT<int> m_bounds;
     // False for parameters that are out of the ordinary, which take the rule.
     bool m_isFast;
+    // No affine step turns or shears.
+    bool m_isStraight;
     // Places after the first affine step and before the second.
     std::vector<double> m_domainXs, m_domainYs, m_sines, m_cosines;
-    // The sines and cosines hold for every row.
+    // What holds for every row is there.
+    bool m_hasDomainXs = false;
     bool m_hasSines = false;
 };
 

@@ -14,18 +14,33 @@ namespace {
 using Floats = float __attribute__((vector_size(16)));
 using Ints = std::int32_t __attribute__((vector_size(16)));
 
-// Four samples side by side as floats.
-[[gnu::always_inline]] inline Floats LoadFour(std::uint8_t const* samples) {
-    using Bytes = std::uint8_t __attribute__((vector_size(4)));
-    Bytes v;
-    std::memcpy(&v, samples, sizeof v);
-    return __builtin_convertvector(__builtin_convertvector(v, Ints), Floats);
+// Conversions of four samples at a time are written as the shuffles that they are: compilers take them apart.
+using Bytes = std::uint8_t __attribute__((vector_size(16)));
+using Words = std::uint16_t __attribute__((vector_size(16)));
+
+// Four samples side by side in the first four words.
+[[gnu::always_inline]] inline Words LoadFourWords(std::uint8_t const* samples) {
+    std::int32_t bits;
+    std::memcpy(&bits, samples, sizeof bits);
+    Ints const v = {bits, 0, 0, 0};
+    return reinterpret_cast<Words>(__builtin_shufflevector(reinterpret_cast<Bytes>(v), Bytes{}, 0, 16, 1, 17, 2, 18, 3,
+                                                           19, 4, 20, 5, 21, 6, 22, 7, 23));
 }
-[[gnu::always_inline]] inline Floats LoadFour(std::uint16_t const* samples) {
-    using Words = std::uint16_t __attribute__((vector_size(8)));
-    Words v;
-    std::memcpy(&v, samples, sizeof v);
-    return __builtin_convertvector(__builtin_convertvector(v, Ints), Floats);
+[[gnu::always_inline]] inline Words LoadFourWords(std::uint16_t const* samples) {
+    using Longs = std::int64_t __attribute__((vector_size(16)));
+    std::int64_t bits;
+    std::memcpy(&bits, samples, sizeof bits);
+    Longs const v = {bits, 0};
+    return reinterpret_cast<Words>(v);
+}
+[[gnu::always_inline]] inline Ints Widen(Words v) {
+    return reinterpret_cast<Ints>(__builtin_shufflevector(v, Words{}, 0, 8, 1, 9, 2, 10, 3, 11));
+}
+
+// Four samples side by side as floats.
+template <class Sample>
+[[gnu::always_inline]] inline Floats LoadFour(Sample const* samples) {
+    return __builtin_convertvector(Widen(LoadFourWords(samples)), Floats);
 }
 [[gnu::always_inline]] inline Floats LoadFour(float const* samples) {
     Floats v;
@@ -33,7 +48,33 @@ using Ints = std::int32_t __attribute__((vector_size(16)));
     return v;
 }
 
-template <class Traits, bool IsOpaque>
+// Sums of five pixels at these places, four samples each, exactly.
+template <int Pitch, class Place>
+[[gnu::always_inline]] inline Ints SumWhole(std::uint8_t const* pixels, Place const* places) {
+    Words sum = {};
+    for (int i = 0; i < 5; ++i)
+        sum += LoadFourWords(pixels + static_cast<std::size_t>(places[i]) * Pitch);
+    return Widen(sum);
+}
+template <int Pitch, class Place>
+[[gnu::always_inline]] inline Ints SumWhole(std::uint16_t const* pixels, Place const* places) {
+    Ints sum = {};
+    for (int i = 0; i < 5; ++i)
+        sum += Widen(LoadFourWords(pixels + static_cast<std::size_t>(places[i]) * Pitch));
+    return sum;
+}
+
+// Where the pixels stand among all, which 32 bits may be too small for.
+template <class Place>
+struct PlaceLoop {
+    [[gnu::always_inline]] static inline void Run(std::int32_t const* xs, std::int32_t const* ys, Place rowPixels,
+                                                  Place* places, int count) {
+        for (int i = 0; i < count; ++i)
+            places[i] = static_cast<Place>(ys[i]) * rowPixels + static_cast<Place>(xs[i]);
+    }
+};
+
+template <class Traits, bool IsOpaque, class Place>
 struct SumLoop {
     using Sample = typename Traits::Sample;
     using Scale = SampleScale<Sample>;
@@ -43,32 +84,77 @@ struct SumLoop {
         return IsOpaque || alpha == Scale::c_maximum ? 1.0f : alpha * Scale::c_factor;
     }
 
-    [[gnu::always_inline]] static inline void Run(Sample const* pixels, std::size_t rowPixels, std::int32_t const* xs,
-                                                  std::int32_t const* ys, float* sums, float* alphas, int count) {
-        for (int p = 0; p < count; ++p) {
-            Floats sum = LoadFour(sums + 4 * p);
-            for (int i = 0; i < 5; ++i) {
-                auto const index = static_cast<std::size_t>(ys[i]) * rowPixels + static_cast<std::size_t>(xs[i]);
-                Sample const* const s = pixels + index * c_pitch;
-                if constexpr (Traits::c_colourCount == 3) {
-                    Floats const v = LoadFour(s);
-                    float const w = GetWeight(v[3]);
-                    sum += IsOpaque ? v : v * Floats{w, w, w, 1.0f};
-                } else if constexpr (Traits::c_colourCount == 4) {
-                    float const alpha = static_cast<float>(s[4]);
-                    float const w = GetWeight(alpha);
-                    sum += LoadFour(s) * Floats{w, w, w, w};
-                    alphas[p] += alpha;
-                } else if constexpr (Traits::c_colourCount == 1) {
-                    float const alpha = static_cast<float>(s[1]);
-                    sum += Floats{static_cast<float>(s[0]) * GetWeight(alpha), alpha, 0, 0};
-                } else {
-                    sum += Floats{static_cast<float>(s[0]), 0, 0, 0};
-                }
+    // Five samples to four sums. Sums of whole numbers are exact as floats too.
+    [[gnu::always_inline]] static inline Floats SumFive(Sample const* pixels, Place const* places, Floats sum,
+                                                        float& alphaSum) {
+        if constexpr (IsOpaque && Traits::c_colourCount == 3 && !Traits::c_isFloat) {
+            return sum + __builtin_convertvector(SumWhole<c_pitch>(pixels, places), Floats);
+        }
+        for (int i = 0; i < 5; ++i) {
+            Sample const* const s = pixels + static_cast<std::size_t>(places[i]) * c_pitch;
+            if constexpr (Traits::c_colourCount == 3) {
+                Floats const v = LoadFour(s);
+                float const w = GetWeight(v[3]);
+                sum += IsOpaque ? v : v * Floats{w, w, w, 1.0f};
+            } else if constexpr (Traits::c_colourCount == 4) {
+                float const alpha = static_cast<float>(s[4]);
+                float const w = GetWeight(alpha);
+                sum += LoadFour(s) * Floats{w, w, w, w};
+                alphaSum += alpha;
+            } else if constexpr (Traits::c_colourCount == 1) {
+                float const alpha = static_cast<float>(s[1]);
+                sum += Floats{static_cast<float>(s[0]) * GetWeight(alpha), alpha, 0, 0};
+            } else {
+                sum += Floats{static_cast<float>(s[0]), 0, 0, 0};
             }
+        }
+        return sum;
+    }
+
+    [[gnu::always_inline]] static inline void Run(Sample const* pixels, Place const* places, float* sums, float* alphas,
+                                                  int count) {
+        for (int p = 0; p < count; ++p) {
+            float alpha = 0;
+            Floats const sum = SumFive(pixels, places + 5 * p, LoadFour(sums + 4 * p),
+                                       Traits::c_channelCount == 5 ? alphas[p] : alpha);
             std::memcpy(sums + 4 * p, &sum, sizeof sum);
-            xs += 5;
-            ys += 5;
+        }
+    }
+};
+
+// Means of 25 from sums, four of a pixel at a time.
+template <class Traits>
+struct MeanLoop {
+    using Sample = typename Traits::Sample;
+    using Scale = SampleScale<Sample>;
+    static constexpr int c_alpha = Traits::c_alphaIndex;
+
+    [[gnu::always_inline]] static inline void Run(float const* sums, float const* alphas, Sample* const* out,
+                                                  int count) {
+        constexpr int c_block = 32;
+        for (int from = 0; from < count; from += c_block) {
+            int const n = count - from < c_block ? count - from : c_block;
+            alignas(16) float means[4 * c_block];
+            float alphaMeans[c_block];
+            for (int p = 0; p < n; ++p) {
+                Floats const mean = LoadFour(sums + 4 * (from + p)) * 0.04f;
+                float const alpha = c_alpha == 4 ? alphas[from + p] * 0.04f : mean[c_alpha % 4];
+                bool const divides = alpha != Scale::c_maximum && alpha > 1e-20f;
+                Floats v = mean;
+                if (divides) {
+                    v = mean * Scale::c_maximum / alpha;
+                    Floats const full = Floats{} + Scale::c_maximum;
+                    v = full < v ? full : v;
+                }
+                std::memcpy(means + 4 * p, &v, sizeof v);
+                alphaMeans[p] = alpha;
+            }
+            for (int c = 0; c != Traits::c_colourCount; ++c) {
+                for (int p = 0; p < n; ++p)
+                    out[c][from + p] = Scale::FromFloat(means[4 * p + c]);
+            }
+            for (int p = 0; p < n; ++p)
+                out[c_alpha][from + p] = Scale::FromFloat(alphaMeans[p]);
         }
     }
 };
@@ -77,8 +163,8 @@ struct SumLoop {
 
 template <class Traits>
 InterleavedPixels<Traits>::InterleavedPixels(Raster::BitmapBase const& source) : m_width(source.GetWidth()) {
-    auto const count = static_cast<std::size_t>(source.GetWidth()) * static_cast<std::size_t>(source.GetHeight());
-    m_samples.reset(new (std::nothrow) Sample[count * c_pitch]);
+    m_count = static_cast<std::size_t>(source.GetWidth()) * static_cast<std::size_t>(source.GetHeight());
+    m_samples.reset(new (std::nothrow) Sample[m_count * c_pitch]);
     if (!m_samples)
         throw Kernel::Exception("there is not enough memory for the pixels");
     auto const across = static_cast<std::size_t>(source.GetPlane(0).GetTilesAcross());
@@ -116,30 +202,30 @@ MeanOfSamples<Traits>::MeanOfSamples(InterleavedPixels<Traits> const& pixels, in
     : m_pixels(pixels), m_count(count), m_sums{}, m_alphas{} {}
 
 template <class Traits>
-void MeanOfSamples<Traits>::AddRow(std::int32_t const* xs, std::int32_t const* ys) {
-    auto const rowPixels = static_cast<std::size_t>(m_pixels.GetWidth());
+template <class Place>
+void MeanOfSamples<Traits>::AddPlaces(std::int32_t const* xs, std::int32_t const* ys) {
+    Place places[Raster::c_tileSide * 5];
+    RunBest<PlaceLoop<Place>>(xs, ys, static_cast<Place>(m_pixels.GetWidth()), +places, m_count * 5);
+    Place const* const all = places;
     if (m_pixels.IsOpaque())
-        RunBest<SumLoop<Traits, true>>(m_pixels.GetPixel(0, 0), rowPixels, xs, ys, +m_sums, +m_alphas, m_count);
+        RunBest<SumLoop<Traits, true, Place>>(m_pixels.GetPixel(0, 0), all, +m_sums, +m_alphas, m_count);
     else
-        RunBest<SumLoop<Traits, false>>(m_pixels.GetPixel(0, 0), rowPixels, xs, ys, +m_sums, +m_alphas, m_count);
+        RunBest<SumLoop<Traits, false, Place>>(m_pixels.GetPixel(0, 0), all, +m_sums, +m_alphas, m_count);
+}
+
+template <class Traits>
+void MeanOfSamples<Traits>::AddRow(std::int32_t const* xs, std::int32_t const* ys) {
+    if (m_pixels.GetCount() < (std::size_t(1) << 31))
+        AddPlaces<std::int32_t>(xs, ys);
+    else
+        AddPlaces<std::int64_t>(xs, ys);
 }
 
 template <class Traits>
 void MeanOfSamples<Traits>::Finish(Sample* const* out) {
-    using Scale = SampleScale<Sample>;
-    constexpr int c_alpha = Traits::c_alphaIndex;
-    for (int p = 0; p != m_count; ++p) {
-        float means[5];
-        for (int c = 0; c != Traits::c_channelCount; ++c)
-            means[c] = (c == 4 ? m_alphas[Traits::c_channelCount == 5 ? p : 0] : m_sums[4 * p + c]) * 0.04f;
-        float const alpha = means[c_alpha];
-        bool const divides = alpha != Scale::c_maximum && alpha > 1e-20f;
-        for (int c = 0; c != c_alpha; ++c) {
-            float const v = divides ? std::min(means[c] * Scale::c_maximum / alpha, Scale::c_maximum) : means[c];
-            out[c][p] = Scale::FromFloat(v);
-        }
-        out[c_alpha][p] = Scale::FromFloat(alpha);
-    }
+    float const* const sums = m_sums;
+    float const* const alphas = m_alphas;
+    RunBest<MeanLoop<Traits>>(sums, alphas, out, m_count);
     std::fill(std::begin(m_sums), std::end(m_sums), 0.0f);
     std::fill(std::begin(m_alphas), std::end(m_alphas), 0.0f);
 }

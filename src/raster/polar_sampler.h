@@ -22,11 +22,13 @@ public:
                    c_pitch;
     }
     int GetWidth() const { return m_width; }
+    std::size_t GetCount() const { return m_count; }
     // All pixels have full alpha.
     bool IsOpaque() const { return m_isOpaque; }
 
 private:
     int m_width;
+    std::size_t m_count = 0;
     std::unique_ptr<Sample[]> m_samples;
     bool m_isOpaque = false;
 };
@@ -45,6 +47,9 @@ public:
     void Finish(Sample* const* out);
 
 private:
+    template <class Place>
+    void AddPlaces(std::int32_t const* xs, std::int32_t const* ys);
+
     InterleavedPixels<Traits> const& m_pixels;
     int m_count;
     // Four floats a pixel; for five channels alpha stands apart.

@@ -172,6 +172,23 @@ TEST(Dither, OfAFloatLayerLosesWhatIsBeyondOne) {
     EXPECT_EQ(0.0f, result[2]);
 }
 
+TEST(Dither, OnSeveralThreadsEqualsTheRule) {
+    for (Kernel::SizeT<int> const size : {Kernel::SizeT<int>{700, 90}, {3, 200}, {1, 60}, {129, 2}, {130, 40}}) {
+        auto const before = Planes<RGBA16>(*MostlyOpaque<RGBA16>(size.width, size.height, 9));
+        auto expected = before;
+        Dither(expected, {0, 0, size.width, size.height});
+        for (unsigned threads = 1; threads <= 5; ++threads) {
+            ThreadCount const scope(threads);
+            auto const bitmap = MostlyOpaque<RGBA16>(size.width, size.height, 9);
+            Raster::DynamicPalette palette;
+            palette.AddWebSafeColours();
+            palette.AddColour(Raster::DynamicPixel(Raster::FormatRGBA8), true);
+            DiffuseErrors(bitmap->AsMutable<RGBA16::BitmapType>(), {0, 0, size.width, size.height}, palette, nullptr);
+            EXPECT_EQ(0u, Judge::CountDifferent(expected, Planes<RGBA16>(*bitmap))) << threads;
+        }
+    }
+}
+
 TEST(Dither, StopsAtARowWhenItIsAborted) {
     auto const bitmap = MostlyOpaque<RGBA16>(40, 30, 5);
     auto const before = Planes<RGBA16>(*bitmap);
@@ -205,6 +222,25 @@ TEST(PaletteMatcher, EqualsTheRuleForEveryPalette) {
             auto const expected = MatchColour(palette, pixel);
             ASSERT_EQ(expected ? static_cast<int>(*expected) : -1, matcher.Match(pixel)) << round << ", " << i;
         }
+    }
+}
+
+// Between two levels, between three and in the middle of four, and a step or two beside it.
+TEST(PaletteMatcher, EqualsTheRuleWhereWebSafeColoursAreEquallyNear) {
+    Raster::DynamicPalette palette;
+    palette.AddWebSafeColours();
+    PaletteMatcher const matcher(palette);
+    std::mt19937 random(3);
+    for (int i = 0; i != 60000; ++i) {
+        DiffusedPixel pixel{0, 0, 0, 65535};
+        for (std::size_t c = 0; c != 3; ++c) {
+            int const middle = 13107 * static_cast<int>(random() % 5) + 6553;
+            bool const isBetween = random() % 2 == 0;
+            pixel[c] = static_cast<float>(isBetween ? middle + static_cast<int>(random() % 4) - 1
+                                                    : static_cast<int>(random() % 65536));
+        }
+        auto const expected = MatchColour(palette, pixel);
+        ASSERT_EQ(expected ? static_cast<int>(*expected) : -1, matcher.Match(pixel)) << i;
     }
 }
 

@@ -8,7 +8,7 @@ namespace Commands {
 
 VectorTarget GetWidestVectorTarget() noexcept {
 #ifdef REDRAFT_HAS_WIDE_VECTORS
-    if (!__builtin_cpu_supports("avx2"))
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma"))
         return VectorTarget::Baseline;
     bool const is512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");

@@ -10,7 +10,7 @@ namespace Commands {
 
 // Loops that are compiled once for each set of vector instructions, from the one that every machine has to 512-bit
 // vectors; which of them runs is chosen when the program runs. All do the same operations in the same order, so that
-// results do not depend on it.
+// results do not depend on it: products and sums stay apart, but in files that say why not.
 enum class VectorTarget { Baseline, Avx2, Avx512 };
 
 // The widest that this machine has, or the narrower one that the environment variable REDRAFT_VECTORS names, as it is
@@ -27,11 +27,11 @@ REDRAFT_API VectorTarget FindVectorTarget(std::string_view name) noexcept;
 #if defined(__x86_64__) || defined(__i386__)
 #define REDRAFT_HAS_WIDE_VECTORS 1
 template <class K, class... A>
-[[gnu::target("avx2")]] void RunAvx2(A... arguments) {
+[[gnu::target("avx2,fma")]] void RunAvx2(A... arguments) {
     K::Run(arguments...);
 }
 template <class K, class... A>
-[[gnu::target("avx2,avx512f,avx512bw,avx512dq,avx512vl")]] void RunAvx512(A... arguments) {
+[[gnu::target("avx2,fma,avx512f,avx512bw,avx512dq,avx512vl")]] void RunAvx512(A... arguments) {
     K::Run(arguments...);
 }
 #endif
