@@ -241,23 +241,31 @@ TabStops::TabStops(std::vector<TabStop> stops) : m_stops(std::move(stops)) {
 }
 void TabStops::Save(Kernel::OutSerialiser& out) const {
     std::vector<double> positions;
-    std::vector<std::uint32_t> kinds;
+    std::vector<std::uint32_t> kinds, leaders;
+    bool hasLeaders = false;
     for (auto const& stop : m_stops) {
         positions.push_back(stop.position);
         kinds.push_back(static_cast<std::uint32_t>(stop.kind));
+        leaders.push_back(stop.leader);
+        hasLeaders |= stop.leader != 0;
     }
     Kernel::SaveValue(out, "Posi", positions);
     Kernel::SaveValue(out, "Kind", kinds);
+    if (hasLeaders)
+        Kernel::SaveValue(out, "Lead", leaders);
 }
 bool TabStops::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     std::vector<double> positions;
-    std::vector<std::uint32_t> kinds;
+    std::vector<std::uint32_t> kinds, leaders;
     Kernel::LoadValue(in, "Posi", positions);
     Kernel::LoadValue(in, "Kind", kinds);
+    Kernel::LoadValue(in, "Lead", leaders);
     kinds.resize(positions.size());
+    leaders.resize(positions.size());
     std::vector<TabStop> stops;
     for (std::size_t i = 0; i != positions.size(); ++i)
-        stops.push_back({positions[i], static_cast<TabStop::Kind>(std::min<std::uint32_t>(kinds[i], 3))});
+        stops.push_back({positions[i], static_cast<TabStop::Kind>(std::min<std::uint32_t>(kinds[i], 3)),
+                         leaders[i] <= 0x10FFFF ? char32_t{leaders[i]} : U'\0'});
     *this = TabStops(std::move(stops));
     return true;
 }

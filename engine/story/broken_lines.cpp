@@ -17,6 +17,7 @@ using ParagraphEnum = ParagraphAtt::Enum;
 // Ratios that justification may go to before words are parted, and then.
 constexpr double c_toleranceWhole = 1.5;
 constexpr double c_toleranceHyphenated = 3;
+constexpr double c_slack = 1e-6;
 
 bool HasOverlongBox(std::vector<BreakCandidate> const& candidates, double measure) {
     double before = 0;
@@ -158,6 +159,30 @@ double GetDecimalOffset(LineData const& line, ComposedParagraph const& paragraph
     return x;
 }
 
+// The glyphs of a tab from one place to another. Leaders stand at multiples of their width, so that those of lines
+// below each other do.
+void AddTab(std::vector<ShapedGlyph>& glyphs, ShapedRun const& run, char32_t leader, double from, double to) {
+    constexpr std::uint32_t c_maximumLeaders = 2000;
+    auto const addRoom = [&](double room) {
+        glyphs.push_back({ShapedGlyph::c_noGlyph, run.begin, static_cast<float>(room), 0, 0});
+    };
+    GlyphBuffer shaped;
+    if (leader != 0 && run.face != nullptr && run.face->HasCharacter(leader))
+        ShapeText(shaped, {&leader, 1}, 0, 1, run);
+    double const width = shaped.GetSize() == 1 ? double{shaped.begin()->advance} : 0.0;
+    double const begin = width > 0 ? std::ceil(from / width - c_slack) * width : to;
+    if (!(width > 0) || begin + width > to + c_slack || (to - begin) / width > c_maximumLeaders) {
+        addRoom(to - from);
+        return;
+    }
+    addRoom(begin - from);
+    auto const count = static_cast<std::uint32_t>((to - begin) / width + c_slack);
+    shaped.begin()->cluster = run.begin;
+    shaped.begin()->idAndFlags &= ~ShapedGlyph::c_stretches;
+    glyphs.insert(glyphs.end(), count, *shaped.begin());
+    addRoom(to - begin - count * width);
+}
+
 // Widens each tab so far that what follows it stands at its stop. Positions count along the paragraph's direction.
 void LayTabs(LineData& line, ComposedParagraph const& paragraph, double indent) {
     auto const& flags = paragraph.GetFlags();
@@ -184,12 +209,10 @@ void LayTabs(LineData& line, ComposedParagraph const& paragraph, double indent) 
             target -= width;
         else if (stop.kind == TabStop::Kind::Decimal)
             target -= GetDecimalOffset(line, paragraph, behind);
-        ShapedGlyph tab{ShapedGlyph::c_noGlyph, paragraph.GetRuns()[line.runs[i].run].begin,
-                        static_cast<float>(std::max(target - x, 0.0)), 0, 0};
+        auto const first = static_cast<std::uint32_t>(line.own.size());
+        AddTab(line.own, paragraph.GetRuns()[line.runs[i].run], stop.leader, x, std::max(target, x));
         x = std::max(target, x);
-        line.own.push_back(tab);
-        auto const last = static_cast<std::uint32_t>(line.own.size());
-        line.runs[i] = {line.runs[i].run, last - 1, last, true, 0};
+        line.runs[i] = {line.runs[i].run, first, static_cast<std::uint32_t>(line.own.size()), true, 0};
         ++i;
     }
     // Stretches between tabs are ordered each by itself, and follow the paragraph's direction.

@@ -113,6 +113,47 @@ double LinePart::GetSpaceExtra() const { return GetData().spaceExtra; }
 bool LinePart::IsRightToLeft() const { return GetParagraph().IsRightToLeft(); }
 Alignment LinePart::GetAlignment() const { return GetData().alignment; }
 
+std::vector<LineCell> LinePart::GetCells() const {
+    auto const& line = GetData();
+    auto const& paragraph = GetParagraph();
+    // The made hyphen belongs to the letter before it.
+    auto const toIndex = [&](std::uint32_t composed) {
+        return composed - line.begin + (line.hyphen && composed >= line.visibleEnd ? 1 : 0);
+    };
+    std::vector<LineCell> cells;
+    for (auto const& run : line.runs) {
+        auto const& shaped = paragraph.GetRuns()[run.run];
+        auto const& all = run.own ? line.own : paragraph.GetGlyphs();
+        std::size_t const first = cells.size();
+        double pen = 0;
+        std::uint32_t previous = 0;
+        for (std::uint32_t i = run.glyphBegin; i != run.glyphEnd; ++i) {
+            auto const& glyph = all[i];
+            double const advance =
+                glyph.advance + (glyph.Has(ShapedGlyph::c_stretches) ? double{line.spaceExtra} : 0.0);
+            if (cells.size() == first || glyph.cluster != previous) {
+                if (cells.size() != first)
+                    cells.back().end = toIndex(glyph.cluster);
+                cells.push_back({toIndex(glyph.cluster), toIndex(std::min(shaped.end, line.visibleEnd)), pen, 0,
+                                 shaped.IsRightToLeft()});
+                previous = glyph.cluster;
+            }
+            cells.back().advance += advance;
+            pen += advance;
+        }
+        for (std::size_t i = first; i != cells.size(); ++i)
+            cells[i].x = run.x + (shaped.IsRightToLeft() ? pen - cells[i].x - cells[i].advance : cells[i].x);
+        if (shaped.IsRightToLeft())
+            std::reverse(cells.begin() + static_cast<std::ptrdiff_t>(first), cells.end());
+        bool const isHyphen = first != 0 && cells.size() == first + 1 && cells[first].begin == cells[first - 1].begin;
+        if (isHyphen) {
+            cells[first - 1].advance += cells[first].advance;
+            cells.pop_back();
+        }
+    }
+    return cells;
+}
+
 Kernel::PointT<double> ComposedColumn::GetArtOrigin() const {
     if (m_lines.empty())
         return {m_rect.left, m_rect.top};

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/composer.h"
 
-#include "engine/story/wrap_shapes.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
@@ -256,46 +255,6 @@ std::uint32_t FrameComposer::KeepLinesTogether(Cursor const& cursor, std::uint32
         end = cursor.line;
     // A column must take something: one that cannot keep the rules breaks them.
     return end == cursor.line && isColumnEmpty ? fitting : end;
-}
-
-// The same line by line, each in the widest room that the shapes leave.
-bool FrameComposer::FillAroundShapes(Cursor& cursor) {
-    auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
-    auto const& rect = m_column->m_rect;
-    auto lines = Kernel::MakeCounted<BrokenLines>(composed);
-    lines->begin = cursor.begin;
-    lines->measure = {-1, false};
-    GreedyBreaker breaker(*composed, cursor.begin);
-    auto const& look = *composed->GetRuns().front().look;
-    // The least height and width that a line is tried in.
-    double const step = std::max(look.size * 0.25, rect.GetHeight() * 1e-4 + 1e-9);
-    double const leastWidth = look.size;
-    double space = cursor.begin == 0 ? m_spaceAfter + composed->GetLength(ParagraphAtt::Double::SpaceBefore) : 0;
-    std::uint32_t at = cursor.begin;
-    cursor.lines = {};
-    while (!breaker.IsAtEnd()) {
-        auto const indents = GetIndents(*composed, at == 0);
-        // The heights of the line come from its text, and its text from the room: a look ahead at the endless line.
-        auto const probe = BuildLine(*composed, at, {composed->GetFlags().size() > at + 1 ? at + 1 : at, false}, {});
-        double baseline = GetBaseline(probe, *composed, space);
-        Interval room;
-        for (;; baseline += step) {
-            if (!Fits(probe, baseline)) {
-                cursor.begin = at;
-                return false;
-            }
-            room = FindWidestRoom(m_geometry.wrapShapes, {rect.left, rect.right}, baseline - probe.ascent,
-                                  baseline + probe.descent);
-            if (room.GetWidth() - indents.left - indents.right >= leastWidth || room.GetWidth() >= rect.GetWidth())
-                break;
-        }
-        auto const end = breaker.Next(room.GetWidth() - indents.left - indents.right, indents.start);
-        lines->lines.push_back(BuildLine(*composed, at, end, {room.GetWidth(), false}));
-        Place(lines, static_cast<std::uint32_t>(lines->lines.size()) - 1, room.begin, baseline, cursor.paragraph);
-        at = end.position;
-        space = 0;
-    }
-    return true;
 }
 
 void FrameComposer::AlignVertically(ComposedColumn& column, bool isStoryEnd) const {

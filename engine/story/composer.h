@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/story/broken_lines.h"
+#include "engine/story/wrap_shapes.h"
 #include "platform/story/composition.h"
 
 #include <mutex>
@@ -57,6 +58,13 @@ struct Cursor {
     std::uint32_t line = 0;
 };
 
+// A line in the room where it stands.
+struct RowLine {
+    LineData line;
+    // Left end of the column that the line would stand in with its indents.
+    double left = 0;
+};
+
 // Fills one frame.
 class FrameComposer {
 public:
@@ -74,7 +82,14 @@ private:
     bool FillFromParagraph(Cursor& cursor);
     std::uint32_t KeepLinesTogether(Cursor const& cursor, std::uint32_t fitting, std::uint32_t count,
                                     bool isColumnEmpty) const;
+    // wrapped_rows.cpp: the same in rows, each line of which stands in one of the rooms that shapes leave.
     bool FillAroundShapes(Cursor& cursor);
+    std::vector<RowLine> BreakRow(ComposedParagraph const& paragraph, GreedyBreaker& breaker,
+                                  std::vector<Interval> const& rooms, Interval const& whole, bool partsWords) const;
+    bool PlaceRow(Kernel::Counted<BrokenLines> const& lines, GreedyBreaker& breaker, std::size_t paragraph,
+                  double space, bool partsWords);
+    std::size_t KeepRowsTogether(ComposedParagraph const& paragraph, GreedyBreaker& breaker, std::size_t rowCount,
+                                 bool hasBegin) const;
     void AlignVertically(ComposedColumn& column, bool isStoryEnd) const;
 
     ParagraphSource& m_paragraphs;

@@ -4,6 +4,7 @@
 #include "engine/story/separable_spaces.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <hb-ot.h>
 
@@ -70,6 +71,18 @@ hb_draw_funcs_t* GetDrawFunctions() {
     return s_functions;
 }
 
+bool HasFeature(hb_face_t* face, hb_tag_t wanted) {
+    std::array<hb_tag_t, 32> tags{};
+    for (unsigned from = 0;; from += static_cast<unsigned>(tags.size())) {
+        auto count = static_cast<unsigned>(tags.size());
+        unsigned const total = hb_ot_layout_table_get_feature_tags(face, HB_OT_TAG_GSUB, from, &count, tags.data());
+        if (std::find(tags.begin(), tags.begin() + count, wanted) != tags.begin() + count)
+            return true;
+        if (from + count >= total || count == 0)
+            return false;
+    }
+}
+
 } // namespace
 
 FontFace::~FontFace() = default;
@@ -95,6 +108,7 @@ FontFaceRef FontFace::Load(std::string const& path, unsigned index) {
     if ((index >> 16) != 0)
         hb_font_set_var_named_instance(result->m_font.get(), (index >> 16) - 1);
     result->ReadMetrics();
+    result->m_hasSmallCaps = HasFeature(face.get(), HB_TAG('s', 'm', 'c', 'p'));
     hb_font_make_immutable(result->m_font.get());
     return result;
 }

@@ -33,6 +33,7 @@ public:
     unsigned GetGlyphOfCharacter(char32_t c) const;
     // See AreSpacesSeparable. Found out when it is first asked for.
     bool HasSeparableSpaces() const;
+    bool HasSmallCaps() const { return m_hasSmallCaps; }
     double GetAscent() const { return m_ascent; }
     // Positive below the baseline.
     double GetDescent() const { return m_descent; }
@@ -55,6 +56,7 @@ private:
     double m_unitsPerEm = 1000;
     double m_ascent = 0.8, m_descent = 0.2;
     double m_underlineOffset = 0.1, m_underlineThickness = 0.05, m_strikethroughOffset = -0.3;
+    bool m_hasSmallCaps = false;
     // Characters by pages of 256: number of the page's four words, from 1; 0 for an empty page.
     std::vector<std::uint16_t> m_pages;
     std::vector<std::uint64_t> m_bits;

@@ -101,6 +101,9 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
         FontFace const* face = nullptr;
         if (IsControl(c)) {
             flags[i] |= c == U'\t' ? CharacterFlag::c_tab : CharacterFlag::c_control | CharacterFlag::c_space;
+            // What fills a tab comes from a face.
+            if (c == U'\t')
+                face = previous;
         } else if (primary == nullptr || IsNeutralForFonts(c)) {
             face = previous;
             if (c == 0xAD)
@@ -130,15 +133,21 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
         if (face != nullptr && c >= 0x41 && c < 0x300 && i + 1 < end && m_text[i + 1] >= 0x300 &&
             IsMark(m_text[i + 1]) && !face->HasCharacter(m_text[i + 1]))
             face = fonts.FindFace(c, m_text[i + 1]);
+        // A small capital that is made is a run of its own.
+        bool const isMade = look->smallCaps && face != nullptr && !face->HasSmallCaps() &&
+                            u_toupper(static_cast<UChar32>(c)) != static_cast<UChar32>(c) &&
+                            face->HasCharacter(static_cast<char32_t>(u_toupper(static_cast<UChar32>(c))));
+        bool const joinsMark = IsMark(c) && i != begin && runs.back().look == look->smallCaps;
+        auto const& runLook = look->smallCaps && (isMade || joinsMark) ? look->smallCaps : look;
         auto const script = face == nullptr ? m_script : GetScript(i);
         auto const level = GetLevel(i);
-        bool const joins = !isNewLook && runs.back().face == face && runs.back().script == script &&
-                           runs.back().level == level && (flags[i] & CharacterFlag::c_tab) == 0 &&
-                           (flags[i - 1] & CharacterFlag::c_tab) == 0;
+        bool const joins = !isNewLook && runs.back().face == face && runs.back().look == runLook &&
+                           runs.back().script == script && runs.back().level == level &&
+                           (flags[i] & CharacterFlag::c_tab) == 0 && (flags[i - 1] & CharacterFlag::c_tab) == 0;
         if (joins)
             runs.back().end = i + 1;
         else
-            runs.push_back({i, i + 1, 0, 0, look, face, script, level});
+            runs.push_back({i, i + 1, 0, 0, runLook, face, script, level});
         isNewLook = false;
         if (face != nullptr)
             previous = face;

@@ -186,11 +186,15 @@ TabStop FindTabStop(ComposedParagraph const& paragraph, double x) {
     if (auto const* stops = Kernel::CastPointer<TabStops const>(object.get())) {
         for (auto const& stop : stops->GetStops()) {
             if (stop.position * scale > x + c_slack)
-                return {stop.position * scale, stop.kind};
+                return {stop.position * scale, stop.kind, stop.leader};
         }
     }
     double const interval = std::max(paragraph.GetLength(ParagraphAtt::Double::TabInterval), 0.01);
     return {(std::floor(x / interval + c_slack) + 1) * interval, TabStop::Kind::Start};
+}
+
+double GreedyBreaker::GetLeastWidth() const {
+    return m_candidates[m_next].visibleWidth - m_widthBefore + m_candidates[m_next].hyphenWidth;
 }
 
 GreedyBreaker::GreedyBreaker(ComposedParagraph const& paragraph, std::uint32_t begin)

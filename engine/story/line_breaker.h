@@ -57,6 +57,20 @@ public:
     std::uint32_t GetPosition() const { return m_position; }
     // `measure` may be any number; a line has one letter at least. Tab stops count from `indent` before the line.
     LineEnd Next(double measure, double indent = 0);
+    // What the next line takes up to the first place where it may end. Tabs count as nothing.
+    double GetLeastWidth() const;
+    // Where the next line begins, to come back to it.
+    struct Place {
+        std::size_t next = 0;
+        std::uint32_t position = 0;
+        double widthBefore = 0;
+    };
+    Place GetPlace() const { return {m_next, m_position, m_widthBefore}; }
+    void SetPlace(Place const& place) {
+        m_next = place.next;
+        m_position = place.position;
+        m_widthBefore = place.widthBefore;
+    }
 
 private:
     LineEnd Take(std::size_t candidate);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <unicode/uchar.h>
 
 namespace Story {
 
@@ -47,8 +48,14 @@ void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, 
     auto* const buffer = s_buffer.get();
     auto const& look = *run.look;
     hb_buffer_clear_contents(buffer);
-    hb_buffer_add_utf32(buffer, reinterpret_cast<std::uint32_t const*>(text.data()), static_cast<int>(text.size()),
-                        begin, static_cast<int>(end - begin));
+    if (look.isMadeSmallCaps) {
+        for (std::uint32_t i = begin; i != end; ++i)
+            hb_buffer_add(buffer, static_cast<hb_codepoint_t>(u_toupper(static_cast<UChar32>(text[i]))), i);
+        hb_buffer_set_content_type(buffer, HB_BUFFER_CONTENT_TYPE_UNICODE);
+    } else {
+        hb_buffer_add_utf32(buffer, reinterpret_cast<std::uint32_t const*>(text.data()), static_cast<int>(text.size()),
+                            begin, static_cast<int>(end - begin));
+    }
     hb_buffer_set_direction(buffer, run.IsRightToLeft() ? HB_DIRECTION_RTL : HB_DIRECTION_LTR);
     hb_buffer_set_script(buffer, run.script);
     hb_buffer_set_language(buffer, look.language);
@@ -76,13 +83,13 @@ void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, 
 
 void ShapeText(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
                ShapedRun const& run) {
-    if (run.face == nullptr) {
+    if (run.face == nullptr || (begin != end && text[begin] == U'\t')) {
         auto* glyph = glyphs.Append(end - begin);
         for (std::uint32_t i = begin; i != end; ++i)
             *glyph++ = {ShapedGlyph::c_noGlyph, i, 0, 0, 0};
         return;
     }
-    if (WordCache::Shape(glyphs, text, begin, end, run))
+    if (!run.look->isMadeSmallCaps && WordCache::Shape(glyphs, text, begin, end, run))
         return;
     thread_local std::vector<RawGlyph> s_raw;
     ShapeWithHarfBuzz(s_raw, text, begin, end, run);

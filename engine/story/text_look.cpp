@@ -13,6 +13,8 @@ namespace {
 // Ems beyond this length are brought down to it, so that sums of advances stay finite.
 constexpr double c_maximumSize = 1e6;
 constexpr std::size_t c_maximumFeatures = 64;
+// Of the text's size, where a font has no small capitals of its own.
+constexpr double c_smallCapsSize = 0.7;
 
 void AddFeature(std::vector<hb_feature_t>& features, hb_tag_t tag, unsigned value) {
     features.push_back({tag, value, HB_FEATURE_GLOBAL_START, HB_FEATURE_GLOBAL_END});
@@ -57,8 +59,14 @@ TextLook::TextLook(GlyphAttsRef const& resolved) : atts(resolved) {
         AddFeature(features, HB_TAG('l', 'i', 'g', 'a'), 0);
         AddFeature(features, HB_TAG('c', 'l', 'i', 'g'), 0);
     }
-    if (atts->Get(Enum::SmallCaps) != 0)
+    if (atts->Get(Enum::SmallCaps) != 0) {
         AddFeature(features, HB_TAG('s', 'm', 'c', 'p'), 1);
+        auto const small = Kernel::MakeCounted<TextLook>(*this);
+        small->size *= c_smallCapsSize;
+        small->isMadeSmallCaps = true;
+        AddFeatures(small->features, atts->Get(GlyphAtt::String::FontFeatures).view());
+        smallCaps = small;
+    }
     AddFeatures(features, atts->Get(GlyphAtt::String::FontFeatures).view());
 }
 

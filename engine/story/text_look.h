@@ -26,6 +26,9 @@ public:
     double tracking = 0; // a length
     double skew = 0;
     bool noBreak = false;
+    // For the letters of small capitals that a font has none for; null where they are not asked for.
+    Kernel::Counted<TextLook const> smallCaps;
+    bool isMadeSmallCaps = false;
     hb_language_t language = HB_LANGUAGE_INVALID;
     std::string languageTag;
     std::vector<hb_feature_t> features;

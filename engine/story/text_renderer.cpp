@@ -112,6 +112,8 @@ void AddDecorations(PolyCurveDbl& outline, LinePart const& line, LineRun const& 
     };
     if (look.atts->Get(GlyphAtt::Enum::Underline) != 0)
         add(face->GetUnderlineOffset() + face->GetUnderlineThickness() / 2);
+    if (look.atts->Get(GlyphAtt::Enum::Overline) != 0)
+        add(-face->GetAscent() + face->GetUnderlineThickness() / 2);
     if (look.atts->Get(GlyphAtt::Enum::Strikethrough) != 0)
         add(face->GetStrikethroughOffset());
 }

@@ -34,7 +34,8 @@ std::optional<Interval> Clip(Geometry::PointDbl a, Geometry::PointDbl b, double 
 
 // Of each shape everything from its leftmost to its rightmost point in the band counts: lines do not run through holes
 // or bays.
-Interval FindWidestRoom(std::vector<WrapShape> const& shapes, Interval const& column, double top, double bottom) {
+std::vector<Interval> FindRooms(std::vector<WrapShape> const& shapes, Interval const& column, double top,
+                                double bottom) {
     std::vector<Interval> blocked;
     for (auto const& shape : shapes) {
         if (!shape.outline)
@@ -61,16 +62,16 @@ Interval FindWidestRoom(std::vector<WrapShape> const& shapes, Interval const& co
             blocked.push_back({covered->begin - shape.distances.left, covered->end + shape.distances.right});
     }
     std::sort(blocked.begin(), blocked.end(), [](Interval const& a, Interval const& b) { return a.begin < b.begin; });
-    Interval best{column.begin, column.begin};
+    std::vector<Interval> rooms;
     double at = column.begin;
     for (auto const& each : blocked) {
-        if (Interval const free{at, std::min(each.begin, column.end)}; free.GetWidth() > best.GetWidth())
-            best = free;
+        if (Interval const free{at, std::min(each.begin, column.end)}; free.GetWidth() > 0)
+            rooms.push_back(free);
         at = std::max(at, each.end);
     }
-    if (Interval const free{at, column.end}; free.GetWidth() > best.GetWidth())
-        best = free;
-    return best;
+    if (Interval const free{at, column.end}; free.GetWidth() > 0)
+        rooms.push_back(free);
+    return rooms;
 }
 
 } // namespace Story

@@ -10,8 +10,8 @@ struct Interval {
     double GetWidth() const { return end > begin ? end - begin : 0; }
 };
 
-// The widest part of an interval of x that no shape reaches into between two heights, distances kept; the leftmost of
-// several that are equally wide.
-Interval FindWidestRoom(std::vector<WrapShape> const& shapes, Interval const& column, double top, double bottom);
+// The parts of an interval of x that no shape reaches into between two heights, distances kept, from left to right.
+std::vector<Interval> FindRooms(std::vector<WrapShape> const& shapes, Interval const& column, double top,
+                                double bottom);
 
 } // namespace Story

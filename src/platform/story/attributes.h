@@ -39,7 +39,8 @@ struct REDRAFT_ENGINE GlyphAtt {
         Kerning,       // 0 or 1, default 1
         Ligatures,     // 0 or 1, default 1
         NoBreak,       // 1: no line ends inside
-        SmallCaps,     // 0 or 1
+        SmallCaps,     // 0 or 1; where the font has none they are capitals of 7 tenths of the size
+        Overline,      // 0 or 1
         Count
     };
     enum class String : std::uint8_t {
@@ -200,6 +201,8 @@ struct TabStop {
     enum class Kind : std::uint32_t { Start = 0, Centre = 1, End = 2, Decimal = 3 };
     double position = 0;
     Kind kind = Kind::Start;
+    // Fills the room before the stop, repeated; 0 for nothing.
+    char32_t leader = 0;
     friend bool operator==(TabStop const&, TabStop const&) = default;
 };
 

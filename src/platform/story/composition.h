@@ -61,6 +61,16 @@ class BrokenLines;
 class ComposedParagraph;
 struct LineData;
 
+// What shaping made of a few characters of a line that cannot be parted: a letter with its marks, or a ligature.
+struct LineCell {
+    // As LinePart counts its glyphs.
+    std::uint32_t begin = 0, end = 0;
+    // Left end, from the line's left end, and how far the pen moves.
+    double x = 0;
+    double advance = 0;
+    bool isRightToLeft = false;
+};
+
 // A line, or the piece of one between two obstacles.
 class REDRAFT_ENGINE LinePart {
 public:
@@ -81,7 +91,7 @@ public:
     GlyphAttsRef GetGlyphAtts(std::uint32_t index) const;
     ParagraphAttsRef GetParagraphAtts() const;
     // True when this part is the last on its line.
-    bool IsWholeLineBack() const { return true; }
+    bool IsWholeLineBack() const { return m_isWholeLineBack; }
     // True when the line ends because the text says so: by a line separator or, asked for, a paragraph's end.
     bool IsHardBreak(bool orParagraphEnd) const;
     // The story's glyphs that the line covers.
@@ -97,6 +107,8 @@ public:
     double GetSpaceExtra() const;
     bool IsRightToLeft() const;
     Alignment GetAlignment() const;
+    // In the order of sight, without what hangs.
+    std::vector<LineCell> GetCells() const;
 
     LineData const& GetData() const;
     ComposedParagraph const& GetParagraph() const;
@@ -104,11 +116,13 @@ public:
     std::uint32_t GetLineIndex() const { return m_line; }
 
 private:
+    friend class FrameComposer;
     Kernel::Counted<BrokenLines const> m_lines;
     Kernel::PointT<double> m_origin;
     std::uint32_t m_line;
     std::uint32_t m_paragraphBegin;
     bool m_isStoryEnd;
+    bool m_isWholeLineBack = true;
 };
 
 class REDRAFT_ENGINE ComposedColumn final : public virtual Kernel::Countable {

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/composer.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Story {
+
+namespace {
+
+constexpr double c_slack = 1e-6;
+// How often a row is tried again with the heights of letters that were not known before it was filled.
+constexpr int c_maximumTries = 4;
+// Heights that one row is tried at: more than a column has steps.
+constexpr int c_maximumSteps = 20'000;
+
+void TakeHeights(LineData& tallest, LineData const& line) {
+    tallest.ascent = std::max(tallest.ascent, line.ascent);
+    tallest.descent = std::max(tallest.descent, line.descent);
+    tallest.leading = std::max(tallest.leading, line.leading);
+}
+
+bool EndsHard(ComposedParagraph const& paragraph, LineData const& line) {
+    return line.endsParagraph || (line.end > line.begin && paragraph.GetText()[line.end - 1] == c_lineSeparator);
+}
+
+} // namespace
+
+// One line in each room, in the order of reading. A room that is too narrow for the next word stays empty, unless it is
+// the whole column or words may be parted. Empty where no room takes anything.
+std::vector<RowLine> FrameComposer::BreakRow(ComposedParagraph const& paragraph, GreedyBreaker& breaker,
+                                             std::vector<Interval> const& rooms, Interval const& whole,
+                                             bool partsWords) const {
+    double const leastWidth = paragraph.GetRuns().front().look->size;
+    std::vector<RowLine> row;
+    for (std::size_t i = 0; i != rooms.size(); ++i) {
+        auto const& room = rooms[paragraph.IsRightToLeft() ? rooms.size() - 1 - i : i];
+        bool const isWhole = room.GetWidth() >= whole.GetWidth() - c_slack;
+        bool const isTooNarrow =
+            room.GetWidth() < leastWidth || (!partsWords && breaker.GetLeastWidth() > room.GetWidth() + c_slack);
+        if (!isWhole && isTooNarrow)
+            continue;
+        auto const begin = breaker.GetPosition();
+        auto const indents = GetIndents(paragraph, begin == 0);
+        auto const end = breaker.Next(room.GetWidth(), indents.start);
+        row.push_back({BuildLine(paragraph, begin, end, {room.GetWidth() + indents.left + indents.right, false}),
+                       room.begin - indents.left});
+        if (breaker.IsAtEnd() || EndsHard(paragraph, row.back().line))
+            break;
+    }
+    return row;
+}
+
+// False, with the breaker where it was, when no height that is left in the column has room for a row.
+bool FrameComposer::PlaceRow(Kernel::Counted<BrokenLines> const& lines, GreedyBreaker& breaker, std::size_t paragraph,
+                             double space, bool partsWords) {
+    auto const& composed = *lines->paragraph;
+    auto const& rect = m_column->m_rect;
+    auto const place = breaker.GetPlace();
+    auto const indents = GetIndents(composed, place.position == 0);
+    Interval const whole{rect.left + indents.left, rect.right - indents.right};
+    // Heights come from the text, which comes from the rooms, which come from the heights: the first letter's are tried
+    // first.
+    std::uint32_t const first = std::min<std::uint32_t>(place.position + 1, composed.GetText().size());
+    LineData tallest = BuildLine(composed, place.position, {first, false}, {});
+    double const step =
+        std::max(composed.GetRuns().front().look->size * 0.25, std::fabs(rect.GetHeight()) * 1e-4 + 1e-9);
+    int tries = 0, steps = 0;
+    for (double baseline = GetBaseline(tallest, composed, space);;) {
+        if (!Fits(tallest, baseline))
+            return false;
+        auto rooms = FindRooms(m_geometry.wrapShapes, whole, baseline - tallest.ascent, baseline + tallest.descent);
+        if (!(whole.end > whole.begin))
+            rooms = {whole};
+        auto row = BreakRow(composed, breaker, rooms, whole, partsWords);
+        if (row.empty()) {
+            double const lower = std::max(SnapToGrid(baseline + step, composed), baseline + step);
+            if (!(lower > baseline) || ++steps > c_maximumSteps)
+                return false;
+            baseline = lower;
+            continue;
+        }
+        auto const before = tallest;
+        for (auto const& each : row)
+            TakeHeights(tallest, each.line);
+        bool const hasGrown = tallest.ascent > before.ascent + c_slack || tallest.descent > before.descent + c_slack;
+        if (hasGrown && ++tries < c_maximumTries) {
+            breaker.SetPlace(place);
+            baseline = std::max(baseline, GetBaseline(tallest, composed, space));
+            continue;
+        }
+        for (auto& each : row) {
+            if (&each != &row.front())
+                m_column->m_lines.back().m_isWholeLineBack = false;
+            lines->lines.push_back(std::move(each.line));
+            Place(lines, static_cast<std::uint32_t>(lines->lines.size()) - 1, each.left, baseline, paragraph);
+        }
+        return true;
+    }
+}
+
+// How many rows of a paragraph that does not end in the column stay in it; see KeepLinesTogether. Rows to come are
+// counted as if nothing stood in their way.
+std::size_t FrameComposer::KeepRowsTogether(ComposedParagraph const& paragraph, GreedyBreaker& breaker,
+                                            std::size_t rowCount, bool hasBegin) const {
+    auto const least = [&](ParagraphAtt::Enum att) {
+        return static_cast<std::size_t>(std::clamp(paragraph.GetAtts()->Get(att), 1, 100));
+    };
+    std::size_t const widows = least(ParagraphAtt::Enum::Widows);
+    auto const indents = GetIndents(paragraph, false);
+    std::size_t left = 0;
+    for (; left < widows && !breaker.IsAtEnd(); ++left)
+        breaker.Next(m_column->m_rect.GetWidth() - indents.left - indents.right, indents.start);
+    std::size_t const kept = rowCount - std::min(rowCount, widows - left);
+    return hasBegin && kept < least(ParagraphAtt::Enum::Orphans) ? 0 : kept;
+}
+
+bool FrameComposer::FillAroundShapes(Cursor& cursor) {
+    auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
+    auto lines = Kernel::MakeCounted<BrokenLines>(composed);
+    lines->begin = cursor.begin;
+    lines->measure = {-1, false};
+    GreedyBreaker breaker(*composed, cursor.begin);
+    struct RowBegin {
+        std::uint32_t text;
+        std::size_t line;
+    };
+    std::vector<RowBegin> rows;
+    std::size_t const linesBefore = m_column->m_lines.size();
+    bool const hasBegin = cursor.begin == 0;
+    double space = hasBegin ? m_spaceAfter + composed->GetLength(ParagraphAtt::Double::SpaceBefore) : 0;
+    cursor.lines = {};
+    bool partsWords = false;
+    while (!breaker.IsAtEnd()) {
+        RowBegin const begin{breaker.GetPosition(), m_column->m_lines.size()};
+        if (PlaceRow(lines, breaker, cursor.paragraph, space, partsWords)) {
+            rows.push_back(begin);
+            space = 0;
+            continue;
+        }
+        // A column must take something: where the first word fits nowhere, it is parted.
+        if (m_column->m_lines.empty() && !partsWords) {
+            partsWords = true;
+            continue;
+        }
+        cursor.begin = begin.text;
+        auto const kept = KeepRowsTogether(*composed, breaker, rows.size(), hasBegin);
+        if (kept != rows.size() && (kept != 0 || linesBefore != 0)) {
+            cursor.begin = rows[kept].text;
+            m_column->m_lines.erase(m_column->m_lines.begin() + static_cast<std::ptrdiff_t>(rows[kept].line),
+                                    m_column->m_lines.end());
+        }
+        return false;
+    }
+    return true;
+}
+
+} // namespace Story
