@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/text_import.h"
 
+#include "shell/interrupt.h"
+
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/exception.h"
 
@@ -100,17 +102,12 @@ std::size_t CountPages(Kernel::Counted<Story::Story const> const& story) {
     Story::FrameGeometry geometry;
     geometry.columns = {{rect.left, rect.top, rect.left + width, rect.bottom},
                         {rect.right - width, rect.top, rect.right, rect.bottom}};
-    Kernel::Counted<Story::ComposedStory> composed;
-    for (std::size_t count = 64;; count *= 4) {
-        composed = Kernel::MakeCounted<Story::ComposedStory>(
-            story, nullptr, std::vector<Story::FrameGeometry>(count, geometry), composed);
-        for (std::size_t i = 0; i != count; ++i) {
-            if (composed->GetFrame(i)->GetRange().end >= story->GetLength())
-                return i + 1;
-        }
-        if (count > c_maximumPages)
-            throw Kernel::Exception("the text fills more than 100000 pages");
-    }
+    bool abort = false;
+    Interrupt::Scope const interrupt(&abort);
+    auto const count = Story::CountFrames(*story, nullptr, geometry, c_maximumPages, &abort);
+    if (count > c_maximumPages)
+        throw Kernel::Exception("the text fills more than 100000 pages");
+    return count;
 }
 
 } // namespace
@@ -146,16 +143,13 @@ ImportedText ReadText(std::span<std::byte const> bytes, TextOptions const& optio
 Kernel::Counted<DocumentController> MakeTextDocument(Kernel::Counted<Story::Story const> const& story) {
     auto const pages = CountPages(story);
     auto document = DocumentController::CreateNew(c_page, Raster::FormatRGBA8, static_cast<int>(pages));
-    Kernel::Counted<FrameTextNode> before;
+    std::vector<Kernel::Counted<FrameTextNode>> frames;
     for (auto const& spread : document->GetDocument()->GetSpreads()) {
-        auto const frame = MakeFrame(spread->GetBaseBox(false));
-        if (before)
-            frame->LinkBehind(*before);
-        else
-            frame->SetStory(story);
-        spread->InsertChild(NodeChildListType::Plain, frame, nullptr);
-        before = frame;
+        frames.push_back(MakeFrame(spread->GetBaseBox(false)));
+        spread->InsertChild(NodeChildListType::Plain, frames.back(), nullptr);
     }
+    frames.front()->SetStory(story);
+    FrameTextNode::LinkAll(frames);
     return document;
 }
 

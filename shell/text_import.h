@@ -28,7 +28,7 @@ struct ImportedText {
 };
 
 // The longest file, in bytes.
-inline constexpr std::size_t c_maximumTextBytes = std::size_t{64} << 20;
+inline constexpr std::size_t c_maximumTextBytes = std::size_t{256} << 20;
 
 // Throws Kernel::Exception for an encoding that is not known.
 ImportedText ReadText(std::span<std::byte const> bytes, TextOptions const& options);

@@ -97,10 +97,23 @@ void FrameTextNode::LinkBehind(FrameTextNode& before) {
     int last = 0;
     for (auto const* const follower : head.m_followers)
         last = std::max(last, follower->GetState<TextFrameState>().flowIndex);
+    Follow(head, last + 1);
+}
+
+void FrameTextNode::LinkAll(std::span<Kernel::Counted<FrameTextNode> const> frames) {
+    for (auto const& frame : frames) {
+        if (frame->m_registeredAt != nullptr || !frame->m_followers.empty())
+            throw Kernel::Exception("a frame that is in a chain cannot become part of another one");
+    }
+    for (std::size_t i = 1; i < frames.size(); ++i)
+        frames[i]->Follow(*frames.front(), static_cast<int>(i));
+}
+
+void FrameTextNode::Follow(FrameTextNode& head, int flowIndex) {
     EditState<StoryState>([](StoryState& state) { state.story.reset(); });
     EditState<TextFrameState>([&](TextFrameState& state) {
         state.master = Kernel::Counted<Kernel::Serialisable>(&head);
-        state.flowIndex = last + 1;
+        state.flowIndex = flowIndex;
     });
 }
 

@@ -40,6 +40,11 @@ void ParagraphCache::Put(ComposedParagraphRef const& composed, BrokenLinesRef co
         entry.lines = lines;
 }
 
+void ParagraphCache::Clear() {
+    std::lock_guard const lock(m_mutex);
+    m_entries.clear();
+}
+
 void ParagraphCache::DropUnused(Story const& story) {
     std::lock_guard const lock(m_mutex);
     if (m_entries.size() <= 2 * story.GetParagraphCount() + 256)

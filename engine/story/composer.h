@@ -21,6 +21,7 @@ public:
     // Empty when the paragraph is not known.
     Entry Find(Paragraph const& paragraph);
     void Put(ComposedParagraphRef const& composed, BrokenLinesRef const& lines);
+    void Clear();
     // Forgets paragraphs of other stories when they have become many.
     void DropUnused(Story const& story);
     std::size_t GetMemoryUse();

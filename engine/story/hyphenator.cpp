@@ -10,9 +10,8 @@
 #include <hyphen.h>
 #include <map>
 #include <mutex>
-#include <shared_mutex>
 #include <unicode/uchar.h>
-#include <unordered_map>
+#include <utility>
 
 namespace Story {
 
@@ -21,7 +20,9 @@ namespace {
 constexpr char c_folder[] = "/usr/share/hyphen";
 // Longer words are none.
 constexpr std::size_t c_maximumWord = 100;
-constexpr std::size_t c_maximumCachedWords = 200'000;
+// For each thread: so many languages, and so many words of each.
+constexpr std::size_t c_maximumLanguages = 8;
+constexpr std::size_t c_maximumWords = 1 << 15;
 constexpr int c_leastBefore = 2;
 constexpr int c_leastBehind = 3;
 
@@ -29,6 +30,94 @@ bool IsLetter(char32_t c) {
     if (c < 0x80)
         return (c | 0x20) >= U'a' && (c | 0x20) <= U'z';
     return u_isalpha(static_cast<UChar32>(c)) != 0;
+}
+
+char32_t ToLower(char32_t c) {
+    if (c < 0x80)
+        return c >= U'A' && c <= U'Z' ? c + 0x20 : c;
+    return static_cast<char32_t>(u_tolower(static_cast<UChar32>(c)));
+}
+
+// Words that were asked for, with their places: one thread's, of one language.
+class KnownWords {
+public:
+    struct Places {
+        std::uint32_t const* first = nullptr;
+        std::uint32_t count = 0;
+        std::uint32_t const* begin() const { return first; }
+        std::uint32_t const* end() const { return first + count; }
+    };
+
+    KnownWords() : m_slots(1024) {}
+
+    // False when the word is not known.
+    bool Find(std::u32string_view word, std::uint32_t hash, Places& places) const {
+        std::size_t const mask = m_slots.size() - 1;
+        for (std::size_t i = hash & mask; m_slots[i].place != 0; i = (i + 1) & mask) {
+            // Length, letters, number of places, places.
+            auto const* const kept = m_kept.data() + m_slots[i].place - 1;
+            if (m_slots[i].hash == hash && kept[0] == word.size() && std::equal(word.begin(), word.end(), kept + 1)) {
+                places = {kept + word.size() + 2, kept[word.size() + 1]};
+                return true;
+            }
+        }
+        return false;
+    }
+
+    Places Keep(std::u32string_view word, std::uint32_t hash, std::vector<std::uint8_t> const& found) {
+        if (m_count == c_maximumWords)
+            *this = KnownWords();
+        if (2 * (m_count + 1) > m_slots.size()) {
+            std::vector<Slot> old(m_slots.size() * 2);
+            old.swap(m_slots);
+            for (auto const& slot : old) {
+                if (slot.place != 0)
+                    Enter(slot);
+            }
+        }
+        ++m_count;
+        Enter({hash, static_cast<std::uint32_t>(m_kept.size() + 1)});
+        m_kept.push_back(static_cast<std::uint32_t>(word.size()));
+        m_kept.insert(m_kept.end(), word.begin(), word.end());
+        m_kept.push_back(static_cast<std::uint32_t>(found.size()));
+        m_kept.insert(m_kept.end(), found.begin(), found.end());
+        auto const count = static_cast<std::uint32_t>(found.size());
+        return {m_kept.data() + m_kept.size() - count, count};
+    }
+
+private:
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t place = 0; // in m_kept, from 1
+    };
+
+    void Enter(Slot const& slot) {
+        std::size_t const mask = m_slots.size() - 1;
+        std::size_t i = slot.hash & mask;
+        while (m_slots[i].place != 0)
+            i = (i + 1) & mask;
+        m_slots[i] = slot;
+    }
+
+    // A power of two of them, half empty.
+    std::vector<Slot> m_slots;
+    std::size_t m_count = 0;
+    std::vector<std::uint32_t> m_kept;
+};
+
+// Those of the calling thread; the most recently used language first.
+KnownWords& GetKnownWords(Hyphenator const* hyphenator) {
+    using Entry = std::pair<Hyphenator const*, std::unique_ptr<KnownWords>>;
+    thread_local std::vector<Entry> s_all;
+    auto found =
+        std::find_if(s_all.begin(), s_all.end(), [&](Entry const& entry) { return entry.first == hyphenator; });
+    if (found == s_all.end()) {
+        if (s_all.size() == c_maximumLanguages)
+            s_all.pop_back();
+        found = s_all.insert(s_all.end(), {hyphenator, std::make_unique<KnownWords>()});
+    }
+    std::rotate(s_all.begin(), found, found + 1);
+    return *s_all.front().second;
 }
 
 // The dictionary's file: for "de-CH" that of de_CH, of de, or the first of any region by name.
@@ -68,8 +157,6 @@ struct Hyphenator::State {
         void operator()(HyphenDict* dictionary) const { hnj_hyphen_free(dictionary); }
     };
     std::unique_ptr<HyphenDict, Free> dictionary;
-    std::shared_mutex mutex;
-    std::unordered_map<std::u32string, std::vector<std::uint8_t>> words;
 };
 
 Hyphenator::Hyphenator(std::unique_ptr<State> state) : m_state(std::move(state)) {}
@@ -130,6 +217,7 @@ std::vector<std::uint8_t> Hyphenator::HyphenateWord(std::u32string const& word) 
 }
 
 void Hyphenator::FindPlaces(std::u32string_view text, std::uint32_t base, std::vector<std::uint32_t>& places) {
+    auto& known = GetKnownWords(this);
     std::u32string word;
     for (std::size_t begin = 0; begin < text.size();) {
         if (!IsLetter(text[begin])) {
@@ -137,26 +225,21 @@ void Hyphenator::FindPlaces(std::u32string_view text, std::uint32_t base, std::v
             continue;
         }
         std::size_t end = begin;
+        std::uint32_t hash = 2166136261u;
         word.clear();
-        while (end != text.size() && (IsLetter(text[end]) || text[end] == 0x2019)) {
-            word.push_back(static_cast<char32_t>(u_tolower(static_cast<UChar32>(text[end]))));
-            ++end;
+        for (; end != text.size() && (IsLetter(text[end]) || text[end] == 0x2019); ++end) {
+            if (word.size() > c_maximumWord)
+                continue;
+            word.push_back(ToLower(text[end]));
+            hash = (hash ^ word.back()) * 16777619u;
         }
         if (word.size() >= c_leastBefore + c_leastBehind && word.size() <= c_maximumWord) {
-            std::shared_lock reading(m_state->mutex);
-            auto found = m_state->words.find(word);
-            if (found == m_state->words.end()) {
-                reading.unlock();
-                auto found2 = HyphenateWord(word);
-                std::lock_guard const writing(m_state->mutex);
-                if (m_state->words.size() >= c_maximumCachedWords)
-                    m_state->words.clear();
-                for (auto const place : m_state->words.emplace(word, std::move(found2)).first->second)
-                    places.push_back(static_cast<std::uint32_t>(base + begin + place));
-            } else {
-                for (auto const place : found->second)
-                    places.push_back(static_cast<std::uint32_t>(base + begin + place));
-            }
+            hash ^= hash >> 15;
+            KnownWords::Places found;
+            if (!known.Find(word, hash, found))
+                found = known.Keep(word, hash, HyphenateWord(word));
+            for (auto const place : found)
+                places.push_back(static_cast<std::uint32_t>(base + begin + place));
         }
         begin = end;
     }

@@ -6,6 +6,7 @@
 #include "platform/story/composition.h"
 
 #include <memory>
+#include <span>
 #include <unordered_set>
 
 class TextFlow;
@@ -72,6 +73,9 @@ public:
     // Lets the frame follow the chain that `before` is the last frame of. The frame's own story is let go. Throws
     // Kernel::Exception for a frame that has followers, or for itself.
     void LinkBehind(FrameTextNode& before);
+    // The same for many: each follows the one before it, the first one keeps its story. In time that grows with their
+    // number. Throws Kernel::Exception, before any is linked, when one of them has followers or a master.
+    static void LinkAll(std::span<Kernel::Counted<FrameTextNode> const> frames);
     // Ends the link: the frame is its own master again, with an empty story.
     void Unlink();
 
@@ -112,6 +116,7 @@ private:
     // The frames of the chain that stand in the same tree as this one, in order.
     std::vector<FrameTextNode*> GetChain() const;
     Story::FrameGeometry MakeGeometry() const;
+    void Follow(FrameTextNode& head, int flowIndex);
     void UpdateRegistration();
 
     // The head that this frame is registered with, and the frames that are registered here.

@@ -55,6 +55,22 @@ TEST_F(TextFrames, AChainShowsOneStoryFromFrameToFrame) {
     EXPECT_EQ(first->GetTextFlow()->GetNode({first->GetStory(), range.begin}).get(), second.get());
 }
 
+TEST_F(TextFrames, ManyFramesAreLinkedAsIfOneByOne) {
+    auto const shown = AllShown();
+    auto const index = [](FrameTextNode const& frame) { return frame.GetState<TextFrameState>().flowIndex; };
+    int const indices[] = {index(*second), index(*third)};
+    second->Unlink();
+    third->Unlink();
+    Frame const frames[] = {first, second, third};
+    FrameTextNode::LinkAll(frames);
+    EXPECT_EQ(AllShown(), shown);
+    EXPECT_EQ(index(*second), indices[0]);
+    EXPECT_EQ(index(*third), indices[1]);
+    Frame const linked[] = {MakeFrame({0, 0, 9, 9}, *document->GetDocument()->GetSpreads()[0]), second};
+    EXPECT_THROW(FrameTextNode::LinkAll(linked), Kernel::Exception);
+    EXPECT_EQ(AllShown(), shown);
+}
+
 TEST_F(TextFrames, AFrameThatLeavesTheTreeGivesItsTextToTheNext) {
     auto const before = Shown(*third);
     auto const place = second->GetPlace();

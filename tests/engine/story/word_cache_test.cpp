@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Words that are kept must give what shaping gives, glyph by glyph.
 #include "engine/story/broken_lines.h"
+#include "engine/story/hyphenator.h"
 #include "engine/story/shaping.h"
 #include "engine/story/word_cache.h"
 #include "platform/kernel/dispatch.h"
+#include "platform/kernel/exception.h"
 #include "tests/engine/story/composing.h"
 
 #include <algorithm>
@@ -187,4 +189,51 @@ TEST_F(WordCacheTest, AStoryIsTheSameWithoutWordsAndOnAnyNumberOfThreads) {
             ASSERT_TRUE(x.GetData().own == y.GetData().own);
         }
     }
+}
+
+// Languages are known by turns, more of them than a thread keeps words of.
+TEST_F(WordCacheTest, HyphensStandWhereTheyDidWhenWordsAreKnown) {
+    std::u32string_view const text = U"Hyphenation Donaudampfschifffahrt responsabilidad; it\u2019s hyphenation";
+    std::vector<std::vector<std::uint32_t>> first;
+    std::size_t found = 0;
+    for (int round = 0; round != 2; ++round) {
+        std::size_t i = 0;
+        for (auto const* language : {"en", "de", "es", "fr", "it", "nl", "pt", "sv", "ru", "en-GB", "pl"}) {
+            auto* const hyphenator = Hyphenator::Get(language);
+            if (hyphenator == nullptr)
+                continue;
+            std::vector<std::uint32_t> places, again;
+            hyphenator->FindPlaces(text, 100, places);
+            hyphenator->FindPlaces(text, 100, again);
+            EXPECT_EQ(places, again) << language;
+            found += places.size();
+            if (round == 0)
+                first.push_back(places);
+            else
+                EXPECT_EQ(places, first[i]) << language;
+            ++i;
+        }
+    }
+    EXPECT_GT(found, 0u);
+}
+
+TEST_F(WordCacheTest, FramesAreCountedAsTheyAreComposed) {
+    std::mt19937 random(2);
+    std::u32string text;
+    for (int i = 0; i != 60; ++i)
+        text += MakeText(random, 50 + random() % 900, false) + U"\n";
+    auto const story = MakeStory(text, 11, "DejaVu Serif");
+    auto const frame = MakeFrame(180, 300);
+    auto const composed =
+        Kernel::MakeCounted<ComposedStory>(StoryRef(story), nullptr, std::vector<FrameGeometry>(500, frame));
+    std::size_t count = 1;
+    while (composed->GetFrame(count - 1)->GetRange().end < story->GetLength())
+        ++count;
+    EXPECT_GT(count, 20u);
+    EXPECT_EQ(CountFrames(*story, nullptr, frame, 1000), count);
+    EXPECT_EQ(CountFrames(*story, nullptr, frame, count), count);
+    EXPECT_EQ(CountFrames(*story, nullptr, frame, count - 1), count);
+    EXPECT_EQ(CountFrames(*story, nullptr, frame, 5), 6u);
+    bool const abort = true;
+    EXPECT_THROW(CountFrames(*story, nullptr, frame, 1000, &abort), Kernel::AbortException);
 }

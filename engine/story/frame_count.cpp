@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/story/composer.h"
+
+#include "platform/kernel/exception.h"
+
+#include <atomic>
+
+namespace Story {
+
+namespace {
+
+// Paragraphs are forgotten each time that so many characters have found their place: often enough for little memory,
+// and so seldom that it hardly counts that those which were prepared ahead are composed twice.
+constexpr std::uint32_t c_keptLength = 4'000'000;
+
+void CheckAbort(bool const* abort) {
+    if (abort != nullptr && std::atomic_ref<bool>(*const_cast<bool*>(abort)).load(std::memory_order_relaxed))
+        throw Kernel::AbortException();
+}
+
+} // namespace
+
+std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> styleSheet, FrameGeometry const& geometry,
+                        std::size_t maximum, bool const* abort) {
+    if (!styleSheet)
+        styleSheet = StyleSheet::GetEmpty();
+    ParagraphCache cache;
+    ParagraphSource paragraphs(story, *styleSheet, cache);
+    Cursor cursor;
+    std::uint32_t forgotten = 0;
+    for (std::size_t count = 1; count <= maximum; ++count) {
+        CheckAbort(abort);
+        auto const end = FrameComposer(paragraphs, story, geometry).Compose(cursor)->GetRange().end;
+        if (end >= story.GetLength())
+            return count;
+        if (end - forgotten >= c_keptLength) {
+            cache.Clear();
+            forgotten = end;
+        }
+    }
+    return maximum + 1;
+}
+
+} // namespace Story
