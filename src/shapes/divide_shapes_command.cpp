@@ -313,6 +313,12 @@ static ExampleRegistration const s_textExample({
         [](DocumentController& controller) {
             auto const text = ExampleDocuments::MakeTextFrame({40, 40, 240, 140}, "Cut letters");
             ExampleDocuments::SetFill(*text, 1, 0.9, 0.6);
+            // A stretch of another colour is an input of its own, and its pieces stand below those before it.
+            text->GetMutableStory(true)->FormatText(
+                {4, 8},
+                *Story::MakeDelta(Story::GlyphAtt::Object::Fill, Kernel::MakeCounted<Renderer::FillDescriptor>(
+                                                                     Renderer::Colour::FromRGB(0.7f, 0.1f, 0.1f))));
+            text->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
             auto const shape = ExampleDocuments::MakeRectangle({60, 30, 90, 150}, 0.2, 0.3, 0.8);
             ExampleDocuments::Append(*controller.GetCurrentSpread(), text);
             ExampleDocuments::Append(*controller.GetCurrentSpread(), shape);
