@@ -6,14 +6,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace Story {
 
 namespace {
 
 constexpr double c_slack = 1e-6;
-// Paragraphs that are shaped ahead in one go, so that threads have work.
-constexpr std::size_t c_batch = 64;
 
 // Columns that are equally wide but for the rounding of their places share broken lines. What is not finite counts as
 // no width.
@@ -43,6 +42,11 @@ void ParagraphCache::Put(ComposedParagraphRef const& composed, BrokenLinesRef co
 void ParagraphCache::Clear() {
     std::lock_guard const lock(m_mutex);
     m_entries.clear();
+}
+
+std::size_t ParagraphCache::TakeBatchSize() {
+    std::lock_guard const lock(m_mutex);
+    return std::exchange(m_batch, std::min(m_batch * 2, c_lastBatch));
 }
 
 void ParagraphCache::DropUnused(Story const& story) {
@@ -95,7 +99,8 @@ ComposedParagraphRef ParagraphSource::GetParagraph(std::size_t index) {
 void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
     std::vector<ParagraphRef> missing;
     std::uint64_t length = 0;
-    for (std::size_t i = index; i != std::min(index + c_batch, m_story.GetParagraphCount()); ++i) {
+    auto const end = std::min(index + m_cache.TakeBatchSize(), m_story.GetParagraphCount());
+    for (std::size_t i = index; i != end; ++i) {
         auto const& paragraph = m_story.GetParagraph(i);
         if (m_cache.Find(*paragraph).composed)
             break;

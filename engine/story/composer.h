@@ -22,12 +22,17 @@ public:
     Entry Find(Paragraph const& paragraph);
     void Put(ComposedParagraphRef const& composed, BrokenLinesRef const& lines);
     void Clear();
+    // How many paragraphs are best prepared in one go: few for the first page, which somebody waits for; more and more
+    // for a long story, since threads wait for each other at the end of each batch.
+    std::size_t TakeBatchSize();
     // Forgets paragraphs of other stories when they have become many.
     void DropUnused(Story const& story);
     std::size_t GetMemoryUse();
 
 private:
+    static constexpr std::size_t c_firstBatch = 32, c_lastBatch = 512;
     std::mutex m_mutex;
+    std::size_t m_batch = c_firstBatch;
     // The entries keep their keys alive.
     std::unordered_map<Paragraph const*, Entry> m_entries;
 };
@@ -42,7 +47,7 @@ public:
 
 private:
     // Characters that are shaped ahead at most.
-    static constexpr std::uint64_t c_maximumBatchLength = 1 << 18;
+    static constexpr std::uint64_t c_maximumBatchLength = 1 << 19;
     void Prepare(std::size_t index, LineMeasure const& measure);
 
     Story const& m_story;
