@@ -71,6 +71,17 @@ hb_draw_funcs_t* GetDrawFunctions() {
     return s_functions;
 }
 
+// OpenType 1.9, 5.5: tables of bitmaps and of colours.
+bool HasPictureTable(hb_face_t* face) {
+    constexpr hb_tag_t c_tags[] = {HB_TAG('C', 'B', 'D', 'T'), HB_TAG('s', 'b', 'i', 'x'), HB_TAG('C', 'O', 'L', 'R'),
+                                   HB_TAG('S', 'V', 'G', ' '), HB_TAG('E', 'B', 'D', 'T')};
+    return std::any_of(std::begin(c_tags), std::end(c_tags), [&](hb_tag_t tag) {
+        std::unique_ptr<hb_blob_t, void (*)(hb_blob_t*)> const table(hb_face_reference_table(face, tag),
+                                                                     hb_blob_destroy);
+        return hb_blob_get_length(table.get()) != 0;
+    });
+}
+
 bool HasFeature(hb_face_t* face, hb_tag_t wanted) {
     std::array<hb_tag_t, 32> tags{};
     for (unsigned from = 0;; from += static_cast<unsigned>(tags.size())) {
@@ -107,7 +118,9 @@ FontFaceRef FontFace::Load(std::string const& path, unsigned index) {
     hb_font_set_scale(result->m_font.get(), scale, scale);
     if ((index >> 16) != 0)
         hb_font_set_var_named_instance(result->m_font.get(), (index >> 16) - 1);
+    result->m_parts = std::make_unique<GlyphParts>(face.get());
     result->ReadMetrics();
+    result->m_hasPictures = HasPictureTable(face.get());
     result->m_hasSmallCaps = HasFeature(face.get(), HB_TAG('s', 'm', 'c', 'p'));
     hb_font_make_immutable(result->m_font.get());
     return result;
@@ -172,7 +185,13 @@ Kernel::Counted<Geometry::PolyCurveDbl const> FontFace::GetOutline(unsigned glyp
     }
     OutlineBuilder builder;
     builder.scale = 1 / m_unitsPerEm;
-    hb_font_get_glyph_shape(m_font.get(), glyph, GetDrawFunctions(), &builder);
+    bool isDrawable = false;
+    {
+        std::lock_guard const lock(m_mutex);
+        isDrawable = m_parts->IsSane(glyph);
+    }
+    if (isDrawable)
+        hb_font_get_glyph_shape(m_font.get(), glyph, GetDrawFunctions(), &builder);
     builder.Close();
     Kernel::Counted<Geometry::PolyCurveDbl const> outline;
     auto const bounds = builder.outline->GetBounds();

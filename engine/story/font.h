@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/story/glyph_parts.h"
 #include "platform/geometry/poly_curve.h"
 #include "platform/kernel/counted.h"
 
@@ -34,6 +35,8 @@ public:
     // See AreSpacesSeparable. Found out when it is first asked for.
     bool HasSeparableSpaces() const;
     bool HasSmallCaps() const { return m_hasSmallCaps; }
+    // True when letters may be bitmaps or layers of colours, and have no outline then.
+    bool HasPictures() const { return m_hasPictures; }
     double GetAscent() const { return m_ascent; }
     // Positive below the baseline.
     double GetDescent() const { return m_descent; }
@@ -57,12 +60,14 @@ private:
     double m_ascent = 0.8, m_descent = 0.2;
     double m_underlineOffset = 0.1, m_underlineThickness = 0.05, m_strikethroughOffset = -0.3;
     bool m_hasSmallCaps = false;
+    bool m_hasPictures = false;
     // Characters by pages of 256: number of the page's four words, from 1; 0 for an empty page.
     std::vector<std::uint16_t> m_pages;
     std::vector<std::uint64_t> m_bits;
     mutable std::once_flag m_spacesAreKnown;
     mutable bool m_hasSeparableSpaces = false;
     mutable std::mutex m_mutex;
+    std::unique_ptr<GlyphParts> m_parts;
     mutable std::unordered_map<unsigned, Kernel::Counted<Geometry::PolyCurveDbl const>> m_outlines;
 };
 using FontFaceRef = Kernel::Counted<FontFace const>;

@@ -39,10 +39,13 @@ std::vector<std::string> SplitFamilies(std::string_view families) {
     return names;
 }
 
-bool IsGeneric(std::string const& name) {
+// By CSS, and by the names that fontconfig has for the same.
+bool IsGeneric(std::string name) {
     static constexpr std::string_view c_generic[] = {"serif",        "sans-serif",   "sans",      "monospace",
                                                      "cursive",      "fantasy",      "system-ui", "ui-serif",
                                                      "ui-monospace", "ui-sans-serif"};
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
     return std::find(std::begin(c_generic), std::end(c_generic), name) != std::end(c_generic);
 }
 
@@ -103,6 +106,16 @@ public:
                 return true;
         }
         return false;
+    }
+
+    // Whether the answer to a family that is missing is another one than any unknown name would give.
+    bool IsSubstitute(FontQuery const& query, FcPattern* match) {
+        auto const fileOf = [](FcPattern* pattern) {
+            FcChar8* file = nullptr;
+            bool const isKnown = pattern != nullptr && FcPatternGetString(pattern, FC_FILE, 0, &file) == FcResultMatch;
+            return std::string(isKnown ? reinterpret_cast<char const*>(file) : "");
+        };
+        return fileOf(match) != fileOf(Match(MakePattern(query, "a family that is not there").get()).get());
     }
 
     void NoteMissing(std::string const& family) {
@@ -206,8 +219,19 @@ FontStack::FontStack(FontQuery const& query) : m_fallback(std::make_unique<Fallb
         if (m_primary)
             return;
         fonts.NoteMissing(family);
+        // The system may know a family of the same measures, or of the same kind.
+        if (match && fonts.IsSubstitute(query, match.get()))
+            m_primary = fonts.Open(match.get());
+        if (m_primary)
+            return;
     }
-    m_primary = fonts.Open(fonts.Match(fonts.MakePattern(query, "serif").get()).get());
+    // What browsers fall back to, where the system has it or something of its measures.
+    constexpr char const* c_usual = "Times New Roman";
+    if (auto const usual = fonts.Match(fonts.MakePattern(query, c_usual).get());
+        usual && (SystemFonts::HasFamily(usual.get(), c_usual) || fonts.IsSubstitute(query, usual.get())))
+        m_primary = fonts.Open(usual.get());
+    if (!m_primary)
+        m_primary = fonts.Open(fonts.Match(fonts.MakePattern(query, "serif").get()).get());
     if (m_primary)
         return;
     m_fallback->Sort(fonts);

@@ -28,9 +28,11 @@ Kernel::Counted<PolyCurveDbl const> const& GetMissingLetter() {
     return s_outline;
 }
 
-// Glyphs of letters that must not vanish: those that are missing, and symbols that the face has as pictures only.
-bool MustShow(ShapedGlyph const& glyph, char32_t character) {
-    return glyph.GetId() == 0 || (glyph.advance > 0 && u_charType(static_cast<UChar32>(character)) == U_OTHER_SYMBOL);
+// Glyphs of letters that must not vanish: those that are missing, and what the face has as a picture only.
+bool MustShow(FontFace const& face, ShapedGlyph const& glyph, char32_t character) {
+    constexpr std::uint32_t c_graphic = U_GC_L_MASK | U_GC_N_MASK | U_GC_P_MASK | U_GC_S_MASK;
+    bool const isGraphic = (U_GET_GC_MASK(static_cast<UChar32>(character)) & c_graphic) != 0;
+    return glyph.GetId() == 0 || (face.HasPictures() && glyph.advance > 0 && isGraphic);
 }
 
 struct RunView {
@@ -57,7 +59,7 @@ double AddOutlines(PolyCurveDbl& outline, LinePart const& line, LineRun const& r
         auto const& glyph = glyphs[shaped.IsRightToLeft() ? glyphs.size() - 1 - i : i];
         if (shaped.face != nullptr && glyph.GetId() != ShapedGlyph::c_noGlyph) {
             auto letter = shaped.face->GetOutline(glyph.GetId());
-            if (!letter && MustShow(glyph, text[glyph.cluster]))
+            if (!letter && MustShow(*shaped.face, glyph, text[glyph.cluster]))
                 letter = GetMissingLetter();
             if (letter && scaleX > 0 && scaleY > 0) {
                 auto const placed = letter->Clone();
