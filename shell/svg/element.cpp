@@ -83,7 +83,7 @@ void Element::ComputeStyle() {
         if (!builder.Apply(declaration.property, declaration.value))
             m_drawing->m_report.Add("invalid value of " + std::string(GetNameText(declaration.property)), Describe());
     };
-    auto isFirst = [](Name name) { return name == Name::FontSize || name == Name::Color; };
+    auto isFirst = [](Name name) { return name == Name::Color || IsFontProperty(name); };
     for (Declaration const& declaration : declarations)
         if (isFirst(declaration.property))
             apply(declaration);

@@ -1,303 +1,345 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/text_renderer.h"
 #include "shell/svg/importer.h"
+#include "shell/svg/text_layout.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
+#include <map>
 
 namespace Shell::Svg {
 
 namespace {
 
-// Characters of one text element that are looked at.
-constexpr std::size_t c_maximumCharacters = 1'000'000;
+using GlyphAttsRef = Kernel::Counted<Story::GlyphAtts const>;
+
 // Stretches of one text element that are placed by themselves.
 constexpr std::size_t c_maximumPieces = 100'000;
 
-// The values of one position attribute of one element: one for each character from `begin` on.
-struct PositionList {
-    std::size_t begin = 0;
-    std::vector<double> x, y, dx, dy;
-    static double const* At(std::vector<double> const& values, std::size_t index) {
-        return index < values.size() ? &values[index] : nullptr;
-    }
+// What of a font decides where lines stand, in user units.
+struct FontHeights {
+    double ascent = 0, descent = 0, xHeight = 0;
 };
 
-struct PlacedCharacter {
-    char32_t character = 0;
-    std::size_t style = 0;
-    std::optional<double> x, y;
-    double dx = 0, dy = 0;
-    bool IsPlaced() const { return x || y; }
-    bool BeginsPiece() const { return IsPlaced() || dx != 0 || dy != 0; }
-};
-
-bool IsSpace(char32_t c) { return c == U' ' || c == U'\t' || c == U'\n' || c == U'\r'; }
-
-double GetWeight(std::string_view weight) {
-    if (weight == "bold" || weight == "bolder")
-        return 700;
-    if (weight == "lighter")
-        return 300;
-    double value = 400;
-    std::from_chars(weight.data(), weight.data() + weight.size(), value);
-    return value >= 1 && value <= 1000 ? value : 400;
+FontHeights MeasureFont(GlyphAttsRef const& atts) {
+    auto const story = Kernel::MakeCounted<Story::Story>();
+    story->ReplaceText({0, 0}, Story::GlyphString(U"x"), atts);
+    auto const frame = Kernel::MakeCounted<ArtTextNode>(story, Kernel::PointT<double>{})->MakeComposedText();
+    auto const line = frame->GetColumn(0).begin();
+    auto const bounds = Story::GetTextOutline(*frame)->GetBounds();
+    return {line->GetAscent(), line->GetDescent(), bounds ? -bounds->top : line->GetAscent() / 2};
 }
 
-// Reads the characters of a text element in order, each with the element that it stands in and where it is put.
-class TextReader {
-public:
-    TextReader(Drawing& drawing, Element const& text) : m_drawing(drawing) { Read(text); }
-
-    std::vector<PlacedCharacter> const& GetCharacters() const { return m_characters; }
-    Element const& GetStyle(std::size_t index) const { return m_styles[index]; }
-    std::size_t GetStyleCount() const { return m_styles.size(); }
-
-private:
-    struct Open {
-        std::size_t style = 0;
-        std::vector<SourceTree::Content> content;
-        std::size_t next = 0;
-        std::vector<Element> children;
-        bool preservesSpace = false;
-    };
-
-    void Enter(Element const& element, bool preservesSpace) {
-        auto const& tree = m_drawing.GetTree();
-        Open open;
-        open.style = m_styles.size();
-        open.content = tree.GetContent(element.GetNode());
-        if (auto const space = tree.FindByText(element.GetNode(), "xml:space"))
-            preservesSpace = *space == "preserve";
-        open.preservesSpace = preservesSpace;
-        for (auto child = element.GetFirstChild(); child; child = child->GetNextSibling())
-            open.children.push_back(*child);
-        PositionList positions;
-        positions.begin = m_characters.size();
-        positions.x = ReadList(element, "x", element.GetViewport().width);
-        positions.y = ReadList(element, "y", element.GetViewport().height);
-        positions.dx = ReadList(element, "dx", element.GetViewport().width);
-        positions.dy = ReadList(element, "dy", element.GetViewport().height);
-        if (tree.FindByText(element.GetNode(), "rotate"))
-            m_drawing.GetReport().Add("rotation of letters", element.Describe());
-        m_styles.push_back(element);
-        m_positions.push_back(std::move(positions));
-        m_open.push_back(std::move(open));
+double GetBaselineShift(InheritedStyle const& style, GlyphAttsRef const& atts) {
+    if (style.dominantBaseline == DominantBaseline::Alphabetic && style.baselineShiftOfHeight == 0)
+        return style.baselineShift;
+    auto const heights = MeasureFont(atts);
+    double const em = style.fontSize > 0 ? style.fontSize : 1;
+    double shift = style.baselineShift + style.baselineShiftOfHeight * (heights.ascent + heights.descent) / em;
+    switch (style.dominantBaseline) {
+    case DominantBaseline::Middle:
+        return shift - heights.xHeight / 2;
+    case DominantBaseline::Central:
+        return shift - (heights.ascent - heights.descent) / 2;
+    case DominantBaseline::Hanging:
+        return shift - heights.ascent * 0.8;
+    case DominantBaseline::Mathematical:
+        return shift - heights.ascent / 2;
+    case DominantBaseline::Top:
+        return shift - heights.ascent;
+    case DominantBaseline::Bottom:
+        return shift + heights.descent;
+    default:
+        return shift;
     }
+}
 
-    std::vector<double> ReadList(Element const& element, std::string_view name, double whole) const {
-        std::vector<double> values;
-        auto const text = m_drawing.GetTree().FindByText(element.GetNode(), name);
-        if (!text)
-            return values;
-        for (std::string_view rest = *text; !rest.empty() && values.size() < c_maximumCharacters;) {
-            auto const begin = rest.find_first_not_of(" \t\r\n,");
-            if (begin == rest.npos)
-                break;
-            rest.remove_prefix(begin);
-            auto const end = std::min(rest.find_first_of(" \t\r\n,"), rest.size());
-            auto const length = ParseLength(rest.substr(0, end), element.GetFontSizes());
-            if (!length)
-                break;
-            values.push_back(length->Resolve(whole));
-            rest.remove_prefix(end);
-        }
-        return values;
-    }
-
-    void Read(Element const& text) {
-        Enter(text, false);
-        while (!m_open.empty()) {
-            Open& open = m_open.back();
-            if (open.next == open.content.size()) {
-                m_open.pop_back();
-                m_positions.pop_back();
-                continue;
-            }
-            auto const piece = open.content[open.next++];
-            if (piece.child == c_noNode) {
-                AddText(piece.text, open);
-                continue;
-            }
-            auto const child = std::find_if(open.children.begin(), open.children.end(),
-                                            [&](Element const& each) { return each.GetNode() == piece.child; });
-            if (child == open.children.end() || !child->IsDisplayed())
-                continue;
-            if (child->GetKind() == ElementKind::TextPath)
-                m_drawing.GetReport().Add("text on a path", child->Describe());
-            else if (child->GetKind() == ElementKind::TSpan || child->GetKind() == ElementKind::A)
-                Enter(Element(*child), open.preservesSpace);
-        }
-        while (!m_characters.empty() && m_endIsCollapsible && m_characters.back().character == U' ')
-            m_characters.pop_back();
-    }
-
-    // White space as XML's default asks (SVG 1.1, 10.15): one blank for a run, none at the ends.
-    void AddText(std::string const& bytes, Open const& open) {
-        for (char32_t const c : Story::DecodeUtf8(bytes).text) {
-            if (m_characters.size() >= c_maximumCharacters)
-                return;
-            bool const isSpace = IsSpace(c);
-            bool const follows = m_characters.empty() || m_characters.back().character == U' ';
-            if (isSpace && !open.preservesSpace && follows)
-                continue;
-            m_endIsCollapsible = !open.preservesSpace;
-            PlacedCharacter placed;
-            placed.character = isSpace ? U' ' : c;
-            placed.style = open.style;
-            FindPosition(placed);
-            m_characters.push_back(placed);
-        }
-    }
-
-    // The innermost element that says something of the character's place counts.
-    void FindPosition(PlacedCharacter& placed) const {
-        bool hasDx = false, hasDy = false;
-        for (auto list = m_positions.rbegin(); list != m_positions.rend(); ++list) {
-            std::size_t const index = m_characters.size() - list->begin;
-            auto const take = [&](std::optional<double>& value, std::vector<double> const& values) {
-                if (auto const* found = PositionList::At(values, index); found != nullptr && !value)
-                    value = *found;
-            };
-            take(placed.x, list->x);
-            take(placed.y, list->y);
-            if (auto const* dx = PositionList::At(list->dx, index); dx != nullptr && !hasDx) {
-                placed.dx = *dx;
-                hasDx = true;
-            }
-            if (auto const* dy = PositionList::At(list->dy, index); dy != nullptr && !hasDy) {
-                placed.dy = *dy;
-                hasDy = true;
-            }
-        }
-    }
-
-    Drawing& m_drawing;
-    std::vector<PlacedCharacter> m_characters;
-    std::vector<Element> m_styles;
-    std::vector<PositionList> m_positions;
-    std::vector<Open> m_open;
-    bool m_endIsCollapsible = true;
-};
-
-// A stretch of text that is placed by itself.
-struct TextPiece {
-    std::size_t begin = 0, end = 0;
-    Kernel::PointT<double> origin;
-    double advance = 0;
-};
-
-Kernel::Counted<Story::GlyphAtts> MakeGlyphAtts(InheritedStyle const& style, CurvesNode const& paints) {
+// What composition asks for; paints come later, for some of them depend on where the text stands.
+Kernel::Counted<Story::GlyphAtts> MakeFontAtts(InheritedStyle const& style, std::string_view language) {
     auto atts = Kernel::MakeCounted<Story::GlyphAtts>();
     using Story::GlyphAtt;
     atts->Set(GlyphAtt::Double::Size, style.fontSize);
-    atts->Set(GlyphAtt::Double::Weight, GetWeight(style.fontWeight));
-    if (style.fontStyle == "italic" || style.fontStyle.starts_with("oblique"))
-        atts->Set(GlyphAtt::Enum::Italic, 1);
+    atts->Set(GlyphAtt::Double::Weight, style.fontWeight);
+    if (style.fontStretch != 100)
+        atts->Set(GlyphAtt::Double::Width, style.fontStretch);
     if (!style.fontFamily.empty())
         atts->Set(GlyphAtt::String::FontFamily, Kernel::String(style.fontFamily));
-    auto const fill = paints.GetBrushFillDescriptor(true);
-    // Text without a fill is not black: it has a clear one.
-    atts->Set(GlyphAtt::Object::Fill,
-              fill ? fill : Kernel::MakeCounted<Renderer::FillDescriptor const>(Renderer::Colour().WithAlpha(0)));
-    if (paints.GetLineStyleDescriptor() && paints.GetPenFillDescriptor()) {
-        atts->Set(GlyphAtt::Object::LineStyle, paints.GetLineStyleDescriptor());
-        atts->Set(GlyphAtt::Object::LineFill, paints.GetPenFillDescriptor());
-    }
+    if (!language.empty())
+        atts->Set(GlyphAtt::String::Language, Kernel::String(language));
+    if (!style.fontFeatures.empty())
+        atts->Set(GlyphAtt::String::FontFeatures, Kernel::String(style.fontFeatures));
+    auto const setFlag = [&](GlyphAtt::Enum att, bool isOn, int value) {
+        if (isOn)
+            atts->Set(att, value);
+    };
+    setFlag(GlyphAtt::Enum::Italic, style.isItalic, 1);
+    setFlag(GlyphAtt::Enum::SmallCaps, style.hasSmallCaps, 1);
+    setFlag(GlyphAtt::Enum::Kerning, !style.hasKerning, 0);
+    setFlag(GlyphAtt::Enum::Underline, style.isUnderlined, 1);
+    setFlag(GlyphAtt::Enum::Overline, style.isOverlined, 1);
+    setFlag(GlyphAtt::Enum::Strikethrough, style.isStruckThrough, 1);
+    if (double const shift = GetBaselineShift(style, atts); shift != 0)
+        atts->Set(GlyphAtt::Double::BaselineShift, shift);
     return atts;
 }
 
-Kernel::Counted<ArtTextNode> MakePieceNode(TextReader const& text, TextPiece const& piece,
-                                           std::vector<Story::GlyphAttsRef> const& atts, Story::Alignment alignment) {
-    auto const story = Kernel::MakeCounted<Story::Story>();
-    Story::GlyphSink sink(story);
-    auto paragraph = Kernel::MakeCounted<Story::ParagraphAtts>();
-    paragraph->Set(Story::ParagraphAtt::Enum::Alignment, static_cast<int>(alignment));
-    sink.SetParagraphAtts(paragraph);
-    for (std::size_t i = piece.begin; i != piece.end; ++i) {
-        auto const& character = text.GetCharacters()[i];
-        sink.SetGlyphAtts(atts[character.style]);
-        sink.Add(character.character);
+// Fills and lines of text stand in the space of their node: `toText` takes that to the space of the text element.
+Kernel::Counted<Story::GlyphAtts> MakePaintedAtts(GlyphAttsRef const& font, bool isVisible, CurvesNode const& paints,
+                                                  Matrix const& toText) {
+    using Story::GlyphAtt;
+    auto const atts = font->Clone();
+    auto const placed = [&](Kernel::Counted<Renderer::FillDescriptor const> fill) {
+        bool const isPlain = !fill || fill->IsFillNone() || fill->GetFill()->GetType() == Renderer::FillType::Solid;
+        if (!isPlain && !(toText == Matrix{}))
+            fill = fill->CloneWithNewTransform(toText.GetInverse() * fill->GetTransform());
+        return fill;
+    };
+    auto const fill = isVisible ? placed(paints.GetBrushFillDescriptor(true)) : nullptr;
+    // Text without a fill is not black: it has a clear one.
+    atts->Set(GlyphAtt::Object::Fill,
+              fill ? fill : Kernel::MakeCounted<Renderer::FillDescriptor const>(Renderer::Colour().WithAlpha(0)));
+    auto line = paints.GetLineStyleDescriptor();
+    if (!isVisible || !line || !paints.GetPenFillDescriptor())
+        return atts;
+    if (paints.IsLineBehindFill()) {
+        auto const behind = line->Clone();
+        behind->SetDrawBehindFill(true);
+        line = behind;
     }
-    sink.Flush();
-    return Kernel::MakeCounted<ArtTextNode>(story, piece.origin);
+    atts->Set(GlyphAtt::Object::LineStyle, line);
+    atts->Set(GlyphAtt::Object::LineFill, placed(paints.GetPenFillDescriptor()));
+    return atts;
 }
 
-// How far the pen moves, the spaces at the end included.
-double GetAdvance(TextReader const& text, TextPiece const& piece, std::vector<Story::GlyphAttsRef> const& atts) {
-    auto const& characters = text.GetCharacters();
-    auto const node = MakePieceNode(text, piece, atts, Story::Alignment::Left);
-    double width = 0;
-    for (auto const& line : node->MakeComposedText()->GetColumn(0))
-        width += line.GetWidth();
-    if (characters[piece.end - 1].character != U' ')
-        return width;
-    // A space at a line's end hangs and does not count; before a letter it does.
-    auto const widthOf = [&](std::u32string_view sample) {
-        auto const story = Kernel::MakeCounted<Story::Story>();
-        story->ReplaceText({0, 0}, Story::GlyphString(sample), atts[characters[piece.end - 1].style]);
-        return ArtTextNode(story, {}).MakeComposedText()->GetColumn(0).begin()->GetWidth();
-    };
-    return width + widthOf(U"x x") - widthOf(U"xx");
+// Cells that one node holds.
+struct TextPiece {
+    std::size_t begin = 0, end = 0;
+};
+
+Matrix GetPlace(PlacedCell const& cell) {
+    double const cosine = std::cos(cell.rotationRadians), sine = std::sin(cell.rotationRadians);
+    return {cosine * cell.stretch, -sine, cell.place.x, sine * cell.stretch, cosine, cell.place.y};
+}
+
+// Whether a cell stands where the one before it leads to, so that one node holds both.
+bool Follows(PlacedCell const& before, PlacedCell const& cell) {
+    if (cell.beginsChunk || cell.isHidden || before.isHidden || cell.path != before.path ||
+        std::fabs(cell.rotationRadians - before.rotationRadians) > 1e-9 || cell.stretch != before.stretch)
+        return false;
+    auto const expected = GetPlace(before).Apply(Kernel::PointT<double>{cell.naturalX - before.naturalX, 0});
+    double const slack = 1e-3 + std::fabs(cell.advance) * 1e-3;
+    return std::fabs(expected.x - cell.place.x) <= slack && std::fabs(expected.y - cell.place.y) <= slack;
+}
+
+std::vector<TextPiece> FindPieces(std::vector<PlacedCell> const& cells, bool partsDirections) {
+    std::vector<TextPiece> pieces;
+    for (std::size_t i = 0; i != cells.size(); ++i) {
+        bool const joins = i != 0 && Follows(cells[i - 1], cells[i]) &&
+                           !(partsDirections && cells[i].isRightToLeft != cells[i - 1].isRightToLeft);
+        if (!joins && pieces.size() == c_maximumPieces)
+            break;
+        if (joins)
+            pieces.back().end = i + 1;
+        else
+            pieces.push_back({i, i + 1});
+    }
+    return pieces;
+}
+
+// Makes the nodes of one text element.
+class PieceMaker {
+public:
+    PieceMaker(TextReader const& text, TextLayout const& layout, TextLayout::StyleAtts fonts,
+               std::vector<Kernel::Counted<PolyCurveNode>> paints, bool isRightToLeft)
+        : m_text(text),
+          m_layout(layout),
+          m_fonts(std::move(fonts)),
+          m_paints(std::move(paints)),
+          m_isRightToLeft(isRightToLeft) {}
+
+    Kernel::Counted<ArtTextNode> Make(TextPiece const& piece, bool isWholeText) {
+        auto const& cells = m_layout.GetCells();
+        auto const leftmost =
+            *std::min_element(cells.begin() + static_cast<std::ptrdiff_t>(piece.begin),
+                              cells.begin() + static_cast<std::ptrdiff_t>(piece.end),
+                              [](PlacedCell const& a, PlacedCell const& b) { return a.naturalX < b.naturalX; });
+        double width = 0;
+        for (auto i = piece.begin; i != piece.end; ++i)
+            width = std::max(width, cells[i].naturalX + cells[i].advance - leftmost.naturalX);
+        bool const isTurned = leftmost.rotationRadians != 0 || leftmost.stretch != 1;
+        bool const isWholeChunk =
+            cells[piece.begin].beginsChunk && (piece.end == cells.size() || cells[piece.end].beginsChunk) && !isTurned;
+        auto const alignment = isWholeChunk ? GetAlignment(piece) : Story::Alignment::Left;
+        auto const place = isTurned ? GetPlace(leftmost) : Matrix{};
+        auto const story = MakeStory(piece, alignment, isWholeText, place);
+        double const left = isTurned ? 0 : leftmost.place.x;
+        Kernel::PointT<double> origin{left, isTurned ? 0 : leftmost.place.y};
+        if (alignment != Story::Alignment::Left)
+            origin.x += alignment == Story::Alignment::Right ? width : width / 2;
+        auto node = Kernel::MakeCounted<ArtTextNode>(story, origin);
+        if (alignment != Story::Alignment::Left || m_layout.HasRightToLeftText()) {
+            // Spaces at a line's end hang, and a chunk may end in them.
+            double const actual = node->MakeComposedText()->GetColumn(0).begin()->GetOrigin().x;
+            double const hung = m_hangsAtLeft ? m_hungWidth : 0;
+            if (double const off = left + hung - actual; std::fabs(off) > 1e-3)
+                node = Kernel::MakeCounted<ArtTextNode>(story, Kernel::PointT<double>{origin.x + off, origin.y});
+        }
+        if (isTurned)
+            node->SetTransform(place, false);
+        return node;
+    }
+
+private:
+    Story::Alignment GetAlignment(TextPiece const& piece) const {
+        auto const& first = m_text.GetCharacters()[m_layout.GetCells()[piece.begin].begin];
+        auto const& style = m_text.GetStyles()[first.style].GetStyle();
+        if (style.textAnchor == TextAnchor::Middle)
+            return Story::Alignment::Centre;
+        return (style.textAnchor == TextAnchor::End) != style.isRightToLeft ? Story::Alignment::Right
+                                                                            : Story::Alignment::Left;
+    }
+
+    Kernel::Counted<Story::Story> MakeStory(TextPiece const& piece, Story::Alignment alignment, bool isWholeText,
+                                            Matrix const& place) {
+        auto const& cells = m_layout.GetCells();
+        auto const& characters = m_text.GetCharacters();
+        auto story = Kernel::MakeCounted<Story::Story>();
+        Story::GlyphSink sink(story);
+        auto paragraph = Kernel::MakeCounted<Story::ParagraphAtts>();
+        using Story::ParagraphAtt;
+        paragraph->Set(ParagraphAtt::Enum::Alignment, static_cast<int>(alignment));
+        bool const isRightToLeft = isWholeText ? m_isRightToLeft : cells[piece.begin].isRightToLeft;
+        if (m_layout.HasRightToLeftText() || m_isRightToLeft)
+            paragraph->Set(ParagraphAtt::Enum::Direction,
+                           static_cast<int>(isRightToLeft ? Story::ParagraphDirection::RightToLeft
+                                                          : Story::ParagraphDirection::LeftToRight));
+        sink.SetParagraphAtts(paragraph);
+        // Characters that set the direction stand between cells: only the whole text has them all.
+        std::size_t const begin = isWholeText ? 0 : cells[piece.begin].begin;
+        std::size_t const end = isWholeText ? characters.size() : cells[piece.end - 1].end;
+        auto const joins = [&](std::size_t at) {
+            return at != 0 && at != characters.size() && JoinsNeighbours(characters[at - 1].character) &&
+                   JoinsNeighbours(characters[at].character);
+        };
+        constexpr char32_t c_zeroWidthJoiner = 0x200D;
+        m_hungWidth = 0;
+        for (std::size_t i = begin; i != end; ++i) {
+            sink.SetGlyphAtts(GetAtts(characters[i].style, m_layout.GetTracking(i), place));
+            if (i == begin && joins(i))
+                sink.Add(c_zeroWidthJoiner);
+            sink.Add(characters[i].character);
+            if (i + 1 == end && joins(end))
+                sink.Add(c_zeroWidthJoiner);
+        }
+        for (auto i = piece.end; i != piece.begin && characters[cells[i - 1].begin].character == U' '; --i)
+            m_hungWidth += cells[i - 1].advance;
+        m_hangsAtLeft = isRightToLeft;
+        sink.Flush();
+        return story;
+    }
+
+    GlyphAttsRef GetAtts(std::size_t style, double tracking, Matrix const& place) {
+        if (!(place == m_place)) {
+            m_made.clear();
+            m_place = place;
+        }
+        auto& made = m_made[{style, tracking}];
+        if (!made) {
+            auto const painted =
+                MakePaintedAtts(m_fonts[style], m_text.GetStyles()[style].GetStyle().visible, *m_paints[style], place);
+            if (tracking != 0)
+                painted->Set(Story::GlyphAtt::Double::Tracking, tracking);
+            made = painted;
+        }
+        return made;
+    }
+
+    TextReader const& m_text;
+    TextLayout const& m_layout;
+    TextLayout::StyleAtts m_fonts;
+    std::vector<Kernel::Counted<PolyCurveNode>> m_paints;
+    bool m_isRightToLeft;
+    Matrix m_place;
+    std::map<std::pair<std::size_t, double>, GlyphAttsRef> m_made;
+    double m_hungWidth = 0;
+    bool m_hangsAtLeft = false;
+};
+
+// Of the cells, by the heights of the line.
+Kernel::RectT<double> GetBox(TextLayout const& layout) {
+    Kernel::RectT<double> box;
+    for (auto const& cell : layout.GetCells()) {
+        if (cell.isHidden)
+            continue;
+        double const width = cell.stretch != 0 ? cell.advance / cell.stretch : 0;
+        box =
+            box.United(GetPlace(cell).Apply(Kernel::RectT<double>{0, -layout.GetAscent(), width, layout.GetDescent()}));
+    }
+    return box;
 }
 
 } // namespace
 
-// Gradients over text refer to the element's letters before they are placed, for all of them alike.
+// The outline that a text path refers to, in the space of the text. Null, and counted in the report, where there is
+// none.
+Kernel::Counted<Geometry::PolyCurveDbl const> Importer::FindTextPath(Element const& textPath) {
+    auto const reference = Trimmed(textPath.Find(Name::Href).value_or(""));
+    auto const target =
+        reference.starts_with('#')
+            ? textPath.Follow(reference.substr(1),
+                              {ElementKind::Path, ElementKind::Rect, ElementKind::Circle, ElementKind::Ellipse,
+                               ElementKind::Line, ElementKind::Polyline, ElementKind::Polygon},
+                              "href")
+            : std::nullopt;
+    auto const shape = target && target->GetTransform() ? BuildShape(*target) : nullptr;
+    auto const outline = shape ? shape->GetOutline() : nullptr;
+    if (!outline) {
+        m_drawing.GetReport().Add("text on a path that is not there", textPath.Describe());
+        return {};
+    }
+    auto const placed = outline->Clone();
+    placed->ApplyTransform(Geometry::Transform(*target->GetTransform()));
+    return placed;
+}
+
+// Gradients and patterns over text are laid over the box of all of its letters.
 Importer::SceneNodePointer Importer::BuildText(Element const& element) {
     TextReader const text(m_drawing, element);
-    auto const& characters = text.GetCharacters();
-    if (characters.empty())
+    auto const& styles = text.GetStyles();
+    TextLayout::StyleAtts fonts;
+    for (std::size_t i = 0; i != styles.size(); ++i)
+        fonts.push_back(MakeFontAtts(styles[i].GetStyle(), text.GetLanguage(i)));
+    TextLayout::Paths paths;
+    for (auto const style : text.GetPaths())
+        paths.push_back(FindTextPath(styles[style]));
+    if (element.GetStyle().isVertical)
+        m_drawing.GetReport().Add("vertical text", element.Describe());
+    bool const isRightToLeft = element.GetStyle().isRightToLeft;
+    TextLayout const layout(text, fonts, std::move(paths), isRightToLeft);
+    auto const& cells = layout.GetCells();
+    if (cells.empty())
         return {};
-    std::vector<Story::GlyphAttsRef> atts;
-    for (std::size_t i = 0; i != text.GetStyleCount(); ++i) {
-        auto const& style = text.GetStyle(i).GetStyle();
-        auto const paints = Kernel::MakeCounted<PolyCurveNode>();
-        double const em = style.fontSize;
-        double const width = em * 0.5 * static_cast<double>(characters.size());
-        double const x = characters[0].x.value_or(0), y = characters[0].y.value_or(0);
-        paints->SetCurves(
-            Kernel::MakeCounted<Geometry::PolyCurveDbl>(Geometry::RectDbl{x, y - em, x + width, y + em * 0.25}));
-        m_paints.Apply(text.GetStyle(i), *paints, m_contextPaints);
-        atts.push_back(MakeGlyphAtts(style, *paints));
+    auto const box = GetBox(layout);
+    std::vector<Kernel::Counted<PolyCurveNode>> paints;
+    for (auto const& style : styles) {
+        paints.push_back(Kernel::MakeCounted<PolyCurveNode>());
+        paints.back()->SetCurves(Kernel::MakeCounted<Geometry::PolyCurveDbl>(box));
+        m_paints.Apply(style, *paints.back(), m_contextPaints);
     }
+    auto pieces = FindPieces(cells, false);
+    bool const isWholeText = pieces.size() == 1;
+    if (!isWholeText && layout.HasRightToLeftText())
+        pieces = FindPieces(cells, true);
+    PieceMaker maker(text, layout, std::move(fonts), std::move(paints), isRightToLeft);
     auto const group = Kernel::MakeCounted<GroupNode>();
-    Kernel::PointT<double> pen;
-    std::size_t pieceCount = 0;
-    for (std::size_t begin = 0; begin != characters.size();) {
-        // A chunk goes on to the next absolute position (SVG 1.1, 10.5); its anchor moves all of it.
-        std::vector<TextPiece> pieces;
-        std::size_t at = begin;
-        pen = {characters[begin].x.value_or(pen.x), characters[begin].y.value_or(pen.y)};
-        double const start = pen.x;
-        while (at != characters.size() && (at == begin || !characters[at].IsPlaced()) &&
-               pieceCount != c_maximumPieces) {
-            TextPiece piece{at, at + 1, {pen.x + characters[at].dx, pen.y + characters[at].dy}, 0};
-            while (piece.end != characters.size() && !characters[piece.end].BeginsPiece())
-                ++piece.end;
-            piece.advance = GetAdvance(text, piece, atts);
-            pen = {piece.origin.x + piece.advance, piece.origin.y};
-            at = piece.end;
-            pieces.push_back(piece);
-            ++pieceCount;
-        }
-        if (pieces.empty())
-            break;
-        auto const anchor = text.GetStyle(characters[begin].style).GetStyle().textAnchor;
-        double const part = anchor == TextAnchor::Middle ? 0.5 : anchor == TextAnchor::End ? 1 : 0;
-        double const shift = (pen.x - start) * part;
-        auto const alignment = anchor == TextAnchor::Middle ? Story::Alignment::Centre
-                               : anchor == TextAnchor::End  ? Story::Alignment::Right
-                                                            : Story::Alignment::Left;
-        for (auto& piece : pieces) {
-            piece.origin.x += piece.advance * part - shift;
-            group->InsertChild(NodeChildListType::Plain, MakePieceNode(text, piece, atts, alignment), nullptr);
-        }
-        pen.x -= shift;
-        begin = at;
+    for (auto const& piece : pieces) {
+        if (!cells[piece.begin].isHidden)
+            group->InsertChild(NodeChildListType::Plain, maker.Make(piece, isWholeText), nullptr);
     }
+    if (!group->HasChildren(NodeChildListType::Plain))
+        return {};
     if (group->CountChildren(NodeChildListType::Plain) != 1)
         return group;
     auto const only = group->GetFirstChild(NodeChildListType::Plain)->RemoveFromParent();

@@ -70,6 +70,7 @@ private:
 
     // import_text.cpp: art text for each stretch that is placed by itself, in a group where there are several.
     SceneNodePointer BuildText(Element const& element);
+    Kernel::Counted<Geometry::PolyCurveDbl const> FindTextPath(Element const& textPath);
 
     // import_image.cpp
     SceneNodePointer BuildImage(Element const& element);

@@ -67,9 +67,23 @@ enum class Name : std::uint8_t {
     FontFamily,
     FontWeight,
     FontStyle,
+    FontVariant,
+    FontVariantCaps,
+    FontStretch,
+    FontKerning,
+    FontFeatureSettings,
     TextAnchor,
     LetterSpacing,
     WordSpacing,
+    TextDecoration,
+    TextDecorationLine,
+    BaselineShift,
+    DominantBaseline,
+    AlignmentBaseline,
+    Direction,
+    UnicodeBidi,
+    WritingMode,
+    WhiteSpace,
     PaintOrder,
     Marker,
     MarkerStart,
@@ -153,6 +167,8 @@ inline bool IsProperty(Name name) { return name <= c_lastProperty; }
 inline bool IsPresentationAttribute(Name name) {
     return IsProperty(name) && name != Name::MixBlendMode && name != Name::Isolation;
 }
+// Those that `font` sets, and itself.
+inline bool IsFontProperty(Name name) { return name >= Name::Font && name <= Name::FontFeatureSettings; }
 inline bool IsGeometryProperty(Name name) { return name >= c_firstGeometryProperty && name <= c_lastProperty; }
 
 // By local name, case-sensitive as XML is.

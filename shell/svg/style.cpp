@@ -1,28 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/svg/style.h"
 
+#include "shell/svg/keyword.h"
+
 #include <algorithm>
 
 namespace Shell::Svg {
 
 namespace {
-
-template <class Value>
-struct Keyword {
-    std::string_view text;
-    Value value;
-};
-
-// Keywords of CSS are compared without regard to case.
-template <class Value, std::size_t N, class Target>
-bool SetKeyword(Keyword<Value> const (&keywords)[N], std::string_view text, Target& target) {
-    for (Keyword<Value> const& keyword : keywords)
-        if (EqualsIgnoringCase(keyword.text, text)) {
-            target = keyword.value;
-            return true;
-        }
-    return false;
-}
 
 template <class Value>
 bool Set(std::optional<Value> const& value, Value& target) {
@@ -46,8 +31,6 @@ constexpr Keyword<bool> c_imageRenderings[] = {
     {"crisp-edges", false}, {"smooth", true},          {"high-quality", true}};
 constexpr Keyword<bool> c_shapeRenderings[] = {
     {"auto", true}, {"geometricprecision", true}, {"optimizespeed", false}, {"crispedges", false}};
-constexpr Keyword<TextAnchor> c_textAnchors[] = {
-    {"start", TextAnchor::Start}, {"middle", TextAnchor::Middle}, {"end", TextAnchor::End}};
 constexpr Keyword<Overflow> c_overflows[] = {{"visible", Overflow::Visible},
                                              {"auto", Overflow::Visible},
                                              {"hidden", Overflow::Hidden},
@@ -72,9 +55,6 @@ constexpr Keyword<MixMode> c_mixModes[] = {{"normal", MixMode::Normal},
 constexpr Keyword<bool> c_isolations[] = {{"auto", false}, {"isolate", true}};
 constexpr Keyword<bool> c_vectorEffects[] = {{"none", false}, {"non-scaling-stroke", true}};
 constexpr Keyword<bool> c_maskTypes[] = {{"luminance", false}, {"alpha", true}};
-// CSS Fonts 3, section 3.5: the sizes of the absolute keywords where medium is 16 pixels.
-constexpr Keyword<double> c_fontSizes[] = {{"xx-small", 9}, {"x-small", 10}, {"small", 13},   {"medium", 16},
-                                           {"large", 18},   {"x-large", 24}, {"xx-large", 32}};
 
 // A colour or a keyword that stands for one.
 bool SetPlainPaint(std::string_view text, PaintKind& kind, Rgba& colour) {
@@ -228,18 +208,8 @@ void StyleBuilder::CopyFrom(Name property, InheritedStyle const& source) {
         return copy(&InheritedStyle::markerMid);
     case Name::MarkerEnd:
         return copy(&InheritedStyle::markerEnd);
-    case Name::FontSize:
-        return copy(&InheritedStyle::fontSize);
-    case Name::FontFamily:
-        return copy(&InheritedStyle::fontFamily);
-    case Name::FontWeight:
-        return copy(&InheritedStyle::fontWeight);
-    case Name::FontStyle:
-        return copy(&InheritedStyle::fontStyle);
-    case Name::TextAnchor:
-        return copy(&InheritedStyle::textAnchor);
     default:
-        return;
+        return CopyTextFrom(property, source);
     }
 }
 
@@ -289,19 +259,6 @@ bool StyleBuilder::ApplyInherited(Name property, std::string_view value) {
         return SetKeyword(c_imageRenderings, value, Edit().smoothImages);
     case Name::ShapeRendering:
         return SetKeyword(c_shapeRenderings, value, Edit().antialiased);
-    case Name::TextAnchor:
-        return SetKeyword(c_textAnchors, value, Edit().textAnchor);
-    case Name::FontSize:
-        return ApplyFontSize(value);
-    case Name::FontFamily:
-        Edit().fontFamily = value;
-        return true;
-    case Name::FontWeight:
-        Edit().fontWeight = value;
-        return true;
-    case Name::FontStyle:
-        Edit().fontStyle = value;
-        return true;
     case Name::PaintOrder:
         return ApplyPaintOrder(value);
     case Name::Marker:
@@ -310,8 +267,7 @@ bool StyleBuilder::ApplyInherited(Name property, std::string_view value) {
     case Name::MarkerEnd:
         return ApplyMarker(property, value);
     default:
-        // Properties of text that are only listed: nothing here depends on them.
-        return true;
+        return ApplyText(property, value);
     }
 }
 
@@ -356,25 +312,6 @@ bool StyleBuilder::ApplyOwn(Name property, std::string_view value) {
     default:
         return true;
     }
-}
-
-bool StyleBuilder::ApplyFontSize(std::string_view value) {
-    double size = 0;
-    if (SetKeyword(c_fontSizes, value, size)) {
-        Edit().fontSize = size;
-        return true;
-    }
-    // Relative sizes refer to the parent's, whatever an overruled declaration said.
-    double const parent = m_parent->fontSize;
-    if (EqualsIgnoringCase(value, "larger") || EqualsIgnoringCase(value, "smaller")) {
-        Edit().fontSize = EqualsIgnoringCase(value, "larger") ? parent * 1.2 : parent / 1.2;
-        return true;
-    }
-    auto const length = ParseLength(value, {parent, m_rootFontSize});
-    if (!length || length->value < 0)
-        return false;
-    Edit().fontSize = std::min(length->Resolve(parent), 1e30);
-    return true;
 }
 
 bool StyleBuilder::ApplyMarker(Name property, std::string_view value) {

@@ -32,6 +32,11 @@ enum class LineJoin : std::uint8_t { Miter, Round, Bevel };
 enum class PaintLayer : std::uint8_t { Fill, Stroke, Markers };
 enum class Overflow : std::uint8_t { Unset, Visible, Hidden };
 enum class TextAnchor : std::uint8_t { Start, Middle, End };
+// What of the font stands on the line (SVG 2, 11.10.2).
+enum class DominantBaseline : std::uint8_t { Alphabetic, Middle, Central, Hanging, Mathematical, Top, Bottom };
+// CSS Writing Modes 3, 2.2.
+enum class UnicodeBidi : std::uint8_t { Normal, Embed, Override, Isolate, IsolateOverride, PlainText };
+enum class WhiteSpace : std::uint8_t { Unset, Collapse, Preserve };
 // Compositing 1, section 5, in its order.
 enum class MixMode : std::uint8_t {
     Normal,
@@ -76,7 +81,24 @@ struct InheritedStyle {
     // Ids of marker elements, empty for none.
     std::string_view markerStart, markerMid, markerEnd;
     double fontSize = 16;
-    std::string_view fontFamily, fontWeight, fontStyle;
+    std::string_view fontFamily;
+    double fontWeight = 400;
+    double fontStretch = 100;
+    bool isItalic = false;
+    bool hasSmallCaps = false;
+    bool hasKerning = true;
+    // As font-feature-settings lists them.
+    std::string_view fontFeatures;
+    double letterSpacing = 0, wordSpacing = 0;
+    // Of the element and of those that it stands in.
+    bool isUnderlined = false, isOverlined = false, isStruckThrough = false;
+    // Upwards: a length, and one that is multiplied by how many ems the font's ascent and descent take together; of the
+    // element and of those that it stands in.
+    double baselineShift = 0, baselineShiftOfHeight = 0;
+    DominantBaseline dominantBaseline = DominantBaseline::Alphabetic;
+    bool isRightToLeft = false;
+    bool isVertical = false;
+    WhiteSpace whiteSpace = WhiteSpace::Unset;
     TextAnchor textAnchor = TextAnchor::Start;
     friend bool operator==(InheritedStyle const&, InheritedStyle const&) = default;
 };
@@ -91,6 +113,7 @@ struct OwnStyle {
     MixMode mixMode = MixMode::Normal;
     double opacity = 1;
     double stopOpacity = 1;
+    UnicodeBidi unicodeBidi = UnicodeBidi::Normal;
     Rgba stopColour;
     bool stopIsCurrentColour = false;
     // Ids of the elements that are referred to, empty for none.
@@ -133,6 +156,14 @@ private:
     bool ApplyInherited(Name property, std::string_view value);
     bool ApplyOwn(Name property, std::string_view value);
     bool ApplyFontSize(std::string_view value);
+    // style_text.cpp
+    bool ApplyText(Name property, std::string_view value);
+    void CopyTextFrom(Name property, InheritedStyle const& source);
+    bool ApplyFont(std::string_view value);
+    bool ApplyFontWeight(std::string_view value);
+    bool ApplySpacing(std::string_view value, double InheritedStyle::*target);
+    bool ApplyDecoration(std::string_view value);
+    bool ApplyBaselineShift(std::string_view value);
     bool ApplyMarker(Name property, std::string_view value);
     bool ApplyDashes(std::string_view value);
     bool ApplyPaintOrder(std::string_view value);

@@ -112,13 +112,13 @@ TEST(ImportText, AMiddleAnchorTakesTheWholeChunk) {
 }
 
 TEST(ImportText, WhatIsNotTakenOverIsNamed) {
-    auto const drawing = Read("<path id='p' d='M0 0h100'/><text>a<textPath href='#p'>along</textPath></text>"
-                              "<text rotate='30'>b</text>");
+    auto const drawing = Read("<text>a<textPath href='#missing'>along</textPath></text>"
+                              "<text writing-mode='tb'>b</text>");
     std::string lines;
     for (auto const& line : drawing.report.GetLines())
         lines += line + "\n";
-    EXPECT_NE(lines.find("text on a path"), lines.npos);
-    EXPECT_NE(lines.find("rotation of letters"), lines.npos);
+    EXPECT_NE(lines.find("text on a path that is not there"), lines.npos);
+    EXPECT_NE(lines.find("vertical text"), lines.npos);
 }
 
 TEST(ImportText, TransformsAndOpacityAreThoseOfTheElement) {
