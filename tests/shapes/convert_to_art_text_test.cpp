@@ -224,6 +224,81 @@ TEST_F(ConvertToArtText, RaggedTextLooksTheSameAfterwards) {
     EXPECT_LE(greatest, 2);
 }
 
+TEST_F(ConvertToArtText, OneFilledColumnOfTwoGivesOneNodeWithoutAGroup) {
+    auto const frame = Add({50, 50, 450, 300}, "few words");
+    frame->SetColumns(2, 10);
+    ASSERT_TRUE(frame->MakeComposedFrame()->GetColumn(1).empty());
+    Run({frame});
+    ASSERT_EQ(Children().size(), 1u);
+    EXPECT_NE(CastPointer<ArtTextNode>(Children()[0]), nullptr);
+    auto const* const item = CastPointer<SubSelectionItem const>(document->GetCurrentSelection()->begin()->get());
+    ASSERT_NE(item, nullptr);
+    EXPECT_NE(item->GetSubSelection(), nullptr);
+}
+
+// Text of other directions and without spaces, and a frame whose text goes on beyond its end.
+TEST_F(ConvertToArtText, RaggedTextOfAllKindsLooksTheSameAfterwards) {
+    std::string hebrew, japanese, words;
+    for (int i = 0; i != 12; ++i) {
+        hebrew += "\u05D1\u05E8\u05D0\u05E9\u05D9\u05EA abc \u05D1\u05E8\u05D0, ";
+        japanese += "\u3059\u3079\u3066\u306E\u4EBA\u9593\u306F\u3001";
+        words += "words that go on ";
+    }
+    std::vector<Kernel::Counted<Node>> frames{Add({30, 30, 230, 230}, hebrew.c_str()),
+                                              Add({260, 30, 460, 230}, japanese.c_str()),
+                                              Add({30, 300, 230, 350}, words.c_str())};
+    auto const before = Draw();
+    Run(frames);
+    auto const after = Draw();
+    int greatest = 0;
+    std::size_t ink = 0;
+    for (std::size_t i = 0; i != before.size(); ++i) {
+        greatest = std::max(greatest, std::abs(before[i] - after[i]));
+        ink += before[i] < 128;
+    }
+    EXPECT_GT(ink, 5000u);
+    EXPECT_LE(greatest, 2);
+    for (auto const* const child : Children())
+        EXPECT_EQ(CastPointer<FrameTextNode const>(child), nullptr);
+}
+
+// The command copies what a frame shows and leaves the story alone: frames that stay in the chain are filled with it
+// from its beginning.
+TEST_F(ConvertToArtText, TheStoryStaysWithTheFramesThatAreLeft) {
+    auto const head = Add({50, 50, 150, 92});
+    auto const second = MakeCounted<FrameTextNode>(Kernel::RectT<double>{200, 50, 300, 400});
+    Append(*document->GetCurrentSpread(), second);
+    second->LinkBehind(*head);
+    auto const whole = RawTextOf(head.get());
+    auto const hash = document->GetHash(false);
+    Run({head});
+    EXPECT_EQ(RawTextOf(second.get()), whole);
+    EXPECT_EQ(second->MakeComposedFrame()->GetRange().begin, 0u);
+    document->Undo();
+    EXPECT_EQ(document->GetHash(false), hash);
+    EXPECT_GT(second->MakeComposedFrame()->GetRange().begin, 0u);
+    Run({second});
+    EXPECT_EQ(RawTextOf(head.get()), whole);
+    document->Undo();
+    EXPECT_EQ(document->GetHash(false), hash);
+}
+
+// Pieces of a row beside a shape become one line.
+TEST_F(ConvertToArtText, RowsOnBothSidesOfAShapeBecomeLines) {
+    auto const frame = Add({50, 50, 450, 300}, "some words that run on both sides of a shape that stands in the middle "
+                                               "of the frame, and below it again as they did");
+    auto const shape = MakeRectangle({200, 40, 300, 100}, 1, 0, 0);
+    shape->SetTextWrap(1, {});
+    Append(*document->GetCurrentSpread(), shape);
+    auto const& column = frame->MakeComposedFrame()->GetColumn(0);
+    auto const rows =
+        std::count_if(column.begin(), column.end(), [](auto const& line) { return line.IsWholeLineBack(); });
+    ASSERT_LT(static_cast<std::size_t>(rows), column.size());
+    Run({frame});
+    auto const text = RawTextOf(Children()[0]);
+    EXPECT_EQ(std::count(text.begin(), text.end(), Story::c_lineSeparator), rows - 1);
+}
+
 // A chain that is taken apart in one go keeps the text that each frame showed.
 TEST_F(ConvertToArtText, LinkedFramesKeepTheirOwnPartOfTheText) {
     auto const head = Add({50, 50, 150, 92});
