@@ -23,6 +23,8 @@ constexpr std::size_t c_maximumWord = 100;
 // For each thread: so many languages, and so many words of each.
 constexpr std::size_t c_maximumLanguages = 8;
 constexpr std::size_t c_maximumWords = 1 << 15;
+// Words are looked for at so many places: a text that was made to have its words all at one place finds none there.
+constexpr std::size_t c_maximumProbes = 64;
 constexpr int c_leastBefore = 2;
 constexpr int c_leastBehind = 3;
 
@@ -53,7 +55,10 @@ public:
     // False when the word is not known.
     bool Find(std::u32string_view word, std::uint32_t hash, Places& places) const {
         std::size_t const mask = m_slots.size() - 1;
-        for (std::size_t i = hash & mask; m_slots[i].place != 0; i = (i + 1) & mask) {
+        for (std::size_t probe = 0; probe != c_maximumProbes; ++probe) {
+            std::size_t const i = (hash + probe) & mask;
+            if (m_slots[i].place == 0)
+                break;
             // Length, letters, number of places, places.
             auto const* const kept = m_kept.data() + m_slots[i].place - 1;
             if (m_slots[i].hash == hash && kept[0] == word.size() && std::equal(word.begin(), word.end(), kept + 1)) {
@@ -91,12 +96,16 @@ private:
         std::uint32_t place = 0; // in m_kept, from 1
     };
 
+    // What finds no place is not found later.
     void Enter(Slot const& slot) {
         std::size_t const mask = m_slots.size() - 1;
-        std::size_t i = slot.hash & mask;
-        while (m_slots[i].place != 0)
-            i = (i + 1) & mask;
-        m_slots[i] = slot;
+        for (std::size_t probe = 0; probe != c_maximumProbes; ++probe) {
+            auto& place = m_slots[(slot.hash + probe) & mask];
+            if (place.place == 0) {
+                place = slot;
+                return;
+            }
+        }
     }
 
     // A power of two of them, half empty.

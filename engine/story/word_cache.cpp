@@ -19,6 +19,8 @@ constexpr std::size_t c_maximumWords = 1 << 15;
 // Longer words are shaped whenever they come.
 constexpr std::size_t c_maximumLength = 40;
 constexpr std::size_t c_maximumGlyphs = 160;
+// Words are looked for at so many places: a text that was made to have its words all at one place finds none there.
+constexpr std::size_t c_maximumProbes = 64;
 
 constexpr char32_t c_plainEnd = 0x20C0;
 
@@ -197,7 +199,10 @@ private:
 
     KeptWord Find(std::u32string_view text, Stretch const& stretch) const {
         std::size_t const mask = m_slots.size() - 1;
-        for (std::size_t i = stretch.hash & mask; m_slots[i].place != 0; i = (i + 1) & mask) {
+        for (std::size_t probe = 0; probe != c_maximumProbes; ++probe) {
+            std::size_t const i = (stretch.hash + probe) & mask;
+            if (m_slots[i].place == 0)
+                break;
             if (m_slots[i].hash != stretch.hash)
                 continue;
             KeptWord const word{m_kept.data() + m_slots[i].place - 1};
@@ -251,7 +256,8 @@ private:
         if (2 * (m_count + 1) > m_slots.size())
             GrowSlots();
         auto const place = m_kept.size();
-        Enter({stretch.hash, static_cast<std::uint32_t>(place + 1)});
+        if (!Enter({stretch.hash, static_cast<std::uint32_t>(place + 1)}))
+            return {nullptr};
         ++m_count;
         bool const hasOffsets = std::any_of(
             m_raw.begin(), m_raw.end(), [](RawGlyph const& glyph) { return glyph.offsetX != 0 || glyph.offsetY != 0; });
@@ -289,12 +295,16 @@ private:
         }
     }
 
-    void Enter(Slot const& slot) {
+    bool Enter(Slot const& slot) {
         std::size_t const mask = m_slots.size() - 1;
-        std::size_t i = slot.hash & mask;
-        while (m_slots[i].place != 0)
-            i = (i + 1) & mask;
-        m_slots[i] = slot;
+        for (std::size_t probe = 0; probe != c_maximumProbes; ++probe) {
+            auto& place = m_slots[(slot.hash + probe) & mask];
+            if (place.place == 0) {
+                place = slot;
+                return true;
+            }
+        }
+        return false;
     }
 
     ShapedGlyph MakeSpace(std::uint32_t cluster, Adjustment const& left, Adjustment const& right,
