@@ -7,11 +7,19 @@
 
 namespace Bench {
 
-double GetProcessMilliseconds() {
+namespace {
+
+double ReadClock(clockid_t clock) {
     timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    clock_gettime(clock, &now);
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) * 1e-6;
 }
+
+} // namespace
+
+double GetProcessMilliseconds() { return ReadClock(CLOCK_PROCESS_CPUTIME_ID); }
+
+double GetThreadMilliseconds() { return ReadClock(CLOCK_THREAD_CPUTIME_ID); }
 
 double GetElapsedMilliseconds() {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();

@@ -14,6 +14,8 @@ namespace Bench {
 
 // Processor time of all threads of the process.
 double GetProcessMilliseconds();
+// Of the calling thread alone.
+double GetThreadMilliseconds();
 double GetElapsedMilliseconds();
 
 // The best time that was measured under a name; 0 when there is none.
