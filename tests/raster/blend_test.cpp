@@ -35,6 +35,35 @@ TEST(Blend, OfOpaqueBytesEqualsTheRuleForAllValues) {
     EXPECT_EQ(0u, different);
 }
 
+TEST(Blend, OfOpaqueWordsEqualsTheRuleForAllMasks) {
+    std::vector<std::uint16_t> mask(65536), processed(65536), existing(65536), full(65536, 65535), result(65536);
+    for (unsigned m = 0; m != 65536; ++m)
+        mask[m] = static_cast<std::uint16_t>(m);
+    std::mt19937 random(2);
+    std::size_t different = 0;
+    for (int round = 0; round != 24; ++round) {
+        for (auto* const plane : {&processed, &existing}) {
+            auto const ends = static_cast<std::uint16_t>(random() % 2 * 65535);
+            for (auto& v : *plane)
+                v = round < 8 ? ends : static_cast<std::uint16_t>(random());
+        }
+        Blend(BlendRun<std::uint16_t>{{result.data()},
+                                      {processed.data(), full.data()},
+                                      {existing.data(), full.data()},
+                                      mask.data(),
+                                      65536,
+                                      false},
+              1);
+        for (std::size_t m = 0; m != 65536; ++m) {
+            std::uint16_t pixel[] = {processed[m], 65535};
+            std::uint16_t const old[] = {existing[m], 65535};
+            BlendPixel<std::uint16_t, 1>(pixel, old, mask[m]);
+            different += pixel[0] != result[m] || pixel[1] != 65535;
+        }
+    }
+    EXPECT_EQ(0u, different);
+}
+
 template <class Sample, int Colours>
 void CompareRandomRuns(bool opaque) {
     constexpr int c_count = 203;

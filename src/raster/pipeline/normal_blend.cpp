@@ -103,7 +103,8 @@ struct OpaqueLoop<std::uint8_t, ColourCount> {
     }
 };
 
-// In 16 bits what depends on the mask alone is computed once.
+// In 16 bits what depends on the mask alone is computed once. For each of the 65536 mask samples the rule's alpha, as a
+// part of full scale, is 1: nothing is divided by it.
 template <int ColourCount>
 struct OpaqueLoop<std::uint16_t, ColourCount> {
     using Scale = SampleScale<std::uint16_t>;
@@ -114,14 +115,12 @@ struct OpaqueLoop<std::uint16_t, ColourCount> {
         for (int from = 0; from < run->count; from += c_block) {
             int const n = run->count - from < c_block ? run->count - from : c_block;
             std::uint16_t const* __restrict const m = run->mask + from;
-            float share[c_block], rest[c_block], divisor[c_block];
+            alignas(64) float share[c_block], rest[c_block];
             for (int i = 0; i < n; ++i) {
+                // Taking a whole share or none gives the sample itself, as the rule says of the mask's ends.
                 float const t = 1.0f - static_cast<float>(m[i]) / c_maximum;
-                float const alpha = (1.0f - t) * c_maximum + t * c_maximum;
                 share[i] = 1.0f - t;
                 rest[i] = t;
-                // Taking a whole share or none gives the sample itself, as the rule says of the mask's ends.
-                divisor[i] = alpha != c_maximum ? alpha * Scale::c_factor : 1.0f;
             }
             for (int c = 0; c != ColourCount; ++c) {
                 if (run->out[c] == nullptr)
@@ -130,8 +129,7 @@ struct OpaqueLoop<std::uint16_t, ColourCount> {
                 std::uint16_t const* __restrict const own = run->processed[c] + from;
                 std::uint16_t const* __restrict const old = run->existing[c] + from;
                 for (int i = 0; i < n; ++i) {
-                    float const v =
-                        (share[i] * static_cast<float>(own[i]) + rest[i] * static_cast<float>(old[i])) / divisor[i];
+                    float const v = share[i] * static_cast<float>(own[i]) + rest[i] * static_cast<float>(old[i]);
                     to[i] =
                         static_cast<std::uint16_t>(static_cast<std::int32_t>((v < c_maximum ? v : c_maximum) + 0.5f));
                 }
