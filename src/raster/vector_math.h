@@ -45,8 +45,8 @@ inline constexpr double c_largestAngle = 1e5;
     double const s = isOdd ? cosineOfRest : sineOfRest;
     double const c = isOdd ? sineOfRest : cosineOfRest;
     bool const isHalf = (turn == 2.0) | (turn == -2.0);
-    sine = isHalf | (turn == -1.0) ? -s : s;
-    cosine = isHalf | (turn == 1.0) ? -c : c;
+    sine = (isHalf | (turn == -1.0)) ? -s : s;
+    cosine = (isHalf | (turn == 1.0)) ? -c : c;
 }
 
 // The angle of the vector (x, y) from the x axis, -pi to pi; 0 for (0, 0). Finite numbers.
