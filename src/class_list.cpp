@@ -31,33 +31,35 @@ using namespace Commands;
 
 template <class T>
 using Class = RegisteredClass<T>;
+// Spelt out, as clang 14 calls a constructor that is only there when compiled where a text becomes a tag by itself.
+using Tag = Kernel::ClassUID;
 template <class T>
 Kernel::ClassProperties const* Base() {
     return T::GetTypeClassProperties();
 }
 
 // clang-format off
-Class<AddPressureProfileCommand>           const c_APPC{"APPC", 1, Base<DocumentCommand>(),      Coverage::No};
-Class<AddViewPointCommand>                 const c_AVwP{"AVwP", 1, Base<DocumentCommand>(),      Coverage::Yes};
-Class<ConvertToArtTextCommand>             const c_C2AT{"C2AT", 1, Base<SelectionCommandBase>(), Coverage::Yes};
-Class<DeleteSymbolCommand>                 const c_DSyC{"DSyC", 1, Base<DocumentCommand>(),      Coverage::Yes};
-Class<DivideShapesCommand>                 const c_DiSC{"DiSC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
-Class<FillHolesCommand>                    const c_FHsC{"FHsC", 1, Base<DocumentCommand>(),      Coverage::Yes};
-Class<FlipCanvasCommand>                   const c_FliC{"FliC", 1, Base<DocumentCommand>(),      Coverage::Yes};
-Class<InflateUntrustedRasterNodesCommand>  const c_IURC{"IURC", 1, Base<SelectionCommandBase>(), Coverage::No};
-Class<RasterPluginFilterCommand>           const c_RpFC{"RpFC", 1, Base<RasterCommand>(),        Coverage::Yes};
-Class<RasterPolarToRectangularCommand>     const c_PoRR{"PoRR", 1, Base<RasterCommand>(),        Coverage::Yes};
-Class<RasterRectangularToPolarCommand>     const c_RRPo{"RRPo", 1, Base<RasterCommand>(),        Coverage::Yes};
-Class<RasterSolariseCommand>               const c_Slze{"Slze", 1, Base<RasterCommand>(),        Coverage::Yes};
-Class<RasterWebSafeDitherCommand>          const c_WSDC{"WSDC", 1, Base<RasterCommand>(),        Coverage::Yes};
-Class<ReplaceBitmapCommand>                const c_ReBC{"ReBC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
-Class<SetAnchorPagesSettingCommand>        const c_SanS{"SanS", 1, Base<DocumentCommand>(),      Coverage::No};
-Class<SetGuidesFillCommand>                const c_SGCC{"SGCC", 1, Base<DocumentCommand>(),      Coverage::Yes};
-Class<SetMasterMigratePagesSettingCommand> const c_SmmS{"SmmS", 1, Base<DocumentCommand>(),      Coverage::No};
-Class<SetReflowPagesSettingCommand>        const c_SrfS{"SrfS", 1, Base<CompoundCommand>(),      Coverage::No};
-Class<SetScaleOverrideFlagsCommand>        const c_SPSC{"SPSC", 1, Base<DocumentCommand>(),      Coverage::Yes};
-Class<UngroupAllNodesCommand>              const c_UANC{"UANC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
-Class<UngroupNodesCommand>                 const c_UGNC{"UGNC", 1, Base<SelectionCommandBase>(), Coverage::Yes};
+Class<AddPressureProfileCommand>           const c_APPC{Tag("APPC"), 1, Base<DocumentCommand>(),      Coverage::No};
+Class<AddViewPointCommand>                 const c_AVwP{Tag("AVwP"), 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<ConvertToArtTextCommand>             const c_C2AT{Tag("C2AT"), 1, Base<SelectionCommandBase>(), Coverage::Yes};
+Class<DeleteSymbolCommand>                 const c_DSyC{Tag("DSyC"), 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<DivideShapesCommand>                 const c_DiSC{Tag("DiSC"), 1, Base<SelectionCommandBase>(), Coverage::Yes};
+Class<FillHolesCommand>                    const c_FHsC{Tag("FHsC"), 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<FlipCanvasCommand>                   const c_FliC{Tag("FliC"), 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<InflateUntrustedRasterNodesCommand>  const c_IURC{Tag("IURC"), 1, Base<SelectionCommandBase>(), Coverage::No};
+Class<RasterPluginFilterCommand>           const c_RpFC{Tag("RpFC"), 1, Base<RasterCommand>(),        Coverage::Yes};
+Class<RasterPolarToRectangularCommand>     const c_PoRR{Tag("PoRR"), 1, Base<RasterCommand>(),        Coverage::Yes};
+Class<RasterRectangularToPolarCommand>     const c_RRPo{Tag("RRPo"), 1, Base<RasterCommand>(),        Coverage::Yes};
+Class<RasterSolariseCommand>               const c_Slze{Tag("Slze"), 1, Base<RasterCommand>(),        Coverage::Yes};
+Class<RasterWebSafeDitherCommand>          const c_WSDC{Tag("WSDC"), 1, Base<RasterCommand>(),        Coverage::Yes};
+Class<ReplaceBitmapCommand>                const c_ReBC{Tag("ReBC"), 1, Base<SelectionCommandBase>(), Coverage::Yes};
+Class<SetAnchorPagesSettingCommand>        const c_SanS{Tag("SanS"), 1, Base<DocumentCommand>(),      Coverage::No};
+Class<SetGuidesFillCommand>                const c_SGCC{Tag("SGCC"), 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<SetMasterMigratePagesSettingCommand> const c_SmmS{Tag("SmmS"), 1, Base<DocumentCommand>(),      Coverage::No};
+Class<SetReflowPagesSettingCommand>        const c_SrfS{Tag("SrfS"), 1, Base<CompoundCommand>(),      Coverage::No};
+Class<SetScaleOverrideFlagsCommand>        const c_SPSC{Tag("SPSC"), 1, Base<DocumentCommand>(),      Coverage::Yes};
+Class<UngroupAllNodesCommand>              const c_UANC{Tag("UANC"), 1, Base<SelectionCommandBase>(), Coverage::Yes};
+Class<UngroupNodesCommand>                 const c_UGNC{Tag("UGNC"), 1, Base<SelectionCommandBase>(), Coverage::Yes};
 // clang-format on
 
 } // namespace
