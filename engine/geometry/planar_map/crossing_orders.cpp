@@ -25,10 +25,10 @@ double InterpolatedParameter(GridSegment const& s, CurvePart const& part, GridPo
 
 // Chords cross where curves do, and once, but the crossings of one curve with two others may still lie the other way
 // round, or so near to each other that the chords can't tell.
-void FlattenedNet::CheckCrossings(CurveNet const& net, Monitor& monitor) {
+void FlattenedNet::CheckCrossings(Monitor& monitor) {
     for (; m_metCrossings != crossings.size(); ++m_metCrossings) {
         if (IsAlive(crossings[m_metCrossings]))
-            Meet(net, crossings[m_metCrossings]);
+            Meet(crossings[m_metCrossings]);
         monitor.Tick();
     }
     CollectStops(monitor);
@@ -41,7 +41,7 @@ void FlattenedNet::CheckCrossings(CurveNet const& net, Monitor& monitor) {
 }
 
 // Solves curve(t) == other(u) by Newton's method within the stretches of the two chords, where there is one solution.
-void FlattenedNet::Meet(CurveNet const& net, Crossing& crossing) {
+void FlattenedNet::Meet(Crossing& crossing) {
     constexpr int c_steps = 16;
     constexpr double c_closeEnough = 1.0 / 1024;
     CurvePart const &a = list.parts[crossing.a], &b = list.parts[crossing.b];
@@ -49,8 +49,8 @@ void FlattenedNet::Meet(CurveNet const& net, Crossing& crossing) {
     crossing.u = InterpolatedParameter(list.segments[crossing.b], b, crossing.at);
     if (a.error == 0 && b.error == 0)
         return;
-    Segment const curve = net.GetGridCurve(net.pieces[a.owner].curve),
-                  other = net.GetGridCurve(net.pieces[b.owner].curve);
+    Segment const curve = m_net->GetGridCurve(m_net->pieces[a.owner].curve),
+                  other = m_net->GetGridCurve(m_net->pieces[b.owner].curve);
     double t = crossing.t, u = crossing.u;
     for (int i = 0; i != c_steps; ++i) {
         PointDbl const p = Evaluate(curve, t), q = Evaluate(other, u);
@@ -67,9 +67,22 @@ void FlattenedNet::Meet(CurveNet const& net, Crossing& crossing) {
         t = std::clamp(t + (x * e.y - y * e.x) / determinant, a.t0, a.t1);
         u = std::clamp(u + (x * d.y - y * d.x) / determinant, b.t0, b.t1);
     }
+    // The curves touch, or nearly: each is cut where it passes the crossing of the chords.
+    crossing.t = GetParameterNear(crossing.a, crossing.at);
+    crossing.u = GetParameterNear(crossing.b, crossing.at);
     // Shorter chords start nearer to it.
     MarkIfCoarse(crossing.a);
     MarkIfCoarse(crossing.b);
+}
+
+double FlattenedNet::GetParameterNear(std::uint32_t part, GridPoint p) const {
+    CurvePart const& own = list.parts[part];
+    double const t = InterpolatedParameter(list.segments[part], own, p);
+    // Along a chord the parameter runs evenly only where the curve does; it may bend little and still not.
+    if (m_net == nullptr || m_net->curves[m_net->pieces[own.owner].curve].straight)
+        return t;
+    PointDbl const at{static_cast<double>(p.x), static_cast<double>(p.y)};
+    return RefineNearest(m_net->GetGridCurve(m_net->pieces[own.owner].curve), at, t, own.t0, own.t1);
 }
 
 void FlattenedNet::CollectStops(Monitor& monitor) {

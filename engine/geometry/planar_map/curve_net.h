@@ -120,5 +120,7 @@ private:
 // The parameter in [t0, t1] where the curve comes nearest to p, looked for from `t` by Newton's method; enough where
 // the stretch is nearly straight.
 double RefineNearest(Segment const& curve, PointDbl p, double t, double t0, double t1);
+// The same for any stretch, in some microseconds.
+double FindNearest(Segment const& curve, PointDbl p, double t0, double t1);
 
 } // namespace Geometry::Planar

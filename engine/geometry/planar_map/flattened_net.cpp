@@ -32,7 +32,7 @@ FlattenedNet::FlattenedNet(CurveNet const& net, Monitor& monitor)
 FlattenedNet::FlattenedNet(PartList lines, Monitor& monitor) : FlattenedNet(std::move(lines), nullptr, monitor) {}
 
 FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monitor)
-    : list(std::move(coarse)), grid(list.segments, monitor) {
+    : list(std::move(coarse)), grid(list.segments, monitor), m_net(net) {
     std::size_t const budget = PartBudget(list.parts.size());
     for (int round = 0; round != c_mostRounds; ++round) {
         m_marked.assign(list.parts.size(), false);
@@ -42,10 +42,10 @@ FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monito
         grid.VisitChanged([&](std::uint32_t cell, GridBox const& box) { RelateLeaf(cell, box, monitor); });
         m_tooComplex = list.parts.size() > c_mostParts || crossings.size() > c_mostCrossings;
         if (m_toSplit.empty() && net != nullptr && !m_tooComplex)
-            CheckCrossings(*net, monitor);
+            CheckCrossings(monitor);
         if (m_toSplit.empty() || m_tooComplex)
             break;
-        SplitMarked(*net, monitor);
+        SplitMarked(monitor);
         monitor.Report(static_cast<float>(round) / c_mostRounds);
     }
 }
@@ -98,12 +98,12 @@ void FlattenedNet::MarkForSplit(std::uint32_t part) {
     m_toSplit.push_back(part);
 }
 
-void FlattenedNet::SplitMarked(CurveNet const& net, Monitor& monitor) {
+void FlattenedNet::SplitMarked(Monitor& monitor) {
     m_firstNew = static_cast<std::uint32_t>(list.parts.size());
     Sort(m_toSplit, std::less<>(), monitor);
     for (std::uint32_t const part : m_toSplit) {
         auto const before = static_cast<std::uint32_t>(list.parts.size());
-        list.Halve(net.GetGridCurve(net.pieces[list.parts[part].owner].curve), part);
+        list.Halve(m_net->GetGridCurve(m_net->pieces[list.parts[part].owner].curve), part);
         for (std::uint32_t i = before; i != list.parts.size(); ++i)
             grid.Insert(i);
     }

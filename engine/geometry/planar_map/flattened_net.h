@@ -48,6 +48,9 @@ public:
         return std::span(m_stops).subspan(m_firstStop[part], m_firstStop[part + 1] - m_firstStop[part]);
     }
 
+    // The parameter at which a part's curve passes a grid point that its chord passes.
+    double GetParameterNear(std::uint32_t part, GridPoint p) const;
+
     // More crossings, or chords, than memory should be spent on; the crossings are not complete then.
     bool IsTooComplex() const { return m_tooComplex; }
 
@@ -55,15 +58,15 @@ private:
     FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monitor);
     void RelateLeaf(std::uint32_t cell, GridBox const& box, Monitor& monitor);
     void RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& box);
-    void SplitMarked(CurveNet const& net, Monitor& monitor);
+    void SplitMarked(Monitor& monitor);
     void MarkForSplit(std::uint32_t part);
     void MarkIfCoarse(std::uint32_t part) {
         if (!m_reserveSpent && list.parts[part].error > c_finestError && !m_marked[part])
             MarkForSplit(part);
     }
     // In crossing_orders.cpp.
-    void CheckCrossings(CurveNet const& net, Monitor& monitor);
-    void Meet(CurveNet const& net, Crossing& crossing);
+    void CheckCrossings(Monitor& monitor);
+    void Meet(Crossing& crossing);
     void CollectStops(Monitor& monitor);
     void CheckOrder(std::uint32_t part, std::span<Stop> stops, Monitor& monitor);
     bool IsAlive(Crossing const& crossing) const {
@@ -71,6 +74,8 @@ private:
     }
     bool CanSplit(std::uint32_t part) const { return !m_budgetSpent && list.parts[part].error > c_finestError; }
 
+    // None where the chords stand for themselves.
+    CurveNet const* m_net = nullptr;
     // Parts below are related to each other already.
     std::uint32_t m_firstNew = 0;
     std::vector<std::uint32_t> m_toSplit;

@@ -186,18 +186,13 @@ void Noder::EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& along) 
             },
             m_monitor);
     }
-    double const dx = static_cast<double>(s.b.x - s.a.x), dy = static_cast<double>(s.b.y - s.a.y);
-    double const squared = dx * dx + dy * dy;
     auto const stops = m_flattened.GetStops(segment);
     auto const parameter = [&](std::uint32_t node) {
         GridPoint const p = nodes[node];
         if (p == s.a || p == s.b)
             return p == s.a ? part.t0 : part.t1;
         auto const stop = std::find_if(stops.begin(), stops.end(), [&](auto const& at) { return at.at == p; });
-        if (stop != stops.end())
-            return stop->t;
-        double const ratio = (static_cast<double>(p.x - s.a.x) * dx + static_cast<double>(p.y - s.a.y) * dy) / squared;
-        return part.t0 + (part.t1 - part.t0) * std::clamp(ratio, 0.0, 1.0);
+        return stop != stops.end() ? stop->t : m_flattened.GetParameterNear(segment, p);
     };
     for (std::size_t i = 0; i + 1 < along.size(); ++i)
         m_noding.subSegments.push_back(

@@ -48,8 +48,9 @@ double ProjectOnChord(GridSegment const& s, GridPoint p) {
     return squared > 0 ? std::clamp(along / squared, 0.0, 1.0) : 0;
 }
 
-// Distance from p to the nearest point of a stretch of a curve, and that point's parameter.
-std::pair<double, double> NearestOnStretch(Segment const& curve, PointDbl p, double t0, double t1) {
+// Distance from p to the nearest point of a stretch of a curve, and that point's parameter. `enough` is a distance that
+// need not be improved on.
+std::pair<double, double> NearestOnStretch(Segment const& curve, PointDbl p, double t0, double t1, double enough) {
     constexpr int c_steps = 16;
     double best = std::numeric_limits<double>::infinity(), bestT = t0;
     for (int i = 0; i <= c_steps; ++i) {
@@ -59,9 +60,12 @@ std::pair<double, double> NearestOnStretch(Segment const& curve, PointDbl p, dou
             bestT = t;
         }
     }
-    double const t = RefineNearest(curve, p, bestT, t0, t1);
-    double const distance = Distance(Evaluate(curve, t), p);
-    return distance < best ? std::pair(distance, t) : std::pair(best, bestT);
+    double const near = RefineNearest(curve, p, bestT, t0, t1);
+    if (double const distance = Distance(Evaluate(curve, near), p); distance <= enough)
+        return {distance, near};
+    // Near a sharp bend Newton's method goes astray.
+    double const t = FindNearest(curve, p, t0, t1);
+    return {Distance(Evaluate(curve, t), p), t};
 }
 
 // Whether all samples of one stretch lie on the other; `parameters` gets where.
@@ -69,12 +73,20 @@ bool LiesOn(Segment const& curve, NetPiece const& piece, Segment const& other, N
             std::array<double, c_samples>& parameters) {
     for (int i = 0; i != c_samples; ++i) {
         double const t = piece.t0 + (piece.t1 - piece.t0) * (i + 1) / (c_samples + 1);
-        auto const [distance, at] = NearestOnStretch(other, Evaluate(curve, t), otherPiece.t0, otherPiece.t1);
+        auto const [distance, at] =
+            NearestOnStretch(other, Evaluate(curve, t), otherPiece.t0, otherPiece.t1, c_coincidence / 4);
         if (distance > c_coincidence)
             return false;
         parameters[static_cast<std::size_t>(i)] = at;
     }
     return true;
+}
+
+// Whether two stretches are one and the same but for rounding, parameters included: they keep as near to each other as
+// their controls.
+bool AreControlsNear(Segment const& a, Segment const& b) {
+    return Distance(a.start, b.start) <= c_coincidence && Distance(a.control1, b.control1) <= c_coincidence &&
+           Distance(a.control2, b.control2) <= c_coincidence && Distance(a.end, b.end) <= c_coincidence;
 }
 
 struct KeyedPiece {
@@ -91,17 +103,28 @@ struct SingleUse {
 } // namespace
 
 double RefineNearest(Segment const& curve, PointDbl p, double t, double t0, double t1) {
-    for (int i = 0; i != 8; ++i) {
+    double best = t, bestSquared = std::numeric_limits<double>::infinity();
+    for (int i = 0; i != 9; ++i) {
         PointDbl const q = Evaluate(curve, t), d = EvaluateDerivative(curve, t);
-        double const squared = d.x * d.x + d.y * d.y;
+        double const x = q.x - p.x, y = q.y - p.y, offSquared = x * x + y * y, squared = d.x * d.x + d.y * d.y;
+        if (!(offSquared < bestSquared))
+            break;
+        best = t;
+        bestSquared = offSquared;
         if (!(squared > 0))
             break;
-        double const next = std::clamp(t - ((q.x - p.x) * d.x + (q.y - p.y) * d.y) / squared, t0, t1);
-        if (next == t)
-            break;
-        t = next;
+        t = std::clamp(t - (x * d.x + y * d.y) / squared, t0, t1);
     }
-    return t;
+    return best;
+}
+
+double FindNearest(Segment const& curve, PointDbl p, double t0, double t1) {
+    if (!(t0 < t1))
+        return t0;
+    // Seen from p, so that the squares of far coordinates do not swallow the distance.
+    Segment const piece = GetPiece(curve, t0, t1).Transformed(Transform::Translation(-p.x, -p.y));
+    double const t = t0 + (t1 - t0) * GetNearestParameter(piece, {0, 0});
+    return RefineNearest(curve, p, std::clamp(t, t0, t1), t0, t1);
 }
 
 void CurveNet::CutAtTouchingEnds(Monitor& monitor) {
@@ -133,7 +156,10 @@ void CurveNet::CutAtTouchingEnds(Monitor& monitor) {
             if (Distance({a.x + (b.x - a.x) * along, a.y + (b.y - a.y) * along}, p) > 1.5 * reach)
                 continue;
             Segment const curve = GetGridCurve(part.owner);
-            double const t = RefineNearest(curve, p, part.t0 + (part.t1 - part.t0) * along, part.t0, part.t1);
+            // A part that turns round may come by more than once.
+            double const t =
+                part.slope < 1 ? RefineNearest(curve, p, part.t0 + (part.t1 - part.t0) * along, part.t0, part.t1)
+                               : FindNearest(curve, p, part.t0, part.t1);
             if (!(t > 0 && t < 1) || Distance(Evaluate(curve, t), p) > c_weldDistance)
                 continue;
             if ((c.from == v && StaysAt(curve, 0, t, p)) || (c.to == v && StaysAt(curve, t, 1, p)))
@@ -168,6 +194,15 @@ bool CurveNet::Coincide(NetPiece const& a, NetPiece const& b, bool& reversed) co
     if (curves[a.curve].straight && curves[b.curve].straight)
         return true;
     Segment const aCurve = GetGridCurve(a.curve), bCurve = GetGridCurve(b.curve);
+    Segment const aPiece = GetPiece(aCurve, a.t0, a.t1), bPiece = GetPiece(bCurve, b.t0, b.t1);
+    for (bool const turned : {reversed, !reversed}) {
+        if (turned != reversed && a.from != a.to)
+            break;
+        if (AreControlsNear(aPiece, turned ? Reversed(bPiece) : bPiece)) {
+            reversed = turned;
+            return true;
+        }
+    }
     std::array<double, c_samples> onA, onB;
     if (!LiesOn(aCurve, a, bCurve, b, onB) || !LiesOn(bCurve, b, aCurve, a, onA))
         return false;
