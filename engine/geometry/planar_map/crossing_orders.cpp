@@ -75,14 +75,22 @@ void FlattenedNet::Meet(Crossing& crossing) {
     MarkIfCoarse(crossing.b);
 }
 
-double FlattenedNet::GetParameterNear(std::uint32_t part, GridPoint p) const {
+double FlattenedNet::GetParameterNear(std::uint32_t part, GridPoint p, double const* crossing) const {
     CurvePart const& own = list.parts[part];
-    double const t = InterpolatedParameter(list.segments[part], own, p);
     // Along a chord the parameter runs evenly only where the curve does; it may bend little and still not.
     if (m_net == nullptr || m_net->curves[m_net->pieces[own.owner].curve].straight)
-        return t;
+        return crossing != nullptr ? *crossing : InterpolatedParameter(list.segments[part], own, p);
+    Segment const curve = m_net->GetGridCurve(m_net->pieces[own.owner].curve);
     PointDbl const at{static_cast<double>(p.x), static_cast<double>(p.y)};
-    return RefineNearest(m_net->GetGridCurve(m_net->pieces[own.owner].curve), at, t, own.t0, own.t1);
+    if (crossing != nullptr) {
+        // On coarse chords crossings are clear ones, and move to the curves.
+        if (own.error > c_finestError)
+            return *crossing;
+        PointDbl const q = Evaluate(curve, *crossing);
+        if (std::max(std::fabs(q.x - at.x), std::fabs(q.y - at.y)) <= 2 * static_cast<double>(c_finestError))
+            return *crossing;
+    }
+    return RefineNearest(curve, at, InterpolatedParameter(list.segments[part], own, p), own.t0, own.t1);
 }
 
 void FlattenedNet::CollectStops(Monitor& monitor) {

@@ -15,7 +15,8 @@ namespace {
 struct Strand {
     std::uint32_t curve = 0;
     double t = 0;
-    // A sub-segment that starts or ends here, with the range of its piece.
+    // A sub-segment that starts or ends here, and how far the curve may go without passing a node: of the first of
+    // equal strands that of all of them.
     std::uint32_t subSegment = 0;
     bool atStart = false;
     double low = 0, high = 1;
@@ -107,9 +108,9 @@ private:
         for (std::uint32_t const h : m_map.Leaving(node)) {
             for (std::uint32_t const s : m_map.SubSegmentsOf(h / 2)) {
                 SubSegment const& sub = m_map.subSegments[s];
-                NetPiece const& piece = m_net.pieces[sub.piece];
                 bool const atStart = sub.from == node;
-                m_strands.push_back({piece.curve, atStart ? sub.t0 : sub.t1, s, atStart, piece.t0, piece.t1});
+                m_strands.push_back(
+                    {m_net.pieces[sub.piece].curve, atStart ? sub.t0 : sub.t1, s, atStart, sub.t0, sub.t1});
             }
             m_monitor.Tick();
         }
@@ -126,6 +127,9 @@ private:
         for (std::size_t i = 0; i != m_strands.size(); ++i) {
             if (i == 0 || m_strands[i].Tie() != m_strands[i - 1].Tie())
                 m_firstOfStrand.push_back(i);
+            Strand& first = m_strands[m_firstOfStrand.back()];
+            first.low = std::min(first.low, m_strands[i].low);
+            first.high = std::max(first.high, m_strands[i].high);
         }
         if (m_firstOfStrand.size() < 2)
             return;
