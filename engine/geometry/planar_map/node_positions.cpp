@@ -116,13 +116,6 @@ private:
         }
         Sort(
             m_strands, [](Strand const& a, Strand const& b) { return a.Tie() < b.Tie(); }, m_monitor);
-    }
-
-    void PlaceNode(std::uint32_t node) {
-        bool const isVertex = m_positions.vertices[node] != c_noIndex;
-        if (m_map.Leaving(node).size() < 3 && !(isVertex && m_map.Leaving(node).size() == 2))
-            return;
-        CollectStrands(node);
         m_firstOfStrand.clear();
         for (std::size_t i = 0; i != m_strands.size(); ++i) {
             if (i == 0 || m_strands[i].Tie() != m_strands[i - 1].Tie())
@@ -131,6 +124,54 @@ private:
             first.low = std::min(first.low, m_strands[i].low);
             first.high = std::max(first.high, m_strands[i].high);
         }
+    }
+
+    // Whether several curves run along an edge at a node of two edges.
+    bool IsShared(std::uint32_t node) const {
+        for (std::uint32_t const h : m_map.Leaving(node)) {
+            if (m_map.SubSegmentsOf(h / 2).size() > 1)
+                return true;
+        }
+        return false;
+    }
+
+    void SetParameter(std::size_t strand, double t) {
+        for (std::size_t k = m_firstOfStrand[strand]; k != EndOfStrand(strand); ++k)
+            (m_strands[k].atStart ? m_start : m_end)[m_strands[k].subSegment] = t;
+    }
+
+    std::size_t EndOfStrand(std::size_t strand) const {
+        return strand + 1 == m_firstOfStrand.size() ? m_strands.size() : m_firstOfStrand[strand + 1];
+    }
+
+    // For a node that stays where the chords have it: all curves are cut where they pass it. The crossing that made it
+    // may lie far along curves at a small angle.
+    void CutAtNode(std::uint32_t node) {
+        constexpr double c_nearEnough = 16;
+        for (std::size_t i = 0; i != m_firstOfStrand.size(); ++i) {
+            Strand const& first = m_strands[m_firstOfStrand[i]];
+            double t = first.t;
+            if (t > first.low && t < first.high && !m_net.curves[first.curve].straight) {
+                Segment const curve = m_net.GetGridCurve(first.curve);
+                PointDbl const p = Evaluate(curve, t);
+                if (std::max(std::fabs(p.x - m_grid[node].x), std::fabs(p.y - m_grid[node].y)) > c_nearEnough)
+                    t = RefineNearest(curve, m_grid[node], t, first.low, first.high);
+            }
+            SetParameter(i, t);
+        }
+    }
+
+    void PlaceNode(std::uint32_t node) {
+        bool const isVertex = m_positions.vertices[node] != c_noIndex;
+        std::size_t const degree = m_map.Leaving(node).size();
+        if (degree < 3 && !(isVertex && degree == 2)) {
+            if (IsShared(node)) {
+                CollectStrands(node);
+                CutAtNode(node);
+            }
+            return;
+        }
+        CollectStrands(node);
         if (m_firstOfStrand.size() < 2)
             return;
         std::optional<Meeting> meeting;
@@ -138,12 +179,13 @@ private:
             m_grid[node] = m_net.frame.ToGrid(m_net.vertices[m_positions.vertices[node]].position);
         } else {
             meeting = Meet();
-            if (!meeting)
+            if (!meeting) {
+                CutAtNode(node);
                 return;
+            }
             m_grid[node] = meeting->point;
         }
         for (std::size_t i = 0; i != m_firstOfStrand.size(); ++i) {
-            std::size_t const end = i + 1 == m_firstOfStrand.size() ? m_strands.size() : m_firstOfStrand[i + 1];
             Strand const& first = m_strands[m_firstOfStrand[i]];
             double t = first.t;
             if (meeting && m_firstOfStrand[i] == m_met.first)
@@ -152,8 +194,7 @@ private:
                 t = meeting->u;
             else if (first.t > first.low && first.t < first.high)
                 t = RefineNearest(m_net.GetGridCurve(first.curve), m_grid[node], first.t, first.low, first.high);
-            for (std::size_t k = m_firstOfStrand[i]; k != end; ++k)
-                (m_strands[k].atStart ? m_start : m_end)[m_strands[k].subSegment] = t;
+            SetParameter(i, t);
         }
     }
 
@@ -181,16 +222,23 @@ private:
     // Nodes that changed places with a neighbour on one of their curves go back to where the chords have them.
     void TakeBackDisorder() {
         auto const& subs = m_map.subSegments;
+        std::vector<bool> isBack(m_map.nodes.size(), false);
+        auto const takeBack = [&](std::uint32_t node) {
+            if (isBack[node])
+                return false;
+            isBack[node] = true;
+            TakeBack(node);
+            return true;
+        };
         bool again = true;
         while (again) {
             again = false;
             for (std::size_t i = 0; i != subs.size(); ++i) {
                 m_monitor.Tick();
-                if (m_start[i] < m_end[i] || (m_start[i] == subs[i].t0 && m_end[i] == subs[i].t1))
+                if (m_start[i] < m_end[i])
                     continue;
-                TakeBack(subs[i].from);
-                TakeBack(subs[i].to);
-                again = true;
+                bool const from = takeBack(subs[i].from), to = takeBack(subs[i].to);
+                again = again || from || to;
             }
         }
     }
@@ -198,15 +246,8 @@ private:
     void TakeBack(std::uint32_t node) {
         if (m_positions.vertices[node] == c_noIndex)
             m_grid[node] = {static_cast<double>(m_map.nodes[node].x), static_cast<double>(m_map.nodes[node].y)};
-        for (std::uint32_t const h : m_map.Leaving(node)) {
-            for (std::uint32_t const s : m_map.SubSegmentsOf(h / 2)) {
-                SubSegment const& sub = m_map.subSegments[s];
-                if (sub.from == node)
-                    m_start[s] = sub.t0;
-                else
-                    m_end[s] = sub.t1;
-            }
-        }
+        CollectStrands(node);
+        CutAtNode(node);
     }
 
     FaceMap& m_map;
