@@ -157,9 +157,9 @@ void CurveNet::CutAtTouchingEnds(Monitor& monitor) {
                 continue;
             Segment const curve = GetGridCurve(part.owner);
             // A part that turns round may come by more than once.
-            double const t =
-                part.slope < 1 ? RefineNearest(curve, p, part.t0 + (part.t1 - part.t0) * along, part.t0, part.t1)
-                               : FindNearest(curve, p, part.t0, part.t1);
+            double const t = part.slope < 1
+                                 ? RefineNearest(curve, p, part.t0 + (part.t1 - part.t0) * along, part.t0, part.t1)
+                                 : FindNearest(curve, p, part.t0, part.t1);
             if (!(t > 0 && t < 1) || Distance(Evaluate(curve, t), p) > c_weldDistance)
                 continue;
             if ((c.from == v && StaysAt(curve, 0, t, p)) || (c.to == v && StaysAt(curve, t, 1, p)))
