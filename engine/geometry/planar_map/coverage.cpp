@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/coverage.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -10,8 +11,9 @@ namespace Geometry::Planar {
 
 namespace {
 
-// Widths in grid units below which a face is no more than rounding: crossings that should be one, curves that touch.
-constexpr double c_thinnestFace = 8;
+// Widths in grid units below which a face is no more than rounding: crossings that should be one, and, for faces along
+// curves, chords of two that run side by side and cross each other where the curves do not.
+constexpr double c_thinnestFace = 8, c_thinnestCurvedFace = 64;
 
 // A set of small numbers that tells its largest, in a few steps.
 class TopMost {
@@ -220,16 +222,24 @@ Coverage::Coverage(FaceMap const& map, CurveNet const& net, CoverageRules const&
       lineOwners(map.GetEdgeCount(), c_noIndex) {
     FaceBoundaries const boundaries(map, monitor);
     Walk(*this, map, net, rules, monitor).Run(boundaries);
-    Absorb(map, boundaries, monitor);
+    Absorb(map, net, boundaries, monitor);
     JoinRegions(map, monitor);
 }
 
-void Coverage::Absorb(FaceMap const& map, FaceBoundaries const& boundaries, Monitor& monitor) {
+void Coverage::Absorb(FaceMap const& map, CurveNet const& net, FaceBoundaries const& boundaries, Monitor& monitor) {
     std::iota(absorbedBy.begin(), absorbedBy.end(), 0u);
     std::vector<bool> thin(map.GetFaceCount(), false);
     std::vector<std::uint32_t> left;
+    auto const isCurved = [&](std::uint32_t f) {
+        return std::ranges::any_of(boundaries.Of(f), [&](std::uint32_t h) {
+            return std::ranges::any_of(map.SubSegmentsOf(h / 2), [&](std::uint32_t s) {
+                return !net.curves[net.pieces[map.subSegments[s].piece].curve].straight;
+            });
+        });
+    };
     for (std::uint32_t f = 1; f < map.GetFaceCount(); ++f) {
-        if (2 * map.faceAreas[f] < c_thinnestFace * map.facePerimeters[f]) {
+        double const width = 2 * map.faceAreas[f] / map.facePerimeters[f];
+        if (width < c_thinnestFace || (width < c_thinnestCurvedFace && isCurved(f))) {
             thin[f] = true;
             left.push_back(f);
         }

@@ -42,7 +42,7 @@ public:
 
 private:
     class Walk;
-    void Absorb(FaceMap const& map, FaceBoundaries const& boundaries, Monitor& monitor);
+    void Absorb(FaceMap const& map, CurveNet const& net, FaceBoundaries const& boundaries, Monitor& monitor);
     bool AbsorbOne(std::uint32_t face, FaceMap const& map, FaceBoundaries const& boundaries,
                    std::vector<bool> const& thin);
     void JoinRegions(FaceMap const& map, Monitor& monitor);

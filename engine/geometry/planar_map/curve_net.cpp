@@ -17,7 +17,7 @@ namespace {
 // unit, and up to the finest where a contour is so small beside the whole that it would lose its shape.
 constexpr int c_usualBits = 38;
 constexpr int c_mostBits = 50;
-constexpr int c_bitsOfSmallContour = 14;
+constexpr int c_bitsOfSmallContour = 17;
 
 struct End {
     GridPoint at;

@@ -76,12 +76,25 @@ std::vector<Graph::Input> Shuffled(std::vector<Graph::Input> inputs) {
     return inputs;
 }
 
-// What is left of one list when all areas that the other has too are taken away; small ones may come and go with
-// rounding, and two that hang together by less than the grid can hold may come as one.
+// Whether some of the areas, each taken once, sum to one.
+bool HasSum(std::vector<double> const& areas, double sum, double tolerance, std::size_t from = 0) {
+    if (std::fabs(sum) <= tolerance)
+        return true;
+    for (std::size_t i = from; i != areas.size() && sum > 0; ++i) {
+        if (areas[i] <= sum + tolerance && HasSum(areas, sum - areas[i], tolerance, i + 1))
+            return true;
+    }
+    return false;
+}
+
+// The largest area of one list that has no counterpart in the other; 0 when there is none. Areas within the tolerance
+// come and go with rounding, and so does what holds two pieces together that meet in less than the grid can tell: one
+// may be the sum of some of the other list.
 double GetUnmatched(std::vector<double> a, std::vector<double> b, double tolerance) {
-    auto const descending = [](std::vector<double>& v) { std::sort(v.begin(), v.end(), std::greater<>()); };
-    descending(a);
-    descending(b);
+    for (auto* list : {&a, &b}) {
+        std::erase_if(*list, [&](double area) { return area <= tolerance; });
+        std::sort(list->begin(), list->end(), std::greater<>());
+    }
     std::vector<double> onlyA, onlyB;
     std::size_t i = 0, k = 0;
     while (i != a.size() || k != b.size()) {
@@ -94,12 +107,22 @@ double GetUnmatched(std::vector<double> a, std::vector<double> b, double toleran
             onlyB.push_back(b[k++]);
         }
     }
+    constexpr std::size_t c_mostSummed = 16;
     double unmatched = 0;
-    for (auto const* list : {&onlyA, &onlyB}) {
-        for (double const area : *list)
-            unmatched = std::max(unmatched, area);
-    }
-    return unmatched > tolerance ? unmatched : 0;
+    auto const compare = [&](std::vector<double> const& these, std::vector<double> const& those) {
+        double const slack = tolerance * static_cast<double>(a.size() + b.size());
+        for (double const area : these) {
+            bool const isSum = those.size() <= c_mostSummed && HasSum(those, area, slack);
+            bool const isPart = std::ranges::any_of(those, [&](double whole) {
+                return whole > area && these.size() <= c_mostSummed && HasSum(these, whole, slack);
+            });
+            if (!isSum && !isPart)
+                unmatched = std::max(unmatched, area);
+        }
+    };
+    compare(onlyA, onlyB);
+    compare(onlyB, onlyA);
+    return unmatched;
 }
 
 std::vector<double> AreasOf(Division const& division, unsigned input) {
