@@ -9,6 +9,11 @@ namespace Geometry::Planar {
 
 namespace {
 
+// In grid units; more than crossings move that are found on the finest chords.
+constexpr std::int64_t c_near = 64;
+
+bool IsNear(GridPoint a, GridPoint b) { return std::abs(a.x - b.x) <= c_near && std::abs(a.y - b.y) <= c_near; }
+
 // How far along a chord a grid point lies.
 double Progress(GridSegment const& s, GridPoint p) {
     return static_cast<double>(static_cast<Wide>(p.x - s.a.x) * (s.b.x - s.a.x) +
@@ -44,6 +49,7 @@ void FlattenedNet::CheckCrossings(Monitor& monitor) {
 void FlattenedNet::Meet(Crossing& crossing) {
     constexpr int c_steps = 16;
     constexpr double c_closeEnough = 1.0 / 1024;
+    constexpr double c_mostMovedByErrors = 32;
     CurvePart const &a = list.parts[crossing.a], &b = list.parts[crossing.b];
     crossing.t = InterpolatedParameter(list.segments[crossing.a], a, crossing.at);
     crossing.u = InterpolatedParameter(list.segments[crossing.b], b, crossing.at);
@@ -58,6 +64,13 @@ void FlattenedNet::Meet(Crossing& crossing) {
         if (std::fabs(x) + std::fabs(y) < c_closeEnough) {
             crossing.t = t;
             crossing.u = u;
+            // At small angles the chords cross far from where the curves do, and in between may become one edge.
+            double const moved = std::max(std::fabs(p.x - static_cast<double>(crossing.at.x)),
+                                          std::fabs(p.y - static_cast<double>(crossing.at.y)));
+            if (moved > c_mostMovedByErrors * static_cast<double>(a.error + b.error + c_finestError)) {
+                MarkIfCoarse(crossing.a);
+                MarkIfCoarse(crossing.b);
+            }
             return;
         }
         PointDbl const d = EvaluateDerivative(curve, t), e = EvaluateDerivative(other, u);
@@ -130,11 +143,13 @@ void FlattenedNet::CheckOrder(std::uint32_t part, std::span<Stop> stops, Monitor
         std::copy(copy.begin(), copy.end(), stops.begin());
     }
     for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
-        if (stops[i].t < stops[i + 1].t || stops[i].at == stops[i + 1].at)
+        Stop const &stop = stops[i], &next = stops[i + 1];
+        // Those next to each other may become one node, or an edge of several curves, and must not move much then.
+        if (stop.t < next.t && !IsNear(stop.at, next.at))
             continue;
-        for (Stop const& stop : {stops[i], stops[i + 1]}) {
-            MarkIfCoarse(crossings[stop.crossing].a);
-            MarkIfCoarse(crossings[stop.crossing].b);
+        for (std::uint32_t const crossing : {stop.crossing, next.crossing}) {
+            MarkIfCoarse(crossings[crossing].a);
+            MarkIfCoarse(crossings[crossing].b);
         }
     }
 }
