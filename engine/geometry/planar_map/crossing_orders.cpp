@@ -9,6 +9,9 @@ namespace Geometry::Planar {
 
 namespace {
 
+// Where curves cross at no small angle that place is no more than so many times farther from the crossing of their
+// chords than the curves are from the chords.
+constexpr double c_mostMovedByErrors = 32;
 // In grid units; more than crossings move that are found on the finest chords.
 constexpr std::int64_t c_near = 64;
 
@@ -49,7 +52,6 @@ void FlattenedNet::CheckCrossings(Monitor& monitor) {
 void FlattenedNet::Meet(Crossing& crossing) {
     constexpr int c_steps = 16;
     constexpr double c_closeEnough = 1.0 / 1024;
-    constexpr double c_mostMovedByErrors = 32;
     CurvePart const &a = list.parts[crossing.a], &b = list.parts[crossing.b];
     crossing.t = InterpolatedParameter(list.segments[crossing.a], a, crossing.at);
     crossing.u = InterpolatedParameter(list.segments[crossing.b], b, crossing.at);
@@ -67,7 +69,7 @@ void FlattenedNet::Meet(Crossing& crossing) {
             // At small angles the chords cross far from where the curves do, and in between may become one edge.
             double const moved = std::max(std::fabs(p.x - static_cast<double>(crossing.at.x)),
                                           std::fabs(p.y - static_cast<double>(crossing.at.y)));
-            if (moved > c_mostMovedByErrors * static_cast<double>(a.error + b.error + c_finestError)) {
+            if (moved > GetUsualReach(crossing)) {
                 MarkIfCoarse(crossing.a);
                 MarkIfCoarse(crossing.b);
             }
@@ -88,22 +90,27 @@ void FlattenedNet::Meet(Crossing& crossing) {
     MarkIfCoarse(crossing.b);
 }
 
-double FlattenedNet::GetParameterNear(std::uint32_t part, GridPoint p, double const* crossing) const {
+double FlattenedNet::GetParameterNear(std::uint32_t part, GridPoint p, Stop const* stop) const {
     CurvePart const& own = list.parts[part];
     // Along a chord the parameter runs evenly only where the curve does; it may bend little and still not.
     if (m_net == nullptr || m_net->curves[m_net->pieces[own.owner].curve].straight)
-        return crossing != nullptr ? *crossing : InterpolatedParameter(list.segments[part], own, p);
+        return stop != nullptr ? stop->t : InterpolatedParameter(list.segments[part], own, p);
     Segment const curve = m_net->GetGridCurve(m_net->pieces[own.owner].curve);
     PointDbl const at{static_cast<double>(p.x), static_cast<double>(p.y)};
-    if (crossing != nullptr) {
-        // On coarse chords crossings are clear ones, and move to the curves.
-        if (own.error > c_finestError)
-            return *crossing;
-        PointDbl const q = Evaluate(curve, *crossing);
-        if (std::max(std::fabs(q.x - at.x), std::fabs(q.y - at.y)) <= 2 * static_cast<double>(c_finestError))
-            return *crossing;
+    if (stop != nullptr) {
+        Crossing const& crossing = crossings[stop->crossing];
+        PointDbl const q = Evaluate(curve, stop->t);
+        if (std::max(std::fabs(q.x - at.x), std::fabs(q.y - at.y)) <= GetUsualReach(crossing))
+            return stop->t;
     }
     return RefineNearest(curve, at, InterpolatedParameter(list.segments[part], own, p), own.t0, own.t1);
+}
+
+double FlattenedNet::GetUsualReach(Crossing const& crossing) const {
+    double const errors =
+        static_cast<double>(list.parts[crossing.a].error) + static_cast<double>(list.parts[crossing.b].error);
+    bool const fine = list.parts[crossing.a].error <= c_finestError && list.parts[crossing.b].error <= c_finestError;
+    return fine ? 2.0 * c_finestError : c_mostMovedByErrors * errors;
 }
 
 void FlattenedNet::CollectStops(Monitor& monitor) {

@@ -48,10 +48,10 @@ public:
         return std::span(m_stops).subspan(m_firstStop[part], m_firstStop[part + 1] - m_firstStop[part]);
     }
 
-    // The parameter at which a part's curve passes a grid point that its chord passes. `crossing` may tell where the
-    // curve meets another. Of curves at a small angle that can be far from where their chords do, which may have become
-    // one edge there; the curve is to be cut where the chord is, then.
-    double GetParameterNear(std::uint32_t part, GridPoint p, double const* crossing = nullptr) const;
+    // The parameter at which a part's curve passes a grid point that its chord passes. `stop` may tell where the curve
+    // meets another. Of curves at a small angle that can be far from where their chords do, which may have become one
+    // edge there; the curve is to be cut where the chord is, then.
+    double GetParameterNear(std::uint32_t part, GridPoint p, Stop const* stop = nullptr) const;
 
     // More crossings, or chords, than memory should be spent on; the crossings are not complete then.
     bool IsTooComplex() const { return m_tooComplex; }
@@ -69,6 +69,8 @@ private:
     // In crossing_orders.cpp.
     void CheckCrossings(Monitor& monitor);
     void Meet(Crossing& crossing);
+    // How far a crossing may lie from that of the chords.
+    double GetUsualReach(Crossing const& crossing) const;
     void CollectStops(Monitor& monitor);
     void CheckOrder(std::uint32_t part, std::span<Stop> stops, Monitor& monitor);
     bool IsAlive(Crossing const& crossing) const {

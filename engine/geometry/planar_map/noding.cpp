@@ -192,7 +192,7 @@ void Noder::EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& along) 
         if (p == s.a || p == s.b)
             return p == s.a ? part.t0 : part.t1;
         auto const stop = std::find_if(stops.begin(), stops.end(), [&](auto const& at) { return at.at == p; });
-        return m_flattened.GetParameterNear(segment, p, stop != stops.end() ? &stop->t : nullptr);
+        return m_flattened.GetParameterNear(segment, p, stop != stops.end() ? &*stop : nullptr);
     };
     for (std::size_t i = 0; i + 1 < along.size(); ++i)
         m_noding.subSegments.push_back(
