@@ -82,6 +82,7 @@ public:
           m_sums(map.GetFaceCount(), 0),
           m_touched(m_uses.inputs.size(), false),
           m_covers(m_uses.inputs.size(), false),
+          m_hollow(m_uses.inputs.size(), false),
           m_topCut(map.GetEdgeCount(), c_noIndex) {}
 
     void Run(FaceBoundaries const& boundaries) {
@@ -104,6 +105,8 @@ public:
                 m_coverage.touchedInputs.push_back(m_uses.inputs[i]);
             if (m_covers[i])
                 m_coverage.coveringInputs.push_back(m_uses.inputs[i]);
+            if (m_hollow[i])
+                m_coverage.hollowInputs.push_back(m_uses.inputs[i]);
         }
     }
 
@@ -163,6 +166,7 @@ private:
                     SetTopCut(e, use.input);
             } else if (input.filled) {
                 line = stroked && use.line;
+                m_hollow[use.input] = m_hollow[use.input] || use.winding != 0;
             }
             if (!line || input.clip)
                 continue;
@@ -209,7 +213,7 @@ private:
     std::uint32_t m_clips = 0;
     std::uint64_t m_sum = 0;
     std::vector<std::uint64_t> m_sums;
-    std::vector<bool> m_touched, m_covers;
+    std::vector<bool> m_touched, m_covers, m_hollow;
     // Per edge: the top-most input whose line cuts there.
     std::vector<std::uint32_t> m_topCut;
 };

@@ -38,6 +38,8 @@ public:
     std::vector<std::uint32_t> lineOwners;
     // Filled inputs whose outline something else meets, and those that cover anything at all.
     std::vector<std::uint32_t> touchedInputs, coveringInputs;
+    // Filled inputs whose contours go round an area that their winding mode leaves out along an edge of theirs.
+    std::vector<std::uint32_t> hollowInputs;
     bool consistent = true;
 
 private:

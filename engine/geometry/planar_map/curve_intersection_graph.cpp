@@ -48,13 +48,16 @@ public:
           m_rings(inputCount, 0),
           m_contours(inputCount, 0),
           m_touched(inputCount, false),
-          m_covering(inputCount, false) {}
+          m_covering(inputCount, false),
+          m_hollow(inputCount, false) {}
 
     void Add(CurveIntersectionGraph::Implementation::Map const& map) {
         for (std::uint32_t const input : map.coverage.touchedInputs)
             m_touched[input] = true;
         for (std::uint32_t const input : map.coverage.coveringInputs)
             m_covering[input] = true;
+        for (std::uint32_t const input : map.coverage.hollowInputs)
+            m_hollow[input] = true;
         for (NetContour const& contour : map.net.contours)
             ++m_contours[contour.input];
     }
@@ -66,13 +69,16 @@ public:
         for (std::size_t i = 0; i != m_covering.size(); ++i) {
             if (m_covering[i] && (m_touched[i] || m_regions[i] != 1 || m_rings[i] != 1 || m_contours[i] != 1))
                 return true;
+            // What its winding mode leaves out altogether must not come back painted.
+            if (m_hollow[i] && !m_covering[i])
+                return true;
         }
         return false;
     }
 
 private:
     std::vector<std::size_t> m_regions, m_rings, m_contours;
-    std::vector<bool> m_touched, m_covering;
+    std::vector<bool> m_touched, m_covering, m_hollow;
 };
 
 // The rings of each label, outer ones before holes, in the order in which the labels were met first.

@@ -96,8 +96,8 @@ public:
 
     // Adds to each input's entry the areas that it owns and, where `includeLines` is set, its lines. Inputs that own
     // nothing get no entry. False when nothing was divided: every filled input that covers an area comes back as one
-    // piece with one contour, the only one it has, which nothing else touches or lies on. A graph made for outlines
-    // gives false and no piece.
+    // piece with one contour, the only one it has, which nothing else touches or lies on; and none encloses an area of
+    // which its winding mode leaves nothing. A graph made for outlines gives false and no piece.
     bool Divide(std::map<unsigned int, DividedResult>& results, bool includeLines) const;
 
     // The outline of the enabled faces, enabled area on the left where y grows upwards: contours turn positively, holes

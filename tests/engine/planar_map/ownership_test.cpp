@@ -199,6 +199,19 @@ TEST(Ownership, FilledStraightLineCoversNothingAndIsALineWhereStroked) {
     EXPECT_EQ(Build({line, Rectangle(20, 0, 30, 10)})->GetTopNodeCount(), 2u);
 }
 
+TEST(Ownership, ShapeOfWhichItsWindingModeLeavesNothingCountsAsDivided) {
+    auto twice = Rectangle(0, 0, 10, 10);
+    twice.curves.push_back(twice.curves.front());
+    for (auto const mode : {Geometry::WindingOrderMode::NonZero, Geometry::WindingOrderMode::Alternating}) {
+        bool const covers = mode == Geometry::WindingOrderMode::NonZero;
+        twice.windingOrderMode = mode;
+        auto const division = Divide({twice});
+        EXPECT_EQ(division.AreaOf(0), covers ? 100 : 0);
+        EXPECT_EQ(division.PieceCount(0), covers ? 1u : 0u);
+        EXPECT_TRUE(division.divided);
+    }
+}
+
 TEST(Ownership, ShapeWithAHoleCountsAsDivided) {
     auto donut = Merge(Circle(0, 0, 10), Circle(0, 0, 5));
     donut.windingOrderMode = WindingOrderMode::Alternating;
