@@ -62,6 +62,8 @@ bool PassesThrough(GridSegment const& s, GridPoint q) {
 
 void Noder::CollectHotPixels() {
     auto& nodes = m_noding.nodes;
+    // A vector that grows copies all at once, and then the abort flag waits.
+    nodes.reserve(2 * m_segments.size() + m_flattened.crossings.size());
     for (GridSegment const& s : m_segments) {
         m_monitor.Tick();
         if (s.dead)
@@ -106,6 +108,7 @@ void Noder::AssignToLeaves() {
 }
 
 void Noder::FindHits() {
+    m_hits.reserve(2 * (m_segments.size() + m_flattened.crossings.size()));
     std::vector<std::uint32_t> segments;
     for (std::uint32_t cell = 0; cell + 1 < m_firstInCell.size(); ++cell) {
         if (m_firstInCell[cell] == m_firstInCell[cell + 1])

@@ -34,7 +34,14 @@ SegmentGrid::SegmentGrid(std::vector<GridSegment> const& segments, Monitor& moni
     m_shift = std::max(0, static_cast<int>(std::lround(std::log2(size))));
     m_columns = static_cast<int>(right >> m_shift) + 1;
     m_rows = static_cast<int>(bottom >> m_shift) + 1;
-    m_cells.resize(static_cast<std::size_t>(m_columns) * static_cast<std::size_t>(m_rows));
+    std::size_t const cells = static_cast<std::size_t>(m_columns) * static_cast<std::size_t>(m_rows);
+    // Room that is not used is not touched, while growing would copy all at once and let the abort flag wait.
+    m_blocks.reserve(cells + 8 * segments.size());
+    m_cells.reserve(cells + 4 * segments.size());
+    while (m_cells.size() != cells) {
+        m_cells.resize(std::min(cells, m_cells.size() + 8192));
+        m_monitor.Check();
+    }
     for (std::uint32_t i = 0; i != segments.size(); ++i)
         Insert(i);
 }
