@@ -36,8 +36,8 @@ MapTests::Graph::Input ReadInput(std::string const& line) {
     std::size_t const path = line.find('M');
     std::string const words = line.substr(0, path);
     auto const has = [&](char const* word) { return words.find(word) != std::string::npos; };
-    auto input = MapTests::MakeInput(Geometry::ReadPathData(line.substr(std::min(path, line.size()))).curves,
-                                     has("filled"));
+    auto input =
+        MapTests::MakeInput(Geometry::ReadPathData(line.substr(std::min(path, line.size()))).curves, has("filled"));
     input.windingOrderMode =
         has("alternating") ? Geometry::WindingOrderMode::Alternating : Geometry::WindingOrderMode::NonZero;
     input.strokedFront = has("front");
