@@ -218,7 +218,8 @@ FontStack::FontStack(FontQuery const& query) : m_fallback(std::make_unique<Fallb
             m_primary = fonts.Open(match.get());
         if (m_primary)
             return;
-        fonts.NoteMissing(family);
+        bool const isUnreadable = match && SystemFonts::HasFamily(match.get(), family);
+        fonts.NoteMissing(isUnreadable ? family + " that can be read" : family);
         // The system may know a family of the same measures, or of the same kind.
         if (match && fonts.IsSubstitute(query, match.get()))
             m_primary = fonts.Open(match.get());

@@ -332,6 +332,9 @@ Importer::SceneNodePointer Importer::BuildText(Element const& element) {
     bool const isWholeText = pieces.size() == 1;
     if (!isWholeText && layout.HasRightToLeftText())
         pieces = FindPieces(cells, true);
+    if (pieces.back().end != cells.size())
+        m_drawing.GetReport().Add("letters behind the first " + std::to_string(c_maximumPieces) + " pieces of a text",
+                                  element.Describe());
     PieceMaker maker(text, layout, std::move(fonts), std::move(paints), isRightToLeft);
     auto const group = Kernel::MakeCounted<GroupNode>();
     for (auto const& piece : pieces) {
