@@ -5,6 +5,7 @@
 #include "shell/values.h"
 #include "shell/verbs.h"
 
+#include "platform/document/damaged_bitmaps.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
@@ -209,26 +210,39 @@ ExitStatus RunHash(Session& session, Arguments const& arguments) {
     return ExitStatus::Done;
 }
 
+// Names the first few.
+static void RefuseDamagedBitmaps(std::string const& path, std::vector<DamagedNode> const& damaged) {
+    constexpr std::size_t c_mostNamed = 3;
+    if (damaged.empty())
+        return;
+    std::string reason;
+    for (std::size_t i = 0; i != std::min(damaged.size(), c_mostNamed); ++i)
+        reason += (i == 0 ? "" : "; ") + GetLayerName(*damaged[i].node).ToStdString() + ": " +
+                  damaged[i].reason.ToStdString();
+    if (damaged.size() > c_mostNamed)
+        reason += "; and " + std::to_string(damaged.size() - c_mostNamed) + " more";
+    throw Failure(ExitStatus::Input, path, reason);
+}
+
 // Opening has verified the checksums of all objects; what is left is the tree's rules and the pixels.
 ExitStatus RunCheck(Session& session, Arguments const& arguments) {
     auto& document = session.Open(arguments);
     auto const& path = session.GetDocumentPath();
     std::size_t nodes = 0, bitmaps = 0;
+    bool abort = false;
+    Interrupt::Scope const interrupt(&abort);
     Guarded(ExitStatus::Input, path, [&] {
         document.GetDocument()->CheckInvariants();
         ForEachNode(*document.GetDocument(), [&](Node& node) {
             ++nodes;
-            Kernel::Counted<Raster::DynamicBitmap const> bitmap;
-            if (auto const* raster = Kernel::CastPointer<ConstRasterInterface>(&node))
-                bitmap = raster->GetBitmap();
-            else if (auto const* image = Kernel::CastPointer<ImageResourceInterface>(&node))
-                bitmap = image->GetImage();
-            if (!bitmap)
-                return;
-            ++bitmaps;
-            bitmap->ForceDelayLoad(nullptr);
-            Interrupt::Check(path);
+            auto const* const raster = Kernel::CastPointer<ConstRasterInterface>(&node);
+            auto const* const image = Kernel::CastPointer<ImageResourceInterface>(&node);
+            bitmaps += (raster != nullptr && raster->GetBitmap()) || (image != nullptr && image->GetImage());
         });
+        RefuseDamagedBitmaps(path, FindDamagedBitmaps(*document.GetDocument(), &abort));
+        Interrupt::Check(path);
+        document.CheckStoredValues();
+        Interrupt::Check(path);
     });
     auto const steps = document.GetHistory()->GetCount();
     if (session.IsJson()) {

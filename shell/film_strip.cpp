@@ -6,6 +6,8 @@
 #include "shell/picture.h"
 #include "shell/values.h"
 
+#include "platform/kernel/exception.h"
+
 #include <algorithm>
 #include <filesystem>
 
@@ -68,10 +70,16 @@ std::string WriteCloseUp(Session& session, DocumentController& document, std::st
     auto const command = position == 0 ? nullptr : history.GetCommand(position - 1);
     if (!command)
         return {};
-    auto const pixels = Guarded(ExitStatus::Input, session.GetDocumentPath(), [&] {
-        auto const reading = document.LockForReading();
-        return command->GenerateHistoryThumbnail(command->GenerateHistoryInterestingRect());
-    });
+    auto const pixels =
+        Guarded(ExitStatus::Input, session.GetDocumentPath(), [&]() -> decltype(command->GenerateHistoryThumbnail({})) {
+            auto const reading = document.LockForReading();
+            try {
+                return command->GenerateHistoryThumbnail(command->GenerateHistoryInterestingRect());
+            } catch (Kernel::DamagedDataException const&) {
+                // The picture of the state tells of it.
+                return {};
+            }
+        });
     if (!pixels)
         return {};
     auto const name = MakePictureName("step", position, history.GetCount());

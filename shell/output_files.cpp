@@ -81,6 +81,14 @@ void OutputFiles::End() {
     });
 }
 
+void OutputFiles::Abandon() {
+    if (!m_open.IsOpen())
+        return;
+    m_open.Close();
+    ::unlink(m_staged.back().temporaryPath.c_str());
+    m_staged.pop_back();
+}
+
 void OutputFiles::MakeFolder(std::string const& path) {
     struct stat old {};
     if (::stat(path.c_str(), &old) == 0 && S_ISDIR(old.st_mode))

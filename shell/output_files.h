@@ -26,6 +26,8 @@ public:
     void Write(std::span<std::byte const> bytes);
     void Write(std::string_view text) { Write(std::as_bytes(std::span(text))); }
     void End();
+    // Takes the file back that was begun and not ended, if there is one.
+    void Abandon();
     // A folder for files to come; without Commit it goes again, unless it was there before.
     void MakeFolder(std::string const& path);
     void Commit();

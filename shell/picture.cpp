@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/picture.h"
 
+#include "platform/document/damaged_bitmaps.h"
 #include "platform/raster/codec.h"
 #include "shell/failure.h"
 #include "shell/interrupt.h"
 #include "shell/progress.h"
+#include "shell/session.h"
 
 #include <algorithm>
 #include <cmath>
@@ -93,30 +95,17 @@ Kernel::Counted<Renderer::RasterRenderTarget> DrawNodes(SpreadNode const& spread
     raster.abort = options.abort;
     auto target = Kernel::MakeCounted<Renderer::RasterRenderTarget>(raster);
     DocumentRenderer renderer(target);
+    renderer.LeaveOut(options.leftOut);
     for (auto const& node : nodes)
         renderer.DrawNode(*node);
     return target;
 }
 
-} // namespace
-
-bool IsPageFormat(Raster::Format format) {
-    return Raster::IsHandledFormat(format) &&
-           Raster::GetFormatInfo(format).colourModel != Raster::ColourModel::AlphaOnly;
-}
-
-void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
-                  std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
-                  std::string const& subject) {
-    bool abort = false;
-    Interrupt::Scope const interrupt(&abort);
+// The picture, unless some of its pixels cannot be read: Kernel::DamagedDataException.
+void WriteSound(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
+                std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions const& options) {
     ProgressBar progress("Render");
-    options.abort = &abort;
-    if (kind == PictureKind::Png)
-        options.format = GetPngFormat(options.format);
-    auto const target = Guarded(ExitStatus::Input, subject, [&] {
-        return nodes.empty() ? MakeSpreadPicture(spread, options) : DrawNodes(spread, nodes, options);
-    });
+    auto const target = nodes.empty() ? MakeSpreadPicture(spread, options) : DrawNodes(spread, nodes, options);
     auto const format = Raster::GetFormatInfo(options.format);
     Raster::ImageInfo info;
     info.width = static_cast<std::uint32_t>(target->GetOptions().width);
@@ -131,13 +120,49 @@ void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind,
     files.Begin(path);
     auto const source = [&](std::uint32_t y, std::span<std::byte> row) { rows.Get(y, row); };
     auto const sink = [&](std::span<std::byte const> bytes) { files.Write(bytes); };
-    Guarded(ExitStatus::Output, path, [&] {
+    // Pixels that cannot be read are the document's matter, the rest is the picture's.
+    try {
         if (kind == PictureKind::Png)
             Raster::EncodePng(info, source, sink);
         else
             Raster::EncodeTiff(info, source, sink);
-    });
+    } catch (Kernel::DamagedDataException const&) {
+        throw;
+    } catch (...) {
+        RethrowAsFailure(ExitStatus::Output, path);
+    }
     files.End();
+}
+
+} // namespace
+
+bool IsPageFormat(Raster::Format format) {
+    return Raster::IsHandledFormat(format) &&
+           Raster::GetFormatInfo(format).colourModel != Raster::ColourModel::AlphaOnly;
+}
+
+void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
+                  std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
+                  std::string const& subject) {
+    bool abort = false;
+    Interrupt::Scope const interrupt(&abort);
+    options.abort = &abort;
+    if (kind == PictureKind::Png)
+        options.format = GetPngFormat(options.format);
+    try {
+        WriteSound(files, path, kind, spread, nodes, options);
+        return;
+    } catch (Kernel::DamagedDataException const&) {
+        files.Abandon();
+        for (auto const& damaged : FindDamagedBitmaps(spread, &abort)) {
+            Session::Note(subject, "left out: " + GetLayerName(*damaged.node).ToStdString() + ": " +
+                                       damaged.reason.ToStdString());
+            options.leftOut.push_back(damaged.node);
+        }
+    } catch (...) {
+        RethrowAsFailure(ExitStatus::Input, subject);
+    }
+    Guarded(ExitStatus::Input, subject, [&] { WriteSound(files, path, kind, spread, nodes, options); });
 }
 
 void WritePixels(OutputFiles& files, std::string const& path, Raster::BufferRGBA8 const& pixels) {

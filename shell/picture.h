@@ -15,7 +15,8 @@ bool IsPageFormat(Raster::Format format);
 enum class PictureKind { Png, Tiff };
 
 // Draws a spread, or only `nodes` of it where there are any, and writes the picture, a few rows at a time. PNG, which
-// has neither ink nor Lab nor floats, gets RGB. `subject` names the document in failures. Throws Failure.
+// has neither ink nor Lab nor floats, gets RGB. What has a damaged bitmap is left out, with a note. `subject` names the
+// document in notes and failures. Throws Failure.
 void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
                   std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
                   std::string const& subject);

@@ -175,6 +175,35 @@ void DocumentController::SaveLocked(std::string const& path) {
     m_changedSinceSave = false;
 }
 
+namespace {
+
+// Stands for a store that has all that the file has, and reads what it says it has.
+class ReadingStore final : public Kernel::BlobSource, public Kernel::BlobSink {
+public:
+    explicit ReadingStore(Kernel::BlobSource const& file) : m_file(file) {}
+    bool Has(Kernel::BlobKey key) const override {
+        m_file.Get(key);
+        return true;
+    }
+    std::vector<std::byte> Get(Kernel::BlobKey key) const override { return m_file.Get(key); }
+    Kernel::BlobKey Put(std::span<std::byte const> bytes) override { return Kernel::ComputeBlobKey(bytes); }
+    void Keep(Kernel::BlobKey const&) override {}
+
+private:
+    Kernel::BlobSource const& m_file;
+};
+
+} // namespace
+
+void DocumentController::CheckStoredValues() const {
+    if (!m_file || !m_file->container)
+        return;
+    Kernel::MemoryChunkStorage objects;
+    ReadingStore store(*m_file->container);
+    Kernel::Counted<Kernel::Serialisable const> const roots[] = {m_file->root};
+    Kernel::ObjectGraph::SaveCopy(roots, objects, &store, m_file->container->GetPath().string());
+}
+
 bool DocumentController::IsChangedSinceSave() const { return m_changedSinceSave; }
 
 Kernel::Counted<DocumentController> DocumentController::Open(std::string const& path, bool trusted) {

@@ -6,6 +6,7 @@
 #include "platform/kernel/exception.h"
 #include "platform/story/text_renderer.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -20,7 +21,8 @@ constexpr double c_maximumPixels = 1e9;
 // Draws a tree without recursion: what must be ended after a node's children waits on the same stack as the nodes.
 class TreeDrawing {
 public:
-    explicit TreeDrawing(Renderer::RenderTarget& target) : m_target(target) {}
+    TreeDrawing(Renderer::RenderTarget& target, std::vector<Kernel::Counted<Node const>> const& leftOut)
+        : m_target(target), m_leftOut(leftOut) {}
 
     void Draw(Node const& top) {
         m_pending.push_back({Step::Enter, &top, false, false});
@@ -68,7 +70,7 @@ private:
     void Enter(Node const& node, bool silhouette) {
         auto const* const scene = Kernel::CastPointer<SceneNode const>(&node);
         if (scene != nullptr) {
-            if (!scene->IsVisible() || (!silhouette && scene->GetOpacity() == 0))
+            if (!scene->IsVisible() || (!silhouette && scene->GetOpacity() == 0) || IsLeftOut(node))
                 return;
             m_target.PushTransform(Geometry::Transform(scene->GetMatrix()));
             After(Step::EndTransform);
@@ -200,20 +202,25 @@ private:
         renderer.Render(Story::DrawMode::All, false);
     }
 
+    bool IsLeftOut(Node const& node) const {
+        return std::any_of(m_leftOut.begin(), m_leftOut.end(), [&](auto const& left) { return left.get() == &node; });
+    }
+
     Renderer::RenderTarget& m_target;
+    std::vector<Kernel::Counted<Node const>> const& m_leftOut;
     std::vector<Item> m_pending;
 };
 
 } // namespace
 
-void DocumentRenderer::DrawSpread(SpreadNode const& spread) { TreeDrawing(*m_target).Draw(spread); }
+void DocumentRenderer::DrawSpread(SpreadNode const& spread) { TreeDrawing(*m_target, m_leftOut).Draw(spread); }
 
 void DocumentRenderer::DrawNode(Node const& node) {
     Params toSpread;
     if (auto const* scene = Kernel::CastPointer<SceneNode const>(&node))
         toSpread = scene->GetBaseToSpreadTransform() * scene->GetMatrix().GetInverse();
     m_target->PushTransform(Geometry::Transform(toSpread));
-    TreeDrawing(*m_target).Draw(node);
+    TreeDrawing(*m_target, m_leftOut).Draw(node);
     m_target->PopTransform();
 }
 
@@ -250,6 +257,8 @@ Kernel::Counted<Renderer::RasterRenderTarget> MakeSpreadPicture(SpreadNode const
     raster.background = options.background;
     raster.abort = options.abort;
     auto target = Kernel::MakeCounted<Renderer::RasterRenderTarget>(raster);
-    DocumentRenderer(target).DrawSpread(spread);
+    DocumentRenderer renderer(target);
+    renderer.LeaveOut(options.leftOut);
+    renderer.DrawSpread(spread);
     return target;
 }

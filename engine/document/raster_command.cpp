@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/raster_command.h"
 
+#include "platform/document/damaged_bitmaps.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_notification.h"
 #include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/out_serialiser.h"
 
@@ -25,11 +27,13 @@ void RasterCommand::ReceiveInterface(Kernel::NonCounted<MutableRasterInterface> 
     Kernel::RectT<int> changed;
     try {
         changed = DoEffect(layer);
+    } catch (Kernel::DamagedDataException const& damage) {
+        TakeBack();
+        if (auto const* const node = Kernel::CastPointer<Node const>(layer.get()))
+            throw Kernel::DamagedDataException(GetLayerName(*node).ToStdString() + ": " + damage.what());
+        throw;
     } catch (...) {
-        for (auto const& worked : m_workedOn) {
-            if (worked.layer->GetBitmap() != worked.before)
-                worked.layer->SetBitmap(worked.before);
-        }
+        TakeBack();
         throw;
     }
     if (changed.IsEmpty())
@@ -39,6 +43,13 @@ void RasterCommand::ReceiveInterface(Kernel::NonCounted<MutableRasterInterface> 
         m_invalidationArea.Append(SpreadRect(
             *node, layer->GetRasterToDomainTransform().Apply(Kernel::RectT<double>{
                        double(changed.left), double(changed.top), double(changed.right), double(changed.bottom)})));
+}
+
+void RasterCommand::TakeBack() {
+    for (auto const& worked : m_workedOn) {
+        if (worked.layer->GetBitmap() != worked.before)
+            worked.layer->SetBitmap(worked.before);
+    }
 }
 
 void RasterCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {

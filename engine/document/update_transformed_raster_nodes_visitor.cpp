@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/update_transformed_raster_nodes_visitor.h"
 
+#include "platform/document/damaged_bitmaps.h"
 #include "platform/kernel/exception.h"
 
 #include <cmath>
@@ -74,7 +75,7 @@ void UpdateTransformedRasterNodesVisitor::Receive(Kernel::NonCounted<RasterNode>
     try {
         bitmap->ForceDelayLoad(nullptr);
     } catch (Kernel::DamagedDataException const& damage) {
-        throw Kernel::DamagedDataException("layer " + layer->GetDescription(true).ToStdString() + ": " + damage.what());
+        throw Kernel::DamagedDataException(GetLayerName(*layer).ToStdString() + ": " + damage.what());
     }
     MakeFinite(*layer);
     auto const present = layer->GetBitmap();

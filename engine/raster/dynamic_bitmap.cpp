@@ -3,6 +3,7 @@
 
 #include "engine/raster/stored_profile.h"
 #include "platform/kernel/abortable.h"
+#include "platform/kernel/exception.h"
 #include "platform/raster/deduplication.h"
 
 namespace Raster {
@@ -34,7 +35,11 @@ Kernel::Counted<DynamicBitmap> DynamicBitmap::CloneDerived(bool* abort) const {
 Kernel::Consolidated<ICCProfile> DynamicBitmap::GetProfile() const {
     std::lock_guard const lock(m_profileMutex);
     if (m_storedProfile) {
-        m_profile = ICCProfile::FromData(m_storedProfile->Read());
+        try {
+            m_profile = ICCProfile::FromData(m_storedProfile->Read());
+        } catch (Kernel::DamagedDataException const&) {
+            throw Kernel::DamagedDataException("is damaged: the colour profile of a bitmap cannot be read");
+        }
         m_storedProfile.reset();
     }
     return m_profile;

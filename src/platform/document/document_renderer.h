@@ -13,9 +13,12 @@ public:
     void DrawSpread(SpreadNode const& spread);
     // One node with all below it, where it stands on its spread. Hidden nodes draw nothing.
     void DrawNode(Node const& node);
+    // These count as hidden.
+    void LeaveOut(std::vector<Kernel::Counted<Node const>> nodes) { m_leftOut = std::move(nodes); }
 
 private:
     Kernel::Counted<Renderer::RenderTarget> m_target;
+    std::vector<Kernel::Counted<Node const>> m_leftOut;
 };
 
 struct SpreadPictureOptions {
@@ -27,6 +30,8 @@ struct SpreadPictureOptions {
     Renderer::Colour background = Renderer::Colour::FromRGB(1, 1, 1);
     // Polled while pixels are made when it is not null.
     bool const* abort = nullptr;
+    // Nodes that count as hidden.
+    std::vector<Kernel::Counted<Node const>> leftOut;
 };
 
 // The picture's size in pixels: the area's, scaled, rounded up. Throws Kernel::Exception when it is nothing or too

@@ -27,7 +27,7 @@ public:
 protected:
     void ReceiveInterface(Kernel::NonCounted<MutableRasterInterface> layer) override;
     // Changes the pixels of a layer that has a bitmap; returns what changed, in pixels, (0, 0, 0, 0) for nothing. What
-    // it throws leaves all layers of the command as they were.
+    // it throws leaves all layers of the command as they were; damage is told with the layer's name.
     virtual Kernel::RectT<int> DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) = 0;
     // Whether the result may be mixed with what was there afterwards.
     virtual bool CanFadeRewind() const;
@@ -39,6 +39,7 @@ protected:
 
 private:
     void PrepareUndo() override;
+    void TakeBack();
 
     struct WorkedOn {
         Kernel::Counted<MutableRasterInterface> layer;

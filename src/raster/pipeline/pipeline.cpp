@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/pipeline/pipeline.h"
 
+#include "platform/kernel/exception.h"
+
 namespace Commands {
 
 Kernel::RectT<int> IntersectTouching(Kernel::RectT<int> const& a, Kernel::RectT<int> const& b) {
@@ -25,6 +27,11 @@ std::optional<MaskRecord> MakeSelectionMask(DocumentController const& document, 
         return std::nullopt;
     auto const mask = selection->GetBitmap();
     auto const wanted = bitmap->GetBase()->GetInfo().maskFormat;
+    try {
+        mask->ForceDelayLoad(nullptr);
+    } catch (Kernel::DamagedDataException const& damage) {
+        throw Kernel::Exception(Kernel::String(std::string("the mask of selected pixels ") + damage.what()));
+    }
     MaskRecord record;
     record.transform = selection->GetTransform(true, false).GetInverse() * layer.GetRasterToDomainTransform();
     if (mask->GetFormat() == wanted)
