@@ -6,8 +6,12 @@
 //
 //   bench-planar-map          all of it
 //   bench-planar-map quick    without the slow peers
+//
+// REDRAFT_BENCH_DRAWING may name an SVG file: the map of all its paths' data, taken as filled and in one space, is
+// measured, too.
 #include "platform/geometry/curve_intersection_graph.h"
 #include "platform/geometry/curve_operations.h"
+#include "platform/geometry/path_data.h"
 #include "platform/geometry/shapes.h"
 #include "platform/kernel/exception.h"
 
@@ -17,9 +21,12 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <polyclipping/clipper.hpp>
 #include <random>
@@ -91,6 +98,21 @@ public:
             curve->Close();
             Add(inputs, curve);
             inputs.back().windingOrderMode = Geometry::WindingOrderMode::Alternating;
+        }
+        return inputs;
+    }
+
+    static Inputs ReadPaths(char const* path) {
+        std::ifstream file(path, std::ios::binary);
+        std::string const text{std::istreambuf_iterator<char>(file), {}};
+        Inputs inputs;
+        for (std::size_t at = text.find(" d=\""); at != std::string::npos; at = text.find(" d=\"", at)) {
+            at += 4;
+            std::size_t const end = text.find('"', at);
+            CurveIntersectionGraph::Input input;
+            input.curves.push_back({Geometry::ReadPathData(std::string_view(text).substr(at, end - at)).curves, {}});
+            input.filled = true;
+            inputs.push_back(std::move(input));
         }
         return inputs;
     }
@@ -343,6 +365,8 @@ int main(int count, char** arguments) {
     Compare("1000 circles", Drawing(1).Circles(1000), slowPeers);
     Compare("two scribbles of 2000 lines", Drawing(2).Scribbles(2, 2000, false), false);
     Compare("two scribbles of 2000 cubics", Drawing(2).Scribbles(2, 2000, true), false);
+    if (char const* const path = std::getenv("REDRAFT_BENCH_DRAWING"))
+        Compare(path, Drawing::ReadPaths(path), false);
     TellGrowth();
     TellAbort("1000 circles", Drawing(1).Circles(1000));
     TellAbort("scribbles of cubics", Drawing(2).Scribbles(2, 2000, true));
