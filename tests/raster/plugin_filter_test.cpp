@@ -370,9 +370,10 @@ TEST_F(ForeignPlugins, ThatCrashCostTheirTileAndAWarning) {
 }
 
 TEST_F(ForeignPlugins, ThatHangAreEndedAndLeftAloneAfterAFewTiles) {
+    auto const plugin = Raster::FindFilterPlugin("hang");
     SetLimits(std::chrono::milliseconds(100), 2, 1 << 26);
     LayerDocument document(Judge::RandomBitmap<RGBA8>(1400, 40, 4));
-    RunFilter(document, Raster::FindFilterPlugin("hang"));
+    RunFilter(document, plugin);
     EXPECT_EQ(0u, Judge::CountDifferent(Planes<RGBA8>(1400, 40), document.Read<RGBA8>()));
     EXPECT_EQ((std::vector<std::string>{"the plug-in Test hang failed on the whole picture\r\n",
                                         "the plug-in Test hang failed on a tile once more; the rest is left out\r\n"}),
@@ -381,6 +382,7 @@ TEST_F(ForeignPlugins, ThatHangAreEndedAndLeftAloneAfterAFewTiles) {
 }
 
 TEST_F(ForeignPlugins, ThatTakeAllMemoryAreEndedAndTheProgramKeepsItsOwn) {
+    auto const plugin = Raster::FindFilterPlugin("greedy");
     Raster::FilterPluginLimits limits;
     limits.memoryBytes = std::size_t(256) << 20;
     limits.failures = 1;
@@ -391,7 +393,7 @@ TEST_F(ForeignPlugins, ThatTakeAllMemoryAreEndedAndTheProgramKeepsItsOwn) {
     limits.tileTime = std::chrono::milliseconds(200);
     Raster::SetFilterPluginLimits(limits);
 #endif
-    RunFilter(document, Raster::FindFilterPlugin("greedy"));
+    RunFilter(document, plugin);
     EXPECT_EQ(0u, Judge::CountDifferent(Planes<RGBA8>(40, 30), document.Read<RGBA8>()));
     ASSERT_EQ(1u, m_lines.size());
 }
