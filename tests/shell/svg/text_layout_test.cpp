@@ -92,7 +92,8 @@ TEST(TextLayout, WhatHasNoRoomOnItsPathIsNotShown) {
 }
 
 TEST(TextLayout, LettersTurnAboutTheirPlaces) {
-    auto const pieces = PiecesOf(Read("<text x='10 60' y='50' font-size='20' rotate='10 20'>abc</text>"));
+    auto const drawing = Read("<text x='10 60' y='50' font-size='20' rotate='10 20'>abc</text>");
+    auto const pieces = PiecesOf(drawing);
     ASSERT_EQ(pieces.size(), 3u);
     EXPECT_NEAR(std::atan2(pieces[0]->GetMatrix().c, pieces[0]->GetMatrix().a), 10 * M_PI / 180, 1e-9);
     EXPECT_NEAR(std::atan2(pieces[1]->GetMatrix().c, pieces[1]->GetMatrix().a), 20 * M_PI / 180, 1e-9);
