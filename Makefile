@@ -31,8 +31,8 @@ test-asan: packages
 # The tests of what uses threads.
 test-tsan: packages
 	cmake --preset tsan >build/tsan-configure.log
-	cmake --build --preset tsan -j $(JOBS) --target test-kernel test-document test-story test-raster-commands
-	ctest --preset tsan -j $(JOBS) -R '^(kernel|document|story|raster-commands)$$'
+	cmake --build --preset tsan -j $(JOBS) --target test-kernel test-document test-story test-raster-commands test-planar-map
+	ctest --preset tsan -j $(JOBS) -R '^(kernel|document|story|raster-commands|planar-map)$$'
 
 # Every question of docs/performance.md, with floors and peers in the same run. BENCH=name asks one of them.
 bench: packages build/packages-bench.stamp

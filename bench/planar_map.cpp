@@ -13,6 +13,7 @@
 #include "platform/geometry/curve_operations.h"
 #include "platform/geometry/path_data.h"
 #include "platform/geometry/shapes.h"
+#include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
@@ -27,6 +28,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <polyclipping/clipper.hpp>
 #include <random>
@@ -310,6 +312,22 @@ void Compare(char const* name, Inputs const& inputs, bool slowPeers) {
     }
 }
 
+// By the clock on the wall.
+void TellThreads(char const* name, Inputs const& inputs) {
+    // By turns, so that what else the machine does meets both.
+    double one = std::numeric_limits<double>::infinity(), two = one;
+    for (int i = 0; i != 11; ++i) {
+        for (auto const& [threads, best] : {std::pair(1u, &one), std::pair(2u, &two)}) {
+            Kernel::Dispatch::SetThreadCount(threads);
+            auto const started = std::chrono::steady_clock::now();
+            Divide(inputs);
+            *best = std::min(*best, std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count());
+        }
+    }
+    Kernel::Dispatch::SetThreadCount(1);
+    std::printf("threads, %s: one %.3f s, two %.3f s, %.2f times as fast\n", name, one, two, one / two);
+}
+
 void TellGrowth() {
     std::printf("growth, circles of one density\n  %8s %10s %10s %16s\n", "circles", "faces", "seconds", "us a face");
     for (int const count : {10, 50, 200, 1000, 5000}) {
@@ -338,11 +356,13 @@ void TellAbort(char const* name, Inputs const& inputs) {
         });
         bool aborted = false;
         Clock::time_point seen;
+        // What the caller holds goes after the clock has stopped.
+        Kernel::Counted<CurveIntersectionGraph> graph;
+        std::map<unsigned, CurveIntersectionGraph::DividedResult> results;
         try {
-            auto const graph = CurveIntersectionGraph::Create(inputs, CurveIntersectionGraph::BoolOpMethod::Divide,
-                                                              false, false, &abort, nullptr, true)
-                                   .first;
-            std::map<unsigned, CurveIntersectionGraph::DividedResult> results;
+            graph = CurveIntersectionGraph::Create(inputs, CurveIntersectionGraph::BoolOpMethod::Divide, false, false,
+                                                   &abort, nullptr, true)
+                        .first;
             graph->Divide(results, true);
         } catch (Kernel::AbortException const&) {
             seen = Clock::now();
@@ -361,6 +381,7 @@ void TellAbort(char const* name, Inputs const& inputs) {
 } // namespace
 
 int main(int count, char** arguments) {
+    Kernel::Dispatch::SetThreadCount(1);
     bool const slowPeers = count < 2 || std::strcmp(arguments[1], "quick") != 0;
     Compare("1000 circles", Drawing(1).Circles(1000), slowPeers);
     Compare("two scribbles of 2000 lines", Drawing(2).Scribbles(2, 2000, false), false);
@@ -368,6 +389,8 @@ int main(int count, char** arguments) {
     if (char const* const path = std::getenv("REDRAFT_BENCH_DRAWING"))
         Compare(path, Drawing::ReadPaths(path), false);
     TellGrowth();
+    TellThreads("1000 circles", Drawing(1).Circles(1000));
+    TellThreads("scribbles of cubics", Drawing(2).Scribbles(2, 2000, true));
     TellAbort("1000 circles", Drawing(1).Circles(1000));
     TellAbort("scribbles of cubics", Drawing(2).Scribbles(2, 2000, true));
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/flattened_net.h"
 
+#include "engine/geometry/planar_map/parallel.h"
 #include "platform/geometry/curve_operations.h"
 
 #include <cmath>
@@ -34,11 +35,23 @@ double InterpolatedParameter(GridSegment const& s, CurvePart const& part, GridPo
 // Chords cross where curves do, and once, but the crossings of one curve with two others may still lie the other way
 // round, or so near to each other that the chords can't tell.
 void FlattenedNet::CheckCrossings(Monitor& monitor) {
-    for (; m_metCrossings != crossings.size(); ++m_metCrossings) {
-        if (IsAlive(crossings[m_metCrossings]))
-            Meet(crossings[m_metCrossings]);
-        monitor.Tick();
+    // Bytes, so that threads write to places of their own.
+    std::vector<std::uint8_t> isClear(crossings.size() - m_metCrossings, 1);
+    ForStretches(isClear.size(), 1024, monitor, [&](std::size_t from, std::size_t to, Monitor& own) {
+        for (std::size_t i = from; i != to; ++i) {
+            Crossing& crossing = crossings[m_metCrossings + i];
+            if (IsAlive(crossing))
+                isClear[i] = Meet(crossing) ? 1 : 0;
+            own.Tick();
+        }
+    });
+    for (std::size_t i = 0; i != isClear.size(); ++i) {
+        if (isClear[i] != 0)
+            continue;
+        MarkIfCoarse(crossings[m_metCrossings + i].a);
+        MarkIfCoarse(crossings[m_metCrossings + i].b);
     }
+    m_metCrossings = crossings.size();
     CollectStops(monitor);
     for (std::uint32_t part = 0; part != list.parts.size(); ++part) {
         std::uint32_t const first = m_firstStop[part], count = m_firstStop[part + 1] - first;
@@ -49,14 +62,14 @@ void FlattenedNet::CheckCrossings(Monitor& monitor) {
 }
 
 // Solves curve(t) == other(u) by Newton's method within the stretches of the two chords, where there is one solution.
-void FlattenedNet::Meet(Crossing& crossing) {
+bool FlattenedNet::Meet(Crossing& crossing) const {
     constexpr int c_steps = 16;
     constexpr double c_closeEnough = 1.0 / 1024;
     CurvePart const &a = list.parts[crossing.a], &b = list.parts[crossing.b];
     crossing.t = InterpolatedParameter(list.segments[crossing.a], a, crossing.at);
     crossing.u = InterpolatedParameter(list.segments[crossing.b], b, crossing.at);
     if (a.error == 0 && b.error == 0)
-        return;
+        return true;
     Segment const curve = m_net->GetGridCurve(m_net->pieces[a.owner].curve),
                   other = m_net->GetGridCurve(m_net->pieces[b.owner].curve);
     double t = crossing.t, u = crossing.u;
@@ -69,11 +82,7 @@ void FlattenedNet::Meet(Crossing& crossing) {
             // At small angles the chords cross far from where the curves do, and in between may become one edge.
             double const moved = std::max(std::fabs(p.x - static_cast<double>(crossing.at.x)),
                                           std::fabs(p.y - static_cast<double>(crossing.at.y)));
-            if (moved > GetUsualReach(crossing)) {
-                MarkIfCoarse(crossing.a);
-                MarkIfCoarse(crossing.b);
-            }
-            return;
+            return !(moved > GetUsualReach(crossing));
         }
         PointDbl const d = EvaluateDerivative(curve, t), e = EvaluateDerivative(other, u);
         double const determinant = d.x * e.y - d.y * e.x;
@@ -86,8 +95,7 @@ void FlattenedNet::Meet(Crossing& crossing) {
     crossing.t = GetParameterNear(crossing.a, crossing.at);
     crossing.u = GetParameterNear(crossing.b, crossing.at);
     // Shorter chords start nearer to it.
-    MarkIfCoarse(crossing.a);
-    MarkIfCoarse(crossing.b);
+    return false;
 }
 
 double FlattenedNet::GetParameterNear(std::uint32_t part, GridPoint p, Stop const* stop) const {

@@ -68,7 +68,8 @@ private:
     }
     // In crossing_orders.cpp.
     void CheckCrossings(Monitor& monitor);
-    void Meet(Crossing& crossing);
+    // Finds where the curves of a crossing cross. False where their chords are too long to tell.
+    bool Meet(Crossing& crossing) const;
     // How far a crossing may lie from that of the chords.
     double GetUsualReach(Crossing const& crossing) const;
     void CollectStops(Monitor& monitor);

@@ -24,6 +24,8 @@ public:
         if (m_abort != nullptr && std::atomic_ref<bool>(const_cast<bool&>(*m_abort)).load(std::memory_order_relaxed))
             throw Kernel::AbortException();
     }
+    // For work on another thread: the same abort flag, and no progress.
+    Monitor ForThread() const { return Monitor(m_abort, nullptr); }
     // To be called after each small piece of work, of about a microsecond or less.
     void Tick() {
         if ((++m_ticks & 255) == 0)

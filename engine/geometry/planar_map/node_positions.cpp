@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/node_positions.h"
 
+#include "engine/geometry/planar_map/parallel.h"
 #include "platform/geometry/curve_operations.h"
 
 #include <cmath>
@@ -53,56 +54,66 @@ std::optional<Meeting> FindMeeting(Segment const& curve, Strand const& a, Segmen
     return {};
 }
 
-class NodePlacer {
+// Moves nodes, and the ends of sub-segments with them. What is written for one node is no other's.
+class NodeMover {
 public:
-    NodePlacer(FaceMap& map, CurveNet const& net, Monitor& monitor) : m_map(map), m_net(net), m_monitor(monitor) {}
+    struct Places {
+        // Of the nodes, in grid units.
+        std::vector<PointDbl> grid;
+        // The parameters of the sub-segments' ends.
+        std::vector<double> start, end;
+    };
+    NodeMover(FaceMap const& map, CurveNet const& net, std::vector<std::uint32_t> const& vertices, Places& places,
+              Monitor& monitor)
+        : m_map(map), m_net(net), m_vertices(vertices), m_places(places), m_monitor(monitor) {}
 
-    NodePositions Run(bool refine) {
-        FindVertices();
-        m_grid.reserve(m_map.nodes.size());
-        for (GridPoint const p : m_map.nodes)
-            m_grid.push_back({static_cast<double>(p.x), static_cast<double>(p.y)});
-        m_monitor.Check();
-        if (refine) {
-            m_start.reserve(m_map.subSegments.size());
-            m_end.reserve(m_map.subSegments.size());
-            for (SubSegment const& s : m_map.subSegments) {
-                m_start.push_back(s.t0);
-                m_end.push_back(s.t1);
-                m_monitor.Tick();
+    // To where the curves meet.
+    void PlaceNode(std::uint32_t node) {
+        bool const isVertex = m_vertices[node] != c_noIndex;
+        std::size_t const degree = m_map.Leaving(node).size();
+        if (degree < 3 && !(isVertex && degree == 2)) {
+            if (IsShared(node)) {
+                CollectStrands(node);
+                CutAtNode(node);
             }
-            for (std::uint32_t node = 0; node != m_map.nodes.size(); ++node)
-                PlaceNode(node);
-            TakeBackDisorder();
-            for (std::size_t i = 0; i != m_map.subSegments.size(); ++i) {
-                m_map.subSegments[i].t0 = m_start[i];
-                m_map.subSegments[i].t1 = m_end[i];
-                m_monitor.Tick();
+            return;
+        }
+        CollectStrands(node);
+        if (m_firstOfStrand.size() < 2)
+            return;
+        std::optional<Meeting> meeting;
+        if (isVertex) {
+            m_places.grid[node] = m_net.frame.ToGrid(m_net.vertices[m_vertices[node]].position);
+        } else {
+            meeting = Meet();
+            if (!meeting) {
+                CutAtNode(node);
+                return;
             }
+            m_places.grid[node] = meeting->point;
         }
-        m_positions.points.reserve(m_grid.size());
-        for (std::uint32_t node = 0; node != m_grid.size(); ++node) {
-            std::uint32_t const vertex = m_positions.vertices[node];
-            m_positions.points.push_back(vertex != c_noIndex ? m_net.vertices[vertex].position
-                                                             : m_net.frame.FromGrid(m_grid[node]));
-            m_monitor.Tick();
+        for (std::size_t i = 0; i != m_firstOfStrand.size(); ++i) {
+            Strand const& first = m_strands[m_firstOfStrand[i]];
+            double t = first.t;
+            if (meeting && m_firstOfStrand[i] == m_met.first)
+                t = meeting->t;
+            else if (meeting && m_firstOfStrand[i] == m_met.second)
+                t = meeting->u;
+            else if (first.t > first.low && first.t < first.high)
+                t = RefineNearest(m_net.GetGridCurve(first.curve), m_places.grid[node], first.t, first.low, first.high);
+            SetParameter(i, t);
         }
-        return std::move(m_positions);
+    }
+
+    // To where the chords have it.
+    void TakeBack(std::uint32_t node) {
+        if (m_vertices[node] == c_noIndex)
+            m_places.grid[node] = {static_cast<double>(m_map.nodes[node].x), static_cast<double>(m_map.nodes[node].y)};
+        CollectStrands(node);
+        CutAtNode(node);
     }
 
 private:
-    void FindVertices() {
-        m_positions.vertices.assign(m_map.nodes.size(), c_noIndex);
-        std::uint32_t vertex = 0;
-        for (std::uint32_t node = 0; node != m_map.nodes.size(); ++node) {
-            m_monitor.Tick();
-            while (vertex != m_net.vertices.size() && m_net.vertices[vertex].at < m_map.nodes[node])
-                ++vertex;
-            if (vertex != m_net.vertices.size() && m_net.vertices[vertex].at == m_map.nodes[node])
-                m_positions.vertices[node] = vertex;
-        }
-    }
-
     void CollectStrands(std::uint32_t node) {
         m_strands.clear();
         for (std::uint32_t const h : m_map.Leaving(node)) {
@@ -137,7 +148,7 @@ private:
 
     void SetParameter(std::size_t strand, double t) {
         for (std::size_t k = m_firstOfStrand[strand]; k != EndOfStrand(strand); ++k)
-            (m_strands[k].atStart ? m_start : m_end)[m_strands[k].subSegment] = t;
+            (m_strands[k].atStart ? m_places.start : m_places.end)[m_strands[k].subSegment] = t;
     }
 
     std::size_t EndOfStrand(std::size_t strand) const {
@@ -154,46 +165,10 @@ private:
             if (t > first.low && t < first.high && !m_net.curves[first.curve].straight) {
                 Segment const curve = m_net.GetGridCurve(first.curve);
                 PointDbl const p = Evaluate(curve, t);
-                if (std::max(std::fabs(p.x - m_grid[node].x), std::fabs(p.y - m_grid[node].y)) > c_nearEnough)
-                    t = RefineNearest(curve, m_grid[node], t, first.low, first.high);
+                if (std::max(std::fabs(p.x - m_places.grid[node].x), std::fabs(p.y - m_places.grid[node].y)) >
+                    c_nearEnough)
+                    t = RefineNearest(curve, m_places.grid[node], t, first.low, first.high);
             }
-            SetParameter(i, t);
-        }
-    }
-
-    void PlaceNode(std::uint32_t node) {
-        bool const isVertex = m_positions.vertices[node] != c_noIndex;
-        std::size_t const degree = m_map.Leaving(node).size();
-        if (degree < 3 && !(isVertex && degree == 2)) {
-            if (IsShared(node)) {
-                CollectStrands(node);
-                CutAtNode(node);
-            }
-            return;
-        }
-        CollectStrands(node);
-        if (m_firstOfStrand.size() < 2)
-            return;
-        std::optional<Meeting> meeting;
-        if (isVertex) {
-            m_grid[node] = m_net.frame.ToGrid(m_net.vertices[m_positions.vertices[node]].position);
-        } else {
-            meeting = Meet();
-            if (!meeting) {
-                CutAtNode(node);
-                return;
-            }
-            m_grid[node] = meeting->point;
-        }
-        for (std::size_t i = 0; i != m_firstOfStrand.size(); ++i) {
-            Strand const& first = m_strands[m_firstOfStrand[i]];
-            double t = first.t;
-            if (meeting && m_firstOfStrand[i] == m_met.first)
-                t = meeting->t;
-            else if (meeting && m_firstOfStrand[i] == m_met.second)
-                t = meeting->u;
-            else if (first.t > first.low && first.t < first.high)
-                t = RefineNearest(m_net.GetGridCurve(first.curve), m_grid[node], first.t, first.low, first.high);
             SetParameter(i, t);
         }
     }
@@ -219,15 +194,80 @@ private:
         return FindMeeting(m_net.GetGridCurve(a.curve), a, m_net.GetGridCurve(b.curve), b);
     }
 
+    FaceMap const& m_map;
+    CurveNet const& m_net;
+    std::vector<std::uint32_t> const& m_vertices;
+    Places& m_places;
+    Monitor& m_monitor;
+    std::vector<Strand> m_strands;
+    std::vector<std::size_t> m_firstOfStrand;
+    // The strands, by their place in the list, whose meeting was found.
+    std::pair<std::size_t, std::size_t> m_met;
+};
+
+class NodePlacer {
+public:
+    NodePlacer(FaceMap& map, CurveNet const& net, Monitor& monitor) : m_map(map), m_net(net), m_monitor(monitor) {}
+
+    NodePositions Run(bool refine) {
+        FindVertices();
+        m_places.grid.reserve(m_map.nodes.size());
+        for (GridPoint const p : m_map.nodes)
+            m_places.grid.push_back({static_cast<double>(p.x), static_cast<double>(p.y)});
+        m_monitor.Check();
+        if (refine) {
+            m_places.start.reserve(m_map.subSegments.size());
+            m_places.end.reserve(m_map.subSegments.size());
+            for (SubSegment const& s : m_map.subSegments) {
+                m_places.start.push_back(s.t0);
+                m_places.end.push_back(s.t1);
+                m_monitor.Tick();
+            }
+            ForStretches(m_map.nodes.size(), 1024, m_monitor, [&](std::size_t from, std::size_t to, Monitor& monitor) {
+                NodeMover mover(m_map, m_net, m_positions.vertices, m_places, monitor);
+                for (auto node = static_cast<std::uint32_t>(from); node != to; ++node)
+                    mover.PlaceNode(node);
+            });
+            TakeBackDisorder();
+            for (std::size_t i = 0; i != m_map.subSegments.size(); ++i) {
+                m_map.subSegments[i].t0 = m_places.start[i];
+                m_map.subSegments[i].t1 = m_places.end[i];
+                m_monitor.Tick();
+            }
+        }
+        m_positions.points.reserve(m_places.grid.size());
+        for (std::uint32_t node = 0; node != m_places.grid.size(); ++node) {
+            std::uint32_t const vertex = m_positions.vertices[node];
+            m_positions.points.push_back(vertex != c_noIndex ? m_net.vertices[vertex].position
+                                                             : m_net.frame.FromGrid(m_places.grid[node]));
+            m_monitor.Tick();
+        }
+        return std::move(m_positions);
+    }
+
+private:
+    void FindVertices() {
+        m_positions.vertices.assign(m_map.nodes.size(), c_noIndex);
+        std::uint32_t vertex = 0;
+        for (std::uint32_t node = 0; node != m_map.nodes.size(); ++node) {
+            m_monitor.Tick();
+            while (vertex != m_net.vertices.size() && m_net.vertices[vertex].at < m_map.nodes[node])
+                ++vertex;
+            if (vertex != m_net.vertices.size() && m_net.vertices[vertex].at == m_map.nodes[node])
+                m_positions.vertices[node] = vertex;
+        }
+    }
+
     // Nodes that changed places with a neighbour on one of their curves go back to where the chords have them.
     void TakeBackDisorder() {
         auto const& subs = m_map.subSegments;
         std::vector<bool> isBack(m_map.nodes.size(), false);
+        NodeMover mover(m_map, m_net, m_positions.vertices, m_places, m_monitor);
         auto const takeBack = [&](std::uint32_t node) {
             if (isBack[node])
                 return false;
             isBack[node] = true;
-            TakeBack(node);
+            mover.TakeBack(node);
             return true;
         };
         bool again = true;
@@ -235,7 +275,7 @@ private:
             again = false;
             for (std::size_t i = 0; i != subs.size(); ++i) {
                 m_monitor.Tick();
-                if (m_start[i] < m_end[i])
+                if (m_places.start[i] < m_places.end[i])
                     continue;
                 bool const from = takeBack(subs[i].from), to = takeBack(subs[i].to);
                 again = again || from || to;
@@ -243,23 +283,11 @@ private:
         }
     }
 
-    void TakeBack(std::uint32_t node) {
-        if (m_positions.vertices[node] == c_noIndex)
-            m_grid[node] = {static_cast<double>(m_map.nodes[node].x), static_cast<double>(m_map.nodes[node].y)};
-        CollectStrands(node);
-        CutAtNode(node);
-    }
-
     FaceMap& m_map;
     CurveNet const& m_net;
     Monitor& m_monitor;
     NodePositions m_positions;
-    std::vector<PointDbl> m_grid;
-    std::vector<double> m_start, m_end;
-    std::vector<Strand> m_strands;
-    std::vector<std::size_t> m_firstOfStrand;
-    // The strands, by their place in the list, whose meeting was found.
-    std::pair<std::size_t, std::size_t> m_met;
+    NodeMover::Places m_places;
 };
 
 } // namespace

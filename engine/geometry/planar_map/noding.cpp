@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/noding.h"
 
+#include "engine/geometry/planar_map/parallel.h"
+
 #include <functional>
 #include <tuple>
 
@@ -29,9 +31,10 @@ private:
     void CollectHotPixels();
     void AssignToLeaves();
     void FindHits();
-    void FindHitsInLeaf(std::uint32_t cell, std::vector<std::uint32_t> const& segments);
+    void FindHitsInLeaf(std::uint32_t cell, std::vector<std::uint32_t> const& segments, std::vector<Hit>& hits,
+                        Monitor& monitor) const;
     void EmitSubSegments();
-    void EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& nodes);
+    void EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& nodes, SubSegment* to, Monitor& monitor) const;
 
     FlattenedNet const& m_flattened;
     std::vector<GridSegment> const& m_segments;
@@ -39,7 +42,8 @@ private:
     Noding m_noding;
     // Nodes by the leaf that they lie in.
     std::vector<std::uint32_t> m_firstInCell, m_nodesByCell;
-    std::vector<Hit> m_hits;
+    // By stretches of cells.
+    std::vector<std::vector<Hit>> m_hits;
 };
 
 // Whether a segment, one of whose ends is `a`, passes through the half-open pixel of q; q lies in its bounds.
@@ -108,18 +112,24 @@ void Noder::AssignToLeaves() {
 }
 
 void Noder::FindHits() {
-    m_hits.reserve(2 * (m_segments.size() + m_flattened.crossings.size()));
-    std::vector<std::uint32_t> segments;
-    for (std::uint32_t cell = 0; cell + 1 < m_firstInCell.size(); ++cell) {
-        if (m_firstInCell[cell] == m_firstInCell[cell + 1])
-            continue;
-        m_flattened.grid.Gather(cell, segments);
-        FindHitsInLeaf(cell, segments);
-        m_monitor.Tick();
-    }
+    constexpr std::size_t c_stretch = 2048;
+    std::size_t const count = m_firstInCell.size() - 1;
+    m_hits.resize(count / c_stretch + 1);
+    ForStretches(count, c_stretch, m_monitor, [&](std::size_t first, std::size_t last, Monitor& monitor) {
+        auto& hits = m_hits[first / c_stretch];
+        std::vector<std::uint32_t> segments;
+        for (auto cell = static_cast<std::uint32_t>(first); cell != last; ++cell) {
+            if (m_firstInCell[cell] == m_firstInCell[cell + 1])
+                continue;
+            m_flattened.grid.Gather(cell, segments);
+            FindHitsInLeaf(cell, segments, hits, monitor);
+            monitor.Tick();
+        }
+    });
 }
 
-void Noder::FindHitsInLeaf(std::uint32_t cell, std::vector<std::uint32_t> const& segments) {
+void Noder::FindHitsInLeaf(std::uint32_t cell, std::vector<std::uint32_t> const& segments, std::vector<Hit>& hits,
+                           Monitor& monitor) const {
     for (std::uint32_t const id : segments) {
         GridSegment const& s = m_segments[id];
         auto const [left, right] = std::minmax(s.a.x, s.b.x);
@@ -130,9 +140,9 @@ void Noder::FindHitsInLeaf(std::uint32_t cell, std::vector<std::uint32_t> const&
             if (q.x < left || q.x > right || q.y < low || q.y > high)
                 continue;
             if (PassesThrough(s, q))
-                m_hits.push_back({id, m_nodesByCell[i]});
+                hits.push_back({id, m_nodesByCell[i]});
         }
-        m_monitor.Tick();
+        monitor.Tick();
     }
 }
 
@@ -150,29 +160,45 @@ void Noder::EmitSubSegments() {
             return std::tie(parts[a].owner, parts[a].t0) < std::tie(parts[b].owner, parts[b].t0);
         },
         m_monitor);
-    std::vector<std::uint32_t> first(m_segments.size() + 1, 0), nodes(m_hits.size());
-    for (Hit const& hit : m_hits)
-        ++first[hit.segment + 1];
-    for (std::size_t i = 0; i != m_segments.size(); ++i)
-        first[i + 1] += first[i];
-    {
-        std::vector<std::uint32_t> next(first.begin(), first.end() - 1);
-        for (Hit const& hit : m_hits) {
-            nodes[next[hit.segment]++] = hit.node;
+    std::vector<std::uint32_t> first(m_segments.size() + 1, 0);
+    for (auto const& hits : m_hits) {
+        for (Hit const& hit : hits) {
+            ++first[hit.segment + 1];
             m_monitor.Tick();
         }
     }
-    m_hits = {};
-    m_noding.subSegments.reserve(nodes.size());
-    std::vector<std::uint32_t> along;
-    for (std::uint32_t const id : order) {
-        along.assign(nodes.begin() + first[id], nodes.begin() + first[id + 1]);
-        EmitAlong(id, along);
-        m_monitor.Tick();
+    for (std::size_t i = 0; i != m_segments.size(); ++i)
+        first[i + 1] += first[i];
+    std::vector<std::uint32_t> nodes(first.back());
+    {
+        std::vector<std::uint32_t> next(first.begin(), first.end() - 1);
+        for (auto& hits : m_hits) {
+            for (Hit const& hit : hits) {
+                nodes[next[hit.segment]++] = hit.node;
+                m_monitor.Tick();
+            }
+            hits = {};
+        }
     }
+    // Where the sub-segments of each segment begin: one fewer than its nodes.
+    std::vector<std::size_t> begins(order.size() + 1, 0);
+    for (std::size_t i = 0; i != order.size(); ++i) {
+        std::uint32_t const count = first[order[i] + 1] - first[order[i]];
+        begins[i + 1] = begins[i] + (count == 0 ? 0 : count - 1);
+    }
+    m_noding.subSegments.resize(begins.back());
+    ForStretches(order.size(), 1024, m_monitor, [&](std::size_t from, std::size_t to, Monitor& monitor) {
+        std::vector<std::uint32_t> along;
+        for (std::size_t i = from; i != to; ++i) {
+            along.assign(nodes.begin() + first[order[i]], nodes.begin() + first[order[i] + 1]);
+            EmitAlong(order[i], along, m_noding.subSegments.data() + begins[i], monitor);
+            monitor.Tick();
+        }
+    });
 }
 
-void Noder::EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& along) {
+void Noder::EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& along, SubSegment* to,
+                      Monitor& monitor) const {
     GridSegment const& s = m_segments[segment];
     CurvePart const& part = m_flattened.list.parts[segment];
     auto const& nodes = m_noding.nodes;
@@ -187,7 +213,7 @@ void Noder::EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& along) 
                 Wide const pa = progress(a), pb = progress(b);
                 return pa != pb ? pa < pb : a < b;
             },
-            m_monitor);
+            monitor);
     }
     auto const stops = m_flattened.GetStops(segment);
     auto const parameter = [&](std::uint32_t node) {
@@ -198,8 +224,7 @@ void Noder::EmitAlong(std::uint32_t segment, std::vector<std::uint32_t>& along) 
         return m_flattened.GetParameterNear(segment, p, stop != stops.end() ? &*stop : nullptr);
     };
     for (std::size_t i = 0; i + 1 < along.size(); ++i)
-        m_noding.subSegments.push_back(
-            {part.owner, along[i], along[i + 1], parameter(along[i]), parameter(along[i + 1])});
+        *to++ = {part.owner, along[i], along[i + 1], parameter(along[i]), parameter(along[i + 1])};
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/outlines.h"
 
+#include "engine/geometry/planar_map/parallel.h"
+
 #include <algorithm>
 #include <span>
 
@@ -32,6 +34,7 @@ std::vector<OutlineTracer::Ring> OutlineTracer::Trace() {
         if (!m_done[h] && m_labels[m_map.face[h]] != c_noIndex && IsKept(h))
             TraceFrom(h);
     }
+    Assemble();
     return std::move(m_rings);
 }
 
@@ -80,8 +83,25 @@ void OutlineTracer::Emit(std::vector<std::uint32_t> const& halfEdges) {
         twiceArea += Cross(origin, m_map.nodes[node], origin, m_map.nodes[m_map.Target(h)]);
         m_monitor.Tick();
     }
-    m_rings.push_back({m_labels[m_map.face[halfEdges.front()]], static_cast<double>(twiceArea) / 2,
-                       m_assembler.Assemble(std::move(steps), true, m_joinLines)});
+    m_rings.push_back({m_labels[m_map.face[halfEdges.front()]], static_cast<double>(twiceArea) / 2, nullptr});
+    m_waitingSteps += steps.size();
+    m_waiting.push_back(std::move(steps));
+    // So many that threads are worth while, and memory is not.
+    constexpr std::size_t c_mostWaitingSteps = 16384;
+    if (m_waitingSteps > c_mostWaitingSteps)
+        Assemble();
+}
+
+void OutlineTracer::Assemble() {
+    std::size_t const first = m_rings.size() - m_waiting.size();
+    ForStretches(m_waiting.size(), 128, m_monitor, [&](std::size_t from, std::size_t to, Monitor& monitor) {
+        for (std::size_t i = from; i != to; ++i) {
+            m_rings[first + i].curve = m_assembler.Assemble(std::move(m_waiting[i]), true, m_joinLines);
+            monitor.Tick();
+        }
+    });
+    m_waiting.clear();
+    m_waitingSteps = 0;
 }
 
 LineTracer::LineTracer(FaceMap const& map, CurveNet const& net, CurveAssembler const& assembler, Monitor& monitor)

@@ -34,6 +34,8 @@ private:
     std::uint32_t NextKept(std::uint32_t halfEdge) const;
     void TraceFrom(std::uint32_t halfEdge);
     void Emit(std::vector<std::uint32_t> const& halfEdges);
+    // Makes curves of the steps that wait.
+    void Assemble();
 
     FaceMap const& m_map;
     CurveAssembler const& m_assembler;
@@ -45,6 +47,9 @@ private:
     std::vector<std::uint32_t> m_metAt;
     std::vector<bool> m_done;
     std::vector<Ring> m_rings;
+    // Of the last rings, which have no curves yet.
+    std::vector<std::vector<PathStep>> m_waiting;
+    std::size_t m_waitingSteps = 0;
 };
 
 // Stretches of the inputs' lines, in the order and direction of the contours.
