@@ -11,8 +11,8 @@ class Adversarial : public testing::TestWithParam<std::uint32_t> {};
 TEST_P(Adversarial, DrawingsAreDividedWithoutFault) {
     for (std::uint32_t seed = 0; seed != 6; ++seed) {
         auto const inputs = AdversarialShapes(GetParam(), seed).Draw();
-        EXPECT_EQ(FindFault(inputs), "")
-            << AdversarialShapes::GetFamilyName(GetParam()) << ", seed " << seed << "\n" << Describe(inputs);
+        EXPECT_EQ(FindFault(inputs), "") << AdversarialShapes::GetFamilyName(GetParam()) << ", seed " << seed << "\n"
+                                         << Describe(inputs);
     }
 }
 
