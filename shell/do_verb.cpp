@@ -130,15 +130,6 @@ private:
     bool m_isKept = false;
 };
 
-template <class F>
-auto ParseOption(std::string_view option, F const& parse) {
-    try {
-        return parse();
-    } catch (ValueError const& error) {
-        throw Failure(ExitStatus::Usage, std::string(option), error.what());
-    }
-}
-
 void Answer(Session& session, DocumentController& document, DocumentCommand const& command, CommandEntry const& entry,
             Outcome const& outcome) {
     auto const& history = *document.GetHistory();

@@ -15,15 +15,6 @@ namespace {
 
 constexpr NumberRange c_feathers{0, 1e6};
 
-template <class F>
-auto ParseOption(std::string_view option, F const& parse) {
-    try {
-        return parse();
-    } catch (ValueError const& error) {
-        throw Failure(ExitStatus::Usage, std::string(option), error.what());
-    }
-}
-
 Kernel::Counted<RasterNode> FindNamedLayer(DocumentController& document, std::string_view selector) {
     auto const nodes = FindNodes(document, selector);
     auto* const layer = nodes.size() == 1 ? Kernel::CastPointer<RasterNode>(nodes.front().get()) : nullptr;

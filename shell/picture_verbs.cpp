@@ -15,15 +15,6 @@ namespace {
 
 constexpr NumberRange c_scales{1e-4, 1e4};
 
-template <class F>
-auto ParseOption(std::string_view option, F const& parse) {
-    try {
-        return parse();
-    } catch (ValueError const& error) {
-        throw Failure(ExitStatus::Usage, std::string(option), error.what());
-    }
-}
-
 void AnswerFile(Session& session, std::string const& path) {
     if (session.IsJson()) {
         session.Json().BeginObject();

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/values.h"
 
-#include "shell/failure.h"
 #include "shell/svg/scanner.h"
 
 #include <array>

@@ -4,6 +4,7 @@
 #include "platform/kernel/geometry_values.h"
 #include "platform/raster/affine_transform.h"
 #include "platform/renderer/colour.h"
+#include "shell/failure.h"
 
 #include <cstdint>
 #include <exception>
@@ -29,6 +30,16 @@ struct NumberRange {
     double minimum = -std::numeric_limits<double>::max();
     double maximum = std::numeric_limits<double>::max();
 };
+
+// What `parse` makes of an option's value; when that is none, the program ends as it does after wrong usage.
+template <class F>
+auto ParseOption(std::string_view option, F const& parse) {
+    try {
+        return parse();
+    } catch (ValueError const& error) {
+        throw Failure(ExitStatus::Usage, std::string(option), error.what());
+    }
+}
 
 // All of these throw ValueError. Numbers are read alike in every locale, and are finite.
 double ParseNumber(std::string_view text, NumberRange const& range = {});

@@ -57,6 +57,18 @@ protected:
         buffer->ReadPixels(buffer->GetBounds(), bytes.data(), 600 * 4);
         return bytes;
     }
+    // The bound: no channel of any pixel differs by more than 2 of 255.
+    void ExpectSamePicture(std::vector<unsigned char> const& before) const {
+        auto const after = Draw();
+        int greatest = 0;
+        std::size_t ink = 0;
+        for (std::size_t i = 0; i != before.size(); ++i) {
+            greatest = std::max(greatest, std::abs(before[i] - after[i]));
+            ink += before[i] < 128;
+        }
+        EXPECT_GT(ink, 5000u);
+        EXPECT_LE(greatest, 2);
+    }
 
     Kernel::Counted<DocumentController> document;
 };
@@ -195,7 +207,6 @@ TEST_F(ConvertToArtText, UndoBringsTheFrameBackAndRedoTheSameNodes) {
     EXPECT_EQ(CastPointer<ArtTextNode>(text)->GetStory().get(), story.get());
 }
 
-// The bound: no channel of any pixel differs by more than 2 of 255.
 TEST_F(ConvertToArtText, RaggedTextLooksTheSameAfterwards) {
     auto const left = Add({30, 30, 230, 230});
     auto const centred =
@@ -213,15 +224,7 @@ TEST_F(ConvertToArtText, RaggedTextLooksTheSameAfterwards) {
     auto const before = Draw();
     Run({left, centred, scaled, columns});
     ASSERT_EQ(CastPointer<FrameTextNode>(Children()[0]), nullptr);
-    auto const after = Draw();
-    int greatest = 0;
-    std::size_t ink = 0;
-    for (std::size_t i = 0; i != before.size(); ++i) {
-        greatest = std::max(greatest, std::abs(before[i] - after[i]));
-        ink += before[i] < 128;
-    }
-    EXPECT_GT(ink, 5000u);
-    EXPECT_LE(greatest, 2);
+    ExpectSamePicture(before);
 }
 
 TEST_F(ConvertToArtText, OneFilledColumnOfTwoGivesOneNodeWithoutAGroup) {
@@ -249,15 +252,7 @@ TEST_F(ConvertToArtText, RaggedTextOfAllKindsLooksTheSameAfterwards) {
                                               Add({30, 300, 230, 350}, words.c_str())};
     auto const before = Draw();
     Run(frames);
-    auto const after = Draw();
-    int greatest = 0;
-    std::size_t ink = 0;
-    for (std::size_t i = 0; i != before.size(); ++i) {
-        greatest = std::max(greatest, std::abs(before[i] - after[i]));
-        ink += before[i] < 128;
-    }
-    EXPECT_GT(ink, 5000u);
-    EXPECT_LE(greatest, 2);
+    ExpectSamePicture(before);
     for (auto const* const child : Children())
         EXPECT_EQ(CastPointer<FrameTextNode const>(child), nullptr);
 }

@@ -91,30 +91,6 @@ TEST(DividePlaces, LinesStandAfterTheAreasOfTheirSource) {
     EXPECT_EQ(std::string("Aaall"), forms);
 }
 
-// What an older program might have left beside the newer form.
-class TwoForms final : public Kernel::Serialisable {
-public:
-    void Save(Kernel::OutSerialiser& out) const override {
-        Kernel::SaveValue(out, "IRec", SpreadRects());
-        Kernel::SaveValue(out, "InvR", Kernel::RectT<double>{1, 2, 3, 4});
-    }
-    bool Load(Kernel::InSerialiser const&, Kernel::FileStore&, unsigned short) override { return true; }
-    Kernel::ClassProperties const* GetObjectClassProperties() const override {
-        return DivideShapesCommand::GetTypeClassProperties();
-    }
-};
-
-TEST(DividePlaces, TheOlderAreaIsReadOnlyWhereTheNewerOneIsMissing) {
-    Scene scene;
-    auto const storage = SaveToMemory({Kernel::MakeCounted<TwoForms>()});
-    auto const command = Kernel::Cast<DocumentCommand>(LoadFromMemory(storage).at(0));
-    ASSERT_TRUE(command);
-    Bind(*scene.controller, *command);
-    auto const list = NotificationsOf(*command);
-    ASSERT_EQ(3u, list.size());
-    EXPECT_TRUE(As<InvalidateDocumentNotification>(list[1])->GetSpreadRects().IsEmpty());
-}
-
 // Fields in the order that the stored form prescribes, the base's behind them.
 TEST(DividePlaces, FieldsAreWrittenInTheirOrder) {
     Scene scene;

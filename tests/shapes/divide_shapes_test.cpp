@@ -309,28 +309,38 @@ TEST(Divide, UndoAfterLoadingGoesByTheStoredPlacesAlone) {
     EXPECT_EQ("Group Rectangle", ChildNames(*lost.document->GetSpreads().front()));
 }
 
-// What an older program wrote of a divide.
+// A stored divide with the area as older programs wrote it, and perhaps the newer form beside it.
 class OlderDivide final : public Kernel::Serialisable {
 public:
+    explicit OlderDivide(bool withNewerForm) : m_withNewerForm(withNewerForm) {}
     void Save(Kernel::OutSerialiser& out) const override {
+        if (m_withNewerForm)
+            Kernel::SaveValue(out, "IRec", SpreadRects());
         Kernel::SaveValue(out, "InvR", Kernel::RectT<double>{1, 2, 3, 4});
     }
     bool Load(Kernel::InSerialiser const&, Kernel::FileStore&, unsigned short) override { return true; }
     Kernel::ClassProperties const* GetObjectClassProperties() const override {
         return DivideShapesCommand::GetTypeClassProperties();
     }
+
+private:
+    bool m_withNewerForm;
 };
 
-TEST(Divide, TheAreaThatOlderProgramsWroteIsRead) {
+// The areas that the divide tells of once it is loaded.
+SpreadRects LoadAreas(OlderDivide const& stored) {
     Scene scene;
-    auto const storage = SaveToMemory({Kernel::MakeCounted<OlderDivide>()});
+    auto const storage = SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(&stored)});
     auto const command = Kernel::Cast<DocumentCommand>(LoadFromMemory(storage).at(0));
-    ASSERT_TRUE(command);
     Bind(*scene.controller, *command);
-    auto const list = NotificationsOf(*command);
-    ASSERT_EQ(3u, list.size());
+    return As<InvalidateDocumentNotification>(NotificationsOf(*command).at(1))->GetSpreadRects();
+}
+
+TEST(Divide, TheAreaThatOlderProgramsWroteIsReadOnlyWhereTheNewerFormIsMissing) {
+    Scene scene;
     EXPECT_EQ((Kernel::RectT<double>{1, 2, 3, 4}),
-              As<InvalidateDocumentNotification>(list[1])->GetSpreadRects().GetUnion(scene.spread));
+              LoadAreas(*Kernel::MakeCounted<OlderDivide>(false)).GetUnion(scene.spread));
+    EXPECT_TRUE(LoadAreas(*Kernel::MakeCounted<OlderDivide>(true)).IsEmpty());
 }
 
 TEST(Divide, AnAbortLeavesTheDocumentUntouched) {
