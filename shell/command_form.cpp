@@ -3,9 +3,9 @@
 
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
-#include "platform/kernel/files.h"
 #include "platform/raster/bitmap_image.h"
 #include "shell/failure.h"
+#include "shell/input_files.h"
 #include "shell/selector.h"
 
 #include <algorithm>
@@ -25,8 +25,7 @@ std::string ReadTextValue(std::string const& text) {
     if (!text.starts_with('@'))
         return text;
     auto const path = text.substr(1);
-    auto const bytes =
-        Guarded(ExitStatus::Input, path, [&] { return Kernel::ReadWholeFile(path, c_maximumTextBytes); });
+    auto const bytes = InputFiles::Read(path, c_maximumTextBytes);
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
@@ -48,7 +47,7 @@ Kernel::Counted<Raster::DynamicBitmap> ValueForm<Kernel::Counted<Raster::Dynamic
                                                                                                 ValueContext const&) {
     return Guarded(ExitStatus::Input, path, [&] {
         Raster::BitmapReceiver receiver;
-        Raster::DecodeImage(Kernel::ReadWholeFile(path, c_maximumPictureBytes), receiver);
+        Raster::DecodeImage(InputFiles::Read(path, c_maximumPictureBytes), receiver);
         return receiver.Finish();
     });
 }

@@ -168,6 +168,8 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
         throw Failure(ExitStatus::Usage, "--set-selection", "needs --select");
 
     auto& document = session.Open(arguments);
+    if (auto const target = arguments.Find("-o"))
+        session.SaveTo(*target, arguments.Has("--force"));
     Preparation preparation(document);
     if (auto const spread = arguments.Find("--spread"))
         document.SetCurrentSpread(ParseOption("--spread", [&] { return FindSpread(document, *spread); }));
@@ -185,8 +187,6 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
     }
     preparation.Keep();
     session.MarkChanged();
-    if (auto const target = arguments.Find("-o"))
-        session.SaveTo(*target);
     Answer(session, document, *command, entry, outcome);
     return ExitStatus::Done;
 }

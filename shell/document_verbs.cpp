@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "shell/document_target.h"
 #include "shell/interrupt.h"
 #include "shell/mask_verb.h"
 #include "shell/picture.h"
@@ -170,6 +171,7 @@ std::string FormatHash(DocumentHash const& hash) {
 
 ExitStatus RunNew(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("OUT.redraft");
+    CheckDocumentTarget(path, arguments.Has("--force") ? Replaces::Everything : Replaces::DocumentsWithoutHistory);
     auto const size = ParseOr(arguments, "--size", c_usualSize, &ParseSize);
     auto const format = ParseOr(arguments, "--format", Raster::FormatRGBA8, &ParseFormat);
     auto const pages =

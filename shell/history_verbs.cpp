@@ -98,6 +98,7 @@ ExitStatus RunGoTo(Session& session, Arguments const& arguments) {
 ExitStatus RunHistory(Session& session, Arguments const& arguments) {
     auto& document = session.Open(arguments);
     auto const& history = *document.GetHistory();
+    session.Files().SetForced(arguments.Has("--force"));
     if (auto const folder = arguments.Find("--html"))
         WriteFilmStrip(session, document, *folder);
     if (session.IsJson()) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "shell/document_target.h"
+#include "shell/input_files.h"
 #include "shell/interrupt.h"
 #include "shell/path_ending.h"
 #include "shell/svg/import.h"
@@ -6,7 +8,6 @@
 #include "shell/values.h"
 #include "shell/verbs.h"
 
-#include "platform/kernel/files.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/story/composition.h"
 
@@ -32,16 +33,12 @@ struct Source {
     Kernel::Counted<Story::Story> story;
 };
 
-std::vector<std::byte> ReadInput(std::string const& path, std::uint64_t maximumBytes) {
-    return Guarded(ExitStatus::Input, path, [&] { return Kernel::ReadWholeFile(path, maximumBytes); });
-}
-
 Source ReadDrawing(std::string const& path) {
     Svg::ReadOptions options;
     options.folder = std::filesystem::path(path).parent_path();
     if (options.folder.empty())
         options.folder = ".";
-    auto const bytes = ReadInput(path, options.limits.sourceBytes);
+    auto const bytes = InputFiles::Read(path, options.limits.sourceBytes);
     Source source;
     source.drawing = Guarded(ExitStatus::Input, path, [&] {
         return Svg::Import({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, options);
@@ -57,7 +54,7 @@ double GetPixelSize(double dpi) { return dpi >= c_minimumDpi && dpi <= c_maximum
 
 // A picture stands upright at its own resolution, or else at one pixel a unit.
 Source ReadImage(std::string const& path) {
-    auto const bytes = ReadInput(path, c_maximumImageBytes);
+    auto const bytes = InputFiles::Read(path, c_maximumImageBytes);
     Raster::BitmapReceiver receiver;
     auto const bitmap = Guarded(ExitStatus::Input, path, [&] {
         Raster::DecodeImage(bytes, receiver);
@@ -86,7 +83,7 @@ Source ReadTextSource(std::string const& path, Arguments const& arguments) {
     options.encoding = arguments.Has("--encoding") ? arguments.Get("--encoding") : "";
     options.language = arguments.Has("--language") ? arguments.Get("--language") : "en";
     options.keepLines = arguments.Has("--keep-lines");
-    auto const bytes = ReadInput(path, c_maximumTextBytes);
+    auto const bytes = InputFiles::Read(path, c_maximumTextBytes);
     Source source;
     Guarded(ExitStatus::Input, path, [&] {
         auto text = ReadText(bytes, options);
@@ -135,6 +132,7 @@ std::size_t CountContent(SpreadNode& spread) {
 // The first input makes the page; the others are placed on it.
 ExitStatus RunImport(Session& session, Arguments const& arguments) {
     auto const& target = arguments.Get("-o");
+    CheckDocumentTarget(target, arguments.Has("--force") ? Replaces::Everything : Replaces::DocumentsWithoutHistory);
     auto const& paths = arguments.GetAll("IN");
     Kernel::Counted<DocumentController> document;
     // What effects work on next.

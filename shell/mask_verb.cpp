@@ -118,6 +118,8 @@ ExitStatus RunMask(Session& session, Arguments const& arguments) {
             throw Failure(ExitStatus::Usage, option, "needs a SHAPE");
     }
     auto& document = session.Open(arguments);
+    if (auto const target = arguments.Find("-o"))
+        session.SaveTo(*target, arguments.Has("--force"));
     auto const path = session.GetDocumentPath();
     auto const selector = arguments.Find("--layer");
     MaskRequest request;
@@ -145,8 +147,6 @@ ExitStatus RunMask(Session& session, Arguments const& arguments) {
         document.SetRasterSelection(selection);
         session.MarkChanged();
     }
-    if (auto const target = arguments.Find("-o"); target && session.IsChanged())
-        session.SaveTo(*target);
     if (session.IsJson()) {
         session.Json().BeginObject();
         WriteMask(session.Json(), document);

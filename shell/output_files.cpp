@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/output_files.h"
 
+#include "shell/document_target.h"
 #include "shell/failure.h"
+#include "shell/input_files.h"
 
 #include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -19,21 +24,36 @@ namespace {
     throw Failure(ExitStatus::Output, path, "cannot be written: " + std::generic_category().message(errno));
 }
 
-// An empty file that nobody else has, beside the path. Unlike mkstemp it leaves permissions to the user's mask.
-std::string MakeTemporaryFile(std::string const& path) {
-    static unsigned s_next = 0;
-    auto const folder = std::filesystem::path(path).parent_path();
-    for (;;) {
-        auto const name = ".redraft-out-" + std::to_string(::getpid()) + "-" + std::to_string(s_next++);
-        auto const temporary = (folder / name).string();
-        int const descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor >= 0) {
-            ::close(descriptor);
-            return temporary;
-        }
-        if (errno != EEXIST && errno != EINTR)
-            ThrowForErrno(path);
-    }
+constexpr std::string_view c_temporaryPrefix = ".redraft-out-";
+
+bool IsSameFile(struct stat const& a, struct stat const& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
+
+// The process in the name of a temporary file; 0 where there is none.
+pid_t ParseMaker(std::string_view name) {
+    if (!name.starts_with(c_temporaryPrefix))
+        return 0;
+    name.remove_prefix(c_temporaryPrefix.size());
+    pid_t maker = 0;
+    auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), maker);
+    unsigned number = 0;
+    auto const* const last = name.data() + name.size();
+    bool const hasNumber = error == std::errc() && end != last && *end == '-' &&
+                           std::from_chars(end + 1, last, number) == std::from_chars_result{last, std::errc()};
+    return hasNumber && maker > 0 ? maker : 0;
+}
+
+// Whether the process may still be at work. Its number alone proves nothing: numbers are given out again.
+bool IsAlive(pid_t process) { return process != ::getpid() && (::kill(process, 0) == 0 || errno == EPERM); }
+
+// Removes a temporary file unless a program has it locked.
+void RemoveUnlocked(std::string const& path) {
+    int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (descriptor < 0)
+        return;
+    struct stat status {};
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
+        ::unlink(path.c_str());
+    ::close(descriptor);
 }
 
 // A file behind a symbolic link is replaced where it lies.
@@ -46,20 +66,63 @@ std::string Resolve(std::string const& path) {
 } // namespace
 
 OutputFiles::~OutputFiles() {
-    for (auto const& staged : m_staged)
+    for (auto const& staged : m_staged) {
         ::unlink(staged.temporaryPath.c_str());
+        ::close(staged.descriptor);
+    }
     for (auto folder = m_newFolders.rbegin(); folder != m_newFolders.rend(); ++folder)
         ::rmdir(folder->c_str());
 }
 
+// An empty file that nobody else has, beside the path. Unlike mkstemp it leaves permissions to the user's mask.
+OutputFiles::Staged OutputFiles::MakeTemporaryFile(std::string const& path) {
+    static unsigned s_next = 0;
+    auto const folder = std::filesystem::path(path).parent_path();
+    RemoveStrays(folder.empty() ? "." : folder.string());
+    for (;;) {
+        auto const name = std::string(c_temporaryPrefix) + std::to_string(::getpid()) + "-" + std::to_string(s_next++);
+        auto const temporary = (folder / name).string();
+        int const descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor < 0) {
+            if (errno != EEXIST && errno != EINTR)
+                ThrowForErrno(path);
+            continue;
+        }
+        // Between the two calls another program may have taken the file for a stray and removed it. A volume without
+        // locks leaves the maker's number alone to tell.
+        struct stat mine {
+        }, named{};
+        bool const isLocked = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+        if (isLocked && ::fstat(descriptor, &mine) == 0 && ::stat(temporary.c_str(), &named) == 0 &&
+            IsSameFile(mine, named))
+            return {path, temporary, descriptor};
+        ::close(descriptor);
+    }
+}
+
+void OutputFiles::RemoveStrays(std::string const& folder) {
+    if (!m_sweptFolders.insert(folder).second)
+        return;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        auto const maker = ParseMaker(entry->path().filename().string());
+        if (maker != 0 && !IsAlive(maker))
+            RemoveUnlocked(entry->path().string());
+    }
+}
+
 void OutputFiles::Begin(std::string const& path) {
     End();
+    InputFiles::Refuse(path);
     auto const target = Resolve(path);
     struct stat old {};
     bool const exists = ::stat(target.c_str(), &old) == 0;
     if (exists && !S_ISREG(old.st_mode))
         throw Failure(ExitStatus::Output, path, "cannot be written: it is no file");
-    m_staged.push_back({target, MakeTemporaryFile(target)});
+    if (exists && !m_isForced && IsDocument(target))
+        throw Failure(ExitStatus::Output, path, "is a document, which is not replaced without --force");
+    m_staged.push_back(MakeTemporaryFile(target));
     auto const& temporary = m_staged.back().temporaryPath;
     if (exists)
         ::chmod(temporary.c_str(), (old.st_mode & 0777) | S_IWUSR);
@@ -86,6 +149,7 @@ void OutputFiles::Abandon() {
         return;
     m_open.Close();
     ::unlink(m_staged.back().temporaryPath.c_str());
+    ::close(m_staged.back().descriptor);
     m_staged.pop_back();
 }
 
@@ -104,6 +168,8 @@ void OutputFiles::Commit() {
         if (std::rename(staged.temporaryPath.c_str(), staged.path.c_str()) != 0)
             ThrowForErrno(staged.path);
     }
+    for (auto const& staged : m_staged)
+        ::close(staged.descriptor);
     m_staged.clear();
     m_newFolders.clear();
 }

@@ -4,6 +4,7 @@
 #include "platform/kernel/files.h"
 
 #include <cstddef>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,6 +14,9 @@ namespace Shell {
 
 // The files that a call writes, apart from its document. Each is written under a temporary name in its folder; they all
 // appear with Commit, and none without it. All of this throws Failure with ExitStatus::Output.
+//
+// A temporary file is locked while its maker lives. Those that killed programs have left in a folder are removed when
+// the first file is begun there.
 class OutputFiles {
 public:
     OutputFiles() = default;
@@ -20,6 +24,9 @@ public:
     OutputFiles& operator=(OutputFiles const&) = delete;
     // Removes what was not committed.
     ~OutputFiles();
+
+    // Lets files replace documents.
+    void SetForced(bool forced) { m_isForced = forced; }
 
     // One file at a time: the next Begin closes it.
     void Begin(std::string const& path);
@@ -36,10 +43,17 @@ private:
     struct Staged {
         std::string path;
         std::string temporaryPath;
+        // Keeps the file locked; renaming it keeps the lock.
+        int descriptor;
     };
+    Staged MakeTemporaryFile(std::string const& path);
+    void RemoveStrays(std::string const& folder);
+
     Kernel::File m_open;
     std::vector<Staged> m_staged;
     std::vector<std::string> m_newFolders;
+    std::set<std::string> m_sweptFolders;
+    bool m_isForced = false;
 };
 
 } // namespace Shell

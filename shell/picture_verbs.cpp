@@ -54,6 +54,7 @@ ExitStatus RunRender(Session& session, Arguments const& arguments) {
     auto spread = document.GetCurrentSpread();
     if (auto const number = arguments.Find("--spread"))
         spread = ParseOption("--spread", [&] { return FindSpread(document, *number); });
+    session.Files().SetForced(arguments.Has("--force"));
     ReturningWalk walk(document, session.GetDocumentPath());
     if (auto const position = arguments.Find("--position"))
         walk.GoTo(ParsePosition(document, "--position", *position));
@@ -76,6 +77,7 @@ ExitStatus RunExport(Session& session, Arguments const& arguments) {
         if (nodes.empty())
             throw Failure(ExitStatus::Usage, "--select", "names nothing");
     }
+    session.Files().SetForced(arguments.Has("--force"));
     exporter(session, document, path, nodes);
     AnswerFile(session, path);
     return ExitStatus::Done;

@@ -2,6 +2,7 @@
 #include "shell/pixel_mask.h"
 
 #include "shell/failure.h"
+#include "shell/input_files.h"
 #include "shell/selector.h"
 #include "shell/values.h"
 
@@ -9,7 +10,6 @@
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
-#include "platform/kernel/files.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/raster/conversion.h"
 
@@ -132,7 +132,7 @@ Coverage DrawNodes(Nodes const& nodes, Grid const& grid, bool const* abort) {
 Kernel::Counted<Raster::DynamicBitmap> ReadPicture(std::string const& path) {
     return Guarded(ExitStatus::Input, path, [&] {
         Raster::BitmapReceiver receiver;
-        Raster::DecodeImage(Kernel::ReadWholeFile(path, c_maximumPictureBytes), receiver);
+        Raster::DecodeImage(InputFiles::Read(path, c_maximumPictureBytes), receiver);
         return receiver.Finish();
     });
 }

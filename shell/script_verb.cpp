@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "shell/input_files.h"
 #include "shell/interrupt.h"
 #include "shell/verbs.h"
 
@@ -46,7 +47,10 @@ std::string ReadScript(std::string const& path) {
 ExitStatus RunScript(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("SCRIPT");
     auto const script = ReadScript(path);
+    InputFiles::Add(path);
     auto& document = session.Open(arguments);
+    if (auto const target = arguments.Find("-o"))
+        session.SaveTo(*target, arguments.Has("--force"));
     document.SetMergingEnabled(arguments.Has("--merge"));
     if (session.IsJson())
         session.Json().BeginArray();
@@ -79,10 +83,8 @@ ExitStatus RunScript(Session& session, Arguments const& arguments) {
         session.Json().EndArray();
     if (foundNothing && !didSomething)
         return ExitStatus::NothingToDo;
-    if (auto const target = arguments.Find("-o")) {
-        session.SaveTo(*target);
+    if (arguments.Has("-o"))
         session.MarkChanged();
-    }
     return ExitStatus::Done;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/session.h"
 
+#include "shell/document_target.h"
+#include "shell/input_files.h"
 #include "shell/interrupt.h"
 
 #include <cerrno>
@@ -27,6 +29,7 @@ DocumentController& Session::Open(Arguments const& arguments) {
         // Commands of different calls are steps of their own; a script may ask for merging.
         m_document->SetMergingEnabled(false);
         m_document->SetDirectDelivery(true);
+        InputFiles::Add(m_path);
         Interrupt::Check(m_path);
     }
     return *m_document;
@@ -35,7 +38,14 @@ DocumentController& Session::Open(Arguments const& arguments) {
 void Session::SetDocument(Kernel::Counted<DocumentController> document, std::string const& path) {
     m_document = std::move(document);
     m_path = path;
+    m_isNew = true;
     m_isChanged = true;
+}
+
+void Session::SaveTo(std::string const& path, bool isForced) {
+    CheckDocumentTarget(path, isForced ? Replaces::Everything : Replaces::Documents);
+    InputFiles::Refuse(path);
+    m_target = path;
 }
 
 void Session::Print(std::string_view text) {
@@ -64,6 +74,8 @@ void Session::Finish() {
     Interrupt::Check(m_path.empty() ? "call" : m_path);
     if (m_isChanged) {
         auto const& target = m_target.empty() ? m_path : m_target;
+        if (m_isNew)
+            InputFiles::Refuse(target);
         Guarded(ExitStatus::Output, target, [&] { m_document->Save(target); });
     }
     m_files.Commit();

@@ -33,7 +33,8 @@ public:
     // The document is to be saved when the call ends: in its place, or where SaveTo says.
     void MarkChanged() { m_isChanged = true; }
     bool IsChanged() const { return m_isChanged; }
-    void SaveTo(std::string const& path) { m_target = path; }
+    // Throws Failure where a document may not be saved there; `isForced` lets it replace what is no document.
+    void SaveTo(std::string const& path, bool isForced);
 
     OutputFiles& Files() { return m_files; }
 
@@ -54,6 +55,8 @@ private:
     bool m_isJson;
     bool m_isInScript = false;
     bool m_isChanged = false;
+    // The call has made the document.
+    bool m_isNew = false;
     Kernel::Counted<DocumentController> m_document;
     std::string m_path;
     std::string m_target;

@@ -5,6 +5,14 @@
 
 namespace Shell {
 
+namespace {
+
+constexpr OptionSpec c_forcedDocument{"--force", "", "replaces a document that has a history, or another file"};
+constexpr OptionSpec c_forcedCopy{"--force", "", "lets OUT replace a file that is no document"};
+constexpr OptionSpec c_forcedFile{"--force", "", "replaces a document of that name"};
+
+} // namespace
+
 std::vector<Verb> const& GetVerbs() {
     using Times = PositionalSpec::Times;
     using InScript = Verb::InScript;
@@ -14,7 +22,8 @@ std::vector<Verb> const& GetVerbs() {
           .positionals = {{"OUT.redraft"}},
           .options = {{"--size", "WxH", "of a page, in units of 1/96 inch or with mm, cm, in, pt (210x297mm)"},
                       {"--format", "FORMAT", "pixel format: RGBA8, RGBA16, RGBAF, IA8, IA16, CMYKA8 or LABA16 (RGBA8)"},
-                      {"--pages", "N", "how many (1)"}}},
+                      {"--pages", "N", "how many (1)"},
+                      c_forcedDocument}},
          &RunNew,
          InScript::No},
         {{.verb = "import",
@@ -25,7 +34,8 @@ std::vector<Verb> const& GetVerbs() {
                       {"--encoding", "NAME",
                        "of texts: utf-8, utf-16 or latin-1 (told by the file's mark, else utf-8)"},
                       {"--language", "TAG", "of texts, as en or pt-BR (en)"},
-                      {"--keep-lines", "", "makes each line of a text a paragraph, also where lines look broken"}}},
+                      {"--keep-lines", "", "makes each line of a text a paragraph, also where lines look broken"},
+                      c_forcedDocument}},
          &RunImport,
          InScript::No},
         {{.verb = "link",
@@ -57,7 +67,8 @@ std::vector<Verb> const& GetVerbs() {
                       {"--invert", "", "selects what SHAPE does not"},
                       {"--channels", "LIST", "only these may change: red,green or cyan,alpha and the like, all, none"},
                       {"--layer", "SELECTOR", "whose pixels the mask is made of (the first layer of the spread)"},
-                      {"-o", "OUT", "saves there and leaves DOC as it is"}}},
+                      {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
+                      c_forcedCopy}},
          &RunMask},
         {{.verb = "do",
           .summary = "Runs a command as one step of the document's history.",
@@ -66,7 +77,8 @@ std::vector<Verb> const& GetVerbs() {
           .options = {{"--select", "SELECTOR", "what it runs on: #ID, type:CLASS, name:TEXT, all, none, by commas"},
                       {"--set-selection", "", "stores the selection in the document first, whatever the command takes"},
                       {"--spread", "N", "makes this the current spread first, from 0"},
-                      {"-o", "OUT", "saves there and leaves DOC as it is"}}},
+                      {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
+                      c_forcedCopy}},
          &RunDo},
         {{.verb = "undo",
           .summary = "Takes the newest step back, or the newest N.",
@@ -90,7 +102,7 @@ std::vector<Verb> const& GetVerbs() {
           .summary = "Lists the steps of the history.",
           .onDocument = true,
           .positionals = {},
-          .options = {{"--html", "DIR", "writes a page with a picture of every state there"}}},
+          .options = {{"--html", "DIR", "writes a page with a picture of every state there"}, c_forcedFile}},
          &RunHistory},
         {{.verb = "render",
           .summary = "Makes a picture of a spread.",
@@ -99,14 +111,16 @@ std::vector<Verb> const& GetVerbs() {
           .options = {{"-o", "OUT.png", "the picture to write", true},
                       {"--spread", "N", "which spread, from 0 (the current one)"},
                       {"--scale", "S", "pixels a unit of 1/96 inch (1)"},
-                      {"--position", "P", "the state after P steps of the history (the current one)"}}},
+                      {"--position", "P", "the state after P steps of the history (the current one)"},
+                      c_forcedFile}},
          &RunRender},
         {{.verb = "export",
           .summary = "Writes the current spread in a format of other programs, chosen by the file's ending.",
           .onDocument = true,
           .positionals = {},
           .options = {{"-o", "OUT", "the file: .svg, .png or .tif", true},
-                      {"--select", "SELECTOR", "only these nodes"}}},
+                      {"--select", "SELECTOR", "only these nodes"},
+                      c_forcedFile}},
          &RunExport},
         {{.verb = "hash",
           .summary = "Prints the canonical hash of the document's state.",
@@ -130,7 +144,8 @@ std::vector<Verb> const& GetVerbs() {
           .onDocument = true,
           .positionals = {{"SCRIPT"}},
           .options = {{"--merge", "", "lets commands merge into the step before them, as in interactive work"},
-                      {"-o", "OUT", "saves there and leaves DOC as it is"}}},
+                      {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
+                      c_forcedCopy}},
          &RunScript,
          InScript::No},
     };
