@@ -33,8 +33,10 @@ struct Source {
     Kernel::Counted<Story::Story> story;
 };
 
-Source ReadDrawing(std::string const& path) {
+// `guids` are those that the drawings before have taken.
+Source ReadDrawing(std::string const& path, std::uint64_t& guids) {
     Svg::ReadOptions options;
+    options.guids = guids;
     options.folder = std::filesystem::path(path).parent_path();
     if (options.folder.empty())
         options.folder = ".";
@@ -43,6 +45,7 @@ Source ReadDrawing(std::string const& path) {
     source.drawing = Guarded(ExitStatus::Input, path, [&] {
         return Svg::Import({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, options);
     });
+    guids = source.drawing->guids;
     source.pageSize = source.drawing->pageSize;
     for (auto const& line : source.drawing->report.GetLines())
         Session::Note(path, "not taken over: " + line);
@@ -94,10 +97,10 @@ Source ReadTextSource(std::string const& path, Arguments const& arguments) {
     return source;
 }
 
-Source ReadSource(std::string const& path, Arguments const& arguments) {
+Source ReadSource(std::string const& path, Arguments const& arguments, std::uint64_t& guids) {
     auto const ending = GetPathEnding(path);
     if (ending == ".svg" || ending == ".svgz")
-        return ReadDrawing(path);
+        return ReadDrawing(path, guids);
     for (auto const picture : {".png", ".jpg", ".jpeg", ".tif", ".tiff"}) {
         if (ending == picture)
             return ReadImage(path);
@@ -137,8 +140,9 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
     Kernel::Counted<DocumentController> document;
     // What effects work on next.
     std::vector<Kernel::Counted<Node>> layers;
+    std::uint64_t guids = 0;
     for (auto const& path : paths) {
-        auto const source = ReadSource(path, arguments);
+        auto const source = ReadSource(path, arguments, guids);
         if (source.node)
             layers.push_back(source.node);
         Interrupt::Check(path);

@@ -16,6 +16,8 @@ struct ReadOptions {
     std::vector<std::string> languages = {"en-US", "en"};
     // Where files are looked for that the drawing names; empty: none are read.
     std::filesystem::path folder;
+    // How many GUIDs drawings that go into the same document have taken.
+    std::uint64_t guids = 0;
 };
 
 // A source with everything that its elements are computed from. It is not thread-safe: reading computes and counts.

@@ -14,6 +14,8 @@ struct ImportedDrawing {
     std::vector<Kernel::Counted<Node>> nodes;
     // What the instances among the nodes are linked to, in the order in which a document lists them.
     std::vector<Kernel::Counted<Node>> symbols;
+    // The GUIDs that are taken now, those of the options among them.
+    std::uint64_t guids = 0;
     // What could not be represented.
     Report report;
 };
@@ -25,7 +27,8 @@ inline constexpr double c_maximumPageSide = 1e6;
 //
 // - groups stay groups, nested `svg` become groups clipped to their viewport, links and `switch` plain groups;
 // - rectangles, circles and ellipses become computed shapes, everything else that has an outline a curve node;
-// - `use` becomes an instance of a symbol, one symbol for each target and look;
+// - `use` becomes an instance of a symbol, one symbol for each target and look; every group of an instance has the GUID
+//   of its counterpart in the symbol, which comes from a counter;
 // - clip paths become clipping content of the node, markers shapes beside their line;
 // - hidden elements become hidden nodes; titles, else labels, else ids become the nodes' names.
 //

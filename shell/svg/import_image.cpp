@@ -109,7 +109,7 @@ Importer::Picture Importer::ReadInnerDrawing(Element const& element, std::string
     ReadOptions options = m_drawing.GetOptions();
     options.folder.clear();
     Drawing inner(bytes, options);
-    Importer importer(inner);
+    Importer importer(inner, m_guids);
     importer.m_innerDepth = m_innerDepth + 1;
     importer.m_innerDrawings = m_innerDrawings;
     importer.m_imagePixels = m_imagePixels;
@@ -118,6 +118,7 @@ Importer::Picture Importer::ReadInnerDrawing(Element const& element, std::string
     m_innerDrawings = importer.m_innerDrawings;
     m_imagePixels = importer.m_imagePixels;
     m_copiedNodes = importer.m_copiedNodes;
+    m_guids = importer.m_guids;
     for (auto const& symbol : importer.m_symbols)
         m_symbols.push_back(symbol);
     for (Report::Entry const& entry : inner.GetReport().GetEntries())

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "shell/svg/importer.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 namespace Shell::Svg {
 
@@ -23,6 +25,14 @@ std::size_t CountNodesOf(Node& top) {
     return count;
 }
 
+// A counter in the form of a GUID, so that the same drawing always gives the same ones.
+Kernel::String MakeGUID(std::uint64_t number) {
+    char text[40];
+    std::snprintf(text, sizeof text, "00000000-0000-0000-%04llx-%012llx", static_cast<unsigned long long>(number >> 48),
+                  static_cast<unsigned long long>(number & 0xFFFFFFFFFFFF));
+    return Kernel::String(text);
+}
+
 } // namespace
 
 bool Importer::Look::operator==(Look const& other) const {
@@ -36,6 +46,14 @@ void Importer::CountNodes(std::size_t count) {
     std::size_t const limit = m_drawing.GetOptions().limits.instances;
     if (m_copiedNodes > limit)
         throw Kernel::Exception("references make more than " + std::to_string(limit) + " elements");
+}
+
+// The groups of an instance carry the GUIDs of those that they are copies of. Instances inside have theirs already.
+void Importer::GiveGUIDs(SymbolNode& symbol) {
+    ForEachNode(symbol, [this](Node& node) {
+        if (Kernel::CastPointer<GroupNode>(&node) != nullptr && node.GetGUID().empty())
+            node.SetGUID(MakeGUID(++m_guids));
+    });
 }
 
 Importer::SceneNodePointer Importer::BuildInstance(Element const& use) {
@@ -66,6 +84,7 @@ Importer::SceneNodePointer Importer::BuildInstance(Element const& use) {
                 symbol.node->SetUserDescription(Kernel::String(title));
             symbol.node->InsertChild(NodeChildListType::Plain, content, nullptr);
             symbol.nodeCount = CountNodesOf(*symbol.node);
+            GiveGUIDs(*symbol.node);
             m_symbols.push_back(symbol.node);
         }
         auto& list = m_symbolsByTarget[target->GetNode()];

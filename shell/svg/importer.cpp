@@ -20,7 +20,7 @@ bool IsFinite(Kernel::RectT<double> const& r) {
 
 } // namespace
 
-Importer::Importer(Drawing& drawing) : m_drawing(drawing), m_paints(drawing) {
+Importer::Importer(Drawing& drawing, std::uint64_t guids) : m_drawing(drawing), m_paints(drawing), m_guids(guids) {
     m_paints.SetPatternMaker(
         [this](Element const& user, Pattern const& pattern, double opacity, Kernel::RectT<double> const& box) {
             return MakePatternFill(user, pattern, opacity, box);
@@ -189,9 +189,10 @@ ImportedDrawing Import(std::string_view bytes, ReadOptions options) {
         drawing.GetReport().Add("page scaled down to " + std::to_string(static_cast<long>(c_maximumPageSide)) +
                                 " units");
     }
-    Importer importer(drawing);
+    Importer importer(drawing, drawing.GetOptions().guids);
     result.nodes = importer.ImportRoot(scale);
     result.symbols = importer.TakeSymbols();
+    result.guids = importer.GetGUIDs();
     if (!drawing.HasPageSize()) {
         // The page becomes what is drawn.
         Kernel::RectT<double> bounds;

@@ -11,11 +11,14 @@ namespace Shell::Svg {
 // (symbols, clips, markers), whose depth is limited, recurse.
 class Importer {
 public:
-    explicit Importer(Drawing& drawing);
+    // `guids`: how many GUIDs other drawings of the document have taken.
+    Importer(Drawing& drawing, std::uint64_t guids);
 
     // The nodes of the drawing's content, in the page's space scaled by `scale`.
     std::vector<Kernel::Counted<Node>> ImportRoot(double scale);
     std::vector<Kernel::Counted<Node>> TakeSymbols() { return std::move(m_symbols); }
+    // Together with those of other drawings.
+    std::uint64_t GetGUIDs() const { return m_guids; }
 
 private:
     using SceneNodePointer = Kernel::Counted<SceneNode>;
@@ -79,6 +82,7 @@ private:
 
     // import_references.cpp
     SceneNodePointer BuildInstance(Element const& use);
+    void GiveGUIDs(SymbolNode& symbol);
     // False when nothing is left to be seen.
     bool ApplyClipPath(Element const& element, SceneNode& node);
     Kernel::Counted<Node> BuildClip(Element const& clipPath, Matrix const& toNode);
@@ -99,6 +103,7 @@ private:
     ContextPaints m_contextPaints;
     std::unordered_map<NodeIndex, std::vector<Symbol>> m_symbolsByTarget;
     std::vector<Kernel::Counted<Node>> m_symbols;
+    std::uint64_t m_guids;
     std::size_t m_copiedNodes = 0;
     // By reference: an image that is shown often is read once.
     std::unordered_map<std::string_view, Picture> m_images;

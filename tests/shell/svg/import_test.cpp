@@ -6,6 +6,7 @@
 #include "shell/svg/import.h"
 
 #include <gtest/gtest.h>
+#include <set>
 
 using namespace Shell::Svg;
 
@@ -362,6 +363,56 @@ TEST(SvgImport, UseBecomesALinkedInstance) {
         EXPECT_EQ(node->GetLinkSource(), drawing.symbols[0]);
     EXPECT_EQ(drawing.Get<GroupNode>(0).GetMatrix(), (Matrix{1, 0, 3, 0, 1, 0}));
     EXPECT_EQ(drawing.Get<GroupNode>(1).GetOpacity(), 0.5);
+}
+
+std::set<std::string> GUIDsOf(std::vector<Kernel::Counted<Node>> const& nodes) {
+    std::set<std::string> guids;
+    for (auto const& top : nodes)
+        ForEachNode(*top, [&](Node& node) {
+            if (!node.GetGUID().empty())
+                guids.insert(node.GetGUID().ToStdString());
+        });
+    return guids;
+}
+
+TEST(SvgImport, EveryGroupOfAnInstanceHasTheGUIDOfItsCounterpart) {
+    std::string const content = "<defs><g id='s'><rect width='1' height='1'/><g><circle r='1'/></g></g><g id='t'>"
+                                "<use href='#s'/></g></defs><g><use href='#s' x='3'/><use href='#t'/></g>";
+    Imported const drawing(content);
+    std::size_t groups = 0;
+    ForEachNode(*drawing.nodes[0], [&](Node& node) {
+        bool const isGroup = dynamic_cast<GroupNode*>(&node) != nullptr;
+        EXPECT_EQ(isGroup && node.IsLinked(false), !node.GetGUID().empty());
+        if (!node.IsLinked(false) || !isGroup)
+            return;
+        ++groups;
+        EXPECT_EQ(node.GetGUID(), node.GetLinkSource()->GetGUID());
+    });
+    EXPECT_EQ(groups, 8u);
+    std::size_t own = 0;
+    for (auto const& symbol : drawing.symbols)
+        ForEachNode(*symbol,
+                    [&](Node& node) { own += dynamic_cast<GroupNode*>(&node) != nullptr && !node.IsLinked(false); });
+    EXPECT_EQ(GUIDsOf(drawing.symbols).size(), own) << "no two groups of symbols have one GUID";
+    EXPECT_EQ(GUIDsOf(drawing.symbols), GUIDsOf(Imported(content).symbols));
+}
+
+TEST(SvgImport, DrawingsOfOneDocumentAndDrawingsInsideHaveNoGUIDInCommon) {
+    std::string const uses = "<defs><g id='s'><rect width='1' height='1'/></g></defs><use href='#s'/>";
+    std::string encoded;
+    for (char const c : Wrap(uses, "width='9' height='9'"))
+        encoded += c == '#' ? "%23" : std::string(1, c);
+    std::string const inner = "<image width='9' height='9' href=\"data:image/svg+xml," + encoded + "\"/>";
+    Imported const drawing(uses + inner);
+    ASSERT_EQ(drawing.symbols.size(), 2u);
+    EXPECT_EQ(GUIDsOf(drawing.symbols).size(), 4u);
+    EXPECT_EQ(drawing.guids, 4u);
+    ReadOptions options;
+    options.guids = drawing.guids;
+    auto const second = Import(Wrap(uses, "width='9' height='9'"), options);
+    auto all = GUIDsOf(drawing.symbols);
+    all.merge(GUIDsOf(second.symbols));
+    EXPECT_EQ(all.size(), 6u);
 }
 
 TEST(SvgImport, EachLookOfATargetIsASymbol) {
