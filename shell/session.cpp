@@ -76,7 +76,14 @@ void Session::Finish() {
         auto const& target = m_target.empty() ? m_path : m_target;
         if (m_isNew)
             InputFiles::Refuse(target);
-        Guarded(ExitStatus::Output, target, [&] { m_document->Save(target); });
+        Guarded(ExitStatus::Output, target, [&] {
+            try {
+                m_document->Save(target);
+            } catch (Kernel::DamagedDataException const&) {
+                // The document that was opened is damaged, whatever is being written.
+                RethrowAsFailure(ExitStatus::Input, m_path);
+            }
+        });
     }
     m_files.Commit();
     m_json.Flush();

@@ -26,6 +26,9 @@ Kernel::Counted<Store::Container> OpenContainer(std::filesystem::path const& pat
     return Store::Container::Open(path, Store::OpenMode::Read);
 }
 
+// Files up to this size are looked over for damaged pages with each save.
+constexpr std::uint64_t c_mostBytesLookedOver = std::uint64_t{256} << 20;
+
 // The commands that a command is made of, itself among them.
 void GatherCommands(Kernel::Countable* command, std::unordered_set<Kernel::Countable const*>& all) {
     std::vector<Kernel::Countable*> pending{command};
@@ -114,16 +117,51 @@ void DocumentController::File::Gather(DocumentController const& controller) {
     set(root->channelMask, controller.m_channelMask);
 }
 
-// What was written before a failure is in no file: the graph must not believe that it is.
-void DocumentController::File::SaveGraph(Store::Container& target) {
+// False, and nothing was saved, when `losses` forbids what the target lacks. What was written before a failure is in no
+// file: the graph must not believe that it is.
+bool DocumentController::File::SaveGraph(Store::Container& target, Losses losses) {
     try {
         Store::SaveTransaction transaction(target);
         Kernel::Counted<Kernel::Serialisable const> const roots[] = {root};
         graph.Save(roots, target, &target, target.GetPath().string());
-        transaction.Commit();
+        bool const isAllowed = losses == Losses::Allowed || !target.HasLosses();
+        if (isAllowed)
+            transaction.Commit();
+        else
+            graph.RequireFullSave();
+        return isAllowed;
     } catch (...) {
         graph.RequireFullSave();
         throw;
+    }
+}
+
+// Makes the file anew of what can be read of it. False, and nothing was saved, when `losses` forbids what that leaves
+// out.
+bool DocumentController::File::SaveMended(std::filesystem::path const& path, Losses losses) {
+    auto target = container->CopyReadableTo(path, Store::IfExists::Replace);
+    graph.RequireFullSave();
+    if (!SaveGraph(*target, losses))
+        return false;
+    container = std::move(target);
+    return true;
+}
+
+// A file with damaged pages is made anew as long as the document needs nothing that is on them. Otherwise they stay as
+// they are, for whoever can restore them, unless they are in the way.
+void DocumentController::File::SaveOver(std::filesystem::path const& path, std::function<void()> const& save) {
+    if (container->GetFileSize() <= c_mostBytesLookedOver && container->HasDamagedPages()) {
+        try {
+            if (SaveMended(path, Losses::Forbidden))
+                return;
+        } catch (Kernel::DamagedDataException const&) {
+            // The other way may be open.
+        }
+    }
+    try {
+        save();
+    } catch (Kernel::DamagedDataException const&) {
+        SaveMended(path, Losses::Allowed);
     }
 }
 
@@ -131,16 +169,22 @@ void DocumentController::File::SaveChanges() {
     if (isReadOnly)
         throw Kernel::Exception("cannot be saved in its place: it is in use by another program or may only be read");
     if (graph.HasChanges())
-        SaveGraph(*container);
+        SaveOver(container->GetPath(), [this] { SaveGraph(*container, Losses::Allowed); });
 }
 
 // A copy of the old file is the start, because values that were never read, or cannot be, are in it only.
 void DocumentController::File::SaveAs(std::filesystem::path const& path) {
-    auto target = container ? container->CopyTo(path, Store::IfExists::Replace)
-                            : Store::Container::Create(path, Store::IfExists::Replace);
-    graph.RequireFullSave();
-    SaveGraph(*target);
-    container = std::move(target);
+    auto const save = [&] {
+        auto target = container ? container->CopyTo(path, Store::IfExists::Replace)
+                                : Store::Container::Create(path, Store::IfExists::Replace);
+        graph.RequireFullSave();
+        SaveGraph(*target, Losses::Allowed);
+        container = std::move(target);
+    };
+    if (container)
+        SaveOver(path, save);
+    else
+        save();
     isReadOnly = false;
 }
 
@@ -202,6 +246,14 @@ void DocumentController::CheckStoredValues() const {
     ReadingStore store(*m_file->container);
     Kernel::Counted<Kernel::Serialisable const> const roots[] = {m_file->root};
     Kernel::ObjectGraph::SaveCopy(roots, objects, &store, m_file->container->GetPath().string());
+    // All that the document needs is there. What is left are pages and values that nothing refers to.
+    auto const verification = m_file->container->Verify();
+    if (verification.problems.empty())
+        return;
+    auto const more = verification.problems.size() - 1;
+    throw Kernel::DamagedDataException(
+        "is damaged where it holds nothing that the document needs: " + verification.problems.front() +
+        (more == 0 ? std::string() : "; and " + std::to_string(more) + " more"));
 }
 
 bool DocumentController::IsChangedSinceSave() const { return m_changedSinceSave; }

@@ -5,6 +5,8 @@
 #include "platform/document/document_controller.h"
 #include "platform/kernel/object_graph.h"
 
+#include <functional>
+
 // The object that a document file begins with: everything that is saved can be reached from it.
 class DocumentRoot final : public Kernel::Serialisable {
 public:
@@ -43,5 +45,10 @@ struct DocumentController::File {
     void SaveAs(std::filesystem::path const& path);
 
 private:
-    void SaveGraph(Store::Container& target);
+    // Whether values that cannot be read may be missing from what is saved.
+    enum class Losses { Forbidden, Allowed };
+
+    bool SaveGraph(Store::Container& target, Losses losses);
+    bool SaveMended(std::filesystem::path const& path, Losses losses);
+    void SaveOver(std::filesystem::path const& path, std::function<void()> const& save);
 };

@@ -54,10 +54,19 @@ void RecoverInterruptedSave(FileSystem& files, std::filesystem::path const& path
     database.Execute("SELECT count(*) FROM sqlite_schema");
 }
 
+// A source that cannot be read is damaged, as opposed to a target that cannot be written.
+std::size_t ReadSource(File& source, std::uint64_t offset, std::span<std::byte> buffer) {
+    try {
+        return source.ReadAt(offset, buffer);
+    } catch (Kernel::Exception const& failure) {
+        throw Kernel::DamagedDataException(failure.what());
+    }
+}
+
 void CopyContent(File& source, File& target) {
     std::vector<std::byte> buffer(std::size_t{1} << 20);
     for (std::uint64_t offset = 0;;) {
-        auto const got = source.ReadAt(offset, buffer);
+        auto const got = ReadSource(source, offset, buffer);
         if (got == 0)
             return;
         target.WriteAt(offset, std::span(buffer).first(got));
@@ -73,13 +82,7 @@ Container::~Container() { Rollback(); }
 
 Kernel::Counted<Container> Container::Create(std::filesystem::path const& path, IfExists ifExists, FileSystem& files) {
     auto state = State::CreateDraft(files, path, ifExists);
-    state->database = std::make_unique<Database>(files, state->path, state->file, Database::Access::Draft);
-    state->database->Execute(("PRAGMA application_id=" + std::to_string(Schema::c_applicationId)).c_str());
-    state->database->Execute(("PRAGMA user_version=" + std::to_string(c_formatMajor)).c_str());
-    for (auto const& object : Schema::c_objects)
-        state->database->Execute(object.sql);
-    state->database->UnboundSteps();
-    state->statements = std::make_unique<Statements>(*state->database);
+    state->MakeTables();
     return Kernel::Counted<Container>(new Container(std::move(state)));
 }
 
@@ -178,6 +181,7 @@ void Container::Commit() {
         state.database->Execute("COMMIT");
         if (state.draft != nullptr)
             state.Publish();
+        state.damagedOrigin.reset();
         state.isStale = false;
         state.isSaving = false;
         ++state.generation;
@@ -255,6 +259,16 @@ std::unique_ptr<Container::State> Container::State::CreateDraft(FileSystem& file
     return state;
 }
 
+void Container::State::MakeTables() {
+    database = std::make_unique<Database>(files, path, file, Database::Access::Draft);
+    database->Execute(("PRAGMA application_id=" + std::to_string(Schema::c_applicationId)).c_str());
+    database->Execute(("PRAGMA user_version=" + std::to_string(c_formatMajor)).c_str());
+    for (auto const& object : Schema::c_objects)
+        database->Execute(object.sql);
+    database->UnboundSteps();
+    statements = std::make_unique<Statements>(*database);
+}
+
 void Container::State::Publish() {
     Disconnect();
     file->Sync();
@@ -272,7 +286,9 @@ void Container::State::SettleTarget(std::shared_ptr<File>& target) {
     if (files.Exists(path)) {
         if (ifExists == IfExists::Refuse)
             throw Kernel::Exception("already exists");
-        target = files.Open(path, FileAccess::ReadWrite);
+        bool const replacesOrigin =
+            damagedOrigin && damagedOrigin->m_state->isWritable && damagedOrigin->m_state->file->IsAt(path);
+        target = replacesOrigin ? damagedOrigin->m_state->file : files.Open(path, FileAccess::ReadWrite);
         if (!target->TryLock(Locks::c_editor, LockKind::Exclusive))
             ThrowInUse();
         if (files.Exists(journalPath)) {

@@ -32,9 +32,12 @@ enum class OpenMode {
 
 // What Verify found.
 struct Verification {
+    std::uint64_t pages = 0;
     std::uint64_t chunks = 0;
     std::uint64_t blobs = 0;
-    // One line each; empty for a sound file.
+    // The first pages without their checksum, counted from 1; those that hold nothing are among them.
+    std::vector<std::uint64_t> damagedPages;
+    // One line each; empty for a sound file. Damaged pages are named here too.
     std::vector<std::string> problems;
 };
 
@@ -56,6 +59,13 @@ public:
                                            FileSystem& files = FileSystem::GetNative());
     // As Create, but begins with all that this container's file holds, whether it can be read or not.
     Kernel::Counted<Container> CopyTo(std::filesystem::path const& path, IfExists ifExists) const;
+    // As Create, but begins with the blobs that can be read of this container's file, one whose pages are damaged.
+    // Until the first Commit the copy says of the others that it has them, so that what refers to them can be saved.
+    // The path may be this container's own: the file is replaced then, and what this container has read of it lasts.
+    // Refuses the file of a newer minor format, whose tables it does not know.
+    Kernel::Counted<Container> CopyReadableTo(std::filesystem::path const& path, IfExists ifExists) const;
+    // In a copy by CopyReadableTo: true when it was asked for a blob that could not be taken over.
+    bool HasLosses() const;
     ~Container() override;
 
     std::filesystem::path const& GetPath() const;
@@ -88,6 +98,9 @@ public:
 
     // Reads the whole file. At most 100 problems are told.
     Verification Verify() const;
+    // True when a page, whatever it holds, does not have its checksum or there are bytes behind the last page. Reads
+    // the whole file too.
+    bool HasDamagedPages() const;
 
 private:
     friend class ReadSnapshot;

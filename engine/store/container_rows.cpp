@@ -201,7 +201,18 @@ bool Container::Has(Kernel::BlobKey key) const {
     auto& state = *m_state;
     std::lock_guard const lock(state.mutex);
     state.RequireOpen();
-    return state.pendingIndex.contains(key) || state.IsBlobStored(key);
+    if (state.pendingIndex.contains(key) || state.IsBlobStored(key))
+        return true;
+    if (!state.damagedOrigin)
+        return false;
+    // The list of blobs that were taken over is as good as the damaged file's own.
+    try {
+        state.damagedOrigin->Get(key);
+        return false;
+    } catch (Kernel::DamagedDataException const&) {
+        state.hasLosses = true;
+        return true;
+    }
 }
 
 } // namespace Store

@@ -4,6 +4,7 @@
 #include "engine/store/container.h"
 #include "engine/store/database.h"
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <unordered_map>
@@ -49,6 +50,13 @@ struct Container::State {
     // Connects to `file` and reads what the document consists of. Throws RecoveryNeeded where Database does.
     void Connect();
     void Disconnect() noexcept;
+    // Makes the empty file of a draft a document without content.
+    void MakeTables();
+    // Calls tell(number) for each page of the file without its checksum, counted from 0, until it answers false, and
+    // with the number of pages when there are bytes behind the last one. Returns that number.
+    std::uint64_t ForEachDamagedPage(std::function<bool(std::uint64_t)> const& tell);
+    // The rows of all blobs as far as they can be found.
+    std::vector<std::int64_t> ListReadableBlobs();
     void CheckSchema();
     // Within a transaction.
     void CheckLength();
@@ -98,6 +106,10 @@ struct Container::State {
     std::unordered_set<Kernel::BlobKey> damagedBlobs;
     // Those of them that the save under way has written.
     std::unordered_set<Kernel::BlobKey> rewrittenBlobs;
+
+    // What a copy of the readable blobs was made from, until its first commit.
+    Kernel::Counted<Container const> damagedOrigin;
+    bool hasLosses = false;
 };
 
 } // namespace Store

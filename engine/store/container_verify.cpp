@@ -111,6 +111,14 @@ Verification Container::Verify() const {
     {
         std::lock_guard const lock(m_state->mutex);
         m_state->RequireOpen();
+        result.pages = m_state->ForEachDamagedPage([&](std::uint64_t number) {
+            result.damagedPages.push_back(number + 1);
+            return result.damagedPages.size() != c_maxProblems;
+        });
+        for (auto const page : result.damagedPages)
+            tell(page > result.pages ? "there are bytes behind its last page"
+                                     : "page " + std::to_string(page) + " of " + std::to_string(result.pages) +
+                                           " does not have its checksum");
         try {
             Statement check(*m_state->database, "PRAGMA integrity_check(100)");
             while (check.Step())

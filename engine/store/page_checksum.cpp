@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/store/page_checksum.h"
 
+#include <algorithm>
 #include <xxhash.h>
 
 namespace Store {
@@ -29,6 +30,11 @@ bool IsPageIntact(std::span<std::byte const> page, std::uint64_t number) noexcep
         checksum >>= 8;
     }
     return true;
+}
+
+bool IsPageAcceptable(std::span<std::byte const> page, std::uint64_t number) noexcept {
+    return page.size() == c_pageSize && (IsPageIntact(page, number) ||
+                                         std::ranges::all_of(page, [](std::byte byte) { return byte == std::byte{}; }));
 }
 
 } // namespace Store

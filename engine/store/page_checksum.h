@@ -15,5 +15,7 @@ inline constexpr std::size_t c_pageChecksumSize = 8;
 // was written to the wrong place is found out.
 void SetPageChecksum(std::span<std::byte> page, std::uint64_t number) noexcept;
 bool IsPageIntact(std::span<std::byte const> page, std::uint64_t number) noexcept;
+// Also true for a page of zeros, which was never written. It holds nothing, and cannot be taken for anything.
+bool IsPageAcceptable(std::span<std::byte const> page, std::uint64_t number) noexcept;
 
 } // namespace Store

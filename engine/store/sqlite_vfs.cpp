@@ -50,12 +50,6 @@ bool IsWholePage(sqlite3_int64 offset, int amount) {
     return amount == static_cast<int>(c_pageSize) && offset % static_cast<sqlite3_int64>(c_pageSize) == 0;
 }
 
-// A page of zeros holds nothing, and cannot be taken for anything.
-bool IsPageAcceptable(std::span<std::byte const> page, std::uint64_t number) {
-    return page.size() == c_pageSize && (IsPageIntact(page, number) ||
-                                         std::ranges::all_of(page, [](std::byte byte) { return byte == std::byte{}; }));
-}
-
 } // namespace
 
 // The callbacks. Nothing may be thrown through SQLite, so each failure is kept in the owner and becomes a code.

@@ -37,8 +37,8 @@ public:
     // Writes the document, whole or, to the file that it was read from or last saved to, what changed. Atomic.
     void Save(std::string const& path);
     bool IsChangedSinceSave() const;
-    // Reads all that the document's objects have put into its file and that stays there until it is asked for, of the
-    // history too: tiles and profiles of bitmaps. Throws Kernel::DamagedDataException for what is missing or damaged.
+    // Reads all tiles and profiles that the document's objects, of the history too, have put into its file, then every
+    // page of the file. Throws Kernel::DamagedDataException for what is missing or damaged.
     void CheckStoredValues() const;
 
     // The tree.

@@ -178,7 +178,10 @@ TEST(Damage, ADamagedTileIsRefusedWhenAskedForAndKeptBySaves) {
     EXPECT_THROW(container->Get(key), Kernel::DamagedDataException);
     EXPECT_EQ(container->Get(Kernel::ComputeBlobKey(other)), other);
     EXPECT_TRUE(container->Has(key));
-    EXPECT_EQ(container->Verify().problems.size(), 2u);
+    auto const verification = container->Verify();
+    EXPECT_EQ(verification.damagedPages, std::vector<std::uint64_t>{page / c_pageSize + 1});
+    EXPECT_EQ(verification.problems.size(), 3u);
+    EXPECT_TRUE(container->HasDamagedPages());
 
     // In the middle of a save too, without an end to the save.
     {
@@ -206,6 +209,105 @@ TEST(Damage, ADamagedTileIsRefusedWhenAskedForAndKeptBySaves) {
     EXPECT_EQ(container->Get(key), tile);
     EXPECT_EQ(Container::Open(c_path, OpenMode::Read, files)->Get(key), tile);
     EXPECT_EQ(getPage(), damaged);
+}
+
+TEST(Damage, EveryDamagedPageIsNamed) {
+    auto const content = MakeContent(1, 6, 5);
+    auto const document = MakeDocument(content);
+    auto const pages = document.size() / c_pageSize;
+    unsigned named = 0;
+    for (std::size_t number = 0; number <= pages; ++number) {
+        SimulatedFileSystem files;
+        auto damaged = document;
+        if (number == pages)
+            damaged.resize(damaged.size() + 100);
+        else
+            damaged[number * c_pageSize + 20000] ^= std::byte{1};
+        files.PutContent(c_path, damaged);
+        try {
+            auto const verification = Container::Open(c_path, OpenMode::Read, files)->Verify();
+            EXPECT_EQ(verification.pages, pages);
+            EXPECT_EQ(verification.damagedPages, std::vector<std::uint64_t>{number + 1});
+            EXPECT_FALSE(verification.problems.empty());
+            ++named;
+        } catch (Kernel::DamagedDataException const&) {
+            // Without that page there is no document.
+            EXPECT_LT(number, 6u);
+        }
+    }
+    EXPECT_GT(named, pages / 2);
+    SimulatedFileSystem files;
+    files.PutContent(c_path, document);
+    auto const sound = Container::Open(c_path, OpenMode::Read, files);
+    EXPECT_EQ(sound->Verify().problems, std::vector<std::string>());
+    EXPECT_FALSE(sound->HasDamagedPages());
+}
+
+// Whatever page is damaged: all that could be read before can be read from the copy, which is sound.
+TEST(Damage, ACopyOfWhatCanBeReadTakesThePlaceOfADamagedFile) {
+    auto const content = MakeContent(1, 6, 12);
+    auto const document = MakeDocument(content);
+    unsigned withLosses = 0;
+    unsigned whole = 0;
+    for (std::size_t number = 0; number != document.size() / c_pageSize; ++number) {
+        SimulatedFileSystem files;
+        files.PutContent(c_path, document);
+        files.GetContent(c_path)[number * c_pageSize + 20000] ^= std::byte{1};
+        Kernel::Counted<Container> damaged;
+        try {
+            damaged = Container::Open(c_path, OpenMode::Edit, files);
+            Load(*damaged, {});
+        } catch (Kernel::DamagedDataException const&) {
+            continue;
+        }
+        auto const generation = damaged->GetGeneration();
+        auto const copy = damaged->CopyReadableTo(c_path, IfExists::Replace);
+        SaveTransaction transaction(*copy);
+        for (auto const& [id, bytes] : content.chunks)
+            copy->WriteChunk(id, bytes);
+        bool hasLosses = false;
+        for (auto const& [key, bytes] : content.blobs) {
+            bool isReadable = true;
+            try {
+                damaged->Get(key);
+            } catch (Kernel::DamagedDataException const&) {
+                isReadable = false;
+            }
+            // A value that is said to be missing is put by whoever has read it.
+            if (!copy->Has(key))
+                copy->Put(damaged->Get(key));
+            hasLosses = hasLosses || !isReadable;
+        }
+        // A damaged index hides from the file what the copy has found in the table.
+        EXPECT_LE(copy->HasLosses(), hasLosses) << number;
+        hasLosses = copy->HasLosses();
+        ++(hasLosses ? withLosses : whole);
+        transaction.Commit();
+        EXPECT_EQ(copy->GetGeneration(), generation + 1);
+        EXPECT_EQ(copy->Verify().problems, std::vector<std::string>()) << number;
+        auto const opened = Container::Open(c_path, OpenMode::Read, files);
+        EXPECT_EQ(Load(*opened, {}).chunks, content.chunks);
+        for (auto const& [key, bytes] : content.blobs) {
+            if (opened->Has(key))
+                EXPECT_EQ(opened->Get(key), bytes);
+            else
+                EXPECT_TRUE(hasLosses);
+        }
+        // What the old container has is read as before, and nobody else can edit beside the new one.
+        EXPECT_EQ(damaged->ReadChunk(1), content.chunks.at(1));
+        EXPECT_THROW(Container::Open(c_path, OpenMode::Edit, files), Kernel::Exception);
+    }
+    EXPECT_GT(withLosses, 0u);
+    EXPECT_GT(whole, 0u);
+}
+
+TEST(Damage, ACopyOfWhatCanBeReadMayHaveAPathOfItsOwn) {
+    SimulatedFileSystem files;
+    files.PutContent(c_path, MakeDocument(MakeContent(1)));
+    auto const container = Container::Open(c_path, OpenMode::Edit, files);
+    auto const other = container->CopyReadableTo("/b", IfExists::Refuse);
+    Save(*other, MakeContent(2));
+    EXPECT_EQ(files.ListNames(), (std::vector<std::string>{c_path, "/b"}));
 }
 
 TEST(Damage, AMixtureOfTwoSavesIsRefused) {

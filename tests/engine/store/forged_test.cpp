@@ -84,6 +84,14 @@ TEST_F(Forged, ANewerMinorFormatIsReadAndKept) {
     sqlite3_close(connection);
 }
 
+// It would lack what this program does not know of.
+TEST_F(Forged, NoCopyOfWhatCanBeReadIsMadeOfANewerMinorFormat) {
+    Forge(m_path, "UPDATE meta SET value=9 WHERE name='format_minor'");
+    auto const container = Container::Open(m_path, OpenMode::Edit);
+    EXPECT_THROW(container->CopyReadableTo(m_path, IfExists::Replace), Kernel::DamagedDataException);
+    EXPECT_EQ(OpenAndRead(), "");
+}
+
 TEST_F(Forged, OtherTablesAreRefusedInAKnownFormat) {
     Forge(m_path, "CREATE TABLE other(x)");
     ExpectRefused("is damaged: ");

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/store/coding.h"
+#include "engine/store/container_state.h"
+#include "engine/store/page_checksum.h"
+
+#include <algorithm>
+
+namespace Store {
+
+namespace {
+
+constexpr std::size_t c_pagesAtATime = 32;
+constexpr std::uint64_t c_lockedPage = 0x40000000 / c_pageSize;
+
+// Adds the rows that a query finds before it meets a damaged page. No more than `limit`: a tree that was forged to lead
+// back into itself has no end.
+void AddRows(Database& database, char const* sql, std::size_t limit, std::vector<std::int64_t>& rows) {
+    try {
+        Statement statement(database, sql);
+        for (std::size_t i = 0; i != limit && statement.Step(); ++i)
+            rows.push_back(statement.GetInteger(0));
+    } catch (Kernel::DamagedDataException const&) {
+    }
+}
+
+// Leaves out what cannot be read.
+void CopyBlob(Statement& read, std::int64_t row, Statements& target) {
+    try {
+        StatementScope const scope(read);
+        if (!read.Bind(1, row).Step())
+            return;
+        auto const key = read.GetBytes(0);
+        auto const size = read.GetInteger(1);
+        auto const coding = read.GetInteger(2);
+        auto const stored = read.GetBytes(3);
+        auto const digest =
+            Kernel::ComputeBlobKey(Decode(static_cast<Coding>(coding), stored, static_cast<std::uint64_t>(size)));
+        if (!std::ranges::equal(key, digest.bytes))
+            return;
+        target.writeBlob.Bind(1, key).Bind(2, size).Bind(3, coding).Bind(4, stored).Run();
+    } catch (Kernel::DamagedDataException const&) {
+    }
+}
+
+} // namespace
+
+std::uint64_t Container::State::ForEachDamagedPage(std::function<bool(std::uint64_t)> const& tell) {
+    Statement count(*database, "PRAGMA page_count");
+    auto const pages = count.Step() ? static_cast<std::uint64_t>(count.GetInteger(0)) : 0;
+    std::vector<std::byte> buffer(c_pagesAtATime * c_pageSize);
+    for (std::uint64_t first = 0; first < pages; first += c_pagesAtATime) {
+        auto const wanted = static_cast<std::size_t>(std::min<std::uint64_t>(c_pagesAtATime, pages - first));
+        auto const got = file->ReadAt(first * c_pageSize, std::span(buffer).first(wanted * c_pageSize));
+        for (std::size_t i = 0; i != wanted; ++i) {
+            bool const isWhole = (i + 1) * c_pageSize <= got;
+            auto const page = std::span<std::byte const>(buffer).subspan(i * c_pageSize, c_pageSize);
+            if (first + i == c_lockedPage || (isWhole && IsPageAcceptable(page, first + i)))
+                continue;
+            if (!tell(first + i))
+                return pages;
+        }
+    }
+    if (file->GetSize() > pages * c_pageSize)
+        tell(pages);
+    return pages;
+}
+
+bool Container::HasDamagedPages() const {
+    std::lock_guard const lock(m_state->mutex);
+    m_state->RequireOpen();
+    bool isDamaged = false;
+    m_state->ForEachDamagedPage([&](std::uint64_t) {
+        isDamaged = true;
+        return false;
+    });
+    return isDamaged;
+}
+
+// The table and its index name the same rows, and both are read from either end: what one damaged page hides is found
+// on another way.
+std::vector<std::int64_t> Container::State::ListReadableBlobs() {
+    // A row takes more bytes than this.
+    auto const limit = static_cast<std::size_t>(file->GetSize() / 16);
+    std::vector<std::int64_t> rows;
+    for (auto const* const sql :
+         {"SELECT id FROM blob NOT INDEXED ORDER BY id", "SELECT id FROM blob NOT INDEXED ORDER BY id DESC",
+          "SELECT id FROM blob INDEXED BY blob_key ORDER BY key,id",
+          "SELECT id FROM blob INDEXED BY blob_key ORDER BY key DESC,id DESC"})
+        AddRows(*database, sql, limit, rows);
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    return rows;
+}
+
+Kernel::Counted<Container> Container::CopyReadableTo(std::filesystem::path const& path, IfExists ifExists) const {
+    auto& source = *m_state;
+    std::lock_guard const lock(source.mutex);
+    source.RequireOpen();
+    if (source.isSaving || source.draft != nullptr)
+        throw Kernel::Exception("cannot be copied while it is being saved");
+    if (source.ReadGeneration() != source.generation)
+        throw Kernel::Exception("was saved by another program since it was opened");
+    if (source.hasForeignTables || source.formatMinor > c_formatMinor)
+        throw Kernel::DamagedDataException("is damaged, and a newer version of the program has to mend it");
+    auto copy = State::CreateDraft(source.files, path, ifExists);
+    copy->MakeTables();
+    copy->generation = source.generation;
+    copy->damagedOrigin = Kernel::Counted<Container const>(this);
+    copy->database->Execute("BEGIN");
+    Statement read(*source.database, "SELECT key,size,coding,stored FROM blob WHERE id=?");
+    for (auto const row : source.ListReadableBlobs())
+        CopyBlob(read, row, *copy->statements);
+    copy->database->Execute("COMMIT");
+    return Kernel::Counted<Container>(new Container(std::move(copy)));
+}
+
+bool Container::HasLosses() const {
+    std::lock_guard const lock(m_state->mutex);
+    return m_state->hasLosses;
+}
+
+} // namespace Store
