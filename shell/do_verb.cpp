@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/command_table.h"
+#include "shell/dissolved_groups.h"
 #include "shell/interrupt.h"
 #include "shell/progress.h"
 #include "shell/selector.h"
@@ -179,6 +180,7 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
         document.SetSelection(selection, false);
     auto const command = form.make(values, ValueContext{document, selection});
 
+    DissolvedGroups const groups(document);
     auto const outcome = RunCommand(document, entry, command, selection);
     Interrupt::Check(session.GetDocumentPath());
     if (!outcome.didSomething) {
@@ -187,6 +189,8 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
     }
     preparation.Keep();
     session.MarkChanged();
+    for (auto const& line : groups.Describe())
+        Session::Note(entry.className, "taken away with groups: " + line);
     Answer(session, document, *command, entry, outcome);
     return ExitStatus::Done;
 }

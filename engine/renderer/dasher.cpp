@@ -158,13 +158,11 @@ DashPattern MakeDashPattern(LineStyle const& style, double weight, double smalle
         auto const once = pattern.lengths;
         pattern.lengths.insert(pattern.lengths.end(), once.begin(), once.end());
     }
-    double gaps = 0;
-    for (std::size_t i = 0; i != pattern.lengths.size(); ++i) {
-        pattern.period += pattern.lengths[i];
-        gaps += i % 2 == 1 ? pattern.lengths[i] : 0;
-    }
-    // Without gaps the dashes would only add caps to themselves.
-    if (!(pattern.period >= smallestPeriod) || !std::isfinite(pattern.period) || gaps == 0)
+    for (double const length : pattern.lengths)
+        pattern.period += length;
+    // Dashes without gaps between them are still dashes: each has its caps, and corners between two are not joined
+    // (SVG 2, 13.5.7).
+    if (!(pattern.period >= smallestPeriod) || !std::isfinite(pattern.period))
         return {};
     pattern.phase = std::isfinite(style.GetDashPhase() * weight) ? style.GetDashPhase() * weight : 0;
     return pattern;

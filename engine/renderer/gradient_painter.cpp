@@ -27,7 +27,8 @@ public:
     int GetPlaneCount() const { return m_planes; }
     bool empty() const { return m_knots.empty(); }
 
-    // Writes the pixel at t of 0..1. `hint` remembers the piece for the next call.
+    // Writes the pixel at t, which is beyond 0..1 where the gradient is padded. `hint` remembers the piece for the next
+    // call.
     void Get(double t, std::size_t& hint, float* const* planes, int index) const {
         // The piece that ends at the first knot above t; of several knots at t the last one rules.
         while (hint != 0 && m_knots[hint - 1].offset > t)
@@ -70,7 +71,9 @@ double Spread(double t, GradientSpread spread) {
     case GradientSpread::Pad:
         break;
     }
-    return std::clamp(t, 0.0, 1.0);
+    // Outside of 0..1 the ramp is its first or last colour. A place before the start must not become the start: of
+    // several stops there the first rules before it and the last from it on.
+    return t;
 }
 
 class GradientSource final : public FillSource {

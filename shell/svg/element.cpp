@@ -41,6 +41,21 @@ bool IsRenderedInPlace(ElementKind kind, ElementKind parent) {
     }
 }
 
+// Kinds that the style sheet of every viewer gives `overflow: hidden` (SVG 2, appendix on the user agent style sheet).
+bool HidesOverflow(ElementKind kind) {
+    switch (kind) {
+    case ElementKind::Svg:
+    case ElementKind::Symbol:
+    case ElementKind::Image:
+    case ElementKind::Marker:
+    case ElementKind::Pattern:
+    case ElementKind::ForeignObject:
+        return true;
+    default:
+        return false;
+    }
+}
+
 bool HasNoInverse(Matrix const& m) { return !(std::abs(m.GetDeterminant()) > 1e-128); }
 
 } // namespace
@@ -77,7 +92,8 @@ std::string Element::GetTitle() const {
 }
 
 void Element::ComputeStyle() {
-    StyleBuilder builder(m_context->style, m_drawing->m_rootFontSize);
+    bool const isRoot = m_node == m_drawing->m_tree.GetRoot() && !m_isUseTarget;
+    StyleBuilder builder(m_context->style, m_drawing->m_rootFontSize, !isRoot && HidesOverflow(m_kind));
     auto const& declarations = m_drawing->CollectDeclarations(m_node);
     auto apply = [&](Declaration const& declaration) {
         if (!builder.Apply(declaration.property, declaration.value))

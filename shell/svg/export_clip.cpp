@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/text_renderer.h"
 #include "shell/svg/exporter.h"
 
 #include <cmath>
@@ -93,7 +95,8 @@ void Exporter::WriteClipContent(XmlWriter& out, Node const& content, Matrix cons
         if (scene->HasChildren(NodeChildListType::Clipping))
             clips.emplace_back(scene, matrix);
         auto const* const curves = Kernel::CastPointer<CurvesNode const>(step.node);
-        if (curves == nullptr) {
+        auto const* const text = Kernel::CastPointer<TextNode const>(step.node);
+        if (curves == nullptr && text == nullptr) {
             if (Kernel::CastPointer<RasterNode const>(step.node) != nullptr)
                 m_report.Add("bitmap in a clip", Describe(*scene));
             for (Node const* child = scene->GetLastChild(NodeChildListType::Plain); child != nullptr;
@@ -103,7 +106,11 @@ void Exporter::WriteClipContent(XmlWriter& out, Node const& content, Matrix cons
         }
         if (clips.size() > 1)
             m_report.Add("several clips of a clip", Describe(*scene));
-        std::string_view const element = ChooseElement(*curves);
+        auto const outline = text != nullptr ? Kernel::MakeCounted<PolyCurveNode>() : nullptr;
+        if (text != nullptr)
+            outline->SetCurves(Story::GetTextOutline(*text->MakeComposedText()));
+        CurvesNode const& shape = text != nullptr ? *outline : *curves;
+        std::string_view const element = ChooseElement(shape);
         out.Open(element);
         if (!matrix.IsIdentity())
             out.Attribute("transform", matrix);
@@ -111,7 +118,7 @@ void Exporter::WriteClipContent(XmlWriter& out, Node const& content, Matrix cons
             if (std::string const id = DefineClip(*clips.back().first, matrix.GetInverse() * clips.back().second);
                 !id.empty())
                 out.Attribute("clip-path", "url(#" + id + ")");
-        WriteGeometry(out, *curves, element, "clip-rule");
+        WriteGeometry(out, shape, element, "clip-rule");
         Kernel::String const name = scene->GetDescription(false);
         if (name.empty()) {
             out.EndEmpty();

@@ -163,14 +163,12 @@ Importer::SceneNodePointer Importer::BuildClipShape(Element const& child) {
     auto const target = isUse ? child.GetFirstChild() : std::optional(child);
     if (!target || !target->GetTransform() || !target->IsDisplayed() || !target->GetStyle().visible)
         return {};
-    if (target->GetKind() == ElementKind::Text) {
-        m_drawing.GetReport().Add("text", target->Describe());
-        return {};
-    }
-    auto const shape = BuildShape(*target);
+    bool const isText = target->GetKind() == ElementKind::Text;
+    SceneNodePointer const shape = isText ? BuildText(*target, true) : BuildShape(*target);
     if (!shape)
         return {};
-    shape->SetBrushFillDescriptor(m_paints.GetClipFill());
+    if (auto* const curves = dynamic_cast<CurvesNode*>(shape.get()))
+        curves->SetBrushFillDescriptor(m_paints.GetClipFill());
     if (auto* const curves = dynamic_cast<PolyCurveNode*>(shape.get())) {
         bool const isAlternating = target->GetStyle().clipRule == FillRule::EvenOdd;
         curves->SetWindingOrderMode(isAlternating ? Geometry::WindingOrderMode::Alternating

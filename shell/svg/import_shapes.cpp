@@ -170,6 +170,36 @@ void DropFillOfLine(CurvesNode& shape) {
         shape.SetBrushFillDescriptor({});
 }
 
+void DropLine(CurvesNode& shape) {
+    shape.EditState<LineStyleState>([](LineStyleState& state) { state = {}; });
+}
+
+// Adds a shape to the group of its markers. Where they come between fill and stroke the shape becomes two.
+void InsertInPaintOrder(std::array<PaintLayer, 3> const& order, Kernel::Counted<CurvesNode> const& shape,
+                        GroupNode& group) {
+    Kernel::Counted<Node> const firstMarker(group.GetFirstChild(NodeChildListType::Plain));
+    auto isShown = [&](PaintLayer layer) {
+        return layer == PaintLayer::Fill ? shape->IsBrushFillVisible(0) : shape->IsLineStyleVisible();
+    };
+    auto const markers = std::find(order.begin(), order.end(), PaintLayer::Markers);
+    bool const hasBelow = std::any_of(order.begin(), markers, isShown);
+    bool const hasAbove = markers != order.end() && std::any_of(std::next(markers), order.end(), isShown);
+    if (!hasBelow || !hasAbove) {
+        group.InsertChild(NodeChildListType::Plain, shape, hasAbove ? nullptr : firstMarker.get());
+        return;
+    }
+    CloneContext context(CloneType::Copy);
+    auto const above = Kernel::Cast<CurvesNode>(shape->Clone(context));
+    bool const fillIsBelow = order.front() == PaintLayer::Fill;
+    CurvesNode &withFill = fillIsBelow ? *shape : *above, &withLine = fillIsBelow ? *above : *shape;
+    DropLine(withFill);
+    withLine.SetBrushFillDescriptor({});
+    withLine.SetLineBehindFill(false);
+    withFill.SetLineBehindFill(false);
+    group.InsertChild(NodeChildListType::Plain, shape, firstMarker.get());
+    group.InsertChild(NodeChildListType::Plain, above, nullptr);
+}
+
 } // namespace
 
 Importer::SceneNodePointer Importer::BuildPaintedShape(Element const& element) {
@@ -192,10 +222,7 @@ Importer::SceneNodePointer Importer::BuildPaintedShape(Element const& element) {
     DropFillOfLine(*shape);
     if (!group->HasChildren(NodeChildListType::Plain))
         return shape;
-    auto const& order = style.paintOrder;
-    bool const lineFirst = std::find(order.begin(), order.end(), PaintLayer::Markers) != order.begin();
-    group->InsertChild(NodeChildListType::Plain, shape,
-                       lineFirst ? group->GetFirstChild(NodeChildListType::Plain) : nullptr);
+    InsertInPaintOrder(style.paintOrder, shape, *group);
     return group;
 }
 

@@ -305,7 +305,7 @@ Kernel::Counted<Geometry::PolyCurveDbl const> Importer::FindTextPath(Element con
 }
 
 // Gradients and patterns over text are laid over the box of all of its letters.
-Importer::SceneNodePointer Importer::BuildText(Element const& element) {
+Importer::SceneNodePointer Importer::BuildText(Element const& element, bool isClip) {
     TextReader const text(m_drawing, element);
     auto const& styles = text.GetStyles();
     TextLayout::StyleAtts fonts;
@@ -326,7 +326,10 @@ Importer::SceneNodePointer Importer::BuildText(Element const& element) {
     for (auto const& style : styles) {
         paints.push_back(Kernel::MakeCounted<PolyCurveNode>());
         paints.back()->SetCurves(Kernel::MakeCounted<Geometry::PolyCurveDbl>(box));
-        m_paints.Apply(style, *paints.back(), m_contextPaints);
+        if (isClip)
+            paints.back()->SetBrushFillDescriptor(m_paints.GetClipFill());
+        else
+            m_paints.Apply(style, *paints.back(), m_contextPaints);
     }
     auto pieces = FindPieces(cells, false);
     bool const isWholeText = pieces.size() == 1;

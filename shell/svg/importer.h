@@ -72,7 +72,8 @@ private:
     void AddMarker(Element const& marker, Element const& line, Matrix const& place, bool isStart, GroupNode& group);
 
     // import_text.cpp: art text for each stretch that is placed by itself, in a group where there are several.
-    SceneNodePointer BuildText(Element const& element);
+    // What clips has the clip's fill and no line, whatever the source says.
+    SceneNodePointer BuildText(Element const& element, bool isClip = false);
     Kernel::Counted<Geometry::PolyCurveDbl const> FindTextPath(Element const& textPath);
 
     // import_image.cpp

@@ -44,8 +44,14 @@ public:
         return std::nullopt;
     }
 
+    // Places and sizes come from templates of the element's own kind only: a radial gradient has no `y2`, even where
+    // its source says so (SVG 2, 14.2.2 and 14.2.3).
     Length GetLength(Name name, Length missing) const {
-        auto const text = Find(name);
+        SourceTree const& tree = m_drawing.GetTree();
+        std::optional<std::string_view> text;
+        for (NodeIndex const node : m_row)
+            if (!text && tree.GetKind(node) == m_element.GetKind())
+                text = tree.Find(node, name);
         if (!text)
             return missing;
         auto const length = ParseLength(*text, m_element.GetFontSizes());

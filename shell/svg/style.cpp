@@ -113,10 +113,14 @@ std::optional<std::string_view> ParseLocalUrl(std::string_view text, bool* isExt
     return text.substr(1);
 }
 
-StyleBuilder::StyleBuilder(std::shared_ptr<InheritedStyle const> parent, double rootFontSize)
-    : m_parent(std::move(parent)), m_rootFontSize(rootFontSize) {}
+StyleBuilder::StyleBuilder(std::shared_ptr<InheritedStyle const> parent, double rootFontSize, bool hidesOverflow)
+    : m_parent(std::move(parent)), m_rootFontSize(rootFontSize), m_hidesOverflow(hidesOverflow) {}
 
 std::shared_ptr<InheritedStyle const> StyleBuilder::TakeInherited() {
+    Overflow const preset = m_hidesOverflow ? Overflow::Hidden : Overflow::Visible;
+    Overflow const overflow = m_own.overflow == Overflow::Unset ? preset : m_own.overflow;
+    if (overflow != Current().overflow)
+        Edit().overflow = overflow;
     if (m_edited)
         return std::move(m_edited);
     return m_parent;
@@ -272,7 +276,15 @@ bool StyleBuilder::ApplyInherited(Name property, std::string_view value) {
 }
 
 bool StyleBuilder::ApplyOwn(Name property, std::string_view value) {
-    // `inherit` on a property that is not inherited is so rare that it is taken as the initial value.
+    if (property == Name::Overflow && EqualsIgnoringCase(value, "inherit")) {
+        m_own.overflow = m_parent->overflow;
+        return true;
+    }
+    if (property == Name::Overflow && (EqualsIgnoringCase(value, "initial") || EqualsIgnoringCase(value, "unset"))) {
+        m_own.overflow = Overflow::Visible;
+        return true;
+    }
+    // `inherit` on another property that is not inherited is so rare that it is taken as the initial value.
     if (EqualsIgnoringCase(value, "inherit") || EqualsIgnoringCase(value, "initial") ||
         EqualsIgnoringCase(value, "unset"))
         return true;

@@ -100,6 +100,8 @@ struct InheritedStyle {
     bool isVertical = false;
     WhiteSpace whiteSpace = WhiteSpace::Unset;
     TextAnchor textAnchor = TextAnchor::Start;
+    // The element's own: not inherited, but children may ask for it by `inherit`.
+    Overflow overflow = Overflow::Visible;
     friend bool operator==(InheritedStyle const&, InheritedStyle const&) = default;
 };
 
@@ -137,7 +139,8 @@ std::optional<std::string_view> ParseLocalUrl(std::string_view text, bool* isExt
 // what stands, as CSS asks. `color` and `font-size` go first, for others refer to them.
 class StyleBuilder {
 public:
-    StyleBuilder(std::shared_ptr<InheritedStyle const> parent, double rootFontSize);
+    // `hidesOverflow` is what holds where nothing says otherwise.
+    StyleBuilder(std::shared_ptr<InheritedStyle const> parent, double rootFontSize, bool hidesOverflow = false);
 
     // False when the value is invalid.
     bool Apply(Name property, std::string_view value);
@@ -172,6 +175,7 @@ private:
     std::shared_ptr<InheritedStyle const> m_parent;
     std::shared_ptr<InheritedStyle> m_edited;
     double m_rootFontSize;
+    bool m_hidesOverflow;
     OwnStyle m_own;
 };
 

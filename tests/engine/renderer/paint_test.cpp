@@ -136,6 +136,22 @@ TEST(Gradient, OfSeveralStopsAtOnePlaceTheLastRulesFromThere) {
     EXPECT_EQ(pixels.Get(5, 0), (std::array<float, 4>{1, 0, 0, 1}));
 }
 
+TEST(Gradient, PaddingBeforeSeveralFirstStopsIsTheFirstAndBehindSeveralLastTheLast) {
+    RasterRenderTarget target(Size(30, 1));
+    std::vector<GradientStop> const stops{{0, 1, Colour::FromRGB(1, 0, 0)},
+                                          {0, 1, Colour::FromGrey(0)},
+                                          {1, 1, Colour::FromGrey(0)},
+                                          {1, 1, Colour::FromRGB(0, 0, 1)}};
+    target.DrawCurves(Rectangle(0, 0, 30, 1),
+                      Filled(MakeFill<LinearGradientFill>(PointDbl{10, 0}, PointDbl{20, 0}, stops)),
+                      WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    EXPECT_EQ(pixels.Get(9, 0), (std::array<float, 4>{1, 0, 0, 1}));
+    EXPECT_EQ(pixels.Get(10, 0), (std::array<float, 4>{0, 0, 0, 1}));
+    EXPECT_EQ(pixels.Get(19, 0), (std::array<float, 4>{0, 0, 0, 1}));
+    EXPECT_EQ(pixels.Get(20, 0), (std::array<float, 4>{0, 0, 1, 1}));
+}
+
 // The formulas of W3C Compositing and Blending Level 1, written out once more in doubles.
 double Reference(BlendMode mode, double b, double s) {
     auto const dodge = [](double x, double y) { return x == 0 ? 0 : y == 1 ? 1 : std::min(1.0, x / (1 - y)); };

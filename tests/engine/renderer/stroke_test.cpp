@@ -126,6 +126,20 @@ TEST(Stroke, ADashAcrossTheStartOfAClosedContourIsOne) {
     EXPECT_NEAR(GetDrawnArea(Rectangle(20, 20, 40, 40), Lined(Dashed(4, {100, 5}))), 24 * 24 - 16 * 16, 0.01);
 }
 
+TEST(Stroke, DashesWithoutGapsHaveTheirOwnEnds) {
+    // Each side is one dash, so that no corner is joined.
+    Paint const paint = Lined(Dashed(10, {4, 0}));
+    RasterRenderTarget target(Size(80, 80));
+    target.DrawCurves(Rectangle(20, 20, 60, 60), paint, WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    EXPECT_EQ(pixels.Alpha(17, 17), 0);
+    EXPECT_EQ(pixels.Alpha(22, 17), 1);
+    EXPECT_NEAR(pixels.GetArea(), 4 * 400 - 4 * 25, 0.01);
+    // A corner inside a dash has its mitre.
+    EXPECT_NEAR(GetDrawnArea(Path("M20 20H50V60"), Lined(Dashed(10, {4, 0}))), 10 * 70, 0.01);
+    EXPECT_NEAR(GetDrawnArea(Path("M20 50H60"), Lined(Dashed(10, {2, 0}, 0, LineCap::Square))), 10 * 50, 0.01);
+}
+
 TEST(Stroke, DotsOfNoLengthAreDashesToo) {
     EXPECT_NEAR(GetDrawnArea(Path("M10 50H190"), Lined(Dashed(10, {0, 2}, 0, LineCap::Round))), 10 * pi * 25, 5);
     EXPECT_EQ(GetDrawnArea(Path("M10 50H190"), Lined(Dashed(10, {0, 2}))), 0);

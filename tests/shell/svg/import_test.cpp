@@ -461,6 +461,62 @@ TEST(SvgImport, MarkersStandAtTheVertices) {
     }
 }
 
+TEST(SvgImport, OverflowOfMarkersIsTheirOwnOrOnDemandTheParents) {
+    auto const isClipped = [](std::string const& before, std::string const& overflow, std::string const& after) {
+        Imported const drawing(before + "<marker id='m' markerWidth='2' markerHeight='2' " + overflow +
+                               "><circle r='3'/></marker>" + after +
+                               "<path d='M10 10H20' stroke='red' marker-end='url(#m)'/>");
+        return drawing.GetOutline().find('[') != std::string::npos;
+    };
+    for (auto const* overflow :
+         {"", "overflow='hidden'", "style='overflow:scroll'", "overflow='clip'", "overflow='inherit-me'"})
+        EXPECT_TRUE(isClipped("", overflow, "")) << overflow;
+    for (auto const* overflow :
+         {"overflow='visible'", "style='overflow:auto'", "overflow='inherit'", "overflow='initial'"})
+        EXPECT_FALSE(isClipped("", overflow, "")) << overflow;
+    EXPECT_TRUE(isClipped("<g overflow='hidden'>", "overflow='inherit'", "</g>"));
+    EXPECT_FALSE(isClipped("<g overflow='hidden'><g>", "overflow='inherit'", "</g></g>"));
+    EXPECT_TRUE(isClipped("<symbol>", "overflow='inherit'", "</symbol>"));
+}
+
+TEST(SvgImport, MarkersTakeTheirTurnInThePaintOrder) {
+    auto const outline = [](std::string const& attributes) {
+        Imported const drawing("<marker id='m' overflow='visible'><circle r='1'/></marker>"
+                               "<path d='M10 10H20V20' marker-end='url(#m)' stroke='red' " +
+                               attributes + "/>");
+        std::string text;
+        for (Node const* child = drawing.nodes[0]->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+             child = child->GetNextSibling()) {
+            auto const* const shape = dynamic_cast<CurvesNode const*>(child);
+            text += shape == nullptr ? "m" : "";
+            if (shape == nullptr)
+                continue;
+            std::string const fill = shape->IsBrushFillVisible(0) ? "f" : "",
+                              line = shape->IsLineStyleVisible() ? "s" : "";
+            text += '(' + (shape->IsLineBehindFill() ? line + fill : fill + line) + ')';
+        }
+        return text;
+    };
+    EXPECT_EQ(outline(""), "(fs)m");
+    EXPECT_EQ(outline("paint-order='stroke'"), "(sf)m");
+    EXPECT_EQ(outline("paint-order='markers'"), "m(fs)");
+    EXPECT_EQ(outline("paint-order='markers stroke'"), "m(sf)");
+    EXPECT_EQ(outline("paint-order='fill markers'"), "(f)m(s)");
+    EXPECT_EQ(outline("paint-order='stroke markers fill'"), "(s)m(f)");
+    EXPECT_EQ(outline("paint-order='fill markers' fill='none'"), "m(s)");
+    EXPECT_EQ(outline("paint-order='stroke markers' fill='none'"), "(s)m");
+}
+
+TEST(SvgImport, TextInAClipPathClips) {
+    Imported const drawing("<clipPath id='c'><text x='5' y='30' font-size='20' fill='none' stroke='red'>Hi</text>"
+                           "<rect width='3' height='3'/></clipPath>"
+                           "<clipPath id='d'><text x='5' y='30' font-size='20'>Hi</text></clipPath>"
+                           "<rect width='50' height='50' clip-path='url(#c)'/>"
+                           "<rect width='50' height='50' clip-path='url(#d)'/>");
+    EXPECT_EQ(drawing.GetOutline(), "Shape[Group(ArtText Shape)] Shape[ArtText]");
+    EXPECT_TRUE(drawing.report.IsEmpty());
+}
+
 TEST(SvgImport, ImagesBecomeBitmapsInTheirPlace) {
     Imported const drawing(TinyPng("x='10' y='20' width='8' height='8'"));
     EXPECT_EQ(drawing.GetOutline(), "Raster");

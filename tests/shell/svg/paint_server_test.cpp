@@ -45,6 +45,19 @@ TEST(SvgGradient, AttributesAndStopsComeFromTheRowOfReferences) {
     EXPECT_EQ(gradient.stops.size(), 1u);
 }
 
+TEST(SvgGradient, PlacesComeFromTemplatesOfTheSameKindOnly) {
+    Fixture fixture(
+        "<linearGradient id='a' x1='1' y1='2'/><radialGradient id='b' href='#a' y2='7' x1='8' r='3' cx='4'/>"
+        "<linearGradient id='c' href='#b' cy='5'/><radialGradient id='d' href='#c'/>");
+    Gradient const linear = fixture.Get("c"), radial = fixture.Get("d");
+    EXPECT_EQ(linear.y2, (Length{0, true}));
+    EXPECT_EQ(linear.x1, (Length{1, false})) << "the row goes on behind a template of the other kind";
+    EXPECT_EQ(linear.y1, (Length{2, false}));
+    EXPECT_EQ(radial.cx, (Length{4, false}));
+    EXPECT_EQ(radial.cy, (Length{50, true}));
+    EXPECT_EQ(radial.r, (Length{3, false}));
+}
+
 TEST(SvgGradient, StopsAreStyledAndTheirOffsetsNeverFall) {
     Fixture fixture("<style>.s{stop-color:#00f}</style><linearGradient id='l' color='red'>"
                     "<stop offset='20%' stop-color='currentColor' stop-opacity='.5'/>"
