@@ -6,6 +6,8 @@
 #include "shell/selector.h"
 #include "shell/verbs.h"
 
+#include "platform/document/selection_command_base.h"
+#include "platform/kernel/cast.h"
 #include "platform/raster/filter_plugin.h"
 
 namespace Shell {
@@ -131,6 +133,16 @@ private:
     bool m_isKept = false;
 };
 
+// A stored selection may name what later steps have taken out of the document.
+void TellOfMissingNodes(Selection const& selection, std::string const& className) {
+    auto const all = selection.GetNodes().size(), present = selection.GetNodesInDocument().size();
+    if (present != all)
+        Session::Note(className, std::to_string(all - present) + " of the " +
+                                     Count(all, "selected node", "selected nodes") +
+                                     (all - present == 1 ? " is" : " are") + " no longer in the document and " +
+                                     (all - present == 1 ? "takes" : "take") + " no part");
+}
+
 void Answer(Session& session, DocumentController& document, DocumentCommand const& command, CommandEntry const& entry,
             Outcome const& outcome) {
     auto const& history = *document.GetHistory();
@@ -179,6 +191,9 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
     if (selector && (setsSelection || !form.takesSelection))
         document.SetSelection(selection, false);
     auto const command = form.make(values, ValueContext{document, selection});
+    if (!selector && (entry.canApplyTo || form.takesSelection ||
+                      Kernel::CastPointer<SelectionCommandBase const>(command.get()) != nullptr))
+        TellOfMissingNodes(*selection, entry.className);
 
     DissolvedGroups const groups(document);
     auto const outcome = RunCommand(document, entry, command, selection);

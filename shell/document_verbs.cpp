@@ -98,7 +98,7 @@ void AnswerInfoJson(Session& session, DocumentController& document) {
     json.EndObject();
     json.Member("symbols", document.GetSymbolCount());
     json.Key("selection").BeginArray();
-    for (auto const& node : document.GetCurrentSelection()->GetNodes())
+    for (auto const& node : document.GetCurrentSelection()->GetNodesInDocument())
         json.Value(node->GetId());
     json.EndArray();
     json.Key("history").BeginObject();
@@ -151,7 +151,7 @@ void AnswerInfo(Session& session, DocumentController& document) {
         session.Print(separator + std::to_string(count) + " " + type);
         separator = ", ";
     }
-    session.Print("\nselected  " + std::to_string(document.GetCurrentSelection()->size()) + "\n");
+    session.Print("\nselected  " + std::to_string(document.GetCurrentSelection()->GetNodesInDocument().size()) + "\n");
     PrintMask(session, document, false);
     session.Print("history   at " + std::to_string(history.GetPosition()) + " of " +
                   std::to_string(history.GetCount()) + "\n");

@@ -59,7 +59,7 @@ DocumentController::~DocumentController() {
     if (m_preview)
         m_preview->Teardown();
     m_preview.reset();
-    m_history->TearDownFrom(0);
+    TearDownFrom(0);
     GetControlBlock()->ReleaseStrong();
 }
 

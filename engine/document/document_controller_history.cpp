@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/document/at_spread.h"
 #include "engine/document/stored_size.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/exception.h"
+#include "platform/kernel/trace.h"
 
 #include <algorithm>
 
@@ -74,15 +76,18 @@ Kernel::Counted<DocumentCommand> DocumentController::Stack(Kernel::Counted<Docum
     auto& steps = history.m_steps;
     bool const atEnd = history.m_position == steps.size();
     if (!atEnd) [[unlikely]]
-        history.TearDownFrom(history.m_position);
+        TearDownFrom(history.m_position);
     std::int64_t now = 0;
     if (m_mergingEnabled) {
         now = GetMilliseconds();
-        if (atEnd && !steps.empty() && steps.back().mergeUntil >= now && MergeIntoNewest(command, now))
+        bool const mayMerge =
+            atEnd && !steps.empty() && steps.back().mergeUntil >= now && steps.back().spread == m_currentSpread;
+        if (mayMerge && MergeIntoNewest(command, now))
             return std::move(command);
     }
     HistoryStep& step = steps.emplace_back();
     step.command = std::move(command);
+    step.spread = m_currentSpread;
     if (m_mergingEnabled)
         step.mergeUntil = GetMergeLimit(*step.command, now);
     ++history.m_position;
@@ -116,6 +121,7 @@ void DocumentController::StepBack(Kernel::NotificationList& notifications) {
     if (!step.command)
         throw StepFailure(history, index, "is of a kind that this version does not support, and cannot be undone");
     DocumentCommand& command = *step.command;
+    AtSpread const atSpread(*this, step.spread);
     command.ClearAbortFlag();
     command.UndoAndUpdateCaches();
     history.m_position = index;
@@ -129,6 +135,7 @@ void DocumentController::StepForward(Kernel::NotificationList& notifications) {
     if (!step.command)
         throw StepFailure(history, index, "is of a kind that this version does not support, and cannot be redone");
     DocumentCommand& command = *step.command;
+    AtSpread const atSpread(*this, step.spread);
     if (step.needsValidation) [[unlikely]] {
         if (!command.ValidateUntrusted())
             throw StepFailure(history, index, "is refused: the document is not trusted, and the step does not hold");
@@ -200,12 +207,44 @@ void DocumentController::SetUndoLimits(std::size_t maximumCount, std::size_t max
     });
 }
 
+// A command's end cannot fail as far as its history is concerned: it is gone either way.
+void DocumentController::TearDown(HistoryStep const& step) noexcept {
+    if (!step.command)
+        return;
+    try {
+        AtSpread const atSpread(*this, step.spread);
+        step.command->Teardown();
+    } catch (std::exception const& error) {
+        Kernel::Trace::Write(std::string("The end of a command failed: ") + error.what() + "\r\n");
+    }
+}
+
+void DocumentController::TearDownFrom(std::size_t first) {
+    History& history = *m_history;
+    if (first >= history.m_steps.size())
+        return;
+    while (history.m_steps.size() > first) {
+        TearDown(history.m_steps.back());
+        history.m_steps.pop_back();
+    }
+    history.m_position = std::min(history.m_position, first);
+    history.MarkChanged();
+}
+
+void DocumentController::TearDownOldest() {
+    History& history = *m_history;
+    TearDown(history.m_steps.front());
+    history.m_steps.pop_front();
+    --history.m_position;
+    history.MarkChanged();
+}
+
 // Comes last in a command's run, because the command itself may be what goes.
 void DocumentController::TrimHistory() {
     History& history = *m_history;
     auto& steps = history.m_steps;
     while (steps.size() > m_maximumCount && history.m_position != 0)
-        history.TearDownOldest();
+        TearDownOldest();
     if (m_maximumBytes == SIZE_MAX)
         return;
     std::size_t bytes = 0;
@@ -216,7 +255,7 @@ void DocumentController::TrimHistory() {
     }
     while (bytes > m_maximumBytes && history.m_position != 0 && steps.size() > 1) {
         bytes -= steps.front().storedBytes;
-        history.TearDownOldest();
+        TearDownOldest();
     }
 }
 

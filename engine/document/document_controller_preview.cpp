@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/document/document_controller.h"
+#include "engine/document/at_spread.h"
 #include "platform/kernel/exception.h"
 
 void DocumentController::RunPreview(Kernel::Counted<DocumentCommand> command) {
@@ -18,10 +18,11 @@ void DocumentController::ShowPreview(Kernel::Counted<DocumentCommand> const& com
     command->SetPreview(true);
     auto const older = m_preview;
     if (older) {
+        bool const onSameSpread = m_previewSpread == m_currentSpread;
         HidePreview(notifications);
         // The older command may take over what the newer one wants. It has been taken back and so is done afresh, not
         // redone: what it captured may be wrong for its new values.
-        if (older->CanMerge(command) && older->Merge(command)) {
+        if (onSameSpread && older->CanMerge(command) && older->Merge(command)) {
             DoPreview(older, notifications);
             return;
         }
@@ -29,6 +30,7 @@ void DocumentController::ShowPreview(Kernel::Counted<DocumentCommand> const& com
     Bind(*command);
     if (older) {
         command->FastTrackPreview(older);
+        AtSpread const atSpread(*this, m_previewSpread);
         older->Teardown();
     }
     DoPreview(command, notifications);
@@ -39,11 +41,13 @@ void DocumentController::DoPreview(Kernel::Counted<DocumentCommand> const& comma
     command->ClearAbortFlag();
     command->DoAndUpdateCaches();
     m_preview = command;
+    m_previewSpread = m_currentSpread;
     command->NotifyWithCacheUpdates(notifications);
 }
 
 // Takes the preview's changes back; its command is no preview of the controller's any more.
 void DocumentController::HidePreview(Kernel::NotificationList& notifications) {
+    AtSpread const atSpread(*this, m_previewSpread);
     m_preview->ClearAbortFlag();
     m_preview->UndoAndUpdateCaches();
     auto const hidden = std::exchange(m_preview, nullptr);
@@ -55,12 +59,14 @@ void DocumentController::TakeBackPreview(Kernel::NotificationList& notifications
         return;
     auto const preview = m_preview;
     HidePreview(notifications);
+    AtSpread const atSpread(*this, m_previewSpread);
     preview->Teardown();
 }
 
 void DocumentController::ClearPreviewFor(Kernel::Counted<DocumentCommand> const& clearing,
                                          Kernel::NotificationList& notifications) {
     if (auto kept = m_preview->ShouldStackForUndoWhenClearedAsPreview(clearing, notifications)) {
+        AtSpread const atSpread(*this, m_previewSpread);
         m_preview.reset();
         kept->SetPreview(false);
         Finish(std::move(kept));
@@ -84,6 +90,7 @@ void DocumentController::EndPreview(bool keep) {
 }
 
 void DocumentController::KeepPreview(Kernel::NotificationList& notifications) {
+    AtSpread const atSpread(*this, m_previewSpread);
     auto command = std::exchange(m_preview, nullptr);
     command->SetPreview(false);
     // Said again, because those who do without previews have not heard it.

@@ -4,24 +4,11 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
-#include "platform/kernel/trace.h"
 
-namespace {
-
-// A command's end cannot fail as far as its history is concerned: it is gone either way.
-void TearDown(HistoryStep& step) noexcept {
-    if (!step.command)
-        return;
-    try {
-        step.command->Teardown();
-    } catch (std::exception const& error) {
-        Kernel::Trace::Write(std::string("The end of a command failed: ") + error.what() + "\r\n");
-    }
+HistoryEntry::HistoryEntry(Kernel::Counted<DocumentCommand> const& command, Kernel::JailCounted<SpreadNode> spread)
+    : m_spread(std::move(spread)) {
+    SetCommand(command);
 }
-
-} // namespace
-
-HistoryEntry::HistoryEntry(Kernel::Counted<DocumentCommand> const& command) { SetCommand(command); }
 
 Kernel::Counted<DocumentCommand> HistoryEntry::GetCommand() const { return Kernel::Cast<DocumentCommand>(m_command); }
 
@@ -37,6 +24,8 @@ void HistoryEntry::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Comm", m_command);
     Kernel::SaveValue(out, "Text", m_description.GetText());
     Kernel::SaveValue(out, "Ctxt", m_description.GetContext());
+    if (m_spread)
+        Kernel::SaveValue(out, "Sprd", m_spread);
 }
 
 bool HistoryEntry::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
@@ -44,6 +33,7 @@ bool HistoryEntry::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsi
     Kernel::LoadValue(in, "Comm", m_command);
     Kernel::LoadValue(in, "Text", text);
     Kernel::LoadValue(in, "Ctxt", context);
+    Kernel::LoadValue(in, "Sprd", m_spread);
     m_description = Kernel::LocalisedString(std::move(text), std::move(context));
     return true;
 }
@@ -63,7 +53,7 @@ Kernel::LocalisedString History::GetDescription(std::size_t index) const {
 
 HistoryEntry& History::GetStored(HistoryStep const& step) const {
     if (!step.stored)
-        step.stored = Kernel::MakeCounted<HistoryEntry>(step.command);
+        step.stored = Kernel::MakeCounted<HistoryEntry>(step.command, step.spread);
     return *step.stored;
 }
 
@@ -99,6 +89,7 @@ bool History::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned 
 void History::ResolveLoaded(bool trusted) {
     for (auto& step : m_steps) {
         step.command = step.stored->GetCommand();
+        step.spread = step.stored->GetSpread();
         step.needsValidation = !trusted;
         if (!step.command)
             continue;
@@ -107,22 +98,4 @@ void History::ResolveLoaded(bool trusted) {
             step.stored->SetCommand(step.command);
         }
     }
-}
-
-void History::TearDownFrom(std::size_t first) {
-    if (first >= m_steps.size())
-        return;
-    while (m_steps.size() > first) {
-        TearDown(m_steps.back());
-        m_steps.pop_back();
-    }
-    m_position = std::min(m_position, first);
-    MarkChanged();
-}
-
-void History::TearDownOldest() {
-    TearDown(m_steps.front());
-    m_steps.pop_front();
-    --m_position;
-    MarkChanged();
 }

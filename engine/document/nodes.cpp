@@ -68,7 +68,7 @@ bool SceneNode::IsVisibleWithAncestors() const {
     return true;
 }
 
-bool LogicalNode::IsVisibleInDomain() const { return IsVisibleWithAncestors(); }
+bool LogicalNode::IsVisibleInDomain() const { return IsInDocument() && IsVisibleWithAncestors(); }
 
 // CloudSyncedNode
 
@@ -116,7 +116,7 @@ ConstCurvesInterface::TransformedCurveList CurvesNode::GetConstPolyPolyCurves() 
 
 Params CurvesNode::GetCurvesToDomainTransform() const { return GetBaseToSpreadTransform(); }
 
-bool CurvesNode::IsVisibleInDomain() const { return IsVisibleWithAncestors(); }
+bool CurvesNode::IsVisibleInDomain() const { return IsInDocument() && IsVisibleWithAncestors(); }
 
 Kernel::RectT<double> CurvesNode::GetOwnBounds(Params const& toSpread, bool includeLines) const {
     auto const outline = GetOutline();

@@ -141,6 +141,12 @@ std::vector<Kernel::Counted<Node>> Selection::GetNodes() const {
     return nodes;
 }
 
+std::vector<Kernel::Counted<Node>> Selection::GetNodesInDocument() const {
+    auto nodes = GetNodes();
+    std::erase_if(nodes, [](auto const& node) { return !node->IsInDocument(); });
+    return nodes;
+}
+
 Kernel::Counted<Selection const> Selection::GetOrdered() const {
     if (m_ordered)
         return Kernel::Counted<Selection const>(this);
@@ -148,30 +154,21 @@ Kernel::Counted<Selection const> Selection::GetOrdered() const {
 }
 
 bool Selection::ContainsSpecialisedChildren() const {
-    return std::any_of(m_items.begin(), m_items.end(), [](auto const& item) {
-        auto const* const node = AsNode(*item);
-        return node != nullptr && node->GetParent() != nullptr && node->GetParent()->HasSpecialisedChildren();
+    auto const nodes = GetNodesInDocument();
+    return std::any_of(nodes.begin(), nodes.end(), [](auto const& node) {
+        return node->GetParent() != nullptr && node->GetParent()->HasSpecialisedChildren();
     });
 }
 
 bool Selection::ContainsArtboards() const {
-    return std::any_of(m_items.begin(), m_items.end(), [](auto const& item) {
-        auto const* const node = AsNode(*item);
-        return node != nullptr && node->IsArtboard();
-    });
+    auto const nodes = GetNodesInDocument();
+    return std::any_of(nodes.begin(), nodes.end(), [](auto const& node) { return node->IsArtboard(); });
 }
 
 bool Selection::AllSameSpread() const {
-    SpreadNode const* spread = nullptr;
-    for (auto const& item : m_items) {
-        auto const* const node = AsNode(*item);
-        if (node == nullptr)
-            continue;
-        if (spread != nullptr && node->GetSpread() != spread)
-            return false;
-        spread = node->GetSpread();
-    }
-    return true;
+    auto const nodes = GetNodesInDocument();
+    return std::all_of(nodes.begin(), nodes.end(),
+                       [&](auto const& node) { return node->GetSpread() == nodes.front()->GetSpread(); });
 }
 
 bool Selection::Contains(Kernel::NonCounted<Selectable const> selectable) const {

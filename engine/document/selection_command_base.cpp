@@ -61,10 +61,8 @@ Kernel::RectT<double> SelectionCommandBase::GenerateHistoryInterestingRect() con
         return told;
     Kernel::RectT<double> bounds;
     if (m_selection) {
-        for (auto const& node : m_selection->GetNodes()) {
-            if (node->IsInDocument())
-                bounds = bounds.United(node->GetBounds(true));
-        }
+        for (auto const& node : m_selection->GetNodesInDocument())
+            bounds = bounds.United(node->GetBounds(true));
     }
     return bounds.IsEmpty() ? DocumentCommand::GenerateHistoryInterestingRect() : bounds;
 }

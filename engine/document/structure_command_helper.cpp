@@ -109,6 +109,19 @@ void StructureCommandHelper::UndoAdd(Kernel::Counted<Node> node) {
         node->RemoveFromParent();
 }
 
+// The sibling to stand in front of. Where the recorded one is still out of the tree, it was taken out later than this
+// node, and its own record tells what came behind it; it will come back in between.
+Node* StructureCommandHelper::FindNextInPlace(Record const& record) const {
+    Node* next = record.nextSibling.get();
+    for (std::size_t steps = m_records.size(); next != nullptr && next->GetParent() != record.parent.get(); --steps) {
+        auto const found = m_records.find(next);
+        if (steps == 0 || found == m_records.end() || found->second.parent != record.parent)
+            return nullptr;
+        next = found->second.nextSibling.get();
+    }
+    return next;
+}
+
 void StructureCommandHelper::UndoRemove(Kernel::Counted<Node> node) {
     auto const found = m_records.find(node.get());
     if (found == m_records.end())
@@ -117,8 +130,7 @@ void StructureCommandHelper::UndoRemove(Kernel::Counted<Node> node) {
     m_records.erase(found);
     if (!record.parent)
         return;
-    bool const stands = record.nextSibling && record.nextSibling->GetParent() == record.parent.get();
-    record.parent->InsertChild(record.list, node, stands ? record.nextSibling.get() : nullptr);
+    record.parent->InsertChild(record.list, node, FindNextInPlace(record));
     for (auto link = m_detachedLinks.begin(); link != m_detachedLinks.end();) {
         if (link->node != node && link->node != record.parent) {
             ++link;

@@ -64,6 +64,15 @@ protected:
     }
 
 private:
+    // A selection may name nodes that have left the tree. They take no part; but in Undo and Teardown the command
+    // itself may be what took them out, and its receiver goes by what it has kept.
+    bool TakesPart(Kernel::Countable* object) const {
+        if (m_direction == Direction::Undo || m_direction == Direction::Teardown)
+            return true;
+        auto const* const node = Kernel::CastPointer<Node const>(object);
+        return node == nullptr || node->IsInDocument();
+    }
+
     virtual void _Visit() {
         bool const reverse = DoInReverse();
         auto const selection = GetSelection();
@@ -79,7 +88,8 @@ private:
             if (step + c_ahead < count)
                 __builtin_prefetch(objects[at(step + c_ahead)]);
             walk.index = at(step);
-            VisitObject(Kernel::NonCounted<Kernel::Countable>(objects[walk.index]), true);
+            if (TakesPart(objects[walk.index]))
+                VisitObject(Kernel::NonCounted<Kernel::Countable>(objects[walk.index]), true);
         }
     }
 

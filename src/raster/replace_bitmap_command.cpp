@@ -22,6 +22,9 @@ Kernel::LocalisedString ReplaceBitmapCommand::GetDescription() const {
 }
 
 void ReplaceBitmapCommand::Receive(Kernel::NonCounted<RasterNode> layer) {
+    // In Undo the visit comes by layers outside the tree too, which took no part in Do.
+    if (!layer->IsInDocument())
+        return;
     if (m_direction == Direction::Do) {
         auto const old = layer->GetMutableBitmap();
         auto const boundsBefore = layer->GetBounds(true);

@@ -71,8 +71,8 @@ ConvertToArtTextCommand::ConvertToArtTextCommand() {
 bool ConvertToArtTextCommand::CanApplyTo(Kernel::Counted<Selection const> selection) {
     if (!selection)
         return false;
-    for (auto const& item : *selection) {
-        if (auto const* frame = Kernel::CastPointer<FrameTextNode const>(item->GetSelectable().get()))
+    for (auto const& node : selection->GetNodesInDocument()) {
+        if (auto const* frame = Kernel::CastPointer<FrameTextNode const>(node.get()))
             return CanApplyTo(Kernel::Counted<TextFrameInterface const>(frame));
     }
     return false;
@@ -105,8 +105,8 @@ void ConvertToArtTextCommand::ComposeSelectedFrames() {
     auto const selection = GetSelection();
     if (!selection)
         return;
-    for (auto const& item : *selection) {
-        if (auto const* frame = Kernel::CastPointer<FrameTextNode const>(item->GetSelectable().get()))
+    for (auto const& node : selection->GetNodesInDocument()) {
+        if (auto const* frame = Kernel::CastPointer<FrameTextNode const>(node.get()))
             m_composed[frame] = frame->MakeComposedFrame();
     }
 }

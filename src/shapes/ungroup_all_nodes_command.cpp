@@ -45,7 +45,7 @@ bool UngroupAllNodesCommand::CanApplyTo(Kernel::Counted<Selection const> selecti
     if (!selection)
         return false;
     GroupNodeVisitor visitor(true);
-    for (auto const& node : selection->GetNodes())
+    for (auto const& node : selection->GetNodesInDocument())
         visitor.Visit(*node);
     return visitor.HasFound();
 }
@@ -59,7 +59,7 @@ void UngroupAllNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted
     GetSelection();
     GroupNodeVisitor visitor(false);
     if (auto const selection = GetSelection()) {
-        for (auto const& node : selection->GetNodes())
+        for (auto const& node : selection->GetNodesInDocument())
             visitor.Visit(*node);
     }
     m_selection = visitor.GetGroups().CloneImmutableOrdered();
@@ -84,15 +84,15 @@ void UngroupAllNodesCommand::Receive(Kernel::NonCounted<GroupNode> group) {
         MoveChildrenUp(record, false);
         RemoveGroup(record.group);
     } else if (m_direction == Direction::Undo) {
-        Restore();
+        Restore(*group);
     }
 }
 
-void UngroupAllNodesCommand::Restore() {
-    if (m_undoRecords.empty() || !IsUsable(m_undoRecords.back()))
+void UngroupAllNodesCommand::Restore(Node const& group) {
+    auto const taken = TakeRecord(group);
+    if (!taken)
         return;
-    auto const record = std::move(m_undoRecords.back());
-    m_undoRecords.pop_back();
+    auto const& record = *taken;
     bool const replay = IsReplay();
     PutGroupBack(record);
     if (replay) {

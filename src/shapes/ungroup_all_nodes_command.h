@@ -31,7 +31,7 @@ private:
             Kernel::Field{"UndR", &This::m_undoRecords}, Kernel::Field{"NewS", &This::m_newSelection},
             Kernel::Field{"OldS", &This::m_oldSelection}, Kernel::Field{"InvR", &This::m_invalidRect}};
     }
-    void Restore();
+    void Restore(Node const& group);
 };
 
 } // namespace Commands

@@ -8,6 +8,9 @@
 #include "platform/document/structure_command_helper.h"
 #include "shapes/ungroup_records.h"
 
+#include <algorithm>
+#include <optional>
+
 namespace Commands {
 
 // What the two commands that dissolve groups share: the children of a group move up to where it stood, each keeping
@@ -124,9 +127,19 @@ protected:
             child.SetTransformConstraints(constraints);
     }
 
-    // A record of a damaged or forged history must not name what the steps above rely on.
+    // Takes the newest record when it is this group's: records are popped in reverse of their pushes. A selected group
+    // that stood outside the tree has none.
+    std::optional<UngroupRecord> TakeRecord(Node const& group) {
+        if (m_undoRecords.empty() || m_undoRecords.back().group.get() != &group || !IsUsable(m_undoRecords.back()))
+            return std::nullopt;
+        auto record = std::move(m_undoRecords.back());
+        m_undoRecords.pop_back();
+        return record;
+    }
+
+    // A record of a damaged or forged history may lack what the steps above rely on.
     static bool IsUsable(UngroupRecord const& record) {
-        if (!record.group || !record.parent)
+        if (!record.parent)
             return false;
         return std::all_of(record.children.begin(), record.children.end(), [](UngroupChildRecord const& child) {
             return Kernel::CastPointer<TransformInterface>(child.node.get()) != nullptr;

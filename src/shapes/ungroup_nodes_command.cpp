@@ -19,7 +19,7 @@ UngroupNodesCommand::UngroupNodesCommand(bool relaxAppliedConstraints)
 bool UngroupNodesCommand::CanApplyTo(Kernel::Counted<Selection const> selection) {
     if (!selection || selection->ContainsSpecialisedChildren())
         return false;
-    auto const nodes = selection->GetNodes();
+    auto const nodes = selection->GetNodesInDocument();
     return std::any_of(nodes.begin(), nodes.end(), [](auto const& node) {
         return Kernel::CastPointer<GroupNode>(node.get()) != nullptr ||
                Kernel::CastPointer<ConstraintsGroupNode>(node.get()) != nullptr;
@@ -38,8 +38,8 @@ void UngroupNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted<Do
     if (!selection)
         return;
     auto const tops = Kernel::MakeCounted<MutableSelection>();
-    for (auto const& node : selection->GetNodes()) {
-        if (node->IsLinked(false) && node->GetParent() != nullptr && !node->GetParent()->IsLinked(false))
+    for (auto const& node : selection->GetNodesInDocument()) {
+        if (node->IsLinked(false) && !node->GetParent()->IsLinked(false))
             tops->AddSelectable(node, false);
     }
     if (tops->empty())
@@ -76,7 +76,7 @@ void UngroupNodesCommand::ReceiveNode(Kernel::NonCounted<Node> node) {
     if (m_direction == Direction::Do || m_direction == Direction::Redo)
         Dissolve(*node);
     else if (m_direction == Direction::Undo)
-        Restore();
+        Restore(*node);
 }
 
 bool UngroupNodesCommand::MustRelax(Node const& group) const {
@@ -94,12 +94,11 @@ void UngroupNodesCommand::Dissolve(Node& node) {
     RemoveGroup(record.group);
 }
 
-// The newest record belongs to the node that is visited: records are popped in reverse of their pushes.
-void UngroupNodesCommand::Restore() {
-    if (m_undoRecords.empty() || !IsUsable(m_undoRecords.back()))
+void UngroupNodesCommand::Restore(Node const& group) {
+    auto const taken = TakeRecord(group);
+    if (!taken)
         return;
-    auto const record = std::move(m_undoRecords.back());
-    m_undoRecords.pop_back();
+    auto const& record = *taken;
     bool const relax = MustRelax(*record.group);
     bool const replay = IsReplay();
     PutGroupBack(record);

@@ -42,7 +42,7 @@ private:
     }
     bool MustRelax(Node const& group) const;
     void Dissolve(Node& node);
-    void Restore();
+    void Restore(Node const& group);
 
     // Empty unless something selected had to be detached.
     Kernel::Counted<DetachSymbolCommand> m_detachSymbolCommand;

@@ -166,6 +166,11 @@ private:
     void StepForward(Kernel::NotificationList& notifications);
     void FinishStep(HistoryStep& step, Kernel::NotificationList& notifications);
     void StepTo(std::size_t position, Kernel::NotificationList& notifications);
+    class AtSpread;
+    void TearDown(HistoryStep const& step) noexcept;
+    // The steps from `first` on, the newest first.
+    void TearDownFrom(std::size_t first);
+    void TearDownOldest();
     void TrimHistory();
     void ShowPreview(Kernel::Counted<DocumentCommand> const& command, Kernel::NotificationList& notifications);
     void DoPreview(Kernel::Counted<DocumentCommand> const& command, Kernel::NotificationList& notifications);
@@ -185,6 +190,8 @@ private:
     int m_channelMask = -1;
     Kernel::Counted<History> m_history;
     Kernel::Counted<DocumentCommand> m_preview;
+    // The current spread when the preview was done.
+    Kernel::JailCounted<SpreadNode> m_previewSpread;
     Kernel::Counted<Macro> m_recording;
     RunResult m_lastResult;
     std::size_t m_maximumCount = SIZE_MAX;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/document/command.h"
+#include "platform/document/nodes.h"
 
 #include <cstdint>
 #include <deque>
@@ -10,12 +11,14 @@
 class REDRAFT_ENGINE HistoryEntry final : public Kernel::Serialisable {
 public:
     HistoryEntry() = default;
-    explicit HistoryEntry(Kernel::Counted<DocumentCommand> const& command);
+    HistoryEntry(Kernel::Counted<DocumentCommand> const& command, Kernel::JailCounted<SpreadNode> spread);
 
     // Empty when the stored command is of an unknown class, or could not be read.
     Kernel::Counted<DocumentCommand> GetCommand() const;
     // As stored: translators' text and context.
     Kernel::LocalisedString const& GetDescription() const { return m_description; }
+    // The spread that the command ran on. Empty in documents of 0.1.0, which did not keep it.
+    Kernel::JailCounted<SpreadNode> const& GetSpread() const { return m_spread; }
     // The command after it was replaced or took over a newer one; the description follows.
     void SetCommand(Kernel::Counted<DocumentCommand> const& command);
 
@@ -28,6 +31,7 @@ public:
 private:
     Kernel::Counted<Kernel::Serialisable> m_command;
     Kernel::LocalisedString m_description;
+    Kernel::JailCounted<SpreadNode> m_spread;
 };
 
 // One step of a history in memory. What is stored of it is made when it is needed first: most steps are never saved.
@@ -35,6 +39,9 @@ struct HistoryStep {
     // Empty for a step that cannot be undone, because its command is unknown here or of an unsupported beta.
     Kernel::Counted<DocumentCommand> command;
     mutable Kernel::Counted<HistoryEntry> stored;
+    // The document's current spread when the command ran, which is current again while the step is undone, redone or
+    // torn down. Empty when it is not known: then the user's current spread serves.
+    Kernel::JailCounted<SpreadNode> spread;
     static constexpr std::int64_t c_neverMerges = INT64_MIN;
     // Until when a newer command may merge into this one, by the controller's clock.
     std::int64_t mergeUntil = c_neverMerges;
@@ -69,8 +76,6 @@ private:
     HistoryEntry& GetStored(HistoryStep const& step) const;
     // Between Load and its controller's first look the steps have no commands yet: the entries may not be loaded.
     void ResolveLoaded(bool trusted);
-    void TearDownFrom(std::size_t first);
-    void TearDownOldest();
 
     std::deque<HistoryStep> m_steps;
     std::size_t m_position = 0;

@@ -58,9 +58,13 @@ public:
 
     // The selected nodes, in the selection's order.
     std::vector<Kernel::Counted<Node>> GetNodes() const;
+    // The same without the nodes that stand outside a document's tree. A selection is never pruned, so that it may name
+    // nodes that have left; such nodes take no part in what commands do.
+    std::vector<Kernel::Counted<Node>> GetNodesInDocument() const;
     // The same items in the order of use: tree order, a parent before its children, items outside the tree last in the
     // order given.
     Kernel::Counted<Selection const> GetOrdered() const;
+    // These three go by the nodes in the document's tree.
     // True when an item is a child of a specialised node: one that keeps its children in a structure of its own.
     bool ContainsSpecialisedChildren() const;
     bool ContainsArtboards() const;

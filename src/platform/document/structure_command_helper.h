@@ -59,6 +59,7 @@ private:
     };
     void Remember(Node& node);
     void ForgetIfBack(Node& node);
+    Node* FindNextInPlace(Record const& record) const;
     void Insert(Node& parent, NodeChildListType list, Kernel::Counted<Node> const& child, Node* before, bool isMove,
                 bool detachLinks);
     void DetachIfAsked(Node& container, bool detachLinks);

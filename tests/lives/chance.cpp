@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/lives/chance.h"
+
+#include "frame/example.h"
+#include "shell/command_table.h"
+#include "shell/failure.h"
+#include "shell/session.h"
+#include "shell/verbs.h"
+
+#include <stdexcept>
+
+namespace Lives {
+
+namespace {
+
+std::string Number(Random& random, int minimum, int maximum) {
+    return std::to_string(minimum + static_cast<int>(random.Below(static_cast<std::size_t>(maximum - minimum + 1))));
+}
+
+std::string Rectangle(Random& random) {
+    int const left = static_cast<int>(random.Below(400)), top = static_cast<int>(random.Below(400));
+    return std::to_string(left) + "," + std::to_string(top) + "," + Number(random, left, left + 300) + "," +
+           Number(random, top, top + 300);
+}
+
+std::vector<NodeId> NodesOfSpreads(DocumentController& document) {
+    std::vector<NodeId> ids;
+    for (auto const& spread : document.GetDocument()->GetSpreads())
+        ForEachNode(*spread, [&](Node& node) {
+            if (&node != spread.get() && Kernel::CastPointer<PageNode>(&node) == nullptr)
+                ids.push_back(node.GetId());
+        });
+    return ids;
+}
+
+std::string SymbolId(Random& random, DocumentController& document) {
+    int const count = document.GetSymbolCount();
+    if (count == 0)
+        return "#1";
+    return "#" +
+           std::to_string(
+               document.GetSymbolAtIndex(static_cast<int>(random.Below(static_cast<std::size_t>(count))))->GetId());
+}
+
+// By what the parameter's type is called.
+std::string Value(Random& random, Props const& props, DocumentController& document, Shell::ParameterInfo const& info) {
+    if (info.type == "boolean")
+        return random.Chance(50) ? "true" : "false";
+    if (info.type == "integer")
+        return Number(random, 0, info.name == "spreadIndex" ? 2 : 15);
+    if (info.type == "number")
+        return Number(random, -50, 50);
+    if (info.type == "text")
+        return "'" + Number(random, 1, 9) + " words'";
+    if (info.type == "point")
+        return Number(random, 0, 400) + "," + Number(random, 0, 400);
+    if (info.type == "rectangle")
+        return Rectangle(random);
+    if (info.type == "transform")
+        return random.Of<std::string>({"1,0,10,0,1,5", "0.5,0,0,0,2,0", "0,-1,100,1,0,0"});
+    if (info.type == "colour")
+        return random.Of<std::string>({"none", "#3366cc", "#ff000080", "cmyk(0.1,0.2,0.3,0.4)", "grey(0.5)"});
+    if (info.type == "path")
+        return random.Of<std::string>({"'M0 0L1 1'", "'M0 0.5C0.3 1 0.6 0 1 1'"});
+    if (info.type == "picture")
+        return props.picture;
+    if (info.type == "plug-in")
+        return props.plugins.empty() ? std::string("none") : random.Of(props.plugins);
+    if (info.type == "record")
+        return "'{\"name\":\"" + Number(random, 1, 3) + "\",\"spreadIndex\":0,\"viewBox\":[0,0,10,10]}'";
+    if (info.type == "symbol")
+        return SymbolId(random, document);
+    if (info.type == "name")
+        return random.Of<std::string>({"keep", "adapt", "drop"});
+    throw std::runtime_error("no values are known for parameters of type " + std::string(info.type));
+}
+
+std::string Selector(Random& random, DocumentController& document) {
+    auto const ids = NodesOfSpreads(document);
+    if (ids.empty() || random.Chance(25))
+        return random.Of<std::string>({"all", "all", "all", "type:GroupNode", "type:ShapeNode", "type:RasterNode"});
+    std::string text;
+    for (auto count = 1 + random.Below(4); count != 0; --count)
+        text += (text.empty() ? "#" : ",#") + std::to_string(random.Of(ids));
+    return text;
+}
+
+std::string Call(Random& random, Props const& props, DocumentController& document, bool isPreview) {
+    auto const& table = Shell::GetCommandTable();
+    auto const* entry = &random.Of(table);
+    while (entry->forms.empty())
+        entry = &random.Of(table);
+    std::string line = (isPreview ? "preview " : "do ") + entry->shortName;
+    for (auto const& info : random.Of(entry->forms).parameters) {
+        if (!info.defaultValue || random.Chance(60))
+            line += " " + std::string(info.name) + "=" + Value(random, props, document, info);
+    }
+    // The stored selection is where steps meet what earlier ones have left.
+    if (random.Chance(50))
+        line += " --select '" + Selector(random, document) + "'";
+    auto const spreads = document.GetDocument()->GetSpreads().size();
+    if (!isPreview && spreads > 1 && random.Chance(25))
+        line += " --spread " + std::to_string(random.Below(spreads));
+    if (isPreview && random.Chance(50))
+        line += " --keep";
+    return line;
+}
+
+void ImportDrawing(std::string const& drawing, std::string const& path) {
+    Shell::Session session(false);
+    std::vector<std::string> const words{"import", drawing, "-o", path};
+    Shell::RunVerb(session, words);
+    session.Finish();
+}
+
+} // namespace
+
+void MakeStart(Random& random, Props const& props, std::string const& path) {
+    if (!props.drawings.empty() && random.Chance(30)) {
+        auto const& drawing = random.Of(props.drawings);
+        try {
+            ImportDrawing(drawing, path);
+            return;
+        } catch (Shell::Failure const&) {
+            // A drawing that the importer refuses is no start.
+        }
+    }
+    auto const format = random.Of<Raster::Format>({Raster::FormatRGBA8, Raster::FormatRGBA8, Raster::FormatRGBA16,
+                                                   Raster::FormatIA8, Raster::FormatCMYKA8, Raster::FormatLABA16});
+    auto const controller =
+        DocumentController::CreateNew({793.700787, 1122.519685}, format, 1 + static_cast<int>(random.Below(3)));
+    auto const& examples = CommandExample::GetAll();
+    for (auto const& spread : controller->GetDocument()->GetSpreads()) {
+        controller->SetCurrentSpread(spread);
+        for (auto count = random.Below(3) + (spread == controller->GetDocument()->GetSpreads().front() ? 1 : 0);
+             count != 0; --count)
+            random.Of(examples).prepare(*controller);
+    }
+    controller->Save(path);
+}
+
+std::string ChooseLine(Random& random, Props const& props, DocumentController& document) {
+    auto const percent = random.Below(100);
+    auto const steps = document.GetHistory()->GetCount();
+    if (percent < 54 || steps == 0)
+        return Call(random, props, document, false);
+    if (percent < 66)
+        return "undo " + Number(random, 1, random.Chance(70) ? 1 : 4);
+    if (percent < 76)
+        return "redo " + Number(random, 1, random.Chance(70) ? 1 : 4);
+    if (percent < 80)
+        return "goto " + std::to_string(random.Below(steps + 1));
+    if (percent < 88)
+        return "reload";
+    if (percent < 93)
+        return Call(random, props, document, true);
+    if (percent < 95)
+        return "repeat";
+    if (percent < 97)
+        return "elsewhere";
+    if (percent < 98)
+        return "mask ellipse:" + Rectangle(random) + " --feather 3";
+    return random.Chance(50) ? "record" : "play";
+}
+
+} // namespace Lives

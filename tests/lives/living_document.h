@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/document_controller.h"
+#include "shell/session.h"
+#include "tests/lives/random.h"
+
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Lives {
+
+// Something that must never happen, in one line. The part in front of the first colon is its kind.
+class Fault final : public std::exception {
+public:
+    explicit Fault(std::string text) : m_text(std::move(text)) {}
+    char const* what() const noexcept override { return m_text.c_str(); }
+
+private:
+    std::string m_text;
+};
+
+// A document that lives through lines of a script, each of which is checked against all that is known of its states.
+//
+// Lines are those of `redraft run`, and a few of a program that works on the document for longer:
+//   reload                        saves the document and goes on with what was saved
+//   preview COMMAND ... [--keep]  shows a command and takes it back, or keeps it
+//   repeat                        the newest step again
+//   elsewhere                     a clone of the newest step on another document, done, undone and redone there
+//   record, play                  a macro of what runs in between
+class LivingDocument {
+public:
+    // Starts with the document in the file. Files of its own go into the folder.
+    LivingDocument(std::string startPath, std::string folder, bool checksPictures);
+
+    // Throws Fault.
+    void Run(std::string const& line);
+    DocumentController& GetController() { return *m_controller; }
+    // The class of the command that the last line ran and that became a step or changed the document; empty for none.
+    std::string const& GetCommandThatRan() const { return m_ran; }
+
+private:
+    struct State {
+        DocumentHash hash{};
+        std::optional<std::string> picture;
+    };
+    // What a line finds.
+    struct Moment {
+        std::size_t position = 0;
+        std::size_t count = 0;
+        DocumentHash hash{};
+        std::vector<NodeId> selection;
+        NodeId spread = 0;
+    };
+    enum class Outcome { Ran, Refused };
+
+    Moment Look() const;
+    void Attach(Kernel::Counted<DocumentController> controller);
+    Outcome RunVerb(std::vector<std::string> const& words);
+    Outcome Preview(std::vector<std::string> words);
+    Outcome Repeat();
+    Outcome Play();
+    void Reload();
+    void RunElsewhere();
+    void ExpectNothingHappened(Moment const& before, char const* when) const;
+    void LearnFromMove(Moment const& before);
+    void LearnFromCommand(Moment const& before);
+    void ExpectState(std::size_t position, DocumentHash const& hash);
+    void ComparePicture();
+    std::string DrawPicture() const;
+
+    std::string m_start, m_folder;
+    bool m_checksPictures;
+    Kernel::Counted<DocumentController> m_controller;
+    std::unique_ptr<Shell::Session> m_session;
+    // By position in the history; empty where the state is not known.
+    std::vector<std::optional<State>> m_states;
+    std::string m_ran;
+};
+
+} // namespace Lives
