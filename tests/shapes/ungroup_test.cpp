@@ -265,10 +265,15 @@ TEST(Ungroup, ANodeWithAnOwnerStaysInItsGroup) {
 
 TEST(Ungroup, IsOfferedForGroupsAndNotForSyncedBoxesAlone) {
     Scene scene;
-    auto const can = [](Kernel::Counted<Node> const& node) {
+    auto const offered = [](Kernel::Counted<Node> const& node) {
         return UngroupNodesCommand::CanApplyTo(
             Kernel::MakeCounted<Selection>(std::vector<Kernel::Counted<Node>>{node}));
     };
+    auto const can = [&](Kernel::Counted<Node> const& node) {
+        scene.Put(*scene.spread, {node});
+        return offered(node);
+    };
+    EXPECT_FALSE(offered(NamedGroup("outside the tree")));
     EXPECT_TRUE(can(NamedGroup("g")));
     EXPECT_TRUE(can(NamedGroup<ConstraintsGroupNode>("c")));
     EXPECT_FALSE(can(Kernel::MakeCounted<CloudSyncedNode>()));
@@ -323,9 +328,12 @@ TEST(UngroupAll, IsNotOfferedWithoutAGroupAtAnyDepth) {
         return UngroupAllNodesCommand::CanApplyTo(
             Kernel::MakeCounted<Selection>(std::vector<Kernel::Counted<Node>>{node}));
     };
-    EXPECT_FALSE(can(Named("shape")));
+    auto const shape = Named("shape");
     auto const box = Kernel::MakeCounted<CloudSyncedNode>();
+    scene.Put(*scene.spread, {shape, box});
+    EXPECT_FALSE(can(shape));
     EXPECT_FALSE(can(box));
+    EXPECT_FALSE(can(NamedGroup("outside the tree")));
     scene.Put(*box, {NamedGroup("deep")});
     EXPECT_TRUE(can(box));
 }
