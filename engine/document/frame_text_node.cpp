@@ -4,6 +4,7 @@
 
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
+#include "platform/story/reading_direction.h"
 
 #include <algorithm>
 #include <cmath>
@@ -164,7 +165,7 @@ Params FrameTextNode::GetTextRenderScale() const {
     return usable(x) && usable(y) ? Params{x, 0, 0, 0, y, 0} : Params{};
 }
 
-Story::FrameGeometry FrameTextNode::MakeGeometry() const {
+Story::FrameGeometry FrameTextNode::MakeGeometry(bool isRightToLeft) const {
     auto const& state = GetState<TextFrameState>();
     Story::FrameGeometry geometry;
     geometry.renderScale = GetTextRenderScale();
@@ -177,7 +178,7 @@ Story::FrameGeometry FrameTextNode::MakeGeometry() const {
     double const gap = state.columnGap / scaleX;
     double const width = (inner.GetWidth() - gap * (count - 1)) / count;
     for (int i = 0; i != count; ++i) {
-        double const left = inner.left + i * (width + gap);
+        double const left = inner.left + (isRightToLeft ? count - 1 - i : i) * (width + gap);
         geometry.columns.push_back({left, inner.top, left + width, inner.bottom});
     }
     geometry.verticalAlignment = static_cast<Story::VerticalAlignment>(std::min(state.verticalAlignment, 3u));
@@ -191,10 +192,16 @@ Story::FrameGeometry FrameTextNode::MakeGeometry() const {
 }
 
 Kernel::Counted<Story::ComposedStory> FrameTextNode::GetComposition() const {
+    auto const story = GetStory();
+    auto const chain = GetChain();
+    bool const hasColumns = std::any_of(chain.begin(), chain.end(), [](FrameTextNode const* frame) {
+        return frame->GetState<TextFrameState>().columnCount > 1;
+    });
+    bool const isRightToLeft = hasColumns && Story::IsReadRightToLeft(*story, *GetTextStyleSheet());
     std::vector<Story::FrameGeometry> frames;
-    for (auto const* const frame : GetChain())
-        frames.push_back(frame->MakeGeometry());
-    return GetHead().Recompose(GetStory(), std::move(frames));
+    for (auto const* const frame : chain)
+        frames.push_back(frame->MakeGeometry(isRightToLeft));
+    return GetHead().Recompose(story, std::move(frames));
 }
 
 Story::ComposedFramePtr FrameTextNode::MakeComposedText() const {

@@ -127,7 +127,8 @@ Extent Measure(LineData const& line, ComposedParagraph const& paragraph, std::sp
         for (auto const& glyph : GetGlyphs(line, paragraph, run)) {
             extent.width += glyph.advance;
             if (glyph.Has(ShapedGlyph::c_stretches)) {
-                extent.spaces += glyph.advance * GetStretchWeight(paragraph.GetText()[glyph.cluster]);
+                extent.spaces += GetStretch(paragraph.GetText()[glyph.cluster], double{glyph.advance},
+                                            paragraph.GetRuns()[run.run].look->size);
                 ++extent.spaceCount;
             }
         }
@@ -328,7 +329,7 @@ LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, Line
     // What would part the last letter from the line's end is no room.
     std::uint32_t const places =
         extent.spaceCount - (extent.spaceCount != 0 && !line.hyphen && line.visibleEnd > begin &&
-                                     IsIdeographic(paragraph.GetText()[line.visibleEnd - 1])
+                                     PartsLetters(paragraph.GetText()[line.visibleEnd - 1])
                                  ? 1
                                  : 0);
     if (isJustified && places != 0 && !hasTabs) {

@@ -14,8 +14,8 @@ namespace Story {
 // One glyph of a font as shaping placed it. Lengths in text units; y grows upwards as fonts have it.
 struct ShapedGlyph {
     static constexpr std::uint32_t c_unsafeToBreak = 1u << 31; // a line cannot begin here without shaping again
-    static constexpr std::uint32_t c_stretches = 1u
-                                                 << 30; // justification widens what follows it: a space or an ideograph
+    // Justification widens what follows it: a space, an ideograph, or the end of a South East Asian letter.
+    static constexpr std::uint32_t c_stretches = 1u << 30;
     static constexpr std::uint32_t c_noGlyph = 0xFFFFFF; // draws nothing
     std::uint32_t idAndFlags = 0;
     // Index in the paragraph's composed text of the first character that the glyph belongs to.
@@ -56,9 +56,21 @@ constexpr bool IsIdeographic(char32_t c) {
            (c <= 0x30FF || (c >= 0x3400 && c <= 0x4DBF) || (c >= 0x4E00 && c <= 0x9FFF) ||
             (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFF01 && c <= 0xFFEF) || (c >= 0x20000 && c <= 0x3FFFF));
 }
-constexpr bool IsStretchable(char32_t c) { return c == U' ' || c == 0xA0 || IsIdeographic(c); }
-// How much of its width counts as a space's where lines stretch and shrink.
-constexpr double GetStretchWeight(char32_t c) { return IsIdeographic(c) ? 0.1 : 1; }
+// Thai, Lao, Burmese and Khmer letters and marks, which stand without spaces between words: lines are filled by parting
+// letters, each with its marks, a little.
+constexpr bool IsSouthEastAsian(char32_t c) {
+    return c >= 0x0E00 &&
+           (c <= 0x0EFF || (c >= 0x1000 && c <= 0x109F) || (c >= 0x1780 && c <= 0x17FF) ||
+            (c >= 0x19E0 && c <= 0x19FF) || (c >= 0xA9E0 && c <= 0xA9FF) || (c >= 0xAA60 && c <= 0xAA7F));
+}
+constexpr bool PartsLetters(char32_t c) { return IsIdeographic(c) || IsSouthEastAsian(c); }
+constexpr bool IsStretchable(char32_t c) { return c == U' ' || c == 0xA0 || PartsLetters(c); }
+// How much room counts as a space's, where lines stretch and shrink, behind a glyph that stretches: its own advance
+// for a space, a tenth of it for an ideograph, which is as wide as its size. The last glyph of a South East Asian
+// letter may be a mark without an advance, so the size stands for it there.
+constexpr double GetStretch(char32_t c, double advance, double size) {
+    return IsIdeographic(c) ? 0.1 * advance : IsSouthEastAsian(c) ? 0.06 * size : advance;
+}
 
 // Where composed text is not the story's: a stretch that an object expanded to.
 struct Expansion {

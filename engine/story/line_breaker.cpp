@@ -14,9 +14,12 @@ namespace {
 
 constexpr double c_stretch = 0.5;
 constexpr double c_shrink = 1.0 / 3;
-constexpr double c_maximumBadness = 1'000'000;
-// Of a line without a space that could stretch: worse than any other.
+// A line that stretches as far as this cannot be worth looking at. What goes further still counts by how far.
+constexpr double c_badnessOfFarRatios = 1'000'000;
+constexpr double c_farRatio = 21.544346900318832; // the cube root of a hundredth of it
+// Of a line that nothing can stretch: worse than any other, and the worse the emptier it is.
 constexpr double c_rigidBadness = 2'000'000;
+constexpr double c_rigidBadnessOfEmptyLine = 10'000'000;
 constexpr double c_linePenalty = 10;
 constexpr double c_hyphenPenalty = 50;
 constexpr double c_doubleHyphenDemerits = 10'000;
@@ -96,7 +99,7 @@ std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, s
             sum.width += glyph.advance;
             bool const stretches = glyph.Has(ShapedGlyph::c_stretches);
             if (stretches)
-                sum.spaces += glyph.advance * GetStretchWeight(text[glyph.cluster]);
+                sum.spaces += GetStretch(text[glyph.cluster], double{glyph.advance}, run.look->size);
             if ((flags[glyph.cluster] & CharacterFlag::c_space) == 0) {
                 sum.visibleWidth = sum.width;
                 sum.visibleSpaces = sum.spaces;
@@ -109,6 +112,22 @@ std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, s
     emit(static_cast<std::uint32_t>(text.size()));
     return candidates;
 }
+
+namespace {
+
+// Grows with the ratio all the way, from 0 to the badness of rigid lines.
+double GetBadness(double ratio) {
+    if (ratio <= c_farRatio)
+        return 100 * ratio * ratio * ratio;
+    return c_rigidBadness - (c_rigidBadness - c_badnessOfFarRatios) * c_farRatio / ratio;
+}
+
+double GetRigidBadness(double difference, double measure) {
+    double const empty = measure > 0 ? std::clamp(difference / measure, 0.0, 1.0) : 1.0;
+    return c_rigidBadness + (c_rigidBadnessOfEmptyLine - c_rigidBadness) * empty * empty;
+}
+
+} // namespace
 
 LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, double measure) {
     double const natural = to.visibleWidth - (from == nullptr ? 0 : from->width) + to.hyphenWidth;
@@ -125,7 +144,7 @@ LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, doubl
     else
         return cost;
     double const ratio = std::fabs(cost.ratio);
-    double const badness = std::isinf(ratio) ? c_rigidBadness : std::min(100 * ratio * ratio * ratio, c_maximumBadness);
+    double const badness = std::isinf(ratio) ? GetRigidBadness(difference, measure) : GetBadness(ratio);
     cost.demerits = (c_linePenalty + badness) * (c_linePenalty + badness);
     if (to.hyphen)
         cost.demerits += c_hyphenPenalty * c_hyphenPenalty;

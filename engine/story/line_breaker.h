@@ -35,8 +35,9 @@ std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, s
 std::vector<std::uint32_t> FindHyphenPlaces(ComposedParagraph const& paragraph);
 
 // What a justified line costs, as Knuth and Plass count ("Breaking Paragraphs into Lines", 1981): (10 + badness)
-// squared, badness being 100 |r|^3 for a line whose spaces stretch by r halves or shrink by r thirds of their width, up
-// to a million, and two million for a line that nothing can stretch; a hyphen adds 50 squared, two in a row 10000 more.
+// squared, badness being 100 |r|^3 for a line whose spaces stretch by r halves or shrink by r thirds of their width.
+// Beyond a million it grows more slowly, up to two million, which is what a line costs that is full but for what
+// nothing can stretch; one that stays empty costs ten million. A hyphen adds 50 squared, two in a row 10000 more.
 // Negative when the line cannot be shrunk so far.
 struct LineCost {
     double ratio = 0;

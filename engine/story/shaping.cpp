@@ -97,7 +97,7 @@ void ShapeText(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begi
     auto* glyph = glyphs.Append(s_raw.size());
     for (auto const& raw : s_raw) {
         *glyph = scaler.Scale(raw);
-        if (IsStretchable(text[raw.cluster]))
+        if (raw.endsCluster && IsStretchable(text[raw.cluster]))
             glyph->idAndFlags |= ShapedGlyph::c_stretches;
         ++glyph;
     }

@@ -337,7 +337,7 @@ private:
         auto* glyph = glyphs.Append(m_raw.size());
         for (auto const& raw : m_raw) {
             *glyph = scaler.Scale(raw);
-            if (IsStretchable(text[raw.cluster]))
+            if (raw.endsCluster && IsStretchable(text[raw.cluster]))
                 glyph->idAndFlags |= ShapedGlyph::c_stretches;
             ++glyph;
         }

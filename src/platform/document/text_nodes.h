@@ -115,7 +115,8 @@ private:
     FrameTextNode& GetHead();
     // The frames of the chain that stand in the same tree as this one, in order.
     std::vector<FrameTextNode*> GetChain() const;
-    Story::FrameGeometry MakeGeometry() const;
+    // `isRightToLeft`: the first column is the one on the right.
+    Story::FrameGeometry MakeGeometry(bool isRightToLeft) const;
     void Follow(FrameTextNode& head, int flowIndex);
     void UpdateRegistration();
 

@@ -55,6 +55,48 @@ TEST_F(TextFrames, AChainShowsOneStoryFromFrameToFrame) {
     EXPECT_EQ(first->GetTextFlow()->GetNode({first->GetStory(), range.begin}).get(), second.get());
 }
 
+// Columns follow the direction that most of the text is read in; a heading in another script does not turn them.
+TEST_F(TextFrames, ColumnsOfRightToLeftTextRunFromRightToLeft) {
+    first->SetColumns(3, 10);
+    auto const leftsOf = [&](std::string const& text, Story::ParagraphDirection direction) {
+        auto const story = Kernel::MakeCounted<Story::Story>();
+        story->ReplaceText(story->GetClientAll(), Story::GlyphString(Kernel::String(text)));
+        story->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Enum::Direction, static_cast<int>(direction)));
+        first->SetStory(story);
+        std::vector<double> lefts;
+        std::uint32_t end = 0;
+        auto const frame = first->MakeComposedFrame();
+        for (auto const& column : *frame) {
+            lefts.push_back(column->GetRect().left);
+            if (column->empty())
+                continue;
+            // In the order of reading.
+            EXPECT_EQ(column->begin()->GetRange().begin, end);
+            end = std::prev(column->end())->GetRange().end;
+        }
+        return lefts;
+    };
+    using Direction = Story::ParagraphDirection;
+    std::vector<double> const forward{0, 160.0 / 3, 320.0 / 3}, backward{320.0 / 3, 160.0 / 3, 0};
+    auto const expectNear = [](std::vector<double> const& a, std::vector<double> const& b) {
+        ASSERT_EQ(a.size(), b.size());
+        for (std::size_t i = 0; i != a.size(); ++i)
+            EXPECT_NEAR(a[i], b[i], 1e-9);
+    };
+    std::string hebrew = "Gen.1\n";
+    for (int i = 0; i != 20; ++i)
+        hebrew += "1 \u05D1\u05E8\u05D0\u05E9\u05D9\u05EA \u05D1\u05E8\u05D0 ";
+    expectNear(leftsOf(hebrew, Direction::Automatic), backward);
+    expectNear(leftsOf(hebrew, Direction::LeftToRight), forward);
+    expectNear(leftsOf(c_text, Direction::Automatic), forward);
+    expectNear(leftsOf(c_text, Direction::RightToLeft), backward);
+    expectNear(leftsOf("12 345", Direction::Automatic), forward);
+    // All frames of a chain are columns of one text.
+    leftsOf(hebrew, Direction::Automatic);
+    second->SetColumns(2, 10);
+    EXPECT_GT(second->MakeComposedFrame()->GetColumn(0).GetRect().left, 200);
+}
+
 TEST_F(TextFrames, ManyFramesAreLinkedAsIfOneByOne) {
     auto const shown = AllShown();
     auto const index = [](FrameTextNode const& frame) { return frame.GetState<TextFrameState>().flowIndex; };

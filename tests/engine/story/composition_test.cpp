@@ -125,6 +125,58 @@ TEST(Composition, JapaneseLinesReachBothSidesAndAreFilled) {
     }
 }
 
+// Thai is filled between its letters, with what marks stand on them, as far as its spaces do not do it.
+TEST(Composition, ThaiLinesReachBothSidesAndAreFilled) {
+    // "The weather is good today and they go for a walk in the garden", without a space.
+    std::u32string const sentence =
+        U"\u0E27\u0E31\u0E19\u0E19\u0E35\u0E49\u0E2D\u0E32\u0E01\u0E32\u0E28\u0E14\u0E35"
+        U"\u0E41\u0E25\u0E30\u0E1E\u0E27\u0E01\u0E40\u0E02\u0E32\u0E44\u0E1B\u0E40\u0E14\u0E34\u0E19"
+        U"\u0E40\u0E25\u0E48\u0E19\u0E43\u0E19\u0E2A\u0E27\u0E19";
+    std::u32string text;
+    for (int i = 0; i != 6; ++i)
+        text += sentence;
+    auto const story = MakeStory(text, 16, "Noto Sans Thai");
+    story->FormatText(*MakeDelta(ParagraphAtt::Enum::Alignment, static_cast<int>(Alignment::Justify)));
+    story->FormatText(*MakeDelta(GlyphAtt::String::Language, Kernel::String("th")));
+    double const natural = Compose(story, MakeFrame(1e5))->GetColumn(0).begin()->GetWidth();
+    for (double width = 180; width < 300; width += 7.3) {
+        auto const frame = Compose(story, MakeFrame(width));
+        auto const& lines = frame->GetColumn(0);
+        // A word of the sentence takes 60 units at most.
+        EXPECT_LE(static_cast<double>(lines.size()), std::ceil(natural / (width - 60))) << width;
+        auto const last = std::prev(lines.end());
+        std::u32string all;
+        for (auto const& line : lines) {
+            all += LineText(line);
+            if (&line == &*last)
+                continue;
+            EXPECT_NEAR(line.GetWidth(), width, 0.01);
+            // No letter stands so far from its neighbour that the word falls apart.
+            EXPECT_LE(line.GetSpaceExtra(), 4) << width;
+            // Marks stay with their letters.
+            for (auto const& cell : line.GetCells())
+                EXPECT_GT(cell.advance, 0);
+        }
+        EXPECT_EQ(all, text);
+    }
+}
+
+// Where nothing can stretch, and where it must stretch far too much, a line that is filled better costs less.
+TEST(Composition, AnEmptierLineCostsMore) {
+    auto const costOf = [](double width, double spaces) {
+        BreakCandidate to;
+        to.position = 1;
+        to.width = to.visibleWidth = width;
+        to.spaces = to.visibleSpaces = spaces;
+        return GetLineCost(nullptr, to, 100).demerits;
+    };
+    for (double const spaces : {0.0, 0.5, 4.0}) {
+        for (double width = 10; width < 95; width += 5)
+            EXPECT_GT(costOf(width, spaces), costOf(width + 5, spaces)) << width << " " << spaces;
+    }
+    EXPECT_GT(costOf(99, 0), costOf(10, 0.5));
+}
+
 // Also the last one, which shrinks where it was taken because it can.
 TEST(Composition, NoJustifiedLineIsWiderThanItsColumn) {
     std::u32string const words(c_text);

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/story/story.h"
+#include "platform/story/style_sheet.h"
+
+namespace Story {
+
+// Whether a text is read from right to left on the whole, as its columns then follow one another: more of its first
+// 10,000 letters belong to scripts that are written so. Letters of a paragraph whose attributes name a direction count
+// for that direction. False for a text without letters.
+REDRAFT_ENGINE bool IsReadRightToLeft(Story const& story, StyleSheet const& styles);
+
+} // namespace Story
