@@ -7,6 +7,7 @@
 // worked most, over that of all.
 #include "engine/story/break_iterator.h"
 #include "engine/story/font.h"
+#include "engine/story/pattern_dictionary.h"
 #include "engine/story/word_cache.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/story/composition.h"
@@ -15,12 +16,14 @@
 #include <benchmark/benchmark.h>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <hb.h>
 #include <iterator>
 #include <map>
 #include <random>
 #include <string>
+#include <unistd.h>
 #ifdef REDRAFT_BENCH_PANGO
 #include <pango/pangoft2.h>
 #endif
@@ -191,6 +194,23 @@ void ComposeHyphenated(benchmark::State& state) {
     ComposeOn(state, GetFormatted(state, true, Story::LineBreaking::TotalFit), 1);
 }
 BENCHMARK(ComposeHyphenated)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
+
+// What the first German word of a process costs: the library compiles the patterns, or they come from the cache.
+void LoadPatterns(benchmark::State& state, bool isCached) {
+    constexpr char c_german[] = "/usr/share/hyphen/hyph_de_DE.dic";
+    auto const folder = std::filesystem::temp_directory_path() / ("bench-patterns-" + std::to_string(getpid()));
+    if (isCached)
+        Story::PatternDictionary::Load(c_german, folder.string());
+    for (auto _ : state) {
+        auto const dictionary = Story::PatternDictionary::Load(c_german, isCached ? folder.string() : "");
+        if (!dictionary || dictionary->IsFromCache() != isCached)
+            state.SkipWithError("no German dictionary, or no cache of it");
+        benchmark::DoNotOptimize(dictionary.get());
+    }
+    std::filesystem::remove_all(folder);
+}
+BENCHMARK_CAPTURE(LoadPatterns, compiled, false)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK_CAPTURE(LoadPatterns, cached, true)->Unit(benchmark::kMillisecond);
 
 #ifdef REDRAFT_BENCH_PANGO
 void LayOutWithPango(std::vector<std::string> const& paragraphs) {

@@ -90,15 +90,16 @@ private:
 };
 
 Outcome RunCommand(DocumentController& document, CommandEntry const& entry,
-                   Kernel::Counted<DocumentCommand> const& command, Kernel::Counted<Selection const> const& selection) {
+                   Kernel::Counted<DocumentCommand> const& command, Kernel::Counted<Selection const> const& selection,
+                   std::string const& path) {
     PluginWarnings const warnings(entry.className);
-    ProgressBar progress;
+    ProgressBar progress(command->GetDescription().ToString().ToStdString());
     document.SetProgressListener(&progress);
     struct NoListener {
         ~NoListener() { document.SetProgressListener(nullptr); }
         DocumentController& document;
     } const noListener{document};
-    Interrupt::Scope const interrupt(command->GetProgressAbortPointer());
+    Interrupt::Scope const interrupt(command->GetProgressAbortPointer(), path);
     return Guarded(ExitStatus::Input, entry.className, [&]() -> Outcome {
         if (entry.canApplyTo && !entry.canApplyTo(selection))
             return TryCommand(document, command);
@@ -196,7 +197,7 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
         TellOfMissingNodes(*selection, entry.className);
 
     DissolvedGroups const groups(document);
-    auto const outcome = RunCommand(document, entry, command, selection);
+    auto const outcome = RunCommand(document, entry, command, selection, session.GetDocumentPath());
     Interrupt::Check(session.GetDocumentPath());
     if (!outcome.didSomething) {
         Session::Note(entry.className, "nothing to do");

@@ -22,7 +22,7 @@ void WalkTo(DocumentController& document, std::size_t position, std::string cons
         auto const at = history.GetPosition();
         bool const forward = at < position;
         auto const command = history.GetCommand(forward ? at : at - 1);
-        Interrupt::Scope const interrupt(command ? command->GetProgressAbortPointer() : nullptr);
+        Interrupt::Scope const interrupt(command ? command->GetProgressAbortPointer() : nullptr, subject);
         Guarded(ExitStatus::Input, subject, [&] { forward ? document.Redo() : document.Undo(); });
         Interrupt::Check(subject);
         auto const left = static_cast<float>(forward ? position - at - 1 : at - 1 - position);

@@ -85,14 +85,21 @@ Source ReadTextSource(std::string const& path, Arguments const& arguments) {
     TextOptions options;
     options.encoding = arguments.Has("--encoding") ? arguments.Get("--encoding") : "";
     options.language = arguments.Has("--language") ? arguments.Get("--language") : "en";
-    options.keepLines = arguments.Has("--keep-lines");
+    if (arguments.Has("--keep-lines") && arguments.Has("--join-lines"))
+        throw Failure(ExitStatus::Usage, "--join-lines", "contradicts --keep-lines");
+    options.lines = arguments.Has("--keep-lines")   ? TextLines::Keep
+                    : arguments.Has("--join-lines") ? TextLines::Join
+                                                    : TextLines::Recognise;
     auto const bytes = InputFiles::Read(path, c_maximumTextBytes);
     Source source;
     Guarded(ExitStatus::Input, path, [&] {
         auto text = ReadText(bytes, options);
         source.story = std::move(text.story);
+        if (!text.recognised.empty())
+            Session::Note(path, "is not in UTF-8, and read as " + text.recognised + "; --encoding names another one");
         if (text.replaced != 0)
-            Session::Note(path, Count(text.replaced, "malformed sequence", "malformed sequences") + " replaced");
+            Session::Note(path, Count(text.replaced, "malformed sequence", "malformed sequences") +
+                                    " replaced; --encoding may name what the text is in");
     });
     return source;
 }
@@ -148,7 +155,7 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
         Interrupt::Check(path);
         Guarded(ExitStatus::Input, path, [&] {
             if (!document && source.story) {
-                document = MakeTextDocument(source.story);
+                document = MakeTextDocument(source.story, "Lay out " + path);
                 return;
             }
             if (!document)

@@ -3,8 +3,9 @@
 
 #include <string>
 
-// Control-C: the first one asks the work at hand to stop, the second ends the program. What was being written is left
-// in a temporary file at most; documents and outputs stay as they were.
+// Control-C: the first one asks the work at hand to stop, or ends the program where that work cannot be stopped; the
+// second ends the program in any case. What was being written is left in a temporary file at most; documents and
+// outputs stay as they were.
 namespace Shell::Interrupt {
 
 // Takes the signals over. Only then do the others have an effect.
@@ -13,10 +14,12 @@ bool WasAsked() noexcept;
 // Throws Failure when it was asked for.
 void Check(std::string const& subject);
 
-// The flag that stops the work at hand, for the life of the object. Null: it cannot be stopped.
+// The flag that stops the work at hand, for the life of the object. Null: nothing stops it, so that control-C ends the
+// program at once, with a line about `subject`; no document or output may be in writing then.
 class Scope {
 public:
-    explicit Scope(bool* abort);
+    // Throws Failure when there is no flag and control-C came before.
+    explicit Scope(bool* abort, std::string const& subject = "call");
     Scope(Scope const&) = delete;
     Scope& operator=(Scope const&) = delete;
     ~Scope();

@@ -4,9 +4,12 @@
 #include "shell/interrupt.h"
 #include "shell/verbs.h"
 
+#include "platform/story/hyphenation.h"
+
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
+#include <cstdlib>
 
 namespace Shell {
 
@@ -16,6 +19,19 @@ namespace {
 void SetLocale() {
     std::setlocale(LC_CTYPE, "");
     std::setlocale(LC_MESSAGES, "");
+}
+
+// In the user's cache folder, as the XDG base directory specification names it.
+void SetCaches() {
+    auto const get = [](char const* name) {
+        char const* const value = std::getenv(name);
+        return std::string(value != nullptr && value[0] == '/' ? value : "");
+    };
+    auto folder = get("XDG_CACHE_HOME");
+    if (auto const home = get("HOME"); folder.empty() && !home.empty())
+        folder = home + "/.cache";
+    if (!folder.empty())
+        Story::SetHyphenationCacheFolder(folder + "/redraft/hyphenation");
 }
 
 std::string FormatProgramHelp() {
@@ -55,6 +71,7 @@ int Report(Failure const& failure) noexcept {
 int RunProgram(int argumentCount, char const* const* arguments) noexcept {
     try {
         SetLocale();
+        SetCaches();
         Interrupt::Install();
         std::vector<std::string> const words(arguments + std::min(argumentCount, 1), arguments + argumentCount);
         if (words.empty())

@@ -4,11 +4,15 @@
 #include "platform/document/domain_controller.h"
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <string>
+#include <thread>
 
 namespace Shell {
 
-// A bar on the terminal for work that lasts over half a second; nothing where standard error is no terminal.
+// A bar on the terminal for work that lasts over half a second; nothing where standard error is no terminal. While the
+// work does not say how far it is, something moves in the bar. Safe from any thread.
 class ProgressBar final : public ProgressListener {
 public:
     explicit ProgressBar(std::string description = {});
@@ -23,11 +27,20 @@ public:
 
 private:
     void Draw(float fraction);
+    void DrawSign(int step);
+    void Print(std::string const& bar);
+    void ShowSigns();
 
+    std::mutex m_mutex;
     std::string m_description;
     std::chrono::steady_clock::time_point m_start, m_lastDraw;
     bool m_isTerminal;
     bool m_isShown = false;
+    bool m_hasFraction = false;
+    bool m_isOver = false;
+    std::condition_variable m_overOrKnown;
+    // Only on a terminal.
+    std::thread m_signs;
 };
 
 } // namespace Shell

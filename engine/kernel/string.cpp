@@ -130,8 +130,9 @@ String LocalisedString::ToString() const {
     static bool const s_isUtf8 = OpenCatalogues();
     if (!s_isUtf8)
         return m_text;
+    // A plain text that comes from elsewhere, such as a plug-in's name.
     if (m_context.empty())
-        return dgettext("redraft", m_text.c_str());
+        return m_text;
     std::string key;
     key.reserve(m_context.size() + 1 + m_text.size());
     key.append(m_context.view()).append(1, '\004').append(m_text.view());

@@ -131,6 +131,7 @@ Kernel::Counted<ComposedFrame> FrameComposer::Compose(Cursor& cursor) {
     if (m_geometry.artOrigin) {
         auto const& origin = *m_geometry.artOrigin;
         FillColumn(cursor, {origin.x, origin.y, origin.x, origin.y}, *frame);
+        AlignArtLines(*m_column);
     }
     for (auto const& column : m_geometry.columns)
         FillColumn(cursor, column, *frame);
@@ -265,6 +266,30 @@ std::uint32_t FrameComposer::KeepLinesTogether(Cursor const& cursor, std::uint32
         end = cursor.line;
     // A column must take something: one that cannot keep the rules breaks them.
     return end == cursor.line && isColumnEmpty ? fitting : end;
+}
+
+// Art text has no column, and the origin is where its first line is aligned to. Lines that are aligned to another side,
+// as those of a paragraph in the other direction, stand in the column that the widest line would need.
+void FrameComposer::AlignArtLines(ComposedColumn& column) const {
+    if (column.m_lines.empty())
+        return;
+    auto const first = column.m_lines.front().GetAlignment();
+    bool const areAlike = std::all_of(column.m_lines.begin(), column.m_lines.end(),
+                                      [&](LinePart const& line) { return line.GetAlignment() == first; });
+    if (areAlike)
+        return;
+    double width = 0;
+    for (auto const& line : column.m_lines) {
+        auto const indents = GetIndents(line.GetParagraph(), line.GetData().begin == 0);
+        width = std::max(width, line.GetWidth() + indents.left + indents.right);
+    }
+    auto const getSide = [&](Alignment alignment) {
+        return alignment == Alignment::Right ? width : alignment == Alignment::Centre ? width / 2 : 0;
+    };
+    for (auto& line : column.m_lines) {
+        auto const origin = line.GetOrigin();
+        line.SetOrigin({origin.x + getSide(line.GetAlignment()) - getSide(first), origin.y});
+    }
 }
 
 void FrameComposer::AlignVertically(ComposedColumn& column, bool isStoryEnd) const {

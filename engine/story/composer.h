@@ -96,6 +96,7 @@ private:
                   double space, bool partsWords);
     std::size_t KeepRowsTogether(ComposedParagraph const& paragraph, GreedyBreaker& breaker, std::size_t rowCount,
                                  bool hasBegin) const;
+    void AlignArtLines(ComposedColumn& column) const;
     void AlignVertically(ComposedColumn& column, bool isStoryEnd) const;
 
     ParagraphSource& m_paragraphs;

@@ -21,7 +21,7 @@ void CheckAbort(bool const* abort) {
 } // namespace
 
 std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> styleSheet, FrameGeometry const& geometry,
-                        std::size_t maximum, bool const* abort) {
+                        std::size_t maximum, bool const* abort, std::function<void(float)> const& progress) {
     if (!styleSheet)
         styleSheet = StyleSheet::GetEmpty();
     ParagraphCache cache;
@@ -31,6 +31,8 @@ std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> st
     for (std::size_t count = 1; count <= maximum; ++count) {
         CheckAbort(abort);
         auto const end = FrameComposer(paragraphs, story, geometry).Compose(cursor)->GetRange().end;
+        if (progress)
+            progress(static_cast<float>(end) / static_cast<float>(story.GetLength()));
         if (end >= story.GetLength())
             return count;
         if (end - forgotten >= c_keptLength) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/hyphenator.h"
 
-#include "engine/kernel/sanitizers.h"
+#include "engine/story/pattern_dictionary.h"
+#include "platform/story/hyphenation.h"
 #include "platform/story/paragraph.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <hyphen.h>
 #include <map>
 #include <mutex>
 #include <unicode/uchar.h>
@@ -153,20 +153,27 @@ std::string FindFile(std::string const& language) {
     return {};
 }
 
-// The library loses some bytes of a dictionary's doubled patterns while it reads them, once for each dictionary.
-HyphenDict* LoadDictionary(std::string const& file) {
-    Kernel::KnownLeaks const known;
-    return hnj_hyphen_load(file.c_str());
+std::mutex s_folderMutex;
+std::string& GetFolder() {
+    static auto& s_folder = *new std::string;
+    return s_folder;
 }
 
 } // namespace
 
 struct Hyphenator::State {
-    struct Free {
-        void operator()(HyphenDict* dictionary) const { hnj_hyphen_free(dictionary); }
-    };
-    std::unique_ptr<HyphenDict, Free> dictionary;
+    std::unique_ptr<PatternDictionary> dictionary;
 };
+
+void SetHyphenationCacheFolder(std::string folder) {
+    std::lock_guard const lock(s_folderMutex);
+    GetFolder() = std::move(folder);
+}
+
+std::string GetHyphenationCacheFolder() {
+    std::lock_guard const lock(s_folderMutex);
+    return GetFolder();
+}
 
 Hyphenator::Hyphenator(std::unique_ptr<State> state) : m_state(std::move(state)) {}
 Hyphenator::~Hyphenator() = default;
@@ -182,7 +189,7 @@ Hyphenator* Hyphenator::Get(std::string const& language) {
     auto& entry = s_all[language];
     if (auto const file = FindFile(language); !file.empty()) {
         auto state = std::make_unique<State>();
-        state->dictionary.reset(LoadDictionary(file));
+        state->dictionary = PatternDictionary::Load(file, GetHyphenationCacheFolder());
         if (state->dictionary)
             entry.reset(new Hyphenator(std::move(state)));
     }
@@ -191,7 +198,7 @@ Hyphenator* Hyphenator::Get(std::string const& language) {
 
 // Offsets into the word. A word that its dictionary's encoding cannot express has none.
 std::vector<std::uint8_t> Hyphenator::HyphenateWord(std::u32string const& word) {
-    auto& dictionary = *m_state->dictionary;
+    auto& dictionary = m_state->dictionary->Get();
     std::string bytes;
     if (dictionary.utf8 != 0) {
         bytes = EncodeUtf8(word);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/story/reading_direction.h"
 
+#include "engine/story/itemiser.h"
+
 #include <unicode/uchar.h>
 
 namespace Story {
@@ -45,6 +47,11 @@ bool IsReadRightToLeft(Story const& story, StyleSheet const& styles) {
         }
     }
     return 2 * rightToLeft > letters;
+}
+
+bool BeginsRightToLeft(std::u32string_view text) {
+    std::vector<std::uint8_t> levels;
+    return (ComputeLevels(text, static_cast<int>(ParagraphDirection::Automatic), levels) & 1) != 0;
 }
 
 } // namespace Story

@@ -7,6 +7,8 @@
 #include "raster/pipeline/pipeline.h"
 #include "raster/raster_examples.h"
 
+#include <shared_mutex>
+
 namespace Commands {
 
 namespace {
@@ -18,7 +20,10 @@ struct TileWork {
     Raster::DynamicBitmap& clone;
     Raster::RasterFilterPlugin::Session const& session;
     RasterCommand& command;
+    // For the writes into the clone and what is told of progress.
     Kernel::CriticalSection section{};
+    // For the clone's memory: buffers are filled by all threads at a time, but not while one writes.
+    std::shared_mutex pixels{};
     std::atomic<std::uint32_t> done{0};
 
     std::uint64_t GetCount() const {
@@ -51,26 +56,32 @@ void FilterTile(TileWork& work, std::uint64_t index) {
     auto const output =
         Kernel::RectT<int>{x, y, x + Raster::c_tileSide, y + Raster::c_tileSide}.Intersected(bitmap.GetBounds());
     auto const input = work.session.MeasureRequiredInput(output);
-    Raster::DynamicBuffer inBuffer(input.GetWidth(), input.GetHeight(), bitmap.GetFormat());
+    Raster::DynamicBuffer inBuffer;
     Raster::DynamicBuffer outBuffer(output.GetWidth(), output.GetHeight(), bitmap.GetFormat());
-    {
+    // A plug-in that makes its pixels out of nothing asks for no input, and gets no buffer.
+    void* inPixels = nullptr;
+    if (!input.IsEmpty()) {
+        inBuffer.Create(input.GetWidth(), input.GetHeight(), bitmap.GetFormat());
         // Required: the tile's corner comes to the buffer's, whatever margin the plug-in asked for. Tiles that are done
-        // stand here already filtered. The lock is for the memory's sake; which of them are done is left open.
-        std::lock_guard const lock(work.section);
+        // stand here already filtered; which of them are done is left open.
+        std::shared_lock const lock(work.pixels);
         FillBuffer(std::as_const(bitmap), {x, y}, *inBuffer.GetBase());
+        inPixels = inBuffer.GetBuffer();
     }
-    work.session.FilterOutput(input, output, inBuffer.GetBuffer(), outBuffer.GetBuffer());
+    work.session.FilterOutput(input, output, inPixels, outBuffer.GetBuffer());
     std::lock_guard const lock(work.section);
-    StoreBuffer(*outBuffer.GetBase(), output, bitmap);
+    {
+        std::lock_guard const writing(work.pixels);
+        StoreBuffer(*outBuffer.GetBase(), output, bitmap);
+    }
     RasterCommand::Progress(static_cast<float>(++work.done) / static_cast<float>(work.GetCount()), &work.command);
 }
 
 } // namespace
 
 Kernel::LocalisedString RasterPluginFilterCommand::GetDescription() const {
-    // A name that no catalogue knows stays as it is.
-    Kernel::String const name = m_plugin ? m_plugin->GetName() : Kernel::String("Plug-in");
-    return Kernel::LocalisedString(name, "Plug-in name");
+    // The plug-in's own name is no text of this program's: without a context it is not translated.
+    return Kernel::LocalisedString(m_plugin ? m_plugin->GetName() : Kernel::String("Plug-in"), {});
 }
 
 Kernel::Counted<DocumentCommand> RasterPluginFilterCommand::Clone() const {

@@ -13,6 +13,15 @@ namespace {
 using WorkingTraits = Raster::FormatTraits<Raster::FormatRGBA16>;
 using WorkingBitmap = WorkingTraits::BitmapType;
 
+// Diffuses errors in place. The options' link leads to the palette.
+struct DiffusionEffect {
+    double GetLeastScale() const { return 1; }
+    void RunWhole(Raster::BitmapBase& destination, RunRecord const& run, PipelineOptions const& options) const {
+        DiffuseErrors(static_cast<WorkingBitmap&>(destination), run.rect,
+                      *static_cast<Raster::DynamicPalette const*>(options.result), run.abort);
+    }
+};
+
 // Converts the working bitmap into the layer, through the document's selection. Required: whatever channels the user
 // has switched off, all are written to.
 void MergeConverted(DocumentController const& document, WorkingBitmap const& working, RasterEffectOptions& options,
@@ -52,7 +61,12 @@ Kernel::RectT<int> RasterWebSafeDitherCommand::DoEffect(Kernel::NonCounted<Mutab
         Raster::DynamicPalette palette;
         palette.AddWebSafeColours();
         palette.AddColour(Raster::DynamicPixel(Raster::FormatRGBA8), true);
-        DiffuseErrors(working, region, palette, nullptr);
+        RasterEffectOptions options;
+        options.region = &region;
+        options.result = &palette;
+        PipelineOptions own(options, -1);
+        FormatDriver<WorkingTraits, WorkingTraits, DiffusionEffect>(working, working, own, nullptr, DiffusionEffect())
+            .Run();
         unlocked.Acquire();
     }
     RasterEffectOptions options;

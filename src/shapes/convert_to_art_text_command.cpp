@@ -5,6 +5,7 @@
 #include "frame/notifications.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/object_style.h"
+#include "platform/story/reading_direction.h"
 #include "shapes/text_examples.h"
 
 #include <cmath>
@@ -41,8 +42,39 @@ bool IsKept(Story::LinePart const& line, std::uint32_t index, bool& inFillerText
     return isKept && (flags & c_leftOut) == 0;
 }
 
-void CopyLine(Story::LinePart const& line, Story::GlyphSink& sink, bool& inFillerText) {
-    sink.SetParagraphAtts(line.GetParagraphAtts());
+using LineIterator = Story::ComposedColumn::const_iterator;
+
+bool EndsParagraph(Story::LinePart const& line) { return line.IsHardBreak(true) && !line.IsHardBreak(false); }
+
+// What a paragraph of the column shows, from a line to its end there.
+std::u32string GetTextOfParagraph(LineIterator line, LineIterator end) {
+    std::u32string text;
+    for (bool isOver = false; line != end && !isOver; ++line) {
+        for (std::uint32_t i = 0; i != line->GetSize(); ++i) {
+            if ((line->GetCompositionFlags(i) & c_leftOut) == 0)
+                text.push_back(line->GetCharacter(i));
+        }
+        isOver = EndsParagraph(*line);
+    }
+    return text;
+}
+
+// The line's own, with the direction where a paragraph that is continued from another column would find another one in
+// the words that are left of it: it would leave its column on the other side.
+Story::ParagraphAttsRef GetParagraphAtts(Story::LinePart const& line, std::u32string_view paragraph) {
+    auto const own = line.GetParagraphAtts();
+    if (Story::BeginsRightToLeft(paragraph) == line.IsRightToLeft())
+        return own;
+    auto atts = Kernel::MakeCounted<Story::ParagraphAtts>(*own);
+    atts->Set(Story::ParagraphAtt::Enum::Direction,
+              static_cast<int>(line.IsRightToLeft() ? Story::ParagraphDirection::RightToLeft
+                                                    : Story::ParagraphDirection::LeftToRight));
+    return atts;
+}
+
+void CopyLine(Story::LinePart const& line, Story::ParagraphAttsRef const& paragraphAtts, Story::GlyphSink& sink,
+              bool& inFillerText) {
+    sink.SetParagraphAtts(paragraphAtts);
     for (std::uint32_t i = 0; i != line.GetSize(); ++i) {
         if (!IsKept(line, i, inFillerText))
             continue;
@@ -184,8 +216,12 @@ ConvertToArtTextCommand::MakeNewNode(Kernel::Counted<FrameTextNode> const& node,
         return {};
     auto const story = Kernel::MakeCounted<Story::Story>();
     Story::GlyphSink sink(story);
-    for (auto const& line : *column)
-        CopyLine(line, sink, inFillerText);
+    Story::ParagraphAttsRef paragraphAtts;
+    for (auto line = column->begin(); line != column->end(); ++line) {
+        if (line == column->begin() || EndsParagraph(*std::prev(line)))
+            paragraphAtts = GetParagraphAtts(*line, GetTextOfParagraph(line, column->end()));
+        CopyLine(*line, paragraphAtts, sink, inFillerText);
+    }
     sink.Flush();
     auto const scale = node->GetTextRenderScale();
     if (!IsNearlyIdentity(scale))

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/raster/conversion.h"
 #include "raster/error_diffusion.h"
+#include "raster/pipeline/hardware_route.h"
 #include "raster/raster_web_safe_dither_command.h"
 #include "tests/raster/layer_fixture.h"
 
@@ -170,6 +171,32 @@ TEST(Dither, OfAFloatLayerLosesWhatIsBeyondOne) {
     EXPECT_EQ(1.0f, result[0]);
     EXPECT_EQ(1.0f, result[1]);
     EXPECT_EQ(0.0f, result[2]);
+}
+
+// A device that takes what it is offered.
+class TakingRoute final : public HardwareRoute {
+public:
+    TakingRoute() { Set(this); }
+    ~TakingRoute() override { Set(nullptr); }
+    bool TryRun(HardwareRun const&) override {
+        ++m_offers;
+        return true;
+    }
+    int m_offers = 0;
+};
+
+// No device dithers: that one was not used counts once for each run. The merge behind it is a run of its own.
+TEST(Dither, IsOfferedToNoDeviceAndCountsAsRefused) {
+    LayerDocument document(Judge::RandomBitmap<RGBA16>(300, 20, 5));
+    auto const refusedBefore = HardwareRoute::GetRefusedRuns();
+    {
+        TakingRoute route;
+        document.controller->Run(Kernel::MakeCounted<RasterWebSafeDitherCommand>());
+        EXPECT_EQ(1, route.m_offers);
+        EXPECT_EQ(refusedBefore + 1, HardwareRoute::GetRefusedRuns());
+    }
+    document.controller->Run(Kernel::MakeCounted<RasterWebSafeDitherCommand>());
+    EXPECT_EQ(refusedBefore + 3, HardwareRoute::GetRefusedRuns());
 }
 
 TEST(Dither, OnSeveralThreadsEqualsTheRule) {

@@ -326,7 +326,9 @@ TEST(Pipeline, GoesOnByItselfWhenTheDeviceRefusesUnlessItWasAborted) {
         options.abort = &abort;
         FakeRoute route(false);
         route.m_abort = aborts ? &abort : nullptr;
+        auto const refusedBefore = HardwareRoute::GetRefusedRuns();
         Apply(document, options);
+        EXPECT_EQ(refusedBefore + (aborts ? 0u : 1u), HardwareRoute::GetRefusedRuns());
         EXPECT_EQ(!aborts, options.touched);
         EXPECT_EQ(aborts, Judge::CountDifferent(before, document.Read<RGBA8>()) == 0);
     }

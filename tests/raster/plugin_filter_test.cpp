@@ -165,6 +165,52 @@ TEST(PluginFilter, ThatFailsLeavesItsTilesEmpty) {
     EXPECT_EQ(0u, Judge::CountDifferent(Planes<RGBA8>(40, 30), document.Read<RGBA8>()));
 }
 
+// Makes its pixels out of nothing.
+class PaintingPlugin final : public Raster::RasterFilterPlugin {
+public:
+    explicit PaintingPlugin(Rect input) : m_input(input) {}
+    Kernel::String GetIdentifier() const override { return "painting"; }
+    Kernel::String GetName() const override { return "Ungroup"; }
+    bool CanFilterInParallel() const override { return true; }
+    std::unique_ptr<Filter> MakeFilter() const override { return std::make_unique<Painter>(m_input); }
+
+private:
+    class Painter final : public Filter {
+    public:
+        explicit Painter(Rect input) : m_input(input) {}
+        bool Configure(Raster::Format, int, int) override { return true; }
+        Rect MeasureRequiredInput(Rect const&) override { return m_input; }
+        bool FilterOutput(Rect const& input, Rect const& output, void const* in, void* out) override {
+            EXPECT_EQ(m_input, input);
+            EXPECT_EQ(nullptr, in);
+            auto const layout =
+                Raster::FilterPixelLayout::Of(Raster::FormatRGBA8, output.GetWidth(), output.GetHeight());
+            std::memset(out, 77, 4 * layout.planeBytes);
+            return true;
+        }
+
+    private:
+        Rect m_input;
+    };
+    Rect m_input;
+};
+
+TEST(PluginFilter, MayAskForNoInput) {
+    for (Rect const input : {Rect{0, 0, 0, 0}, Rect{5, 5, 5, 90}, Rect{20, 20, 10, 10}}) {
+        LayerDocument document(Judge::RandomBitmap<RGBA8>(300, 10, 4));
+        RunFilter(document, Kernel::MakeCounted<PaintingPlugin>(input));
+        auto const after = document.Read<RGBA8>();
+        for (int x : {0, 255, 256, 299})
+            EXPECT_EQ(77, after.At(1, x, 9));
+    }
+}
+
+// A plug-in's name is nobody's to translate, also where it reads like a command's.
+TEST(PluginFilter, IsDescribedByThePluginsPlainName) {
+    RasterPluginFilterCommand const command(Kernel::MakeCounted<PaintingPlugin>(Rect()));
+    EXPECT_EQ(Kernel::LocalisedString("Ungroup", ""), command.GetDescription());
+}
+
 TEST(PluginFilter, SeesTheWholeBitmapAndIsMaskedAtTheMerge) {
     using A8 = Raster::FormatTraits<Raster::FormatA8>;
     LayerDocument document(Judge::RandomBitmap<RGBA8>(290, 100, 4));

@@ -259,6 +259,54 @@ TEST_F(ConvertToArtText, RaggedTextOfAllKindsLooksTheSameAfterwards) {
 
 // The command copies what a frame shows and leaves the story alone: frames that stay in the chain are filled with it
 // from its beginning.
+// Also where a column begins in the middle of a paragraph, with a word in the other direction, and where paragraphs of
+// both directions follow one another.
+TEST_F(ConvertToArtText, RightToLeftTextStaysInItsColumn) {
+    std::string const hebrew = "\u05D1\u05E8\u05D0\u05E9\u05D9\u05EA";
+    std::string runs, mixed;
+    for (int i = 0; i != 40; ++i)
+        runs += (i == 0 ? hebrew : i % 2 == 0 ? hebrew + " " + hebrew : std::string("latin words")) + " ";
+    for (int i = 0; i != 6; ++i)
+        mixed += "A heading of its own\n1 " + hebrew + " " + hebrew + " " + hebrew + "\n";
+    for (auto const& text : {runs, mixed}) {
+        for (double const shift : {0.0, 7.0, 14.0, 21.0, 28.0}) {
+            for (bool const isJustified : {false, true}) {
+                SetUp();
+                auto const frame = Add({100, 50, 400 + shift, 130}, text.c_str());
+                frame->SetColumns(3, 20);
+                if (isJustified) {
+                    auto const story = frame->GetStory()->Clone();
+                    story->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Enum::Alignment,
+                                                        static_cast<int>(Story::Alignment::Justify)));
+                    frame->SetStory(story);
+                }
+                auto const composed = frame->MakeComposedFrame();
+                ASSERT_FALSE(composed->GetColumn(2).empty());
+                Run({frame});
+                auto const* const group = CastPointer<GroupNode>(Children()[0]);
+                ASSERT_NE(group, nullptr);
+                Node const* child = group->GetFirstChild(NodeChildListType::Plain);
+                for (auto const& column : *composed) {
+                    ASSERT_NE(child, nullptr);
+                    auto const art = CastPointer<ArtTextNode const>(child)->MakeComposedText();
+                    auto const& lines = art->GetColumn(0);
+                    // A column that ends within a paragraph leaves a break behind its last line.
+                    ASSERT_GE(lines.size(), column->size());
+                    auto after = lines.begin();
+                    for (auto const& before : *column) {
+                        auto const& line = *after++;
+                        EXPECT_EQ(line.IsRightToLeft(), before.IsRightToLeft());
+                        // A line that justification had shrunk takes some units more.
+                        EXPECT_GE(line.GetOrigin().x, column->GetRect().left - 5) << text << shift;
+                        EXPECT_LE(line.GetOrigin().x + line.GetWidth(), column->GetRect().right + 5) << text << shift;
+                    }
+                    child = child->GetNextSibling();
+                }
+            }
+        }
+    }
+}
+
 TEST_F(ConvertToArtText, TheStoryStaysWithTheFramesThatAreLeft) {
     auto const head = Add({50, 50, 150, 92});
     auto const second = MakeCounted<FrameTextNode>(Kernel::RectT<double>{200, 50, 300, 400});

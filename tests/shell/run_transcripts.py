@@ -106,7 +106,8 @@ def run_transcript(path, redraft, update):
                                                     "TSAN_OPTIONS", "LSAN_OPTIONS") if key in os.environ}
     environment.update(PATH=f"{redraft.parent}:{os.environ['PATH']}", LC_ALL="C.UTF-8", TZ="UTC",
                        TESTS=str(path.resolve().parent), FREI0R_PATH=str(redraft.parent.parent / "tests" / "plugins"))
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as caches:
+        environment["XDG_CACHE_HOME"] = caches
         outputs = run_steps(steps, environment, folder)
     failed = [i for i, step in enumerate(steps) if not matches(step.expected, outputs[i])]
     if update:

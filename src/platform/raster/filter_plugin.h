@@ -56,10 +56,10 @@ public:
         ~Session() override;
         // Once, before any tile: the format and size of the bitmap. False when the plug-in cannot take it.
         bool Configure(Format format, int width, int height) const;
-        // The pixels that the plug-in needs to make those of `output`, both in pixels of the bitmap.
+        // The pixels that the plug-in needs to make those of `output`, both in pixels of the bitmap. May be empty.
         Kernel::RectT<int> MeasureRequiredInput(Kernel::RectT<int> output) const;
         // Makes the pixels of `output` from those of `input`, each lying as FilterPixelLayout says for its rectangle's
-        // size. False when the plug-in failed, which leaves the output as it was.
+        // size; null where `input` is empty. False when the plug-in failed, which leaves the output as it was.
         bool FilterOutput(Kernel::RectT<int> input, Kernel::RectT<int> output, void* inputPixels,
                           void* outputPixels) const;
 

@@ -215,8 +215,10 @@ private:
 // The number of equal frames that the whole story takes; `maximum` + 1 when more than `maximum` do not hold it. Keeps
 // nothing of the composition, so that a story may be far longer than what composed pages of it would leave room for.
 // `abort`, which may be null, is looked at before each frame: Kernel::AbortException is thrown when it is set.
+// `progress` is told after each frame which fraction of the story has its place.
 REDRAFT_ENGINE std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> styleSheet,
-                                       FrameGeometry const& geometry, std::size_t maximum, bool const* abort = nullptr);
+                                       FrameGeometry const& geometry, std::size_t maximum, bool const* abort = nullptr,
+                                       std::function<void(float)> const& progress = {});
 
 // Families that were asked for and are not there, each once, in the order in which they were first missed. What is set
 // in them shows in another family.

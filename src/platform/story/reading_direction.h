@@ -11,4 +11,8 @@ namespace Story {
 // for that direction. False for a text without letters.
 REDRAFT_ENGINE bool IsReadRightToLeft(Story const& story, StyleSheet const& styles);
 
+// Whether a paragraph of that text runs from right to left where its attributes name no direction (Unicode Standard
+// Annex 9, P2 and P3).
+REDRAFT_ENGINE bool BeginsRightToLeft(std::u32string_view text);
+
 } // namespace Story

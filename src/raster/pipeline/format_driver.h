@@ -98,19 +98,26 @@ private:
     }
 
     void RunEngines(Raster::BitmapBase const& source, int level, RunRecord const& run) {
-        if (auto* const route = HardwareRoute::Get()) {
-            if (route->TryRun(
-                    {m_destination, source, run.rect, run.channels, m_mask, typeid(Effect), &m_effect, run.abort})) {
+        constexpr bool c_isWhole = requires { m_effect.RunWhole(m_destination, run, m_options); };
+        if constexpr (!c_isWhole) {
+            auto* const route = HardwareRoute::Get();
+            if (route != nullptr && route->TryRun({m_destination, source, run.rect, run.channels, m_mask,
+                                                   typeid(Effect), &m_effect, run.abort})) {
                 SetTouched();
                 return;
             }
-            if (run.IsAborted())
-                return;
         }
+        if (run.IsAborted())
+            return;
+        HardwareRoute::CountRefusedRun();
         SetTouched();
-        m_effect.template WithShader<SourceTraits, Traits>(source, level, [&](auto const& shader) {
-            TileEngine<Traits, std::decay_t<decltype(shader)>>(m_destination, shader, run, m_mask).Run();
-        });
+        if constexpr (c_isWhole) {
+            m_effect.RunWhole(m_destination, run, m_options);
+        } else {
+            m_effect.template WithShader<SourceTraits, Traits>(source, level, [&](auto const& shader) {
+                TileEngine<Traits, std::decay_t<decltype(shader)>>(m_destination, shader, run, m_mask).Run();
+            });
+        }
     }
 
     void FinishMipmaps() {

@@ -34,6 +34,11 @@ public:
     // The route of the process; null, as at first, when there is none. Not owned, and not changed during a run.
     static void Set(HardwareRoute* route);
     static HardwareRoute* Get();
+
+    // Runs of this process that no device took, though nobody aborted them: the software engine did them. Required: a
+    // run counts also where there is no device, and where the effect has nothing to offer to one.
+    static std::uint64_t GetRefusedRuns();
+    static void CountRefusedRun();
 };
 
 } // namespace Commands
