@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/renderer/band_renderer.h"
 
-#include "engine/renderer/span_painter.h"
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
@@ -19,14 +18,17 @@ bool IsSet(bool const* flag) {
 
 } // namespace
 
-void BandRenderer::Draw(Surface& surface, bool const* abort) {
+void BandRenderer::Draw(Canvas& canvas, std::span<std::uint32_t const> commands, bool const* abort) {
     m_targets.clear();
     m_clips.clear();
-    m_targets.emplace_back().surface = &surface;
-    m_clips.push_back({surface.GetBounds(), nullptr});
-    auto const& commands = m_list.commands;
-    for (std::size_t i = 0; i < commands.size(); ++i) {
-        Command const& command = commands[i];
+    m_targets.emplace_back().surface = &canvas;
+    m_clips.push_back({canvas.GetBounds(), nullptr});
+    // Commands up to this one are left out.
+    std::int64_t skipped = -1;
+    for (std::uint32_t const index : commands) {
+        if (index <= skipped)
+            continue;
+        Command const& command = m_list.commands[index];
         switch (command.kind) {
         case CommandKind::Draw: {
             RectInt const rect = command.bounds.Intersected(GetLimit());
@@ -34,10 +36,9 @@ void BandRenderer::Draw(Surface& surface, bool const* abort) {
                 break;
             if (IsSet(abort))
                 throw Kernel::AbortException();
-            if (m_outlines[command.index])
-                DrawOne(m_list.draws[command.index], *m_outlines[command.index], rect);
-            else
-                DrawOne(m_list.draws[command.index], MakeOutlines(m_list.draws[command.index], m_list), rect);
+            if (!m_outlines[command.index])
+                MakeOutlines(m_list.draws[command.index], m_list, m_made);
+            DrawOne(m_list.draws[command.index], m_outlines[command.index] ? *m_outlines[command.index] : m_made, rect);
             break;
         }
         case CommandKind::PushClip:
@@ -48,14 +49,14 @@ void BandRenderer::Draw(Surface& surface, bool const* abort) {
             break;
         case CommandKind::PushLayer:
             if (!PushLayer(command))
-                i = command.match;
+                skipped = command.match;
             break;
         case CommandKind::PopLayer:
             PopLayer();
             break;
         case CommandKind::BeginMask:
             if (!BeginMask(command)) {
-                i = command.match;
+                skipped = command.match;
                 m_clips.push_back({});
             }
             break;
@@ -75,34 +76,27 @@ void BandRenderer::Draw(Surface& surface, bool const* abort) {
     }
 }
 
-void BandRenderer::AddEdges(Polygons const& polygons) {
-    for (std::size_t i = 0; i != polygons.GetCount(); ++i) {
-        auto const polygon = polygons.GetPolygon(i);
-        PointDbl last = polygon.back();
-        for (PointDbl const& p : polygon) {
-            m_rasteriser.AddEdge(last, p);
-            last = p;
-        }
-    }
-}
-
 template <class F>
-void BandRenderer::Sweep(Polygons const& polygons, RectInt const& rect, Geometry::WindingOrderMode winding,
-                         bool antialias, F&& emit) {
-    m_rasteriser.Reset(rect);
-    AddEdges(polygons);
-    m_rasteriser.Sweep(winding, [&](int y, int left, int right, std::uint32_t coverage) {
-        if (antialias)
-            emit(y, left, right, coverage);
-        else if (2 * coverage >= c_fullCoverage)
-            emit(y, left, right, c_fullCoverage);
-    });
+void BandRenderer::Sweep(Shape const& shape, RectInt const& rect, Geometry::WindingOrderMode winding, bool antialias,
+                         F&& emit) {
+    if (shape.runs)
+        shape.runs->Visit(rect, emit);
+    else
+        SweepPolygons(m_rasteriser, shape.polygons, rect, winding, antialias, emit);
 }
 
-std::unique_ptr<Surface> BandRenderer::MakeMask(Polygons const& polygons, RectInt const& rect,
+void BandRenderer::Paint(Shape const& shape, RectInt const& rect, Geometry::WindingOrderMode winding, bool antialias,
+                         SpanPainter::Paint const& paint) {
+    SpanPainter painter(m_space, *m_targets.back().surface, paint, rect, m_scratch);
+    Sweep(shape, rect, winding, antialias,
+          [&](int y, int left, int right, std::uint32_t coverage) { painter.Add(y, left, right, coverage); });
+    painter.Finish();
+}
+
+std::unique_ptr<Surface> BandRenderer::MakeMask(Shape const& shape, RectInt const& rect,
                                                 Geometry::WindingOrderMode winding, bool antialias) {
     auto mask = std::make_unique<Surface>(rect, 1);
-    Sweep(polygons, rect, winding, antialias, [&](int y, int left, int right, std::uint32_t coverage) {
+    Sweep(shape, rect, winding, antialias, [&](int y, int left, int right, std::uint32_t coverage) {
         std::fill_n(mask->At(0, left, y), right - left, static_cast<float>(coverage) * c_perCoverage);
     });
     return mask;
@@ -112,13 +106,9 @@ void BandRenderer::DrawOne(DrawItem const& item, ItemOutlines const& outlines, R
     bool const behind = item.lineStyle && item.lineStyle->GetDrawBehindFill();
     if (item.line && behind)
         DrawLine(item, outlines, rect);
-    if (item.fill) {
-        SpanPainter painter(m_space, *m_targets.back().surface,
-                            {item.fill.get(), item.second.get(), m_clips.back().mask.get(), item.fillMode}, rect);
-        Sweep(outlines.fill, rect, item.winding, item.antialias,
-              [&](int y, int left, int right, std::uint32_t coverage) { painter.Add(y, left, right, coverage); });
-        painter.Finish();
-    }
+    if (item.fill)
+        Paint(outlines.fill, rect, item.winding, item.antialias,
+              {item.fill.get(), item.second.get(), m_clips.back().mask.get(), item.fillMode});
     if (item.line && !behind)
         DrawLine(item, outlines, rect);
 }
@@ -126,13 +116,9 @@ void BandRenderer::DrawOne(DrawItem const& item, ItemOutlines const& outlines, R
 void BandRenderer::DrawLine(DrawItem const& item, ItemOutlines const& outlines, RectInt const& rect) {
     if (!outlines.alignedLine.empty())
         DrawAlignedLine(item, outlines, rect);
-    if (outlines.line.empty())
-        return;
-    SpanPainter painter(m_space, *m_targets.back().surface,
-                        {item.line.get(), item.second.get(), m_clips.back().mask.get(), item.lineMode}, rect);
-    Sweep(outlines.line, rect, Geometry::WindingOrderMode::NonZero, item.antialias,
-          [&](int y, int left, int right, std::uint32_t coverage) { painter.Add(y, left, right, coverage); });
-    painter.Finish();
+    if (!outlines.line.empty())
+        Paint(outlines.line, rect, Geometry::WindingOrderMode::NonZero, item.antialias,
+              {item.line.get(), item.second.get(), m_clips.back().mask.get(), item.lineMode});
 }
 
 void BandRenderer::DrawAlignedLine(DrawItem const& item, ItemOutlines const& outlines, RectInt const& rect) {
@@ -140,7 +126,8 @@ void BandRenderer::DrawAlignedLine(DrawItem const& item, ItemOutlines const& out
     auto const inside = MakeMask(outlines.fill, rect, item.winding, item.antialias);
     bool const wantsInside = item.lineStyle->GetStrokeAlignment() == StrokeAlignment::Inside;
     SpanPainter painter(m_space, *m_targets.back().surface,
-                        {item.line.get(), item.second.get(), m_clips.back().mask.get(), item.lineMode}, rect);
+                        {item.line.get(), item.second.get(), m_clips.back().mask.get(), item.lineMode}, rect,
+                        m_scratch);
     for (int y = rect.top; y != rect.bottom; ++y) {
         float* const row = line->At(0, rect.left, y);
         float const* const fill = inside->At(0, rect.left, y);
@@ -162,8 +149,8 @@ void BandRenderer::PushClip(Command const& command) {
         m_clips.push_back({rect, m_clips.back().mask});
         return;
     }
-    Polygons outline;
-    AddFillOutline(*clip.curves, clip.toPixels, m_list.GetVisible(), outline);
+    Shape outline;
+    AddFillOutline(*clip.curves, clip.toPixels, m_list.GetVisible(), outline.polygons);
     auto mask = MakeMask(outline, rect, clip.winding, true);
     MultiplyByClip(*mask);
     m_clips.push_back({rect, std::shared_ptr<Surface const>(std::move(mask))});
@@ -198,12 +185,14 @@ bool BandRenderer::PushLayer(Command const& command) {
     }
     int const planes = m_space.GetColourCount() + 1;
     if (layer.options.isolated) {
-        target.owned = std::make_unique<Surface>(rect, planes);
+        target.owned = std::make_unique<Canvas>(rect, planes);
     } else {
-        target.owned = std::make_unique<Surface>(rect, planes + 1);
+        target.owned = std::make_unique<Canvas>(rect, planes + 1);
         target.backdrop = std::make_unique<Surface>(rect, planes);
-        for (int plane = 0; plane != planes; ++plane) {
-            for (int y = rect.top; y != rect.bottom; ++y) {
+        for (int y = rect.top; y != rect.bottom; ++y) {
+            m_targets.back().surface->Open(y, rect.left, rect.right);
+            target.owned->Open(y, rect.left, rect.right);
+            for (int plane = 0; plane != planes; ++plane) {
                 float const* const below = m_targets.back().surface->At(plane, rect.left, y);
                 std::copy_n(below, rect.GetWidth(), target.owned->At(plane, rect.left, y));
                 std::copy_n(below, rect.GetWidth(), target.backdrop->At(plane, rect.left, y));
@@ -221,7 +210,7 @@ namespace {
 
 // What a layer that is not isolated has painted, without the backdrop that it began with (ISO 32000-1, 11.4.8):
 //   C = Cn + (Cn - C0) (a0 / ag - a0), with the group's own alpha ag. All planes are multiplied by alpha.
-void RemoveBackdrop(Surface& layer, Surface const& backdrop, int colours) {
+void RemoveBackdrop(Canvas& layer, Surface const& backdrop, int colours) {
     RectInt const& rect = layer.GetBounds();
     for (int y = rect.top; y != rect.bottom; ++y) {
         float* const groupAlpha = layer.At(colours + 1, rect.left, y);
@@ -252,23 +241,39 @@ void BandRenderer::PopLayer() {
     if (layer.backdrop)
         RemoveBackdrop(*layer.owned, *layer.backdrop, colours);
     RectInt const rect = layer.owned->GetBounds();
-    Surface& below = *m_targets.back().surface;
     Surface const* const mask = m_clips.back().mask.get();
-    std::vector<float> coverage(static_cast<std::size_t>(rect.GetWidth()));
-    float const opacity = static_cast<float>(std::clamp(layer.options.opacity, 0.0, 1.0));
+    std::vector<std::pair<int, int>> painted;
     for (int y = rect.top; y != rect.bottom; ++y) {
-        for (std::size_t i = 0; i != coverage.size(); ++i)
-            coverage[i] = opacity * (mask == nullptr ? 1 : mask->At(0, rect.left, y)[i]);
-        BlendTarget target{};
-        BlendSource source{};
-        for (int plane = 0; plane <= colours; ++plane) {
-            target.planes[plane] = below.At(plane, rect.left, y);
-            source.planes[plane] = layer.owned->At(plane, rect.left, y);
-        }
-        if (below.GetPlaneCount() > colours + 1)
-            target.groupAlpha = below.At(colours + 1, rect.left, y);
-        Composite(m_space, layer.options.blendMode, target, source, coverage.data(), coverage.size());
+        // What has stayed clear changes nothing, whatever the mode.
+        painted.clear();
+        layer.owned->ForEachRun(y, [&](int left, int right, float const* pixel) {
+            if (pixel == nullptr || pixel[colours] != 0)
+                painted.emplace_back(left, right);
+        });
+        for (auto const& [left, right] : painted)
+            CompositeLayer(layer, y, left, right, mask);
     }
+}
+
+void BandRenderer::CompositeLayer(Target const& layer, int y, int left, int right, Surface const* mask) {
+    int const colours = m_space.GetColourCount();
+    float const opacity = static_cast<float>(std::clamp(layer.options.opacity, 0.0, 1.0));
+    auto const count = static_cast<std::size_t>(right - left);
+    m_scratch.coverage.resize(std::max(m_scratch.coverage.size(), count));
+    for (std::size_t i = 0; i != count; ++i)
+        m_scratch.coverage[i] = opacity * (mask == nullptr ? 1 : mask->At(0, left, y)[i]);
+    Canvas& below = *m_targets.back().surface;
+    below.Open(y, left, right);
+    layer.owned->Open(y, left, right);
+    BlendTarget target{};
+    BlendSource source{};
+    for (int plane = 0; plane <= colours; ++plane) {
+        target.planes[plane] = below.At(plane, left, y);
+        source.planes[plane] = layer.owned->At(plane, left, y);
+    }
+    if (below.GetPlaneCount() > colours + 1)
+        target.groupAlpha = below.At(colours + 1, left, y);
+    Composite(m_space, layer.options.blendMode, target, source, m_scratch.coverage.data(), count);
 }
 
 bool BandRenderer::BeginMask(Command const& command) {
@@ -278,7 +283,7 @@ bool BandRenderer::BeginMask(Command const& command) {
     Target target;
     target.isMask = true;
     target.clipDepth = m_clips.size();
-    target.owned = std::make_unique<Surface>(rect, m_space.GetColourCount() + 1);
+    target.owned = std::make_unique<Canvas>(rect, m_space.GetColourCount() + 1);
     target.surface = target.owned.get();
     m_targets.push_back(std::move(target));
     m_clips.push_back({rect, nullptr});
@@ -293,6 +298,9 @@ void BandRenderer::EndMask(Command const& command) {
     RectInt const rect = layer.owned->GetBounds();
     auto mask = std::make_unique<Surface>(rect, 1);
     for (int y = rect.top; y != rect.bottom; ++y) {
+        if (layer.owned->IsClear(y, rect.left, rect.right))
+            continue;
+        layer.owned->Open(y, rect.left, rect.right);
         float* const row = mask->At(0, rect.left, y);
         float const* const alpha = layer.owned->At(colours, rect.left, y);
         for (int i = 0; i != rect.GetWidth(); ++i) {

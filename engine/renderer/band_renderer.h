@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/renderer/blend.h"
-#include "engine/renderer/cell_rasteriser.h"
-#include "engine/renderer/display_list.h"
-#include "engine/renderer/surface.h"
+#include "engine/renderer/canvas.h"
+#include "engine/renderer/coverage_maker.h"
+#include "engine/renderer/span_painter.h"
 
 #include <memory>
-#include <optional>
+#include <span>
 #include <vector>
 
 namespace Renderer::Detail {
@@ -20,15 +19,16 @@ public:
                  std::vector<std::unique_ptr<ItemOutlines const>> const& outlines)
         : m_list(list), m_space(space), m_outlines(outlines) {}
 
-    // Draws over what the surface holds; its planes are the working space's colours and alpha. Throws
-    // Kernel::AbortException when *abort, which may be null, becomes true.
-    void Draw(Surface& surface, bool const* abort);
+    // Draws over what the canvas shows; its planes are the working space's colours and alpha. `commands` are the
+    // indexes of those that have an effect there, in their order. Throws Kernel::AbortException when *abort, which may
+    // be null, becomes true.
+    void Draw(Canvas& canvas, std::span<std::uint32_t const> commands, bool const* abort);
 
 private:
     // Where drawing goes to: the band itself or a layer.
     struct Target {
-        Surface* surface = nullptr;
-        std::unique_ptr<Surface> owned;
+        Canvas* surface = nullptr;
+        std::unique_ptr<Canvas> owned;
         LayerOptions options;
         // What lay below when a layer that is not isolated began; empty for others.
         std::unique_ptr<Surface> backdrop;
@@ -45,17 +45,18 @@ private:
     void DrawOne(DrawItem const& item, ItemOutlines const& outlines, RectInt const& rect);
     void DrawLine(DrawItem const& item, ItemOutlines const& outlines, RectInt const& rect);
     void DrawAlignedLine(DrawItem const& item, ItemOutlines const& outlines, RectInt const& rect);
-    void AddEdges(Polygons const& polygons);
     template <class F>
-    void Sweep(Polygons const& polygons, RectInt const& rect, Geometry::WindingOrderMode winding, bool antialias,
-               F&& emit);
-    std::unique_ptr<Surface> MakeMask(Polygons const& polygons, RectInt const& rect, Geometry::WindingOrderMode winding,
+    void Sweep(Shape const& shape, RectInt const& rect, Geometry::WindingOrderMode winding, bool antialias, F&& emit);
+    void Paint(Shape const& shape, RectInt const& rect, Geometry::WindingOrderMode winding, bool antialias,
+               SpanPainter::Paint const& paint);
+    std::unique_ptr<Surface> MakeMask(Shape const& shape, RectInt const& rect, Geometry::WindingOrderMode winding,
                                       bool antialias);
 
     void PushClip(Command const& command);
     // Returns false when nothing of the layer can be seen here.
     bool PushLayer(Command const& command);
     void PopLayer();
+    void CompositeLayer(Target const& layer, int y, int left, int right, Surface const* mask);
     bool BeginMask(Command const& command);
     void EndMask(Command const& command);
     void MultiplyByClip(Surface& mask) const;
@@ -65,6 +66,8 @@ private:
     WorkingSpace const& m_space;
     std::vector<std::unique_ptr<ItemOutlines const>> const& m_outlines;
     CellRasteriser m_rasteriser;
+    ItemOutlines m_made;
+    SpanPainter::Scratch m_scratch;
     std::vector<Target> m_targets;
     std::vector<Clip> m_clips;
 };

@@ -12,6 +12,12 @@ namespace {
 
 // Pixels are made in blocks, so that a bitmap that is turned is read in small squares and not over the whole of a band.
 constexpr int c_blockWidth = 64;
+// One that stands upright is read in strips.
+constexpr int c_uprightBlockWidth = 512;
+// Samples from one pixel to the next that a strip may have.
+constexpr double c_largestUprightStep = 1.5;
+// Places for which a strip finds the samples that blocks find.
+constexpr double c_farthestUpright = 1 << 30;
 // Indexes beyond this are not exact any more.
 constexpr double c_farthest = 4503599627370496.0;
 
@@ -37,13 +43,20 @@ public:
             toLevel = Transform::Scale(0.5, 0.5) * toLevel;
         }
         toLevel = toLevel * toBitmap;
+        auto const& l = toLevel.GetParams();
+        isUpright = l.b == 0 && l.c == 0 && std::fabs(l.a) <= c_largestUprightStep &&
+                    std::fabs(l.d) <= c_largestUprightStep && std::fabs(l.tx) < c_farthestUpright &&
+                    std::fabs(l.ty) < c_farthestUpright && tileModeX != TileMode::Clear && tileModeY != TileMode::Clear;
     }
     std::unique_ptr<Painter> MakePainter() const override;
+    int GetBlockWidth() const { return isUpright ? c_uprightBlockWidth : c_blockWidth; }
 
     BitmapLevels levels;
     Transform toBitmap;
     Transform toLevel;
     int level = 0;
+    // Rows and columns of samples are those of pixels, and no edge shows: pixels are made row by row.
+    bool isUpright = false;
     TileMode tileModeX;
     TileMode tileModeY;
     Resampling resampling;
@@ -77,16 +90,16 @@ void GetCubicWeights(float f, float (&w)[4]) {
 
 class BitmapPainter final : public Painter {
 public:
-    explicit BitmapPainter(BitmapSource const& source) : m_source(source) {}
+    explicit BitmapPainter(BitmapSource const& source) : m_source(source), m_blockWidth(source.GetBlockWidth()) {}
 
     void Begin(Kernel::RectT<int> const& area) override {
         m_area = area;
-        m_pixels.emplace(area, m_source.planeCount);
-        m_made.assign(static_cast<std::size_t>((area.GetWidth() + c_blockWidth - 1) / c_blockWidth), false);
+        m_pixels.emplace(area, m_source.planeCount, Surface::Uninitialised());
+        m_made.assign(static_cast<std::size_t>((area.GetWidth() + m_blockWidth - 1) / m_blockWidth), false);
     }
 
     void GetRow(int x, int y, int count, float* const* planes) override {
-        int const first = (x - m_area.left) / c_blockWidth, last = (x + count - 1 - m_area.left) / c_blockWidth;
+        int const first = (x - m_area.left) / m_blockWidth, last = (x + count - 1 - m_area.left) / m_blockWidth;
         for (int block = first; block <= last; ++block) {
             if (!m_made[static_cast<std::size_t>(block)])
                 MakeBlock(block);
@@ -99,9 +112,20 @@ private:
     void MakeBlock(int block);
     bool FetchSamples(Kernel::RectT<int> const& block);
     void MakePixel(int x, int y);
+    void MakeUprightPixels(Kernel::RectT<int> const& rect);
+    void MixRow(int plane, int row, int count, float* out) const;
+    void ClearPixels(Kernel::RectT<int> const& rect);
     float GetEdgeCoverage(PointDbl p) const;
 
+    // A sample and how far behind it a place lies, 0..1.
+    struct Place {
+        int sample;
+        float fraction;
+    };
+    Place FindPlace(double at, std::int64_t first, int sampleCount) const;
+
     BitmapSource const& m_source;
+    int m_blockWidth;
     Kernel::RectT<int> m_area;
     // What has been made of the area, block by block, each over the area's whole height.
     std::optional<Surface> m_pixels;
@@ -110,22 +134,37 @@ private:
     std::optional<Surface> m_samples;
     std::int64_t m_left = 0;
     std::int64_t m_top = 0;
+    // Where the columns of an upright block lie among the samples.
+    std::vector<Place> m_columns;
 };
 
 std::unique_ptr<Painter> BitmapSource::MakePainter() const { return std::make_unique<BitmapPainter>(*this); }
 
 void BitmapPainter::MakeBlock(int block) {
     m_made[static_cast<std::size_t>(block)] = true;
-    int const left = m_area.left + block * c_blockWidth, right = std::min(left + c_blockWidth, m_area.right);
+    int const left = m_area.left + block * m_blockWidth, right = std::min(left + m_blockWidth, m_area.right);
     // Low blocks keep the samples of a slanted bitmap few.
     for (int top = m_area.top; top < m_area.bottom; top += c_blockWidth) {
         Kernel::RectT<int> const rect{left, top, right, std::min(top + c_blockWidth, m_area.bottom)};
-        if (!FetchSamples(rect))
+        bool const isInReach = FetchSamples(rect);
+        if (isInReach && m_source.isUpright) {
+            MakeUprightPixels(rect);
+            continue;
+        }
+        ClearPixels(rect);
+        if (!isInReach)
             continue;
         for (int y = rect.top; y != rect.bottom; ++y) {
             for (int x = rect.left; x != rect.right; ++x)
                 MakePixel(x, y);
         }
+    }
+}
+
+void BitmapPainter::ClearPixels(Kernel::RectT<int> const& rect) {
+    for (int plane = 0; plane != m_source.planeCount; ++plane) {
+        for (int y = rect.top; y != rect.bottom; ++y)
+            std::fill_n(m_pixels->At(plane, rect.left, y), rect.GetWidth(), 0.0f);
     }
 }
 
@@ -184,21 +223,22 @@ float BitmapPainter::GetEdgeCoverage(PointDbl p) const {
     return static_cast<float>(coverage);
 }
 
+BitmapPainter::Place BitmapPainter::FindPlace(double at, std::int64_t first, int sampleCount) const {
+    bool const nearest = m_source.resampling == Resampling::Nearest;
+    double const place = nearest ? at : at - 0.5, sample = std::floor(place);
+    // Where samples do not repeat, far ones have been left out: the last one stands for them.
+    auto const index = std::clamp<std::int64_t>(static_cast<std::int64_t>(sample) - first, 1, sampleCount - 3);
+    return {static_cast<int>(index), nearest ? 0 : static_cast<float>(place - sample)};
+}
+
 void BitmapPainter::MakePixel(int x, int y) {
     float const scale = m_source.opacity * GetEdgeCoverage(m_source.toBitmap.Apply({x + 0.5, y + 0.5}));
     if (!(scale > 0))
         return;
     PointDbl const p = m_source.toLevel.Apply({x + 0.5, y + 0.5});
-    bool const nearest = m_source.resampling == Resampling::Nearest;
-    double const u = nearest ? p.x : p.x - 0.5, v = nearest ? p.y : p.y - 0.5;
-    double const column = std::floor(u), row = std::floor(v);
     auto const& bounds = m_samples->GetBounds();
-    auto const index = [](double at, std::int64_t first, int size) {
-        // Where samples do not repeat, far ones have been left out: the last one stands for them.
-        return static_cast<int>(std::clamp<std::int64_t>(static_cast<std::int64_t>(at) - first, 1, size - 3));
-    };
-    int const i = index(column, m_left, bounds.right), j = index(row, m_top, bounds.bottom);
-    float const fx = nearest ? 0 : static_cast<float>(u - column), fy = nearest ? 0 : static_cast<float>(v - row);
+    auto const [i, fx] = FindPlace(p.x, m_left, bounds.right);
+    auto const [j, fy] = FindPlace(p.y, m_top, bounds.bottom);
     float values[c_maximumColours + 1]{};
     int const alpha = m_source.planeCount - 1;
     for (int plane = 0; plane <= alpha; ++plane) {
@@ -227,6 +267,79 @@ void BitmapPainter::MakePixel(int x, int y) {
     }
     for (int plane = 0; plane <= alpha; ++plane)
         *m_pixels->At(plane, x, y) = values[plane] * scale;
+}
+
+// Mixes the samples of one row at the columns of the block: what MakePixel does along x.
+void BitmapPainter::MixRow(int plane, int row, int count, float* out) const {
+    float const* const samples = m_samples->At(plane, 0, row);
+    if (m_source.resampling != Resampling::Bicubic) {
+        for (int x = 0; x != count; ++x) {
+            auto const& [sample, fraction] = m_columns[static_cast<std::size_t>(x)];
+            out[x] = samples[sample] + (samples[sample + 1] - samples[sample]) * fraction;
+        }
+        return;
+    }
+    for (int x = 0; x != count; ++x) {
+        auto const& [sample, fraction] = m_columns[static_cast<std::size_t>(x)];
+        float w[4];
+        GetCubicWeights(fraction, w);
+        float const* const s = samples + sample - 1;
+        out[x] = w[0] * s[0] + w[1] * s[1] + w[2] * s[2] + w[3] * s[3];
+    }
+}
+
+// The pixels of a block as MakePixel makes them, to the bit. Each row of samples is mixed along x once, for all rows of
+// pixels that need it.
+void BitmapPainter::MakeUprightPixels(Kernel::RectT<int> const& rect) {
+    auto const& bounds = m_samples->GetBounds();
+    int const width = rect.GetWidth(), alpha = m_source.planeCount - 1;
+    auto const& m = m_source.toLevel.GetParams();
+    m_columns.clear();
+    for (int x = rect.left; x != rect.right; ++x)
+        m_columns.push_back(FindPlace(m.a * (x + 0.5) + m.tx, m_left, bounds.right));
+    bool const isCubic = m_source.resampling == Resampling::Bicubic;
+    constexpr int c_kept = 4;
+    float mixed[c_kept][c_uprightBlockWidth];
+    // The planes are independent but for the cut of overshoots, for which alpha comes first.
+    for (int plane = alpha; plane >= 0; --plane) {
+        int rows[c_kept] = {-1, -1, -1, -1};
+        auto const getRow = [&](int row) -> float const* {
+            int const slot = row % c_kept;
+            if (rows[slot] != row)
+                MixRow(plane, row, width, mixed[slot]);
+            rows[slot] = row;
+            return mixed[slot];
+        };
+        for (int y = rect.top; y != rect.bottom; ++y) {
+            auto const [j, fy] = FindPlace(m.d * (y + 0.5) + m.ty, m_top, bounds.bottom);
+            float* const out = m_pixels->At(plane, rect.left, y);
+            if (!isCubic) {
+                float const *const upper = getRow(j), *const lower = getRow(j + 1);
+                for (int x = 0; x != width; ++x)
+                    out[x] = upper[x] + (lower[x] - upper[x]) * fy;
+                continue;
+            }
+            float w[4];
+            GetCubicWeights(fy, w);
+            float const *const r0 = getRow(j - 1), *const r1 = getRow(j), *const r2 = getRow(j + 1),
+                               *const r3 = getRow(j + 2);
+            float const* const limits = plane == alpha ? nullptr : m_pixels->At(alpha, rect.left, y);
+            for (int x = 0; x != width; ++x) {
+                float const limit = limits == nullptr ? 1.0f : limits[x];
+                float const value = w[0] * r0[x] + w[1] * r1[x] + w[2] * r2[x] + w[3] * r3[x];
+                out[x] = value < 0 ? 0 : value > limit ? limit : value;
+            }
+        }
+    }
+    if (m_source.opacity == 1)
+        return;
+    for (int plane = 0; plane <= alpha; ++plane) {
+        for (int y = rect.top; y != rect.bottom; ++y) {
+            float* const out = m_pixels->At(plane, rect.left, y);
+            for (int x = 0; x != width; ++x)
+                out[x] *= m_source.opacity;
+        }
+    }
 }
 
 } // namespace

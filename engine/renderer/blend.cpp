@@ -38,17 +38,38 @@ struct OverUniform {
     void One(std::size_t i) const { d[i] = d[i] * keep + c; }
 };
 
-// d = d (1 - a m) + c m.
+// d = d (1 - a m) + c m, for all planes in one pass.
+template <int Planes>
 struct OverMasked {
-    float* d;
-    float c, a;
+    float* const* d;
+    float const* c;
+    float a;
     float const* m;
     void Four(std::size_t i) const {
-        Lanes const mask = Load(m + i);
-        Store(d + i, Load(d + i) * (All(1) - All(a) * mask) + All(c) * mask);
+        Lanes const mask = Load(m + i), keep = All(1) - All(a) * mask;
+        for (int plane = 0; plane != Planes; ++plane)
+            Store(d[plane] + i, Load(d[plane] + i) * keep + All(c[plane]) * mask);
     }
-    void One(std::size_t i) const { d[i] = d[i] * (1 - a * m[i]) + c * m[i]; }
+    void One(std::size_t i) const {
+        float const mask = m[i], keep = 1 - a * mask;
+        for (int plane = 0; plane != Planes; ++plane)
+            d[plane][i] = d[plane][i] * keep + c[plane] * mask;
+    }
 };
+
+void CompositeMasked(int planes, float* const* d, float const* pixel, float alpha, float const* coverage,
+                     std::size_t count) {
+    switch (planes) {
+    case 1:
+        return ForEach(count, OverMasked<1>{d, pixel, alpha, coverage});
+    case 2:
+        return ForEach(count, OverMasked<2>{d, pixel, alpha, coverage});
+    case 4:
+        return ForEach(count, OverMasked<4>{d, pixel, alpha, coverage});
+    default:
+        return ForEach(count, OverMasked<5>{d, pixel, alpha, coverage});
+    }
+}
 
 // d = d (1 - a m) + c m, with a colour for each pixel.
 struct OverPixels {
@@ -294,10 +315,9 @@ void CompositeColour(WorkingSpace const& space, BlendMode mode, BlendTarget cons
                      float const* coverage, std::size_t count) {
     int const n = space.GetColourCount();
     if (mode == BlendMode::Normal) {
-        for (int c = 0; c <= n; ++c)
-            ForEach(count, OverMasked{target.planes[c], pixel[c], pixel[n], coverage});
+        CompositeMasked(n + 1, target.planes, pixel, pixel[n], coverage, count);
         if (target.groupAlpha != nullptr)
-            ForEach(count, OverMasked{target.groupAlpha, pixel[n], pixel[n], coverage});
+            CompositeMasked(1, &target.groupAlpha, &pixel[n], pixel[n], coverage, count);
         return;
     }
     constexpr std::size_t c_run = 256;

@@ -11,6 +11,8 @@ namespace {
 
 // Far beyond every picture, and small enough for the fixed point.
 constexpr double c_reach = 8388608.0;
+// Pixels of a grid that is made before it is known how many cells come; it stays in the cache.
+constexpr std::size_t c_largestEarlyGrid = std::size_t{1} << 15;
 
 __extension__ typedef __int128 Int128;
 
@@ -41,10 +43,16 @@ public:
         auto const [floor, remainder] = MultiplyDivide(offset, rise, run);
         m_value = base + floor;
         m_remainder = remainder;
-        m_step = MultiplyDivide(step, rise, run);
+        m_next = step;
+        m_rise = rise;
     }
     std::int64_t Get() const { return m_value; }
     void Advance() {
+        // Most edges are so short that they need no step.
+        if (m_next != 0) {
+            m_step = MultiplyDivide(m_next, m_rise, m_run);
+            m_next = 0;
+        }
         m_value += m_step.floor;
         m_remainder += m_step.remainder;
         if (m_remainder >= m_run) {
@@ -57,10 +65,18 @@ private:
     std::int64_t m_run;
     std::int64_t m_value;
     std::int64_t m_remainder;
-    Quotient m_step;
+    // The offset between two values, until its quotient is there.
+    std::int64_t m_next;
+    std::int64_t m_rise;
+    Quotient m_step{};
 };
 
-std::int64_t ToFixed(double v) { return static_cast<std::int64_t>(std::floor(v * 65536.0 + 0.5)); }
+// floor(v * 65536 + 1/2) of what is in reach.
+std::int64_t ToFixed(double v) {
+    double const scaled = v * 65536.0 + 0.5;
+    auto const towardsZero = static_cast<std::int64_t>(scaled);
+    return towardsZero - (static_cast<double>(towardsZero) > scaled ? 1 : 0);
+}
 
 bool IsInReach(Geometry::PointDbl p) { return std::fabs(p.x) <= c_reach && std::fabs(p.y) <= c_reach; }
 
@@ -77,12 +93,13 @@ Geometry::PointDbl AtX(Geometry::PointDbl a, Geometry::PointDbl b, double x) {
 
 } // namespace
 
-void CellRasteriser::Reset(Kernel::RectT<int> const& clip) {
+void CellRasteriser::Reset(Kernel::RectT<int> const& clip, std::size_t expectedCells) {
     m_clip = clip;
     m_cells.clear();
-    m_grid.clear();
-    m_gridAt = std::max<std::size_t>(4096, static_cast<std::size_t>(clip.GetWidth()) *
-                                               static_cast<std::size_t>(clip.GetHeight()) / 2);
+    m_usesGrid = false;
+    m_gridAt = std::max<std::size_t>(4096, GetPixelCount() / 2);
+    if (GetPixelCount() <= std::min(4 * expectedCells, c_largestEarlyGrid))
+        MoveToGrid();
 }
 
 void CellRasteriser::AddEdge(Geometry::PointDbl from, Geometry::PointDbl to) {
@@ -118,6 +135,24 @@ void CellRasteriser::AddEdge(Geometry::PointDbl from, Geometry::PointDbl to) {
             AddFixed(ToFixed(p.x), ToFixed(p.y), ToFixed(q.x), ToFixed(q.y));
         else
             AddFixed(ToFixed(q.x), ToFixed(q.y), ToFixed(p.x), ToFixed(p.y));
+    }
+}
+
+void CellRasteriser::AddPolygon(std::span<Geometry::PointDbl const> points) {
+    Geometry::PointDbl last = points.back();
+    bool isLastInReach = IsInReach(last);
+    std::int64_t lastX = isLastInReach ? ToFixed(last.x) : 0, lastY = isLastInReach ? ToFixed(last.y) : 0;
+    for (Geometry::PointDbl const& p : points) {
+        bool const isInReach = IsInReach(p);
+        std::int64_t const x = isInReach ? ToFixed(p.x) : 0, y = isInReach ? ToFixed(p.y) : 0;
+        if (isInReach && isLastInReach)
+            AddFixed(lastX, lastY, x, y);
+        else
+            AddEdge(last, p);
+        last = p;
+        isLastInReach = isInReach;
+        lastX = x;
+        lastY = y;
     }
 }
 
@@ -205,6 +240,13 @@ void CellRasteriser::AddInRow(int row, std::int64_t x1, std::int64_t y1, std::in
 void CellRasteriser::AddCell(int x, int row, std::int64_t cover, std::int64_t area) {
     if (cover == 0)
         return;
+    if (m_usesGrid) {
+        Sums& sums = m_grid[static_cast<std::size_t>(row - m_clip.top) * static_cast<std::size_t>(m_clip.GetWidth()) +
+                            static_cast<std::size_t>(x - m_clip.left)];
+        sums.cover += cover;
+        sums.area += area;
+        return;
+    }
     if (!m_cells.empty() && m_cells.back().x == x && m_cells.back().row == row) {
         m_cells.back().cover += cover;
         m_cells.back().area += area;
@@ -216,64 +258,69 @@ void CellRasteriser::AddCell(int x, int row, std::int64_t cover, std::int64_t ar
 }
 
 void CellRasteriser::MoveToGrid() {
-    auto const width = static_cast<std::size_t>(m_clip.GetWidth());
-    m_grid.resize(width * static_cast<std::size_t>(m_clip.GetHeight()));
-    for (Cell const& cell : m_cells) {
-        Sums& sums = m_grid[static_cast<std::size_t>(cell.row - m_clip.top) * width +
-                            static_cast<std::size_t>(cell.x - m_clip.left)];
-        sums.cover += cell.cover;
-        sums.area += cell.area;
-    }
+    m_grid.assign(GetPixelCount(), {});
+    m_usesGrid = true;
+    for (Cell const& cell : m_cells)
+        AddCell(cell.x, cell.row, cell.cover, cell.area);
     m_cells.clear();
 }
 
 void CellRasteriser::TakeFromGrid() {
+    m_sorted.clear();
+    m_rowStarts.clear();
     auto sums = m_grid.cbegin();
     for (int row = m_clip.top; row != m_clip.bottom; ++row) {
+        m_rowStarts.push_back(static_cast<std::uint32_t>(m_sorted.size()));
         for (int x = m_clip.left; x != m_clip.right; ++x, ++sums) {
             if (sums->cover != 0 || sums->area != 0)
-                m_cells.push_back({x, row, sums->cover, sums->area});
+                m_sorted.push_back({x, row, sums->cover, sums->area});
         }
     }
-    m_grid.clear();
+    m_rowStarts.push_back(static_cast<std::uint32_t>(m_sorted.size()));
 }
 
-void CellRasteriser::Compact() {
-    if (m_grid.empty()) {
-        SortCells();
+void CellRasteriser::Sort() {
+    if (m_usesGrid) {
+        TakeFromGrid();
         return;
     }
-    MoveToGrid();
-    TakeFromGrid();
+    SortByRow();
+    for (std::size_t row = 0; row + 1 < m_rowStarts.size(); ++row)
+        SortByColumn(m_sorted.data() + m_rowStarts[row], m_sorted.data() + m_rowStarts[row + 1]);
 }
 
-void CellRasteriser::SortCells() {
+void CellRasteriser::SortByRow() {
     std::size_t const rows = static_cast<std::size_t>(m_clip.GetHeight());
-    m_rowStarts.assign(rows + 1, 0);
+    // Each row's count, then its start, which moves to the row's end while its cells are placed: there the next one's
+    // start is wanted.
+    m_rowStarts.assign(rows + 2, 0);
+    std::uint32_t* const starts = m_rowStarts.data() + 1;
     for (Cell const& cell : m_cells)
-        ++m_rowStarts[static_cast<std::size_t>(cell.row - m_clip.top) + 1];
+        ++starts[static_cast<std::size_t>(cell.row - m_clip.top) + 1];
     for (std::size_t row = 0; row != rows; ++row)
-        m_rowStarts[row + 1] += m_rowStarts[row];
+        starts[row + 1] += starts[row];
+    m_rowStarts.pop_back();
     m_sorted.resize(m_cells.size());
     for (Cell const& cell : m_cells)
-        m_sorted[m_rowStarts[static_cast<std::size_t>(cell.row - m_clip.top)]++] = cell;
-    // Each start has moved to its row's end.
-    std::size_t begin = 0;
-    m_cells.clear();
-    for (std::size_t row = 0; row != rows; ++row) {
-        std::size_t const end = m_rowStarts[row];
-        auto const first = m_sorted.begin() + static_cast<std::ptrdiff_t>(begin);
-        auto const last = m_sorted.begin() + static_cast<std::ptrdiff_t>(end);
-        std::sort(first, last, [](Cell const& a, Cell const& b) { return a.x < b.x; });
-        for (auto cell = first; cell != last; ++cell) {
-            if (cell != first && cell->x == m_cells.back().x) {
-                m_cells.back().cover += cell->cover;
-                m_cells.back().area += cell->area;
-            } else {
-                m_cells.push_back(*cell);
-            }
-        }
-        begin = end;
+        m_sorted[starts[static_cast<std::size_t>(cell.row - m_clip.top)]++] = cell;
+}
+
+void CellRasteriser::SortByColumn(Cell* first, Cell* last) {
+    constexpr std::ptrdiff_t c_few = 24;
+    auto const isBefore = [](Cell const& a, Cell const& b) { return a.x < b.x; };
+    if (last - first > c_few) {
+        std::sort(first, last, isBefore);
+        return;
+    }
+    // Edges run along: cells come almost in order.
+    for (Cell* cell = first; cell < last; ++cell) {
+        Cell* to = cell;
+        if (cell == first || !isBefore(*cell, cell[-1]))
+            continue;
+        Cell const moved = *cell;
+        for (; to != first && isBefore(moved, to[-1]); --to)
+            *to = to[-1];
+        *to = moved;
     }
 }
 

@@ -6,6 +6,7 @@
 #include "platform/kernel/geometry_values.h"
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace Renderer::Detail {
@@ -23,10 +24,13 @@ inline constexpr std::uint32_t c_fullCoverage = 65536;
 // whole or in parts.
 class CellRasteriser {
 public:
-    // Forgets all edges. Pixels outside the clip, which is not empty, are not asked for.
-    void Reset(Kernel::RectT<int> const& clip);
+    // Forgets all edges. Pixels outside the clip, which is not empty, are not asked for. `expectedCells` is about how
+    // many pixels edges will cross; it decides how they are kept, never what comes out.
+    void Reset(Kernel::RectT<int> const& clip, std::size_t expectedCells = 0);
     // One edge of a closed polygon, in pixels. Coordinates are finite; beyond 2^23 pixels they are cut.
     void AddEdge(Geometry::PointDbl from, Geometry::PointDbl to);
+    // All edges of a polygon; the last point is joined to the first.
+    void AddPolygon(std::span<Geometry::PointDbl const> points);
 
     // Calls emit(y, left, right, coverage) for runs of pixels of one coverage above 0, at most c_fullCoverage, row by
     // row from the top and from left to right.
@@ -47,12 +51,16 @@ private:
     void AddFixed(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2);
     void AddInRow(int row, std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2, int sign);
     void AddCell(int x, int row, std::int64_t cover, std::int64_t area);
-    // Sorts by row and column and makes one cell of those that fall on one pixel.
-    void Compact();
-    void SortCells();
-    // Adds the cells to the grid, from where they come back in order.
+    // Brings the cells into the order of rows and columns.
+    void Sort();
+    void SortByRow();
+    static void SortByColumn(Cell* first, Cell* last);
+    // From now on cells are added up in the grid, from where they come back in order.
     void MoveToGrid();
     void TakeFromGrid();
+    std::size_t GetPixelCount() const {
+        return static_cast<std::size_t>(m_clip.GetWidth()) * static_cast<std::size_t>(m_clip.GetHeight());
+    }
 
     static std::uint32_t GetCoverage(std::int64_t twiceArea, Geometry::WindingOrderMode mode) {
         constexpr std::int64_t c_full = std::int64_t{1} << (2 * c_shift + 1);
@@ -73,29 +81,35 @@ private:
     };
 
     std::vector<Cell> m_cells;
+    // The cells of all rows, each row from its start here to the next one's.
     std::vector<Cell> m_sorted;
     std::vector<std::uint32_t> m_rowStarts;
     // One entry a pixel of the clip, row by row, once there are so many cells that this is less work than sorting them.
     std::vector<Sums> m_grid;
+    bool m_usesGrid = false;
     std::size_t m_gridAt = 0;
 };
 
 template <class F>
 void CellRasteriser::Sweep(Geometry::WindingOrderMode mode, F&& emit) {
-    Compact();
-    auto cell = m_cells.cbegin();
-    auto const end = m_cells.cend();
-    while (cell != end) {
-        int const row = cell->row;
+    Sort();
+    for (int row = m_clip.top; row != m_clip.bottom; ++row) {
+        auto const index = static_cast<std::size_t>(row - m_clip.top);
+        Cell const* cell = m_sorted.data() + m_rowStarts[index];
+        Cell const* const end = m_sorted.data() + m_rowStarts[index + 1];
         std::int64_t cover = 0;
-        while (cell != end && cell->row == row) {
-            cover += cell->cover;
-            if (auto const coverage = GetCoverage((cover << (c_shift + 1)) - cell->area, mode); coverage != 0)
-                emit(row, cell->x, cell->x + 1, coverage);
-            int const next = cell->x + 1;
-            ++cell;
-            int const stop = cell != end && cell->row == row ? cell->x : m_clip.right;
-            if (stop > next) {
+        while (cell != end) {
+            // Several edges may have left cells in one pixel.
+            int const x = cell->x;
+            std::int64_t area = 0;
+            for (; cell != end && cell->x == x; ++cell) {
+                cover += cell->cover;
+                area += cell->area;
+            }
+            if (auto const coverage = GetCoverage((cover << (c_shift + 1)) - area, mode); coverage != 0)
+                emit(row, x, x + 1, coverage);
+            int const next = x + 1, stop = cell != end ? cell->x : m_clip.right;
+            if (stop > next && cover != 0) {
                 if (auto const coverage = GetCoverage(cover << (c_shift + 1), mode); coverage != 0)
                     emit(row, next, stop, coverage);
             }

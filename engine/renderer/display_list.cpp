@@ -6,24 +6,25 @@
 
 namespace Renderer::Detail {
 
-ItemOutlines MakeOutlines(DrawItem const& item, DisplayList const& list) {
-    ItemOutlines outlines;
+void MakeOutlines(DrawItem const& item, DisplayList const& list, ItemOutlines& outlines) {
+    outlines.fill.Clear();
+    outlines.line.Clear();
+    outlines.alignedLine.Clear();
     bool const aligned = item.lineStyle && item.lineStyle->GetStrokeAlignment() != StrokeAlignment::Centre &&
                          item.curves->HasClosedCurve();
     if (item.fill || aligned)
-        AddFillOutline(*item.curves, item.toPixels, list.GetVisible(), outlines.fill);
+        AddFillOutline(*item.curves, item.toPixels, list.GetVisible(), outlines.fill.polygons);
     if (item.lineStyle) {
         LineRequest request{*item.lineStyle, item.toPixels, list.scalar, list.GetVisible()};
         if (aligned) {
             request.parts = LineParts::Closed;
             request.widthFactor = 2;
-            AddLineOutline(*item.curves, request, outlines.alignedLine);
+            AddLineOutline(*item.curves, request, outlines.alignedLine.polygons);
             request.parts = LineParts::Open;
             request.widthFactor = 1;
         }
-        AddLineOutline(*item.curves, request, outlines.line);
+        AddLineOutline(*item.curves, request, outlines.line.polygons);
     }
-    return outlines;
 }
 
 RectInt ToPixels(RectDbl const& bounds, double margin, RectInt const& picture) {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/renderer/coverage_runs.h"
 #include "engine/renderer/outline_builder.h"
 #include "engine/renderer/painter.h"
 #include "platform/renderer/render_target.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace Renderer::Detail {
@@ -29,13 +31,26 @@ struct DrawItem {
     std::shared_ptr<LineStyleDescriptorConst const> lineStyle;
 };
 
-// The outlines of an item in pixels.
+// An outline in pixels: polygons, or in their place the coverage that they have.
+struct Shape {
+    Polygons polygons;
+    std::optional<CoverageRuns> runs;
+
+    bool empty() const { return runs ? runs->empty() : polygons.empty(); }
+    std::size_t GetMemoryUse() const { return polygons.GetMemoryUse() + (runs ? runs->GetMemoryUse() : 0); }
+    void Clear() {
+        polygons.Clear();
+        runs.reset();
+    }
+};
+
+// The outlines of an item.
 struct ItemOutlines {
-    Polygons fill;
+    Shape fill;
     // The line, or with an alignment the centred line of the open curves.
-    Polygons line;
+    Shape line;
     // The doubled line of the closed curves, of which the part inside or outside the fill counts.
-    Polygons alignedLine;
+    Shape alignedLine;
 
     std::size_t GetMemoryUse() const {
         return sizeof *this + fill.GetMemoryUse() + line.GetMemoryUse() + alignedLine.GetMemoryUse();
@@ -88,7 +103,8 @@ struct DisplayList {
     }
 };
 
-ItemOutlines MakeOutlines(DrawItem const& item, DisplayList const& list);
+// Writes the polygons of an item over what the outlines hold; their memory is used again.
+void MakeOutlines(DrawItem const& item, DisplayList const& list, ItemOutlines& outlines);
 
 // The pixels that a rectangle touches, `margin` more on all sides, cut to the picture.
 RectInt ToPixels(RectDbl const& bounds, double margin, RectInt const& picture);

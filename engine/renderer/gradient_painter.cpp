@@ -9,6 +9,10 @@ namespace Renderer::Detail {
 
 namespace {
 
+constexpr double c_clear = std::numeric_limits<double>::quiet_NaN();
+// Pixels whose places are computed together.
+constexpr int c_run = 256;
+
 // Colours along t, by pieces that change linearly.
 class Ramp {
 public:
@@ -27,27 +31,37 @@ public:
     int GetPlaneCount() const { return m_planes; }
     bool empty() const { return m_knots.empty(); }
 
-    // Writes the pixel at t, which is beyond 0..1 where the gradient is padded. `hint` remembers the piece for the next
-    // call.
-    void Get(double t, std::size_t& hint, float* const* planes, int index) const {
-        // The piece that ends at the first knot above t; of several knots at t the last one rules.
-        while (hint != 0 && m_knots[hint - 1].offset > t)
-            --hint;
-        while (hint != m_knots.size() && m_knots[hint].offset <= t)
-            ++hint;
-        float values[c_maximumColours + 1] = {};
-        if (hint == 0 || hint == m_knots.size()) {
-            std::copy_n(m_knots[hint == 0 ? 0 : hint - 1].values, m_planes, values);
-        } else {
-            Knot const &from = m_knots[hint - 1], &to = m_knots[hint];
-            float const f = static_cast<float>((t - from.offset) / (to.offset - from.offset));
-            for (int plane = 0; plane != m_planes; ++plane)
-                values[plane] = from.values[plane] + (to.values[plane] - from.values[plane]) * f;
+    bool IsOpaque() const {
+        return std::all_of(m_knots.begin(), m_knots.end(),
+                           [this](Knot const& knot) { return knot.values[m_planes - 1] == 1; });
+    }
+
+    // Writes pixels at places, which are beyond 0..1 where the gradient is padded and not a number where it is clear,
+    // from `index` on. `hint` remembers the piece for the next call.
+    void GetRow(double const* t, int count, std::size_t& hint, float* const* planes, int index) const {
+        for (int begin = 0, end; begin != count; begin = end) {
+            end = begin + 1;
+            if (std::isnan(t[begin])) {
+                for (int plane = 0; plane != m_planes; ++plane)
+                    planes[plane][index + begin] = 0;
+                continue;
+            }
+            // The piece that ends at the first knot above t; of several knots at t the last one rules.
+            while (hint != 0 && m_knots[hint - 1].offset > t[begin])
+                --hint;
+            while (hint != m_knots.size() && m_knots[hint].offset <= t[begin])
+                ++hint;
+            bool const isFirst = hint == 0, isLast = hint == m_knots.size();
+            constexpr double c_endless = std::numeric_limits<double>::infinity();
+            double const low = isFirst ? -c_endless : m_knots[hint - 1].offset;
+            double const high = isLast ? c_endless : m_knots[hint].offset;
+            while (end != count && t[end] >= low && t[end] < high)
+                ++end;
+            if (isFirst || isLast)
+                FillPixels(m_knots[isFirst ? 0 : hint - 1], end - begin, planes, index + begin);
+            else
+                MixPixels(m_knots[hint - 1], m_knots[hint], t + begin, end - begin, planes, index + begin);
         }
-        float const alpha = values[m_planes - 1];
-        for (int plane = 0; plane + 1 != m_planes; ++plane)
-            planes[plane][index] = values[plane] * alpha;
-        planes[m_planes - 1][index] = alpha;
     }
 
 private:
@@ -56,48 +70,88 @@ private:
         // Not multiplied by alpha, which comes last.
         float values[c_maximumColours + 1] = {};
     };
+    void FillPixels(Knot const& knot, int count, float* const* planes, int index) const {
+        float const alpha = knot.values[m_planes - 1];
+        for (int plane = 0; plane + 1 != m_planes; ++plane)
+            std::fill_n(planes[plane] + index, count, knot.values[plane] * alpha);
+        std::fill_n(planes[m_planes - 1] + index, count, alpha);
+    }
+
+    void MixPixels(Knot const& from, Knot const& to, double const* t, int count, float* const* planes,
+                   int index) const {
+        float fractions[c_run];
+        double const start = from.offset, length = to.offset - from.offset;
+        for (int i = 0; i != count; ++i)
+            fractions[i] = static_cast<float>((t[i] - start) / length);
+        float* const alpha = planes[m_planes - 1] + index;
+        MixPlane(from.values[m_planes - 1], to.values[m_planes - 1], fractions, count, alpha);
+        for (int plane = 0; plane + 1 != m_planes; ++plane) {
+            float* const colour = planes[plane] + index;
+            MixPlane(from.values[plane], to.values[plane], fractions, count, colour);
+            for (int i = 0; i != count; ++i)
+                colour[i] *= alpha[i];
+        }
+    }
+
+    static void MixPlane(float from, float to, float const* fractions, int count, float* out) {
+        float const difference = to - from;
+        for (int i = 0; i != count; ++i)
+            out[i] = from + difference * fractions[i];
+    }
+
     int m_planes;
     std::vector<Knot> m_knots;
 };
 
-double Spread(double t, GradientSpread spread) {
+// Brings places into what the ramp takes. What is endless becomes not a number, and not a number stays.
+void Spread(double* t, int count, GradientSpread spread) {
+    for (int i = 0; i != count; ++i)
+        t[i] = std::fabs(t[i]) <= std::numeric_limits<double>::max() ? t[i] : c_clear;
     switch (spread) {
     case GradientSpread::Repeat:
-        return t - std::floor(t);
-    case GradientSpread::Reflect: {
-        double const turn = t - 2 * std::floor(t / 2);
-        return turn > 1 ? 2 - turn : turn;
-    }
+        for (int i = 0; i != count; ++i)
+            t[i] -= std::floor(t[i]);
+        break;
+    case GradientSpread::Reflect:
+        for (int i = 0; i != count; ++i) {
+            double const turn = t[i] - 2 * std::floor(t[i] / 2);
+            t[i] = turn > 1 ? 2 - turn : turn;
+        }
+        break;
     case GradientSpread::Pad:
+        // Outside of 0..1 the ramp is its first or last colour. A place before the start must not become the start: of
+        // several stops there the first rules before it and the last from it on.
         break;
     }
-    // Outside of 0..1 the ramp is its first or last colour. A place before the start must not become the start: of
-    // several stops there the first rules before it and the last from it on.
-    return t;
 }
 
 class GradientSource final : public FillSource {
 public:
-    // Gives t at a point of the pixels' plane, or NaN where the gradient is clear.
-    using Parameter = std::function<double(double x, double y)>;
+    // Gives t at points of a row of the pixels' plane, the first at (x, y), or not a number where the gradient is
+    // clear.
+    using Places = std::function<void(double x, double y, int count, double* t)>;
+    struct Parameter {
+        Places places;
+        // No pixel of a picture is clear.
+        bool isEverywhere = false;
+    };
 
     GradientSource(Ramp ramp, GradientSpread spread, Parameter parameter)
         : m_ramp(std::move(ramp)), m_spread(spread), m_parameter(std::move(parameter)) {}
     std::unique_ptr<Painter> MakePainter() const override { return std::make_unique<GradientPainter>(*this); }
+    bool IsOpaque() const override { return m_parameter.isEverywhere && m_ramp.IsOpaque(); }
 
 private:
     class GradientPainter final : public Painter {
     public:
         explicit GradientPainter(GradientSource const& source) : m_source(source) {}
         void GetRow(int x, int y, int count, float* const* planes) override {
-            for (int i = 0; i != count; ++i) {
-                double const t = m_source.m_parameter(x + i + 0.5, y + 0.5);
-                if (std::isfinite(t)) {
-                    m_source.m_ramp.Get(Spread(t, m_source.m_spread), m_hint, planes, i);
-                    continue;
-                }
-                for (int plane = 0; plane != m_source.m_ramp.GetPlaneCount(); ++plane)
-                    planes[plane][i] = 0;
+            double t[c_run];
+            for (int start = 0; start < count; start += c_run) {
+                int const run = std::min(c_run, count - start);
+                m_source.m_parameter.places(x + start + 0.5, y + 0.5, run, t);
+                Spread(t, run, m_source.m_spread);
+                m_source.m_ramp.GetRow(t, run, m_hint, planes, start);
             }
         }
 
@@ -111,37 +165,48 @@ private:
     Parameter m_parameter;
 };
 
-constexpr double c_clear = std::numeric_limits<double>::quiet_NaN();
+// Numbers so small that no place in a picture is endless.
+bool AreModest(std::initializer_list<double> numbers) {
+    return std::all_of(numbers.begin(), numbers.end(), [](double v) { return std::fabs(v) < 1e100; });
+}
 
-// These give null for a gradient without extent.
+// These give no places for a gradient without extent.
 GradientSource::Parameter MakeLinear(LinearGradientFill const& fill, Transform const& toFill) {
     PointDbl const s = fill.GetStart(), e = fill.GetEnd();
     double const dx = e.x - s.x, dy = e.y - s.y, squared = dx * dx + dy * dy;
     if (!(squared > 0) || !std::isfinite(squared))
-        return nullptr;
+        return {};
     auto const& m = toFill.GetParams();
     double const perX = (m.a * dx + m.c * dy) / squared, perY = (m.b * dx + m.d * dy) / squared;
     double const base = ((m.tx - s.x) * dx + (m.ty - s.y) * dy) / squared;
-    return [=](double x, double y) { return base + perX * x + perY * y; };
+    return {[=](double x, double y, int count, double* t) {
+                for (int i = 0; i != count; ++i)
+                    t[i] = base + perX * (x + i) + perY * y;
+            },
+            AreModest({base, perX, perY})};
 }
 
 GradientSource::Parameter MakeElliptical(EllipticalGradientFill const& fill, Transform const& toFill) {
     Transform const circle = fill.GetCircleTransform();
     double const determinant = std::fabs(circle.GetDeterminant());
     if (!(determinant > 1e-128) || !std::isfinite(determinant))
-        return nullptr;
+        return {};
     Transform const toCircle = circle.GetInverse() * toFill;
     PointDbl const f = circle.GetInverse().Apply(fill.GetFocus());
     double const r = fill.GetFocalRadius(), growth = 1 - r;
     if (f.x == 0 && f.y == 0 && r == 0) {
-        return [=](double x, double y) {
-            PointDbl const p = toCircle.Apply({x, y});
-            return std::sqrt(p.x * p.x + p.y * p.y);
-        };
+        auto const& m = toCircle.GetParams();
+        return {[m](double x, double y, int count, double* t) {
+                    for (int i = 0; i != count; ++i) {
+                        PointDbl const p = m.Apply(PointDbl{x + i, y});
+                        t[i] = std::sqrt(p.x * p.x + p.y * p.y);
+                    }
+                },
+                AreModest({m.a, m.b, m.tx, m.c, m.d, m.ty})};
     }
     // |p - f (1 - t)|^2 = (r + t growth)^2 as a t^2 - 2 b t + c = 0.
     double const a = f.x * f.x + f.y * f.y - growth * growth;
-    return [=](double x, double y) {
+    auto const place = [=](double x, double y) {
         PointDbl const p = toCircle.Apply({x, y});
         double const dx = p.x - f.x, dy = p.y - f.y;
         double const b = r * growth - (dx * f.x + dy * f.y), c = dx * dx + dy * dy - r * r;
@@ -158,6 +223,11 @@ GradientSource::Parameter MakeElliptical(EllipticalGradientFill const& fill, Tra
         double const larger = std::max(t1, t2), smaller = std::min(t1, t2);
         return valid(larger) ? larger : valid(smaller) ? smaller : c_clear;
     };
+    return {[place](double x, double y, int count, double* t) {
+                for (int i = 0; i != count; ++i)
+                    t[i] = place(x + i, y);
+            },
+            false};
 }
 
 } // namespace
@@ -173,11 +243,11 @@ std::shared_ptr<FillSource const> MakeGradientSource(GradientFill const& fill, T
     auto parameter = fill.GetType() == FillType::LinearGradient
                          ? MakeLinear(static_cast<LinearGradientFill const&>(fill), toFill)
                          : MakeElliptical(static_cast<EllipticalGradientFill const&>(fill), toFill);
+    if (parameter.places)
+        return std::make_shared<GradientSource>(std::move(ramp), fill.GetSpread(), std::move(parameter));
     // Without extent it is the last colour everywhere (SVG 2, 14.2.2 and 14.2.3).
-    if (!parameter)
-        return std::make_shared<GradientSource>(std::move(ramp), GradientSpread::Pad,
-                                                [](double, double) { return 1.0; });
-    return std::make_shared<GradientSource>(std::move(ramp), fill.GetSpread(), std::move(parameter));
+    parameter = {[](double, double, int count, double* t) { std::fill_n(t, count, 1.0); }, true};
+    return std::make_shared<GradientSource>(std::move(ramp), GradientSpread::Pad, std::move(parameter));
 }
 
 } // namespace Renderer::Detail

@@ -23,6 +23,8 @@ public:
     virtual ~FillSource();
     // The pixel that is the same everywhere, colours multiplied by alpha; null for fills that change.
     virtual float const* GetUniformPixel() const { return nullptr; }
+    // Alpha is 1 everywhere.
+    virtual bool IsOpaque() const { return false; }
     virtual std::unique_ptr<Painter> MakePainter() const = 0;
 };
 

@@ -40,14 +40,14 @@ Kernel::Counted<Raster::BufferBase> RasterRenderTarget::Render(Kernel::RectT<int
     if (rectangle.IsEmpty() || rectangle.Intersected(list.picture) != rectangle)
         throw Kernel::Exception("the rectangle to be rendered is empty or reaches out of the picture");
     auto buffer = Raster::BufferBase::Create(rectangle.GetWidth(), rectangle.GetHeight(), m_state->options.format);
-    Detail::PictureRenderer renderer(list, m_state->space, m_state->options);
+    Detail::PictureRenderer renderer(list, m_state->space, m_state->options, rectangle);
     renderer.Render(rectangle, *buffer);
     return buffer;
 }
 
 void RasterRenderTarget::Render(RowsSink const& sink) const {
     auto const& list = m_state->recorder.GetList();
-    Detail::PictureRenderer renderer(list, m_state->space, m_state->options);
+    Detail::PictureRenderer renderer(list, m_state->space, m_state->options, list.picture);
     int const rows = renderer.GetRowsAtOnce(list.picture.GetWidth());
     for (int top = 0; top < list.picture.bottom; top += rows) {
         Kernel::RectT<int> const strip{0, top, list.picture.right, std::min(top + rows, list.picture.bottom)};

@@ -13,10 +13,16 @@ constexpr float c_perCoverage = 1.0f / static_cast<float>(c_fullCoverage);
 
 } // namespace
 
-SpanPainter::SpanPainter(WorkingSpace const& space, Surface& target, Paint const& paint, Kernel::RectT<int> const& rect)
-    : m_space(space), m_target(target), m_paint(paint) {
+SpanPainter::SpanPainter(WorkingSpace const& space, Canvas& target, Paint const& paint, Kernel::RectT<int> const& rect,
+                         Scratch& scratch)
+    : m_space(space),
+      m_target(target),
+      m_paint(paint),
+      m_scratch(scratch),
+      m_replaces(paint.mode == BlendMode::Normal && target.GetPlaneCount() == space.GetColourCount() + 1) {
     std::size_t const width = static_cast<std::size_t>(rect.GetWidth());
-    m_coverage.reserve(width);
+    if (scratch.coverage.size() < width)
+        scratch.coverage.resize(width);
     if (paint.fill->GetUniformPixel() == nullptr) {
         m_painter = paint.fill->MakePainter();
         m_painter->Begin(rect);
@@ -25,43 +31,59 @@ SpanPainter::SpanPainter(WorkingSpace const& space, Surface& target, Paint const
         m_secondPainter = paint.second->MakePainter();
         m_secondPainter->Begin(rect);
     }
-    if (m_painter || m_secondPainter)
-        m_pixels.resize(width * static_cast<std::size_t>(space.GetColourCount() + 1));
+    std::size_t const pixels = width * static_cast<std::size_t>(space.GetColourCount() + 1);
+    if ((m_painter || m_secondPainter) && scratch.pixels.size() < pixels)
+        scratch.pixels.resize(pixels);
 }
 
-BlendTarget SpanPainter::GetTarget(int x, int y) const {
+BlendTarget SpanPainter::OpenTarget(int y, int left, int right) const {
+    m_target.Open(y, left, right);
     BlendTarget target{};
     int const n = m_space.GetColourCount();
     for (int plane = 0; plane <= n; ++plane)
-        target.planes[plane] = m_target.At(plane, x, y);
+        target.planes[plane] = m_target.At(plane, left, y);
     if (m_target.GetPlaneCount() > n + 1)
-        target.groupAlpha = m_target.At(n + 1, x, y);
+        target.groupAlpha = m_target.At(n + 1, left, y);
     return target;
 }
 
 void SpanPainter::Add(int y, int left, int right, std::uint32_t coverage) {
     float const value = static_cast<float>(coverage) * c_perCoverage;
-    bool const simple = !m_painter && !m_secondPainter && m_paint.mask == nullptr;
-    if (simple && right - left >= c_longRun) {
+    int const count = right - left;
+    if (count >= c_longRun && m_paint.mask == nullptr && !m_secondPainter &&
+        (!m_painter || (m_replaces && coverage == c_fullCoverage && m_paint.fill->IsOpaque()))) {
         Flush();
-        CompositeColour(m_space, m_paint.mode, GetTarget(left, y), m_paint.fill->GetUniformPixel(), value,
-                        static_cast<std::size_t>(right - left));
+        PaintRun(y, left, right, value);
         return;
     }
-    if (!m_coverage.empty() && (y != m_y || left != m_left + static_cast<int>(m_coverage.size())))
+    if (m_count != 0 && (y != m_y || left != m_left + m_count))
         Flush();
-    if (m_coverage.empty()) {
+    if (m_count == 0) {
         m_y = y;
         m_left = left;
     }
-    m_coverage.insert(m_coverage.end(), static_cast<std::size_t>(right - left), value);
+    std::fill_n(m_scratch.coverage.data() + m_count, count, value);
+    m_count += count;
+}
+
+void SpanPainter::PaintRun(int y, int left, int right, float coverage) {
+    if (m_painter) {
+        m_painter->GetRow(left, y, right - left, OpenTarget(y, left, right).planes);
+        return;
+    }
+    float const* const pixel = m_paint.fill->GetUniformPixel();
+    if (m_replaces && pixel[m_space.GetColourCount()] * coverage == 1)
+        m_target.Fill(y, left, right, pixel);
+    else
+        CompositeColour(m_space, m_paint.mode, OpenTarget(y, left, right), pixel, coverage,
+                        static_cast<std::size_t>(right - left));
 }
 
 void SpanPainter::Flush() {
-    if (m_coverage.empty())
+    if (m_count == 0)
         return;
-    Composite(m_y, m_left, m_coverage.data(), static_cast<int>(m_coverage.size()));
-    m_coverage.clear();
+    Composite(m_y, m_left, m_scratch.coverage.data(), m_count);
+    m_count = 0;
 }
 
 void SpanPainter::AddRow(int y, int left, float const* coverage, int count) {
@@ -75,10 +97,8 @@ void SpanPainter::AddRow(int y, int left, float const* coverage, int count) {
         int end = begin + 1;
         while (end < count && coverage[end] != 0)
             ++end;
-        m_coverage.assign(coverage + begin, coverage + end);
-        m_y = y;
-        m_left = left + begin;
-        Flush();
+        std::copy(coverage + begin, coverage + end, m_scratch.coverage.data());
+        Composite(y, left + begin, m_scratch.coverage.data(), end - begin);
         begin = end;
     }
 }
@@ -91,9 +111,9 @@ void SpanPainter::Composite(int y, int left, float* coverage, int count) {
             coverage[i] *= mask[i];
     }
     float* planes[c_maximumColours + 1]{};
-    if (!m_pixels.empty()) {
+    if (m_painter || m_secondPainter) {
         for (int plane = 0; plane <= n; ++plane)
-            planes[plane] = m_pixels.data() + plane * count;
+            planes[plane] = m_scratch.pixels.data() + plane * count;
     }
     if (m_secondPainter) {
         m_secondPainter->GetRow(left, y, count, planes);
@@ -101,14 +121,15 @@ void SpanPainter::Composite(int y, int left, float* coverage, int count) {
             coverage[i] *= planes[n][i];
     }
     if (!m_painter) {
-        CompositeColour(m_space, m_paint.mode, GetTarget(left, y), m_paint.fill->GetUniformPixel(), coverage,
-                        static_cast<std::size_t>(count));
+        CompositeColour(m_space, m_paint.mode, OpenTarget(y, left, left + count), m_paint.fill->GetUniformPixel(),
+                        coverage, static_cast<std::size_t>(count));
         return;
     }
     m_painter->GetRow(left, y, count, planes);
     BlendSource source{};
     std::copy_n(planes, n + 1, source.planes);
-    Detail::Composite(m_space, m_paint.mode, GetTarget(left, y), source, coverage, static_cast<std::size_t>(count));
+    Detail::Composite(m_space, m_paint.mode, OpenTarget(y, left, left + count), source, coverage,
+                      static_cast<std::size_t>(count));
 }
 
 } // namespace Renderer::Detail

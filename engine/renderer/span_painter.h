@@ -2,9 +2,9 @@
 #pragma once
 
 #include "engine/renderer/blend.h"
+#include "engine/renderer/canvas.h"
 #include "engine/renderer/cell_rasteriser.h"
 #include "engine/renderer/painter.h"
-#include "engine/renderer/surface.h"
 
 #include <vector>
 
@@ -13,6 +13,11 @@ namespace Renderer::Detail {
 // Composites a fill where coverage comes in, run by run.
 class SpanPainter {
 public:
+    // Memory that one painter after another uses.
+    struct Scratch {
+        std::vector<float> coverage;
+        std::vector<float> pixels;
+    };
     struct Paint {
         FillSource const* fill = nullptr;
         // Its alpha multiplies the coverage; null: 1.
@@ -24,7 +29,8 @@ public:
 
     // `rect` holds all pixels that will come in. A target with one plane more than the working space's has the alpha
     // of its layer in it.
-    SpanPainter(WorkingSpace const& space, Surface& target, Paint const& paint, Kernel::RectT<int> const& rect);
+    SpanPainter(WorkingSpace const& space, Canvas& target, Paint const& paint, Kernel::RectT<int> const& rect,
+                Scratch& scratch);
 
     // Runs come in rows from the top and from left to right. Finish ends the last one.
     void Add(int y, int left, int right, std::uint32_t coverage);
@@ -34,19 +40,23 @@ public:
 
 private:
     void Flush();
+    // Paints a run that nothing multiplies.
+    void PaintRun(int y, int left, int right, float coverage);
     void Composite(int y, int left, float* coverage, int count);
-    BlendTarget GetTarget(int x, int y) const;
+    BlendTarget OpenTarget(int y, int left, int right) const;
 
     WorkingSpace const& m_space;
-    Surface& m_target;
+    Canvas& m_target;
     Paint m_paint;
+    Scratch& m_scratch;
+    // Normal mode on a target without a layer's alpha: full coverage by opaque paint replaces what is there.
+    bool m_replaces;
     std::unique_ptr<Painter> m_painter;
     std::unique_ptr<Painter> m_secondPainter;
     // Coverages that have come in one after another and are not painted yet.
     int m_y = 0;
     int m_left = 0;
-    std::vector<float> m_coverage;
-    std::vector<float> m_pixels;
+    int m_count = 0;
 };
 
 } // namespace Renderer::Detail

@@ -4,7 +4,7 @@
 #include "platform/kernel/geometry_values.h"
 
 #include <cstddef>
-#include <vector>
+#include <memory>
 
 namespace Renderer::Detail {
 
@@ -12,20 +12,31 @@ namespace Renderer::Detail {
 // beside them.
 class Surface {
 public:
+    // All samples are 0.
     Surface(Kernel::RectT<int> const& bounds, int planes)
-        : m_bounds(bounds),
-          m_planes(planes),
-          m_width(static_cast<std::size_t>(bounds.GetWidth())),
-          m_planeSize(m_width * static_cast<std::size_t>(bounds.GetHeight())),
-          m_samples(m_planeSize * static_cast<std::size_t>(planes)) {}
+        : Surface(bounds, planes, std::make_unique<float[]>(GetSampleCount(bounds, planes))) {}
+    // Samples are whatever the memory held.
+    struct Uninitialised {};
+    Surface(Kernel::RectT<int> const& bounds, int planes, Uninitialised)
+        : Surface(bounds, planes, std::make_unique_for_overwrite<float[]>(GetSampleCount(bounds, planes))) {}
 
     Kernel::RectT<int> const& GetBounds() const { return m_bounds; }
     int GetPlaneCount() const { return m_planes; }
     // The sample at a place inside the bounds; the row goes on behind it.
-    float* At(int plane, int x, int y) { return m_samples.data() + GetOffset(plane, x, y); }
-    float const* At(int plane, int x, int y) const { return m_samples.data() + GetOffset(plane, x, y); }
+    float* At(int plane, int x, int y) { return m_samples.get() + GetOffset(plane, x, y); }
+    float const* At(int plane, int x, int y) const { return m_samples.get() + GetOffset(plane, x, y); }
 
 private:
+    Surface(Kernel::RectT<int> const& bounds, int planes, std::unique_ptr<float[]> samples)
+        : m_bounds(bounds),
+          m_planes(planes),
+          m_width(static_cast<std::size_t>(bounds.GetWidth())),
+          m_planeSize(m_width * static_cast<std::size_t>(bounds.GetHeight())),
+          m_samples(std::move(samples)) {}
+    static std::size_t GetSampleCount(Kernel::RectT<int> const& bounds, int planes) {
+        return static_cast<std::size_t>(bounds.GetWidth()) * static_cast<std::size_t>(bounds.GetHeight()) *
+               static_cast<std::size_t>(planes);
+    }
     std::size_t GetOffset(int plane, int x, int y) const {
         return m_planeSize * static_cast<std::size_t>(plane) + m_width * static_cast<std::size_t>(y - m_bounds.top) +
                static_cast<std::size_t>(x - m_bounds.left);
@@ -35,7 +46,7 @@ private:
     int m_planes;
     std::size_t m_width;
     std::size_t m_planeSize;
-    std::vector<float> m_samples;
+    std::unique_ptr<float[]> m_samples;
 };
 
 } // namespace Renderer::Detail

@@ -2,9 +2,11 @@
 #include "engine/renderer/working_space.h"
 
 #include "engine/raster/exact_math.h"
+#include "engine/raster/tile_block.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace Renderer::Detail {
 
@@ -163,18 +165,21 @@ void WorkingSpace::LoadRow(Raster::BufferBase const& buffer, int y, int x, int c
     for (int c = 0; c != m_colourCount; ++c) {
         float* const plane = planes[c];
         LoadPlane(info, buffer.GetRow(c, y), x, count, plane);
-        for (int i = 0; i != count; ++i) {
-            float v = std::isfinite(plane[i]) ? plane[i] : 0.0f;
-            if (m_model == ColourModel::CMYK)
-                v = 1 - v;
-            else if (m_linear)
-                v = static_cast<float>(Raster::DecodeSrgb(v));
-            plane[i] = v * alpha[i];
+        for (int i = 0; i != count; ++i)
+            plane[i] = std::fabs(plane[i]) <= std::numeric_limits<float>::max() ? plane[i] : 0.0f;
+        if (m_model == ColourModel::CMYK) {
+            for (int i = 0; i != count; ++i)
+                plane[i] = 1 - plane[i];
+        } else if (m_linear) {
+            for (int i = 0; i != count; ++i)
+                plane[i] = static_cast<float>(Raster::DecodeSrgb(plane[i]));
         }
+        for (int i = 0; i != count; ++i)
+            plane[i] *= alpha[i];
     }
 }
 
-void WorkingSpace::StoreRow(float const* const* planes, int count, Raster::BufferBase& buffer, int y) const {
+void WorkingSpace::StoreRow(float const* const* planes, int count, Raster::BufferBase& buffer, int y, int x) const {
     constexpr int c_run = 256;
     auto const& info = buffer.GetInfo();
     float const* const alpha = planes[m_colourCount];
@@ -183,24 +188,40 @@ void WorkingSpace::StoreRow(float const* const* planes, int count, Raster::Buffe
     for (int start = 0; start < count; start += c_run) {
         int const run = std::min(c_run, count - start);
         auto const target = [&](int channel) {
-            return static_cast<char*>(buffer.GetRow(channel, y)) + static_cast<std::size_t>(start) * bytes;
+            return static_cast<char*>(buffer.GetRow(channel, y)) + static_cast<std::size_t>(x + start) * bytes;
         };
+        // Where alpha is 1 this is 1, and nothing is lost.
         for (int i = 0; i != run; ++i)
             inverse[i] = alpha[start + i] > 0 ? 1 / alpha[start + i] : 0;
         for (int c = 0; c != m_colourCount; ++c) {
             float const* const plane = planes[c] + start;
-            for (int i = 0; i != run; ++i) {
-                // Where alpha is 1 nothing may be lost to a division.
-                float v = alpha[start + i] == 1 ? plane[i] : plane[i] * inverse[i];
-                if (m_model == ColourModel::CMYK)
-                    v = alpha[start + i] > 0 ? 1 - v : 0;
-                else if (m_linear)
-                    v = static_cast<float>(Raster::EncodeSrgb(v));
-                colour[i] = v;
+            for (int i = 0; i != run; ++i)
+                colour[i] = plane[i] * inverse[i];
+            if (m_model == ColourModel::CMYK) {
+                for (int i = 0; i != run; ++i)
+                    colour[i] = alpha[start + i] > 0 ? 1 - colour[i] : 0;
+            } else if (m_linear) {
+                for (int i = 0; i != run; ++i)
+                    colour[i] = static_cast<float>(Raster::EncodeSrgb(colour[i]));
             }
             StorePlane(info, colour, run, target(c));
         }
         StorePlane(info, alpha + start, run, target(info.channelCount - 1));
+    }
+}
+
+void WorkingSpace::StorePixels(float const* pixel, int count, Raster::BufferBase& buffer, int y, int x) const {
+    float const* planes[c_maximumColours + 1];
+    for (int plane = 0; plane <= m_colourCount; ++plane)
+        planes[plane] = pixel + plane;
+    StoreRow(planes, 1, buffer, y, x);
+    auto const& info = buffer.GetInfo();
+    auto const bytes = static_cast<std::size_t>(info.sampleBytes);
+    for (int channel = 0; channel != info.channelCount; ++channel) {
+        auto* const first = static_cast<std::byte*>(buffer.GetRow(channel, y)) + static_cast<std::size_t>(x) * bytes;
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, first, bytes);
+        Raster::FillSamples(first, info.sampleBytes, static_cast<std::size_t>(count), bits);
     }
 }
 

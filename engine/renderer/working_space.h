@@ -33,8 +33,10 @@ public:
     // `count` pixels of a buffer row in the exchange format as working planes, multiplied by alpha; `planes` are the
     // colours and alpha last.
     void LoadRow(Raster::BufferBase const& buffer, int y, int x, int count, float* const* planes) const;
-    // Working planes, multiplied by alpha, as a row of a buffer in the target's format, from its first pixel.
-    void StoreRow(float const* const* planes, int count, Raster::BufferBase& buffer, int y) const;
+    // Working planes, multiplied by alpha, as pixels of a buffer row in the target's format, from pixel x on.
+    void StoreRow(float const* const* planes, int count, Raster::BufferBase& buffer, int y, int x) const;
+    // The same with one pixel `count` times.
+    void StorePixels(float const* pixel, int count, Raster::BufferBase& buffer, int y, int x) const;
     // How light a pixel is, 0..1, of colours that are not multiplied by alpha.
     float GetLuminance(float const* colour) const;
 
