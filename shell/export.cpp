@@ -1,51 +1,72 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/export.h"
 
+#include "shell/own_pixels.h"
 #include "shell/path_ending.h"
 #include "shell/picture.h"
 #include "shell/svg/export.h"
 
 #include <array>
+#include <cmath>
 
 namespace Shell {
 
 namespace {
 
-// What the nodes cover, out to whole units.
-Kernel::RectT<double> GetArea(std::vector<Kernel::Counted<Node>> const& nodes, std::string const& subject) {
+Kernel::RectT<double> GetBounds(std::vector<Kernel::Counted<Node>> const& nodes, std::string const& subject) {
     Kernel::RectT<double> area;
     for (auto const& node : nodes)
         area = area.United(node->GetBounds(true));
-    if (!nodes.empty() && area.IsEmpty())
+    if (area.IsEmpty())
         throw Failure(ExitStatus::Input, subject, "the selection draws nothing");
-    return {std::floor(area.left), std::floor(area.top), std::ceil(area.right), std::ceil(area.bottom)};
+    return area;
+}
+
+// Out to whole pixels, counted from the spread's origin.
+Kernel::RectT<double> GetWholePixels(Kernel::RectT<double> const& area, double scale) {
+    // What ends within a millionth of a pixel ends there.
+    auto const down = [&](double x) { return std::floor(x * scale + 1e-6) / scale; };
+    auto const up = [&](double x) { return std::ceil(x * scale - 1e-6) / scale; };
+    return {down(area.left), down(area.top), up(area.right), up(area.bottom)};
 }
 
 void ExportPicture(Session& session, DocumentController& document, std::string const& path, PictureKind kind,
-                   std::vector<Kernel::Counted<Node>> const& nodes) {
+                   ExportOptions const& wanted) {
+    auto const& subject = session.GetDocumentPath();
     SpreadPictureOptions options;
     options.format = document.GetDocument()->GetFormat();
-    if (!nodes.empty()) {
-        options.area = GetArea(nodes, session.GetDocumentPath());
+    auto const area = wanted.nodes.empty() ? wanted.spread->GetBaseBox(true) : GetBounds(wanted.nodes, subject);
+    if (wanted.scale) {
+        options.scale = *wanted.scale;
+    } else {
+        std::vector<Kernel::Counted<Node const>> tops(wanted.nodes.begin(), wanted.nodes.end());
+        if (tops.empty())
+            tops.emplace_back(wanted.spread);
+        auto const own = FindOwnPixels(tops, area);
+        if (own.picture && WriteOwnPicture(session.Files(), path, kind, *own.picture))
+            return;
+        options.scale = own.scale.value_or(1);
+    }
+    if (!wanted.nodes.empty()) {
+        options.area = GetWholePixels(area, options.scale);
         options.background = options.background.WithAlpha(0);
     }
-    WritePicture(session.Files(), path, kind, *document.GetCurrentSpread(), nodes, options, session.GetDocumentPath());
+    WritePicture(session.Files(), path, kind, *wanted.spread, wanted.nodes, options, subject);
 }
 
-void ExportPng(Session& session, DocumentController& document, std::string const& path,
-               std::vector<Kernel::Counted<Node>> const& nodes) {
-    ExportPicture(session, document, path, PictureKind::Png, nodes);
+void ExportPng(Session& session, DocumentController& document, std::string const& path, ExportOptions const& options) {
+    ExportPicture(session, document, path, PictureKind::Png, options);
 }
 
-void ExportTiff(Session& session, DocumentController& document, std::string const& path,
-                std::vector<Kernel::Counted<Node>> const& nodes) {
-    ExportPicture(session, document, path, PictureKind::Tiff, nodes);
+void ExportTiff(Session& session, DocumentController& document, std::string const& path, ExportOptions const& options) {
+    ExportPicture(session, document, path, PictureKind::Tiff, options);
 }
 
-void ExportSvg(Session& session, DocumentController& document, std::string const& path,
-               std::vector<Kernel::Counted<Node>> const& nodes) {
+void ExportSvg(Session& session, DocumentController&, std::string const& path, ExportOptions const& options) {
+    if (options.scale)
+        throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");
     auto const drawing = Guarded(ExitStatus::Input, session.GetDocumentPath(), [&] {
-        return nodes.empty() ? Svg::ExportSpread(*document.GetCurrentSpread()) : Svg::ExportNodes(nodes);
+        return options.nodes.empty() ? Svg::ExportSpread(*options.spread) : Svg::ExportNodes(options.nodes);
     });
     for (auto const& line : drawing.report.GetLines())
         Session::Note(path, "not taken over: " + line);

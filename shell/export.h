@@ -3,13 +3,23 @@
 
 #include "shell/session.h"
 
+#include <optional>
 #include <vector>
 
 namespace Shell {
 
-// Writes the document's current spread, or only `nodes` of it where there are any, as a file of the session.
+// What an export is about.
+struct ExportOptions {
+    Kernel::Counted<SpreadNode> spread;
+    // Only these, where there are any; else the whole spread.
+    std::vector<Kernel::Counted<Node>> nodes;
+    // Pixels a unit; empty: those of the pictures in it, or else one.
+    std::optional<double> scale;
+};
+
+// Writes a spread or some nodes as a file of the session.
 using Exporter = void (*)(Session& session, DocumentController& document, std::string const& path,
-                          std::vector<Kernel::Counted<Node>> const& nodes);
+                          ExportOptions const& options);
 
 // By the path's ending. Throws Failure for one that is unknown or that cannot be written.
 Exporter FindExporter(std::string const& path);

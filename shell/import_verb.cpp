@@ -66,6 +66,10 @@ Source ReadImage(std::string const& path) {
     auto const& info = receiver.GetInfo();
     if (info.otherPages != 0)
         Session::Note(path, "not taken over: " + Count(info.otherPages, "further image", "further images"));
+    if (auto const kept = Raster::GetRoundedBits(info); kept != 0)
+        Session::Note(path, "samples of " + std::to_string(info.storedBits) + (info.isFloat ? "-bit floats" : " bits") +
+                                " are rounded to " + std::to_string(kept) +
+                                (Raster::GetFormatInfo(bitmap->GetFormat()).isFloat ? "-bit floats" : " bits"));
     double pixelWidth = GetPixelSize(info.dpiX);
     double pixelHeight = GetPixelSize(info.dpiY);
     if (info.orientation >= Raster::Orientation::LeftTop)

@@ -2,6 +2,7 @@
 #include "shell/picture.h"
 
 #include "platform/document/damaged_bitmaps.h"
+#include "platform/raster/bitmap_image.h"
 #include "platform/raster/codec.h"
 #include "shell/failure.h"
 #include "shell/interrupt.h"
@@ -17,6 +18,7 @@ namespace Shell {
 namespace {
 
 constexpr int c_bandRows = 64;
+constexpr std::size_t c_bandBytes = std::size_t{32} << 20;
 constexpr double c_unitsPerInch = 96;
 
 Raster::SampleFormat GetSampleFormat(Raster::FormatInfo const& format) {
@@ -66,9 +68,16 @@ public:
     }
 
 private:
+    int GetBandRows() const {
+        auto const format = Raster::GetFormatInfo(m_options.format);
+        auto const rowBytes = static_cast<std::size_t>(m_options.width) *
+                              static_cast<std::size_t>(format.sampleBytes * format.channelCount);
+        return std::clamp(static_cast<int>(c_bandBytes / rowBytes), 1, c_bandRows);
+    }
+
     void Render(int line) {
         m_bandStart = line;
-        int const end = std::min(line + c_bandRows, m_options.height);
+        int const end = std::min(line + GetBandRows(), m_options.height);
         m_band = m_target.Render({0, line, m_options.width, end});
         m_progress.Update(static_cast<float>(end) / static_cast<float>(m_options.height));
     }
@@ -163,6 +172,31 @@ void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind,
         RethrowAsFailure(ExitStatus::Input, subject);
     }
     Guarded(ExitStatus::Input, subject, [&] { WriteSound(files, path, kind, spread, nodes, options); });
+}
+
+bool WriteOwnPicture(OutputFiles& files, std::string const& path, PictureKind kind, OwnPicture const& picture) {
+    bool abort = false;
+    Interrupt::Scope const interrupt(&abort);
+    Raster::ImageFileOptions options;
+    options.type = kind == PictureKind::Png ? Raster::ImageFileType::Png : Raster::ImageFileType::Tiff;
+    options.dpiX = picture.dpiX;
+    options.dpiY = picture.dpiY;
+    options.dropOpaqueAlpha = true;
+    options.abort = &abort;
+    try {
+        auto upright = picture.bitmap;
+        if (picture.orientation != Raster::Orientation::TopLeft)
+            upright = Raster::MakeUpright(*picture.bitmap, picture.orientation);
+        files.Begin(path);
+        Raster::EncodeBitmap(*upright, options, [&](std::span<std::byte const> bytes) { files.Write(bytes); });
+    } catch (Kernel::DamagedDataException const&) {
+        files.Abandon();
+        return false;
+    } catch (...) {
+        RethrowAsFailure(ExitStatus::Output, path);
+    }
+    files.End();
+    return true;
 }
 
 void WritePixels(OutputFiles& files, std::string const& path, Raster::BufferRGBA8 const& pixels) {

@@ -3,6 +3,7 @@
 
 #include "platform/document/document_renderer.h"
 #include "shell/output_files.h"
+#include "shell/own_pixels.h"
 
 #include <string>
 #include <vector>
@@ -20,6 +21,10 @@ enum class PictureKind { Png, Tiff };
 void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
                   std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
                   std::string const& subject);
+
+// Writes a picture as it is, each of its pixels in its own depth, or in RGB for PNG. False: pixels of it are damaged,
+// and nothing was written. Throws Failure.
+bool WriteOwnPicture(OutputFiles& files, std::string const& path, PictureKind kind, OwnPicture const& picture);
 
 // Writes pixels that are there already, as PNG. Throws Failure.
 void WritePixels(OutputFiles& files, std::string const& path, Raster::BufferRGBA8 const& pixels);

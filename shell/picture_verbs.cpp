@@ -42,6 +42,20 @@ std::vector<Kernel::Counted<Node>> GetTopNodes(Selection const& selection) {
     return tops;
 }
 
+// Selectors are about the current spread. Afterwards it is again the one that it was.
+class CurrentSpreadScope {
+public:
+    explicit CurrentSpreadScope(DocumentController& document)
+        : m_document(document), m_spread(document.GetCurrentSpread()) {}
+    CurrentSpreadScope(CurrentSpreadScope const&) = delete;
+    CurrentSpreadScope& operator=(CurrentSpreadScope const&) = delete;
+    ~CurrentSpreadScope() { m_document.SetCurrentSpread(m_spread); }
+
+private:
+    DocumentController& m_document;
+    Kernel::Counted<SpreadNode> m_spread;
+};
+
 } // namespace
 
 ExitStatus RunRender(Session& session, Arguments const& arguments) {
@@ -71,14 +85,20 @@ ExitStatus RunExport(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("-o");
     auto const exporter = FindExporter(path);
     auto& document = session.Open(arguments);
-    std::vector<Kernel::Counted<Node>> nodes;
+    CurrentSpreadScope const spreadScope(document);
+    if (auto const number = arguments.Find("--spread"))
+        document.SetCurrentSpread(ParseOption("--spread", [&] { return FindSpread(document, *number); }));
+    ExportOptions options;
+    options.spread = document.GetCurrentSpread();
+    if (auto const scale = arguments.Find("--scale"))
+        options.scale = ParseOption("--scale", [&] { return ParseNumber(*scale, c_scales); });
     if (auto const selector = arguments.Find("--select")) {
-        nodes = GetTopNodes(*ParseOption("--select", [&] { return MakeSelection(document, *selector); }));
-        if (nodes.empty())
+        options.nodes = GetTopNodes(*ParseOption("--select", [&] { return MakeSelection(document, *selector); }));
+        if (options.nodes.empty())
             throw Failure(ExitStatus::Usage, "--select", "names nothing");
     }
     session.Files().SetForced(arguments.Has("--force"));
-    exporter(session, document, path, nodes);
+    exporter(session, document, path, options);
     AnswerFile(session, path);
     return ExitStatus::Done;
 }

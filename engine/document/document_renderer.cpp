@@ -15,7 +15,7 @@ namespace {
 using Params = Raster::AffineTransform::Params;
 
 // The largest side of a picture in pixels.
-constexpr double c_maximumSide = 1 << 16;
+constexpr double c_maximumSide = 1 << 20;
 constexpr double c_maximumPixels = 1e9;
 
 // Draws a tree without recursion: what must be ended after a node's children waits on the same stack as the nodes.

@@ -4,6 +4,7 @@
 #include "engine/raster/codec_support.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 
@@ -40,6 +41,20 @@ void RequireWithinLimits(ImageInfo const& info, ImageLimits const& limits, std::
         throw Kernel::Exception("is too large: " + size);
     if (pixels > limits.freePixels && pixels / limits.pixelsPerByte > storedBytes)
         throw Kernel::Exception("says that it has " + size + ", out of proportion to its length");
+}
+
+double ToDpi(double resolution, double unitsPerInch, double step) {
+    double const dpi = resolution * unitsPerInch;
+    double const whole = std::round(dpi);
+    // Writers round to the nearest multiple or cut off.
+    double const multiples = whole / unitsPerInch / step;
+    double const given = resolution / step;
+    // Some files have single floats.
+    double const tolerance = 1e-3 + 1e-7 * given;
+    bool const isMeant =
+        whole >= 1 && (std::abs(dpi - whole) < 1e-5 * whole || std::abs(given - std::round(multiples)) < tolerance ||
+                       std::abs(given - std::floor(multiples)) < tolerance);
+    return isMeant ? whole : dpi;
 }
 
 namespace {

@@ -67,9 +67,8 @@ void ReadExif(std::span<std::byte const> exif, ImageInfo& info) {
         }
     }
     if (info.dpiX == 0 && dpiX > 0 && dpiY > 0 && (unit == 2 || unit == 3)) {
-        double const scale = unit == 3 ? 2.54 : 1;
-        info.dpiX = dpiX * scale;
-        info.dpiY = dpiY * scale;
+        info.dpiX = unit == 3 ? ToDpi(dpiX, c_centimetresPerInch, c_centimetreStep) : dpiX;
+        info.dpiY = unit == 3 ? ToDpi(dpiY, c_centimetresPerInch, c_centimetreStep) : dpiY;
     }
 }
 

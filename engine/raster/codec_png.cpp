@@ -83,8 +83,9 @@ public:
         Run([this] {
             png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
             png_set_chunk_malloc_max(m_png, c_maxChunkBytes);
-            static constexpr png_byte c_text[] = "tEXt\0zTXt\0iTXt\0sPLT\0hIST\0pCAL\0";
-            png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_NEVER, c_text, 6);
+            // All that is not asked for below. libpng takes the length of a chunk at its word, of sCAL without a limit.
+            static constexpr png_byte c_unused[] = "tEXt\0zTXt\0iTXt\0sPLT\0hIST\0pCAL\0sCAL\0oFFs\0tIME\0bKGD\0sBIT\0";
+            png_set_keep_unknown_chunks(m_png, PNG_HANDLE_CHUNK_NEVER, c_unused, 11);
             png_read_info(m_png, m_info);
         });
         ImageInfo info;
@@ -102,8 +103,8 @@ public:
         png_uint_32 y = 0;
         int unit = 0;
         if (png_get_pHYs(m_png, m_info, &x, &y, &unit) != 0 && unit == PNG_RESOLUTION_METER) {
-            info.dpiX = x * c_metresPerInch;
-            info.dpiY = y * c_metresPerInch;
+            info.dpiX = ToDpi(x, c_metresPerInch, 1);
+            info.dpiY = ToDpi(y, c_metresPerInch, 1);
         }
         png_bytep exif = nullptr;
         png_uint_32 exifSize = 0;

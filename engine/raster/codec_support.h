@@ -20,6 +20,15 @@ void RequireWithinLimits(ImageInfo const& info, ImageLimits const& limits, std::
 // Leaves `info` as it is where the block says nothing or is damaged.
 void ReadExif(std::span<std::byte const> exif, ImageInfo& info);
 
+// Pixels per inch of a resolution that a file gives for another unit of length, `unitsPerInch` of which are an inch, in
+// whole multiples of `step`. A whole number of pixels per inch that would be written so is what is meant: 3780 pixels a
+// metre are 96.
+double ToDpi(double resolution, double unitsPerInch, double step);
+
+constexpr double c_centimetresPerInch = 2.54;
+// Resolutions a centimetre are mostly written with two digits behind the point.
+constexpr double c_centimetreStep = 0.01;
+
 // Runs C code that reports errors by a jump to `target`. False: it jumped. Neither the function nor what it calls may
 // hold objects with destructors when it jumps.
 template <class F>

@@ -22,8 +22,9 @@ struct TiffState {
     std::span<std::byte const> bytes;
     std::uint64_t position = 0;
     char message[200] = {};
-    // Codecs report some damage as warnings, and go on.
-    bool hasWarned = false;
+    // The JPEG decoder inside reports damaged data as a warning, and goes on. Other warnings are of what files in use
+    // have.
+    bool hasJpegWarned = false;
 };
 
 TiffState& ToState(thandle_t handle) { return *static_cast<TiffState*>(handle); }
@@ -67,8 +68,9 @@ int OnError(TIFF*, void* user, char const*, char const* format, va_list argument
     return 1;
 }
 
-int OnWarning(TIFF*, void* user, char const*, char const*, va_list) {
-    static_cast<TiffState*>(user)->hasWarned = true;
+int OnWarning(TIFF*, void* user, char const* module, char const*, va_list) {
+    auto& state = *static_cast<TiffState*>(user);
+    state.hasJpegWarned = state.hasJpegWarned || (module != nullptr && std::strcmp(module, "LibJpeg") == 0);
     return 1;
 }
 
@@ -107,8 +109,13 @@ std::uint32_t CountPages(std::span<std::byte const> file) {
     return count;
 }
 
-// How many bytes a compressed one can stand for; 0 where there is no bound.
-std::uint64_t GetExpansion(std::uint16_t compression) {
+// Memory that a file may take whatever its length is.
+constexpr std::uint64_t c_freeBytes = std::uint64_t{64} << 20;
+// More than files in use are compressed by.
+constexpr std::uint64_t c_usualExpansion = 4096;
+
+// How many bytes of samples a compressed one can stand for; 0 where there is no bound.
+std::uint64_t GetExpansion(std::uint16_t compression, std::uint64_t samplesPerPixel) {
     switch (compression) {
     case COMPRESSION_NONE:
         return 1;
@@ -120,6 +127,10 @@ std::uint64_t GetExpansion(std::uint16_t compression) {
     case COMPRESSION_DEFLATE:
     case COMPRESSION_ADOBE_DEFLATE:
         return 1032;
+    case COMPRESSION_JPEG:
+    case COMPRESSION_OJPEG:
+        // Each block of 64 pixels has two Huffman codes or more in the first component.
+        return 256 * samplesPerPixel;
     default:
         return 0;
     }
@@ -164,16 +175,18 @@ public:
     }
 
     void RequirePossible(ImageInfo const& info, ImageLimits const& limits) const {
-        auto const expansion = GetExpansion(m_layout.compression);
+        auto const expansion = GetExpansion(m_layout.compression, m_layout.samplesPerPixel);
         std::uint64_t const bits = std::uint64_t{m_layout.width} * m_layout.samplesPerPixel * m_layout.bitsPerSample;
         std::uint64_t const bytes = (bits + 7) / 8 * m_layout.height;
         // Samples that nothing here uses are read too.
         if (bytes > limits.bytes * 2)
             throw Kernel::Exception("is too large: " + std::to_string(info.width) + " x " +
                                     std::to_string(info.height) + " pixels");
-        // Subsampled colours are fewer than the fields say.
-        if (m_layout.photometric != PHOTOMETRIC_YCBCR && expansion != 0 && bytes / expansion > m_state.bytes.size())
+        // Subsampled colours are fewer than the fields say: there are two samples a pixel less at most.
+        bool const isSubsampled = m_layout.photometric == PHOTOMETRIC_YCBCR;
+        if (expansion != 0 && bytes / (isSubsampled ? 3 : 1) / expansion > m_state.bytes.size())
             ThrowCutShort();
+        RequireInProportion(bytes);
         if (TIFFIsTiled(m_tiff.get()) == 0)
             return;
         std::uint32_t width = 0;
@@ -185,10 +198,11 @@ public:
         if (width == 0 || height == 0 || area > limits.pixels * 2 ||
             (area > limits.freePixels && area / limits.pixelsPerByte > m_state.bytes.size()))
             ThrowDamaged("its tiles are impossible");
+        RequireInProportion(area * m_layout.samplesPerPixel * ((m_layout.bitsPerSample + 7U) / 8U));
     }
 
     void ReadRows(ImageInfo const& info, ImageReceiver& receiver) {
-        m_state.hasWarned = false;
+        m_state.hasJpegWarned = false;
         m_state.message[0] = 0;
         if (m_isComposed)
             return ReadComposed(info, receiver);
@@ -196,6 +210,9 @@ public:
         m_layout.containerBits = m_layout.bitsPerSample;
         if (m_layout.isSeparate && bits % 8 != 0)
             m_layout.containerBits = bits < 8 ? 8 : bits < 16 ? 16 : 32;
+        // Of separate planes only those that are used are gathered.
+        if (m_layout.isSeparate)
+            m_layout.samplesPerPixel = static_cast<std::uint16_t>(m_layout.colourCount + (m_layout.hasAlpha ? 1 : 0));
         TiffRowConverter const converter(m_layout, info);
         std::vector<std::byte> target(info.GetRowBytes());
         auto const give = [&](std::uint32_t y, std::span<std::byte const> source) {
@@ -209,12 +226,22 @@ public:
             ReadTiles(0, m_layout.samplesPerPixel, give);
         else
             ReadStrips(0, give);
-        // The JPEG decoder inside reports damaged data as a warning. Others warn of what files in use have.
-        if (m_state.hasWarned && m_layout.compression == COMPRESSION_JPEG)
-            ThrowDamaged("its JPEG data cannot be read whole");
+        RequireWholeJpeg();
     }
 
 private:
+    // `bytes` is what has to be held at once at most.
+    void RequireInProportion(std::uint64_t bytes) const {
+        if (bytes > c_freeBytes && bytes / c_usualExpansion > m_state.bytes.size())
+            throw Kernel::Exception("says that it has " + std::to_string(m_layout.width) + " x " +
+                                    std::to_string(m_layout.height) + " pixels, out of proportion to its length");
+    }
+
+    void RequireWholeJpeg() const {
+        if (m_state.hasJpegWarned)
+            ThrowDamaged("its JPEG data cannot be read whole");
+    }
+
     [[noreturn]] void Fail() const { ThrowDamaged(m_state.message[0] != 0 ? m_state.message : "it cannot be read"); }
 
     [[noreturn]] static void Refuse(std::string const& what) {
@@ -239,8 +266,6 @@ private:
         m_layout.isSeparate = planar == PLANARCONFIG_SEPARATE && m_layout.samplesPerPixel > 1;
         if (TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &m_layout.photometric) == 0)
             m_layout.photometric = m_layout.samplesPerPixel >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
-        if (m_layout.compression == COMPRESSION_OJPEG)
-            Refuse("with JPEG data of the kind before 1995");
         if (TIFFIsCODECConfigured(m_layout.compression) == 0)
             Refuse("with compression " + std::to_string(m_layout.compression));
         if (m_layout.compression == COMPRESSION_JPEG && m_layout.photometric == PHOTOMETRIC_YCBCR) {
@@ -250,6 +275,14 @@ private:
     }
 
     void ChooseModel(ImageInfo& info) {
+        bool const isGrey =
+            m_layout.photometric == PHOTOMETRIC_MINISBLACK || m_layout.photometric == PHOTOMETRIC_MINISWHITE;
+        if (m_layout.compression == COMPRESSION_OJPEG) {
+            if (!isGrey && m_layout.photometric != PHOTOMETRIC_RGB && m_layout.photometric != PHOTOMETRIC_YCBCR)
+                Refuse("of a rare kind");
+            SetComposed(info, isGrey ? ColourModel::Grey : ColourModel::RGB);
+            return;
+        }
         switch (m_layout.photometric) {
         case PHOTOMETRIC_MINISWHITE:
         case PHOTOMETRIC_MINISBLACK:
@@ -271,7 +304,7 @@ private:
         case PHOTOMETRIC_YCBCR:
         case PHOTOMETRIC_LOGL:
         case PHOTOMETRIC_LOGLUV:
-            SetComposed(info);
+            SetComposed(info, ColourModel::RGB);
             return;
         default:
             Refuse("with photometric interpretation " + std::to_string(m_layout.photometric));
@@ -279,13 +312,13 @@ private:
         ChooseSampleFormat(info);
     }
 
-    // libtiff's own way to RGB.
-    void SetComposed(ImageInfo& info) {
+    // libtiff's own way to RGB, of which grey has one channel.
+    void SetComposed(ImageInfo& info, ColourModel model) {
         char reason[1024] = {};
         if (TIFFRGBAImageOK(m_tiff.get(), reason) == 0)
             Refuse("of a rare kind");
         m_isComposed = true;
-        info.colourModel = ColourModel::RGB;
+        info.colourModel = model;
         info.sampleFormat = SampleFormat::Integer8;
     }
 
@@ -299,6 +332,7 @@ private:
                 Refuse("with inks other than cyan, magenta, yellow and black");
         }
         info.colourModel = model;
+        info.storedBits = m_layout.bitsPerSample;
         m_layout.colourCount = colours;
         std::uint16_t count = 0;
         std::uint16_t* kinds = nullptr;
@@ -318,6 +352,7 @@ private:
             if (bits != 16 && bits != 24 && bits != 32 && bits != 64)
                 Refuse("with floats of " + std::to_string(bits) + " bits");
             info.sampleFormat = SampleFormat::Float32;
+            info.isFloat = true;
             return;
         case SAMPLEFORMAT_UINT:
         case SAMPLEFORMAT_VOID:
@@ -332,7 +367,12 @@ private:
         // Lab's own signs are meant then.
         if (isLab)
             m_layout.sampleFormat = SAMPLEFORMAT_UINT;
-        info.sampleFormat = bits <= 8 ? SampleFormat::Integer8 : SampleFormat::Integer16;
+        // Ink cannot be less than none. Files that say so all the same mean what unsigned ones do.
+        if (info.colourModel == ColourModel::CMYK)
+            m_layout.sampleFormat = SAMPLEFORMAT_UINT;
+        info.sampleFormat = bits <= 8    ? SampleFormat::Integer8
+                            : bits <= 16 ? SampleFormat::Integer16
+                                         : SampleFormat::Float32;
         if (m_layout.photometric != PHOTOMETRIC_PALETTE)
             return;
         std::uint16_t* tables[3] = {};
@@ -341,6 +381,7 @@ private:
             ThrowDamaged("it has no palette");
         std::copy(std::begin(tables), std::end(tables), std::begin(m_layout.palette));
         info.sampleFormat = SampleFormat::Integer8;
+        info.storedBits = 8;
         FixOldPalette(std::size_t{1} << bits);
     }
 
@@ -367,9 +408,9 @@ private:
                              y < 1e9F;
         if (!isKnown || (unit != RESUNIT_INCH && unit != RESUNIT_CENTIMETER))
             return;
-        double const scale = unit == RESUNIT_CENTIMETER ? 2.54 : 1;
-        info.dpiX = static_cast<double>(x) * scale;
-        info.dpiY = static_cast<double>(y) * scale;
+        bool const isMetric = unit == RESUNIT_CENTIMETER;
+        info.dpiX = isMetric ? ToDpi(x, c_centimetresPerInch, c_centimetreStep) : x;
+        info.dpiY = isMetric ? ToDpi(y, c_centimetresPerInch, c_centimetreStep) : y;
     }
 
     // Bytes of a row of so many samples a pixel.
@@ -430,11 +471,10 @@ private:
         unsigned const bits = m_layout.bitsPerSample;
         bool const isWhole = bits % 8 == 0;
         std::size_t const sampleBytes = isWhole ? bits / 8 : bits < 8 ? 1 : bits < 16 ? 2 : 4;
-        std::size_t const used = m_layout.colourCount + (m_layout.hasAlpha ? 1U : 0U);
         auto const pixelBytes = sampleBytes * m_layout.samplesPerPixel;
         auto const rowBytes = pixelBytes * m_layout.width;
         std::vector<std::byte> image(rowBytes * m_layout.height);
-        for (std::uint16_t plane = 0; plane != used; ++plane) {
+        for (std::uint16_t plane = 0; plane != m_layout.samplesPerPixel; ++plane) {
             auto const place = [&](std::uint32_t y, std::span<std::byte const> source) {
                 auto* target = image.data() + y * rowBytes + plane * sampleBytes;
                 for (std::size_t x = 0; x != m_layout.width; ++x, target += pixelBytes) {
@@ -469,11 +509,15 @@ private:
         if (TIFFReadRGBAImageOriented(m_tiff.get(), info.width, info.height, raster.data(), ORIENTATION_TOPLEFT, 1) ==
             0)
             Fail();
+        RequireWholeJpeg();
+        auto const channels = info.GetChannelCount();
         std::vector<std::byte> row(info.GetRowBytes());
         for (std::uint32_t y = 0; y != info.height; ++y) {
             for (std::size_t x = 0; x != info.width; ++x) {
                 auto const pixel = raster[std::size_t{y} * info.width + x];
-                row[3 * x] = static_cast<std::byte>(TIFFGetR(pixel));
+                row[channels * x] = static_cast<std::byte>(TIFFGetR(pixel));
+                if (channels == 1)
+                    continue;
                 row[3 * x + 1] = static_cast<std::byte>(TIFFGetG(pixel));
                 row[3 * x + 2] = static_cast<std::byte>(TIFFGetB(pixel));
             }

@@ -95,7 +95,10 @@ void TiffRowConverter::Convert(std::span<std::byte const> source, std::span<std:
         ConvertIntegers(source, reinterpret_cast<std::uint16_t*>(target.data()));
         break;
     case SampleFormat::Float32:
-        ConvertFloats(source, reinterpret_cast<float*>(target.data()));
+        if (m_layout.sampleFormat == SAMPLEFORMAT_IEEEFP)
+            ConvertFloats(source, reinterpret_cast<float*>(target.data()));
+        else
+            ConvertWideIntegers(source, reinterpret_cast<float*>(target.data()));
         break;
     }
 }
@@ -168,6 +171,30 @@ void TiffRowConverter::ConvertIntegers(std::span<std::byte const> source, Sample
             std::uint32_t const full = target[colours];
             target[i] = full == 0 ? Sample(0) : static_cast<Sample>(std::min(c_full, Rescale(target[i], full, c_full)));
         }
+    }
+}
+
+// Up to 24 bits lose nothing, as full scale is divided by in double precision.
+void TiffRowConverter::ConvertWideIntegers(std::span<std::byte const> source, float* target) const {
+    unsigned const bits = m_layout.bitsPerSample;
+    auto const full = static_cast<double>((std::uint64_t{1} << bits) - 1);
+    std::uint32_t const signBit = m_layout.sampleFormat == SAMPLEFORMAT_INT ? std::uint32_t{1} << (bits - 1) : 0;
+    bool const isInverted = m_layout.photometric == PHOTOMETRIC_MINISWHITE;
+    std::size_t const channels = m_info.GetChannelCount();
+    std::size_t const colours = channels - (m_info.hasAlpha ? 1 : 0);
+    for (std::size_t x = 0; x != m_info.width; ++x, target += channels) {
+        auto const first = x * m_layout.samplesPerPixel;
+        double const alpha = m_info.hasAlpha ? (GetInteger(source, first + m_layout.colourCount) ^ signBit) / full : 1;
+        for (std::size_t i = 0; i != colours; ++i) {
+            double value = (GetInteger(source, first + i) ^ signBit) / full;
+            if (isInverted)
+                value = 1 - value;
+            if (m_layout.isPremultiplied)
+                value = alpha == 0 ? 0 : std::min(1.0, value / alpha);
+            target[i] = static_cast<float>(value);
+        }
+        if (m_info.hasAlpha)
+            target[colours] = static_cast<float>(alpha);
     }
 }
 

@@ -47,6 +47,7 @@ public:
 private:
     template <class Sample>
     void ConvertIntegers(std::span<std::byte const> source, Sample* target) const;
+    void ConvertWideIntegers(std::span<std::byte const> source, float* target) const;
     void ConvertFloats(std::span<std::byte const> source, float* target) const;
     std::uint32_t GetInteger(std::span<std::byte const> source, std::size_t index) const;
     float GetFloat(std::span<std::byte const> source, std::size_t index) const;

@@ -21,6 +21,18 @@ void VisitTiles(Kernel::RectT<int> const& rect, F const& visit) {
     }
 }
 
+// Whether all samples of a rectangle are one value; rows are `rowBytes` apart.
+bool HasOneValue(std::byte const* samples, std::size_t rowBytes, int width, int height, std::size_t sampleBytes) {
+    auto const bytes = static_cast<std::size_t>(width) * sampleBytes;
+    if (std::memcmp(samples, samples + sampleBytes, bytes - sampleBytes) != 0)
+        return false;
+    for (int y = 1; y < height; ++y) {
+        if (std::memcmp(samples, samples + static_cast<std::size_t>(y) * rowBytes, bytes) != 0)
+            return false;
+    }
+    return true;
+}
+
 // Where a sample lies in its tile, in bytes.
 std::size_t GetTileOffset(int x, int y, int sampleBytes) {
     int const mask = c_tileSide - 1;
@@ -66,17 +78,33 @@ void RegionBase::ReadSamples(Kernel::RectT<int> const& rect, void* samples, std:
     });
 }
 
+// A tile of one value has no samples of its own. Where it stays one, none are made for it.
 void RegionBase::WriteSamples(Kernel::RectT<int> const& rect, void const* samples, std::size_t rowBytes) {
     CheckRect(rect);
-    auto const* const from = static_cast<std::byte const*>(samples);
     auto const sampleBytes = static_cast<std::size_t>(m_sampleBytes);
-    EditTiles(rect, [&](std::byte* buffer, Kernel::RectT<int> const& part) {
-        for (int y = part.top; y != part.bottom; ++y) {
-            std::memcpy(buffer + GetTileOffset(part.left, y, m_sampleBytes),
-                        from + static_cast<std::size_t>(y - rect.top) * rowBytes +
-                            static_cast<std::size_t>(part.left - rect.left) * sampleBytes,
-                        static_cast<std::size_t>(part.GetWidth()) * sampleBytes);
+    // Neighbours of one value share it.
+    Tile lastConstant = Tile::MakeConstant(m_sampleBytes, 0);
+    VisitTiles(rect, [&](int tileX, int tileY, Kernel::RectT<int> const& part) {
+        auto const* const from = static_cast<std::byte const*>(samples) +
+                                 static_cast<std::size_t>(part.top - rect.top) * rowBytes +
+                                 static_cast<std::size_t>(part.left - rect.left) * sampleBytes;
+        if (HasOneValue(from, rowBytes, part.GetWidth(), part.GetHeight(), sampleBytes)) {
+            std::uint32_t bits = 0;
+            std::memcpy(&bits, from, sampleBytes);
+            if (ShareTile(tileX, tileY).GetConstant() == bits)
+                return;
+            if (lastConstant.GetConstant() != bits)
+                lastConstant = Tile::MakeConstant(m_sampleBytes, bits);
+            bool const isWhole = part.GetWidth() == GetTileWidth(tileX) && part.GetHeight() == GetTileHeight(tileY);
+            if (isWhole && ReplaceTile(tileX, tileY, lastConstant))
+                return;
         }
+        EditTiles(part, [&](std::byte* buffer, Kernel::RectT<int> const& inTile) {
+            for (int y = inTile.top; y != inTile.bottom; ++y)
+                std::memcpy(buffer + GetTileOffset(inTile.left, y, m_sampleBytes),
+                            from + static_cast<std::size_t>(y - part.top) * rowBytes,
+                            static_cast<std::size_t>(inTile.GetWidth()) * sampleBytes);
+        });
     });
 }
 

@@ -24,7 +24,7 @@ std::string Exporter::EncodeOrCount(Raster::DynamicBitmap const* bitmap, Node co
         return {};
     try {
         std::string png;
-        Raster::EncodeBitmap(*bitmap, Raster::ImageFileType::Png, 0, [&](std::span<std::byte const> bytes) {
+        Raster::EncodeBitmap(*bitmap, {}, [&](std::span<std::byte const> bytes) {
             png.append(reinterpret_cast<char const*>(bytes.data()), bytes.size());
         });
         auto const format = bitmap->GetFormat();

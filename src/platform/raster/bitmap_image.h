@@ -10,6 +10,10 @@ namespace Raster {
 // as RGB floats.
 REDRAFT_ENGINE Format ChooseBitmapFormat(ImageInfo const& info);
 
+// The bits of a sample that a bitmap of that format keeps of the image's, where they are fewer than the file has: then
+// the samples are rounded. 0 where nothing is lost.
+REDRAFT_ENGINE unsigned GetRoundedBits(ImageInfo const& info);
+
 // Makes a bitmap of an image while it is decoded, a band of tiles at a time. The bitmap stands upright, whatever the
 // image's orientation is. Pixels without alpha are opaque. The profile is the embedded one, or one made of the file's
 // gamma and chromaticities; one that cannot be read, or is for other colours, is left out, as colours of unknown
@@ -40,9 +44,24 @@ REDRAFT_ENGINE Kernel::Counted<DynamicBitmap> MakeBitmapFromImage(DecodedImage c
 
 enum class ImageFileType { Png, Tiff };
 
-// Writes a bitmap as an image file with its profile, at `dpi` pixels per inch, 0 for none. Masks become grey images.
-// PNG holds grey and RGB of 8 and 16 bits: other colours become sRGB, of 8 bits for CMYK, else of 16. Errors as
-// EncodePng and EncodeTiff.
-REDRAFT_ENGINE void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileType type, double dpi, ByteSink const& sink);
+// How a bitmap is written as an image file.
+struct ImageFileOptions {
+    ImageFileType type = ImageFileType::Png;
+    // Pixels per inch, 0 for none.
+    double dpiX = 0;
+    double dpiY = 0;
+    // Whether alpha is left out where every pixel is opaque.
+    bool dropOpaqueAlpha = false;
+    // Polled with each row when it is not null; Kernel::AbortException.
+    bool const* abort = nullptr;
+};
+
+// Writes a bitmap as an image file with its profile. Masks become grey images. PNG holds grey and RGB of 8 and 16 bits:
+// other colours become sRGB, of 8 bits for CMYK, else of 16. Errors as EncodePng and EncodeTiff.
+REDRAFT_ENGINE void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileOptions const& options, ByteSink const& sink);
+
+// A bitmap of the same pixels that stands upright, where `bitmap` is one whose first row and column belong as
+// `orientation` says. Throws Kernel::Exception for masks.
+REDRAFT_ENGINE Kernel::Counted<DynamicBitmap> MakeUpright(DynamicBitmap const& bitmap, Orientation orientation);
 
 } // namespace Raster

@@ -43,6 +43,11 @@ struct REDRAFT_ENGINE ImageInfo {
     bool hasAlpha = false;
     SampleFormat sampleFormat = SampleFormat::Integer8;
 
+    // Bits of a sample in the file, where they may be more than `sampleFormat` has: those of TIFF. 0 for all others.
+    std::uint16_t storedBits = 0;
+    // The file's samples are floats, not integers that were made floats.
+    bool isFloat = false;
+
     // Pixels per inch; 0 where the file does not say.
     double dpiX = 0;
     double dpiY = 0;
@@ -96,7 +101,7 @@ struct DecodedImage {
 REDRAFT_ENGINE ImageInfo ReadImageInfo(std::span<std::byte const> file, ImageLimits const& limits = {});
 
 // Decodes the first image of a PNG, JPEG or TIFF file, which is told by its first bytes. Palettes, subsampling, odd bit
-// depths and premultiplied alpha come out as plain channels.
+// depths and premultiplied alpha come out as plain channels, integers of more than 16 bits as floats.
 //
 // A file that ends before its pixels do is refused, as is one whose pixels are damaged: Kernel::DamagedDataException.
 // (Only a missing end mark behind whole pixels is forgiven.) Kernel::Exception: another kind of file, a variety that is

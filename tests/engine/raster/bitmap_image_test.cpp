@@ -193,12 +193,12 @@ TEST(EncodeBitmap, FilesComeBackAsTheBitmap) {
         for (auto const type : {ImageFileType::Png, ImageFileType::Tiff}) {
             DynamicBitmap const bitmap(MakeNoiseBitmap(format, 270, 20, 62));
             std::vector<std::byte> file;
-            EncodeBitmap(bitmap, type, 300, [&file](std::span<std::byte const> bytes) {
+            EncodeBitmap(bitmap, {.type = type, .dpiX = 300, .dpiY = 300}, [&file](std::span<std::byte const> bytes) {
                 file.insert(file.end(), bytes.begin(), bytes.end());
             });
             BitmapReceiver receiver;
             DecodeImage(file, receiver);
-            EXPECT_NEAR(receiver.GetInfo().dpiX, 300, 0.02);
+            EXPECT_EQ(receiver.GetInfo().dpiX, 300);
             auto const back = receiver.Finish();
             FormatInfo const info = GetFormatInfo(format);
             if (info.colourModel == ColourModel::AlphaOnly) {
@@ -215,7 +215,125 @@ TEST(EncodeBitmap, FilesComeBackAsTheBitmap) {
             }
         }
     }
-    EXPECT_THROW(EncodeBitmap(DynamicBitmap(), ImageFileType::Png, 0, [](auto) {}), Kernel::Exception);
+    EXPECT_THROW(EncodeBitmap(DynamicBitmap(), {}, [](auto) {}), Kernel::Exception);
+}
+
+TEST(EncodeBitmap, LeavesOutAlphaThatIsFullEverywhere) {
+    for (Format const format : AllFormats()) {
+        FormatInfo const format_ = GetFormatInfo(format);
+        if (format_.colourModel == ColourModel::AlphaOnly)
+            continue;
+        auto const pixels = MakeNoiseBitmap(format, 270, 260, 63);
+        for (bool const isOpaque : {true, false}) {
+            pixels->GetPlane(format_.channelCount - 1)
+                .FillSamples(pixels->GetBounds(), format_.isFloat            ? std::bit_cast<std::uint32_t>(1.0f)
+                                                  : format_.sampleBytes == 1 ? 0xFF
+                                                                             : 0xFFFF);
+            // One sample of the last tile.
+            if (!isOpaque)
+                pixels->GetPlane(format_.channelCount - 1).FillSamples({269, 259, 270, 260}, 0);
+            std::vector<std::byte> file;
+            EncodeBitmap(
+                DynamicBitmap(pixels), {.type = ImageFileType::Tiff, .dropOpaqueAlpha = true},
+                [&file](std::span<std::byte const> bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); });
+            BitmapReceiver receiver;
+            DecodeImage(file, receiver);
+            EXPECT_EQ(receiver.GetInfo().hasAlpha, !isOpaque) << GetFormatName(format);
+            EXPECT_LE(GetWidestDifference(*receiver.Finish()->GetBase(), *pixels), format == FormatLABA16 ? 1 : 0);
+        }
+    }
+}
+
+TEST(EncodeBitmap, EndsWhenItIsAborted) {
+    bool const abort = true;
+    DynamicBitmap const bitmap(MakeNoiseBitmap(FormatRGBA8, 20, 20, 64));
+    for (auto const type : {ImageFileType::Png, ImageFileType::Tiff})
+        EXPECT_THROW(EncodeBitmap(bitmap, {.type = type, .abort = &abort}, [](auto) {}), Kernel::AbortException);
+}
+
+// Rows that are so long that a tile's height of them is not held at once.
+TEST(BitmapReceiver, LongRowsArriveInEveryOrientation) {
+    ImageInfo info;
+    info.width = 300007;
+    info.height = 37;
+    info.colourModel = ColourModel::Grey;
+    info.sampleFormat = SampleFormat::Integer16;
+    std::vector<std::uint16_t> samples(std::size_t{info.width} * info.height);
+    std::uint32_t state = 1;
+    for (std::size_t i = 0; i != samples.size(); ++i) {
+        // One value from the middle on.
+        state = state * 1664525 + 1013904223;
+        samples[i] = i % info.width < 150000 ? static_cast<std::uint16_t>(state >> 16) : 4711;
+    }
+    for (int value = 1; value <= 8; ++value) {
+        info.orientation = static_cast<Orientation>(value);
+        BitmapReceiver receiver;
+        receiver.Begin(info);
+        for (std::uint32_t y = 0; y != info.height; ++y)
+            receiver.ReceiveRow(y,
+                                std::as_bytes(std::span(samples)).subspan(y * info.GetRowBytes(), info.GetRowBytes()));
+        auto const bitmap = receiver.Finish();
+        auto const& plane = bitmap->GetBase()->GetPlane(0);
+        auto const rowBytes = static_cast<std::size_t>(bitmap->GetWidth()) * 2;
+        std::vector<std::uint16_t> upright(samples.size());
+        plane.ReadSamples(bitmap->GetBase()->GetBounds(), upright.data(), rowBytes);
+        int const width = static_cast<int>(info.width), height = static_cast<int>(info.height);
+        for (int y = 0; y != height; ++y) {
+            for (int x = 0; x < width; x += 101) {
+                int const right = width - 1 - x, down = height - 1 - y;
+                Kernel::PointT<int> const places[] = {{x, y}, {right, y}, {right, down}, {x, down},
+                                                      {y, x}, {down, x},  {down, right}, {y, right}};
+                auto const to = places[value - 1];
+                auto const at = static_cast<std::size_t>(to.y) * static_cast<std::size_t>(bitmap->GetWidth()) +
+                                static_cast<std::size_t>(to.x);
+                ASSERT_EQ(upright[at], samples[static_cast<std::size_t>(y) * info.width + static_cast<std::size_t>(x)])
+                    << value << ": " << x << "," << y;
+            }
+        }
+    }
+}
+
+TEST(BitmapReceiver, TilesOfOneValueTakeNoMemory) {
+    for (auto const& [width, height] : {std::pair(2000U, 1500U), std::pair(300007U, 300U), std::pair(300U, 30007U)}) {
+        for (int value = 1; value <= 8; ++value) {
+            ImageInfo info;
+            info.width = width;
+            info.height = height;
+            info.orientation = static_cast<Orientation>(value);
+            auto const before = Tile::GetAllocatedBytes();
+            BitmapReceiver receiver;
+            receiver.Begin(info);
+            std::vector<std::byte> const row(info.GetRowBytes(), std::byte{0x55});
+            for (std::uint32_t y = 0; y != info.height; ++y)
+                receiver.ReceiveRow(y, row);
+            auto const bitmap = receiver.Finish();
+            EXPECT_EQ(Tile::GetAllocatedBytes(), before) << width << " x " << height << ", " << value;
+            EXPECT_EQ(bitmap->GetBase()->GetPixel(299, 299), bitmap->GetBase()->GetPixel(0, 0));
+        }
+    }
+}
+
+// Where the pixel at x, y comes to stand is what TIFF 6.0 says of the orientations, and EXIF repeats.
+TEST(MakeUpright, PutsRowsAndColumnsWhereTheyBelong) {
+    constexpr int c_width = 300, c_height = 270;
+    for (Format const format : {FormatRGBA8, FormatIA16, FormatCMYKA8, FormatLABA16, FormatRGBAF}) {
+        DynamicBitmap const bitmap(MakeNoiseBitmap(format, c_width, c_height, 65));
+        for (int value = 1; value <= 8; ++value) {
+            auto const orientation = static_cast<Orientation>(value);
+            auto const upright = MakeUpright(bitmap, orientation);
+            EXPECT_EQ(upright->GetFormat(), format);
+            for (auto const& from : std::vector<Kernel::PointT<int>>{{0, 0}, {299, 0}, {0, 269}, {123, 45}}) {
+                int const x = from.x, y = from.y;
+                int const right = c_width - 1 - x, down = c_height - 1 - y;
+                Kernel::PointT<int> const places[] = {{x, y}, {right, y}, {right, down}, {x, down},
+                                                      {y, x}, {down, x},  {down, right}, {y, right}};
+                auto const to = places[value - 1];
+                EXPECT_EQ(upright->GetBase()->GetPixel(to.x, to.y), bitmap.GetBase()->GetPixel(x, y)) << value;
+            }
+        }
+    }
+    EXPECT_THROW(MakeUpright(DynamicBitmap(MakeNoiseBitmap(FormatA8, 4, 4, 1)), Orientation::TopRight),
+                 Kernel::Exception);
 }
 
 } // namespace

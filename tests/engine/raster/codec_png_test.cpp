@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/raster/codec_support.h"
 #include "tests/engine/raster/codec_samples.h"
 
 #include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <functional>
 #include <gtest/gtest.h>
@@ -104,12 +106,45 @@ TEST(CodecPng, GivesBackWhatWasWritten) {
                 EXPECT_EQ(image.info.colourModel, model);
                 EXPECT_EQ(image.info.hasAlpha, hasAlpha);
                 EXPECT_EQ(image.info.sampleFormat, format);
-                EXPECT_NEAR(image.info.dpiX, 300, 0.02);
-                EXPECT_NEAR(image.info.dpiY, 150, 0.02);
+                EXPECT_EQ(image.info.dpiX, 300);
+                EXPECT_EQ(image.info.dpiY, 150);
                 EXPECT_TRUE(image.info.isSrgb);
                 EXPECT_EQ(ToPng(info, samples), file);
                 EXPECT_EQ(ReadImageInfo(file).GetRowBytes(), info.GetRowBytes());
             }
+}
+
+TEST(CodecPng, WholeResolutionsAnInchAreFoundInThoseAMetre) {
+    auto const getDpi = [](png_uint_32 perMetre) {
+        RawPng png;
+        png.width = png.height = 1;
+        png.rows = Bytes(1);
+        png.prepare = [&](png_structp p, png_infop info) {
+            png_set_pHYs(p, info, perMetre, perMetre, PNG_RESOLUTION_METER);
+        };
+        return ReadImageInfo(png.Write()).dpiX;
+    };
+    EXPECT_EQ(getDpi(3780), 96);
+    EXPECT_EQ(getDpi(3779), 96);
+    EXPECT_EQ(getDpi(2835), 72);
+    EXPECT_EQ(getDpi(2834), 72);
+    EXPECT_EQ(getDpi(11811), 300);
+    EXPECT_EQ(getDpi(5906), 150);
+    EXPECT_EQ(getDpi(3937), 100);
+    EXPECT_EQ(getDpi(39), 1);
+    EXPECT_EQ(getDpi(10000), 254);
+    // These are no whole number in any reading.
+    EXPECT_EQ(getDpi(3781), 3781 * 0.0254);
+    EXPECT_EQ(getDpi(3778), 3778 * 0.0254);
+    EXPECT_EQ(getDpi(100), 2.54);
+    EXPECT_EQ(getDpi(40), 40 * 0.0254);
+    EXPECT_EQ(getDpi(1), 0.0254);
+    for (int dpi = 1; dpi <= 5000; ++dpi) {
+        EXPECT_EQ(Codec::ToDpi(std::round(dpi / 0.0254), 0.0254, 1), dpi);
+        EXPECT_EQ(Codec::ToDpi(std::floor(dpi / 0.0254), 0.0254, 1), dpi);
+        EXPECT_EQ(Codec::ToDpi(static_cast<float>(dpi / 2.54), 2.54, 0.01), dpi);
+        EXPECT_EQ(Codec::ToDpi(static_cast<float>(std::round(dpi / 0.0254) / 100), 2.54, 0.01), dpi);
+    }
 }
 
 TEST(CodecPng, KeepsColourUnderFullTransparency) {

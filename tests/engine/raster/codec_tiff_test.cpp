@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/raster/bitmap_image.h"
 #include "tests/engine/raster/codec_samples.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <jpeglib.h>
+#include <random>
 #include <tiffio.h>
 #include <unistd.h>
 
@@ -204,11 +208,86 @@ TEST(CodecTiff, ReadsFewAndOddBits) {
     raw.width = 1;
     raw.bits = 32;
     raw.rows = ToBytes<std::uint32_t>({0x80008000});
-    EXPECT_EQ(ToValues<std::uint16_t>(DecodeImage(raw.Write()).samples), std::vector<std::uint16_t>{0x8000});
+    EXPECT_EQ(ToValues<float>(DecodeImage(raw.Write()).samples),
+              std::vector<float>{static_cast<float>(0x80008000 / 4294967295.0)});
     raw.format = SAMPLEFORMAT_INT;
+    EXPECT_EQ(ToValues<float>(DecodeImage(raw.Write()).samples),
+              std::vector<float>{static_cast<float>(0x00008000 / 4294967295.0)});
     raw.bits = 8;
     raw.rows = MakeBytes({0x80});
     EXPECT_EQ(DecodeImage(raw.Write()).samples, MakeBytes({0}));
+}
+
+TEST(CodecTiff, KeepsAllOf24Bits) {
+    RawTiff raw;
+    raw.width = 4;
+    raw.height = 1;
+    raw.bits = 24;
+    raw.rows = MakeBytes({0, 0, 0, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0x56, 0x34, 0x12});
+    auto const image = DecodeImage(raw.Write());
+    EXPECT_EQ(image.info.sampleFormat, SampleFormat::Float32);
+    std::vector<double> values;
+    for (float const sample : ToValues<float>(image.samples))
+        values.push_back(std::round(double{sample} * 0xFFFFFF));
+    EXPECT_EQ(values, (std::vector<double>{0, 0xFFFFFF, 1, 0x123456}));
+    EXPECT_EQ(GetRoundedBits(image.info), 0u);
+    raw.photometric = PHOTOMETRIC_MINISWHITE;
+    EXPECT_EQ(ToValues<float>(DecodeImage(raw.Write()).samples)[1], 0);
+    raw.photometric = PHOTOMETRIC_MINISBLACK;
+    raw.width = 2;
+    raw.samples = 2;
+    raw.prepare = [](TIFF* tiff) {
+        std::uint16_t const kind = EXTRASAMPLE_ASSOCALPHA;
+        TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &kind);
+    };
+    raw.rows = MakeBytes({0, 0, 0x40, 0, 0, 0x80, 0, 0, 0x40, 0, 0, 0});
+    auto const samples = ToValues<float>(DecodeImage(raw.Write()).samples);
+    EXPECT_FLOAT_EQ(samples[0], 0.5F);
+    EXPECT_FLOAT_EQ(samples[1], 0x800000 / 16777215.F);
+    EXPECT_EQ(samples[2], 0);
+    EXPECT_EQ(samples[3], 0);
+}
+
+// No ink is less than none, and other programs take such files for unsigned ones.
+TEST(CodecTiff, ReadsInkThatIsSaidToBeSigned) {
+    RawTiff raw;
+    raw.width = 2;
+    raw.height = 1;
+    raw.samples = 4;
+    raw.photometric = PHOTOMETRIC_SEPARATED;
+    for (int const bits : {8, 16}) {
+        raw.bits = bits;
+        raw.rows = bits == 8 ? MakeBytes({0, 1, 0x7F, 0x80, 0x81, 0xC0, 0xFE, 0xFF})
+                             : ToBytes<std::uint16_t>({0, 1, 0x7FFF, 0x8000, 0x8001, 0xC000, 0xFFFE, 0xFFFF});
+        raw.format = SAMPLEFORMAT_INT;
+        EXPECT_EQ(DecodeImage(raw.Write()).samples, raw.rows);
+        raw.format = SAMPLEFORMAT_UINT;
+        EXPECT_EQ(DecodeImage(raw.Write()).samples, raw.rows);
+    }
+}
+
+TEST(CodecTiff, TellsWhatABitmapRounds) {
+    auto const getRounded = [](int bits, int format, int photometric, int samples) {
+        RawTiff raw;
+        raw.width = raw.height = 1;
+        raw.bits = bits;
+        raw.format = format;
+        raw.photometric = photometric;
+        raw.samples = samples;
+        raw.rows = Bytes(static_cast<std::size_t>(bits * samples + 7) / 8);
+        return GetRoundedBits(ReadImageInfo(raw.Write()));
+    };
+    EXPECT_EQ(getRounded(8, SAMPLEFORMAT_UINT, PHOTOMETRIC_SEPARATED, 4), 0u);
+    EXPECT_EQ(getRounded(16, SAMPLEFORMAT_UINT, PHOTOMETRIC_SEPARATED, 4), 8u);
+    EXPECT_EQ(getRounded(32, SAMPLEFORMAT_IEEEFP, PHOTOMETRIC_SEPARATED, 4), 8u);
+    EXPECT_EQ(getRounded(16, SAMPLEFORMAT_UINT, PHOTOMETRIC_RGB, 3), 0u);
+    EXPECT_EQ(getRounded(24, SAMPLEFORMAT_UINT, PHOTOMETRIC_RGB, 3), 0u);
+    EXPECT_EQ(getRounded(32, SAMPLEFORMAT_UINT, PHOTOMETRIC_MINISBLACK, 1), 24u);
+    EXPECT_EQ(getRounded(32, SAMPLEFORMAT_IEEEFP, PHOTOMETRIC_RGB, 3), 0u);
+    EXPECT_EQ(getRounded(64, SAMPLEFORMAT_IEEEFP, PHOTOMETRIC_RGB, 3), 32u);
+    EXPECT_EQ(getRounded(16, SAMPLEFORMAT_UINT, PHOTOMETRIC_ICCLAB, 3), 0u);
+    EXPECT_EQ(getRounded(32, SAMPLEFORMAT_IEEEFP, PHOTOMETRIC_CIELAB, 3), 16u);
+    EXPECT_EQ(getRounded(1, SAMPLEFORMAT_UINT, PHOTOMETRIC_MINISWHITE, 1), 0u);
 }
 
 TEST(CodecTiff, ReadsFloatsOfAllWidths) {
@@ -336,6 +415,107 @@ TEST(CodecTiff, ReadsJpegInside) {
     EXPECT_EQ(image.info.GetRowBytes(), info.GetRowBytes());
     for (auto const sample : image.samples)
         EXPECT_NEAR(std::to_integer<int>(sample), 100, 2);
+}
+
+Bytes MakeJpeg(int size, J_COLOR_SPACE space, int sampling) {
+    jpeg_compress_struct encoder{};
+    jpeg_error_mgr errors{};
+    encoder.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&encoder);
+    unsigned char* bytes = nullptr;
+    unsigned long length = 0;
+    jpeg_mem_dest(&encoder, &bytes, &length);
+    encoder.image_width = encoder.image_height = static_cast<JDIMENSION>(size);
+    encoder.input_components = space == JCS_GRAYSCALE ? 1 : 3;
+    encoder.in_color_space = space;
+    jpeg_set_defaults(&encoder);
+    jpeg_set_quality(&encoder, 95, TRUE);
+    encoder.comp_info[0].h_samp_factor = encoder.comp_info[0].v_samp_factor = sampling;
+    jpeg_start_compress(&encoder, TRUE);
+    std::vector<JSAMPLE> row(static_cast<std::size_t>(size * encoder.input_components));
+    for (int y = 0; y != size; ++y) {
+        for (std::size_t i = 0; i != row.size(); ++i)
+            row[i] = static_cast<JSAMPLE>(64 + y + static_cast<int>(i) % encoder.input_components * 40);
+        JSAMPROW rows[] = {row.data()};
+        jpeg_write_scanlines(&encoder, rows, 1);
+    }
+    jpeg_finish_compress(&encoder);
+    auto const view = std::as_bytes(std::span(bytes, length));
+    Bytes const file(view.begin(), view.end());
+    jpeg_destroy_compress(&encoder);
+    std::free(bytes);
+    return file;
+}
+
+// TIFF 6.0, section 22: a whole JPEG file stands in the TIFF file, and a field says where. No library writes that.
+Bytes WrapOldJpeg(Bytes const& jpeg, int size, int photometric, int samples, int sampling) {
+    struct Field {
+        int tag, type, count, value;
+    };
+    int const count = samples == 3 ? 15 : 14;
+    int const bitsOffset = 10 + count * 12 + 4, offset = bitsOffset + 6;
+    auto const length = static_cast<int>(jpeg.size());
+    std::vector<Field> fields{{256, 3, 1, size},
+                              {257, 3, 1, size},
+                              {258, 3, samples, samples == 3 ? bitsOffset : 8},
+                              {259, 3, 1, COMPRESSION_OJPEG},
+                              {262, 3, 1, photometric},
+                              {273, 4, 1, offset},
+                              {277, 3, 1, samples},
+                              {278, 3, 1, size},
+                              {279, 4, 1, length},
+                              {284, 3, 1, 1},
+                              {296, 3, 1, 2},
+                              {512, 3, 1, 1},
+                              {513, 4, 1, offset},
+                              {514, 4, 1, length}};
+    if (samples == 3)
+        fields.push_back({530, 3, 2, sampling << 16 | sampling});
+    Bytes file = MakeBytes({'I', 'I', 42, 0, 8, 0, 0, 0, count, 0});
+    auto const append = [&](int value, int bytes) {
+        for (int i = 0; i != bytes; ++i)
+            file.push_back(static_cast<std::byte>(value >> 8 * i));
+    };
+    for (auto const& field : fields) {
+        append(field.tag, 2);
+        append(field.type, 2);
+        append(field.count, 4);
+        append(field.value, 4);
+    }
+    append(0, 4);
+    for (int i = 0; i != 3; ++i)
+        append(8, 2);
+    file.insert(file.end(), jpeg.begin(), jpeg.end());
+    return file;
+}
+
+TEST(CodecTiff, ReadsJpegOfTheOldKind) {
+    constexpr int c_size = 40;
+    struct Case {
+        J_COLOR_SPACE space;
+        int photometric, samples, sampling;
+    };
+    for (auto const& [space, photometric, samples, sampling] :
+         {Case{JCS_RGB, PHOTOMETRIC_YCBCR, 3, 1}, Case{JCS_RGB, PHOTOMETRIC_YCBCR, 3, 2},
+          Case{JCS_GRAYSCALE, PHOTOMETRIC_MINISBLACK, 1, 1}}) {
+        auto const jpeg = MakeJpeg(c_size, space, sampling);
+        auto const file = WrapOldJpeg(jpeg, c_size, photometric, samples, sampling);
+        auto const image = DecodeImage(file);
+        auto const expected = DecodeImage(jpeg);
+        EXPECT_EQ(image.info.colourModel, expected.info.colourModel);
+        ASSERT_EQ(image.samples.size(), expected.samples.size());
+        for (std::size_t i = 0; i != image.samples.size(); ++i)
+            ASSERT_NEAR(std::to_integer<int>(image.samples[i]), std::to_integer<int>(expected.samples[i]), 3) << i;
+        // A part of the pixels is refused, not made grey, and nothing that is wrong does harm.
+        for (std::size_t size = file.size() - jpeg.size() / 3; size > 100; size -= 37)
+            EXPECT_NE(GetFailure(Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size))), "") << size;
+        std::mt19937 random(7);
+        for (int i = 0; i != 500; ++i) {
+            auto damaged = file;
+            damaged[random() % damaged.size()] = static_cast<std::byte>(random());
+            GetFailure(damaged);
+        }
+    }
 }
 
 TEST(CodecTiff, CountsTheOtherPages) {

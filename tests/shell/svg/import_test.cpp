@@ -62,7 +62,7 @@ std::string TinyPng(std::string const& attributes) {
         pixels[i] = static_cast<unsigned char>(i * 7);
     bitmap->WritePixels({0, 0, 4, 2}, pixels.data(), 16);
     std::string png;
-    Raster::EncodeBitmap(*bitmap, Raster::ImageFileType::Png, 0, [&](std::span<std::byte const> bytes) {
+    Raster::EncodeBitmap(*bitmap, {}, [&](std::span<std::byte const> bytes) {
         png.append(reinterpret_cast<char const*>(bytes.data()), bytes.size());
     });
     return "<image " + attributes + " xlink:href='data:image/png;base64," + EncodeBase64(png) + "'/>";
