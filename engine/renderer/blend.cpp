@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/renderer/blend.h"
 
+#include "engine/renderer/wide_loop.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -31,12 +33,17 @@ void ForEach(std::size_t count, F const& step) {
 }
 
 // d = d (1 - a) + c, with a and c the same for all pixels.
-struct OverUniform {
-    float* d;
-    float c, keep;
-    void Four(std::size_t i) const { Store(d + i, Load(d + i) * All(keep) + All(c)); }
-    void One(std::size_t i) const { d[i] = d[i] * keep + c; }
-};
+REDRAFT_WIDE_LOOP void MixUniform(float* d, float c, float keep, std::size_t count) {
+    for (std::size_t i = 0; i != count; ++i)
+        d[i] = d[i] * keep + c;
+}
+
+// d = d (1 - a m) + c m, with a colour for each pixel, which may be alpha itself.
+REDRAFT_WIDE_LOOP void MixPixels(float* __restrict d, float const* c, float const* a, float const* m,
+                                 std::size_t count) {
+    for (std::size_t i = 0; i != count; ++i)
+        d[i] = d[i] * (1 - a[i] * m[i]) + c[i] * m[i];
+}
 
 // d = d (1 - a m) + c m, for all planes in one pass.
 template <int Planes>
@@ -70,19 +77,6 @@ void CompositeMasked(int planes, float* const* d, float const* pixel, float alph
         return ForEach(count, OverMasked<5>{d, pixel, alpha, coverage});
     }
 }
-
-// d = d (1 - a m) + c m, with a colour for each pixel.
-struct OverPixels {
-    float* d;
-    float const* c;
-    float const* a;
-    float const* m;
-    void Four(std::size_t i) const {
-        Lanes const mask = Load(m + i);
-        Store(d + i, Load(d + i) * (All(1) - Load(a + i) * mask) + Load(c + i) * mask);
-    }
-    void One(std::size_t i) const { d[i] = d[i] * (1 - a[i] * m[i]) + c[i] * m[i]; }
-};
 
 // d = d (1 - a m): what Erase does to all planes.
 struct Keep {
@@ -301,14 +295,14 @@ void Composite(WorkingSpace const& space, BlendMode mode, BlendTarget const& tar
     }
     if (mode == BlendMode::Normal) {
         for (int c = 0; c <= n; ++c)
-            ForEach(count, OverPixels{target.planes[c], source.planes[c], alpha, coverage});
+            MixPixels(target.planes[c], source.planes[c], alpha, coverage, count);
     } else if (auto const composite = FindPlanesFunction(mode)) {
         composite(n, target, source, coverage, count);
     } else {
         CompositeBlended(space, mode, target, source, coverage, count);
     }
     if (target.groupAlpha != nullptr)
-        ForEach(count, OverPixels{target.groupAlpha, alpha, alpha, coverage});
+        MixPixels(target.groupAlpha, alpha, alpha, coverage, count);
 }
 
 void CompositeColour(WorkingSpace const& space, BlendMode mode, BlendTarget const& target, float const* pixel,
@@ -363,9 +357,9 @@ void CompositeColour(WorkingSpace const& space, BlendMode mode, BlendTarget cons
     // The same products as with a mask, so that a run and its single pixels have one colour.
     float const keep = 1 - alpha;
     for (int c = 0; c <= n; ++c)
-        ForEach(count, OverUniform{target.planes[c], pixel[c] * coverage, keep});
+        MixUniform(target.planes[c], pixel[c] * coverage, keep, count);
     if (target.groupAlpha != nullptr)
-        ForEach(count, OverUniform{target.groupAlpha, alpha, keep});
+        MixUniform(target.groupAlpha, alpha, keep, count);
 }
 
 } // namespace Renderer::Detail

@@ -46,6 +46,13 @@ void Canvas::Fill(int y, int left, int right, float const* pixel) {
     }
 }
 
+void Canvas::OpenToReplace(int y, int left, int right) {
+    Open(y, left, left + 1);
+    Open(y, right - 1, right);
+    float const** const row = GetRow(y);
+    std::fill(row + GetSegment(left), row + GetSegment(right - 1) + 1, nullptr);
+}
+
 bool Canvas::IsClear(int y, int left, int right) const {
     float const* const* const row = m_pixels.data() + static_cast<std::size_t>(y - GetBounds().top) * m_segments;
     for (int segment = GetSegment(left), last = GetSegment(right - 1); segment <= last; ++segment) {

@@ -33,6 +33,8 @@ public:
                 WriteSegment(y, segment);
         }
     }
+    // The same for a part that will be written as a whole.
+    void OpenToReplace(int y, int left, int right);
     // The sample at a place that has been opened; the samples of the opened part follow.
     float* At(int plane, int x, int y) { return m_samples.At(plane, x, y); }
     float const* At(int plane, int x, int y) const { return m_samples.At(plane, x, y); }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/renderer/painter.h"
+#include "engine/renderer/wide_loop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +13,42 @@ namespace {
 constexpr double c_clear = std::numeric_limits<double>::quiet_NaN();
 // Pixels whose places are computed together.
 constexpr int c_run = 256;
+
+REDRAFT_WIDE_LOOP void PlaceOnLine(double base, double perX, double partOfY, double x, int count, double* t) {
+    for (int i = 0; i != count; ++i)
+        t[i] = base + perX * (x + i) + partOfY;
+}
+
+REDRAFT_WIDE_LOOP void PlaceInCircle(Raster::AffineTransform::Params const& toCircle, double x, double y, int count,
+                                     double* t) {
+    for (int i = 0; i != count; ++i) {
+        double const u = toCircle.a * (x + i) + toCircle.b * y + toCircle.tx;
+        double const v = toCircle.c * (x + i) + toCircle.d * y + toCircle.ty;
+        t[i] = std::sqrt(u * u + v * v);
+    }
+}
+
+REDRAFT_WIDE_LOOP void DropEndless(double* t, int count) {
+    for (int i = 0; i != count; ++i)
+        t[i] = std::fabs(t[i]) <= std::numeric_limits<double>::max() ? t[i] : c_clear;
+}
+
+// How far places lie between two offsets.
+REDRAFT_WIDE_LOOP void FindFractions(double const* t, double start, double length, int count, float* fractions) {
+    for (int i = 0; i != count; ++i)
+        fractions[i] = static_cast<float>((t[i] - start) / length);
+}
+
+REDRAFT_WIDE_LOOP void MixPlane(float from, float difference, float const* fractions, int count, float* out) {
+    for (int i = 0; i != count; ++i)
+        out[i] = from + difference * fractions[i];
+}
+
+REDRAFT_WIDE_LOOP void MixMultiplied(float from, float difference, float const* fractions, float const* alpha,
+                                     int count, float* out) {
+    for (int i = 0; i != count; ++i)
+        out[i] = (from + difference * fractions[i]) * alpha[i];
+}
 
 // Colours along t, by pieces that change linearly.
 class Ramp {
@@ -80,23 +117,12 @@ private:
     void MixPixels(Knot const& from, Knot const& to, double const* t, int count, float* const* planes,
                    int index) const {
         float fractions[c_run];
-        double const start = from.offset, length = to.offset - from.offset;
-        for (int i = 0; i != count; ++i)
-            fractions[i] = static_cast<float>((t[i] - start) / length);
+        FindFractions(t, from.offset, to.offset - from.offset, count, fractions);
         float* const alpha = planes[m_planes - 1] + index;
-        MixPlane(from.values[m_planes - 1], to.values[m_planes - 1], fractions, count, alpha);
-        for (int plane = 0; plane + 1 != m_planes; ++plane) {
-            float* const colour = planes[plane] + index;
-            MixPlane(from.values[plane], to.values[plane], fractions, count, colour);
-            for (int i = 0; i != count; ++i)
-                colour[i] *= alpha[i];
-        }
-    }
-
-    static void MixPlane(float from, float to, float const* fractions, int count, float* out) {
-        float const difference = to - from;
-        for (int i = 0; i != count; ++i)
-            out[i] = from + difference * fractions[i];
+        auto const getDifference = [&](int plane) { return to.values[plane] - from.values[plane]; };
+        MixPlane(from.values[m_planes - 1], getDifference(m_planes - 1), fractions, count, alpha);
+        for (int plane = 0; plane + 1 != m_planes; ++plane)
+            MixMultiplied(from.values[plane], getDifference(plane), fractions, alpha, count, planes[plane] + index);
     }
 
     int m_planes;
@@ -105,8 +131,7 @@ private:
 
 // Brings places into what the ramp takes. What is endless becomes not a number, and not a number stays.
 void Spread(double* t, int count, GradientSpread spread) {
-    for (int i = 0; i != count; ++i)
-        t[i] = std::fabs(t[i]) <= std::numeric_limits<double>::max() ? t[i] : c_clear;
+    DropEndless(t, count);
     switch (spread) {
     case GradientSpread::Repeat:
         for (int i = 0; i != count; ++i)
@@ -179,10 +204,7 @@ GradientSource::Parameter MakeLinear(LinearGradientFill const& fill, Transform c
     auto const& m = toFill.GetParams();
     double const perX = (m.a * dx + m.c * dy) / squared, perY = (m.b * dx + m.d * dy) / squared;
     double const base = ((m.tx - s.x) * dx + (m.ty - s.y) * dy) / squared;
-    return {[=](double x, double y, int count, double* t) {
-                for (int i = 0; i != count; ++i)
-                    t[i] = base + perX * (x + i) + perY * y;
-            },
+    return {[=](double x, double y, int count, double* t) { PlaceOnLine(base, perX, perY * y, x, count, t); },
             AreModest({base, perX, perY})};
 }
 
@@ -196,12 +218,7 @@ GradientSource::Parameter MakeElliptical(EllipticalGradientFill const& fill, Tra
     double const r = fill.GetFocalRadius(), growth = 1 - r;
     if (f.x == 0 && f.y == 0 && r == 0) {
         auto const& m = toCircle.GetParams();
-        return {[m](double x, double y, int count, double* t) {
-                    for (int i = 0; i != count; ++i) {
-                        PointDbl const p = m.Apply(PointDbl{x + i, y});
-                        t[i] = std::sqrt(p.x * p.x + p.y * p.y);
-                    }
-                },
+        return {[m](double x, double y, int count, double* t) { PlaceInCircle(m, x, y, count, t); },
                 AreModest({m.a, m.b, m.tx, m.c, m.d, m.ty})};
     }
     // |p - f (1 - t)|^2 = (r + t growth)^2 as a t^2 - 2 b t + c = 0.

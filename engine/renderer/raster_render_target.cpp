@@ -49,9 +49,12 @@ void RasterRenderTarget::Render(RowsSink const& sink) const {
     auto const& list = m_state->recorder.GetList();
     Detail::PictureRenderer renderer(list, m_state->space, m_state->options, list.picture);
     int const rows = renderer.GetRowsAtOnce(list.picture.GetWidth());
+    Kernel::Counted<Raster::BufferBase> buffer;
     for (int top = 0; top < list.picture.bottom; top += rows) {
         Kernel::RectT<int> const strip{0, top, list.picture.right, std::min(top + rows, list.picture.bottom)};
-        auto const buffer = Raster::BufferBase::Create(strip.GetWidth(), strip.GetHeight(), m_state->options.format);
+        // All pixels of a buffer are written: one serves strip after strip, unless the receiver has kept it.
+        if (!buffer || buffer->GetHeight() != strip.GetHeight() || buffer->GetControlBlock()->GetStrongCount() != 1)
+            buffer = Raster::BufferBase::Create(strip.GetWidth(), strip.GetHeight(), m_state->options.format);
         renderer.Render(strip, *buffer);
         sink(*buffer, top);
     }

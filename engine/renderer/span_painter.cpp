@@ -38,12 +38,16 @@ SpanPainter::SpanPainter(WorkingSpace const& space, Canvas& target, Paint const&
 
 BlendTarget SpanPainter::OpenTarget(int y, int left, int right) const {
     m_target.Open(y, left, right);
+    return GetTarget(left, y);
+}
+
+BlendTarget SpanPainter::GetTarget(int x, int y) const {
     BlendTarget target{};
     int const n = m_space.GetColourCount();
     for (int plane = 0; plane <= n; ++plane)
-        target.planes[plane] = m_target.At(plane, left, y);
+        target.planes[plane] = m_target.At(plane, x, y);
     if (m_target.GetPlaneCount() > n + 1)
-        target.groupAlpha = m_target.At(n + 1, left, y);
+        target.groupAlpha = m_target.At(n + 1, x, y);
     return target;
 }
 
@@ -68,7 +72,8 @@ void SpanPainter::Add(int y, int left, int right, std::uint32_t coverage) {
 
 void SpanPainter::PaintRun(int y, int left, int right, float coverage) {
     if (m_painter) {
-        m_painter->GetRow(left, y, right - left, OpenTarget(y, left, right).planes);
+        m_target.OpenToReplace(y, left, right);
+        m_painter->GetRow(left, y, right - left, GetTarget(left, y).planes);
         return;
     }
     float const* const pixel = m_paint.fill->GetUniformPixel();

@@ -44,6 +44,7 @@ private:
     void PaintRun(int y, int left, int right, float coverage);
     void Composite(int y, int left, float* coverage, int count);
     BlendTarget OpenTarget(int y, int left, int right) const;
+    BlendTarget GetTarget(int x, int y) const;
 
     WorkingSpace const& m_space;
     Canvas& m_target;

@@ -3,6 +3,7 @@
 
 #include "engine/raster/exact_math.h"
 #include "engine/raster/tile_block.h"
+#include "engine/renderer/wide_loop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -82,16 +83,32 @@ void LoadPlane(void const* row, int x, int count, float* out) {
         out[i] = static_cast<float>(in[i]) / c_scale;
 }
 
-template <class Sample>
-void StorePlane(float const* in, int count, void* row) {
-    auto* const out = static_cast<Sample*>(row);
-    for (int i = 0; i != count; ++i) {
-        if constexpr (std::is_floating_point_v<Sample>)
-            out[i] = in[i];
-        else
-            out[i] =
-                static_cast<Sample>(static_cast<int>(Clamp(in[i]) * float(std::numeric_limits<Sample>::max()) + 0.5f));
-    }
+REDRAFT_WIDE_LOOP void StoreBytes(float const* in, int count, std::uint8_t* out) {
+    for (int i = 0; i != count; ++i)
+        out[i] = static_cast<std::uint8_t>(static_cast<int>(Clamp(in[i]) * 255.0f + 0.5f));
+}
+
+REDRAFT_WIDE_LOOP void StoreWords(float const* in, int count, std::uint16_t* out) {
+    for (int i = 0; i != count; ++i)
+        out[i] = static_cast<std::uint16_t>(static_cast<int>(Clamp(in[i]) * 65535.0f + 0.5f));
+}
+
+REDRAFT_WIDE_LOOP bool AreAllOne(float const* values, int count) {
+    int others = 0;
+    for (int i = 0; i != count; ++i)
+        others += values[i] != 1 ? 1 : 0;
+    return others == 0;
+}
+
+// 1 / alpha, and 0 for clear pixels. Where alpha is 1 this is 1, and nothing is lost.
+REDRAFT_WIDE_LOOP void Invert(float const* alpha, int count, float* out) {
+    for (int i = 0; i != count; ++i)
+        out[i] = alpha[i] > 0 ? 1 / alpha[i] : 0;
+}
+
+REDRAFT_WIDE_LOOP void Multiply(float const* values, float const* factors, int count, float* out) {
+    for (int i = 0; i != count; ++i)
+        out[i] = values[i] * factors[i];
 }
 
 void LoadPlane(Raster::FormatInfo const& info, void const* row, int x, int count, float* out) {
@@ -105,11 +122,11 @@ void LoadPlane(Raster::FormatInfo const& info, void const* row, int x, int count
 
 void StorePlane(Raster::FormatInfo const& info, float const* in, int count, void* row) {
     if (info.isFloat)
-        StorePlane<float>(in, count, row);
+        std::copy_n(in, count, static_cast<float*>(row));
     else if (info.sampleBytes == 1)
-        StorePlane<std::uint8_t>(in, count, row);
+        StoreBytes(in, count, static_cast<std::uint8_t*>(row));
     else
-        StorePlane<std::uint16_t>(in, count, row);
+        StoreWords(in, count, static_cast<std::uint16_t*>(row));
 }
 
 } // namespace
@@ -190,13 +207,19 @@ void WorkingSpace::StoreRow(float const* const* planes, int count, Raster::Buffe
         auto const target = [&](int channel) {
             return static_cast<char*>(buffer.GetRow(channel, y)) + static_cast<std::size_t>(x + start) * bytes;
         };
-        // Where alpha is 1 this is 1, and nothing is lost.
-        for (int i = 0; i != run; ++i)
-            inverse[i] = alpha[start + i] > 0 ? 1 / alpha[start + i] : 0;
+        bool const isOpaque = AreAllOne(alpha + start, run);
+        if (!isOpaque)
+            Invert(alpha + start, run, inverse);
         for (int c = 0; c != m_colourCount; ++c) {
             float const* const plane = planes[c] + start;
-            for (int i = 0; i != run; ++i)
-                colour[i] = plane[i] * inverse[i];
+            if (isOpaque && m_model != ColourModel::CMYK && !m_linear) {
+                StorePlane(info, plane, run, target(c));
+                continue;
+            }
+            if (isOpaque)
+                std::copy_n(plane, run, colour);
+            else
+                Multiply(plane, inverse, run, colour);
             if (m_model == ColourModel::CMYK) {
                 for (int i = 0; i != run; ++i)
                     colour[i] = alpha[start + i] > 0 ? 1 - colour[i] : 0;
