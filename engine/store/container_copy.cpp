@@ -12,6 +12,39 @@ namespace {
 constexpr std::size_t c_pagesAtATime = 32;
 constexpr std::uint64_t c_lockedPage = 0x40000000 / c_pageSize;
 
+// Big-endian, as SQLite has them.
+std::uint32_t ReadNumber(std::span<std::byte const> page, std::size_t offset) {
+    std::uint32_t value = 0;
+    for (auto const byte : page.subspan(offset, 4))
+        value = value << 8 | std::to_integer<std::uint32_t>(byte);
+    return value;
+}
+
+// The free pages, counted from 0, ascending, as far as their list can be read. SQLite's published file format, "The
+// Freelist": a chain of pages each of which has the number of the next one, a count, and the numbers of other free
+// pages.
+std::vector<std::uint64_t> ListFreePages(File& file, std::uint64_t pages) {
+    constexpr std::size_t c_firstTrunk = 32;
+    constexpr std::size_t c_mostLeaves = c_pageSize / 4 - 2;
+    std::vector<std::byte> page(c_pageSize);
+    file.ReadAt(0, page);
+    std::vector<std::uint64_t> free;
+    std::uint64_t next = ReadNumber(page, c_firstTrunk);
+    // A chain that was forged to lead back into itself has no end.
+    for (std::uint64_t trunks = 0; next > 0 && next <= pages && trunks != pages; ++trunks) {
+        file.ReadAt((next - 1) * c_pageSize, page);
+        if (!IsPageIntact(page, next - 1))
+            break;
+        free.push_back(next - 1);
+        next = ReadNumber(page, 0);
+        auto const leaves = std::min<std::size_t>(ReadNumber(page, 4), c_mostLeaves);
+        for (std::size_t i = 0; i != leaves && free.size() < 2 * pages; ++i)
+            free.push_back(std::uint64_t{ReadNumber(page, 8 + 4 * i)} - 1);
+    }
+    std::sort(free.begin(), free.end());
+    return free;
+}
+
 // Adds the rows that a query finds before it meets a damaged page. No more than `limit`: a tree that was forged to lead
 // back into itself has no end.
 void AddRows(Database& database, char const* sql, std::size_t limit, std::vector<std::int64_t>& rows) {
@@ -44,21 +77,30 @@ void CopyBlob(Statement& read, std::int64_t row, Statements& target) {
 
 } // namespace
 
+// Pages of zeros are sound where they are free, and nowhere else.
 std::uint64_t Container::State::ForEachDamagedPage(std::function<bool(std::uint64_t)> const& tell) {
     Statement count(*database, "PRAGMA page_count");
     auto const pages = count.Step() ? static_cast<std::uint64_t>(count.GetInteger(0)) : 0;
     std::vector<std::byte> buffer(c_pagesAtATime * c_pageSize);
+    std::vector<std::uint64_t> empty;
     for (std::uint64_t first = 0; first < pages; first += c_pagesAtATime) {
         auto const wanted = static_cast<std::size_t>(std::min<std::uint64_t>(c_pagesAtATime, pages - first));
         auto const got = file->ReadAt(first * c_pageSize, std::span(buffer).first(wanted * c_pageSize));
         for (std::size_t i = 0; i != wanted; ++i) {
             bool const isWhole = (i + 1) * c_pageSize <= got;
             auto const page = std::span<std::byte const>(buffer).subspan(i * c_pageSize, c_pageSize);
-            if (first + i == c_lockedPage || (isWhole && IsPageAcceptable(page, first + i)))
+            if (first + i == c_lockedPage || (isWhole && IsPageIntact(page, first + i)))
                 continue;
-            if (!tell(first + i))
+            if (isWhole && IsPageAcceptable(page, first + i))
+                empty.push_back(first + i);
+            else if (!tell(first + i))
                 return pages;
         }
+    }
+    auto const free = empty.empty() ? std::vector<std::uint64_t>() : ListFreePages(*file, pages);
+    for (auto const page : empty) {
+        if (!std::binary_search(free.begin(), free.end(), page) && !tell(page))
+            return pages;
     }
     if (file->GetSize() > pages * c_pageSize)
         tell(pages);
