@@ -18,8 +18,8 @@ std::string_view GetName(std::array<std::string_view, Count> const& names, E val
     return index < Count ? names[index] : "unknown";
 }
 
-constexpr std::array<std::string_view, 5> c_fillTypes{"none", "solid", "linear-gradient", "elliptical-gradient",
-                                                      "bitmap"};
+constexpr std::array<std::string_view, 6> c_fillTypes{"none",   "solid",  "linear-gradient", "elliptical-gradient",
+                                                      "bitmap", "pattern"};
 constexpr std::array<std::string_view, 3> c_spreads{"pad", "reflect", "repeat"};
 constexpr std::array<std::string_view, 3> c_lineTypes{"none", "solid", "dashed"};
 constexpr std::array<std::string_view, 3> c_caps{"butt", "square", "round"};
@@ -75,6 +75,10 @@ void WriteFill(JsonWriter& json, FillDescriptorConst const& fill) {
     if (auto const* picture = dynamic_cast<BitmapFill const*>(fill.GetFill().get()); picture && picture->GetBitmap()) {
         json.Member("width", picture->GetBitmap()->GetWidth());
         json.Member("height", picture->GetBitmap()->GetHeight());
+    }
+    if (auto const* pattern = dynamic_cast<PatternFill const*>(fill.GetFill().get())) {
+        json.Member("width", pattern->GetTileSize().width);
+        json.Member("height", pattern->GetTileSize().height);
     }
     json.EndObject();
 }

@@ -5,16 +5,32 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/raster/dynamic_bitmap.h"
+#include "platform/renderer/recorded_drawing.h"
+
+#include <set>
 
 namespace {
 
 using Bitmap = Kernel::Counted<Raster::DynamicBitmap const>;
 
-void AddFill(Renderer::FillDescriptorConst const* descriptor, std::vector<Bitmap>& bitmaps) {
+// Drawings of patterns that have been looked through.
+using SeenDrawings = std::set<Renderer::RecordedDrawing const*>;
+// As deep as patterns within patterns are drawn.
+constexpr int c_maximumDepth = 8;
+
+void AddFill(Renderer::FillDescriptorConst const* descriptor, std::vector<Bitmap>& bitmaps, SeenDrawings& seen,
+             int depth = 0) {
     if (descriptor == nullptr || !descriptor->GetFill())
         return;
     if (auto const* const fill = dynamic_cast<Renderer::BitmapFill const*>(descriptor->GetFill().get()))
         bitmaps.push_back(fill->GetBitmap());
+    auto const* const pattern = dynamic_cast<Renderer::PatternFill const*>(descriptor->GetFill().get());
+    if (pattern == nullptr || !pattern->GetDrawing() || depth == c_maximumDepth ||
+        !seen.insert(pattern->GetDrawing().get()).second)
+        return;
+    for (auto const& step : pattern->GetDrawing()->GetSteps())
+        for (auto const* fill : {step.fill.get(), step.secondFill.get(), step.lineFill.get()})
+            AddFill(fill, bitmaps, seen, depth + 1);
 }
 
 std::vector<Bitmap> GetBitmaps(Node& node) {
@@ -24,8 +40,9 @@ std::vector<Bitmap> GetBitmaps(Node& node) {
     if (auto const* const image = Kernel::CastPointer<ImageResourceInterface>(&node))
         bitmaps.push_back(image->GetImage());
     if (auto const* const curves = Kernel::CastPointer<CurvesNode>(&node)) {
-        AddFill(curves->GetBrushFillDescriptor(true).get(), bitmaps);
-        AddFill(curves->GetPenFillDescriptor().get(), bitmaps);
+        SeenDrawings seen;
+        AddFill(curves->GetBrushFillDescriptor(true).get(), bitmaps, seen);
+        AddFill(curves->GetPenFillDescriptor().get(), bitmaps, seen);
     }
     return bitmaps;
 }

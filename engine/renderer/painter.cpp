@@ -61,6 +61,9 @@ std::shared_ptr<FillSource const> MakeFillSource(Fill const& fill, Transform con
         return MakeGradientSource(static_cast<GradientFill const&>(fill), toPixels, opacity, space, documentProfiles);
     case FillType::Bitmap:
         return MakeBitmapSource(static_cast<BitmapFill const&>(fill), toPixels, opacity, space);
+    // Patterns need to know the picture that they are for: MakePatternSource.
+    case FillType::Pattern:
+        break;
     }
     return nullptr;
 }

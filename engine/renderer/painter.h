@@ -28,8 +28,9 @@ public:
     virtual std::unique_ptr<Painter> MakePainter() const = 0;
 };
 
-// Null where the fill paints nothing: none, clear, or under a transform that cannot be undone. `toPixels` maps fill
-// space to pixels. `opacity` multiplies alpha. Bitmap levels are made here, from as much of the bitmap as they need.
+// Null where the fill paints nothing: none, a pattern, clear, or under a transform that cannot be undone. `toPixels`
+// maps fill space to pixels. `opacity` multiplies alpha. Bitmap levels are made here, from as much of the bitmap as
+// they need.
 std::shared_ptr<FillSource const> MakeFillSource(Fill const& fill, Transform const& toPixels, double opacity,
                                                  WorkingSpace const& space,
                                                  Raster::ICCProfileSet const& documentProfiles);

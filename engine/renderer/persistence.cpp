@@ -4,6 +4,7 @@
 #include "platform/raster/dynamic_bitmap.h"
 #include "platform/renderer/fill_descriptor.h"
 #include "platform/renderer/line_style.h"
+#include "platform/renderer/recorded_drawing.h"
 
 #include <algorithm>
 #include <iterator>
@@ -89,6 +90,19 @@ bool BitmapFill::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsign
     Limit(m_tileModeX, TileMode::Mirror);
     Limit(m_tileModeY, TileMode::Mirror);
     Limit(m_resampling, Resampling::Bicubic);
+    m_opacity = m_opacity > 0 ? std::min(m_opacity, 1.0) : 0;
+    return true;
+}
+
+void PatternFill::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Draw", m_drawing);
+    Kernel::SaveValue(out, "Tile", m_tileSize);
+    Kernel::SaveValue(out, "Opac", m_opacity);
+}
+bool PatternFill::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "Draw", m_drawing);
+    Kernel::LoadValue(in, "Tile", m_tileSize);
+    Kernel::LoadValue(in, "Opac", m_opacity);
     m_opacity = m_opacity > 0 ? std::min(m_opacity, 1.0) : 0;
     return true;
 }
@@ -193,6 +207,8 @@ Properties SolidFill::GetTypeClassProperties()              { return Register<So
 Properties LinearGradientFill::GetTypeClassProperties()     { return Register<LinearGradientFill>("RFLi", "LinearGradientFill"); }
 Properties EllipticalGradientFill::GetTypeClassProperties() { return Register<EllipticalGradientFill>("RFEl", "EllipticalGradientFill"); }
 Properties BitmapFill::GetTypeClassProperties()             { return Register<BitmapFill>("RFBm", "BitmapFill"); }
+Properties PatternFill::GetTypeClassProperties()            { return Register<PatternFill>("RFPa", "PatternFill"); }
+Properties RecordedDrawing::GetTypeClassProperties()        { return Register<RecordedDrawing>("RDrw", "RecordedDrawing"); }
 Properties FillDescriptor::GetTypeClassProperties()         { return Register<FillDescriptor>("RFil", "FillDescriptor"); }
 Properties LineStyle::GetTypeClassProperties()              { return Register<LineStyle>("RLSt", "LineStyle"); }
 Properties LineStyleArrowHead::GetTypeClassProperties()     { return Register<LineStyleArrowHead>("RLAH", "LineStyleArrowHead"); }
@@ -205,10 +221,12 @@ static Properties const s_registered[] = {NoFill::GetTypeClassProperties(),
                                           LinearGradientFill::GetTypeClassProperties(),
                                           EllipticalGradientFill::GetTypeClassProperties(),
                                           BitmapFill::GetTypeClassProperties(),
+                                          PatternFill::GetTypeClassProperties(),
+                                          RecordedDrawing::GetTypeClassProperties(),
                                           FillDescriptor::GetTypeClassProperties(),
                                           LineStyle::GetTypeClassProperties(),
                                           LineStyleArrowHead::GetTypeClassProperties(),
                                           LineStyleDescriptor::GetTypeClassProperties()};
-static_assert(std::size(s_registered) == 9);
+static_assert(std::size(s_registered) == 11);
 
 } // namespace Renderer

@@ -36,9 +36,14 @@ bool IsPixelRectangle(ClipItem const& clip, RectDbl const& bounds) {
 
 } // namespace
 
-Recorder::Recorder(RasterOptions const& options, WorkingSpace const& space) : m_space(space) {
-    m_list.picture = {0, 0, options.width, options.height};
-    m_list.scalar = options.documentToPixels.GetUniformScale();
+Recorder::Recorder(RasterOptions const& options, WorkingSpace const& space)
+    : Recorder({0, 0, options.width, options.height}, options.documentToPixels.GetUniformScale(), space,
+               {std::make_shared<PatternStore>(), 0, options.abort}) {}
+
+Recorder::Recorder(RectInt const& area, double scalar, WorkingSpace const& space, PatternScope const& patterns)
+    : m_space(space), m_patterns(patterns) {
+    m_list.picture = area;
+    m_list.scalar = scalar;
 }
 
 std::uint32_t Recorder::AddCommand(CommandKind kind, std::size_t index, RectInt const& bounds) {
@@ -49,9 +54,14 @@ std::uint32_t Recorder::AddCommand(CommandKind kind, std::size_t index, RectInt 
 }
 
 std::shared_ptr<FillSource const> Recorder::GetSource(FillDescriptorConst const& fill, Transform const& toPixels,
-                                                      double opacity, Raster::ICCProfileSet const& profiles) {
+                                                      double opacity, Raster::ICCProfileSet const& profiles,
+                                                      RectInt const& bounds) {
     if (fill.IsFillNone())
         return nullptr;
+    if (fill.GetFill()->GetType() == FillType::Pattern)
+        return MakePatternSource(
+            Kernel::Counted<PatternFill const>(static_cast<PatternFill const*>(fill.GetFill().get())),
+            {toPixels * Transform(fill.GetTransform()), opacity, bounds, m_list.scalar, m_space, profiles}, m_patterns);
     if (fill.GetFill()->GetType() != FillType::Solid)
         return MakeFillSource(*fill.GetFill(), toPixels * Transform(fill.GetTransform()), opacity, m_space, profiles);
     if (m_solids.size() >= c_maximumSolids || m_solidProfiles != profiles)
@@ -92,14 +102,14 @@ void Recorder::Draw(Outline const& outline, Paint const& paint, Raster::ICCProfi
     item.winding = outline.winding;
     item.antialias = paint.blendOptions.antialias;
     if (!paint.secondFill.IsFillNone()) {
-        item.second = GetSource(paint.secondFill, outline.toPixels, 1, profiles);
+        item.second = GetSource(paint.secondFill, outline.toPixels, 1, profiles, bounds);
         if (!item.second)
             return;
     }
     if (hasFill)
-        item.fill = GetSource(paint.mainFill, outline.toPixels, fillOpacity, profiles);
+        item.fill = GetSource(paint.mainFill, outline.toPixels, fillOpacity, profiles, bounds);
     if (hasLine)
-        item.line = GetSource(paint.lineFill, outline.toPixels, lineOpacity, profiles);
+        item.line = GetSource(paint.lineFill, outline.toPixels, lineOpacity, profiles, bounds);
     if (item.line)
         item.lineStyle = Share(paint.lineStyle);
     if (!item.fill && !item.line)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/renderer/display_list.h"
+#include "engine/renderer/pattern_painter.h"
 
 #include <map>
 
@@ -12,6 +13,9 @@ namespace Renderer::Detail {
 class Recorder {
 public:
     Recorder(RasterOptions const& options, WorkingSpace const& space);
+    // For a part of a picture. `scalar` is the scale of lines that do not scale with their objects; `patterns` is what
+    // the picture's patterns share.
+    Recorder(RectInt const& area, double scalar, WorkingSpace const& space, PatternScope const& patterns);
 
     struct Outline {
         Kernel::Counted<Geometry::PolyCurveDbl const> curves;
@@ -37,14 +41,17 @@ private:
         bool blends = false;
     };
 
+    // `bounds` are the pixels that may be painted.
     std::shared_ptr<FillSource const> GetSource(FillDescriptorConst const& fill, Transform const& toPixels,
-                                                double opacity, Raster::ICCProfileSet const& profiles);
+                                                double opacity, Raster::ICCProfileSet const& profiles,
+                                                RectInt const& bounds);
     std::shared_ptr<LineStyleDescriptorConst const> Share(LineStyleDescriptorConst const& line);
     std::uint32_t AddCommand(CommandKind kind, std::size_t index, RectInt const& bounds);
     void AddDraw(DrawItem&& item, RectInt const& bounds);
     Open CloseLast(CommandKind kind);
 
     WorkingSpace const& m_space;
+    PatternScope m_patterns;
     DisplayList m_list;
     std::vector<Open> m_open;
     // Solid fills come again and again; each keeps its fill alive, so that its address names it.

@@ -7,17 +7,12 @@
 
 namespace Shell::Svg {
 
-namespace {
-
-// The attributes of an image that shows a bitmap with one unit a pixel.
-void WriteImage(XmlWriter& out, Raster::DynamicBitmap const& bitmap, std::string const& png) {
+void Exporter::WriteImage(XmlWriter& out, Raster::DynamicBitmap const& bitmap, std::string const& png) {
     out.Attribute("width", static_cast<double>(bitmap.GetWidth()));
     out.Attribute("height", static_cast<double>(bitmap.GetHeight()));
     out.Attribute("preserveAspectRatio", "none");
     out.Attribute("xlink:href", "data:image/png;base64," + EncodeBase64(png));
 }
-
-} // namespace
 
 std::string Exporter::EncodeOrCount(Raster::DynamicBitmap const* bitmap, Node const& node) {
     if (bitmap == nullptr || bitmap->IsEmpty())

@@ -15,7 +15,8 @@ constexpr std::size_t c_maximumClipDepth = 64;
 
 bool IsPlainGroup(Node const& node) {
     return Kernel::CastPointer<CurvesNode const>(&node) == nullptr &&
-           Kernel::CastPointer<RasterNode const>(&node) == nullptr;
+           Kernel::CastPointer<RasterNode const>(&node) == nullptr &&
+           Kernel::CastPointer<TextNode const>(&node) == nullptr;
 }
 
 // What has no fill leaves nothing.
@@ -106,20 +107,23 @@ void Exporter::WriteClipContent(XmlWriter& out, Node const& content, Matrix cons
         }
         if (clips.size() > 1)
             m_report.Add("several clips of a clip", Describe(*scene));
-        auto const outline = text != nullptr ? Kernel::MakeCounted<PolyCurveNode>() : nullptr;
-        if (text != nullptr)
-            outline->SetCurves(Story::GetTextOutline(*text->MakeComposedText()));
-        CurvesNode const& shape = text != nullptr ? *outline : *curves;
-        std::string_view const element = ChooseElement(shape);
-        out.Open(element);
-        if (!matrix.IsIdentity())
-            out.Attribute("transform", matrix);
-        if (!clips.empty() && std::abs(matrix.GetDeterminant()) > 1e-128)
-            if (std::string const id = DefineClip(*clips.back().first, matrix.GetInverse() * clips.back().second);
-                !id.empty())
-                out.Attribute("clip-path", "url(#" + id + ")");
-        WriteGeometry(out, shape, element, "clip-rule");
+        auto const open = [&](std::string_view element) {
+            out.Open(element);
+            if (!matrix.IsIdentity())
+                out.Attribute("transform", matrix);
+            if (!clips.empty() && std::abs(matrix.GetDeterminant()) > 1e-128)
+                if (std::string const id = DefineClip(*clips.back().first, matrix.GetInverse() * clips.back().second);
+                    !id.empty())
+                    out.Attribute("clip-path", "url(#" + id + ")");
+        };
         Kernel::String const name = scene->GetDescription(false);
+        if (text != nullptr) {
+            WriteClipText(out, *text, name.view(), open);
+            continue;
+        }
+        std::string_view const element = ChooseElement(*curves);
+        open(element);
+        WriteGeometry(out, *curves, element, "clip-rule");
         if (name.empty()) {
             out.EndEmpty();
         } else {
@@ -128,6 +132,22 @@ void Exporter::WriteClipContent(XmlWriter& out, Node const& content, Matrix cons
             out.Close(element);
         }
     }
+}
+
+// Text of one line as text, other text as outlines.
+void Exporter::WriteClipText(XmlWriter& out, TextNode const& text, std::string_view name,
+                             std::function<void(std::string_view element)> const& open) {
+    TextRows const found = FindTextRows(text);
+    if (found.obstacle.empty() && found.rows.size() == 1 && found.toNode.IsIdentity()) {
+        open("text");
+        return WriteTextRows(out, found.rows, text, name.empty() ? std::nullopt : std::optional(name), false);
+    }
+    m_report.Add("text (its outlines are) in a clip", Describe(text));
+    auto const outline = Kernel::MakeCounted<PolyCurveNode>();
+    outline->SetCurves(Story::GetTextOutline(*text.MakeComposedText()));
+    open("path");
+    WriteGeometry(out, *outline, "path", "clip-rule");
+    out.EndEmpty();
 }
 
 } // namespace Shell::Svg

@@ -49,16 +49,15 @@ std::string_view JoinName(Renderer::LineJoin join) {
     return join == Renderer::LineJoin::Round ? "round" : join == Renderer::LineJoin::Bevel ? "bevel" : "miter";
 }
 
-// A length that divided by the weight is exactly the stored multiple of it, where there is one.
-double FindMultiple(double factor, double weight) {
+} // namespace
+
+double Exporter::FindMultiple(double factor, double weight) {
     double const product = factor * weight;
     for (double const near : {product, std::nextafter(product, HUGE_VAL), std::nextafter(product, -HUGE_VAL)})
         if (near / weight == factor)
             return near;
     return product;
 }
-
-} // namespace
 
 void Exporter::WritePaints(CurvesNode const& node) {
     auto const fill = node.GetBrushFillDescriptor(true);
@@ -82,6 +81,14 @@ void Exporter::WritePaint(std::string_view property, Renderer::FillDescriptorCon
     case Renderer::FillType::Bitmap: {
         std::string const id = DefinePattern(paint, node);
         return m_out.Attribute(property, id.empty() ? "none" : "url(#" + id + ")");
+    }
+    case Renderer::FillType::Pattern: {
+        auto const& pattern = static_cast<Renderer::PatternFill const&>(*paint.GetFill());
+        std::string const id = DefineDrawnPattern(pattern, paint.GetTransform(), node);
+        m_out.Attribute(property, id.empty() ? "none" : "url(#" + id + ")");
+        if (!id.empty() && pattern.GetOpacity() != 1)
+            m_out.Attribute(std::string(property) + "-opacity", pattern.GetOpacity());
+        return;
     }
     case Renderer::FillType::None:
         return;

@@ -179,6 +179,7 @@ void Exporter::Write(Step top) {
         }
         WriteNode(step);
         bool const isOpen = Kernel::CastPointer<CurvesNode const>(step.node) == nullptr &&
+                            Kernel::CastPointer<TextNode const>(step.node) == nullptr &&
                             Kernel::CastPointer<RasterNode const>(step.node) == nullptr &&
                             Kernel::CastPointer<SceneNode const>(step.node) != nullptr &&
                             FindShownSymbol(*step.node) == nullptr;
@@ -206,6 +207,8 @@ void Exporter::WriteNode(Step const& step) {
         return WriteBitmap(*image, image->GetImage().get(), step);
     if (auto const* curves = Kernel::CastPointer<CurvesNode const>(step.node))
         return WriteShape(*curves, step);
+    if (auto const* text = Kernel::CastPointer<TextNode const>(step.node))
+        return WriteText(*text, step);
     if (Node const* const symbol = FindShownSymbol(*step.node)) {
         m_out.Open("use");
         WriteCommon(*scene, step);
@@ -216,8 +219,6 @@ void Exporter::WriteNode(Step const& step) {
     WriteCommon(*scene, step);
     m_out.EndStart();
     WriteTitle(m_out, *scene, FindId(*scene, step));
-    if (auto const* text = Kernel::CastPointer<TextNode const>(step.node))
-        WriteText(*text);
 }
 
 void Exporter::WriteShape(CurvesNode const& node, Step const& step) {
@@ -239,18 +240,19 @@ void Exporter::WriteCommon(SceneNode const& node, Step const& step) {
         m_out.Attribute("display", "none");
     if (node.GetOpacity() != 1)
         m_out.Attribute("opacity", node.GetOpacity());
-    std::string style;
-    auto const mode = static_cast<std::size_t>(node.GetBlendMode());
-    if (mode != 0 && mode < std::size(c_blendModes))
-        style = "mix-blend-mode:" + std::string(c_blendModes[mode]);
-    // Opacity and blending isolate by themselves (Compositing 1, section 2.2).
-    if (node.IsIsolated() && mode == 0 && node.GetOpacity() == 1)
-        style = "isolation:isolate";
-    if (!style.empty())
-        m_out.Attribute("style", style);
+    // Opacity isolates by itself (Compositing 1, section 2.2).
+    WriteBlending(node.GetBlendMode(), node.IsIsolated() && node.GetOpacity() == 1);
     if (node.HasChildren(NodeChildListType::Clipping))
         if (std::string const clip = DefineClip(node, {}); !clip.empty())
             m_out.Attribute("clip-path", "url(#" + clip + ")");
+}
+
+void Exporter::WriteBlending(Renderer::BlendMode mode, bool isIsolated) {
+    auto const number = static_cast<std::size_t>(mode);
+    if (number != 0 && number < std::size(c_blendModes))
+        m_out.Attribute("style", "mix-blend-mode:" + std::string(c_blendModes[number]));
+    else if (number == 0 && isIsolated)
+        m_out.Attribute("style", "isolation:isolate");
 }
 
 void Exporter::EndLeaf(Node const& node, Step const& step, std::string_view element) {

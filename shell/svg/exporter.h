@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/renderer/recorded_drawing.h"
 #include "shell/svg/export.h"
+#include "shell/svg/text_rows.h"
 #include "shell/svg/xml_writer.h"
 
+#include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <unordered_map>
-
-class TextNode;
 
 namespace Shell::Svg {
 
@@ -39,11 +41,20 @@ private:
 
     void Write(Step top);
     void WriteNode(Step const& step);
-    // export_text.cpp
-    void WriteText(TextNode const& text);
+    // export_text.cpp: a text element, or where one does not do a group.
+    void WriteText(TextNode const& text, Step const& step);
+    void WriteTextRows(XmlWriter& out, std::span<TextRow const> rows, Node const& node,
+                       std::optional<std::string_view> title, bool hasPaints);
+    static void WriteTextLook(XmlWriter& out, Story::GlyphAtts const& atts);
+    static void WriteSpanLook(XmlWriter& out, Story::GlyphAtts const& atts);
+    void WriteTextPaints(Story::GlyphAtts const& atts, Node const& node);
+    void WriteTextOutlines(TextNode const& text);
+    void WriteOutline(PolyCurveNode const& node);
     void WriteShape(CurvesNode const& node, Step const& step);
     // Id, transform, opacity, clip and the like of the element that is open.
     void WriteCommon(SceneNode const& node, Step const& step);
+    // Blending isolates by itself. Modes that style sheets have no name for are left out.
+    void WriteBlending(Renderer::BlendMode mode, bool isIsolated);
     // Ends an element without children of its own.
     void EndLeaf(Node const& node, Step const& step, std::string_view element);
     // The title where the id does not say the name, as the start of an element's content.
@@ -58,8 +69,17 @@ private:
 
     // export_bitmap.cpp: an empty text is a bitmap that could not be encoded.
     void WriteBitmap(SceneNode const& node, Raster::DynamicBitmap const* bitmap, Step const& step);
+    // The attributes of an image that shows a bitmap with one unit a pixel.
+    static void WriteImage(XmlWriter& out, Raster::DynamicBitmap const& bitmap, std::string const& png);
     std::string DefinePattern(Renderer::FillDescriptorConst const& paint, Node const& node);
     std::string EncodeOrCount(Raster::DynamicBitmap const* bitmap, Node const& node);
+
+    // export_pattern.cpp: an empty text is a pattern that paints nothing.
+    std::string DefineDrawnPattern(Renderer::PatternFill const& fill, Matrix const& toUser, Node const& node);
+    void WriteDrawing(Renderer::RecordedDrawing const& drawing, Node const& node);
+    void WriteDrawingStep(Renderer::DrawingStep const& step, Node const& node);
+    // The id of a clip path of outlines; those that are no outlines to be filled are left out.
+    std::string DefineDrawnClip(std::span<Renderer::DrawingStep const> outlines, Node const& node);
 
     // export_paint.cpp
     void WritePaints(CurvesNode const& node);
@@ -73,7 +93,12 @@ private:
     std::string DefineClip(Node const& node, Matrix const& toClip);
     std::string DefineOneClip(Node const& clip, Matrix const& toClip, std::string const& inner);
     void WriteClipContent(XmlWriter& out, Node const& content, Matrix const& toClip);
+    // `open` writes the start tag of an element with all that clips have in common.
+    void WriteClipText(XmlWriter& out, TextNode const& text, std::string_view name,
+                       std::function<void(std::string_view element)> const& open);
 
+    // A length that divided by the weight is exactly the stored multiple of it, where there is one.
+    static double FindMultiple(double factor, double weight);
     std::string MakeId(std::string_view kind);
     // One definition for equal content; `rest` is what follows the name and the id.
     std::string Define(std::string_view element, std::string_view kind, std::string const& rest);
@@ -90,6 +115,7 @@ private:
     std::vector<Node const*> m_symbols;
     std::unordered_map<Node const*, std::string> m_symbolIds;
     std::size_t m_clipDepth = 0;
+    std::size_t m_patternDepth = 0;
     Report m_report;
 };
 

@@ -93,7 +93,7 @@ Kernel::Counted<Story::GlyphAtts> MakePaintedAtts(GlyphAttsRef const& font, bool
     auto const placed = [&](Kernel::Counted<Renderer::FillDescriptor const> fill) {
         bool const isPlain = !fill || fill->IsFillNone() || fill->GetFill()->GetType() == Renderer::FillType::Solid;
         if (!isPlain && !(toText == Matrix{}))
-            fill = fill->CloneWithNewTransform(toText.GetInverse() * fill->GetTransform());
+            fill = fill->CloneWithNewTransform(WithoutNegativeZeros(toText.GetInverse() * fill->GetTransform()));
         return fill;
     };
     auto const fill = isVisible ? placed(paints.GetBrushFillDescriptor(true)) : nullptr;
@@ -178,6 +178,8 @@ public:
         Kernel::PointT<double> origin{left, isTurned ? 0 : leftmost.place.y};
         if (alignment != Story::Alignment::Left)
             origin.x += alignment == Story::Alignment::Right ? width : width / 2;
+        if (isWholeChunk)
+            origin = Snapped(origin, m_text.GetCharacters()[cells[piece.begin].begin]);
         auto node = Kernel::MakeCounted<ArtTextNode>(story, origin);
         if (alignment != Story::Alignment::Left || m_layout.HasRightToLeftText()) {
             // Spaces at a line's end hang, and a chunk may end in them.
@@ -187,11 +189,18 @@ public:
                 node = Kernel::MakeCounted<ArtTextNode>(story, Kernel::PointT<double>{origin.x + off, origin.y});
         }
         if (isTurned)
-            node->SetTransform(place, false);
+            node->SetTransform(WithoutNegativeZeros(place), false);
         return node;
     }
 
 private:
+    // The place that the source says where the computed one is equal to it but for rounding.
+    static Kernel::PointT<double> Snapped(Kernel::PointT<double> place, TextCharacter const& first) {
+        auto const isNear = [](double a, double b) { return std::fabs(a - b) <= 1e-9 * std::max(1.0, std::fabs(b)); };
+        double const x = first.x.value_or(0) + first.dx, y = first.y.value_or(0) + first.dy;
+        return {isNear(place.x, x) ? x : place.x, isNear(place.y, y) ? y : place.y};
+    }
+
     Story::Alignment GetAlignment(TextPiece const& piece) const {
         auto const& first = m_text.GetCharacters()[m_layout.GetCells()[piece.begin].begin];
         auto const& style = m_text.GetStyles()[first.style].GetStyle();

@@ -52,17 +52,14 @@ std::vector<Kernel::Counted<Node>> Importer::ImportRoot(double scale) {
 
 Importer::SceneNodePointer Importer::Build(Element const& element) {
     std::vector<Frame> frames;
-    Matrix const outerToPage = m_toPage;
     // Gives the node of an element that is done, or opens a frame for one with children.
     auto begin = [&](Element const& next) -> SceneNodePointer {
         if (!next.GetTransform())
             return {};
-        Matrix const parentToPage = frames.empty() ? outerToPage : frames.back().toPage;
-        m_toPage = parentToPage * *next.GetTransform();
         bool isGroup = false;
         auto leaf = BuildLeaf(next, isGroup);
         if (isGroup)
-            frames.push_back({next, Kernel::MakeCounted<GroupNode>(), next.GetFirstChild(), m_toPage});
+            frames.push_back({next, Kernel::MakeCounted<GroupNode>(), next.GetFirstChild()});
         return leaf;
     };
     SceneNodePointer done = begin(element);
@@ -81,7 +78,6 @@ Importer::SceneNodePointer Importer::Build(Element const& element) {
         if (done && !frames.empty())
             frames.back().group->InsertChild(NodeChildListType::Plain, done, nullptr);
     }
-    m_toPage = outerToPage;
     return done;
 }
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/renderer/recorded_drawing.h"
 #include "shell/svg/import_paint.h"
 
 #include <map>
+#include <tuple>
 
 namespace Shell::Svg {
 
@@ -29,8 +31,6 @@ private:
         Element element;
         GroupPointer group;
         std::optional<Element> nextChild;
-        // Of the group's own space.
-        Matrix toPage;
     };
 
     // What an instance depends on beside its target.
@@ -93,9 +93,23 @@ private:
     Kernel::RectT<double> GetContentBounds(SceneNode& node, bool includeLines) const;
     void CountNodes(std::size_t count);
 
-    // import_pattern.cpp: empty where the pattern cannot be painted.
+    // import_pattern.cpp: empty where the pattern cannot be painted, a fill of none where it shows nothing.
     PaintImporter::FillPointer MakePatternFill(Element const& user, Pattern const& pattern, double opacity,
                                                Kernel::RectT<double> const& box);
+    // One repeat of a pattern.
+    struct PatternTile {
+        // In the content's space.
+        Viewport area;
+        // From the content's space to the one that `patternTransform` leads from.
+        Matrix fromContent;
+    };
+    static std::optional<PatternTile> FindTile(Element const& user, Pattern const& pattern,
+                                               Kernel::RectT<double> const& box);
+    void BuildPatternContent(Pattern const& pattern, GroupNode& content);
+    static PaintImporter::FillPointer MakeBitmapFill(Pattern const& pattern, GroupNode const& content,
+                                                     PatternTile const& tile, double opacity);
+    static Kernel::Counted<Renderer::RecordedDrawing const> RecordPattern(GroupNode const& content,
+                                                                          Kernel::PointT<double> const& origin);
 
     void CountUnsupported(Element const& element);
 
@@ -109,12 +123,10 @@ private:
     // By reference: an image that is shown often is read once.
     std::unordered_map<std::string_view, Picture> m_images;
     std::uint64_t m_imagePixels = 0;
-    // About where the element stands that is being built: how large its pattern's pixels should be depends on it.
-    Matrix m_toPage;
-    std::uint64_t m_tilePixels = 0;
-    // Tiles that have been drawn: equal ones are one bitmap, as they are when they are read as images.
-    Kernel::Counted<Raster::DynamicBitmap const> FindEqualTile(Kernel::Counted<Raster::DynamicBitmap> const& tile);
-    std::multimap<std::uint64_t, Kernel::Counted<Raster::DynamicBitmap const>> m_tiles;
+    // What the tiles of patterns show, by the element whose children it is and by where the tile begins in their space.
+    std::map<std::tuple<NodeIndex, double, double>, Kernel::Counted<Renderer::RecordedDrawing const>> m_patternDrawings;
+    std::size_t m_patternDepth = 0;
+    std::size_t m_patternSteps = 0;
     std::size_t m_innerDrawings = 0;
     std::size_t m_innerDepth = 0;
 };

@@ -15,11 +15,20 @@ class DynamicBitmap;
 
 namespace Renderer {
 
+class RecordedDrawing;
+
 using Geometry::PointDbl;
 using Geometry::RectDbl;
 using Geometry::Transform;
 
-enum class FillType : std::uint32_t { None = 0, Solid = 1, LinearGradient = 2, EllipticalGradient = 3, Bitmap = 4 };
+enum class FillType : std::uint32_t {
+    None = 0,
+    Solid = 1,
+    LinearGradient = 2,
+    EllipticalGradient = 3,
+    Bitmap = 4,
+    Pattern = 5
+};
 
 // What an area is painted with: an immutable value, one object for all that are equal where it is consolidated.
 //
@@ -255,6 +264,42 @@ private:
     TileMode m_tileModeX = TileMode::Clear;
     TileMode m_tileModeY = TileMode::Clear;
     Resampling m_resampling = Resampling::Bilinear;
+    double m_opacity = 1;
+};
+
+// A drawing that is repeated in rows and columns. Fill space is the drawing's; its rectangle from (0, 0) to the tile's
+// size is one repeat, and nothing of the drawing shows outside of it.
+class REDRAFT_ENGINE PatternFill final : public Fill {
+public:
+    PatternFill() = default;
+    explicit PatternFill(Kernel::Counted<RecordedDrawing const> drawing, Kernel::SizeT<double> const& tileSize,
+                         double opacity = 1);
+
+    // May be null: then the fill is clear.
+    Kernel::Counted<RecordedDrawing const> const& GetDrawing() const { return m_drawing; }
+    // Both above 0 and finite, or the fill is clear.
+    Kernel::SizeT<double> const& GetTileSize() const { return m_tileSize; }
+    double GetOpacity() const { return m_opacity; }
+    FillType GetType() const override { return FillType::Pattern; }
+    // The drawing's own alpha is not looked at.
+    float GetMaximumAlpha() const override;
+    bool IsOpaque() const override { return false; }
+    // That of the drawing's first fill or line that is no pattern itself.
+    Colour GetRepresentativeColour() const override;
+    std::size_t GetHash() const override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+
+protected:
+    // Drawings are equal where they are one object.
+    bool IsEqualTo(Fill const& other) const override;
+
+private:
+    Kernel::Counted<RecordedDrawing const> m_drawing;
+    Kernel::SizeT<double> m_tileSize;
     double m_opacity = 1;
 };
 

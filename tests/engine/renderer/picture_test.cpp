@@ -2,6 +2,7 @@
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 #include "platform/raster/dynamic_bitmap.h"
+#include "platform/renderer/recorded_drawing.h"
 #include "tests/engine/renderer/pictures.h"
 
 #include <gtest/gtest.h>
@@ -407,7 +408,16 @@ TEST(Target, HostileNumbersNeitherCrashNorHang) {
         if (i % 3 == 1)
             paint.mainFill =
                 FillDescriptorConst(MakeFill<LinearGradientFill>(point(), point(), stops), true, transform);
-        if (i % 3 == 2)
+        if (i % 4 == 3) {
+            DrawingStep step;
+            step.curves = Path(curve);
+            step.fill = MakeCounted<FillDescriptor const>(Colour());
+            step.transform = {any(), any(), any(), any(), any(), any()};
+            paint.mainFill =
+                FillDescriptorConst(MakeFill<PatternFill>(MakeCounted<RecordedDrawing const>(std::vector{step}),
+                                                          Kernel::SizeT<double>{any(), any()}, any()),
+                                    true, transform);
+        } else if (i % 3 == 2)
             paint.mainFill = FillDescriptorConst(
                 MakeFill<EllipticalGradientFill>(point(), point(), point(), point(), any(), stops), true, transform);
         LineStyle style(any());

@@ -285,3 +285,57 @@ TEST(SvgExport, NestingOfAnyDepthIsWritten) {
     std::string const text = ExportOf(*document);
     EXPECT_EQ(MakeDocument(Import(text, {}))->GetHash(false), document->GetHash(false));
 }
+
+TEST(SvgExport, TextComesBackAsText) {
+    std::string const text = ExpectRoundTrip(
+        "<text x='3.1' y='20' font-family='DejaVu Sans, serif' font-size='12.3' font-weight='700' font-style='italic' "
+        "fill='#f08' fill-opacity='.5' letter-spacing='.7'>One &lt;line&gt;</text>"
+        "<text id='named' x='50' y='30' text-anchor='middle' transform='rotate(30) scale(2 1)' "
+        "opacity='.3'>Middle</text>"
+        "<text x='50' y='30' text-anchor='end' font-stretch='75%' font-variant='small-caps' text-decoration='underline "
+        "line-through' xml:lang='de' stroke='red' stroke-width='.3' paint-order='stroke'>End</text>"
+        "<text x='5' y='40' xml:space='preserve'>  two  <tspan fill='none' stroke='#00f'>looks </tspan>"
+        "<tspan font-size='20' baseline-shift='3'>here</tspan><title>A title</title></text>"
+        "<text y='9' style='font-kerning:none;font-feature-settings:&quot;onum&quot; 1'>AVA 123</text>"
+        "<text y='9' display='none'>away</text><text y='9'>\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D abc</text>"
+        "<text x='90' y='9' direction='rtl'>\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D 12 abc</text>");
+    EXPECT_EQ(text.find("<path"), std::string::npos) << text;
+    EXPECT_NE(text.find("One &lt;line&gt;</text>"), std::string::npos) << text;
+}
+
+TEST(SvgExport, PiecesOfTextComeBack) {
+    ExpectRoundTrip(
+        "<linearGradient id='l'><stop stop-color='red'/><stop offset='1' stop-color='blue'/></linearGradient>"
+        "<path id='p' d='M5 20C20 0 40 40 60 20'/><g fill='url(#l)'>"
+        "<text x='5 30 45' y='9' dy='0 1 2'>apart</text><text x='5' y='30' rotate='0 20 40'>turned</text>"
+        "<text><textPath href='#p'>along a path</textPath></text>"
+        "<text x='5' y='40' textLength='60'>spaced out</text><text x='5' y='40' textLength='60' "
+        "lengthAdjust='spacingAndGlyphs'>stretched</text>"
+        "<text x='5' y='10'>two<tspan x='5' y='25'>lines</tspan></text></g>");
+}
+
+TEST(SvgExport, TextInClipsComesBack) {
+    std::string const text =
+        ExpectRoundTrip("<clipPath id='c'><text x='5' y='30' font-size='20' transform='rotate(3)'>Hi</text>"
+                        "<rect width='3' height='3'/></clipPath><clipPath id='d'><title>named</title>"
+                        "<text x='5' y='30' font-size='20'>Hi</text></clipPath>"
+                        "<rect width='50' height='50' clip-path='url(#c)'/>"
+                        "<rect width='50' height='50' clip-path='url(#d)'/>");
+    EXPECT_NE(text.find(">Hi</text>"), std::string::npos) << text;
+}
+
+TEST(SvgExport, PatternsComeBack) {
+    std::string const text = ExpectRoundTrip(
+        "<clipPath id='c'><circle cx='3' cy='3' r='3'/></clipPath>"
+        "<clipPath id='e'><circle cx='3' cy='3' r='3'/><rect width='2' height='2'/></clipPath>"
+        "<pattern id='i' width='2' height='2' patternUnits='userSpaceOnUse'><path d='M0 0h1v1z'/></pattern>"
+        "<pattern id='p' x='3' y='4' width='.25' height='7' patternTransform='rotate(20)' viewBox='1 1 9 9'>"
+        "<rect width='5' height='4' rx='1' fill='red' stroke='#00f' stroke-width='.5' transform='rotate(7)'/>"
+        "<g opacity='.5' clip-path='url(#c)'><circle r='4' fill='url(#i)'/><ellipse rx='3' ry='1' opacity='.3'/></g>"
+        "<g clip-path='url(#e)' style='mix-blend-mode:multiply'><path fill-rule='evenodd' d='M0 0h9v9z'/></g></pattern>"
+        "<pattern id='q' width='.25' height='.5' patternContentUnits='objectBoundingBox'>"
+        "<circle cx='.1' cy='.1' r='.1' fill='#0f0'/></pattern>"
+        "<rect x='5' y='5' width='40' height='30' fill='url(#p)' fill-opacity='.5' stroke='url(#q)'/>"
+        "<rect x='55' y='5' width='40' height='30' fill='url(#p)'/><circle r='20' fill='url(#q)'/>");
+    EXPECT_EQ(text.find("<image"), std::string::npos);
+}

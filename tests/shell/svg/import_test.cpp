@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_controller.h"
+#include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/raster/bitmap_image.h"
+#include "platform/renderer/recorded_drawing.h"
 #include "shell/svg/image_source.h"
 #include "shell/svg/import.h"
 
@@ -477,6 +479,48 @@ TEST(SvgImport, OverflowOfMarkersIsTheirOwnOrOnDemandTheParents) {
     EXPECT_TRUE(isClipped("<g overflow='hidden'>", "overflow='inherit'", "</g>"));
     EXPECT_FALSE(isClipped("<g overflow='hidden'><g>", "overflow='inherit'", "</g></g>"));
     EXPECT_TRUE(isClipped("<symbol>", "overflow='inherit'", "</symbol>"));
+}
+
+TEST(SvgImport, PatternsStayVectorsThatBeginAtTheTilesCorner) {
+    Imported const drawing(
+        "<pattern id='a' x='.1' y='.2' width='.5' height='.25'><rect width='4' height='3' fill='red'/></pattern>"
+        "<pattern id='b' x='7' width='10' height='10' patternUnits='userSpaceOnUse' viewBox='0 0 20 20'>"
+        "<circle r='4'/></pattern>"
+        "<rect x='10' y='20' width='40' height='20' fill='url(#a)'/><rect x='10' width='40' height='40' "
+        "fill='url(#a)'/>"
+        "<rect width='9' height='9' fill='url(#b)' fill-opacity='.5'/>");
+    EXPECT_TRUE(drawing.report.IsEmpty());
+    auto const fill = [&](std::size_t index) {
+        return Kernel::Cast<Renderer::PatternFill const>(
+            drawing.GetCurves(index).GetBrushFillDescriptor(true)->GetFill());
+    };
+    auto const toUser = [&](std::size_t index) {
+        return drawing.GetCurves(index).GetBrushFillDescriptor(true)->GetTransform();
+    };
+    EXPECT_EQ(fill(0)->GetTileSize(), (Kernel::SizeT<double>{20, 5}));
+    EXPECT_EQ(toUser(0), (Matrix{1, 0, 14, 0, 1, 24}));
+    ASSERT_EQ(fill(0)->GetDrawing()->GetSteps().size(), 1u);
+    EXPECT_TRUE(fill(0)->GetDrawing()->GetSteps()[0].transform.IsIdentity());
+    EXPECT_EQ(fill(0)->GetDrawing(), fill(1)->GetDrawing());
+    EXPECT_EQ(fill(2)->GetTileSize(), (Kernel::SizeT<double>{20, 20}));
+    EXPECT_EQ(toUser(2), (Matrix{0.5, 0, 7, 0, 0.5, 0}));
+    EXPECT_EQ(fill(2)->GetOpacity(), 0.5);
+}
+
+TEST(SvgImport, PatternsWithoutEndOrSizeComeToAnEnd) {
+    std::string nested = "<pattern id='p0' width='.5' height='.5'><rect width='5' height='5'/></pattern>";
+    for (int i = 1; i != 40; ++i)
+        nested += "<pattern id='p" + std::to_string(i) +
+                  "' width='.5' height='.5'><rect width='5' height='5' fill='url(#p" + std::to_string(i - 1) +
+                  ")'/><rect width='5' height='4' fill='url(#p" + std::to_string(i - 1) + ")'/></pattern>";
+    Imported const drawing(
+        nested + "<rect width='50' height='50' fill='url(#p39)'/>"
+                 "<pattern id='r' width='1' height='1'><rect width='1' height='1' fill='url(#r) red'/></pattern>"
+                 "<rect width='50' height='50' fill='url(#r)'/>"
+                 "<pattern id='h' width='1e300' height='1e-300' patternUnits='userSpaceOnUse'><rect width='1' "
+                 "height='1'/></pattern><rect width='50' height='50' fill='url(#h)'/>");
+    EXPECT_EQ(drawing.nodes.size(), 3u);
+    EXPECT_FALSE(drawing.report.IsEmpty());
 }
 
 TEST(SvgImport, MarkersTakeTheirTurnInThePaintOrder) {

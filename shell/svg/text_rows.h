@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/text_nodes.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Shell::Svg {
+
+// Letters of one look that follow each other.
+struct TextRun {
+    // With what styles give.
+    Story::GlyphAttsRef atts;
+    std::string text;
+};
+
+// What is placed by itself: a line, or what follows a tab in it.
+struct TextRow {
+    enum class Anchor { Start, Middle, End };
+    // Where the baseline begins, has its middle or ends, in text space.
+    Kernel::PointT<double> place;
+    Anchor anchor = Anchor::Start;
+    bool isRightToLeft = false;
+    // What spaces take beyond their own advance.
+    double wordSpacing = 0;
+    std::vector<TextRun> runs;
+};
+
+// A text as a drawing can say it.
+struct TextRows {
+    // From text space to the node's.
+    Raster::AffineTransform::Params toNode;
+    std::vector<TextRow> rows;
+    // Why only outlines show the text as it is; empty where rows do.
+    std::string_view obstacle;
+};
+
+// What a text node shows, as composed now. Rows that hold nothing are left out.
+TextRows FindTextRows(TextNode const& text);
+
+} // namespace Shell::Svg
