@@ -8,6 +8,7 @@
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Shell {
 
@@ -206,17 +207,18 @@ private:
 // Blanks before a line that are more than the least indented of its block has are part of what verse looks like.
 std::size_t GetIndent(std::u32string_view line) { return std::min(line.find_first_not_of(U" \t\f"), line.size()); }
 
-std::u32string JoinLines(std::vector<std::u32string_view> const& lines, TextLines kind) {
+// Calls add(text, isVerse) for each paragraph.
+template <class F>
+void JoinLines(std::vector<std::u32string_view> const& lines, TextLines kind, F const& add) {
     auto const blocks = FindBlocks(lines);
     BrokenLineFinder const finder(blocks);
     std::u32string text;
     for (auto const& block : blocks) {
-        if (!text.empty())
-            text.push_back(U'\n');
         bool const joins = kind == TextLines::Join || finder.IsBroken(block);
         std::size_t indent = GetIndent(block.front());
         for (auto const line : block)
             indent = std::min(indent, GetIndent(line));
+        text.clear();
         for (auto const& line : block) {
             if (&line != block.data())
                 text.push_back(joins ? U' ' : Story::c_lineSeparator);
@@ -224,8 +226,8 @@ std::u32string JoinLines(std::vector<std::u32string_view> const& lines, TextLine
                 text.append(GetIndent(line) - indent, U'\u00A0');
             text += Trimmed(line);
         }
+        add(text, !joins && block.size() != 1);
     }
-    return text;
 }
 
 Kernel::RectT<double> GetFrameRect(Kernel::RectT<double> const& page) {
@@ -264,9 +266,6 @@ ImportedText ReadText(std::span<std::byte const> bytes, TextOptions const& optio
     auto decoded =
         Decode({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, options.encoding, result.recognised);
     result.replaced = decoded.replaced;
-    auto const lines = SplitLines(decoded.text);
-    if (options.lines == TextLines::Join || (options.lines == TextLines::Recognise && LooksBroken(lines)))
-        decoded.text = JoinLines(lines, options.lines);
     auto glyphAtts = Kernel::MakeCounted<Story::GlyphAtts>();
     glyphAtts->Set(Story::GlyphAtt::Double::Size, c_textSize);
     glyphAtts->Set(Story::GlyphAtt::String::FontFamily, Kernel::String("serif"));
@@ -276,6 +275,8 @@ ImportedText ReadText(std::span<std::byte const> bytes, TextOptions const& optio
     paragraphAtts->Set(ParagraphEnum::Alignment, static_cast<int>(Story::Alignment::Justify));
     paragraphAtts->Set(ParagraphEnum::Hyphenate, 1);
     paragraphAtts->Set(Story::ParagraphAtt::Double::FirstIndent, c_firstIndent);
+    auto verseAtts = Kernel::MakeCounted<Story::ParagraphAtts>();
+    verseAtts->Set(Story::ParagraphAtt::Double::LeftIndent, c_firstIndent);
     result.story = Kernel::MakeCounted<Story::Story>();
     Story::GlyphSink sink(result.story);
     sink.SetParagraphAtts(paragraphAtts);
@@ -283,7 +284,21 @@ ImportedText ReadText(std::span<std::byte const> bytes, TextOptions const& optio
     std::u32string_view text = decoded.text;
     while (!text.empty() && (text.back() == U'\n' || text.back() == U'\r'))
         text.remove_suffix(1);
-    sink.Add(text);
+    auto const lines = SplitLines(text);
+    if (options.lines == TextLines::Join || (options.lines == TextLines::Recognise && LooksBroken(lines))) {
+        bool isFirst = true;
+        JoinLines(lines, options.lines, [&](std::u32string_view paragraph, bool isVerse) {
+            if (!std::exchange(isFirst, false))
+                sink.Add(U"\n");
+            if (isVerse)
+                sink.SetParagraphAtts(verseAtts);
+            else
+                sink.SetParagraphAtts(paragraphAtts);
+            sink.Add(paragraph);
+        });
+    } else {
+        sink.Add(text);
+    }
     sink.Flush();
     return result;
 }
