@@ -264,15 +264,15 @@ TEST_F(ConvertToArtText, RaggedTextOfAllKindsLooksTheSameAfterwards) {
 TEST_F(ConvertToArtText, RightToLeftTextStaysInItsColumn) {
     std::string const hebrew = "\u05D1\u05E8\u05D0\u05E9\u05D9\u05EA";
     std::string runs, mixed;
-    for (int i = 0; i != 40; ++i)
+    for (int i = 0; i != 100; ++i)
         runs += (i == 0 ? hebrew : i % 2 == 0 ? hebrew + " " + hebrew : std::string("latin words")) + " ";
-    for (int i = 0; i != 6; ++i)
+    for (int i = 0; i != 16; ++i)
         mixed += "A heading of its own\n1 " + hebrew + " " + hebrew + " " + hebrew + "\n";
     for (auto const& text : {runs, mixed}) {
         for (double const shift : {0.0, 7.0, 14.0, 21.0, 28.0}) {
             for (bool const isJustified : {false, true}) {
                 SetUp();
-                auto const frame = Add({100, 50, 400 + shift, 130}, text.c_str());
+                auto const frame = Add({100, 50, 400 + shift, 210}, text.c_str());
                 frame->SetColumns(3, 20);
                 if (isJustified) {
                     auto const story = frame->GetStory()->Clone();
