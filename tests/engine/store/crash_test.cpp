@@ -20,7 +20,7 @@ using namespace Testing;
 constexpr auto* c_path = "/folder/a.redraft";
 
 // A save of `second` into a file that holds `first`, or that is not there.
-enum class Way { InPlace, New, Replace, Copy };
+enum class Way { InPlace, New, Replace, Copy, Mend };
 
 class Faults : public testing::TestWithParam<Way> {
 protected:
@@ -42,6 +42,9 @@ protected:
             break;
         case Way::Copy:
             Save(*Container::Open(c_path, OpenMode::Edit, files)->CopyTo("/folder/b", IfExists::Refuse), m_second);
+            break;
+        case Way::Mend:
+            Save(*Container::Open(c_path, OpenMode::Edit, files)->CopyReadableTo(c_path, IfExists::Replace), m_second);
             break;
         }
     }
@@ -107,7 +110,7 @@ TEST_P(Faults, ADeviceThatFailsOnceIsReportedAndLeavesTheOldOrTheNewDocument) {
         // What fails while a save is taken back, or after the commit, needs no report.
         EXPECT_TRUE(!failure.empty() || isSecond) << "operation " << operation;
         files->Arm(Fault::None, 0);
-        if (!isSecond || GetParam() == Way::InPlace || GetParam() == Way::Replace)
+        if (!isSecond || GetParam() == Way::InPlace || GetParam() == Way::Replace || GetParam() == Way::Mend)
             SaveSecond(*files);
         EXPECT_TRUE(ExpectOldOrNew(*files));
         if (HasFailure())
@@ -131,11 +134,12 @@ TEST_P(Faults, ADeviceThatFailsForGoodLeavesTheOldOrTheNewDocument) {
 }
 
 std::string NameWay(testing::TestParamInfo<Way> const& info) {
-    char const* const names[] = {"InPlace", "New", "Replace", "Copy"};
+    char const* const names[] = {"InPlace", "New", "Replace", "Copy", "Mend"};
     return names[static_cast<int>(info.param)];
 }
 
-INSTANTIATE_TEST_SUITE_P(Ways, Faults, testing::Values(Way::InPlace, Way::New, Way::Replace, Way::Copy), NameWay);
+INSTANTIATE_TEST_SUITE_P(Ways, Faults, testing::Values(Way::InPlace, Way::New, Way::Replace, Way::Copy, Way::Mend),
+                         NameWay);
 
 TEST(Crash, AContainerGoesOnAfterAFailedSave) {
     auto const first = MakeContent(1, 4, 3);
