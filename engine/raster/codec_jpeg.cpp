@@ -183,6 +183,9 @@ public:
                 RequireComplete();
             receiver.ReceiveRow(y, row);
         }
+        // The arithmetic decoder takes what is missing for zeros and does not say so.
+        if (decoder.arith_code && m_state.hasHitEnd)
+            ThrowCutShort();
     }
 
 private:

@@ -172,6 +172,21 @@ TEST(CodecJpeg, RefusesEveryTruncationButOfTheEndMark) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
+// Its decoder takes what is missing for zeros, without a word.
+TEST(CodecJpeg, RefusesTruncationsOfArithmeticCoding) {
+    auto const samples = MakeGradient(40, 40, 3);
+    for (bool const isProgressive : {false, true}) {
+        auto const file = WriteJpeg(40, 40, 3, JCS_RGB, samples, [&](auto& encoder) {
+            encoder.arith_code = TRUE;
+            if (isProgressive)
+                jpeg_simple_progression(&encoder);
+        });
+        EXPECT_EQ(DecodeImage(file).info.width, 40u);
+        for (std::size_t size = 1; size < file.size() - 2; ++size)
+            EXPECT_NE(GetFailure(Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size))), "") << size;
+    }
+}
+
 TEST(CodecJpeg, SurvivesEveryFlippedBit) {
     auto const samples = MakeGradient(24, 24, 3);
     testing::internal::CaptureStderr();
