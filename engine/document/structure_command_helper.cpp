@@ -60,7 +60,7 @@ void StructureCommandHelper::Insert(Node& parent, NodeChildListType list, Kernel
     DetachIfAsked(parent, detachLinks);
     child->RemoveFromParent();
     parent.InsertChild(list, child, before);
-    if (!isMove && std::find(m_newNodes.begin(), m_newNodes.end(), child) == m_newNodes.end())
+    if (!isMove && m_knownNewNodes.insert(child.get()).second)
         m_newNodes.push_back(child);
     ForgetIfBack(*child);
 }

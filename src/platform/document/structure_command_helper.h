@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 // Base of commands that edit the tree: makes the edits and records each node's place before it, so that they can be
@@ -65,7 +66,9 @@ private:
     void DetachIfAsked(Node& container, bool detachLinks);
 
     std::unordered_map<Node const*, Record> m_records;
+    // In the order of their insertion; the set tells which of them are there, since pieces come by the hundred thousand.
     std::vector<Kernel::Counted<Node>> m_newNodes;
+    std::unordered_set<Node const*> m_knownNewNodes;
     std::vector<DetachedLink> m_detachedLinks;
     bool m_recorded = false;
 };
