@@ -46,10 +46,8 @@ void FlattenedNet::CheckCrossings(Monitor& monitor) {
         }
     });
     for (std::size_t i = 0; i != isClear.size(); ++i) {
-        if (isClear[i] != 0)
-            continue;
-        MarkIfCoarse(crossings[m_metCrossings + i].a);
-        MarkIfCoarse(crossings[m_metCrossings + i].b);
+        if (isClear[i] == 0)
+            RefineCrossing(crossings[m_metCrossings + i]);
     }
     m_metCrossings = crossings.size();
     CollectStops(monitor);
@@ -59,6 +57,17 @@ void FlattenedNet::CheckCrossings(Monitor& monitor) {
             CheckOrder(part, std::span(m_stops).subspan(first, count), monitor);
         monitor.Tick();
     }
+}
+
+void FlattenedNet::RefineCrossing(Crossing const& crossing) {
+    bool const splitA = IsCoarse(crossing.a) && !m_marked[crossing.a];
+    bool const splitB = IsCoarse(crossing.b) && !m_marked[crossing.b];
+    if (!(splitA || splitB) || !Spend(crossing.a, crossing.b))
+        return;
+    if (splitA)
+        MarkForSplit(crossing.a);
+    if (splitB)
+        MarkForSplit(crossing.b);
 }
 
 // Solves curve(t) == other(u) by Newton's method within the stretches of the two chords, where there is one solution.
@@ -162,10 +171,8 @@ void FlattenedNet::CheckOrder(std::uint32_t part, std::span<Stop> stops, Monitor
         // Those next to each other may become one node, or an edge of several curves, and must not move much then.
         if (stop.t < next.t && !IsNear(stop.at, next.at))
             continue;
-        for (std::uint32_t const crossing : {stop.crossing, next.crossing}) {
-            MarkIfCoarse(crossings[crossing].a);
-            MarkIfCoarse(crossings[crossing].b);
-        }
+        RefineCrossing(crossings[stop.crossing]);
+        RefineCrossing(crossings[next.crossing]);
     }
 }
 

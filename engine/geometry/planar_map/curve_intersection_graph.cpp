@@ -116,11 +116,13 @@ CurveIntersectionGraph::Implementation::AddMap(std::vector<std::uint32_t> const&
     if (net.contours.empty())
         return Result::Success;
     Noding noding;
+    std::size_t unresolvedPairs = 0;
     {
         monitor.SetStep(0.15f, 0.45f);
         FlattenedNet const flattened(net, monitor);
         if (flattened.IsTooComplex())
             return Result::TooComplex;
+        unresolvedPairs = flattened.GetSpentPairs();
         monitor.SetStep(0.45f, 0.6f);
         noding = Node(flattened, monitor);
     }
@@ -132,8 +134,8 @@ CurveIntersectionGraph::Implementation::AddMap(std::vector<std::uint32_t> const&
         return Result::Inconsistent;
     monitor.SetStep(0.9f, 1);
     NodePositions positions = PlaceNodes(faces, net, refineCrossings, monitor);
-    maps.push_back(
-        std::make_unique<Map>(Map{std::move(net), std::move(faces), std::move(coverage), std::move(positions), {}}));
+    maps.push_back(std::make_unique<Map>(
+        Map{std::move(net), std::move(faces), std::move(coverage), std::move(positions), unresolvedPairs, {}}));
     return Result::Success;
 }
 
@@ -338,6 +340,13 @@ Kernel::Counted<PolyCurveDbl> CurveIntersectionGraph::GetExternalTails(bool join
         }
     }
     return tails;
+}
+
+std::size_t CurveIntersectionGraph::GetUnresolvedPairCount() const {
+    std::size_t count = 0;
+    for (auto const& map : m_implementation->maps)
+        count += map->unresolvedPairs;
+    return count;
 }
 
 std::size_t CurveIntersectionGraph::GetTopNodeCount() const {

@@ -10,9 +10,6 @@ namespace Geometry::Planar {
 
 namespace {
 
-// An odd number of steps and uneven halves: curves of drawings like to meet at simple fractions of their length, and a
-// node of the flattening in such a place would have to be told from the crossing.
-constexpr double c_half = 0.4721;
 constexpr double c_straightness = 1.0 / 400;
 // A slope that promises nothing.
 constexpr float c_anySlope = 1e30f;
@@ -118,20 +115,25 @@ void PartList::AddFlattened(Segment const& curve, std::uint32_t owner, double t0
     Add(curve, owner, lastT, t1, last, to);
 }
 
-void PartList::Halve(Segment const& curve, std::uint32_t part) {
+void PartList::Halve(Segment const& curve, std::uint32_t part, std::optional<double> t, std::optional<GridPoint> at) {
     CurvePart whole = parts[part];
     GridSegment const chord = segments[part];
     segments[part].dead = true;
-    double const t = whole.t0 + (whole.t1 - whole.t0) * c_half;
-    GridPoint const p = Rounded(Evaluate(curve, t));
-    if (p == chord.a || p == chord.b || !(whole.t0 < t && t < whole.t1)) {
-        whole.error = 0;
-        parts.push_back(whole);
-        segments.push_back(chord);
+    auto const cut = [&](double where, GridPoint p) {
+        if (p == chord.a || p == chord.b || !(whole.t0 < where && where < whole.t1))
+            return false;
+        Add(curve, whole.owner, whole.t0, where, chord.a, p);
+        Add(curve, whole.owner, where, whole.t1, p, chord.b);
+        return true;
+    };
+    if (t && cut(*t, at.value_or(Rounded(Evaluate(curve, *t)))))
         return;
-    }
-    Add(curve, whole.owner, whole.t0, t, chord.a, p);
-    Add(curve, whole.owner, t, whole.t1, p, chord.b);
+    double const usual = whole.t0 + (whole.t1 - whole.t0) * c_firstHalf;
+    if (cut(usual, Rounded(Evaluate(curve, usual))))
+        return;
+    whole.error = 0;
+    parts.push_back(whole);
+    segments.push_back(chord);
 }
 
 Relation Relate(GridSegment const& s, CurvePart const& sPart, GridSegment const& q, CurvePart const& qPart) {

@@ -5,6 +5,7 @@
 #include "platform/geometry/curve.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace Geometry::Planar {
@@ -22,6 +23,9 @@ struct CurvePart {
 
 // A part of a smooth curve this far from its chord is as good as straight.
 inline constexpr float c_finestError = 8;
+// Where parts are halved. Uneven halves: curves of drawings like to meet at simple fractions of their length, and a
+// node of the flattening in such a place would have to be told from the crossing.
+inline constexpr double c_firstHalf = 0.4721;
 
 // Chords and what is known about the curves along them, side by side.
 struct PartList {
@@ -33,8 +37,10 @@ struct PartList {
     void Add(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);
     // Adds a stretch as a few parts, enough to tell where it runs.
     void AddFlattened(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);
-    // Replaces a part by two or, where the grid has no room for a point between, by one that counts as straight.
-    void Halve(Segment const& curve, std::uint32_t part);
+    // Replaces a part by two or, where the grid has no room for a point between, by one that counts as straight. `t` is
+    // where to cut if there is room, the usual place if not, and `at` the grid point that stands for it.
+    void Halve(Segment const& curve, std::uint32_t part, std::optional<double> t = {},
+               std::optional<GridPoint> at = {});
 };
 
 // How two parts lie to each other.

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/flattened_net.h"
 
+#include <algorithm>
+#include <bit>
+
 namespace Geometry::Planar {
 
 namespace {
@@ -8,9 +11,6 @@ namespace {
 constexpr int c_mostRounds = 80;
 constexpr std::size_t c_mostParts = std::size_t{1} << 25;
 constexpr std::size_t c_mostCrossings = std::size_t{1} << 24;
-
-// Chords that refinement may add to what it started with.
-std::size_t PartBudget(std::size_t coarse) { return std::min(c_mostParts, 24 * coarse + 200000); }
 
 PartList FlattenCoarsely(CurveNet const& net, Monitor& monitor) {
     PartList list;
@@ -26,19 +26,18 @@ PartList FlattenCoarsely(CurveNet const& net, Monitor& monitor) {
 
 } // namespace
 
-FlattenedNet::FlattenedNet(CurveNet const& net, Monitor& monitor)
-    : FlattenedNet(FlattenCoarsely(net, monitor), &net, monitor) {}
+FlattenedNet::FlattenedNet(CurveNet const& net, Monitor& monitor, std::uint32_t mostCutsOfPair)
+    : FlattenedNet(FlattenCoarsely(net, monitor), &net, mostCutsOfPair, monitor) {}
 
-FlattenedNet::FlattenedNet(PartList lines, Monitor& monitor) : FlattenedNet(std::move(lines), nullptr, monitor) {}
+FlattenedNet::FlattenedNet(PartList lines, Monitor& monitor)
+    : FlattenedNet(std::move(lines), nullptr, c_mostCutsOfPair, monitor) {}
 
-FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monitor)
-    : list(std::move(coarse)), grid(list.segments, monitor), m_net(net) {
-    std::size_t const budget = PartBudget(list.parts.size());
+FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t mostCutsOfPair, Monitor& monitor)
+    : list(std::move(coarse)), grid(list.segments, monitor), m_net(net), m_mostCutsOfPair(mostCutsOfPair) {
     for (int round = 0; round != c_mostRounds; ++round) {
         m_marked.assign(list.parts.size(), false);
         m_toSplit.clear();
-        m_budgetSpent = list.parts.size() > budget || round + 1 >= c_mostRounds / 2;
-        m_reserveSpent = list.parts.size() > 2 * budget || round + 1 == c_mostRounds;
+        m_lastRound = round + 1 == c_mostRounds;
         grid.VisitChanged([&](std::uint32_t cell, GridBox const& box) { RelateLeaf(cell, box, monitor); });
         m_tooComplex = list.parts.size() > c_mostParts || crossings.size() > c_mostCrossings;
         if (m_toSplit.empty() && net != nullptr && !m_tooComplex)
@@ -74,16 +73,21 @@ void FlattenedNet::RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& b
     GridSegment const &s = list.segments[a], &q = list.segments[b];
     Relation relation = Relate(s, list.parts[a], q, list.parts[b]);
     if (relation == Relation::Unclear) {
-        bool const canA = CanSplit(a), canB = CanSplit(b);
-        float const errorA = list.parts[a].error, errorB = list.parts[b].error;
-        if (canA && (!canB || 4 * errorA >= errorB))
-            MarkForSplit(a);
-        if (canB && (!canA || 4 * errorB >= errorA))
-            MarkForSplit(b);
-        if (canA || canB)
+        using enum Alongside::Outcome;
+        std::uint64_t const pair = std::uint64_t{a} << 32 | b;
+        if (IsKnownApart(pair))
             return;
-        if (CrossProperly(s.a, s.b, q.a, q.b))
+        Alongside const alongside = RelateAlongside(GetCurveOf(a), s, list.parts[a], GetCurveOf(b), q, list.parts[b]);
+        if (alongside.outcome == Apart) {
+            SetKnownApart(pair);
+            relation = Relation::Apart;
+        } else if (alongside.outcome == Cross) {
             relation = Relation::Cross;
+        } else {
+            if (alongside.outcome == Cut ? Refine(a, b, alongside) : Refine(a, b))
+                return;
+            relation = CrossProperly(s.a, s.b, q.a, q.b) ? Relation::Cross : Relation::Apart;
+        }
     }
     if (relation != Relation::Cross)
         return;
@@ -93,17 +97,60 @@ void FlattenedNet::RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& b
         crossings.push_back({a, b, at, 0, 0});
 }
 
-void FlattenedNet::MarkForSplit(std::uint32_t part) {
+void FlattenedNet::SetKnownApart(std::uint64_t pair) {
+    if (m_knownApart.empty())
+        m_knownApart.assign(std::clamp(std::bit_ceil(8 * list.parts.size()), std::size_t{256}, std::size_t{65536}), 0);
+    m_knownApart[PlaceOf(pair)] = pair;
+}
+
+bool FlattenedNet::Refine(std::uint32_t a, std::uint32_t b) {
+    bool const canA = IsCoarse(a), canB = IsCoarse(b);
+    if (!(canA || canB) || !Spend(a, b))
+        return false;
+    float const errorA = list.parts[a].error, errorB = list.parts[b].error;
+    if (canA && (!canB || 4 * errorA >= errorB))
+        MarkForSplit(a);
+    if (canB && (!canA || 4 * errorB >= errorA))
+        MarkForSplit(b);
+    return true;
+}
+
+bool FlattenedNet::Refine(std::uint32_t a, std::uint32_t b, Alongside const& cuts) {
+    if (!(cuts.cutFirst || cuts.cutSecond) || !Spend(a, b))
+        return false;
+    if (cuts.cutFirst)
+        MarkForSplit(a, cuts.cutFirst, cuts.meeting);
+    if (cuts.cutSecond)
+        MarkForSplit(b, cuts.cutSecond, cuts.meeting);
+    return true;
+}
+
+bool FlattenedNet::Spend(std::uint32_t a, std::uint32_t b) {
+    auto const [low, high] = std::minmax(list.parts[a].owner, list.parts[b].owner);
+    std::uint32_t& cuts = m_cuts[std::uint64_t{low} << 32 | high];
+    if (cuts > m_mostCutsOfPair)
+        return false;
+    if (cuts == m_mostCutsOfPair || m_lastRound) {
+        cuts = m_mostCutsOfPair + 1;
+        ++m_spentPairs;
+        return false;
+    }
+    ++cuts;
+    return true;
+}
+
+void FlattenedNet::MarkForSplit(std::uint32_t part, std::optional<double> t, std::optional<GridPoint> at) {
     m_marked[part] = true;
-    m_toSplit.push_back(part);
+    m_toSplit.push_back({part, t, at});
 }
 
 void FlattenedNet::SplitMarked(Monitor& monitor) {
     m_firstNew = static_cast<std::uint32_t>(list.parts.size());
-    Sort(m_toSplit, std::less<>(), monitor);
-    for (std::uint32_t const part : m_toSplit) {
+    Sort(
+        m_toSplit, [](Cut const& a, Cut const& b) { return a.part < b.part; }, monitor);
+    for (Cut const& cut : m_toSplit) {
         auto const before = static_cast<std::uint32_t>(list.parts.size());
-        list.Halve(m_net->GetGridCurve(m_net->pieces[list.parts[part].owner].curve), part);
+        list.Halve(GetCurveOf(cut.part), cut.part, cut.t, cut.at);
         for (std::uint32_t i = before; i != list.parts.size(); ++i)
             grid.Insert(i);
     }

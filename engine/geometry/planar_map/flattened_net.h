@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/geometry/planar_map/alongside.h"
 #include "engine/geometry/planar_map/curve_net.h"
 #include "engine/geometry/planar_map/curve_part.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 namespace Geometry::Planar {
@@ -14,13 +17,17 @@ namespace Geometry::Planar {
 //
 // Chords start coarse. Each carries the curve's distance from it, and a pair of chords that is too near, beside that
 // distance, to tell whether the curves meet is halved and looked at again, down to curves that are within a few grid
-// units of each other. So only tangent and nearly coinciding curves cost many chords. Then the true crossings are
-// computed, and chords on which they follow each other in another order than those of the chords are halved, too. Where
-// all this costs too many chords the rest stays as coarse as it is: the map is then still a map, of curves that far
-// from the true ones.
+// units of each other. Curves side by side are cut in the same places, so that their chords lie as they do however long
+// they are. So only tangent curves cost many chords. Then the true crossings are computed, and chords on which they
+// follow each other in another order than those of the chords are halved, too. Where this costs too many chords for two
+// curves, these two stay as coarse as they are: the map is then still a map, of curves that far from the true ones.
 class FlattenedNet {
 public:
-    FlattenedNet(CurveNet const& net, Monitor& monitor);
+    // Cuts that two curves may cost. Two that touch take some dozens, and some hundreds where they do it in many
+    // places.
+    static constexpr std::uint32_t c_mostCutsOfPair = 1 << 14;
+
+    FlattenedNet(CurveNet const& net, Monitor& monitor, std::uint32_t mostCutsOfPair = c_mostCutsOfPair);
     // Straight chords that stand for nothing but themselves.
     FlattenedNet(PartList lines, Monitor& monitor);
 
@@ -55,17 +62,21 @@ public:
 
     // More crossings, or chords, than memory should be spent on; the crossings are not complete then.
     bool IsTooComplex() const { return m_tooComplex; }
+    // Pairs of curves that were not looked at as closely as it takes, since that would have cost too many cuts.
+    std::size_t GetSpentPairs() const { return m_spentPairs; }
 
 private:
-    FlattenedNet(PartList coarse, CurveNet const* net, Monitor& monitor);
+    FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t mostCutsOfPair, Monitor& monitor);
     void RelateLeaf(std::uint32_t cell, GridBox const& box, Monitor& monitor);
     void RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& box);
     void SplitMarked(Monitor& monitor);
-    void MarkForSplit(std::uint32_t part);
-    void MarkIfCoarse(std::uint32_t part) {
-        if (!m_reserveSpent && list.parts[part].error > c_finestError && !m_marked[part])
-            MarkForSplit(part);
-    }
+    // Cuts chords of an unclear pair, at given places or in halves; false where they are as fine as they get.
+    bool Refine(std::uint32_t a, std::uint32_t b);
+    bool Refine(std::uint32_t a, std::uint32_t b, Alongside const& cuts);
+    void MarkForSplit(std::uint32_t part, std::optional<double> t = {}, std::optional<GridPoint> at = {});
+    // Takes one cut from what the curves of two parts have; false when there is none left.
+    bool Spend(std::uint32_t a, std::uint32_t b);
+    void RefineCrossing(Crossing const& crossing);
     // In crossing_orders.cpp.
     void CheckCrossings(Monitor& monitor);
     // Finds where the curves of a crossing cross. False where their chords are too long to tell.
@@ -77,20 +88,39 @@ private:
     bool IsAlive(Crossing const& crossing) const {
         return !list.segments[crossing.a].dead && !list.segments[crossing.b].dead;
     }
-    bool CanSplit(std::uint32_t part) const { return !m_budgetSpent && list.parts[part].error > c_finestError; }
+    bool IsCoarse(std::uint32_t part) const { return list.parts[part].error > c_finestError; }
+    Segment GetCurveOf(std::uint32_t part) const {
+        return m_net->GetGridCurve(m_net->pieces[list.parts[part].owner].curve);
+    }
 
     // None where the chords stand for themselves.
     CurveNet const* m_net = nullptr;
+    std::uint32_t m_mostCutsOfPair;
     // Parts below are related to each other already.
     std::uint32_t m_firstNew = 0;
-    std::vector<std::uint32_t> m_toSplit;
+    struct Cut {
+        std::uint32_t part = 0;
+        std::optional<double> t;
+        std::optional<GridPoint> at;
+    };
+    std::vector<Cut> m_toSplit;
     std::vector<bool> m_marked;
     std::vector<std::uint32_t> m_leaf;
     std::size_t m_metCrossings = 0;
     std::vector<std::uint32_t> m_firstStop;
     std::vector<Stop> m_stops;
-    // Unclear pairs may use up the budget; crossings in the wrong order have a reserve of their own.
-    bool m_budgetSpent = false, m_reserveSpent = false;
+    // Two parts meet in several leaves of the grid. What it costs to tell curves side by side apart is spent once, as
+    // long as nothing else has taken the place in this table of limited size.
+    bool IsKnownApart(std::uint64_t pair) const { return !m_knownApart.empty() && m_knownApart[PlaceOf(pair)] == pair; }
+    void SetKnownApart(std::uint64_t pair);
+    std::size_t PlaceOf(std::uint64_t pair) const {
+        return (pair * 0x9E3779B97F4A7C15u >> 32) & (m_knownApart.size() - 1);
+    }
+    std::vector<std::uint64_t> m_knownApart;
+    // Cuts made for each two pieces that were unclear.
+    std::unordered_map<std::uint64_t, std::uint32_t> m_cuts;
+    std::size_t m_spentPairs = 0;
+    bool m_lastRound = false;
     bool m_tooComplex = false;
 };
 

@@ -17,6 +17,7 @@ public:
         Planar::FaceMap faces;
         Planar::Coverage coverage;
         Planar::NodePositions positions;
+        std::size_t unresolvedPairs = 0;
         // Per face.
         std::vector<bool> enabled;
     };

@@ -155,13 +155,25 @@ private:
         return strand + 1 == m_firstOfStrand.size() ? m_strands.size() : m_firstOfStrand[strand + 1];
     }
 
-    // For a node that stays where the chords have it: all curves are cut where they pass it. The crossing that made it
-    // may lie far along curves at a small angle.
+    // For a node that stays about where the chords have it: all curves are cut where they pass it. The crossing that
+    // made it may lie far along curves at a small angle. Chords of curves side by side may lie far from these, so the
+    // node goes to the first curve that is none of lines; the others come by as near as they are to each other.
     void CutAtNode(std::uint32_t node) {
         constexpr double c_nearEnough = 16;
+        bool const isVertex = m_vertices[node] != c_noIndex;
+        bool isOnCurve = isVertex;
         for (std::size_t i = 0; i != m_firstOfStrand.size(); ++i) {
             Strand const& first = m_strands[m_firstOfStrand[i]];
             double t = first.t;
+            if (!isOnCurve && !m_net.curves[first.curve].straight) {
+                Segment const curve = m_net.GetGridCurve(first.curve);
+                if (t > first.low && t < first.high)
+                    t = RefineNearest(curve, m_places.grid[node], t, first.low, first.high);
+                m_places.grid[node] = Evaluate(curve, t);
+                isOnCurve = true;
+                SetParameter(i, t);
+                continue;
+            }
             if (t > first.low && t < first.high && !m_net.curves[first.curve].straight) {
                 Segment const curve = m_net.GetGridCurve(first.curve);
                 PointDbl const p = Evaluate(curve, t);

@@ -24,6 +24,44 @@ void Extend(RectDbl& box, PointDbl p) {
     box.bottom = std::max(box.bottom, p.y);
 }
 
+// The farthest that the transform moves a point whose coordinates both move by 1.
+double GetStretch(Transform const& transform) {
+    PointDbl const o = transform.Apply({0, 0}), x = transform.Apply({1, 0}), y = transform.Apply({0, 1});
+    PointDbl const u{x.x - o.x, x.y - o.y}, v{y.x - o.x, y.y - o.y};
+    return std::max(std::hypot(u.x + v.x, u.y + v.y), std::hypot(u.x - v.x, u.y - v.y));
+}
+
+// The number of decimals in which all coordinates so far are written.
+class DecimalCounter {
+public:
+    void Add(PointDbl p) {
+        Add(p.x);
+        Add(p.y);
+    }
+    // Half a unit of the last place; 0 where there are too many, or too few coordinates to tell.
+    double GetUncertainty() const {
+        constexpr std::size_t c_leastCoordinates = 8;
+        return m_decimals > c_mostDecimals || m_count < c_leastCoordinates ? 0 : 0.5 / c_powers[m_decimals];
+    }
+
+private:
+    static constexpr std::size_t c_mostDecimals = 9;
+    static constexpr double c_powers[c_mostDecimals + 1] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+
+    void Add(double value) {
+        ++m_count;
+        while (m_decimals <= c_mostDecimals) {
+            double const scaled = value * c_powers[m_decimals], off = std::fabs(scaled - std::nearbyint(scaled));
+            // Further out doubles are so coarse that all of them look like it.
+            if (off <= std::fabs(scaled) * 0x1p-51 && std::fabs(scaled) < 0x1p44)
+                break;
+            ++m_decimals;
+        }
+    }
+
+    std::size_t m_decimals = 0, m_count = 0;
+};
+
 class Reader {
 public:
     Reader(SourceCurves& source, Monitor& monitor) : m_source(source), m_monitor(monitor) {}
@@ -35,8 +73,11 @@ public:
         contour.closed = curve.IsClosed();
         constexpr double c_infinity = std::numeric_limits<double>::infinity();
         contour.box = {c_infinity, c_infinity, -c_infinity, -c_infinity};
+        DecimalCounter decimals;
         for (Segment const& local : curve.GetSegments()) {
             m_monitor.Tick();
+            for (PointDbl const p : {local.start, local.control1, local.control2, local.end})
+                decimals.Add(p);
             Segment const segment = local.Transformed(transform);
             for (PointDbl const p : {segment.start, segment.control1, segment.control2, segment.end}) {
                 if (!IsRepresentable(p)) {
@@ -55,6 +96,7 @@ public:
             m_source.segments.push_back(Segment::Line(end, start));
             contour.impliedClosing = true;
         }
+        contour.uncertainty = decimals.GetUncertainty() * GetStretch(transform) * 1.01;
         contour.segmentCount = static_cast<std::uint32_t>(m_source.segments.size()) - contour.firstSegment;
         m_source.contours.push_back(contour);
     }
@@ -136,6 +178,7 @@ SourceCurves ReadInputs(std::vector<CurveIntersectionGraph::Input> const& inputs
             }
         }
     }
+    RestoreRoundedCopies(source, monitor);
     return source;
 }
 

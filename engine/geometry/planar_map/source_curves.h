@@ -25,6 +25,9 @@ struct SourceContour {
     bool impliedClosing = false;
     // Of all points, controls included.
     RectDbl box;
+    // How far points may lie from those that were meant: half a unit of the last decimal place in which all coordinates
+    // are written. 0 where they have all digits of a double.
+    double uncertainty = 0;
 };
 
 // The inputs' segments in their common space.
@@ -37,6 +40,12 @@ struct SourceCurves {
 
 SourceCurves ReadInputs(std::vector<CurveIntersectionGraph::Input> const& inputs,
                         CurveIntersectionGraph::BoolOpMethod method, bool closeOpenCurves, Monitor& monitor);
+
+// Gives contours that are copies of others, written with fewer decimals, the segments that they are copies of: those
+// whose controls all lie where rounding may have moved them from. Copies that another program has rounded are then the
+// same curves again, and neither slivers nor crossings come from the rounding. Contours whose uncertainty is not small
+// beside the drawing stay as they are.
+void RestoreRoundedCopies(SourceCurves& source, Monitor& monitor);
 
 // Groups of contours that cannot meet or lie in each other, told by gaps between their boxes; in a fixed order.
 std::vector<std::vector<std::uint32_t>> SeparateContours(SourceCurves const& source, Monitor& monitor);

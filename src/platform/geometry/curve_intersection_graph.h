@@ -130,6 +130,11 @@ public:
     // Number of connected parts of the graph that lie in no face of another part.
     std::size_t GetTopNodeCount() const;
 
+    // Pairs of curves that come so near to each other so often that it would take too long to find all their crossings,
+    // and that were followed less closely. The map is whole, but near such a pair pieces may be a little off, and
+    // slivers among them. 0 for other than contrived drawings.
+    std::size_t GetUnresolvedPairCount() const;
+
     ~CurveIntersectionGraph() override;
 
     class Implementation;

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/geometry/planar_map/source_curves.h"
+
+#include <cmath>
+#include <unordered_map>
+
+namespace Geometry::Planar {
+
+namespace {
+
+// Numbers with fewer decimals, beside the extent, are meant as they stand.
+constexpr double c_mostUncertainty = 0x1p-22;
+// Segments that begin in one place; beyond so many the rest is not looked at.
+constexpr std::size_t c_mostAtOnePlace = 64;
+
+struct Candidate {
+    std::uint32_t contour = 0, segment = 0;
+    bool reversed = false;
+};
+
+double Distance(PointDbl a, PointDbl b) { return std::hypot(a.x - b.x, a.y - b.y); }
+
+Segment Turned(Segment const& s, bool reversed) {
+    return reversed ? Segment{s.kind, s.end, s.control2, s.control1, s.start} : s;
+}
+
+// How far the controls of one segment are from those of another.
+double MaxDistance(Segment const& a, Segment const& b) {
+    return std::max(std::max(Distance(a.start, b.start), Distance(a.control1, b.control1)),
+                    std::max(Distance(a.control2, b.control2), Distance(a.end, b.end)));
+}
+
+class CopyRestorer {
+public:
+    CopyRestorer(SourceCurves& source, double tolerance, Monitor& monitor)
+        : m_source(source), m_cell(4 * tolerance), m_monitor(monitor) {}
+
+    void Run(double most) {
+        bool any = false;
+        for (SourceContour const& contour : m_source.contours)
+            any = any || (contour.uncertainty > 0 && contour.uncertainty <= most);
+        if (!any)
+            return;
+        for (std::uint32_t c = 0; c != m_source.contours.size(); ++c)
+            List(c);
+        // Only after all are found, so that what is found does not depend on the order of the contours.
+        std::vector<std::pair<std::uint32_t, std::vector<Segment>>> restored;
+        for (std::uint32_t c = 0; c != m_source.contours.size(); ++c) {
+            double const uncertainty = m_source.contours[c].uncertainty;
+            if (uncertainty > 0 && uncertainty <= most)
+                Restore(c, restored);
+        }
+        for (auto const& [contour, segments] : restored)
+            std::copy(segments.begin(), segments.end(),
+                      m_source.segments.begin() + m_source.contours[contour].firstSegment);
+    }
+
+private:
+    static std::uint64_t Key(std::int64_t x, std::int64_t y) {
+        return static_cast<std::uint64_t>(x) * 0x9E3779B97F4A7C15u ^ static_cast<std::uint64_t>(y);
+    }
+    std::int64_t CellOf(double coordinate) const {
+        return static_cast<std::int64_t>(std::floor(std::clamp(coordinate / m_cell, -0x1p60, 0x1p60)));
+    }
+
+    void List(std::uint32_t number) {
+        SourceContour const& contour = m_source.contours[number];
+        for (std::uint32_t i = 0; i != contour.segmentCount; ++i) {
+            Segment const& s = m_source.segments[contour.firstSegment + i];
+            for (bool const reversed : {false, true}) {
+                PointDbl const p = reversed ? s.end : s.start;
+                auto& here = m_byStart[Key(CellOf(p.x), CellOf(p.y))];
+                if (here.size() < c_mostAtOnePlace)
+                    here.push_back({number, contour.firstSegment + i, reversed});
+            }
+            m_monitor.Tick();
+        }
+    }
+
+    // The segment that `s` of an uncertain contour stands for; none where no contour that is more certain has one.
+    std::optional<Segment> Find(Segment const& s, double uncertainty) const {
+        std::optional<Segment> best;
+        double nearest = std::numeric_limits<double>::infinity();
+        std::int64_t const x = CellOf(s.start.x), y = CellOf(s.start.y);
+        for (std::int64_t dx = -1; dx <= 1; ++dx) {
+            for (std::int64_t dy = -1; dy <= 1; ++dy) {
+                auto const found = m_byStart.find(Key(x + dx, y + dy));
+                if (found == m_byStart.end())
+                    continue;
+                for (Candidate const& candidate : found->second) {
+                    double const other = m_source.contours[candidate.contour].uncertainty;
+                    if (!(other < uncertainty))
+                        continue;
+                    Segment const segment = Turned(m_source.segments[candidate.segment], candidate.reversed);
+                    double const distance = MaxDistance(s, segment);
+                    if (segment.kind == s.kind && distance <= uncertainty + other && distance < nearest) {
+                        nearest = distance;
+                        best = segment;
+                    }
+                }
+            }
+        }
+        return best;
+    }
+
+    void Restore(std::uint32_t number, std::vector<std::pair<std::uint32_t, std::vector<Segment>>>& restored) const {
+        SourceContour const& contour = m_source.contours[number];
+        std::vector<Segment> segments(m_source.segments.begin() + contour.firstSegment,
+                                      m_source.segments.begin() + contour.firstSegment + contour.segmentCount);
+        std::vector<bool> isFound(segments.size(), false);
+        for (std::size_t i = 0; i != segments.size(); ++i) {
+            m_monitor.Tick();
+            if (auto const found = Find(segments[i], contour.uncertainty)) {
+                segments[i] = *found;
+                isFound[i] = true;
+            }
+        }
+        if (std::find(isFound.begin(), isFound.end(), true) == isFound.end())
+            return;
+        // Segments that were not found go along at their ends.
+        for (std::size_t i = 0; i != segments.size(); ++i) {
+            std::size_t const next = (i + 1) % segments.size();
+            if (next == 0 && !contour.closed && !contour.impliedClosing)
+                break;
+            (isFound[next] ? segments[i].end : segments[next].start) =
+                isFound[next] ? segments[next].start : segments[i].end;
+        }
+        for (Segment& s : segments) {
+            if (s.kind == SegmentKind::Line)
+                s = Segment::Line(s.start, s.end);
+        }
+        restored.emplace_back(number, std::move(segments));
+    }
+
+    SourceCurves& m_source;
+    double m_cell;
+    Monitor& m_monitor;
+    std::unordered_map<std::uint64_t, std::vector<Candidate>> m_byStart;
+};
+
+} // namespace
+
+void RestoreRoundedCopies(SourceCurves& source, Monitor& monitor) {
+    if (source.contours.empty())
+        return;
+    RectDbl all = source.contours.front().box;
+    for (SourceContour const& contour : source.contours)
+        all = {std::min(all.left, contour.box.left), std::min(all.top, contour.box.top),
+               std::max(all.right, contour.box.right), std::max(all.bottom, contour.box.bottom)};
+    double const most = std::max(all.GetWidth(), all.GetHeight()) * c_mostUncertainty;
+    CopyRestorer(source, most, monitor).Run(most);
+}
+
+} // namespace Geometry::Planar
