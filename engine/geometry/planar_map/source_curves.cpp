@@ -96,7 +96,10 @@ public:
             m_source.segments.push_back(Segment::Line(end, start));
             contour.impliedClosing = true;
         }
-        contour.uncertainty = decimals.GetUncertainty() * GetStretch(transform) * 1.01;
+        // Of a contour that is hardly larger than its rounding nothing can be told.
+        double const uncertainty = decimals.GetUncertainty() * GetStretch(transform) * 1.01;
+        if (1024 * uncertainty < std::max(contour.box.GetWidth(), contour.box.GetHeight()))
+            contour.uncertainty = uncertainty;
         contour.segmentCount = static_cast<std::uint32_t>(m_source.segments.size()) - contour.firstSegment;
         m_source.contours.push_back(contour);
     }

@@ -114,8 +114,9 @@ TEST(NearlyCoincident, ShapesMovedByNextToNothingGiveTheirLunes) {
         std::vector<Graph::Input> const inputs = {Circle(0, 0, 100), Circle(gap, 0, 100)};
         auto const division = Divide(inputs);
         EXPECT_LE(division.TotalPieces(), 3u) << relative;
-        if (relative >= 5e-10)
+        if (relative >= 5e-10) {
             EXPECT_EQ(division.TotalPieces(), 3u) << relative;
+        }
         double const bound = 1e-10 * LengthOf(inputs) * 200;
         EXPECT_NEAR(division.AreaOf(1), AreaOf(inputs[1]), bound) << relative;
         EXPECT_NEAR(division.AreaOf(0), 200 * gap, bound) << relative;
@@ -134,8 +135,9 @@ TEST(NearlyCoincident, ShapesTurnedByNextToNothingCrossFourTimes) {
         std::vector<Graph::Input> const inputs = {ellipse, turned};
         auto const division = Divide(inputs);
         EXPECT_LE(division.TotalPieces(), 5u) << angle;
-        if (angle >= 1e-8)
+        if (angle >= 1e-8) {
             EXPECT_EQ(division.TotalPieces(), 5u) << angle;
+        }
         EXPECT_NEAR(division.AreaOf(1), AreaOf(turned), 1e-10 * LengthOf(inputs) * 200) << angle;
         auto const chords = CountChords(inputs);
         EXPECT_LE(chords.fine, 6 * chords.coarse) << angle;
