@@ -66,7 +66,8 @@ private:
     void DetachIfAsked(Node& container, bool detachLinks);
 
     std::unordered_map<Node const*, Record> m_records;
-    // In the order of their insertion; the set tells which of them are there, since pieces come by the hundred thousand.
+    // In the order of their insertion; the set tells which of them are there, since pieces come by the hundred
+    // thousand.
     std::vector<Kernel::Counted<Node>> m_newNodes;
     std::unordered_set<Node const*> m_knownNewNodes;
     std::vector<DetachedLink> m_detachedLinks;
