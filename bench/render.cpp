@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What does a picture cost beside clearing its memory, and beside a rasteriser that blends 8-bit pixels at once? Each
 // line gives the time for the work, for its floor or peer, and their ratio. One thread, processor time, the best of
-// some runs.
+// some runs; the last lines compare two threads with one in elapsed time. bench/drawings.cpp has whole drawings.
 #include "platform/geometry/path_data.h"
 #include "platform/geometry/shapes.h"
 #include "platform/kernel/dispatch.h"
@@ -20,6 +20,7 @@
 #include <agg_scanline_u.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -192,9 +193,9 @@ double MeasurePeer(std::vector<Item> const& items) {
     });
 }
 
-// One fill over the whole picture, beside copying as many bytes.
-void CompareFill(char const* what, FillDescriptorConst const& fill, double floor) {
-    double const ours = Measure(3, [&] {
+// One fill over the whole picture, in processor time of this thread.
+double MeasureFill(FillDescriptorConst const& fill) {
+    return Measure(3, [&] {
         RasterOptions options;
         options.width = options.height = c_side;
         RasterRenderTarget target(options);
@@ -203,7 +204,30 @@ void CompareFill(char const* what, FillDescriptorConst const& fill, double floor
         target.DrawCurves(MakeCounted<PolyCurveDbl>(RectDbl{0, 0, c_side, c_side}), paint, WindingOrderMode::NonZero);
         target.Render([](Raster::BufferBase const&, int) {});
     });
-    Tell(what, ours, "copying the pixels", floor);
+}
+
+// The same beside copying as many bytes.
+void CompareFill(char const* what, FillDescriptorConst const& fill, double floor) {
+    Tell(what, MeasureFill(fill), "copying the pixels", floor);
+}
+
+// Elapsed time with two threads beside one, by turns.
+void CompareThreads(char const* what, std::vector<Item> const& items) {
+    double best[2] = {1e9, 1e9};
+    for (int round = 0; round != 6; ++round) {
+        unsigned const threads = 1 + static_cast<unsigned>(round) % 2;
+        Kernel::Dispatch::SetThreadCount(threads);
+        auto const start = std::chrono::steady_clock::now();
+        RasterOptions options;
+        options.width = options.height = c_side;
+        RasterRenderTarget target(options);
+        Draw(items, target);
+        target.Render([](Raster::BufferBase const&, int) {});
+        std::chrono::duration<double, std::milli> const elapsed = std::chrono::steady_clock::now() - start;
+        best[threads - 1] = std::min(best[threads - 1], elapsed.count());
+    }
+    Kernel::Dispatch::SetThreadCount(1);
+    Tell(what, best[1], "one thread, elapsed", best[0]);
 }
 
 Kernel::Consolidated<Fill> Consolidate(Fill* fill) { return Kernel::Consolidated<Fill>(Counted<Fill const>(fill)); }
@@ -228,7 +252,8 @@ int main() {
     Tell("100000 small paths, 8 bits", MeasureOurs(small, Raster::FormatRGBA8), "AGG, 8 bits", MeasurePeer(small));
 
     std::vector<GradientStop> const stops{{0, 1, Colour::FromRGB(1, 0, 0)}, {1, 1, Colour::FromRGB(0, 0, 1)}};
-    CompareFill("one colour", FillDescriptorConst(Colour::FromRGB(0.2f, 0.4f, 0.6f)), copying);
+    Tell("one colour", MeasureFill(FillDescriptorConst(Colour::FromRGB(0.2f, 0.4f, 0.6f))), "clearing the pixels",
+         clearing);
     CompareFill("linear gradient",
                 FillDescriptorConst(Consolidate(new LinearGradientFill({0, 0}, {c_side, c_side}, stops))), copying);
     CompareFill("elliptical gradient with a focus",
@@ -245,5 +270,7 @@ int main() {
             FillDescriptorConst(Consolidate(new BitmapFill(bitmap, TileMode::Clamp, TileMode::Clamp, resampling)), true,
                                 Transform::Scale(2, 2).GetParams()),
             copying);
+    CompareThreads("1000 paths, two threads, elapsed", paths);
+    CompareThreads("100000 small paths, two threads, elapsed", small);
     return 0;
 }

@@ -97,10 +97,16 @@ Surface const& BitmapLevels::GetKept(int level) const {
 void BitmapLevels::Fetch(int level, std::vector<int> const& columns, std::vector<int> const& rows, Surface& out) const {
     auto const copy = [&](Surface const& from, std::size_t x0, std::size_t x1, std::size_t y0, std::size_t y1,
                           Kernel::PointT<int> origin) {
+        // Neighbours are at most one apart.
+        bool const isContiguous = !IsKept(level) && columns[x1 - 1] - columns[x0] == static_cast<int>(x1 - x0) - 1;
         for (int plane = 0; plane != out.GetPlaneCount(); ++plane) {
             for (std::size_t y = y0; y != y1; ++y) {
                 float const* const row = from.At(plane, 0, rows[y] - origin.y);
                 float* const target = out.At(plane, out.GetBounds().left, out.GetBounds().top + static_cast<int>(y));
+                if (isContiguous) {
+                    std::copy_n(row + (columns[x0] - origin.x), x1 - x0, target + x0);
+                    continue;
+                }
                 for (std::size_t x = x0; x != x1; ++x)
                     target[x] = row[columns[x] - origin.x];
             }

@@ -5,8 +5,23 @@
 
 #include <cstddef>
 #include <memory>
+#include <utility>
 
 namespace Renderer::Detail {
+
+// Memory for samples. Each thread keeps a few blocks that it has finished with, 16 MB at most: band after band needs
+// the same, and memory that has been given back to the system is dear to get again.
+struct SampleMemory {
+    struct Release {
+        std::size_t count = 0;
+        void operator()(float* samples) const noexcept;
+    };
+    using Pointer = std::unique_ptr<float[], Release>;
+
+    // Samples are whatever the memory held.
+    static Pointer Get(std::size_t count);
+    static Pointer GetZeros(std::size_t count);
+};
 
 // Planes of floats over a rectangle of the picture: colours multiplied by alpha, then alpha, then what a layer needs
 // beside them.
@@ -14,11 +29,11 @@ class Surface {
 public:
     // All samples are 0.
     Surface(Kernel::RectT<int> const& bounds, int planes)
-        : Surface(bounds, planes, std::make_unique<float[]>(GetSampleCount(bounds, planes))) {}
+        : Surface(bounds, planes, SampleMemory::GetZeros(GetSampleCount(bounds, planes))) {}
     // Samples are whatever the memory held.
     struct Uninitialised {};
     Surface(Kernel::RectT<int> const& bounds, int planes, Uninitialised)
-        : Surface(bounds, planes, std::make_unique_for_overwrite<float[]>(GetSampleCount(bounds, planes))) {}
+        : Surface(bounds, planes, SampleMemory::Get(GetSampleCount(bounds, planes))) {}
 
     Kernel::RectT<int> const& GetBounds() const { return m_bounds; }
     int GetPlaneCount() const { return m_planes; }
@@ -27,7 +42,7 @@ public:
     float const* At(int plane, int x, int y) const { return m_samples.get() + GetOffset(plane, x, y); }
 
 private:
-    Surface(Kernel::RectT<int> const& bounds, int planes, std::unique_ptr<float[]> samples)
+    Surface(Kernel::RectT<int> const& bounds, int planes, SampleMemory::Pointer samples)
         : m_bounds(bounds),
           m_planes(planes),
           m_width(static_cast<std::size_t>(bounds.GetWidth())),
@@ -46,7 +61,7 @@ private:
     int m_planes;
     std::size_t m_width;
     std::size_t m_planeSize;
-    std::unique_ptr<float[]> m_samples;
+    SampleMemory::Pointer m_samples;
 };
 
 } // namespace Renderer::Detail
