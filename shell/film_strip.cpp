@@ -121,15 +121,21 @@ void WriteFilmStrip(Session& session, DocumentController& document, std::string 
     SpreadPictureOptions options;
     options.scale = c_pictureSide / std::max(box.GetWidth(), box.GetHeight());
     session.Files().MakeFolder(folder);
-    ReturningWalk walk(document, session.GetDocumentPath());
-    for (std::size_t position = 0; position <= history.GetCount(); ++position) {
-        walk.GoTo(position);
+    std::vector<std::string> states(history.GetCount() + 1);
+    auto const show = [&](std::size_t position) {
+        WalkTo(document, position, session.GetDocumentPath());
         auto const picture = MakePictureName("state", position, history.GetCount());
         WritePicture(session.Files(), (std::filesystem::path(folder) / picture).string(), PictureKind::Png, spread, {},
                      options, session.GetDocumentPath());
-        html += FormatState(history, position, current, picture, WriteCloseUp(session, document, folder));
-    }
-    walk.Return();
+        states[position] = FormatState(history, position, current, picture, WriteCloseUp(session, document, folder));
+    };
+    // Forward first, so that no step is done again that was done already.
+    for (std::size_t position = current; position <= history.GetCount(); ++position)
+        show(position);
+    for (std::size_t position = current; position-- != 0;)
+        show(position);
+    for (auto const& state : states)
+        html += state;
     session.Files().Begin((std::filesystem::path(folder) / "index.html").string());
     session.Files().Write(html + "</ol>\n</html>\n");
     session.Files().End();

@@ -95,15 +95,10 @@ ExitStatus RunGoTo(Session& session, Arguments const& arguments) {
     return MoveTo(session, document, ParsePosition(document, "POSITION", arguments.Get("POSITION")));
 }
 
-ExitStatus RunHistory(Session& session, Arguments const& arguments) {
-    auto& document = session.Open(arguments);
-    auto const& history = *document.GetHistory();
-    session.Files().SetForced(arguments.Has("--force"));
-    if (auto const folder = arguments.Find("--html"))
-        WriteFilmStrip(session, document, *folder);
+static void Answer(Session& session, History const& history) {
     if (session.IsJson()) {
         AnswerJson(session.Json(), history);
-        return ExitStatus::Done;
+        return;
     }
     session.Print(FormatLine(0, history.GetPosition() == 0, "the beginning", {}));
     for (std::size_t i = 0; i != history.GetCount(); ++i) {
@@ -112,6 +107,14 @@ ExitStatus RunHistory(Session& session, Arguments const& arguments) {
                                  OneLine(history.GetDescription(i).ToString().view()),
                                  command ? command->GetObjectClassProperties()->GetName() : "unknown here"));
     }
+}
+
+// The answer is made first: the pictures are made by going to all states, and not back.
+ExitStatus RunHistory(Session& session, Arguments const& arguments) {
+    Answer(session, *session.Open(arguments).GetHistory());
+    session.Files().SetForced(arguments.Has("--force"));
+    if (auto const folder = arguments.Find("--html"))
+        WriteFilmStrip(session, session.OpenToLook(arguments), *folder);
     return ExitStatus::Done;
 }
 

@@ -1,12 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/history_walk.h"
 
+#include "platform/document/document_seal.h"
 #include "shell/failure.h"
 #include "shell/interrupt.h"
 #include "shell/progress.h"
 #include "shell/values.h"
 
 namespace Shell {
+
+namespace {
+
+void Redo(DocumentController& document) {
+    try {
+        document.Redo();
+    } catch (UntrustedStepException const& refused) {
+        throw Kernel::Exception(std::string(refused.what()) + "; --trusted does it all the same");
+    }
+}
+
+} // namespace
 
 void WalkTo(DocumentController& document, std::size_t position, std::string const& subject) {
     auto const& history = *document.GetHistory();
@@ -23,7 +36,7 @@ void WalkTo(DocumentController& document, std::size_t position, std::string cons
         bool const forward = at < position;
         auto const command = history.GetCommand(forward ? at : at - 1);
         Interrupt::Scope const interrupt(command ? command->GetProgressAbortPointer() : nullptr, subject);
-        Guarded(ExitStatus::Input, subject, [&] { forward ? document.Redo() : document.Undo(); });
+        Guarded(ExitStatus::Input, subject, [&] { forward ? Redo(document) : document.Undo(); });
         Interrupt::Check(subject);
         auto const left = static_cast<float>(forward ? position - at - 1 : at - 1 - position);
         progress.Update(1 - left / distance);
@@ -38,8 +51,5 @@ std::size_t ParsePosition(DocumentController const& document, std::string_view n
         throw Failure(ExitStatus::Usage, std::string(name), error.what());
     }
 }
-
-ReturningWalk::ReturningWalk(DocumentController& document, std::string subject)
-    : m_document(document), m_subject(std::move(subject)), m_start(document.GetHistory()->GetPosition()) {}
 
 } // namespace Shell

@@ -15,20 +15,4 @@ void WalkTo(DocumentController& document, std::size_t position, std::string cons
 // A state's number: 0 to the count of steps. Throws Failure; `name` is what the argument is called.
 std::size_t ParsePosition(DocumentController const& document, std::string_view name, std::string_view text);
 
-// Brings the document back to where it was, for verbs that only look at other states.
-class ReturningWalk {
-public:
-    ReturningWalk(DocumentController& document, std::string subject);
-    ReturningWalk(ReturningWalk const&) = delete;
-    ReturningWalk& operator=(ReturningWalk const&) = delete;
-    void GoTo(std::size_t position) { WalkTo(m_document, position, m_subject); }
-    // Throws Failure. Without it the document stays where it is: after a failure nobody looks at it.
-    void Return() { GoTo(m_start); }
-
-private:
-    DocumentController& m_document;
-    std::string m_subject;
-    std::size_t m_start;
-};
-
 } // namespace Shell

@@ -64,19 +64,18 @@ ExitStatus RunRender(Session& session, Arguments const& arguments) {
         throw Failure(ExitStatus::Usage, path, "needs the ending .png, which is what pictures are written as");
     auto const scale =
         ParseOption("--scale", [&] { return ParseNumber(arguments.Find("--scale").value_or("1"), c_scales); });
-    auto& document = session.Open(arguments);
+    auto const position = arguments.Find("--position");
+    auto& document = position ? session.OpenToLook(arguments) : session.Open(arguments);
     auto spread = document.GetCurrentSpread();
     if (auto const number = arguments.Find("--spread"))
         spread = ParseOption("--spread", [&] { return FindSpread(document, *number); });
     session.Files().SetForced(arguments.Has("--force"));
-    ReturningWalk walk(document, session.GetDocumentPath());
-    if (auto const position = arguments.Find("--position"))
-        walk.GoTo(ParsePosition(document, "--position", *position));
+    if (position)
+        WalkTo(document, ParsePosition(document, "--position", *position), session.GetDocumentPath());
     SpreadPictureOptions options;
     options.scale = scale;
     options.format = document.GetDocument()->GetFormat();
     WritePicture(session.Files(), path, PictureKind::Png, *spread, {}, options, session.GetDocumentPath());
-    walk.Return();
     AnswerFile(session, path);
     return ExitStatus::Done;
 }

@@ -4,6 +4,7 @@
 #include "shell/document_target.h"
 #include "shell/input_files.h"
 #include "shell/interrupt.h"
+#include "shell/user_seal.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -24,8 +25,9 @@ Session::~Session() = default;
 DocumentController& Session::Open(Arguments const& arguments) {
     if (!m_document) {
         m_path = arguments.GetDocument();
-        m_document = Guarded(ExitStatus::Input, m_path,
-                             [&] { return DocumentController::Open(m_path, arguments.Has("--trusted")); });
+        m_document = Guarded(ExitStatus::Input, m_path, [&] {
+            return DocumentController::Open(m_path, arguments.Has("--trusted"), MakeUserSeal());
+        });
         // Commands of different calls are steps of their own; a script may ask for merging.
         m_document->SetMergingEnabled(false);
         m_document->SetDirectDelivery(true);
@@ -35,7 +37,16 @@ DocumentController& Session::Open(Arguments const& arguments) {
     return *m_document;
 }
 
+DocumentController& Session::OpenToLook(Arguments const& arguments) {
+    auto& document = Open(arguments);
+    if (!m_isInScript)
+        return document;
+    m_lookedAt = Guarded(ExitStatus::Input, m_path, [&] { return document.MakeCopy(); });
+    return *m_lookedAt;
+}
+
 void Session::SetDocument(Kernel::Counted<DocumentController> document, std::string const& path) {
+    document->SetSeal(MakeUserSeal());
     m_document = std::move(document);
     m_path = path;
     m_isNew = true;

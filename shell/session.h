@@ -24,6 +24,9 @@ public:
 
     // The document of the call, opened when it is first asked for; in a script the one that all lines are about.
     DocumentController& Open(Arguments const& arguments);
+    // The same document, or a copy of it where other lines of a script go on with it: whoever asks takes it to other
+    // states and does not bring it back. Valid until the next time.
+    DocumentController& OpenToLook(Arguments const& arguments);
     // A document that the call has made.
     void SetDocument(Kernel::Counted<DocumentController> document, std::string const& path);
     std::string const& GetDocumentPath() const { return m_path; }
@@ -58,6 +61,7 @@ private:
     // The call has made the document.
     bool m_isNew = false;
     Kernel::Counted<DocumentController> m_document;
+    Kernel::Counted<DocumentController> m_lookedAt;
     std::string m_path;
     std::string m_target;
     OutputFiles m_files;

@@ -3,6 +3,7 @@
 #include "engine/document/stored_size.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/document_controller.h"
+#include "platform/document/document_seal.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/trace.h"
 
@@ -10,10 +11,10 @@
 
 namespace {
 
-Kernel::Exception StepFailure(History const& history, std::size_t index, char const* why) {
+template <class E = Kernel::Exception>
+E StepFailure(History const& history, std::size_t index, char const* why) {
     auto const text = history.GetDescription(index).ToString();
-    return Kernel::Exception("step " + std::to_string(index + 1) + " of the history, \"" + text.ToStdString() + "\", " +
-                             why);
+    return E("step " + std::to_string(index + 1) + " of the history, \"" + text.ToStdString() + "\", " + why);
 }
 
 } // namespace
@@ -138,7 +139,9 @@ void DocumentController::StepForward(Kernel::NotificationList& notifications) {
     AtSpread const atSpread(*this, step.spread);
     if (step.needsValidation) [[unlikely]] {
         if (!command.ValidateUntrusted())
-            throw StepFailure(history, index, "is refused: the document is not trusted, and the step does not hold");
+            throw StepFailure<UntrustedStepException>(history, index,
+                                                      "is refused: the document is not trusted, and the step does not "
+                                                      "hold");
         step.needsValidation = false;
     }
     command.ClearAbortFlag();

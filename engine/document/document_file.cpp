@@ -7,6 +7,7 @@
 #include "platform/kernel/field_value.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace {
@@ -117,16 +118,24 @@ void DocumentController::File::Gather(DocumentController const& controller) {
     set(root->channelMask, controller.m_channelMask);
 }
 
+Store::SealMaker DocumentController::File::MakeSealMaker() const {
+    if (!seal)
+        return {};
+    return [this](Store::ContentDigest const& digest) { return seal->Make(digest, root->history->CountUntrusted()); };
+}
+
 // False, and nothing was saved, when `losses` forbids what the target lacks. What was written before a failure is in no
 // file: the graph must not believe that it is.
 bool DocumentController::File::SaveGraph(Store::Container& target, Losses losses) {
     try {
+        if (seal)
+            target.KeepProofs();
         Store::SaveTransaction transaction(target);
         Kernel::Counted<Kernel::Serialisable const> const roots[] = {root};
         graph.Save(roots, target, &target, target.GetPath().string());
         bool const isAllowed = losses == Losses::Allowed || !target.HasLosses();
         if (isAllowed)
-            transaction.Commit();
+            transaction.Commit(MakeSealMaker());
         else
             graph.RequireFullSave();
         return isAllowed;
@@ -256,15 +265,91 @@ void DocumentController::CheckStoredValues() const {
         (more == 0 ? std::string() : "; and " + std::to_string(more) + " more"));
 }
 
+void DocumentController::SetSeal(std::shared_ptr<DocumentSeal> seal) {
+    RunExclusive([&] {
+        if (m_file == nullptr)
+            m_file = std::make_unique<File>();
+        m_file->seal = std::move(seal);
+    });
+}
+
 bool DocumentController::IsChangedSinceSave() const { return m_changedSinceSave; }
 
-Kernel::Counted<DocumentController> DocumentController::Open(std::string const& path, bool trusted) {
+namespace {
+
+// A document's large values where its file has them, and in memory where it has not.
+class CopyStore final : public Kernel::BlobSource, public Kernel::BlobSink {
+public:
+    explicit CopyStore(Kernel::Counted<Kernel::BlobSource const> file) : m_file(std::move(file)) {}
+    bool Has(Kernel::BlobKey key) const override { return m_values.contains(key) || (m_file && m_file->Has(key)); }
+    std::vector<std::byte> Get(Kernel::BlobKey key) const override {
+        if (auto const found = m_values.find(key); found != m_values.end())
+            return found->second;
+        if (!m_file)
+            throw Kernel::DamagedDataException("a bitmap tile is missing");
+        return m_file->Get(key);
+    }
+    Kernel::BlobKey Put(std::span<std::byte const> bytes) override {
+        auto const key = Kernel::ComputeBlobKey(bytes);
+        if (!Has(key))
+            m_values.emplace(key, std::vector<std::byte>(bytes.begin(), bytes.end()));
+        return key;
+    }
+    void Keep(Kernel::BlobKey const&) override {}
+
+private:
+    Kernel::Counted<Kernel::BlobSource const> m_file;
+    std::unordered_map<Kernel::BlobKey, std::vector<std::byte>> m_values;
+};
+
+// How many steps of the document are not to be trusted by its seal: all of them when it is not right.
+std::uint64_t CountUntrustedSteps(Store::Container& container, DocumentSeal& seal) {
+    auto const stored = container.ReadSeal();
+    auto const count = stored ? seal.Check(stored->digest, stored->seal) : std::nullopt;
+    if (!count)
+        return UINT64_MAX;
+    container.RequireProofs();
+    return *count;
+}
+
+} // namespace
+
+Kernel::Counted<DocumentController> DocumentController::Open(std::string const& path, bool trusted,
+                                                             std::shared_ptr<DocumentSeal> seal) {
     auto file = std::make_unique<File>();
-    DocumentRoot::GetTypeClassProperties();
     file->container = OpenContainer(path, file->isReadOnly);
-    Store::ReadSnapshot const snapshot(*file->container);
-    Kernel::FileStore files(file->container, path);
-    auto const roots = file->graph.Load(*file->container, files, [](auto const& loaded) {
+    file->seal = std::move(seal);
+    auto const container = file->container;
+    Store::ReadSnapshot const snapshot(*container);
+    auto const untrustedSteps = file->seal ? CountUntrustedSteps(*container, *file->seal) : UINT64_MAX;
+    Kernel::FileStore files(container, path);
+    return Load(std::move(file), *container, files, trusted ? 0 : untrustedSteps);
+}
+
+Kernel::Counted<DocumentController> DocumentController::MakeCopy() const {
+    Kernel::Counted<DocumentController> copy;
+    RunExclusive([&] {
+        File source;
+        source.Gather(*this);
+        auto const container = m_file ? m_file->container : nullptr;
+        Kernel::String const path = container ? container->GetPath().string() : "";
+        auto const values = Kernel::MakeCounted<CopyStore>(container);
+        Kernel::MemoryChunkStorage objects;
+        Kernel::Counted<Kernel::Serialisable const> const roots[] = {source.root};
+        Kernel::ObjectGraph::SaveCopy(roots, objects, values.get(), path);
+        Kernel::FileStore files(values, path);
+        copy = Load(std::make_unique<File>(), objects, files, 0);
+        for (std::size_t i = 0; i != m_history->GetCount(); ++i)
+            copy->m_history->m_steps[i].needsValidation = m_history->m_steps[i].needsValidation;
+    });
+    return copy;
+}
+
+Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<File> file,
+                                                             Kernel::ChunkStorage const& objects,
+                                                             Kernel::FileStore& files, std::uint64_t untrustedSteps) {
+    DocumentRoot::GetTypeClassProperties();
+    auto const roots = file->graph.Load(objects, files, [](auto const& loaded) {
         auto const root = loaded.empty() ? nullptr : Kernel::Cast<DocumentRoot>(loaded.front());
         if (!root)
             throw Kernel::DamagedDataException("the document is damaged: it has no beginning");
@@ -283,17 +368,17 @@ Kernel::Counted<DocumentController> DocumentController::Open(std::string const& 
         controller->m_rasterSelection = root.rasterSelection;
     controller->m_channelMask = root.channelMask;
     controller->m_file = std::move(file);
-    controller->PrepareLoadedHistory(root.history, trusted);
+    controller->PrepareLoadedHistory(root.history, untrustedSteps);
     return controller;
 }
 
 // Objects that said of themselves that they cannot be read may be commands, whose steps then stay as they are; nothing
 // else of a document can be done without.
-void DocumentController::PrepareLoadedHistory(Kernel::Counted<History> const& history, bool trusted) {
+void DocumentController::PrepareLoadedHistory(Kernel::Counted<History> const& history, std::uint64_t untrustedSteps) {
     std::unordered_set<Kernel::Countable const*> unreadable;
     for (auto const& object : m_file->graph.GetUnreadable())
         unreadable.insert(object.get());
-    history->ResolveLoaded(trusted);
+    history->ResolveLoaded(untrustedSteps);
     std::unordered_set<Kernel::Countable const*> excused;
     for (auto& step : history->m_steps) {
         std::unordered_set<Kernel::Countable const*> parts;

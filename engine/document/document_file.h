@@ -3,6 +3,7 @@
 
 #include "engine/store/container.h"
 #include "platform/document/document_controller.h"
+#include "platform/document/document_seal.h"
 #include "platform/kernel/object_graph.h"
 
 #include <functional>
@@ -36,6 +37,7 @@ struct DocumentController::File {
     Kernel::Counted<Store::Container> container;
     // The container was opened by a program that cannot change it, or while another one was editing it.
     bool isReadOnly = false;
+    std::shared_ptr<DocumentSeal> seal;
     Kernel::Counted<DocumentRoot> root = Kernel::MakeCounted<DocumentRoot>();
     Kernel::ObjectGraph graph;
 
@@ -51,4 +53,5 @@ private:
     bool SaveGraph(Store::Container& target, Losses losses);
     bool SaveMended(std::filesystem::path const& path, Losses losses);
     void SaveOver(std::filesystem::path const& path, std::function<void()> const& save);
+    Store::SealMaker MakeSealMaker() const;
 };

@@ -86,11 +86,18 @@ bool History::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned 
     return true;
 }
 
-void History::ResolveLoaded(bool trusted) {
+std::uint64_t History::CountUntrusted() const {
+    auto const last =
+        std::find_if(m_steps.rbegin(), m_steps.rend(), [](HistoryStep const& step) { return step.needsValidation; });
+    return static_cast<std::uint64_t>(m_steps.rend() - last);
+}
+
+void History::ResolveLoaded(std::uint64_t untrustedSteps) {
+    std::uint64_t index = 0;
     for (auto& step : m_steps) {
         step.command = step.stored->GetCommand();
         step.spread = step.stored->GetSpread();
-        step.needsValidation = !trusted;
+        step.needsValidation = index++ < untrustedSteps;
         if (!step.command)
             continue;
         if (auto replacement = step.command->GetReplacementCommand()) {

@@ -83,6 +83,7 @@ Container::~Container() { Rollback(); }
 Kernel::Counted<Container> Container::Create(std::filesystem::path const& path, IfExists ifExists, FileSystem& files) {
     auto state = State::CreateDraft(files, path, ifExists);
     state->MakeTables();
+    state->proofs.areComplete = true;
     return Kernel::Counted<Container>(new Container(std::move(state)));
 }
 
@@ -131,6 +132,9 @@ Kernel::Counted<Container> Container::CopyTo(std::filesystem::path const& path, 
         CopyContent(*source.file, *copy->file);
     }
     copy->Connect();
+    copy->proofs = source.proofs;
+    copy->requiresProofs = source.requiresProofs;
+    copy->keepsProofs = source.keepsProofs;
     return Kernel::Counted<Container>(new Container(std::move(copy)));
 }
 
@@ -167,15 +171,23 @@ void Container::BeginSave() {
     state.database->Execute("BEGIN IMMEDIATE");
     state.isSaving = true;
     state.committedManifest = state.manifest;
+    if (state.keepsProofs)
+        state.committedProofs = state.proofs;
+    else
+        state.proofs = {};
 }
 
-void Container::Commit() {
+void Container::Commit(SealMaker const& seal) {
     auto& state = *m_state;
     try {
         state.FlushBlobs();
         std::lock_guard const lock(state.mutex);
         state.RequireSave();
         state.StoreManifest();
+        if (seal && state.keepsProofs)
+            state.StoreSeal(seal);
+        else
+            state.RemoveSeal();
         // Until the file says otherwise: a commit that fails in its last step may have happened.
         state.isStale = true;
         state.database->Execute("COMMIT");
@@ -186,6 +198,7 @@ void Container::Commit() {
         state.isSaving = false;
         ++state.generation;
         state.committedManifest.clear();
+        state.committedProofs = {};
         for (auto const& key : state.rewrittenBlobs)
             state.damagedBlobs.erase(key);
         state.rewrittenBlobs.clear();
@@ -205,6 +218,7 @@ void Container::Rollback() noexcept {
     if (state.isSaving) {
         state.isSaving = false;
         state.manifest = std::move(state.committedManifest);
+        state.proofs = std::exchange(state.committedProofs, {});
         if (state.database != nullptr && sqlite3_get_autocommit(state.database->Get()) == 0)
             sqlite3_exec(state.database->Get(), "ROLLBACK", nullptr, nullptr, nullptr);
         if (state.draft != nullptr) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/store/file_system.h"
+#include "engine/store/proofs.h"
 #include "platform/kernel/counted.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/file_store.h"
@@ -10,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -39,6 +41,16 @@ struct Verification {
     std::vector<std::uint64_t> damagedPages;
     // One line each; empty for a sound file. Damaged pages are named here too.
     std::vector<std::string> problems;
+};
+
+// Bytes that whoever saves a document leaves in it, made from a digest of all else that the file holds. Empty ones
+// leave none.
+using SealMaker = std::function<std::vector<std::byte>(ContentDigest const&)>;
+
+struct StoredSeal {
+    // Of the file's own list of what it holds. RequireProofs makes sure that it does.
+    ContentDigest digest;
+    std::vector<std::byte> seal;
 };
 
 // A document file: numbered chunks of object records, and blobs addressed by content. docs/file-format.md describes the
@@ -86,8 +98,10 @@ public:
     bool Has(Kernel::BlobKey key) const override;
 
     void BeginSave();
-    // When it fails the save is rolled back and the failure thrown.
-    void Commit();
+    // When it fails the save is rolled back and the failure thrown. With `seal` the document is sealed, for which
+    // KeepProofs was called before BeginSave; without, an older seal goes. A document that was not sealed before is
+    // read once for it.
+    void Commit(SealMaker const& seal = {});
     // Takes everything since BeginSave back; without effect when no save is under way.
     void Rollback() noexcept;
 
@@ -95,6 +109,14 @@ public:
     // stays, because it cannot be removed safely either. Empty: another program has
     // the document open and may still ask for them, so nothing was done.
     std::optional<std::uint64_t> SweepBlobs(std::span<Kernel::BlobKey const> live);
+
+    // Of the last save; empty where that has not sealed the document.
+    std::optional<StoredSeal> ReadSeal() const;
+    // From now on whatever is not as the seal's digest has it counts as damaged. To be called when the seal is found to
+    // be right, before anything is read.
+    void RequireProofs();
+    // Says that saves are going to be sealed.
+    void KeepProofs();
 
     // Reads the whole file. At most 100 problems are told.
     Verification Verify() const;
@@ -131,7 +153,7 @@ public:
     ~SaveTransaction() { m_container->Rollback(); }
     SaveTransaction(SaveTransaction const&) = delete;
     SaveTransaction& operator=(SaveTransaction const&) = delete;
-    void Commit() { m_container->Commit(); }
+    void Commit(SealMaker const& seal = {}) { m_container->Commit(seal); }
 
 private:
     Kernel::Counted<Container> m_container;

@@ -56,8 +56,8 @@ void AddRows(Database& database, char const* sql, std::size_t limit, std::vector
     }
 }
 
-// Leaves out what cannot be read.
-void CopyBlob(Statement& read, std::int64_t row, Statements& target) {
+// Leaves out what cannot be read or, with `proofs`, proved.
+void CopyBlob(Statement& read, std::int64_t row, Proofs const* proofs, Statements& target) {
     try {
         StatementScope const scope(read);
         if (!read.Bind(1, row).Step())
@@ -70,6 +70,12 @@ void CopyBlob(Statement& read, std::int64_t row, Statements& target) {
             Kernel::ComputeBlobKey(Decode(static_cast<Coding>(coding), stored, static_cast<std::uint64_t>(size)));
         if (!std::ranges::equal(key, digest.bytes))
             return;
+        if (proofs != nullptr) {
+            auto const proof = proofs->blobs.find(row);
+            if (proof == proofs->blobs.end() || proof->second != ProveBlob(digest, static_cast<std::uint64_t>(size),
+                                                                           static_cast<Coding>(coding), stored))
+                return;
+        }
         target.writeBlob.Bind(1, key).Bind(2, size).Bind(3, coding).Bind(4, stored).Run();
     } catch (Kernel::DamagedDataException const&) {
     }
@@ -151,7 +157,7 @@ Kernel::Counted<Container> Container::CopyReadableTo(std::filesystem::path const
     copy->database->Execute("BEGIN");
     Statement read(*source.database, "SELECT key,size,coding,stored FROM blob WHERE id=?");
     for (auto const row : source.ListReadableBlobs())
-        CopyBlob(read, row, *copy->statements);
+        CopyBlob(read, row, source.requiresProofs ? &source.proofs : nullptr, *copy->statements);
     copy->database->Execute("COMMIT");
     return Kernel::Counted<Container>(new Container(std::move(copy)));
 }

@@ -3,6 +3,8 @@
 #include "engine/store/container_state.h"
 #include "platform/kernel/dispatch.h"
 
+#include <algorithm>
+
 namespace Store {
 
 namespace {
@@ -42,8 +44,12 @@ std::vector<std::byte> Container::ReadChunk(std::uint32_t id) const {
         auto& read = state.statements->readChunk;
         StatementScope const scope(read);
         if (read.Bind(1, std::int64_t{id}).Step()) {
-            auto bytes = Decode(static_cast<Coding>(read.GetInteger(0)), read.GetBytes(1), entry->second.size);
-            if (Kernel::ComputeBlobKey(bytes) == entry->second.digest)
+            auto const coding = static_cast<Coding>(read.GetInteger(0));
+            auto bytes = Decode(coding, read.GetBytes(1), entry->second.size);
+            bool const isProved =
+                !state.requiresProofs ||
+                state.IsProved(state.proofs.chunks, id, ProveChunk(id, entry->second.size, coding, read.GetBytes(1)));
+            if (isProved && Kernel::ComputeBlobKey(bytes) == entry->second.digest)
                 return bytes;
         }
     } catch (Kernel::DamagedDataException const&) {
@@ -78,6 +84,10 @@ void Container::WriteChunk(std::uint32_t id, std::span<std::byte const> bytes) {
         .Bind(3, std::span<std::byte const>(digest.bytes))
         .Run();
     state.manifest[id] = {bytes.size(), digest};
+    if (state.keepsProofs) {
+        state.proofs.chunks[id] = ProveChunk(id, bytes.size(), encoded.coding, ToStored(encoded, bytes));
+        state.proofs.chunksChanged = true;
+    }
 }
 
 void Container::RemoveChunk(std::uint32_t id) {
@@ -87,6 +97,7 @@ void Container::RemoveChunk(std::uint32_t id) {
     state.statements->removeChunkData.Bind(1, std::int64_t{id}).Run();
     state.statements->removeChunk.Bind(1, std::int64_t{id}).Run();
     state.manifest.erase(id);
+    state.proofs.chunksChanged |= state.proofs.chunks.erase(id) != 0;
 }
 
 std::vector<std::int64_t> Container::State::FindBlobRows(Kernel::BlobKey const& key) {
@@ -104,6 +115,10 @@ std::vector<std::int64_t> Container::State::FindBlobRows(Kernel::BlobKey const& 
 }
 
 bool Container::State::IsBlobStored(Kernel::BlobKey const& key) {
+    if (requiresProofs) {
+        auto const rows = FindBlobRows(key);
+        return std::any_of(rows.begin(), rows.end(), [&](auto row) { return proofs.blobs.contains(row); });
+    }
     StatementScope const scope(statements->findBlob);
     return statements->findBlob.Bind(1, std::span<std::byte const>(key.bytes)).Step();
 }
@@ -131,7 +146,13 @@ Kernel::BlobKey Container::Put(std::span<std::byte const> bytes) {
 void Container::State::FlushBlobs() {
     // Without the lock: the threads that help here may have reads of their own to finish.
     std::vector<EncodedBytes> encoded(pending.size());
-    Kernel::ParallelFor(pending.size(), [&](std::size_t i) { encoded[i] = Encode(pending[i].bytes, Effort::Quick); });
+    std::vector<ContentDigest> digests(keepsProofs ? pending.size() : 0);
+    Kernel::ParallelFor(pending.size(), [&](std::size_t i) {
+        auto const& blob = pending[i];
+        encoded[i] = Encode(blob.bytes, Effort::Quick);
+        if (keepsProofs)
+            digests[i] = ProveBlob(blob.key, blob.bytes.size(), encoded[i].coding, ToStored(encoded[i], blob.bytes));
+    });
     std::lock_guard const lock(mutex);
     RequireSave();
     for (std::size_t i = 0; i != pending.size(); ++i) {
@@ -141,6 +162,8 @@ void Container::State::FlushBlobs() {
             .Bind(3, static_cast<std::int64_t>(encoded[i].coding))
             .Bind(4, ToStored(encoded[i], blob.bytes))
             .Run();
+        if (keepsProofs)
+            proofs.SetBlob(sqlite3_last_insert_rowid(database->Get()), digests[i]);
         if (damagedBlobs.contains(blob.key))
             rewrittenBlobs.insert(blob.key);
     }
@@ -164,6 +187,8 @@ std::vector<std::byte> Container::State::ReadBlobRow(std::int64_t row, Kernel::B
         coding = static_cast<Coding>(read.GetInteger(1));
         auto const bytes = read.GetBytes(2);
         stored.assign(bytes.begin(), bytes.end());
+        if (requiresProofs && !IsProved(proofs.blobs, row, ProveBlob(key, size, coding, stored)))
+            throw Kernel::DamagedDataException("is damaged: a bitmap tile is not the one that was saved");
     }
     auto bytes = Decode(coding, stored, size);
     if (Kernel::ComputeBlobKey(bytes) != key)

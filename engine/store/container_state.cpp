@@ -168,6 +168,12 @@ void Container::State::LoadManifest() {
         ThrowDamaged("its format is impossible");
     formatMinor = minor;
     manifest = std::move(loaded);
+    // A reader goes on with the proofs that it has accepted: rows of blobs keep their numbers while it has the file
+    // open.
+    if (!requiresProofs || isWritable) {
+        LoadProofs();
+        proofs.areComplete = requiresProofs = requiresProofs && hasSeal;
+    }
     isStale = false;
 }
 

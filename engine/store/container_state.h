@@ -22,6 +22,15 @@ using Manifest = std::map<std::uint32_t, ChunkEntry>;
 
 Kernel::BlobKey ComputeManifestDigest(Manifest const& manifest);
 
+struct StoredBlob {
+    Kernel::BlobKey key;
+    std::int64_t id;
+    friend auto operator<=>(StoredBlob const&, StoredBlob const&) = default;
+};
+
+// All blobs, in the order of their index.
+std::vector<StoredBlob> ListBlobs(Database& database);
+
 // Refuses what cannot be a document of a known format by the first bytes alone, before any of its structure is
 // followed.
 void CheckHeader(File& file);
@@ -64,12 +73,23 @@ struct Container::State {
     // Reads format, generation and manifest, and proves that they belong together.
     void LoadManifest();
     void StoreManifest();
+    void LoadProofs();
+    void ProveAll();
+    void StoreProofs();
+    void StoreSeal(SealMaker const& make);
+    void RemoveSeal();
+    ContentDigest ComputeContentDigest(std::uint64_t ofGeneration) const;
     // To be called first by each operation, with `mutex` held: connects again where that is due.
     void RequireOpen();
     void RequireSave() const;
     void FlushBlobs();
     void Publish();
     void SettleTarget(std::shared_ptr<File>& target);
+    template <class Id>
+    bool IsProved(std::map<Id, ContentDigest> const& known, Id id, ContentDigest const& digest) const {
+        auto const found = known.find(id);
+        return found != known.end() && found->second == digest;
+    }
     bool IsBlobStored(Kernel::BlobKey const& key);
     // Descending, so the newest first.
     std::vector<std::int64_t> FindBlobRows(Kernel::BlobKey const& key);
@@ -89,6 +109,12 @@ struct Container::State {
     Manifest manifest;
     // What `manifest` was before the save that is under way.
     Manifest committedManifest;
+    Proofs proofs;
+    Proofs committedProofs;
+    // Rows without their proof count as damaged.
+    bool requiresProofs = false;
+    bool keepsProofs = false;
+    bool hasSeal = false;
     std::uint64_t generation = 0;
     std::int64_t formatMinor = c_formatMinor;
     // Tables that a newer minor format brings.

@@ -16,30 +16,6 @@ std::string ToOneLine(std::string text) {
     return text;
 }
 
-struct StoredBlob {
-    Kernel::BlobKey key;
-    std::int64_t id;
-    friend auto operator<=>(StoredBlob const&, StoredBlob const&) = default;
-};
-
-// All keys, in the order of the index.
-std::vector<StoredBlob> ListBlobs(Database& database) {
-    std::vector<StoredBlob> result;
-    Statement rows(database, "SELECT id,key FROM blob INDEXED BY blob_key ORDER BY key,id");
-    while (rows.Step()) {
-        auto const bytes = rows.GetBytes(1);
-        StoredBlob blob{{}, rows.GetInteger(0)};
-        if (bytes.size() != blob.key.bytes.size())
-            throw Kernel::DamagedDataException("is damaged: a key does not have its length");
-        std::copy(bytes.begin(), bytes.end(), blob.key.bytes.begin());
-        // Also what ends the walk through an index that was forged to lead back into itself.
-        if (!result.empty() && !(result.back() < blob))
-            throw Kernel::DamagedDataException("is damaged: the index of its bitmap tiles is out of order");
-        result.push_back(blob);
-    }
-    return result;
-}
-
 // SQLite has to follow all pages of a row to remove it, and stops in the middle where one is damaged.
 bool CanReadRow(Statements& statements, std::int64_t id) {
     StatementScope const scope(statements.readBlob);
@@ -61,6 +37,23 @@ std::string ToText(Kernel::BlobKey const& key) {
 }
 
 } // namespace
+
+std::vector<StoredBlob> ListBlobs(Database& database) {
+    std::vector<StoredBlob> result;
+    Statement rows(database, "SELECT id,key FROM blob INDEXED BY blob_key ORDER BY key,id");
+    while (rows.Step()) {
+        auto const bytes = rows.GetBytes(1);
+        StoredBlob blob{{}, rows.GetInteger(0)};
+        if (bytes.size() != blob.key.bytes.size())
+            throw Kernel::DamagedDataException("is damaged: a key does not have its length");
+        std::copy(bytes.begin(), bytes.end(), blob.key.bytes.begin());
+        // Also what ends the walk through an index that was forged to lead back into itself.
+        if (!result.empty() && !(result.back() < blob))
+            throw Kernel::DamagedDataException("is damaged: the index of its bitmap tiles is out of order");
+        result.push_back(blob);
+    }
+    return result;
+}
 
 std::optional<std::uint64_t> Container::SweepBlobs(std::span<Kernel::BlobKey const> live) {
     std::vector<Kernel::BlobKey> sorted(live.begin(), live.end());
@@ -93,10 +86,13 @@ std::optional<std::uint64_t> Container::SweepBlobs(std::span<Kernel::BlobKey con
         if (!CanReadRow(*state.statements, blob.id))
             continue;
         state.statements->removeBlob.Bind(1, blob.id).Run();
+        state.proofs.RemoveBlob(blob.id);
         ++removed;
     }
-    if (removed != 0)
+    if (removed != 0) {
+        state.RemoveSeal();
         state.database->Execute("COMMIT");
+    }
     return removed;
 }
 

@@ -106,8 +106,9 @@ def run_transcript(path, redraft, update):
                                                     "TSAN_OPTIONS", "LSAN_OPTIONS") if key in os.environ}
     environment.update(PATH=f"{redraft.parent}:{os.environ['PATH']}", LC_ALL="C.UTF-8", TZ="UTC",
                        TESTS=str(path.resolve().parent), FREI0R_PATH=str(redraft.parent.parent / "tests" / "plugins"))
-    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as caches:
-        environment["XDG_CACHE_HOME"] = caches
+    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as home:
+        # Nothing of the user's: neither what was cached nor the key.
+        environment.update(XDG_CACHE_HOME=home + "/cache", XDG_DATA_HOME=home + "/data")
         outputs = run_steps(steps, environment, folder)
     failed = [i for i, step in enumerate(steps) if not matches(step.expected, outputs[i])]
     if update:

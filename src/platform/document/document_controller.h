@@ -16,6 +16,10 @@
 #include <string>
 #include <unordered_set>
 
+class DocumentSeal;
+namespace Kernel {
+class ChunkStorage;
+}
 class Macro;
 
 // The canonical hash of a document's state: 16 bytes, most significant first.
@@ -28,15 +32,20 @@ public:
     // A document with `pageCount` spreads of one page each.
     static Kernel::Counted<DocumentController> CreateNew(Kernel::SizeT<double> pageSize, Raster::Format format,
                                                          int pageCount);
-    // Reads a document file. Commands of an untrusted document are validated before their first Redo. Throws
-    // Kernel::Exception when the file cannot be read, Kernel::DamagedDataException when it is damaged, and
-    // Kernel::FutureVersionException when a newer version wrote it.
-    static Kernel::Counted<DocumentController> Open(std::string const& path, bool trusted);
+    // Reads a document file. A seal trusts what it has sealed, and each save renews it; commands of other documents are
+    // validated before their first Redo. Throws Kernel::Exception when the file cannot be read,
+    // Kernel::DamagedDataException when it is damaged, Kernel::FutureVersionException when a newer version wrote it.
+    static Kernel::Counted<DocumentController> Open(std::string const& path, bool trusted,
+                                                    std::shared_ptr<DocumentSeal> seal = {});
+    // A document of its own in the same state, with the same history, to look at others of its states.
+    Kernel::Counted<DocumentController> MakeCopy() const;
     ~DocumentController() override;
 
     // Writes the document, whole or, to the file that it was read from or last saved to, what changed. Atomic.
     void Save(std::string const& path);
     bool IsChangedSinceSave() const;
+    // What saves are sealed with from now on; empty for not at all.
+    void SetSeal(std::shared_ptr<DocumentSeal> seal);
     // Reads all tiles and profiles that the document's objects, of the history too, have put into its file, then every
     // page of the file. Throws Kernel::DamagedDataException for what is missing or damaged.
     void CheckStoredValues() const;
@@ -93,7 +102,7 @@ public:
     bool CanRedo() const { return m_history->GetPosition() < m_history->GetCount(); }
     // Throws Kernel::Exception, before anything has changed, for a step whose command is unknown here.
     void Undo();
-    // As Undo; also when a loaded command of an untrusted document is refused.
+    // As Undo; also, as UntrustedStepException, when a loaded command of an untrusted document is refused.
     void Redo();
     // To the state after `position` steps, one by one; after an exception the document stands before the step that
     // threw it.
@@ -178,7 +187,9 @@ private:
     void TakeBackPreview(Kernel::NotificationList& notifications);
     void ClearPreviewFor(Kernel::Counted<DocumentCommand> const& clearing, Kernel::NotificationList& notifications);
     void KeepPreview(Kernel::NotificationList& notifications);
-    void PrepareLoadedHistory(Kernel::Counted<History> const& history, bool trusted);
+    static Kernel::Counted<DocumentController> Load(std::unique_ptr<File> file, Kernel::ChunkStorage const& objects,
+                                                    Kernel::FileStore& files, std::uint64_t untrustedSteps);
+    void PrepareLoadedHistory(Kernel::Counted<History> const& history, std::uint64_t untrustedSteps);
     void SaveLocked(std::string const& path);
 
     Kernel::JailCounted<DocumentNode> m_document;

@@ -75,7 +75,9 @@ private:
     friend class DocumentController;
     HistoryEntry& GetStored(HistoryStep const& step) const;
     // Between Load and its controller's first look the steps have no commands yet: the entries may not be loaded.
-    void ResolveLoaded(bool trusted);
+    void ResolveLoaded(std::uint64_t untrustedSteps);
+    // How many steps lie up to the last one that is still to be checked.
+    std::uint64_t CountUntrusted() const;
 
     std::deque<HistoryStep> m_steps;
     std::size_t m_position = 0;
