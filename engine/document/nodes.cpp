@@ -3,6 +3,7 @@
 
 #include "engine/document/bounds.h"
 #include "engine/document/line_bounds.h"
+#include "platform/geometry/curve_intersection_graph.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
@@ -10,6 +11,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
+#include <vector>
 
 namespace {
 
@@ -23,6 +26,67 @@ Kernel::RectT<double> OutlineBounds(Geometry::PolyCurveDbl const* outline, Param
 
 Kernel::Counted<Geometry::PolyCurveDbl const> RectangleOutline(Kernel::RectT<double> const& rect) {
     return Kernel::MakeCounted<Geometry::PolyCurveDbl>(rect);
+}
+
+// What a compound is made of, in its space.
+struct CompoundPart {
+    Kernel::Counted<Geometry::PolyCurveDbl const> outline;
+    Geometry::WindingOrderMode windingOrderMode;
+    friend bool operator==(CompoundPart const& a, CompoundPart const& b) {
+        return *a.outline == *b.outline && a.windingOrderMode == b.windingOrderMode;
+    }
+};
+
+// The outline of what all parts cover or, where the parts but the first are clips, of what they have in common. Null
+// where there is no such area, or no map of it.
+Kernel::Counted<Geometry::PolyCurveDbl const> MapOutline(std::span<CompoundPart const> parts, std::uint32_t role) {
+    using Graph = Geometry::CurveIntersectionGraph;
+    std::vector<Graph::Input> inputs;
+    for (auto const& part : parts) {
+        auto& input = inputs.emplace_back();
+        input.curves.push_back({part.outline, {}});
+        input.windingOrderMode = part.windingOrderMode;
+        input.role = inputs.size() == 1 ? Graph::c_ordinaryRole : role;
+        input.filled = true;
+    }
+    auto const graph = Graph::Create(inputs, Graph::BoolOpMethod::Outline, false, false, nullptr, {}, true).first;
+    return graph ? graph->GetEnabledOutline(true, true, true, false) : nullptr;
+}
+
+// Outlines of areas, laid over each other, paint what an odd number of them cover.
+Kernel::Counted<Geometry::PolyCurveDbl const> MapDifference(std::span<CompoundPart const> areas) {
+    auto const together = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    for (auto const& area : areas) {
+        if (auto const outline = MapOutline({&area, 1}, Geometry::CurveIntersectionGraph::c_ordinaryRole))
+            together->AddPolyCurve(*outline);
+    }
+    CompoundPart const all{together, Geometry::WindingOrderMode::Alternating};
+    return MapOutline({&all, 1}, Geometry::CurveIntersectionGraph::c_ordinaryRole);
+}
+
+Kernel::Counted<Geometry::PolyCurveDbl const> MakeCompoundOutline(std::span<CompoundPart const> parts,
+                                                                  CompoundOperation operation) {
+    constexpr auto c_ordinary = Geometry::CurveIntersectionGraph::c_ordinaryRole;
+    constexpr auto c_clip = Geometry::CurveIntersectionGraph::c_clipRole;
+    Kernel::Counted<Geometry::PolyCurveDbl const> outline;
+    if (parts.empty())
+        return Kernel::MakeCounted<Geometry::PolyCurveDbl const>();
+    if (parts.size() == 1)
+        return parts.front().outline;
+    if (operation == CompoundOperation::Intersect) {
+        outline = MapOutline(parts, c_clip);
+    } else if (operation == CompoundOperation::Xor) {
+        outline = MapDifference(parts);
+    } else if (operation == CompoundOperation::Subtract) {
+        auto const others = MapOutline(parts.subspan(1), c_ordinary);
+        CompoundPart const pair[] = {parts.front(), {others, Geometry::WindingOrderMode::Alternating}};
+        auto const common = others ? MapOutline(pair, c_clip) : nullptr;
+        CompoundPart const cut[] = {parts.front(), {common, Geometry::WindingOrderMode::Alternating}};
+        outline = common ? MapDifference(cut) : parts.front().outline;
+    } else {
+        outline = MapOutline(parts, c_ordinary);
+    }
+    return outline ? outline : Kernel::MakeCounted<Geometry::PolyCurveDbl const>();
 }
 
 } // namespace
@@ -147,6 +211,30 @@ Kernel::String ShapeNode::GetDefaultDescription() const {
     return definition ? definition->GetKindName() : "Shape";
 }
 
+// PolyCurveNode
+
+void PolyCurveNode::SetCompoundOperation(CompoundOperation operation) {
+    m_operation = operation;
+    MarkChanged();
+}
+
+void PolyCurveNode::CopyMembersFrom(Node const& other) {
+    CurvesNode::CopyMembersFrom(other);
+    if (auto const* curves = Kernel::CastPointer<PolyCurveNode const>(&other))
+        m_operation = curves->m_operation;
+}
+
+void PolyCurveNode::Save(Kernel::OutSerialiser& out) const {
+    if (m_operation != CompoundOperation::Add)
+        Kernel::SaveValue(out, "COpr", m_operation);
+    CurvesNode::Save(out);
+}
+
+bool PolyCurveNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadValue(in, "COpr", m_operation);
+    return CurvesNode::Load(in, files, version);
+}
+
 // CompoundCurveNode
 
 void CompoundCurveNode::SetWindingOrderMode(Geometry::WindingOrderMode mode) {
@@ -159,21 +247,33 @@ void CompoundCurveNode::SetCompoundOperation(CompoundOperation operation) {
     MarkChanged();
 }
 
+struct CompoundCurveNode::MadeOutline {
+    CompoundOperation operation;
+    std::vector<CompoundPart> parts;
+    Kernel::Counted<Geometry::PolyCurveDbl const> outline;
+};
+
 Kernel::Counted<Geometry::PolyCurveDbl const> CompoundCurveNode::GetOutline() const {
-    auto const result = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    std::vector<CompoundPart> parts;
     for (Node const* child = GetFirstChild(NodeChildListType::Plain); child != nullptr;
          child = child->GetNextSibling()) {
         auto const* const curves = Kernel::CastPointer<ConstCurvesInterface const>(child);
         auto const* const transform = Kernel::CastPointer<TransformInterface const>(child);
         auto const outline = curves == nullptr ? Kernel::Counted<Geometry::PolyCurveDbl const>() : curves->GetOutline();
-        if (!outline)
+        if (!outline || outline->empty())
             continue;
         auto const copy = outline->Clone();
         if (transform != nullptr)
             copy->ApplyTransform(Geometry::Transform(transform->GetMatrix()));
-        result->AddPolyCurve(*copy);
+        parts.push_back({copy, curves->GetWindingOrderMode()});
     }
-    return result;
+    std::lock_guard const lock(m_outlineMutex);
+    if (m_madeOutline == nullptr || m_madeOutline->operation != m_operation || m_madeOutline->parts != parts) {
+        auto outline = MakeCompoundOutline(parts, m_operation);
+        m_madeOutline =
+            std::make_shared<MadeOutline const>(MadeOutline{m_operation, std::move(parts), std::move(outline)});
+    }
+    return m_madeOutline->outline;
 }
 
 ConstCurvesInterface::TransformedCurveList CompoundCurveNode::GetConstPolyPolyCurves() const {

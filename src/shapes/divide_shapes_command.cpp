@@ -4,6 +4,7 @@
 #include "frame/example.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
+#include "shapes/kept_contours.h"
 #include "shapes/shape_examples.h"
 #include "shapes/text_examples.h"
 
@@ -52,6 +53,7 @@ void DivideShapesCommand::Do() {
     m_valid = false;
     m_abort = false;
     m_noFilledInputs = true;
+    m_lacksMap = false;
     SetDirection(Direction::Do);
     // An ordered command answers from the second time on when it takes the document's selection.
     GetSelection();
@@ -127,10 +129,12 @@ void DivideShapesCommand::BuildResults() {
         graph->Divide(results, true);
     }
     for (auto const& [key, result] : results)
-        BuildPieces(m_sources[key], result, isFallback);
+        BuildPieces(key, result, isFallback);
 }
 
-void DivideShapesCommand::BuildPieces(DivideSource const& source, Graph::DividedResult const& result, bool isFallback) {
+void DivideShapesCommand::BuildPieces(std::size_t index, Graph::DividedResult const& result, bool isFallback) {
+    auto const& source = m_sources[index];
+    auto const& input = m_inputs[index];
     Geometry::Transform const toNode(source.node->GetBaseToSpreadTransform().GetInverse());
     auto anchor = source.node;
     auto const keep = [&](Kernel::Counted<PolyCurveNode> const& piece) {
@@ -140,7 +144,7 @@ void DivideShapesCommand::BuildPieces(DivideSource const& source, Graph::Divided
         anchor = piece;
     };
     for (auto const& area : result.areas) {
-        auto const curves = area ? area->Clone() : nullptr;
+        auto const curves = area ? KeepContours(area->Clone(), input) : nullptr;
         if (!curves)
             continue;
         curves->ApplyTransform(toNode);
@@ -158,8 +162,9 @@ void DivideShapesCommand::BuildPieces(DivideSource const& source, Graph::Divided
         auto curve = line ? line->Clone() : nullptr;
         if (!curve)
             continue;
-        curve->ApplyTransform(toNode);
-        keep(MakePiece(source, Kernel::MakeCounted<Geometry::PolyCurveDbl>(curve)));
+        auto const curves = KeepContours(Kernel::MakeCounted<Geometry::PolyCurveDbl>(curve), input);
+        curves->ApplyTransform(toNode);
+        keep(MakePiece(source, curves));
     }
     if (!isFallback)
         source.style->RestoreFill(brush, frameBrush);

@@ -48,6 +48,12 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     void Progress(float value) override;
 
+    // Whether Do could make no map of shapes that are too complex or out of range: clips by them are left out, and
+    // where it is the map of all shapes there are no pieces.
+    bool LacksMap() const { return m_lacksMap; }
+    // Whether there is a piece.
+    bool HasPieces() const { return !m_newNodes.empty(); }
+
     void Receive(Kernel::NonCounted<LogicalNode> group);
     void Receive(Kernel::NonCounted<ConstCurvesInterface> shape);
     void Receive(Kernel::NonCounted<TextNode> text);
@@ -93,7 +99,7 @@ private:
 
     void Gather();
     void BuildResults();
-    void BuildPieces(DivideSource const& source, Graph::DividedResult const& result, bool isFallback);
+    void BuildPieces(std::size_t index, Graph::DividedResult const& result, bool isFallback);
     Kernel::Counted<PolyCurveNode> MakePiece(DivideSource const& source,
                                              Kernel::Counted<Geometry::PolyCurveDbl> curves);
     void CloneChildren(DivideSource const& source, PolyCurveNode& piece);
@@ -108,6 +114,7 @@ private:
     // Set by whoever shows the progress.
     mutable bool m_abort = false;
     bool m_noFilledInputs = true;
+    bool m_lacksMap = false;
     SpreadRects m_invalidRects;
     Kernel::Counted<Selection const> m_newSelection, m_oldSelection;
     // Each with the parents and previous siblings that they had or have.

@@ -154,8 +154,11 @@ bool DivideShapesCommand::IsAborted() const { return std::atomic_ref<bool>(m_abo
 
 Kernel::Counted<Geometry::CurveIntersectionGraph>
 DivideShapesCommand::CreateGraph(std::vector<DivideInput> const& inputs, Graph::BoolOpMethod method) {
-    return Graph::Create(inputs, method, false, false, &m_abort, Kernel::Counted<Graph::ProgressReporter>(this), true)
-        .first;
+    auto const [graph, result] =
+        Graph::Create(inputs, method, false, false, &m_abort, Kernel::Counted<Graph::ProgressReporter>(this), true);
+    if (!graph && result != Graph::Result::NoCurves)
+        m_lacksMap = true;
+    return graph;
 }
 
 std::optional<Kernel::Counted<Geometry::PolyCurveDbl>>

@@ -7,6 +7,7 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "shapes/image_fill.h"
+#include "shapes/kept_contours.h"
 #include "shapes/shape_examples.h"
 
 #include <algorithm>
@@ -156,7 +157,7 @@ FillHolesCommand::Curves FillHolesCommand::BuildOutline(ConstCurvesInterface con
     graph->PrepareShapeBuilder();
     if (!m_removeInternalLines || !isFilled)
         graph->EnableAllAreas();
-    auto outline = graph->GetEnabledOutline(true, true, true, false);
+    auto outline = KeepContours(graph->GetEnabledOutline(true, true, true, false), input);
     if (!outline || outline->empty())
         return {};
     if (!isFilled) {

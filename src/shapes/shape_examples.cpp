@@ -45,6 +45,7 @@ void OverlappingShapes(DocumentController& controller) {
     starShape->box = {60, 40, 200, 180};
     auto const star = Kernel::MakeCounted<ShapeNode>(starShape);
     auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    compound->SetCompoundOperation(CompoundOperation::Xor);
     Append(*spread, rectangle);
     Append(*spread, group);
     Append(*spread, MakeRectangle({0, 600, 40, 640}, 0.5, 0.5, 0.5));
@@ -111,6 +112,7 @@ void ShapesWithHoles(DocumentController& controller) {
     auto const star = MakePath({{{200, 10}, {230, 110}, {150, 45}, {250, 45}, {170, 110}}}, true);
     auto const group = Kernel::MakeCounted<GroupNode>();
     auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    compound->SetCompoundOperation(CompoundOperation::Xor);
     auto const loop = MakePath({{{10, 300}, {120, 300}, {120, 360}, {60, 360}, {60, 260}}}, false);
     auto const plain = MakeRectangle({300, 300, 340, 340}, 0.4, 0.4, 0.4);
     SetFill(*ring, 0.9, 0.7, 0.1);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "frame/notifications.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/kernel/cast.h"
@@ -175,6 +176,10 @@ TEST_F(ConvertToArtText, FillerTextComesAsWordsAlsoBehindAColumnsEnd) {
     std::erase(words, Story::c_lineSeparator);
     EXPECT_EQ(words, filler->Expand().substr(0, words.size()));
     EXPECT_GT(words.size(), 10u);
+    ASSERT_EQ(2u, group->CountChildren(NodeChildListType::Plain));
+    auto last = RawTextOf(group->GetLastChild(NodeChildListType::Plain));
+    std::erase(last, Story::c_lineSeparator);
+    EXPECT_GT(last.size(), 5u) << "the second column is filled from the first one's glyph";
 }
 
 TEST_F(ConvertToArtText, SoftLineEndsBecomeLineSeparatorsAndHardOnesDoNot) {
@@ -225,6 +230,75 @@ TEST_F(ConvertToArtText, RaggedTextLooksTheSameAfterwards) {
     Run({left, centred, scaled, columns});
     ASSERT_EQ(CastPointer<FrameTextNode>(Children()[0]), nullptr);
     ExpectSamePicture(before);
+}
+
+TEST_F(ConvertToArtText, LettersKeepTheirAttributesAndTheTextTheFramesLook) {
+    auto const frame = Add({50, 50, 450, 300});
+    auto const red = MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(0.8f, 0, 0));
+    frame->GetMutableStory(true)->FormatText({4, 30}, *Story::MakeDelta(Story::GlyphAtt::Object::Fill, red));
+    frame->OnStoryChange(nullptr, true, Story::StoryChange(true), false);
+    frame->SetOpacity(0.6);
+    auto const before = Draw();
+    Run({frame});
+    auto const* const text = CastPointer<ArtTextNode>(Children()[0]);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(0.6, text->GetOpacity());
+    auto const after = Draw();
+    EXPECT_TRUE(
+        std::equal(before.begin(), before.end(), after.begin(), [](int a, int b) { return std::abs(a - b) <= 2; }));
+    std::size_t reddish = 0;
+    for (std::size_t i = 0; i != after.size(); i += 4)
+        reddish += after[i] > after[i + 1] + 40;
+    EXPECT_GT(reddish, 100u);
+}
+
+// The hyphens that a line end shows are letters of the new text, which nothing breaks any more.
+TEST_F(ConvertToArtText, HyphensThatTheLinesShowBecomeLetters) {
+    auto const frame = Add({50, 50, 130, 600}, "incomprehensible internationalisation representatives characterised");
+    auto const story = frame->GetMutableStory(true);
+    story->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Enum::Hyphenate, 1));
+    frame->OnStoryChange(nullptr, true, Story::StoryChange(true), false);
+    std::size_t hyphens = 0;
+    for (auto const& line : frame->MakeComposedFrame()->GetColumn(0)) {
+        for (std::uint32_t i = 0; i != line.GetSize(); ++i)
+            hyphens += !line.IsSource(i);
+    }
+    ASSERT_GT(hyphens, 0u);
+    auto const before = Draw();
+    Run({frame});
+    auto const text = RawTextOf(Children()[0]);
+    EXPECT_EQ(hyphens, static_cast<std::size_t>(std::count_if(text.begin(), text.end(),
+                                                              [](char32_t c) { return c == U'-' || c == U'\u2010'; })));
+    auto const after = Draw();
+    EXPECT_TRUE(
+        std::equal(before.begin(), before.end(), after.begin(), [](int a, int b) { return std::abs(a - b) <= 2; }));
+}
+
+TEST_F(ConvertToArtText, TellsOfTheSelectionAndThenOfWhatTookThePlaceOfWhat) {
+    auto const frame = Add({50, 50, 250, 300});
+    Select(*document, {frame});
+    auto const old = document->GetCurrentSelection();
+    auto const command = MakeCounted<Commands::ConvertToArtTextCommand>();
+    document->Run(command);
+    auto const made = document->GetCurrentSelection();
+    auto const tell = [&](Kernel::Counted<Selection const> const& now, Kernel::Counted<Selection const> const& before) {
+        Kernel::NotificationList list;
+        command->Notify(list);
+        ASSERT_GE(list.size(), 2u);
+        auto const* const selection = dynamic_cast<NewSelectionNotification*>(list[0].get());
+        ASSERT_NE(nullptr, selection);
+        EXPECT_EQ(now, selection->GetNewSelection());
+        EXPECT_EQ(before, selection->GetOldSelection());
+        bool hasStructure = false;
+        for (auto const& notification : list)
+            hasStructure |= dynamic_cast<DocumentStructureChangedNotification*>(notification.get()) != nullptr;
+        EXPECT_TRUE(hasStructure);
+    };
+    tell(made, old);
+    document->Undo();
+    tell(old, made);
+    document->Redo();
+    tell(made, old);
 }
 
 TEST_F(ConvertToArtText, OneFilledColumnOfTwoGivesOneNodeWithoutAGroup) {

@@ -178,6 +178,7 @@ private:
         }
         default: {
             auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+            compound->SetCompoundOperation(CompoundOperation::Xor);
             Append(*compound, MakeEllipse({at.x, at.y, at.x + width, at.y + height}));
             Append(*compound, Box(at.x + width / 4, at.y + height / 4, at.x + width, at.y + height / 2));
             return compound;

@@ -259,6 +259,7 @@ TEST(Divide, APictureInsideAShapeFillsIt) {
 TEST(Divide, PiecesOfACompoundCurveCarryNoChildren) {
     Scene scene;
     auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    compound->SetCompoundOperation(CompoundOperation::Xor);
     scene.Put(*compound, {Box(0, 0, 40, 40), Box(10, 10, 30, 30)});
     SetFill(*compound, 1, 0, 0);
     scene.PutAndSelect({compound, Box(20, -10, 60, 50)});

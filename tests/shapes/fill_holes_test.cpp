@@ -173,6 +173,7 @@ TEST(FillHoles, AShapeWithComputedCurvesIsReplacedByOneWithCurvesInItsPlace) {
         Scene scene;
         auto const group = NamedGroup("group");
         auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+        compound->SetCompoundOperation(CompoundOperation::Xor);
         compound->SetUserDescription("ring");
         compound->SetTransformConstraints(5);
         compound->SetContourOffset(2);
@@ -273,6 +274,7 @@ TEST(FillHoles, AReplacementIsClippedAndFilledAsTheOldShapeWas) {
     Clip(*shape, clip);
     scene.Put(*shape, {Named("inside")});
     auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    compound->SetCompoundOperation(CompoundOperation::Xor);
     SetFill(*compound, 0, 0, 1);
     scene.Put(*compound, {Box(100, 0, 130, 30)});
     scene.PutAndSelect({shape, compound});
@@ -313,6 +315,110 @@ TEST(FillHoles, AnAbortKeepsWhatWasRebuiltBefore) {
     command->Do();
     EXPECT_FALSE(command->ShouldStackForUndo()) << "nothing was rebuilt";
     EXPECT_EQ(2u, donut->GetCurves()->GetCurves().size());
+}
+
+// Whoever shows the progress asks for the abort while the second of three shapes is at hand.
+class AbortingNode final : public CurvesNode, public MutableCurvesInterface {
+public:
+    Geometry::WindingOrderMode GetWindingOrderMode() const override { return Geometry::WindingOrderMode::Alternating; }
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override { return GetCurves(); }
+    TransformedCurveList GetConstPolyPolyCurves() const override {
+        if (abort != nullptr)
+            *abort = true;
+        return CurvesNode::GetConstPolyPolyCurves();
+    }
+    static Kernel::ClassProperties const* GetTypeClassProperties() { return PolyCurveNode::GetTypeClassProperties(); }
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    bool* abort = nullptr;
+};
+
+TEST(FillHoles, AnAbortInMidWorkKeepsWhatWasRebuiltAndLeavesTheRest) {
+    Scene scene;
+    auto const first = Donut(), last = Donut();
+    auto const second = Kernel::MakeCounted<AbortingNode>();
+    second->SetCurves(Donut()->GetCurves());
+    SetFill(*second, 1, 0, 0);
+    scene.PutAndSelect({first, second, last});
+    auto const command = Kernel::MakeCounted<FillHolesCommand>();
+    Bind(*scene.controller, *command);
+    second->abort = command->GetProgressAbortPointer();
+    command->Do();
+    EXPECT_TRUE(command->ShouldStackForUndo());
+    EXPECT_EQ(1u, first->GetCurves()->GetCurves().size());
+    EXPECT_EQ(2u, second->GetCurves()->GetCurves().size());
+    EXPECT_EQ(2u, last->GetCurves()->GetCurves().size());
+    command->Undo();
+    EXPECT_EQ(2u, first->GetCurves()->GetCurves().size());
+}
+
+TEST(FillHoles, AFillOfOneHundredthOrLessIsNotSeen) {
+    for (float const alpha : {0.009f, 0.011f}) {
+        for (bool const lines : {false, true}) {
+            Scene scene;
+            auto const donut = Donut();
+            donut->SetWindingOrderMode(Geometry::WindingOrderMode::NonZero);
+            donut->SetBrushFillDescriptor(
+                Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(1, 0, 0).WithAlpha(alpha)));
+            scene.PutAndSelect({donut});
+            bool const qualifies = (alpha > 0.01f) != lines;
+            EXPECT_EQ(qualifies, FillHolesCommand::CanApplyTo(scene.Selected().get(), lines));
+            EXPECT_EQ(qualifies, RunIn(scene, lines)->ShouldStackForUndo());
+        }
+    }
+}
+
+// The area before and the area after, each where it lies.
+TEST(FillHoles, TheAreasOfTheOldAndTheNewShapesAreTold) {
+    Scene scene;
+    auto const donut = Donut();
+    SetLine(*donut, 4);
+    auto const rectangle = Box(50, 0, 80, 20);
+    scene.PutAndSelect({donut, rectangle});
+    std::vector<Kernel::RectT<double>> expected{donut->GetBounds(true)};
+    auto const before = rectangle->GetBounds(true);
+    auto const command = RunIn(scene);
+    expected.push_back(donut->GetBounds(true));
+    expected.push_back(before);
+    expected.push_back(PiecesIn(*scene.spread).at(1)->GetBounds(true));
+    std::vector<Kernel::RectT<double>> told;
+    for (auto const& notification : NotificationsOf(*command)) {
+        if (auto const area = As<InvalidateDocumentNotification>(notification)) {
+            for (auto const& rect : area->GetSpreadRects().GetRects())
+                told.push_back(rect.rect);
+        }
+    }
+    EXPECT_EQ(expected, told);
+}
+
+TEST(FillHoles, TheEndOfTheCommandTellsOfNoDocument) {
+    Scene scene;
+    scene.PutAndSelect({Box(50, 0, 80, 20)});
+    auto const command = RunIn(scene);
+    auto const all = NotificationsOf(*command).size();
+    command->Teardown();
+    auto const atEnd = NotificationsOf(*command);
+    EXPECT_EQ(all - 4, atEnd.size());
+    for (auto const& notification : atEnd)
+        EXPECT_FALSE(As<InvalidateDocumentNotification>(notification) || As<NewSelectionNotification>(notification));
+}
+
+TEST(FillHoles, AReplacementKeepsTheOperationOfACompound) {
+    for (auto const operation : {CompoundOperation::Subtract, CompoundOperation::Xor, CompoundOperation::Add}) {
+        Scene scene;
+        auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+        compound->SetCompoundOperation(operation);
+        SetFill(*compound, 0, 0, 1);
+        scene.Put(*compound, {Box(0, 0, 30, 30), Box(10, 10, 20, 20)});
+        scene.PutAndSelect({compound});
+        RunIn(scene);
+        auto const* const piece = PiecesIn(*scene.spread).at(0);
+        EXPECT_EQ(operation, piece->GetCompoundOperation());
+        auto const reloaded = Kernel::Cast<PolyCurveNode>(
+            LoadFromMemory(SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(piece)})).at(0));
+        EXPECT_EQ(operation, reloaded->GetCompoundOperation());
+        CloneContext context(CloneType::Copy);
+        EXPECT_EQ(operation, Kernel::Cast<PolyCurveNode>(piece->Clone(context))->GetCompoundOperation());
+    }
 }
 
 TEST(FillHoles, WithoutASelectionNothingHappens) {

@@ -5,6 +5,9 @@
 #include "platform/document/view_point_data.h"
 #include "platform/story/style_sheet.h"
 
+#include <memory>
+#include <mutex>
+
 // A node with a place and a look on a spread.
 class REDRAFT_ENGINE SceneNode : public Node,
                                  public TransformInterface,
@@ -105,18 +108,8 @@ protected:
     Kernel::String GetDefaultDescription() const override;
 };
 
-// A curve node with curves of its own.
-class REDRAFT_ENGINE PolyCurveNode final : public CurvesNode, public MutableCurvesInterface {
-public:
-    PolyCurveNode() = default;
-    Geometry::WindingOrderMode GetWindingOrderMode() const override { return GetState<CurvesState>().windingOrderMode; }
-    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override { return GetCurves(); }
-
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
-    static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-};
-
+// How outlines make one: the area of all of them, of the first without the others, of all in common, or of those points
+// that an odd number of them cover.
 enum class CompoundOperation : std::uint32_t { Add = 0, Subtract = 1, Intersect = 2, Xor = 3 };
 
 class REDRAFT_ENGINE CompoundOperationInterface : public virtual AttributeOwner {
@@ -125,7 +118,32 @@ public:
     virtual void SetCompoundOperation(CompoundOperation operation) = 0;
 };
 
-// One outline made of those of its children, which keep their own shapes. Its fill and line paint the whole.
+// A curve node with curves of its own. One that took a compound's place keeps its operation, and has no use for it.
+class REDRAFT_ENGINE PolyCurveNode final : public CurvesNode,
+                                           public MutableCurvesInterface,
+                                           public CompoundOperationInterface {
+public:
+    PolyCurveNode() = default;
+    CompoundOperation GetCompoundOperation() const override { return m_operation; }
+    void SetCompoundOperation(CompoundOperation operation) override;
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Geometry::WindingOrderMode GetWindingOrderMode() const override { return GetState<CurvesState>().windingOrderMode; }
+    Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override { return GetCurves(); }
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+protected:
+    void CopyMembersFrom(Node const& other) override;
+
+private:
+    CompoundOperation m_operation = CompoundOperation::Add;
+};
+
+// One outline made of those of its children by its operation; they keep their own shapes. Its fill and line paint the
+// whole. Children that are no areas take no part.
 class REDRAFT_ENGINE CompoundCurveNode final : public CurvesNode, public CompoundOperationInterface {
 public:
     CompoundCurveNode() = default;
@@ -133,7 +151,7 @@ public:
     void SetWindingOrderMode(Geometry::WindingOrderMode mode);
     TransformedCurveList GetConstPolyPolyCurves() const override;
     Raster::AffineTransform::Params GetCurvesToDomainTransform() const override { return {}; }
-    // The outlines of the plain children, in this node's space.
+    // In this node's space; made anew when a child's outline is another one than the last time.
     Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline() const override;
     CompoundOperation GetCompoundOperation() const override { return m_operation; }
     void SetCompoundOperation(CompoundOperation operation) override;
@@ -149,8 +167,11 @@ protected:
     void CopyMembersFrom(Node const& other) override;
 
 private:
+    struct MadeOutline;
     CompoundOperation m_operation = CompoundOperation::Add;
     Geometry::WindingOrderMode m_windingOrderMode = Geometry::WindingOrderMode::Alternating;
+    mutable std::mutex m_outlineMutex;
+    mutable std::shared_ptr<MadeOutline const> m_madeOutline;
 };
 
 // Pixels that can be painted on. One pixel is one unit of node space.
