@@ -201,6 +201,8 @@ struct CommandEntry {
     std::string_view reason;
     // Asks the class whether it would run on a selection; empty for classes that do not say.
     std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
+    // Works on all selected objects together: they have to be of one spread, and hidden ones count.
+    bool combinesObjects = false;
 
     // The form that the names choose. Throws Failure with ExitStatus::Usage.
     CommandForm const& ChooseForm(NamedValues const& values) const;
@@ -302,6 +304,11 @@ CommandEntry Command(F... forms) {
         entry.canApplyTo = [](Kernel::Counted<Selection const> selection) { return C::CanApplyTo(selection); };
     else if constexpr (std::derived_from<C, RasterCommand>)
         entry.canApplyTo = &HasLayers;
+    return entry;
+}
+
+inline CommandEntry Combining(CommandEntry entry) {
+    entry.combinesObjects = true;
     return entry;
 }
 

@@ -59,9 +59,9 @@ std::vector<CommandEntry> MakeTable() {
                    Parameter<Kernel::RectT<double>>{"viewBox", "what it shows, in the spread's space"})),
         Command<ConvertToArtTextCommand>(Form()),
         Command<DeleteSymbolCommand>(Form(Parameter<SymbolReference>{"symbol", "the symbol, as #ID or name:TEXT"})),
-        Command<DivideShapesCommand>(Form(
+        Combining(Command<DivideShapesCommand>(Form(
             Parameter<bool>{"retainAll", "open lines are kept even when filled shapes take part", false},
-            SelectionParameter{})),
+            SelectionParameter{}))),
         Command<FillHolesCommand>(Form(
             Parameter<bool>{"removeInternalLines", "takes away lines inside the shapes, and closes no holes", false})),
         Command<FlipCanvasCommand>(Form(

@@ -4,11 +4,16 @@
 #include "shell/interrupt.h"
 #include "shell/progress.h"
 #include "shell/selector.h"
+#include "shell/values.h"
 #include "shell/verbs.h"
 
 #include "platform/document/selection_command_base.h"
 #include "platform/kernel/cast.h"
 #include "platform/raster/filter_plugin.h"
+#include "shapes/divide_shapes_command.h"
+
+#include <algorithm>
+#include <unordered_set>
 
 namespace Shell {
 
@@ -144,6 +149,56 @@ void TellOfMissingNodes(Selection const& selection, std::string const& className
                                      (all - present == 1 ? "takes" : "take") + " no part");
 }
 
+// Objects of several spreads would cut each other as if they lay on one, and an artboard would go with what lies on it.
+void RefuseScattered(CommandEntry const& entry, Selection const& selection) {
+    if (!entry.combinesObjects)
+        return;
+    auto const nodes = selection.GetNodesInDocument();
+    auto const isElsewhere = [&](auto const& node) { return node->GetSpread() != nodes.front()->GetSpread(); };
+    if (std::any_of(nodes.begin(), nodes.end(), isElsewhere))
+        throw Failure(ExitStatus::Input, entry.className,
+                      "the selection is refused: its objects lie on several spreads, and the command works on one");
+    if (std::any_of(nodes.begin(), nodes.end(), [](auto const& node) { return node->IsArtboard(); }))
+        throw Failure(ExitStatus::Input, entry.className, "the selection is refused: it contains an artboard");
+}
+
+// Objects with an outline that are hidden, by themselves or with a group that they are in.
+std::size_t CountHidden(Selection const& selection) {
+    std::unordered_set<Node const*> hidden;
+    std::vector<Node*> pending;
+    for (auto const& node : selection.GetNodesInDocument())
+        pending.push_back(node.get());
+    while (!pending.empty()) {
+        auto* const node = pending.back();
+        pending.pop_back();
+        if (Kernel::CastPointer<LogicalNode const>(node) != nullptr) {
+            for (Node* child = node->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+                 child = child->GetNextSibling())
+                pending.push_back(child);
+            continue;
+        }
+        auto const* const scene = Kernel::CastPointer<SceneNode const>(node);
+        bool const hasOutline = Kernel::CastPointer<ConstCurvesInterface const>(node) != nullptr ||
+                                Kernel::CastPointer<TextFrameInterface const>(node) != nullptr;
+        if (scene != nullptr && hasOutline && !scene->IsVisibleWithAncestors())
+            hidden.insert(node);
+    }
+    return hidden.size();
+}
+
+// The matters of a divide that its description does not tell.
+void TellOfDivide(CommandEntry const& entry, DocumentCommand const& command, std::size_t hidden) {
+    if (hidden != 0)
+        Session::Note(entry.className, Count(hidden, "hidden object takes part", "hidden objects take part"));
+    auto const* const divide = Kernel::CastPointer<Commands::DivideShapesCommand const>(&command);
+    if (divide == nullptr || !divide->LacksMap())
+        return;
+    Session::Note(entry.className, divide->HasPieces()
+                                       ? "the shapes of a clip are too complex or out of range, and it was left out"
+                                       : "the shapes are too complex or out of range: they are gone without pieces; "
+                                         "undo brings them back");
+}
+
 void Answer(Session& session, DocumentController& document, DocumentCommand const& command, CommandEntry const& entry,
             Outcome const& outcome) {
     auto const& history = *document.GetHistory();
@@ -196,6 +251,8 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
                       Kernel::CastPointer<SelectionCommandBase const>(command.get()) != nullptr))
         TellOfMissingNodes(*selection, entry.className);
 
+    RefuseScattered(entry, *selection);
+    auto const hidden = entry.combinesObjects ? CountHidden(*selection) : 0;
     DissolvedGroups const groups(document);
     auto const outcome = RunCommand(document, entry, command, selection, session.GetDocumentPath());
     Interrupt::Check(session.GetDocumentPath());
@@ -203,6 +260,7 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
         Session::Note(entry.className, "nothing to do");
         return ExitStatus::NothingToDo;
     }
+    TellOfDivide(entry, *command, hidden);
     preparation.Keep();
     session.MarkChanged();
     for (auto const& line : groups.Describe())
