@@ -15,5 +15,6 @@ cmake -S "$source/examples" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$s
     -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_FLAGS="${EXAMPLE_FLAGS:-}" >>"$scratch/log"
 cmake --build "$scratch/build" >>"$scratch/log" || { cat "$scratch/log"; exit 1; }
 ctest --test-dir "$scratch/build" --output-on-failure
+export XDG_DATA_HOME="$scratch/data"
 "$scratch/moved/bin/redraft" new "$scratch/new.redraft"
 LC_ALL=C.UTF-8 LANGUAGE=de "$scratch/moved/bin/redraft" commands flip-canvas | grep -q "Leinwand spiegeln"
