@@ -20,7 +20,7 @@ public:
 
     Kernel::Counted<DocumentCommand> Clone() const override { return Kernel::MakeCounted<T>(); }
     bool CanRepeat() const override { return true; }
-    DomainCommand::ProgressType GetProgressType() const override { return DomainCommand::ProgressType::BarWithAbort; }
+    DomainCommand::ProgressType GetProgressType() const override { return DomainCommand::ProgressType::LargeBar; }
 
 protected:
     Kernel::RectT<int> DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) override {

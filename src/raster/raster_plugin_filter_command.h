@@ -17,7 +17,7 @@ public:
     Kernel::LocalisedString GetDescription() const override;
     Kernel::Counted<DocumentCommand> Clone() const override;
     bool CanRepeat() const override { return true; }
-    ProgressType GetProgressType() const override { return ProgressType::BarWithAbort; }
+    ProgressType GetProgressType() const override { return ProgressType::LargeBar; }
 
 protected:
     Kernel::RectT<int> DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) override;

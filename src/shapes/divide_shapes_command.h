@@ -37,7 +37,7 @@ public:
     void Teardown() override;
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
     bool ShouldStackForUndo() const override { return m_valid; }
-    ProgressType GetProgressType() const override { return ProgressType::BarWithAbort; }
+    ProgressType GetProgressType() const override { return ProgressType::LargeBar; }
     int GetProgressInterval() const override { return 100; }
     bool* GetProgressAbortPointer() const override { return &m_abort; }
     bool ValidateUntrusted() override;

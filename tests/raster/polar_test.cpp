@@ -288,7 +288,7 @@ TEST(Polar, ReportsItsProgress) {
     document.controller->SetProgressListener(nullptr);
     EXPECT_GE(listener.count, 1);
     EXPECT_FLOAT_EQ(1, listener.last);
-    EXPECT_EQ(DomainCommand::ProgressType::BarWithAbort,
+    EXPECT_EQ(DomainCommand::ProgressType::LargeBar,
               Kernel::MakeCounted<RasterRectangularToPolarCommand>()->GetProgressType());
 }
 

@@ -58,8 +58,8 @@ public:
     enum class Family : std::uint8_t { Domain, Document, BackgroundTask };
     // Which operation ran last.
     enum class Direction : std::uint32_t { Do = 0, Undo = 1, Redo = 2, Teardown = 3 };
-    // How progress is shown. None: not at all.
-    enum class ProgressType : std::uint32_t { None = 0, Bar = 1, BarWithAbort = 2 };
+    // How progress is shown: not, or more or less so. Whether it can be stopped is what GetProgressAbortPointer tells.
+    enum class ProgressType : std::uint32_t { None = 0, Bar = 1, LargeBar = 2 };
     // Bits of the status word that a failed check sets.
     static constexpr std::uint32_t c_statusDivideRefused = 2;
     static constexpr std::uint32_t c_statusBitmapRefused = 8;
