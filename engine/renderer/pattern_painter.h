@@ -22,7 +22,9 @@ struct PatternStore {
     // What the tiles were made with. The fills keep the addresses of their drawings from being given to others.
     Raster::ICCProfileSet profiles;
     std::vector<Kernel::Counted<PatternFill const>> fills;
+    // Samples of tiles: 256 MB of floats in RGB.
     std::size_t pixelsLeft = std::size_t{1} << 24;
+    // Steps of drawings that are drawn into tiles and repeats.
     std::size_t stepsLeft = std::size_t{1} << 22;
 };
 
