@@ -104,9 +104,9 @@ REDRAFT_ENGINE ImageInfo ReadImageInfo(std::span<std::byte const> file, ImageLim
 // depths and premultiplied alpha come out as plain channels, integers of more than 16 bits as floats.
 //
 // A file that ends before its pixels do is refused, as is one whose pixels are damaged: Kernel::DamagedDataException.
-// (Only a missing end mark behind whole pixels is forgiven.) Kernel::Exception: another kind of file, a variety that is
-// not supported, or above the limits. Rows that were received before the exception are to be thrown away. Prints
-// nothing; several threads may decode at once.
+// (Only a missing end mark behind whole pixels is forgiven, but not in JPEG of arithmetic coding.) Kernel::Exception:
+// another kind of file, a variety that is not supported, or above the limits. Rows that were received before the
+// exception are to be thrown away. Prints nothing; several threads may decode at once.
 REDRAFT_ENGINE void DecodeImage(std::span<std::byte const> file, ImageReceiver& receiver,
                                 ImageLimits const& limits = {});
 REDRAFT_ENGINE DecodedImage DecodeImage(std::span<std::byte const> file, ImageLimits const& limits = {});
