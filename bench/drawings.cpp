@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <sched.h>
 #include <spawn.h>
@@ -50,10 +51,15 @@ Cost Run(std::vector<std::string> arguments) {
     pointers.push_back(nullptr);
     double const before = GetProgramMilliseconds();
     auto const start = std::chrono::steady_clock::now();
+    posix_spawn_file_actions_t silence;
+    ::posix_spawn_file_actions_init(&silence);
+    for (int const output : {STDOUT_FILENO, STDERR_FILENO})
+        ::posix_spawn_file_actions_addopen(&silence, output, "/dev/null", O_WRONLY, 0);
     pid_t process = 0;
     int status = 1;
-    if (::posix_spawnp(&process, pointers.front(), nullptr, nullptr, pointers.data(), environ) == 0)
+    if (::posix_spawnp(&process, pointers.front(), &silence, nullptr, pointers.data(), environ) == 0)
         ::waitpid(process, &status, 0);
+    ::posix_spawn_file_actions_destroy(&silence);
     std::chrono::duration<double, std::milli> const elapsed = std::chrono::steady_clock::now() - start;
     if (status != 0) {
         std::fprintf(stderr, "%s failed or is not installed\n", arguments.front().c_str());

@@ -17,7 +17,8 @@ namespace Shell {
 
 namespace {
 
-constexpr int c_bandRows = 64;
+// Rows made at a time: enough for all threads, and so that few outlines reach over two bands.
+constexpr int c_bandRows = 1024;
 constexpr std::size_t c_bandBytes = std::size_t{32} << 20;
 constexpr double c_unitsPerInch = 96;
 
@@ -41,17 +42,50 @@ Raster::Format GetPngFormat(Raster::Format format) {
     }
 }
 
-// One row of a buffer in an encoder's order: the channels of a pixel beside each other.
+template <class Sample, std::size_t Channels>
+void CopyPixels(void const* const* planes, std::size_t width, std::byte* row) {
+    Sample const* from[Channels];
+    for (std::size_t channel = 0; channel != Channels; ++channel)
+        from[channel] = static_cast<Sample const*>(planes[channel]);
+    for (std::size_t x = 0; x != width; ++x) {
+        Sample pixel[Channels];
+        for (std::size_t channel = 0; channel != Channels; ++channel)
+            pixel[channel] = from[channel][x];
+        std::memcpy(row + x * sizeof pixel, pixel, sizeof pixel);
+    }
+}
+
+template <class Sample>
+void CopySamples(void const* const* planes, std::size_t channels, std::size_t width, std::byte* row) {
+    switch (channels) {
+    case 1:
+        return CopyPixels<Sample, 1>(planes, width, row);
+    case 2:
+        return CopyPixels<Sample, 2>(planes, width, row);
+    case 3:
+        return CopyPixels<Sample, 3>(planes, width, row);
+    case 4:
+        return CopyPixels<Sample, 4>(planes, width, row);
+    default:
+        return CopyPixels<Sample, 5>(planes, width, row);
+    }
+}
+
+// One row of a buffer in an encoder's order: the channels of a pixel beside each other. Alpha is left out of rows that
+// have no place for it.
 void CopyRow(Raster::BufferBase const& from, int line, std::span<std::byte> row) {
     auto const sampleBytes = static_cast<std::size_t>(from.GetInfo().sampleBytes);
     auto const width = static_cast<std::size_t>(from.GetWidth());
     auto const channels = row.size() / (sampleBytes * width);
-    for (std::size_t channel = 0; channel != channels; ++channel) {
-        auto const* sample = static_cast<std::byte const*>(from.GetRow(static_cast<int>(channel), line));
-        auto* to = row.data() + channel * sampleBytes;
-        for (std::size_t x = 0; x != width; ++x, sample += sampleBytes, to += channels * sampleBytes)
-            std::memcpy(to, sample, sampleBytes);
-    }
+    void const* planes[5]{};
+    for (std::size_t channel = 0; channel != channels; ++channel)
+        planes[channel] = from.GetRow(static_cast<int>(channel), line);
+    if (sampleBytes == 1)
+        CopySamples<std::uint8_t>(planes, channels, width, row.data());
+    else if (sampleBytes == 2)
+        CopySamples<std::uint16_t>(planes, channels, width, row.data());
+    else
+        CopySamples<float>(planes, channels, width, row.data());
 }
 
 // Rows for an encoder, which asks for one at a time, from a target that makes them by bands.

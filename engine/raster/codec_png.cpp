@@ -222,6 +222,10 @@ public:
         int const depth = info.sampleFormat == SampleFormat::Integer16 ? 16 : 8;
         Run([&] {
             png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+            // Two of the five filters and a search of middle length give files of the same size within a few per cent,
+            // for drawings and for photos, in a third to two thirds of the time.
+            png_set_filter(m_png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB | PNG_FILTER_UP);
+            png_set_compression_level(m_png, 4);
             // The sRGB profile that most files hold has a wrong white point, which libpng would refuse.
             png_set_option(m_png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
             png_set_IHDR(m_png, m_info, info.width, info.height, depth, type, PNG_INTERLACE_NONE,
