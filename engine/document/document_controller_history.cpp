@@ -269,7 +269,7 @@ bool DocumentController::RepeatLastCommand() {
             auto& self = From(controller);
             auto const position = self.m_history->GetPosition();
             auto const newest = position == 0 ? nullptr : self.m_history->GetCommand(position - 1);
-            auto clone = newest ? newest->Clone() : nullptr;
+            auto clone = newest && newest->CanRepeat() ? newest->Clone() : nullptr;
             if (!clone)
                 return;
             self.Execute(std::move(clone), notifications);

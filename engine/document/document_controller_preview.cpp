@@ -2,6 +2,15 @@
 #include "engine/document/at_spread.h"
 #include "platform/kernel/exception.h"
 
+namespace {
+
+// What previews do without has not been delivered; a preview that becomes a step tells it now.
+void TellAgain(DocumentCommand& kept, Kernel::NotificationList& notifications) {
+    kept.NotifyWithCacheUpdates(notifications);
+}
+
+} // namespace
+
 void DocumentController::RunPreview(Kernel::Counted<DocumentCommand> command) {
     if (!command)
         throw Kernel::Exception("there is no command to preview");
@@ -69,6 +78,7 @@ void DocumentController::ClearPreviewFor(Kernel::Counted<DocumentCommand> const&
         AtSpread const atSpread(*this, m_previewSpread);
         m_preview.reset();
         kept->SetPreview(false);
+        TellAgain(*kept, notifications);
         Finish(std::move(kept));
         return;
     }
@@ -93,8 +103,7 @@ void DocumentController::KeepPreview(Kernel::NotificationList& notifications) {
     AtSpread const atSpread(*this, m_previewSpread);
     auto command = std::exchange(m_preview, nullptr);
     command->SetPreview(false);
-    // Said again, because those who do without previews have not heard it.
-    command->NotifyWithCacheUpdates(notifications);
+    TellAgain(*command, notifications);
     auto const done = command;
     Finish(std::move(command));
     done->CallCompletionCallbacks();

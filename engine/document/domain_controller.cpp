@@ -142,7 +142,7 @@ void DomainController::SetDirectDelivery(bool direct) {
 }
 
 void DomainController::SendNotification(Kernel::Counted<Kernel::Notification> notification) {
-    if (!notification)
+    if (!notification || IsLeftOutOfPreview(*notification))
         return;
     auto const keep = KeepIfAlive(*this);
     auto& delivery = m_implementation->delivery;

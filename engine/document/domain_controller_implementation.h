@@ -71,6 +71,9 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     // Gives the notifications of finished commands to the delivery.
     void HandOver();
     void DeliverDirectly() noexcept;
+    // Has the front end process at once what is critical for it among the outgoing notifications from `first` on, and
+    // all before it.
+    void DeliverCritical(std::size_t first) noexcept;
 
     void StartThreads();
     void StopThreads();

@@ -4,6 +4,7 @@
 #include "platform/kernel/exception.h"
 #include "platform/kernel/trace.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace {
@@ -53,6 +54,7 @@ void DomainController::Implementation::QueueAndWait(Item&& item) {
         throw Kernel::Exception("a command cannot wait for the queue that it runs in");
     if (lock.IsReadByThisThread())
         throw Kernel::Exception("a reader cannot wait for a command of the document that it reads");
+    NotificationDelivery::WaitsForCommand const waits(delivery);
     Waiter waiter;
     item.waiter = &waiter;
     Push(std::move(item));
@@ -152,6 +154,7 @@ bool DomainController::Implementation::MustDefer(Item const& item) const {
 
 void DomainController::Implementation::RunItem(Item& item) noexcept {
     std::exception_ptr error;
+    auto const told = outgoing.size();
     try {
         if (item.dropped)
             throw Kernel::AbortException();
@@ -164,6 +167,8 @@ void DomainController::Implementation::RunItem(Item& item) noexcept {
     }
     if (directDelivery.load(std::memory_order_relaxed) || !delivery.HasListeners())
         HandOver();
+    else if (delivery.HasFrontEnd()) [[unlikely]]
+        DeliverCritical(told);
     if (item.waiter != nullptr || item.completion != nullptr || error != nullptr) [[unlikely]]
         Complete(item, error);
 }
@@ -238,10 +243,25 @@ void DomainController::Implementation::HandOver() {
         delivery.Post(outgoing);
 }
 
+// The thread waits without the document, which the delivery needs.
+void DomainController::Implementation::DeliverCritical(std::size_t first) noexcept {
+    bool isCritical = false;
+    for (auto i = std::min(first, outgoing.size()); i != outgoing.size() && !isCritical; ++i)
+        isCritical = outgoing[i] && IsCriticalForFrontEnd(*outgoing[i]) && !IsLeftOutOfPreview(*outgoing[i]);
+    if (!isCritical)
+        return;
+    HandOver();
+    if (!hasThread.load(std::memory_order_relaxed))
+        return;
+    lock.ReleaseWriting();
+    delivery.FlushForCommands();
+    lock.AcquireWriting();
+}
+
 void DomainController::Implementation::DeliverDirectly() noexcept {
     Kernel::NotificationList batch;
     batch.swap(outgoing);
-    DeduplicateNotifications(batch);
+    PrepareBatch(batch);
     if (!kept)
         kept = KeepIfAlive(*controller);
     // Nobody else can write while this thread has the turn.

@@ -2,6 +2,7 @@
 #include "engine/document/notification_delivery.h"
 
 #include "platform/document/document_notification.h"
+#include "platform/document/front_end_listener.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/trace.h"
 
@@ -11,6 +12,7 @@
 #include <unordered_map>
 
 NotificationListener::~NotificationListener() = default;
+FrontEndListener::~FrontEndListener() = default;
 
 namespace {
 
@@ -59,11 +61,22 @@ Kernel::Counted<DomainController> KeepIfAlive(DomainController& controller) noex
     return Kernel::Counted<DomainController>::Adopt(&controller);
 }
 
-void DeduplicateNotifications(Kernel::NotificationList& batch) {
+bool IsLeftOutOfPreview(Kernel::Notification& notification) {
+    auto* const about = Kernel::CastPointer<DocumentNotification>(&notification);
+    return about != nullptr && about->IsPreview() && !about->RequiredForPreviewing();
+}
+
+bool IsCriticalForFrontEnd(Kernel::Notification& notification) {
+    auto* const about = Kernel::CastPointer<DocumentNotification>(&notification);
+    return about != nullptr && about->FrontEndProcessingTimeIsCritical() && about->ShouldForwardToFrontEnd();
+}
+
+// A preview's notification is left out before it could merge with that of a real change.
+void PrepareBatch(Kernel::NotificationList& batch) {
     NewestById newest;
     std::size_t kept = 0;
     for (auto& notification : batch) {
-        if (!notification)
+        if (!notification || IsLeftOutOfPreview(*notification))
             continue;
         int const id = notification->GetDedupeId();
         if (id > 0) {
@@ -90,19 +103,23 @@ bool MustProcessUnlocked(Kernel::Notification& notification) {
 
 void NotificationDelivery::AddListener(NotificationListener* listener) {
     std::lock_guard const lock(m_listenerMutex);
-    m_listeners.push_back(listener);
+    bool const isFrontEnd = dynamic_cast<FrontEndListener*>(listener) != nullptr;
+    m_listeners.push_back({listener, isFrontEnd});
     ++m_listenerCount;
+    m_frontEndCount += isFrontEnd;
 }
 
 void NotificationDelivery::RemoveListener(NotificationListener* listener) {
     std::lock_guard const lock(m_listenerMutex);
-    auto const found = std::find(m_listeners.begin(), m_listeners.end(), listener);
+    auto const found = std::find_if(m_listeners.begin(), m_listeners.end(),
+                                    [&](Entry const& entry) { return entry.listener == listener; });
     if (listener == nullptr || found == m_listeners.end())
         return;
     --m_listenerCount;
+    m_frontEndCount -= found->isFrontEnd;
     // A delivery that is under way on this thread still walks the list.
     if (m_depth != 0)
-        *found = nullptr;
+        found->listener = nullptr;
     else
         m_listeners.erase(found);
 }
@@ -112,16 +129,19 @@ void NotificationDelivery::Deliver(Kernel::Notification& notification) {
         return;
     std::lock_guard const lock(m_listenerMutex);
     ++m_depth;
+    bool const isForwarded = !HasFrontEnd() || notification.ShouldForwardToFrontEnd();
     for (std::size_t i = 0; i < m_listeners.size(); ++i) {
+        Entry const entry = m_listeners[i];
+        if (entry.listener == nullptr || (entry.isFrontEnd && !isForwarded))
+            continue;
         try {
-            if (m_listeners[i] != nullptr)
-                m_listeners[i]->Receive(notification);
+            entry.listener->Receive(notification);
         } catch (std::exception const& error) {
             Kernel::Trace::Write(std::string("A notification listener failed: ") + error.what() + "\r\n");
         }
     }
     if (--m_depth == 0)
-        std::erase(m_listeners, nullptr);
+        std::erase_if(m_listeners, [](Entry const& entry) { return entry.listener == nullptr; });
 }
 
 void NotificationDelivery::StartThread(std::shared_ptr<void> keep) {
@@ -169,6 +189,20 @@ void NotificationDelivery::Flush() {
     m_delivered.wait(lock, [&] { return m_deliveredCount >= target || !m_thread.joinable(); });
 }
 
+void NotificationDelivery::FlushForCommands() {
+    std::unique_lock lock(m_mutex);
+    auto const target = m_postedCount;
+    m_delivered.wait(lock, [&] { return m_deliveredCount >= target || m_waitsForCommand; });
+}
+
+void NotificationDelivery::SetWaiting(bool waits) {
+    if (!IsThisThread())
+        return;
+    std::lock_guard const lock(m_mutex);
+    m_waitsForCommand = waits;
+    m_delivered.notify_all();
+}
+
 void NotificationDelivery::Work() {
     do {
         std::unique_lock lock(m_mutex);
@@ -188,7 +222,7 @@ bool NotificationDelivery::DeliverWaiting() {
     if (batch.empty())
         return false;
     auto const count = batch.size();
-    DeduplicateNotifications(batch);
+    PrepareBatch(batch);
     DeliverBatch(batch);
     std::lock_guard const lock(m_mutex);
     m_deliveredCount += count;

@@ -14,8 +14,15 @@
 // A reference for as long as a call may drop the others; empty when the controller's end has begun.
 Kernel::Counted<DomainController> KeepIfAlive(DomainController& controller) noexcept;
 
-// Merges what may be merged in a batch, in place and keeping the order. See DomainController.
-void DeduplicateNotifications(Kernel::NotificationList& batch);
+// What is left to deliver of a batch, in place and keeping the order: previews do without the notifications that are
+// not required for them, and what may be merged is merged. See DomainController.
+void PrepareBatch(Kernel::NotificationList& batch);
+
+// Whether a preview does without this notification.
+bool IsLeftOutOfPreview(Kernel::Notification& notification);
+
+// Whether the front end must have processed this notification before the next command runs.
+bool IsCriticalForFrontEnd(Kernel::Notification& notification);
 
 // Whether a notification asks to be processed without the document lock.
 bool MustProcessUnlocked(Kernel::Notification& notification);
@@ -31,6 +38,7 @@ public:
     void AddListener(NotificationListener* listener);
     void RemoveListener(NotificationListener* listener);
     bool HasListeners() const noexcept { return m_listenerCount.load(std::memory_order_relaxed) != 0; }
+    bool HasFrontEnd() const noexcept { return m_frontEndCount.load(std::memory_order_relaxed) != 0; }
 
     // `keep` keeps this object alive for the thread. Stopping delivers first what is there.
     void StartThread(std::shared_ptr<void> keep);
@@ -39,12 +47,27 @@ public:
     void Post(Kernel::NotificationList& notifications);
     // Returns when all that was posted before has been delivered.
     void Flush();
+    // The same for the thread that runs commands, which must not wait for a listener that waits for a command: returns
+    // early then.
+    void FlushForCommands();
+    // A listener on the delivery's thread waits for a command from construction to destruction.
+    class WaitsForCommand {
+    public:
+        explicit WaitsForCommand(NotificationDelivery& delivery) : m_delivery(delivery) { m_delivery.SetWaiting(true); }
+        WaitsForCommand(WaitsForCommand const&) = delete;
+        WaitsForCommand& operator=(WaitsForCommand const&) = delete;
+        ~WaitsForCommand() { m_delivery.SetWaiting(false); }
+
+    private:
+        NotificationDelivery& m_delivery;
+    };
     bool IsThisThread() const noexcept { return m_thread.get_id() == std::this_thread::get_id(); }
 
     // Calls the listeners, on this thread, whatever the lock is. The caller keeps the owner.
     void Deliver(Kernel::Notification& notification);
 
 private:
+    void SetWaiting(bool waits);
     void Work();
     // Delivers what waits, as one batch. False: nothing does.
     bool DeliverWaiting();
@@ -55,8 +78,14 @@ private:
 
     // Held while listeners are called. A listener may add and remove listeners.
     std::recursive_mutex m_listenerMutex;
-    std::vector<NotificationListener*> m_listeners;
+    struct Entry {
+        // Null: removed while the list was walked.
+        NotificationListener* listener;
+        bool isFrontEnd;
+    };
+    std::vector<Entry> m_listeners;
     std::atomic<std::size_t> m_listenerCount{0};
+    std::atomic<std::size_t> m_frontEndCount{0};
     unsigned m_depth = 0;
 
     std::mutex m_mutex;
@@ -67,5 +96,6 @@ private:
     std::uint64_t m_deliveredCount = 0;
     bool m_idle = false;
     bool m_stop = false;
+    bool m_waitsForCommand = false;
     std::thread m_thread;
 };

@@ -84,7 +84,10 @@ Kernel::LocalisedString RasterPluginFilterCommand::GetDescription() const {
     return Kernel::LocalisedString(m_plugin ? m_plugin->GetName() : Kernel::String("Plug-in"), {});
 }
 
+// One that was loaded has lost its plug-in, and could do nothing again.
 Kernel::Counted<DocumentCommand> RasterPluginFilterCommand::Clone() const {
+    if (!m_plugin)
+        return {};
     return Kernel::MakeCounted<RasterPluginFilterCommand>(m_plugin);
 }
 
@@ -157,6 +160,7 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<RasterPluginFilterCommand>(Kernel::MakeCounted<ExamplePlugin>());
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 } // namespace Commands

@@ -247,6 +247,21 @@ TEST(PluginFilter, IsUndoneAndDoneAgainWithoutThePlugin) {
     std::filesystem::remove(path);
 }
 
+TEST(PluginFilter, RepeatsAsLongAsItHasItsPlugin) {
+    auto const path = std::filesystem::temp_directory_path() / ("redraft-repeat-" + std::to_string(getpid()));
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(40, 30, 4));
+    auto const plugin = Kernel::MakeCounted<RecordingPlugin>(false, 0);
+    RunFilter(document, plugin);
+    EXPECT_TRUE(document.controller->RepeatLastCommand());
+    EXPECT_EQ(2, plugin->GetLog().configured);
+    document.controller->Save(path);
+    auto const loaded = DocumentController::Open(path, true);
+    auto const hash = loaded->GetHash(true);
+    EXPECT_NO_THROW(EXPECT_FALSE(loaded->RepeatLastCommand()));
+    EXPECT_EQ(hash, loaded->GetHash(true));
+    std::filesystem::remove(path);
+}
+
 // Plug-ins of files, and limits that tests have the time for.
 class ForeignPlugins : public testing::Test {
 protected:

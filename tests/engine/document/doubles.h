@@ -131,6 +131,7 @@ public:
     void CallCompletionCallbacks() override { Note("complete"); }
     bool ShouldStackForUndo() const override { return stacks; }
     bool ClearsPreviewCommands() const override { return clearsPreview; }
+    bool CanRepeat() const override { return repeats; }
     bool MakesDOMDirty() const override { return dirties; }
     bool ShouldStackForMacro() const override { return stacksForMacro; }
     bool ValidateUntrusted() override {
@@ -195,6 +196,7 @@ public:
     bool dirties = true;
     bool stacksForMacro = true;
     bool clones = true;
+    bool repeats = false;
     bool notifies = true;
     bool failDo = false;
     bool failUndo = false;

@@ -295,7 +295,9 @@ TEST(Repeat, TheNewestCommandRunsAgainThroughItsClone) {
     auto const document = MakeDocument();
     EXPECT_FALSE(document->RepeatLastCommand());
     document->SetMergingEnabled(false);
-    document->Run(MakeSet(3));
+    auto const repeating = MakeSet(3);
+    repeating->repeats = true;
+    document->Run(repeating);
     document->Run(MakeSet(8));
     document->Undo();
     EXPECT_TRUE(document->RepeatLastCommand());
@@ -306,11 +308,25 @@ TEST(Repeat, TheNewestCommandRunsAgainThroughItsClone) {
     EXPECT_TRUE(document->CanRedo());
 }
 
+TEST(Repeat, ACommandThatCannotRepeatIsNotRepeatedThoughItHasAClone) {
+    auto const document = MakeDocument();
+    document->Run(MakeSet(3));
+    auto const hash = document->GetHash(true);
+    EXPECT_TRUE(document->GetHistory()->GetCommand(0)->Clone());
+    EXPECT_FALSE(document->RepeatLastCommand());
+    EXPECT_EQ(document->GetHash(true), hash);
+    // A clone runs elsewhere.
+    auto const other = MakeDocument();
+    other->Run(document->GetHistory()->GetCommand(0)->Clone());
+    EXPECT_EQ(other->GetScaleOverrideFlags(true), 3);
+}
+
 TEST(Repeat, ACommandWithAnEmptyCloneIsNeverRepeated) {
     auto const document = MakeDocument();
     document->Run(MakeSet(1));
     auto const once = MakeSet(2);
     once->clones = false;
+    once->repeats = true;
     document->Run(once);
     auto const hash = document->GetHash(true);
     EXPECT_FALSE(document->RepeatLastCommand());

@@ -8,7 +8,7 @@ using namespace Doubles;
 namespace {
 
 // A preview that is kept when another command ends it.
-class Sticky final : public SetFlags {
+class Sticky : public SetFlags {
 public:
     using SetFlags::SetFlags;
     Kernel::Counted<DocumentCommand>
@@ -37,7 +37,56 @@ public:
     Kernel::Counted<Command> replaced;
 };
 
+// What a preview does without, when it is one.
+class FinalNotification final : public DocumentNotification {
+public:
+    using DocumentNotification::DocumentNotification;
+    bool RequiredForPreviewing() override { return false; }
+};
+
+// Raises it beside its own.
+class Finalising final : public Sticky {
+public:
+    using Sticky::Sticky;
+    void Notify(Kernel::NotificationList& notifications) override {
+        SetFlags::Notify(notifications);
+        notifications.push_back(Kernel::MakeCounted<FinalNotification>(GetDocumentController(), m_preview));
+    }
+};
+
+struct FinalListener {
+    explicit FinalListener(DocumentController& controller) : all(controller) {
+        all.onReceive = [this](Kernel::Notification& notification) {
+            count += Kernel::CastPointer<FinalNotification>(&notification) != nullptr;
+        };
+    }
+    Listener all;
+    int count = 0;
+};
+
 } // namespace
+
+TEST(Preview, DoesWithoutNotificationsThatAreNotRequiredForIt) {
+    auto const document = MakeDocument();
+    FinalListener listener(*document);
+    document->RunPreview(Kernel::MakeCounted<Finalising>(5));
+    document->EndPreview(false);
+    EXPECT_EQ(listener.all.GetValues(), (std::vector{5, 5}));
+    EXPECT_EQ(listener.count, 0);
+    document->RunPreview(Kernel::MakeCounted<Finalising>(6));
+    document->EndPreview(true);
+    EXPECT_EQ(listener.count, 1) << "it is told when the preview becomes a step";
+    auto const cleared = Kernel::MakeCounted<Finalising>(7);
+    document->RunPreview(cleared);
+    document->Run(MakeSet(8));
+    EXPECT_EQ(listener.count, 2) << "or stays as one";
+    cleared->clearedBy.reset();
+    document->Undo();
+    document->Undo();
+    EXPECT_EQ(listener.count, 3);
+    document->SendNotification(Kernel::MakeCounted<FinalNotification>(document, true));
+    EXPECT_EQ(listener.count, 3);
+}
 
 TEST(Preview, IsShownAndTakenBack) {
     std::vector<std::string> log;
@@ -131,7 +180,7 @@ TEST(Preview, OneThatIsClearedMayStayAsAStep) {
     EXPECT_EQ(preview->clearedBy, Kernel::Counted<DocumentCommand>(clearing));
     EXPECT_FALSE(preview->IsPreview());
     EXPECT_EQ(document->GetHistory()->GetCount(), 2u);
-    EXPECT_EQ(listener.GetValues(), (std::vector{5, -1, 6}));
+    EXPECT_EQ(listener.GetValues(), (std::vector{5, -1, 5, 6}));
     document->GoTo(0);
     EXPECT_EQ(document->GetScaleOverrideFlags(true), 0);
     preview->clearedBy.reset();

@@ -3,6 +3,7 @@
 
 #include "engine/document/notification_delivery.h"
 #include "platform/document/background_task_command.h"
+#include "platform/document/front_end_listener.h"
 
 #include <condition_variable>
 #include <future>
@@ -129,6 +130,28 @@ public:
         notifications.push_back(Kernel::MakeCounted<ToolNotification>(GetDocumentController(), false));
         notifications.push_back(Kernel::MakeCounted<SymbolsChangedNotification>(GetDocumentController()));
     }
+    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
+    Kernel::ClassProperties const* GetObjectClassProperties() const override {
+        return DocumentCommand::GetTypeClassProperties();
+    }
+};
+
+class CriticalNotification final : public DocumentNotification {
+public:
+    using DocumentNotification::DocumentNotification;
+    bool FrontEndProcessingTimeIsCritical() override { return true; }
+};
+
+class TellCritical final : public DocumentCommand {
+public:
+    Kernel::LocalisedString GetDescription() const override { return {"Tell", "Command description"}; }
+    void Do() override {}
+    void Undo() override {}
+    void Redo() override {}
+    void Notify(Kernel::NotificationList& notifications) override {
+        notifications.push_back(Kernel::MakeCounted<CriticalNotification>(GetDocumentController(), false));
+    }
+    bool ShouldStackForUndo() const override { return false; }
     Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
     Kernel::ClassProperties const* GetObjectClassProperties() const override {
         return DocumentCommand::GetTypeClassProperties();
@@ -512,7 +535,7 @@ TEST(Delivery, ABatchIsMergedWhereTheOlderTakesTheNewer) {
     };
     Kernel::NotificationList batch{make(1, 6), make(2, 0), make(3, 6), make(4, 70), make(-5, 6),
                                    make(6, 6), make(7, 0), nullptr,    make(8, 70)};
-    DeduplicateNotifications(batch);
+    PrepareBatch(batch);
     std::vector<int> values;
     for (auto const& notification : batch)
         values.push_back(Kernel::Cast<PlainNotification>(notification)->GetValue());
@@ -645,6 +668,95 @@ TEST(Delivery, CanBeDirectWithADomainThread) {
     EXPECT_EQ(listener.GetValues(), std::vector{1});
     document->Flush();
     EXPECT_EQ(listenerThread, domainThread);
+    document->StopThread();
+}
+
+// Hears as the front end does.
+class FrontEnd final : public FrontEndListener {
+public:
+    explicit FrontEnd(DomainController& controller) : m_controller(&controller) { controller.AddListener(this); }
+    ~FrontEnd() override { m_controller->RemoveListener(this); }
+    void Receive(Kernel::NonCounted<Kernel::Notification> notification) override {
+        if (onReceive)
+            onReceive(*notification);
+        ++count;
+    }
+    std::function<void(Kernel::Notification&)> onReceive;
+    std::atomic<int> count{0};
+
+private:
+    DomainController* m_controller;
+};
+
+TEST(FrontEnd, HearsOnlyWhatIsToBeForwarded) {
+    auto const document = MakeDocument();
+    Listener const inside(*document);
+    FrontEnd const front(*document);
+    auto const tell = [&] { document->SetSelection(nullptr, true); };
+    tell();
+    EXPECT_EQ(front.count, 0) << "the user works on another document";
+    EXPECT_EQ(inside.GetCount(), 1u);
+    document->SetActive(true);
+    tell();
+    EXPECT_EQ(front.count, 1);
+    document->SendNotification(Kernel::MakeCounted<PlainNotification>(1));
+    EXPECT_EQ(front.count, 2);
+    EXPECT_EQ(inside.GetCount(), 3u);
+    {
+        FrontEnd const second(*document);
+        document->SetActive(false);
+        tell();
+        EXPECT_EQ(second.count, 0);
+    }
+    tell();
+    EXPECT_EQ(front.count, 2);
+}
+
+TEST(FrontEnd, HasProcessedWhatIsCriticalWhenTheNextCommandRuns) {
+    for (bool const threaded : {false, true}) {
+        auto const document = MakeDocument();
+        FrontEnd front(*document);
+        std::atomic<int> processed{0};
+        int late = 0;
+        front.onReceive = [&](Kernel::Notification& notification) {
+            for (int i = 0; i != 200; ++i)
+                std::this_thread::yield();
+            if (Kernel::CastPointer<CriticalNotification>(&notification) != nullptr)
+                ++processed;
+        };
+        if (threaded)
+            document->StartThread();
+        auto const queueAll = [&](DocumentController&) {
+            for (int i = 1; i <= 50; ++i) {
+                document->Queue(MakeSet(i));
+                document->Queue(Kernel::MakeCounted<TellCritical>());
+                document->Queue(MakeCall([&, i](DocumentController&) { late += processed != i; }));
+            }
+        };
+        // Queued by a command, all of them are there when the first one runs.
+        document->Run(MakeCall(queueAll));
+        document->Flush();
+        EXPECT_EQ(late, 0) << threaded;
+        EXPECT_EQ(processed, 50);
+        document->StopThread();
+    }
+}
+
+TEST(FrontEnd, MayWaitForACommandWhereItHoldsNoLock) {
+    auto const document = MakeDocument();
+    FrontEnd front(*document);
+    std::atomic<int> ran{0};
+    front.onReceive = [&](Kernel::Notification& notification) {
+        if (Kernel::CastPointer<ToolNotification>(&notification) != nullptr)
+            document->Run(MakeCall([&](DocumentController&) { ++ran; }));
+    };
+    document->StartThread();
+    for (int i = 0; i != 20; ++i) {
+        document->Queue(Kernel::MakeCounted<TwoNotifications>());
+        document->Queue(Kernel::MakeCounted<TellCritical>());
+    }
+    document->Flush();
+    EXPECT_EQ(ran, 20);
     document->StopThread();
 }
 
