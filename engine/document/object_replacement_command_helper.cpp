@@ -4,77 +4,111 @@
 #include "platform/document/document_notification.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
-#include "platform/kernel/out_serialiser.h"
-
-#include <algorithm>
 
 namespace {
 
-void Exchange(Kernel::Counted<Node> const& out, Kernel::Counted<Node> const& in) {
-    Node* const parent = out->GetParent();
-    if (parent == nullptr)
-        return;
-    in->RemoveFromParent();
-    parent->InsertChild(out->GetChildListType(), in, out.get());
-    out->RemoveFromParent();
-}
+using Entry = ProxyStateManager<StructureInterface>::Entry;
 
 } // namespace
 
 std::vector<Kernel::Counted<Node>> ObjectReplacementCommandHelper::GetNewNodes() const { return m_newNodes; }
 
-void ObjectReplacementCommandHelper::Replace(Kernel::Counted<Node> old, Kernel::Counted<Node> replacement) {
-    Exchange(old, replacement);
-    m_oldNodes.push_back(std::move(old));
-    m_newNodes.push_back(std::move(replacement));
+void ObjectReplacementCommandHelper::BeginReplacing(StructureStates& structure) {
+    structure.GetEntries().clear();
+    m_entryOfOld.clear();
+    m_newNodes.clear();
+    m_changed.Clear();
 }
 
-void ObjectReplacementCommandHelper::UndoReplacements() {
-    for (std::size_t i = m_oldNodes.size(); i-- != 0;)
-        Exchange(m_newNodes[i], m_oldNodes[i]);
+void ObjectReplacementCommandHelper::AddChanged(Node& node) {
+    if (node.GetSpread() != nullptr)
+        m_changed.AddNode(Kernel::Counted<Node>(&node));
 }
 
-void ObjectReplacementCommandHelper::RedoReplacements() {
-    for (std::size_t i = 0; i != m_oldNodes.size(); ++i)
-        Exchange(m_oldNodes[i], m_newNodes[i]);
-}
-
-Kernel::Counted<Selection const>
-ObjectReplacementCommandHelper::MapSelection(Kernel::NonCounted<Selection const> selection) const {
-    MutableSelection mapped;
-    for (auto const& item : *selection) {
-        auto const* const node = Kernel::CastPointer<Node>(item->GetSelectable().get());
-        auto const found =
-            std::find_if(m_oldNodes.begin(), m_oldNodes.end(), [&](auto const& old) { return old.get() == node; });
-        if (node == nullptr || found == m_oldNodes.end())
-            mapped.AddItem(item, false);
-        else
-            mapped.AddSelectable(m_newNodes[static_cast<std::size_t>(found - m_oldNodes.begin())], false);
+void ObjectReplacementCommandHelper::DoReplaceObject(Kernel::Counted<Node> old, Kernel::Counted<Node> replacement,
+                                                     StructureStates& structure, TagStates& tags) {
+    Kernel::Counted<Node> const parent(old->GetParent());
+    if (!parent)
+        return;
+    if (!old->GetTags().empty()) {
+        Kernel::Counted<InterfaceState const> const before(replacement->FindState(InterfaceId::Tag));
+        replacement->SetTags(old->GetTags());
+        tags.GetStates().Keep(replacement, before,
+                              Kernel::Counted<InterfaceState const>(replacement->FindState(InterfaceId::Tag)));
     }
-    return mapped.CloneImmutable();
+    AddChanged(*old);
+    auto& entries = structure.GetEntries();
+    m_entryOfOld[old.get()] = entries.size();
+    m_newNodes.push_back(replacement);
+    Entry leaving{old, old->GetPlace(), {}};
+    parent->InsertChild(old->GetChildListType(), replacement, old.get());
+    old->RemoveFromParent();
+    entries.push_back(std::move(leaving));
+    entries.push_back({replacement, {}, replacement->GetPlace()});
+    AddChanged(*replacement);
+}
+
+void ObjectReplacementCommandHelper::UndoReplaceObject(Node& old, StructureStates& structure, TagStates& tags) {
+    Exchange(old, structure, tags, true);
+}
+
+void ObjectReplacementCommandHelper::RedoReplaceObject(Node& old, StructureStates& structure, TagStates& tags) {
+    Exchange(old, structure, tags, false);
+}
+
+void ObjectReplacementCommandHelper::Exchange(Node& old, StructureStates& structure, TagStates& tags, bool undo) {
+    auto const found = m_entryOfOld.find(&old);
+    if (found == m_entryOfOld.end())
+        return;
+    Entry& ofOld = structure.GetEntries()[found->second];
+    Entry& ofNew = structure.GetEntries()[found->second + 1];
+    Entry& out = undo ? ofNew : ofOld;
+    Entry& in = undo ? ofOld : ofNew;
+    TreePlace const stood = out.node->GetPlace();
+    // The older form says of two nodes only that one takes the other's place.
+    TreePlace const& kept = undo ? in.before : in.after;
+    TreePlace const place = kept.parent ? kept : stood;
+    // Otherwise the history is damaged or forged.
+    bool const canExchange = stood.parent && in.node->GetParent() == nullptr &&
+                             !in.node->IsSelfOrAncestorOf(place.parent.get()) &&
+                             Kernel::CastPointer<SceneNode>(out.node.get()) != nullptr &&
+                             Kernel::CastPointer<SceneNode>(in.node.get()) != nullptr;
+    if (!canExchange)
+        return;
+    AddChanged(*out.node);
+    out.node->RemoveFromParent();
+    in.node->SetPlace(place);
+    // Known from now on, whatever form the history was saved in.
+    ofOld.before = undo ? place : stood;
+    ofNew.after = undo ? stood : place;
+    tags.GetStates().PutBack(InterfaceId::Tag, *ofNew.node, undo);
+    AddChanged(*in.node);
 }
 
 void ObjectReplacementCommandHelper::NotifyDoRedo(Kernel::NonCounted<DocumentController> controller, bool preview,
                                                   Kernel::NotificationList& notifications) const {
-    if (!m_newNodes.empty())
-        notifications.push_back(
-            Kernel::MakeCounted<DocumentStructureChangedNotification>(controller.ToCounted(), preview));
-}
-
-void ObjectReplacementCommandHelper::SaveReplacements(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "RpOl", m_oldNodes);
-    Kernel::SaveValue(out, "RpNw", m_newNodes);
-}
-
-void ObjectReplacementCommandHelper::LoadReplacements(Kernel::InSerialiser const& in) {
-    std::vector<Kernel::Counted<Node>> oldNodes, newNodes;
-    if (!Kernel::LoadValue(in, "RpOl", oldNodes) || !Kernel::LoadValue(in, "RpNw", newNodes) ||
-        oldNodes.size() != newNodes.size())
+    if (m_newNodes.empty())
         return;
-    for (std::size_t i = 0; i != oldNodes.size(); ++i) {
-        if (!oldNodes[i] || !newNodes[i])
-            continue;
-        m_oldNodes.push_back(oldNodes[i]);
-        m_newNodes.push_back(newNodes[i]);
+    notifications.push_back(Kernel::MakeCounted<DocumentStructureChangedNotification>(controller.ToCounted(), preview));
+    m_changed.Notify(controller, preview, notifications);
+}
+
+void ObjectReplacementCommandHelper::LoadReplacements(Kernel::InSerialiser const& in, StructureStates& structure) {
+    auto& entries = structure.GetEntries();
+    std::vector<Kernel::Counted<Node>> oldNodes, newNodes;
+    if (Kernel::LoadValue(in, "RpOl", oldNodes) && Kernel::LoadValue(in, "RpNw", newNodes) &&
+        oldNodes.size() == newNodes.size()) {
+        for (std::size_t i = 0; i != oldNodes.size(); ++i) {
+            if (!oldNodes[i] || !newNodes[i] || oldNodes[i] == newNodes[i])
+                continue;
+            entries.push_back({oldNodes[i], {}, {}});
+            entries.push_back({newNodes[i], {}, {}});
+        }
+    }
+    m_entryOfOld.clear();
+    m_newNodes.clear();
+    for (std::size_t i = 0; i + 1 < entries.size(); i += 2) {
+        m_entryOfOld[entries[i].node.get()] = i;
+        m_newNodes.push_back(entries[i + 1].node);
     }
 }

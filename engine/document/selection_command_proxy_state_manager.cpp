@@ -125,8 +125,11 @@ bool ProxyStateManager<StructureInterface>::Load(Kernel::InSerialiser const& in,
     Kernel::LoadValue(in, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
     m_entries.clear();
     for (auto const& element : elements) {
-        if (!element.node || element.beforeList >= c_childListCount || element.afterList >= c_childListCount)
-            continue;
+        // What belongs together stands in a row, so that a damaged list says nothing.
+        if (!element.node || element.beforeList >= c_childListCount || element.afterList >= c_childListCount) {
+            m_entries.clear();
+            return true;
+        }
         m_entries.push_back(
             {element.node,
              {element.beforeParent, element.beforePrevious, static_cast<NodeChildListType>(element.beforeList)},

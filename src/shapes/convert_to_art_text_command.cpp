@@ -148,6 +148,7 @@ void ConvertToArtTextCommand::Do() {
     m_oldSelection = m_documentController->GetCurrentSelection();
     m_workSelection = Kernel::MakeCounted<MutableSelection>();
     SelectionCommandBase::Do();
+    BeginReplacing(*this);
     ComposeSelectedFrames();
     SelectionCommand::Do();
     m_composed.clear();
@@ -157,14 +158,14 @@ void ConvertToArtTextCommand::Do() {
 }
 
 void ConvertToArtTextCommand::Undo() {
+    BeginExchanging();
     SelectionCommand::Undo();
-    UndoReplacements();
     m_documentController->SetSelection(m_oldSelection, false);
 }
 
 void ConvertToArtTextCommand::Redo() {
+    BeginExchanging();
     SelectionCommand::Redo();
-    RedoReplacements();
     m_documentController->SetSelection(m_newSelection, false);
 }
 
@@ -176,15 +177,18 @@ void ConvertToArtTextCommand::Notify(std::vector<Kernel::Counted<Kernel::Notific
     NotifyDoRedo(controller, m_preview, notifications);
 }
 
-// In the other directions the replacements are exchanged all at once, behind the visit.
 void ConvertToArtTextCommand::Receive(Kernel::Counted<FrameTextNode> node) {
     if (m_direction == Direction::Do)
         DoReplaceObject(node);
+    else if (m_direction == Direction::Undo)
+        UndoReplaceObject(*node, *this, *this);
+    else if (m_direction == Direction::Redo)
+        RedoReplaceObject(*node, *this, *this);
 }
 
 // A frame that is refused, or shows no text, stays as it is.
 void ConvertToArtTextCommand::DoReplaceObject(Kernel::Counted<FrameTextNode> const& node) {
-    if (!CanApplyTo(Kernel::Counted<TextFrameInterface const>(node)))
+    if (node->GetParent() == nullptr || !CanApplyTo(Kernel::Counted<TextFrameInterface const>(node)))
         return;
     auto const known = m_composed.find(node.get());
     auto const composed = known != m_composed.end() ? known->second : node->MakeComposedFrame();
@@ -200,7 +204,7 @@ void ConvertToArtTextCommand::DoReplaceObject(Kernel::Counted<FrameTextNode> con
     if (group->CountChildren(NodeChildListType::Plain) == 1)
         replacement = group->GetFirstChild(NodeChildListType::Plain)->RemoveFromParent();
     replacement->SetUserDescription(node->GetDescription(false));
-    Replace(node, replacement);
+    ObjectReplacementCommandHelper::DoReplaceObject(node, replacement, *this, *this);
     if (Kernel::CastPointer<TextNode>(replacement.get()) != nullptr)
         m_workSelection->AddItem(
             Kernel::MakeCounted<SubSelectionItem>(replacement, Kernel::MakeCounted<TextSelection>(0, 1)), false);
@@ -237,13 +241,10 @@ ConvertToArtTextCommand::MakeNewNode(Kernel::Counted<FrameTextNode> const& node,
     return text;
 }
 
-void ConvertToArtTextCommand::Save(Kernel::OutSerialiser& out) const {
-    SaveReplacements(out);
-    Persisted::Save(out);
-}
 bool ConvertToArtTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    LoadReplacements(in);
-    return Persisted::Load(in, files, version);
+    bool const loaded = Persisted::Load(in, files, version);
+    LoadReplacements(in, *this);
+    return loaded;
 }
 
 static ExampleRegistration const s_example({

@@ -30,7 +30,6 @@ public:
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
     void Receive(Kernel::Counted<FrameTextNode> node);
     void Receive(Kernel::NonCounted<FrameTextNode> node) { Receive(node.ToCounted()); }
-    void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:

@@ -5,9 +5,11 @@
 #include "platform/kernel/cast.h"
 #include "shapes/convert_to_art_text_command.h"
 #include "shapes/text_examples.h"
+#include "tests/support/records.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <set>
 #include <unistd.h>
 
 namespace {
@@ -446,6 +448,91 @@ TEST_F(ConvertToArtText, UndoWorksAfterAReload) {
     again->Redo();
     EXPECT_EQ(again->GetHash(false), after);
     std::filesystem::remove(path);
+}
+
+// Neighbours, one of them alone in a group, with their tags.
+TEST_F(ConvertToArtText, TagsReachTheArtTextAndTheGroupOfColumns) {
+    auto const first = Add({50, 50, 250, 300}), second = Add({300, 50, 500, 300});
+    auto const columns = Add({50, 350, 350, 390});
+    auto const group = MakeCounted<GroupNode>();
+    auto const inside = MakeTextFrame({50, 500, 250, 700}, c_text);
+    Append(*document->GetCurrentSpread(), group);
+    Append(*group, inside);
+    columns->SetColumns(3, 10);
+    std::vector<Kernel::String> const heading{"heading", "intro"}, body{"body"};
+    first->SetTags(heading);
+    columns->SetTags(body);
+    inside->SetTags(body);
+    auto const before = document->GetHash(false);
+    Run({first, second, columns, inside});
+    auto const after = document->GetHash(false);
+    auto const path =
+        (std::filesystem::temp_directory_path() / ("art-tags-" + std::to_string(getpid()) + ".redraft")).string();
+    auto const expectTags = [&](DocumentController& controller) {
+        std::vector<std::vector<Kernel::String>> tags;
+        ForEachNode(*controller.GetCurrentSpread(), [&](Node& node) { tags.push_back(node.GetTags()); });
+        std::vector<Node*> nodes;
+        for (Node* child = controller.GetCurrentSpread()->GetFirstChild(NodeChildListType::Plain); child != nullptr;
+             child = child->GetNextSibling())
+            nodes.push_back(child);
+        ASSERT_EQ(nodes.size(), 4u);
+        EXPECT_EQ(nodes[0]->GetTags(), heading);
+        EXPECT_TRUE(nodes[1]->GetTags().empty());
+        EXPECT_NE(CastPointer<GroupNode>(nodes[2]), nullptr);
+        EXPECT_EQ(nodes[2]->GetTags(), body);
+        auto const* const child = nodes[3]->GetFirstChild(NodeChildListType::Plain);
+        ASSERT_NE(CastPointer<ArtTextNode const>(child), nullptr);
+        EXPECT_EQ(child->GetTags(), body);
+    };
+    expectTags(*document);
+    auto const replacement = Kernel::Counted<Node>(Children()[0]);
+    for (int round = 0; round != 2; ++round) {
+        document->Undo();
+        EXPECT_EQ(document->GetHash(false), before);
+        EXPECT_TRUE(replacement->GetTags().empty());
+        document->Redo();
+        EXPECT_EQ(document->GetHash(false), after);
+        expectTags(*document);
+    }
+    document->Save(path);
+    auto const again = DocumentController::Open(path, true);
+    again->Undo();
+    EXPECT_EQ(again->GetHash(false), before);
+    again->Redo();
+    EXPECT_EQ(again->GetHash(false), after);
+    expectTags(*again);
+    std::filesystem::remove(path);
+}
+
+TEST_F(ConvertToArtText, WhatReplacesWhatIsSavedAsTheStateOfTheStructure) {
+    auto const frame = Add({50, 50, 250, 300});
+    Run({frame});
+    auto const saved =
+        Support::SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(document->GetHistory()->GetCommand(0))});
+    std::set<std::string> tags;
+    for (auto const& field : Support::ListFields(saved)) {
+        if (field.classTag == "C2AT")
+            tags.insert(field.tag);
+    }
+    EXPECT_TRUE(tags.contains("Ps13"));
+    EXPECT_FALSE(tags.contains("RpOl"));
+    EXPECT_FALSE(tags.contains("RpNw"));
+}
+
+TEST_F(ConvertToArtText, AFrameThatIsSelectedTwiceIsReplacedOnce) {
+    auto const frame = Add({50, 50, 250, 300});
+    auto const before = document->GetHash(false);
+    MutableSelection twice(MutableSelection::DuplicateStrategy::Allow);
+    twice.AddSelectable(frame, false);
+    twice.AddSelectable(frame, false);
+    document->SetSelection(twice.CloneImmutable(), false);
+    document->Run(MakeCounted<Commands::ConvertToArtTextCommand>());
+    EXPECT_EQ(document->GetCurrentSelection()->size(), 1u);
+    auto const after = document->GetHash(false);
+    document->Undo();
+    EXPECT_EQ(document->GetHash(false), before);
+    document->Redo();
+    EXPECT_EQ(document->GetHash(false), after);
 }
 
 } // namespace

@@ -45,21 +45,26 @@ private:
     ProxyStates m_states;
 };
 
-// The state of the tree's structure is where a node stands. It is kept for what object replacement needs.
+// The state of the tree's structure is where a node stands. What replaces objects keeps the places of those that leave
+// and of those that come.
 template <>
 class REDRAFT_ENGINE ProxyStateManager<StructureInterface> {
 public:
-    virtual ~ProxyStateManager();
-    void Save(Kernel::OutSerialiser& out) const;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files);
-    bool HasStates() const noexcept { return !m_entries.empty(); }
-
-protected:
+    // `parent` is empty in the place of a node that stood nowhere. Both are empty of a node whose places are not known.
     struct Entry {
         Kernel::Counted<Node> node;
         TreePlace before;
         TreePlace after;
     };
+
+    virtual ~ProxyStateManager();
+    void Save(Kernel::OutSerialiser& out) const;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files);
+    bool HasStates() const noexcept { return !m_entries.empty(); }
+    // In the order in which they were kept.
+    std::vector<Entry>& GetEntries() noexcept { return m_entries; }
+
+private:
     std::vector<Entry> m_entries;
 };
 
