@@ -100,9 +100,10 @@ private:
 
 // The box of a page or spread, else what is drawn.
 Rect GetShownBounds(Node const& node, AllBounds const& bounds) {
-    if (auto const* box = CastPointer<BaseBoxInterface const>(&node))
-        return box->GetBaseBox(true);
-    return CastPointer<SceneNode const>(&node) == nullptr ? Rect() : bounds.Get(node);
+    if (CastPointer<SceneNode const>(&node) != nullptr)
+        return bounds.Get(node);
+    auto const* const box = CastPointer<BaseBoxInterface const>(&node);
+    return box == nullptr ? Rect() : box->GetBaseBox(true);
 }
 
 std::string GetPathData(CurvesNode const& node) {

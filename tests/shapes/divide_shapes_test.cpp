@@ -269,6 +269,33 @@ TEST(Divide, PiecesOfACompoundCurveCarryNoChildren) {
         EXPECT_EQ(0u, piece->CountChildren(NodeChildListType::Plain));
 }
 
+TEST(Divide, PartsOfACompoundCurveAreLeftAloneInAllDirections) {
+    auto const controller = DocumentController::CreateNew({400, 300}, Raster::FormatRGBA8, 1);
+    auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    auto const part = ExampleDocuments::MakeRectangle({0, 0, 60, 60}, 1, 0, 0);
+    auto const shape = ExampleDocuments::MakeRectangle({30, 30, 90, 90}, 0, 1, 0);
+    ExampleDocuments::Append(*controller->GetCurrentSpread(), compound);
+    ExampleDocuments::Append(*controller->GetCurrentSpread(), shape);
+    ExampleDocuments::Append(*compound, part);
+    ExampleDocuments::Select(*controller, {part, shape});
+    ASSERT_TRUE(controller->GetCurrentSelection()->ContainsSpecialisedChildren());
+    EXPECT_FALSE(DivideShapesCommand::CanApplyTo(controller->GetCurrentSelection()));
+    auto const before = controller->GetHash(false);
+    auto const command = Kernel::MakeCounted<DivideShapesCommand>(false, controller->GetCurrentSelection());
+    controller->Run(command);
+    EXPECT_FALSE(controller->CanUndo());
+    Kernel::NotificationList told;
+    command->Notify(told);
+    EXPECT_TRUE(told.empty());
+    command->Undo();
+    command->Redo();
+    EXPECT_EQ(before, controller->GetHash(false));
+    // The compound curve itself is an object like any other.
+    ExampleDocuments::Select(*controller, {compound, shape});
+    controller->Run(Kernel::MakeCounted<DivideShapesCommand>(false, controller->GetCurrentSelection()));
+    EXPECT_TRUE(controller->CanUndo());
+}
+
 TEST(Divide, PiecesLieWhereTheirSourceLayWithItsTransform) {
     Scene scene;
     OverlappingShapes(*scene.controller);

@@ -281,6 +281,20 @@ TEST(Ungroup, IsOfferedForGroupsAndNotForSyncedBoxesAlone) {
     EXPECT_FALSE(UngroupNodesCommand::CanApplyTo({}));
 }
 
+TEST(Ungroup, IsNotOfferedForPartsOfACompoundCurve) {
+    Scene scene;
+    auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    auto const part = NamedGroup("part"), other = NamedGroup("other");
+    scene.Put(*scene.spread, {compound, other});
+    scene.Put(*compound, {part});
+    auto const can = [](std::vector<Kernel::Counted<Node>> const& nodes) {
+        return UngroupNodesCommand::CanApplyTo(Kernel::MakeCounted<Selection>(nodes));
+    };
+    EXPECT_TRUE(can({other}));
+    EXPECT_FALSE(can({part}));
+    EXPECT_FALSE(can({other, part})) << "one part is enough";
+}
+
 TEST(Ungroup, TellsOfStructureSelectionAndAreaInThisOrder) {
     Scene scene;
     auto const group = NamedGroup("group");

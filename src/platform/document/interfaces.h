@@ -62,6 +62,7 @@ public:
     // Puts the linear part of a transform after the scale of framed text.
     void ScaleFrameText(Raster::AffineTransform::Params transform);
 
+    // How the object follows when the box that it stands in changes, see TransformConstraint. No transform heeds them.
     unsigned GetTransformConstraints() const { return GetState<TransformState>().constraints; }
     void SetTransformConstraints(unsigned constraints);
 

@@ -44,12 +44,42 @@ public:
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 };
 
-// A group whose members follow its box by their transform constraints.
-class REDRAFT_ENGINE ConstraintsGroupNode : public GroupNode {
+// The word of transform constraints: c_transformConstraintBits bits for the horizontal axis and, above them, as many
+// for the vertical one. When the box that an object stands in changes, what may give along an axis shares the change in
+// proportion to its length: the distances to the box's edges and the object's own size. With the neutral word
+// everything may, so that the object is scaled together with its box.
+enum TransformConstraint : unsigned {
+    // The distance to the left or top edge stays as it is.
+    c_nearDistanceStays = 1,
+    // The size may change. Where nothing else may, it does without this bit too.
+    c_sizeFollows = 2,
+    // The distance to the right or bottom edge stays as it is.
+    c_farDistanceStays = 4
+};
+inline constexpr unsigned c_transformConstraintBits = 3;
+static_assert(c_neutralTransformConstraints == (c_sizeFollows | c_sizeFollows << c_transformConstraintBits));
+
+// A group with a box of its own. When the box changes, its members follow by their transform constraints. No transform
+// of the group or of a member has anything to do with them.
+class REDRAFT_ENGINE ConstraintsGroupNode : public GroupNode, public BaseBoxInterface {
 public:
+    // In the group's own space. Until a box has been set it is around the outlines of the members.
+    Kernel::RectT<double> GetBaseBox(bool includeBleed) const override;
+    // Members that are turned are stretched along the box's axes.
+    void SetBaseBox(Kernel::RectT<double> box);
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+protected:
+    void CopyMembersFrom(Node const& other) override;
+
+private:
+    // Empty until one has been set.
+    Kernel::RectT<double> m_box;
 };
 
 // A box whose content is kept up to date from elsewhere. The content is held apart from the child lists.
@@ -156,6 +186,8 @@ public:
     CompoundOperation GetCompoundOperation() const override { return m_operation; }
     void SetCompoundOperation(CompoundOperation operation) override;
     bool DrawsChildren() const override { return false; }
+    // Children are parts of the outline, which pieces and members of other groups are not.
+    bool HasSpecialisedChildren() const override { return true; }
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
