@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_notification.h"
 
+#include "platform/document/ai_operation_notification.h"
 #include "platform/kernel/cast.h"
 
 #include <typeinfo>
@@ -99,3 +100,11 @@ MetadataChangedNotification::MetadataChangedNotification(Kernel::Counted<Documen
 ShowPanelNotification::ShowPanelNotification(Kernel::Counted<DocumentController const> const& controller, Panel panel,
                                              Kernel::Counted<ShowPanelInfo> info)
     : DocumentNotification(controller, false), m_panel(panel), m_info(std::move(info)) {}
+
+AIOperationFailedNotification::AIOperationFailedNotification(
+    Kernel::Counted<DocumentController const> const& controller, Learning::RemoteInference::Result result,
+    Kernel::LocalisedString title, OstraAICommandSource source)
+    : DocumentNotification(controller, false),
+      m_result(std::move(result)),
+      m_title(std::move(title)),
+      m_source(source) {}

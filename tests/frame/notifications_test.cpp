@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/notifications.h"
+#include "platform/document/ai_operation_notification.h"
 #include "tests/frame/slots.h"
 #include "tests/support/documents.h"
 
@@ -161,6 +162,25 @@ TEST(Notifications, WithoutAPreviewFlagOfTheirOwnAreNoPreview) {
     EXPECT_FALSE(tool->IsPreview());
     EXPECT_EQ(7, tool->GetTool());
     EXPECT_TRUE(isPreview(MakeCounted<GuidesChangedNotification>(controller, true)));
+}
+
+TEST(Notifications, OfRemoteModelsCarryWhatIsKnown) {
+    auto const controller = NewDocument();
+    AIOperationCompletedNotification const completed;
+    EXPECT_FALSE(completed.operation || completed.reserved || completed.model || completed.style || completed.aspect);
+    EXPECT_FALSE(completed.guidanceMode || completed.prompt || completed.secondaryPrompt || completed.enhancesPrompt);
+    EXPECT_FALSE(completed.enhancedPrompt || completed.requestedCount || completed.returnedCount);
+    EXPECT_FALSE(completed.resultDetail || completed.resultCode || completed.durationMilliseconds);
+    Learning::RemoteInference::Result const result{17, "no answer"};
+    auto const failed = Kernel::MakeCounted<AIOperationFailedNotification>(
+        controller, result, Kernel::LocalisedString("Image Generation Failed", "Remote inference"),
+        OstraAICommandSource{3});
+    EXPECT_EQ(17, failed->GetResult().code);
+    EXPECT_EQ("no answer", failed->GetResult().detail);
+    EXPECT_EQ("Image Generation Failed", failed->GetTitle().GetText());
+    EXPECT_EQ(OstraAICommandSource{3}, failed->GetSource());
+    EXPECT_EQ(controller.get(), failed->GetDocumentController().get());
+    EXPECT_FALSE(failed->IsPreview());
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/flip_canvas_command.h"
+#include "frame/index_fragment_separator_enum_serialiser.h"
 #include "frame/set_guides_fill_command.h"
 #include "frame/set_reflow_pages_setting_command.h"
 #include "frame/set_scale_override_flags_command.h"
@@ -354,6 +355,18 @@ TEST(Persistence, AnObjectOfAnotherClassUnderATagEmptiesTheFieldAndAMissingTagLe
     EXPECT_TRUE(LoadFirst<Holding>(WithoutFields(saved, "TfHo"))->held);
     command->object = Kernel::MakeCounted<Formed<Form::Lax>>();
     EXPECT_TRUE(Kernel::Cast<Formed<Form::Lax>>(LoadFirst<Holding>(SaveToMemory(RootsOf({command})))->held));
+}
+
+TEST(Persistence, SeparatorsOfIndexEntriesAreSevenNumbersWithoutNames) {
+    auto const& serialiser = Commands::IndexFragmentSeparatorEnumSerialiser::GetInstance();
+    EXPECT_EQ(&serialiser, &Commands::IndexFragmentSeparatorEnumSerialiser::GetInstance());
+    ASSERT_EQ(7u, serialiser.GetEntries().size());
+    for (int value = 0; value != 7; ++value) {
+        EXPECT_EQ(value, serialiser.GetEntries()[static_cast<std::size_t>(value)].value);
+        EXPECT_EQ(nullptr, serialiser.FindName(value));
+    }
+    EXPECT_FALSE(serialiser.IsRegistered(7));
+    EXPECT_FALSE(serialiser.IsRegistered(-1));
 }
 
 } // namespace
