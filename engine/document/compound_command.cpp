@@ -174,6 +174,11 @@ bool CompoundCommand::WillAddChildNodes() const {
                        [](auto const& child) { return child->WillAddChildNodes(); });
 }
 
+void CompoundCommand::Deduplicate(Raster::BlockDeduplicationSupport& support, bool* abort) {
+    for (auto const& child : m_commands)
+        child->Deduplicate(support, abort);
+}
+
 std::vector<Kernel::Counted<Node>> CompoundCommand::GetNewNodes() const {
     std::vector<Kernel::Counted<Node>> nodes;
     for (auto const& child : m_commands) {

@@ -5,6 +5,7 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
+#include "platform/raster/deduplication.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -197,6 +198,19 @@ void DocumentController::File::SaveAs(std::filesystem::path const& path) {
     isReadOnly = false;
 }
 
+namespace {
+
+// Steps that hold the same pixels hold them once from now on; the file has them once in any case.
+void ShareBlocks(History const& history) {
+    Raster::BlockDeduplicationSupport support;
+    for (std::size_t step = 0; step != history.GetCount(); ++step) {
+        if (auto const command = history.GetCommand(step))
+            command->Deduplicate(support, nullptr);
+    }
+}
+
+} // namespace
+
 void DocumentController::Save(std::string const& path) {
     RunExclusive([&] { SaveLocked(path); });
 }
@@ -210,6 +224,7 @@ void DocumentController::SaveLocked(std::string const& path) {
         preview->UndoAndUpdateCaches();
     std::exception_ptr failure;
     try {
+        ShareBlocks(*m_history);
         m_file->Gather(*this);
         auto const target = Store::FileSystem::GetNative().Resolve(path);
         if (m_file->container && m_file->container->GetPath() == target)

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/document/compound_command.h"
 #include "raster/inflate_untrusted_raster_nodes_command.h"
 #include "raster/replace_bitmap_command.h"
 
@@ -112,6 +113,32 @@ TEST(ReplaceBitmap, DeduplicatesWhatItKeeps) {
     command->Deduplicate(support, &abort);
     // Three bitmaps of the same pixels, four planes each; the first to be met stays.
     EXPECT_EQ(8u, support.GetSharedTiles());
+}
+
+TEST(ReplaceBitmap, SavingMakesStepsShareTheirPixels) {
+    auto const path = std::filesystem::temp_directory_path() / ("redraft-share-" + std::to_string(getpid()));
+    TwoLayerDocument document;
+    auto const replaceBySame = [&] {
+        auto const bitmap = Judge::RandomBitmap<RGBA8>(60, 40, 1);
+        auto const compound = Kernel::MakeCounted<CompoundCommand>(false, true, true);
+        compound->AppendCommand(
+            Kernel::MakeCounted<ReplaceBitmapCommand>(bitmap, document.controller->GetCurrentSelection()));
+        document.controller->Run(compound);
+        return bitmap;
+    };
+    auto const first = replaceBySame(), second = replaceBySame();
+    auto const share = [&](int plane) {
+        return first->GetBase()->GetPlane(plane).GetConstTile(0, 0).SharesSamplesWith(
+            second->GetBase()->GetPlane(plane).GetConstTile(0, 0));
+    };
+    EXPECT_FALSE(share(0));
+    auto const hash = document.controller->GetHash(true);
+    document.controller->Save(path);
+    for (int plane = 0; plane != 4; ++plane)
+        EXPECT_TRUE(share(plane));
+    EXPECT_EQ(document.controller->GetHash(true), hash);
+    EXPECT_EQ(DocumentController::Open(path, true)->GetHash(true), hash);
+    std::filesystem::remove(path);
 }
 
 TEST(InflateUntrusted, MakesFloatsFiniteAndLevelsThatDrawingTakes) {

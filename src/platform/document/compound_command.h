@@ -28,6 +28,7 @@ public:
     void ApplyTransform(Raster::AffineTransform::Params transform) override;
     void ApplyInverseTransform(Raster::AffineTransform::Params transform) override;
     bool WillAddChildNodes() const override;
+    void Deduplicate(Raster::BlockDeduplicationSupport& support, bool* abort) override;
     std::vector<Kernel::Counted<Node>> GetNewNodes() const override;
 
     std::vector<Kernel::Counted<DocumentCommand>> const& GetCommands() const { return m_commands; }
