@@ -77,8 +77,20 @@ void ReflowPagesCommand::Redo() {
 }
 
 void ReflowPagesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+    if (m_oldPageBoxes == m_newPageBoxes && m_oldSpreadBoxes == m_newSpreadBoxes)
+        return;
     notifications.push_back(
         Kernel::MakeCounted<DocumentStructureChangedNotification>(GetDocumentController(), m_preview));
+    SpreadRects areas;
+    for (std::size_t i = 0; i != m_pages.size(); ++i) {
+        if (!m_pages[i] || m_oldPageBoxes[i] == m_newPageBoxes[i])
+            continue;
+        areas.Append(SpreadRect(*m_pages[i], m_oldPageBoxes[i]));
+        areas.Append(SpreadRect(*m_pages[i], m_newPageBoxes[i]));
+    }
+    if (!areas.IsEmpty())
+        notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
+            GetDocumentController(), areas, Kernel::Counted<Selection const>(), m_preview, false, false, false));
 }
 
 Kernel::Counted<DocumentCommand> ReflowPagesCommand::Clone() const {

@@ -141,9 +141,29 @@ void StructureCommandHelper::UndoRemove(Kernel::Counted<Node> node) {
     }
 }
 
-void StructureCommandHelper::Notify(Kernel::NotificationList& notifications) {
-    if (m_detachedLinks.empty())
+void StructureCommandHelper::AddUnclippedArea(Node const& parent, Node const& child) {
+    if (!parent.HasChildren(NodeChildListType::Clipping))
         return;
-    if (auto* command = Kernel::CastPointer<DocumentCommand>(this))
+    SpreadRect const area(child, child.GetBounds(true));
+    auto const same = std::find_if(m_unclipped.begin(), m_unclipped.end(),
+                                   [&](SpreadRect const& other) { return other.spread == area.spread; });
+    if (same == m_unclipped.end())
+        m_unclipped.push_back(area);
+    else
+        same->rect = same->rect.United(area.rect);
+}
+
+void StructureCommandHelper::Notify(Kernel::NotificationList& notifications) {
+    auto* const command = Kernel::CastPointer<DocumentCommand>(this);
+    if (command == nullptr)
+        return;
+    if (!m_detachedLinks.empty())
         notifications.push_back(Kernel::MakeCounted<SymbolsChangedNotification>(command->GetDocumentController()));
+    if (m_unclipped.empty())
+        return;
+    SpreadRects areas;
+    for (auto const& area : m_unclipped)
+        areas.Append(area);
+    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
+        command->GetDocumentController(), areas, command->GetSelection(), command->IsPreview(), false, false, false));
 }

@@ -50,6 +50,7 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<AddPressureProfileCommand>(profile);
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::Setting},
 });
 
 } // namespace Commands

@@ -19,6 +19,25 @@ struct REDRAFT_API CommandExample {
     // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
     std::string keptByContract;
 
+    // What of a change a command may leave untold on purpose.
+    enum class Untold {
+        // Where pixels changed.
+        Area,
+        // That the selection is another one, or its marks stand elsewhere.
+        Selection,
+        // That nodes came, went or moved.
+        Structure,
+        // Which nodes' own data changed.
+        NodeData,
+        // That instances were linked or detached.
+        Links,
+        // That a setting changed.
+        Setting
+    };
+    std::vector<Untold> untold = {};
+    // The command has all of the document painted again.
+    bool tellsWholeDocument = false;
+
     static void Register(CommandExample example);
     static std::vector<CommandExample> const& GetAll();
 };

@@ -48,6 +48,26 @@ void NestedGroups(DocumentController& controller) {
     Select(controller, {outer, plain, second});
 }
 
+void GroupsWithLooks(DocumentController& controller) {
+    auto const spread = controller.GetCurrentSpread();
+    std::vector<Kernel::Counted<Node>> groups;
+    for (int i = 0; i != 3; ++i) {
+        auto const group = Kernel::MakeCounted<GroupNode>();
+        group->SetTransform({1, 0, 200.0 * i, 0, 1, 60}, false);
+        Append(*spread, group);
+        Append(*group, MakeRectangle({20, 0, 120, 90}, 0.8, 0.3, 0.2));
+        Append(*group, MakeRectangle({60, 30, 160, 140}, 0.2, 0.4, 0.8));
+        if (i == 0)
+            group->SetOpacity(0.5);
+        if (i == 1)
+            group->InsertChild(NodeChildListType::Clipping, MakeRectangle({40, 20, 100, 80}, 0, 0, 0), nullptr);
+        if (i == 2)
+            group->SetVisible(false);
+        groups.emplace_back(group);
+    }
+    Select(controller, groups);
+}
+
 void ConstraintsGroup(DocumentController& controller) {
     auto const group = Kernel::MakeCounted<ConstraintsGroupNode>();
     auto const left = MakeRectangle({0, 0, 40, 40}, 0.9, 0.6, 0.1);

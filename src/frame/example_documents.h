@@ -9,6 +9,9 @@ namespace ExampleDocuments {
 // Two groups with a group inside one of them, and shapes beside them; the groups and a shape are selected. One child is
 // framed text scale and one has transform constraints.
 REDRAFT_API void NestedGroups(DocumentController& controller);
+// Groups that do something to their members as a whole: one is half clear, one clipped and one hidden. They are
+// selected.
+REDRAFT_API void GroupsWithLooks(DocumentController& controller);
 // A constraints group whose children have constraints; it is selected.
 REDRAFT_API void ConstraintsGroup(DocumentController& controller);
 // A symbol of two shapes with two linked instances; the instances are selected.

@@ -78,6 +78,7 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<FlipCanvasCommand>(true);
     },
     .keptByContract = {},
+    .tellsWholeDocument = true,
 });
 
 } // namespace Commands

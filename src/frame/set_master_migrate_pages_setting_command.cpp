@@ -22,6 +22,7 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<SetMasterMigratePagesSettingCommand>(MasterMigrationStrategy::Drop);
     },
     .keptByContract = "The setting is outside the history and stays.",
+    .untold = {CommandExample::Untold::Setting},
 });
 
 } // namespace Commands

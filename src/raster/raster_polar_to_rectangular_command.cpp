@@ -17,6 +17,7 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<RasterPolarToRectangularCommand>();
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_layersExample({
@@ -26,6 +27,7 @@ static ExampleRegistration const s_layersExample({
         return Kernel::MakeCounted<RasterPolarToRectangularCommand>();
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 } // namespace Commands

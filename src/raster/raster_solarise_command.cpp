@@ -33,6 +33,7 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<RasterSolariseCommand>();
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_layersExample({
@@ -42,6 +43,7 @@ static ExampleRegistration const s_layersExample({
         return Kernel::MakeCounted<RasterSolariseCommand>();
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 } // namespace Commands

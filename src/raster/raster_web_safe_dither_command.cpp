@@ -82,6 +82,7 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<RasterWebSafeDitherCommand>();
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_layersExample({
@@ -91,6 +92,7 @@ static ExampleRegistration const s_layersExample({
         return Kernel::MakeCounted<RasterWebSafeDitherCommand>();
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 } // namespace Commands

@@ -381,6 +381,8 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<FillHolesCommand>();
     },
     .keptByContract = {},
+    // Required: shapes that keep their node fall out of the selection, which is what is told.
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_linesExample({
@@ -390,6 +392,8 @@ static ExampleRegistration const s_linesExample({
         return Kernel::MakeCounted<FillHolesCommand>(true);
     },
     .keptByContract = {},
+    // Required: shapes that keep their node fall out of the selection, which is what is told.
+    .untold = {CommandExample::Untold::NodeData},
 });
 
 } // namespace Commands

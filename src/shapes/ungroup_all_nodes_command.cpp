@@ -126,4 +126,13 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
 });
 
+static ExampleRegistration const s_looksExample({
+    .className = "UngroupAllNodesCommand",
+    .prepare = ExampleDocuments::GroupsWithLooks,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<UngroupAllNodesCommand>();
+    },
+    .keptByContract = {},
+});
+
 } // namespace Commands

@@ -67,6 +67,7 @@ protected:
         auto const* const group = Kernel::CastPointer<TransformInterface>(record.group.get());
         if (transform == nullptr || group == nullptr)
             return;
+        AddUnclippedArea(*record.group, node);
         this->StoreInterfaces(Kernel::NonCounted<Kernel::Countable>(&node));
         record.children.push_back({child, transform->GetTransform(false, false), transform->GetFrameTextScale()});
         auto const constraints = RelaxConstraints(*transform, relax);
@@ -99,6 +100,8 @@ protected:
             InsertChildBefore(record.parent, record.group, record.nextSibling, false, detach);
         else
             AddChildBack(record.parent, record.group->GetChildListType(), record.group, false, detach);
+        for (auto const& child : record.children)
+            AddUnclippedArea(*record.group, *child.node);
     }
 
     // A child back into its group when nothing but the record is known, first to last.

@@ -138,6 +138,15 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
 });
 
+static ExampleRegistration const s_looksExample({
+    .className = "UngroupNodesCommand",
+    .prepare = ExampleDocuments::GroupsWithLooks,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<UngroupNodesCommand>();
+    },
+    .keptByContract = {},
+});
+
 static ExampleRegistration const s_constraintsExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::ConstraintsGroup,
@@ -154,6 +163,7 @@ static ExampleRegistration const s_instanceExample({
         return Kernel::MakeCounted<UngroupNodesCommand>();
     },
     .keptByContract = {},
+    .untold = {CommandExample::Untold::Links},
 });
 
 } // namespace Commands

@@ -57,7 +57,8 @@ std::vector<CommandExample> EngineExamples() {
          [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
              return Kernel::MakeCounted<Commands::FillHolesCommand>();
          },
-         "An object that stores curves and has none at present leaves the document and does not come back."},
+         "An object that stores curves and has none at present leaves the document and does not come back.",
+         {CommandExample::Untold::NodeData}},
     };
 }
 

@@ -3,6 +3,7 @@
 
 #include "platform/document/command.h"
 #include "platform/document/node.h"
+#include "platform/document/spread_rects.h"
 
 #include <functional>
 #include <unordered_map>
@@ -41,6 +42,11 @@ protected:
     // Reverse the node's last insertion, and its last removal.
     void UndoAdd(Kernel::Counted<Node> node);
     void UndoRemove(Kernel::Counted<Node> node);
+    // Has what a child draws painted again, beyond the clips of the parent too: those come and go with it. For a parent
+    // that is about to be dissolved or has just been put back, the child standing where it can be seen. Nothing when
+    // the parent has no clips.
+    void AddUnclippedArea(Node const& parent, Node const& child);
+    // Tells that links were detached, and the areas of AddUnclippedArea.
     void Notify(Kernel::NotificationList& notifications);
 
     // True when UndoStructureChanges can't serve: nothing was recorded, as after a reload.
@@ -71,5 +77,7 @@ private:
     std::vector<Kernel::Counted<Node>> m_newNodes;
     std::unordered_set<Node const*> m_knownNewNodes;
     std::vector<DetachedLink> m_detachedLinks;
+    // One for each spread.
+    std::vector<SpreadRect> m_unclipped;
     bool m_recorded = false;
 };

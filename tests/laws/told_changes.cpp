@@ -1,0 +1,406 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/laws/told_changes.h"
+
+#include "frame/notifications.h"
+#include "platform/document/document_renderer.h"
+#include "platform/kernel/cast.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <set>
+
+namespace {
+
+using Rect = Kernel::RectT<double>;
+using Untold = CommandExample::Untold;
+using Shown = ShownDocument::Shown;
+
+constexpr double c_scale = 0.5;
+// Around the spread, in document units: examples stand partly outside of it.
+constexpr double c_margin = 160;
+// Of places, in document units.
+constexpr double c_tolerance = 1e-6;
+
+Rect Inflated(Rect const& r, double by) { return {r.left - by, r.top - by, r.right + by, r.bottom + by}; }
+
+bool Holds(Rect const& outer, Rect const& inner) {
+    return inner.IsEmpty() || (inner.left >= outer.left - c_tolerance && inner.top >= outer.top - c_tolerance &&
+                               inner.right <= outer.right + c_tolerance && inner.bottom <= outer.bottom + c_tolerance);
+}
+
+ShownDocument::Picture Paint(SpreadNode const& spread, Rect const& area) {
+    SpreadPictureOptions options;
+    options.area = area;
+    options.scale = c_scale;
+    auto const target = MakeSpreadPicture(spread, options);
+    ShownDocument::Picture picture;
+    picture.area = area;
+    picture.scale = c_scale;
+    picture.width = target->GetOptions().width;
+    picture.height = target->GetOptions().height;
+    picture.pixels.resize(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height));
+    auto const buffer = target->Render({0, 0, picture.width, picture.height});
+    buffer->ReadPixels(buffer->GetBounds(), picture.pixels.data(), static_cast<std::size_t>(picture.width) * 4);
+    return picture;
+}
+
+bool SameStates(AttributeTable const& a, AttributeTable const& b, std::set<InterfaceId> const& except) {
+    if (a.SharesDataWith(b))
+        return true;
+    for (int i = 0; i != c_interfaceCount; ++i) {
+        auto const id = static_cast<InterfaceId>(i);
+        auto const* const left = a.Find(id);
+        auto const* const right = b.Find(id);
+        if (left != right && !except.contains(id) && (left == nullptr || right == nullptr || !left->IsEqualTo(*right)))
+            return false;
+    }
+    return true;
+}
+
+// What one operation did to one node.
+struct Change {
+    Shown const* before = nullptr;
+    Shown const* after = nullptr;
+    bool CameOrWent() const { return before == nullptr || after == nullptr; }
+    bool IsMoved() const { return !CameOrWent() && (before->parent != after->parent || before->list != after->list); }
+    bool HasNewNeighbour() const { return !CameOrWent() && before->previousSibling != after->previousSibling; }
+    bool HasNewName() const { return !CameOrWent() && before->name != after->name; }
+    bool HasNewLink() const { return !CameOrWent() && before->linkSource != after->linkSource; }
+    bool HasNewBox() const { return !CameOrWent() && before->box != after->box; }
+    // The node's own, whatever became of its place.
+    bool HasNewData() const {
+        return !CameOrWent() && (before->matrix != after->matrix ||
+                                 !SameStates(before->states, after->states, {InterfaceId::Description}));
+    }
+    // Pixels change in a part of a layer only: where, the picture tells.
+    bool HasOnlyNewPixels() const {
+        return !CameOrWent() && !IsMoved() && before->matrix == after->matrix && before->bounds == after->bounds &&
+               SameStates(before->states, after->states, {InterfaceId::Description, InterfaceId::MutableRaster});
+    }
+    bool LooksOther() const { return CameOrWent() || IsMoved() || HasNewData(); }
+    Shown const& Any() const { return after != nullptr ? *after : *before; }
+};
+
+std::vector<Change> FindChanges(ShownDocument const& before, ShownDocument const& after) {
+    std::vector<Change> changes;
+    for (auto const& [id, shown] : before.nodes) {
+        auto const found = after.nodes.find(id);
+        changes.push_back({&shown, found == after.nodes.end() ? nullptr : &found->second});
+    }
+    for (auto const& [id, shown] : after.nodes) {
+        if (!before.nodes.contains(id))
+            changes.push_back({nullptr, &shown});
+    }
+    return changes;
+}
+
+template <class N>
+std::vector<Kernel::Counted<N>> Pick(Kernel::NotificationList const& told) {
+    std::vector<Kernel::Counted<N>> found;
+    for (auto const& notification : told) {
+        if (auto const picked = Kernel::Cast<N>(notification))
+            found.push_back(picked);
+    }
+    return found;
+}
+
+bool IsSelectionOf(Selection const* selection, Selection const* expected) {
+    auto const size = [](Selection const* s) { return s == nullptr ? 0 : s->size(); };
+    return selection == expected || (size(selection) == 0 && size(expected) == 0) ||
+           (selection != nullptr && expected != nullptr && selection->IsEqualTo(*expected));
+}
+
+class Judge {
+public:
+    Judge(Operation const& operation, Kernel::NotificationList const& told)
+        : m_operation(operation), m_told(told), m_changes(FindChanges(operation.before, operation.after)) {}
+
+    Judgement Run() {
+        GatherAreas();
+        JudgePixels();
+        JudgeNodes();
+        JudgeExcess();
+        JudgeSelection();
+        JudgeSymbols();
+        JudgeSettings();
+        return std::move(m_judgement);
+    }
+
+private:
+    void Miss(Untold kind, std::string text) { m_judgement.untold.push_back({kind, std::move(text)}); }
+    void Refuse(std::string text) { m_judgement.wrong.push_back(std::move(text)); }
+
+    void GatherAreas() {
+        auto const& controller = m_operation.controller;
+        for (auto const& about : Pick<DocumentNotification>(m_told)) {
+            if (about->GetDocumentController().get() != controller.get())
+                Refuse("a notification is about another document");
+        }
+        m_isWhole = !Pick<InvalidateDocumentAllNotification>(m_told).empty();
+        for (auto const& invalid : Pick<InvalidateDocumentNotification>(m_told)) {
+            if (invalid->IsOnlyOverlays() || invalid->IsImmediate() || invalid->IsAllSpreads())
+                Refuse("an area is told in a way that no command asks for");
+            if (Kernel::Cast<InvalidateDocumentAllNotification>(invalid))
+                continue;
+            JudgeAreaSelection(invalid->GetSelection().get());
+            auto const current = controller->GetCurrentSpread()->GetId();
+            if (!invalid->GetArea().IsEmpty())
+                m_areas[current].push_back(invalid->GetArea());
+            for (auto const& rect : invalid->GetSpreadRects().GetRects()) {
+                if (!rect.rect.IsEmpty())
+                    m_areas[rect.spread ? rect.spread->GetId() : current].push_back(rect.rect);
+            }
+        }
+    }
+
+    // The objects whose look changed: those that are selected now, or that the command works on, or some that stand in
+    // the document.
+    void JudgeAreaSelection(Selection const* selection) {
+        bool const isKnown = IsSelectionOf(selection, m_operation.after.selection.get()) ||
+                             IsSelectionOf(selection, m_operation.command->GetSelection().get());
+        bool const isThere = selection != nullptr && [&] {
+            auto const nodes = selection->GetNodes();
+            return std::any_of(nodes.begin(), nodes.end(), [](auto const& node) { return node->IsInDocument(); });
+        }();
+        if (!isKnown && !isThere)
+            Refuse("an area is told with a selection that is none of the document's");
+    }
+
+    std::vector<Rect> const& GetAreas(NodeId spread) const {
+        static std::vector<Rect> const s_none;
+        auto const found = m_areas.find(spread);
+        return found == m_areas.end() ? s_none : found->second;
+    }
+
+    bool IsTold(NodeId spread, Rect const& rect) const {
+        if (m_isWhole || rect.IsEmpty())
+            return true;
+        Rect all;
+        for (auto const& area : GetAreas(spread))
+            all = all.United(area);
+        return !all.IsEmpty() && Holds(all, rect);
+    }
+
+    void JudgePixels() {
+        for (auto const& [spread, before] : m_operation.before.pictures) {
+            auto const& after = m_operation.after.pictures.at(spread);
+            std::size_t missed = 0;
+            std::string first;
+            for (int y = 0; y != before.height && !m_isWhole; ++y) {
+                for (int x = 0; x != before.width; ++x) {
+                    auto const at = static_cast<std::size_t>(y) * static_cast<std::size_t>(before.width) +
+                                    static_cast<std::size_t>(x);
+                    if (before.pixels[at] == after.pixels[at])
+                        continue;
+                    Rect const pixel{before.area.left + x / before.scale, before.area.top + y / before.scale,
+                                     before.area.left + (x + 1) / before.scale,
+                                     before.area.top + (y + 1) / before.scale};
+                    auto const& areas = GetAreas(spread);
+                    bool const isTold = std::any_of(areas.begin(), areas.end(), [&](Rect const& area) {
+                        return !Inflated(area, c_tolerance).Intersected(pixel).IsEmpty();
+                    });
+                    if (!isTold && missed++ == 0)
+                        first = std::to_string(pixel.left) + ", " + std::to_string(pixel.top);
+                }
+            }
+            if (missed != 0)
+                Miss(Untold::Area, std::to_string(missed) + " changed pixels are not told, the first at " + first);
+        }
+    }
+
+    static std::string Describe(Shown const& shown) {
+        return "#" + std::to_string(shown.node->GetId()) + " " + std::string(shown.node->GetTypeName());
+    }
+
+    // Whether one of these selections names the node or what it stands in.
+    bool IsNamed(Shown const& shown, std::vector<Selection const*> const& selections) const {
+        return std::any_of(selections.begin(), selections.end(), [&](Selection const* selection) {
+            if (selection == nullptr)
+                return false;
+            auto const nodes = selection->GetNodes();
+            return std::any_of(nodes.begin(), nodes.end(),
+                               [&](auto const& node) { return node->IsSelfOrAncestorOf(shown.node.get()); });
+        });
+    }
+
+    void JudgeNodes() {
+        bool const isStructureTold = !Pick<DocumentStructureChangedNotification>(m_told).empty();
+        std::vector<Selection const*> changedNodes;
+        for (auto const& changed : Pick<NodesChangedNotification>(m_told))
+            changedNodes.push_back(changed->GetSelection().get());
+        for (auto const& changed : Pick<MetadataChangedNotification>(m_told))
+            changedNodes.push_back(changed->GetSelection().get());
+        for (auto const& change : m_changes) {
+            auto const& shown = change.Any();
+            bool const isPlaced = change.CameOrWent() || change.IsMoved() || change.HasNewNeighbour();
+            if (shown.isInSymbol)
+                continue;
+            if ((isPlaced || (shown.IsPage() && change.HasNewBox())) && !isStructureTold)
+                Miss(Untold::Structure, Describe(shown) + " came, went or moved untold");
+            if (change.HasNewName() && !IsNamed(shown, changedNodes))
+                Refuse(Describe(shown) + " has another name untold");
+            if (change.HasNewData() && !change.IsMoved() && !m_isWhole && !IsNamed(shown, changedNodes))
+                Miss(Untold::NodeData, Describe(shown) + " has other data untold");
+            if (change.HasNewLink() && Pick<SymbolsChangedNotification>(m_told).empty())
+                Miss(Untold::Links, Describe(shown) + " was linked or detached untold");
+            if (!change.HasNewBox() && (!change.LooksOther() || change.HasOnlyNewPixels()))
+                continue;
+            for (auto const* at : {change.before, change.after}) {
+                if (at == nullptr || !at->isDrawn)
+                    continue;
+                if (!IsTold(at->spread, at->bounds) || (change.HasNewBox() && !IsTold(at->spread, at->box)))
+                    Miss(Untold::Area, Describe(*at) + " looks other in an area that is not told");
+            }
+        }
+    }
+
+    // Where something is told, something of the command's stood before or stands now.
+    void JudgeExcess() {
+        if (m_isWhole != m_operation.tellsWholeDocument)
+            Refuse(m_isWhole ? "the whole document is told" : "the whole document is not told");
+        auto const& command = m_operation.command;
+        std::vector<Selection const*> const selections{
+            m_operation.before.selection.get(), m_operation.after.selection.get(), command->GetSelection().get()};
+        std::map<NodeId, Rect> touched;
+        for (auto const& change : m_changes) {
+            bool const isTouched = change.LooksOther() || change.HasNewBox() || IsNamed(change.Any(), selections);
+            for (auto const* at : {change.before, change.after}) {
+                if (at != nullptr && isTouched)
+                    touched[at->spread] =
+                        touched[at->spread].United(at->bounds).United(at->IsPage() ? at->box : Rect());
+            }
+        }
+        for (auto const& [spread, areas] : m_areas) {
+            for (auto const& area : areas) {
+                if (!m_operation.losesNodes && !Holds(Inflated(touched[spread], 1), area))
+                    Refuse("an area is told where nothing was touched");
+            }
+        }
+    }
+
+    void JudgeSelection() {
+        auto const& before = m_operation.before.selection;
+        auto const& after = m_operation.after.selection;
+        auto const told = Pick<NewSelectionNotification>(m_told);
+        bool const isOther = !IsSelectionOf(before.get(), after.get());
+        for (auto const& selection : told) {
+            if (!IsSelectionOf(selection->GetOldSelection().get(), before.get()) ||
+                !IsSelectionOf(selection->GetNewSelection().get(), after.get()))
+                Refuse("the selections that are told are not those before and after");
+        }
+        if (!told.empty())
+            return;
+        if (isOther) {
+            Miss(Untold::Selection, "the selection changed untold");
+            return;
+        }
+        for (auto const& node : after ? after->GetNodes() : std::vector<Kernel::Counted<Node>>()) {
+            auto const was = m_operation.before.nodes.find(node->GetId());
+            auto const is = m_operation.after.nodes.find(node->GetId());
+            bool const isThere = was != m_operation.before.nodes.end() && is != m_operation.after.nodes.end();
+            if (isThere && was->second.bounds != is->second.bounds)
+                Miss(Untold::Selection, "the marks of the selection stand elsewhere untold");
+        }
+    }
+
+    void JudgeSymbols() {
+        if (m_operation.before.symbols != m_operation.after.symbols && Pick<SymbolsChangedNotification>(m_told).empty())
+            Refuse("the list of symbols changed untold");
+    }
+
+    template <class N>
+    void RequireFor(bool changed, char const* what) {
+        if (changed && Pick<N>(m_told).empty())
+            Refuse(std::string(what) + " changed untold");
+    }
+
+    void JudgeSettings() {
+        auto const& before = m_operation.before;
+        auto const& after = m_operation.after;
+        RequireFor<GuidesChangedNotification>(before.guides != after.guides, "the colour of guides");
+        RequireFor<UIColoursChangedNotification>(
+            before.guides != after.guides || before.defaultGuides != after.defaultGuides, "a colour of the interface");
+        RequireFor<ReflowPagesSettingChangedNotification>(before.reflows != after.reflows, "the flow of pages");
+        RequireFor<ScaleOverrideSettingsChangedNotification>(
+            before.scaleFlags != after.scaleFlags || before.scaleEnabled != after.scaleEnabled, "scale override");
+        if (before.anchorsToSpine != after.anchorsToSpine || before.migration != after.migration ||
+            before.pressureProfiles != after.pressureProfiles)
+            Miss(Untold::Setting, "a setting changed untold");
+        JudgeViewPoints();
+    }
+
+    void JudgeViewPoints() {
+        auto const& before = m_operation.before.viewPoints;
+        auto const& after = m_operation.after.viewPoints;
+        if (before == after)
+            return;
+        bool const isAdded = after.size() > before.size();
+        auto const& longer = isAdded ? after : before;
+        auto const told = Pick<ViewPointChangedNotification>(m_told);
+        bool const isRight = std::any_of(told.begin(), told.end(), [&](auto const& changed) {
+            return (changed->GetKind() == ViewPointChangedNotification::Added) == isAdded &&
+                   std::find(longer.begin(), longer.end(), changed->GetViewPoint()) != longer.end();
+        });
+        if (!isRight)
+            Refuse("the view point that came or went is not told");
+    }
+
+    Operation const& m_operation;
+    Kernel::NotificationList const& m_told;
+    std::vector<Change> m_changes;
+    Judgement m_judgement;
+    bool m_isWhole = false;
+    std::map<NodeId, std::vector<Rect>> m_areas;
+};
+
+} // namespace
+
+ShownDocument::ShownDocument(DocumentController& controller)
+    : selection(controller.GetCurrentSelection()),
+      viewPoints(controller.GetDocument()->GetViewPoints()),
+      guides(controller.GetDocument()->GetGuidesFill()),
+      defaultGuides(controller.GetDocumentDefaults()->GetGuidesFillDescriptor()),
+      reflows(controller.GetShouldReflowPages()),
+      scaleFlags(controller.GetScaleOverrideFlags(true)),
+      scaleEnabled(controller.GetScaleOverrideEnabled()),
+      anchorsToSpine(controller.GetPageManagementOptions()->GetShouldAnchorToSpine()),
+      migration(controller.GetPageManagementOptions()->GetMasterMigrationStrategy()),
+      pressureProfiles(controller.GetPressureProfiles()) {
+    ForEachNode(*controller.GetDocument(), [&](Node& node) {
+        if (node.GetParent() == nullptr)
+            return;
+        Shown shown;
+        shown.parent = node.GetParent()->GetId();
+        shown.previousSibling = node.GetPreviousSibling() == nullptr ? 0 : node.GetPreviousSibling()->GetId();
+        shown.list = node.GetChildListType();
+        shown.name = node.GetDescription(false).ToStdString();
+        shown.linkSource = node.GetLinkSource();
+        shown.states = node.GetAttributes();
+        if (auto const* place = Kernel::CastPointer<TransformInterface const>(&node))
+            shown.matrix = place->GetMatrix();
+        if (auto const* page = Kernel::CastPointer<PageNode const>(&node))
+            shown.box = page->GetBaseBox(true);
+        shown.node = Kernel::Counted<Node>(&node);
+        for (Node const* up = &node; up->GetParent() != nullptr; up = up->GetParent()) {
+            auto const list = up->GetChildListType();
+            shown.isInSymbol = shown.isInSymbol || list == NodeChildListType::Symbols;
+            bool const isDrawnByParent = list == NodeChildListType::Plain && up->GetParent()->DrawsChildren();
+            shown.isDrawn = shown.isDrawn && (isDrawnByParent || shown.IsPage());
+        }
+        // What stands in a symbol is not on any spread.
+        if (auto const* spread = node.GetSpread(); spread != nullptr && spread != &node) {
+            shown.spread = spread->GetId();
+            shown.bounds = node.GetBounds(true);
+        }
+        nodes.emplace(node.GetId(), std::move(shown));
+    });
+    for (auto const& spread : controller.GetDocument()->GetSpreads())
+        pictures.emplace(spread->GetId(), Paint(*spread, Inflated({0, 0, 793.700787, 1122.519685}, c_margin)));
+    for (int i = 0; i != controller.GetSymbolCount(); ++i)
+        symbols.push_back(controller.GetSymbolAtIndex(i)->GetId());
+}
+
+Judgement JudgeNotifications(Operation const& operation, Kernel::NotificationList const& told) {
+    return Judge(operation, told).Run();
+}

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/example.h"
+#include "platform/document/document_controller.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+// Compares what became of a document with what notifications told of it: a front end that believes them must end up
+// showing the document as it is.
+
+// What a front end shows of a document.
+class ShownDocument {
+public:
+    explicit ShownDocument(DocumentController& controller);
+
+    struct Shown {
+        NodeId parent = 0;
+        NodeId previousSibling = 0;
+        NodeChildListType list{};
+        std::string name;
+        Kernel::Counted<Node> linkSource;
+        AttributeTable states;
+        Raster::AffineTransform::Params matrix;
+        Kernel::RectT<double> box;
+        // In spread space.
+        Kernel::RectT<double> bounds;
+        NodeId spread = 0;
+        Kernel::Counted<Node> node;
+        // Stands in a symbol and not on a spread.
+        bool isInSymbol = false;
+        // Draws itself, and is not only a clip or a part of another outline.
+        bool isDrawn = true;
+        bool IsPage() const { return list == NodeChildListType::Pages; }
+    };
+    // A spread as pixels.
+    struct Picture {
+        Kernel::RectT<double> area;
+        double scale = 1;
+        int width = 0;
+        int height = 0;
+        std::vector<unsigned> pixels;
+    };
+
+    std::map<NodeId, Shown> nodes;
+    std::map<NodeId, Picture> pictures;
+    Kernel::Counted<Selection const> selection;
+    std::vector<NodeId> symbols;
+    std::vector<ViewPointData> viewPoints;
+    Kernel::Counted<Renderer::FillDescriptor const> guides, defaultGuides;
+    bool reflows = false;
+    int scaleFlags = 0;
+    bool scaleEnabled = false;
+    bool anchorsToSpine = false;
+    MasterMigrationStrategy migration{};
+    std::vector<Kernel::Counted<Geometry::CurveDbl>> pressureProfiles;
+};
+
+struct Complaint {
+    CommandExample::Untold kind;
+    std::string text;
+};
+
+// What the notifications of one operation did not tell, or told wrongly.
+struct Judgement {
+    // May be left out where the command's contract leaves it out.
+    std::vector<Complaint> untold;
+    // Never allowed.
+    std::vector<std::string> wrong;
+};
+
+struct Operation {
+    // Of the document that the command belongs to.
+    Kernel::Counted<DocumentController> controller;
+    Kernel::Counted<DocumentCommand> command;
+    bool tellsWholeDocument = false;
+    // What was touched may have left the document for good.
+    bool losesNodes = false;
+    ShownDocument const& before;
+    ShownDocument const& after;
+};
+
+Judgement JudgeNotifications(Operation const& operation, Kernel::NotificationList const& told);
