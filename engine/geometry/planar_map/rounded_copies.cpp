@@ -50,9 +50,16 @@ public:
             if (uncertainty > 0 && uncertainty <= most)
                 Restore(c, restored);
         }
-        for (auto const& [contour, segments] : restored)
-            std::copy(segments.begin(), segments.end(),
-                      m_source.segments.begin() + m_source.contours[contour].firstSegment);
+        for (auto const& [number, segments] : restored) {
+            SourceContour& contour = m_source.contours[number];
+            std::copy(segments.begin(), segments.end(), m_source.segments.begin() + contour.firstSegment);
+            // Points may have left the box, and the map's grid begins at the boxes.
+            for (Segment const& s : segments) {
+                for (PointDbl const p : {s.start, s.control1, s.control2, s.end})
+                    contour.box = {std::min(contour.box.left, p.x), std::min(contour.box.top, p.y),
+                                   std::max(contour.box.right, p.x), std::max(contour.box.bottom, p.y)};
+            }
+        }
     }
 
 private:

@@ -162,7 +162,8 @@ private:
 } // namespace
 
 SourceCurves ReadInputs(std::vector<CurveIntersectionGraph::Input> const& inputs,
-                        CurveIntersectionGraph::BoolOpMethod method, bool closeOpenCurves, Monitor& monitor) {
+                        CurveIntersectionGraph::BoolOpMethod method, bool closeOpenCurves, Monitor& monitor,
+                        bool restoreCopies) {
     SourceCurves source;
     Reader reader(source, monitor);
     for (std::uint32_t i = 0; i != inputs.size(); ++i) {
@@ -181,7 +182,8 @@ SourceCurves ReadInputs(std::vector<CurveIntersectionGraph::Input> const& inputs
             }
         }
     }
-    RestoreRoundedCopies(source, monitor);
+    if (restoreCopies)
+        RestoreRoundedCopies(source, monitor);
     return source;
 }
 
