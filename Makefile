@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # What people type. Each target installs the packages that it needs and builds what it needs.
-.PHONY: demo test test-asan test-tsan lives bench check check-levels check-format pot command-pages packages
+.PHONY: demo test test-asan test-tsan lives mutants bench check check-levels check-format pot command-pages packages
 .DEFAULT_GOAL := test
 
 JOBS ?= $(shell nproc)
@@ -37,13 +37,19 @@ test-tsan: packages
 # Random lives of documents for so many minutes; SEED= starts elsewhere, DRAWINGS= names a folder of SVG files that lives
 # may begin with. See docs/testing.md.
 MINUTES ?= 10
-SEED ?= 1000000
+SEED ?= 1000
 DRAWINGS ?= /usr/share/openclipart/svg
 lives: packages
 	cmake --preset dev >build/dev-configure.log
 	cmake --build --preset dev -j $(JOBS) --target lives
 	FREI0R_PATH=build/dev/tests/plugins build/dev/tests/lives --minutes $(MINUTES) --seed $(SEED) --processes $(JOBS) \
 	    --folder build/lives --drawings $(DRAWINGS) --picture tests/engine/story/pictures/greek.png
+
+# Breaks the library one place at a time and tells which mutants no test notices. COUNT= of them, FILES= to break. See
+# docs/testing.md.
+COUNT ?= 50
+mutants: packages
+	tools/mutants.py --count $(COUNT) $(if $(FILES),--files $(FILES)) $(if $(SEED),--seed $(SEED))
 
 # Every question of docs/performance.md, with floors and peers in the same run. BENCH=name asks one of them.
 bench: packages build/packages-bench.stamp
