@@ -11,6 +11,7 @@
 #include "tests/raster/layer_fixture.h"
 #include "tests/support/records.h"
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -29,16 +30,26 @@ public:
     Kernel::String GetIdentifier() const override { return "copy"; }
     Kernel::String GetName() const override { return "Copy"; }
     bool CanFilterInParallel() const override { return true; }
-    std::unique_ptr<Filter> MakeFilter() const override { return std::make_unique<Nothing>(); }
+    std::unique_ptr<Filter> MakeFilter() const override { return std::make_unique<Copying>(); }
 
 private:
-    class Nothing final : public Filter {
+    class Copying final : public Filter {
     public:
-        bool Configure(Raster::Format, int, int) override { return true; }
-        Kernel::RectT<int> MeasureRequiredInput(Kernel::RectT<int> const& output) override { return output; }
-        bool FilterOutput(Kernel::RectT<int> const&, Kernel::RectT<int> const&, void const*, void*) override {
-            return false;
+        bool Configure(Raster::Format format, int, int) override {
+            m_format = format;
+            return true;
         }
+        Kernel::RectT<int> MeasureRequiredInput(Kernel::RectT<int> const& output) override { return output; }
+        bool FilterOutput(Kernel::RectT<int> const&, Kernel::RectT<int> const& output, void const* inputPixels,
+                          void* outputPixels) override {
+            auto const layout = Raster::FilterPixelLayout::Of(m_format, output.GetWidth(), output.GetHeight());
+            auto const planes = static_cast<std::size_t>(Raster::GetFormatInfo(m_format).channelCount);
+            std::memcpy(outputPixels, inputPixels, planes * layout.planeBytes);
+            return true;
+        }
+
+    private:
+        Raster::Format m_format{};
     };
 };
 
