@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/brackets.h"
 
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 
 #include <utility>
@@ -54,6 +55,20 @@ Stack& GetStack() {
 void AttributeOwner::AboutToChange() {
     if (Stack* const stack = s_stack; stack != nullptr && !stack->open.empty()) [[unlikely]]
         KeepBefore(*stack, *this);
+    if (!EditJournal::IsOpen())
+        return;
+    auto const* const transform = Kernel::CastPointer<TransformInterface>(this);
+    auto const matrix = transform == nullptr ? Raster::AffineTransform::Params() : transform->GetMatrix();
+    EditJournal::NoteFor(*this, [states = m_attributes, matrix](AttributeOwner& owner) mutable {
+        std::swap(owner.m_attributes, states);
+        if (auto* const moved = Kernel::CastPointer<TransformInterface>(&owner))
+            moved->SetTransform(matrix, false);
+        for (int i = 0; i != c_interfaceCount; ++i) {
+            auto const id = static_cast<InterfaceId>(i);
+            if (owner.m_attributes.Find(id) != states.Find(id))
+                owner.OnStateChanged(id);
+        }
+    });
 }
 
 void Brackets::Open(void const* command, AttributeOwner& owner) { GetStack().open.push_back({command, &owner}); }

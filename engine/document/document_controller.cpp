@@ -3,6 +3,7 @@
 
 #include "engine/document/document_file.h"
 #include "platform/document/document_notification.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/hash_accumulator.h"
@@ -68,13 +69,19 @@ Kernel::JailCounted<SpreadNode> DocumentController::GetCurrentSpread() const { r
 void DocumentController::SetCurrentSpread(Kernel::JailCounted<SpreadNode> spread) {
     if (!spread)
         throw Kernel::Exception("a document is always at one of its spreads");
-    RunExclusive([&] { m_currentSpread = std::move(spread); });
+    RunExclusive([&] {
+        EditJournal::NoteValue(*this, m_currentSpread);
+        m_currentSpread = std::move(spread);
+    });
 }
 
 void DocumentController::SetSelection(Kernel::Counted<Selection const> selection, bool notify) {
     if (!selection)
         selection = Kernel::MakeCounted<Selection>();
-    RunExclusive([&] { m_selection = selection; });
+    RunExclusive([&] {
+        EditJournal::NoteValue(*this, m_selection);
+        m_selection = selection;
+    });
     if (notify) {
         SendNotification(Kernel::MakeCounted<InvalidateDocumentNotification>(
             Kernel::Counted<DocumentController const>(this), Kernel::RectT<double>(), selection, false, true, true,
@@ -85,11 +92,17 @@ void DocumentController::SetSelection(Kernel::Counted<Selection const> selection
 void DocumentController::SetRasterSelection(Kernel::Counted<SelectionRasterNode> selection) {
     if (!selection)
         selection = Kernel::MakeCounted<SelectionRasterNode>();
-    RunExclusive([&] { m_rasterSelection = selection; });
+    RunExclusive([&] {
+        EditJournal::NoteValue(*this, m_rasterSelection);
+        m_rasterSelection = selection;
+    });
 }
 
 void DocumentController::SetChannelMask(int channels) {
-    RunExclusive([&] { m_channelMask = channels; });
+    RunExclusive([&] {
+        EditJournal::NoteValue(*this, m_channelMask);
+        m_channelMask = channels;
+    });
 }
 
 int DocumentController::MergeChannelMask(Kernel::NonCounted<MutableRasterInterface const> layer) const {
@@ -98,6 +111,7 @@ int DocumentController::MergeChannelMask(Kernel::NonCounted<MutableRasterInterfa
 }
 
 void DocumentController::SetShouldReflowPages(bool reflow) {
+    EditJournal::NoteValue(*m_settings, m_settings->shouldReflowPages);
     m_settings->shouldReflowPages = reflow;
     m_settings->MarkChanged();
 }
@@ -107,11 +121,13 @@ int DocumentController::GetScaleOverrideFlags(bool own) const {
 }
 
 void DocumentController::SetScaleOverrideFlags(int flags) {
+    EditJournal::NoteValue(*m_settings, m_settings->scaleOverrideFlags);
     m_settings->scaleOverrideFlags = flags;
     m_settings->MarkChanged();
 }
 
 void DocumentController::SetScaleOverrideEnabled(bool enabled) {
+    EditJournal::NoteValue(*m_settings, m_settings->scaleOverrideEnabled);
     m_settings->scaleOverrideEnabled = enabled;
     m_settings->MarkChanged();
 }
@@ -119,6 +135,7 @@ void DocumentController::SetScaleOverrideEnabled(bool enabled) {
 void DocumentController::AddPressureProfile(Kernel::Counted<Geometry::CurveDbl> profile) {
     if (!profile)
         throw Kernel::Exception("there is no pressure profile to add");
+    EditJournal::NoteValue(*m_settings, m_settings->pressureProfiles);
     m_settings->pressureProfiles.push_back(std::move(profile));
     m_settings->MarkChanged();
 }
@@ -133,6 +150,7 @@ void DocumentController::RemovePressureProfile(Kernel::Counted<Geometry::CurveDb
     }
     if (found == profiles.end())
         return;
+    EditJournal::NoteValue(*m_settings, m_settings->pressureProfiles);
     profiles.erase(found);
     m_settings->MarkChanged();
 }
@@ -155,6 +173,8 @@ void DocumentController::RemoveSymbolAtIndex(int index) {
 }
 
 void DocumentController::InsertSymbolAtIndex(Kernel::Counted<Node> symbol, int index) {
+    if (!symbol)
+        throw Kernel::Exception("there is no symbol to insert");
     m_document->InsertChild(NodeChildListType::Symbols, std::move(symbol), FindSymbol(*m_document, std::max(index, 0)));
 }
 

@@ -4,6 +4,7 @@
 #include "platform/document/compound_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_seal.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/trace.h"
 
@@ -45,7 +46,7 @@ void DocumentController::Perform(Kernel::Counted<DocumentCommand>&& owned, Kerne
     DocumentCommand& command = *owned;
     Bind(command);
     command.ClearAbortFlag();
-    command.DoAndUpdateCaches();
+    EditJournal::RunOrRollBack([&] { command.DoAndUpdateCaches(); });
     // The document has changed: whatever fails from here on, the command has its place in the history.
     std::exception_ptr failure;
     try {
@@ -124,7 +125,7 @@ void DocumentController::StepBack(Kernel::NotificationList& notifications) {
     DocumentCommand& command = *step.command;
     AtSpread const atSpread(*this, step.spread);
     command.ClearAbortFlag();
-    command.UndoAndUpdateCaches();
+    EditJournal::RunOrRollBack([&] { command.UndoAndUpdateCaches(); });
     history.m_position = index;
     FinishStep(step, notifications);
 }
@@ -145,7 +146,7 @@ void DocumentController::StepForward(Kernel::NotificationList& notifications) {
         step.needsValidation = false;
     }
     command.ClearAbortFlag();
-    command.RedoAndUpdateCaches();
+    EditJournal::RunOrRollBack([&] { command.RedoAndUpdateCaches(); });
     history.m_position = index + 1;
     FinishStep(step, notifications);
 }

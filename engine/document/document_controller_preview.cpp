@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/at_spread.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/exception.h"
 
 namespace {
@@ -48,7 +49,7 @@ void DocumentController::ShowPreview(Kernel::Counted<DocumentCommand> const& com
 void DocumentController::DoPreview(Kernel::Counted<DocumentCommand> const& command,
                                    Kernel::NotificationList& notifications) {
     command->ClearAbortFlag();
-    command->DoAndUpdateCaches();
+    EditJournal::RunOrRollBack([&] { command->DoAndUpdateCaches(); });
     m_preview = command;
     m_previewSpread = m_currentSpread;
     command->NotifyWithCacheUpdates(notifications);
@@ -58,7 +59,7 @@ void DocumentController::DoPreview(Kernel::Counted<DocumentCommand> const& comma
 void DocumentController::HidePreview(Kernel::NotificationList& notifications) {
     AtSpread const atSpread(*this, m_previewSpread);
     m_preview->ClearAbortFlag();
-    m_preview->UndoAndUpdateCaches();
+    EditJournal::RunOrRollBack([&] { m_preview->UndoAndUpdateCaches(); });
     auto const hidden = std::exchange(m_preview, nullptr);
     hidden->NotifyWithCacheUpdates(notifications);
 }

@@ -46,6 +46,27 @@ void GatherCommands(Kernel::Countable* command, std::unordered_set<Kernel::Count
     }
 }
 
+// A command of commands is walked by calls within calls; what a person makes is not nearly so deep.
+constexpr std::size_t c_deepestCommand = 256;
+
+// A command stands in one place of a step: one that held itself would never end, nor ever be let go of.
+void CheckParts(Kernel::Counted<DocumentCommand> const& step) {
+    std::unordered_set<Kernel::Countable const*> met;
+    std::vector<std::pair<Kernel::Counted<DocumentCommand>, std::size_t>> pending{{step, 0}};
+    while (!pending.empty()) {
+        auto const [command, depth] = pending.back();
+        pending.pop_back();
+        if (!command)
+            continue;
+        if (!met.insert(command.get()).second || depth > c_deepestCommand)
+            throw Kernel::DamagedDataException("the history is damaged: a command is a part of itself");
+        if (auto const* const compound = Kernel::CastPointer<CompoundCommand>(command.get())) {
+            for (auto const& part : compound->GetCommands())
+                pending.emplace_back(part, depth + 1);
+        }
+    }
+}
+
 // A beta's commands may lack what undo needs.
 bool IsOfUnsupportedBeta(DocumentCommand& command) {
     std::unordered_set<Kernel::Countable const*> parts;
@@ -369,6 +390,8 @@ Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<Fil
         if (!root)
             throw Kernel::DamagedDataException("the document is damaged: it has no beginning");
         root->Check();
+        for (auto const& step : root->history->m_steps)
+            CheckParts(step.stored->GetCommand());
     });
     file->root = Kernel::Cast<DocumentRoot>(roots.front());
     Kernel::Counted<DocumentController> controller(new DocumentController);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/nodes.h"
 
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
@@ -11,16 +12,19 @@
 #include <vector>
 
 void DocumentNode::SetFormat(Raster::Format format) {
+    EditJournal::NoteValue(*this, m_format);
     m_format = format;
     MarkChanged();
 }
 
 void DocumentNode::SetGuidesFill(Kernel::Counted<Renderer::FillDescriptor const> fill) {
+    EditJournal::NoteValue(*this, m_guidesFill);
     m_guidesFill = std::move(fill);
     MarkChanged();
 }
 
 void DocumentNode::SetViewPoints(std::vector<ViewPointData> viewPoints) {
+    EditJournal::NoteValue(*this, m_viewPoints);
     m_viewPoints = std::move(viewPoints);
     MarkChanged();
 }
@@ -30,6 +34,7 @@ Kernel::Counted<Story::StyleSheet const> DocumentNode::GetTextStyleSheet() const
 }
 
 void DocumentNode::SetTextStyleSheet(Kernel::Counted<Story::StyleSheet const> styles) {
+    EditJournal::NoteValue(*this, m_textStyles);
     m_textStyles = std::move(styles);
     MarkChanged();
 }

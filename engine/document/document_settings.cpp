@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_settings.h"
 
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
 
 void DocumentDefaults::SetGuidesFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> const& fill) {
+    EditJournal::NoteValue(*this, m_guidesFill);
     m_guidesFill = fill;
     MarkChanged();
 }
@@ -21,11 +23,13 @@ bool DocumentDefaults::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, 
 }
 
 void PageManagementOptions::SetShouldAnchorToSpine(bool anchor) {
+    EditJournal::NoteValue(*this, m_anchorToSpine);
     m_anchorToSpine = anchor;
     MarkChanged();
 }
 
 void PageManagementOptions::SetMasterMigrationStrategy(MasterMigrationStrategy strategy) {
+    EditJournal::NoteValue(*this, m_masterMigration);
     m_masterMigration = strategy;
     MarkChanged();
 }

@@ -3,12 +3,14 @@
 
 #include "engine/document/bounds.h"
 #include "engine/document/text_wrap.h"
+#include "platform/document/edit_journal.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/inline_object.h"
 
 #include <algorithm>
+#include <typeinfo>
 #include <unordered_map>
 
 namespace {
@@ -20,6 +22,24 @@ constexpr Kernel::IDTag c_ownerTag{"Ownr"};
 
 constexpr Kernel::IDTag ChildrenTag(int list) {
     return Kernel::IDTag::FromValue(Kernel::IDTag("Chl0").GetValue() + static_cast<std::uint32_t>(list));
+}
+
+bool HasAnyChild(Node const& node) {
+    for (int list = 0; list != c_childListCount; ++list) {
+        if (node.HasChildren(static_cast<NodeChildListType>(list)))
+            return true;
+    }
+    return false;
+}
+
+// Final classes: the dynamic type itself decides.
+void RequirePlaceOfKind(Node const& parent, NodeChildListType list, Node const& child) {
+    auto const& type = typeid(child);
+    bool const isSpreadList = list == NodeChildListType::Plain && typeid(parent) == typeid(DocumentNode);
+    if (isSpreadList != (type == typeid(SpreadNode)))
+        throw Kernel::Exception("spreads stand below the document, and nothing else does");
+    if (type == typeid(DocumentNode))
+        throw Kernel::Exception("a document cannot stand in another");
 }
 
 Kernel::Counted<Node> MakeEmptyOfSameClass(Node const& node) {
@@ -40,6 +60,16 @@ void Node::InsertChild(NodeChildListType list, Kernel::Counted<Node> child, Node
         throw Kernel::Exception("a node cannot stand in two places of the tree");
     if (child->IsSelfOrAncestorOf(this))
         throw Kernel::Exception("a node cannot be put into itself");
+    if (before != nullptr && (before->GetParent() != this || before->GetChildListType() != list))
+        throw Kernel::Exception("a node cannot be put in front of one that stands elsewhere");
+    RequirePlaceOfKind(*this, list, *child);
+    EditJournal::NoteFor(*child, [](Node& linked) {
+        if (Node* const parent = linked.GetParent()) {
+            parent->MarkChanged();
+            linked.MarkChanged();
+            parent->UnlinkChild(&linked);
+        }
+    });
     LinkChild(list, child.get(), before);
     if (auto* document = GetDocumentNode())
         document->AdoptIds(*child);
@@ -51,6 +81,12 @@ Kernel::Counted<Node> Node::RemoveFromParent() {
     Node* const parent = GetParent();
     if (parent == nullptr)
         return {};
+    EditJournal::NoteFor(*this, [from = Kernel::Counted<Node>(parent), next = Kernel::Counted<Node>(GetNextSibling()),
+                                 list = GetChildListType()](Node& node) {
+        from->LinkChild(list, &node, next.get());
+        from->MarkChanged();
+        node.MarkChanged();
+    });
     parent->MarkChanged();
     MarkChanged();
     return parent->UnlinkChild(this);
@@ -105,6 +141,7 @@ Node::Rare& Node::GetRare() {
 void Node::SetOwnerReference(Kernel::Counted<Node const> owner) {
     if (owner == GetOwnerReference())
         return;
+    EditJournal::NoteFor(*this, [old = GetOwnerReference()](Node& node) { node.SetOwnerReference(old); });
     GetRare().owner = Kernel::Weak<Node const>(owner);
     MarkChanged();
 }
@@ -132,6 +169,7 @@ void Node::SetLinkSource(Kernel::Counted<Node> source) {
     auto const old = GetLinkSource();
     if (old == source)
         return;
+    EditJournal::NoteFor(*this, [old](Node& node) { node.SetLinkSource(old); });
     if (old)
         old->GetRare().linkedNodes.erase(this);
     if (source)
@@ -221,8 +259,11 @@ bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsign
             UnlinkChild(child);
         for (auto const& object : *children) {
             auto* const child = Kernel::CastPointer<Node>(object.get());
-            if (child == nullptr || child->GetParent() != nullptr || child == this)
+            if (child == nullptr || child->GetParent() != nullptr)
                 throw Kernel::DamagedDataException("the tree is damaged: a node stands in two places");
+            // Hardly ever asked: most nodes are loaded before their children are.
+            if (child == this || (HasAnyChild(*child) && child->IsSelfOrAncestorOf(this)))
+                throw Kernel::DamagedDataException("the tree is damaged: a node stands in itself");
             LinkChild(static_cast<NodeChildListType>(list), child, nullptr);
         }
     }

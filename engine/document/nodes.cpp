@@ -4,6 +4,7 @@
 #include "engine/document/bounds.h"
 #include "engine/document/line_bounds.h"
 #include "platform/geometry/curve_intersection_graph.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
@@ -137,6 +138,7 @@ bool LogicalNode::IsVisibleInDomain() const { return IsInDocument() && IsVisible
 // CloudSyncedNode
 
 void CloudSyncedNode::SetBoxContents(Kernel::JailCounted<Node> contents) {
+    EditJournal::NoteValue(*this, m_boxContents);
     m_boxContents = std::move(contents);
     if (auto* document = GetDocumentNode(); document != nullptr && m_boxContents)
         document->AdoptIds(*m_boxContents);
@@ -238,11 +240,13 @@ bool PolyCurveNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& file
 // CompoundCurveNode
 
 void CompoundCurveNode::SetWindingOrderMode(Geometry::WindingOrderMode mode) {
+    EditJournal::NoteValue(*this, m_windingOrderMode);
     m_windingOrderMode = mode;
     MarkChanged();
 }
 
 void CompoundCurveNode::SetCompoundOperation(CompoundOperation operation) {
+    EditJournal::NoteValue(*this, m_operation);
     m_operation = operation;
     MarkChanged();
 }
@@ -344,6 +348,7 @@ Kernel::RectT<double> PageNode::GetBaseBox(bool) const { return m_box; }
 void PageNode::SetBaseBox(Kernel::RectT<double> box) {
     if (m_box == box)
         return;
+    EditJournal::NoteValue(*this, m_box);
     m_box = box;
     MarkChanged();
 }
@@ -369,6 +374,7 @@ Kernel::RectT<double> SpreadNode::GetBaseBox(bool) const { return m_box; }
 void SpreadNode::SetBaseBox(Kernel::RectT<double> box) {
     if (m_box == box)
         return;
+    EditJournal::NoteValue(*this, m_box);
     m_box = box;
     MarkChanged();
 }

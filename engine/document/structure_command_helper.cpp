@@ -3,15 +3,47 @@
 
 #include "platform/document/document_controller.h"
 #include "platform/document/document_notification.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <optional>
+
+namespace {
+
+void Require(Kernel::Counted<Node> const& node) {
+    if (!node)
+        throw Kernel::Exception("a step of the history names no node where one is needed");
+}
+
+} // namespace
 
 std::vector<Kernel::Counted<Node>> StructureCommandHelper::GetNewNodes() const {
     std::vector<Kernel::Counted<Node>> nodes;
     std::copy_if(m_newNodes.begin(), m_newNodes.end(), std::back_inserter(nodes),
                  [](auto const& node) { return node->GetParent() != nullptr; });
     return nodes;
+}
+
+void StructureCommandHelper::NoteRecord(Node& node) {
+    auto* const command = Kernel::CastPointer<DomainCommand>(this);
+    if (!EditJournal::IsOpen() || command == nullptr || command->GetDirection() == DomainCommand::Direction::Do)
+        return;
+    auto const found = m_records.find(&node);
+    auto old = found == m_records.end() ? std::optional<Record>() : std::optional(found->second);
+    EditJournal::NoteFor(*command, [this, kept = Kernel::Counted<Node>(&node), record = std::move(old),
+                                    recorded = m_recorded](DomainCommand&) mutable {
+        m_recorded = recorded;
+        m_records.erase(kept.get());
+        if (record)
+            m_records.emplace(kept.get(), std::move(*record));
+    });
+}
+
+void StructureCommandHelper::NoteLinks() {
+    if (auto* const command = Kernel::CastPointer<DomainCommand>(this))
+        EditJournal::NoteValue(*command, m_detachedLinks);
 }
 
 void StructureCommandHelper::PlanMove(Kernel::NonCounted<Node> child, Kernel::NonCounted<Node>) { Remember(*child); }
@@ -21,6 +53,9 @@ void StructureCommandHelper::Remember(Node& node) {
     auto const* const command = Kernel::CastPointer<DomainCommand>(this);
     if (command != nullptr && command->GetDirection() == DomainCommand::Direction::Undo)
         return;
+    if (m_records.contains(&node))
+        return;
+    NoteRecord(node);
     m_recorded = true;
     m_records.try_emplace(&node, Record{Kernel::Counted<Node>(&node), Kernel::Counted<Node>(node.GetParent()),
                                         Kernel::Counted<Node>(node.GetNextSibling()), node.GetChildListType()});
@@ -32,21 +67,29 @@ void StructureCommandHelper::ForgetIfBack(Node& node) {
         return;
     Record const& record = found->second;
     if (node.GetParent() == record.parent.get() && node.GetNextSibling() == record.nextSibling.get() &&
-        node.GetChildListType() == record.list)
+        node.GetChildListType() == record.list) {
+        NoteRecord(node);
         m_records.erase(found);
+    }
 }
 
 void StructureCommandHelper::DetachIfAsked(Node& container, bool detachLinks) {
     if (!detachLinks || !container.IsLinked(false))
         return;
+    NoteLinks();
     m_detachedLinks.push_back({Kernel::Counted<Node>(&container), container.GetLinkSource()});
     container.SetLinkSource({});
 }
 
 void StructureCommandHelper::RemoveFromParent(Kernel::Counted<Node> node, bool, bool detachLinks,
                                               RemovalCallback const& callback) {
+    Require(node);
     if (node->GetParent() == nullptr)
         return;
+    bool const isOnlySpread = Kernel::CastPointer<SpreadNode>(node.get()) != nullptr &&
+                              node->GetPreviousSibling() == nullptr && node->GetNextSibling() == nullptr;
+    if (isOnlySpread)
+        throw Kernel::Exception("a document cannot do without its last spread");
     Remember(*node);
     if (callback)
         callback(node);
@@ -58,6 +101,8 @@ void StructureCommandHelper::Insert(Node& parent, NodeChildListType list, Kernel
                                     Node* before, bool isMove, bool detachLinks) {
     Remember(*child);
     DetachIfAsked(parent, detachLinks);
+    if (before == child.get())
+        before = child->GetNextSibling();
     child->RemoveFromParent();
     parent.InsertChild(list, child, before);
     if (!isMove && m_knownNewNodes.insert(child.get()).second)
@@ -67,6 +112,8 @@ void StructureCommandHelper::Insert(Node& parent, NodeChildListType list, Kernel
 
 void StructureCommandHelper::InsertChildBefore(Kernel::Counted<Node> parent, Kernel::Counted<Node> child,
                                                Kernel::Counted<Node> before, bool isMove, bool detachLinks) {
+    Require(parent);
+    Require(child);
     bool const stands = before && before->GetParent() == parent.get();
     auto const list = before ? before->GetChildListType() : child->GetChildListType();
     Insert(*parent, list, child, stands ? before.get() : nullptr, isMove, detachLinks);
@@ -74,6 +121,8 @@ void StructureCommandHelper::InsertChildBefore(Kernel::Counted<Node> parent, Ker
 
 void StructureCommandHelper::InsertChildAfter(Kernel::Counted<Node> parent, Kernel::Counted<Node> child,
                                               Kernel::Counted<Node> after, bool isMove, bool detachLinks) {
+    Require(parent);
+    Require(child);
     bool const stands = after && after->GetParent() == parent.get();
     auto const list = after ? after->GetChildListType() : child->GetChildListType();
     Insert(*parent, list, child, stands ? after->GetNextSibling() : nullptr, isMove, detachLinks);
@@ -81,16 +130,22 @@ void StructureCommandHelper::InsertChildAfter(Kernel::Counted<Node> parent, Kern
 
 void StructureCommandHelper::AddChildFront(Kernel::Counted<Node> parent, NodeChildListType list,
                                            Kernel::Counted<Node> child, bool isMove, bool detachLinks) {
+    Require(parent);
+    Require(child);
     Insert(*parent, list, child, parent->GetFirstChild(list), isMove, detachLinks);
 }
 
 void StructureCommandHelper::AddChildBack(Kernel::Counted<Node> parent, NodeChildListType list,
                                           Kernel::Counted<Node> child, bool isMove, bool detachLinks) {
+    Require(parent);
+    Require(child);
     Insert(*parent, list, child, nullptr, isMove, detachLinks);
 }
 
 void StructureCommandHelper::ReplaceNode(Kernel::Counted<Node> old, Kernel::Counted<Node> replacement,
                                          bool detachLinks) {
+    Require(old);
+    Require(replacement);
     Kernel::Counted<Node> const parent(old->GetParent());
     if (!parent)
         return;
@@ -105,6 +160,7 @@ void StructureCommandHelper::UndoStructureChanges(Kernel::Counted<Node> node) {
 }
 
 void StructureCommandHelper::UndoAdd(Kernel::Counted<Node> node) {
+    Require(node);
     if (m_records.contains(node.get()))
         node->RemoveFromParent();
 }
@@ -127,6 +183,7 @@ void StructureCommandHelper::UndoRemove(Kernel::Counted<Node> node) {
     if (found == m_records.end())
         return;
     Record const record = found->second;
+    NoteRecord(*node);
     m_records.erase(found);
     if (!record.parent)
         return;
@@ -137,6 +194,7 @@ void StructureCommandHelper::UndoRemove(Kernel::Counted<Node> node) {
             continue;
         }
         link->node->SetLinkSource(link->source);
+        NoteLinks();
         link = m_detachedLinks.erase(link);
     }
 }

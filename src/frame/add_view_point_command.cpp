@@ -73,4 +73,18 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
 });
 
+static ExampleRegistration const s_equalExample({
+    .className = "AddViewPointCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            controller.GetDocument()->SetViewPoints(
+                {{"Detail", 0, {100, 100, 300, 250}}, {"Overview", 0, {0, 0, 800, 1100}}});
+        },
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<AddViewPointCommand>(ViewPointData{"Detail", 0, {100, 100, 300, 250}});
+    },
+    .keptByContract = "Of two equal view points the first goes, so that the one that was added stays at the end.",
+    .keptInDocument = true,
+});
+
 } // namespace Commands

@@ -5,6 +5,7 @@
 #include "frame/example_documents.h"
 #include "frame/notifications.h"
 #include "platform/kernel/cast.h"
+#include "platform/kernel/exception.h"
 
 namespace Commands {
 
@@ -14,6 +15,8 @@ Kernel::LocalisedString DeleteSymbolCommand::GetDescription() const {
 
 void DeleteSymbolCommand::Do() {
     SetDirection(Direction::Do);
+    if (!m_symbol)
+        throw Kernel::Exception("there is no symbol to delete");
     int const count = m_documentController->GetSymbolCount();
     for (int index = 0; index != count; ++index) {
         if (m_documentController->GetSymbolAtIndex(index) != m_symbol)

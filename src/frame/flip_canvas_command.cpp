@@ -4,6 +4,7 @@
 #include "frame/example.h"
 #include "frame/example_documents.h"
 #include "frame/notifications.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 
 namespace Commands {
@@ -41,6 +42,8 @@ void FlipCanvasCommand::Do() {
 
 // The flip is never computed again: each child gets the transform that was kept for it.
 void FlipCanvasCommand::Exchange(Transforms& put, Transforms& keep) {
+    EditJournal::NoteValue(*this, put);
+    EditJournal::NoteValue(*this, keep);
     ForEachTransform(*m_documentController->GetCurrentSpread(), [&](TransformInterface& child) {
         keep.push_back(child.GetTransform(false, false));
         if (put.empty())

@@ -3,6 +3,7 @@
 
 #include "frame/example.h"
 #include "frame/notifications.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/abortable.h"
 #include "platform/kernel/cast.h"
 #include "raster/raster_examples.h"
@@ -36,10 +37,16 @@ void ReplaceBitmapCommand::Receive(Kernel::NonCounted<RasterNode> layer) {
         // The visit goes the other way round. A damaged history may hold too few.
         if (m_oldBitmaps.empty())
             return;
-        layer->SetBitmap(m_oldBitmaps.back());
+        auto const old = m_oldBitmaps.back();
+        EditJournal::NoteFor(*this, [old](ReplaceBitmapCommand& command) { command.m_oldBitmaps.push_back(old); });
         m_oldBitmaps.pop_back();
+        layer->SetBitmap(old);
     } else if (m_direction == Direction::Redo) {
-        m_oldBitmaps.push_back(layer->GetMutableBitmap());
+        auto const old = layer->GetMutableBitmap();
+        EditJournal::NoteFor(*this, [count = m_oldBitmaps.size()](ReplaceBitmapCommand& command) {
+            command.m_oldBitmaps.resize(count);
+        });
+        m_oldBitmaps.push_back(old);
         layer->SetBitmap(m_bitmap);
     }
 }

@@ -3,6 +3,7 @@
 #include "shapes/divide_shapes_command.h"
 
 #include "platform/geometry/curve_operations.h"
+#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/story/text_renderer.h"
@@ -10,7 +11,6 @@
 #include "shapes/text_curves_render_target.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 
 namespace Commands {
@@ -150,7 +150,7 @@ bool ShowsPicture(Node const& node) {
 
 } // namespace
 
-bool DivideShapesCommand::IsAborted() const { return std::atomic_ref<bool>(m_abort).load(std::memory_order_relaxed); }
+bool DivideShapesCommand::IsAborted() const { return Kernel::IsAbortSet(&m_abort); }
 
 Kernel::Counted<Geometry::CurveIntersectionGraph>
 DivideShapesCommand::CreateGraph(std::vector<DivideInput> const& inputs, Graph::BoolOpMethod method) {

@@ -4,6 +4,7 @@
 #include "frame/example.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/object_style.h"
+#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "shapes/image_fill.h"
@@ -11,7 +12,6 @@
 #include "shapes/shape_examples.h"
 
 #include <algorithm>
-#include <atomic>
 
 namespace Commands {
 
@@ -131,7 +131,7 @@ Kernel::LocalisedString FillHolesCommand::GetDescription() const {
                                    "Fill holes command name");
 }
 
-bool FillHolesCommand::IsAborted() const { return std::atomic_ref<bool>(m_abort).load(std::memory_order_relaxed); }
+bool FillHolesCommand::IsAborted() const { return Kernel::IsAbortSet(&m_abort); }
 
 // Null when there is nothing to rebuild the shape from.
 FillHolesCommand::Curves FillHolesCommand::BuildOutline(ConstCurvesInterface const& curves, bool isFilled) {
@@ -383,6 +383,7 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},
+    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
 });
 
 static ExampleRegistration const s_linesExample({
@@ -394,6 +395,7 @@ static ExampleRegistration const s_linesExample({
     .keptByContract = {},
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},
+    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
 });
 
 } // namespace Commands

@@ -69,11 +69,13 @@ void UngroupAllNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted
 void UngroupAllNodesCommand::Do() { DoVisitAndSelect(); }
 
 void UngroupAllNodesCommand::Undo() {
+    NoteRecords();
     OrderedSelectionCommand::Undo();
     m_documentController->SetSelection(m_oldSelection, false);
 }
 
 void UngroupAllNodesCommand::Redo() {
+    NoteRecords();
     OrderedSelectionCommand::Redo();
     m_documentController->SetSelection(m_newSelection, false);
 }

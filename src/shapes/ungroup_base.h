@@ -4,6 +4,7 @@
 #include "frame/notifications.h"
 #include "frame/persisted.h"
 #include "frame/selection_command.h"
+#include "platform/document/edit_journal.h"
 #include "platform/document/nodes.h"
 #include "platform/document/structure_command_helper.h"
 #include "shapes/ungroup_records.h"
@@ -33,6 +34,12 @@ public:
 
 protected:
     using Params = Raster::AffineTransform::Params;
+
+    // To be called before Undo and Redo, so that a failure half way leaves the records as they were.
+    void NoteRecords() {
+        EditJournal::NoteValue(static_cast<T&>(*this), m_undoRecords);
+        EditJournal::NoteValue(static_cast<T&>(*this), m_invalidRect);
+    }
 
     // The visit itself, with the children of every group becoming the selection.
     void DoVisitAndSelect() {

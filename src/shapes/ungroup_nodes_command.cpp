@@ -57,6 +57,7 @@ void UngroupNodesCommand::Do() {
 }
 
 void UngroupNodesCommand::Undo() {
+    NoteRecords();
     OrderedSelectionCommand::Undo();
     m_documentController->SetSelection(m_oldSelection, false);
     if (m_detachSymbolCommand)
@@ -64,6 +65,7 @@ void UngroupNodesCommand::Undo() {
 }
 
 void UngroupNodesCommand::Redo() {
+    NoteRecords();
     if (m_detachSymbolCommand)
         m_detachSymbolCommand->Redo();
     OrderedSelectionCommand::Redo();
@@ -154,6 +156,17 @@ static ExampleRegistration const s_constraintsExample({
         return Kernel::MakeCounted<UngroupNodesCommand>();
     },
     .keptByContract = {},
+    .lateFields = {"RACs"},
+});
+
+static ExampleRegistration const s_boxExample({
+    .className = "UngroupNodesCommand",
+    .prepare = ExampleDocuments::CloudSyncedBox,
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<UngroupNodesCommand>();
+    },
+    .keptByContract = {},
+    .keptAfterReload = "What stood in the box is put back as an ordinary child of it.",
 });
 
 static ExampleRegistration const s_instanceExample({

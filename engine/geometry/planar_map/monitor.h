@@ -2,10 +2,10 @@
 #pragma once
 
 #include "platform/geometry/curve_intersection_graph.h"
+#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -20,8 +20,7 @@ public:
 
     // Throws Kernel::AbortException once the flag is set.
     void Check() const {
-        // The flag is the owner's to write; a reference to const has no atomic view.
-        if (m_abort != nullptr && std::atomic_ref<bool>(const_cast<bool&>(*m_abort)).load(std::memory_order_relaxed))
+        if (Kernel::IsAbortSet(m_abort))
             throw Kernel::AbortException();
     }
     // For work on another thread: the same abort flag, and no progress.

@@ -11,7 +11,8 @@
 #include <vector>
 
 // Base of commands that edit the tree: makes the edits and records each node's place before it, so that they can be
-// reversed. The records live with the running process and are not saved; a command that was loaded replays from fields
+// reversed. Edits that would break the tree, or name no node, throw Kernel::Exception: the fields of a loaded command may
+// say anything. The records live with the running process and are not saved; a command that was loaded replays from fields
 // of its own, which the replay flag tells it to do.
 class REDRAFT_ENGINE StructureCommandHelper : public NewNodesCommandInterface {
 public:
@@ -65,6 +66,9 @@ private:
         Kernel::Counted<Node> source;
     };
     void Remember(Node& node);
+    // So that a step that fails half way has its records again. A command that fails in Do is dropped with them.
+    void NoteRecord(Node& node);
+    void NoteLinks();
     void ForgetIfBack(Node& node);
     Node* FindNextInPlace(Record const& record) const;
     void Insert(Node& parent, NodeChildListType list, Kernel::Counted<Node> const& child, Node* before, bool isMove,
