@@ -9,6 +9,7 @@
 #include "frame/suspend_preview_command.h"
 #include "platform/kernel/object_graph.h"
 #include "tests/support/documents.h"
+#include "tests/support/records.h"
 
 #include <gtest/gtest.h>
 
@@ -123,6 +124,19 @@ TEST(SetScaleOverrideFlags, ALoadedCommandTakesItsModeFromItsTag) {
     Bind(*controller, *flags);
     flags->Redo();
     EXPECT_EQ(3, controller->GetScaleOverrideFlags(true));
+}
+
+TEST(SetScaleOverrideFlags, WithoutTheTagOfItsModeALoadedToggleSetsFlags) {
+    auto const controller = NewDocument();
+    controller->SetScaleOverrideFlags(9);
+    auto const done = Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(true);
+    auto storage = SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(done)});
+    HideField(storage, {"SPSC", "IsTo"});
+    auto const loaded = Kernel::Cast<DocumentCommand>(LoadFromMemory(storage).front());
+    Bind(*controller, *loaded);
+    loaded->Redo();
+    EXPECT_EQ(0, controller->GetScaleOverrideFlags(true)) << "the flags that it was stored with";
+    EXPECT_FALSE(controller->GetScaleOverrideEnabled()) << "though it was stored with true";
 }
 
 TEST(SetScaleOverrideFlags, WithoutAnyTagALoadedCommandSetsFlags) {

@@ -5,14 +5,15 @@
 #include "platform/document/document_controller.h"
 
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <vector>
 
 // All examples: those of the library's commands and those of the engine's inner ones.
 std::vector<CommandExample> const& AllExamples();
-// Whether what Undo leaves changed lies in the tree. What else is kept, such as defaults, is in no hash.
-bool IsKeptInDocument(CommandExample const& example);
+// For suites that have the number of an example as their parameter.
+std::string ExampleName(testing::TestParamInfo<std::size_t> const& info);
 
 // A folder that is removed with everything in it.
 class TemporaryFolder {

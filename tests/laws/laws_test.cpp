@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // What holds for every command, proved on its examples. A new command takes part by registering one.
 
+#include "engine/store/container.h"
 #include "frame/command_coverage.h"
 #include "platform/kernel/exception.h"
 #include "tests/laws/example_run.h"
 #include "tests/support/records.h"
+#include "tests/support/stored_graph.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
-
 #include <optional>
 #include <set>
 
@@ -20,15 +22,26 @@ protected:
     // What Undo gives back: the document as it was or, where something is kept in it on purpose, what the first Undo
     // has left of it, which must not be the same.
     void ExpectUndone(DocumentHash const& before, DocumentHash const& hash) {
-        if (!IsKeptInDocument(Example())) {
+        ExpectKept(Example().keptInDocument, m_undone, before, hash);
+    }
+    // The same in a history that was loaded.
+    void ExpectUndoneAfterReload(DocumentHash const& before, DocumentHash const& hash) {
+        if (Example().keptAfterReload.empty())
+            ExpectUndone(before, hash);
+        else
+            ExpectKept(true, m_undoneAfterReload, before, hash);
+    }
+    static void ExpectKept(bool isKept, std::optional<DocumentHash>& known, DocumentHash const& before,
+                           DocumentHash const& hash) {
+        if (!isKept) {
             EXPECT_EQ(before, hash);
             return;
         }
         EXPECT_NE(before, hash) << "nothing is kept";
-        EXPECT_EQ(m_undone.value_or(hash), hash);
-        m_undone = hash;
+        EXPECT_EQ(known.value_or(hash), hash);
+        known = hash;
     }
-    std::optional<DocumentHash> m_undone;
+    std::optional<DocumentHash> m_undone, m_undoneAfterReload;
     TemporaryFolder m_folder;
 };
 
@@ -42,11 +55,15 @@ TEST_P(Laws, UndoGivesTheDocumentBackAndRedoDoesItAgain) {
     if (!run.controller->GetLastResult().stacked) {
         // Outside the history the command's own operations still hold.
         run.command->Undo();
-        if (!IsKeptByContract()) {
-            EXPECT_EQ(run.before, run.controller->GetHash(false));
-        }
+        auto const undone = run.controller->GetHash(false);
+        if (!IsKeptByContract() || Example().keptInDocument)
+            ExpectUndone(run.before, undone);
         run.command->Redo();
-        EXPECT_EQ(after, run.controller->GetHash(false));
+        if (Example().keptInDocument) {
+            EXPECT_NE(undone, run.controller->GetHash(false));
+        } else {
+            EXPECT_EQ(after, run.controller->GetHash(false));
+        }
         return;
     }
     EXPECT_NE(run.before, after) << "the example changes nothing";
@@ -81,18 +98,18 @@ TEST_P(Laws, ASavedHistoryUndoesAndRedoesTheSame) {
         EXPECT_EQ(after, loaded->GetHash(false));
         loaded->Undo();
         loaded->GetDocument()->CheckInvariants();
-        ExpectUndone(run.before, loaded->GetHash(false));
+        ExpectUndoneAfterReload(run.before, loaded->GetHash(false));
         EXPECT_EQ(selected, SelectedIds(*loaded));
         loaded->Save(path);
         loaded.reset();
         auto const again = DocumentController::Open(path, false);
-        ExpectUndone(run.before, again->GetHash(false));
+        ExpectUndoneAfterReload(run.before, again->GetHash(false));
         again->Redo();
         again->GetDocument()->CheckInvariants();
         EXPECT_EQ(after, again->GetHash(false));
         EXPECT_EQ(selectedAfter, SelectedIds(*again));
         again->Undo();
-        ExpectUndone(run.before, again->GetHash(false));
+        ExpectUndoneAfterReload(run.before, again->GetHash(false));
         again->Redo();
         EXPECT_EQ(after, again->GetHash(false));
         again->Save(path);
@@ -132,6 +149,44 @@ TEST_P(Laws, EveryMissingFieldLoads) {
         EXPECT_NE(storage, whole);
         auto const loaded = Support::LoadFromMemory(storage);
         EXPECT_EQ(typeid(*run.command), typeid(*loaded.at(0))) << field.tag;
+    }
+}
+
+// What older programs did not write makes no difference.
+TEST_P(Laws, AStepWithoutItsLateFieldsUndoesAndRedoesTheSame) {
+    if (Example().lateFields.empty())
+        return;
+    ExampleRun run(Example());
+    run.Do();
+    auto const after = run.controller->GetHash(false);
+    auto const path = m_folder.Path("older.redraft");
+    run.controller->Save(path);
+    auto const classTag = run.command->GetObjectClassProperties()->GetClassUID().ToString();
+    run.controller.reset();
+    run.command.reset();
+    run.selectionBefore.reset();
+    std::size_t hidden = 0;
+    {
+        auto const container = Store::Container::Open(path, Store::OpenMode::Edit);
+        auto graph = Support::ReadGraph(*container);
+        for (auto& object : graph.objects) {
+            if (object.classTag == classTag) {
+                hidden += std::erase_if(object.fields, [&](auto const& field) {
+                    return std::ranges::count(Example().lateFields, field.tag) != 0;
+                });
+            }
+        }
+        Store::SaveTransaction transaction(*container);
+        Support::WriteGraph(graph, *container);
+        transaction.Commit();
+    }
+    EXPECT_EQ(Example().lateFields.size(), hidden);
+    auto const loaded = DocumentController::Open(path, true);
+    for (int round = 0; round != 2; ++round) {
+        loaded->Undo();
+        ExpectUndoneAfterReload(run.before, loaded->GetHash(false));
+        loaded->Redo();
+        EXPECT_EQ(after, loaded->GetHash(false));
     }
 }
 
@@ -226,10 +281,6 @@ TEST_P(Laws, NotificationsNameTheDocument) {
         EXPECT_TRUE(notification);
     EXPECT_FALSE(run.command->GetDescription().GetText().empty());
     EXPECT_FALSE(run.command->GetDescription().GetContext().empty());
-}
-
-std::string ExampleName(testing::TestParamInfo<std::size_t> const& info) {
-    return AllExamples()[info.param].className + std::to_string(info.param);
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, Laws, testing::Range(std::size_t{0}, AllExamples().size()), ExampleName);

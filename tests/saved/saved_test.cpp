@@ -49,4 +49,34 @@ TEST(SavedDocuments, OpenAndUndoAndRedoToTheStatesThatTheyHadWhenTheyWereSaved) 
     }
 }
 
+// Where a document has its states step by step, what each step does is compared: the hash, and what is selected, all
+// the way back and forth.
+TEST(SavedDocuments, GoThroughTheStatesThatTheyHadWhenTheyWereSaved) {
+    for (auto const& path : FindDocuments()) {
+        SCOPED_TRACE(path.filename().string());
+        std::ifstream file(std::filesystem::path(path).replace_extension(".steps"));
+        if (!file)
+            continue;
+        auto const controller = DocumentController::Open(path.string(), true);
+        auto const count = controller->GetHistory()->GetCount();
+        auto const expectNext = [&] {
+            auto line = HashOf(*controller);
+            for (auto const& node : controller->GetCurrentSelection()->GetNodes())
+                line += " " + std::to_string(node->GetId());
+            std::string expected;
+            ASSERT_TRUE(std::getline(file, expected));
+            EXPECT_EQ(expected, line) << "at position " << controller->GetHistory()->GetPosition();
+        };
+        controller->GoTo(count);
+        for (std::size_t i = 0; i != count; ++i) {
+            controller->Undo();
+            expectNext();
+        }
+        for (std::size_t i = 0; i != count; ++i) {
+            controller->Redo();
+            expectNext();
+        }
+    }
+}
+
 } // namespace

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/laws/full_document.h"
+
+#include "frame/example_documents.h"
+#include "raster/raster_examples.h"
+#include "shapes/shape_examples.h"
+#include "shapes/text_examples.h"
+
+namespace {
+
+// Two stops, with what every gradient needs.
+std::vector<Renderer::GradientStop> MakeStops() {
+    return {{0, 1, Renderer::Colour::FromRGB(1, 0, 0)}, {1, 0.5, Renderer::Colour::FromRGB(0, 0, 1)}};
+}
+
+void AddShapes(DocumentController& controller) {
+    auto const spread = controller.GetCurrentSpread();
+    auto const group = Kernel::MakeCounted<GroupNode>();
+    auto const shape = ExampleDocuments::MakeRectangle({0, 0, 40, 40}, 0.1, 0.2, 0.3);
+    auto const compound = Kernel::MakeCounted<CompoundCurveNode>();
+    ExampleDocuments::Append(*spread, group);
+    ExampleDocuments::Append(*group, shape);
+    ExampleDocuments::Append(*group, compound);
+    shape->SetOwnerReference(Kernel::Counted<Node const>(group.get()));
+    shape->SetTransform({1, 0, 5, 0, 1, 6}, false);
+    shape->SetBlendMode(Renderer::BlendMode::Multiply);
+    shape->SetVisible(false);
+    shape->SetTags({"tag"});
+    shape->SetGUID("guid");
+    shape->SetUserDescription("name");
+    ExampleDocuments::SetLine(*shape, 2);
+    shape->SetLineBehindFill(true);
+    shape->SetContourOffset(1);
+    shape->SetOpacity(0.5);
+    shape->SetTransformConstraints(3);
+    compound->SetBrushFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(
+        Kernel::MakeConsolidated<Renderer::LinearGradientFill>(Geometry::PointDbl{0, 0}, Geometry::PointDbl{10, 0},
+                                                               MakeStops()),
+        true, Raster::AffineTransform::Params{2, 0, 0, 0, 2, 0}, Renderer::BlendMode::Normal, false));
+    // In lists other than the plain one.
+    for (auto const list : {NodeChildListType::Clipping, NodeChildListType::Adjustments, NodeChildListType::WrapShape,
+                            NodeChildListType::Masks}) {
+        auto const child = ExampleDocuments::MakeEllipse({0, 0, 10, 10});
+        compound->InsertChild(list, child, nullptr);
+    }
+}
+
+} // namespace
+
+Kernel::Counted<DocumentController> MakeFullDocument() {
+    auto const controller = DocumentController::CreateNew({400, 300}, Raster::FormatRGBA8, 2);
+    AddShapes(*controller);
+    ExampleDocuments::SymbolWithInstances(*controller);
+    ExampleDocuments::CloudSyncedBox(*controller);
+    ExampleDocuments::TextFrames(*controller);
+    ExampleDocuments::SelectedPixels(*controller);
+    auto const profile = Kernel::MakeCounted<Geometry::CurveDbl>();
+    profile->MoveTo({0, 0});
+    profile->LineTo({1, 1});
+    controller->AddPressureProfile(profile);
+    controller->SetChannelMask(3);
+    auto const text = ExampleDocuments::MakeTextFrame({0, 0, 100, 20}, "selected");
+    ExampleDocuments::Append(*controller->GetCurrentSpread(), text);
+    MutableSelection selection;
+    selection.AddItem(Kernel::MakeCounted<SubSelectionItem>(text, Kernel::MakeCounted<TextSelection>(1, 3)), false);
+    controller->SetSelection(selection.CloneImmutable(), false);
+    return controller;
+}
