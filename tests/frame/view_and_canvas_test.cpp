@@ -3,6 +3,7 @@
 #include "frame/delete_symbol_command.h"
 #include "frame/flip_canvas_command.h"
 #include "frame/notifications.h"
+#include "platform/kernel/exception.h"
 #include "tests/support/documents.h"
 
 #include <gtest/gtest.h>
@@ -110,6 +111,15 @@ TEST(AddViewPoint, ChangesTheDocumentWithoutBeingAStep) {
     EXPECT_TRUE(controller->GetLastResult().changedDocument);
     EXPECT_FALSE(controller->GetLastResult().stacked);
     EXPECT_EQ(0u, controller->GetHistory()->GetCount());
+}
+
+TEST(DeleteSymbol, WithoutASymbolFailsWithAWordAndLeavesTheDocumentAsItWas) {
+    auto const controller = NewDocument();
+    ExampleDocuments::SymbolWithInstances(*controller);
+    auto const before = controller->GetHash(true);
+    EXPECT_THROW(controller->Run(Kernel::MakeCounted<DeleteSymbolCommand>(Kernel::JailCounted<Node>())),
+                 Kernel::Exception);
+    EXPECT_EQ(before, controller->GetHash(true));
 }
 
 TEST(DeleteSymbol, WithoutInstancesThereIsNoDetachCommandAndOneNotification) {
