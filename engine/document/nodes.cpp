@@ -167,6 +167,14 @@ bool CloudSyncedNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& fi
 Kernel::RectT<double> CloudSyncedNode::GetOwnBounds(Params const& toSpread, bool includeLines) const {
     if (!m_boxContents || m_boxContents->GetParent() != nullptr)
         return {};
+    // A forged box may stand in what it holds itself; there it shows nothing.
+    static thread_local std::vector<CloudSyncedNode const*> s_measured;
+    if (std::find(s_measured.begin(), s_measured.end(), this) != s_measured.end())
+        return {};
+    s_measured.push_back(this);
+    struct Leave {
+        ~Leave() { s_measured.pop_back(); }
+    } const leave;
     auto const* const scene = Kernel::CastPointer<TransformInterface const>(m_boxContents.get());
     return ComputeBounds(*m_boxContents, scene == nullptr ? toSpread : toSpread * scene->GetMatrix(), includeLines);
 }

@@ -20,6 +20,8 @@ using Support::StoredField;
 using Support::StoredFields;
 using Support::StoredGraph;
 
+constexpr std::size_t c_otherTargets = 9;
+
 // One way to change a field; answers false where it would change nothing.
 using Forgery = std::function<bool(StoredFields&, std::size_t)>;
 struct NamedForgery {
@@ -86,13 +88,14 @@ bool FlipBool(StoredFields& fields, std::size_t at) {
     return true;
 }
 
-// One object of each class, and some nodes of each kind: what a reference may be made to point at.
+// Two nodes of each kind, and some of what is none: what a reference may be made to point at.
 std::vector<std::uint32_t> ChooseTargets(StoredGraph const& graph) {
     std::map<std::string, int> chosen;
     std::vector<std::uint32_t> ids;
     for (auto const& object : graph.objects) {
         bool const isNode = object.classTag[0] == 'N';
-        if (++chosen[object.classTag] <= (isNode ? 3 : 1))
+        auto const already = chosen[object.classTag]++;
+        if (already < (isNode ? 2 : 1) && (isNode || chosen.size() <= c_otherTargets))
             ids.push_back(object.id);
     }
     return ids;
