@@ -16,11 +16,16 @@ SelectionCommandBase::~SelectionCommandBase() = default;
 void SelectionCommandBase::Do() {
     GetSelection();
     PrepareUndo();
+    MarkChanged();
 }
 
-void SelectionCommandBase::Undo() {}
+// In each direction a command may come to keep something else. A parent that runs it by hand need not know.
+void SelectionCommandBase::Undo() { MarkChanged(); }
 
-void SelectionCommandBase::Redo() { GetSelection(); }
+void SelectionCommandBase::Redo() {
+    GetSelection();
+    MarkChanged();
+}
 
 bool SelectionCommandBase::CanMerge(Kernel::Counted<Command const> newer) const {
     if (!DocumentCommand::CanMerge(newer))

@@ -21,6 +21,8 @@ public:
 class Visitor {
 public:
     virtual ~Visitor() = default;
+    // In the order in which they are asked.
+    std::vector<std::unique_ptr<Translator>> const& GetTranslators() const { return m_translators; }
 
 protected:
     void AppendTranslator(std::unique_ptr<Translator> translator) { m_translators.push_back(std::move(translator)); }

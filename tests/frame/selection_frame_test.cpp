@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/selection_command.h"
 #include "platform/kernel/exception.h"
+#include "platform/kernel/object_graph.h"
+#include "raster/raster_solarise_command.h"
+#include "raster/replace_bitmap_command.h"
+#include "shapes/ungroup_all_nodes_command.h"
 #include "shapes/ungroup_nodes_command.h"
 #include "tests/frame/slots.h"
 #include "tests/support/documents.h"
@@ -11,6 +15,7 @@
 namespace {
 
 using namespace Support;
+using namespace Commands;
 
 std::string NameOf(Node const& node) { return node.GetDescription(true).ToStdString(); }
 
@@ -89,21 +94,52 @@ struct Three {
     Kernel::Counted<ShapeNode> a = Named("a"), b = Named("b"), c = Named("c");
 };
 
+// What the base does: it has the command written anew by the next save, in each direction.
 TEST(SelectionVisit, OfAnEmptySelectionDoesNothingAndDoAndUndoOfTheBaseStillRun) {
+    Three const scene;
+    auto const before = scene.controller->GetHash(false);
+    std::vector<Kernel::Counted<DocumentCommand>> const commands{
+        Kernel::MakeCounted<RasterSolariseCommand>(), Kernel::MakeCounted<UngroupNodesCommand>(),
+        Kernel::MakeCounted<UngroupAllNodesCommand>(),
+        Kernel::MakeCounted<ReplaceBitmapCommand>(Kernel::MakeCounted<Raster::DynamicBitmap>(),
+                                                  Kernel::MakeCounted<Selection>())};
+    for (auto const& command : commands) {
+        SCOPED_TRACE(command->GetObjectClassProperties()->GetName());
+        Bind(*scene.controller, *command);
+        Kernel::ObjectGraph graph;
+        Kernel::MemoryChunkStorage storage;
+        auto const isMarkedBy = [&](void (Command::*operation)()) {
+            Kernel::Counted<Kernel::Serialisable const> const roots[] = {command};
+            graph.Save(roots, storage);
+            EXPECT_FALSE(graph.HasChanges());
+            ((*command).*operation)();
+            return graph.HasChanges();
+        };
+        EXPECT_TRUE(isMarkedBy(&Command::Do));
+        EXPECT_EQ(DomainCommand::Direction::Do, command->GetDirection());
+        EXPECT_TRUE(isMarkedBy(&Command::Undo));
+        EXPECT_EQ(DomainCommand::Direction::Undo, command->GetDirection());
+        EXPECT_TRUE(isMarkedBy(&Command::Redo));
+        EXPECT_EQ(DomainCommand::Direction::Redo, command->GetDirection());
+        EXPECT_FALSE(isMarkedBy(&Command::Teardown)) << "the end of a command is not saved";
+        ASSERT_TRUE(command->GetSelection());
+        EXPECT_TRUE(command->GetSelection()->empty());
+    }
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+}
+
+TEST(SelectionVisit, OfAnEmptySelectionReachesNoReceiver) {
     Three const scene;
     auto const command = Kernel::MakeCounted<Visiting>(Kernel::MakeCounted<Selection>());
     Bind(*scene.controller, *command);
-    auto const before = scene.controller->GetHash(false);
     command->Do();
     EXPECT_EQ(1, command->prepared);
-    EXPECT_EQ(DomainCommand::Direction::Do, command->GetDirection());
     command->Undo();
-    EXPECT_EQ(DomainCommand::Direction::Undo, command->GetDirection());
     command->Redo();
     command->Teardown();
     EXPECT_EQ("", command->log);
     EXPECT_FALSE(command->GetItem());
-    EXPECT_EQ(before, scene.controller->GetHash(false));
+    EXPECT_EQ(1, command->prepared) << "undo is prepared once, by Do";
 }
 
 TEST(SelectionVisit, UndoWalksFromTheLastItemToTheFirst) {
@@ -192,13 +228,42 @@ TEST(SelectionVisit, ANodeOfTwoKindsReachesTheReceiverWhoseTranslatorComesFirstA
     EXPECT_EQ("plain=group0 constrained=constraints0", command->TakeLog());
 }
 
+// The class that the first translator which takes a node asks for.
+template <class... N>
+std::string FirstTaker(UngroupNodesCommand const& command, Kernel::Counted<Node> const& node) {
+    std::string taker;
+    for (auto const& translator : command.GetTranslators()) {
+        auto const ask = [&]<class T>(std::type_identity<T>) {
+            bool const isOfClass =
+                dynamic_cast<TerminatingTranslatorT<UngroupNodesCommand, T>*>(translator.get()) != nullptr;
+            if (taker.empty() && isOfClass && Kernel::CastPointer<T>(node.get()) != nullptr)
+                taker = T::GetTypeClassProperties()->GetName();
+        };
+        (ask(std::type_identity<N>()), ...);
+    }
+    return taker;
+}
+
+TEST(SelectionVisit, AConstraintsGroupReachesTheReceiverOfConstraintsGroupsWhenItIsUngrouped) {
+    auto const command = Kernel::MakeCounted<UngroupNodesCommand>();
+    ASSERT_EQ(3u, command->GetTranslators().size());
+    auto const taker = [&](Kernel::Counted<Node> const& node) {
+        return FirstTaker<GroupNode, ConstraintsGroupNode, CloudSyncedNode>(*command, node);
+    };
+    EXPECT_EQ("ConstraintsGroupNode", taker(NamedGroup<ConstraintsGroupNode>("group")));
+    EXPECT_EQ("GroupNode", taker(NamedGroup("group")));
+    EXPECT_EQ("GroupNode", taker(Kernel::MakeCounted<SymbolNode>()));
+    EXPECT_EQ("CloudSyncedNode", taker(Kernel::MakeCounted<CloudSyncedNode>()));
+    EXPECT_EQ("", taker(Named("shape")));
+}
+
 TEST(SelectionVisit, AConstraintsGroupIsUngroupedOnce) {
     auto const controller = NewDocument();
     ExampleDocuments::ConstraintsGroup(*controller);
     auto const children =
         controller->GetCurrentSelection()->GetNodes().front()->CountChildren(NodeChildListType::Plain);
     auto const siblings = controller->GetCurrentSpread()->CountChildren(NodeChildListType::Plain);
-    controller->Run(Kernel::MakeCounted<Commands::UngroupNodesCommand>());
+    controller->Run(Kernel::MakeCounted<UngroupNodesCommand>());
     EXPECT_EQ(siblings - 1 + children, controller->GetCurrentSpread()->CountChildren(NodeChildListType::Plain));
 }
 

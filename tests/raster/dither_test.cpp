@@ -141,24 +141,50 @@ TEST(Dither, ClearsWhatIsNotWhollyOpaqueAndSpreadsNothingFromIt) {
         EXPECT_EQ(expected[i], result[i]) << i;
 }
 
-// Half of the lowest level but one: about half of the pixels take it.
+// One column has a neighbour below and none beside it: of each error five sixteenths go down, and the rest is lost.
 TEST(Dither, SpreadsNothingBeyondTheLastColumnAndTheLastRow) {
-    LayerDocument document(Kernel::MakeCounted<Raster::DynamicBitmap>(600, 1, Raster::FormatRGBA16));
-    auto const bitmap = document.layer->GetMutableBitmap();
-    std::vector<std::uint16_t> pixels(600 * 4, 6553);
-    for (std::size_t x = 0; x != 600; ++x)
-        pixels[4 * x + 3] = 65535;
-    bitmap->WritePixels({0, 0, 600, 1}, pixels.data(), pixels.size() * 2);
-    document.controller->Run(Kernel::MakeCounted<RasterWebSafeDitherCommand>());
-    auto const result = document.Read<RGBA16>();
-    std::size_t black = 0, dark = 0;
-    for (auto const v : result.samples[0]) {
-        black += v == 0;
-        dark += v == 13107;
+    constexpr int c_height = 300;
+    std::vector<std::uint16_t> pixels;
+    for (int y = 0; y != c_height; ++y) {
+        auto const grey = static_cast<std::uint16_t>(6553 + y * 37 % 2000);
+        pixels.insert(pixels.end(), {grey, grey, grey, 65535});
     }
-    EXPECT_EQ(600u, black + dark);
-    EXPECT_GT(dark, 100u);
-    EXPECT_GT(black, 100u);
+    std::vector<int> expected;
+    std::size_t dark = 0;
+    float carried = 0;
+    for (int y = 0; y != c_height; ++y) {
+        int const value = static_cast<int>(static_cast<float>(pixels[static_cast<std::size_t>(y) * 4]) + carried);
+        // The two darkest greys of the palette; the nearer one, and the later one halfway.
+        expected.push_back(value >= 6554 ? 13107 : 0);
+        dark += expected.back() != 0;
+        carried = static_cast<float>(value - expected.back()) * 0.3125f;
+    }
+    ASSERT_GT(dark, 60u);
+    ASSERT_LT(dark, 240u);
+    for (unsigned threads = 1; threads != 4; ++threads) {
+        ThreadCount const scope(threads);
+        LayerDocument document(Kernel::MakeCounted<Raster::DynamicBitmap>(1, c_height, Raster::FormatRGBA16));
+        document.layer->GetMutableBitmap()->WritePixels({0, 0, 1, c_height}, pixels.data(), 8);
+        document.controller->Run(Kernel::MakeCounted<RasterWebSafeDitherCommand>());
+        auto const result = document.Read<RGBA16>();
+        for (int y = 0; y != c_height; ++y)
+            ASSERT_EQ(expected[static_cast<std::size_t>(y)], result.At(0, 0, y)) << y;
+    }
+}
+
+TEST(Dither, SpreadsNothingOutOfTheRectangle) {
+    Kernel::RectT<int> const rect{10, 7, 150, 31};
+    auto expected = Planes<RGBA16>(*MostlyOpaque<RGBA16>(170, 40, 4));
+    Dither(expected, rect);
+    for (unsigned threads = 1; threads != 4; ++threads) {
+        ThreadCount const scope(threads);
+        auto const bitmap = MostlyOpaque<RGBA16>(170, 40, 4);
+        Raster::DynamicPalette palette;
+        palette.AddWebSafeColours();
+        palette.AddColour(Raster::DynamicPixel(Raster::FormatRGBA8), true);
+        DiffuseErrors(bitmap->AsMutable<RGBA16::BitmapType>(), rect, palette, nullptr);
+        EXPECT_EQ(0u, Judge::CountDifferent(expected, Planes<RGBA16>(*bitmap))) << threads;
+    }
 }
 
 TEST(Dither, OfAFloatLayerLosesWhatIsBeyondOne) {
