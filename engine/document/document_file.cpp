@@ -8,8 +8,8 @@
 #include "platform/raster/deduplication.h"
 
 #include <algorithm>
-#include <unordered_map>
 #include <typeinfo>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace {

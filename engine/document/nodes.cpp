@@ -3,8 +3,8 @@
 
 #include "engine/document/bounds.h"
 #include "engine/document/line_bounds.h"
-#include "platform/geometry/curve_intersection_graph.h"
 #include "platform/document/edit_journal.h"
+#include "platform/geometry/curve_intersection_graph.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"

@@ -381,9 +381,9 @@ static ExampleRegistration const s_example({
         return Kernel::MakeCounted<FillHolesCommand>();
     },
     .keptByContract = {},
+    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},
-    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
 });
 
 static ExampleRegistration const s_linesExample({
@@ -393,9 +393,9 @@ static ExampleRegistration const s_linesExample({
         return Kernel::MakeCounted<FillHolesCommand>(true);
     },
     .keptByContract = {},
+    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},
-    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
 });
 
 } // namespace Commands

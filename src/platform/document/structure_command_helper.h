@@ -11,9 +11,9 @@
 #include <vector>
 
 // Base of commands that edit the tree: makes the edits and records each node's place before it, so that they can be
-// reversed. Edits that would break the tree, or name no node, throw Kernel::Exception: the fields of a loaded command may
-// say anything. The records live with the running process and are not saved; a command that was loaded replays from fields
-// of its own, which the replay flag tells it to do.
+// reversed. Edits that would break the tree, or name no node, throw Kernel::Exception: the fields of a loaded command
+// may say anything. The records live with the running process and are not saved; a command that was loaded replays from
+// fields of its own, which the replay flag tells it to do.
 class REDRAFT_ENGINE StructureCommandHelper : public NewNodesCommandInterface {
 public:
     std::vector<Kernel::Counted<Node>> GetNewNodes() const override;
