@@ -85,13 +85,15 @@ TEST(SetReflowPages, TurningItOffHasNoChildrenAndUndoRestoresTheSettingOnly) {
 
 TEST(SetReflowPages, TurningItOnReflowsAndTellsOfBoth) {
     auto const controller = NewDocument();
+    controller->GetCurrentSpread()->AddPage(Kernel::MakeCounted<PageNode>(Kernel::RectT<double>{2000, -70, 2300, 250}));
     auto const command = Kernel::MakeCounted<SetReflowPagesSettingCommand>(true);
     controller->Run(command);
     EXPECT_EQ(1u, command->GetCommands().size());
     auto const list = NotificationsOf(*command);
-    ASSERT_EQ(2u, list.size());
+    ASSERT_EQ(3u, list.size());
     EXPECT_TRUE(As<ReflowPagesSettingChangedNotification>(list[0]));
     EXPECT_TRUE(As<DocumentStructureChangedNotification>(list[1]));
+    EXPECT_TRUE(As<InvalidateDocumentNotification>(list[2]));
 }
 
 TEST(SetScaleOverrideFlags, ACloneKeepsTheModeOfItsConstructor) {

@@ -2,6 +2,7 @@
 #include "tests/laws/full_document.h"
 
 #include "frame/example_documents.h"
+#include "platform/renderer/recorded_drawing.h"
 #include "raster/raster_examples.h"
 #include "shapes/shape_examples.h"
 #include "shapes/text_examples.h"
@@ -11,6 +12,20 @@ namespace {
 // Two stops, with what every gradient needs.
 std::vector<Renderer::GradientStop> MakeStops() {
     return {{0, 1, Renderer::Colour::FromRGB(1, 0, 0)}, {1, 0.5, Renderer::Colour::FromRGB(0, 0, 1)}};
+}
+
+// A drawing of one step that has every field, repeated.
+Kernel::Counted<Renderer::FillDescriptor> MakePattern(ShapeNode const& shape) {
+    Renderer::DrawingStep step;
+    step.curves = shape.GetOutline();
+    step.fill = Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(0, 1, 0));
+    step.secondFill = step.fill;
+    step.lineFill = step.fill;
+    step.line = shape.GetLineStyleDescriptor();
+    auto const drawing = Kernel::MakeCounted<Renderer::RecordedDrawing>(std::vector{step});
+    return Kernel::MakeCounted<Renderer::FillDescriptor>(
+        Kernel::MakeConsolidated<Renderer::PatternFill>(drawing, Kernel::SizeT<double>{8, 8}), true,
+        Raster::AffineTransform::Params(), Renderer::BlendMode::Normal, false);
 }
 
 void AddShapes(DocumentController& controller) {
@@ -33,6 +48,7 @@ void AddShapes(DocumentController& controller) {
     shape->SetContourOffset(1);
     shape->SetOpacity(0.5);
     shape->SetTransformConstraints(3);
+    shape->SetBrushFillDescriptor(MakePattern(*shape));
     compound->SetBrushFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(
         Kernel::MakeConsolidated<Renderer::LinearGradientFill>(Geometry::PointDbl{0, 0}, Geometry::PointDbl{10, 0},
                                                                MakeStops()),

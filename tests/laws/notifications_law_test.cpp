@@ -69,7 +69,7 @@ struct Course {
     }
     Judgement Judge(Step const& step, Kernel::NotificationList const& told) const {
         return JudgeNotifications({run.controller, run.command, run.example.tellsWholeDocument,
-                                   IsKeptInDocument(run.example), step.before, step.after},
+                                   run.example.keptInDocument, step.before, step.after},
                                   told);
     }
 
@@ -133,7 +133,7 @@ TEST_P(NotificationLaws, APreviewTellsTheSameAndSaysThatItIsOne) {
             }
         }
         return JudgeNotifications(
-            {run.controller, run.command, Example().tellsWholeDocument, IsKeptInDocument(Example()), before, after},
+            {run.controller, run.command, Example().tellsWholeDocument, Example().keptInDocument, before, after},
             frontEnd.heard);
     };
     Expect(note("show", true, [&] { controller.RunPreview(run.command); }), "show");
@@ -262,7 +262,7 @@ TEST_P(NotificationLaws, WhatIsLeftOutOrBentIsNoticed) {
                         });
         }
         // Where nodes leave for good, areas may be told in which nothing stands any more.
-        bool const isAllowed = name == "the whole spread" && IsKeptInDocument(Example());
+        bool const isAllowed = name == "the whole spread" && Example().keptInDocument;
         EXPECT_TRUE(!isBent || isNoticed || isAllowed) << name;
     }
 }

@@ -204,19 +204,7 @@ TEST(Polar, OfASpreadWithoutHeightDividesByZero) {
         document.controller->GetCurrentSpread()->SetBaseBox({0, 0, 600, 0});
         auto const expected = Remap(toPolar, {{}, 600, 0}, planes, {40, 30});
         document.controller->Run(MakeCommand(toPolar));
-        auto const result = document.Read<RGBA8>();
-        EXPECT_EQ(0u, Judge::CountDifferent(expected.planes, result));
-        // Below the first row all samples read one pixel: of the left edge, or of the middle of the turn, which lies
-        // beyond the right one.
-        int const column = toPolar ? 39 : 0;
-        for (int c = 0; c != 4; ++c) {
-            for (int y = 1; y != 30; ++y) {
-                for (int x = 0; x != 40; ++x)
-                    ASSERT_EQ(planes.At(c, column, 0), result.At(c, x, y)) << x << ", " << y;
-            }
-            double const first = planes.At(c, 0, 0), other = planes.At(c, column, 0);
-            EXPECT_NEAR((first * 5 + other * 20) / 25, result.At(c, 17, 0), 0.51);
-        }
+        EXPECT_EQ(0u, Judge::CountDifferent(expected.planes, document.Read<RGBA8>()));
     }
 }
 
