@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What does a drawing cost from its SVG file to a PNG picture, as whole programs: `redraft import` and `redraft render`
-// beside rsvg-convert, in processor time, and `redraft render` on two processors beside one, in elapsed time? The
+// The cost of a drawing from its SVG file to a PNG picture, as whole programs: `redraft import` and `redraft render`
+// beside rsvg-convert, in processor time, and `redraft render` on two processors beside one, in elapsed time. The
 // drawings are arguments; without any, two maps of the package openclipart-svg. Programs run by turns; the best of
 // some runs counts.
 #include <algorithm>

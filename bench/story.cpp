@@ -195,7 +195,7 @@ void ComposeHyphenated(benchmark::State& state) {
 }
 BENCHMARK(ComposeHyphenated)->Arg(500'000)->Arg(3'000'000)->Unit(benchmark::kMillisecond);
 
-// What the first German word of a process costs: the library compiles the patterns, or they come from the cache.
+// The cost of the first German word of a process: the library compiles the patterns, or they come from the cache.
 void LoadPatterns(benchmark::State& state, bool isCached) {
     constexpr char c_german[] = "/usr/share/hyphen/hyph_de_DE.dic";
     auto const folder = std::filesystem::temp_directory_path() / ("bench-patterns-" + std::to_string(getpid()));

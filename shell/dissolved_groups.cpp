@@ -15,7 +15,7 @@ bool IsInTree(Node const& node, Node const& root) {
     return false;
 }
 
-// What a group does to its members as a whole.
+// The effects that a group has on its members as a whole, by name.
 std::vector<std::string_view> ListEffects(SceneNode const& group) {
     std::vector<std::string_view> effects;
     auto const add = [&](bool isThere, std::string_view name) {

@@ -8,7 +8,7 @@ namespace Shell {
 // Whether a file begins as a document does. False for one that is not there or cannot be read.
 bool IsDocument(std::string const& path);
 
-// What a document may take the place of.
+// The files that a document may replace.
 enum class Replaces {
     // Other documents: what is saved is a document and was asked for under this name.
     Documents,

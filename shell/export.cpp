@@ -24,7 +24,7 @@ Kernel::RectT<double> GetBounds(std::vector<Kernel::Counted<Node>> const& nodes,
 
 // Out to whole pixels, counted from the spread's origin.
 Kernel::RectT<double> GetWholePixels(Kernel::RectT<double> const& area, double scale) {
-    // What ends within a millionth of a pixel ends there.
+    // An edge within a millionth of a pixel of the grid lies on it.
     auto const down = [&](double x) { return std::floor(x * scale + 1e-6) / scale; };
     auto const up = [&](double x) { return std::ceil(x * scale - 1e-6) / scale; };
     return {down(area.left), down(area.top), up(area.right), up(area.bottom)};

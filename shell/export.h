@@ -8,7 +8,7 @@
 
 namespace Shell {
 
-// What an export is about.
+// The part of a document that is exported.
 struct ExportOptions {
     Kernel::Counted<SpreadNode> spread;
     // Only these, where there are any; else the whole spread.

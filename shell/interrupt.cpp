@@ -13,7 +13,7 @@ namespace {
 
 std::atomic<int> s_asked{0};
 std::atomic<bool*> s_abort{nullptr};
-// What is printed when control-C ends the program at once; empty where it does not. Written before its length.
+// The line that is printed when control-C ends the program at once; empty where it does not. Written before its length.
 char s_farewell[1024];
 std::atomic<std::size_t> s_farewellLength{0};
 static_assert(std::atomic<bool*>::is_always_lock_free, "the handler may only touch what is lock-free");

@@ -4,8 +4,8 @@
 #include <string>
 
 // Control-C: the first one asks the work at hand to stop, or ends the program where that work cannot be stopped; the
-// second ends the program in any case. What was being written is left in a temporary file at most; documents and
-// outputs stay as they were.
+// second ends the program in any case. At most a temporary file is left behind; documents and outputs stay as
+// they were.
 namespace Shell::Interrupt {
 
 // Takes the signals over. Only then do the others have an effect.

@@ -35,7 +35,7 @@ struct PlacedBitmap {
     }
 };
 
-// What is drawn below some nodes.
+// The bitmaps below some nodes, and whether anything else is drawn there.
 struct Contents {
     std::vector<PlacedBitmap> bitmaps;
     bool hasOthers = false;

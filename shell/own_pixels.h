@@ -20,7 +20,7 @@ struct OwnPicture {
     double dpiY = 0;
 };
 
-// What the drawing of a spread, or of some nodes, takes from the bitmaps in it.
+// The pixels that an export of a spread, or of some nodes, can take from the bitmaps as they are.
 struct OwnPixels {
     // Where one bitmap is all that is to be seen, and nothing changes its look but a mirroring or quarter turns.
     std::optional<OwnPicture> picture;

@@ -26,7 +26,8 @@ constexpr std::size_t c_maximumPages = 100'000;
 
 constexpr std::string_view c_latin1 = "latin-1", c_windows1252 = "windows-1252";
 
-// What Windows code page 1252 has between 0x80 and 0x9F, where Latin-1 has control characters. Five are not assigned.
+// The characters of Windows code page 1252 from 0x80 to 0x9F, where Latin-1 has control characters. Five are not
+// assigned.
 constexpr char32_t c_windowsLetters[32] = {0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
                                            0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x8D,   0x017D, 0x8F,
                                            0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,

@@ -10,7 +10,7 @@
 
 namespace Shell {
 
-// What becomes of the lines of a text.
+// How the lines of a text file become paragraphs.
 enum class TextLines {
     // Lines that were broken to a width are joined to paragraphs; those that were not, as of verse, stay lines of one
     // paragraph. Blank lines part paragraphs where any are joined; else each line is one.

@@ -65,7 +65,7 @@ def find_closing(text, opening):
 
 
 def find_mutants(path, text):
-    # What is no behaviour of the library: comments, preprocessor lines, examples, assertions at compile time.
+    # Parts that are no behaviour of the library: comments, preprocessor lines, examples, assertions at compile time.
     code = blank(text, r"//[^\n]*|/\*.*?\*/|^#[^\n]*|static_assert\([^;]*;")
     for example in re.finditer(r"static ExampleRegistration const \w+\(", code):
         end = find_closing(code, example.end() - 1)

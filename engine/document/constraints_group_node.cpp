@@ -33,7 +33,8 @@ Span Follow(Span const& object, Span const& oldBox, Span const& newBox, unsigned
     double const giving = (nearGives ? near : 0) + (sizeGives ? size : 0) + (farGives ? far : 0);
     if (!nearGives && !sizeGives && !farGives)
         return {newBox.from + near, newBox.from + near + std::max(size + change, size * c_leastShare)};
-    // What may give has no length, as the distances of an object beyond the box have none.
+    // Nothing that may stretch has a length, so the change cannot be shared out: the object keeps its near distance and
+    // its size. Distances are negative for an object beyond the box.
     if (!(giving > 0))
         return {newBox.from + near, newBox.from + near + size};
     double share = (giving + change) / giving;

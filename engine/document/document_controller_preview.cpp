@@ -5,7 +5,7 @@
 
 namespace {
 
-// What previews do without has not been delivered; a preview that becomes a step tells it now.
+// The notifications that a preview leaves out have not been delivered; they are due when the preview becomes a step.
 void TellAgain(DocumentCommand& kept, Kernel::NotificationList& notifications) {
     kept.NotifyWithCacheUpdates(notifications);
 }

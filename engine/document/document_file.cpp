@@ -68,7 +68,7 @@ void CheckParts(Kernel::Counted<DocumentCommand> const& step) {
     }
 }
 
-// What a synced box holds may hold boxes too, but never one that it is in itself.
+// Synced boxes may be nested, but no box may be inside itself, and no two may hold the same node.
 void CheckBoxes(DocumentNode& document) {
     std::unordered_set<Node const*> met;
     std::vector<Node*> tops{&document};
@@ -168,8 +168,8 @@ Store::SealMaker DocumentController::File::MakeSealMaker() const {
     return [this](Store::ContentDigest const& digest) { return seal->Make(digest, root->history->CountUntrusted()); };
 }
 
-// False, and nothing was saved, when `losses` forbids what the target lacks. What was written before a failure is in no
-// file: the graph must not believe that it is.
+// False, and nothing was saved, when `losses` forbids what the target lacks. After a failure nothing has reached the
+// file, so that no object may count as saved.
 bool DocumentController::File::SaveGraph(Store::Container& target, Losses losses) {
     try {
         if (seal)
@@ -313,7 +313,7 @@ void DocumentController::CheckStoredValues() const {
     ReadingStore store(*m_file->container);
     Kernel::Counted<Kernel::Serialisable const> const roots[] = {m_file->root};
     Kernel::ObjectGraph::SaveCopy(roots, objects, &store, m_file->container->GetPath().string());
-    // All that the document needs is there. What is left are pages and values that nothing refers to.
+    // The document is complete. Pages that are damaged all the same hold nothing that it refers to.
     auto const verification = m_file->container->Verify();
     if (verification.problems.empty())
         return;

@@ -84,7 +84,8 @@ void EditJournal::Append(Entry& entry) noexcept {
     stack.last = &entry;
 }
 
-// What is let go of may be the last reference to a node whose end changes others: such changes are noted nowhere.
+// Finishing an entry may drop the last reference to a node, whose destructor changes other nodes. Those changes need no
+// entry of their own.
 void EditJournal::FinishDownTo(Entry* last, bool takeBack) noexcept {
     auto& stack = GetStack();
     while (stack.last != last) {

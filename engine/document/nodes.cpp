@@ -29,7 +29,7 @@ Kernel::Counted<Geometry::PolyCurveDbl const> RectangleOutline(Kernel::RectT<dou
     return Kernel::MakeCounted<Geometry::PolyCurveDbl>(rect);
 }
 
-// What a compound is made of, in its space.
+// One operand of a compound curve, in the compound's space.
 struct CompoundPart {
     Kernel::Counted<Geometry::PolyCurveDbl const> outline;
     Geometry::WindingOrderMode windingOrderMode;

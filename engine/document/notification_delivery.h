@@ -14,8 +14,8 @@
 // A reference for as long as a call may drop the others; empty when the controller's end has begun.
 Kernel::Counted<DomainController> KeepIfAlive(DomainController& controller) noexcept;
 
-// What is left to deliver of a batch, in place and keeping the order: previews do without the notifications that are
-// not required for them, and what may be merged is merged. See DomainController.
+// Reduces a batch, in place and in its order, to the notifications that are delivered: those that previews do not
+// require are taken out, and those that may be merged are merged. See DomainController.
 void PrepareBatch(Kernel::NotificationList& batch);
 
 // Whether a preview does without this notification.

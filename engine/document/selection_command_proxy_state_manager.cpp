@@ -125,7 +125,7 @@ bool ProxyStateManager<StructureInterface>::Load(Kernel::InSerialiser const& in,
     Kernel::LoadValue(in, StatesTag(static_cast<int>(InterfaceId::Structure)), elements);
     m_entries.clear();
     for (auto const& element : elements) {
-        // What belongs together stands in a row, so that a damaged list says nothing.
+        // Entries are read in pairs by their position: one damaged entry makes the whole list unusable.
         if (!element.node || element.beforeList >= c_childListCount || element.afterList >= c_childListCount) {
             m_entries.clear();
             return true;

@@ -244,7 +244,7 @@ void BandRenderer::PopLayer() {
     Surface const* const mask = m_clips.back().mask.get();
     std::vector<std::pair<int, int>> painted;
     for (int y = rect.top; y != rect.bottom; ++y) {
-        // What has stayed clear changes nothing, whatever the mode.
+        // Clear pixels of the layer change nothing, whatever the blend mode.
         painted.clear();
         layer.owned->ForEachRun(y, [&](int left, int right, float const* pixel) {
             if (pixel == nullptr || pixel[colours] != 0)

@@ -11,8 +11,8 @@ namespace Renderer::Detail {
 // A surface that is drawn into: a band of the picture, or a layer.
 //
 // Rows are cut into segments. A segment that shows one pixel throughout is held as that pixel, and its samples are
-// written only when something else is drawn over a part of it. What stays empty or is of one colour costs neither
-// memory traffic nor arithmetic.
+// written only when something else is drawn over a part of it. Segments of one colour, empty ones among them, cost
+// neither memory traffic nor arithmetic.
 class Canvas {
 public:
     static constexpr int c_segment = 64;

@@ -5,8 +5,8 @@
 
 namespace Renderer::Detail {
 
-// Which rows of the picture the commands of a display list have an effect in. What begins a clip, mask or layer and
-// what ends it have the rows that it can show in; what lies inside has no others.
+// Which rows of the picture each command of a display list has an effect in. The commands that begin and end a clip,
+// mask or layer have the rows in which its content can show; the commands in between have no others.
 class CommandRows {
 public:
     explicit CommandRows(DisplayList const& list);

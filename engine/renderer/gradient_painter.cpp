@@ -129,7 +129,7 @@ private:
     std::vector<Knot> m_knots;
 };
 
-// Brings places into what the ramp takes. What is endless becomes not a number, and not a number stays.
+// Brings positions into the range of the ramp. Infinite ones become NaN, and NaN stays.
 void Spread(double* t, int count, GradientSpread spread) {
     DropEndless(t, count);
     switch (spread) {

@@ -13,13 +13,13 @@
 
 namespace Renderer::Detail {
 
-// What the patterns of one picture share: tiles that have been made, and how much may still be made. What goes beyond
-// is painted in one colour, so that no drawing takes memory or time out of proportion.
+// The patterns of one picture share the tiles that have been made and a budget for those still to be made. Beyond the
+// budget a pattern is painted in one colour, so that no drawing takes memory or time out of proportion.
 struct PatternStore {
     // The drawing, the pixels of the tile, and the tile's size in fill space.
     using Key = std::tuple<RecordedDrawing const*, int, int, double, double>;
     std::map<Key, std::shared_ptr<Surface const>> tiles;
-    // What the tiles were made with. The fills keep the addresses of their drawings from being given to others.
+    // Those that the tiles were made with. The fills keep the addresses of their drawings from being given to others.
     Raster::ICCProfileSet profiles;
     std::vector<Kernel::Counted<PatternFill const>> fills;
     // Samples of tiles: 256 MB of floats in RGB.

@@ -133,7 +133,7 @@ struct Container::State {
     // Those of them that the save under way has written.
     std::unordered_set<Kernel::BlobKey> rewrittenBlobs;
 
-    // What a copy of the readable blobs was made from, until its first commit.
+    // The container that this one is a copy of, made of its readable blobs; until the first commit.
     Kernel::Counted<Container const> damagedOrigin;
     bool hasLosses = false;
 };

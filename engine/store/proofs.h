@@ -22,7 +22,7 @@ ContentDigest ProveChunk(std::uint32_t id, std::uint64_t size, Coding coding, st
 ContentDigest ProveBlob(Kernel::BlobKey const& key, std::uint64_t size, Coding coding,
                         std::span<std::byte const> stored);
 
-// What each row must be that a document consists of. docs/file-format.md, "Seal".
+// The digest that each row of a document must have. See docs/file-format.md, "Seal".
 struct Proofs {
     std::map<std::uint32_t, ContentDigest> chunks;
     // By row.
@@ -30,7 +30,7 @@ struct Proofs {
     // Whether they are those of all rows that can be read.
     bool areComplete = false;
 
-    // What differs from the file.
+    // Differences from the file.
     bool chunksChanged = false;
     std::set<std::int64_t> changedGroups;
 

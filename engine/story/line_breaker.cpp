@@ -14,7 +14,8 @@ namespace {
 
 constexpr double c_stretch = 0.5;
 constexpr double c_shrink = 1.0 / 3;
-// A line that stretches as far as this cannot be worth looking at. What goes further still counts by how far.
+// A line that stretches as far as this cannot be worth looking at. Beyond it the badness approaches that of rigid
+// lines.
 constexpr double c_badnessOfFarRatios = 1'000'000;
 constexpr double c_farRatio = 21.544346900318832; // the cube root of a hundredth of it
 // Of a line that nothing can stretch: worse than any other, and the worse the emptier it is.

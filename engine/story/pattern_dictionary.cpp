@@ -192,7 +192,7 @@ struct FileBytes {
     std::size_t size = 0;
 };
 
-// What stands behind the header of a file of this origin; nothing of any other file.
+// The bytes behind the header of a cache file, if it was made from this origin; otherwise nothing.
 FileBytes ReadCached(std::filesystem::path const& path, std::uint64_t origin) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))

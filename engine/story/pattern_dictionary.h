@@ -32,7 +32,7 @@ private:
     bool Read(std::span<std::byte const> compiled);
 
     HyphenDict* m_dictionary = nullptr;
-    // What the dictionary points into, when it came from the cache; else the library owns all of it.
+    // The memory that a dictionary from the cache points into. Empty when the library owns it.
     std::vector<std::unique_ptr<Level>> m_levels;
 };
 

@@ -126,7 +126,7 @@ PaintImporter::FillPointer Importer::MakeBitmapFill(Pattern const& pattern, Grou
         false);
 }
 
-// What the content draws, in a space that begins at the tile's corner.
+// A recording of the content, in a space that begins at the tile's corner.
 Kernel::Counted<Renderer::RecordedDrawing const> Importer::RecordPattern(GroupNode const& content,
                                                                          Kernel::PointT<double> const& origin) {
     auto const recorder =

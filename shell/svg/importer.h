@@ -72,7 +72,7 @@ private:
     void AddMarker(Element const& marker, Element const& line, Matrix const& place, bool isStart, GroupNode& group);
 
     // import_text.cpp: art text for each stretch that is placed by itself, in a group where there are several.
-    // What clips has the clip's fill and no line, whatever the source says.
+    // As part of a clip it has the clip's fill and no line, whatever the source says.
     SceneNodePointer BuildText(Element const& element, bool isClip = false);
     Kernel::Counted<Geometry::PolyCurveDbl const> FindTextPath(Element const& textPath);
 
@@ -123,7 +123,7 @@ private:
     // By reference: an image that is shown often is read once.
     std::unordered_map<std::string_view, Picture> m_images;
     std::uint64_t m_imagePixels = 0;
-    // What the tiles of patterns show, by the element whose children it is and by where the tile begins in their space.
+    // The recorded content of patterns, by the element that has the content and by the tile's corner in its space.
     std::map<std::tuple<NodeIndex, double, double>, Kernel::Counted<Renderer::RecordedDrawing const>> m_patternDrawings;
     std::size_t m_patternDepth = 0;
     std::size_t m_patternSteps = 0;

@@ -16,14 +16,14 @@ struct TextRun {
     std::string text;
 };
 
-// What is placed by itself: a line, or what follows a tab in it.
+// A part of a line that has a position of its own: the whole line, or the part behind a tab.
 struct TextRow {
     enum class Anchor { Start, Middle, End };
     // Where the baseline begins, has its middle or ends, in text space.
     Kernel::PointT<double> place;
     Anchor anchor = Anchor::Start;
     bool isRightToLeft = false;
-    // What spaces take beyond their own advance.
+    // Added to the advance of each space, in text space.
     double wordSpacing = 0;
     std::vector<TextRun> runs;
 };
@@ -37,7 +37,7 @@ struct TextRows {
     std::string_view obstacle;
 };
 
-// What a text node shows, as composed now. Rows that hold nothing are left out.
+// The rows of a text node as it is composed now, without empty ones.
 TextRows FindTextRows(TextNode const& text);
 
 } // namespace Shell::Svg

@@ -18,16 +18,16 @@ struct REDRAFT_API CommandExample {
     std::function<Kernel::Counted<DocumentCommand>(DocumentController&)> make;
     // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
     std::string keptByContract;
-    // Whether that lies in the document. What else is kept, such as defaults, is in no hash.
+    // Whether that is part of the document. Other things that are kept, such as defaults, are in no hash.
     bool keptInDocument = false;
     // The same for an Undo of a history that was loaded, where that leaves more.
     std::string keptAfterReload = {};
-    // What an abort leaves of the work on purpose, as a step that can be undone; empty when it leaves nothing.
+    // The part of the work that an abort keeps on purpose, as a step that can be undone; empty when it keeps nothing.
     std::string keptOnAbort = {};
     // Tags of fields that older programs did not write. A stored command without one does the same.
     std::vector<std::string> lateFields = {};
 
-    // What of a change a command may leave untold on purpose.
+    // The kinds of change that a command may leave untold on purpose.
     enum class Untold {
         // Where pixels changed.
         Area,

@@ -46,7 +46,7 @@ using LineIterator = Story::ComposedColumn::const_iterator;
 
 bool EndsParagraph(Story::LinePart const& line) { return line.IsHardBreak(true) && !line.IsHardBreak(false); }
 
-// What a paragraph of the column shows, from a line to its end there.
+// The text that a paragraph shows in the column, from a line to the paragraph's end there.
 std::u32string GetTextOfParagraph(LineIterator line, LineIterator end) {
     std::u32string text;
     for (bool isOver = false; line != end && !isOver; ++line) {

@@ -94,7 +94,7 @@ struct Three {
     Kernel::Counted<ShapeNode> a = Named("a"), b = Named("b"), c = Named("c");
 };
 
-// What the base does: it has the command written anew by the next save, in each direction.
+// The base's operations have the command written anew by the next save, in each direction.
 TEST(SelectionVisit, OfAnEmptySelectionDoesNothingAndDoAndUndoOfTheBaseStillRun) {
     Three const scene;
     auto const before = scene.controller->GetHash(false);

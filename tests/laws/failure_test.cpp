@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a step leaves behind that is aborted at any look at its abort flag, or fails at any of its edits, those of inner
-// commands among them: nothing, but for what its example names.
+// A step that is aborted at any look at its abort flag, or fails at any of its edits, those of inner commands among
+// them, leaves nothing behind but for the parts that its example names.
 
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/abort_flag.h"

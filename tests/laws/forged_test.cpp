@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What becomes of documents that were written by nobody: every field of a history's steps, and of what they refer to,
-// is taken away, made empty, or made to refer to something else; then the history is walked to and fro. A step works,
+// Documents that no program wrote: every field of a history's steps, and of the objects that they refer to, is taken
+// away, made empty, or made to refer to something else; then the history is walked to and fro. A step works,
 // or fails with a word and leaves the document as it was.
 
 #include "engine/store/container.h"
@@ -137,7 +137,7 @@ std::vector<NamedForgery> ListForgeries(StoredGraph const& graph) {
     return all;
 }
 
-// Walks the history of a document that may be anything. What fails must leave no trace.
+// Walks the history of a document that may be anything. A step that fails must leave no trace.
 void WalkHistory(DocumentController& controller, bool backFirst) {
     controller.GetDocument()->CheckInvariants();
     for (int step = 0; step != 5; ++step) {

@@ -152,7 +152,7 @@ TEST_P(Laws, EveryMissingFieldLoads) {
     }
 }
 
-// What older programs did not write makes no difference.
+// Fields that older programs did not write may be missing without a difference.
 TEST_P(Laws, AStepWithoutItsLateFieldsUndoesAndRedoesTheSame) {
     if (Example().lateFields.empty())
         return;

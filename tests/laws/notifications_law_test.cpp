@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What commands tell of their changes, judged by what a front end must be able to make of it: after Do, Undo and Redo
-// of every example, in previews too. The judge is judged as well: it must notice when something is left out or bent.
+// The notifications of commands, judged by what a front end must be able to show from them: after Do, Undo and Redo of
+// every example, in previews too. The judge is judged as well: it must notice when something is left out or bent.
 
 #include "frame/notifications.h"
 #include "platform/document/front_end_listener.h"
@@ -145,7 +145,8 @@ TEST_P(NotificationLaws, APreviewTellsTheSameAndSaysThatItIsOne) {
     EXPECT_FALSE(frontEnd.heard.empty() && !Example().untold.empty() && Example().untold.front() != Untold::Setting);
 }
 
-// Changes one notification, or leaves it out where the result is empty. What does not know it gives it back.
+// Changes one notification, or leaves it out where the result is empty. A bend that does not know a notification gives
+// it back.
 using Bend = std::function<Kernel::Counted<Kernel::Notification>(Kernel::Counted<Kernel::Notification> const&)>;
 
 Kernel::Counted<Kernel::Notification> WithRects(InvalidateDocumentNotification const& invalid,
@@ -253,7 +254,7 @@ TEST_P(NotificationLaws, WhatIsLeftOutOrBentIsNoticed) {
                 continue;
             isBent = true;
             auto const judgement = course.Judge(step, bent);
-            // What is left untold on purpose counts no more than before.
+            // Omissions on purpose are there without the bend too, and do not count.
             auto const asTold = course.Judge(step, step.told).untold;
             isNoticed = isNoticed || !judgement.wrong.empty() ||
                         std::any_of(judgement.untold.begin(), judgement.untold.end(), [&](auto const& complaint) {
@@ -267,7 +268,8 @@ TEST_P(NotificationLaws, WhatIsLeftOutOrBentIsNoticed) {
     }
 }
 
-// What one direction tells does for no other, where the selection or the document's lists are others.
+// The notifications of one direction do not serve for another one where the selections or the lists of the document
+// differ.
 TEST_P(NotificationLaws, TheWrongDirectionIsNoticed) {
     Course const course(Example());
     auto const tellsOfDirection = [](Kernel::NotificationList const& told) {

@@ -26,11 +26,9 @@ using Support::StoredFields;
 constexpr char c_header[] =
     "# Every persisted class, as it stands in documents: tag, name, version, tag of the registered base (- for none);\n"
     "# below it its fields in the order in which they are written, each with its tag and its form, those of value\n"
-    "# classes indented. What is written only at times is among them, and a registered class that stands in a field "
-    "as\n"
-    "# a value is told once, by itself. Nothing here is changed: new fields are added, under tags that the class "
-    "never\n"
-    "# had. After such an addition this table is written anew by\n"
+    "# classes indented. Fields that are written only at times are among them, and a registered class that is the\n"
+    "# value of a field is listed once, by itself. Nothing here is changed: new fields are added, under tags that the\n"
+    "# class never had. After such an addition this table is written anew by\n"
     "#     RENEW_STORED_FORMAT=1 build/dev/tests/test-laws --gtest_filter='StoredFormat.*'\n"
     "# and the difference read line by line.\n";
 
@@ -159,7 +157,7 @@ Table GatherWritten() {
     }
     auto const full = MakeFullDocument();
     add(*full);
-    // What no document here has; an empty object at least.
+    // Classes that no document here has are added as empty objects.
     for (auto const* properties : Kernel::ClassRegistry::GetAll()) {
         if (auto const object = properties->Create())
             table.Add(Support::SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(object)}));

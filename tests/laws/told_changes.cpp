@@ -58,7 +58,7 @@ bool SameStates(AttributeTable const& a, AttributeTable const& b, std::set<Inter
     return true;
 }
 
-// What one operation did to one node.
+// The change of one node by one operation.
 struct Change {
     Shown const* before = nullptr;
     Shown const* after = nullptr;
@@ -388,7 +388,7 @@ ShownDocument::ShownDocument(DocumentController& controller)
             bool const isDrawnByParent = list == NodeChildListType::Plain && up->GetParent()->DrawsChildren();
             shown.isDrawn = shown.isDrawn && (isDrawnByParent || shown.IsPage());
         }
-        // What stands in a symbol is not on any spread.
+        // Nodes of symbols are on no spread.
         if (auto const* spread = node.GetSpread(); spread != nullptr && spread != &node) {
             shown.spread = spread->GetId();
             shown.bounds = node.GetBounds(true);

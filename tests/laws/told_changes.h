@@ -11,7 +11,7 @@
 // Compares what became of a document with what notifications told of it: a front end that believes them must end up
 // showing the document as it is.
 
-// What a front end shows of a document.
+// The state of a document as far as a front end shows it.
 class ShownDocument {
 public:
     explicit ShownDocument(DocumentController& controller);
@@ -63,7 +63,7 @@ struct Complaint {
     std::string text;
 };
 
-// What the notifications of one operation did not tell, or told wrongly.
+// The changes that the notifications of one operation left out or told wrongly.
 struct Judgement {
     // May be left out where the command's contract leaves it out.
     std::vector<Complaint> untold;
@@ -76,7 +76,7 @@ struct Operation {
     Kernel::Counted<DocumentController> controller;
     Kernel::Counted<DocumentCommand> command;
     bool tellsWholeDocument = false;
-    // What was touched may have left the document for good.
+    // A touched node may have left the document for good.
     bool losesNodes = false;
     ShownDocument const& before;
     ShownDocument const& after;

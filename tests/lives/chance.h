@@ -8,7 +8,7 @@
 
 namespace Lives {
 
-// What lines may refer to outside the document.
+// The things outside the document that lines may refer to.
 struct Props {
     // A picture file.
     std::string picture;

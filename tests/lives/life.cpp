@@ -23,7 +23,7 @@ std::string StartPath(Conditions const& conditions, std::uint64_t seed) {
     return conditions.folder + "/start-" + std::to_string(seed) + ".redraft";
 }
 
-// What the life's process tells: a letter, a text, a line end.
+// Sends one message of the life's process to the one that started it: a letter, a text, a line end.
 void Tell(int pipe, char what, std::string const& text) {
     auto line = what + text;
     for (char& c : line)

@@ -32,7 +32,7 @@ Record Live(Conditions const& conditions, std::uint64_t seed);
 Record Replay(Conditions const& conditions, std::uint64_t seed, std::vector<std::string> const& lines);
 // Leaves out what lines the fault does not need.
 Record Shrink(Conditions const& conditions, std::uint64_t seed, Record record);
-// What a user types to see the fault: the document to start from, and calls of the program.
+// The fault with the calls of the program that show it, and the document to start from.
 std::string FormatReport(Conditions const& conditions, std::uint64_t seed, Record const& record);
 
 } // namespace Lives

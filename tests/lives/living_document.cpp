@@ -258,7 +258,7 @@ void LivingDocument::LearnFromCommand(Moment const& before) {
         throw Fault("the history changed: by a command that is no step");
     if (now.hash == before.hash)
         return;
-    // What is done outside the history stays when steps are undone: no other state is known any more.
+    // A change outside the history stays when steps are undone, so that no other state is known any more.
     std::fill(m_states.begin(), m_states.end(), std::nullopt);
     m_states[now.position] = State{now.hash, std::nullopt};
 }

@@ -47,7 +47,7 @@ private:
         DocumentHash hash{};
         std::optional<std::string> picture;
     };
-    // What a line finds.
+    // The document before a line runs.
     struct Moment {
         std::size_t position = 0;
         std::size_t count = 0;

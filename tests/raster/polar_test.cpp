@@ -192,8 +192,7 @@ TEST(Polar, ReadsTheNearestEdgePixelBeyondABitmapThatIsSmallerThanTheSpread) {
     EXPECT_EQ((std::vector<std::uint8_t>(6, 255)), result.samples[3]);
 }
 
-// The radius is a number divided by zero. What is not finite on the way comes to rest at the edges: the largest at the
-// last pixel, and what is no number at the first.
+// The radius is a number divided by zero. Infinite coordinates read the last pixel, and NaN the first.
 TEST(Polar, OfASpreadWithoutHeightDividesByZero) {
     for (bool const toPolar : {false, true}) {
         auto const bitmap = Judge::RandomBitmap<RGBA8>(40, 30, 2);

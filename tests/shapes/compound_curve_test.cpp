@@ -19,7 +19,7 @@ Kernel::Counted<CompoundCurveNode> MakeCompound(Scene& scene, CompoundOperation 
     return compound;
 }
 
-// What is painted of it: the share of red pixels in the picture of the spread.
+// The painted area: the share of red pixels in the picture of the spread.
 double PaintedArea(Scene const& scene) {
     SpreadPictureOptions options;
     options.scale = 1;

@@ -119,7 +119,7 @@ TEST(DivideRules, AFrameWithALineAloneIsAnInputToo) {
     }
 }
 
-// What clips a group within a clip, or a member of it, clips what that shows.
+// The clip of a group within a clip, or of one of its members, limits what the clip lets through.
 TEST(DivideRules, ClipsWithinClippingGroupsCount) {
     auto const areaLeft = [](auto const& addClip) {
         Scene scene;

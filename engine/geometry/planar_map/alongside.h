@@ -48,7 +48,7 @@ private:
 // Of `b` from `a`, both as Strand::Cut gives them and between the same two x; empty where they turn too far.
 std::optional<Offsets> GetOffsets(Segment const& a, Segment const& b);
 
-// What two chords that are too coarse to be told apart by their distance need.
+// The relation of two curves whose chords are too coarse for their distance to decide it, and the cuts that decide it.
 struct Alongside {
     enum class Outcome {
         // The curves do not run in about one direction, or bend too far.

@@ -109,8 +109,8 @@ private:
     std::size_t m_metCrossings = 0;
     std::vector<std::uint32_t> m_firstStop;
     std::vector<Stop> m_stops;
-    // Two parts meet in several leaves of the grid. What it costs to tell curves side by side apart is spent once, as
-    // long as nothing else has taken the place in this table of limited size.
+    // Two parts meet in several leaves of the grid. Curves side by side are told apart once and remembered, until
+    // another pair takes their entry in this table of limited size.
     bool IsKnownApart(std::uint64_t pair) const { return !m_knownApart.empty() && m_knownApart[PlaceOf(pair)] == pair; }
     void SetKnownApart(std::uint64_t pair);
     std::size_t PlaceOf(std::uint64_t pair) const {

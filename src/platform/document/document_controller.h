@@ -44,7 +44,7 @@ public:
     // Writes the document, whole or, to the file that it was read from or last saved to, what changed. Atomic.
     void Save(std::string const& path);
     bool IsChangedSinceSave() const;
-    // What saves are sealed with from now on; empty for not at all.
+    // The seal of all saves from now on; empty for none.
     void SetSeal(std::shared_ptr<DocumentSeal> seal);
     // Reads all tiles and profiles that the document's objects, of the history too, have put into its file, then every
     // page of the file. Throws Kernel::DamagedDataException for what is missing or damaged.

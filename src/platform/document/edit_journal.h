@@ -9,11 +9,11 @@
 #include <type_traits>
 #include <utility>
 
-// What this thread has changed of a document since a step began, with the way back: a step that fails half way leaves
-// nothing behind. The controller keeps a journal around each Do, Undo and Redo; what changes a document, or a step that
-// is in a history, notes how the change is taken back, right before it is made.
+// The changes that this thread has made to a document since a step began, each with the way back, so that a step that
+// fails half way leaves nothing behind. The controller keeps a journal around each Do, Undo and Redo. Every operation
+// that changes a document, or a step of its history, notes how to take the change back right before making it.
 //
-// Journals lie one inside the other. What an inner one noted and did not take back belongs to the outer one.
+// Journals nest. Entries of an inner journal that were not taken back pass to the outer one.
 class REDRAFT_ENGINE EditJournal {
 public:
     EditJournal() noexcept;

@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
-// Base of selection commands that put one node in another's place. The replacement gets the old node's tags. What undo
-// and redo need is kept by the command's managers of structure and tag states and saved with them.
+// Base of selection commands that put one node in another's place. The replacement gets the old node's tags. The
+// command's managers of structure and tag states keep the places for undo and redo, and save them.
 class REDRAFT_ENGINE ObjectReplacementCommandHelper : public NewNodesCommandInterface {
 public:
     std::vector<Kernel::Counted<Node>> GetNewNodes() const override;

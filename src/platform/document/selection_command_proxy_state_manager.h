@@ -45,8 +45,8 @@ private:
     ProxyStates m_states;
 };
 
-// The state of the tree's structure is where a node stands. What replaces objects keeps the places of those that leave
-// and of those that come.
+// The state of the tree's structure is the place of a node. Commands that replace objects keep the places of the nodes
+// that leave and of those that come.
 template <>
 class REDRAFT_ENGINE ProxyStateManager<StructureInterface> {
 public:

@@ -65,7 +65,7 @@ struct REDRAFT_ENGINE DrawingStep {
     }
 };
 
-// What was drawn once, to be drawn again at any size. Immutable once it is shared.
+// A list of drawing steps that can be drawn again at any size. Immutable once it is shared.
 class REDRAFT_ENGINE RecordedDrawing final : public Kernel::Serialisable {
 public:
     RecordedDrawing() = default;
@@ -95,7 +95,7 @@ public:
     explicit DrawingRecorder(Transform const& base = {}) : RenderTarget(base) {}
     ~DrawingRecorder() override;
 
-    // What has been drawn until now. Everything that was begun must have been ended.
+    // The drawing so far. Every layer, clip and mask that was begun must have been ended.
     Kernel::Counted<RecordedDrawing const> GetDrawing() const;
 
 protected:

@@ -37,7 +37,7 @@ public:
     Kernel::Counted<Command> replaced;
 };
 
-// What a preview does without, when it is one.
+// A notification that previews leave out.
 class FinalNotification final : public DocumentNotification {
 public:
     using DocumentNotification::DocumentNotification;

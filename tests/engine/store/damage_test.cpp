@@ -319,7 +319,7 @@ TEST(Damage, ACopyOfWhatCanBeReadTakesThePlaceOfADamagedFile) {
             else
                 EXPECT_TRUE(hasLosses);
         }
-        // What the old container has is read as before, and nobody else can edit beside the new one.
+        // The contents of the old container are read as before, and nobody else can edit beside the new one.
         EXPECT_EQ(damaged->ReadChunk(1), content.chunks.at(1));
         EXPECT_THROW(Container::Open(c_path, OpenMode::Edit, files), Kernel::Exception);
     }

@@ -302,7 +302,7 @@ TEST_F(Seal, TellsTwinsOfTheFormatsOwnChecksumApart) {
     }
 }
 
-// What somebody has put into the file under the key of a value to come is not taken for it.
+// A value that was planted under the key of a later value is not taken for it.
 TEST_F(Seal, APlantedTwinIsNotReferredTo) {
     auto const [first, second] = MakeTwins();
     auto const key = Kernel::ComputeBlobKey(first);

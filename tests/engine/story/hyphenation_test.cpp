@@ -122,7 +122,7 @@ TEST_F(CompiledPatterns, KeepAllThatADictionarySays) {
     }
 }
 
-// What is damaged is made again, and never used.
+// Damaged cache files are made again, and never used.
 TEST_F(CompiledPatterns, AreMadeAgainWhenTheyAreDamaged) {
     auto const words = MakeWords(c_english, 50);
     auto const whole = Load(c_english);

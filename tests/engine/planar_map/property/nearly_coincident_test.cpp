@@ -19,7 +19,7 @@ struct Chords {
     std::size_t coarse = 0, fine = 0, spentPairs = 0;
 };
 
-// What telling the curves of a drawing apart costs, whatever the machine.
+// The work of telling the curves of a drawing apart, counted in chords, which no machine's speed changes.
 Chords CountChords(std::vector<Graph::Input> const& inputs) {
     Planar::Monitor monitor(nullptr, nullptr);
     auto const source = Planar::ReadInputs(inputs, Graph::BoolOpMethod::Divide, false, monitor);
