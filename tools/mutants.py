@@ -173,7 +173,8 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--list", action="store_true", help="only says what would be tried")
     arguments = parser.parse_args()
-    prepare() if not arguments.list else COPY.mkdir(parents=True, exist_ok=True)
+    if not arguments.list:
+        prepare()
     base = ROOT if arguments.list else COPY
     names = arguments.files or [path.relative_to(base).as_posix() for path in sorted((base / "src").rglob("*.*"))
                                 if "platform" not in path.parts and path.suffix in (".h", ".cpp")]
