@@ -144,24 +144,13 @@ CurveIntersectionGraph::Create(std::vector<Input> const& inputs, BoolOpMethod me
                                bool closeOpenCurves, bool const* abort, Kernel::Counted<ProgressReporter> reporter,
                                bool refineCrossings) {
     Monitor monitor(abort, std::move(reporter));
-    auto result = Build(inputs, method, keepHiddenTogether, closeOpenCurves, abort, monitor, refineCrossings, true);
-    // Curves that were taken for others may contradict the rest of their contour: then each is what it says.
-    if (result.second == Result::Inconsistent)
-        result = Build(inputs, method, keepHiddenTogether, closeOpenCurves, abort, monitor, refineCrossings, false);
-    return result;
-}
-
-std::pair<Kernel::Counted<CurveIntersectionGraph>, CurveIntersectionGraph::Result>
-CurveIntersectionGraph::Build(std::vector<Input> const& inputs, BoolOpMethod method, bool keepHiddenTogether,
-                              bool closeOpenCurves, bool const* abort, Monitor& monitor, bool refineCrossings,
-                              bool restoreCopies) {
     monitor.SetStage(0, 0.05f);
     auto implementation = std::make_unique<Implementation>();
     implementation->abort = abort;
     implementation->method = method;
     try {
         SourceCurves& source = implementation->source;
-        source = ReadInputs(inputs, method, closeOpenCurves, monitor, restoreCopies);
+        source = ReadInputs(inputs, method, closeOpenCurves, monitor);
         if (source.contours.empty())
             return {nullptr, source.leftSomeOut ? Result::NotRepresentable : Result::NoCurves};
         if (source.segments.size() > c_mostContourSegments)

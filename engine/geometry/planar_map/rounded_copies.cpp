@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/source_curves.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
+#include <optional>
+#include <span>
 #include <unordered_map>
 
 namespace Geometry::Planar {
@@ -36,30 +40,26 @@ public:
         : m_source(source), m_cell(4 * tolerance), m_monitor(monitor) {}
 
     void Run(double most) {
-        bool any = false;
-        for (SourceContour const& contour : m_source.contours)
-            any = any || (contour.uncertainty > 0 && contour.uncertainty <= most);
-        if (!any)
+        std::vector<std::uint32_t> rounded;
+        for (std::uint32_t c = 0; c != m_source.contours.size(); ++c) {
+            if (m_source.contours[c].uncertainty > 0 && m_source.contours[c].uncertainty <= most)
+                rounded.push_back(c);
+        }
+        if (rounded.empty())
             return;
+        m_written = m_source.segments;
         for (std::uint32_t c = 0; c != m_source.contours.size(); ++c)
             List(c);
-        // Only after all are found, so that what is found does not depend on the order of the contours.
-        std::vector<std::pair<std::uint32_t, std::vector<Segment>>> restored;
-        for (std::uint32_t c = 0; c != m_source.contours.size(); ++c) {
-            double const uncertainty = m_source.contours[c].uncertainty;
-            if (uncertainty > 0 && uncertainty <= most)
-                Restore(c, restored);
-        }
-        for (auto const& [number, segments] : restored) {
-            SourceContour& contour = m_source.contours[number];
-            std::copy(segments.begin(), segments.end(), m_source.segments.begin() + contour.firstSegment);
-            // Points may have left the box, and the map's grid begins at the boxes.
-            for (Segment const& s : segments) {
-                for (PointDbl const p : {s.start, s.control1, s.control2, s.end})
-                    contour.box = {std::min(contour.box.left, p.x), std::min(contour.box.top, p.y),
-                                   std::max(contour.box.right, p.x), std::max(contour.box.bottom, p.y)};
-            }
-        }
+        // The more certain ones first, so that a copy of a copy gets what that one has got. Equally certain ones are
+        // never taken for each other, so their order does not matter.
+        Sort(
+            rounded,
+            [&](std::uint32_t a, std::uint32_t b) {
+                return m_source.contours[a].uncertainty < m_source.contours[b].uncertainty;
+            },
+            m_monitor);
+        for (std::uint32_t const c : rounded)
+            Restore(m_source.contours[c]);
     }
 
 private:
@@ -84,7 +84,8 @@ private:
         }
     }
 
-    // The segment that `s` of an uncertain contour stands for; none where no contour that is more certain has one.
+    // The segment that `s` of an uncertain contour stands for; none where no contour that is more certain has one. Both
+    // are compared as they were written.
     std::optional<Segment> Find(Segment const& s, double uncertainty) const {
         std::optional<Segment> best;
         double nearest = std::numeric_limits<double>::infinity();
@@ -98,11 +99,11 @@ private:
                     double const other = m_source.contours[candidate.contour].uncertainty;
                     if (!(other < uncertainty))
                         continue;
-                    Segment const segment = Turned(m_source.segments[candidate.segment], candidate.reversed);
-                    double const distance = MaxDistance(s, segment);
-                    if (segment.kind == s.kind && distance <= uncertainty + other && distance < nearest) {
+                    Segment const written = Turned(m_written[candidate.segment], candidate.reversed);
+                    double const distance = MaxDistance(s, written);
+                    if (written.kind == s.kind && distance <= uncertainty + other && distance < nearest) {
                         nearest = distance;
-                        best = segment;
+                        best = Turned(m_source.segments[candidate.segment], candidate.reversed);
                     }
                 }
             }
@@ -110,10 +111,10 @@ private:
         return best;
     }
 
-    void Restore(std::uint32_t number, std::vector<std::pair<std::uint32_t, std::vector<Segment>>>& restored) const {
-        SourceContour const& contour = m_source.contours[number];
-        std::vector<Segment> segments(m_source.segments.begin() + contour.firstSegment,
-                                      m_source.segments.begin() + contour.firstSegment + contour.segmentCount);
+    void Restore(SourceContour& contour) {
+        std::span const segments = std::span(m_source.segments).subspan(contour.firstSegment, contour.segmentCount);
+        // Also of a path that is not closed but encloses an area: its ends must not come apart.
+        bool const endsWhereItBegan = segments.front().start == segments.back().end;
         std::vector<bool> isFound(segments.size(), false);
         for (std::size_t i = 0; i != segments.size(); ++i) {
             m_monitor.Tick();
@@ -124,10 +125,10 @@ private:
         }
         if (std::find(isFound.begin(), isFound.end(), true) == isFound.end())
             return;
-        // Segments that were not found go along at their ends.
+        // Each segment begins where the one before it ends; those that were not found follow.
         for (std::size_t i = 0; i != segments.size(); ++i) {
             std::size_t const next = (i + 1) % segments.size();
-            if (next == 0 && !contour.closed && !contour.impliedClosing)
+            if (next == 0 && !endsWhereItBegan)
                 break;
             (isFound[next] ? segments[i].end : segments[next].start) =
                 isFound[next] ? segments[next].start : segments[i].end;
@@ -135,13 +136,18 @@ private:
         for (Segment& s : segments) {
             if (s.kind == SegmentKind::Line)
                 s = Segment::Line(s.start, s.end);
+            // Points may have left the box, and the map's grid begins at the boxes.
+            for (PointDbl const p : {s.start, s.control1, s.control2, s.end})
+                contour.box = {std::min(contour.box.left, p.x), std::min(contour.box.top, p.y),
+                               std::max(contour.box.right, p.x), std::max(contour.box.bottom, p.y)};
         }
-        restored.emplace_back(number, std::move(segments));
     }
 
     SourceCurves& m_source;
     double m_cell;
     Monitor& m_monitor;
+    // The segments before any was restored.
+    std::vector<Segment> m_written;
     std::unordered_map<std::uint64_t, std::vector<Candidate>> m_byStart;
 };
 

@@ -162,8 +162,7 @@ private:
 } // namespace
 
 SourceCurves ReadInputs(std::vector<CurveIntersectionGraph::Input> const& inputs,
-                        CurveIntersectionGraph::BoolOpMethod method, bool closeOpenCurves, Monitor& monitor,
-                        bool restoreCopies) {
+                        CurveIntersectionGraph::BoolOpMethod method, bool closeOpenCurves, Monitor& monitor) {
     SourceCurves source;
     Reader reader(source, monitor);
     for (std::uint32_t i = 0; i != inputs.size(); ++i) {
@@ -182,8 +181,7 @@ SourceCurves ReadInputs(std::vector<CurveIntersectionGraph::Input> const& inputs
             }
         }
     }
-    if (restoreCopies)
-        RestoreRoundedCopies(source, monitor);
+    RestoreRoundedCopies(source, monitor);
     return source;
 }
 

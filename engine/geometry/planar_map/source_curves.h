@@ -39,8 +39,7 @@ struct SourceCurves {
 };
 
 SourceCurves ReadInputs(std::vector<CurveIntersectionGraph::Input> const& inputs,
-                        CurveIntersectionGraph::BoolOpMethod method, bool closeOpenCurves, Monitor& monitor,
-                        bool restoreCopies = true);
+                        CurveIntersectionGraph::BoolOpMethod method, bool closeOpenCurves, Monitor& monitor);
 
 // Gives contours that are copies of others, written with fewer decimals, the segments that they are copies of: those
 // whose controls all lie where rounding may have moved them from. Copies that another program has rounded are then the

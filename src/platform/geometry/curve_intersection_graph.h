@@ -12,10 +12,6 @@
 
 namespace Geometry {
 
-namespace Planar {
-class Monitor;
-}
-
 // The planar map of a set of shapes: all their edges, cut where they meet, and the faces between them.
 //
 // Inputs stand in painting order: a later one lies on top. Faces and edges belong to inputs by the rules of
@@ -147,10 +143,6 @@ public:
     Implementation const& GetImplementation() const { return *m_implementation; }
 
 private:
-    static std::pair<Kernel::Counted<CurveIntersectionGraph>, Result>
-    Build(std::vector<Input> const& inputs, BoolOpMethod method, bool keepHiddenTogether, bool closeOpenCurves,
-          bool const* abort, Planar::Monitor& monitor, bool refineCrossings, bool restoreCopies);
-
     std::unique_ptr<Implementation> m_implementation;
 };
 

@@ -204,6 +204,23 @@ TEST(NearlyCoincident, AnUnmatchedNeighbourFollowsTheEndsOfARoundedCopy) {
     EXPECT_NEAR(division.TotalArea(), AreaOf(inputs[0]), 1e-4);
 }
 
+// A path that comes back to its start without being closed encloses its area as well. Restoring its two ends from
+// different points would let it leak, and all of its map would contradict itself.
+TEST(NearlyCoincident, AnOpenPathThatEndsWhereItBeganStaysWhole) {
+    auto const written = Polyline({{0.12345, 0}, {100.00001, 7.5}, {80.7, 60.00009}, {0.12345, 0}}, false, true);
+    for (double const gap : {1e-7, 1e-6, 3e-6}) {
+        auto const inputs = Over({written}, Shaken(gap, {written}));
+        Planar::Monitor monitor(nullptr, nullptr);
+        auto const source = Planar::ReadInputs(inputs, Graph::BoolOpMethod::Divide, false, monitor);
+        auto const& contour = source.contours.front();
+        for (std::uint32_t i = 0; i != contour.segmentCount; ++i) {
+            auto const& next = source.segments[contour.firstSegment + (i + 1) % contour.segmentCount];
+            EXPECT_EQ(source.segments[contour.firstSegment + i].end, next.start) << gap << " " << i;
+        }
+        EXPECT_EQ(FindFault(inputs), "") << gap;
+    }
+}
+
 // Copies with all digits of a double are shapes of their own, however near: pieces and areas are those of the true
 // curves, and the cost is in proportion to what there is to find.
 TEST(NearlyCoincident, ShakenCopiesGiveTrueAreasAtACostInProportion) {
