@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/bounds.h"
+#include "platform/document/edit_journal.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
@@ -94,6 +95,7 @@ void ConstraintsGroupNode::SetBaseBox(Kernel::RectT<double> box) {
             place->Transform(follow, false);
         }
     }
+    EditJournal::NoteValue(*this, m_box);
     m_box = box;
     MarkChanged();
 }

@@ -8,7 +8,6 @@
 #include "platform/raster/deduplication.h"
 
 #include <algorithm>
-#include <typeinfo>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -68,26 +67,6 @@ void CheckParts(Kernel::Counted<DocumentCommand> const& step) {
     }
 }
 
-// Synced boxes may be nested, but no box may be inside itself, and no two may hold the same node.
-void CheckBoxes(DocumentNode& document) {
-    std::unordered_set<Node const*> met;
-    std::vector<Node*> tops{&document};
-    while (!tops.empty()) {
-        Node& top = *tops.back();
-        tops.pop_back();
-        ForEachNode(top, [&](Node& node) {
-            if (typeid(node) != typeid(CloudSyncedNode))
-                return;
-            auto const contents = static_cast<CloudSyncedNode&>(node).GetBoxContents();
-            if (!contents || contents->GetParent() != nullptr)
-                return;
-            if (!met.insert(contents.get()).second)
-                throw Kernel::DamagedDataException("the document is damaged: two boxes hold one node");
-            tops.push_back(contents.get());
-        });
-    }
-}
-
 // A beta's commands may lack what undo needs.
 bool IsOfUnsupportedBeta(DocumentCommand& command) {
     std::unordered_set<Kernel::Countable const*> parts;
@@ -140,7 +119,6 @@ void DocumentRoot::Check() const {
     if (rasterSelection && !rasterSelection->IsUsable())
         throw Kernel::DamagedDataException("the document is damaged: its selection of pixels is none");
     document->CheckInvariants();
-    CheckBoxes(*document);
     if (document->GetSpreads().empty())
         throw Kernel::DamagedDataException("the document is damaged: it has no spread");
 }

@@ -24,14 +24,6 @@ constexpr Kernel::IDTag ChildrenTag(int list) {
     return Kernel::IDTag::FromValue(Kernel::IDTag("Chl0").GetValue() + static_cast<std::uint32_t>(list));
 }
 
-bool HasAnyChild(Node const& node) {
-    for (int list = 0; list != c_childListCount; ++list) {
-        if (node.HasChildren(static_cast<NodeChildListType>(list)))
-            return true;
-    }
-    return false;
-}
-
 // Final classes: the dynamic type itself decides.
 void RequirePlaceOfKind(Node const& parent, NodeChildListType list, Node const& child) {
     auto const& type = typeid(child);
@@ -50,7 +42,7 @@ Kernel::Counted<Node> MakeEmptyOfSameClass(Node const& node) {
 
 Node::~Node() {
     if (m_rare != nullptr)
-        SetLinkSource({});
+        Link({});
 }
 
 std::string_view Node::GetTypeName() const { return GetObjectClassProperties()->GetName(); }
@@ -58,7 +50,7 @@ std::string_view Node::GetTypeName() const { return GetObjectClassProperties()->
 void Node::InsertChild(NodeChildListType list, Kernel::Counted<Node> child, Node* before) {
     if (child->GetParent() != nullptr)
         throw Kernel::Exception("a node cannot stand in two places of the tree");
-    if (child->IsSelfOrAncestorOf(this))
+    if (child->Holds(*this))
         throw Kernel::Exception("a node cannot be put into itself");
     if (before != nullptr && (before->GetParent() != this || before->GetChildListType() != list))
         throw Kernel::Exception("a node cannot be put in front of one that stands elsewhere");
@@ -169,13 +161,72 @@ void Node::SetLinkSource(Kernel::Counted<Node> source) {
     auto const old = GetLinkSource();
     if (old == source)
         return;
+    if (source && source->Holds(*this))
+        throw Kernel::Exception("a node cannot be linked to one that holds it");
     EditJournal::NoteFor(*this, [old](Node& node) { node.SetLinkSource(old); });
-    if (old)
+    Link(std::move(source));
+    MarkChanged();
+}
+
+void Node::Link(Kernel::Counted<Node> source) {
+    if (auto const old = GetLinkSource())
         old->GetRare().linkedNodes.erase(this);
     if (source)
         source->GetRare().linkedNodes.insert(this);
     GetRare().linkSource = std::move(source);
-    MarkChanged();
+}
+
+bool Node::AddContents(Node& contents) {
+    if (contents.Holds(*this) || (contents.m_rare != nullptr && contents.m_rare->container != nullptr))
+        return false;
+    contents.GetRare().container = this;
+    GetRare();
+    return true;
+}
+
+void Node::DropContents(Node& contents) noexcept {
+    if (contents.m_rare != nullptr && contents.m_rare->container == this)
+        contents.m_rare->container = nullptr;
+}
+
+bool Node::MayHoldOthers() const noexcept {
+    if (m_rare != nullptr)
+        return true;
+    for (int list = 0; list != c_childListCount; ++list) {
+        if (HasChildren(static_cast<NodeChildListType>(list)))
+            return true;
+    }
+    return false;
+}
+
+// Goes from the other node up to all that hold it, which are few: most nodes are held by their parent only.
+bool Node::Holds(Node const& other) const {
+    if (this == &other || !MayHoldOthers())
+        return this == &other;
+    std::vector<Node const*> pending;
+    std::unordered_set<Node const*> met;
+    Node const* next = &other;
+    for (;;) {
+        for (Node const* node = next; node != nullptr; node = node->GetParent()) {
+            if (node == this)
+                return true;
+            auto const* const rare = node->m_rare.get();
+            bool const isHeldTwice = rare != nullptr && (!rare->linkedNodes.empty() || rare->container != nullptr);
+            if (!isHeldTwice && met.empty())
+                continue;
+            if (!met.insert(node).second)
+                break;
+            if (!isHeldTwice)
+                continue;
+            pending.insert(pending.end(), rare->linkedNodes.begin(), rare->linkedNodes.end());
+            if (rare->container != nullptr)
+                pending.push_back(rare->container);
+        }
+        if (pending.empty())
+            return false;
+        next = pending.back();
+        pending.pop_back();
+    }
 }
 
 // Children are copied one by one and not by recursion.
@@ -261,15 +312,18 @@ bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsign
             auto* const child = Kernel::CastPointer<Node>(object.get());
             if (child == nullptr || child->GetParent() != nullptr)
                 throw Kernel::DamagedDataException("the tree is damaged: a node stands in two places");
-            // Hardly ever asked: most nodes are loaded before their children are.
-            if (child == this || (HasAnyChild(*child) && child->IsSelfOrAncestorOf(this)))
+            // Most children hold nothing yet, since most nodes are loaded before their children are.
+            if (child->Holds(*this))
                 throw Kernel::DamagedDataException("the tree is damaged: a node stands in itself");
             LinkChild(static_cast<NodeChildListType>(list), child, nullptr);
         }
     }
     Kernel::Counted<Node> source;
-    if (Kernel::LoadValue(in, c_linkTag, source))
-        SetLinkSource(source);
+    if (Kernel::LoadValue(in, c_linkTag, source)) {
+        if (source && source->Holds(*this))
+            throw Kernel::DamagedDataException("the tree is damaged: a node is linked to one that holds it");
+        Link(std::move(source));
+    }
     Kernel::Counted<Node const> owner;
     if (Kernel::LoadValue(in, c_ownerTag, owner) && owner)
         GetRare().owner = Kernel::Weak<Node const>(owner);

@@ -137,9 +137,23 @@ bool LogicalNode::IsVisibleInDomain() const { return IsInDocument() && IsVisible
 
 // CloudSyncedNode
 
-void CloudSyncedNode::SetBoxContents(Kernel::JailCounted<Node> contents) {
-    EditJournal::NoteValue(*this, m_boxContents);
+CloudSyncedNode::~CloudSyncedNode() { Contain({}); }
+
+bool CloudSyncedNode::Contain(Kernel::JailCounted<Node> contents) {
+    if (contents == m_boxContents)
+        return true;
+    if (contents && !AddContents(*contents))
+        return false;
+    if (m_boxContents)
+        DropContents(*m_boxContents);
     m_boxContents = std::move(contents);
+    return true;
+}
+
+void CloudSyncedNode::SetBoxContents(Kernel::JailCounted<Node> contents) {
+    EditJournal::NoteFor(*this, [old = m_boxContents](CloudSyncedNode& box) { box.SetBoxContents(old); });
+    if (!Contain(std::move(contents)))
+        throw Kernel::Exception("a box cannot contain a node that holds it or is in another box");
     if (auto* document = GetDocumentNode(); document != nullptr && m_boxContents)
         document->AdoptIds(*m_boxContents);
     MarkChanged();
@@ -151,7 +165,7 @@ void CloudSyncedNode::CopyMembersFrom(Node const& other) {
     if (box == nullptr || !box->m_boxContents)
         return;
     CloneContext context(CloneType::Copy);
-    m_boxContents = box->m_boxContents->Clone(context);
+    Contain(box->m_boxContents->Clone(context));
 }
 
 void CloudSyncedNode::Save(Kernel::OutSerialiser& out) const {
@@ -160,21 +174,15 @@ void CloudSyncedNode::Save(Kernel::OutSerialiser& out) const {
 }
 
 bool CloudSyncedNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadValue(in, "BoxC", m_boxContents);
+    auto contents = m_boxContents;
+    if (Kernel::LoadValue(in, "BoxC", contents) && !Contain(std::move(contents)))
+        throw Kernel::DamagedDataException("the tree is damaged: a box contains what holds it or is in another box");
     return LogicalNode::Load(in, files, version);
 }
 
 Kernel::RectT<double> CloudSyncedNode::GetOwnBounds(Params const& toSpread, bool includeLines) const {
     if (!m_boxContents || m_boxContents->GetParent() != nullptr)
         return {};
-    // A forged box may stand in what it holds itself; there it shows nothing.
-    static thread_local std::vector<CloudSyncedNode const*> s_measured;
-    if (std::find(s_measured.begin(), s_measured.end(), this) != s_measured.end())
-        return {};
-    s_measured.push_back(this);
-    struct Leave {
-        ~Leave() { s_measured.pop_back(); }
-    } const leave;
     auto const* const scene = Kernel::CastPointer<TransformInterface const>(m_boxContents.get());
     return ComputeBounds(*m_boxContents, scene == nullptr ? toSpread : toSpread * scene->GetMatrix(), includeLines);
 }
@@ -224,6 +232,7 @@ Kernel::String ShapeNode::GetDefaultDescription() const {
 // PolyCurveNode
 
 void PolyCurveNode::SetCompoundOperation(CompoundOperation operation) {
+    EditJournal::NoteValue(*this, m_operation);
     m_operation = operation;
     MarkChanged();
 }

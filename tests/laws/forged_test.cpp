@@ -15,10 +15,6 @@
 #include <map>
 #include <set>
 
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
-
 namespace {
 
 using Support::StoredField;
@@ -254,10 +250,6 @@ protected:
 TEST_P(ForgedDocuments, FailWithAWordOrNotAtAll) {
     if (!SaveExample())
         return;
-#if defined(__SANITIZE_ADDRESS__)
-    // A forged step may link nodes in a ring, which keeps them alive: memory that ends with the process is not judged.
-    __lsan::ScopedDisabler const rings;
-#endif
     ForgeEverything(m_done, true);
     ForgeEverything(m_undone, false);
 }

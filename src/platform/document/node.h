@@ -114,8 +114,12 @@ public:
     // The instances linked to this node, in node-id order.
     std::vector<Kernel::JailCounted<Node>> GetLinkedNodes() const;
     Kernel::Counted<Node> GetLinkSource() const { return m_rare == nullptr ? nullptr : m_rare->linkSource; }
-    // An empty source ends the link. The top node of an instance is the one whose source is a symbol's root.
+    // An empty source ends the link. The top node of an instance is the one whose source is a symbol's root. Throws
+    // Kernel::Exception when the source holds this node.
     void SetLinkSource(Kernel::Counted<Node> source);
+    // True for the node itself and for all that it keeps alive: what is below it, what that is linked to, and what boxes
+    // there contain. No node may come to hold one that holds it: neither would ever be let go of.
+    bool Holds(Node const& other) const;
 
     // A deep copy without id and parent.
     Kernel::Counted<Node> Clone(CloneContext& context) const;
@@ -128,6 +132,10 @@ protected:
     Node(Node const&) = delete;
 
     void OnStateChanged(InterfaceId id) override;
+    // Tells a node that this one, which need not be its parent, contains it. False, with nothing changed, when it holds
+    // this node or is contained in another.
+    bool AddContents(Node& contents);
+    void DropContents(Node& contents) noexcept;
     // What a copy takes over: everything but id, place, children and link.
     virtual void CopyMembersFrom(Node const& other);
     Kernel::String GetDefaultDescription() const override;
@@ -141,8 +149,13 @@ private:
         Kernel::Counted<Node> linkSource;
         // Nodes whose link source this is, wherever they are.
         std::unordered_set<Node*> linkedNodes;
+        // See AddContents.
+        Node* container = nullptr;
     };
     Rare& GetRare();
+    void Link(Kernel::Counted<Node> source);
+    // Leaves hold nothing but themselves.
+    bool MayHoldOthers() const noexcept;
 
     NodeId m_id = 0;
     std::unique_ptr<Rare> m_rare;

@@ -85,7 +85,9 @@ private:
 // A box whose content is kept up to date from elsewhere. The content is held apart from the child lists.
 class REDRAFT_ENGINE CloudSyncedNode : public LogicalNode {
 public:
+    ~CloudSyncedNode() override;
     Kernel::JailCounted<Node> GetBoxContents() const { return m_boxContents; }
+    // Throws Kernel::Exception when the contents hold this box or are another's already.
     void SetBoxContents(Kernel::JailCounted<Node> contents);
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
@@ -100,6 +102,9 @@ protected:
     void CopyMembersFrom(Node const& other) override;
 
 private:
+    // False, with nothing changed, when the contents cannot be this box's.
+    bool Contain(Kernel::JailCounted<Node> contents);
+
     Kernel::JailCounted<Node> m_boxContents;
 };
 

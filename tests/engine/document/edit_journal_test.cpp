@@ -107,4 +107,64 @@ TEST(NodeTree, RefusesNeighboursThatStandElsewhereAndPlacesOfAnotherKind) {
     EXPECT_EQ(group->GetPreviousSibling(), other.get());
 }
 
+TEST(NodeTree, RefusesLinksAndBoxesThatWouldHoldThemselves) {
+    auto const plain = NodeChildListType::Plain;
+    auto const symbol = Kernel::MakeCounted<GroupNode>(), group = Kernel::MakeCounted<GroupNode>(),
+               instance = Kernel::MakeCounted<GroupNode>();
+    symbol->InsertChild(plain, group, nullptr);
+    EXPECT_THROW(group->SetLinkSource(symbol), Kernel::Exception);
+    EXPECT_THROW(group->SetLinkSource(group), Kernel::Exception);
+    symbol->SetLinkSource(group);
+    symbol->SetLinkSource({});
+    instance->SetLinkSource(symbol);
+    EXPECT_THROW(group->InsertChild(plain, instance, nullptr), Kernel::Exception);
+    EXPECT_THROW(group->SetLinkSource(instance), Kernel::Exception);
+
+    auto const box = Kernel::MakeCounted<CloudSyncedNode>(), other = Kernel::MakeCounted<CloudSyncedNode>();
+    auto const contents = Kernel::MakeCounted<GroupNode>();
+    box->SetBoxContents(contents);
+    EXPECT_THROW(contents->InsertChild(plain, box, nullptr), Kernel::Exception);
+    EXPECT_THROW(other->SetBoxContents(contents), Kernel::Exception);
+    EXPECT_THROW(other->SetBoxContents(other), Kernel::Exception);
+    EXPECT_FALSE(other->GetBoxContents());
+    contents->InsertChild(plain, instance, nullptr);
+    EXPECT_THROW(group->InsertChild(plain, box, nullptr), Kernel::Exception);
+    EXPECT_THROW(symbol->SetLinkSource(box), Kernel::Exception);
+    instance->SetLinkSource({});
+    group->InsertChild(plain, box, nullptr);
+    box->SetBoxContents({});
+    other->SetBoxContents(contents);
+    EXPECT_TRUE(other->Holds(*instance));
+    EXPECT_FALSE(box->Holds(*contents));
+}
+
+TEST(EditJournal, PutsTheContentsOfBoxesBack) {
+    auto const box = Kernel::MakeCounted<CloudSyncedNode>(), other = Kernel::MakeCounted<CloudSyncedNode>();
+    auto const contents = Kernel::MakeCounted<GroupNode>();
+    box->SetBoxContents(contents);
+    EXPECT_THROW(EditJournal::RunOrRollBack([&] {
+                     box->SetBoxContents({});
+                     other->SetBoxContents(contents);
+                     throw Kernel::Exception("no");
+                 }),
+                 Kernel::Exception);
+    EXPECT_EQ(contents, box->GetBoxContents());
+    EXPECT_FALSE(other->GetBoxContents());
+    EXPECT_THROW(contents->InsertChild(NodeChildListType::Plain, box, nullptr), Kernel::Exception);
+}
+
+TEST(EditJournal, PutsBoxesOfConstraintsGroupsAndOperationsOfCurvesBack) {
+    auto const group = Kernel::MakeCounted<ConstraintsGroupNode>();
+    auto const curve = Kernel::MakeCounted<PolyCurveNode>();
+    group->SetBaseBox({0, 0, 10, 10});
+    EXPECT_THROW(EditJournal::RunOrRollBack([&] {
+                     group->SetBaseBox({0, 0, 20, 10});
+                     curve->SetCompoundOperation(CompoundOperation::Xor);
+                     throw Kernel::Exception("no");
+                 }),
+                 Kernel::Exception);
+    EXPECT_EQ((Kernel::RectT<double>{0, 0, 10, 10}), group->GetBaseBox(true));
+    EXPECT_EQ(CompoundOperation::Add, curve->GetCompoundOperation());
+}
+
 } // namespace
