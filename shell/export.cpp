@@ -35,11 +35,12 @@ void ExportPicture(Session& session, DocumentController& document, std::string c
     auto const& subject = session.GetDocumentPath();
     SpreadPictureOptions options;
     options.format = document.GetDocument()->GetFormat();
+    options.nodes.assign(wanted.nodes.begin(), wanted.nodes.end());
     auto const area = wanted.nodes.empty() ? wanted.spread->GetBaseBox(true) : GetBounds(wanted.nodes, subject);
     if (wanted.scale) {
         options.scale = *wanted.scale;
     } else {
-        std::vector<Kernel::Counted<Node const>> tops(wanted.nodes.begin(), wanted.nodes.end());
+        auto tops = options.nodes;
         if (tops.empty())
             tops.emplace_back(wanted.spread);
         auto const own = FindOwnPixels(tops, area);
@@ -51,7 +52,7 @@ void ExportPicture(Session& session, DocumentController& document, std::string c
         options.area = GetWholePixels(area, options.scale);
         options.background = options.background.WithAlpha(0);
     }
-    WritePicture(session.Files(), path, kind, *wanted.spread, wanted.nodes, options, subject);
+    WritePicture(session.Files(), path, kind, *wanted.spread, options, subject);
 }
 
 void ExportPng(Session& session, DocumentController& document, std::string const& path, ExportOptions const& options) {

@@ -123,32 +123,11 @@ private:
     int m_bandStart = 0;
 };
 
-// Only the nodes, with what is below them, on the spread's options.
-Kernel::Counted<Renderer::RasterRenderTarget> DrawNodes(SpreadNode const& spread,
-                                                        std::vector<Kernel::Counted<Node>> const& nodes,
-                                                        SpreadPictureOptions const& options) {
-    auto const size = GetSpreadPictureSize(spread, options);
-    Renderer::RasterOptions raster;
-    raster.width = size.width;
-    raster.height = size.height;
-    raster.format = options.format;
-    raster.documentToPixels = Geometry::Transform(
-        {options.scale, 0, -options.area.left * options.scale, 0, options.scale, -options.area.top * options.scale});
-    raster.background = options.background;
-    raster.abort = options.abort;
-    auto target = Kernel::MakeCounted<Renderer::RasterRenderTarget>(raster);
-    DocumentRenderer renderer(target);
-    renderer.LeaveOut(options.leftOut);
-    for (auto const& node : nodes)
-        renderer.DrawNode(*node);
-    return target;
-}
-
 // The picture, unless some of its pixels cannot be read: Kernel::DamagedDataException.
 void WriteSound(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
-                std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions const& options) {
+                SpreadPictureOptions const& options) {
     ProgressBar progress("Render");
-    auto const target = nodes.empty() ? MakeSpreadPicture(spread, options) : DrawNodes(spread, nodes, options);
+    auto const target = MakeSpreadPicture(spread, options);
     auto const format = Raster::GetFormatInfo(options.format);
     Raster::ImageInfo info;
     info.width = static_cast<std::uint32_t>(target->GetOptions().width);
@@ -185,15 +164,14 @@ bool IsPageFormat(Raster::Format format) {
 }
 
 void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
-                  std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
-                  std::string const& subject) {
+                  SpreadPictureOptions options, std::string const& subject) {
     bool abort = false;
     Interrupt::Scope const interrupt(&abort);
     options.abort = &abort;
     if (kind == PictureKind::Png)
         options.format = GetPngFormat(options.format);
     try {
-        WriteSound(files, path, kind, spread, nodes, options);
+        WriteSound(files, path, kind, spread, options);
         return;
     } catch (Kernel::DamagedDataException const&) {
         files.Abandon();
@@ -205,7 +183,7 @@ void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind,
     } catch (...) {
         RethrowAsFailure(ExitStatus::Input, subject);
     }
-    Guarded(ExitStatus::Input, subject, [&] { WriteSound(files, path, kind, spread, nodes, options); });
+    Guarded(ExitStatus::Input, subject, [&] { WriteSound(files, path, kind, spread, options); });
 }
 
 bool WriteOwnPicture(OutputFiles& files, std::string const& path, PictureKind kind, OwnPicture const& picture) {

@@ -15,12 +15,11 @@ bool IsPageFormat(Raster::Format format);
 
 enum class PictureKind { Png, Tiff };
 
-// Draws a spread, or only `nodes` of it where there are any, and writes the picture, a few rows at a time. PNG, which
-// has neither ink nor Lab nor floats, gets RGB. What has a damaged bitmap is left out, with a note. `subject` names the
+// Draws a spread, or the nodes that are wanted of it, and writes the picture, a few rows at a time. PNG, which has
+// neither ink nor Lab nor floats, gets RGB. What has a damaged bitmap is left out, with a note. `subject` names the
 // document in notes and failures. Throws Failure.
 void WritePicture(OutputFiles& files, std::string const& path, PictureKind kind, SpreadNode const& spread,
-                  std::vector<Kernel::Counted<Node>> const& nodes, SpreadPictureOptions options,
-                  std::string const& subject);
+                  SpreadPictureOptions options, std::string const& subject);
 
 // Writes a picture as it is, each of its pixels in its own depth, or in RGB for PNG. False: pixels of it are damaged,
 // and nothing was written. Throws Failure.

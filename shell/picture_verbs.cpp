@@ -75,7 +75,7 @@ ExitStatus RunRender(Session& session, Arguments const& arguments) {
     SpreadPictureOptions options;
     options.scale = scale;
     options.format = document.GetDocument()->GetFormat();
-    WritePicture(session.Files(), path, PictureKind::Png, *spread, {}, options, session.GetDocumentPath());
+    WritePicture(session.Files(), path, PictureKind::Png, *spread, options, session.GetDocumentPath());
     AnswerFile(session, path);
     return ExitStatus::Done;
 }

@@ -259,6 +259,9 @@ Kernel::Counted<Renderer::RasterRenderTarget> MakeSpreadPicture(SpreadNode const
     auto target = Kernel::MakeCounted<Renderer::RasterRenderTarget>(raster);
     DocumentRenderer renderer(target);
     renderer.LeaveOut(options.leftOut);
-    renderer.DrawSpread(spread);
+    if (options.nodes.empty())
+        renderer.DrawSpread(spread);
+    for (auto const& node : options.nodes)
+        renderer.DrawNode(*node);
     return target;
 }

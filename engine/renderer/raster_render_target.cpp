@@ -73,19 +73,6 @@ void RasterRenderTarget::DrawCurvesWithLine(Kernel::Counted<Geometry::PolyCurveD
                            GetColourProfiles());
 }
 
-void RasterRenderTarget::DrawPolygonsWithLine(Kernel::Counted<Geometry::PolyPolygonType<double> const> polygons,
-                                              OpacityPair const& opacity, BlendMode blendMode,
-                                              BlendOptions const& blendOptions, FillDescriptorConst const& lineFill,
-                                              FillDescriptorConst const& secondFill,
-                                              LineStyleDescriptorConst const& lineStyle) {
-    if (!polygons)
-        return;
-    auto const curves = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
-    curves->AddPolyPolygon(*polygons);
-    DrawCurvesWithLine(curves, opacity, blendMode, blendOptions, {}, secondFill, lineFill, lineStyle,
-                       Geometry::WindingOrderMode::NonZero);
-}
-
 void RasterRenderTarget::OnPushClip(Kernel::Counted<Geometry::PolyCurveDbl const> curves,
                                     Geometry::WindingOrderMode windingOrderMode) {
     m_state->recorder.PushClip({std::move(curves), GetTransform(), windingOrderMode});

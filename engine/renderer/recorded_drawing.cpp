@@ -181,17 +181,6 @@ void DrawingRecorder::DrawCurvesWithLine(Kernel::Counted<Geometry::PolyCurveDbl 
     m_steps.push_back(std::move(step));
 }
 
-void DrawingRecorder::DrawPolygonsWithLine(Kernel::Counted<Geometry::PolyPolygonType<double> const> polygons,
-                                           OpacityPair const& opacity, BlendMode blendMode,
-                                           BlendOptions const& blendOptions, FillDescriptorConst const& lineFill,
-                                           FillDescriptorConst const& secondFill,
-                                           LineStyleDescriptorConst const& lineStyle) {
-    auto const curves = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
-    curves->AddPolyPolygon(*polygons);
-    DrawCurvesWithLine(curves, opacity, blendMode, blendOptions, {}, secondFill, lineFill, lineStyle,
-                       Geometry::WindingOrderMode::NonZero);
-}
-
 void DrawingRecorder::OnPushClip(Kernel::Counted<Geometry::PolyCurveDbl const> curves,
                                  Geometry::WindingOrderMode windingOrderMode) {
     Add(DrawingStepKind::PushClip);

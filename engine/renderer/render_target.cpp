@@ -25,6 +25,17 @@ void RenderTarget::DrawPolygons(Kernel::Counted<Geometry::PolyPolygonType<double
                              paint.secondFill, paint.lineStyle);
 }
 
+void RenderTarget::DrawPolygonsWithLine(Kernel::Counted<Geometry::PolyPolygonType<double> const> polygons,
+                                        OpacityPair const& opacity, BlendMode blendMode,
+                                        BlendOptions const& blendOptions, FillDescriptorConst const& lineFill,
+                                        FillDescriptorConst const& secondFill,
+                                        LineStyleDescriptorConst const& lineStyle) {
+    auto const curves = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    curves->AddPolyPolygon(*polygons);
+    DrawCurvesWithLine(curves, opacity, blendMode, blendOptions, {}, secondFill, lineFill, lineStyle,
+                       Geometry::WindingOrderMode::NonZero);
+}
+
 void RenderTarget::DrawBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap, Transform const& pixelsToObject,
                               double opacity, BlendMode blendMode, Resampling resampling) {
     if (!bitmap || bitmap->IsEmpty())

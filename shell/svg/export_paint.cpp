@@ -3,6 +3,7 @@
 #include "shell/svg/exporter.h"
 
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <iterator>
@@ -78,21 +79,34 @@ void Exporter::WritePaint(std::string_view property, Renderer::FillDescriptorCon
     case Renderer::FillType::LinearGradient:
     case Renderer::FillType::EllipticalGradient:
         return m_out.Attribute(property, "url(#" + DefineGradient(paint, node) + ")");
-    case Renderer::FillType::Bitmap: {
-        std::string const id = DefinePattern(paint, node);
-        return m_out.Attribute(property, id.empty() ? "none" : "url(#" + id + ")");
-    }
+    case Renderer::FillType::Bitmap:
     case Renderer::FillType::Pattern: {
-        auto const& pattern = static_cast<Renderer::PatternFill const&>(*paint.GetFill());
-        std::string const id = DefineDrawnPattern(pattern, paint.GetTransform(), node);
+        std::string const id = FindPattern(paint, node);
         m_out.Attribute(property, id.empty() ? "none" : "url(#" + id + ")");
-        if (!id.empty() && pattern.GetOpacity() != 1)
-            m_out.Attribute(std::string(property) + "-opacity", pattern.GetOpacity());
+        if (id.empty() || paint.GetFill()->GetType() == Renderer::FillType::Bitmap)
+            return;
+        double const opacity = static_cast<Renderer::PatternFill const&>(*paint.GetFill()).GetOpacity();
+        if (opacity != 1)
+            m_out.Attribute(std::string(property) + "-opacity", opacity);
         return;
     }
     case Renderer::FillType::None:
         return;
     }
+}
+
+std::string Exporter::FindPattern(Renderer::FillDescriptorConst const& paint, Node const& node) {
+    PatternKey const key{paint.GetFill().get(), std::bit_cast<std::array<std::uint64_t, 6>>(paint.GetTransform()),
+                         m_patternDepth};
+    if (auto const found = m_patterns.find(key); found != m_patterns.end())
+        return found->second.id;
+    std::string id = paint.GetFill()->GetType() == Renderer::FillType::Bitmap
+                         ? DefinePattern(paint, node)
+                         : DefineDrawnPattern(static_cast<Renderer::PatternFill const&>(*paint.GetFill()),
+                                              paint.GetTransform(), node);
+    if (!id.empty())
+        m_patterns[key] = {paint.GetFill(), id};
+    return id;
 }
 
 void Exporter::WriteColour(XmlWriter& out, std::string_view property, Renderer::Colour const& colour,

@@ -6,10 +6,13 @@
 #include "shell/svg/text_rows.h"
 #include "shell/svg/xml_writer.h"
 
+#include <array>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 #include <span>
+#include <tuple>
 #include <unordered_map>
 
 namespace Shell::Svg {
@@ -84,6 +87,8 @@ private:
     // export_paint.cpp
     void WritePaints(CurvesNode const& node);
     void WritePaint(std::string_view property, Renderer::FillDescriptorConst const& paint, Node const& node);
+    // The id of the `pattern` that shows a bitmap or a pattern; an empty text is one that paints nothing.
+    std::string FindPattern(Renderer::FillDescriptorConst const& paint, Node const& node);
     void WriteLine(LineStyleInterface const& line, Node const& node);
     std::string DefineGradient(Renderer::FillDescriptorConst const& paint, Node const& node);
     void WriteColour(XmlWriter& out, std::string_view property, Renderer::Colour const& colour, Node const& node);
@@ -108,6 +113,14 @@ private:
     // What stands in `defs`, and where equal definitions are found.
     std::string m_definitions;
     std::unordered_map<std::string, std::string> m_idsByContent;
+    // The ids of patterns by their fill, its transform, bit by bit, and how deep in other patterns they are: what is
+    // used often, or in patterns that are, is written once. Each keeps its fill alive, so that its address names it.
+    struct WrittenPattern {
+        Kernel::Counted<Renderer::Fill const> fill;
+        std::string id;
+    };
+    using PatternKey = std::tuple<Renderer::Fill const*, std::array<std::uint64_t, 6>, std::size_t>;
+    std::map<PatternKey, WrittenPattern> m_patterns;
     // Names that are ids, each of the first node that has it.
     std::unordered_map<std::string, Node const*> m_names;
     std::map<std::string, std::size_t, std::less<>> m_counters;

@@ -30,6 +30,8 @@ struct SpreadPictureOptions {
     Renderer::Colour background = Renderer::Colour::FromRGB(1, 1, 1);
     // Polled while pixels are made when it is not null.
     bool const* abort = nullptr;
+    // Only these are drawn, each with what is below it; empty: everything on the spread.
+    std::vector<Kernel::Counted<Node const>> nodes;
     // Nodes that count as hidden.
     std::vector<Kernel::Counted<Node const>> leftOut;
 };
@@ -38,6 +40,6 @@ struct SpreadPictureOptions {
 // large to be a picture.
 REDRAFT_ENGINE Kernel::SizeT<int> GetSpreadPictureSize(SpreadNode const& spread, SpreadPictureOptions const& options);
 
-// A target with the spread drawn into it, whose pixels are made when they are asked for.
+// A target with the spread, or the nodes, drawn into it, whose pixels are made when they are asked for.
 REDRAFT_ENGINE Kernel::Counted<Renderer::RasterRenderTarget> MakeSpreadPicture(SpreadNode const& spread,
                                                                                SpreadPictureOptions const& options);

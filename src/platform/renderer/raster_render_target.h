@@ -62,10 +62,6 @@ protected:
                             FillDescriptorConst const& secondFill, FillDescriptorConst const& lineFill,
                             LineStyleDescriptorConst const& lineStyle,
                             Geometry::WindingOrderMode windingOrderMode) override;
-    void DrawPolygonsWithLine(Kernel::Counted<Geometry::PolyPolygonType<double> const> polygons,
-                              OpacityPair const& opacity, BlendMode blendMode, BlendOptions const& blendOptions,
-                              FillDescriptorConst const& lineFill, FillDescriptorConst const& secondFill,
-                              LineStyleDescriptorConst const& lineStyle) override;
     void OnPushClip(Kernel::Counted<Geometry::PolyCurveDbl const> curves,
                     Geometry::WindingOrderMode windingOrderMode) override;
     void OnPopClip() override;

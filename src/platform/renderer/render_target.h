@@ -98,7 +98,8 @@ protected:
     // `base` maps document space to the target's space.
     explicit RenderTarget(Transform const& base = {});
 
-    // The two ways that all outlines take to a target. Counted arguments are the callee's own.
+    // The two ways that all outlines take to a target. Counted arguments are the callee's own. Polygons are drawn as
+    // curves without a fill where a target has no way of its own for them.
     virtual void DrawCurvesWithLine(Kernel::Counted<Geometry::PolyCurveDbl const> curves, OpacityPair const& opacity,
                                     BlendMode blendMode, BlendOptions const& blendOptions,
                                     FillDescriptorConst const& mainFill, FillDescriptorConst const& secondFill,
@@ -107,7 +108,7 @@ protected:
     virtual void DrawPolygonsWithLine(Kernel::Counted<Geometry::PolyPolygonType<double> const> polygons,
                                       OpacityPair const& opacity, BlendMode blendMode, BlendOptions const& blendOptions,
                                       FillDescriptorConst const& lineFill, FillDescriptorConst const& secondFill,
-                                      LineStyleDescriptorConst const& lineStyle) = 0;
+                                      LineStyleDescriptorConst const& lineStyle);
 
     virtual void OnPushClip(Kernel::Counted<Geometry::PolyCurveDbl const> curves,
                             Geometry::WindingOrderMode windingOrderMode) = 0;

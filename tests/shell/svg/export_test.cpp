@@ -2,6 +2,7 @@
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/raster/buffer.h"
+#include "platform/renderer/recorded_drawing.h"
 #include "shell/svg/export.h"
 #include "shell/svg/import.h"
 #include "shell/svg/xml_writer.h"
@@ -338,4 +339,26 @@ TEST(SvgExport, PatternsComeBack) {
         "<rect x='5' y='5' width='40' height='30' fill='url(#p)' fill-opacity='.5' stroke='url(#q)'/>"
         "<rect x='55' y='5' width='40' height='30' fill='url(#p)'/><circle r='20' fill='url(#q)'/>");
     EXPECT_EQ(text.find("<image"), std::string::npos);
+}
+
+TEST(SvgExport, PatternsInPatternsAreWrittenOnceHoweverOftenTheyAreUsed) {
+    auto const outline = Kernel::MakeCounted<Geometry::PolyCurveDbl>(Kernel::RectT<double>{0, 0, 5, 5});
+    Renderer::Paint paint;
+    paint.mainFill = Renderer::FillDescriptorConst(Renderer::Colour());
+    // Each tile shows the next pattern twice: written at each use, the last would be counted 2^8 times.
+    for (int depth = 0; depth != 9; ++depth) {
+        auto const recorder = Kernel::MakeCounted<Renderer::DrawingRecorder>();
+        recorder->DrawCurves(outline, paint, Geometry::WindingOrderMode::NonZero);
+        recorder->DrawCurves(outline, paint, Geometry::WindingOrderMode::NonZero);
+        paint.mainFill = Renderer::FillDescriptorConst(
+            Kernel::MakeConsolidated<Renderer::PatternFill>(recorder->GetDrawing(), Kernel::SizeT<double>{10, 10}));
+    }
+    auto const node = Kernel::MakeCounted<PolyCurveNode>();
+    node->SetCurves(outline);
+    node->SetBrushFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(paint.mainFill));
+    ImportedDrawing drawing;
+    drawing.pageSize = {10, 10};
+    drawing.nodes.push_back(node);
+    Report const report = ExportSpread(*MakeDocument(drawing)->GetCurrentSpread()).report;
+    EXPECT_EQ(report.GetCount("patterns within patterns beyond 8 deep"), 2u);
 }
