@@ -2,17 +2,40 @@
 #include "shell/dissolved_groups.h"
 
 #include "platform/kernel/cast.h"
+#include "shell/session.h"
 #include "shell/svg/report.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace Shell {
 
 namespace {
 
-bool IsInTree(Node const& node, Node const& root) {
-    for (Node const* at = &node; at != nullptr; at = at->GetParent())
-        if (at == &root)
-            return true;
-    return false;
+// Whether nodes are in a document's tree. Ancestors are asked once, however deep the tree is.
+class TreeMembers {
+public:
+    bool Contains(Node const& node) {
+        std::vector<Node const*> way{&node};
+        while (!m_known.contains(way.back()) && way.back()->GetParent() != nullptr)
+            way.push_back(way.back()->GetParent());
+        auto const known = m_known.find(way.back());
+        bool const isInTree = known != m_known.end() ? known->second : way.back()->IsInDocument();
+        for (auto const* const at : way)
+            m_known.emplace(at, isInTree);
+        return isInTree;
+    }
+
+private:
+    std::unordered_map<Node const*, bool> m_known;
+};
+
+Node& FindLowest(Node& node) {
+    Node* at = &node;
+    while (Node* const below = at->GetFirstChild(NodeChildListType::Plain))
+        at = below;
+    return *at;
 }
 
 // The effects that a group has on its members as a whole, by name.
@@ -43,28 +66,46 @@ std::string Describe(SceneNode const& group) {
 
 } // namespace
 
-DissolvedGroups::DissolvedGroups(DocumentController& document) : m_document(document) {
-    ForEachNode(*document.GetDocument(), [&](Node& node) {
-        auto* member = node.GetFirstChild(NodeChildListType::Plain);
-        auto* const scene = Kernel::CastPointer<SceneNode>(&node);
-        if (member == nullptr || scene == nullptr || ListEffects(*scene).empty())
-            return;
-        while (Node* const below = member->GetFirstChild(NodeChildListType::Plain))
-            member = below;
-        m_groups.push_back({Kernel::Counted<SceneNode>(scene), Kernel::Counted<Node>(member)});
-    });
+DissolvedGroups::DissolvedGroups(Selection const& selection) {
+    // A group shares its lowest member with its first one.
+    struct Pending {
+        Node* node;
+        Node* lowest;
+    };
+    std::vector<Pending> pending;
+    for (auto const& node : selection.GetNodesInDocument())
+        pending.push_back({node.get(), &FindLowest(*node)});
+    std::reverse(pending.begin(), pending.end());
+    std::unordered_set<Node const*> met;
+    while (!pending.empty()) {
+        auto const [node, lowest] = pending.back();
+        pending.pop_back();
+        // A group may be selected together with its members.
+        if (!met.insert(node).second)
+            continue;
+        auto* const scene = Kernel::CastPointer<SceneNode>(node);
+        if (lowest != node && scene != nullptr && !ListEffects(*scene).empty())
+            m_groups.push_back({Kernel::Counted<SceneNode>(scene), Kernel::Counted<Node>(lowest)});
+        auto* const first = node->GetFirstChild(NodeChildListType::Plain);
+        for (int list = c_childListCount - 1; list >= 0; --list) {
+            for (Node* child = node->GetLastChild(static_cast<NodeChildListType>(list)); child != nullptr;
+                 child = child->GetPreviousSibling())
+                pending.push_back({child, child == first ? lowest : &FindLowest(*child)});
+        }
+    }
 }
 
-std::vector<std::string> DissolvedGroups::Describe() const {
+void DissolvedGroups::Tell(std::string_view className) const {
     Svg::Report report;
-    Node const& root = *m_document.GetDocument();
+    TreeMembers members;
     for (auto const& group : m_groups) {
-        if (IsInTree(*group.node, root) || !IsInTree(*group.member, root))
+        if (members.Contains(*group.node) || !members.Contains(*group.member))
             continue;
         for (auto const effect : ListEffects(*group.node))
-            report.Add(effect, Shell::Describe(*group.node));
+            report.Add(effect, Describe(*group.node));
     }
-    return report.GetLines();
+    for (auto const& line : report.GetLines())
+        Session::Note(className, "taken away with groups: " + line);
 }
 
 } // namespace Shell

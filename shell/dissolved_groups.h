@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/document_controller.h"
 #include "platform/document/nodes.h"
+#include "platform/document/selection.h"
 
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace Shell {
@@ -13,10 +13,10 @@ namespace Shell {
 // them as a whole (clip, opacity and the like) is gone.
 class DissolvedGroups {
 public:
-    // Looks at the document as it is before the command. The controller must outlive this object.
-    explicit DissolvedGroups(DocumentController& document);
-    // One line for each kind of what is gone by now, such as `opacity of a group: 2 (first #7 "car")`.
-    std::vector<std::string> Describe() const;
+    // Looks at the selected nodes and all below them, before the command runs.
+    explicit DissolvedGroups(Selection const& selection);
+    // Notes the kinds of effects that are gone by now, a line each, such as `opacity of a group: 2 (first #7 "car")`.
+    void Tell(std::string_view className) const;
 
 private:
     struct Group {
@@ -24,7 +24,6 @@ private:
         // One of its members that is no group itself.
         Kernel::Counted<Node> member;
     };
-    DocumentController& m_document;
     // Those that do something to their members.
     std::vector<Group> m_groups;
 };

@@ -26,11 +26,7 @@ void WalkTo(DocumentController& document, std::size_t position, std::string cons
     auto const start = history.GetPosition();
     auto const distance = static_cast<float>(position > start ? position - start : start - position);
     ProgressBar progress;
-    document.SetProgressListener(&progress);
-    struct NoListener {
-        ~NoListener() { document.SetProgressListener(nullptr); }
-        DocumentController& document;
-    } const noListener{document};
+    ListeningToProgress const listening(document, progress);
     while (history.GetPosition() != position) {
         auto const at = history.GetPosition();
         bool const forward = at < position;

@@ -45,6 +45,8 @@ Source ReadDrawing(std::string const& path, std::uint64_t& guids) {
     source.drawing = Guarded(ExitStatus::Input, path, [&] {
         return Svg::Import({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, options);
     });
+    for (auto const& file : source.drawing->files)
+        InputFiles::Add(file);
     guids = source.drawing->guids;
     source.pageSize = source.drawing->pageSize;
     for (auto const& line : source.drawing->report.GetLines())

@@ -75,17 +75,17 @@ OutputFiles::~OutputFiles() {
 }
 
 // An empty file that nobody else has, beside the path. Unlike mkstemp it leaves permissions to the user's mask.
-OutputFiles::Staged OutputFiles::MakeTemporaryFile(std::string const& path) {
+OutputFiles::Staged OutputFiles::MakeTemporaryFile(std::string const& name, std::string const& path) {
     static unsigned s_next = 0;
     auto const folder = std::filesystem::path(path).parent_path();
     RemoveStrays(folder.empty() ? "." : folder.string());
     for (;;) {
-        auto const name = std::string(c_temporaryPrefix) + std::to_string(::getpid()) + "-" + std::to_string(s_next++);
-        auto const temporary = (folder / name).string();
+        auto const own = std::string(c_temporaryPrefix) + std::to_string(::getpid()) + "-" + std::to_string(s_next++);
+        auto const temporary = (folder / own).string();
         int const descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (descriptor < 0) {
             if (errno != EEXIST && errno != EINTR)
-                ThrowForErrno(path);
+                ThrowForErrno(name);
             continue;
         }
         // Between the two calls another program may have taken the file for a stray and removed it. A volume without
@@ -95,7 +95,7 @@ OutputFiles::Staged OutputFiles::MakeTemporaryFile(std::string const& path) {
         bool const isLocked = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
         if (isLocked && ::fstat(descriptor, &mine) == 0 && ::stat(temporary.c_str(), &named) == 0 &&
             IsSameFile(mine, named))
-            return {path, temporary, descriptor};
+            return {name, path, temporary, descriptor};
         ::close(descriptor);
     }
 }
@@ -122,7 +122,7 @@ void OutputFiles::Begin(std::string const& path) {
         throw Failure(ExitStatus::Output, path, "cannot be written: it is no file");
     if (exists && !m_isForced && IsDocument(target))
         throw Failure(ExitStatus::Output, path, "is a document, which is not replaced without --force");
-    m_staged.push_back(MakeTemporaryFile(target));
+    m_staged.push_back(MakeTemporaryFile(path, target));
     auto const& temporary = m_staged.back().temporaryPath;
     if (exists)
         ::chmod(temporary.c_str(), (old.st_mode & 0777) | S_IWUSR);
@@ -132,13 +132,13 @@ void OutputFiles::Begin(std::string const& path) {
 }
 
 void OutputFiles::Write(std::span<std::byte const> bytes) {
-    Guarded(ExitStatus::Output, m_staged.back().path, [&] { m_open.Write(bytes); });
+    Guarded(ExitStatus::Output, m_staged.back().name, [&] { m_open.Write(bytes); });
 }
 
 void OutputFiles::End() {
     if (!m_open.IsOpen())
         return;
-    Guarded(ExitStatus::Output, m_staged.back().path, [&] {
+    Guarded(ExitStatus::Output, m_staged.back().name, [&] {
         m_open.Flush();
         m_open.Close();
     });
@@ -162,11 +162,16 @@ void OutputFiles::MakeFolder(std::string const& path) {
     m_newFolders.push_back(path);
 }
 
+void OutputFiles::RefuseInputs() const {
+    for (auto const& staged : m_staged)
+        InputFiles::Refuse(staged.name);
+}
+
 void OutputFiles::Commit() {
     End();
     for (auto const& staged : m_staged) {
         if (std::rename(staged.temporaryPath.c_str(), staged.path.c_str()) != 0)
-            ThrowForErrno(staged.path);
+            ThrowForErrno(staged.name);
     }
     for (auto const& staged : m_staged)
         ::close(staged.descriptor);

@@ -37,16 +37,20 @@ public:
     void Abandon();
     // A folder for files to come; without Commit it goes again, unless it was there before.
     void MakeFolder(std::string const& path);
+    // To be called when all has been read: a file may be read after the one that would replace it was written.
+    void RefuseInputs() const;
     void Commit();
 
 private:
     struct Staged {
+        // As the caller gave it; `path` is where it leads.
+        std::string name;
         std::string path;
         std::string temporaryPath;
         // Keeps the file locked; renaming it keeps the lock.
         int descriptor;
     };
-    Staged MakeTemporaryFile(std::string const& path);
+    Staged MakeTemporaryFile(std::string const& name, std::string const& path);
     void RemoveStrays(std::string const& folder);
 
     Kernel::File m_open;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/domain_controller.h"
+#include "platform/document/document_controller.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -41,6 +41,20 @@ private:
     std::condition_variable m_overOrKnown;
     // Only on a terminal.
     std::thread m_signs;
+};
+
+// Lets a listener hear of a document's progress while it lives.
+class ListeningToProgress {
+public:
+    ListeningToProgress(DocumentController& document, ProgressListener& listener) : m_document(document) {
+        m_document.SetProgressListener(&listener);
+    }
+    ListeningToProgress(ListeningToProgress const&) = delete;
+    ListeningToProgress& operator=(ListeningToProgress const&) = delete;
+    ~ListeningToProgress() { m_document.SetProgressListener(nullptr); }
+
+private:
+    DocumentController& m_document;
 };
 
 } // namespace Shell

@@ -83,9 +83,10 @@ void Session::Flush() {
 
 void Session::Finish() {
     Interrupt::Check(m_path.empty() ? "call" : m_path);
+    m_files.RefuseInputs();
     if (m_isChanged) {
         auto const& target = m_target.empty() ? m_path : m_target;
-        if (m_isNew)
+        if (m_isNew || !m_target.empty())
             InputFiles::Refuse(target);
         Guarded(ExitStatus::Output, target, [&] {
             try {

@@ -28,8 +28,8 @@ Kernel::Counted<Store::Container> OpenContainer(std::filesystem::path const& pat
     return Store::Container::Open(path, Store::OpenMode::Read);
 }
 
-// Files up to this size are looked over for damaged pages with each save.
-constexpr std::uint64_t c_mostBytesLookedOver = std::uint64_t{256} << 20;
+// Files up to this size are looked over for damaged pages: larger ones would take longer to read than to save.
+constexpr std::uint64_t c_mostBytesLookedOver = std::uint64_t{64} << 20;
 
 // The commands that a command is made of, itself among them.
 void GatherCommands(Kernel::Countable* command, std::unordered_set<Kernel::Countable const*>& all) {
@@ -179,9 +179,11 @@ bool DocumentController::File::SaveMended(std::filesystem::path const& path, Los
 }
 
 // A file with damaged pages is made anew as long as the document needs nothing that is on them. Otherwise they stay as
-// they are, for whoever can restore them, unless they are in the way.
+// they are, for whoever can restore them, unless they are in the way. The first save looks for them; the others take the
+// time of what changed.
 void DocumentController::File::SaveOver(std::filesystem::path const& path, std::function<void()> const& save) {
-    if (container->GetFileSize() <= c_mostBytesLookedOver && container->HasDamagedPages()) {
+    bool const looksOver = !std::exchange(isLookedOver, true) && container->GetFileSize() <= c_mostBytesLookedOver;
+    if (looksOver && container->HasDamagedPages()) {
         try {
             if (SaveMended(path, Losses::Forbidden))
                 return;

@@ -37,6 +37,8 @@ struct DocumentController::File {
     Kernel::Counted<Store::Container> container;
     // The container was opened by a program that cannot change it, or while another one was editing it.
     bool isReadOnly = false;
+    // A save has looked for damaged pages since the file was opened.
+    bool isLookedOver = false;
     std::shared_ptr<DocumentSeal> seal;
     Kernel::Counted<DocumentRoot> root = Kernel::MakeCounted<DocumentRoot>();
     Kernel::ObjectGraph graph;

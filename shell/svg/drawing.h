@@ -39,6 +39,9 @@ public:
     SourceTree const& GetTree() const { return m_tree; }
     ReadOptions const& GetOptions() const { return m_options; }
     Report& GetReport() { return m_report; }
+    // The files that the drawing names and that were read.
+    std::vector<std::filesystem::path> const& GetFiles() const { return m_files; }
+    void AddFile(std::filesystem::path const& path) { m_files.push_back(path); }
 
     // An element where it stands in the source, its style inherited from there. `chain` is the row of references that
     // led to it.
@@ -60,6 +63,7 @@ private:
 
     ReadOptions m_options;
     Report m_report;
+    std::vector<std::filesystem::path> m_files;
     SourceTree m_tree;
     StyleSheet m_styleSheet;
     std::uint64_t m_matchStepsLeft;

@@ -171,6 +171,7 @@ std::optional<ImageBytes> LoadImage(Element const& image) {
         report.Add("missing image file", image.Describe());
         return std::nullopt;
     }
+    image.GetDrawing().AddFile((options.folder / result.file).lexically_normal());
     return result;
 }
 

@@ -18,6 +18,8 @@ struct ImportedDrawing {
     std::uint64_t guids = 0;
     // What could not be represented.
     Report report;
+    // The pictures that were read from files of their own.
+    std::vector<std::filesystem::path> files;
 };
 
 // A larger drawing is scaled down to this, and counted.

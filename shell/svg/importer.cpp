@@ -203,6 +203,7 @@ ImportedDrawing Import(std::string_view bytes, ReadOptions options) {
         }
     }
     result.report = std::move(drawing.GetReport());
+    result.files = drawing.GetFiles();
     return result;
 }
 
