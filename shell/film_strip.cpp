@@ -125,7 +125,7 @@ void WriteFilmStrip(Session& session, DocumentController& document, std::string 
     auto const show = [&](std::size_t position) {
         WalkTo(document, position, session.GetDocumentPath());
         auto const picture = MakePictureName("state", position, history.GetCount());
-        WritePicture(session.Files(), (std::filesystem::path(folder) / picture).string(), PictureKind::Png, spread, {},
+        WritePicture(session.Files(), (std::filesystem::path(folder) / picture).string(), PictureKind::Png, spread,
                      options, session.GetDocumentPath());
         states[position] = FormatState(history, position, current, picture, WriteCloseUp(session, document, folder));
     };
