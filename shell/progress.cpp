@@ -78,8 +78,8 @@ void ProgressBar::Update(float fraction) {
 void ProgressBar::Draw(float fraction) {
     fraction = std::isfinite(fraction) ? std::clamp(fraction, 0.0F, 1.0F) : 0.0F;
     auto const done = static_cast<std::size_t>(std::lround(fraction * c_barWidth));
-    char percent[8];
-    std::snprintf(percent, sizeof percent, " %3ld%%", std::lround(fraction * 100));
+    char percent[16];
+    std::snprintf(percent, sizeof percent, " %3d%%", static_cast<int>(std::lround(fraction * 100)));
     Print("[" + std::string(done, '#') + std::string(c_barWidth - done, '.') + "]" + percent);
 }
 
