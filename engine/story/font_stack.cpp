@@ -4,6 +4,7 @@
 #include "platform/story/composition.h"
 
 #include <algorithm>
+#include <atomic>
 #include <fontconfig/fontconfig.h>
 #include <map>
 #include <string_view>
@@ -57,6 +58,8 @@ public:
         static auto& s_fonts = *new SystemFonts;
         return s_fonts;
     }
+    // Null until the fonts have been asked for.
+    static SystemFonts* Find() { return s_listed.load(std::memory_order_acquire); }
     std::mutex& GetMutex() { return m_mutex; }
 
     Pattern MakePattern(FontQuery const& query, std::string const& family) {
@@ -126,12 +129,14 @@ public:
     std::map<FontQuery, Kernel::Counted<FontStack const>>& GetStacks() { return m_stacks; }
 
 private:
-    SystemFonts() : m_config(LoadConfig()) {}
+    SystemFonts() : m_config(LoadConfig()) { s_listed.store(this, std::memory_order_release); }
     // The library loses some bytes while it reads the system's configuration.
     static FcConfig* LoadConfig() {
         Kernel::KnownLeaks const known;
         return FcInitLoadConfigAndFonts();
     }
+
+    static inline std::atomic<SystemFonts*> s_listed = nullptr;
 
     std::mutex m_mutex;
     FcConfig* m_config;
@@ -261,9 +266,12 @@ FontFace const* FontStack::FindFace(char32_t c, char32_t mark) const {
 }
 
 std::vector<std::string> GetMissingFonts() {
-    auto& fonts = SystemFonts::Get();
-    std::lock_guard const lock(fonts.GetMutex());
-    return fonts.GetMissing();
+    // Where no text was laid out none is missing, and the system's fonts need not be listed.
+    auto* const fonts = SystemFonts::Find();
+    if (fonts == nullptr)
+        return {};
+    std::lock_guard const lock(fonts->GetMutex());
+    return fonts->GetMissing();
 }
 
 } // namespace Story

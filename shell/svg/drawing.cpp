@@ -12,6 +12,8 @@ namespace {
 
 // What CSS gives to a replaced element that tells no size.
 constexpr Kernel::SizeT<double> c_defaultPageSize{300, 150};
+// Different `style` attributes that are kept as read; beyond so many reading starts anew.
+constexpr std::size_t c_mostReadStyles = 4096;
 
 } // namespace
 
@@ -112,17 +114,24 @@ std::vector<Declaration> const& Drawing::CollectDeclarations(NodeIndex node) {
         if (m_matchStepsLeft == 0)
             m_report.Add("style sheets too costly to match", m_tree.Describe(node));
     }
-    if (auto const style = m_tree.Find(node, Name::Style))
-        ParseDeclarations(KeepText(node, *style), m_collected);
+    if (auto const style = m_tree.Find(node, Name::Style)) {
+        auto const& declared = ReadStyleAttribute(*style);
+        m_collected.insert(m_collected.end(), declared.begin(), declared.end());
+    }
     std::stable_partition(m_collected.begin(), m_collected.end(), [](Declaration const& d) { return !d.important; });
     return m_collected;
 }
 
-std::string_view Drawing::KeepText(NodeIndex node, std::string_view style) {
-    if (style.find("/*") == std::string_view::npos)
-        return style;
-    auto const found = m_keptTexts.find(node);
-    return found != m_keptTexts.end() ? found->second : m_keptTexts.emplace(node, WithoutComments(style)).first->second;
+std::vector<Declaration> const& Drawing::ReadStyleAttribute(std::string_view style) {
+    auto const found = m_readStyles.find(style);
+    if (found != m_readStyles.end())
+        return found->second;
+    if (m_readStyles.size() >= c_mostReadStyles)
+        m_readStyles.clear();
+    auto& declarations = m_readStyles[style];
+    bool const hasComments = style.find("/*") != std::string_view::npos;
+    ParseDeclarations(hasComments ? m_keptTexts.emplace_back(WithoutComments(style)) : style, declarations);
+    return declarations;
 }
 
 // SVG 1.1, section 5.8. Required features are not asked for: SVG 2 took them away.

@@ -57,7 +57,8 @@ private:
     std::shared_ptr<Context const> GetChildContext(NodeIndex parent);
     // The declarations of an element in ascending precedence.
     std::vector<Declaration> const& CollectDeclarations(NodeIndex node);
-    std::string_view KeepText(NodeIndex node, std::string_view style);
+    // The declarations of a `style` attribute. Many elements of a drawing have the same one: each is read once.
+    std::vector<Declaration> const& ReadStyleAttribute(std::string_view style);
     bool MeetsConditions(NodeIndex node) const;
     void CountInstance();
 
@@ -74,8 +75,9 @@ private:
     std::shared_ptr<Context const> m_rootContext;
     Contexts m_childContexts;
     std::vector<Declaration> m_collected;
-    // `style` attributes without their comments.
-    std::unordered_map<NodeIndex, std::string> m_keptTexts;
+    std::unordered_map<std::string_view, std::vector<Declaration>> m_readStyles;
+    // `style` attributes without their comments, which declarations refer to.
+    std::deque<std::string> m_keptTexts;
 };
 
 } // namespace Shell::Svg

@@ -2,6 +2,7 @@
 #include "shell/svg/names.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 
 namespace Shell::Svg {
@@ -166,17 +167,43 @@ constexpr auto c_byText = [](auto const& a, auto const& b) { return a.text < b.t
 static_assert(std::is_sorted(std::begin(c_kinds), std::end(c_kinds), c_byText));
 static_assert(std::is_sorted(std::begin(c_names), std::end(c_names), c_byText));
 
-template <class Entry, std::size_t N>
-Entry const* Find(Entry const (&entries)[N], std::string_view text) {
-    auto const* const found = std::lower_bound(std::begin(entries), std::end(entries), text,
-                                               [](Entry const& a, std::string_view b) { return a.text < b; });
-    return found != std::end(entries) && found->text == text ? found : nullptr;
-}
+// Where the entries are whose text begins with each character.
+template <std::size_t N>
+class Index {
+public:
+    template <class Entry>
+    constexpr explicit Index(Entry const (&entries)[N]) {
+        for (std::size_t i = N; i-- != 0;) {
+            auto const first = static_cast<unsigned char>(entries[i].text.front());
+            m_begin[first] = static_cast<std::uint8_t>(i);
+            ++m_count[first];
+        }
+    }
+    template <class Entry>
+    Entry const* Find(Entry const (&entries)[N], std::string_view text) const {
+        if (text.empty() || static_cast<unsigned char>(text.front()) >= c_characters)
+            return nullptr;
+        auto const first = static_cast<unsigned char>(text.front());
+        Entry const* const begin = entries + m_begin[first];
+        Entry const* const end = begin + m_count[first];
+        auto const* const found = std::find_if(begin, end, [text](Entry const& entry) { return entry.text == text; });
+        return found != end ? found : nullptr;
+    }
+
+private:
+    static_assert(N < 256);
+    static constexpr std::size_t c_characters = 128;
+    std::uint8_t m_begin[c_characters]{};
+    std::uint8_t m_count[c_characters]{};
+};
+
+constexpr Index c_kindIndex(c_kinds);
+constexpr Index c_nameIndex(c_names);
 
 } // namespace
 
 ElementKind FindElementKind(std::string_view localName) {
-    auto const* const found = Find(c_kinds, localName);
+    auto const* const found = c_kindIndex.Find(c_kinds, localName);
     return found == nullptr ? ElementKind::Unknown : found->kind;
 }
 
@@ -188,7 +215,7 @@ std::string_view GetElementName(ElementKind kind) {
 }
 
 Name FindName(std::string_view localName) {
-    auto const* const found = Find(c_names, localName);
+    auto const* const found = c_nameIndex.Find(c_names, localName);
     return found == nullptr || found->text.find(':') != std::string_view::npos ? Name::Other : found->name;
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <zlib.h>
 
 namespace Shell::Svg {
@@ -160,13 +161,29 @@ std::size_t SequenceLength(std::string_view bytes, std::size_t at, std::size_t& 
     return length;
 }
 
+// The length of the ASCII bytes at the start, found eight at a time.
+std::size_t AsciiLength(std::string_view bytes) {
+    constexpr std::uint64_t c_highBits = 0x8080808080808080;
+    std::size_t i = 0;
+    for (std::uint64_t word = 0; i + sizeof word <= bytes.size(); i += sizeof word) {
+        std::memcpy(&word, bytes.data() + i, sizeof word);
+        if ((word & c_highBits) != 0)
+            break;
+    }
+    while (i < bytes.size() && static_cast<unsigned char>(bytes[i]) < 0x80)
+        ++i;
+    return i;
+}
+
 std::string RepairUtf8(std::string_view bytes, std::size_t& malformed) {
     std::string out;
     out.reserve(bytes.size());
     std::size_t i = 0;
     while (i < bytes.size()) {
         std::size_t malformedLength = 0;
-        std::size_t const length = SequenceLength(bytes, i, malformedLength);
+        std::size_t length = AsciiLength(bytes.substr(i));
+        if (length == 0)
+            length = SequenceLength(bytes, i, malformedLength);
         if (length != 0) {
             out.append(bytes, i, length);
             i += length;
@@ -236,7 +253,7 @@ std::string DecodeToUtf8(std::string_view bytes, Limits const& limits, Report& r
     if (malformed != 0)
         report.Add("malformed characters", {}, malformed);
     // XML has no zero character, and the parser would take it for the end.
-    if (auto const zeros = std::count(text.begin(), text.end(), '\0'); zeros != 0)
+    if (text.find('\0') != std::string::npos)
         throw Kernel::Exception("the source holds zero bytes: it is not XML");
     return text;
 }

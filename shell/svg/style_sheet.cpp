@@ -26,6 +26,9 @@ std::size_t FindOutside(std::string_view text, std::string_view ends) {
     std::size_t depth = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         char const c = text[i];
+        // Letters and digits, most of the text, mean nothing here.
+        if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
+            continue;
         if (depth == 0 && ends.find(c) != std::string_view::npos)
             return i;
         if (c == '"' || c == '\'')

@@ -74,6 +74,31 @@ INSTANTIATE_TEST_SUITE_P(
                     Refusal{"M0 0L1 2,L3 4", 9, "M0 0 1 2"}, Refusal{"M0 0L1 2Z5", 9, "M0 0 1 2Z"},
                     Refusal{"M0 0L1 2L0x10 3", 10, "M0 0 1 2"}));
 
+TEST(PathData, NumbersAreTheNearestDoubles) {
+    std::mt19937_64 random(7);
+    auto const digits = [&random](std::size_t count) {
+        std::string text;
+        for (std::size_t i = 0; i != count; ++i)
+            text += static_cast<char>('0' + random() % 10);
+        return text;
+    };
+    for (int i = 0; i != 20'000; ++i) {
+        std::string number = random() % 2 == 0 ? "-" : "";
+        std::size_t const decimals = random() % 26;
+        number += digits(random() % 12 + (decimals == 0 ? 1 : 0));
+        if (decimals != 0 || random() % 4 == 0)
+            number += "." + digits(decimals);
+        if (number.find_first_of("0123456789") == std::string::npos)
+            continue;
+        if (random() % 5 == 0)
+            number += "e" + std::to_string(static_cast<int>(random() % 40) - 20);
+        auto const data = ReadPathData("M0 0L" + number + "," + number);
+        ASSERT_FALSE(data.error) << number;
+        double const expected = std::strtod(number.c_str(), nullptr) + 0.0;
+        ASSERT_EQ(data.curves->GetCurves().front()->GetPoints()[1], (PointDbl{expected, expected})) << number;
+    }
+}
+
 TEST(PathData, ArcFlagsNeedNoSeparators) {
     EXPECT_EQ(Rewritten("M0 0a1 1 0 0110 10"), Rewritten("M0 0a1 1 0 0 1 10 10"));
     EXPECT_EQ(Rewritten("M0 0a1,1,0,1,0,10,10"), Rewritten("M0 0a1 1 0 10 10 10"));
