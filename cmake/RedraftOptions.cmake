@@ -30,6 +30,7 @@ if(REDRAFT_SANITIZE)
     # With sanitizers gcc reports uninitialised values that are not there (gcc bug 105562).
     add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
+set(REDRAFT_BATCHES 8 CACHE STRING "How many sources are compiled at a time; 0: each by itself, for work on a few of them")
 option(REDRAFT_FUZZ "Build the fuzz targets (needs clang)" OFF)
 if(REDRAFT_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)

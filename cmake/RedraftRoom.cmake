@@ -12,6 +12,17 @@ function(redraft_room target folder)
     add_library(${target} OBJECT ${sources})
     target_include_directories(${target} PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
     target_link_libraries(${target} PUBLIC Threads::Threads ${ROOM_LINK} PRIVATE ${ROOM_SYSTEM})
+    redraft_batches(${target})
+endfunction()
+
+# redraft_batches(TARGET): the target's sources are compiled several at a time, so that headers are read once for all of
+# them. Sources of one room must not define the same names, not even in unnamed namespaces.
+function(redraft_batches target)
+    if(REDRAFT_BATCHES)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${REDRAFT_BATCHES})
+        # Of classes with members from unnamed namespaces, which are one class all the same within a batch.
+        target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>)
+    endif()
 endfunction()
 
 # redraft_pkg(NAME module...): an imported target Redraft::NAME from pkg-config.

@@ -15,7 +15,6 @@ namespace Shell {
 namespace {
 
 constexpr std::uint64_t c_maximumTextBytes = std::uint64_t{64} << 20;
-constexpr std::uint64_t c_maximumPictureBytes = std::uint64_t{1} << 31;
 
 } // namespace
 

@@ -19,7 +19,7 @@ namespace {
 
 // DIN A4 at 96 units an inch.
 constexpr Kernel::SizeT<double> c_usualSize{210 * 96 / 25.4, 297 * 96 / 25.4};
-constexpr int c_maximumPages = 10000;
+constexpr int c_maximumNewPages = 10000;
 
 Raster::Format ParseFormat(std::string_view text) {
     std::string names;
@@ -174,8 +174,8 @@ ExitStatus RunNew(Session& session, Arguments const& arguments) {
     CheckDocumentTarget(path, arguments.Has("--force") ? Replaces::Everything : Replaces::DocumentsWithoutHistory);
     auto const size = ParseOr(arguments, "--size", c_usualSize, &ParseSize);
     auto const format = ParseOr(arguments, "--format", Raster::FormatRGBA8, &ParseFormat);
-    auto const pages =
-        ParseOr(arguments, "--pages", 1, [](std::string_view text) { return ParseInteger(text, 1, c_maximumPages); });
+    auto const pages = ParseOr(arguments, "--pages", 1,
+                               [](std::string_view text) { return ParseInteger(text, 1, c_maximumNewPages); });
     auto const document =
         Guarded(ExitStatus::Usage, "new", [&] { return DocumentController::CreateNew(size, format, pages); });
     session.SetDocument(document, path);

@@ -2,6 +2,7 @@
 #include "shell/document_target.h"
 #include "shell/input_files.h"
 #include "shell/interrupt.h"
+#include "shell/own_pixels.h"
 #include "shell/path_ending.h"
 #include "shell/svg/import.h"
 #include "shell/text_import.h"
@@ -18,8 +19,6 @@ namespace Shell {
 
 namespace {
 
-constexpr std::uint64_t c_maximumImageBytes = std::uint64_t{1} << 31;
-constexpr double c_unitsPerInch = 96;
 // Resolutions beyond these are taken for mistakes.
 constexpr double c_minimumDpi = 1;
 constexpr double c_maximumDpi = 100'000;
@@ -59,7 +58,7 @@ double GetPixelSize(double dpi) { return dpi >= c_minimumDpi && dpi <= c_maximum
 
 // A picture stands upright at its own resolution, or else at one pixel a unit.
 Source ReadImage(std::string const& path) {
-    auto const bytes = InputFiles::Read(path, c_maximumImageBytes);
+    auto const bytes = InputFiles::Read(path, c_maximumPictureBytes);
     Raster::BitmapReceiver receiver;
     auto const bitmap = Guarded(ExitStatus::Input, path, [&] {
         Raster::DecodeImage(bytes, receiver);

@@ -6,6 +6,13 @@
 #include <string>
 #include <vector>
 
+namespace Shell {
+
+// The largest picture file that is read.
+inline constexpr std::uint64_t c_maximumPictureBytes = std::uint64_t{1} << 31;
+
+} // namespace Shell
+
 // The files that the call reads, which no output may replace under whatever name: links lead to the same file. A call
 // is a process, and so is this list.
 namespace Shell::InputFiles {

@@ -12,7 +12,6 @@ namespace {
 
 using Params = Raster::AffineTransform::Params;
 
-constexpr double c_unitsPerInch = 96;
 // Of a pixel: what lies so near to another edge lies on it.
 constexpr double c_edgeTolerance = 0.01;
 constexpr double c_relativeTolerance = 1e-6;

@@ -10,6 +10,9 @@
 
 namespace Shell {
 
+// A unit of documents is a pixel of CSS.
+inline constexpr double c_unitsPerInch = 96;
+
 // A picture that can be written as it is, with none of its pixels computed anew.
 struct OwnPicture {
     Kernel::Counted<Raster::DynamicBitmap const> bitmap;

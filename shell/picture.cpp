@@ -20,7 +20,6 @@ namespace {
 // Rows made at a time: enough for all threads, and so that few outlines reach over two bands.
 constexpr int c_bandRows = 1024;
 constexpr std::size_t c_bandBytes = std::size_t{32} << 20;
-constexpr double c_unitsPerInch = 96;
 
 Raster::SampleFormat GetSampleFormat(Raster::FormatInfo const& format) {
     if (format.isFloat)

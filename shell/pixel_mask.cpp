@@ -28,8 +28,7 @@ using Nodes = std::vector<Kernel::Counted<Node>>;
 // A mask that would have more is made of larger pixels.
 constexpr double c_maximumPixels = 1 << 27;
 constexpr double c_maximumSide = 1 << 19;
-constexpr std::uint64_t c_maximumPictureBytes = std::uint64_t{1} << 31;
-constexpr int c_bandRows = 64;
+constexpr int c_maskBandRows = 64;
 constexpr float c_full = 65535.0f;
 constexpr float c_half = 0.5f;
 
@@ -119,8 +118,8 @@ Coverage DrawNodes(Nodes const& nodes, Grid const& grid, bool const* abort) {
     for (auto const& node : nodes)
         renderer.DrawNode(*node);
     auto coverage = MakeCoverage(grid.width, grid.height, grid.toSpread);
-    for (int top = 0; top < grid.height; top += c_bandRows) {
-        int const bottom = std::min(top + c_bandRows, grid.height);
+    for (int top = 0; top < grid.height; top += c_maskBandRows) {
+        int const bottom = std::min(top + c_maskBandRows, grid.height);
         auto const band = target->Render({0, top, grid.width, bottom});
         for (int y = top; y != bottom; ++y)
             std::copy_n(static_cast<std::uint16_t const*>(std::as_const(*band).GetRow(1, y - top)), grid.width,

@@ -20,7 +20,7 @@ struct Block {
 [[gnu::tls_model("initial-exec")]] thread_local constinit unsigned s_open = 0;
 
 // The entries of one thread lie behind each other in blocks, of which the first is kept from step to step.
-struct Stack {
+struct JournalStack {
     void* last = nullptr;
     std::vector<Block> blocks;
     std::size_t block = 0;
@@ -30,14 +30,14 @@ struct Stack {
     EditJournal::Observer* observer = nullptr;
 };
 
-Stack& GetStack() {
-    static thread_local Stack s_stack;
-    return s_stack;
+JournalStack& GetJournalStack() {
+    static thread_local JournalStack s_journalStack;
+    return s_journalStack;
 }
 
 } // namespace
 
-EditJournal::EditJournal() noexcept : m_last(static_cast<Entry*>(GetStack().last)) { ++s_open; }
+EditJournal::EditJournal() noexcept : m_last(static_cast<Entry*>(GetJournalStack().last)) { ++s_open; }
 
 EditJournal::~EditJournal() {
     if (--s_open == 0)
@@ -51,12 +51,12 @@ void EditJournal::RollBack() noexcept {
     s_open = open;
 }
 
-void EditJournal::SetObserver(Observer* observer) noexcept { GetStack().observer = observer; }
+void EditJournal::SetObserver(Observer* observer) noexcept { GetJournalStack().observer = observer; }
 
 unsigned EditJournal::GetOpenCount() noexcept { return s_open; }
 
 void* EditJournal::Allocate(std::size_t size) {
-    auto& stack = GetStack();
+    auto& stack = GetJournalStack();
     if (stack.observer != nullptr)
         stack.observer->BeforeEdit();
     size = (size + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
@@ -77,7 +77,7 @@ void* EditJournal::Allocate(std::size_t size) {
 }
 
 void EditJournal::Append(Entry& entry) noexcept {
-    auto& stack = GetStack();
+    auto& stack = GetJournalStack();
     entry.previous = static_cast<Entry*>(stack.last);
     entry.block = stack.entryBlock;
     entry.used = stack.entryUsed;
@@ -87,7 +87,7 @@ void EditJournal::Append(Entry& entry) noexcept {
 // Finishing an entry may drop the last reference to a node, whose destructor changes other nodes. Those changes need no
 // entry of their own.
 void EditJournal::FinishDownTo(Entry* last, bool takeBack) noexcept {
-    auto& stack = GetStack();
+    auto& stack = GetJournalStack();
     while (stack.last != last) {
         auto& entry = *static_cast<Entry*>(stack.last);
         stack.last = entry.previous;

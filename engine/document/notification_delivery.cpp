@@ -18,7 +18,7 @@ namespace {
 
 // Readers and the domain thread take turns in steps of this length, so that neither waits long for the other and
 // neither pays for a change of hands at each notification.
-constexpr auto c_longestHold = std::chrono::milliseconds(2);
+constexpr auto c_longestReading = std::chrono::milliseconds(2);
 
 // Where the newest notification of each dedupe id stands in a batch. Ids are small numbers.
 class NewestById {
@@ -249,7 +249,7 @@ void NotificationDelivery::DeliverBatch(Kernel::NotificationList const& batch) {
         locked = wanted;
     };
     for (auto const& notification : batch) {
-        if (locked && m_lock.IsWriterWaiting() && std::chrono::steady_clock::now() - lockedAt > c_longestHold)
+        if (locked && m_lock.IsWriterWaiting() && std::chrono::steady_clock::now() - lockedAt > c_longestReading)
             setLocked(false);
         setLocked(!MustProcessUnlocked(*notification));
         Deliver(*notification);

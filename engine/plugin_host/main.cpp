@@ -178,8 +178,8 @@ Pixels Allocate(std::size_t count) {
 }
 
 bool AnswerFilter(Plugin& plugin, Request const& request) {
-    if (request.width == 0 || request.height == 0 || request.width > c_maximumSide || request.height > c_maximumSide ||
-        std::uint64_t(request.width) * request.height > c_maximumPixels)
+    if (request.width == 0 || request.height == 0 || request.width > c_maximumPluginSide ||
+        request.height > c_maximumPluginSide || std::uint64_t(request.width) * request.height > c_maximumPixels)
         return false;
     auto const count = static_cast<std::size_t>(request.width) * request.height;
     Pixels const in = Allocate(count), out = Allocate(count);

@@ -2,7 +2,7 @@
 #include "platform/raster/conversion.h"
 
 #include "engine/raster/interleave.h"
-#include "platform/kernel/abortable.h"
+#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
@@ -11,12 +11,6 @@
 namespace Raster {
 
 namespace {
-
-bool IsAborted(bool* abort) {
-    Kernel::Abortable flag;
-    flag.SetAbortPointer(abort);
-    return flag.IsAborted();
-}
 
 void CheckConverter(PixelConverter const& converter, Format from, Format to) {
     if (converter.GetFrom() != from || converter.GetTo() != to)
@@ -181,7 +175,7 @@ void ConvertPart(BitmapBase const& source, BitmapBase& target, Kernel::RectT<int
                        part.GetHeight() == plane.GetTileHeight(tileY);
     PinnedTiles out(target, tileX, tileY, whole);
     for (int y = 0; y != part.GetHeight(); ++y) {
-        if (IsAborted(abort))
+        if (Kernel::IsAbortSet(abort))
             return;
         void* results[5];
         in.GetRows(from.top + y, rows);
@@ -210,7 +204,7 @@ void ConvertPixels(BitmapBase const& source, Kernel::RectT<int> const& rect, Bit
     auto const across = static_cast<std::size_t>(((clipped.right - 1) >> c_tileShift) - firstX + 1);
     auto const down = static_cast<std::size_t>(((clipped.bottom - 1) >> c_tileShift) - firstY + 1);
     Kernel::ParallelFor(across * down, [&](std::size_t index) {
-        if (IsAborted(abort))
+        if (Kernel::IsAbortSet(abort))
             return;
         int const left = (firstX + static_cast<int>(index % across)) << c_tileShift;
         int const top = (firstY + static_cast<int>(index / across)) << c_tileShift;

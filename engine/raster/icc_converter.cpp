@@ -11,7 +11,7 @@ namespace Raster {
 namespace {
 
 // Pixels that are converted at a time; their planes and packed forms stay in the first cache.
-constexpr std::size_t c_run = 512;
+constexpr std::size_t c_pixelsAtOnce = 512;
 
 // In which form colours pass through the transform. Floats only where integers would lose something: between float
 // formats, and from float to Lab, which holds colours that sRGB clips. They cost several times as much.
@@ -133,10 +133,10 @@ public:
     bool IsIdentity() const override { return false; }
 
     void Convert(void const* const* from, void* const* to, std::size_t count) const override {
-        alignas(64) float in[c_run * 4], out[c_run * 4];
+        alignas(64) float in[c_pixelsAtOnce * 4], out[c_pixelsAtOnce * 4];
         int const inColours = m_from.channelCount - 1, outColours = m_to.channelCount - 1;
-        for (std::size_t done = 0; done < count; done += c_run) {
-            std::size_t const run = std::min(c_run, count - done);
+        for (std::size_t done = 0; done < count; done += c_pixelsAtOnce) {
+            std::size_t const run = std::min(c_pixelsAtOnce, count - done);
             std::size_t const inOffset = done * static_cast<std::size_t>(m_from.sampleBytes);
             std::size_t const outOffset = done * static_cast<std::size_t>(m_to.sampleBytes);
             WithTypes(m_from, m_precision, [&](auto sample, auto form) {
@@ -171,10 +171,10 @@ public:
     bool IsIdentity() const override { return false; }
 
     void Convert(void const* const* from, void* const* to, std::size_t count) const override {
-        alignas(64) std::byte planes[5][c_run * sizeof(float)];
+        alignas(64) std::byte planes[5][c_pixelsAtOnce * sizeof(float)];
         auto const inBytes = static_cast<std::size_t>(GetFormatInfo(GetFrom()).sampleBytes);
         auto const outBytes = static_cast<std::size_t>(GetFormatInfo(GetTo()).sampleBytes);
-        for (std::size_t done = 0; done < count; done += c_run) {
+        for (std::size_t done = 0; done < count; done += c_pixelsAtOnce) {
             void const* in[5];
             void *between[5], *out[5];
             for (int c = 0; c != GetFormatInfo(GetFrom()).channelCount; ++c)
@@ -183,7 +183,7 @@ public:
                 between[c] = planes[c];
             for (int c = 0; c != GetFormatInfo(GetTo()).channelCount; ++c)
                 out[c] = static_cast<std::byte*>(to[c]) + done * outBytes;
-            std::size_t const run = std::min(c_run, count - done);
+            std::size_t const run = std::min(c_pixelsAtOnce, count - done);
             m_first->Convert(in, between, run);
             m_second->Convert(between, out, run);
         }

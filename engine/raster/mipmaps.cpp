@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/raster/mipmaps.h"
 
-#include "platform/kernel/abortable.h"
+#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/dispatch.h"
 
 namespace Raster {
@@ -9,12 +9,6 @@ namespace Raster {
 namespace {
 
 int HalfUp(int side) { return (side + 1) / 2; }
-
-bool IsAborted(bool* abort) {
-    Kernel::Abortable flag;
-    flag.SetAbortPointer(abort);
-    return flag.IsAborted();
-}
 
 // The rectangle of a level that a rectangle of the full size touches.
 Kernel::RectT<int> ToLevel(Kernel::RectT<int> const& rect, int level) {
@@ -96,7 +90,7 @@ void ReducePart(BitmapBase const& above, BitmapBase& level, Kernel::RectT<int> c
         return reduced.data() + static_cast<std::size_t>(channel * c_bandRows + y) * (rowSamples / 2);
     };
     for (int top = part.top; top < part.bottom; top += c_bandRows) {
-        if (IsAborted(abort))
+        if (Kernel::IsAbortSet(abort))
             return;
         int const bottom = std::min(top + c_bandRows, part.bottom);
         int const sourceBottom = std::min(2 * bottom, above.GetHeight());
@@ -128,7 +122,7 @@ void ReduceByTwo(BitmapBase const& above, BitmapBase& level, Kernel::RectT<int> 
     auto const across = static_cast<std::size_t>(((clipped.right - 1) >> c_tileShift) - firstX + 1);
     auto const down = static_cast<std::size_t>(((clipped.bottom - 1) >> c_tileShift) - firstY + 1);
     Kernel::ParallelFor(across * down, [&](std::size_t index) {
-        if (IsAborted(abort))
+        if (Kernel::IsAbortSet(abort))
             return;
         int const left = (firstX + static_cast<int>(index % across)) << c_tileShift;
         int const top = (firstY + static_cast<int>(index / across)) << c_tileShift;
@@ -231,7 +225,7 @@ void BitmapBase::Mipmaps::Update(BitmapBase const& owner, int last, bool* abort)
             if (level.bitmap->GetControlBlock()->GetStrongCount() > 1)
                 level.bitmap = level.bitmap->Clone(nullptr);
             ReduceByTwo(*above, *level.bitmap, ToLevel(level.dirty, number), abort);
-            if (IsAborted(abort))
+            if (Kernel::IsAbortSet(abort))
                 return;
             level.dirty = {};
             level.valid = true;

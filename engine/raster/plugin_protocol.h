@@ -10,7 +10,7 @@ namespace Raster::PluginProtocol {
 inline constexpr std::uint32_t c_magic = 0x52445046;
 inline constexpr int c_socket = 3;
 // Of a picture that is sent, both multiples of 8.
-inline constexpr std::uint32_t c_maximumSide = 1 << 17;
+inline constexpr std::uint32_t c_maximumPluginSide = 1 << 17;
 inline constexpr std::uint64_t c_maximumPixels = std::uint64_t(1) << 28;
 // A plug-in with more has only so many here.
 inline constexpr std::int32_t c_maximumParameters = 256;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/renderer/known_values.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/raster/dynamic_bitmap.h"
@@ -10,17 +11,6 @@
 #include <iterator>
 
 namespace Renderer {
-
-namespace {
-
-// An enumeration whose number is not known is taken for its first value.
-template <class T>
-void Limit(T& value, T last) {
-    if (static_cast<std::uint32_t>(value) > static_cast<std::uint32_t>(last))
-        value = T{};
-}
-
-} // namespace
 
 void NoFill::Save(Kernel::OutSerialiser&) const {}
 bool NoFill::Load(Kernel::InSerialiser const&, Kernel::FileStore&, unsigned short) { return true; }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/renderer/recorded_drawing.h"
 
+#include "engine/renderer/known_values.h"
+
 #include <algorithm>
 
 namespace Renderer {
@@ -23,13 +25,6 @@ void GiveUp(std::vector<DrawingStep>&& steps) {
         waiting.pop_back();
     }
     t_waiting = nullptr;
-}
-
-// An enumeration whose number is not known is taken for its first value.
-template <class T>
-void Limit(T& value, T last) {
-    if (static_cast<std::uint32_t>(value) > static_cast<std::uint32_t>(last))
-        value = T{};
 }
 
 bool DoesNest(std::vector<DrawingStep> const& steps) {

@@ -9,7 +9,7 @@ namespace {
 
 // Runs of one coverage that are at least so long are painted at once.
 constexpr int c_longRun = 12;
-constexpr float c_perCoverage = 1.0f / static_cast<float>(c_fullCoverage);
+constexpr float c_valuePerCoverage = 1.0f / static_cast<float>(c_fullCoverage);
 
 } // namespace
 
@@ -52,7 +52,7 @@ BlendTarget SpanPainter::GetTarget(int x, int y) const {
 }
 
 void SpanPainter::Add(int y, int left, int right, std::uint32_t coverage) {
-    float const value = static_cast<float>(coverage) * c_perCoverage;
+    float const value = static_cast<float>(coverage) * c_valuePerCoverage;
     int const count = right - left;
     if (count >= c_longRun && m_paint.mask == nullptr && !m_secondPainter &&
         (!m_painter || (m_replaces && coverage == c_fullCoverage && m_paint.fill->IsOpaque()))) {

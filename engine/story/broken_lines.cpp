@@ -17,7 +17,7 @@ using ParagraphEnum = ParagraphAtt::Enum;
 // Ratios that justification may go to before words are parted, and then.
 constexpr double c_toleranceWhole = 1.5;
 constexpr double c_toleranceHyphenated = 3;
-constexpr double c_slack = 1e-6;
+constexpr double c_leaderSlack = 1e-6;
 
 bool HasOverlongBox(std::vector<BreakCandidate> const& candidates, double measure) {
     double before = 0;
@@ -171,13 +171,13 @@ void AddTab(std::vector<ShapedGlyph>& glyphs, ShapedRun const& run, char32_t lea
     if (leader != 0 && run.face != nullptr && run.face->HasCharacter(leader))
         ShapeText(shaped, {&leader, 1}, 0, 1, run);
     double const width = shaped.GetSize() == 1 ? double{shaped.begin()->advance} : 0.0;
-    double const begin = width > 0 ? std::ceil(from / width - c_slack) * width : to;
-    if (!(width > 0) || begin + width > to + c_slack || (to - begin) / width > c_maximumLeaders) {
+    double const begin = width > 0 ? std::ceil(from / width - c_leaderSlack) * width : to;
+    if (!(width > 0) || begin + width > to + c_leaderSlack || (to - begin) / width > c_maximumLeaders) {
         addRoom(to - from);
         return;
     }
     addRoom(begin - from);
-    auto const count = static_cast<std::uint32_t>((to - begin) / width + c_slack);
+    auto const count = static_cast<std::uint32_t>((to - begin) / width + c_leaderSlack);
     shaped.begin()->cluster = run.begin;
     shaped.begin()->idAndFlags &= ~ShapedGlyph::c_stretches;
     glyphs.insert(glyphs.end(), count, *shaped.begin());

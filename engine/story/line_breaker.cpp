@@ -25,7 +25,7 @@ constexpr double c_linePenalty = 10;
 constexpr double c_hyphenPenalty = 50;
 constexpr double c_doubleHyphenDemerits = 10'000;
 // Rounding of sums must not push a line over that fits.
-constexpr double c_slack = 1e-3;
+constexpr double c_fittingSlack = 1e-3;
 
 double GetHyphenWidth(ShapedRun const& run) {
     if (run.face == nullptr)
@@ -135,12 +135,12 @@ LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, doubl
     double const spaces = to.visibleSpaces - (from == nullptr ? 0 : from->spaces);
     double const difference = measure - natural;
     LineCost cost;
-    if (to.must && difference >= -c_slack)
+    if (to.must && difference >= -c_fittingSlack)
         cost.ratio = 0;
-    else if (difference >= -c_slack)
+    else if (difference >= -c_fittingSlack)
         cost.ratio =
             spaces > 0 ? std::max(difference, 0.0) / (spaces * c_stretch) : std::numeric_limits<double>::infinity();
-    else if (spaces > 0 && difference >= -spaces * c_shrink - c_slack)
+    else if (spaces > 0 && difference >= -spaces * c_shrink - c_fittingSlack)
         cost.ratio = difference / (spaces * c_shrink);
     else
         return cost;
@@ -205,12 +205,12 @@ TabStop FindTabStop(ComposedParagraph const& paragraph, double x) {
     double const scale = paragraph.GetLengthScale();
     if (auto const* stops = Kernel::CastPointer<TabStops const>(object.get())) {
         for (auto const& stop : stops->GetStops()) {
-            if (stop.position * scale > x + c_slack)
+            if (stop.position * scale > x + c_fittingSlack)
                 return {stop.position * scale, stop.kind, stop.leader};
         }
     }
     double const interval = std::max(paragraph.GetLength(ParagraphAtt::Double::TabInterval), 0.01);
-    return {(std::floor(x / interval + c_slack) + 1) * interval, TabStop::Kind::Start};
+    return {(std::floor(x / interval + c_fittingSlack) + 1) * interval, TabStop::Kind::Start};
 }
 
 double GreedyBreaker::GetLeastWidth() const {
@@ -232,7 +232,7 @@ LineEnd GreedyBreaker::Next(double measure, double indent) {
     for (std::size_t i = m_next; i != m_candidates.size(); ++i) {
         auto const& candidate = m_candidates[i];
         double const width = candidate.visibleWidth - m_widthBefore + candidate.hyphenWidth;
-        if (width <= measure + c_slack) {
+        if (width <= measure + c_fittingSlack) {
             fitting = i;
             hasFitting = true;
         } else if (!candidate.hyphen) {
@@ -271,7 +271,7 @@ LineEnd GreedyBreaker::BreakInWord(double measure, BreakCandidate const& limit) 
             bool const isSpace = (m_paragraph.GetFlags()[cluster] & CharacterFlag::c_space) != 0;
             if (cluster != last && !isSpace) {
                 last = cluster;
-                isFull = chosen != m_position && width > measure + c_slack;
+                isFull = chosen != m_position && width > measure + c_fittingSlack;
                 if (isFull)
                     break;
                 chosen = cluster;
@@ -298,7 +298,7 @@ LineEnd GreedyBreaker::NextWithTabs(double measure, double indent) {
     bool hasFitting = false;
     auto const look = [&](std::uint32_t at) {
         for (; next != m_candidates.size() && m_candidates[next].position <= at; ++next) {
-            if (visible + m_candidates[next].hyphenWidth > measure + c_slack)
+            if (visible + m_candidates[next].hyphenWidth > measure + c_fittingSlack)
                 return false;
             fitting = next;
             hasFitting = true;

@@ -15,12 +15,12 @@ namespace {
 
 // For each thread; a set is what one face, script, language and list of features need.
 constexpr std::size_t c_maximumSets = 8;
-constexpr std::size_t c_maximumWords = 1 << 15;
+constexpr std::size_t c_maximumCachedWords = 1 << 15;
 // Longer words are shaped whenever they come.
 constexpr std::size_t c_maximumLength = 40;
 constexpr std::size_t c_maximumGlyphs = 160;
 // Words are looked for at so many places: a text that was made to have its words all at one place finds none there.
-constexpr std::size_t c_maximumProbes = 64;
+constexpr std::size_t c_maximumCacheProbes = 64;
 
 constexpr char32_t c_plainEnd = 0x20C0;
 
@@ -58,7 +58,7 @@ struct Adjustment {
 };
 
 // A stretch of text that ends where words may be parted: a word between spaces or fringes.
-struct Stretch {
+struct WordSpan {
     std::uint32_t begin = 0, end = 0; // without the spaces beside it
     bool hasSpaceBefore = false, hasSpaceBehind = false;
     bool isPlain = true;
@@ -130,7 +130,7 @@ public:
         GlyphScaler const scaler(run);
         std::size_t const first = glyphs.GetSize();
         Adjustment left; // what the word before the space does to it
-        Stretch stretch;
+        WordSpan stretch;
         for (std::uint32_t next = begin; m_works; next = stretch.end + 1) {
             stretch = FindStretch(text, next, end, next != begin);
             bool const canBeKept = stretch.isPlain && stretch.GetLength() <= c_maximumLength;
@@ -170,8 +170,8 @@ private:
         std::uint32_t place = 0; // in m_kept, from 1
     };
 
-    static Stretch FindStretch(std::u32string_view text, std::uint32_t begin, std::uint32_t end, bool hasSpaceBefore) {
-        Stretch stretch;
+    static WordSpan FindStretch(std::u32string_view text, std::uint32_t begin, std::uint32_t end, bool hasSpaceBefore) {
+        WordSpan stretch;
         stretch.begin = begin;
         stretch.hasSpaceBefore = hasSpaceBefore;
         bool isPlainBefore = true;
@@ -197,9 +197,9 @@ private:
         return stretch;
     }
 
-    KeptWord Find(std::u32string_view text, Stretch const& stretch) const {
+    KeptWord Find(std::u32string_view text, WordSpan const& stretch) const {
         std::size_t const mask = m_slots.size() - 1;
-        for (std::size_t probe = 0; probe != c_maximumProbes; ++probe) {
+        for (std::size_t probe = 0; probe != c_maximumCacheProbes; ++probe) {
             std::size_t const i = (stretch.hash + probe) & mask;
             if (m_slots[i].place == 0)
                 break;
@@ -215,7 +215,7 @@ private:
 
     // Shapes the stretch: its glyphs are in m_raw, without those of the spaces. False when a space came out of shaping
     // as something else.
-    bool Make(std::u32string_view text, Stretch const& stretch, ShapedRun const& run, Adjustment& before,
+    bool Make(std::u32string_view text, WordSpan const& stretch, ShapedRun const& run, Adjustment& before,
               Adjustment& behind) {
         std::uint32_t const from = stretch.begin - (stretch.hasSpaceBefore ? 1 : 0);
         std::uint32_t const to = stretch.end + (stretch.hasSpaceBehind ? 1 : 0);
@@ -241,14 +241,14 @@ private:
     }
 
     // Keeps what Make made; nothing when that does not fit.
-    KeptWord Keep(std::u32string_view text, Stretch const& stretch, Adjustment const& before,
+    KeptWord Keep(std::u32string_view text, WordSpan const& stretch, Adjustment const& before,
                   Adjustment const& behind) {
         bool const fits = m_raw.size() <= c_maximumGlyphs && IsSmall(before) && IsSmall(behind) &&
                           std::all_of(m_raw.begin(), m_raw.end(),
                                       [](auto const& glyph) { return glyph.id <= 0xFFFF && IsSmall(glyph); });
         if (!fits)
             return {nullptr};
-        if (m_count == c_maximumWords) {
+        if (m_count == c_maximumCachedWords) {
             m_count = 0;
             m_kept.clear();
             std::fill(m_slots.begin(), m_slots.end(), Slot());
@@ -297,7 +297,7 @@ private:
 
     bool Enter(Slot const& slot) {
         std::size_t const mask = m_slots.size() - 1;
-        for (std::size_t probe = 0; probe != c_maximumProbes; ++probe) {
+        for (std::size_t probe = 0; probe != c_maximumCacheProbes; ++probe) {
             auto& place = m_slots[(slot.hash + probe) & mask];
             if (place.place == 0) {
                 place = slot;

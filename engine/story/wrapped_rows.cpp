@@ -8,11 +8,11 @@ namespace Story {
 
 namespace {
 
-constexpr double c_slack = 1e-6;
+constexpr double c_rowSlack = 1e-6;
 // How often a row is tried again with the heights of letters that were not known before it was filled.
 constexpr int c_maximumTries = 4;
 // Heights that one row is tried at: more than a column has steps.
-constexpr int c_maximumSteps = 20'000;
+constexpr int c_maximumRowSteps = 20'000;
 
 void TakeHeights(LineData& tallest, LineData const& line) {
     tallest.ascent = std::max(tallest.ascent, line.ascent);
@@ -35,9 +35,9 @@ std::vector<RowLine> FrameComposer::BreakRow(ComposedParagraph const& paragraph,
     std::vector<RowLine> row;
     for (std::size_t i = 0; i != rooms.size(); ++i) {
         auto const& room = rooms[paragraph.IsRightToLeft() ? rooms.size() - 1 - i : i];
-        bool const isWhole = room.GetWidth() >= whole.GetWidth() - c_slack;
+        bool const isWhole = room.GetWidth() >= whole.GetWidth() - c_rowSlack;
         bool const isTooNarrow =
-            room.GetWidth() < leastWidth || (!partsWords && breaker.GetLeastWidth() > room.GetWidth() + c_slack);
+            room.GetWidth() < leastWidth || (!partsWords && breaker.GetLeastWidth() > room.GetWidth() + c_rowSlack);
         if (!isWhole && isTooNarrow)
             continue;
         auto const begin = breaker.GetPosition();
@@ -75,7 +75,7 @@ bool FrameComposer::PlaceRow(Kernel::Counted<BrokenLines> const& lines, GreedyBr
         auto row = BreakRow(composed, breaker, rooms, whole, partsWords);
         if (row.empty()) {
             double const lower = std::max(SnapToGrid(baseline + step, composed), baseline + step);
-            if (!(lower > baseline) || ++steps > c_maximumSteps)
+            if (!(lower > baseline) || ++steps > c_maximumRowSteps)
                 return false;
             baseline = lower;
             continue;
@@ -83,7 +83,8 @@ bool FrameComposer::PlaceRow(Kernel::Counted<BrokenLines> const& lines, GreedyBr
         auto const before = tallest;
         for (auto const& each : row)
             TakeHeights(tallest, each.line);
-        bool const hasGrown = tallest.ascent > before.ascent + c_slack || tallest.descent > before.descent + c_slack;
+        bool const hasGrown =
+            tallest.ascent > before.ascent + c_rowSlack || tallest.descent > before.descent + c_rowSlack;
         if (hasGrown && ++tries < c_maximumTries) {
             breaker.SetPlace(place);
             baseline = std::max(baseline, GetBaseline(tallest, composed, space));

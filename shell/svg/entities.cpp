@@ -15,7 +15,7 @@ struct Entity {
     bool open = false;
 };
 
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool IsXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool IsNameByte(char c) {
     auto const byte = static_cast<unsigned char>(c);
@@ -146,7 +146,7 @@ private:
     }
 
     void SkipSpace() {
-        while (m_at < m_text.size() && IsSpace(m_text[m_at]))
+        while (m_at < m_text.size() && IsXmlSpace(m_text[m_at]))
             ++m_at;
     }
 
@@ -288,7 +288,7 @@ std::size_t FindDocumentType(std::string_view text) {
     std::size_t at = 0;
     while (at < text.size()) {
         std::string_view const rest = text.substr(at);
-        if (IsSpace(rest[0])) {
+        if (IsXmlSpace(rest[0])) {
             ++at;
             continue;
         }

@@ -11,7 +11,7 @@ using Renderer::DrawingStep;
 using Renderer::DrawingStepKind;
 
 // Patterns within patterns, as deep as they are drawn.
-constexpr std::size_t c_maximumDepth = 8;
+constexpr std::size_t c_maximumWrittenDepth = 8;
 
 Kernel::Counted<PolyCurveNode> MakeNode(DrawingStep const& step) {
     auto node = Kernel::MakeCounted<PolyCurveNode>();
@@ -55,7 +55,7 @@ std::size_t FindMaskEnd(std::vector<DrawingStep> const& steps, std::size_t begin
 std::string Exporter::DefineDrawnPattern(Renderer::PatternFill const& fill, Matrix const& toUser, Node const& node) {
     if (!(fill.GetMaximumAlpha() > 0))
         return {};
-    if (m_patternDepth >= c_maximumDepth) {
+    if (m_patternDepth >= c_maximumWrittenDepth) {
         m_report.Add("patterns within patterns beyond 8 deep", Describe(node));
         return {};
     }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/svg/exporter.h"
+#include "shell/svg/transform.h"
 
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
@@ -58,11 +59,6 @@ bool HasEqualChildren(Node const& topA, Node const& topB, NodeChildListType topL
             return false;
     }
     return true;
-}
-
-bool IsFinite(Matrix const& m) {
-    return std::isfinite(m.a) && std::isfinite(m.b) && std::isfinite(m.c) && std::isfinite(m.d) &&
-           std::isfinite(m.tx) && std::isfinite(m.ty);
 }
 
 } // namespace

@@ -8,10 +8,6 @@ namespace Shell::Svg {
 
 namespace {
 
-bool IsFinite(Kernel::RectT<double> const& r) {
-    return std::isfinite(r.left) && std::isfinite(r.top) && std::isfinite(r.right) && std::isfinite(r.bottom);
-}
-
 std::vector<Renderer::GradientStop> ToStops(Gradient const& gradient, double opacity) {
     std::vector<Renderer::GradientStop> stops;
     stops.reserve(gradient.stops.size());

@@ -12,12 +12,12 @@ namespace Shell::Svg {
 namespace {
 
 // Patterns within patterns, as deep as they are drawn.
-constexpr std::size_t c_maximumDepth = 8;
+constexpr std::size_t c_maximumPatternDepth = 8;
 
 // Of the drawings of all patterns, counted once for each place of a tile in its content's space.
 constexpr std::size_t c_maximumSteps = std::size_t{1} << 20;
 
-bool IsFinite(Viewport const& v) {
+bool HasFiniteSides(Viewport const& v) {
     return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.width) && std::isfinite(v.height);
 }
 
@@ -58,7 +58,7 @@ std::optional<Importer::PatternTile> Importer::FindTile(Element const& user, Pat
     }
     auto const& m = tile.fromContent;
     tile.area = {(area.x - m.tx) / m.a, (area.y - m.ty) / m.d, area.width / m.a, area.height / m.d};
-    bool const isUsable = IsFinite(m) && IsFinite(area) && IsFinite(tile.area) && tile.area.width > 0 &&
+    bool const isUsable = IsFinite(m) && HasFiniteSides(area) && HasFiniteSides(tile.area) && tile.area.width > 0 &&
                           tile.area.height > 0 && std::abs(m.GetDeterminant()) > 1e-128;
     return isUsable ? std::optional(tile) : std::nullopt;
 }
@@ -70,7 +70,7 @@ PaintImporter::FillPointer Importer::MakePatternFill(Element const& user, Patter
     Matrix const toUser = pattern.transform;
     if (!tile || !IsFinite(toUser) || !(std::abs(toUser.GetDeterminant()) > 1e-128))
         return {};
-    if (m_patternDepth >= c_maximumDepth) {
+    if (m_patternDepth >= c_maximumPatternDepth) {
         m_drawing.GetReport().Add("patterns within patterns beyond 8 deep", user.Describe());
         return {};
     }

@@ -14,10 +14,6 @@ namespace {
 // The modes of style sheets come first in the renderer's list, in the same order.
 Renderer::BlendMode ToBlendMode(MixMode mode) { return static_cast<Renderer::BlendMode>(mode); }
 
-bool IsFinite(Kernel::RectT<double> const& r) {
-    return std::isfinite(r.left) && std::isfinite(r.top) && std::isfinite(r.right) && std::isfinite(r.bottom);
-}
-
 } // namespace
 
 Importer::Importer(Drawing& drawing, std::uint64_t guids) : m_drawing(drawing), m_paints(drawing), m_guids(guids) {

@@ -58,11 +58,11 @@ constexpr Keyword<bool> c_maskTypes[] = {{"luminance", false}, {"alpha", true}};
 
 // A colour or a keyword that stands for one.
 bool SetPlainPaint(std::string_view text, PaintKind& kind, Rgba& colour) {
-    static constexpr Keyword<PaintKind> c_kinds[] = {{"none", PaintKind::None},
-                                                     {"currentcolor", PaintKind::CurrentColour},
-                                                     {"context-fill", PaintKind::ContextFill},
-                                                     {"context-stroke", PaintKind::ContextStroke}};
-    if (SetKeyword(c_kinds, text, kind))
+    static constexpr Keyword<PaintKind> c_paintKinds[] = {{"none", PaintKind::None},
+                                                          {"currentcolor", PaintKind::CurrentColour},
+                                                          {"context-fill", PaintKind::ContextFill},
+                                                          {"context-stroke", PaintKind::ContextStroke}};
+    if (SetKeyword(c_paintKinds, text, kind))
         return true;
     auto const parsed = ParseColour(text);
     if (!parsed)

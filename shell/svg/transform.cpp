@@ -162,6 +162,10 @@ bool IsFinite(Matrix const& m) {
            std::isfinite(m.tx) && std::isfinite(m.ty);
 }
 
+bool IsFinite(Kernel::RectT<double> const& r) {
+    return std::isfinite(r.left) && std::isfinite(r.top) && std::isfinite(r.right) && std::isfinite(r.bottom);
+}
+
 std::optional<Matrix> ParseTransform(std::string_view text, Viewport const& viewport, FontSizes const& sizes) {
     text = Trimmed(text);
     Matrix product;

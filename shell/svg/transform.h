@@ -31,6 +31,7 @@ std::optional<Kernel::PointT<double>> ParseTransformOrigin(std::string_view text
                                                            FontSizes const& sizes);
 
 bool IsFinite(Matrix const& matrix);
+bool IsFinite(Kernel::RectT<double> const& rect);
 // Numbers are written without the sign of zero: documents hold none, so that they come back equal.
 inline Matrix WithoutNegativeZeros(Matrix const& m) {
     return {m.a + 0.0, m.b + 0.0, m.tx + 0.0, m.c + 0.0, m.d + 0.0, m.ty + 0.0};

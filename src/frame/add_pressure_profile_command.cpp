@@ -40,7 +40,7 @@ Kernel::Counted<DocumentCommand> AddPressureProfileCommand::Clone() const {
     return Kernel::MakeCounted<AddPressureProfileCommand>(m_profile);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_addPressureProfileExample({
     .className = "AddPressureProfileCommand",
     .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -61,7 +61,7 @@ Kernel::Counted<DocumentCommand> AddViewPointCommand::Clone() const {
     return Kernel::MakeCounted<AddViewPointCommand>(m_viewPoint);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_addViewPointExample({
     .className = "AddViewPointCommand",
     .prepare =
         [](DocumentController& controller) {
@@ -73,7 +73,7 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_equalExample({
+static ExampleRegistration const s_addViewPointEqualExample({
     .className = "AddViewPointCommand",
     .prepare =
         [](DocumentController& controller) {

@@ -86,7 +86,7 @@ void DeleteSymbolCommand::PostDequeueWithMutableController(Kernel::NonCounted<Do
         m_detachCommand->PostDequeueWithMutableController(controller);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_deleteSymbolExample({
     .className = "DeleteSymbolCommand",
     .prepare = ExampleDocuments::SymbolWithInstances,
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {

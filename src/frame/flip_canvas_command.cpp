@@ -74,7 +74,7 @@ Kernel::Counted<DocumentCommand> FlipCanvasCommand::Clone() const {
     return Kernel::MakeCounted<FlipCanvasCommand>(m_horizontal);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_flipCanvasExample({
     .className = "FlipCanvasCommand",
     .prepare = ExampleDocuments::NestedGroups,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -15,7 +15,7 @@ void SetAnchorPagesSettingCommand::Do() {
     m_documentController->GetPageManagementOptions()->SetShouldAnchorToSpine(m_anchorToSpine);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_setAnchorPagesSettingExample({
     .className = "SetAnchorPagesSettingCommand",
     .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -51,7 +51,7 @@ bool SetGuidesFillCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStor
     return true;
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_setGuidesFillExample({
     .className = "SetGuidesFillCommand",
     .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -15,7 +15,7 @@ void SetMasterMigratePagesSettingCommand::Do() {
     m_documentController->GetPageManagementOptions()->SetMasterMigrationStrategy(m_strategy);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_setMasterMigratePagesSettingExample({
     .className = "SetMasterMigratePagesSettingCommand",
     .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -40,7 +40,7 @@ Kernel::Counted<DocumentCommand> SetReflowPagesSettingCommand::Clone() const {
     return Kernel::MakeCounted<SetReflowPagesSettingCommand>(m_newValue);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_setReflowPagesSettingExample({
     .className = "SetReflowPagesSettingCommand",
     .prepare =
         [](DocumentController& controller) {

@@ -45,7 +45,7 @@ Kernel::Counted<DocumentCommand> SetScaleOverrideFlagsCommand::Clone() const {
                       : Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(m_newFlags);
 }
 
-static ExampleRegistration const s_flagsExample({
+static ExampleRegistration const s_setScaleOverrideFlagsFlagsExample({
     .className = "SetScaleOverrideFlagsCommand",
     .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -54,7 +54,7 @@ static ExampleRegistration const s_flagsExample({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_toggleExample({
+static ExampleRegistration const s_setScaleOverrideFlagsToggleExample({
     .className = "SetScaleOverrideFlagsCommand",
     .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -20,7 +20,7 @@ void InflateUntrustedRasterNodesCommand::ReceiveInterface(Kernel::NonCounted<Mut
         m_visitor->Visit(Kernel::NonCounted<Kernel::Countable>(layer.get()));
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_inflateUntrustedRasterNodesExample({
     .className = "InflateUntrustedRasterNodesCommand",
     .prepare = ExampleDocuments::TwoLayers,
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {

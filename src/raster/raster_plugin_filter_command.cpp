@@ -153,7 +153,7 @@ private:
 
 } // namespace
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_rasterPluginFilterExample({
     .className = "RasterPluginFilterCommand",
     .prepare = ExampleDocuments::SelectedPixels,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -10,7 +10,7 @@ Kernel::LocalisedString RasterPolarToRectangularCommand::GetDescription() const 
     return Kernel::LocalisedString("Polar To Rectangular", "Command description");
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_rasterPolarToRectangularExample({
     .className = "RasterPolarToRectangularCommand",
     .prepare = ExampleDocuments::SelectedPixels,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -20,7 +20,7 @@ static ExampleRegistration const s_example({
     .untold = {CommandExample::Untold::NodeData},
 });
 
-static ExampleRegistration const s_layersExample({
+static ExampleRegistration const s_rasterPolarToRectangularLayersExample({
     .className = "RasterPolarToRectangularCommand",
     .prepare = ExampleDocuments::RasterLayers,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -10,7 +10,7 @@ Kernel::LocalisedString RasterRectangularToPolarCommand::GetDescription() const 
     return Kernel::LocalisedString("Rectangular To Polar", "Command description");
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_rasterRectangularToPolarExample({
     .className = "RasterRectangularToPolarCommand",
     .prepare = ExampleDocuments::SelectedPixels,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -20,7 +20,7 @@ static ExampleRegistration const s_example({
     .untold = {CommandExample::Untold::NodeData},
 });
 
-static ExampleRegistration const s_layersExample({
+static ExampleRegistration const s_rasterRectangularToPolarLayersExample({
     .className = "RasterRectangularToPolarCommand",
     .prepare = ExampleDocuments::RasterLayers,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -26,7 +26,7 @@ Kernel::RectT<int> RasterSolariseCommand::DoEffect(Kernel::NonCounted<MutableRas
     return region;
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_rasterSolariseExample({
     .className = "RasterSolariseCommand",
     .prepare = ExampleDocuments::SelectedPixels,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -36,7 +36,7 @@ static ExampleRegistration const s_example({
     .untold = {CommandExample::Untold::NodeData},
 });
 
-static ExampleRegistration const s_layersExample({
+static ExampleRegistration const s_rasterSolariseLayersExample({
     .className = "RasterSolariseCommand",
     .prepare = ExampleDocuments::RasterLayers,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

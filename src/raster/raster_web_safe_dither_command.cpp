@@ -75,7 +75,7 @@ Kernel::RectT<int> RasterWebSafeDitherCommand::DoEffect(Kernel::NonCounted<Mutab
     return region;
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_rasterWebSafeDitherExample({
     .className = "RasterWebSafeDitherCommand",
     .prepare = ExampleDocuments::SelectedPixels,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -85,7 +85,7 @@ static ExampleRegistration const s_example({
     .untold = {CommandExample::Untold::NodeData},
 });
 
-static ExampleRegistration const s_layersExample({
+static ExampleRegistration const s_rasterWebSafeDitherLayersExample({
     .className = "RasterWebSafeDitherCommand",
     .prepare = ExampleDocuments::RasterLayers,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

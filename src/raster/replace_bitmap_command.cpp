@@ -93,7 +93,7 @@ void ReplaceBitmapCommand::Deduplicate(Raster::BlockDeduplicationSupport& suppor
         m_bitmap->Deduplicate(support, abort);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_replaceBitmapExample({
     .className = "ReplaceBitmapCommand",
     .prepare = ExampleDocuments::TwoLayers,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

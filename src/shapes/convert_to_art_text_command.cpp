@@ -247,7 +247,7 @@ bool ConvertToArtTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileS
     return loaded;
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_convertToArtTextExample({
     .className = "ConvertToArtTextCommand",
     .prepare = ExampleDocuments::TextFrames,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

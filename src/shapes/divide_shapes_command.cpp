@@ -294,7 +294,7 @@ bool DivideShapesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore
     return OrderedSelectionCommand::Load(in, files, version);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_divideShapesExample({
     .className = "DivideShapesCommand",
     .prepare = ExampleDocuments::OverlappingShapes,
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
@@ -303,7 +303,7 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_retainExample({
+static ExampleRegistration const s_divideShapesRetainExample({
     .className = "DivideShapesCommand",
     .prepare = ExampleDocuments::ClippedAndOpenShapes,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -312,7 +312,7 @@ static ExampleRegistration const s_retainExample({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_textExample({
+static ExampleRegistration const s_divideShapesTextExample({
     .className = "DivideShapesCommand",
     .prepare =
         [](DocumentController& controller) {
@@ -335,7 +335,7 @@ static ExampleRegistration const s_textExample({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_fallbackExample({
+static ExampleRegistration const s_divideShapesFallbackExample({
     .className = "DivideShapesCommand",
     .prepare = ExampleDocuments::ShapesApart,
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {

@@ -9,6 +9,7 @@
 #include "platform/story/text_renderer.h"
 #include "shapes/image_fill.h"
 #include "shapes/text_curves_render_target.h"
+#include "shapes/visible_fill.h"
 
 #include <algorithm>
 #include <cmath>

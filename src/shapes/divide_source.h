@@ -28,7 +28,4 @@ struct DivideGroupClip {
     std::vector<Geometry::RectDbl> edges;
 };
 
-// The one tolerance of the divide: a fill with no more opacity than this does not count.
-inline constexpr double c_visibleFill = 0.01;
-
 } // namespace Commands

@@ -10,6 +10,7 @@
 #include "shapes/image_fill.h"
 #include "shapes/kept_contours.h"
 #include "shapes/shape_examples.h"
+#include "shapes/visible_fill.h"
 
 #include <algorithm>
 
@@ -18,9 +19,6 @@ namespace Commands {
 namespace {
 
 using Graph = Geometry::CurveIntersectionGraph;
-
-// A fill with no more opacity than this does not count.
-constexpr double c_visibleFill = 0.01;
 
 bool HasVisibleFill(ConstCurvesInterface const& curves) {
     auto const* const brush = Kernel::CastPointer<BrushFillInterface const>(&curves);
@@ -374,7 +372,7 @@ bool FillHolesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& f
     return DocumentCommand::Load(in, files, version);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_fillHolesExample({
     .className = "FillHolesCommand",
     .prepare = ExampleDocuments::ShapesWithHoles,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -386,7 +384,7 @@ static ExampleRegistration const s_example({
     .untold = {CommandExample::Untold::NodeData},
 });
 
-static ExampleRegistration const s_linesExample({
+static ExampleRegistration const s_fillHolesLinesExample({
     .className = "FillHolesCommand",
     .prepare = ExampleDocuments::ShapesWithHoles,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/text_curves_render_target.h"
 
+#include "shapes/visible_fill.h"
+
 namespace Commands {
 
 TextCurvesRenderTarget::TextCurvesRenderTarget(std::vector<DivideInput>& inputs, std::vector<DivideSource>& sources,

@@ -119,7 +119,7 @@ Kernel::Counted<DocumentCommand> UngroupAllNodesCommand::Clone() const {
     return Kernel::MakeCounted<UngroupAllNodesCommand>();
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_ungroupAllNodesExample({
     .className = "UngroupAllNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -128,7 +128,7 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_looksExample({
+static ExampleRegistration const s_ungroupAllNodesLooksExample({
     .className = "UngroupAllNodesCommand",
     .prepare = ExampleDocuments::GroupsWithLooks,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

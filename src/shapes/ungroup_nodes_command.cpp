@@ -131,7 +131,7 @@ Kernel::Counted<DocumentCommand> UngroupNodesCommand::Clone() const {
     return Kernel::MakeCounted<UngroupNodesCommand>(m_relaxAppliedConstraints);
 }
 
-static ExampleRegistration const s_example({
+static ExampleRegistration const s_ungroupNodesExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -140,7 +140,7 @@ static ExampleRegistration const s_example({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_looksExample({
+static ExampleRegistration const s_ungroupNodesLooksExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::GroupsWithLooks,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -149,7 +149,7 @@ static ExampleRegistration const s_looksExample({
     .keptByContract = {},
 });
 
-static ExampleRegistration const s_constraintsExample({
+static ExampleRegistration const s_ungroupNodesConstraintsExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::ConstraintsGroup,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -159,7 +159,7 @@ static ExampleRegistration const s_constraintsExample({
     .lateFields = {"RACs"},
 });
 
-static ExampleRegistration const s_boxExample({
+static ExampleRegistration const s_ungroupNodesBoxExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::CloudSyncedBox,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -169,7 +169,7 @@ static ExampleRegistration const s_boxExample({
     .keptAfterReload = "What stood in the box is put back as an ordinary child of it.",
 });
 
-static ExampleRegistration const s_instanceExample({
+static ExampleRegistration const s_ungroupNodesInstanceExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::SymbolWithInstances,
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

@@ -22,7 +22,7 @@ struct Candidate {
     bool reversed = false;
 };
 
-double Distance(PointDbl a, PointDbl b) { return std::hypot(a.x - b.x, a.y - b.y); }
+double PointDistance(PointDbl a, PointDbl b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
 Segment Turned(Segment const& s, bool reversed) {
     return reversed ? Segment{s.kind, s.end, s.control2, s.control1, s.start} : s;
@@ -30,8 +30,8 @@ Segment Turned(Segment const& s, bool reversed) {
 
 // How far the controls of one segment are from those of another.
 double MaxDistance(Segment const& a, Segment const& b) {
-    return std::max(std::max(Distance(a.start, b.start), Distance(a.control1, b.control1)),
-                    std::max(Distance(a.control2, b.control2), Distance(a.end, b.end)));
+    return std::max(std::max(PointDistance(a.start, b.start), PointDistance(a.control1, b.control1)),
+                    std::max(PointDistance(a.control2, b.control2), PointDistance(a.end, b.end)));
 }
 
 class CopyRestorer {

@@ -12,12 +12,12 @@ namespace {
 
 using namespace Kernel;
 
-std::atomic<int> s_alive = 0;
+std::atomic<int> s_objects = 0;
 
 class Base : public virtual Countable {
 public:
-    Base() { ++s_alive; }
-    ~Base() override { --s_alive; }
+    Base() { ++s_objects; }
+    ~Base() override { --s_objects; }
 };
 class Face : public virtual Countable {
 public:
@@ -32,7 +32,7 @@ TEST(Counted, TheLastReferenceDeletesTheObject) {
     EXPECT_FALSE(first);
     EXPECT_EQ(second->GetControlBlock()->GetStrongCount(), 2u);
     third.reset();
-    EXPECT_EQ(s_alive, 1);
+    EXPECT_EQ(s_objects, 1);
     auto* const detached = Counted<Base>(second).Detach();
     EXPECT_EQ(second->GetControlBlock()->GetStrongCount(), 2u);
     EXPECT_EQ(Counted<Base>::Adopt(detached), second);
@@ -46,7 +46,7 @@ TEST(Counted, AWeakReferenceDoesNotKeepTheObject) {
         auto const copy = weak;
         EXPECT_EQ(copy.Lock(), object);
     }
-    EXPECT_EQ(s_alive, 0);
+    EXPECT_EQ(s_objects, 0);
     EXPECT_FALSE(weak.Lock());
     EXPECT_TRUE(weak.IsExpired());
     EXPECT_FALSE(empty.Lock());
@@ -70,8 +70,8 @@ TEST(Counted, AWeakReferenceGivesNothingWhileTheObjectIsDestroyed) {
 
 class Link final : public Countable {
 public:
-    Link() { ++s_alive; }
-    ~Link() override { --s_alive; }
+    Link() { ++s_objects; }
+    ~Link() override { --s_objects; }
     Counted<Link> m_next, m_other;
 };
 
@@ -85,7 +85,7 @@ TEST(Counted, AChainOfAnyLengthIsDeletedWithoutStack) {
         first = std::move(link);
     }
     first.reset();
-    EXPECT_EQ(s_alive, 0);
+    EXPECT_EQ(s_objects, 0);
 }
 
 TEST(Counted, CountsAreRightWhenThreadsShareAnObject) {
@@ -114,7 +114,7 @@ TEST(Counted, ObjectsMayDieOnOtherThreadsThanTheyWereMadeOn) {
             object = MakeCounted<Link>();
     }).join();
     objects.clear();
-    EXPECT_EQ(s_alive, 0);
+    EXPECT_EQ(s_objects, 0);
 }
 
 TEST(Cast, FindsAnotherFaceAndRemembersIt) {
@@ -134,8 +134,8 @@ TEST(Cast, FindsAnotherFaceAndRemembersIt) {
 
 class Colour : public Countable {
 public:
-    explicit Colour(int value) : m_value(value) { ++s_alive; }
-    ~Colour() override { --s_alive; }
+    explicit Colour(int value) : m_value(value) { ++s_objects; }
+    ~Colour() override { --s_objects; }
     // Few hashes for many values, so that equality has to decide.
     std::size_t GetHash() const { return static_cast<std::size_t>(m_value % 3); }
     friend bool operator==(Colour const& a, Colour const& b) { return a.m_value == b.m_value; }
@@ -151,17 +151,17 @@ TEST(Consolidated, EqualValuesAreOneObject) {
     EXPECT_EQ(a.get(), b.get());
     EXPECT_EQ(a, b);
     EXPECT_FALSE(a == c);
-    EXPECT_EQ(s_alive, 2);
+    EXPECT_EQ(s_objects, 2);
     EXPECT_FALSE(Consolidated<Colour>(Counted<Colour const>()));
     Consolidated<Colour> const fromDerived = MakeConsolidated<NamedColour>(8);
     EXPECT_EQ(fromDerived, c);
 }
 
 TEST(Consolidated, ValuesLeaveWithTheirLastReference) {
-    EXPECT_EQ(s_alive, 0);
+    EXPECT_EQ(s_objects, 0);
     for (int i = 0; i != 1000; ++i)
         EXPECT_EQ(MakeConsolidated<Colour>(i)->m_value, i);
-    EXPECT_EQ(s_alive, 0);
+    EXPECT_EQ(s_objects, 0);
 }
 
 TEST(Consolidated, ThreadsAgreeOnTheObject) {
@@ -178,9 +178,9 @@ TEST(Consolidated, ThreadsAgreeOnTheObject) {
     }
     for (auto const& values : seen)
         EXPECT_EQ(values, seen[0]);
-    EXPECT_EQ(s_alive, c_values);
+    EXPECT_EQ(s_objects, c_values);
     seen.clear();
-    EXPECT_EQ(s_alive, 0);
+    EXPECT_EQ(s_objects, 0);
 }
 
 } // namespace
