@@ -26,9 +26,19 @@ bool LiesBeyondOneSide(Segment const& s, RectDbl const& visible) {
     return right < visible.left || left > visible.right || bottom < visible.top || top > visible.bottom;
 }
 
+// Two doubles at once. Each does what the scalar expression does.
+typedef double Pair __attribute__((vector_size(16)));
+
+// The points that Evaluate gives, to the bit.
 void EmitSteps(Segment const& s, unsigned steps, FlattenSink& sink) {
-    for (unsigned i = 1; i < steps; ++i)
-        sink.Vertex(Evaluate(s, static_cast<double>(i) / steps), true);
+    Pair const p0{s.start.x, s.start.y}, p1{s.control1.x, s.control1.y}, p2{s.control2.x, s.control2.y},
+        p3{s.end.x, s.end.y};
+    for (unsigned i = 1; i < steps; ++i) {
+        double const after = static_cast<double>(i) / steps, before = 1 - after;
+        Pair const point = before * before * before * p0 + 3 * before * before * after * p1 +
+                           3 * before * after * after * p2 + after * after * after * p3;
+        sink.Vertex({point[0], point[1]}, true);
+    }
 }
 
 // Emits the vertices inside the segment; its end is the caller's.

@@ -145,15 +145,26 @@ void CellRasteriser::AddPolygon(std::span<Geometry::PointDbl const> points) {
     for (Geometry::PointDbl const& p : points) {
         bool const isInReach = IsInReach(p);
         std::int64_t const x = isInReach ? ToFixed(p.x) : 0, y = isInReach ? ToFixed(p.y) : 0;
-        if (isInReach && isLastInReach)
-            AddFixed(lastX, lastY, x, y);
-        else
+        if (!isInReach || !isLastInReach)
             AddEdge(last, p);
+        else if (!AddInCell(lastX, lastY, x, y))
+            AddFixed(lastX, lastY, x, y);
         last = p;
         isLastInReach = isInReach;
         lastX = x;
         lastY = y;
     }
+}
+
+// Most edges of a curve lie in one pixel. False for others.
+inline bool CellRasteriser::AddInCell(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2) {
+    std::int64_t const column = x1 >> c_shift, row = std::min(y1, y2) >> c_shift;
+    if (x2 >> c_shift != column || (std::max(y1, y2) - 1) >> c_shift != row || column < m_clip.left ||
+        column >= m_clip.right || row < m_clip.top || row >= m_clip.bottom)
+        return false;
+    std::int64_t const cover = y2 - y1;
+    AddCell(static_cast<int>(column), static_cast<int>(row), cover, cover * ((x1 & (c_one - 1)) + (x2 & (c_one - 1))));
+    return true;
 }
 
 void CellRasteriser::AddFixed(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2) {
@@ -237,16 +248,7 @@ void CellRasteriser::AddInRow(int row, std::int64_t x1, std::int64_t y1, std::in
     }
 }
 
-void CellRasteriser::AddCell(int x, int row, std::int64_t cover, std::int64_t area) {
-    if (cover == 0)
-        return;
-    if (m_usesGrid) {
-        Sums& sums = m_grid[static_cast<std::size_t>(row - m_clip.top) * static_cast<std::size_t>(m_clip.GetWidth()) +
-                            static_cast<std::size_t>(x - m_clip.left)];
-        sums.cover += cover;
-        sums.area += area;
-        return;
-    }
+void CellRasteriser::AddToList(int x, int row, std::int64_t cover, std::int64_t area) {
     if (!m_cells.empty() && m_cells.back().x == x && m_cells.back().row == row) {
         m_cells.back().cover += cover;
         m_cells.back().area += area;
@@ -265,25 +267,7 @@ void CellRasteriser::MoveToGrid() {
     m_cells.clear();
 }
 
-void CellRasteriser::TakeFromGrid() {
-    m_sorted.clear();
-    m_rowStarts.clear();
-    auto sums = m_grid.cbegin();
-    for (int row = m_clip.top; row != m_clip.bottom; ++row) {
-        m_rowStarts.push_back(static_cast<std::uint32_t>(m_sorted.size()));
-        for (int x = m_clip.left; x != m_clip.right; ++x, ++sums) {
-            if (sums->cover != 0 || sums->area != 0)
-                m_sorted.push_back({x, row, sums->cover, sums->area});
-        }
-    }
-    m_rowStarts.push_back(static_cast<std::uint32_t>(m_sorted.size()));
-}
-
 void CellRasteriser::Sort() {
-    if (m_usesGrid) {
-        TakeFromGrid();
-        return;
-    }
     SortByRow();
     for (std::size_t row = 0; row + 1 < m_rowStarts.size(); ++row)
         SortByColumn(m_sorted.data() + m_rowStarts[row], m_sorted.data() + m_rowStarts[row + 1]);

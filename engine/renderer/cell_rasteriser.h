@@ -50,14 +50,28 @@ private:
 
     void AddFixed(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2);
     void AddInRow(int row, std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2, int sign);
-    void AddCell(int x, int row, std::int64_t cover, std::int64_t area);
+    bool AddInCell(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2);
+    void AddCell(int x, int row, std::int64_t cover, std::int64_t area) {
+        if (cover == 0)
+            return;
+        if (!m_usesGrid)
+            return AddToList(x, row, cover, area);
+        Sums& sums = m_grid[static_cast<std::size_t>(row - m_clip.top) * static_cast<std::size_t>(m_clip.GetWidth()) +
+                            static_cast<std::size_t>(x - m_clip.left)];
+        sums.cover += cover;
+        sums.area += area;
+    }
+    void AddToList(int x, int row, std::int64_t cover, std::int64_t area);
     // Brings the cells into the order of rows and columns.
     void Sort();
     void SortByRow();
     static void SortByColumn(Cell* first, Cell* last);
-    // From now on cells are added up in the grid, from where they come back in order.
+    // From now on cells are added up in the grid, where they are in order.
     void MoveToGrid();
-    void TakeFromGrid();
+    template <class F>
+    void SweepCells(Geometry::WindingOrderMode mode, F&& emit);
+    template <class F>
+    void SweepGrid(Geometry::WindingOrderMode mode, F&& emit);
     std::size_t GetPixelCount() const {
         return static_cast<std::size_t>(m_clip.GetWidth()) * static_cast<std::size_t>(m_clip.GetHeight());
     }
@@ -92,6 +106,14 @@ private:
 
 template <class F>
 void CellRasteriser::Sweep(Geometry::WindingOrderMode mode, F&& emit) {
+    if (m_usesGrid)
+        SweepGrid(mode, emit);
+    else
+        SweepCells(mode, emit);
+}
+
+template <class F>
+void CellRasteriser::SweepCells(Geometry::WindingOrderMode mode, F&& emit) {
     Sort();
     for (int row = m_clip.top; row != m_clip.bottom; ++row) {
         auto const index = static_cast<std::size_t>(row - m_clip.top);
@@ -113,6 +135,31 @@ void CellRasteriser::Sweep(Geometry::WindingOrderMode mode, F&& emit) {
                 if (auto const coverage = GetCoverage(cover << (c_shift + 1), mode); coverage != 0)
                     emit(row, next, stop, coverage);
             }
+        }
+    }
+}
+
+// Emits what SweepCells does with the cells that the grid holds.
+template <class F>
+void CellRasteriser::SweepGrid(Geometry::WindingOrderMode mode, F&& emit) {
+    Sums const* sums = m_grid.data();
+    for (int row = m_clip.top; row != m_clip.bottom; ++row) {
+        std::int64_t cover = 0;
+        for (int x = m_clip.left; x != m_clip.right;) {
+            int const begin = x;
+            for (; x != m_clip.right && sums->cover == 0 && sums->area == 0; ++x)
+                ++sums;
+            if (x != begin && cover != 0) {
+                if (auto const coverage = GetCoverage(cover << (c_shift + 1), mode); coverage != 0)
+                    emit(row, begin, x, coverage);
+            }
+            if (x == m_clip.right)
+                break;
+            cover += sums->cover;
+            if (auto const coverage = GetCoverage((cover << (c_shift + 1)) - sums->area, mode); coverage != 0)
+                emit(row, x, x + 1, coverage);
+            ++sums;
+            ++x;
         }
     }
 }

@@ -9,6 +9,8 @@ namespace {
 
 // Pixels that the edges of a shape may cross for its coverage to be kept; a run of 12 bytes comes from each.
 constexpr double c_mostCrossings = 1 << 17;
+// Areas that are not worth an estimate.
+constexpr double c_fewPixels = 1024;
 // Memory of outlines that is used again, in bytes.
 constexpr std::size_t c_mostMemoryKept = std::size_t{1} << 22;
 
@@ -40,7 +42,9 @@ Shape CoverageMaker::MakeShape(Shape const& outline, RectInt const& area, Geomet
     Shape shape;
     if (outline.empty())
         return shape;
-    double const crossings = EstimateCrossings(outline.polygons, area);
+    // Edges of a small outline leave a cell in about each of its pixels, and it has no more runs than those.
+    double const pixels = static_cast<double>(area.GetWidth()) * area.GetHeight();
+    double const crossings = pixels <= c_fewPixels ? pixels : EstimateCrossings(outline.polygons, area);
     if (crossings + area.GetHeight() > c_mostCrossings) {
         shape.polygons = outline.polygons;
         return shape;

@@ -96,6 +96,7 @@ double GetLength(Polyline const& line) {
 class LineSink final : public Geometry::FlattenSink {
 public:
     LineSink(LineRequest const& request, Polygons& out) : m_request(request), m_out(out) {
+        m_line.points = TakeReusedVector<LinePoint>();
         auto const& style = *request.style.GetLineStyle();
         double weight = style.GetWeightOrZero();
         m_space = request.toPixels;
@@ -122,6 +123,10 @@ public:
             m_toPixels.IsIdentity() ? request.visible : m_toPixels.GetInverse().GetParams().Apply(request.visible);
         m_visible = Grown(seen, m_shape.GetReach() * std::max(1.0, GetLargestPressure()) + 2 / pixelsPerUnit);
     }
+
+    ~LineSink() override { GiveBack(std::move(m_line.points)); }
+    LineSink(LineSink const&) = delete;
+    LineSink& operator=(LineSink const&) = delete;
 
     bool IsUsable() const {
         return m_shape.halfWidth > 0 && std::isfinite(m_shape.halfWidth) && m_shape.tolerance > 0 &&

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/renderer/polygons.h"
+#include "engine/renderer/reused_vector.h"
 #include "platform/renderer/line_style.h"
 
 #include <functional>
@@ -28,7 +29,11 @@ struct StrokeShape {
 // give a dot when caps are round or square (SVG 2, 13.5.4).
 class Stroker {
 public:
-    Stroker(StrokeShape const& shape, Polygons& out) : m_shape(shape), m_out(out) {}
+    Stroker(StrokeShape const& shape, Polygons& out)
+        : m_shape(shape), m_out(out), m_vertices(TakeReusedVector<Vertex>()) {}
+    ~Stroker() { GiveBack(std::move(m_vertices)); }
+    Stroker(Stroker const&) = delete;
+    Stroker& operator=(Stroker const&) = delete;
     void Stroke(Polyline const& line);
 
 private:
