@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/document_file.h"
 
+#include "engine/document/at_spread.h"
 #include "platform/document/compound_command.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
@@ -179,8 +181,8 @@ bool DocumentController::File::SaveMended(std::filesystem::path const& path, Los
 }
 
 // A file with damaged pages is made anew as long as the document needs nothing that is on them. Otherwise they stay as
-// they are, for whoever can restore them, unless they are in the way. The first save looks for them; the others take the
-// time of what changed.
+// they are, for whoever can restore them, unless they are in the way. The first save looks for them; the others take
+// the time of what changed.
 void DocumentController::File::SaveOver(std::filesystem::path const& path, std::function<void()> const& save) {
     bool const looksOver = !std::exchange(isLookedOver, true) && container->GetFileSize() <= c_mostBytesLookedOver;
     if (looksOver && container->HasDamagedPages()) {
@@ -238,15 +240,37 @@ void DocumentController::Save(std::string const& path) {
     RunExclusive([&] { SaveLocked(path); });
 }
 
+// A preview that cannot be shown again ends here.
+template <class F>
+void DocumentController::File::WithoutPreview(DocumentController& controller, F const& work) {
+    auto const preview = controller.m_preview;
+    if (!preview) {
+        work();
+        return;
+    }
+    auto const run = [&](auto const& step) {
+        AtSpread const atSpread(controller, controller.m_previewSpread);
+        preview->ClearAbortFlag();
+        EditJournal::RunOrRollBack(step);
+    };
+    run([&] { preview->UndoAndUpdateCaches(); });
+    controller.m_preview.reset();
+    std::exception_ptr failure;
+    try {
+        work();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    run([&] { preview->RedoAndUpdateCaches(); });
+    controller.m_preview = preview;
+    if (failure != nullptr)
+        std::rethrow_exception(failure);
+}
+
 void DocumentController::SaveLocked(std::string const& path) {
     if (m_file == nullptr)
         m_file = std::make_unique<File>();
-    // What is only shown is not saved. Nobody else sees the document meanwhile.
-    auto const preview = std::exchange(m_preview, nullptr);
-    if (preview)
-        preview->UndoAndUpdateCaches();
-    std::exception_ptr failure;
-    try {
+    File::WithoutPreview(*this, [&] {
         ShareBlocks(*m_history);
         m_file->Gather(*this);
         auto const target = Store::FileSystem::GetNative().Resolve(path);
@@ -254,16 +278,8 @@ void DocumentController::SaveLocked(std::string const& path) {
             m_file->SaveChanges();
         else
             m_file->SaveAs(target);
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    if (preview) {
-        preview->RedoAndUpdateCaches();
-        m_preview = preview;
-    }
-    if (failure != nullptr)
-        std::rethrow_exception(failure);
-    m_changedSinceSave = false;
+        m_changedSinceSave = false;
+    });
 }
 
 namespace {
@@ -366,7 +382,7 @@ Kernel::Counted<DocumentController> DocumentController::Open(std::string const& 
 
 Kernel::Counted<DocumentController> DocumentController::MakeCopy() const {
     Kernel::Counted<DocumentController> copy;
-    RunExclusive([&] {
+    auto const make = [&] {
         File source;
         source.Gather(*this);
         auto const container = m_file ? m_file->container : nullptr;
@@ -379,7 +395,9 @@ Kernel::Counted<DocumentController> DocumentController::MakeCopy() const {
         copy = Load(std::make_unique<File>(), objects, files, 0);
         for (std::size_t i = 0; i != m_history->GetCount(); ++i)
             copy->m_history->m_steps[i].needsValidation = m_history->m_steps[i].needsValidation;
-    });
+    };
+    // Afterwards this document is as before, and no controller is const itself.
+    RunExclusive([&] { File::WithoutPreview(const_cast<DocumentController&>(*this), make); });
     return copy;
 }
 

@@ -43,6 +43,10 @@ struct DocumentController::File {
     Kernel::Counted<DocumentRoot> root = Kernel::MakeCounted<DocumentRoot>();
     Kernel::ObjectGraph graph;
 
+    // Does something with a document while its preview, if one is up, is taken back: what is only shown is neither
+    // saved nor copied. Nobody else sees the document meanwhile.
+    template <class F>
+    static void WithoutPreview(DocumentController& controller, F const& work);
     // Takes over what the controller holds now.
     void Gather(DocumentController const& controller);
     void SaveChanges();

@@ -268,6 +268,37 @@ TEST_P(Laws, AClonedCommandDoesTheSame) {
     EXPECT_EQ(run.controller->GetHash(false), other.controller->GetHash(false));
 }
 
+// Without a clone there is nothing to run: a plug-in is a thing of its process, which a loaded step has not.
+TEST_P(Laws, OnlyTheFiveRasterEffectsRepeat) {
+    static std::set<std::string> const s_repeating{"RasterPluginFilterCommand", "RasterPolarToRectangularCommand",
+                                                   "RasterRectangularToPolarCommand", "RasterSolariseCommand",
+                                                   "RasterWebSafeDitherCommand"};
+    bool const repeats = s_repeating.contains(Example().className);
+    ExampleRun run(Example());
+    EXPECT_EQ(run.command->CanRepeat(), repeats) << "before it has run";
+    run.Do();
+    EXPECT_EQ(run.command->CanRepeat(), repeats);
+    auto const expectRepeat = [](DocumentController& document, bool expected) {
+        auto const before = document.GetHash(true);
+        auto const state = document.GetHash(false);
+        auto const steps = document.GetHistory()->GetCount();
+        EXPECT_EQ(document.RepeatLastCommand(), expected);
+        EXPECT_EQ(document.GetHistory()->GetCount(), steps + (expected ? 1 : 0));
+        if (!expected) {
+            EXPECT_EQ(document.GetHash(true), before);
+            return;
+        }
+        document.Undo();
+        EXPECT_EQ(document.GetHash(false), state);
+        document.Undo();
+    };
+    auto const path = m_folder.Path("done.redraft");
+    run.controller->Save(path);
+    expectRepeat(*run.controller, repeats);
+    bool const staysRepeatable = Example().className != "RasterPluginFilterCommand";
+    expectRepeat(*DocumentController::Open(path, true), repeats && staysRepeatable);
+}
+
 TEST_P(Laws, NotificationsNameTheDocument) {
     ExampleRun run(Example());
     run.Do();

@@ -2,10 +2,12 @@
 #include "tests/lives/chance.h"
 
 #include "frame/example.h"
+#include "platform/kernel/cast.h"
 #include "shell/command_table.h"
 #include "shell/failure.h"
 #include "shell/session.h"
 #include "shell/verbs.h"
+#include "tests/lives/fade_command.h"
 
 #include <stdexcept>
 
@@ -67,7 +69,7 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
     if (info.type == "plug-in")
         return props.plugins.empty() ? std::string("none") : random.Of(props.plugins);
     if (info.type == "record")
-        return "'{\"name\":\"" + Number(random, 1, 3) + "\",\"spreadIndex\":0,\"viewBox\":[0,0,10,10]}'";
+        return "'{\"name\":\"" + Number(random, 1, 1'000'000) + "\",\"spreadIndex\":0,\"viewBox\":[0,0,10,10]}'";
     if (info.type == "symbol")
         return SymbolId(random, document);
     if (info.type == "name")
@@ -85,11 +87,34 @@ std::string Selector(Random& random, DocumentController& document) {
     return text;
 }
 
-std::string Call(Random& random, Props const& props, DocumentController& document, bool isPreview) {
+Shell::CommandEntry const& ChooseCommand(Random& random) {
     auto const& table = Shell::GetCommandTable();
     auto const* entry = &random.Of(table);
     while (entry->forms.empty())
         entry = &random.Of(table);
+    return *entry;
+}
+
+// Mostly on the document's selection: a fade merges only into one of the same.
+std::string Fade(Random& random, DocumentController& document) {
+    auto const line = "fade 0." + Number(random, 1, 9);
+    return random.Chance(70) ? line : line + " --select '" + Selector(random, document) + "'";
+}
+
+bool IsAfterFade(History const& history) {
+    auto const position = history.GetPosition();
+    return position != 0 && position == history.GetCount() &&
+           Kernel::CastPointer<FadeCommand>(history.GetCommand(position - 1).get()) != nullptr;
+}
+
+// Ends a preview, or says how it ends.
+std::string End(Random& random, DocumentController const& document) {
+    return random.Chance(document.GetPreview() ? 50 : 30) ? " --up" : random.Chance(50) ? " --keep" : "";
+}
+
+std::string Call(Random& random, Props const& props, DocumentController& document, Shell::CommandEntry const& called,
+                 bool isPreview) {
+    auto const* const entry = &called;
     std::string line = (isPreview ? "preview " : "do ") + entry->shortName;
     for (auto const& info : random.Of(entry->forms).parameters) {
         if (!info.defaultValue || random.Chance(60))
@@ -99,11 +124,19 @@ std::string Call(Random& random, Props const& props, DocumentController& documen
     if (random.Chance(50))
         line += " --select '" + Selector(random, document) + "'";
     auto const spreads = document.GetDocument()->GetSpreads().size();
-    if (!isPreview && spreads > 1 && random.Chance(25))
+    if (spreads > 1 && random.Chance(25))
         line += " --spread " + std::to_string(random.Below(spreads));
-    if (isPreview && random.Chance(50))
-        line += " --keep";
-    return line;
+    return isPreview ? line + End(random, document) : line;
+}
+
+// Commands show what merging does when they follow others of their class.
+std::string PreviewCall(Random& random, Props const& props, DocumentController& document) {
+    auto const up = document.GetPreview();
+    auto const* const entry = up ? Shell::FindCommand(up->GetObjectClassProperties()->GetName()) : nullptr;
+    if (random.Chance(up && entry == nullptr ? 60 : 15))
+        return "preview " + Fade(random, document) + End(random, document);
+    bool const isSame = entry != nullptr && !entry->forms.empty() && random.Chance(60);
+    return Call(random, props, document, isSame ? *entry : ChooseCommand(random), true);
 }
 
 void ImportDrawing(std::string const& drawing, std::string const& path) {
@@ -140,10 +173,15 @@ void MakeStart(Random& random, Props const& props, std::string const& path) {
 }
 
 std::string ChooseLine(Random& random, Props const& props, DocumentController& document) {
+    if (document.GetPreview() && random.Chance(60))
+        return random.Chance(70) ? PreviewCall(random, props, document) : random.Chance(50) ? "end" : "end --keep";
     auto const percent = random.Below(100);
     auto const steps = document.GetHistory()->GetCount();
+    // A slider sends one after the other.
+    if (random.Chance(IsAfterFade(*document.GetHistory()) ? 40 : 4))
+        return Fade(random, document);
     if (percent < 54 || steps == 0)
-        return Call(random, props, document, false);
+        return Call(random, props, document, ChooseCommand(random), false);
     if (percent < 66)
         return "undo " + Number(random, 1, random.Chance(70) ? 1 : 4);
     if (percent < 76)
@@ -151,9 +189,9 @@ std::string ChooseLine(Random& random, Props const& props, DocumentController& d
     if (percent < 80)
         return "goto " + std::to_string(random.Below(steps + 1));
     if (percent < 88)
-        return "reload";
+        return random.Chance(60) ? "reload" : "reload --merge";
     if (percent < 93)
-        return Call(random, props, document, true);
+        return PreviewCall(random, props, document);
     if (percent < 95)
         return "repeat";
     if (percent < 97)

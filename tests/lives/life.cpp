@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/lives/life.h"
 
+#include "tests/lives/fade_command.h"
 #include "tests/lives/living_document.h"
 
 #include <array>
@@ -34,6 +35,7 @@ void Tell(int pipe, char what, std::string const& text) {
 }
 
 void LiveHere(Conditions const& conditions, std::uint64_t seed, std::vector<std::string> const* lines, int pipe) {
+    FadeCommand::GetTypeClassProperties();
     Random random(seed);
     auto const start = StartPath(conditions, seed);
     MakeStart(random, conditions.props, start);
@@ -146,12 +148,14 @@ Record Shrink(Conditions const& conditions, std::uint64_t seed, Record record) {
     return record;
 }
 
-// A reload is the next call of the program.
+// A reload is the next call of the program; with --merge commands merge in it.
 std::string FormatReport(Conditions const& conditions, std::uint64_t seed, Record const& record) {
     std::string text = "life " + std::to_string(seed) + ": " + *record.fault + "\n  cp " + StartPath(conditions, seed) +
                        " life.redraft\n  redraft run life.redraft - <<'END'\n";
     for (auto const& line : record.lines)
-        text += line == "reload" ? "  END\n  redraft run life.redraft - <<'END'\n" : "  " + line + "\n";
+        text += line.starts_with("reload")
+                    ? "  END\n  redraft run life.redraft -" + line.substr(std::string("reload").size()) + " <<'END'\n"
+                    : "  " + line + "\n";
     return text + "  END\n";
 }
 

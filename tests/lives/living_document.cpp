@@ -7,6 +7,7 @@
 #include "shell/command_table.h"
 #include "shell/selector.h"
 #include "shell/verbs.h"
+#include "tests/lives/fade_command.h"
 
 #include <algorithm>
 
@@ -43,20 +44,65 @@ std::optional<std::string> TakeOption(std::vector<std::string>& words, std::stri
     return value;
 }
 
+bool TakeFlag(std::vector<std::string>& words, std::string const& name) {
+    auto const found = std::find(words.begin(), words.end(), name);
+    if (found == words.end())
+        return false;
+    words.erase(found);
+    return true;
+}
+
+bool MayFade(std::vector<std::string> const& words) { return words.size() == 2 && words.front() == "fade"; }
+
+// The command that the words name, on what `select` selects; empty for none. Throws what reading them throws.
+Kernel::Counted<DocumentCommand> MakeCommand(DocumentController& document, std::vector<std::string> const& words,
+                                             std::string const& select) {
+    auto const given = select.empty() ? Kernel::Counted<Selection const>() : Shell::MakeSelection(document, select);
+    if (MayFade(words))
+        return Kernel::MakeCounted<FadeCommand>(std::stod(words.back()), given);
+    auto const* const entry = Shell::FindCommand(words.empty() ? std::string() : words.front());
+    if (entry == nullptr || entry->forms.empty())
+        return {};
+    Shell::NamedValues values;
+    for (auto word = words.begin() + 1; word != words.end(); ++word)
+        values.emplace(word->substr(0, word->find('=')), word->substr(word->find('=') + 1));
+    return entry->ChooseForm(values).make(values, {document, given ? given : document.GetCurrentSelection()});
+}
+
+std::size_t IndexOf(DocumentController const& document, SpreadNode const& spread) {
+    auto const spreads = document.GetDocument()->GetSpreads();
+    return static_cast<std::size_t>(
+        std::find_if(spreads.begin(), spreads.end(), [&](auto const& each) { return each.get() == &spread; }) -
+        spreads.begin());
+}
+
+// Runs what may be refused: true when it was not.
+template <class F>
+bool Accepts(F const& call) {
+    try {
+        return call();
+    } catch (Shell::ValueError const&) {
+    } catch (Shell::Failure const&) {
+    } catch (Kernel::Exception const&) {
+    }
+    return false;
+}
+
 } // namespace
 
 LivingDocument::LivingDocument(std::string startPath, std::string folder, bool checksPictures)
     : m_start(std::move(startPath)), m_folder(std::move(folder)), m_checksPictures(checksPictures) {
-    Attach(DocumentController::Open(m_start, true));
+    Attach(DocumentController::Open(m_start, true), false);
     auto const position = m_controller->GetHistory()->GetPosition();
     m_states.resize(position + 1);
     m_states[position] = State{m_controller->GetHash(false), std::nullopt};
     ComparePicture();
 }
 
-void LivingDocument::Attach(Kernel::Counted<DocumentController> controller) {
+void LivingDocument::Attach(Kernel::Counted<DocumentController> controller, bool merges) {
     m_controller = std::move(controller);
-    m_controller->SetMergingEnabled(false);
+    m_controller->SetClock(&m_clock);
+    m_controller->SetMergingEnabled(merges);
     m_controller->SetDirectDelivery(true);
     m_session = std::make_unique<Shell::Session>(false);
     m_session->SetDocument(m_controller, m_folder + "/life.redraft");
@@ -69,39 +115,86 @@ LivingDocument::Moment LivingDocument::Look() const {
             m_controller->GetCurrentSpread()->GetId()};
 }
 
+LivingDocument::Moment LivingDocument::LookBehindPreview() const {
+    if (!m_behind)
+        return Look();
+    auto moment = *m_behind;
+    moment.spread = m_controller->GetCurrentSpread()->GetId();
+    return moment;
+}
+
 void LivingDocument::Run(std::string const& line) {
-    auto words = Shell::SplitLine(line);
+    auto const words = Shell::SplitLine(line);
     if (words.empty())
         return;
     m_ran.clear();
-    auto const before = Look();
-    auto const verb = words.front();
-    bool const isMove = verb == "undo" || verb == "redo" || verb == "goto";
-    if (verb == "reload") {
-        Reload();
-    } else if (verb == "elsewhere") {
-        RunElsewhere();
-        ExpectNothingHappened(before, "a command on another document");
-    } else if (verb == "record") {
-        m_controller->StartMacroRecording("lived");
-    } else {
-        auto const outcome = verb == "preview"  ? Preview({words.begin() + 1, words.end()})
-                             : verb == "repeat" ? Repeat()
-                             : verb == "play"   ? Play()
-                                                : RunVerb(words);
-        if (isMove)
-            LearnFromMove(before);
-        else if (outcome == Outcome::Refused)
-            ExpectNothingHappened(before, "a line that was refused");
-        else
-            LearnFromCommand(before);
-        if (outcome == Outcome::Ran && (verb == "do" || verb == "preview") && words.size() > 1) {
-            auto const* const entry = Shell::FindCommand(words[1]);
-            m_ran = entry == nullptr ? std::string() : entry->className;
-        }
+    auto const shown = Look();
+    auto before = LookBehindPreview();
+    auto const& verb = words.front();
+    auto const outcome = RunLine(words);
+    // A preview may be on a spread that the user has gone to for it.
+    if (verb == "preview")
+        before.spread = m_controller->GetCurrentSpread()->GetId();
+    bool const isUp = m_controller->GetPreview() != nullptr;
+    if (isUp && (outcome == Outcome::Refused || verb != "preview"))
+        ExpectNothingHappened(shown, "a line that left the preview up");
+    else if (isUp)
+        m_behind->spread = m_controller->GetCurrentSpread()->GetId();
+    else if (verb == "undo" || verb == "redo" || verb == "goto")
+        LearnFromMove(before);
+    else if (outcome == Outcome::Refused)
+        ExpectNothingHappened(before, "a line that was refused");
+    else
+        LearnFromCommand(before);
+    if (!isUp)
+        m_behind.reset();
+    if (outcome == Outcome::Ran && (verb == "do" || verb == "preview") && words.size() > 1) {
+        auto const* const entry = Shell::FindCommand(words[1]);
+        m_ran = entry == nullptr ? std::string() : entry->className;
     }
     m_controller->GetDocument()->CheckInvariants();
     ComparePicture();
+}
+
+// What became of the line is for the caller to judge.
+LivingDocument::Outcome LivingDocument::RunLine(std::vector<std::string> const& words) {
+    auto const& verb = words.front();
+    if (verb == "reload")
+        Reload(std::find(words.begin(), words.end(), "--merge") != words.end());
+    else if (verb == "elsewhere")
+        RunElsewhere();
+    else if (verb == "record")
+        m_controller->StartMacroRecording("lived");
+    else if (verb == "preview")
+        return Preview({words.begin() + 1, words.end()});
+    else if (verb == "end")
+        return EndPreview(words.size() > 1);
+    else if (verb == "repeat")
+        return Repeat();
+    else if (verb == "play")
+        return Play();
+    else if (verb == "fade")
+        return RunHere(words);
+    else if (verb == "do" && m_controller->GetPreview())
+        return RunHere({words.begin() + 1, words.end()});
+    else
+        return RunVerb(words);
+    return Outcome::Refused;
+}
+
+// A command as a program with a preview up runs it. Those that leave the preview up would change what lies under it.
+LivingDocument::Outcome LivingDocument::RunHere(std::vector<std::string> words) {
+    auto const select = TakeOption(words, "--select").value_or("");
+    TakeOption(words, "--spread");
+    return Accepts([&] {
+        auto const command = MakeCommand(*m_controller, words, select);
+        if (!command || !command->ClearsPreviewCommands())
+            return false;
+        m_controller->Run(command);
+        return true;
+    })
+               ? Outcome::Ran
+               : Outcome::Refused;
 }
 
 LivingDocument::Outcome LivingDocument::RunVerb(std::vector<std::string> const& words) {
@@ -117,37 +210,65 @@ LivingDocument::Outcome LivingDocument::RunVerb(std::vector<std::string> const& 
     }
 }
 
+// A preview that cannot be shown leaves the document without one.
 LivingDocument::Outcome LivingDocument::Preview(std::vector<std::string> words) {
-    auto const select = TakeOption(words, "--select");
-    auto const keep = std::find(words.begin(), words.end(), "--keep");
-    bool const isKept = keep != words.end();
-    if (isKept)
-        words.erase(keep);
-    auto const before = Look();
-    try {
-        auto const* const entry = Shell::FindCommand(words.empty() ? std::string() : words.front());
-        if (entry == nullptr || entry->forms.empty())
-            return Outcome::Refused;
-        Shell::NamedValues values;
-        for (auto word = words.begin() + 1; word != words.end(); ++word)
-            values.emplace(word->substr(0, word->find('=')), word->substr(word->find('=') + 1));
-        auto const selection =
-            select ? Shell::MakeSelection(*m_controller, *select) : m_controller->GetCurrentSelection();
-        auto const command = entry->ChooseForm(values).make(values, {*m_controller, selection});
+    auto const select = TakeOption(words, "--select").value_or("");
+    auto const spread = TakeOption(words, "--spread");
+    bool const isKept = TakeFlag(words, "--keep"), staysUp = TakeFlag(words, "--up");
+    auto const behind = LookBehindPreview();
+    auto const wholeBehind = m_behind ? m_wholeBehind : m_controller->GetHash(true);
+    auto const users = m_controller->GetCurrentSpread();
+    auto const isUp = m_behind.has_value();
+    Kernel::Counted<DocumentCommand> command;
+    bool const isMade = Accepts([&] {
+        if (spread)
+            m_controller->SetCurrentSpread(Shell::FindSpread(*m_controller, *spread));
+        command = MakeCommand(*m_controller, words, select);
         // Commands that only do have nothing that takes them back.
-        if (!command->ShouldStackForUndo() && !command->MakesDOMDirty())
-            return Outcome::Refused;
-        m_controller->RunPreview(command);
-        m_controller->EndPreview(isKept);
-    } catch (Shell::ValueError const&) {
-        return Outcome::Refused;
-    } catch (Shell::Failure const&) {
-        return Outcome::Refused;
-    } catch (Kernel::Exception const&) {
+        return command && (command->ShouldStackForUndo() || command->MakesDOMDirty());
+    });
+    bool const isShown = isMade && Accepts([&] {
+                             m_controller->RunPreview(command);
+                             return true;
+                         });
+    if (!isShown) {
+        m_controller->SetCurrentSpread(users);
         return Outcome::Refused;
     }
-    if (!isKept)
-        ExpectNothingHappened(before, "a preview that was taken back");
+    m_behind = behind;
+    m_wholeBehind = wholeBehind;
+    if (isUp)
+        ComparePreviewWithCopy(words, select, m_controller->GetPreview() != command);
+    return staysUp ? Outcome::Ran : EndPreview(isKept);
+}
+
+// A copy of the document shows no preview. A preview that has taken over the words' command shows what that would show
+// alone. (Commands that make nodes are never taken over, and so even the ids of all nodes are the same.)
+void LivingDocument::ComparePreviewWithCopy(std::vector<std::string> const& words, std::string const& select,
+                                            bool isTakenOver) const {
+    auto const copy = m_controller->MakeCopy();
+    if (copy->GetHash(false) != m_behind->hash)
+        throw Fault("a copy is not exact: of a document with a preview");
+    if (!isTakenOver)
+        return;
+    auto const index = IndexOf(*m_controller, *m_controller->GetCurrentSpread());
+    copy->SetCurrentSpread(copy->GetDocument()->GetSpreads()[index]);
+    if (!Accepts([&] {
+            copy->RunPreview(MakeCommand(*copy, words, select));
+            return true;
+        }))
+        throw Fault("a preview is refused: where it is the only one");
+    if (copy->GetHash(false) != m_controller->GetHash(false))
+        throw Fault("a preview shows something else: that has taken over a newer one");
+}
+
+LivingDocument::Outcome LivingDocument::EndPreview(bool isKept) {
+    if (!m_behind)
+        return Outcome::Refused;
+    auto const shown = m_controller->GetHash(false);
+    m_controller->EndPreview(isKept);
+    if (isKept && m_controller->GetHash(false) != shown)
+        throw Fault("the document changed: by keeping a preview");
     return isKept ? Outcome::Ran : Outcome::Refused;
 }
 
@@ -171,16 +292,17 @@ LivingDocument::Outcome LivingDocument::Play() {
     }
 }
 
-void LivingDocument::Reload() {
+void LivingDocument::Reload(bool merges) {
     auto const path = m_folder + "/life.redraft";
-    auto const before = Look();
-    auto const whole = m_controller->GetHash(true);
+    auto const shown = Look();
+    auto const behind = LookBehindPreview();
+    auto const whole = m_behind ? m_wholeBehind : m_controller->GetHash(true);
     m_controller->Save(path);
-    ExpectNothingHappened(before, "a save");
+    ExpectNothingHappened(shown, "a save");
     m_session.reset();
     m_controller.reset();
-    Attach(DocumentController::Open(path, true));
-    ExpectNothingHappened(before, "saving and reloading");
+    Attach(DocumentController::Open(path, true), merges);
+    ExpectNothingHappened(behind, "saving and reloading");
     if (m_controller->GetHash(true) != whole)
         throw Fault("the history changed: by saving and reloading");
     m_controller->CheckStoredValues();
@@ -213,16 +335,16 @@ void LivingDocument::RunElsewhere() {
         throw Fault("redo is not exact: of a clone on another document");
 }
 
-void LivingDocument::ExpectNothingHappened(Moment const& before, char const* when) const {
+void LivingDocument::ExpectNothingHappened(Moment const& before, std::string const& when) const {
     auto const now = Look();
     if (now.hash != before.hash)
-        throw Fault(std::string("the document changed: by ") + when);
+        throw Fault("the document changed: by " + when);
     if (now.position != before.position || now.count != before.count)
-        throw Fault(std::string("the history changed: by ") + when);
+        throw Fault("the history changed: by " + when);
     if (now.selection != before.selection)
-        throw Fault(std::string("the selection changed: by ") + when);
+        throw Fault("the selection changed: by " + when);
     if (now.spread != before.spread)
-        throw Fault(std::string("the current spread changed: by ") + when);
+        throw Fault("the current spread changed: by " + when);
 }
 
 void LivingDocument::ExpectState(std::size_t position, DocumentHash const& hash) {
@@ -258,13 +380,18 @@ void LivingDocument::LearnFromCommand(Moment const& before) {
         throw Fault("the history changed: by a command that is no step");
     if (now.hash == before.hash)
         return;
+    // The newest step took the command over. Where it ends is another state now, and where it began is the same.
+    if (m_controller->GetLastResult().merged) {
+        m_states[now.position] = State{now.hash, std::nullopt};
+        return;
+    }
     // A change outside the history stays when steps are undone, so that no other state is known any more.
     std::fill(m_states.begin(), m_states.end(), std::nullopt);
     m_states[now.position] = State{now.hash, std::nullopt};
 }
 
 void LivingDocument::ComparePicture() {
-    if (!m_checksPictures)
+    if (!m_checksPictures || m_behind)
         return;
     auto& known = m_states.at(m_controller->GetHistory()->GetPosition());
     if (!known)

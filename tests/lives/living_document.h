@@ -26,8 +26,12 @@ private:
 // A document that lives through lines of a script, each of which is checked against all that is known of its states.
 //
 // Lines are those of `redraft run`, and a few of a program that works on the document for longer:
-//   reload                        saves the document and goes on with what was saved
-//   preview COMMAND ... [--keep]  shows a command and takes it back, or keeps it
+//   reload [--merge]              saves the document and goes on with what was saved; newer commands may merge into
+//                                 older ones from then on, or no more
+//   fade OPACITY                  a command that a newer one of its class merges into
+//   preview COMMAND ... [--keep]  shows a command and takes it back, or keeps it; with --up it stays up until a line
+//                                 ends it, shows another one in its place, or saves the document without it
+//   end [--keep]                  takes the preview back that is up, or keeps it
 //   repeat                        the newest step again
 //   elsewhere                     a clone of the newest step on another document, done, undone and redone there
 //   record, play                  a macro of what runs in between
@@ -56,16 +60,28 @@ private:
         NodeId spread = 0;
     };
     enum class Outcome { Ran, Refused };
+    // The time stands still: whether commands merge must not depend on how fast a life goes.
+    class Clock final : public DomainClock {
+    public:
+        std::int64_t GetMilliseconds() const override { return 0; }
+    };
 
     Moment Look() const;
-    void Attach(Kernel::Counted<DocumentController> controller);
+    // The same as it will be when the preview that is up has been taken back.
+    Moment LookBehindPreview() const;
+    void Attach(Kernel::Counted<DocumentController> controller, bool merges);
+    Outcome RunLine(std::vector<std::string> const& words);
     Outcome RunVerb(std::vector<std::string> const& words);
+    Outcome RunHere(std::vector<std::string> words);
     Outcome Preview(std::vector<std::string> words);
+    Outcome EndPreview(bool isKept);
+    void ComparePreviewWithCopy(std::vector<std::string> const& words, std::string const& select,
+                                bool isTakenOver) const;
     Outcome Repeat();
     Outcome Play();
-    void Reload();
+    void Reload(bool merges);
     void RunElsewhere();
-    void ExpectNothingHappened(Moment const& before, char const* when) const;
+    void ExpectNothingHappened(Moment const& before, std::string const& when) const;
     void LearnFromMove(Moment const& before);
     void LearnFromCommand(Moment const& before);
     void ExpectState(std::size_t position, DocumentHash const& hash);
@@ -74,8 +90,12 @@ private:
 
     std::string m_start, m_folder;
     bool m_checksPictures;
+    Clock m_clock;
     Kernel::Counted<DocumentController> m_controller;
     std::unique_ptr<Shell::Session> m_session;
+    // While a preview is up: the document without it, and the hash with the history.
+    std::optional<Moment> m_behind;
+    DocumentHash m_wholeBehind{};
     // By position in the history; empty where the state is not known.
     std::vector<std::optional<State>> m_states;
     std::string m_ran;

@@ -39,6 +39,28 @@ Kernel::Counted<SetFlags> GetSet(DocumentController const& document, std::size_t
     return Kernel::Cast<SetFlags>(document.GetHistory()->GetCommand(index));
 }
 
+// Notes which spread is current whenever it works.
+class SpreadWatching final : public SetFlags {
+public:
+    using SetFlags::SetFlags;
+    void Do() override {
+        SetFlags::Do();
+        See();
+    }
+    void Undo() override {
+        SetFlags::Undo();
+        See();
+    }
+    void Redo() override {
+        SetFlags::Redo();
+        See();
+    }
+    std::vector<NodeId> seen;
+
+private:
+    void See() { seen.push_back(GetDocumentController()->GetCurrentSpread()->GetId()); }
+};
+
 // Stands in history where its replacement ought to.
 class Outdated final : public DocumentCommand {
 public:
@@ -472,4 +494,37 @@ TEST_F(DocumentFile, SavingWorksWhileTheDomainThreadRuns) {
     auto const copy = DocumentController::Open(Path("copy.redraft"), true);
     EXPECT_EQ(copy->GetHash(true), hash);
     EXPECT_EQ(copy->GetHistory()->GetCount(), 500u);
+}
+
+TEST_F(DocumentFile, APreviewIsNeitherSavedNorCopiedAndStaysUp) {
+    auto const document = MakeDocument(2);
+    auto const preview = Kernel::MakeCounted<SpreadWatching>(5);
+    document->RunPreview(preview);
+    auto const shown = document->GetHash(false);
+    auto const spreads = document->GetDocument()->GetSpreads();
+    document->SetCurrentSpread(spreads[1]);
+    auto const copy = document->MakeCopy();
+    EXPECT_EQ(copy->GetScaleOverrideFlags(true), 0);
+    EXPECT_EQ(copy->GetCurrentSpread()->GetId(), spreads[1]->GetId()) << "the user's";
+    EXPECT_FALSE(copy->GetPreview());
+    document->Save(Path("saved.redraft"));
+    auto const reopened = DocumentController::Open(Path("saved.redraft"), true);
+    EXPECT_EQ(reopened->GetScaleOverrideFlags(true), 0);
+    EXPECT_EQ(reopened->GetCurrentSpread()->GetId(), spreads[1]->GetId());
+    EXPECT_EQ(document->GetHash(false), shown);
+    EXPECT_EQ(document->GetPreview(), Kernel::Counted<DocumentCommand>(preview));
+    EXPECT_EQ(document->GetCurrentSpread(), spreads[1]);
+    EXPECT_EQ(preview->seen, std::vector<NodeId>(5, spreads[0]->GetId()))
+        << "it is taken back and shown again on the spread that it was shown on";
+}
+
+TEST_F(DocumentFile, ASaveThatCannotTakeAPreviewBackFailsAndLeavesItUp) {
+    auto const document = MakeDocument();
+    auto const preview = MakeSet(5);
+    document->RunPreview(preview);
+    preview->failUndo = true;
+    EXPECT_THROW(document->Save(Path("saved.redraft")), Kernel::Exception);
+    EXPECT_FALSE(std::filesystem::exists(Path("saved.redraft")));
+    EXPECT_EQ(document->GetPreview(), Kernel::Counted<DocumentCommand>(preview));
+    EXPECT_EQ(document->GetScaleOverrideFlags(true), 5);
 }
