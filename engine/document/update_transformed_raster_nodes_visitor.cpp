@@ -61,8 +61,7 @@ int FindLevel(Raster::AffineTransform::Params const& t, int levels) {
 
 } // namespace
 
-UpdateTransformedRasterNodesVisitor::UpdateTransformedRasterNodesVisitor(Kernel::Counted<DocumentController> controller)
-    : m_controller(std::move(controller)) {
+UpdateTransformedRasterNodesVisitor::UpdateTransformedRasterNodesVisitor(Kernel::Counted<DocumentController> const&) {
     AppendTranslator(std::make_unique<TerminatingTranslatorT<UpdateTransformedRasterNodesVisitor, RasterNode>>());
 }
 

@@ -299,6 +299,22 @@ TEST_P(Laws, OnlyTheFiveRasterEffectsRepeat) {
     expectRepeat(*DocumentController::Open(path, true), repeats && staysRepeatable);
 }
 
+// What a command keeps must not keep its document, which keeps the command.
+TEST_P(Laws, ADocumentEndsWithItsLastHolder) {
+    for (bool const isPreview : {false, true}) {
+        SCOPED_TRACE(isPreview ? "as a preview" : "as a command");
+        ExampleRun run(Example());
+        if (isPreview)
+            run.controller->RunPreview(run.command);
+        else
+            run.Do();
+        Kernel::Weak<DocumentController> const document(run.controller);
+        run.command.reset();
+        run.controller.reset();
+        EXPECT_TRUE(document.IsExpired());
+    }
+}
+
 TEST_P(Laws, NotificationsNameTheDocument) {
     ExampleRun run(Example());
     run.Do();

@@ -11,14 +11,12 @@
 class REDRAFT_ENGINE UpdateTransformedRasterNodesVisitor final : public VisitorT<UpdateTransformedRasterNodesVisitor>,
                                                                  public virtual Kernel::Countable {
 public:
-    explicit UpdateTransformedRasterNodesVisitor(Kernel::Counted<DocumentController> controller);
+    // The document is not kept: a command keeps its visitor, and the document may keep the command.
+    explicit UpdateTransformedRasterNodesVisitor(Kernel::Counted<DocumentController> const& document);
     ~UpdateTransformedRasterNodesVisitor() override;
 
     // Offers an object, which may be empty, to the translators. True when one took it. DamagedDataException, by the
     // layer's name, when its pixels cannot be read.
     bool Visit(Kernel::NonCounted<Kernel::Countable> object) { return Translate(object); }
     void Receive(Kernel::NonCounted<RasterNode> layer);
-
-private:
-    Kernel::Counted<DocumentController> m_controller;
 };
