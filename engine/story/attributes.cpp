@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/story/attributes.h"
 
+#include "platform/kernel/cast.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hash_accumulator.h"
+#include "platform/renderer/fill_descriptor.h"
+#include "platform/renderer/line_style.h"
 
 #include <algorithm>
 #include <cmath>
@@ -78,6 +81,20 @@ void SaveSet(Kernel::OutSerialiser& out, Kernel::IDTag keys, Kernel::IDTag value
     }
     Kernel::SaveValue(out, keys, setKeys);
     Kernel::SaveValue(out, values, setValues);
+}
+
+// Whether an object is what the attribute holds. Others may lead back to the story that has the attributes, whose hash
+// would never end.
+template <class T>
+bool Is(Kernel::Serialisable const* object) {
+    return object == nullptr || Kernel::CastPointer<T const>(object) != nullptr;
+}
+bool IsOfKind(GlyphAtt::Object att, Kernel::Serialisable const* object) {
+    return att == GlyphAtt::Object::LineStyle ? Is<Renderer::LineStyleDescriptor>(object)
+                                              : Is<Renderer::FillDescriptor>(object);
+}
+bool IsOfKind(ParagraphAtt::Object att, Kernel::Serialisable const* object) {
+    return att == ParagraphAtt::Object::TabStops && Is<TabStops>(object);
 }
 
 // Keys that this version does not know are left out.
@@ -216,8 +233,10 @@ bool AttSet<Att>::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsig
     LoadSet<Kernel::String>(in, "StrK", "StrV", c_count<String>, [&](std::uint8_t key, Kernel::String value) {
         Set(static_cast<String>(key), std::move(value));
     });
-    LoadSet<ObjectRef>(in, "ObjK", "ObjV", c_count<Object>,
-                       [&](std::uint8_t key, ObjectRef value) { Set(static_cast<Object>(key), std::move(value)); });
+    LoadSet<ObjectRef>(in, "ObjK", "ObjV", c_count<Object>, [&](std::uint8_t key, ObjectRef value) {
+        if (IsOfKind(static_cast<Object>(key), value.get()))
+            Set(static_cast<Object>(key), std::move(value));
+    });
     return true;
 }
 

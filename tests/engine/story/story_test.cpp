@@ -239,6 +239,21 @@ TEST(StoryPersistence, WhatIsLoadedIsWhatWasSaved) {
     EXPECT_EQ(loaded->GetGlyph(3)->Expand(), story->GetGlyph(3)->Expand());
 }
 
+// A forged file may have any object in the attributes, and one that leads back to the story would never be hashed.
+TEST(StoryPersistence, AttributesOfAnotherClassAreLeftOut) {
+    auto const story = MakeStory(U"one\ntwo");
+    auto const stranger = MakeStory(U"other");
+    story->FormatText({0, 2}, *MakeDelta(GlyphAtt::Object::Fill, stranger));
+    story->FormatText({0, 2}, *MakeDelta(GlyphAtt::Object::LineStyle, stranger));
+    story->FormatText({0, 2}, *MakeDelta(ParagraphAtt::Object::TabStops, stranger));
+    ASSERT_TRUE(story->GetGlyphAtts(0)->IsSet(GlyphAtt::Object::Fill));
+    auto const loaded = SaveAndLoad(*story);
+    ASSERT_TRUE(loaded);
+    EXPECT_FALSE(loaded->GetGlyphAtts(0)->IsSet(GlyphAtt::Object::Fill));
+    EXPECT_FALSE(loaded->GetGlyphAtts(0)->IsSet(GlyphAtt::Object::LineStyle));
+    EXPECT_FALSE(loaded->GetParagraph(0)->GetAtts()->IsSet(ParagraphAtt::Object::TabStops));
+}
+
 // Edits after a reload meet the attributes that were loaded: equal ones are one object again.
 TEST(StoryPersistence, EditsGoOnAfterAReloadAsIfThereHadBeenNone) {
     auto const story = MakeStory(U"one\ntwo");
