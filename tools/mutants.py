@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Breaks the library one place at a time and asks the tests whether they notice.
 
-Each mutant changes one condition, call, tag or constant of a source under src/. It is built in a copy of the tree, and
-the tests that touch the file run until one fails. A mutant that all tests pass survives: either it changes nothing that
+Each mutant changes one condition, call, tag or constant of a source under src/ or engine/. It is built in a copy of the
+tree, and the tests that touch the file run, the quickest first, until one fails. A mutant that all tests pass survives: either it changes nothing that
 anybody can see, or a test is missing. Survivors are printed, and kept with all results in build/mutants/results.txt.
 
     tools/mutants.py                             all of src/, in an order by chance
@@ -16,20 +16,28 @@ printed, and why.
 """
 
 import argparse
+import os
 import pathlib
 import random
 import re
 import shutil
 import subprocess
 import sys
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build" / "mutants" / "tree"
 RESULTS = ROOT / "build" / "mutants" / "results.txt"
 EQUIVALENT = ROOT / "tools" / "mutants_equivalent.txt"
 TEST_SECONDS = 900
-# Beside the laws, the programs that test a chapter.
-CHAPTER_TESTS = {"frame": ["test-frame"], "shapes": ["test-shapes"], "raster": ["test-raster-commands"]}
+# Beside the laws, the programs that test a chapter, or a folder of the engine.
+CHAPTER_TESTS = {"frame": ["test-frame"], "shapes": ["test-shapes"], "raster": ["test-raster-commands"],
+                 "document": ["test-document", "test-frame"]}
+# A mutant touches one source and one shared library: sources are compiled one by one, and programs are not linked again
+# when only a library has changed.
+CONFIGURE = ["cmake", "--preset", "dev", "-DREDRAFT_BATCHES=0", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"]
+# Programs stop at their first failure.
+TEST_ENVIRONMENT = {**os.environ, "GTEST_FAIL_FAST": "1", "FREI0R_PATH": "build/dev/tests/plugins"}
 
 
 class Mutant:
@@ -114,7 +122,7 @@ def prepare():
         if source.is_file() and not (target.is_file() and target.read_bytes() == source.read_bytes()):
             target.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(source, target)
-    for command in (["cmake", "--preset", "dev"], ["ninja", "-C", "build/dev", *all_programs()]):
+    for command in (CONFIGURE, ["ninja", "-C", "build/dev", *all_programs()]):
         done = run(command, cwd=COPY)
         if done.returncode != 0:
             sys.exit(done.stdout.decode()[-3000:])
@@ -125,15 +133,17 @@ def all_programs():
 
 
 def list_tests(path):
-    """The calls that must notice, the quickest first."""
-    chapter = path.parts[1]
+    """The calls that must notice, the quickest first: the laws of all classes come last."""
+    chapter = path.parts[-2]
     classes = re.findall(r"\bclass (\w+Command)\b", (COPY / path).with_suffix(".h").read_text()) \
         if (COPY / path).with_suffix(".h").is_file() else []
-    own = ["--gtest_filter=" + ":".join(f"*{name}*" for name in classes)] if classes else []
-    calls = [["test-laws", *own]]
+    own = ["--gtest_filter=" + ":".join(f"*{name}*" for name in classes)]
+    calls = [["test-laws", *own]] if classes else []
     calls += [[name] for name in CHAPTER_TESTS.get(chapter, [])]
     calls.append(["lives", "--lives", "60", "--folder", "lives", "--picture",
                   str(COPY / "tests/engine/story/pictures/greek.png")])
+    if not classes:
+        calls.append(["test-laws"])
     return calls
 
 
@@ -149,7 +159,8 @@ def judge(mutant):
             return "does not build"
         for call in calls:
             try:
-                done = run([f"build/dev/tests/{call[0]}", *call[1:]], cwd=COPY, timeout=TEST_SECONDS)
+                done = run([f"build/dev/tests/{call[0]}", *call[1:]], cwd=COPY, timeout=TEST_SECONDS,
+                           env=TEST_ENVIRONMENT)
             except subprocess.TimeoutExpired:
                 return f"{call[0]}: endless"
             if done.returncode != 0:
@@ -168,7 +179,7 @@ def read_equivalent():
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--files", nargs="*", help="sources under src/, from the root of the tree")
+    parser.add_argument("--files", nargs="*", help="sources, from the root of the tree")
     parser.add_argument("--count", type=int, default=0, help="how many mutants, chosen by chance (all)")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--list", action="store_true", help="only says what would be tried")
@@ -192,10 +203,11 @@ def main():
     survivors = broken = 0
     with RESULTS.open("a") as results:
         for mutant in mutants:
+            start = time.monotonic()
             noticed = judge(mutant)
             survivors += noticed is None
             broken += noticed == "does not build"
-            line = f"{'SURVIVED' if noticed is None else noticed}: {mutant}"
+            line = f"{'SURVIVED' if noticed is None else noticed}: {mutant} ({time.monotonic() - start:.0f} s)"
             print(line, flush=True)
             results.write(line + "\n")
             results.flush()
