@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/geometry/curve_intersection_graph.h"
 
+#include "engine/geometry/planar_map/aside.h"
 #include "engine/geometry/planar_map/implementation.h"
 #include "engine/geometry/planar_map/outlines.h"
 
 #include <new>
+#include <optional>
 
 namespace Geometry {
 
@@ -82,8 +84,7 @@ private:
 };
 
 // The rings of each label, outer ones before holes, in the order in which the labels were met first.
-std::vector<std::vector<OutlineTracer::Ring>> GroupByLabel(std::vector<OutlineTracer::Ring> rings, std::size_t labels,
-                                                           Monitor& monitor) {
+std::vector<std::vector<OutlineTracer::Ring>> GroupByLabel(std::vector<OutlineTracer::Ring> rings, std::size_t labels) {
     std::vector<std::uint32_t> groupOf(labels, c_noIndex);
     std::vector<std::vector<OutlineTracer::Ring>> groups;
     for (OutlineTracer::Ring& ring : rings) {
@@ -92,7 +93,6 @@ std::vector<std::vector<OutlineTracer::Ring>> GroupByLabel(std::vector<OutlineTr
             groups.emplace_back();
         }
         groups[groupOf[ring.label]].push_back(std::move(ring));
-        monitor.Tick();
     }
     for (auto& group : groups)
         std::stable_partition(group.begin(), group.end(), [](auto const& ring) { return ring.area > 0; });
@@ -101,6 +101,12 @@ std::vector<std::vector<OutlineTracer::Ring>> GroupByLabel(std::vector<OutlineTr
 
 } // namespace
 
+// Pieces on their way to a result.
+struct CurveIntersectionGraph::Implementation::Division {
+    std::optional<OutlineTracer> tracer;
+    std::vector<std::vector<OutlineTracer::Ring>> groups;
+};
+
 CurveIntersectionGraph::ProgressReporter::~ProgressReporter() = default;
 
 CurveIntersectionGraph::CurveIntersectionGraph(std::unique_ptr<Implementation> implementation)
@@ -108,28 +114,53 @@ CurveIntersectionGraph::CurveIntersectionGraph(std::unique_ptr<Implementation> i
 
 CurveIntersectionGraph::~CurveIntersectionGraph() = default;
 
+// A map as far as it has come.
+struct CurveIntersectionGraph::Implementation::Work {
+    std::optional<CurveNet> net;
+    std::optional<FlattenedNet> flattened;
+    std::optional<FaceMap> faces;
+    std::optional<Coverage> coverage;
+};
+
 CurveIntersectionGraph::Result
 CurveIntersectionGraph::Implementation::AddMap(std::vector<std::uint32_t> const& contours, CoverageRules const& rules,
                                                bool refineCrossings, Monitor& monitor) {
+    auto work = std::make_unique<Work>();
+    try {
+        return AddMap(*work, contours, rules, refineCrossings, monitor);
+    } catch (Kernel::AbortException const&) {
+        ReleaseAside(std::move(work));
+        throw;
+    }
+}
+
+CurveIntersectionGraph::Result
+CurveIntersectionGraph::Implementation::AddMap(Work& work, std::vector<std::uint32_t> const& contours,
+                                               CoverageRules const& rules, bool refineCrossings, Monitor& monitor) {
     monitor.SetStep(0, 0.15f);
-    CurveNet net(source, contours, monitor);
+    CurveNet& net = work.net.emplace(source, contours, monitor);
     if (net.contours.empty())
         return Result::Success;
     Noding noding;
     std::size_t unresolvedPairs = 0;
     {
         monitor.SetStep(0.15f, 0.45f);
-        FlattenedNet const flattened(net, monitor);
-        if (flattened.IsTooComplex())
+        auto& flattened = work.flattened;
+        if (!LooksCrossed(net, monitor))
+            flattened.emplace(net, monitor, FlattenedNet::Sketch());
+        if (!flattened || flattened->MayCross())
+            flattened.emplace(net, monitor);
+        if (flattened->IsTooComplex())
             return Result::TooComplex;
-        unresolvedPairs = flattened.GetSpentPairs();
+        unresolvedPairs = flattened->GetSpentPairs();
         monitor.SetStep(0.45f, 0.6f);
-        noding = Node(flattened, monitor);
+        noding = Node(*flattened, monitor);
+        flattened.reset();
     }
     monitor.SetStep(0.6f, 0.8f);
-    FaceMap faces(std::move(noding), monitor);
+    FaceMap& faces = work.faces.emplace(std::move(noding), monitor);
     monitor.SetStep(0.8f, 0.9f);
-    Coverage coverage(faces, net, rules, monitor);
+    Coverage& coverage = work.coverage.emplace(faces, net, rules, monitor);
     if (!coverage.consistent)
         return Result::Inconsistent;
     monitor.SetStep(0.9f, 1);
@@ -171,6 +202,9 @@ CurveIntersectionGraph::Create(std::vector<Input> const& inputs, BoolOpMethod me
             return {nullptr, Result::NoCurves};
     } catch (std::bad_alloc const&) {
         return {nullptr, Result::TooComplex};
+    } catch (Kernel::AbortException const&) {
+        ReleaseAside(std::move(implementation));
+        throw;
     }
     auto graph = Kernel::MakeCounted<CurveIntersectionGraph>(std::move(implementation));
     graph->PrepareShapeBuilder();
@@ -183,6 +217,18 @@ bool CurveIntersectionGraph::Divide(std::map<unsigned int, DividedResult>& resul
     Implementation const& graph = *m_implementation;
     if (graph.method == BoolOpMethod::Outline)
         return false;
+    auto division = std::make_unique<Implementation::Division>();
+    try {
+        return graph.Divide(*division, results, includeLines);
+    } catch (Kernel::AbortException const&) {
+        ReleaseAside(std::move(division));
+        throw;
+    }
+}
+
+bool CurveIntersectionGraph::Implementation::Divide(Division& division, std::map<unsigned int, DividedResult>& results,
+                                                    bool includeLines) const {
+    Implementation const& graph = *this;
     Monitor monitor = graph.MakeMonitor();
     DivisionJudge judge(graph.source.inputs.size());
     for (auto const& map : graph.maps) {
@@ -194,8 +240,9 @@ bool CurveIntersectionGraph::Divide(std::map<unsigned int, DividedResult>& resul
                 labels[f] = coverage.regions[f];
         }
         CurveAssembler const assembler(map->faces, map->net, map->positions);
-        OutlineTracer tracer(map->faces, assembler, labels, true, false, true, monitor);
-        for (auto& rings : GroupByLabel(tracer.Trace(), labels.size(), monitor)) {
+        auto& tracer = division.tracer.emplace(map->faces, assembler, labels, true, false, true, monitor);
+        division.groups = GroupByLabel(tracer.Trace(), labels.size());
+        for (auto& rings : division.groups) {
             std::uint32_t const owner = coverage.owners[rings.front().label];
             judge.AddRegion(owner, rings.size());
             auto area = Kernel::MakeCounted<PolyCurveDbl>();

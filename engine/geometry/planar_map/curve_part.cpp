@@ -10,7 +10,7 @@ namespace Geometry::Planar {
 
 namespace {
 
-constexpr double c_straightness = 1.0 / 400;
+constexpr double c_straightness = 1.0 / 400, c_sketch = 1.0 / 10;
 // A slope that promises nothing.
 constexpr float c_anySlope = 1e30f;
 
@@ -28,6 +28,13 @@ Vector Bend(Segment const& c, double t) {
     double const x0 = c.start.x - 2 * c.control1.x + c.control2.x, y0 = c.start.y - 2 * c.control1.y + c.control2.y;
     double const x1 = c.control1.x - 2 * c.control2.x + c.end.x, y1 = c.control1.y - 2 * c.control2.y + c.end.y;
     return {6 * (x0 + t * (x1 - x0)), 6 * (y0 + t * (y1 - y0))};
+}
+
+// The length of the control polygon.
+double GetHullLength(Segment const& curve) {
+    return std::hypot(curve.control1.x - curve.start.x, curve.control1.y - curve.start.y) +
+           std::hypot(curve.control2.x - curve.control1.x, curve.control2.y - curve.control1.y) +
+           std::hypot(curve.end.x - curve.control2.x, curve.end.y - curve.control2.y);
 }
 
 // Distance of p from the line through s, positive on its left.
@@ -95,12 +102,24 @@ void PartList::AddFlattened(Segment const& curve, std::uint32_t owner, double t0
                             GridPoint to) {
     unsigned steps = 1;
     if (curve.kind == SegmentKind::Cubic) {
-        double const hull = std::hypot(curve.control1.x - curve.start.x, curve.control1.y - curve.start.y) +
-                            std::hypot(curve.control2.x - curve.control1.x, curve.control2.y - curve.control1.y) +
-                            std::hypot(curve.end.x - curve.control2.x, curve.end.y - curve.control2.y);
-        double const whole = GetFlatteningSteps(curve, std::max<double>(c_finestError, hull * c_straightness));
-        steps = static_cast<unsigned>(std::ceil(whole * (t1 - t0))) | 1u;
+        double const tolerance = std::max<double>(c_finestError, GetHullLength(curve) * c_straightness);
+        steps = static_cast<unsigned>(std::ceil(GetFlatteningSteps(curve, tolerance) * (t1 - t0))) | 1u;
     }
+    AddInSteps(steps, curve, owner, t0, t1, from, to);
+}
+
+void PartList::AddSketched(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from,
+                           GridPoint to) {
+    unsigned steps = 1;
+    if (curve.kind == SegmentKind::Cubic) {
+        double const tolerance = std::max<double>(c_finestError, GetHullLength(curve) * c_sketch);
+        steps = static_cast<unsigned>(std::ceil(GetFlatteningSteps(curve, tolerance) * (t1 - t0)));
+    }
+    AddInSteps(steps, curve, owner, t0, t1, from, to);
+}
+
+void PartList::AddInSteps(unsigned steps, Segment const& curve, std::uint32_t owner, double t0, double t1,
+                          GridPoint from, GridPoint to) {
     GridPoint last = from;
     double lastT = t0;
     for (unsigned i = 1; i < steps; ++i) {

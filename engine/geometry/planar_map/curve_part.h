@@ -37,10 +37,16 @@ struct PartList {
     void Add(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);
     // Adds a stretch as a few parts, enough to tell where it runs.
     void AddFlattened(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);
+    // The same with as few parts as tell little more than where it turns.
+    void AddSketched(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);
     // Replaces a part by two or, where the grid has no room for a point between, by one that counts as straight. `t` is
     // where to cut if there is room, the usual place if not, and `at` the grid point that stands for it.
     void Halve(Segment const& curve, std::uint32_t part, std::optional<double> t = {},
                std::optional<GridPoint> at = {});
+
+private:
+    void AddInSteps(unsigned steps, Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from,
+                    GridPoint to);
 };
 
 // How two parts lie to each other.

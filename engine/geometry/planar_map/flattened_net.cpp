@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/geometry/planar_map/flattened_net.h"
 
+#include "engine/geometry/planar_map/hulls.h"
+
 #include <algorithm>
 #include <bit>
 
@@ -9,16 +11,21 @@ namespace Geometry::Planar {
 namespace {
 
 constexpr int c_mostRounds = 80;
+// A sketch that needs more is none.
+constexpr int c_mostSketchRounds = 8;
+// Parts that bend more from their chords may cross themselves.
+constexpr float c_mostSlopeOfSketch = 1;
 constexpr std::size_t c_mostParts = std::size_t{1} << 25;
 constexpr std::size_t c_mostCrossings = std::size_t{1} << 24;
 
-PartList FlattenCoarsely(CurveNet const& net, Monitor& monitor) {
+PartList FlattenCoarsely(CurveNet const& net, bool asSketch, Monitor& monitor) {
     PartList list;
+    auto const add = asSketch ? &PartList::AddSketched : &PartList::AddFlattened;
     for (std::uint32_t i = 0; i != net.pieces.size(); ++i) {
         NetPiece const& piece = net.pieces[i];
         if (piece.same == i)
-            list.AddFlattened(net.GetGridCurve(piece.curve), i, piece.t0, piece.t1, net.vertices[piece.from].at,
-                              net.vertices[piece.to].at);
+            (list.*add)(net.GetGridCurve(piece.curve), i, piece.t0, piece.t1, net.vertices[piece.from].at,
+                        net.vertices[piece.to].at);
         monitor.Tick();
     }
     return list;
@@ -26,23 +33,58 @@ PartList FlattenCoarsely(CurveNet const& net, Monitor& monitor) {
 
 } // namespace
 
+bool LooksCrossed(CurveNet const& net, Monitor& monitor) {
+    constexpr std::size_t c_samples = 64;
+    for (std::size_t i = 0; i < net.pieces.size(); i += net.pieces.size() / c_samples + 1) {
+        GridPoint const a = net.vertices[net.pieces[i].from].at, b = net.vertices[net.pieces[i].to].at;
+        for (NetPiece const& other : net.pieces) {
+            GridPoint const c = net.vertices[other.from].at, d = net.vertices[other.to].at;
+            monitor.Tick();
+            if (std::max(a.x, b.x) > std::min(c.x, d.x) && std::max(c.x, d.x) > std::min(a.x, b.x) &&
+                std::max(a.y, b.y) > std::min(c.y, d.y) && std::max(c.y, d.y) > std::min(a.y, b.y) &&
+                CrossProperly(a, b, c, d))
+                return true;
+        }
+    }
+    return false;
+}
+
 FlattenedNet::FlattenedNet(CurveNet const& net, Monitor& monitor, std::uint32_t mostCutsOfPair)
-    : FlattenedNet(FlattenCoarsely(net, monitor), &net, mostCutsOfPair, monitor) {}
+    : FlattenedNet(FlattenCoarsely(net, false, monitor), &net, mostCutsOfPair, false, monitor) {}
+
+FlattenedNet::FlattenedNet(CurveNet const& net, Monitor& monitor, Sketch)
+    : FlattenedNet(FlattenCoarsely(net, true, monitor), &net, c_mostCutsOfPair, true, monitor) {}
 
 FlattenedNet::FlattenedNet(PartList lines, Monitor& monitor)
-    : FlattenedNet(std::move(lines), nullptr, c_mostCutsOfPair, monitor) {}
+    : FlattenedNet(std::move(lines), nullptr, c_mostCutsOfPair, false, monitor) {}
 
-FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t mostCutsOfPair, Monitor& monitor)
-    : list(std::move(coarse)), grid(list.segments, monitor), m_net(net), m_mostCutsOfPair(mostCutsOfPair) {
-    for (int round = 0; round != c_mostRounds; ++round) {
+FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t mostCutsOfPair, bool isSketch,
+                           Monitor& monitor)
+    : list(std::move(coarse)),
+      grid(list.segments, monitor),
+      m_net(net),
+      m_mostCutsOfPair(mostCutsOfPair),
+      m_isSketch(isSketch) {
+    // As for the grid: room that is not used costs nothing, and vectors that grow copy all at once.
+    constexpr std::size_t c_mostSpare = std::size_t{1} << 19;
+    std::size_t const room = list.parts.size() + std::min(8 * list.parts.size(), c_mostSpare);
+    list.parts.reserve(room);
+    list.segments.reserve(room);
+    int const mostRounds = isSketch ? c_mostSketchRounds : c_mostRounds;
+    for (int round = 0; round != mostRounds; ++round) {
         m_marked.assign(list.parts.size(), false);
         m_toSplit.clear();
-        m_lastRound = round + 1 == c_mostRounds;
+        m_lastRound = round + 1 == mostRounds;
+        for (std::uint32_t part = m_firstNew; isSketch && part != list.parts.size(); ++part) {
+            if (!(list.parts[part].slope <= c_mostSlopeOfSketch))
+                MarkForSplit(part);
+        }
         grid.VisitChanged([&](std::uint32_t cell, GridBox const& box) { RelateLeaf(cell, box, monitor); });
         m_tooComplex = list.parts.size() > c_mostParts || crossings.size() > c_mostCrossings;
-        if (m_toSplit.empty() && net != nullptr && !m_tooComplex)
+        m_mayCross = m_mayCross || (isSketch && (m_tooComplex || (m_lastRound && !m_toSplit.empty())));
+        if (m_toSplit.empty() && net != nullptr && !m_tooComplex && !isSketch)
             CheckCrossings(monitor);
-        if (m_toSplit.empty() || m_tooComplex)
+        if (m_toSplit.empty() || m_tooComplex || m_mayCross)
             break;
         SplitMarked(monitor);
         monitor.Report(static_cast<float>(round) / c_mostRounds);
@@ -50,8 +92,10 @@ FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t m
 }
 
 void FlattenedNet::RelateLeaf(std::uint32_t cell, GridBox const& box, Monitor& monitor) {
-    if (grid.IsCrowdedPoint(cell, box) || crossings.size() > c_mostCrossings)
+    if (grid.IsCrowdedPoint(cell, box) || crossings.size() > c_mostCrossings || m_mayCross) {
+        m_mayCross = m_isSketch;
         return;
+    }
     grid.Gather(cell, m_leaf);
     std::size_t const count = m_leaf.size();
     for (std::size_t i = count; i-- != 0;) {
@@ -61,7 +105,10 @@ void FlattenedNet::RelateLeaf(std::uint32_t cell, GridBox const& box, Monitor& m
         for (std::size_t j = 0; j != i; ++j) {
             if ((j & 255) == 255)
                 monitor.Check();
-            RelatePair(m_leaf[j], m_leaf[i], box);
+            if (m_isSketch)
+                RelateSketched(m_leaf[j], m_leaf[i]);
+            else
+                RelatePair(m_leaf[j], m_leaf[i], box);
         }
         monitor.Tick();
     }
@@ -95,6 +142,23 @@ void FlattenedNet::RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& b
     // Both meet in other leaves, too, and only one of these holds the place.
     if (box.Contains(at))
         crossings.push_back({a, b, at, 0, 0});
+}
+
+void FlattenedNet::RelateSketched(std::uint32_t a, std::uint32_t b) {
+    if (m_mayCross)
+        return;
+    GridSegment const &s = list.segments[a], &q = list.segments[b];
+    Relation const relation = Relate(s, list.parts[a], q, list.parts[b]);
+    if (relation == Relation::Apart)
+        return;
+    // Where chords cross curves mostly do, and a sketch that fails had better fail soon.
+    if (CrossProperly(s.a, s.b, q.a, q.b)) {
+        m_mayCross = true;
+        return;
+    }
+    if (m_marked[a] || m_marked[b] || AreHullsApart(GetCurveOf(a), s, list.parts[a], GetCurveOf(b), q, list.parts[b]))
+        return;
+    m_mayCross = !Refine(a, b);
 }
 
 void FlattenedNet::SetKnownApart(std::uint64_t pair) {

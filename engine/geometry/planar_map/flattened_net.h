@@ -13,6 +13,9 @@
 
 namespace Geometry::Planar {
 
+// Whether straight lines between the ends of pieces cross, told from a few of them: a sketch is not worth trying then.
+bool LooksCrossed(CurveNet const& net, Monitor& monitor);
+
 // The pieces of a net as chords that cross each other just as the curves do.
 //
 // Chords start coarse. Each carries the curve's distance from it, and a pair of chords that is too near, beside that
@@ -28,6 +31,10 @@ public:
     static constexpr std::uint32_t c_mostCutsOfPair = 1 << 14;
 
     FlattenedNet(CurveNet const& net, Monitor& monitor, std::uint32_t mostCutsOfPair = c_mostCutsOfPair);
+    // Few chords, for nets on which no curves meet but in their ends, as in maps and mosaics. They are good for
+    // nothing where MayCross says that this is not so, or could not be seen.
+    struct Sketch {};
+    FlattenedNet(CurveNet const& net, Monitor& monitor, Sketch);
     // Straight chords that stand for nothing but themselves.
     FlattenedNet(PartList lines, Monitor& monitor);
 
@@ -62,13 +69,16 @@ public:
 
     // More crossings, or chords, than memory should be spent on; the crossings are not complete then.
     bool IsTooComplex() const { return m_tooComplex; }
+    // Of a sketch: whether curves cross, touch, or come too near to each other to be told apart by few chords.
+    bool MayCross() const { return m_mayCross; }
     // Pairs of curves that were not looked at as closely as it takes, since that would have cost too many cuts.
     std::size_t GetSpentPairs() const { return m_spentPairs; }
 
 private:
-    FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t mostCutsOfPair, Monitor& monitor);
+    FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t mostCutsOfPair, bool isSketch, Monitor& monitor);
     void RelateLeaf(std::uint32_t cell, GridBox const& box, Monitor& monitor);
     void RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& box);
+    void RelateSketched(std::uint32_t a, std::uint32_t b);
     void SplitMarked(Monitor& monitor);
     // Cuts chords of an unclear pair, at given places or in halves; false where they are as fine as they get.
     bool Refine(std::uint32_t a, std::uint32_t b);
@@ -96,6 +106,8 @@ private:
     // None where the chords stand for themselves.
     CurveNet const* m_net = nullptr;
     std::uint32_t m_mostCutsOfPair;
+    bool m_isSketch;
+    bool m_mayCross = false;
     // Parts below are related to each other already.
     std::uint32_t m_firstNew = 0;
     struct Cut {

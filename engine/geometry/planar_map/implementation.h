@@ -31,6 +31,14 @@ public:
     // Builds the map of some contours and adds it; Success, TooComplex or Inconsistent.
     Result AddMap(std::vector<std::uint32_t> const& contours, Planar::CoverageRules const& rules, bool refineCrossings,
                   Planar::Monitor& monitor);
+
+    struct Division;
+    bool Divide(Division& division, std::map<unsigned int, DividedResult>& results, bool includeLines) const;
+
+private:
+    struct Work;
+    Result AddMap(Work& work, std::vector<std::uint32_t> const& contours, Planar::CoverageRules const& rules,
+                  bool refineCrossings, Planar::Monitor& monitor);
 };
 
 } // namespace Geometry

@@ -27,7 +27,7 @@ public:
     Monitor ForThread() const { return Monitor(m_abort, nullptr); }
     // To be called after each small piece of work, of about a microsecond or less.
     void Tick() {
-        if ((++m_ticks & 255) == 0)
+        if ((++m_ticks & 63) == 0)
             Check();
     }
     // A build goes through stages that each take a stretch of the whole, and these through steps.
@@ -56,6 +56,17 @@ private:
     std::size_t m_ticks = 0;
     float m_from = 0, m_to = 1, m_stepFrom = 0, m_stepTo = 1, m_reported = -1;
 };
+
+// Makes an empty vector that long, with the abort flag read in between.
+template <class T>
+void Fill(std::vector<T>& values, std::size_t size, T const& value, Monitor const& monitor) {
+    constexpr std::size_t c_step = 65536;
+    values.reserve(size);
+    while (values.size() != size) {
+        values.resize(std::min(size, values.size() + c_step), value);
+        monitor.Check();
+    }
+}
 
 // Sorts in runs that are merged, so that the abort flag is read every few milliseconds whatever the length.
 template <class T, class Less>

@@ -89,13 +89,19 @@ void Noder::CollectHotPixels() {
         m_monitor.Tick();
     }
     Sort(nodes, std::less<>(), m_monitor);
-    nodes.erase(std::unique(nodes.begin(), nodes.end()), nodes.end());
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i != nodes.size(); ++i) {
+        if (i == 0 || nodes[i] != nodes[kept - 1])
+            nodes[kept++] = nodes[i];
+        m_monitor.Tick();
+    }
+    nodes.resize(kept);
 }
 
 void Noder::AssignToLeaves() {
     auto const count = static_cast<std::uint32_t>(m_noding.nodes.size());
     std::vector<std::uint32_t> cells(count);
-    m_firstInCell.assign(m_flattened.grid.GetCellCount() + 1, 0);
+    Fill(m_firstInCell, m_flattened.grid.GetCellCount() + 1, 0u, m_monitor);
     for (std::uint32_t i = 0; i != count; ++i) {
         cells[i] = m_flattened.grid.Locate(m_noding.nodes[i]);
         ++m_firstInCell[cells[i] + 1];
@@ -103,8 +109,10 @@ void Noder::AssignToLeaves() {
     }
     for (std::size_t i = 0; i + 1 < m_firstInCell.size(); ++i)
         m_firstInCell[i + 1] += m_firstInCell[i];
-    m_nodesByCell.resize(count);
+    m_monitor.Check();
+    Fill(m_nodesByCell, count, 0u, m_monitor);
     std::vector<std::uint32_t> next(m_firstInCell.begin(), m_firstInCell.end() - 1);
+    m_monitor.Check();
     for (std::uint32_t i = 0; i != count; ++i) {
         m_nodesByCell[next[cells[i]]++] = i;
         m_monitor.Tick();
@@ -169,7 +177,9 @@ void Noder::EmitSubSegments() {
     }
     for (std::size_t i = 0; i != m_segments.size(); ++i)
         first[i + 1] += first[i];
-    std::vector<std::uint32_t> nodes(first.back());
+    m_monitor.Check();
+    std::vector<std::uint32_t> nodes;
+    Fill(nodes, first.back(), 0u, m_monitor);
     {
         std::vector<std::uint32_t> next(first.begin(), first.end() - 1);
         for (auto& hits : m_hits) {
@@ -185,8 +195,9 @@ void Noder::EmitSubSegments() {
     for (std::size_t i = 0; i != order.size(); ++i) {
         std::uint32_t const count = first[order[i] + 1] - first[order[i]];
         begins[i + 1] = begins[i] + (count == 0 ? 0 : count - 1);
+        m_monitor.Tick();
     }
-    m_noding.subSegments.resize(begins.back());
+    Fill(m_noding.subSegments, begins.back(), SubSegment(), m_monitor);
     ForStretches(order.size(), 1024, m_monitor, [&](std::size_t from, std::size_t to, Monitor& monitor) {
         std::vector<std::uint32_t> along;
         for (std::size_t i = from; i != to; ++i) {

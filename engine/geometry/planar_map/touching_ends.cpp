@@ -89,6 +89,91 @@ bool AreControlsNear(Segment const& a, Segment const& b) {
            Distance(a.control2, b.control2) <= c_coincidence && Distance(a.end, b.end) <= c_coincidence;
 }
 
+// Tells how many vertices lie in a box at most, in a few steps: sums over all cells of a grid that lie before each (F.
+// C. Crow, "Summed-area tables for texture mapping", 1984).
+class VertexCounts {
+public:
+    VertexCounts(std::vector<NetVertex> const& vertices, Monitor& monitor) {
+        m_low = m_high = vertices.front().at;
+        for (NetVertex const& vertex : vertices) {
+            m_low = {std::min(m_low.x, vertex.at.x), std::min(m_low.y, vertex.at.y)};
+            m_high = {std::max(m_high.x, vertex.at.x), std::max(m_high.y, vertex.at.y)};
+            monitor.Tick();
+        }
+        // So many that the box of a short curve takes in few cells beyond it.
+        constexpr double c_cellsOfVertex = 16;
+        double const width = static_cast<double>(m_high.x - m_low.x) + 1,
+                     height = static_cast<double>(m_high.y - m_low.y) + 1;
+        double const most = c_cellsOfVertex * static_cast<double>(vertices.size());
+        m_size = std::max({std::sqrt(width * height / most), std::max(width, height) / most, 1.0});
+        m_columns = ColumnOf(m_high.x) + 1;
+        m_rows = RowOf(m_high.y) + 1;
+        m_sums.assign((m_columns + 1) * (m_rows + 1), 0);
+        for (NetVertex const& vertex : vertices) {
+            ++m_sums[At(ColumnOf(vertex.at.x) + 1, RowOf(vertex.at.y) + 1)];
+            monitor.Tick();
+        }
+        for (std::size_t row = 1; row <= m_rows; ++row) {
+            for (std::size_t column = 1; column <= m_columns; ++column) {
+                m_sums[At(column, row)] +=
+                    m_sums[At(column - 1, row)] + m_sums[At(column, row - 1)] - m_sums[At(column - 1, row - 1)];
+                monitor.Tick();
+            }
+        }
+    }
+    std::uint32_t CountWithin(GridPoint low, GridPoint high) const {
+        std::size_t const left = ColumnOf(low.x), right = ColumnOf(high.x) + 1, top = RowOf(low.y),
+                          bottom = RowOf(high.y) + 1;
+        return m_sums[At(right, bottom)] + m_sums[At(left, top)] - m_sums[At(left, bottom)] - m_sums[At(right, top)];
+    }
+
+private:
+    std::size_t ColumnOf(std::int64_t x) const {
+        return static_cast<std::size_t>(static_cast<double>(std::clamp(x, m_low.x, m_high.x) - m_low.x) / m_size);
+    }
+    std::size_t RowOf(std::int64_t y) const {
+        return static_cast<std::size_t>(static_cast<double>(std::clamp(y, m_low.y, m_high.y) - m_low.y) / m_size);
+    }
+    std::size_t At(std::size_t column, std::size_t row) const { return row * (m_columns + 1) + column; }
+
+    GridPoint m_low, m_high;
+    double m_size = 1;
+    std::size_t m_columns = 1, m_rows = 1;
+    std::vector<std::uint32_t> m_sums;
+};
+
+// Whether a curve begins and ends in its vertices and leads from one to the other so straight that it is near them
+// nowhere else.
+bool LeavesItsEnds(Segment const& s, GridPoint from, GridPoint to) {
+    if (Distance(s.start, ToPoint(from)) > 1 || Distance(s.end, ToPoint(to)) > 1)
+        return false;
+    double const x = s.end.x - s.start.x, y = s.end.y - s.start.y, length = std::hypot(x, y);
+    PointDbl last = s.start;
+    for (PointDbl const p : {s.control1, s.control2, s.end}) {
+        double const dx = p.x - last.x, dy = p.y - last.y;
+        // Within 60 degrees, so that the controls of what lies within the weld distance of an end lie not much farther.
+        if (2 * (x * dx + y * dy) < length * std::hypot(dx, dy))
+            return false;
+        last = p;
+    }
+    return true;
+}
+
+// Whether no vertex but the two ends of a curve can touch it.
+bool KeepsClear(NetCurve const& curve, Segment const& s, std::vector<NetVertex> const& vertices,
+                VertexCounts const& counts) {
+    if (curve.from == curve.to || !(curve.straight || LeavesItsEnds(s, vertices[curve.from].at, vertices[curve.to].at)))
+        return false;
+    constexpr auto c_reach = static_cast<std::int64_t>(c_weldDistance) + 2;
+    GridPoint low = vertices[curve.from].at, high = low;
+    for (GridPoint const p :
+         {vertices[curve.to].at, Rounded(s.start), Rounded(s.control1), Rounded(s.control2), Rounded(s.end)}) {
+        low = {std::min(low.x, p.x), std::min(low.y, p.y)};
+        high = {std::max(high.x, p.x), std::max(high.y, p.y)};
+    }
+    return counts.CountWithin({low.x - c_reach, low.y - c_reach}, {high.x + c_reach, high.y + c_reach}) == 2;
+}
+
 struct KeyedPiece {
     std::uint32_t low = 0, high = 0, piece = 0;
     auto Tie() const { return std::tie(low, high, piece); }
@@ -129,8 +214,11 @@ double FindNearest(Segment const& curve, PointDbl p, double t0, double t1) {
 
 void CurveNet::CutAtTouchingEnds(Monitor& monitor) {
     PartList list;
+    VertexCounts const counts(vertices, monitor);
     for (std::uint32_t c = 0; c != curves.size(); ++c) {
-        list.AddFlattened(GetGridCurve(c), c, 0, 1, vertices[curves[c].from].at, vertices[curves[c].to].at);
+        Segment const curve = GetGridCurve(c);
+        if (!KeepsClear(curves[c], curve, vertices, counts))
+            list.AddFlattened(curve, c, 0, 1, vertices[curves[c].from].at, vertices[curves[c].to].at);
         monitor.Tick();
     }
     // So that the leaf of a vertex lists all that it may touch.
