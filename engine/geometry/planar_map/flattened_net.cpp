@@ -11,8 +11,9 @@ namespace Geometry::Planar {
 namespace {
 
 constexpr int c_mostRounds = 80;
-// A sketch that needs more is none.
+// A sketch that needs more rounds, or parts or comparisons of hulls beside those that it begins with, is none.
 constexpr int c_mostSketchRounds = 8;
+constexpr std::size_t c_mostGrowthOfSketch = 4, c_mostHullsOfPart = 8;
 // Parts that bend more from their chords may cross themselves.
 constexpr float c_mostSlopeOfSketch = 1;
 constexpr std::size_t c_mostParts = std::size_t{1} << 25;
@@ -70,6 +71,8 @@ FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t m
     std::size_t const room = list.parts.size() + std::min(8 * list.parts.size(), c_mostSpare);
     list.parts.reserve(room);
     list.segments.reserve(room);
+    std::size_t const mostParts = isSketch ? c_mostGrowthOfSketch * list.parts.size() : c_mostParts;
+    m_hullsLeft = c_mostHullsOfPart * list.parts.size();
     int const mostRounds = isSketch ? c_mostSketchRounds : c_mostRounds;
     for (int round = 0; round != mostRounds; ++round) {
         m_marked.assign(list.parts.size(), false);
@@ -80,7 +83,7 @@ FlattenedNet::FlattenedNet(PartList coarse, CurveNet const* net, std::uint32_t m
                 MarkForSplit(part);
         }
         grid.VisitChanged([&](std::uint32_t cell, GridBox const& box) { RelateLeaf(cell, box, monitor); });
-        m_tooComplex = list.parts.size() > c_mostParts || crossings.size() > c_mostCrossings;
+        m_tooComplex = list.parts.size() > mostParts || crossings.size() > c_mostCrossings;
         m_mayCross = m_mayCross || (isSketch && (m_tooComplex || (m_lastRound && !m_toSplit.empty())));
         if (m_toSplit.empty() && net != nullptr && !m_tooComplex && !isSketch)
             CheckCrossings(monitor);
@@ -156,7 +159,14 @@ void FlattenedNet::RelateSketched(std::uint32_t a, std::uint32_t b) {
         m_mayCross = true;
         return;
     }
-    if (m_marked[a] || m_marked[b] || AreHullsApart(GetCurveOf(a), s, list.parts[a], GetCurveOf(b), q, list.parts[b]))
+    if (m_marked[a] || m_marked[b])
+        return;
+    if (m_hullsLeft == 0) {
+        m_mayCross = true;
+        return;
+    }
+    --m_hullsLeft;
+    if (AreHullsApart(GetCurveOf(a), s, list.parts[a], GetCurveOf(b), q, list.parts[b]))
         return;
     m_mayCross = !Refine(a, b);
 }

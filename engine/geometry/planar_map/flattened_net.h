@@ -108,6 +108,7 @@ private:
     std::uint32_t m_mostCutsOfPair;
     bool m_isSketch;
     bool m_mayCross = false;
+    std::size_t m_hullsLeft = 0;
     // Parts below are related to each other already.
     std::uint32_t m_firstNew = 0;
     struct Cut {
