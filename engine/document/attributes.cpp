@@ -2,6 +2,7 @@
 #include "platform/document/attributes.h"
 
 #include "engine/document/brackets.h"
+#include "platform/document/edit_journal.h"
 #include "platform/kernel/class_properties.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/inline_object.h"
@@ -84,7 +85,11 @@ void AttributeOwner::SetState(InterfaceId id, Kernel::Counted<InterfaceState con
         return;
     if (old == nullptr && state->IsDefault())
         return;
-    AboutToChange();
+    Brackets::AboutToChange(*this);
+    EditJournal::NoteFor(*this, [id, kept = Kernel::Counted<InterfaceState const>(old)](AttributeOwner& owner) mutable {
+        owner.m_attributes.Set(id, std::move(kept));
+        owner.OnStateChanged(id);
+    });
     m_attributes.Set(id, std::move(state));
     OnStateChanged(id);
 }

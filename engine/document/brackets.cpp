@@ -52,23 +52,19 @@ Stack& GetStack() {
 
 } // namespace
 
-void AttributeOwner::AboutToChange() {
+void Brackets::AboutToChange(AttributeOwner& owner) {
     if (Stack* const stack = s_stack; stack != nullptr && !stack->open.empty()) [[unlikely]]
-        KeepBefore(*stack, *this);
+        KeepBefore(*stack, owner);
+}
+
+// Of a state the owner itself notes the way back; here it is that of the matrix, which is no state.
+void AttributeOwner::AboutToChange() {
+    Brackets::AboutToChange(*this);
     if (!EditJournal::IsOpen())
         return;
-    auto const* const transform = Kernel::CastPointer<TransformInterface>(this);
-    auto const matrix = transform == nullptr ? Raster::AffineTransform::Params() : transform->GetMatrix();
-    EditJournal::NoteFor(*this, [states = m_attributes, matrix](AttributeOwner& owner) mutable {
-        std::swap(owner.m_attributes, states);
-        if (auto* const moved = Kernel::CastPointer<TransformInterface>(&owner))
-            moved->SetTransform(matrix, false);
-        for (int i = 0; i != c_interfaceCount; ++i) {
-            auto const id = static_cast<InterfaceId>(i);
-            if (owner.m_attributes.Find(id) != states.Find(id))
-                owner.OnStateChanged(id);
-        }
-    });
+    if (auto* const moved = Kernel::CastPointer<TransformInterface>(this))
+        EditJournal::NoteFor(
+            *moved, [matrix = moved->GetMatrix()](TransformInterface& owner) { owner.SetTransform(matrix, false); });
 }
 
 void Brackets::Open(void const* command, AttributeOwner& owner) { GetStack().open.push_back({command, &owner}); }

@@ -17,6 +17,9 @@ struct Before {
     Raster::AffineTransform::Params matrix;
 };
 
+// To be called before each change: the brackets around the owner keep what it holds.
+void AboutToChange(AttributeOwner& owner);
+
 // `command` only names who opens the bracket.
 void Open(void const* command, AttributeOwner& owner);
 

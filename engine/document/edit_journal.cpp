@@ -16,12 +16,13 @@ struct Block {
     std::size_t size;
 };
 
-// Asked for at every change of an object.
+// Asked for at every change of an object, and the next two at every step: no guard and no look at what large steps
+// need.
 [[gnu::tls_model("initial-exec")]] thread_local constinit unsigned s_open = 0;
+[[gnu::tls_model("initial-exec")]] thread_local constinit void* s_lastEntry = nullptr;
 
 // The entries of one thread lie behind each other in blocks, of which the first is kept from step to step.
 struct JournalStack {
-    void* last = nullptr;
     std::vector<Block> blocks;
     std::size_t block = 0;
     std::size_t used = 0;
@@ -29,22 +30,34 @@ struct JournalStack {
     std::size_t entryBlock = 0, entryUsed = 0;
     EditJournal::Observer* observer = nullptr;
 };
+[[gnu::tls_model("initial-exec")]] thread_local constinit JournalStack* s_journalStack = nullptr;
+
+struct JournalStackOwner {
+    JournalStack stack;
+    JournalStackOwner() { s_journalStack = &stack; }
+    ~JournalStackOwner() { s_journalStack = nullptr; }
+};
 
 JournalStack& GetJournalStack() {
-    static thread_local JournalStack s_journalStack;
-    return s_journalStack;
+    if (s_journalStack == nullptr) [[unlikely]] {
+        static thread_local JournalStackOwner s_owner;
+        static_cast<void>(s_owner);
+    }
+    return *s_journalStack;
 }
 
 } // namespace
 
-EditJournal::EditJournal() noexcept : m_last(static_cast<Entry*>(GetJournalStack().last)) { ++s_open; }
+EditJournal::EditJournal() noexcept : m_last(static_cast<Entry*>(s_lastEntry)) { ++s_open; }
 
 EditJournal::~EditJournal() {
-    if (--s_open == 0)
+    if (--s_open == 0 && s_lastEntry != nullptr)
         FinishDownTo(nullptr, false);
 }
 
 void EditJournal::RollBack() noexcept {
+    if (s_lastEntry == m_last)
+        return;
     // The way back is not noted again.
     auto const open = std::exchange(s_open, 0);
     FinishDownTo(m_last, true);
@@ -78,24 +91,24 @@ void* EditJournal::Allocate(std::size_t size) {
 
 void EditJournal::Append(Entry& entry) noexcept {
     auto& stack = GetJournalStack();
-    entry.previous = static_cast<Entry*>(stack.last);
+    entry.previous = static_cast<Entry*>(s_lastEntry);
     entry.block = stack.entryBlock;
     entry.used = stack.entryUsed;
-    stack.last = &entry;
+    s_lastEntry = &entry;
 }
 
 // Finishing an entry may drop the last reference to a node, whose destructor changes other nodes. Those changes need no
 // entry of their own.
 void EditJournal::FinishDownTo(Entry* last, bool takeBack) noexcept {
     auto& stack = GetJournalStack();
-    while (stack.last != last) {
-        auto& entry = *static_cast<Entry*>(stack.last);
-        stack.last = entry.previous;
+    while (s_lastEntry != last) {
+        auto& entry = *static_cast<Entry*>(s_lastEntry);
+        s_lastEntry = entry.previous;
         auto const block = entry.block, used = entry.used;
         entry.finish(entry, takeBack);
         stack.block = block;
         stack.used = used;
     }
-    if (stack.last == nullptr && stack.blocks.size() > 1)
+    if (s_lastEntry == nullptr && stack.blocks.size() > 1)
         stack.blocks.resize(1);
 }

@@ -5,6 +5,9 @@
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/kernel/field_list.h"
 
+#include <algorithm>
+#include <array>
+
 // Commands that act on the objects of a selection. A command class says which faces it receives, and what it does with
 // one object in each direction; the walk, and keeping the states of interfaces for undo, is done here. Header-only, so
 // that bases on both sides of the library's border can stand on these templates.
@@ -64,31 +67,38 @@ protected:
     }
 
 private:
-    // A selection may name nodes that have left the tree. They take no part; but in Undo and Teardown the command
-    // itself may be what took them out, and its receiver goes by what it has kept.
-    bool TakesPart(Kernel::Countable* object) const {
-        if (m_direction == Direction::Undo || m_direction == Direction::Teardown)
-            return true;
-        auto const* const node = Kernel::CastPointer<Node const>(object);
-        return node == nullptr || node->IsInDocument();
-    }
-
+    // A selection may be larger than any cache: its items are not read, and its objects are fetched ahead, and, as soon
+    // as their kind is known, the links of those that are nodes.
     virtual void _Visit() {
+        constexpr std::size_t c_ahead = 12, c_held = 16;
         bool const reverse = DoInReverse();
         auto const selection = GetSelection();
         if (!selection || selection->empty())
             return;
-        // A selection may be larger than any cache: its items are not read, and its objects are fetched ahead.
-        constexpr std::size_t c_ahead = 12;
         auto const& objects = selection->GetObjects();
         std::size_t const count = objects.size();
         auto const at = [&](std::size_t step) { return reverse ? count - 1 - step : step; };
+        // A selection may name nodes that have left the tree. They take no part; but in Undo and Teardown the command
+        // itself may be what took them out, and its receiver goes by what it has kept.
+        bool const asks = m_direction == Direction::Do || m_direction == Direction::Redo;
+        std::array<Node const*, c_held> nodes{};
+        auto const fetchLinks = [&](std::size_t step) {
+            auto const* const node = Kernel::CastPointer<Node const>(objects[at(step)]);
+            nodes[step % c_held] = node;
+            if (node != nullptr)
+                __builtin_prefetch(static_cast<Node::TreeBaseNDJailCounted const*>(node));
+        };
+        for (std::size_t step = 0; asks && step != std::min(c_ahead, count); ++step)
+            fetchLinks(step);
         Walk walk(*this, *selection);
         for (std::size_t step = 0; step != count; ++step) {
-            if (step + c_ahead < count)
-                __builtin_prefetch(objects[at(step + c_ahead)]);
+            if (step + 2 * c_ahead < count)
+                __builtin_prefetch(objects[at(step + 2 * c_ahead)]);
+            if (asks && step + c_ahead < count)
+                fetchLinks(step + c_ahead);
             walk.index = at(step);
-            if (TakesPart(objects[walk.index]))
+            auto const* const node = nodes[step % c_held];
+            if (node == nullptr || node->IsInDocument())
                 VisitObject(Kernel::NonCounted<Kernel::Countable>(objects[walk.index]), true);
         }
     }

@@ -50,7 +50,7 @@ public:
     template <class Owner, class F>
     static void NoteFor(Owner& owner, F inverse) {
         if (IsOpen() && owner.GetControlBlock()->GetStrongCount() != 0)
-            NoteNow([keep = Kernel::Counted<Owner>(&owner), undo = std::move(inverse)]() mutable { undo(*keep); });
+            NoteNow([keep = Kept<Owner>(owner), undo = std::move(inverse)]() mutable { undo(keep.Get()); });
     }
     // A member is to get back the value that it has now.
     template <class Owner, class Value>
@@ -74,6 +74,25 @@ private:
         void (*finish)(Entry& entry, bool takeBack) noexcept = nullptr;
         // Of the bytes in front of this entry, where the next older one ends.
         std::size_t block = 0, used = 0;
+    };
+    // A strong reference that is let go without a look at the object: by then a large step has pushed it out of the
+    // cache.
+    template <class T>
+    class Kept {
+    public:
+        explicit Kept(T& object) noexcept : m_object(&object), m_block(object.GetControlBlock()) {
+            m_block->AcquireStrong();
+        }
+        Kept(Kept&& other) noexcept : m_object(other.m_object), m_block(std::exchange(other.m_block, nullptr)) {}
+        ~Kept() {
+            if (m_block != nullptr && m_block->ReleaseStrong() == 0)
+                Kernel::Detail::DeleteCountable(m_object);
+        }
+        T& Get() const noexcept { return *m_object; }
+
+    private:
+        T* m_object;
+        Kernel::CountedControlBlock* m_block;
     };
     template <class F>
     struct EntryOf : Entry {
