@@ -17,8 +17,7 @@ class SetOpacityCommand final
     : public Persisted<SetOpacityCommand,
                        SelectionCommandWithSingleInterface<SetOpacityCommand, TransparencyInterface>> {
 public:
-    // The opacity: 0 is invisible, 1 hides what lies below.
-    SetOpacityCommand(Kernel::Counted<Selection const> selection, double opacity)
+    SetOpacityCommand(double opacity, Kernel::Counted<Selection const> selection)
         : Persisted(std::move(selection)), m_opacity(opacity) {}
 
     Kernel::LocalisedString GetDescription() const override {
@@ -28,13 +27,17 @@ public:
         notifications.push_back(Kernel::MakeCounted<InvalidateDocumentAllNotification>(GetDocumentController(), false));
     }
     Kernel::Counted<DocumentCommand> Clone() const override {
-        return Kernel::MakeCounted<SetOpacityCommand>(m_selection, m_opacity);
+        return Kernel::MakeCounted<SetOpacityCommand>(m_opacity, m_selection);
     }
 
 private:
     friend struct Kernel::FieldAccess;
     SetOpacityCommand() = default;
-    static constexpr auto Fields() { return Kernel::FieldList{Kernel::Field{"Opac", &SetOpacityCommand::m_opacity}}; }
+    // What is stored, and by which name programs outside give it.
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"Opac", &SetOpacityCommand::m_opacity}.As(
+            "opacity", "from 0, invisible, to 1, which hides what lies below")};
+    }
 
     void ReceiveInterface(Kernel::NonCounted<TransparencyInterface> face) override {
         if (m_direction == Direction::Do)
@@ -64,7 +67,7 @@ int main(int argumentCount, char** arguments) {
             auto const node = Kernel::MakeCounted<ShapeNode>(Kernel::MakeCounted<RectangleShape>());
             controller->GetCurrentSpread()->InsertChild(NodeChildListType::Plain, node, nullptr);
             controller->Run(Kernel::MakeCounted<SetOpacityCommand>(
-                Kernel::MakeCounted<Selection>(std::vector<Kernel::Counted<Node>>{node}), 0.25));
+                0.25, Kernel::MakeCounted<Selection>(std::vector<Kernel::Counted<Node>>{node})));
             controller->Save(path);
         }
         auto const controller = DocumentController::Open(path, true);

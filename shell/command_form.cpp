@@ -1,49 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/command_form.h"
 
+#include "frame/symbol_reference.h"
+#include "platform/document/spread_index.h"
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
 #include "platform/raster/bitmap_image.h"
+#include "platform/raster/filter_plugin.h"
 #include "shell/failure.h"
 #include "shell/input_files.h"
 #include "shell/selector.h"
+#include "shell/values.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace Shell {
-
-namespace {
-
-constexpr std::uint64_t c_maximumTextBytes = std::uint64_t{64} << 20;
-
-} // namespace
 
 std::string ReadTextValue(std::string const& text) {
     if (text.starts_with("@@"))
         return text.substr(1);
     if (!text.starts_with('@'))
         return text;
+    constexpr std::uint64_t c_maximumTextBytes = std::uint64_t{64} << 20;
     auto const path = text.substr(1);
     auto const bytes = InputFiles::Read(path, c_maximumTextBytes);
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
-Kernel::String ValueForm<Kernel::String>::Parse(std::string const& text, ValueContext const&) {
+namespace {
+
+using Fill = Kernel::Counted<Renderer::FillDescriptor const>;
+using Curve = Kernel::Counted<Geometry::CurveDbl>;
+using Bitmap = Kernel::Counted<Raster::DynamicBitmap>;
+using Plugin = Kernel::Counted<Raster::RasterFilterPlugin>;
+
+Kernel::String ParseText(std::string const& text, ValueContext const&) {
     auto const value = ReadTextValue(text);
     if (!Kernel::IsValidUtf8(value))
         throw ValueError("needs text in UTF-8");
     return Kernel::String(value);
 }
 
-Kernel::Counted<Renderer::FillDescriptor const>
-ValueForm<Kernel::Counted<Renderer::FillDescriptor const>>::Parse(std::string const& text, ValueContext const&) {
+Fill ParseFill(std::string const& text, ValueContext const&) {
     if (text == "none")
         return {};
     return Kernel::MakeCounted<Renderer::FillDescriptor const>(ParseColour(text));
 }
 
-Kernel::Counted<Raster::DynamicBitmap> ValueForm<Kernel::Counted<Raster::DynamicBitmap>>::Parse(std::string const& path,
-                                                                                                ValueContext const&) {
+Bitmap ParseBitmap(std::string const& path, ValueContext const&) {
     return Guarded(ExitStatus::Input, path, [&] {
         Raster::BitmapReceiver receiver;
         Raster::DecodeImage(InputFiles::Read(path, c_maximumPictureBytes), receiver);
@@ -51,8 +56,7 @@ Kernel::Counted<Raster::DynamicBitmap> ValueForm<Kernel::Counted<Raster::Dynamic
     });
 }
 
-Kernel::Counted<Raster::RasterFilterPlugin>
-ValueForm<Kernel::Counted<Raster::RasterFilterPlugin>>::Parse(std::string const& name, ValueContext const&) {
+Plugin ParsePlugin(std::string const& name, ValueContext const&) {
     auto const colon = name.find(':');
     std::vector<Raster::FilterPluginSetting> settings;
     if (colon != name.npos) {
@@ -71,8 +75,7 @@ ValueForm<Kernel::Counted<Raster::RasterFilterPlugin>>::Parse(std::string const&
     }
 }
 
-Kernel::Counted<Geometry::CurveDbl> ValueForm<Kernel::Counted<Geometry::CurveDbl>>::Parse(std::string const& text,
-                                                                                          ValueContext const&) {
+Curve ParseCurve(std::string const& text, ValueContext const&) {
     auto const data = Geometry::ReadPathData(ReadTextValue(text));
     if (data.error) {
         throw ValueError("needs SVG path data: " + data.error->message + " at byte " +
@@ -84,11 +87,11 @@ Kernel::Counted<Geometry::CurveDbl> ValueForm<Kernel::Counted<Geometry::CurveDbl
     return curves.front();
 }
 
-SymbolReference ValueForm<SymbolReference>::Parse(std::string const& text, ValueContext const& context) {
+SymbolReference ParseSymbol(std::string const& text, ValueContext const& context) {
     return {FindSymbol(context.document, text)};
 }
 
-SpreadIndex ValueForm<SpreadIndex>::Parse(std::string const& text, ValueContext const& context) {
+SpreadIndex ParseSpreadIndex(std::string const& text, ValueContext const& context) {
     auto const count = static_cast<std::int64_t>(context.document.GetDocument()->GetSpreads().size());
     return {static_cast<int>(ParseInteger(text, 0, count - 1))};
 }
@@ -101,6 +104,130 @@ std::size_t ParseEnumName(std::string_view text, std::span<std::string_view cons
     for (auto const name : names)
         message += " " + std::string(name);
     throw ValueError(message + ", not " + Quote(text));
+}
+
+int ParseInt(std::string const& text, ValueContext const&) {
+    return static_cast<int>(ParseInteger(text, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+// The text form of a type of value.
+struct ValueKind {
+    std::type_index type;
+    char const* name;
+    std::any (*parse)(std::string const& text, ValueContext const& context);
+    // Null for types without defaults.
+    std::string (*format)(std::any const& value) = nullptr;
+};
+
+template <class T, auto parse>
+ValueKind Kind(char const* name) {
+    return {typeid(T), name, [](std::string const& text, ValueContext const& context) -> std::any {
+                if constexpr (requires { parse(text, context); })
+                    return T(parse(text, context));
+                else
+                    return T(parse(text));
+            }};
+}
+template <class T, auto parse, auto format>
+ValueKind Kind(char const* name) {
+    auto kind = Kind<T, parse>(name);
+    kind.format = [](std::any const& value) { return std::string(format(std::any_cast<T>(value))); };
+    return kind;
+}
+
+constexpr auto c_parseNumber = [](std::string const& text) { return ParseNumber(text); };
+constexpr auto c_formatBool = [](bool value) { return value ? "true" : "false"; };
+constexpr auto c_formatInt = [](int value) { return std::to_string(value); };
+constexpr auto c_formatText = [](Kernel::String const& value) { return value.ToStdString(); };
+
+std::vector<ValueKind> const& GetKinds() {
+    static std::vector<ValueKind> const s_kinds{
+        Kind<bool, &ParseBool, c_formatBool>("boolean"),
+        Kind<int, &ParseInt, c_formatInt>("integer"),
+        Kind<double, c_parseNumber, &FormatNumber>("number"),
+        Kind<Kernel::String, &ParseText, c_formatText>("text"),
+        Kind<Kernel::PointT<double>, &ParsePoint>("point"),
+        Kind<Kernel::RectT<double>, &ParseRectangle>("rectangle"),
+        Kind<Raster::AffineTransform::Params, &ParseTransform>("transform"),
+        // A colour as a solid fill; `none` is no fill.
+        Kind<Fill, &ParseFill>("colour"),
+        // One contour, as SVG path data.
+        Kind<Curve, &ParseCurve>("path"),
+        // The pixels of a picture file.
+        Kind<Bitmap, &ParseBitmap>("picture"),
+        // An installed filter by its name, with parameters if wanted: NAME:PARAMETER=VALUE,...
+        Kind<Plugin, &ParsePlugin>("plug-in"),
+        Kind<SymbolReference, &ParseSymbol>("symbol"),
+        Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),
+    };
+    return s_kinds;
+}
+
+ValueKind const& FindKind(std::type_index type) {
+    auto const& kinds = GetKinds();
+    auto const found =
+        std::find_if(kinds.begin(), kinds.end(), [&](ValueKind const& kind) { return kind.type == type; });
+    if (found == kinds.end())
+        throw std::logic_error(std::string("no text stands for a value of type ") + type.name());
+    return *found;
+}
+
+CommandForm MakeForm(CommandCard::Form const& card) {
+    CommandForm form;
+    form.takesSelection = card.takesSelection;
+    for (auto const& argument : card.arguments)
+        form.parameters.push_back({argument.name, GetTypeName(argument), argument.help, FormatDefault(argument)});
+    form.make = [&card](NamedValues const& given, ValueContext const& context) {
+        std::vector<std::any> values;
+        for (auto const& argument : card.arguments) {
+            auto const text = given.find(argument.name);
+            if (text == given.end()) {
+                values.push_back(argument.defaultValue);
+                continue;
+            }
+            try {
+                values.push_back(ParseValue(argument, text->second, context));
+            } catch (ValueError const& error) {
+                throw Failure(ExitStatus::Usage, std::string(argument.name), error.what());
+            }
+        }
+        return card.make(values, context.selection);
+    };
+    return form;
+}
+
+} // namespace
+
+std::string_view GetTypeName(ArgumentCard const& argument) {
+    if (argument.record != nullptr)
+        return "record";
+    return argument.valueAt != nullptr ? "name" : FindKind(argument.type).name;
+}
+
+std::any ParseValue(ArgumentCard const& argument, std::string const& text, ValueContext const& context) {
+    if (argument.record != nullptr)
+        return ParseRecordValue(*argument.record, text, context);
+    if (argument.valueAt != nullptr)
+        return argument.valueAt(ParseEnumName(text, argument.names));
+    return FindKind(argument.type).parse(text, context);
+}
+
+std::optional<std::string> FormatDefault(ArgumentCard const& argument) {
+    if (!argument.defaultValue.has_value())
+        return std::nullopt;
+    return FindKind(argument.type).format(argument.defaultValue);
+}
+
+CommandEntry MakeEntry(CommandCard const& card) {
+    CommandEntry entry;
+    entry.className = card.className;
+    entry.shortName = MakeShortName(card.className);
+    for (auto const& form : card.forms)
+        entry.forms.push_back(MakeForm(form));
+    entry.reason = card.reason;
+    entry.canApplyTo = card.canApplyTo;
+    entry.combinesObjects = card.combinesObjects;
+    return entry;
 }
 
 std::string MakeShortName(std::string_view className) {
@@ -121,10 +248,6 @@ std::string MakeShortName(std::string_view className) {
         name += isUpper(i) ? static_cast<char>(className[i] - 'A' + 'a') : className[i];
     }
     return name;
-}
-
-void Detail::ThrowForParameter(std::string_view name, std::exception const& error) {
-    throw Failure(ExitStatus::Usage, std::string(name), error.what());
 }
 
 CommandForm const& CommandEntry::ChooseForm(NamedValues const& values) const {
@@ -159,13 +282,6 @@ CommandForm const& CommandEntry::ChooseForm(NamedValues const& values) const {
         fail("these parameters do not go together");
     fail("parameter " + Quote(findMissing(*closest)->name) + " is missing");
     return forms.front();
-}
-
-bool HasLayers(Kernel::Counted<Selection const> selection) {
-    auto const nodes = selection->GetNodes();
-    return std::any_of(nodes.begin(), nodes.end(), [](Kernel::Counted<Node> const& node) {
-        return Kernel::CastPointer<MutableRasterInterface>(node.get()) != nullptr;
-    });
 }
 
 } // namespace Shell

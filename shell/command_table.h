@@ -6,7 +6,7 @@
 
 namespace Shell {
 
-// Every command class of the library. A class that is registered and not here fails a test.
+// Every command class that has a card, by class name.
 std::vector<CommandEntry> const& GetCommandTable();
 
 // By class name or short name; null when the table has none.

@@ -3,7 +3,9 @@
 
 #include "shell/command_form.h"
 #include "shell/failure.h"
+#include "shell/values.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 namespace Shell {
@@ -33,39 +35,51 @@ Json ParseRecord(std::string const& text) {
     throw ValueError("needs a JSON record, as {\"name\":...}, not " + Quote(text));
 }
 
-// Checks that a record has no members but these.
-void CheckMembers(Json const& record, std::initializer_list<std::string_view> names) {
-    for (auto const& member : record.items()) {
-        if (std::find(names.begin(), names.end(), member.key()) == names.end())
-            throw ValueError("has no member " + Quote(member.key()));
+// The member of a record as the text that its argument takes.
+std::string ToText(Json const& value, ArgumentCard const& member) {
+    if (value.is_string())
+        return value.get<std::string>();
+    if (value.is_number_float())
+        return FormatNumber(value.get<double>());
+    if (!value.is_array())
+        return value.dump();
+    std::string text;
+    for (auto const& item : value) {
+        if (!item.is_number())
+            throw ValueError("needs numbers in the array " + std::string(member.name));
+        text += (text.empty() ? "" : ",") + FormatNumber(item.get<double>());
     }
-}
-
-double GetNumber(Json const& value, char const* name) {
-    if (!value.is_number())
-        throw ValueError(std::string("needs a number as ") + name);
-    return ParseNumber(FormatNumber(value.get<double>()));
+    return text;
 }
 
 } // namespace
 
-ViewPointData ValueForm<ViewPointData>::Parse(std::string const& text, ValueContext const& context) {
+std::any ParseRecordValue(RecordCard const& card, std::string const& text, ValueContext const& context) {
     auto const record = ParseRecord(text);
-    CheckMembers(record, {"name", "spreadIndex", "viewBox"});
-    ViewPointData data;
-    if (auto const name = record.find("name"); name != record.end()) {
-        if (!name->is_string())
-            throw ValueError("needs text as name");
-        data.name = name->get<std::string>();
+    for (auto const& item : record.items()) {
+        auto const isNamed = [&](ArgumentCard const& member) { return member.name == item.key(); };
+        if (std::none_of(card.members.begin(), card.members.end(), isNamed))
+            throw ValueError("has no member " + Quote(item.key()));
     }
-    if (auto const index = record.find("spreadIndex"); index != record.end())
-        data.spreadIndex = ValueForm<SpreadIndex>::Parse(index->dump(), context);
-    auto const box = record.find("viewBox");
-    if (box == record.end() || !box->is_array() || box->size() != 4)
-        throw ValueError("needs viewBox as [left,top,right,bottom]");
-    data.viewBox = {GetNumber((*box)[0], "viewBox"), GetNumber((*box)[1], "viewBox"), GetNumber((*box)[2], "viewBox"),
-                    GetNumber((*box)[3], "viewBox")};
-    return data;
+    std::vector<std::any> values;
+    for (auto const& member : card.members) {
+        auto const found = record.find(std::string(member.name));
+        if (found == record.end() && !member.defaultValue.has_value())
+            throw ValueError("needs " + std::string(member.name) + ", which is a " + std::string(GetTypeName(member)));
+        if (found == record.end()) {
+            values.push_back(member.defaultValue);
+            continue;
+        }
+        bool const isText = GetTypeName(member) == "text";
+        if (isText != found->is_string())
+            throw ValueError("needs a " + std::string(GetTypeName(member)) + " as " + std::string(member.name));
+        try {
+            values.push_back(ParseValue(member, ToText(*found, member), context));
+        } catch (ValueError const& error) {
+            throw ValueError(std::string(member.name) + " " + error.what());
+        }
+    }
+    return card.make(values);
 }
 
 } // namespace Shell

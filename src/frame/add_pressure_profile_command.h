@@ -30,6 +30,10 @@ public:
 private:
     friend struct Kernel::FieldAccess;
     AddPressureProfileCommand() = default;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Unstored{&AddPressureProfileCommand::m_profile}.As(
+            "profile", "the line's width along its length: x from 0 to 1, y the factor, as SVG path data")};
+    }
 
     Kernel::Counted<Geometry::CurveDbl> m_profile;
 };

@@ -28,7 +28,8 @@ private:
     friend struct Kernel::FieldAccess;
     AddViewPointCommand() = default;
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"data", &AddViewPointCommand::m_viewPoint}};
+        return Kernel::FieldList{Kernel::Field{"data", &AddViewPointCommand::m_viewPoint}.As(
+            "viewPoint", "{\"name\":TEXT,\"spreadIndex\":N,\"viewBox\":[l,t,r,b]}")};
     }
     void Append();
 

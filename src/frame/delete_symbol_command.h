@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/persisted.h"
+#include "frame/symbol_reference.h"
 #include "platform/document/command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/node.h"
@@ -33,7 +34,8 @@ private:
     DeleteSymbolCommand() = default;
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"OlIn", &DeleteSymbolCommand::m_index},
-                                 Kernel::Field{"SymN", &DeleteSymbolCommand::m_symbol},
+                                 Kernel::Field{"SymN", &DeleteSymbolCommand::m_symbol}.As<SymbolReference>(
+                                     "symbol", "the symbol, as #ID or name:TEXT"),
                                  Kernel::Field{"Innr", &DeleteSymbolCommand::m_detachCommand}};
     }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/example.h"
 
+#include <algorithm>
+
 namespace {
 
 std::vector<CommandExample>& Examples() {
@@ -10,6 +12,13 @@ std::vector<CommandExample>& Examples() {
 
 } // namespace
 
-void CommandExample::Register(CommandExample example) { Examples().push_back(std::move(example)); }
+// In the order of the classes' names: the order in which a linker puts their sources together is none to rely on.
+void CommandExample::Register(CommandExample example) {
+    auto& examples = Examples();
+    auto const position =
+        std::upper_bound(examples.begin(), examples.end(), example.className,
+                         [](std::string const& name, CommandExample const& other) { return name < other.className; });
+    examples.insert(position, std::move(example));
+}
 
 std::vector<CommandExample> const& CommandExample::GetAll() { return Examples(); }

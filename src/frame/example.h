@@ -47,6 +47,7 @@ struct REDRAFT_API CommandExample {
     bool tellsWholeDocument = false;
 
     static void Register(CommandExample example);
+    // By class name; those of one class in the order of its source.
     static std::vector<CommandExample> const& GetAll();
 };
 

@@ -26,7 +26,8 @@ private:
     using Transforms = std::deque<Raster::AffineTransform::Params>;
     FlipCanvasCommand() = default;
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"Horz", &FlipCanvasCommand::m_horizontal},
+        return Kernel::FieldList{Kernel::Field{"Horz", &FlipCanvasCommand::m_horizontal}.As(
+                                     "horizontal", "true mirrors left to right, false top to bottom"),
                                  Kernel::Field{"OldT", &FlipCanvasCommand::m_oldTransforms},
                                  Kernel::Field{"NewT", &FlipCanvasCommand::m_newTransforms}};
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/command_coverage.h"
+#include "frame/make_card.h"
 #include "frame/persisted.h"
 #include "platform/kernel/type_name.h"
 
@@ -21,7 +22,11 @@ public:
         ClassHandle<T>::s_properties = &m_properties;
         if (coverage == Coverage::Yes)
             CommandCoverage::Instance().Register(typeid(T), Kernel::TypeName<T>().data());
+        CommandCard::Register(CardMaking::MakeCard<T>());
     }
+    RegisteredClass(RegisteredClass const&) = delete;
+    RegisteredClass& operator=(RegisteredClass const&) = delete;
+    ~RegisteredClass() { CommandCard::Unregister(Kernel::TypeName<T>()); }
 
 private:
     Kernel::ClassProperties m_properties;

@@ -24,6 +24,10 @@ public:
 private:
     friend struct Kernel::FieldAccess;
     SetAnchorPagesSettingCommand() = default;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Unstored{&SetAnchorPagesSettingCommand::m_anchorToSpine}.As(
+            "anchorToSpine", "pages keep to their side of the spine")};
+    }
 
     bool m_anchorToSpine = false;
 };

@@ -26,7 +26,8 @@ private:
     SetGuidesFillCommand() = default;
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"ofil", &SetGuidesFillCommand::m_oldFill},
-                                 Kernel::Field{"fill", &SetGuidesFillCommand::m_newFill}};
+                                 Kernel::Field{"fill", &SetGuidesFillCommand::m_newFill}.As(
+                                     "fill", "the guides' colour; none: the built-in one")};
     }
 
     Kernel::Counted<Renderer::FillDescriptor const> m_newFill, m_oldFill;

@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "frame/command_card.h"
 #include "frame/persisted.h"
 #include "platform/document/command.h"
 #include "platform/document/document_settings.h"
+
+inline constexpr std::string_view c_masterMigrationNames[] = {"keep", "adapt", "drop"};
+template <>
+inline constexpr std::span<std::string_view const> c_outsideNames<MasterMigrationStrategy> = c_masterMigrationNames;
 
 namespace Commands {
 
@@ -26,6 +31,10 @@ public:
 private:
     friend struct Kernel::FieldAccess;
     SetMasterMigratePagesSettingCommand() = default;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Unstored{&SetMasterMigratePagesSettingCommand::m_strategy}.As(
+            "strategy", "how masters are carried over when pages move: keep, adapt or drop")};
+    }
 
     MasterMigrationStrategy m_strategy = MasterMigrationStrategy::Keep;
 };

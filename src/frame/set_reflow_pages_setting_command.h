@@ -23,7 +23,8 @@ private:
     friend struct Kernel::FieldAccess;
     SetReflowPagesSettingCommand() = default;
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"nwvl", &SetReflowPagesSettingCommand::m_newValue},
+        return Kernel::FieldList{Kernel::Field{"nwvl", &SetReflowPagesSettingCommand::m_newValue}.As(
+                                     "reflow", "true reflows pages at once, and from now on"),
                                  Kernel::Field{"olvl", &SetReflowPagesSettingCommand::m_oldValue}};
     }
 

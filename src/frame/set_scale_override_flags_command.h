@@ -30,9 +30,13 @@ private:
     SetScaleOverrideFlagsCommand() = default;
     static constexpr auto Fields() {
         using This = SetScaleOverrideFlagsCommand;
-        return Kernel::FieldList{Kernel::Field{"Flag", &This::m_newFlags}, Kernel::Field{"OFlg", &This::m_oldFlags},
-                                 Kernel::Field{"Enab", &This::m_newEnabled}, Kernel::Field{"OlEn", &This::m_oldEnabled},
-                                 Kernel::Field{"IsTo", &This::m_isToggle}};
+        return Kernel::FieldList{
+            Kernel::Field{"Flag", &This::m_newFlags}.As("flags", "what the override names, as bits").Alone(),
+            Kernel::Field{"OFlg", &This::m_oldFlags},
+            Kernel::Field{"Enab", &This::m_newEnabled}
+                .As("enabled", "puts the override in force, or out of it")
+                .Alone(),
+            Kernel::Field{"OlEn", &This::m_oldEnabled}, Kernel::Field{"IsTo", &This::m_isToggle}};
     }
     void Apply(int flags, bool enabled);
 

@@ -25,6 +25,11 @@ protected:
 private:
     friend struct Kernel::FieldAccess;
     RasterPluginFilterCommand() : Persisted(Kernel::Counted<Selection const>()) {}
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Unstored{&RasterPluginFilterCommand::m_plugin}.As(
+            "plugin",
+            "the frei0r plug-in, by the name of its file without the ending; behind a colon PARAMETER=VALUE,...")};
+    }
 
     // Not saved.
     Kernel::Counted<Raster::RasterFilterPlugin> m_plugin;

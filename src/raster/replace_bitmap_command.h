@@ -30,7 +30,8 @@ private:
     static constexpr auto Fields() {
         using This = ReplaceBitmapCommand;
         return Kernel::FieldList{Kernel::Field{"InvA", &This::m_invalidationArea},
-                                 Kernel::Field{"Bitm", &This::m_bitmap}, Kernel::Field{"OldB", &This::m_oldBitmaps}};
+                                 Kernel::Field{"Bitm", &This::m_bitmap}.As("bitmap", "the new pixels: a picture file"),
+                                 Kernel::Field{"OldB", &This::m_oldBitmaps}};
     }
 
     // Filled by Do and kept for Undo and Redo.

@@ -27,6 +27,7 @@ public:
     // `retainAll`: open lines are kept even when filled shapes take part.
     DivideShapesCommand(bool retainAll, Kernel::Counted<Selection const> selection);
 
+    static constexpr bool c_combinesObjects = true;
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 
     Kernel::LocalisedString GetDescription() const override;
@@ -76,7 +77,8 @@ private:
                                  Kernel::Field{"NewN", &This::m_newNodes},
                                  Kernel::Field{"NewP", &This::m_newParents},
                                  Kernel::Field{"NewL", &This::m_newPreviousSiblings},
-                                 Kernel::Field{"RetA", &This::m_retainAll}};
+                                 Kernel::Field{"RetA", &This::m_retainAll}.As(
+                                     "retainAll", "open lines are kept even when filled shapes take part", false)};
     }
 
     // Gathering, in divide_shapes_inputs.cpp. Each answers false for what has nothing to give.

@@ -40,12 +40,14 @@ private:
     using Curves = Kernel::Counted<Geometry::PolyCurveDbl>;
     static constexpr auto Fields() {
         using This = FillHolesCommand;
-        return Kernel::FieldList{Kernel::Field{"Vali", &This::m_valid},
-                                 Kernel::Field{"ILin", &This::m_removeInternalLines},
-                                 Kernel::Field{"IRec", &This::m_invalidRects},
-                                 Kernel::Field{"OldS", &This::m_oldSelection},
-                                 Kernel::Field{"NewS", &This::m_newSelection}.OnlyWhenSet(),
-                                 Kernel::Field{"Undo", &This::m_undoRecords}};
+        return Kernel::FieldList{
+            Kernel::Field{"Vali", &This::m_valid},
+            Kernel::Field{"ILin", &This::m_removeInternalLines}.As(
+                "removeInternalLines", "takes away lines inside the shapes, and closes no holes", false),
+            Kernel::Field{"IRec", &This::m_invalidRects},
+            Kernel::Field{"OldS", &This::m_oldSelection},
+            Kernel::Field{"NewS", &This::m_newSelection}.OnlyWhenSet(),
+            Kernel::Field{"Undo", &This::m_undoRecords}};
     }
 
     // Each adds records of what is to be changed and changes nothing yet. True when the object got a record; what takes

@@ -33,12 +33,14 @@ private:
     friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         using This = UngroupNodesCommand;
-        return Kernel::FieldList{Kernel::Field{"UndR", &This::m_undoRecords},
-                                 Kernel::Field{"NewS", &This::m_newSelection},
-                                 Kernel::Field{"OldS", &This::m_oldSelection},
-                                 Kernel::Field{"InvR", &This::m_invalidRect},
-                                 Kernel::Field{"DSmC", &This::m_detachSymbolCommand},
-                                 Kernel::Field{"RACs", &This::m_relaxAppliedConstraints}.WhenMissing(false)};
+        return Kernel::FieldList{
+            Kernel::Field{"UndR", &This::m_undoRecords},
+            Kernel::Field{"NewS", &This::m_newSelection},
+            Kernel::Field{"OldS", &This::m_oldSelection},
+            Kernel::Field{"InvR", &This::m_invalidRect},
+            Kernel::Field{"DSmC", &This::m_detachSymbolCommand},
+            Kernel::Field{"RACs", &This::m_relaxAppliedConstraints}.WhenMissing(false).As(
+                "relaxAppliedConstraints", "children of a constraints group move freely of their constraints", true)};
     }
     bool MustRelax(Node const& group) const;
     void Dissolve(Node& node);

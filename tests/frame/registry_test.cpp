@@ -114,6 +114,8 @@ TEST(ClassTable, CoverageKnowsThoseThatTheTableNamesByTheirPlainNames) {
             expected.emplace_back(properties->GetName());
     }
     for (auto const& entry : CommandCoverage::Instance().GetEntries()) {
+        if (FindRow(entry.name) == nullptr)
+            continue;
         covered.emplace_back(entry.name);
         // The type is the class's own.
         EXPECT_NE(std::string::npos, std::string(entry.type.name()).find(entry.name)) << entry.name;

@@ -6,6 +6,7 @@
 #include "platform/kernel/hash_accumulator.h"
 #include "shell/command_table.h"
 #include "shell/selector.h"
+#include "shell/values.h"
 #include "shell/verbs.h"
 #include "tests/lives/fade_command.h"
 

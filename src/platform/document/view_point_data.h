@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/document/spread_index.h"
 #include "platform/kernel/field_list.h"
 
 // A stored view of a spread. A value, compared by all its fields.
@@ -17,8 +18,11 @@ public:
     static constexpr Kernel::ClassUID GetClassUID() { return {"VwPt"}; }
     static constexpr unsigned short GetSchemaVersion() { return 1; }
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"Name", &ViewPointData::name},
-                                 Kernel::Field{"Sprd", &ViewPointData::spreadIndex},
-                                 Kernel::Field{"View", &ViewPointData::viewBox}};
+        using This = ViewPointData;
+        return Kernel::FieldList{
+            Kernel::Field{"Name", &This::name}.As("name", "what the view is called", ""),
+            Kernel::Field{"Sprd", &This::spreadIndex}.As<SpreadIndex>("spreadIndex", "the spread that it shows, from 0",
+                                                                      SpreadIndex{0}),
+            Kernel::Field{"View", &This::viewBox}.As("viewBox", "what it shows, in the spread's space")};
     }
 };

@@ -5,6 +5,8 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -65,6 +67,11 @@ struct OlderForm {
 //   Field{"Cont", &C::m_contentType}.EnumBy(&ContentTypeEnumSerialiser::GetInstance)
 //   Field{"IPts", &C::m_points}.FromOlderTag("IPnt")
 //   Field{"Size", &C::m_size}.FromOlderTag<double>("Widt", [](double width) { return Size{width, width}; })
+//
+// What may be given from outside has a name there, and a default unless it must be given:
+//
+//   Field{"Horz", &FlipCanvasCommand::m_horizontal}.As("horizontal", "true mirrors left to right, false top to bottom")
+//   Unstored{&C::m_enabled}.As("enabled", "puts the override in force", true)
 template <class Class, class Member, class Missing = Detail::NotGiven, class Enum = Detail::NotGiven,
           class Older = Detail::NotGiven, bool WhenSet = false>
 class Field {
@@ -99,7 +106,15 @@ public:
                                                                   Form{tag, convert});
     }
 
+    // The value's name outside and its help, as texts that live for ever. Value is the type in which it is given, where
+    // that is not the member's own. Last in the chain.
+    template <class Value = Member>
+    consteval auto As(std::string_view name, std::string_view help) const;
+    template <class Value = Member, class Default>
+    consteval auto As(std::string_view name, std::string_view help, Default defaultValue) const;
+
     constexpr IDTag GetTag() const { return m_tag; }
+    constexpr Member Class::*GetMember() const { return m_member; }
 
     void Save(Class const& object, OutSerialiser& out) const {
         Member const& member = object.*m_member;
@@ -182,6 +197,79 @@ private:
 template <class Class, class Member>
 Field(IDTag, Member Class::*) -> Field<Class, Member>;
 
+// A member that is given from outside and not stored.
+template <class Class, class Member>
+class Unstored {
+public:
+    consteval Unstored(Member Class::*member) : m_member(member) {}
+
+    template <class Value = Member>
+    consteval auto As(std::string_view name, std::string_view help) const;
+    template <class Value = Member, class Default>
+    consteval auto As(std::string_view name, std::string_view help, Default defaultValue) const;
+
+    constexpr Member Class::*GetMember() const { return m_member; }
+    void Save(Class const&, OutSerialiser&) const {}
+    bool Load(Class&, InSerialiser const&) const { return false; }
+    bool IsEqual(Class const&, Class const&) const { return true; }
+
+private:
+    Member Class::*m_member;
+};
+
+// A field with its name outside.
+template <class Base, class ValueType, class Default = Detail::NotGiven>
+class NamedField : public Base {
+public:
+    using Value = ValueType;
+
+    consteval NamedField(Base field, std::string_view name, std::string_view help, Default defaultValue,
+                         bool isAlone = false)
+        : Base(field), m_name(name), m_help(help), m_default(defaultValue), m_isAlone(isAlone) {}
+
+    // It is given without the others, as an object of its own kind.
+    consteval NamedField Alone() const { return {*this, m_name, m_help, m_default, true}; }
+
+    constexpr std::string_view GetName() const { return m_name; }
+    constexpr std::string_view GetHelp() const { return m_help; }
+    constexpr bool IsAlone() const { return m_isAlone; }
+    // Empty when the value must be given.
+    std::optional<Value> GetDefault() const {
+        if constexpr (std::is_same_v<Default, Detail::NotGiven>)
+            return std::nullopt;
+        else
+            return Value(m_default);
+    }
+
+private:
+    std::string_view m_name, m_help;
+    [[no_unique_address]] Default m_default;
+    bool m_isAlone;
+};
+
+template <class Class, class Member, class Missing, class Enum, class Older, bool WhenSet>
+template <class Value>
+consteval auto Field<Class, Member, Missing, Enum, Older, WhenSet>::As(std::string_view name,
+                                                                       std::string_view help) const {
+    return NamedField<Field, Value>(*this, name, help, {});
+}
+template <class Class, class Member, class Missing, class Enum, class Older, bool WhenSet>
+template <class Value, class Default>
+consteval auto Field<Class, Member, Missing, Enum, Older, WhenSet>::As(std::string_view name, std::string_view help,
+                                                                       Default defaultValue) const {
+    return NamedField<Field, Value, Default>(*this, name, help, defaultValue);
+}
+template <class Class, class Member>
+template <class Value>
+consteval auto Unstored<Class, Member>::As(std::string_view name, std::string_view help) const {
+    return NamedField<Unstored, Value>(*this, name, help, {});
+}
+template <class Class, class Member>
+template <class Value, class Default>
+consteval auto Unstored<Class, Member>::As(std::string_view name, std::string_view help, Default defaultValue) const {
+    return NamedField<Unstored, Value, Default>(*this, name, help, defaultValue);
+}
+
 // The persisted members of a class in the order in which they are written. Two equal tags do not compile.
 //
 // A class gives its list by `static constexpr auto Fields()`, which is public or has `friend struct
@@ -190,10 +278,10 @@ template <class... Fields>
 class FieldList {
 public:
     consteval FieldList(Fields... fields) : m_fields(fields...) {
-        std::array<IDTag, sizeof...(Fields)> const tags{fields.GetTag()...};
+        std::array<std::optional<IDTag>, sizeof...(Fields)> const tags{TagOf(fields)...};
         for (std::size_t i = 0; i != tags.size(); ++i) {
             for (std::size_t j = 0; j != i; ++j) {
-                if (tags[i] == tags[j])
+                if (tags[i] && tags[i] == tags[j])
                     throw "two fields of a list have one tag";
             }
         }
@@ -213,7 +301,27 @@ public:
         return std::apply([&](auto const&... field) { return (field.IsEqual(a, b) && ...); }, m_fields);
     }
 
+    // Those with a name outside, as a tuple of NamedField.
+    constexpr auto GetNamed() const {
+        return std::apply([](auto const&... field) { return std::tuple_cat(OnlyNamed(field)...); }, m_fields);
+    }
+
 private:
+    template <class F>
+    static constexpr std::optional<IDTag> TagOf(F const& field) {
+        if constexpr (requires { field.GetTag(); })
+            return field.GetTag();
+        else
+            return std::nullopt;
+    }
+    template <class F>
+    static constexpr auto OnlyNamed(F const& field) {
+        if constexpr (requires { field.GetName(); })
+            return std::tuple(field);
+        else
+            return std::tuple();
+    }
+
     std::tuple<Fields...> m_fields;
 };
 

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/document/command.h"
+#include "platform/document/selection.h"
+
+#include <any>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <typeindex>
+#include <vector>
+
+struct RecordCard;
+
+// The names of an enumeration's values for programs outside, in the order of the values from 0 on. Specialised beside
+// the command that takes the enumeration.
+template <class E>
+inline constexpr std::span<std::string_view const> c_outsideNames{};
+
+// One argument of a command, or member of a record, as programs outside the library know it.
+struct ArgumentCard {
+    std::string_view name;
+    std::string_view help;
+    // The type of its value in the std::any that a form takes.
+    std::type_index type;
+    // Empty when the argument must be given.
+    std::any defaultValue;
+    // Of an enumeration: the names of its values, and the value by its position among them.
+    std::span<std::string_view const> names = {};
+    std::any (*valueAt)(std::size_t position) = nullptr;
+    // Null but for records.
+    RecordCard const* record = nullptr;
+};
+
+// A value that is made of named members.
+struct RecordCard {
+    std::vector<ArgumentCard> members;
+    // Takes one value a member, in their order. Throws std::bad_any_cast for values of other types.
+    std::any (*make)(std::vector<std::any> const& values);
+};
+
+// What a command class says of itself to whoever lists commands or makes them from text. It follows from the named
+// fields of the class's list, and lives as long as the class is registered.
+struct REDRAFT_API CommandCard {
+    // One way to make the command.
+    struct Form {
+        std::vector<ArgumentCard> arguments;
+        // Its constructor takes the selection; otherwise the command asks the document for it, if it needs one.
+        bool takesSelection = false;
+        // Takes one value an argument, in their order. Throws std::bad_any_cast for values of other types.
+        std::function<Kernel::Counted<DocumentCommand>(std::vector<std::any> const& values,
+                                                       Kernel::Counted<Selection const> selection)>
+            make;
+    };
+
+    // The plain name of the class.
+    std::string className;
+    std::vector<Form> forms;
+    // Why the class has no form; empty when it has one.
+    std::string_view reason;
+    // Asks the class whether it would run on a selection; empty for classes that do not say.
+    std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
+    // Works on all selected objects together: they have to be of one spread, and hidden ones count.
+    bool combinesObjects = false;
+
+    static void Register(CommandCard card);
+    static void Unregister(std::string_view className);
+    // In order of registration.
+    static std::vector<CommandCard> const& GetAll();
+};
