@@ -2,6 +2,7 @@
 #include "shell/arguments.h"
 
 #include "shell/failure.h"
+#include "shell/nearest.h"
 #include "shell/values.h"
 
 #include <algorithm>
@@ -59,6 +60,8 @@ Arguments::Arguments(Usage const& usage, std::span<std::string const> words, boo
 }
 
 OptionSpec const& Arguments::FindOption(std::string_view name) const {
+    if (name == "-h")
+        name = "--help";
     auto const isIt = [name](OptionSpec const& option) { return option.name == name; };
     auto const own = std::find_if(m_usage->options.begin(), m_usage->options.end(), isIt);
     if (own != m_usage->options.end())
@@ -68,8 +71,13 @@ OptionSpec const& Arguments::FindOption(std::string_view name) const {
     auto const common = std::find_if(c_commonOptions.begin(), c_commonOptions.end(), isIt);
     if (common != c_commonOptions.end())
         return *common;
+    std::vector<std::string_view> names;
+    for (auto const& option : GetAllOptions(*m_usage))
+        names.push_back(option.name);
+    auto const nearest = SuggestNearest(name, names);
     throw Failure(ExitStatus::Usage, std::string(m_usage->verb),
-                  "no option " + Quote(name) + "; it is called as: " + FormatUsage(*m_usage));
+                  "no option " + Quote(name) +
+                      (nearest.empty() ? "; it is called as: " + FormatUsage(*m_usage) : nearest));
 }
 
 // How many further words the option took.
@@ -161,20 +169,24 @@ std::string FormatUsage(Usage const& usage) {
 std::string FormatHelp(Usage const& usage) {
     constexpr std::size_t c_nameWidth = 22;
     std::string text = FormatUsage(usage) + "\n\n" + std::string(usage.summary) + "\n";
-    auto const add = [&](OptionSpec const& option) {
+    text += "\n";
+    for (auto const& option : GetAllOptions(usage)) {
         auto name = FormatOption(option);
         name.resize(std::max(name.size() + 2, c_nameWidth), ' ');
         text += "  " + name + std::string(option.help) + "\n";
-    };
-    text += "\n";
-    for (auto const& option : usage.options)
-        add(option);
-    if (usage.onDocument)
-        add(c_trusted);
-    for (auto const& option : c_commonOptions)
-        add(option);
+    }
     return text;
 }
+
+std::vector<OptionSpec> GetAllOptions(Usage const& usage) {
+    auto options = usage.options;
+    if (usage.onDocument)
+        options.push_back(c_trusted);
+    options.insert(options.end(), c_commonOptions.begin(), c_commonOptions.end());
+    return options;
+}
+
+std::string_view GetFirstLine(std::string_view text) { return text.substr(0, text.find('\n')); }
 
 std::vector<std::string> SplitLine(std::string_view line) {
     std::vector<std::string> words;

@@ -63,6 +63,11 @@ private:
     std::map<std::string, std::vector<std::string>, std::less<>> m_values;
 };
 
+// What a verb takes, with the options that all verbs take.
+std::vector<OptionSpec> GetAllOptions(Usage const& usage);
+// Of a summary.
+std::string_view GetFirstLine(std::string_view text);
+
 // "redraft do DOC COMMAND [name=value]... [--select SELECTOR]"
 std::string FormatUsage(Usage const& usage);
 // The same, with what each option means.

@@ -3,6 +3,8 @@
 
 #include "frame/command_coverage.h"
 #include "platform/kernel/cast.h"
+#include "shell/failure.h"
+#include "shell/nearest.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -40,6 +42,17 @@ CommandEntry const* FindCommand(std::string_view name) {
         return entry.className == name || entry.shortName == name;
     });
     return found == table.end() ? nullptr : &*found;
+}
+
+void ThrowForCommand(std::string const& name) {
+    std::vector<std::string_view> names;
+    for (auto const& entry : GetCommandTable()) {
+        names.push_back(entry.shortName);
+        names.push_back(entry.className);
+    }
+    auto const nearest = SuggestNearest(name, names);
+    throw Failure(ExitStatus::Usage, name,
+                  "no such command" + (nearest.empty() ? std::string("; `redraft commands` lists them") : nearest));
 }
 
 std::vector<ListedCommand> ListCommands() {

@@ -12,6 +12,9 @@ std::vector<CommandEntry> const& GetCommandTable();
 // By class name or short name; null when the table has none.
 CommandEntry const* FindCommand(std::string_view name);
 
+// Fails with ExitStatus::Usage for a name that no command has.
+[[noreturn]] void ThrowForCommand(std::string const& name);
+
 // A command as `redraft commands` lists it.
 struct ListedCommand {
     // Null for a class that is in the table and not in the registry.

@@ -137,7 +137,7 @@ ExitStatus RunCommands(Session& session, Arguments const& arguments) {
                 PrintDetails(session, command);
             return ExitStatus::Done;
         }
-        throw Failure(ExitStatus::Usage, *name, "no such command; `redraft commands` lists them");
+        ThrowForCommand(*name);
     }
     if (session.IsJson())
         session.Json().BeginArray();

@@ -24,7 +24,7 @@ CommandEntry const& GetCommand(std::string const& name) {
         if (listed.properties != nullptr && listed.properties->GetName() == name)
             throw Failure(ExitStatus::Usage, name, "cannot be run from here: it is an inner command of others");
     }
-    throw Failure(ExitStatus::Usage, name, "no such command; `redraft commands` lists them");
+    ThrowForCommand(name);
 }
 
 NamedValues ReadNamedValues(std::vector<std::string> const& words) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/program.h"
 
+#include "shell/help.h"
 #include "shell/interrupt.h"
 #include "shell/verbs.h"
 
@@ -34,19 +35,10 @@ void SetCaches() {
         Story::SetHyphenationCacheFolder(folder + "/redraft/hyphenation");
 }
 
-std::string FormatProgramHelp() {
-    std::string text = "redraft edits documents that carry their own undo history.\n\n";
-    for (auto const& verb : GetVerbs())
-        text += "  " + FormatUsage(verb.usage) + "\n";
-    text += "\n`redraft VERB --help` tells more. Every verb takes --json.\n"
-            "Status: 0 done, 1 nothing to do, 2 wrong usage, 3 bad input, 4 output not written, 130 interrupted.\n";
-    return text;
-}
-
 ExitStatus RunWords(std::vector<std::string> const& words) {
     bool const wantsJson = std::find(words.begin(), words.end(), "--json") != words.end();
     Session session(wantsJson);
-    if (words.front() == "--help" || words.front() == "help" || words.front() == "-h") {
+    if (words.front() == "--help" || words.front() == "-h") {
         session.Print(FormatProgramHelp());
         session.Flush();
         return ExitStatus::Done;

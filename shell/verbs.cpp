@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/verbs.h"
 
+#include "shell/help.h"
+#include "shell/nearest.h"
+
 #include <algorithm>
 
 namespace Shell {
@@ -44,7 +47,9 @@ std::vector<Verb> const& GetVerbs() {
           .onDocument = true,
           .positionals = {{"DATA"}},
           .options = {}},
-         &RunLink},
+         &RunLink,
+         InScript::Yes,
+         false},
         {{.verb = "info",
           .summary = "Tells what a document holds.",
           .onDocument = true,
@@ -151,6 +156,20 @@ std::vector<Verb> const& GetVerbs() {
                       c_forcedCopy}},
          &RunScript,
          InScript::No},
+        {{.verb = "help",
+          .summary = "Tells how a verb is called, or about a command.",
+          .positionals = {{"NAME", Times::Optional}},
+          .options = {}},
+         &RunHelp},
+        {{.verb = "completion",
+          .summary = "Prints a script that completes verbs, options and commands in bash, zsh or fish.",
+          .positionals = {{"SHELL"}},
+          .options = {}},
+         &RunCompletion,
+         InScript::No},
+        {{.verb = "man", .summary = "Prints the manual page, for man -l.", .positionals = {}, .options = {}},
+         &RunManPage,
+         InScript::No},
     };
     return s_verbs;
 }
@@ -162,10 +181,42 @@ Verb const* FindVerb(std::string_view name) {
     return found == verbs.end() ? nullptr : &*found;
 }
 
+namespace {
+
+[[noreturn]] void ThrowForVerb(std::string const& name) {
+    std::vector<std::string_view> names;
+    for (auto const& verb : GetVerbs())
+        names.push_back(verb.usage.verb);
+    auto const nearest = SuggestNearest(name, names);
+    throw Failure(ExitStatus::Usage, name,
+                  "no such verb" + (nearest.empty() ? std::string("; `redraft --help` lists them") : nearest));
+}
+
+} // namespace
+
+ExitStatus RunHelp(Session& session, Arguments const& arguments) {
+    auto const name = arguments.Find("NAME");
+    auto const* const verb = name ? FindVerb(*name) : nullptr;
+    if (name && verb == nullptr)
+        return RunCommands(session, arguments);
+    session.Print(verb == nullptr ? FormatProgramHelp() : FormatHelp(verb->usage));
+    return ExitStatus::Done;
+}
+
+ExitStatus RunCompletion(Session& session, Arguments const& arguments) {
+    session.Print(FormatCompletion(arguments.Get("SHELL")));
+    return ExitStatus::Done;
+}
+
+ExitStatus RunManPage(Session& session, Arguments const&) {
+    session.Print(FormatManPage());
+    return ExitStatus::Done;
+}
+
 ExitStatus RunVerb(Session& session, std::span<std::string const> words) {
     auto const* const verb = FindVerb(words.front());
     if (verb == nullptr)
-        throw Failure(ExitStatus::Usage, words.front(), "no such verb; `redraft --help` lists them");
+        ThrowForVerb(words.front());
     bool const inScript = session.IsInScript();
     if (inScript && verb->inScript == Verb::InScript::No)
         throw Failure(ExitStatus::Usage, words.front(), "cannot stand in a script");

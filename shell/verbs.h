@@ -15,6 +15,8 @@ struct Verb {
     Usage usage;
     ExitStatus (*run)(Session& session, Arguments const& arguments);
     InScript inScript = InScript::Yes;
+    // Help, the man page and completion name it.
+    bool isAdvertised = true;
 };
 
 // In the order in which help lists them.
@@ -42,5 +44,8 @@ ExitStatus RunHash(Session& session, Arguments const& arguments);
 ExitStatus RunCheck(Session& session, Arguments const& arguments);
 ExitStatus RunCommands(Session& session, Arguments const& arguments);
 ExitStatus RunScript(Session& session, Arguments const& arguments);
+ExitStatus RunHelp(Session& session, Arguments const& arguments);
+ExitStatus RunCompletion(Session& session, Arguments const& arguments);
+ExitStatus RunManPage(Session& session, Arguments const& arguments);
 
 } // namespace Shell
