@@ -59,7 +59,7 @@ std::vector<Verb> const& GetVerbs() {
         {{.verb = "tree", .summary = "Lists the node tree.", .onDocument = true, .positionals = {}, .options = {}},
          &RunTree},
         {{.verb = "mask",
-          .summary = "Selects the pixels and channels that effects on layers may change, or tells which are. SHAPE:\n"
+          .summary = "Selects the pixels and channels that effects on layers may change, or tells which are.\nSHAPE:\n"
                      "  none                  no selection: effects change whole layers\n"
                      "  all                   every pixel\n"
                      "  rectangle:l,t,r,b     in the spread's units, as tree lists them; so is ellipse:l,t,r,b\n"
