@@ -68,7 +68,12 @@ void CombinedObjects::Tell(DocumentCommand const& command) const {
     if (m_hidden != 0)
         Session::Note(m_className, Count(m_hidden, "hidden object takes part", "hidden objects take part"));
     auto const* const divide = Kernel::CastPointer<Commands::DivideShapesCommand const>(&command);
-    if (divide == nullptr || !divide->LacksMap())
+    if (divide == nullptr)
+        return;
+    if (std::size_t const pairs = divide->GetUnresolvedPairCount(); pairs != 0)
+        Session::Note(m_className, Count(pairs, "pair of curves comes", "pairs of curves come") +
+                                       " too near too often for all crossings to be found: pieces there may be off");
+    if (!divide->LacksMap())
         return;
     Session::Note(m_className, divide->HasPieces()
                                    ? "the shapes of a clip are too complex or out of range, and it was left out"

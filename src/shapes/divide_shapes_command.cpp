@@ -54,6 +54,7 @@ void DivideShapesCommand::Do() {
     m_abort = false;
     m_noFilledInputs = true;
     m_lacksMap = false;
+    m_unresolvedPairs = 0;
     SetDirection(Direction::Do);
     // An ordered command answers from the second time on when it takes the document's selection.
     GetSelection();

@@ -52,6 +52,9 @@ public:
     // Whether Do could make no map of shapes that are too complex or out of range: clips by them are left out, and
     // where it is the map of all shapes there are no pieces.
     bool LacksMap() const { return m_lacksMap; }
+    // Pairs of curves that Do followed less closely, because they come near to each other so often: near them pieces
+    // may be a little off.
+    std::size_t GetUnresolvedPairCount() const { return m_unresolvedPairs; }
     // Whether there is a piece.
     bool HasPieces() const { return !m_newNodes.empty(); }
 
@@ -117,6 +120,7 @@ private:
     mutable bool m_abort = false;
     bool m_noFilledInputs = true;
     bool m_lacksMap = false;
+    std::size_t m_unresolvedPairs = 0;
     SpreadRects m_invalidRects;
     Kernel::Counted<Selection const> m_newSelection, m_oldSelection;
     // Each with the parents and previous siblings that they had or have.

@@ -159,6 +159,8 @@ DivideShapesCommand::CreateGraph(std::vector<DivideInput> const& inputs, Graph::
         Graph::Create(inputs, method, false, false, &m_abort, Kernel::Counted<Graph::ProgressReporter>(this), true);
     if (!graph && result != Graph::Result::NoCurves)
         m_lacksMap = true;
+    if (graph)
+        m_unresolvedPairs += graph->GetUnresolvedPairCount();
     return graph;
 }
 
