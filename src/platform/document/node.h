@@ -117,8 +117,8 @@ public:
     // An empty source ends the link. The top node of an instance is the one whose source is a symbol's root. Throws
     // Kernel::Exception when the source holds this node.
     void SetLinkSource(Kernel::Counted<Node> source);
-    // True for the node itself and for all that it keeps alive: what is below it, what that is linked to, and what boxes
-    // there contain. No node may come to hold one that holds it: neither would ever be let go of.
+    // True for the node itself and for all that it keeps alive: what is below it, what that is linked to, and what
+    // boxes there contain. No node may come to hold one that holds it: neither would ever be let go of.
     bool Holds(Node const& other) const;
 
     // A deep copy without id and parent.
