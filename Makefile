@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # What people type. Each target installs the packages that it needs and builds what it needs.
-.PHONY: demo test test-asan test-tsan lives mutants bench check check-levels check-format pot command-pages packages
+.PHONY: demo install test test-asan test-tsan lives mutants bench check check-levels check-format pot command-pages packages
 .DEFAULT_GOAL := test
 
 JOBS ?= $(shell nproc)
@@ -17,6 +17,13 @@ demo: packages
 	cmake --preset release >build/release-configure.log
 	cmake --build --preset release --target redraft-cli -j $(JOBS)
 	INPUT="$(INPUT)" tools/demo.sh build/release/shell/redraft build/demo
+
+# Libraries, headers, the program, its manual page and completions. After `make demo` nothing is compiled again.
+PREFIX ?= /usr/local
+install: packages
+	cmake --preset release >build/release-configure.log
+	cmake --build --preset release --target redraft-cli -j $(JOBS)
+	cmake --install build/release --prefix $(PREFIX) >build/install.log
 
 test: packages
 	cmake --preset dev >build/dev-configure.log

@@ -14,3 +14,5 @@ foreach(translation IN LISTS translations)
     install(FILES ${folder}/redraft.mo DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${language}/LC_MESSAGES)
 endforeach()
 add_custom_target(redraft-translations ALL DEPENDS ${catalogues})
+# Whoever builds the program has all that an installation needs.
+add_dependencies(redraft-cli redraft-translations)

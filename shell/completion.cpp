@@ -77,7 +77,7 @@ std::string FormatBash() {
            "    if [ \"$COMP_CWORD\" -eq 1 ]; then\n"
            "        COMPREPLY=($(compgen -W '" +
            Join(ListVerbs()) +
-           " help' -- \"$word\"))\n"
+           "' -- \"$word\"))\n"
            "        return\n"
            "    fi\n"
            "    case ${COMP_WORDS[1]} in\n" +
@@ -116,7 +116,7 @@ std::string FormatZsh() {
            "    if (( CURRENT == 2 )); then\n"
            "        compadd -- " +
            Join(ListVerbs()) +
-           " help\n"
+           "\n"
            "        return\n"
            "    fi\n"
            "    case ${words[2]} in\n" +

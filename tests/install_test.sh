@@ -15,6 +15,10 @@ cmake -S "$source/examples" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$s
     -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_FLAGS="${EXAMPLE_FLAGS:-}" >>"$scratch/log"
 cmake --build "$scratch/build" >>"$scratch/log" || { cat "$scratch/log"; exit 1; }
 ctest --test-dir "$scratch/build" --output-on-failure
+for file in man/man1/redraft.1 bash-completion/completions/redraft zsh/site-functions/_redraft \
+    fish/vendor_completions.d/redraft.fish; do
+    grep -q flip "$scratch/moved/share/$file"
+done
 export XDG_DATA_HOME="$scratch/data"
 "$scratch/moved/bin/redraft" new "$scratch/new.redraft"
 LC_ALL=C.UTF-8 LANGUAGE=de "$scratch/moved/bin/redraft" commands flip-canvas | grep -q "Leinwand spiegeln"
