@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/kernel/sanitizers.h"
 #include "engine/story/hyphenator.h"
 #include "engine/story/pattern_dictionary.h"
 #include "platform/story/hyphenation.h"
@@ -35,6 +36,8 @@ std::string Hyphenate(HyphenDict& dictionary, std::string const& word) {
     std::vector<char> marks(word.size() + 5);
     char** replacements = nullptr;
     int *positions = nullptr, *cuts = nullptr;
+    // The library loses some of the replacements that it makes.
+    Kernel::KnownLeaks const known;
     hnj_hyphen_hyphenate3(&dictionary, word.data(), static_cast<int>(word.size()), marks.data(), nullptr, &replacements,
                           &positions, &cuts, 2, 3, 2, 3);
     std::string said(marks.data(), word.size());
