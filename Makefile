@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # What people type. Each target installs the packages that it needs and builds what it needs.
-.PHONY: demo install test test-asan test-tsan lives mutants bench check check-levels check-format pot command-pages packages
+.PHONY: demo install test test-asan test-tsan lives mutants bench check check-levels check-format pot command-pages \
+    packages
 .DEFAULT_GOAL := test
 
 JOBS ?= $(shell nproc)

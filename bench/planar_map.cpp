@@ -119,6 +119,50 @@ public:
         return inputs;
     }
 
+    // Rings about one centre, each `step` larger than the one below.
+    static Inputs Rings(int count, double step) {
+        Inputs inputs;
+        for (int i = 0; i != count; ++i) {
+            double const radius = 100 + step * i;
+            Add(inputs, Geometry::MakeEllipse({-radius, -radius, radius, radius}));
+        }
+        return inputs;
+    }
+    static Inputs TwoCircles(double apart) {
+        Inputs inputs;
+        for (double const x : {0.0, apart})
+            Add(inputs, Geometry::MakeEllipse({x - 100, -100, x + 100, 100}));
+        return inputs;
+    }
+    // The inputs, and over them copies whose coordinates are rounded to so many decimals; 17: exact ones.
+    static Inputs UnderCopies(Inputs const& inputs, int decimals) {
+        double const unit = std::pow(10.0, decimals);
+        auto const rounded = [&](PointDbl p) {
+            return decimals >= 17 ? p : PointDbl{std::nearbyint(p.x * unit) / unit, std::nearbyint(p.y * unit) / unit};
+        };
+        Inputs both = inputs;
+        for (auto const& input : inputs) {
+            auto copy = input;
+            auto const curves = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+            for (auto const& curve : input.curves.front().curves->GetCurves()) {
+                auto own = Kernel::MakeCounted<Geometry::CurveDbl>();
+                own->MoveTo(rounded(curve->GetStart()));
+                for (auto const& segment : curve->GetSegments()) {
+                    if (segment.kind == Geometry::SegmentKind::Line)
+                        own->LineTo(rounded(segment.end));
+                    else
+                        own->CubicTo(rounded(segment.control1), rounded(segment.control2), rounded(segment.end));
+                }
+                if (curve->IsClosed())
+                    own->Close();
+                curves->AddCurve(own);
+            }
+            copy.curves.front().curves = curves;
+            both.push_back(std::move(copy));
+        }
+        return both;
+    }
+
     static Inputs ReadPaths(char const* path) {
         std::ifstream file(path, std::ios::binary);
         std::string const text{std::istreambuf_iterator<char>(file), {}};
@@ -343,6 +387,35 @@ void TellThreads(char const* name, Inputs const& inputs) {
     std::printf("threads, %s: one %.3f s, two %.3f s, %.2f times as fast\n", name, one, two, one / two);
 }
 
+// Curves that nearly coincide, beside the same drawing with curves that plainly do or do not.
+void TellNear() {
+    std::printf("near, beside the plain drawing\n  %-44s %8s %10s %8s %8s\n", "drawing", "pieces", "seconds", "pieces",
+                "time");
+    auto const tell = [](char const* name, Inputs const& near, Inputs const& plain) {
+        Sizes nearSizes, plainSizes;
+        double nearBest = std::numeric_limits<double>::infinity(), plainBest = nearBest;
+        // By turns, so that other work on the machine meets both.
+        for (int i = 0; i != 5; ++i) {
+            nearBest = std::min(nearBest, Measure(1, [&] { nearSizes = Divide(near); }));
+            plainBest = std::min(plainBest, Measure(1, [&] { plainSizes = Divide(plain); }));
+        }
+        std::printf("  %-44s %8zu %10.4f %8.2f %8.2f\n", name, nearSizes.faces, nearBest,
+                    static_cast<double>(nearSizes.faces) / static_cast<double>(plainSizes.faces), nearBest / plainBest);
+    };
+    tell("two circles 1e-7 apart (60)", Drawing::TwoCircles(1e-7), Drawing::TwoCircles(60));
+    tell("50 rings in steps of 1e-4 (1)", Drawing::Rings(50, 1e-4), Drawing::Rings(50, 1));
+    auto const circles = Drawing(1).Circles(50);
+    for (int const decimals : {7, 5}) {
+        auto const name = "50 circles under copies at " + std::to_string(decimals) + " decimals (all)";
+        tell(name.c_str(), Drawing::UnderCopies(circles, decimals), Drawing::UnderCopies(circles, 17));
+    }
+    if (char const* const path = std::getenv("REDRAFT_BENCH_DRAWING")) {
+        auto const drawing = Drawing::ReadPaths(path);
+        tell("the drawing under a copy at 7 decimals (all)", Drawing::UnderCopies(drawing, 7),
+             Drawing::UnderCopies(drawing, 17));
+    }
+}
+
 void TellGrowth() {
     std::printf("growth, circles of one density\n  %8s %10s %10s %16s\n", "circles", "faces", "seconds", "us a face");
     for (int const count : {10, 50, 200, 1000, 5000}) {
@@ -355,8 +428,7 @@ void TellGrowth() {
 }
 
 // The processor time that the working thread takes from the setting of the flag to the exception, for aborts all over
-// the work. Each the better of two, since other work on the machine
-// makes any piece of work longer.
+// the work. Each the better of two, since other work on the machine makes any piece of work longer.
 void TellAbort(char const* name, Inputs const& inputs) {
     clockid_t worker{};
     pthread_getcpuclockid(pthread_self(), &worker);
@@ -383,7 +455,7 @@ void TellAbort(char const* name, Inputs const& inputs) {
                 std::atomic_ref<bool>(abort).store(true);
             });
             double seen = 0;
-            // What the caller holds goes after the clock has stopped.
+            // The caller's own objects go after the clock has stopped.
             Kernel::Counted<CurveIntersectionGraph> graph;
             std::map<unsigned, CurveIntersectionGraph::DividedResult> results;
             try {
@@ -428,6 +500,8 @@ int main(int count, char** arguments) {
     }
     if (isWanted("growth"))
         TellGrowth();
+    if (isWanted("near"))
+        TellNear();
     if (isWanted("threads")) {
         TellThreads("1000 circles", circles);
         TellThreads("scribbles of cubics", cubics);

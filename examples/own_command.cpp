@@ -33,7 +33,7 @@ public:
 private:
     friend struct Kernel::FieldAccess;
     SetOpacityCommand() = default;
-    // What is stored, and by which name programs outside give it.
+    // The stored members, and the names by which programs outside give them.
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"Opac", &SetOpacityCommand::m_opacity}.As(
             "opacity", "from 0, invisible, to 1, which hides what lies below")};

@@ -63,7 +63,7 @@ private:
     std::map<std::string, std::vector<std::string>, std::less<>> m_values;
 };
 
-// What a verb takes, with the options that all verbs take.
+// The options of a verb, and behind them those that all verbs take.
 std::vector<OptionSpec> GetAllOptions(Usage const& usage);
 // Of a summary.
 std::string_view GetFirstLine(std::string_view text);

@@ -115,7 +115,7 @@ struct ValueKind {
     std::type_index type;
     char const* name;
     std::any (*parse)(std::string const& text, ValueContext const& context);
-    // Null for types without defaults.
+    // Null for types whose values have no text of one line.
     std::string (*format)(std::any const& value) = nullptr;
 };
 
@@ -177,7 +177,7 @@ CommandForm MakeForm(CommandCard::Form const& card) {
     form.takesSelection = card.takesSelection;
     for (auto const& argument : card.arguments)
         form.parameters.push_back({argument.name, GetTypeName(argument), argument.help, FormatDefault(argument)});
-    form.make = [&card](NamedValues const& given, ValueContext const& context) {
+    form.make = [card](NamedValues const& given, ValueContext const& context) {
         std::vector<std::any> values;
         for (auto const& argument : card.arguments) {
             auto const text = given.find(argument.name);
@@ -215,7 +215,11 @@ std::any ParseValue(ArgumentCard const& argument, std::string const& text, Value
 std::optional<std::string> FormatDefault(ArgumentCard const& argument) {
     if (!argument.defaultValue.has_value())
         return std::nullopt;
-    return FindKind(argument.type).format(argument.defaultValue);
+    if (argument.positionOf != nullptr)
+        return std::string(argument.names[argument.positionOf(argument.defaultValue)]);
+    if (auto const format = FindKind(argument.type).format; format != nullptr)
+        return format(argument.defaultValue);
+    throw std::logic_error("no text stands for the default of " + std::string(argument.name));
 }
 
 CommandEntry MakeEntry(CommandCard const& card) {

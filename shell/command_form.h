@@ -29,12 +29,12 @@ std::string ReadTextValue(std::string const& text);
 std::string_view GetTypeName(ArgumentCard const& argument);
 // The value that a text stands for. Throws ValueError.
 std::any ParseValue(ArgumentCard const& argument, std::string const& text, ValueContext const& context);
-// The text of an argument's default; empty when it has none.
+// The text of an argument's default; empty when it has none. Throws std::logic_error for one that no text stands for.
 std::optional<std::string> FormatDefault(ArgumentCard const& argument);
 // A record from JSON, in value_json.cpp. Throws ValueError.
 std::any ParseRecordValue(RecordCard const& record, std::string const& text, ValueContext const& context);
 
-// What is known of a parameter.
+// One parameter, as help and listings show it.
 struct ParameterInfo {
     std::string_view name;
     std::string_view type;
@@ -68,7 +68,7 @@ struct CommandEntry {
     CommandForm const& ChooseForm(NamedValues const& values) const;
 };
 
-// The entry of a class by its card, which must live as long as the entry does.
+// The entry of a class by its card.
 CommandEntry MakeEntry(CommandCard const& card);
 
 std::string MakeShortName(std::string_view className);

@@ -34,7 +34,7 @@ Outcome RunUnstacked(DocumentController& document, Kernel::Counted<DocumentComma
     return {isStep || document.GetHash(false) != before, result.stacked, result.merged};
 }
 
-// What plug-ins fail at is told when the bar is gone.
+// Collects the warnings of plug-ins and notes them when the bar is gone.
 class PluginWarnings {
 public:
     explicit PluginWarnings(std::string subject) : m_subject(std::move(subject)) {

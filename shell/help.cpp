@@ -66,7 +66,8 @@ std::string FormatManPage() {
         for (auto const& option : GetAllOptions(verb.usage))
             text += FormatTroffOption(option);
     }
-    text += ".SH COMMANDS\nWhat \\fBredraft do\\fR runs, with its parameters. Those in brackets may be left out.\n";
+    text += ".SH COMMANDS\nThe commands of \\fBredraft do\\fR, with their parameters and, in brackets, the defaults of "
+            "those that may be left out.\n";
     for (auto const& entry : GetCommandTable()) {
         for (auto const& form : entry.forms) {
             text += ".TP\n\\fB" + EscapeTroff(entry.shortName) + "\\fR\n";

@@ -36,7 +36,7 @@ Json ParseRecord(std::string const& text) {
 }
 
 // The member of a record as the text that its argument takes.
-std::string ToText(Json const& value, ArgumentCard const& member) {
+std::string ToText(Json const& value) {
     if (value.is_string())
         return value.get<std::string>();
     if (value.is_number_float())
@@ -46,7 +46,7 @@ std::string ToText(Json const& value, ArgumentCard const& member) {
     std::string text;
     for (auto const& item : value) {
         if (!item.is_number())
-            throw ValueError("needs numbers in the array " + std::string(member.name));
+            throw ValueError("needs numbers in its array");
         text += (text.empty() ? "" : ",") + FormatNumber(item.get<double>());
     }
     return text;
@@ -65,16 +65,16 @@ std::any ParseRecordValue(RecordCard const& card, std::string const& text, Value
     for (auto const& member : card.members) {
         auto const found = record.find(std::string(member.name));
         if (found == record.end() && !member.defaultValue.has_value())
-            throw ValueError("needs " + std::string(member.name) + ", which is a " + std::string(GetTypeName(member)));
+            throw ValueError("lacks " + std::string(member.name) + " (" + std::string(GetTypeName(member)) + ")");
         if (found == record.end()) {
             values.push_back(member.defaultValue);
             continue;
         }
         bool const isText = GetTypeName(member) == "text";
         if (isText != found->is_string())
-            throw ValueError("needs a " + std::string(GetTypeName(member)) + " as " + std::string(member.name));
+            throw ValueError("has no " + std::string(GetTypeName(member)) + " as " + std::string(member.name));
         try {
-            values.push_back(ParseValue(member, ToText(*found, member), context));
+            values.push_back(ParseValue(member, ToText(*found), context));
         } catch (ValueError const& error) {
             throw ValueError(std::string(member.name) + " " + error.what());
         }

@@ -3,8 +3,8 @@
 """Breaks the library one place at a time and asks the tests whether they notice.
 
 Each mutant changes one condition, call, tag or constant of a source under src/ or engine/. It is built in a copy of the
-tree, and the tests that touch the file run, the quickest first, until one fails. A mutant that all tests pass survives: either it changes nothing that
-anybody can see, or a test is missing. Survivors are printed, and kept with all results in build/mutants/results.txt.
+tree, and the tests that touch the file run, the quickest first, until one fails. A mutant that all tests pass survives:
+either it changes nothing that anybody can see, or a test is missing. Survivors are printed, and kept with all results in build/mutants/results.txt.
 
     tools/mutants.py                             all of src/, in an order by chance
     tools/mutants.py --files src/shapes/*.cpp    only these

@@ -7,13 +7,14 @@
 
 namespace Renderer::Detail {
 
-// An empty vector with the memory that the last one of its kind had on this thread, up to 1 MiB of it.
+// Of the last vector of its kind on this thread.
 template <class T>
 std::vector<T>& GetReusedMemory() {
     static thread_local std::vector<T> s_kept;
     return s_kept;
 }
 
+// An empty vector with the memory that the last one given back had, up to 1 MiB of it.
 template <class T>
 std::vector<T> TakeReusedVector() {
     return std::exchange(GetReusedMemory<T>(), {});

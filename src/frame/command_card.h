@@ -27,9 +27,10 @@ struct ArgumentCard {
     std::type_index type;
     // Empty when the argument must be given.
     std::any defaultValue;
-    // Of an enumeration: the names of its values, and the value by its position among them.
+    // Of an enumeration: the names of its values, and the value at a position among them, and the position of a value.
     std::span<std::string_view const> names = {};
     std::any (*valueAt)(std::size_t position) = nullptr;
+    std::size_t (*positionOf)(std::any const& value) = nullptr;
     // Null but for records.
     RecordCard const* record = nullptr;
 };
@@ -41,7 +42,7 @@ struct RecordCard {
     std::any (*make)(std::vector<std::any> const& values);
 };
 
-// What a command class says of itself to whoever lists commands or makes them from text. It follows from the named
+// The description of a command class for programs that list commands or make them from text. It follows from the named
 // fields of the class's list, and lives as long as the class is registered.
 struct REDRAFT_API CommandCard {
     // One way to make the command.

@@ -45,8 +45,10 @@ ArgumentCard Describe(F const& field) {
     if (auto const defaultValue = field.GetDefault())
         card.defaultValue = *defaultValue;
     if constexpr (std::is_enum_v<Value>) {
+        static_assert(!c_outsideNames<Value>.empty(), "the enumeration has no names for programs outside");
         card.names = c_outsideNames<Value>;
         card.valueAt = [](std::size_t position) { return std::any(static_cast<Value>(position)); };
+        card.positionOf = [](std::any const& value) { return static_cast<std::size_t>(std::any_cast<Value>(value)); };
     }
     if constexpr (IsRecord<Value>())
         card.record = &GetRecordCard<Value>();

@@ -80,6 +80,7 @@ TEST(CommandCards, AnEnumerationHasANameForEachValue) {
     ASSERT_EQ(3u, argument.names.size());
     EXPECT_EQ("adapt", argument.names[1]);
     EXPECT_EQ(MasterMigrationStrategy::Adapt, std::any_cast<MasterMigrationStrategy>(argument.valueAt(1)));
+    EXPECT_EQ(2u, argument.positionOf(MasterMigrationStrategy::Drop));
 }
 
 } // namespace

@@ -299,7 +299,7 @@ TEST_P(Laws, OnlyTheFiveRasterEffectsRepeat) {
     expectRepeat(*DocumentController::Open(path, true), repeats && staysRepeatable);
 }
 
-// What a command keeps must not keep its document, which keeps the command.
+// Nothing that a command keeps may keep its document, which keeps the command.
 TEST_P(Laws, ADocumentEndsWithItsLastHolder) {
     for (bool const isPreview : {false, true}) {
         SCOPED_TRACE(isPreview ? "as a preview" : "as a command");

@@ -31,7 +31,7 @@ private:
     void SetAll(double opacity);
 
     double m_opacity = 1;
-    // What Do found, and how opaque each was.
+    // The objects that Do found, and how opaque each was.
     std::vector<Kernel::Counted<Node>> m_nodes;
     std::vector<double> m_old;
 };

@@ -157,7 +157,7 @@ void LivingDocument::Run(std::string const& line) {
     ComparePicture();
 }
 
-// What became of the line is for the caller to judge.
+// Runs a line; the caller judges its effect.
 LivingDocument::Outcome LivingDocument::RunLine(std::vector<std::string> const& words) {
     auto const& verb = words.front();
     if (verb == "reload")

@@ -13,7 +13,8 @@ namespace Geometry::Planar {
 
 namespace {
 
-// What controls and ends lie beside each other by rounding, in grid units.
+// In grid units: the distance that rounding may put between a control and its true position, and the one that parts of
+// different curves have to keep.
 constexpr double c_rounding = 2, c_clearance = 32;
 // How far controls have to keep from a line through a shared end, as a share of their distance from that end.
 constexpr double c_leastSine = 1.0 / 64;

@@ -68,7 +68,7 @@ struct OlderForm {
 //   Field{"IPts", &C::m_points}.FromOlderTag("IPnt")
 //   Field{"Size", &C::m_size}.FromOlderTag<double>("Widt", [](double width) { return Size{width, width}; })
 //
-// What may be given from outside has a name there, and a default unless it must be given:
+// A value that programs outside may give has a name for them, and a default unless it must be given:
 //
 //   Field{"Horz", &FlipCanvasCommand::m_horizontal}.As("horizontal", "true mirrors left to right, false top to bottom")
 //   Unstored{&C::m_enabled}.As("enabled", "puts the override in force", true)
