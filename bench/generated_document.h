@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/set_scale_override_flags_command.h"
+#include "frame/settings/set_scale_override_flags_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/geometry/curve.h"
 #include "shapes/ungroup_nodes_command.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What does a command that goes over many nodes cost for each of them? The floors do the same to structures that hold
 // nothing else: linked like the tree, or side by side.
-#include "frame/flip_canvas_command.h"
-#include "frame/selection_command.h"
+#include "frame/selection/selection_command.h"
+#include "frame/view/flip_canvas_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/geometry/curve.h"
 

@@ -1,10 +1,16 @@
 # SPDX-License-Identifier: Apache-2.0
-# redraft_room(TARGET FOLDER [LINK target...] [SYSTEM library...])
-#   One folder of sources as an object library. LINK names the rooms below that it may use; SYSTEM the
-#   third-party libraries, whose headers are not checked for warnings.
+# redraft_room(TARGET FOLDER [PARTS subfolder...] [LINK target...] [SYSTEM library...])
+#   One folder of sources, with those of its subfolders that PARTS names, as an object library. LINK names the rooms
+#   below that it may use; SYSTEM the third-party libraries, whose headers are not checked for warnings.
 function(redraft_room target folder)
-    cmake_parse_arguments(ROOM "" "" "LINK;SYSTEM" ${ARGN})
-    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+    cmake_parse_arguments(ROOM "" "" "PARTS;LINK;SYSTEM" ${ARGN})
+    set(folders ${folder})
+    foreach(part IN LISTS ROOM_PARTS)
+        list(APPEND folders ${folder}/${part})
+    endforeach()
+    list(TRANSFORM folders PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+    list(TRANSFORM folders APPEND /*.cpp)
+    file(GLOB sources CONFIGURE_DEPENDS ${folders})
     if(NOT sources)
         file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/${target}_empty.cpp "")
         set(sources ${CMAKE_CURRENT_BINARY_DIR}/${target}_empty.cpp)

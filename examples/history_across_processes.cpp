@@ -2,7 +2,7 @@
 // A document is drawn, edited and saved; then it is opened as another process would, and its history walked back.
 //
 //   history_across_processes [FILE]      FILE is written over; its name ends in .redraft
-#include "frame/flip_canvas_command.h"
+#include "frame/view/flip_canvas_command.h"
 #include "platform/document/document_controller.h"
 #include "shapes/ungroup_all_nodes_command.h"
 

@@ -3,9 +3,9 @@
 // in the list of classes. Undo, Redo and both after a reload come from the frame.
 //
 //   own_command [FILE]      FILE is written over; its name ends in .redraft
-#include "frame/notifications.h"
-#include "frame/registered_class.h"
-#include "frame/selection_command.h"
+#include "frame/contract/notifications.h"
+#include "frame/persistence/registered_class.h"
+#include "frame/selection/selection_command.h"
 #include "platform/document/document_controller.h"
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/command_form.h"
 
-#include "frame/symbol_reference.h"
+#include "frame/settings/symbol_reference.h"
 #include "platform/document/spread_index.h"
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/command_card.h"
+#include "frame/persistence/command_card.h"
 #include "platform/document/document_controller.h"
 
 #include <map>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/command_table.h"
 
-#include "frame/command_coverage.h"
+#include "frame/contract/command_coverage.h"
 #include "platform/kernel/cast.h"
 #include "shell/failure.h"
 #include "shell/nearest.h"

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/class_list.h"
 
-#include "frame/add_pressure_profile_command.h"
-#include "frame/add_view_point_command.h"
-#include "frame/delete_symbol_command.h"
-#include "frame/flip_canvas_command.h"
-#include "frame/set_anchor_pages_setting_command.h"
-#include "frame/set_guides_fill_command.h"
-#include "frame/set_master_migrate_pages_setting_command.h"
-#include "frame/set_reflow_pages_setting_command.h"
-#include "frame/set_scale_override_flags_command.h"
-#include "frame/suspend_preview_command.h"
+#include "frame/settings/add_pressure_profile_command.h"
+#include "frame/settings/delete_symbol_command.h"
+#include "frame/settings/set_anchor_pages_setting_command.h"
+#include "frame/settings/set_guides_fill_command.h"
+#include "frame/settings/set_master_migrate_pages_setting_command.h"
+#include "frame/settings/set_reflow_pages_setting_command.h"
+#include "frame/settings/set_scale_override_flags_command.h"
+#include "frame/view/add_view_point_command.h"
+#include "frame/view/flip_canvas_command.h"
+#include "frame/view/suspend_preview_command.h"
 
 namespace Commands {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persisted.h"
-#include "frame/selection_command.h"
+#include "frame/persistence/persisted.h"
+#include "frame/selection/selection_command.h"
 #include "platform/document/update_transformed_raster_nodes_visitor.h"
 
 namespace Commands {

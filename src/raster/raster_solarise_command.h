@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persisted.h"
+#include "frame/persistence/persisted.h"
 #include "platform/document/raster_command.h"
 
 namespace Commands {

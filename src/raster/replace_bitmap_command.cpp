@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/replace_bitmap_command.h"
 
+#include "frame/contract/notifications.h"
 #include "frame/example.h"
-#include "frame/notifications.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/abortable.h"
 #include "platform/kernel/cast.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/listed_class.h"
+#include "frame/persistence/listed_class.h"
 
 #include <vector>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/convert_to_art_text_command.h"
 
+#include "frame/contract/notifications.h"
 #include "frame/example.h"
-#include "frame/notifications.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/object_style.h"
 #include "platform/story/reading_direction.h"

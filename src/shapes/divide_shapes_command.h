@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/notifications.h"
-#include "frame/persisted.h"
-#include "frame/selection_command.h"
+#include "frame/contract/notifications.h"
+#include "frame/persistence/persisted.h"
+#include "frame/selection/selection_command.h"
 #include "platform/document/nodes.h"
 #include "platform/document/spread_rects.h"
 #include "platform/document/structure_command_helper.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/notifications.h"
-#include "frame/persisted.h"
+#include "frame/contract/notifications.h"
+#include "frame/persistence/persisted.h"
 #include "platform/document/nodes.h"
 #include "platform/document/selection.h"
 #include "platform/document/spread_rects.h"

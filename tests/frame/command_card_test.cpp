@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/add_view_point_command.h"
-#include "frame/command_card.h"
-#include "frame/flip_canvas_command.h"
-#include "frame/set_master_migrate_pages_setting_command.h"
+#include "frame/persistence/command_card.h"
+#include "frame/settings/set_master_migrate_pages_setting_command.h"
+#include "frame/view/add_view_point_command.h"
+#include "frame/view/flip_canvas_command.h"
 #include "platform/kernel/cast.h"
 #include "shapes/divide_shapes_command.h"
 #include "tests/frame/registry_table.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
 #include "platform/document/ai_operation_notification.h"
 #include "tests/frame/slots.h"
 #include "tests/support/documents.h"

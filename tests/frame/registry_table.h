@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/registered_class.h"
+#include "frame/persistence/registered_class.h"
 
 // The stored format's key: every persisted class of the library, in the order of registration. A class may be missing
 // here from the program for the time being; one that is there must say what its row says.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/selection_command.h"
+#include "frame/selection/selection_command.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/object_graph.h"
 #include "raster/raster_solarise_command.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/add_view_point_command.h"
-#include "frame/delete_symbol_command.h"
-#include "frame/flip_canvas_command.h"
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
+#include "frame/settings/delete_symbol_command.h"
+#include "frame/view/add_view_point_command.h"
+#include "frame/view/flip_canvas_command.h"
 #include "platform/kernel/exception.h"
 #include "tests/support/documents.h"
 

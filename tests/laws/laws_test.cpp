@@ -2,7 +2,7 @@
 // What holds for every command, proved on its examples. A new command takes part by registering one.
 
 #include "engine/store/container.h"
-#include "frame/command_coverage.h"
+#include "frame/contract/command_coverage.h"
 #include "platform/kernel/exception.h"
 #include "tests/laws/example_run.h"
 #include "tests/support/records.h"

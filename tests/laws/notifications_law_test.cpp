@@ -2,7 +2,7 @@
 // The notifications of commands, judged by what a front end must be able to show from them: after Do, Undo and Redo of
 // every example, in previews too. The judge is judged as well: it must notice when something is left out or bent.
 
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
 #include "platform/document/front_end_listener.h"
 #include "platform/kernel/cast.h"
 #include "tests/laws/example_run.h"

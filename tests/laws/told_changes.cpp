@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/laws/told_changes.h"
 
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
 #include "platform/document/document_renderer.h"
 #include "platform/kernel/cast.h"
 

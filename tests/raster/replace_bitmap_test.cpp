@@ -3,7 +3,7 @@
 #include "raster/inflate_untrusted_raster_nodes_command.h"
 #include "raster/replace_bitmap_command.h"
 
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
 #include "platform/document/history.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"

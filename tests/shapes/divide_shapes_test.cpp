@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/divide_shapes_command.h"
 
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
 #include "platform/kernel/exception.h"
 #include "tests/shapes/scene.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
 #include "shapes/ungroup_all_nodes_command.h"
 #include "shapes/ungroup_nodes_command.h"
 #include "tests/shapes/scene.h"

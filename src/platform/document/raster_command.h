@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/selection_command.h"
+#include "frame/selection/selection_command.h"
 #include "platform/document/spread_rects.h"
 
 // Base of commands that change the pixels of selected layers. The effect works on each layer once, in Do; Undo and Redo

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/visitor.h"
+#include "frame/selection/visitor.h"
 #include "platform/document/document_controller.h"
 
 // Brings layers of a document that is not trusted up to date. For a layer with a bitmap: all its pixels are read now,

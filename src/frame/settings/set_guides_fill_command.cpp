@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/set_guides_fill_command.h"
+#include "frame/settings/set_guides_fill_command.h"
 
+#include "frame/contract/notifications.h"
 #include "frame/example.h"
-#include "frame/notifications.h"
 
 namespace Commands {
 

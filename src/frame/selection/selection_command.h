@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/visitor.h"
+#include "frame/selection/visitor.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/kernel/field_list.h"
 

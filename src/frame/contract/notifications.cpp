@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/notifications.h"
+#include "frame/contract/notifications.h"
 
 #include "platform/kernel/cast.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/make_card.h"
+#include "frame/persistence/make_card.h"
 
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/command_card.h"
-#include "frame/persisted.h"
+#include "frame/persistence/command_card.h"
+#include "frame/persistence/persisted.h"
 #include "platform/document/command.h"
 #include "platform/document/document_settings.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/index_fragment_separator_enum_serialiser.h"
+#include "frame/settings/index_fragment_separator_enum_serialiser.h"
 
 #include <iterator>
 

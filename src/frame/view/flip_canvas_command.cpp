@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/flip_canvas_command.h"
+#include "frame/view/flip_canvas_command.h"
 
+#include "frame/contract/notifications.h"
 #include "frame/example.h"
 #include "frame/example_documents.h"
-#include "frame/notifications.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/command_coverage.h"
-#include "frame/make_card.h"
-#include "frame/persisted.h"
+#include "frame/contract/command_coverage.h"
+#include "frame/persistence/make_card.h"
+#include "frame/persistence/persisted.h"
 #include "platform/kernel/type_name.h"
 
 // Whether a class takes part in the count of commands that tests ran.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/command_coverage.h"
+#include "frame/contract/command_coverage.h"
 
 #include <algorithm>
 

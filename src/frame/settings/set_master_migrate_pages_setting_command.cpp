@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/set_master_migrate_pages_setting_command.h"
+#include "frame/settings/set_master_migrate_pages_setting_command.h"
 
 #include "frame/example.h"
 #include "platform/document/document_controller.h"

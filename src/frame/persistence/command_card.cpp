@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/command_card.h"
+#include "frame/persistence/command_card.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persisted.h"
-#include "frame/symbol_reference.h"
+#include "frame/persistence/persisted.h"
+#include "frame/settings/symbol_reference.h"
 #include "platform/document/command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/node.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/suspend_preview_command.h"
+#include "frame/view/suspend_preview_command.h"
 
 namespace Commands {
 

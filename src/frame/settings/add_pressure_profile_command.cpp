@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/add_pressure_profile_command.h"
+#include "frame/settings/add_pressure_profile_command.h"
 
 #include "frame/example.h"
 #include "platform/document/document_controller.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persisted.h"
+#include "frame/persistence/persisted.h"
 #include "platform/document/command.h"
 #include "platform/document/view_point_data.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/registered_class.h"
+#include "frame/persistence/registered_class.h"
 
 #include <functional>
 #include <memory>

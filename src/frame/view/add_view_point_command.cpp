@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/add_view_point_command.h"
+#include "frame/view/add_view_point_command.h"
 
+#include "frame/contract/notifications.h"
 #include "frame/example.h"
-#include "frame/notifications.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>

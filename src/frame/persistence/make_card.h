@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/command_card.h"
+#include "frame/persistence/command_card.h"
 #include "platform/document/raster_command.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/type_name.h"

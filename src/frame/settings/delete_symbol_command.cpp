@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/delete_symbol_command.h"
+#include "frame/settings/delete_symbol_command.h"
 
+#include "frame/contract/notifications.h"
 #include "frame/example.h"
 #include "frame/example_documents.h"
-#include "frame/notifications.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/set_reflow_pages_setting_command.h"
+#include "frame/settings/set_reflow_pages_setting_command.h"
 
+#include "frame/contract/notifications.h"
 #include "frame/example.h"
-#include "frame/notifications.h"
 #include "platform/document/reflow_pages_command.h"
 
 namespace Commands {
