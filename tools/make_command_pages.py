@@ -18,7 +18,7 @@ PAGES = ROOT / "docs" / "commands"
 def read_class_comments():
     """The comment before each class of the command headers, as one paragraph."""
     comments = {}
-    for header in sorted((ROOT / "src").glob("*/*_command.h")):
+    for header in sorted((ROOT / "src").rglob("*_command.h")):
         text = header.read_text()
         for match in re.finditer(r"((?:^//[^\n]*\n)+)class (?:REDRAFT_API )?(\w+)", text, re.MULTILINE):
             lines = [line[2:].strip() for line in match[1].splitlines()]
