@@ -2,8 +2,8 @@
 // How long does it take to import a map of five thousand paths, beside a peer that reads and renders it as a program of
 // its own, and beside the least work: finding the numbers in the same text?
 #include "bench/generated_document.h"
+#include "formats/svg/import.h"
 #include "platform/kernel/files.h"
-#include "shell/svg/import.h"
 
 #include <benchmark/benchmark.h>
 
@@ -93,9 +93,9 @@ std::string const& MapFile() {
 Kernel::Counted<DocumentController> ImportMap() {
     auto const bytes = Kernel::ReadWholeFile(MapFile(), SIZE_MAX);
     auto const drawing =
-        Shell::Svg::Import({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, Shell::Svg::ReadOptions());
+        Formats::Svg::Import({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, Formats::Svg::ReadOptions());
     auto document = DocumentController::CreateNew(drawing.pageSize, Raster::FormatRGBA8, 1);
-    Shell::Svg::Place(drawing, *document->GetDocument(), *document->GetCurrentSpread());
+    Formats::Svg::Place(drawing, *document->GetDocument(), *document->GetCurrentSpread());
     return document;
 }
 

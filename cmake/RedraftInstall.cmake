@@ -1,17 +1,21 @@
 # SPDX-License-Identifier: Apache-2.0
 # `cmake --install` puts the libraries, their headers, the program and a CMake package in place:
 #   find_package(Redraft REQUIRED)
-#   target_link_libraries(mine PRIVATE Redraft::redraft)
+#   target_link_libraries(mine PRIVATE Redraft::redraft)      commands and documents
+#   target_link_libraries(mine PRIVATE Redraft::formats)      also files of other programs
 include(CMakePackageConfigHelpers)
 
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Redraft)
 
-install(TARGETS redraft redraft-engine EXPORT RedraftTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-set_target_properties(redraft redraft-engine PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS redraft redraft-engine redraft-formats EXPORT RedraftTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+set_target_properties(redraft redraft-engine redraft-formats PROPERTIES INSTALL_RPATH "$ORIGIN")
 file(RELATIVE_PATH libraries_from_programs ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 install(TARGETS redraft-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 set_target_properties(redraft-cli PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
 install(TARGETS redraft-plugin-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/redraft)
+foreach(header colour export import limits path_ending report)
+    install(FILES ${CMAKE_SOURCE_DIR}/formats/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/redraft/formats)
+endforeach()
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/redraft FILES_MATCHING PATTERN "*.h")
 
 install(EXPORT RedraftTargets NAMESPACE Redraft:: DESTINATION ${config_folder})

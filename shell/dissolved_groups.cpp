@@ -3,7 +3,6 @@
 
 #include "platform/kernel/cast.h"
 #include "shell/session.h"
-#include "shell/svg/report.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -96,16 +95,29 @@ DissolvedGroups::DissolvedGroups(Selection const& selection) {
 }
 
 void DissolvedGroups::Tell(std::string_view className) const {
-    Svg::Report report;
+    // In the order in which they are met, each with its first group.
+    struct Loss {
+        std::string_view effect;
+        std::string first;
+        std::size_t count;
+    };
+    std::vector<Loss> losses;
     TreeMembers members;
     for (auto const& group : m_groups) {
         if (members.Contains(*group.node) || !members.Contains(*group.member))
             continue;
-        for (auto const effect : ListEffects(*group.node))
-            report.Add(effect, Describe(*group.node));
+        for (auto const effect : ListEffects(*group.node)) {
+            auto const known =
+                std::find_if(losses.begin(), losses.end(), [&](Loss const& loss) { return loss.effect == effect; });
+            if (known != losses.end())
+                ++known->count;
+            else
+                losses.push_back({effect, Describe(*group.node), 1});
+        }
     }
-    for (auto const& line : report.GetLines())
-        Session::Note(className, "taken away with groups: " + line);
+    for (auto const& [effect, first, count] : losses)
+        Session::Note(className, "taken away with groups: " + std::string(effect) + ": " + std::to_string(count) +
+                                     " (first " + OneLine(first, 60) + ")");
 }
 
 } // namespace Shell

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/document_target.h"
 
+#include "formats/path_ending.h"
 #include "platform/document/document_controller.h"
 #include "shell/failure.h"
-#include "shell/path_ending.h"
 
 #include <array>
 #include <cstring>
@@ -46,7 +46,7 @@ bool IsDocument(std::string const& path) {
 }
 
 void CheckDocumentTarget(std::string const& path, Replaces replaces) {
-    if (GetPathEnding(path) != ".redraft")
+    if (Formats::GetPathEnding(path) != ".redraft")
         throw Failure(ExitStatus::Usage, path, "needs the ending .redraft, which is what documents are saved as");
     std::error_code error;
     bool const isFile = std::filesystem::is_regular_file(path, error);

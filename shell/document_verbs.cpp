@@ -2,7 +2,6 @@
 #include "shell/document_target.h"
 #include "shell/interrupt.h"
 #include "shell/mask_verb.h"
-#include "shell/picture.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
 
@@ -20,6 +19,12 @@ namespace {
 // DIN A4 at 96 units an inch.
 constexpr Kernel::SizeT<double> c_usualSize{210 * 96 / 25.4, 297 * 96 / 25.4};
 constexpr int c_maximumNewPages = 10000;
+
+// What pages can be drawn in.
+bool IsPageFormat(Raster::Format format) {
+    return Raster::IsHandledFormat(format) &&
+           Raster::GetFormatInfo(format).colourModel != Raster::ColourModel::AlphaOnly;
+}
 
 Raster::Format ParseFormat(std::string_view text) {
     std::string names;

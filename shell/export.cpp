@@ -1,102 +1,79 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/export.h"
 
-#include "shell/own_pixels.h"
-#include "shell/path_ending.h"
-#include "shell/picture.h"
-#include "shell/svg/export.h"
+#include "formats/path_ending.h"
+#include "shell/interrupt.h"
+#include "shell/progress.h"
 
 #include <array>
-#include <cmath>
+#include <string_view>
 
 namespace Shell {
 
 namespace {
 
-Kernel::RectT<double> GetBounds(std::vector<Kernel::Counted<Node>> const& nodes, std::string const& subject) {
-    Kernel::RectT<double> area;
-    for (auto const& node : nodes)
-        area = area.United(node->GetBounds(true));
-    if (area.IsEmpty())
-        throw Failure(ExitStatus::Input, subject, "the selection draws nothing");
-    return area;
-}
+// A file of the session.
+class SessionOutput final : public Formats::Output {
+public:
+    SessionOutput(OutputFiles& files, std::string const& path) : m_files(files), m_path(path) {}
 
-// Out to whole pixels, counted from the spread's origin.
-Kernel::RectT<double> GetWholePixels(Kernel::RectT<double> const& area, double scale) {
-    // An edge within a millionth of a pixel of the grid lies on it.
-    auto const down = [&](double x) { return std::floor(x * scale + 1e-6) / scale; };
-    auto const up = [&](double x) { return std::ceil(x * scale - 1e-6) / scale; };
-    return {down(area.left), down(area.top), up(area.right), up(area.bottom)};
-}
-
-void ExportPicture(Session& session, DocumentController& document, std::string const& path, PictureKind kind,
-                   ExportOptions const& wanted) {
-    auto const& subject = session.GetDocumentPath();
-    SpreadPictureOptions options;
-    options.format = document.GetDocument()->GetFormat();
-    options.nodes.assign(wanted.nodes.begin(), wanted.nodes.end());
-    auto const area = wanted.nodes.empty() ? wanted.spread->GetBaseBox(true) : GetBounds(wanted.nodes, subject);
-    if (wanted.scale) {
-        options.scale = *wanted.scale;
-    } else {
-        auto tops = options.nodes;
-        if (tops.empty())
-            tops.emplace_back(wanted.spread);
-        auto const own = FindOwnPixels(tops, area);
-        if (own.picture && WriteOwnPicture(session.Files(), path, kind, *own.picture))
-            return;
-        options.scale = own.scale.value_or(1);
+    void Begin() override {
+        m_files.Abandon();
+        m_hasBegun = true;
+        m_files.Begin(m_path);
     }
-    if (!wanted.nodes.empty()) {
-        options.area = GetWholePixels(area, options.scale);
-        options.background = options.background.WithAlpha(0);
-    }
-    WritePicture(session.Files(), path, kind, *wanted.spread, options, subject);
-}
+    void Write(std::span<std::byte const> bytes) override { m_files.Write(bytes); }
+    bool HasBegun() const { return m_hasBegun; }
 
-void ExportPng(Session& session, DocumentController& document, std::string const& path, ExportOptions const& options) {
-    ExportPicture(session, document, path, PictureKind::Png, options);
-}
-
-void ExportTiff(Session& session, DocumentController& document, std::string const& path, ExportOptions const& options) {
-    ExportPicture(session, document, path, PictureKind::Tiff, options);
-}
-
-void ExportSvg(Session& session, DocumentController&, std::string const& path, ExportOptions const& options) {
-    if (options.scale)
-        throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");
-    auto const drawing = Guarded(ExitStatus::Input, session.GetDocumentPath(), [&] {
-        return options.nodes.empty() ? Svg::ExportSpread(*options.spread) : Svg::ExportNodes(options.nodes);
-    });
-    for (auto const& line : drawing.report.GetLines())
-        Session::Note(path, "not taken over: " + line);
-    session.Files().Begin(path);
-    session.Files().Write(drawing.text);
-    session.Files().End();
-}
-
-struct Kind {
-    std::string_view ending;
-    Exporter exporter;
+private:
+    OutputFiles& m_files;
+    std::string const& m_path;
+    bool m_hasBegun = false;
 };
+
+void TellNotes(Formats::Report const& report, std::string const& document, std::string const& path) {
+    for (auto const& note : report.notes)
+        Session::Note(note.kind == Formats::Note::Kind::Damaged ? document : path, Formats::Describe(note));
+}
 
 } // namespace
 
-Exporter FindExporter(std::string const& path) {
-    constexpr std::array c_kinds{Kind{".svg", &ExportSvg}, Kind{".png", &ExportPng}, Kind{".tif", &ExportTiff},
-                                 Kind{".tiff", &ExportTiff}};
+Formats::ExportFormat FindExportFormat(std::string const& path) {
+    if (auto const format = Formats::FindExportFormat(path))
+        return *format;
     constexpr std::array<std::string_view, 5> c_later{".rtf", ".txt", ".epub", ".htm", ".html"};
-    auto const ending = GetPathEnding(path);
-    for (auto const& kind : c_kinds) {
-        if (ending == kind.ending)
-            return kind.exporter;
-    }
+    auto const ending = Formats::GetPathEnding(path);
     for (auto const later : c_later) {
         if (ending == later)
             throw Failure(ExitStatus::Output, path, "the export of text is not available yet");
     }
     throw Failure(ExitStatus::Usage, path, "needs an ending that tells the format: .svg, .png or .tif");
+}
+
+void WriteExport(Session& session, DocumentController& document, std::string const& path, Formats::ExportFormat format,
+                 Formats::ExportOptions options) {
+    auto const& subject = session.GetDocumentPath();
+    SessionOutput output(session.Files(), path);
+    Formats::Report report;
+    bool abort = false;
+    try {
+        Interrupt::Scope const interrupt(&abort);
+        ProgressBar progress("Render");
+        options.abort = &abort;
+        options.progress = [&](float fraction) { progress.Update(fraction); };
+        Formats::Export(document, format, output, options, &report);
+    } catch (Kernel::DamagedDataException const&) {
+        TellNotes(report, subject, path);
+        RethrowAsFailure(ExitStatus::Input, subject);
+    } catch (...) {
+        TellNotes(report, subject, path);
+        // Before the first byte only the document can be at fault.
+        if (output.HasBegun())
+            RethrowAsFailure(ExitStatus::Output, path);
+        RethrowAsFailure(ExitStatus::Input, subject);
+    }
+    session.Files().End();
+    TellNotes(report, subject, path);
 }
 
 } // namespace Shell

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/film_strip.h"
 
+#include "shell/export.h"
 #include "shell/failure.h"
 #include "shell/history_walk.h"
-#include "shell/picture.h"
 #include "shell/values.h"
 
 #include "platform/kernel/exception.h"
+#include "platform/raster/codec.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -63,6 +64,27 @@ std::string MakePictureName(char const* kind, std::size_t position, std::size_t 
     return kind + std::string("-") + std::string(digits - number.size(), '0') + number + ".png";
 }
 
+// Writes pixels that are there already, as PNG.
+void WritePixels(OutputFiles& files, std::string const& path, Raster::BufferRGBA8 const& pixels) {
+    Raster::ImageInfo info;
+    info.width = static_cast<std::uint32_t>(pixels.GetWidth());
+    info.height = static_cast<std::uint32_t>(pixels.GetHeight());
+    info.hasAlpha = true;
+    info.isSrgb = true;
+    auto const interleave = [&](std::uint32_t y, std::span<std::byte> row) {
+        for (int channel = 0; channel != 4; ++channel) {
+            auto const* const samples = pixels.GetRow(channel, static_cast<int>(y));
+            for (std::size_t x = 0; x != info.width; ++x)
+                row[4 * x + static_cast<std::size_t>(channel)] = std::byte{samples[x]};
+        }
+    };
+    files.Begin(path);
+    Guarded(ExitStatus::Output, path, [&] {
+        Raster::EncodePng(info, interleave, [&](std::span<std::byte const> bytes) { files.Write(bytes); });
+    });
+    files.End();
+}
+
 // Writes a close picture of what the newest step touched, as it is after it. Empty when there is nothing to show.
 std::string WriteCloseUp(Session& session, DocumentController& document, std::string const& folder) {
     auto const& history = *document.GetHistory();
@@ -116,17 +138,18 @@ void WriteFilmStrip(Session& session, DocumentController& document, std::string 
                        EscapeHtml(name) + "</title>\n<style>" + std::string(c_style) + "</style>\n<h1>" +
                        EscapeHtml(name) + ": " + Count(history.GetCount(), "step", "steps") + ", at " +
                        std::to_string(current) + "</h1>\n<ol>\n";
-    auto const& spread = *document.GetCurrentSpread();
-    auto const box = spread.GetBaseBox(true);
-    SpreadPictureOptions options;
+    auto const box = document.GetCurrentSpread()->GetBaseBox(true);
+    Formats::ExportOptions options;
+    options.spread = document.GetCurrentSpread();
+    options.pixelFormat = Raster::FormatRGBA8;
     options.scale = c_pictureSide / std::max(box.GetWidth(), box.GetHeight());
     session.Files().MakeFolder(folder);
     std::vector<std::string> states(history.GetCount() + 1);
     auto const show = [&](std::size_t position) {
         WalkTo(document, position, session.GetDocumentPath());
         auto const picture = MakePictureName("state", position, history.GetCount());
-        WritePicture(session.Files(), (std::filesystem::path(folder) / picture).string(), PictureKind::Png, spread,
-                     options, session.GetDocumentPath());
+        WriteExport(session, document, (std::filesystem::path(folder) / picture).string(), Formats::ExportFormat::Png,
+                    options);
         states[position] = FormatState(history, position, current, picture, WriteCloseUp(session, document, folder));
     };
     // Forward first, so that no step is done again that was done already.

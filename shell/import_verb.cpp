@@ -1,137 +1,70 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "formats/import.h"
+#include "formats/path_ending.h"
 #include "shell/document_target.h"
 #include "shell/input_files.h"
 #include "shell/interrupt.h"
-#include "shell/own_pixels.h"
-#include "shell/path_ending.h"
-#include "shell/svg/import.h"
-#include "shell/text_import.h"
+#include "shell/progress.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
 
-#include "platform/raster/bitmap_image.h"
 #include "platform/story/composition.h"
-
-#include <filesystem>
-#include <optional>
 
 namespace Shell {
 
 namespace {
 
-// Resolutions beyond these are taken for mistakes.
-constexpr double c_minimumDpi = 1;
-constexpr double c_maximumDpi = 100'000;
-
-// One input, read and ready to be placed.
-struct Source {
-    Kernel::SizeT<double> pageSize;
-    Raster::Format format = Raster::FormatRGBA8;
-    std::optional<Svg::ImportedDrawing> drawing;
-    Kernel::Counted<Node> node;
-    Kernel::Counted<Story::Story> story;
-};
-
-// `guids` are those that the drawings before have taken.
-Source ReadDrawing(std::string const& path, std::uint64_t& guids) {
-    Svg::ReadOptions options;
-    options.guids = guids;
-    options.folder = std::filesystem::path(path).parent_path();
-    if (options.folder.empty())
-        options.folder = ".";
-    auto const bytes = InputFiles::Read(path, options.limits.sourceBytes);
-    Source source;
-    source.drawing = Guarded(ExitStatus::Input, path, [&] {
-        return Svg::Import({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, options);
-    });
-    for (auto const& file : source.drawing->files)
-        InputFiles::Add(file);
-    guids = source.drawing->guids;
-    source.pageSize = source.drawing->pageSize;
-    for (auto const& line : source.drawing->report.GetLines())
-        Session::Note(path, "not taken over: " + line);
-    return source;
-}
-
-// Document units of one pixel.
-double GetPixelSize(double dpi) { return dpi >= c_minimumDpi && dpi <= c_maximumDpi ? c_unitsPerInch / dpi : 1; }
-
-// A picture stands upright at its own resolution, or else at one pixel a unit.
-Source ReadImage(std::string const& path) {
-    auto const bytes = InputFiles::Read(path, c_maximumPictureBytes);
-    Raster::BitmapReceiver receiver;
-    auto const bitmap = Guarded(ExitStatus::Input, path, [&] {
-        Raster::DecodeImage(bytes, receiver);
-        return receiver.Finish();
-    });
-    auto const& info = receiver.GetInfo();
-    if (info.otherPages != 0)
-        Session::Note(path, "not taken over: " + Count(info.otherPages, "further image", "further images"));
-    if (auto const kept = Raster::GetRoundedBits(info); kept != 0)
-        Session::Note(path, "samples of " + std::to_string(info.storedBits) + (info.isFloat ? "-bit floats" : " bits") +
-                                " are rounded to " + std::to_string(kept) +
-                                (Raster::GetFormatInfo(bitmap->GetFormat()).isFloat ? "-bit floats" : " bits"));
-    double pixelWidth = GetPixelSize(info.dpiX);
-    double pixelHeight = GetPixelSize(info.dpiY);
-    if (info.orientation >= Raster::Orientation::LeftTop)
-        std::swap(pixelWidth, pixelHeight);
-    auto const node = Kernel::MakeCounted<RasterNode>();
-    node->SetBitmap(bitmap);
-    node->SetTransform({pixelWidth, 0, 0, 0, pixelHeight, 0}, false);
-    node->SetUserDescription(std::filesystem::path(path).stem().string());
-    Source source;
-    source.pageSize = {bitmap->GetWidth() * pixelWidth, bitmap->GetHeight() * pixelHeight};
-    source.format = bitmap->GetFormat();
-    source.node = node;
-    return source;
-}
-
-Source ReadTextSource(std::string const& path, Arguments const& arguments) {
-    TextOptions options;
+Formats::ImportOptions ReadOptions(Arguments const& arguments) {
+    Formats::ImportOptions options;
     options.encoding = arguments.Has("--encoding") ? arguments.Get("--encoding") : "";
     options.language = arguments.Has("--language") ? arguments.Get("--language") : "en";
     if (arguments.Has("--keep-lines") && arguments.Has("--join-lines"))
         throw Failure(ExitStatus::Usage, "--join-lines", "contradicts --keep-lines");
-    options.lines = arguments.Has("--keep-lines")   ? TextLines::Keep
-                    : arguments.Has("--join-lines") ? TextLines::Join
-                                                    : TextLines::Recognise;
-    auto const bytes = InputFiles::Read(path, c_maximumTextBytes);
-    Source source;
-    Guarded(ExitStatus::Input, path, [&] {
-        auto text = ReadText(bytes, options);
-        source.story = std::move(text.story);
-        if (!text.recognised.empty())
-            Session::Note(path, "is not in UTF-8, and read as " + text.recognised + "; --encoding names another one");
-        if (text.replaced != 0)
-            Session::Note(path, Count(text.replaced, "malformed sequence", "malformed sequences") +
-                                    " replaced; --encoding may name what the text is in");
-    });
-    return source;
+    options.lines = arguments.Has("--keep-lines")   ? Formats::TextLines::Keep
+                    : arguments.Has("--join-lines") ? Formats::TextLines::Join
+                                                    : Formats::TextLines::Recognise;
+    return options;
 }
 
-Source ReadSource(std::string const& path, Arguments const& arguments, std::uint64_t& guids) {
-    auto const ending = GetPathEnding(path);
-    if (ending == ".svg" || ending == ".svgz")
-        return ReadDrawing(path, guids);
-    for (auto const picture : {".png", ".jpg", ".jpeg", ".tif", ".tiff"}) {
-        if (ending == picture)
-            return ReadImage(path);
+std::string_view GetAdvice(Formats::Note::Kind kind) {
+    switch (kind) {
+    case Formats::Note::Kind::GuessedEncoding:
+        return "; --encoding names another one";
+    case Formats::Note::Kind::MalformedText:
+        return "; --encoding may name what the text is in";
+    default:
+        return {};
     }
-    if (ending == ".txt")
-        return ReadTextSource(path, arguments);
-    throw Failure(ExitStatus::Input, path,
-                  "is of no kind that can be imported: .svg, .svgz, .png, .jpg, .tif and .txt can");
 }
 
-void Place(Source const& source, DocumentController& document, std::string const& path) {
-    auto& spread = *document.GetCurrentSpread();
-    if (source.story) {
-        if (!PlaceText(source.story, spread))
-            Session::Note(path, "the text is longer than the page");
-    } else if (source.drawing)
-        Svg::Place(*source.drawing, *document.GetDocument(), spread);
-    else
-        spread.InsertChild(NodeChildListType::Plain, source.node, nullptr);
+void TellReport(Formats::Report const& report, std::string const& path) {
+    for (auto const& file : report.files)
+        InputFiles::Add(file);
+    for (auto const& note : report.notes)
+        Session::Note(path, Formats::Describe(note) + std::string(GetAdvice(note.kind)));
+}
+
+// Reads one file with a bar that shows how far it is; control-C stops it.
+template <class F>
+auto Follow(std::string const& path, Formats::ImportOptions options, F const& read) {
+    Formats::Report report;
+    bool abort = false;
+    auto result = Guarded(ExitStatus::Input, path, [&] {
+        try {
+            Interrupt::Scope const interrupt(&abort);
+            bool const isText = Formats::GetPathEnding(path) == ".txt";
+            ProgressBar progress((isText ? "Lay out " : "Import ") + path);
+            options.abort = &abort;
+            options.progress = [&](float fraction) { progress.Update(fraction); };
+            return read(options, report);
+        } catch (...) {
+            TellReport(report, path);
+            throw;
+        }
+    });
+    TellReport(report, path);
+    Interrupt::Check(path);
+    return result;
 }
 
 std::size_t CountContent(SpreadNode& spread) {
@@ -149,24 +82,20 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
     auto const& target = arguments.Get("-o");
     CheckDocumentTarget(target, arguments.Has("--force") ? Replaces::Everything : Replaces::DocumentsWithoutHistory);
     auto const& paths = arguments.GetAll("IN");
-    Kernel::Counted<DocumentController> document;
-    // What effects work on next.
-    std::vector<Kernel::Counted<Node>> layers;
-    std::uint64_t guids = 0;
-    for (auto const& path : paths) {
-        auto const source = ReadSource(path, arguments, guids);
-        if (source.node)
-            layers.push_back(source.node);
-        Interrupt::Check(path);
-        Guarded(ExitStatus::Input, path, [&] {
-            if (!document && source.story) {
-                document = MakeTextDocument(source.story, "Lay out " + path);
-                return;
-            }
-            if (!document)
-                document = DocumentController::CreateNew(source.pageSize, source.format, 1);
-            Place(source, *document, path);
+    auto const options = ReadOptions(arguments);
+    auto const document = Follow(paths.front(), options, [&](auto const& followed, Formats::Report& report) {
+        return Formats::Import(paths.front(), followed, &report);
+    });
+    // Effects work on what is selected: all pictures.
+    auto layers = document->GetCurrentSelection()->GetNodes();
+    for (std::size_t i = 1; i != paths.size(); ++i) {
+        auto const placed = Follow(paths[i], options, [&](auto const& followed, Formats::Report& report) {
+            return Formats::Place(*document, paths[i], followed, &report);
         });
+        for (auto const& node : placed) {
+            if (Kernel::CastPointer<RasterNode>(node.get()) != nullptr)
+                layers.push_back(node);
+        }
     }
     if (!layers.empty())
         document->SetSelection(Kernel::MakeCounted<Selection>(layers), false);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "formats/limits.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -9,7 +11,7 @@
 namespace Shell {
 
 // The largest picture file that is read.
-inline constexpr std::uint64_t c_maximumPictureBytes = std::uint64_t{1} << 31;
+inline constexpr std::uint64_t c_maximumPictureBytes = Formats::Limits{}.pictureBytes;
 
 } // namespace Shell
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/export.h"
 #include "shell/history_walk.h"
-#include "shell/path_ending.h"
-#include "shell/picture.h"
 #include "shell/selector.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
@@ -60,7 +58,7 @@ private:
 
 ExitStatus RunRender(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("-o");
-    if (GetPathEnding(path) != ".png")
+    if (Formats::FindExportFormat(path) != Formats::ExportFormat::Png)
         throw Failure(ExitStatus::Usage, path, "needs the ending .png, which is what pictures are written as");
     auto const scale =
         ParseOption("--scale", [&] { return ParseNumber(arguments.Find("--scale").value_or("1"), c_scales); });
@@ -72,22 +70,22 @@ ExitStatus RunRender(Session& session, Arguments const& arguments) {
     session.Files().SetForced(arguments.Has("--force"));
     if (position)
         WalkTo(document, ParsePosition(document, "--position", *position), session.GetDocumentPath());
-    SpreadPictureOptions options;
+    Formats::ExportOptions options;
+    options.spread = spread;
     options.scale = scale;
-    options.format = document.GetDocument()->GetFormat();
-    WritePicture(session.Files(), path, PictureKind::Png, *spread, options, session.GetDocumentPath());
+    WriteExport(session, document, path, Formats::ExportFormat::Png, options);
     AnswerFile(session, path);
     return ExitStatus::Done;
 }
 
 ExitStatus RunExport(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("-o");
-    auto const exporter = FindExporter(path);
+    auto const format = FindExportFormat(path);
     auto& document = session.Open(arguments);
     CurrentSpreadScope const spreadScope(document);
     if (auto const number = arguments.Find("--spread"))
         document.SetCurrentSpread(ParseOption("--spread", [&] { return FindSpread(document, *number); }));
-    ExportOptions options;
+    Formats::ExportOptions options;
     options.spread = document.GetCurrentSpread();
     if (auto const scale = arguments.Find("--scale"))
         options.scale = ParseOption("--scale", [&] { return ParseNumber(*scale, c_scales); });
@@ -96,8 +94,10 @@ ExitStatus RunExport(Session& session, Arguments const& arguments) {
         if (options.nodes.empty())
             throw Failure(ExitStatus::Usage, "--select", "names nothing");
     }
+    if (options.scale && format == Formats::ExportFormat::Svg)
+        throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");
     session.Files().SetForced(arguments.Has("--force"));
-    exporter(session, document, path, options);
+    WriteExport(session, document, path, format, options);
     AnswerFile(session, path);
     return ExitStatus::Done;
 }

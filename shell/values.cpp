@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/values.h"
 
-#include "shell/svg/scanner.h"
+#include "formats/colour.h"
 
 #include <array>
 #include <charconv>
@@ -44,28 +44,8 @@ std::array<double, Count> ParseNumbers(std::string_view text, std::string_view f
 }
 
 ValueError NoColour(std::string_view text) {
-    return ValueError("needs a colour, as #rrggbb, #rrggbbaa, rgb(), cmyk(), lab() or grey(), not " + Quote(text));
-}
-
-Colour ParseHexColour(std::string_view text) {
-    std::string_view digits = text.substr(1);
-    std::array<std::uint32_t, 8> values{};
-    if (digits.size() != 3 && digits.size() != 6 && digits.size() != 8)
-        throw NoColour(text);
-    for (std::size_t i = 0; i != digits.size(); ++i) {
-        auto const digit = Svg::HexDigit(digits[i]);
-        if (!digit)
-            throw NoColour(text);
-        values[i] = *digit;
-    }
-    if (digits.size() == 3)
-        values = {values[0], values[0], values[1], values[1], values[2], values[2], 15, 15};
-    else if (digits.size() == 6)
-        values[6] = values[7] = 15;
-    auto const component = [&](std::size_t i) {
-        return static_cast<float>(values[2 * i] * 16 + values[2 * i + 1]) / 255;
-    };
-    return Colour::FromRGB(component(0), component(1), component(2), component(3));
+    return ValueError("needs a colour, as #rrggbb, #rrggbbaa, a name of CSS, rgb(), cmyk(), lab() or grey(), not " +
+                      Quote(text));
 }
 
 struct ComponentRange {
@@ -245,7 +225,12 @@ Kernel::SizeT<double> ParseSize(std::string_view text) {
 }
 
 Renderer::Colour ParseColour(std::string_view text) {
-    return text.starts_with('#') ? ParseHexColour(text) : ParseComponentColour(text);
+    // The functions of style sheets count in other units than those of pixel formats that are taken here.
+    if (text.find('(') != text.npos)
+        return ParseComponentColour(text);
+    if (auto const colour = Formats::ParseCssColour(text))
+        return *colour;
+    throw NoColour(text);
 }
 
 Kernel::PointT<double> ParsePoint(std::string_view text) {

@@ -15,6 +15,8 @@ cmake -S "$source/examples" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$s
     -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_FLAGS="${EXAMPLE_FLAGS:-}" >>"$scratch/log"
 cmake --build "$scratch/build" >>"$scratch/log" || { cat "$scratch/log"; exit 1; }
 ctest --test-dir "$scratch/build" --output-on-failure
+# The pennant is on the other side of its page.
+grep -q 'id="pole" transform="matrix(-1 0 0 1 120 0)"' "$scratch/build/mirrored.svg"
 for file in man/man1/redraft.1 bash-completion/completions/redraft zsh/site-functions/_redraft \
     fish/vendor_completions.d/redraft.fish; do
     grep -q flip "$scratch/moved/share/$file"

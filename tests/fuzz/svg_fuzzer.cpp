@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Imports any bytes as a drawing into a document, and hashes it.
+#include "formats/svg/import.h"
 #include "platform/document/document_controller.h"
-#include "shell/svg/import.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,10 +9,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     try {
-        auto const drawing =
-            Shell::Svg::Import(std::string_view(reinterpret_cast<char const*>(data), size), Shell::Svg::ReadOptions());
+        auto const drawing = Formats::Svg::Import(std::string_view(reinterpret_cast<char const*>(data), size),
+                                                  Formats::Svg::ReadOptions());
         auto const controller = DocumentController::CreateNew({100, 100}, Raster::FormatRGBA8, 1);
-        Shell::Svg::Place(drawing, *controller->GetDocument(), *controller->GetCurrentSpread());
+        Formats::Svg::Place(drawing, *controller->GetDocument(), *controller->GetCurrentSpread());
         controller->GetHash(false);
     } catch (Kernel::Exception const&) {
         // Refused with a word: as it should be.

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "formats/export.h"
+
+#include "formats/path_ending.h"
+#include "formats/pictures/picture_export.h"
+#include "formats/svg/export.h"
+#include "platform/kernel/files.h"
+
+namespace Formats {
+
+namespace {
+
+void ExportDrawing(DocumentController& document, Output& output, ExportOptions const& options, Report& report) {
+    Work const work{options.progress, options.abort};
+    auto const spread = options.spread ? options.spread : Kernel::Counted<SpreadNode>(document.GetCurrentSpread());
+    auto const drawing =
+        options.nodes.empty() ? Svg::ExportSpread(*spread, work) : Svg::ExportNodes(options.nodes, work);
+    for (auto& line : drawing.report.GetLines())
+        report.notes.push_back({Note::Kind::NotTakenOver, std::move(line)});
+    output.Begin();
+    output.Write(std::as_bytes(std::span(drawing.text)));
+}
+
+class FileOutput final : public Output {
+public:
+    explicit FileOutput(std::string const& path) : m_path(path) {}
+
+    void Begin() override {
+        // The file that was begun before is thrown away first.
+        m_file.reset();
+        m_file.emplace(Kernel::String(m_path));
+    }
+    void Write(std::span<std::byte const> bytes) override { m_file->Write(bytes); }
+    void Commit() { m_file->Commit(); }
+
+private:
+    std::string const& m_path;
+    std::optional<Kernel::AtomicFile> m_file;
+};
+
+} // namespace
+
+Output::~Output() = default;
+
+std::optional<ExportFormat> FindExportFormat(std::string const& path) {
+    auto const ending = GetPathEnding(path);
+    if (ending == ".svg")
+        return ExportFormat::Svg;
+    if (ending == ".png")
+        return ExportFormat::Png;
+    if (ending == ".tif" || ending == ".tiff")
+        return ExportFormat::Tiff;
+    return std::nullopt;
+}
+
+void Export(DocumentController& document, ExportFormat format, Output& output, ExportOptions const& options,
+            Report* report) {
+    Report unwanted;
+    Report& kept = report != nullptr ? *report : unwanted;
+    if (format == ExportFormat::Svg)
+        ExportDrawing(document, output, options, kept);
+    else
+        ExportPicture(document, format, output, options, kept);
+}
+
+void Export(DocumentController& document, std::string const& path, ExportOptions const& options, Report* report) {
+    auto const format = FindExportFormat(path);
+    if (!format)
+        throw Kernel::Exception(path + ": needs an ending that tells the format: .svg, .png or .tif");
+    FileOutput output(path);
+    Export(document, *format, output, options, report);
+    output.Commit();
+}
+
+} // namespace Formats
