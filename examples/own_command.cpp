@@ -3,9 +3,8 @@
 // in the list of classes. Undo, Redo and both after a reload come from the frame.
 //
 //   own_command [FILE]      FILE is written over; its name ends in .redraft
-#include "frame/contract/notifications.h"
 #include "frame/persistence/registered_class.h"
-#include "frame/selection/selection_command.h"
+#include "frame/selection/property_command.h"
 #include "platform/document/document_controller.h"
 
 #include <cstdio>
@@ -13,38 +12,14 @@
 namespace {
 
 // Sets how much of what lies below shows through the selected objects.
-class SetOpacityCommand final
-    : public Persisted<SetOpacityCommand,
-                       SelectionCommandWithSingleInterface<SetOpacityCommand, TransparencyInterface>> {
+class SetOpacityCommand final : public PropertyCommand<SetOpacityCommand, TransparencyInterface, double> {
 public:
-    SetOpacityCommand(double opacity, Kernel::Counted<Selection const> selection)
-        : Persisted(std::move(selection)), m_opacity(opacity) {}
-
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set opacity", "Command description");
-    }
-    void Notify(Kernel::NotificationList& notifications) override {
-        notifications.push_back(Kernel::MakeCounted<InvalidateDocumentAllNotification>(GetDocumentController(), false));
-    }
-    Kernel::Counted<DocumentCommand> Clone() const override {
-        return Kernel::MakeCounted<SetOpacityCommand>(m_opacity, m_selection);
-    }
-
-private:
-    friend struct Kernel::FieldAccess;
-    SetOpacityCommand() = default;
-    // The stored members, and the names by which programs outside give them.
+    using PropertyCommand::PropertyCommand;
+    Kernel::LocalisedString GetDescription() const override { return {"Set opacity", "Command description"}; }
+    static void Set(TransparencyInterface& object, double opacity) { object.SetOpacity(opacity); }
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"Opac", &SetOpacityCommand::m_opacity}.As(
-            "opacity", "from 0, invisible, to 1, which hides what lies below")};
+        return Kernel::FieldList{Value("Opac").As("opacity", "from 0, invisible, to 1, which hides what lies below")};
     }
-
-    void ReceiveInterface(Kernel::NonCounted<TransparencyInterface> face) override {
-        if (m_direction == Direction::Do)
-            face->SetOpacity(m_opacity);
-    }
-
-    double m_opacity = 1;
 };
 
 // In the list of a library of commands.

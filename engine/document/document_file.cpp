@@ -2,7 +2,7 @@
 #include "engine/document/document_file.h"
 
 #include "engine/document/at_spread.h"
-#include "platform/document/compound_command.h"
+#include "platform/document/inner_commands.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -33,19 +33,17 @@ Kernel::Counted<Store::Container> OpenContainer(std::filesystem::path const& pat
 // Files up to this size are looked over for damaged pages: larger ones would take longer to read than to save.
 constexpr std::uint64_t c_mostBytesLookedOver = std::uint64_t{64} << 20;
 
-// The commands that a command is made of, itself among them.
-void GatherCommands(Kernel::Countable* command, std::unordered_set<Kernel::Countable const*>& all) {
-    std::vector<Kernel::Countable*> pending{command};
+// A command and all that it is made of.
+std::unordered_set<Kernel::Countable const*> GatherCommands(Kernel::Counted<DocumentCommand> const& command) {
+    std::unordered_set<Kernel::Countable const*> all;
+    InnerCommands::List pending{command};
     while (!pending.empty()) {
-        auto* const next = pending.back();
+        auto const next = std::move(pending.back());
         pending.pop_back();
-        if (next == nullptr || !all.insert(next).second)
-            continue;
-        if (auto* const compound = Kernel::CastPointer<CompoundCommand>(next)) {
-            for (auto const& child : compound->GetCommands())
-                pending.push_back(child.get());
-        }
+        if (next && all.insert(next.get()).second)
+            AppendInnerCommands(*next, pending);
     }
+    return all;
 }
 
 // A command of commands is walked by calls within calls; what a person makes is not nearly so deep.
@@ -62,17 +60,16 @@ void CheckParts(Kernel::Counted<DocumentCommand> const& step) {
             continue;
         if (!met.insert(command.get()).second || depth > c_deepestCommand)
             throw Kernel::DamagedDataException("the history is damaged: a command is a part of itself");
-        if (auto const* const compound = Kernel::CastPointer<CompoundCommand>(command.get())) {
-            for (auto const& part : compound->GetCommands())
-                pending.emplace_back(part, depth + 1);
-        }
+        InnerCommands::List parts;
+        AppendInnerCommands(*command, parts);
+        for (auto& part : parts)
+            pending.emplace_back(std::move(part), depth + 1);
     }
 }
 
 // A beta's commands may lack what undo needs.
-bool IsOfUnsupportedBeta(DocumentCommand& command) {
-    std::unordered_set<Kernel::Countable const*> parts;
-    GatherCommands(&command, parts);
+bool IsOfUnsupportedBeta(Kernel::Counted<DocumentCommand> const& command) {
+    auto const parts = GatherCommands(command);
     return std::any_of(parts.begin(), parts.end(), [](auto const* part) {
         auto const* const partCommand = Kernel::CastPointer<DocumentCommand const>(part);
         return partCommand != nullptr && partCommand->IsUnsupportedBeta();
@@ -441,7 +438,7 @@ void DocumentController::PrepareLoadedHistory(Kernel::Counted<History> const& hi
     for (auto& step : history->m_steps) {
         std::unordered_set<Kernel::Countable const*> parts;
         if (!unreadable.empty())
-            GatherCommands(step.command.get(), parts);
+            parts = GatherCommands(step.command);
         bool const isUnreadable =
             std::any_of(parts.begin(), parts.end(), [&](auto const* part) { return unreadable.contains(part); });
         if (isUnreadable) {
@@ -457,7 +454,7 @@ void DocumentController::PrepareLoadedHistory(Kernel::Counted<History> const& hi
         if (!step.command)
             continue;
         step.command->PostLoad(this);
-        if (IsOfUnsupportedBeta(*step.command))
+        if (IsOfUnsupportedBeta(step.command))
             step.command.reset();
     }
     // Only now: until here its commands have no controller to end with.

@@ -84,6 +84,11 @@ void ProxyStates::PutBack(InterfaceId id, AttributeOwner& owner, bool before) co
         transform->PutSnapshot(*snapshot);
 }
 
+void ProxyStates::MergeNewer(ProxyStates const& newer) {
+    for (auto const& entry : newer.m_entries)
+        Keep(entry.owner, entry.before, entry.after);
+}
+
 void ProxyStates::Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const {
     if (m_entries.empty())
         return;
@@ -188,7 +193,7 @@ void SelectionCommandProxyStateManager::KeepChanges(AttributeOwner& owner, Attri
     };
     for (int i = 0; i != c_interfaceCount; ++i) {
         auto const id = static_cast<InterfaceId>(i);
-        if (id == InterfaceId::Structure)
+        if (states[static_cast<std::size_t>(id)] == nullptr)
             continue;
         auto const* const before = oldStates.Find(id);
         auto const* const after = owner.FindState(id);
@@ -209,32 +214,48 @@ void SelectionCommandProxyStateManager::KeepChanges(AttributeOwner& owner, Attri
     }
 }
 
-std::array<ProxyStates*, c_interfaceCount> SelectionCommandProxyStateManager::GetAllStates() {
-    auto const of = [this]<class I>(std::type_identity<I>) -> ProxyStates* {
-        return &static_cast<ProxyStateManager<I>&>(*this).GetStates();
-    };
-    return {of(std::type_identity<ShapeInterface>()),         of(std::type_identity<BlendModeInterface>()),
-            of(std::type_identity<VisibilityInterface>()),    of(std::type_identity<FilterEffectsInterface>()),
-            of(std::type_identity<TransformInterface>()),     of(std::type_identity<BrushFillInterface>()),
-            of(std::type_identity<TransparencyInterface>()),  of(std::type_identity<LineStyleInterface>()),
-            of(std::type_identity<MutableCurvesInterface>()), of(std::type_identity<MutableRasterInterface>()),
-            of(std::type_identity<StoryInterface>()),         of(std::type_identity<TextFrameInterface>()),
-            of(std::type_identity<TextWrapInterface>()),      nullptr,
-            of(std::type_identity<GUIDInterface>()),          of(std::type_identity<AdjustmentParamsInterface>()),
-            of(std::type_identity<FilterParamsInterface>()),  of(std::type_identity<ImageResourceInterface>()),
-            of(std::type_identity<PictureFrameInterface>()),  of(std::type_identity<TagInterface>()),
-            of(std::type_identity<EditabilityInterface>()),   of(std::type_identity<DescriptionInterface>()),
-            of(std::type_identity<DrawOrderInterface>()),     of(std::type_identity<HyperlinkInterface>()),
-            of(std::type_identity<BaselineGridInterface>()),  of(std::type_identity<ContourInterface>()),
-            of(std::type_identity<DataMergeInterface>()),     of(std::type_identity<GeometryModifierInterface>())};
+template <class... Interfaces>
+SelectionCommandProxyStateManager::AllStates SelectionCommandProxyStateManager::CollectStates() {
+    static_assert(((std::uint64_t{1} << static_cast<int>(Interfaces::c_interface)) + ...) ==
+                      ((std::uint64_t{1} << static_cast<int>(Interfaces::c_interface)) | ...),
+                  "two interfaces of the list have one id");
+    AllStates states{};
+    ((states[static_cast<std::size_t>(Interfaces::c_interface)] =
+          &static_cast<ProxyStateManager<Interfaces>&>(*this).GetStates()),
+     ...);
+    return states;
+}
+
+SelectionCommandProxyStateManager::AllStates SelectionCommandProxyStateManager::GetAllStates() {
+    return CollectStates<ShapeInterface, BlendModeInterface, VisibilityInterface, FilterEffectsInterface,
+                         TransformInterface, BrushFillInterface, TransparencyInterface, LineStyleInterface,
+                         MutableCurvesInterface, MutableRasterInterface, StoryInterface, TextFrameInterface,
+                         TextWrapInterface, GUIDInterface, AdjustmentParamsInterface, FilterParamsInterface,
+                         ImageResourceInterface, PictureFrameInterface, TagInterface, EditabilityInterface,
+                         DescriptionInterface, DrawOrderInterface, HyperlinkInterface, BaselineGridInterface,
+                         ContourInterface, DataMergeInterface, GeometryModifierInterface>();
+}
+
+bool SelectionCommandProxyStateManager::HasKeptStates() const {
+    auto const states = GetAllStates();
+    return std::any_of(states.begin(), states.end(), [](auto* kept) { return kept != nullptr && !kept->IsEmpty(); });
+}
+
+void SelectionCommandProxyStateManager::MergeStates(SelectionCommandProxyStateManager const& newer) {
+    auto const states = GetAllStates(), newerStates = newer.GetAllStates();
+    for (std::size_t i = 0; i != states.size(); ++i) {
+        if (states[i] != nullptr)
+            states[i]->MergeNewer(*newerStates[i]);
+    }
+    MarkChanged();
 }
 
 void SelectionCommandProxyStateManager::Save(Kernel::OutSerialiser& out) const {
-    auto const states = const_cast<SelectionCommandProxyStateManager*>(this)->GetAllStates();
+    auto const states = GetAllStates();
     for (int i = 0; i != c_interfaceCount; ++i) {
         if (states[static_cast<std::size_t>(i)] != nullptr)
             states[static_cast<std::size_t>(i)]->Save(out, StatesTag(i));
-        else
+        else if (i == static_cast<int>(InterfaceId::Structure))
             ProxyStateManager<StructureInterface>::Save(out);
     }
     SelectionCommandBase::Save(out);
@@ -246,7 +267,7 @@ bool SelectionCommandProxyStateManager::Load(Kernel::InSerialiser const& in, Ker
     for (int i = 0; i != c_interfaceCount; ++i) {
         if (states[static_cast<std::size_t>(i)] != nullptr)
             states[static_cast<std::size_t>(i)]->Load(in, StatesTag(i));
-        else
+        else if (i == static_cast<int>(InterfaceId::Structure))
             ProxyStateManager<StructureInterface>::Load(in, files);
     }
     return SelectionCommandBase::Load(in, files, version);

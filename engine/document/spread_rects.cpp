@@ -5,9 +5,32 @@
 #include "platform/document/document_notification.h"
 #include "platform/kernel/field_list.h"
 
+#include <algorithm>
+
 SpreadRect::SpreadRect(Node const& node, Kernel::RectT<double> bounds) : spread(node.GetSpread()), rect(bounds) {}
 
 void SpreadRects::Append(SpreadRect rect) { m_rects.push_back(std::move(rect)); }
+
+void SpreadRects::IncludeWhereShown(Node const& node) {
+    Node const* shown = &node;
+    for (Node const* child = &node; child->GetParent() != nullptr; child = child->GetParent()) {
+        Node const* const parent = child->GetParent();
+        auto const list = child->GetChildListType();
+        bool const drawsItself =
+            list == NodeChildListType::Pages || (list == NodeChildListType::Plain && parent->DrawsChildren());
+        if (!drawsItself && parent->GetSpread() != nullptr && parent != parent->GetSpread())
+            shown = parent;
+    }
+    SpreadRect found(*shown, shown->GetBounds(true));
+    if (!found.spread || found.rect.IsEmpty())
+        return;
+    auto const known = std::find_if(m_rects.begin(), m_rects.end(),
+                                    [&](SpreadRect const& rect) { return rect.spread == found.spread; });
+    if (known == m_rects.end())
+        m_rects.push_back(std::move(found));
+    else
+        known->rect = known->rect.United(found.rect);
+}
 
 Kernel::RectT<double> SpreadRects::GetUnion(Kernel::NonCounted<SpreadNode const> spread) const {
     Kernel::RectT<double> result;

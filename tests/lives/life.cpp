@@ -35,7 +35,7 @@ void Tell(int pipe, char what, std::string const& text) {
 }
 
 void LiveHere(Conditions const& conditions, std::uint64_t seed, std::vector<std::string> const* lines, int pipe) {
-    FadeCommand::GetTypeClassProperties();
+    FadeCommand::Register();
     Random random(seed);
     auto const start = StartPath(conditions, seed);
     MakeStart(random, conditions.props, start);

@@ -16,12 +16,19 @@
 // by itself. A command whose one argument is a record can also be given the record's members.
 namespace CardMaking {
 
+// The named fields of T and then those of its bases, which come behind them in a constructor, too.
 template <class T>
 constexpr auto GetNamed() {
-    if constexpr (Kernel::FieldAccess::HasFields<T>())
+    if constexpr (requires { typename T::FieldBase; }) {
+        if constexpr (Kernel::FieldAccess::HasOwnFields<T, typename T::FieldBase>())
+            return std::tuple_cat(Kernel::FieldAccess::Fields<T>().GetNamed(), GetNamed<typename T::FieldBase>());
+        else
+            return GetNamed<typename T::FieldBase>();
+    } else if constexpr (Kernel::FieldAccess::HasFields<T>()) {
         return Kernel::FieldAccess::Fields<T>().GetNamed();
-    else
+    } else {
         return std::tuple();
+    }
 }
 
 template <class T>

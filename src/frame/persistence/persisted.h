@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/document/inner_commands.h"
 #include "platform/kernel/class_properties.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/serialisable.h"
@@ -11,13 +12,83 @@ struct REDRAFT_API ClassHandle {
     inline static Kernel::ClassProperties const* s_properties = nullptr;
 };
 
+// The fields of a class that hold commands.
+namespace InnerCommandFields {
+
+template <class M>
+inline constexpr bool c_holdsOne = false;
+template <std::derived_from<DocumentCommand> C>
+inline constexpr bool c_holdsOne<Kernel::Counted<C>> = true;
+
+template <class F>
+inline constexpr bool c_isStored = requires(F const& field) { field.GetTag(); };
+// The type of a member, from the pointer to it.
+template <class C, class M>
+M MemberOf(M C::*);
+template <class F>
+using MemberType = decltype(MemberOf(std::declval<F const&>().GetMember()));
+
+template <class T, class Base, class Use>
+void ForEachField(Use const& use) {
+    if constexpr (Kernel::FieldAccess::HasOwnFields<T, Base>())
+        Kernel::FieldAccess::Fields<T>().ForEach(use);
+}
+
+// Whether each command that was stored in one of T's own fields could be read. A step that lacks a part of itself could
+// not be undone.
+template <class T, class Base>
+bool AreComplete(T const& object, Kernel::InSerialiser const& in) {
+    bool complete = true;
+    ForEachField<T, Base>([&]<class F>(F const& field) {
+        if constexpr (c_isStored<F>) {
+            if constexpr (c_holdsOne<MemberType<F>>) {
+                Kernel::Counted<Kernel::Serialisable> stored;
+                if (!(object.*field.GetMember()) && in.LoadObjectI(field.GetTag(), stored, true) && stored)
+                    complete = false;
+            } else if constexpr (std::is_same_v<MemberType<F>, InnerCommands>) {
+                for (auto const& command : (object.*field.GetMember()).Get())
+                    complete = complete && static_cast<bool>(command);
+            }
+        }
+    });
+    return complete;
+}
+
+// Those that T's own fields hold.
+template <class T, class Base>
+void Append(T const& object, InnerCommands::List& found) {
+    ForEachField<T, Base>([&]<class F>(F const& field) {
+        if constexpr (c_holdsOne<MemberType<F>>) {
+            if (auto const& command = object.*field.GetMember())
+                found.emplace_back(command);
+        } else if constexpr (std::is_same_v<MemberType<F>, InnerCommands>) {
+            auto const& commands = (object.*field.GetMember()).Get();
+            found.insert(found.end(), commands.begin(), commands.end());
+        }
+    });
+}
+
+template <class T, class Base>
+constexpr bool HasAny() {
+    bool any = false;
+    if constexpr (Kernel::FieldAccess::HasOwnFields<T, Base>())
+        Kernel::FieldAccess::Fields<T>().ForEach([&]<class F>(F const&) {
+            any = any || c_holdsOne<MemberType<F>> || std::is_same_v<MemberType<F>, InnerCommands>;
+        });
+    return any;
+}
+
+} // namespace InnerCommandFields
+
 // Between a persisted class T and its base: what every such class has to say of itself to the registry, and how it is
-// stored: the fields of T's list, if it has one, then the base. A class that is stored in another order says so itself.
-// T befriends Kernel::FieldAccess, for its private default constructor and its field list.
+// stored: the fields of T's list, if it has one of its own, then the base. A class that is stored in another order says so
+// itself. T befriends Kernel::FieldAccess, for its private default constructor and its field list.
 template <class T, class Base>
 class Persisted : public Base {
 public:
     using Base::Base;
+    // The class whose fields are added to T's.
+    using FieldBase = Base;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject() {
         return Kernel::Counted<Kernel::Serialisable>(Kernel::FieldAccess::New<T>());
@@ -26,13 +97,17 @@ public:
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 
     void Save(Kernel::OutSerialiser& out) const override {
-        if constexpr (Kernel::FieldAccess::HasFields<T>())
+        if constexpr (Kernel::FieldAccess::HasOwnFields<T, Base>())
             Kernel::SaveFields(static_cast<T const&>(*this), out);
         Base::Save(out);
     }
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override {
-        if constexpr (Kernel::FieldAccess::HasFields<T>())
+        if constexpr (Kernel::FieldAccess::HasOwnFields<T, Base>())
             Kernel::LoadFields(static_cast<T&>(*this), in);
+        if constexpr (InnerCommandFields::HasAny<T, Base>()) {
+            if (!InnerCommandFields::AreComplete<T, Base>(static_cast<T const&>(*this), in))
+                return false;
+        }
         return Base::Load(in, files, version);
     }
 

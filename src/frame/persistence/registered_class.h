@@ -23,10 +23,17 @@ public:
         if (coverage == Coverage::Yes)
             CommandCoverage::Instance().Register(typeid(T), Kernel::TypeName<T>().data());
         CommandCard::Register(CardMaking::MakeCard<T>());
+        if constexpr (InnerCommandFields::HasAny<T, typename T::FieldBase>())
+            RegisterInnerCommands(m_properties, [](DocumentCommand const& command, InnerCommands::List& found) {
+                InnerCommandFields::Append<T, typename T::FieldBase>(static_cast<T const&>(command), found);
+            });
     }
     RegisteredClass(RegisteredClass const&) = delete;
     RegisteredClass& operator=(RegisteredClass const&) = delete;
-    ~RegisteredClass() { CommandCard::Unregister(Kernel::TypeName<T>()); }
+    ~RegisteredClass() {
+        UnregisterInnerCommands(m_properties);
+        CommandCard::Unregister(Kernel::TypeName<T>());
+    }
 
 private:
     Kernel::ClassProperties m_properties;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/command.h"
+#include "platform/document/inner_commands.h"
 
 // A command made of commands. Children are done in the order in which they were added, undone last to first. When one
 // throws, those before it are taken back, so that the compound is done or undone as a whole or not at all.
@@ -31,7 +31,7 @@ public:
     void Deduplicate(Raster::BlockDeduplicationSupport& support, bool* abort) override;
     std::vector<Kernel::Counted<Node>> GetNewNodes() const override;
 
-    std::vector<Kernel::Counted<DocumentCommand>> const& GetCommands() const { return m_commands; }
+    std::vector<Kernel::Counted<DocumentCommand>> const& GetCommands() const { return m_commands.Get(); }
     // A child that has not run; it runs with the compound.
     void AppendCommand(Kernel::Counted<DocumentCommand> command);
     // Without it a compound is a "Compound Command".
@@ -44,16 +44,10 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
-    // Binds the child to this command's controller and runs its Do.
-    void RunChild(DocumentCommand& child);
-
-    std::vector<Kernel::Counted<DocumentCommand>> m_commands;
+    InnerCommands m_commands;
     Kernel::LocalisedString m_description;
 
 private:
-    void UndoChildren(std::size_t end, std::size_t begin);
-    void RedoChildren(std::size_t begin, std::size_t end);
-
     bool m_stopAtEmpty = false;
     bool m_presentAsOne = true;
     bool m_notifyChildren = true;

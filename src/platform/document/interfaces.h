@@ -13,11 +13,12 @@ class ComposedFrame;
 }
 
 // The interfaces through which commands reach the behaviour of nodes, and of other objects that have some of it. Each
-// stands on the attribute owner that holds its state. Setters change the state at once and mark the owner as changed;
-// undo is the caller's.
+// stands on the attribute owner that holds its state, under the id c_interface. Setters change the state at once and
+// mark the owner as changed; undo is the caller's.
 
 class REDRAFT_ENGINE ShapeInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Shape;
     // Empty only before a shape has been given one.
     Kernel::Counted<ShapeDefinition const> GetShapeDefinition() const;
     void SetShapeDefinition(Kernel::Counted<ShapeDefinition const> definition);
@@ -25,6 +26,7 @@ public:
 
 class REDRAFT_ENGINE BlendModeInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::BlendMode;
     Renderer::BlendMode GetBlendMode() const { return GetState<BlendModeState>().blendMode; }
     void SetBlendMode(Renderer::BlendMode mode);
     // True when the content is blended as a group of its own first.
@@ -34,12 +36,14 @@ public:
 
 class REDRAFT_ENGINE VisibilityInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Visibility;
     bool IsVisible() const { return GetState<VisibilityState>().visible; }
     void SetVisible(bool visible);
 };
 
 class REDRAFT_ENGINE FilterEffectsInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::FilterEffects;
     std::vector<Kernel::Counted<Kernel::Serialisable>> const& GetFilterEffects() const {
         return GetState<FilterEffectsState>().effects;
     }
@@ -49,6 +53,7 @@ public:
 // Where an object stands in its parent's space.
 class REDRAFT_ENGINE TransformInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Transform;
     // The object's matrix, from its own space to its parent's; with `toSpread`, on to the spread's space. With
     // `withFrameTextScale` the scale of framed text comes first.
     Raster::AffineTransform::Params GetTransform(bool toSpread, bool withFrameTextScale) const;
@@ -93,6 +98,7 @@ private:
 
 class REDRAFT_ENGINE BrushFillInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::BrushFill;
     // The fill, or empty when there is none. `effective`: what is drawn; the object's own when false. No difference
     // for objects that hold their own fill.
     Kernel::Counted<Renderer::FillDescriptor const> GetBrushFillDescriptor(bool effective) const;
@@ -106,6 +112,7 @@ public:
 
 class REDRAFT_ENGINE TransparencyInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Transparency;
     double GetOpacity() const { return GetState<TransparencyState>().opacity; }
     // 0 to 1; clamped.
     void SetOpacity(double opacity);
@@ -113,6 +120,7 @@ public:
 
 class REDRAFT_ENGINE LineStyleInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::LineStyle;
     // Empty when there is no line.
     Kernel::Counted<Renderer::LineStyleDescriptor const> GetLineStyleDescriptor() const {
         return GetState<LineStyleState>().line;
@@ -154,6 +162,7 @@ public:
 // An object that stores its own curves.
 class REDRAFT_ENGINE MutableCurvesInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::MutableCurves;
     virtual void SetCurves(Kernel::Counted<Geometry::PolyCurveDbl const> curves);
     Kernel::Counted<Geometry::PolyCurveDbl const> GetCurves() const { return GetState<CurvesState>().curves; }
     void SetWindingOrderMode(Geometry::WindingOrderMode mode);
@@ -183,13 +192,17 @@ public:
 
 class REDRAFT_ENGINE MutableRasterInterface : public ConstRasterInterface {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::MutableRaster;
     // The bitmap to write to, from now on the object's own: a copy, sharing all tiles, of the one it had, which stays
     // as it is for those that hold it. Taken anew for each change. Empty when there is none.
     Kernel::Counted<Raster::DynamicBitmap> GetMutableBitmap();
     void SetBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap);
 };
 
-class REDRAFT_ENGINE StoryInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE StoryInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::Story;
+};
 
 // An object in a chain of its kind: one is the master, and the others follow it.
 template <class I>
@@ -205,6 +218,7 @@ public:
 // A frame that shows a part of a story. Frames of one chain show one story, which the master holds.
 class REDRAFT_ENGINE TextFrameInterface : public virtual AttributeOwner, public LinkedInterface<TextFrameInterface> {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::TextFrame;
     // The frame as composed now; never null.
     virtual Kernel::Counted<Story::ComposedFrame const> MakeComposedFrame() const = 0;
     // True where the text is kept up to date from elsewhere and cannot be made the frame's own.
@@ -229,6 +243,7 @@ public:
 
 class REDRAFT_ENGINE TextWrapInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::TextWrap;
     // 0: text runs through the object. Otherwise it keeps clear of the shape in list WrapShape, or of the outline.
     unsigned GetTextWrapMode() const { return GetState<TextWrapState>().mode; }
     void SetTextWrap(unsigned mode, Kernel::RectT<double> const& distances);
@@ -236,36 +251,50 @@ public:
 
 class REDRAFT_ENGINE GUIDInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::GUID;
     Kernel::String GetGUID() const { return GetState<GUIDState>().guid; }
     void SetGUID(Kernel::String guid);
 };
 
-class REDRAFT_ENGINE AdjustmentParamsInterface : public virtual AttributeOwner {};
-class REDRAFT_ENGINE FilterParamsInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE AdjustmentParamsInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::AdjustmentParams;
+};
+class REDRAFT_ENGINE FilterParamsInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::FilterParams;
+};
 
 // An object that shows a picture.
 class REDRAFT_ENGINE ImageResourceInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::ImageResource;
     Kernel::Counted<Raster::DynamicBitmap const> GetImage() const { return GetState<ImageResourceState>().bitmap; }
     void SetImage(Kernel::Counted<Raster::DynamicBitmap const> bitmap, Kernel::String path);
 };
 
-class REDRAFT_ENGINE PictureFrameInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE PictureFrameInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::PictureFrame;
+};
 
 class REDRAFT_ENGINE TagInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Tag;
     std::vector<Kernel::String> const& GetTags() const { return GetState<TagState>().tags; }
     void SetTags(std::vector<Kernel::String> tags);
 };
 
 class REDRAFT_ENGINE EditabilityInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Editability;
     bool IsEditable() const { return GetState<EditabilityState>().editable; }
     void SetEditable(bool editable);
 };
 
 class REDRAFT_ENGINE DescriptionInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Description;
     // The user's name for the object; when there is none and `withDefault`, the name of its kind.
     Kernel::String GetDescription(bool withDefault) const;
     void SetUserDescription(Kernel::String description);
@@ -276,21 +305,35 @@ protected:
 
 class REDRAFT_ENGINE DrawOrderInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::DrawOrder;
     bool IsLineBehindFill() const { return GetState<DrawOrderState>().lineBehindFill; }
     void SetLineBehindFill(bool behind);
 };
 
-class REDRAFT_ENGINE HyperlinkInterface : public virtual AttributeOwner {};
-class REDRAFT_ENGINE BaselineGridInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE HyperlinkInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::Hyperlink;
+};
+class REDRAFT_ENGINE BaselineGridInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::BaselineGrid;
+};
 
 class REDRAFT_ENGINE ContourInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Contour;
     double GetContourOffset() const { return GetState<ContourState>().offset; }
     void SetContourOffset(double offset);
 };
 
-class REDRAFT_ENGINE DataMergeInterface : public virtual AttributeOwner {};
-class REDRAFT_ENGINE GeometryModifierInterface : public virtual AttributeOwner {};
+class REDRAFT_ENGINE DataMergeInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::DataMerge;
+};
+class REDRAFT_ENGINE GeometryModifierInterface : public virtual AttributeOwner {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::GeometryModifier;
+};
 
 // An object with a box of its own, such as a spread.
 class REDRAFT_ENGINE BaseBoxInterface : public virtual AttributeOwner {

@@ -54,6 +54,7 @@ struct TreePlace {
 // The interface of tree edits: a place as a state that undo can keep.
 class REDRAFT_ENGINE StructureInterface : public virtual AttributeOwner {
 public:
+    static constexpr InterfaceId c_interface = InterfaceId::Structure;
     virtual TreePlace GetPlace() const = 0;
     // Takes the node out of where it stands and puts it there; an empty parent only takes it out.
     virtual void SetPlace(TreePlace const& place) = 0;

@@ -17,6 +17,8 @@ public:
               Kernel::Counted<InterfaceState const> after);
     // Puts the state before (undo) or after (redo) back; nothing for an object that is not here.
     void PutBack(InterfaceId id, AttributeOwner& owner, bool before) const;
+    // Takes the newer states after from a command that ran later, and both states of objects that are not here.
+    void MergeNewer(ProxyStates const& newer);
     bool IsEmpty() const noexcept { return m_entries.empty(); }
     // Walked and written in node-id order.
     void Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const;
@@ -40,6 +42,7 @@ public:
     virtual ~ProxyStateManager() = default;
     bool HasStates() const noexcept { return !m_states.IsEmpty(); }
     ProxyStates& GetStates() noexcept { return m_states; }
+    ProxyStates const& GetStates() const noexcept { return m_states; }
 
 private:
     ProxyStates m_states;
@@ -113,9 +116,19 @@ protected:
 
     void StoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
     void RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
+    // Whether a visit changed the state of any object. Places in the tree are not looked at.
+    bool HasKeptStates() const;
+    // After the merge, Undo goes back to before this command, and Redo on to after the newer one. Places in the tree are
+    // not merged.
+    void MergeStates(SelectionCommandProxyStateManager const& newer);
 
 private:
-    std::array<ProxyStates*, c_interfaceCount> GetAllStates();
+    // By interface id; null for the tree's structure, and for an interface with states that no bracket keeps.
+    using AllStates = std::array<ProxyStates*, c_interfaceCount>;
+    template <class... Interfaces>
+    AllStates CollectStates();
+    AllStates GetAllStates();
+    AllStates GetAllStates() const { return const_cast<SelectionCommandProxyStateManager*>(this)->GetAllStates(); }
     void KeepChanges(AttributeOwner& owner, AttributeTable const& oldStates,
                      Raster::AffineTransform::Params const& oldMatrix);
     void PutStatesBack(AttributeOwner& owner, bool before);

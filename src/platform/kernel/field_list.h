@@ -301,6 +301,11 @@ public:
         return std::apply([&](auto const&... field) { return (field.IsEqual(a, b) && ...); }, m_fields);
     }
 
+    template <class F>
+    constexpr void ForEach(F const& use) const {
+        std::apply([&](auto const&... field) { (use(field), ...); }, m_fields);
+    }
+
     // Those with a name outside, as a tuple of NamedField.
     constexpr auto GetNamed() const {
         return std::apply([](auto const&... field) { return std::tuple_cat(OnlyNamed(field)...); }, m_fields);

@@ -30,6 +30,18 @@ struct FieldAccess {
     static constexpr bool HasFields() {
         return requires { T::Fields(); };
     }
+    // Whether the list is T's own and not the one that it inherits from Base.
+    template <class T, class Base>
+    static consteval bool HasOwnFields() {
+        if constexpr (HasFields<T>() && HasFields<Base>()) {
+            if constexpr (std::is_same_v<decltype(&T::Fields), decltype(&Base::Fields)>)
+                return &T::Fields != &Base::Fields;
+            else
+                return true;
+        } else {
+            return HasFields<T>();
+        }
+    }
     template <class T>
     static constexpr T Make() {
         return T();

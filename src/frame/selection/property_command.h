@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/contract/notifications.h"
+#include "frame/persistence/persisted.h"
+#include "frame/selection/selection_command.h"
+
+// Base of commands that set one property of each selected object that has the interface I. T names itself, its value's
+// field and how the value is set:
+//
+//   class SetOpacityCommand final : public PropertyCommand<SetOpacityCommand, TransparencyInterface, double> {
+//   public:
+//       using PropertyCommand::PropertyCommand;
+//       Kernel::LocalisedString GetDescription() const override { return {"Set opacity", "Command description"}; }
+//       static void Set(TransparencyInterface& object, double opacity) { object.SetOpacity(opacity); }
+//       static constexpr auto Fields() {
+//           return Kernel::FieldList{Value("Opac").As("opacity", "from 0, invisible, to 1, opaque")};
+//       }
+//   };
+//
+// Set is called in Do; Undo and Redo put back the states that the visit kept. A command whose objects need more in other
+// directions overrides ReceiveInterface. With `static constexpr bool c_merges = true` in T, a newer command on the same
+// selection merges into an older one, as those of a slider do. A command that found nothing to change is no step of the
+// history.
+template <class T, class I, class V>
+class PropertyCommand : public Persisted<T, SelectionCommandWithSingleInterface<T, I>> {
+public:
+    static constexpr bool c_merges = false;
+
+    PropertyCommand(V value, Kernel::Counted<Selection const> selection)
+        : Persisted<T, SelectionCommandWithSingleInterface<T, I>>(std::move(selection)), m_value(std::move(value)) {}
+
+    void Do() override {
+        TellAreas([this] { SelectionCommand<T>::Do(); });
+    }
+    void Undo() override {
+        TellAreas([this] { SelectionCommand<T>::Undo(); });
+    }
+    void Redo() override {
+        TellAreas([this] { SelectionCommand<T>::Redo(); });
+    }
+    bool ShouldStackForUndo() const override { return this->HasKeptStates(); }
+    bool CanRepeat() const override { return true; }
+    // The given selection, but not one that was taken from the document at run time.
+    Kernel::Counted<DocumentCommand> Clone() const override {
+        return Kernel::MakeCounted<T>(
+            m_value, this->m_selectionFromDocument ? Kernel::Counted<Selection const>() : this->m_selection);
+    }
+    // Where the objects showed before and show now, and that their attributes changed.
+    void Notify(Kernel::NotificationList& notifications) override {
+        auto const controller = this->GetDocumentController();
+        notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
+            controller, m_areas, this->m_selection, this->m_preview, false, false, false));
+        notifications.push_back(
+            Kernel::MakeCounted<NodesAttributesChangedNotification>(this->m_selection, controller, this->m_preview));
+    }
+    bool CanMerge(Kernel::Counted<Command const> newer) const override {
+        return T::c_merges && Kernel::Cast<T const>(newer) && SelectionCommandBase::CanMerge(newer);
+    }
+    bool Merge(Kernel::Counted<Command const> newer) override {
+        if (!CanMerge(newer))
+            return false;
+        auto const other = Kernel::Cast<T const>(newer);
+        m_value = other->m_value;
+        this->MergeStates(*other);
+        return true;
+    }
+
+protected:
+    // For loading.
+    PropertyCommand() = default;
+
+    // The value's field, under the tag.
+    static consteval auto Value(Kernel::IDTag tag) { return Kernel::Field{tag, &PropertyCommand::m_value}; }
+
+    void ReceiveInterface(Kernel::NonCounted<I> object) override {
+        if (this->m_direction == DomainCommand::Direction::Do)
+            T::Set(*object, m_value);
+    }
+
+    V m_value{};
+
+private:
+    // Keeps where the objects show before the operation and after it.
+    template <class Operation>
+    void TellAreas(Operation const& operation) {
+        m_areas = {};
+        IncludeAreas();
+        operation();
+        IncludeAreas();
+    }
+    void IncludeAreas() {
+        if (!this->GetSelection())
+            return;
+        for (auto* const object : this->m_selection->GetObjects()) {
+            if (auto const* const node = Kernel::CastPointer<Node const>(object))
+                m_areas.IncludeWhereShown(*node);
+        }
+    }
+
+    SpreadRects m_areas;
+};
