@@ -97,7 +97,7 @@ Shell::CommandEntry const& ChooseCommand(Random& random) {
 
 // Mostly on the document's selection: a fade merges only into one of the same.
 std::string Fade(Random& random, DocumentController& document) {
-    auto const line = "fade 0." + Number(random, 1, 9);
+    auto const line = "fade opacity=0." + Number(random, 1, 9);
     return random.Chance(70) ? line : line + " --select '" + Selector(random, document) + "'";
 }
 
@@ -183,7 +183,7 @@ std::string ChooseLine(Random& random, Props const& props, DocumentController& d
     auto const steps = document.GetHistory()->GetCount();
     // A slider sends one after the other.
     if (random.Chance(IsAfterFade(*document.GetHistory()) ? 40 : 4))
-        return Fade(random, document);
+        return "do " + Fade(random, document);
     if (percent < 54 || steps == 0)
         return Call(random, props, document, ChooseCommand(random), false);
     if (percent < 66)

@@ -8,7 +8,6 @@
 #include "shell/selector.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
-#include "tests/lives/fade_command.h"
 
 #include <algorithm>
 
@@ -53,14 +52,10 @@ bool TakeFlag(std::vector<std::string>& words, std::string const& name) {
     return true;
 }
 
-bool MayFade(std::vector<std::string> const& words) { return words.size() == 2 && words.front() == "fade"; }
-
 // The command that the words name, on what `select` selects; empty for none. Throws what reading them throws.
 Kernel::Counted<DocumentCommand> MakeCommand(DocumentController& document, std::vector<std::string> const& words,
                                              std::string const& select) {
     auto const given = select.empty() ? Kernel::Counted<Selection const>() : Shell::MakeSelection(document, select);
-    if (MayFade(words))
-        return Kernel::MakeCounted<FadeCommand>(std::stod(words.back()), given);
     auto const* const entry = Shell::FindCommand(words.empty() ? std::string() : words.front());
     if (entry == nullptr || entry->forms.empty())
         return {};
@@ -174,8 +169,6 @@ LivingDocument::Outcome LivingDocument::RunLine(std::vector<std::string> const& 
         return Repeat();
     else if (verb == "play")
         return Play();
-    else if (verb == "fade")
-        return RunHere(words);
     else if (verb == "do" && m_controller->GetPreview())
         return RunHere({words.begin() + 1, words.end()});
     else

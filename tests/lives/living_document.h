@@ -28,7 +28,7 @@ private:
 // Lines are those of `redraft run`, and a few of a program that works on the document for longer:
 //   reload [--merge]              saves the document and goes on with what was saved; newer commands may merge into
 //                                 older ones from then on, or no more
-//   fade OPACITY                  a command that a newer one of its class merges into
+//   do fade opacity=OPACITY       a command that a newer one of its class merges into
 //   preview COMMAND ... [--keep]  shows a command and takes it back, or keeps it; with --up it stays up until a line
 //                                 ends it, shows another one in its place, or saves the document without it
 //   end [--keep]                  takes the preview back that is up, or keeps it

@@ -40,7 +40,6 @@ public:
         TellAreas([this] { SelectionCommand<T>::Redo(); });
     }
     bool ShouldStackForUndo() const override { return this->HasKeptStates(); }
-    bool CanRepeat() const override { return true; }
     // The given selection, but not one that was taken from the document at run time.
     Kernel::Counted<DocumentCommand> Clone() const override {
         return Kernel::MakeCounted<T>(
