@@ -129,8 +129,8 @@ bool CompoundCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& fi
     Kernel::LoadValue(in, "CNot", m_notifyChildren);
     m_description = Kernel::LocalisedString(std::move(text), std::move(context));
     // A child of an unknown class cannot be undone, and so neither can the whole.
-    bool const complete =
-        std::all_of(GetCommands().begin(), GetCommands().end(), [](auto const& child) { return static_cast<bool>(child); });
+    bool const complete = std::all_of(GetCommands().begin(), GetCommands().end(),
+                                      [](auto const& child) { return static_cast<bool>(child); });
     if (!complete)
         return false;
     return DocumentCommand::Load(in, files, version);

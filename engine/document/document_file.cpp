@@ -2,8 +2,8 @@
 #include "engine/document/document_file.h"
 
 #include "engine/document/at_spread.h"
-#include "platform/document/inner_commands.h"
 #include "platform/document/edit_journal.h"
+#include "platform/document/inner_commands.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"

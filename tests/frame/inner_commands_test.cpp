@@ -14,7 +14,7 @@ namespace {
 
 using namespace Support;
 
-// Adds to the document's scale flags. It fails when it is told so, by flags that only a test knows.
+// Appends a digit to the document's scale flags, or takes it away; fails when a test says so.
 class AddCommand final : public Persisted<AddCommand, DocumentCommand> {
 public:
     explicit AddCommand(int value) : m_value(value) {}
@@ -39,11 +39,9 @@ private:
         SetDirection(direction);
         if (std::find(s_fails.begin(), s_fails.end(), by) != s_fails.end())
             throw Kernel::Exception("cannot");
-        m_documentController->SetScaleOverrideFlags(m_documentController->GetScaleOverrideFlags(true) * 10 + m_value);
-        if (direction == DomainCommand::Direction::Undo)
-            m_documentController->SetScaleOverrideFlags((m_documentController->GetScaleOverrideFlags(true) - m_value) /
-                                                            10 -
-                                                        m_value);
+        int const flags = m_documentController->GetScaleOverrideFlags(true);
+        m_documentController->SetScaleOverrideFlags(direction == Direction::Undo ? (flags - m_value) / 10
+                                                                                 : flags * 10 + m_value);
     }
 
     int m_value = 0;
@@ -97,8 +95,7 @@ private:
 
 using AddClass = RegisteredClass<AddCommand>;
 std::unique_ptr<AddClass> MakeAddClass() {
-    return std::make_unique<AddClass>("TsAd", static_cast<unsigned short>(1), DocumentCommand::GetTypeClassProperties(),
-                                      Coverage::No);
+    return std::unique_ptr<AddClass>(new AddClass("TsAd", 1, DocumentCommand::GetTypeClassProperties(), Coverage::No));
 }
 RegisteredClass<OwnerCommand> const s_owner{"TsOw", 1, DocumentCommand::GetTypeClassProperties(), Coverage::No};
 
@@ -111,9 +108,9 @@ struct InnerCommandsTest : testing::Test {
 
     std::unique_ptr<AddClass> addClass = MakeAddClass();
     Kernel::Counted<DocumentController> controller = NewDocument();
-    std::string const path = (std::filesystem::temp_directory_path() /
-                              ("inner_commands_test_" + std::to_string(::getpid()) + ".redraft"))
-                                 .string();
+    std::string const path =
+        (std::filesystem::temp_directory_path() / ("inner_commands_test_" + std::to_string(::getpid()) + ".redraft"))
+            .string();
 };
 
 TEST_F(InnerCommandsTest, RunInOrderAndAreTakenBackInReverseAlsoAfterAReload) {
@@ -191,6 +188,8 @@ TEST_F(InnerCommandsTest, OneOfAnUnknownClassMakesItsStepUnreadableUntilTheClass
     controller->Run(Kernel::MakeCounted<OwnerCommand>(1, std::vector{2}));
     auto const hash = controller->GetHash(true);
     controller->Save(path);
+    // It has the file open.
+    controller.reset();
     addClass.reset();
     {
         auto const loaded = DocumentController::Open(path, true);

@@ -21,7 +21,9 @@ template <std::derived_from<DocumentCommand> C>
 inline constexpr bool c_holdsOne<Kernel::Counted<C>> = true;
 
 template <class F>
-inline constexpr bool c_isStored = requires(F const& field) { field.GetTag(); };
+inline constexpr bool c_isStored = requires(F const& field) {
+    field.GetTag();
+};
 // The type of a member, from the pointer to it.
 template <class C, class M>
 M MemberOf(M C::*);
@@ -81,8 +83,8 @@ constexpr bool HasAny() {
 } // namespace InnerCommandFields
 
 // Between a persisted class T and its base: what every such class has to say of itself to the registry, and how it is
-// stored: the fields of T's list, if it has one of its own, then the base. A class that is stored in another order says so
-// itself. T befriends Kernel::FieldAccess, for its private default constructor and its field list.
+// stored: the fields of T's list, if it has one of its own, then the base. A class that is stored in another order says
+// so itself. T befriends Kernel::FieldAccess, for its private default constructor and its field list.
 template <class T, class Base>
 class Persisted : public Base {
 public:

@@ -18,10 +18,10 @@
 //       }
 //   };
 //
-// Set is called in Do; Undo and Redo put back the states that the visit kept. A command whose objects need more in other
-// directions overrides ReceiveInterface. With `static constexpr bool c_merges = true` in T, a newer command on the same
-// selection merges into an older one, as those of a slider do. A command that found nothing to change is no step of the
-// history.
+// Set is called in Do; Undo and Redo put back the states that the visit kept. A command whose objects need more in
+// other directions overrides ReceiveInterface. With `static constexpr bool c_merges = true` in T, a newer command on
+// the same selection merges into an older one, as those of a slider do. A command that found nothing to change is no
+// step of the history.
 template <class T, class I, class V>
 class PropertyCommand : public Persisted<T, SelectionCommandWithSingleInterface<T, I>> {
 public:
@@ -42,8 +42,8 @@ public:
     bool ShouldStackForUndo() const override { return this->HasKeptStates(); }
     // The given selection, but not one that was taken from the document at run time.
     Kernel::Counted<DocumentCommand> Clone() const override {
-        return Kernel::MakeCounted<T>(
-            m_value, this->m_selectionFromDocument ? Kernel::Counted<Selection const>() : this->m_selection);
+        return Kernel::MakeCounted<T>(m_value, this->m_selectionFromDocument ? Kernel::Counted<Selection const>()
+                                                                             : this->m_selection);
     }
     // Where the objects showed before and show now, and that their attributes changed.
     void Notify(Kernel::NotificationList& notifications) override {

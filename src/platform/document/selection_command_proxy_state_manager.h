@@ -118,8 +118,8 @@ protected:
     void RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
     // Whether a visit changed the state of any object. Places in the tree are not looked at.
     bool HasKeptStates() const;
-    // After the merge, Undo goes back to before this command, and Redo on to after the newer one. Places in the tree are
-    // not merged.
+    // After the merge, Undo goes back to before this command, and Redo on to after the newer one. Places in the tree
+    // are not merged.
     void MergeStates(SelectionCommandProxyStateManager const& newer);
 
 private:

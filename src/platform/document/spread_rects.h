@@ -24,9 +24,9 @@ struct REDRAFT_ENGINE SpreadRect {
 class REDRAFT_ENGINE SpreadRects {
 public:
     void Append(SpreadRect rect);
-    // Adds the area in which a change of the node's appearance can be seen: its bounds or, where its parent draws it as a
-    // clip or as a part of an outline, those of the parent. One rectangle a spread is kept. Nothing for a node that is
-    // on no spread.
+    // Adds the area in which a change of the node's appearance can be seen: its bounds or, where its parent draws it as
+    // a clip or as a part of an outline, those of the parent. One rectangle a spread is kept. Nothing for a node that
+    // is on no spread.
     void IncludeWhereShown(Node const& node);
     std::vector<SpreadRect> const& GetRects() const { return m_rects; }
     // The union of the rectangles on one spread.
