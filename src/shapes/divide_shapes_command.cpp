@@ -3,13 +3,11 @@
 
 #include "frame/example.h"
 #include "platform/kernel/cast.h"
-#include "platform/kernel/exception.h"
-#include "shapes/kept_contours.h"
+#include "shapes/outlines/order_of_return.h"
 #include "shapes/shape_examples.h"
 #include "shapes/text_examples.h"
 
 #include <algorithm>
-#include <unordered_map>
 
 namespace Commands {
 
@@ -49,43 +47,36 @@ void DivideShapesCommand::Progress(float value) {
         controller->UpdateProgress(Kernel::Counted<DomainCommand const>(this), value);
 }
 
+bool DivideShapesCommand::ConcernsSpecialisedChildren() {
+    auto const selection = GetSelection();
+    return selection && selection->ContainsSpecialisedChildren();
+}
+
 void DivideShapesCommand::Do() {
     m_valid = false;
     m_abort = false;
-    m_noFilledInputs = true;
-    m_lacksMap = false;
-    m_unresolvedPairs = 0;
+    m_maps = PlanarMaps(&m_abort, this);
     SetDirection(Direction::Do);
     // An ordered command answers from the second time on when it takes the document's selection.
     GetSelection();
-    if (auto const selection = GetSelection(); selection && selection->ContainsSpecialisedChildren())
+    if (ConcernsSpecialisedChildren())
         return;
     m_oldSelection = m_documentController->GetCurrentSelection();
-    for (auto* nodes :
-         {&m_oldNodes, &m_oldParents, &m_oldPreviousSiblings, &m_newNodes, &m_newParents, &m_newPreviousSiblings})
-        nodes->clear();
+    m_oldNodes.clear();
+    m_newNodes.clear();
     m_invalidRects = {};
-    ForgetGathered();
 
     Gather();
-    for (auto const& node : m_oldNodes) {
-        m_oldParents.emplace_back(node->GetParent());
-        m_oldPreviousSiblings.emplace_back(node->GetPreviousSibling());
-    }
-    BuildResults();
-    if (m_newNodes.empty() && m_oldNodes.empty())
+    KeepPlaces(m_oldNodes, m_oldParents, m_oldPreviousSiblings);
+    auto const pieces = MakePieces(*m_inputs, m_retainAll, m_documentController);
+    m_inputs.reset();
+    if (pieces.empty() && m_oldNodes.empty())
         return;
 
     m_valid = true;
-    for (std::size_t i = 0; i != m_newNodes.size(); ++i)
-        InsertChildAfter(m_insertParents[i], m_newNodes[i], m_insertAnchors[i], false,
-                         ShouldDetachLinksOnEdit(m_insertParents[i]));
+    PutIn(pieces);
     TakeOut(m_oldNodes);
-    for (auto const& node : m_newNodes) {
-        m_newParents.emplace_back(node->GetParent());
-        m_newPreviousSiblings.emplace_back(node->GetPreviousSibling());
-    }
-    ForgetGathered();
+    KeepPlaces(m_newNodes, m_newParents, m_newPreviousSiblings);
     m_newSelection = Kernel::MakeCounted<Selection>(m_newNodes);
     m_documentController->SetSelection(m_newSelection, false);
 }
@@ -93,118 +84,68 @@ void DivideShapesCommand::Do() {
 // Reads the document only, so that other readers may go on. Nothing has changed when an abort ends it.
 void DivideShapesCommand::Gather() {
     DomainWriterUnlockSession const session(GetDocumentController());
-    OrderedSelectionCommand::Do();
-    if (IsAborted())
-        throw Kernel::AbortException();
-}
-
-void DivideShapesCommand::ForgetGathered() {
-    m_inputs.clear();
-    m_sources.clear();
-    m_clipsOfGroups.clear();
-    m_insertParents.clear();
-    m_insertAnchors.clear();
+    m_inputs = std::make_unique<DivideInputs>(m_documentController->GetDocument(), m_maps);
     m_membersToVisit.clear();
     m_visitingMembers = false;
-    m_clipDepth = 0;
+    OrderedSelectionCommand::Do();
+    m_maps.ThrowIfAborted();
 }
 
-void DivideShapesCommand::BuildResults() {
-    if (m_inputs.empty())
+void DivideShapesCommand::Receive(Kernel::NonCounted<LogicalNode> group) {
+    for (Node* child = group->GetLastChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetPreviousSibling())
+        m_membersToVisit.emplace_back(child);
+    if (m_visitingMembers)
         return;
-    auto graph = CreateGraph(m_inputs, Graph::BoolOpMethod::Divide);
-    if (!graph)
-        return;
-    std::map<unsigned int, Graph::DividedResult> results;
-    bool const divided = graph->Divide(results, true);
-    // Shapes that lie apart from each other have nothing to give but their outlines.
-    bool const isFallback = !divided && !m_noFilledInputs && m_inputs.size() == graph->GetTopNodeCount();
-    if (isFallback) {
-        auto unfilled = m_inputs;
-        for (auto& input : unfilled)
-            input.filled = false;
-        graph = CreateGraph(unfilled, Graph::BoolOpMethod::Divide);
-        if (!graph)
-            return;
-        results.clear();
-        graph->Divide(results, true);
+    m_visitingMembers = true;
+    while (!m_membersToVisit.empty()) {
+        auto const member = std::move(m_membersToVisit.back());
+        m_membersToVisit.pop_back();
+        VisitObject(Kernel::NonCounted<Kernel::Countable>(member.get()), true);
     }
-    for (auto const& [key, result] : results)
-        BuildPieces(key, result, isFallback);
+    m_visitingMembers = false;
 }
 
-void DivideShapesCommand::BuildPieces(std::size_t index, Graph::DividedResult const& result, bool isFallback) {
-    auto const& source = m_sources[index];
-    auto const& input = m_inputs[index];
-    Geometry::Transform const toNode(source.node->GetBaseToSpreadTransform().GetInverse());
-    auto anchor = source.node;
-    auto const keep = [&](Kernel::Counted<PolyCurveNode> const& piece) {
-        m_insertAnchors.push_back(anchor);
-        m_insertParents.emplace_back(source.node->GetParent());
-        m_newNodes.push_back(piece);
-        anchor = piece;
-    };
-    for (auto const& area : result.areas) {
-        auto const curves = area ? KeepContours(area->Clone(), input) : nullptr;
-        if (!curves)
-            continue;
-        curves->ApplyTransform(toNode);
-        auto const piece = MakePiece(source, curves);
-        CloneChildren(source, *piece);
-        keep(piece);
+void DivideShapesCommand::Receive(Kernel::NonCounted<ConstCurvesInterface> shape) {
+    if (auto* const node = Kernel::CastPointer<Node>(shape.get())) {
+        m_inputs->AddShape(*node, *shape);
+        Leave(*node);
     }
-    if (!m_retainAll && !m_noFilledInputs && !isFallback)
-        return;
-    // A line must not be painted as if it were a filled shape.
-    Kernel::Counted<ObjectStyleBrush> brush, frameBrush;
-    if (!isFallback)
-        source.style->ClearFill(brush, frameBrush);
-    for (auto const& line : result.lines) {
-        auto curve = line ? line->Clone() : nullptr;
-        if (!curve)
-            continue;
-        auto const curves = KeepContours(Kernel::MakeCounted<Geometry::PolyCurveDbl>(curve), input);
-        curves->ApplyTransform(toNode);
-        keep(MakePiece(source, curves));
+}
+
+void DivideShapesCommand::Receive(Kernel::NonCounted<TextNode> text) {
+    m_inputs->AddText(*text);
+    Leave(*text);
+}
+
+void DivideShapesCommand::Leave(Node& node) {
+    m_invalidRects.Append(SpreadRect(node, node.GetBounds(true)));
+    m_oldNodes.emplace_back(&node);
+}
+
+void DivideShapesCommand::KeepPlaces(Nodes const& nodes, Nodes& parents, Nodes& previousSiblings) {
+    parents.clear();
+    previousSiblings.clear();
+    for (auto const& node : nodes) {
+        parents.emplace_back(node->GetParent());
+        previousSiblings.emplace_back(node->GetPreviousSibling());
     }
-    if (!isFallback)
-        source.style->RestoreFill(brush, frameBrush);
 }
 
-Kernel::Counted<PolyCurveNode> DivideShapesCommand::MakePiece(DivideSource const& source,
-                                                              Kernel::Counted<Geometry::PolyCurveDbl> curves) {
-    auto const piece = Kernel::MakeCounted<PolyCurveNode>();
-    piece->SetCurves(std::move(curves));
-    if (auto const* transform = Kernel::CastPointer<TransformInterface const>(source.node.get()))
-        piece->SetTransform(transform->GetTransform(false, false), false);
-    // What could not be seen stays so.
-    if (auto const* visibility = Kernel::CastPointer<VisibilityInterface const>(source.node.get()))
-        piece->SetVisible(visibility->IsVisible());
-    source.style->Apply(piece, m_documentController, false);
-    return piece;
-}
-
-// What was consumed as clips and, of a compound curve, what its outline is made of, is in the piece already.
-void DivideShapesCommand::CloneChildren(DivideSource const& source, PolyCurveNode& piece) {
-    if (Kernel::CastPointer<CompoundCurveNode const>(source.node.get()) != nullptr)
-        return;
-    CloneContext context(CloneType::Copy);
-    Kernel::Counted<Node> const parent(&piece);
-    for (int list = 0; list != c_childListCount; ++list) {
-        auto const type = static_cast<NodeChildListType>(list);
-        for (Node const* child = source.node->GetFirstChild(type); child != nullptr; child = child->GetNextSibling()) {
-            bool const wasClip = type == NodeChildListType::Clipping &&
-                                 (Kernel::CastPointer<ConstCurvesInterface const>(child) != nullptr ||
-                                  Kernel::CastPointer<LogicalNode const>(child) != nullptr);
-            if (!wasClip)
-                AddChildBack(parent, type, child->Clone(context), false, ShouldDetachLinksOnEdit(parent));
-        }
+void DivideShapesCommand::PutIn(std::vector<DividedPiece> const& pieces) {
+    for (auto const& piece : pieces) {
+        for (auto const& child : piece.children)
+            AddChildBack(piece.node, child.list, child.node, false, ShouldDetachLinksOnEdit(piece.node));
+    }
+    for (auto const& piece : pieces) {
+        InsertChildAfter(piece.parent, piece.node, piece.anchor, false, ShouldDetachLinksOnEdit(piece.parent));
+        m_newNodes.push_back(piece.node);
     }
 }
 
 void DivideShapesCommand::Undo() {
     SetDirection(Direction::Undo);
-    if (auto const selection = GetSelection(); selection && selection->ContainsSpecialisedChildren())
+    if (ConcernsSpecialisedChildren())
         return;
     if (IsReplay()) {
         PutBack(m_oldNodes, m_oldParents, m_oldPreviousSiblings);
@@ -218,43 +159,21 @@ void DivideShapesCommand::Undo() {
 
 void DivideShapesCommand::Redo() {
     SetDirection(Direction::Redo);
-    if (auto const selection = GetSelection(); selection && selection->ContainsSpecialisedChildren())
+    if (ConcernsSpecialisedChildren())
         return;
     PutBack(m_newNodes, m_newParents, m_newPreviousSiblings);
     TakeOut(m_oldNodes);
     m_documentController->SetSelection(m_newSelection, false);
 }
 
-// The pieces of a text's later stretches stand below those of its earlier ones, so that a node may stand behind one
-// that comes later in the list: that one goes first. Lists of a damaged or forged history may be of different lengths,
-// name nothing where a node should be, and go round in circles.
 void DivideShapesCommand::PutBack(Nodes const& nodes, Nodes const& parents, Nodes const& previousSiblings) {
-    std::size_t const count = std::min({nodes.size(), parents.size(), previousSiblings.size()});
-    std::unordered_map<Node const*, std::size_t> waiting;
-    for (std::size_t i = 0; i != count; ++i) {
-        if (nodes[i] && parents[i])
-            waiting.emplace(nodes[i].get(), i);
+    for (std::size_t const i : FindOrderOfReturn(nodes, parents, previousSiblings)) {
+        bool const detach = ShouldDetachLinksOnEdit(parents[i]);
+        if (previousSiblings[i])
+            InsertChildAfter(parents[i], nodes[i], previousSiblings[i], false, detach);
+        else
+            AddChildFront(parents[i], nodes[i]->GetChildListType(), nodes[i], false, detach);
     }
-    std::vector<std::size_t> chain;
-    for (std::size_t i = 0; i != count; ++i) {
-        for (auto next = waiting.find(nodes[i].get()); next != waiting.end();) {
-            chain.push_back(next->second);
-            waiting.erase(next);
-            next = waiting.find(previousSiblings[chain.back()].get());
-        }
-        for (; !chain.empty(); chain.pop_back()) {
-            std::size_t const at = chain.back();
-            PutBack(*nodes[at], *parents[at], previousSiblings[at].get());
-        }
-    }
-}
-
-void DivideShapesCommand::PutBack(Node& node, Node& parent, Node* previousSibling) {
-    Kernel::Counted<Node> const child(&node), to(&parent);
-    if (previousSibling != nullptr)
-        InsertChildAfter(to, child, Kernel::Counted<Node>(previousSibling), false, ShouldDetachLinksOnEdit(to));
-    else
-        AddChildFront(to, node.GetChildListType(), child, false, ShouldDetachLinksOnEdit(to));
 }
 
 void DivideShapesCommand::TakeOut(Nodes const& nodes) {

@@ -4,20 +4,13 @@
 #include "frame/contract/notifications.h"
 #include "frame/persistence/persisted.h"
 #include "frame/selection/selection_command.h"
-#include "platform/document/nodes.h"
-#include "platform/document/spread_rects.h"
 #include "platform/document/structure_command_helper.h"
-#include "platform/document/text_nodes.h"
-#include "shapes/divide_source.h"
-
-#include <map>
-#include <optional>
-#include <unordered_map>
+#include "shapes/outlines/divided_pieces.h"
 
 namespace Commands {
 
 // Cuts the selected shapes along each other's edges. Every piece becomes a shape of its own, with the look of the shape
-// that it belonged to, at that shape's place. A text is cut as the outlines of its letters, and of its frame where that
+// that it belonged to, at that shape's place. A text is cut as the outlines of its glyphs, and of its frame where that
 // is painted.
 class REDRAFT_API DivideShapesCommand final
     : public Persisted<DivideShapesCommand, OrderedSelectionCommand<DivideShapesCommand>>,
@@ -51,10 +44,10 @@ public:
 
     // Whether Do could make no map of shapes that are too complex or out of range: clips by them are left out, and
     // where it is the map of all shapes there are no pieces.
-    bool LacksMap() const { return m_lacksMap; }
+    bool LacksMap() const { return m_maps.LacksMap(); }
     // Pairs of curves that Do followed less closely, because they come near to each other so often: near them pieces
     // may be a little off.
-    std::size_t GetUnresolvedPairCount() const { return m_unresolvedPairs; }
+    std::size_t GetUnresolvedPairCount() const { return m_maps.GetUnresolvedPairCount(); }
     // Whether there is a piece.
     bool HasPieces() const { return !m_newNodes.empty(); }
 
@@ -64,7 +57,6 @@ public:
 
 private:
     friend struct Kernel::FieldAccess;
-    using Graph = Geometry::CurveIntersectionGraph;
     using Nodes = std::vector<Kernel::Counted<Node>>;
 
     DivideShapesCommand();
@@ -84,58 +76,32 @@ private:
                                      "retainAll", "open lines are kept even when filled shapes take part", false)};
     }
 
-    // Gathering, in divide_shapes_inputs.cpp. Each answers false for what has nothing to give.
-    bool ApplyClips(Node const& node, DivideInput& input, bool allowUnfilled);
-    void AddTextFrame(TextNode const& text);
-    void ClipText(TextNode const& text, std::size_t first);
-    void AddSource(Kernel::Counted<Node> const& node, DivideInput input, bool isFrame);
-    bool CompileCurves(Kernel::NonCounted<ConstCurvesInterface const> shape, DivideInput& input);
-    bool CompileGroup(Node const& node, DivideInput& input);
-    bool AddGroupChildren(Node const& node, std::vector<DivideInput>& inputs);
-    bool GatherClips(Node const& node, std::vector<DivideInput>& clips);
-    void ApplyClipsAbove(Node const& node, DivideInput& input);
-    DivideGroupClip const& FindClipOfGroup(Node const& group);
-    bool ClipFilled(std::vector<DivideInput>& clips, DivideInput& input);
-    bool ClipUnfilled(std::vector<DivideInput>& clips, DivideInput& input);
-    Kernel::Counted<Graph> CreateGraph(std::vector<DivideInput> const& inputs, Graph::BoolOpMethod method);
-    // What the inputs cover or leave of each other: null when that is nothing, nothing when no map could be made.
-    std::optional<Kernel::Counted<Geometry::PolyCurveDbl>> FindOutline(std::vector<DivideInput> const& inputs);
-    bool IsAborted() const;
-
     void Gather();
-    void BuildResults();
-    void BuildPieces(std::size_t index, Graph::DividedResult const& result, bool isFallback);
-    Kernel::Counted<PolyCurveNode> MakePiece(DivideSource const& source,
-                                             Kernel::Counted<Geometry::PolyCurveDbl> curves);
-    void CloneChildren(DivideSource const& source, PolyCurveNode& piece);
+    void Leave(Node& node);
+    static void KeepPlaces(Nodes const& nodes, Nodes& parents, Nodes& previousSiblings);
+    void PutIn(std::vector<DividedPiece> const& pieces);
     void PutBack(Nodes const& nodes, Nodes const& parents, Nodes const& previousSiblings);
-    void PutBack(Node& node, Node& parent, Node* previousSibling);
     void TakeOut(Nodes const& nodes);
-    void ForgetGathered();
+    bool ConcernsSpecialisedChildren();
 
     bool m_retainAll = false;
     // Whether there is anything to undo.
     bool m_valid = true;
     // Set by whoever shows the progress.
     mutable bool m_abort = false;
-    bool m_noFilledInputs = true;
-    bool m_lacksMap = false;
-    std::size_t m_unresolvedPairs = 0;
     SpreadRects m_invalidRects;
     Kernel::Counted<Selection const> m_newSelection, m_oldSelection;
     // Each with the parents and previous siblings that they had or have.
     Nodes m_oldNodes, m_oldParents, m_oldPreviousSiblings;
     Nodes m_newNodes, m_newParents, m_newPreviousSiblings;
 
-    // While Do runs. Sources stand side by side with inputs, parents and anchors with new nodes.
-    std::vector<DivideInput> m_inputs;
-    std::vector<DivideSource> m_sources;
-    std::unordered_map<Node const*, DivideGroupClip> m_clipsOfGroups;
-    Nodes m_insertParents, m_insertAnchors;
+    PlanarMaps m_maps{&m_abort, this};
+
+    // While Do runs.
+    std::unique_ptr<DivideInputs> m_inputs;
     // Members of groups that are still to be visited, the next one last; so deep nesting needs no deep stack.
     Nodes m_membersToVisit;
     bool m_visitingMembers = false;
-    int m_clipDepth = 0;
 };
 
 } // namespace Commands

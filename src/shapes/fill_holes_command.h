@@ -7,8 +7,8 @@
 #include "platform/document/selection.h"
 #include "platform/document/spread_rects.h"
 #include "platform/document/structure_command_helper.h"
-#include "platform/geometry/curve_intersection_graph.h"
 #include "shapes/fill_holes_record.h"
+#include "shapes/outlines/planar_maps.h"
 
 namespace Commands {
 
@@ -37,7 +37,6 @@ public:
 private:
     friend struct Kernel::FieldAccess;
     using Items = std::vector<Kernel::Counted<SelectionItem const>>;
-    using Curves = Kernel::Counted<Geometry::PolyCurveDbl>;
     static constexpr auto Fields() {
         using This = FillHolesCommand;
         return Kernel::FieldList{
@@ -50,21 +49,12 @@ private:
             Kernel::Field{"Undo", &This::m_undoRecords}};
     }
 
-    // Each adds records of what is to be changed and changes nothing yet. True when the object got a record; what takes
-    // its place in the selection is appended to `items`, where that is not null.
-    bool AddConstCurvesInterface(Kernel::JailNonCounted<ConstCurvesInterface> curves, Kernel::JailNonCounted<Node> node,
-                                 Items* items);
-    // `includeAll`: also children that are no content.
-    void AddLogicalNodes(Node const& node, bool includeAll);
-    // Frames of text are recognised and left alone.
-    bool AddTextFrameInterface(Kernel::JailNonCounted<TextFrameInterface> frame, Kernel::JailNonCounted<Node> node,
-                               Items* items);
+    // Each adds records of what is to be changed and changes nothing yet. True when the object got a record itself;
+    // what takes its place in the selection is appended to `items`, where that is not null.
     bool AddSelected(SelectionItem const& item, Items& items);
-
-    bool IsAborted() const;
-    Curves BuildOutline(ConstCurvesInterface const& curves, bool isFilled);
-    Kernel::Counted<Node> MakeReplacement(ConstCurvesInterface const& curves, Node const& node, Curves outline) const;
+    bool AddShape(Node& node, ConstCurvesInterface& shape, Items* items);
     void Apply(FillHolesRecord& record);
+    void EditInPlace(FillHolesRecord& record);
 
     bool m_removeInternalLines = false;
     // Whether there is anything to undo.
@@ -76,6 +66,7 @@ private:
     // Empty when no selected object was changed or replaced itself.
     Kernel::Counted<Selection const> m_newSelection;
     std::vector<FillHolesRecord> m_undoRecords;
+    PlanarMaps m_maps{&m_abort};
 };
 
 } // namespace Commands

@@ -17,6 +17,10 @@ struct FillHolesRecord {
     Kernel::Counted<Geometry::PolyCurveDbl const> newCurves;
     double contourOffset = 0;
 
+    // Of a node that was edited: changes over to the new curves, without a contour, and back.
+    void GiveNewCurves() const;
+    void GiveOldCurves() const;
+
     static constexpr Kernel::ClassUID GetClassUID() { return {"Undo"}; }
     static constexpr unsigned short GetSchemaVersion() { return 1; }
     static constexpr auto Fields() {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "shapes/text_curves_render_target.h"
+#include "shapes/outlines/text_curves_render_target.h"
 
 #include "tests/shapes/scene.h"
 
@@ -12,7 +12,7 @@ using namespace Support;
 using Renderer::Paint;
 
 struct Drawing {
-    std::vector<DivideInput> inputs;
+    std::vector<ShapeInput> inputs;
     std::vector<DivideSource> sources;
     Kernel::Counted<Node> text = Kernel::MakeCounted<PolyCurveNode>();
     Params baseToSpread{1, 0, 100, 0, 1, 200};

@@ -1,40 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "shapes/kept_contours.h"
+#include "platform/geometry/kept_contours.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-namespace Commands {
+namespace Geometry {
 
 namespace {
 
-using Segments = std::vector<Geometry::Segment>;
+using Segments = std::vector<Segment>;
 
 // Of a contour's size: what the map rounds to, with room to spare.
 constexpr double c_relativeTolerance = 1e-9;
 
-double GetTolerance(Geometry::CurveDbl const& curve) {
+double GetTolerance(CurveDbl const& curve) {
     double extent = 0;
     for (auto const& point : curve.GetPoints())
         extent = std::max({extent, std::abs(point.x), std::abs(point.y)});
     return extent * c_relativeTolerance;
 }
 
-bool IsNear(Geometry::PointDbl const& a, Geometry::PointDbl const& b, double tolerance) {
+bool AreNear(PointDbl const& a, PointDbl const& b, double tolerance) {
     return std::abs(a.x - b.x) <= tolerance && std::abs(a.y - b.y) <= tolerance;
 }
 
-bool IsNear(Geometry::Segment const& a, Geometry::Segment const& b, double tolerance) {
-    if (a.kind != b.kind || !IsNear(a.start, b.start, tolerance) || !IsNear(a.end, b.end, tolerance))
+bool AreNear(Segment const& a, Segment const& b, double tolerance) {
+    if (a.kind != b.kind || !AreNear(a.start, b.start, tolerance) || !AreNear(a.end, b.end, tolerance))
         return false;
-    return a.kind == Geometry::SegmentKind::Line ||
-           (IsNear(a.control1, b.control1, tolerance) && IsNear(a.control2, b.control2, tolerance));
+    return a.kind == SegmentKind::Line ||
+           (AreNear(a.control1, b.control1, tolerance) && AreNear(a.control2, b.control2, tolerance));
 }
 
 // Whether the second line goes on where the first one ends, in its direction.
-bool GoesOn(Geometry::Segment const& a, Geometry::Segment const& b, double tolerance) {
-    if (a.kind != Geometry::SegmentKind::Line || b.kind != Geometry::SegmentKind::Line)
+bool GoesOn(Segment const& a, Segment const& b, double tolerance) {
+    if (a.kind != SegmentKind::Line || b.kind != SegmentKind::Line)
         return false;
     double const x = b.end.x - a.start.x, y = b.end.y - a.start.y;
     double const u = a.end.x - a.start.x, v = a.end.y - a.start.y;
@@ -43,20 +43,19 @@ bool GoesOn(Geometry::Segment const& a, Geometry::Segment const& b, double toler
 }
 
 // The segments, with those that a map leaves out or joins left out and joined.
-Segments GetSegments(Geometry::CurveDbl const& curve, double tolerance) {
+Segments GetSegments(CurveDbl const& curve, double tolerance) {
     Segments segments;
     for (auto const& segment : curve.GetSegments()) {
-        bool const isPoint =
-            segment.kind == Geometry::SegmentKind::Line && IsNear(segment.start, segment.end, tolerance);
+        bool const isPoint = segment.kind == SegmentKind::Line && AreNear(segment.start, segment.end, tolerance);
         if (isPoint)
             continue;
         if (!segments.empty() && GoesOn(segments.back(), segment, tolerance))
-            segments.back() = Geometry::Segment::Line(segments.back().start, segment.end);
+            segments.back() = Segment::Line(segments.back().start, segment.end);
         else
             segments.push_back(segment);
     }
     if (curve.IsClosed() && segments.size() > 1 && GoesOn(segments.back(), segments.front(), tolerance)) {
-        segments.front() = Geometry::Segment::Line(segments.back().start, segments.front().end);
+        segments.front() = Segment::Line(segments.back().start, segments.front().end);
         segments.pop_back();
     }
     return segments;
@@ -69,7 +68,7 @@ bool IsSameWalk(Segments const& a, Segments const& b, bool isClosed, double tole
     std::size_t const starts = isClosed ? a.size() : 1;
     for (std::size_t shift = 0; shift != starts; ++shift) {
         std::size_t i = 0;
-        while (i != a.size() && IsNear(a[i], b[(i + shift) % b.size()], tolerance))
+        while (i != a.size() && AreNear(a[i], b[(i + shift) % b.size()], tolerance))
             ++i;
         if (i == a.size())
             return true;
@@ -78,11 +77,11 @@ bool IsSameWalk(Segments const& a, Segments const& b, bool isClosed, double tole
 }
 
 struct Contour {
-    Kernel::Counted<Geometry::CurveDbl> curve;
+    Kernel::Counted<CurveDbl> curve;
     bool isTaken = false;
 };
 
-std::vector<Contour> GetContours(Geometry::CurveIntersectionGraph::Input const& input) {
+std::vector<Contour> GetContours(CurveIntersectionGraph::Input const& input) {
     std::vector<Contour> contours;
     for (auto const& part : input.curves) {
         if (!part.curves)
@@ -98,8 +97,7 @@ std::vector<Contour> GetContours(Geometry::CurveIntersectionGraph::Input const& 
 }
 
 // The contour that this one is, which is taken, with whether it walks the other way.
-Kernel::Counted<Geometry::CurveDbl> TakeSame(Geometry::CurveDbl const& curve, std::vector<Contour>& contours,
-                                             bool& isReversed) {
+Kernel::Counted<CurveDbl> TakeSame(CurveDbl const& curve, std::vector<Contour>& contours, bool& isReversed) {
     double const tolerance = GetTolerance(curve);
     auto const segments = GetSegments(curve, tolerance);
     auto const other = curve.Clone();
@@ -121,14 +119,14 @@ Kernel::Counted<Geometry::CurveDbl> TakeSame(Geometry::CurveDbl const& curve, st
 
 } // namespace
 
-Kernel::Counted<Geometry::PolyCurveDbl> KeepContours(Kernel::Counted<Geometry::PolyCurveDbl> outline,
-                                                     Geometry::CurveIntersectionGraph::Input const& input) {
+Kernel::Counted<PolyCurveDbl> KeepContours(Kernel::Counted<PolyCurveDbl> outline,
+                                           CurveIntersectionGraph::Input const& input) {
     if (!outline)
         return outline;
     auto contours = GetContours(input);
     if (outline->GetCurves().size() > contours.size())
         return outline;
-    auto const kept = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    auto const kept = Kernel::MakeCounted<PolyCurveDbl>();
     bool isFirstReversed = false;
     for (auto const& curve : outline->GetCurves()) {
         bool isReversed = false;
@@ -143,4 +141,4 @@ Kernel::Counted<Geometry::PolyCurveDbl> KeepContours(Kernel::Counted<Geometry::P
     return kept;
 }
 
-} // namespace Commands
+} // namespace Geometry

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "shapes/text_curves_render_target.h"
-
-#include "shapes/visible_fill.h"
+#include "shapes/outlines/text_curves_render_target.h"
 
 namespace Commands {
 
-TextCurvesRenderTarget::TextCurvesRenderTarget(std::vector<DivideInput>& inputs, std::vector<DivideSource>& sources,
+TextCurvesRenderTarget::TextCurvesRenderTarget(std::vector<ShapeInput>& inputs, std::vector<DivideSource>& sources,
                                                Kernel::Counted<Node> textNode,
                                                Raster::AffineTransform::Params const& baseToSpread,
                                                Raster::Format format, Raster::ICCManager::ICCProfileSet const& profiles)
@@ -48,7 +46,7 @@ void TextCurvesRenderTarget::DrawCurvesWithLine(
     style->Set(m_textNode, m_format, m_profiles, {}, whole, {}, false);
     style->SetForRendering(BakeFill(mainFill), BakeFill(lineFill), BakeFill(secondFill), BakeLine(lineStyle));
 
-    DivideInput input;
+    ShapeInput input;
     input.curves.push_back({std::move(curves), GetTransform()});
     input.transform = m_baseToSpread;
     input.windingOrderMode = windingOrderMode;

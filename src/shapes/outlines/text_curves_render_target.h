@@ -2,7 +2,8 @@
 #pragma once
 
 #include "platform/renderer/render_target.h"
-#include "shapes/divide_source.h"
+#include "shapes/outlines/divide_source.h"
+#include "shapes/outlines/shape_input.h"
 
 namespace Commands {
 
@@ -12,7 +13,7 @@ class REDRAFT_API TextCurvesRenderTarget final : public Renderer::NullRenderTarg
 public:
     // Inputs and sources are the caller's and must outlive the target; both grow by one for each outline.
     // `baseToSpread` leads from what is drawn to the spread.
-    TextCurvesRenderTarget(std::vector<DivideInput>& inputs, std::vector<DivideSource>& sources,
+    TextCurvesRenderTarget(std::vector<ShapeInput>& inputs, std::vector<DivideSource>& sources,
                            Kernel::Counted<Node> textNode, Raster::AffineTransform::Params const& baseToSpread,
                            Raster::Format format, Raster::ICCManager::ICCProfileSet const& profiles);
 
@@ -37,7 +38,7 @@ private:
     Kernel::Counted<Renderer::FillDescriptor const> BakeFill(Renderer::FillDescriptorConst const& fill) const;
     Kernel::Counted<Renderer::LineStyleDescriptor const> BakeLine(Renderer::LineStyleDescriptorConst const& line) const;
 
-    std::vector<DivideInput>* m_inputs;
+    std::vector<ShapeInput>* m_inputs;
     std::vector<DivideSource>* m_sources;
     Kernel::Counted<Node> m_textNode;
     Raster::AffineTransform::Params m_baseToSpread;
