@@ -114,14 +114,16 @@ int ParseInt(std::string const& text, ValueContext const&) {
 struct ValueKind {
     std::type_index type;
     char const* name;
+    // How values are written; empty where the name says it.
+    char const* notation;
     std::any (*parse)(std::string const& text, ValueContext const& context);
     // Null for types whose values have no text of one line.
     std::string (*format)(std::any const& value) = nullptr;
 };
 
 template <class T, auto parse>
-ValueKind Kind(char const* name) {
-    return {typeid(T), name, [](std::string const& text, ValueContext const& context) -> std::any {
+ValueKind Kind(char const* name, char const* notation = "") {
+    return {typeid(T), name, notation, [](std::string const& text, ValueContext const& context) -> std::any {
                 if constexpr (requires { parse(text, context); })
                     return T(parse(text, context));
                 else
@@ -129,8 +131,8 @@ ValueKind Kind(char const* name) {
             }};
 }
 template <class T, auto parse, auto format>
-ValueKind Kind(char const* name) {
-    auto kind = Kind<T, parse>(name);
+ValueKind Kind(char const* name, char const* notation = "") {
+    auto kind = Kind<T, parse>(name, notation);
     kind.format = [](std::any const& value) { return std::string(format(std::any_cast<T>(value))); };
     return kind;
 }
@@ -142,22 +144,20 @@ constexpr auto c_formatText = [](Kernel::String const& value) { return value.ToS
 
 std::vector<ValueKind> const& GetKinds() {
     static std::vector<ValueKind> const s_kinds{
-        Kind<bool, &ParseBool, c_formatBool>("boolean"),
+        Kind<bool, &ParseBool, c_formatBool>("boolean", "true or false"),
         Kind<int, &ParseInt, c_formatInt>("integer"),
         Kind<double, c_parseNumber, &FormatNumber>("number"),
-        Kind<Kernel::String, &ParseText, c_formatText>("text"),
-        Kind<Kernel::PointT<double>, &ParsePoint>("point"),
-        Kind<Kernel::RectT<double>, &ParseRectangle>("rectangle"),
-        Kind<Raster::AffineTransform::Params, &ParseTransform>("transform"),
-        // A colour as a solid fill; `none` is no fill.
-        Kind<Fill, &ParseFill>("colour"),
-        // One contour, as SVG path data.
-        Kind<Curve, &ParseCurve>("path"),
-        // The pixels of a picture file.
-        Kind<Bitmap, &ParseBitmap>("picture"),
-        // An installed filter by its name, with parameters if wanted: NAME:PARAMETER=VALUE,...
-        Kind<Plugin, &ParsePlugin>("plug-in"),
-        Kind<SymbolReference, &ParseSymbol>("symbol"),
+        Kind<Kernel::String, &ParseText, c_formatText>("text", "as it is, or @FILE"),
+        Kind<Kernel::PointT<double>, &ParsePoint>("point", "x,y"),
+        Kind<Kernel::RectT<double>, &ParseRectangle>("rectangle", "left,top,right,bottom"),
+        Kind<Raster::AffineTransform::Params, &ParseTransform>("transform", "a,b,tx,c,d,ty"),
+        // As a solid fill.
+        Kind<Fill, &ParseFill>("colour", "a name of CSS such as tomato, #rgb, #rrggbb[aa], rgb(r,g,b), cmyk(c,m,y,k), "
+                                         "lab(l,a,b), grey(g), or none"),
+        Kind<Curve, &ParseCurve>("path", "SVG path data of one contour, or @FILE"),
+        Kind<Bitmap, &ParseBitmap>("picture", "a PNG, JPEG or TIFF file"),
+        Kind<Plugin, &ParsePlugin>("plug-in", "the name of an installed filter, or NAME:PARAMETER=VALUE,..."),
+        Kind<SymbolReference, &ParseSymbol>("symbol", "#ID or name:TEXT"),
         Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),
     };
     return s_kinds;
@@ -176,7 +176,8 @@ CommandForm MakeForm(CommandCard::Form const& card) {
     CommandForm form;
     form.takesSelection = card.takesSelection;
     for (auto const& argument : card.arguments)
-        form.parameters.push_back({argument.name, GetTypeName(argument), argument.help, FormatDefault(argument)});
+        form.parameters.push_back(
+            {argument.name, GetTypeName(argument), argument.help, FormatDefault(argument), GetNotation(argument)});
     form.make = [card](NamedValues const& given, ValueContext const& context) {
         std::vector<std::any> values;
         for (auto const& argument : card.arguments) {
@@ -202,6 +203,17 @@ std::string_view GetTypeName(ArgumentCard const& argument) {
     if (argument.record != nullptr)
         return "record";
     return argument.valueAt != nullptr ? "name" : FindKind(argument.type).name;
+}
+
+std::string GetNotation(ArgumentCard const& argument) {
+    if (argument.record != nullptr)
+        return "JSON, or @FILE";
+    if (argument.valueAt == nullptr)
+        return FindKind(argument.type).notation;
+    std::string names;
+    for (auto const name : argument.names)
+        names += (names.empty() ? "" : &name == &argument.names.back() ? " or " : ", ") + std::string(name);
+    return names;
 }
 
 std::any ParseValue(ArgumentCard const& argument, std::string const& text, ValueContext const& context) {

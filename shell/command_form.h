@@ -27,6 +27,8 @@ std::string ReadTextValue(std::string const& text);
 // The type of an argument's text form, as help calls it: "boolean", "integer", "name" and so on. Throws
 // std::logic_error for a type that has none.
 std::string_view GetTypeName(ArgumentCard const& argument);
+// How the values of an argument are written: "true or false", "x,y". Empty where the type says it.
+std::string GetNotation(ArgumentCard const& argument);
 // The value that a text stands for. Throws ValueError.
 std::any ParseValue(ArgumentCard const& argument, std::string const& text, ValueContext const& context);
 // The text of an argument's default; empty when it has none. Throws std::logic_error for one that no text stands for.
@@ -40,6 +42,8 @@ struct ParameterInfo {
     std::string_view type;
     std::string_view help;
     std::optional<std::string> defaultValue;
+    // How its values are written; empty for numbers and the like, which need no word.
+    std::string notation;
 };
 
 using NamedValues = std::map<std::string, std::string, std::less<>>;

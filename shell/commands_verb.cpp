@@ -118,6 +118,8 @@ void PrintDetails(Session& session, ListedCommand const& command) {
             if (parameter.defaultValue)
                 session.Print(" (" + *parameter.defaultValue + ")");
             session.Print("\n");
+            if (!parameter.notation.empty())
+                session.Print("      " + std::string(parameter.type) + ": " + parameter.notation + "\n");
         }
     }
 }

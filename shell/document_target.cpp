@@ -45,16 +45,16 @@ bool IsDocument(std::string const& path) {
     return text.starts_with(c_magic) && text.ends_with(c_applicationId);
 }
 
-void CheckDocumentTarget(std::string const& path, Replaces replaces) {
+void CheckDocumentTarget(std::string const& path, bool isForced) {
     if (Formats::GetPathEnding(path) != ".redraft")
         throw Failure(ExitStatus::Usage, path, "needs the ending .redraft, which is what documents are saved as");
     std::error_code error;
     bool const isFile = std::filesystem::is_regular_file(path, error);
-    if (replaces == Replaces::Everything || !isFile || std::filesystem::file_size(path, error) == 0)
+    if (isForced || !isFile || std::filesystem::file_size(path, error) == 0)
         return;
     if (!IsDocument(path))
         Refuse(path, "is no document but another file");
-    if (replaces == Replaces::DocumentsWithoutHistory && MayHaveHistory(path))
+    if (MayHaveHistory(path))
         Refuse(path, "is a document with a history");
 }
 

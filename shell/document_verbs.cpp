@@ -176,7 +176,7 @@ std::string FormatHash(DocumentHash const& hash) {
 
 ExitStatus RunNew(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("OUT.redraft");
-    CheckDocumentTarget(path, arguments.Has("--force") ? Replaces::Everything : Replaces::DocumentsWithoutHistory);
+    CheckDocumentTarget(path, arguments.Has("--force"));
     auto const size = ParseOr(arguments, "--size", c_usualSize, &ParseSize);
     auto const format = ParseOr(arguments, "--format", Raster::FormatRGBA8, &ParseFormat);
     auto const pages = ParseOr(arguments, "--pages", 1,

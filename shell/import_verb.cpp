@@ -80,7 +80,7 @@ std::size_t CountContent(SpreadNode& spread) {
 // The first input makes the page; the others are placed on it.
 ExitStatus RunImport(Session& session, Arguments const& arguments) {
     auto const& target = arguments.Get("-o");
-    CheckDocumentTarget(target, arguments.Has("--force") ? Replaces::Everything : Replaces::DocumentsWithoutHistory);
+    CheckDocumentTarget(target, arguments.Has("--force"));
     auto const& paths = arguments.GetAll("IN");
     auto const options = ReadOptions(arguments);
     auto const document = Follow(paths.front(), options, [&](auto const& followed, Formats::Report& report) {

@@ -92,7 +92,7 @@ ExitStatus RunExport(Session& session, Arguments const& arguments) {
     if (auto const selector = arguments.Find("--select")) {
         options.nodes = GetTopNodes(*ParseOption("--select", [&] { return MakeSelection(document, *selector); }));
         if (options.nodes.empty())
-            throw Failure(ExitStatus::Usage, "--select", "names nothing");
+            throw Failure(ExitStatus::NothingToDo, "--select", "selects nothing to export");
     }
     if (options.scale && format == Formats::ExportFormat::Svg)
         throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");

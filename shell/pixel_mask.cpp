@@ -245,10 +245,7 @@ Nodes FindShapes(DocumentController& document, std::string_view text) {
         throw ValueError("needs none, all, rectangle:l,t,r,b, ellipse:l,t,r,b, path:DATA, @FILE or a selector of "
                          "nodes, not " +
                          Quote(text));
-    auto nodes = FindNodes(document, text);
-    if (nodes.empty())
-        throw ValueError("names no node: " + Quote(text));
-    return nodes;
+    return FindNodes(document, text);
 }
 
 } // namespace

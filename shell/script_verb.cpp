@@ -4,6 +4,7 @@
 #include "shell/verbs.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
@@ -40,6 +41,17 @@ std::string ReadScript(std::string const& path) {
     }
 }
 
+ExitStatus RunLine(Session& session, std::vector<std::string> const& words) {
+    try {
+        return RunVerb(session, words);
+    } catch (Failure const& failure) {
+        if (failure.GetStatus() != ExitStatus::NothingToDo)
+            throw;
+        std::fprintf(stderr, "redraft: %s\n", failure.what());
+        return ExitStatus::NothingToDo;
+    }
+}
+
 } // namespace
 
 // A line that finds nothing to do says so and the script goes on; a failure ends it. Its status is "nothing to do" when
@@ -68,7 +80,7 @@ ExitStatus RunScript(Session& session, Arguments const& arguments) {
             auto const words = SplitLine(line);
             if (words.empty())
                 continue;
-            auto const status = Guarded(ExitStatus::Input, words.front(), [&] { return RunVerb(session, words); });
+            auto const status = Guarded(ExitStatus::Input, words.front(), [&] { return RunLine(session, words); });
             (status == ExitStatus::Done ? didSomething : foundNothing) = true;
             Interrupt::Check(session.GetDocumentPath());
         } catch (Failure const& failure) {

@@ -11,6 +11,8 @@ namespace Shell {
 
 namespace {
 
+constexpr std::string_view c_none = "none", c_all = "all";
+
 // Nodes in order, each once.
 class Found {
 public:
@@ -36,7 +38,7 @@ Kernel::Counted<Node> FindById(DocumentController& document, std::string_view te
     auto const id = ParseInteger(number, 1, std::numeric_limits<std::int64_t>::max());
     auto node = document.GetDocument()->FindNode(static_cast<NodeId>(id));
     if (!node || !node->IsInDocument())
-        throw ValueError("the document has no node #" + std::to_string(id));
+        throw NoMatch("the document has no node #" + std::to_string(id));
     if (number.size() != text.size())
         throw ValueError("node #" + std::to_string(id) + " has no text to take a range of");
     return node;
@@ -51,9 +53,9 @@ bool IsNodeClass(std::string_view name) {
 void FindTerm(DocumentController& document, std::string_view term, Found& found) {
     constexpr std::string_view c_type = "type:";
     constexpr std::string_view c_name = "name:";
-    if (term == "none")
+    if (term == c_none)
         return;
-    if (term == "all") {
+    if (term == c_all) {
         auto const spread = document.GetCurrentSpread();
         for (Node* child = spread->GetFirstChild(NodeChildListType::Plain); child != nullptr;
              child = child->GetNextSibling())
@@ -96,9 +98,16 @@ std::vector<std::string> SplitTerms(std::string_view text) {
 
 std::vector<Kernel::Counted<Node>> FindNodes(DocumentController& document, std::string_view selector) {
     Found found;
-    for (auto const& term : SplitTerms(selector))
+    // A page may be empty.
+    bool mayBeEmpty = false;
+    for (auto const& term : SplitTerms(selector)) {
+        mayBeEmpty = mayBeEmpty || Trim(term) == c_none || Trim(term) == c_all;
         FindTerm(document, Trim(term), found);
-    return found.Take();
+    }
+    auto nodes = found.Take();
+    if (nodes.empty() && !mayBeEmpty)
+        throw NoMatch("no node matches " + Quote(selector));
+    return nodes;
 }
 
 Kernel::Counted<Selection const> MakeSelection(DocumentController& document, std::string_view selector) {

@@ -54,7 +54,7 @@ void Session::SetDocument(Kernel::Counted<DocumentController> document, std::str
 }
 
 void Session::SaveTo(std::string const& path, bool isForced) {
-    CheckDocumentTarget(path, isForced ? Replaces::Everything : Replaces::Documents);
+    CheckDocumentTarget(path, isForced);
     InputFiles::Refuse(path);
     m_target = path;
 }

@@ -36,7 +36,7 @@ public:
     // The document is to be saved when the call ends: in its place, or where SaveTo says.
     void MarkChanged() { m_isChanged = true; }
     bool IsChanged() const { return m_isChanged; }
-    // Throws Failure where a document may not be saved there; `isForced` lets it replace what is no document.
+    // Throws Failure where a document may not be saved there; `isForced` lets it replace any file.
     void SaveTo(std::string const& path, bool isForced);
 
     OutputFiles& Files() { return m_files; }

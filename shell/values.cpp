@@ -44,7 +44,7 @@ std::array<double, Count> ParseNumbers(std::string_view text, std::string_view f
 }
 
 ValueError NoColour(std::string_view text) {
-    return ValueError("needs a colour, as #rrggbb, #rrggbbaa, a name of CSS, rgb(), cmyk(), lab() or grey(), not " +
+    return ValueError("needs a colour, as a name of CSS, #rrggbb, #rrggbbaa, rgb(), cmyk(), lab() or grey(), not " +
                       Quote(text));
 }
 
@@ -172,6 +172,8 @@ std::string_view Trim(std::string_view text) {
         return {};
     return text.substr(first, text.find_last_not_of(c_blanks) - first + 1);
 }
+
+NoMatch::~NoMatch() = default;
 
 double ParseNumber(std::string_view text, NumberRange const& range) {
     auto const value = ReadNumber<double>(text);

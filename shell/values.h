@@ -31,13 +31,27 @@ struct NumberRange {
     double maximum = std::numeric_limits<double>::max();
 };
 
-// What `parse` makes of an option's value; when that is none, the program ends as it does after wrong usage.
+// A selector that no node matches. The call finds nothing to do.
+class NoMatch final : public std::exception {
+public:
+    explicit NoMatch(std::string message) : m_message(std::move(message)) {}
+    ~NoMatch() override;
+    char const* what() const noexcept override { return m_message.c_str(); }
+
+private:
+    std::string m_message;
+};
+
+// What `parse` makes of an option's value; when that is none, the program ends as it does after wrong usage, or where a
+// selector matches nothing as it does when there is nothing to do.
 template <class F>
 auto ParseOption(std::string_view option, F const& parse) {
     try {
         return parse();
     } catch (ValueError const& error) {
         throw Failure(ExitStatus::Usage, std::string(option), error.what());
+    } catch (NoMatch const& error) {
+        throw Failure(ExitStatus::NothingToDo, std::string(option), error.what());
     }
 }
 

@@ -11,7 +11,6 @@ namespace Shell {
 namespace {
 
 constexpr OptionSpec c_forcedDocument{"--force", "", "replaces a document that has a history, or another file"};
-constexpr OptionSpec c_forcedCopy{"--force", "", "lets OUT replace a file that is no document"};
 constexpr OptionSpec c_forcedFile{"--force", "", "replaces a document of that name"};
 
 } // namespace
@@ -35,10 +34,10 @@ std::vector<Verb> const& GetVerbs() {
           .positionals = {{"IN", Times::OnceOrMore}},
           .options = {{"-o", "OUT.redraft", "the document to make", true},
                       {"--encoding", "NAME",
-                       "of texts: utf-8, utf-16, latin-1 or windows-1252 (told by the file's mark, else by its bytes)"},
+                       "of texts: utf-8, utf-16, latin-1 or windows-1252 (by the byte order mark, else by its bytes)"},
                       {"--language", "TAG", "of texts, as en or pt-BR (en)"},
                       {"--keep-lines", "", "makes each line of a text a paragraph, also where lines look broken"},
-                      {"--join-lines", "", "makes lines that no blank line parts one paragraph, also of verse"},
+                      {"--join-lines", "", "makes the lines between blank lines one paragraph, also of verse"},
                       c_forcedDocument}},
          &RunImport,
          InScript::No},
@@ -74,7 +73,7 @@ std::vector<Verb> const& GetVerbs() {
                       {"--channels", "LIST", "only these may change: red,green or cyan,alpha and the like, all, none"},
                       {"--layer", "SELECTOR", "whose pixels the mask is made of (the first layer of the spread)"},
                       {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
-                      c_forcedCopy}},
+                      c_forcedDocument}},
          &RunMask},
         {{.verb = "do",
           .summary = "Runs a command as one step of the document's history.",
@@ -84,7 +83,7 @@ std::vector<Verb> const& GetVerbs() {
                       {"--set-selection", "", "stores the selection in the document first, whatever the command takes"},
                       {"--spread", "N", "makes this the current spread first, from 0"},
                       {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
-                      c_forcedCopy}},
+                      c_forcedDocument}},
          &RunDo},
         {{.verb = "undo",
           .summary = "Takes the newest step back, or the newest N.",
@@ -153,7 +152,7 @@ std::vector<Verb> const& GetVerbs() {
           .positionals = {{"SCRIPT"}},
           .options = {{"--merge", "", "lets commands merge into the step before them, as in interactive work"},
                       {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
-                      c_forcedCopy}},
+                      c_forcedDocument}},
          &RunScript,
          InScript::No},
         {{.verb = "help",
