@@ -82,5 +82,6 @@ pot: packages
 # docs/commands, one page a command.
 command-pages: packages
 	cmake --preset dev >build/dev-configure.log
-	cmake --build --preset dev --target redraft-cli -j $(JOBS)
-	python3 tools/make_command_pages.py build/dev/shell/redraft
+	cmake --build --preset dev --target command-pictures -j $(JOBS)
+	python3 tools/make_command_pages.py build/dev/shell/redraft build/dev/tests/command-pictures \
+	    build/dev/tests/plugins/shift.so

@@ -211,7 +211,7 @@ std::string GetNotation(ArgumentCard const& argument) {
     if (argument.valueAt == nullptr)
         return FindKind(argument.type).notation;
     std::string names;
-    for (auto const name : argument.names)
+    for (auto const& name : argument.names)
         names += (names.empty() ? "" : &name == &argument.names.back() ? " or " : ", ") + std::string(name);
     return names;
 }

@@ -37,6 +37,8 @@ void AnswerParameters(JsonWriter& json, ListedCommand const& command) {
             if (parameter.defaultValue)
                 json.Member("default", *parameter.defaultValue);
             json.Member("help", parameter.help);
+            if (!parameter.notation.empty())
+                json.Member("notation", parameter.notation);
             // Parameters of different forms do not go together.
             if (formCount > 1)
                 json.Member("form", form);
@@ -118,7 +120,8 @@ void PrintDetails(Session& session, ListedCommand const& command) {
             if (parameter.defaultValue)
                 session.Print(" (" + *parameter.defaultValue + ")");
             session.Print("\n");
-            if (!parameter.notation.empty())
+            // Some say it themselves.
+            if (!parameter.notation.empty() && parameter.help.find(parameter.notation) == parameter.help.npos)
                 session.Print("      " + std::string(parameter.type) + ": " + parameter.notation + "\n");
         }
     }

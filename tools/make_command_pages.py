@@ -2,17 +2,26 @@
 # SPDX-License-Identifier: Apache-2.0
 """Writes docs/commands: one page a command, and an index, from what the program and the headers say.
 
-  tools/make_command_pages.py REDRAFT            writes the pages
-  tools/make_command_pages.py REDRAFT --check    fails when a page is not what would be written
+  tools/make_command_pages.py REDRAFT COMMAND_PICTURES PLUGIN            writes the pages and their pictures
+  tools/make_command_pages.py REDRAFT COMMAND_PICTURES PLUGIN --check    fails when a page is not what would be written
+
+Each page has a call, which is run on the document of the command's first example, and pictures of the document before
+and after it where they look different. COMMAND_PICTURES is the program that makes documents and pictures, PLUGIN a filter
+plug-in for the call that needs one. Pictures are compared by name only, since fonts differ between machines.
 """
 import json
+import os
 import pathlib
 import re
+import shlex
+import shutil
 import subprocess
 import sys
+import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PAGES = ROOT / "docs" / "commands"
+PICTURES = PAGES / "pictures"
 
 
 def read_class_comments():
@@ -33,7 +42,84 @@ def describe_parameters(parameters):
     return [forms[form] for form in sorted(forms)] or [[]]
 
 
-def make_page(command, comments):
+# A value of each type for the call of a page.
+SAMPLES = {"boolean": "true", "integer": "1", "number": "0.5", "text": "Overview", "colour": "tomato",
+           "point": "100,100", "rectangle": "20,20,220,170", "transform": "1,0,20,0,1,10", "path": "M0 0 C10 30 20 30 30 0",
+           "picture": "photo.png", "plug-in": "squareblur"}
+
+
+def choose_call(command, symbol):
+    """The words of a call of the command, or None where no form has values for all that it needs."""
+    for form in describe_parameters(command["parameters"]):
+        words = [command["name"]]
+        for parameter in form:
+            if "default" in parameter:
+                continue
+            value = SAMPLES.get(parameter["type"])
+            if parameter["type"] == "name":
+                value = re.split(", | or ", parameter["notation"])[-1]
+            elif parameter["type"] == "symbol":
+                value = symbol
+            if value is None:
+                break
+            words.append(f"{parameter['name']}={value}")
+        else:
+            return words
+    return None
+
+
+class Calls:
+    """Runs the calls of the pages, each on a document of its own."""
+
+    def __init__(self, program, drawer, plugin, folder):
+        self.program, self.drawer, self.folder = pathlib.Path(program).resolve(), drawer, pathlib.Path(folder)
+        plugins = self.folder / "plugins"
+        plugins.mkdir()
+        shutil.copy(plugin, plugins / "squareblur.so")
+        self.environment = dict(os.environ, FREI0R_PATH=str(plugins), XDG_DATA_HOME=str(self.folder / "data"),
+                                XDG_CACHE_HOME=str(self.folder / "cache"), LC_ALL="C.UTF-8")
+        subprocess.run([drawer, "documents", folder], check=True)
+        self.run("export", "FillHolesCommand.redraft", "--select", "all", "--scale", "1", "-o", "photo.png")
+
+    def run(self, *words):
+        return subprocess.run([self.program, *words], cwd=self.folder, env=self.environment, capture_output=True,
+                              text=True)
+
+    def find_symbol(self, document):
+        def walk(nodes):
+            for node in nodes:
+                if node.get("type") == "SymbolNode":
+                    return f"#{node['id']}"
+                if found := walk(node.get("children", [])):
+                    return found
+            return None
+        tree = json.loads(self.run("tree", document, "--json").stdout)
+        return walk(tree if isinstance(tree, list) else [tree])
+
+    def make(self, command):
+        """The lines of a page about the call of a command, which has been run. Empty for commands that have none."""
+        document = f"{command['class']}.redraft"
+        if "reason" in command:
+            return []
+        if not (self.folder / document).exists():
+            sys.exit(f"{command['class']} has no example")
+        words = choose_call(command, self.find_symbol(document))
+        if words is None:
+            sys.exit(f"{command['class']}: there is no sample of a value that it needs")
+        done = self.run("do", document, *words, "-o", f"{command['class']}-after.redraft")
+        idle = done.returncode == 1 and done.stderr.endswith(": nothing to do\n")
+        if done.returncode != 0 and not idle:
+            sys.exit(f"the call of {command['class']} does not run: {shlex.join(words)}: {done.stderr.strip()}")
+        return ["For example, on a document where there is nothing to do:" if idle else "For example:", "",
+                "    redraft do drawing.redraft " + shlex.join(words), ""]
+
+    def draw(self, out):
+        """The pictures of all calls that were made."""
+        subprocess.run([self.drawer, "pictures", self.folder, out], check=True)
+        return {path.name for path in pathlib.Path(out).glob("*.png")}
+
+
+def make_page(command, comments, call, pictures):
     lines = [f"# {command['class']}", ""]
     if command["class"] in comments:
         lines += [comments[command["class"]], ""]
@@ -58,15 +144,23 @@ def make_page(command, comments):
                     default = f"`{parameter['default']}`" if parameter.get("default") else ""
                     lines.append(f"| `{parameter['name']}` | {parameter['type']} | {default} | {parameter['help']} |")
                 lines.append("")
+    lines += call
+    if f"{command['class']}-after.png" in pictures:
+        lines += ["| before | after |", "|---|---|",
+                  "| " + " | ".join(f"![{when}](pictures/{command['class']}-{when}.png)" for when in ("before", "after"))
+                  + " |", ""]
     if "kept" in command:
         lines += [f"What undo leaves changed, on purpose: {command['kept']}", ""]
     return "\n".join(lines).rstrip() + "\n"
 
 
-def make_pages(program):
+def make_pages(program, calls, out):
     commands = json.loads(subprocess.run([program, "commands", "--json"], check=True, capture_output=True).stdout)
     comments = read_class_comments()
-    pages = {f"{command['class']}.md": make_page(command, comments) for command in commands}
+    made = {command["class"]: calls.make(command) for command in commands}
+    pictures = calls.draw(out)
+    pages = {f"{command['class']}.md": make_page(command, comments, made[command["class"]], pictures)
+             for command in commands}
     index = ["# Commands", "", "Made by `make command-pages` from the program and the headers.", ""]
     index += [f"* [{c['class']}]({c['class']}.md){': ' + comments[c['class']].split('. ')[0].rstrip('.') if c['class'] in comments else ''}"
               for c in commands]
@@ -75,19 +169,26 @@ def make_pages(program):
 
 
 def main():
-    pages = make_pages(sys.argv[1])
-    if "--check" in sys.argv[2:]:
-        present = {path.name: path.read_text() for path in PAGES.glob("*.md")}
-        stale = sorted(name for name in pages.keys() | present.keys() if pages.get(name) != present.get(name))
-        if stale:
-            sys.exit("docs/commands is behind the program (" + ", ".join(stale) + "); run 'make command-pages'")
-        print("OK command pages")
-        return
-    PAGES.mkdir(parents=True, exist_ok=True)
-    for path in PAGES.glob("*.md"):
-        path.unlink()
-    for name, text in pages.items():
-        (PAGES / name).write_text(text)
+    program, drawer, plugin = sys.argv[1:4]
+    with tempfile.TemporaryDirectory() as folder:
+        calls = Calls(program, pathlib.Path(drawer).resolve(), plugin, folder)
+        drawn = pathlib.Path(folder) / "pictures"
+        pages = make_pages(program, calls, drawn)
+        names = {path.name for path in drawn.glob("*.png")}
+        if "--check" in sys.argv[4:]:
+            present = {path.name: path.read_text() for path in PAGES.glob("*.md")}
+            stale = sorted(name for name in pages.keys() | present.keys() if pages.get(name) != present.get(name))
+            stale += sorted(names ^ {path.name for path in PICTURES.glob("*.png")})
+            if stale:
+                sys.exit("docs/commands is behind the program (" + ", ".join(stale) + "); run 'make command-pages'")
+            print("OK command pages")
+            return
+        shutil.rmtree(PAGES, ignore_errors=True)
+        PICTURES.mkdir(parents=True)
+        for name, text in pages.items():
+            (PAGES / name).write_text(text)
+        for name in names:
+            shutil.copy(drawn / name, PICTURES / name)
 
 
 main()
