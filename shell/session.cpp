@@ -54,8 +54,8 @@ void Session::SetDocument(Kernel::Counted<DocumentController> document, std::str
 }
 
 void Session::SaveTo(std::string const& path, bool isForced) {
-    CheckDocumentTarget(path, isForced);
     InputFiles::Refuse(path);
+    CheckDocumentTarget(path, isForced);
     m_target = path;
 }
 

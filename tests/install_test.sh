@@ -9,6 +9,7 @@ build=$1
 source=$2
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+export XDG_DATA_HOME="$scratch/data"
 cmake --install "$build" --prefix "$scratch/first" >"$scratch/log"
 mv "$scratch/first" "$scratch/moved"
 cmake -S "$source/examples" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/moved" \
@@ -17,10 +18,20 @@ cmake --build "$scratch/build" >>"$scratch/log" || { cat "$scratch/log"; exit 1;
 ctest --test-dir "$scratch/build" --output-on-failure
 # The pennant is on the other side of its page.
 grep -q 'id="pole" transform="matrix(-1 0 0 1 120 0)"' "$scratch/build/mirrored.svg"
+# A program outside the tree, as README.md has it.
+mine=$scratch/mine
+mkdir "$mine"
+block() { sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{//!p}" "$source/README.md"; }
+block cmake >"$mine/CMakeLists.txt"
+block cpp >"$mine/main.cpp"
+cp "$source/examples/pennant.svg" "$mine/drawing.svg"
+cmake -S "$mine" -B "$mine/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/moved" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
+    -DCMAKE_CXX_FLAGS="${EXAMPLE_FLAGS:-}" >>"$scratch/log"
+cmake --build "$mine/build" >>"$scratch/log" || { cat "$scratch/log"; exit 1; }
+(cd "$mine" && build/mine && test -s drawing.png && "$scratch/moved/bin/redraft" undo drawing.redraft)
 for file in man/man1/redraft.1 bash-completion/completions/redraft zsh/site-functions/_redraft \
     fish/vendor_completions.d/redraft.fish; do
     grep -q flip "$scratch/moved/share/$file"
 done
-export XDG_DATA_HOME="$scratch/data"
 "$scratch/moved/bin/redraft" new "$scratch/new.redraft"
 LC_ALL=C.UTF-8 LANGUAGE=de "$scratch/moved/bin/redraft" commands flip-canvas | grep -q "Leinwand spiegeln"

@@ -73,6 +73,10 @@ if [ "$redone" != "$edited" ]; then
     exit 1
 fi
 
+say "The first and the last state, small, as README.md shows them"
+call render "$document" --position 0 --scale 0.3 -o "$out/first.png"
+call render "$document" --scale 0.3 -o "$out/last.png"
+
 say "All states on one page"
 call history "$document" --html "$out/film"
 echo

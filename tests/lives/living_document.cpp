@@ -78,6 +78,7 @@ bool Accepts(F const& call) {
     try {
         return call();
     } catch (Shell::ValueError const&) {
+    } catch (Shell::NoMatch const&) {
     } catch (Shell::Failure const&) {
     } catch (Kernel::Exception const&) {
     }
