@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "platform/document/raster_command.h"
+#include "raster/layer_effect_command.h"
 #include "raster/polar_location.h"
 
 namespace Commands {
@@ -12,14 +11,10 @@ namespace Commands {
 REDRAFT_API Kernel::RectT<int> RemapLayer(PolarDirection direction, RasterCommand& command,
                                           Kernel::NonCounted<MutableRasterInterface> layer);
 
-// What the two commands between polar and rectangular coordinates have in common. T names its c_direction.
+// Base of the two commands between polar and rectangular coordinates. T names its c_direction.
 template <class T>
-class PolarCommandBase : public Persisted<T, RasterCommand> {
+class PolarCommandBase : public LayerEffectCommand<T> {
 public:
-    PolarCommandBase() : Persisted<T, RasterCommand>(Kernel::Counted<Selection const>()) {}
-
-    Kernel::Counted<DocumentCommand> Clone() const override { return Kernel::MakeCounted<T>(); }
-    bool CanRepeat() const override { return true; }
     DomainCommand::ProgressType GetProgressType() const override { return DomainCommand::ProgressType::LargeBar; }
 
 protected:

@@ -2,82 +2,11 @@
 #include "raster/raster_plugin_filter_command.h"
 
 #include "frame/example.h"
-#include "platform/kernel/critical_section.h"
-#include "platform/raster/dynamic_buffer.h"
 #include "raster/pipeline/pipeline.h"
 #include "raster/raster_examples.h"
-
-#include <shared_mutex>
+#include "raster/tile_filter.h"
 
 namespace Commands {
-
-namespace {
-
-// What all tiles of a run share.
-struct TileWork {
-    int tilesAcross;
-    int tilesDown;
-    Raster::DynamicBitmap& clone;
-    Raster::RasterFilterPlugin::Session const& session;
-    RasterCommand& command;
-    // For the writes into the clone and what is told of progress.
-    Kernel::CriticalSection section{};
-    // For the clone's memory: buffers are filled by all threads at a time, but not while one writes.
-    std::shared_mutex pixels{};
-    std::atomic<std::uint32_t> done{0};
-
-    std::uint64_t GetCount() const {
-        return static_cast<std::uint64_t>(tilesAcross) * static_cast<std::uint64_t>(tilesDown);
-    }
-};
-
-// The buffer's first pixel is that of the bitmap at `from`; beyond the bitmap it stays zero.
-void FillBuffer(Raster::BitmapBase const& bitmap, Kernel::PointT<int> from, Raster::BufferBase& buffer) {
-    auto const inside =
-        Kernel::RectT<int>{from.x, from.y, from.x + buffer.GetWidth(), from.y + buffer.GetHeight()}.Intersected(
-            bitmap.GetBounds());
-    if (inside.IsEmpty())
-        return;
-    for (int c = 0; c != bitmap.GetInfo().channelCount; ++c)
-        bitmap.GetPlane(c).ReadSamples(inside, buffer.GetRow(c, 0), buffer.GetRowBytes());
-}
-
-void StoreBuffer(Raster::BufferBase const& buffer, Kernel::RectT<int> const& place, Raster::BitmapBase& bitmap) {
-    for (int c = 0; c != bitmap.GetInfo().channelCount; ++c)
-        bitmap.GetPlane(c).WriteSamples(place, buffer.GetRow(c, 0), buffer.GetRowBytes());
-    bitmap.FinishChange(place);
-}
-
-void FilterTile(TileWork& work, std::uint64_t index) {
-    auto& bitmap = work.clone.GetMutableBase();
-    auto const across = static_cast<std::uint64_t>(work.tilesAcross);
-    int const x = static_cast<int>(index % across) * Raster::c_tileSide;
-    int const y = static_cast<int>(index / across) * Raster::c_tileSide;
-    auto const output =
-        Kernel::RectT<int>{x, y, x + Raster::c_tileSide, y + Raster::c_tileSide}.Intersected(bitmap.GetBounds());
-    auto const input = work.session.MeasureRequiredInput(output);
-    Raster::DynamicBuffer inBuffer;
-    Raster::DynamicBuffer outBuffer(output.GetWidth(), output.GetHeight(), bitmap.GetFormat());
-    // A plug-in that makes its pixels out of nothing asks for no input, and gets no buffer.
-    void* inPixels = nullptr;
-    if (!input.IsEmpty()) {
-        inBuffer.Create(input.GetWidth(), input.GetHeight(), bitmap.GetFormat());
-        // Required: the tile's corner comes to the buffer's, whatever margin the plug-in asked for. Tiles that are done
-        // stand here already filtered; which of them are done is left open.
-        std::shared_lock const lock(work.pixels);
-        FillBuffer(std::as_const(bitmap), {x, y}, *inBuffer.GetBase());
-        inPixels = inBuffer.GetBuffer();
-    }
-    work.session.FilterOutput(input, output, inPixels, outBuffer.GetBuffer());
-    std::lock_guard const lock(work.section);
-    {
-        std::lock_guard const writing(work.pixels);
-        StoreBuffer(*outBuffer.GetBase(), output, bitmap);
-    }
-    RasterCommand::Progress(static_cast<float>(++work.done) / static_cast<float>(work.GetCount()), &work.command);
-}
-
-} // namespace
 
 Kernel::LocalisedString RasterPluginFilterCommand::GetDescription() const {
     // The plug-in's own name is no text of this program's: without a context it is not translated.
@@ -98,18 +27,7 @@ Kernel::RectT<int> RasterPluginFilterCommand::DoEffect(Kernel::NonCounted<Mutabl
     auto const document = GetDocumentController();
     {
         DomainWriterUnlockSession unlocked(document);
-        auto const session = Kernel::MakeCounted<Raster::RasterFilterPlugin::Session>(m_plugin);
-        session->Configure(clone->GetFormat(), clone->GetWidth(), clone->GetHeight());
-        TileWork work{(clone->GetWidth() + Raster::c_tileSide - 1) / Raster::c_tileSide,
-                      (clone->GetHeight() + Raster::c_tileSide - 1) / Raster::c_tileSide, *clone, *session, *this};
-        if (m_plugin->CanFilterInParallel()) {
-            Kernel::Dispatch::DispatchParallelFor([&work](std::uint64_t index) { FilterTile(work, index); },
-                                                  work.GetCount(), Kernel::Dispatch::DispatchPriority::Normal,
-                                                  Kernel::Dispatch::ThreadPurpose::Text, 0);
-        } else {
-            for (std::uint64_t index = 0; index != work.GetCount(); ++index)
-                FilterTile(work, index);
-        }
+        FilterTiles(m_plugin, *clone, [this](float done) { RasterCommand::Progress(done, this); });
         unlocked.Acquire();
     }
     RasterEffectOptions options;

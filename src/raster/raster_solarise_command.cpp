@@ -12,10 +12,6 @@ Kernel::LocalisedString RasterSolariseCommand::GetDescription() const {
     return Kernel::LocalisedString("Solarise", "Command description");
 }
 
-Kernel::Counted<DocumentCommand> RasterSolariseCommand::Clone() const {
-    return Kernel::MakeCounted<RasterSolariseCommand>();
-}
-
 Kernel::RectT<int> RasterSolariseCommand::DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) {
     auto const source = layer->GetBitmap()->Clone(nullptr);
     auto const document = GetDocumentController();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/persistence/persisted.h"
+#include "frame/selection/selection_change.h"
 #include "frame/selection/selection_command.h"
 #include "platform/document/object_replacement_command_helper.h"
 #include "platform/document/text_nodes.h"
@@ -14,7 +15,8 @@ namespace Commands {
 // flows no more. A frame of several columns becomes a group of one art text for each.
 class REDRAFT_API ConvertToArtTextCommand final
     : public Persisted<ConvertToArtTextCommand, SelectionCommand<ConvertToArtTextCommand>>,
-      public ObjectReplacementCommandHelper {
+      public ObjectReplacementCommandHelper,
+      public SelectionChange {
 public:
     ConvertToArtTextCommand();
 
@@ -41,9 +43,6 @@ private:
     }
     static bool CanApplyTo(Kernel::Counted<TextFrameInterface const> frame);
     void DoReplaceObject(Kernel::Counted<FrameTextNode> const& node);
-    Kernel::Counted<ArtTextNode> MakeNewNode(Kernel::Counted<FrameTextNode> const& node,
-                                             Kernel::Counted<Story::ComposedColumn const> const& column,
-                                             bool& inFillerText) const;
     void ComposeSelectedFrames();
 
     // Only during Do.
@@ -51,9 +50,6 @@ private:
     // The selected frames as they were composed before the first of them was replaced: with it, those of its chain get
     // other text.
     std::unordered_map<FrameTextNode const*, Story::ComposedFramePtr> m_composed;
-
-    Kernel::Counted<Selection const> m_oldSelection;
-    Kernel::Counted<Selection const> m_newSelection;
 };
 
 } // namespace Commands

@@ -61,7 +61,6 @@ void DivideShapesCommand::Do() {
     GetSelection();
     if (ConcernsSpecialisedChildren())
         return;
-    m_oldSelection = m_documentController->GetCurrentSelection();
     m_oldNodes.clear();
     m_newNodes.clear();
     m_invalidRects = {};
@@ -77,8 +76,7 @@ void DivideShapesCommand::Do() {
     PutIn(pieces);
     TakeOut(m_oldNodes);
     KeepPlaces(m_newNodes, m_newParents, m_newPreviousSiblings);
-    m_newSelection = Kernel::MakeCounted<Selection>(m_newNodes);
-    m_documentController->SetSelection(m_newSelection, false);
+    SetNewSelection(*GetDocumentController(), Kernel::MakeCounted<Selection>(m_newNodes));
 }
 
 // Reads the document only, so that other readers may go on. Nothing has changed when an abort ends it.
@@ -154,7 +152,7 @@ void DivideShapesCommand::Undo() {
             UndoStructureChanges(*node);
     }
     TakeOut(m_newNodes);
-    m_documentController->SetSelection(m_oldSelection, false);
+    UndoSelection(*GetDocumentController());
 }
 
 void DivideShapesCommand::Redo() {
@@ -163,7 +161,7 @@ void DivideShapesCommand::Redo() {
         return;
     PutBack(m_newNodes, m_newParents, m_newPreviousSiblings);
     TakeOut(m_oldNodes);
-    m_documentController->SetSelection(m_newSelection, false);
+    RedoSelection(*GetDocumentController());
 }
 
 void DivideShapesCommand::PutBack(Nodes const& nodes, Nodes const& parents, Nodes const& previousSiblings) {
@@ -189,29 +187,21 @@ void DivideShapesCommand::Teardown() { SetDirection(Direction::Teardown); }
 void DivideShapesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
     if (!m_valid)
         return;
-    bool const undone = m_direction == Direction::Undo;
-    auto const& selection = undone ? m_oldSelection : m_newSelection;
-    auto const& selectionBefore = undone ? m_newSelection : m_oldSelection;
+    auto const& selection = m_direction == Direction::Undo ? m_oldSelection : m_newSelection;
     auto const controller = GetDocumentController();
     notifications.push_back(Kernel::MakeCounted<DocumentStructureChangedNotification>(controller, m_preview));
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(controller, m_invalidRects, selection,
                                                                                 m_preview, false, false, false));
-    notifications.push_back(
-        Kernel::MakeCounted<NewSelectionNotification>(selection, selectionBefore, controller, m_preview));
+    NotifySelection(*this, notifications);
     StructureCommandHelper::Notify(notifications);
 }
 
-void DivideShapesCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    OrderedSelectionCommand::Save(out);
-}
-
 bool DivideShapesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
+    bool const loaded = Persisted::Load(in, files, version);
     // Older programs wrote one rectangle.
     if (SpreadRects rects; !Kernel::LoadValue(in, "IRec", rects))
         m_invalidRects.LoadLegacy(in, "InvR");
-    return OrderedSelectionCommand::Load(in, files, version);
+    return loaded;
 }
 
 static ExampleRegistration const s_divideShapesExample({

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/contract/notifications.h"
 #include "frame/persistence/persisted.h"
+#include "frame/selection/selection_change.h"
 #include "frame/selection/selection_command.h"
 #include "platform/document/structure_command_helper.h"
 #include "shapes/outlines/divided_pieces.h"
@@ -15,7 +15,8 @@ namespace Commands {
 class REDRAFT_API DivideShapesCommand final
     : public Persisted<DivideShapesCommand, OrderedSelectionCommand<DivideShapesCommand>>,
       public StructureCommandHelper,
-      public Geometry::CurveIntersectionGraph::ProgressReporter {
+      public Geometry::CurveIntersectionGraph::ProgressReporter,
+      public SelectionChange {
 public:
     // `retainAll`: open lines are kept even when filled shapes take part.
     DivideShapesCommand(bool retainAll, Kernel::Counted<Selection const> selection);
@@ -38,7 +39,6 @@ public:
     // Null: a divide can't be repeated.
     Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
     bool VisitInReverse() const override { return false; }
-    void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     void Progress(float value) override;
 
@@ -90,7 +90,6 @@ private:
     // Set by whoever shows the progress.
     mutable bool m_abort = false;
     SpreadRects m_invalidRects;
-    Kernel::Counted<Selection const> m_newSelection, m_oldSelection;
     // Each with the parents and previous siblings that they had or have.
     Nodes m_oldNodes, m_oldParents, m_oldPreviousSiblings;
     Nodes m_newNodes, m_newParents, m_newPreviousSiblings;

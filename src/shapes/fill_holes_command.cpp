@@ -100,10 +100,8 @@ void FillHolesCommand::Do() {
         m_invalidRects.Append(SpreadRect(*record.node, record.node->GetBounds(true)));
         Apply(record);
     }
-    if (!replaced)
-        return;
-    m_newSelection = Kernel::MakeCounted<Selection>(std::move(items), false);
-    m_documentController->SetSelection(m_newSelection, false);
+    if (replaced)
+        SetNewSelection(*GetDocumentController(), Kernel::MakeCounted<Selection>(std::move(items), false));
 }
 
 // Frames of text are left alone.
@@ -176,7 +174,7 @@ void FillHolesCommand::Undo() {
         else
             record->GiveOldCurves();
     }
-    m_documentController->SetSelection(m_oldSelection, false);
+    UndoSelection(*GetDocumentController());
 }
 
 void FillHolesCommand::Redo() {
@@ -187,7 +185,7 @@ void FillHolesCommand::Redo() {
         else
             record.GiveNewCurves();
     }
-    m_documentController->SetSelection(m_newSelection ? m_newSelection : m_oldSelection, false);
+    HasNewSelection() ? RedoSelection(*GetDocumentController()) : UndoSelection(*GetDocumentController());
 }
 
 void FillHolesCommand::Teardown() { SetDirection(Direction::Teardown); }
@@ -196,13 +194,12 @@ void FillHolesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>
     if (!m_valid)
         return;
     if (m_direction != Direction::Teardown) {
-        bool const undone = m_direction == Direction::Undo;
         auto const controller = GetDocumentController();
-        auto const selection = undone || !m_newSelection ? m_oldSelection : m_newSelection;
-        if (m_newSelection) {
+        bool const undone = m_direction == Direction::Undo;
+        auto const selection = undone || !HasNewSelection() ? m_oldSelection : m_newSelection;
+        if (HasNewSelection()) {
             notifications.push_back(Kernel::MakeCounted<DocumentStructureChangedNotification>(controller, m_preview));
-            notifications.push_back(Kernel::MakeCounted<NewSelectionNotification>(
-                selection, undone ? m_newSelection : m_oldSelection, controller, m_preview));
+            NotifySelection(*this, notifications);
         }
         notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
             controller, m_invalidRects, selection, m_preview, false, false, false));
@@ -213,16 +210,6 @@ void FillHolesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>
 
 Kernel::Counted<DocumentCommand> FillHolesCommand::Clone() const {
     return Kernel::MakeCounted<FillHolesCommand>(m_removeInternalLines);
-}
-
-void FillHolesCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
-}
-
-bool FillHolesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return DocumentCommand::Load(in, files, version);
 }
 
 static ExampleRegistration const s_fillHolesExample({

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/contract/notifications.h"
 #include "frame/persistence/persisted.h"
+#include "frame/selection/selection_change.h"
 #include "platform/document/nodes.h"
 #include "platform/document/selection.h"
 #include "platform/document/spread_rects.h"
@@ -15,7 +15,8 @@ namespace Commands {
 // Rebuilds the curves of each selected shape from the outline of its own areas: all that its curves enclose, which
 // closes holes; or only those that its winding rule paints, which takes away lines inside.
 class REDRAFT_API FillHolesCommand final : public Persisted<FillHolesCommand, DocumentCommand>,
-                                           public StructureCommandHelper {
+                                           public StructureCommandHelper,
+                                           public SelectionChange {
 public:
     explicit FillHolesCommand(bool removeInternalLines = false);
 
@@ -31,8 +32,6 @@ public:
     ProgressType GetProgressType() const override { return ProgressType::Bar; }
     bool* GetProgressAbortPointer() const override { return &m_abort; }
     Kernel::Counted<DocumentCommand> Clone() const override;
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
     friend struct Kernel::FieldAccess;
@@ -49,6 +48,8 @@ private:
             Kernel::Field{"Undo", &This::m_undoRecords}};
     }
 
+    // There is no new selection when no selected object was changed or replaced itself.
+    bool HasNewSelection() const { return static_cast<bool>(m_newSelection); }
     // Each adds records of what is to be changed and changes nothing yet. True when the object got a record itself;
     // what takes its place in the selection is appended to `items`, where that is not null.
     bool AddSelected(SelectionItem const& item, Items& items);
@@ -62,9 +63,6 @@ private:
     // Set by whoever shows the progress.
     mutable bool m_abort = false;
     SpreadRects m_invalidRects;
-    Kernel::Counted<Selection const> m_oldSelection;
-    // Empty when no selected object was changed or replaced itself.
-    Kernel::Counted<Selection const> m_newSelection;
     std::vector<FillHolesRecord> m_undoRecords;
     PlanarMaps m_maps{&m_abort};
 };

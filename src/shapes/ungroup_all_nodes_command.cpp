@@ -66,49 +66,20 @@ void UngroupAllNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted
     OrderedSelectionCommand::PostDequeueWithMutableController(controller);
 }
 
-void UngroupAllNodesCommand::Do() { DoVisitAndSelect(); }
-
-void UngroupAllNodesCommand::Undo() {
-    NoteRecords();
-    OrderedSelectionCommand::Undo();
-    m_documentController->SetSelection(m_oldSelection, false);
-}
-
-void UngroupAllNodesCommand::Redo() {
-    NoteRecords();
-    OrderedSelectionCommand::Redo();
-    m_documentController->SetSelection(m_newSelection, false);
-}
-
 void UngroupAllNodesCommand::Receive(Kernel::NonCounted<GroupNode> group) {
     if (m_direction == Direction::Do || m_direction == Direction::Redo) {
         auto& record = BeginRecord(*group);
         MoveChildrenUp(record, false);
         RemoveGroup(record.group);
     } else if (m_direction == Direction::Undo) {
-        Restore(*group);
+        Restore(*group, false);
     }
 }
 
-void UngroupAllNodesCommand::Restore(Node const& group) {
-    auto const taken = TakeRecord(group);
-    if (!taken)
-        return;
-    auto const& record = *taken;
-    bool const replay = IsReplay();
-    PutGroupBack(record);
-    if (replay) {
-        for (auto const& child : record.children)
-            ReplayChildBack(record, child, false);
-        return;
-    }
-    for (auto child = record.children.rbegin(); child != record.children.rend(); ++child) {
-        auto* const transform = Kernel::CastPointer<TransformInterface>(child->node.get());
-        transform->SetTransform(child->transform, false);
-        transform->SetFrameTextScale(child->frameTextScale);
-        UndoAdd(child->node);
-        UndoRemove(child->node);
-    }
+void UngroupAllNodesCommand::PutChildBack(UngroupChildRecord const& record, bool) {
+    record.RestoreTransform();
+    UndoAdd(record.node);
+    UndoRemove(record.node);
 }
 
 void UngroupAllNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {

@@ -14,9 +14,6 @@ public:
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 
     Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
@@ -25,13 +22,14 @@ public:
 
 private:
     friend struct Kernel::FieldAccess;
+    friend class UngroupBase<UngroupAllNodesCommand>;
     static constexpr auto Fields() {
         using This = UngroupAllNodesCommand;
         return Kernel::FieldList{
             Kernel::Field{"UndR", &This::m_undoRecords}, Kernel::Field{"NewS", &This::m_newSelection},
             Kernel::Field{"OldS", &This::m_oldSelection}, Kernel::Field{"InvR", &This::m_invalidRect}};
     }
-    void Restore(Node const& group);
+    void PutChildBack(UngroupChildRecord const& record, bool relax);
 };
 
 } // namespace Commands

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/contract/notifications.h"
 #include "frame/persistence/persisted.h"
+#include "frame/selection/selection_change.h"
 #include "frame/selection/selection_command.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/nodes.h"
@@ -10,22 +10,35 @@
 #include "shapes/ungroup_records.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace Commands {
 
-// What the two commands that dissolve groups share: the children of a group move up to where it stood, each keeping
-// its place on the page, and become the selection. T says which groups, and how a child is put back.
+// Base of the two commands that dissolve groups: the children of a group move up to where it stood, each keeping
+// its place on the page, and become the selection. T says which groups, and with PutChildBack how a child of which this
+// process has kept the place goes back.
 template <class T>
-class UngroupBase : public OrderedSelectionCommand<T>, public StructureCommandHelper {
+class UngroupBase : public OrderedSelectionCommand<T>, public StructureCommandHelper, public SelectionChange {
 public:
+    void Do() override {
+        m_buildingSelection = Kernel::MakeCounted<MutableSelection>();
+        OrderedSelectionCommand<T>::Do();
+        SetNewSelection(*this->GetDocumentController(), m_buildingSelection->CloneImmutable());
+        m_buildingSelection.reset();
+    }
+    void Undo() override {
+        NoteRecords();
+        OrderedSelectionCommand<T>::Undo();
+        UndoSelection(*this->GetDocumentController());
+    }
+    void Redo() override {
+        NoteRecords();
+        OrderedSelectionCommand<T>::Redo();
+        RedoSelection(*this->GetDocumentController());
+    }
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override {
-        bool const undone = this->m_direction == DomainCommand::Direction::Undo;
         auto const controller = this->GetDocumentController();
         notifications.push_back(Kernel::MakeCounted<DocumentStructureChangedNotification>(controller, this->m_preview));
-        notifications.push_back(Kernel::MakeCounted<NewSelectionNotification>(undone ? m_oldSelection : m_newSelection,
-                                                                              undone ? m_newSelection : m_oldSelection,
-                                                                              controller, this->m_preview));
+        NotifySelection(*this, notifications);
         notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
             controller, m_invalidRect, this->GetSelection(), this->m_preview, false, false, false));
         StructureCommandHelper::Notify(notifications);
@@ -34,22 +47,6 @@ public:
 
 protected:
     using Params = Raster::AffineTransform::Params;
-
-    // To be called before Undo and Redo, so that a failure half way leaves the records as they were.
-    void NoteRecords() {
-        EditJournal::NoteValue(static_cast<T&>(*this), m_undoRecords);
-        EditJournal::NoteValue(static_cast<T&>(*this), m_invalidRect);
-    }
-
-    // The visit itself, with the children of every group becoming the selection.
-    void DoVisitAndSelect() {
-        m_buildingSelection = Kernel::MakeCounted<MutableSelection>();
-        OrderedSelectionCommand<T>::Do();
-        m_newSelection = m_buildingSelection->CloneImmutable();
-        m_buildingSelection.reset();
-        m_oldSelection = this->m_documentController->GetCurrentSelection();
-        this->m_documentController->SetSelection(m_newSelection, false);
-    }
 
     // Opens the record of a group that is about to be dissolved.
     UngroupRecord& BeginRecord(Node& group) {
@@ -101,28 +98,24 @@ protected:
         RemoveFromParent(group, false, this->ShouldDetachLinksOnEdit(group), {});
     }
 
-    void PutGroupBack(UngroupRecord const& record) {
-        bool const detach = this->ShouldDetachLinksOnEdit(record.parent);
-        if (record.nextSibling)
-            InsertChildBefore(record.parent, record.group, record.nextSibling, false, detach);
-        else
-            AddChildBack(record.parent, record.group->GetChildListType(), record.group, false, detach);
+    // Puts a group back with its children, where a record of it is the newest: records are popped in reverse of their
+    // pushes, and a selected group that stood outside the tree has none.
+    void Restore(Node const& group, bool relax) {
+        if (m_undoRecords.empty() || m_undoRecords.back().group.get() != &group || !IsUsable(m_undoRecords.back()))
+            return;
+        auto const record = std::move(m_undoRecords.back());
+        m_undoRecords.pop_back();
+        bool const isReplay = IsReplay();
+        PutGroupBack(record);
         for (auto const& child : record.children)
             AddUnclippedArea(*record.group, *child.node);
-    }
-
-    // A child back into its group when nothing but the record is known, first to last.
-    void ReplayChildBack(UngroupRecord const& record, UngroupChildRecord const& childRecord, bool relax) {
-        auto const& child = childRecord.node;
-        auto* const transform = Kernel::CastPointer<TransformInterface>(child.get());
-        this->StoreInterfaces(child);
-        auto const constraints = RelaxConstraints(*transform, relax);
-        transform->SetTransform(childRecord.transform, false);
-        transform->SetFrameTextScale(childRecord.frameTextScale);
-        RemoveFromParent(child, true, this->ShouldDetachLinksOnEdit(child), {});
-        AddChildBack(record.group, NodeChildListType::Plain, child, true, this->ShouldDetachLinksOnEdit(record.group));
-        PutConstraintsBack(*transform, constraints);
-        this->RestoreInterfaces(child);
+        if (isReplay) {
+            for (auto const& child : record.children)
+                ReplayChildBack(record, child, relax);
+        } else {
+            for (auto child = record.children.rbegin(); child != record.children.rend(); ++child)
+                static_cast<T&>(*this).PutChildBack(*child, relax);
+        }
     }
 
     // Frees a child of constraints for a move; what it had, or the neutral word for nothing to put back.
@@ -137,14 +130,36 @@ protected:
             child.SetTransformConstraints(constraints);
     }
 
-    // Takes the newest record when it is this group's: records are popped in reverse of their pushes. A selected group
-    // that stood outside the tree has none.
-    std::optional<UngroupRecord> TakeRecord(Node const& group) {
-        if (m_undoRecords.empty() || m_undoRecords.back().group.get() != &group || !IsUsable(m_undoRecords.back()))
-            return std::nullopt;
-        auto record = std::move(m_undoRecords.back());
-        m_undoRecords.pop_back();
-        return record;
+    // Only ever grows.
+    Kernel::RectT<double> m_invalidRect;
+    std::vector<UngroupRecord> m_undoRecords;
+
+private:
+    // So that a failure half way leaves the records as they were.
+    void NoteRecords() {
+        EditJournal::NoteValue(static_cast<T&>(*this), m_undoRecords);
+        EditJournal::NoteValue(static_cast<T&>(*this), m_invalidRect);
+    }
+
+    void PutGroupBack(UngroupRecord const& record) {
+        bool const detach = this->ShouldDetachLinksOnEdit(record.parent);
+        if (record.nextSibling)
+            InsertChildBefore(record.parent, record.group, record.nextSibling, false, detach);
+        else
+            AddChildBack(record.parent, record.group->GetChildListType(), record.group, false, detach);
+    }
+
+    // A child back into its group when nothing but the record is known, first to last.
+    void ReplayChildBack(UngroupRecord const& record, UngroupChildRecord const& childRecord, bool relax) {
+        auto const& child = childRecord.node;
+        auto* const transform = Kernel::CastPointer<TransformInterface>(child.get());
+        this->StoreInterfaces(child);
+        auto const constraints = RelaxConstraints(*transform, relax);
+        childRecord.RestoreTransform();
+        RemoveFromParent(child, true, this->ShouldDetachLinksOnEdit(child), {});
+        AddChildBack(record.group, NodeChildListType::Plain, child, true, this->ShouldDetachLinksOnEdit(record.group));
+        PutConstraintsBack(*transform, constraints);
+        this->RestoreInterfaces(child);
     }
 
     // A record of a damaged or forged history may lack what the steps above rely on.
@@ -156,13 +171,8 @@ protected:
         });
     }
 
-    // Only ever grows.
-    Kernel::RectT<double> m_invalidRect;
-    std::vector<UngroupRecord> m_undoRecords;
     // Stands while Do runs.
     Kernel::Counted<MutableSelection> m_buildingSelection;
-    Kernel::Counted<Selection const> m_newSelection;
-    Kernel::Counted<Selection const> m_oldSelection;
 };
 
 } // namespace Commands

@@ -53,23 +53,19 @@ void UngroupNodesCommand::Do() {
     SetDirection(Direction::Do);
     if (m_detachSymbolCommand)
         m_detachSymbolCommand->Do();
-    DoVisitAndSelect();
+    UngroupBase::Do();
 }
 
 void UngroupNodesCommand::Undo() {
-    NoteRecords();
-    OrderedSelectionCommand::Undo();
-    m_documentController->SetSelection(m_oldSelection, false);
+    UngroupBase::Undo();
     if (m_detachSymbolCommand)
         m_detachSymbolCommand->Undo();
 }
 
 void UngroupNodesCommand::Redo() {
-    NoteRecords();
     if (m_detachSymbolCommand)
         m_detachSymbolCommand->Redo();
-    OrderedSelectionCommand::Redo();
-    m_documentController->SetSelection(m_newSelection, false);
+    UngroupBase::Redo();
 }
 
 void UngroupNodesCommand::ReceiveNode(Kernel::NonCounted<Node> node) {
@@ -78,7 +74,7 @@ void UngroupNodesCommand::ReceiveNode(Kernel::NonCounted<Node> node) {
     if (m_direction == Direction::Do || m_direction == Direction::Redo)
         Dissolve(*node);
     else if (m_direction == Direction::Undo)
-        Restore(*node);
+        Restore(*node, MustRelax(*node));
 }
 
 bool UngroupNodesCommand::MustRelax(Node const& group) const {
@@ -96,29 +92,14 @@ void UngroupNodesCommand::Dissolve(Node& node) {
     RemoveGroup(record.group);
 }
 
-void UngroupNodesCommand::Restore(Node const& group) {
-    auto const taken = TakeRecord(group);
-    if (!taken)
-        return;
-    auto const& record = *taken;
-    bool const relax = MustRelax(*record.group);
-    bool const replay = IsReplay();
-    PutGroupBack(record);
-    if (replay) {
-        for (auto const& child : record.children)
-            ReplayChildBack(record, child, relax);
-        return;
-    }
-    for (auto child = record.children.rbegin(); child != record.children.rend(); ++child) {
-        auto* const transform = Kernel::CastPointer<TransformInterface>(child->node.get());
-        StoreInterfaces(child->node);
-        auto const constraints = RelaxConstraints(*transform, relax);
-        transform->SetTransform(child->transform, false);
-        transform->SetFrameTextScale(child->frameTextScale);
-        UndoStructureChanges(child->node);
-        PutConstraintsBack(*transform, constraints);
-        RestoreInterfaces(child->node);
-    }
+void UngroupNodesCommand::PutChildBack(UngroupChildRecord const& record, bool relax) {
+    auto* const transform = Kernel::CastPointer<TransformInterface>(record.node.get());
+    StoreInterfaces(record.node);
+    auto const constraints = RelaxConstraints(*transform, relax);
+    record.RestoreTransform();
+    UndoStructureChanges(record.node);
+    PutConstraintsBack(*transform, constraints);
+    RestoreInterfaces(record.node);
 }
 
 void UngroupNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {

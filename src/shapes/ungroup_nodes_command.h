@@ -31,6 +31,7 @@ protected:
 
 private:
     friend struct Kernel::FieldAccess;
+    friend class UngroupBase<UngroupNodesCommand>;
     static constexpr auto Fields() {
         using This = UngroupNodesCommand;
         return Kernel::FieldList{
@@ -44,7 +45,7 @@ private:
     }
     bool MustRelax(Node const& group) const;
     void Dissolve(Node& node);
-    void Restore(Node const& group);
+    void PutChildBack(UngroupChildRecord const& record, bool relax);
 
     // Empty unless something selected had to be detached.
     Kernel::Counted<DetachSymbolCommand> m_detachSymbolCommand;

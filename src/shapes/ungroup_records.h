@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/document/interfaces.h"
 #include "platform/document/node.h"
+#include "platform/kernel/cast.h"
 #include "platform/kernel/field_list.h"
 
 #include <vector>
@@ -13,6 +15,13 @@ struct UngroupChildRecord {
     Kernel::Counted<Node> node;
     Raster::AffineTransform::Params transform;
     Raster::AffineTransform::Params frameTextScale;
+
+    // The node must have a transform.
+    void RestoreTransform() const {
+        auto* const place = Kernel::CastPointer<TransformInterface>(node.get());
+        place->SetTransform(transform, false);
+        place->SetFrameTextScale(frameTextScale);
+    }
 
     static constexpr Kernel::ClassUID GetClassUID() { return {"UndR"}; }
     static constexpr unsigned short GetSchemaVersion() { return 1; }

@@ -3,6 +3,7 @@
 #include "raster/error_diffusion.h"
 #include "raster/pipeline/hardware_route.h"
 #include "raster/raster_web_safe_dither_command.h"
+#include "raster/web_safe_dither.h"
 #include "tests/raster/layer_fixture.h"
 
 namespace {
@@ -185,6 +186,21 @@ TEST(Dither, SpreadsNothingOutOfTheRectangle) {
         DiffuseErrors(bitmap->AsMutable<RGBA16::BitmapType>(), rect, palette, nullptr);
         EXPECT_EQ(0u, Judge::CountDifferent(expected, Planes<RGBA16>(*bitmap))) << threads;
     }
+}
+
+// The working copy loses nothing: only the diffusion changes pixels, and only in the region.
+TEST(WebSafeDither, MergesTheRegionBackAsItIsUntilItIsDiffused) {
+    Kernel::RectT<int> const region{20, 10, 90, 50};
+    LayerDocument document(MostlyOpaque<RGBA16>(120, 60, 9));
+    auto expected = document.Read<RGBA16>();
+    WebSafeDither dither(*document.layer->GetBitmap(), region);
+    dither.MergeInto(*document.controller, *document.layer);
+    EXPECT_EQ(0u, Judge::CountDifferent(expected, document.Read<RGBA16>()));
+    dither.Diffuse();
+    EXPECT_EQ(0u, Judge::CountDifferent(expected, document.Read<RGBA16>())) << "nothing is merged yet";
+    dither.MergeInto(*document.controller, *document.layer);
+    Dither(expected, region);
+    EXPECT_EQ(0u, Judge::CountDifferent(expected, document.Read<RGBA16>()));
 }
 
 TEST(Dither, OfAFloatLayerLosesWhatIsBeyondOne) {

@@ -3,8 +3,10 @@
 #include "platform/kernel/exception.h"
 #include "platform/kernel/trace.h"
 #include "raster/raster_plugin_filter_command.h"
+#include "raster/tile_filter.h"
 #include "tests/raster/layer_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -89,6 +91,32 @@ private:
 
 void RunFilter(LayerDocument& document, Kernel::Counted<Raster::RasterFilterPlugin> plugin) {
     document.controller->Run(Kernel::MakeCounted<RasterPluginFilterCommand>(std::move(plugin)));
+}
+
+TEST(TileFilter, TilesCoverEveryPixelOnceAndProgressGrowsToOne) {
+    for (auto const& [width, height] : {std::pair{1, 1}, {256, 257}, {600, 300}, {5, 1000}}) {
+        for (bool const parallel : {false, true}) {
+            auto const bitmap = Judge::RandomBitmap<RGBA8>(width, height, 4);
+            Planes<RGBA8> const before(*bitmap);
+            auto const plugin = Kernel::MakeCounted<RecordingPlugin>(parallel, 0);
+            std::vector<float> progress;
+            FilterTiles(plugin, *bitmap, [&](float done) { progress.push_back(done); });
+            std::vector<int> covered(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+            for (auto const& call : plugin->GetLog().calls) {
+                for (int y = call.output.top; y != call.output.bottom; ++y) {
+                    for (int x = call.output.left; x != call.output.right; ++x)
+                        ++covered.at(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                                     static_cast<std::size_t>(x));
+                }
+            }
+            EXPECT_EQ(std::vector<int>(covered.size(), 1), covered);
+            EXPECT_EQ(plugin->GetLog().calls.size(), progress.size());
+            EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
+            EXPECT_EQ(1, progress.back());
+            EXPECT_EQ(0u, Judge::CountDifferent(before, Planes<RGBA8>(*bitmap)))
+                << "the plug-in gives back what it gets";
+        }
+    }
 }
 
 TEST(PluginFilter, OfOnePixelIsOneTile) {
