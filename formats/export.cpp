@@ -66,7 +66,7 @@ void Export(DocumentController& document, ExportFormat format, Output& output, E
 void Export(DocumentController& document, std::string const& path, ExportOptions const& options, Report* report) {
     auto const format = FindExportFormat(path);
     if (!format)
-        throw Kernel::Exception(path + ": needs an ending that tells the format: .svg, .png or .tif");
+        throw Kernel::Exception(path + ": needs a file name extension for the format: .svg, .png or .tif");
     FileOutput output(path);
     Export(document, *format, output, options, report);
     output.Commit();

@@ -23,7 +23,7 @@ struct Source {
     std::optional<ImportedText> text;
 };
 
-// What one call works with.
+// The input and output of one call.
 struct Call {
     std::string const& path;
     ImportOptions const& options;
@@ -96,7 +96,7 @@ Source ReadSource(Call const& call, std::uint64_t guids) {
     else if (ending == ".txt")
         source.text = ReadTextFile(call);
     else
-        throw Kernel::Exception("is of no kind that can be imported: .svg, .svgz, .png, .jpg, .tif and .txt can");
+        throw Kernel::Exception("cannot be imported: the formats are .svg, .svgz, .png, .jpg, .tif and .txt");
     call.work.CheckAbort();
     return source;
 }

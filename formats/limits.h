@@ -14,7 +14,7 @@ struct DrawingLimits {
     // A compressed source may grow freely up to this many bytes, and beyond it only by inflateRatio.
     std::size_t inflateFreeBytes = std::size_t{16} << 20;
     std::size_t inflateRatio = 200;
-    // What internal entities may add to the source, in bytes, and how many references may be followed.
+    // Bytes that internal entities may add to the source, and how many references may be followed.
     std::size_t entityBytes = std::size_t{4} << 20;
     std::size_t entityReferences = 1'000'000;
     std::size_t entityDepth = 16;

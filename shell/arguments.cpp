@@ -76,8 +76,7 @@ OptionSpec const& Arguments::FindOption(std::string_view name) const {
         names.push_back(option.name);
     auto const nearest = SuggestNearest(name, names);
     throw Failure(ExitStatus::Usage, std::string(m_usage->verb),
-                  "no option " + Quote(name) +
-                      (nearest.empty() ? "; it is called as: " + FormatUsage(*m_usage) : nearest));
+                  "no option " + Quote(name) + (nearest.empty() ? "; usage: " + FormatUsage(*m_usage) : nearest));
 }
 
 // How many further words the option took.
@@ -108,7 +107,7 @@ std::size_t Arguments::TakeOption(std::span<std::string const> words, std::size_
 void Arguments::TakePositionals(std::vector<std::string> words, bool inScript) {
     auto const missing = [this](std::string_view name) {
         return Failure(ExitStatus::Usage, std::string(m_usage->verb),
-                       std::string(name) + " is missing; it is called as: " + FormatUsage(*m_usage));
+                       std::string(name) + " is missing; usage: " + FormatUsage(*m_usage));
     };
     auto next = words.begin();
     if (m_usage->onDocument && !inScript) {
@@ -130,7 +129,7 @@ void Arguments::TakePositionals(std::vector<std::string> words, bool inScript) {
     }
     if (next != words.end()) {
         throw Failure(ExitStatus::Usage, std::string(m_usage->verb),
-                      Quote(*next) + " is one word too many; it is called as: " + FormatUsage(*m_usage));
+                      Quote(*next) + " is one word too many; usage: " + FormatUsage(*m_usage));
     }
 }
 
@@ -145,7 +144,7 @@ std::string const& Arguments::Get(std::string_view name) const {
     auto const found = m_values.find(name);
     if (found == m_values.end() || found->second.empty())
         throw Failure(ExitStatus::Usage, std::string(m_usage->verb),
-                      std::string(name) + " is missing; it is called as: " + FormatUsage(*m_usage));
+                      std::string(name) + " is missing; usage: " + FormatUsage(*m_usage));
     return found->second.front();
 }
 
@@ -212,7 +211,7 @@ std::vector<std::string> SplitLine(std::string_view line) {
             quote = 0;
         } else if (c == '\\' && quote == 0) {
             if (isLast)
-                throw Failure(ExitStatus::Usage, "line", "ends in a \\ that has nothing behind it");
+                throw Failure(ExitStatus::Usage, "line", "ends in a backslash");
             word += line[++i];
         } else if (c == '\\' && quote == '"' && !isLast && (line[i + 1] == '"' || line[i + 1] == '\\')) {
             word += line[++i];
@@ -221,7 +220,7 @@ std::vector<std::string> SplitLine(std::string_view line) {
         }
     }
     if (quote != 0)
-        throw Failure(ExitStatus::Usage, "line", "has a quotation mark that is not closed");
+        throw Failure(ExitStatus::Usage, "line", "has an unclosed quotation mark");
     if (inWord)
         words.push_back(word);
     return words;

@@ -13,7 +13,7 @@ namespace Shell {
 struct OptionSpec {
     // With its dashes: "--scale", "-o".
     std::string_view name;
-    // What its value is called; empty for a switch.
+    // The name of its value; empty for a switch.
     std::string_view value;
     std::string_view help;
     // Usage shows it without brackets.
@@ -46,7 +46,7 @@ public:
     // DOC; empty in a script.
     std::string const& GetDocument() const { return m_document; }
     bool Has(std::string_view name) const { return m_values.find(name) != m_values.end(); }
-    // Of an option, or of a positional that stands once or not at all.
+    // Of an option, or of a positional that is given once or not at all.
     std::optional<std::string> Find(std::string_view name) const;
     // Of one that must be there.
     std::string const& Get(std::string_view name) const;

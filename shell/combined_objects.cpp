@@ -71,8 +71,9 @@ void CombinedObjects::Tell(DocumentCommand const& command) const {
     if (divide == nullptr)
         return;
     if (std::size_t const pairs = divide->GetUnresolvedPairCount(); pairs != 0)
-        Session::Note(m_className, Count(pairs, "pair of curves comes", "pairs of curves come") +
-                                       " too near too often for all crossings to be found: pieces there may be off");
+        Session::Note(m_className,
+                      Count(pairs, "pair of curves comes", "pairs of curves come") +
+                          " so near to each other that not all crossings could be found: pieces there may be wrong");
     if (!divide->LacksMap())
         return;
     Session::Note(m_className, divide->HasPieces()

@@ -288,7 +288,7 @@ CommandForm const& CommandEntry::ChooseForm(NamedValues const& values) const {
         closest = closest == nullptr ? &form : closest;
     }
     auto const fail = [this](std::string const& problem) {
-        throw Failure(ExitStatus::Usage, className, problem + "; `redraft commands " + shortName + "` tells its form");
+        throw Failure(ExitStatus::Usage, className, problem + "; `redraft commands " + shortName + "` explains it");
     };
     for (auto const& [name, value] : values) {
         if (std::none_of(forms.begin(), forms.end(), [&](CommandForm const& form) { return has(form, name); }))

@@ -14,14 +14,14 @@
 // of value is in command_form.cpp.
 namespace Shell {
 
-// What values may refer to.
+// The objects that values may refer to.
 struct ValueContext {
     DocumentController& document;
-    // What the command is to run on: the selection that was asked for, or else the document's.
+    // The selection for the command: the one that was asked for, or else the document's.
     Kernel::Counted<Selection const> selection;
 };
 
-// The text that a value stands for: what the file holds for `@file`, `@...` for `@@...`.
+// The text of a value: the content of the file for `@file`, `@...` for `@@...`.
 std::string ReadTextValue(std::string const& text);
 
 // The type of an argument's text form, as help calls it: "boolean", "integer", "name" and so on. Throws
@@ -29,9 +29,9 @@ std::string ReadTextValue(std::string const& text);
 std::string_view GetTypeName(ArgumentCard const& argument);
 // How the values of an argument are written: "true or false", "x,y". Empty where the type says it.
 std::string GetNotation(ArgumentCard const& argument);
-// The value that a text stands for. Throws ValueError.
+// The value of a text. Throws ValueError.
 std::any ParseValue(ArgumentCard const& argument, std::string const& text, ValueContext const& context);
-// The text of an argument's default; empty when it has none. Throws std::logic_error for one that no text stands for.
+// The text of an argument's default; empty when it has none. Throws std::logic_error for one that has no text form.
 std::optional<std::string> FormatDefault(ArgumentCard const& argument);
 // A record from JSON, in value_json.cpp. Throws ValueError.
 std::any ParseRecordValue(RecordCard const& record, std::string const& text, ValueContext const& context);

@@ -7,7 +7,7 @@ namespace Shell {
 
 namespace {
 
-constexpr std::string_view c_innerCommand = "an inner command of others";
+constexpr std::string_view c_innerCommand = "run only by other commands";
 
 std::string GetClassName(ListedCommand const& command) {
     return command.properties != nullptr ? command.properties->GetName() : command.entry->className;
@@ -17,7 +17,7 @@ std::string_view GetReason(ListedCommand const& command) {
     return command.entry == nullptr ? c_innerCommand : command.entry->reason;
 }
 
-// What Undo leaves changed on purpose; empty when it leaves nothing.
+// The change that Undo leaves on purpose, in words; empty when it leaves none.
 std::string_view GetKeptByUndo(std::string_view className) {
     for (auto const& example : CommandExample::GetAll()) {
         if (example.className == className && !example.keptByContract.empty())
@@ -86,7 +86,7 @@ void PrintLines(Session& session, ListedCommand const& command) {
     auto const reason = GetReason(command);
     if (!reason.empty()) {
         auto const name = command.entry == nullptr ? GetClassName(command) : command.entry->shortName;
-        session.Print(name + "  (not from here: " + std::string(reason) + ")\n");
+        session.Print(name + "  (not from the command line: " + std::string(reason) + ")\n");
         return;
     }
     for (auto const& form : command.entry->forms)
@@ -110,7 +110,7 @@ void PrintDetails(Session& session, ListedCommand const& command) {
     if (auto const kept = GetKeptByUndo(GetClassName(command)); !kept.empty())
         session.Print("  undo keeps: " + std::string(kept) + "\n");
     if (!GetReason(command).empty()) {
-        session.Print("  cannot be run from here: " + std::string(GetReason(command)) + "\n");
+        session.Print("  cannot be run from the command line: " + std::string(GetReason(command)) + "\n");
         return;
     }
     for (auto const& form : command.entry->forms) {

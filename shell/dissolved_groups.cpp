@@ -116,7 +116,7 @@ void DissolvedGroups::Tell(std::string_view className) const {
         }
     }
     for (auto const& [effect, first, count] : losses)
-        Session::Note(className, "taken away with groups: " + std::string(effect) + ": " + std::to_string(count) +
+        Session::Note(className, "lost with the groups: " + std::string(effect) + ": " + std::to_string(count) +
                                      " (first " + OneLine(first, 60) + ")");
 }
 

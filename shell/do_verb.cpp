@@ -17,12 +17,12 @@ CommandEntry const& GetCommand(std::string const& name) {
     if (auto const* entry = FindCommand(name)) {
         if (entry->forms.empty())
             throw Failure(ExitStatus::Usage, entry->className,
-                          "cannot be run from here: " + std::string(entry->reason));
+                          "cannot be run from the command line: " + std::string(entry->reason));
         return *entry;
     }
     for (auto const& listed : ListCommands()) {
         if (listed.properties != nullptr && listed.properties->GetName() == name)
-            throw Failure(ExitStatus::Usage, name, "cannot be run from here: it is an inner command of others");
+            throw Failure(ExitStatus::Usage, name, "cannot be run from the command line: other commands run it");
     }
     ThrowForCommand(name);
 }

@@ -31,7 +31,7 @@ bool MayHaveHistory(std::string const& path) {
 }
 
 [[noreturn]] void Refuse(std::string const& path, std::string const& reason) {
-    throw Failure(ExitStatus::Output, path, reason + ", which is not replaced without --force");
+    throw Failure(ExitStatus::Output, path, reason + "; --force replaces it");
 }
 
 } // namespace
@@ -47,13 +47,13 @@ bool IsDocument(std::string const& path) {
 
 void CheckDocumentTarget(std::string const& path, bool isForced) {
     if (Formats::GetPathEnding(path) != ".redraft")
-        throw Failure(ExitStatus::Usage, path, "needs the ending .redraft, which is what documents are saved as");
+        throw Failure(ExitStatus::Usage, path, "needs the file name extension .redraft");
     std::error_code error;
     bool const isFile = std::filesystem::is_regular_file(path, error);
     if (isForced || !isFile || std::filesystem::file_size(path, error) == 0)
         return;
     if (!IsDocument(path))
-        Refuse(path, "is no document but another file");
+        Refuse(path, "is not a document");
     if (MayHaveHistory(path))
         Refuse(path, "is a document with a history");
 }

@@ -20,7 +20,7 @@ namespace {
 constexpr Kernel::SizeT<double> c_usualSize{210 * 96 / 25.4, 297 * 96 / 25.4};
 constexpr int c_maximumNewPages = 10000;
 
-// What pages can be drawn in.
+// Formats that pages can be drawn in.
 bool IsPageFormat(Raster::Format format) {
     return Raster::IsHandledFormat(format) &&
            Raster::GetFormatInfo(format).colourModel != Raster::ColourModel::AlphaOnly;
@@ -51,7 +51,7 @@ T ParseOr(Arguments const& arguments, std::string_view option, T const& missing,
     }
 }
 
-// What of the document is counted.
+// The numbers of nodes by type.
 struct Census {
     std::map<std::string, std::size_t, std::less<>> types;
     std::size_t total = 0;

@@ -47,7 +47,7 @@ Formats::ExportFormat FindExportFormat(std::string const& path) {
         if (ending == later)
             throw Failure(ExitStatus::Output, path, "the export of text is not available yet");
     }
-    throw Failure(ExitStatus::Usage, path, "needs an ending that tells the format: .svg, .png or .tif");
+    throw Failure(ExitStatus::Usage, path, "needs a file name extension for the format: .svg, .png or .tif");
 }
 
 void WriteExport(Session& session, DocumentController& document, std::string const& path, Formats::ExportFormat format,

@@ -40,9 +40,9 @@ void RethrowAsFailure(ExitStatus status, std::string const& subject) {
     } catch (Kernel::AbortException const&) {
         throw Failure(ExitStatus::Interrupted, subject, "interrupted, nothing was saved");
     } catch (std::bad_alloc const&) {
-        throw Failure(status, subject, "there is not enough memory for it");
+        throw Failure(status, subject, "not enough memory");
     } catch (std::length_error const&) {
-        throw Failure(status, subject, "there is not enough memory for it");
+        throw Failure(status, subject, "not enough memory");
     } catch (std::exception const& error) {
         throw Failure(status, subject, std::string(WithoutSubject(error.what(), subject)));
     }

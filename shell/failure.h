@@ -8,7 +8,7 @@
 
 namespace Shell {
 
-// What the program answers to its caller. Scripts rely on the numbers.
+// The status that the program ends with. Scripts rely on the numbers.
 enum class ExitStatus : int {
     Done = 0,
     // The command found nothing to do, and the document was not written.
@@ -22,7 +22,7 @@ enum class ExitStatus : int {
     Interrupted = 130
 };
 
-// What ends a call. It becomes one line, `redraft: SUBJECT: REASON`, and the program's status.
+// The reason why a call fails. It becomes one line, `redraft: SUBJECT: REASON`, and the program's status.
 class Failure final : public std::exception {
 public:
     Failure(ExitStatus status, std::string subject, std::string reason);
@@ -37,7 +37,7 @@ private:
     std::string m_line;
 };
 
-// To be called while an exception is being handled: throws the failure that stands for it. Failures go on as they are;
+// To be called while an exception is being handled: throws the failure for it. Failures go on as they are;
 // an abort becomes Interrupted.
 [[noreturn]] void RethrowAsFailure(ExitStatus status, std::string const& subject);
 

@@ -34,8 +34,8 @@ ExitStatus MoveTo(Session& session, DocumentController& document, std::size_t po
         return ExitStatus::Done;
     }
     auto const steps = position > start ? position - start : start - position;
-    session.Print(Count(steps, "step ", "steps ") + std::string(position > start ? "done again" : "taken back") +
-                  ": at " + std::to_string(position) + " of " + std::to_string(history.GetCount()) + "\n");
+    session.Print(Count(steps, "step ", "steps ") + std::string(position > start ? "redone" : "undone") + ": at " +
+                  std::to_string(position) + " of " + std::to_string(history.GetCount()) + "\n");
     return ExitStatus::Done;
 }
 

@@ -15,7 +15,7 @@ void Redo(DocumentController& document) {
     try {
         document.Redo();
     } catch (UntrustedStepException const& refused) {
-        throw Kernel::Exception(std::string(refused.what()) + "; --trusted does it all the same");
+        throw Kernel::Exception(std::string(refused.what()) + "; --trusted redoes it anyway");
     }
 }
 

@@ -105,7 +105,7 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
         count += CountContent(*spread);
     // Families are asked for when text is laid out, which none has been yet but that of this call.
     for (auto const& family : Story::GetMissingFonts())
-        Session::Note(paths.front(), "no font " + OneLine(family) + ": another one takes its place");
+        Session::Note(paths.front(), "no font " + OneLine(family) + " is installed; another font is used");
     if (session.IsJson()) {
         session.Json().BeginObject();
         session.Json().Member("file", target);

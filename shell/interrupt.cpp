@@ -67,7 +67,7 @@ Scope::Scope(bool* abort, std::string const& subject) {
         return;
     }
     s_abort.store(abort);
-    // What came before the flag was known counts as well.
+    // A signal that came before the flag was known counts as well.
     if (WasAsked())
         std::atomic_ref<bool>(*abort).store(true);
 }

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t c_longestWord = 64;
 
-// How many letters have to be put in, left out or replaced; letters that changed places count once. The optimal string
+// How many characters have to be put in, left out or replaced; two that changed places count once. The optimal string
 // alignment distance.
 std::size_t CountEdits(std::string_view a, std::string_view b) {
     std::vector<std::size_t> beforeLast, last(b.size() + 1), row(b.size() + 1);
@@ -35,7 +35,7 @@ std::string SuggestNearest(std::string_view word, std::vector<std::string_view> 
     if (word.size() > c_longestWord)
         return {};
     std::string_view nearest;
-    // A third of the letters may differ.
+    // A third of the characters may differ.
     std::size_t fewest = std::max<std::size_t>(1, word.size() / 3) + 1;
     for (auto const name : names) {
         auto const edits = CountEdits(word, name);

@@ -7,7 +7,7 @@
 
 namespace Shell {
 
-// "; did you mean 'NAME'?" for the one of `names` that differs from `word` by the fewest letters; empty when none is
+// "; did you mean 'NAME'?" for the one of `names` that differs from `word` by the fewest edits; empty when none is
 // near.
 std::string SuggestNearest(std::string_view word, std::vector<std::string_view> const& names);
 

@@ -119,9 +119,9 @@ void OutputFiles::Begin(std::string const& path) {
     struct stat old {};
     bool const exists = ::stat(target.c_str(), &old) == 0;
     if (exists && !S_ISREG(old.st_mode))
-        throw Failure(ExitStatus::Output, path, "cannot be written: it is no file");
+        throw Failure(ExitStatus::Output, path, "cannot be written: it is not a regular file");
     if (exists && !m_isForced && IsDocument(target))
-        throw Failure(ExitStatus::Output, path, "is a document, which is not replaced without --force");
+        throw Failure(ExitStatus::Output, path, "is a document; --force replaces it");
     m_staged.push_back(MakeTemporaryFile(path, target));
     auto const& temporary = m_staged.back().temporaryPath;
     if (exists)

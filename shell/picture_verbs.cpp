@@ -59,7 +59,7 @@ private:
 ExitStatus RunRender(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("-o");
     if (Formats::FindExportFormat(path) != Formats::ExportFormat::Png)
-        throw Failure(ExitStatus::Usage, path, "needs the ending .png, which is what pictures are written as");
+        throw Failure(ExitStatus::Usage, path, "needs the file name extension .png");
     auto const scale =
         ParseOption("--scale", [&] { return ParseNumber(arguments.Find("--scale").value_or("1"), c_scales); });
     auto const position = arguments.Find("--position");

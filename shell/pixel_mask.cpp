@@ -95,7 +95,7 @@ Grid ChooseGrid(Params toSpread, Rect const& content, double margin, Rect const&
         auto const outset = [&](Rect const& r) {
             return Rect{r.left - marginX, r.top - marginY, r.right + marginX, r.bottom + marginY};
         };
-        // What lies just outside the area reaches into it through the feather.
+        // Pixels just outside the area reach into it through the feather.
         box = outset(box).Intersected(outset(inverse.Apply(area)));
         if (box.IsEmpty())
             return {toSpread, 1, 1};
@@ -231,7 +231,7 @@ Kernel::Counted<Node> MakePathShape(std::string_view text) {
     return MakeWhiteShape(node);
 }
 
-// What a shape's text names among nodes, which may be ones that are made for it.
+// The nodes that a shape's text names, which may be made for it.
 Nodes FindShapes(DocumentController& document, std::string_view text) {
     auto const behind = [&](std::string_view prefix) { return text.substr(prefix.size()); };
     if (text.starts_with("rectangle:"))

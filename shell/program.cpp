@@ -72,7 +72,7 @@ int RunProgram(int argumentCount, char const* const* arguments) noexcept {
     } catch (Failure const& failure) {
         return Report(failure);
     } catch (...) {
-        std::fputs("redraft: call: there is not enough memory for it\n", stderr);
+        std::fputs("redraft: call: not enough memory\n", stderr);
         return static_cast<int>(ExitStatus::Input);
     }
 }

@@ -9,7 +9,7 @@
 
 namespace Shell {
 
-// What stands between commas; a backslash takes the next character literally.
+// The texts between commas; a backslash takes the next character literally.
 std::vector<std::string> SplitTerms(std::string_view text);
 
 // The nodes that a selector names: comma-separated terms `#ID`, `type:GroupNode`, `name:TEXT`, `all` (the children of

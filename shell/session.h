@@ -13,8 +13,8 @@
 
 namespace Shell {
 
-// What the verbs of one call share: the open document, the answer on standard output, and the files that are written.
-// Nothing reaches a file before Finish.
+// The state that the verbs of one call share: the open document, the answer on standard output, and the files that are
+// written. Nothing reaches a file before Finish.
 class Session {
 public:
     explicit Session(bool json);

@@ -61,8 +61,8 @@ void Walk(Node& top, Enter const& enter, Leave const& leave) {
     }
 }
 
-// What every node draws, lines counted, in spread space. As Node::GetBounds says for each, but in one walk for all:
-// that of one node looks at all below it.
+// The area that each node draws, lines counted, in spread space. As Node::GetBounds says for each, but in one walk for
+// all: that of one node looks at all below it.
 class AllBounds {
 public:
     explicit AllBounds(Node& top) {
@@ -157,7 +157,7 @@ void WriteMembers(JsonWriter& json, Node const& node, bool isTop, AllBounds cons
     json.Member("opacity", scene->GetOpacity());
     if (auto const* curves = CastPointer<CurvesNode const>(&node))
         WriteCurves(json, *curves);
-    // What the node shows: of linked frames each its part.
+    // The text that the node shows: of linked frames each its part.
     if (auto const* text = CastPointer<TextNode const>(&node))
         json.Member("text", text->GetStory()->GetString(text->MakeComposedText()->GetRange()).view());
     Kernel::Counted<Raster::DynamicBitmap const> bitmap;

@@ -21,16 +21,16 @@ Json ParseRecord(std::string const& text) {
     try {
         auto const refuseDepth = [](int depth, Json::parse_event_t, Json&) {
             if (depth > c_maximumDepth)
-                throw ValueError("needs a JSON record that is not so deep");
+                throw ValueError("needs a JSON record that is nested less deeply");
             return true;
         };
         auto record = Json::parse(ReadTextValue(text), refuseDepth);
         if (record.is_object())
             return record;
     } catch (Json::parse_error const& error) {
-        throw ValueError("needs a JSON record: this is none from byte " + std::to_string(error.byte) + " on");
+        throw ValueError("needs a JSON record: syntax error at byte " + std::to_string(error.byte) + " on");
     } catch (Json::exception const&) {
-        throw ValueError("needs a JSON record whose numbers can be held");
+        throw ValueError("needs a JSON record whose numbers are in range");
     }
     throw ValueError("needs a JSON record, as {\"name\":...}, not " + Quote(text));
 }

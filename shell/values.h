@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-// Values as users write them and as the program prints them. What is printed can be given back.
+// Values as users write them and as the program prints them. Printed values can be given back.
 namespace Shell {
 
 // A text is no value of its type, or the value is out of range. The message goes on from the value's name, as in "needs
@@ -42,8 +42,8 @@ private:
     std::string m_message;
 };
 
-// What `parse` makes of an option's value; when that is none, the program ends as it does after wrong usage, or where a
-// selector matches nothing as it does when there is nothing to do.
+// The value that `parse` makes of an option's text; when it makes none, the program ends as it does after wrong usage,
+// or where a selector matches nothing as it does when there is nothing to do.
 template <class F>
 auto ParseOption(std::string_view option, F const& parse) {
     try {
@@ -61,7 +61,7 @@ std::int64_t ParseInteger(std::string_view text, std::int64_t minimum, std::int6
 bool ParseBool(std::string_view text);
 // A length in document units, which are 1/96 inch; or with mm, cm, in, pt, pc or px behind it.
 double ParseLength(std::string_view text);
-// `WxH`, two lengths above 0; a unit that stands behind the second only is that of both.
+// `WxH`, two lengths above 0; a unit behind the second only is that of both.
 Kernel::SizeT<double> ParseSize(std::string_view text);
 // `#rgb`, `#rrggbb`, `#rrggbbaa`, and by components `rgb(r,g,b)`, `cmyk(c,m,y,k)`, `lab(l,a,b)`, `grey(g)`, each with
 // an alpha as its last one if wanted. Components go from 0 to 1, or in percent; l from 0 to 100, a and b from -128 to

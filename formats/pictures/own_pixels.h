@@ -18,14 +18,14 @@ struct OwnPicture {
     Kernel::Counted<Raster::DynamicBitmap const> bitmap;
     // How the bitmap lies on the spread.
     Raster::Orientation orientation = Raster::Orientation::TopLeft;
-    // Of the picture as it stands on the spread.
+    // Of the picture at its size on the spread.
     double dpiX = 0;
     double dpiY = 0;
 };
 
 // The pixels that an export of a spread, or of some nodes, can take from the bitmaps as they are.
 struct OwnPixels {
-    // Where one bitmap is all that is to be seen, and nothing changes its look but a mirroring or quarter turns.
+    // Where one bitmap is all that is to be seen, and nothing but a mirroring or quarter turns changes its appearance.
     std::optional<OwnPicture> picture;
     // Pixels a unit at which the drawing's bitmaps keep theirs; empty where no bitmap decides. One does if it covers
     // the whole area, the finest of several, and so do all together if there is nothing else and they are equally fine.

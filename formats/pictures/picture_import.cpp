@@ -17,7 +17,7 @@ constexpr double c_maximumDpi = 100'000;
 // Document units of one pixel.
 double GetPixelSize(double dpi) { return dpi >= c_minimumDpi && dpi <= c_maximumDpi ? c_unitsPerInch / dpi : 1; }
 
-// Hands the rows on, and looks up from the work with each of them.
+// Hands the rows on; with each of them tells the progress and looks for an abort.
 class WatchedReceiver final : public Raster::ImageReceiver {
 public:
     WatchedReceiver(Raster::BitmapReceiver& receiver, Work const& work) : m_receiver(receiver), m_work(work) {}

@@ -10,7 +10,7 @@ namespace Formats::Svg {
 
 namespace {
 
-// What CSS gives to a replaced element that tells no size.
+// The size that CSS gives to a replaced element without one.
 constexpr Kernel::SizeT<double> c_defaultPageSize{300, 150};
 // Different `style` attributes that are kept as read; beyond so many reading starts anew.
 constexpr std::size_t c_mostReadStyles = 4096;
@@ -112,7 +112,7 @@ std::vector<Declaration> const& Drawing::CollectDeclarations(NodeIndex node) {
     if (!m_styleSheet.IsEmpty() && m_matchStepsLeft != 0) {
         m_styleSheet.Match(m_tree, node, m_matchStepsLeft, m_collected);
         if (m_matchStepsLeft == 0)
-            m_report.Add("style sheets too costly to match", m_tree.Describe(node));
+            m_report.Add("style sheets that take too long to match", m_tree.Describe(node));
     }
     if (auto const style = m_tree.Find(node, Name::Style)) {
         auto const& declared = ReadStyleAttribute(*style);

@@ -300,7 +300,7 @@ std::optional<Element> Element::MakeUseTarget() const {
     SourceTree const& tree = m_drawing->m_tree;
     NodeIndex const target = tree.FindId(reference.substr(1));
     if (target == c_noNode) {
-        m_drawing->m_report.Add("missing reference of use", Describe());
+        m_drawing->m_report.Add("missing target of use", Describe());
         return std::nullopt;
     }
     ElementKind const kind = tree.GetKind(target);
@@ -313,7 +313,7 @@ std::optional<Element> Element::MakeUseTarget() const {
         isCycle = link->target == target;
     std::size_t const depth = m_context->chain ? m_context->chain->depth + 1 : 1;
     if (isCycle || depth > m_drawing->m_options.limits.referenceDepth) {
-        m_drawing->m_report.Add(isCycle ? "reference without end" : "reference too deep", Describe());
+        m_drawing->m_report.Add(isCycle ? "circular reference" : "references nested too deeply", Describe());
         return std::nullopt;
     }
     m_drawing->CountInstance();
@@ -329,7 +329,7 @@ std::optional<Element> Element::Follow(std::string_view id, std::initializer_lis
     SourceTree const& tree = m_drawing->m_tree;
     NodeIndex const target = tree.FindId(id);
     if (target == c_noNode || std::find(kinds.begin(), kinds.end(), tree.GetKind(target)) == kinds.end()) {
-        m_drawing->m_report.Add("missing reference of " + std::string(property), Describe());
+        m_drawing->m_report.Add("missing target of " + std::string(property), Describe());
         return std::nullopt;
     }
     bool isCycle = false;
@@ -337,7 +337,7 @@ std::optional<Element> Element::Follow(std::string_view id, std::initializer_lis
         isCycle = link->target == target;
     std::size_t const depth = m_context->chain ? m_context->chain->depth + 1 : 1;
     if (isCycle || tree.IsWithin(m_node, target) || depth > m_drawing->m_options.limits.referenceDepth) {
-        m_drawing->m_report.Add("reference without end", Describe());
+        m_drawing->m_report.Add("circular reference", Describe());
         return std::nullopt;
     }
     return m_drawing->MakeElement(

@@ -23,8 +23,8 @@ struct ReferenceChain {
     std::shared_ptr<ReferenceChain const> outer;
 };
 
-// What an element takes over from where it stands. The place may differ from the one in the source, for `use` sets its
-// target as a child of its own.
+// The properties that an element inherits from its place. The place may differ from the one in the source, for `use`
+// sets its target as a child of its own.
 struct Context {
     std::shared_ptr<InheritedStyle const> style;
     Viewport viewport;
@@ -65,7 +65,7 @@ public:
     // From the element's content to its parent's user space: its transform, the offset of `use`, and how a viewBox is
     // fitted. Empty when the source's transform has no inverse or a size is 0: then nothing is drawn.
     std::optional<Matrix> const& GetTransform() const { return m_transform; }
-    // What the element's own percentages refer to, and what those of its children refer to.
+    // The viewport that the element's own percentages refer to, and that of its children.
     Viewport const& GetViewport() const { return m_context->viewport; }
     Viewport const& GetContentViewport() const { return m_contentViewport; }
     // Of `svg` and `symbol` that clip their content, in the content's space.
@@ -98,7 +98,7 @@ public:
                                   std::string_view property) const;
 
     Drawing& GetDrawing() const { return *m_drawing; }
-    // What the element took over from where it stands.
+    // The properties that the element inherited.
     Context const& GetContext() const { return *m_context; }
 
 private:

@@ -13,11 +13,11 @@ namespace Formats::Svg {
 struct ExportedDrawing {
     // UTF-8, well-formed XML 1.0; the same bytes for the same nodes on every machine.
     std::string text;
-    // What could not be represented: one entry a kind, the first by the node's name or type.
+    // The parts that could not be represented: one entry a kind, the first by the node's name or type.
     Report report;
 };
 
-// Writes what stands on a spread; the drawing is as large as the spread's box.
+// Writes the content of a spread; the drawing is as large as the spread's box.
 //
 // Groups, names, clips, gradients and instances of symbols stay what they are, so that importing the drawing gives the
 // same tree: computed rectangles and ellipses are written as such, other outlines as paths, bitmaps as PNG data URIs.
@@ -25,7 +25,7 @@ struct ExportedDrawing {
 // reads back the same.
 ExportedDrawing ExportSpread(SpreadNode const& spread, Work const& work = {});
 
-// Writes some nodes, each where it stands on its spread, in the given order; the drawing is as large as what they draw.
+// Writes some nodes, each at its place on its spread, in the given order; the drawing is as large as what they draw.
 ExportedDrawing ExportNodes(std::vector<Kernel::Counted<Node>> const& nodes, Work const& work = {});
 
 } // namespace Formats::Svg

@@ -19,7 +19,7 @@ bool IsPlainGroup(Node const& node) {
            Kernel::CastPointer<TextNode const>(&node) == nullptr;
 }
 
-// What has no fill leaves nothing.
+// Objects without a fill clip nothing.
 bool LeavesSomething(Node const& clip) {
     constexpr double c_visibleFill = 0.01;
     auto const* const curves = Kernel::CastPointer<CurvesNode const>(&clip);
@@ -142,7 +142,7 @@ void Exporter::WriteClipText(XmlWriter& out, TextNode const& text, std::string_v
         open("text");
         return WriteTextRows(out, found.rows, text, name.empty() ? std::nullopt : std::optional(name), false);
     }
-    m_report.Add("text (its outlines are) in a clip", Describe(text));
+    m_report.Add("text (exported as outlines) in a clip", Describe(text));
     auto const outline = Kernel::MakeCounted<PolyCurveNode>();
     outline->SetCurves(Story::GetTextOutline(*text.MakeComposedText()));
     open("path");

@@ -63,7 +63,7 @@ Kernel::Counted<PolyCurveNode> FindFrame(TextNode const& text) {
 
 } // namespace
 
-// The look of a run that attributes can say on any element.
+// The style of a run, as far as attributes of any element can say it.
 void Exporter::WriteTextLook(XmlWriter& out, Story::GlyphAtts const& atts) {
     using Story::GlyphAtt;
     double const scale = atts.Get(GlyphAtt::Double::LengthScale), size = atts.Get(GlyphAtt::Double::Size) * scale;
@@ -92,7 +92,7 @@ void Exporter::WriteTextLook(XmlWriter& out, Story::GlyphAtts const& atts) {
         out.Attribute("xml:lang", atts.Get(GlyphAtt::String::Language).view());
 }
 
-// The look that needs an element of its own: properties that are no attributes, and shifts, which `text` has none of.
+// The style that needs an element of its own: properties that are no attributes, and shifts, which `text` has none of.
 void Exporter::WriteSpanLook(XmlWriter& out, Story::GlyphAtts const& atts) {
     using Story::GlyphAtt;
     if (double const shift = atts.Get(GlyphAtt::Double::BaselineShift); shift != 0)
@@ -215,7 +215,7 @@ void Exporter::WriteText(TextNode const& text, Step const& step) {
     if (frame)
         WriteOutline(*frame);
     if (!found.obstacle.empty()) {
-        m_report.Add("text (its outlines are) with " + std::string(found.obstacle), Describe(text));
+        m_report.Add("text (exported as outlines) with " + std::string(found.obstacle), Describe(text));
         WriteTextOutlines(text);
     } else {
         for (std::size_t begin = 0; begin != rows.size();) {

@@ -113,7 +113,7 @@ private:
     static std::string Describe(Node const& node);
 
     XmlWriter m_out;
-    // What stands in `defs`, and where equal definitions are found.
+    // The content of `defs`, and where equal definitions are found.
     std::string m_definitions;
     std::unordered_map<std::string, std::string> m_idsByContent;
     // The ids of patterns by their fill, its transform, bit by bit, and how deep in other patterns they are: what is

@@ -14,8 +14,9 @@ struct ImageBytes {
     std::string file;
 };
 
-// What an `image` refers to: a data URI, or a regular file in the drawing's folder or below it. Absolute paths, URLs,
-// ways out of the folder, also by links, and what is larger than the limits are refused: counted, and nothing is read.
+// The content that an `image` refers to: a data URI, or a regular file in the drawing's folder or below it. Absolute
+// paths, URLs, ways out of the folder, also by links, and what is larger than the limits are refused: counted, and
+// nothing is read.
 std::optional<ImageBytes> LoadImage(Element const& image);
 
 // The pieces, for their own tests. Empty where the text is not of that form.

@@ -145,7 +145,7 @@ PaintImporter::FillPointer PaintImporter::MakeServerFill(Element const& element,
         return MakeGradientFill(element, *gradient, opacity, box, isUnusable);
     NodeIndex const target = m_drawing.GetTree().FindId(paint.server);
     if (target == c_noNode || m_drawing.GetTree().GetKind(target) != ElementKind::Pattern) {
-        report.Add("missing reference of fill or stroke", element.Describe());
+        report.Add("missing target of fill or stroke", element.Describe());
         isUnusable = true;
         return {};
     }

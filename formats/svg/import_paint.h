@@ -11,7 +11,7 @@
 
 namespace Formats::Svg {
 
-// What `context-fill` and `context-stroke` mean inside a marker: the paints of the line that has the marker.
+// The meaning of `context-fill` and `context-stroke` inside a marker: the paints of the line that has the marker.
 struct ContextPaints {
     Kernel::Counted<Renderer::FillDescriptor const> fill;
     Kernel::Counted<Renderer::FillDescriptor const> stroke;

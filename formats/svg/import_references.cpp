@@ -11,7 +11,7 @@ namespace Formats::Svg {
 
 namespace {
 
-// More looks of one target than this are no symbols any more but plain copies.
+// More styles of one target than this are no symbols any more but plain copies.
 constexpr std::size_t c_maximumLooks = 32;
 
 bool Contains(Kernel::RectT<double> const& outer, Kernel::RectT<double> const& inner) {
@@ -129,7 +129,7 @@ bool Importer::ApplyClipPath(Element const& element, SceneNode& node) {
     bool const canShow = clipPath->GetTransform() && IsFinite(toNode) && std::abs(toNode.GetDeterminant()) > 1e-128;
     auto const clip = canShow ? BuildClip(*clipPath, toNode) : nullptr;
     if (!clip) {
-        // What nothing lies in hides everything; a node without clipping content would show everything.
+        // A clip without content hides everything; a node without clipping content would show everything.
         m_drawing.GetReport().Add("empty clip path", element.Describe());
         return false;
     }

@@ -18,7 +18,7 @@ using GlyphAttsRef = Kernel::Counted<Story::GlyphAtts const>;
 // Stretches of one text element that are placed by themselves.
 constexpr std::size_t c_maximumPieces = 100'000;
 
-// What of a font decides where lines stand, in user units.
+// The metrics of a font that place lines, in user units.
 struct FontHeights {
     double ascent = 0, descent = 0, xHeight = 0;
 };
@@ -56,7 +56,7 @@ double GetBaselineShift(InheritedStyle const& style, GlyphAttsRef const& atts) {
     }
 }
 
-// What composition asks for; paints come later, for some of them depend on where the text stands.
+// The attributes for composition; paints come later, for some of them depend on the place of the text.
 Kernel::Counted<Story::GlyphAtts> MakeFontAtts(InheritedStyle const& style, std::string_view language) {
     auto atts = Kernel::MakeCounted<Story::GlyphAtts>();
     using Story::GlyphAtt;
@@ -305,7 +305,7 @@ Kernel::Counted<Geometry::PolyCurveDbl const> Importer::FindTextPath(Element con
     auto const shape = target && target->GetTransform() ? BuildShape(*target) : nullptr;
     auto const outline = shape ? shape->GetOutline() : nullptr;
     if (!outline) {
-        m_drawing.GetReport().Add("text on a path that is not there", textPath.Describe());
+        m_drawing.GetReport().Add("text on a missing path", textPath.Describe());
         return {};
     }
     auto const placed = outline->Clone();
@@ -313,7 +313,7 @@ Kernel::Counted<Geometry::PolyCurveDbl const> Importer::FindTextPath(Element con
     return placed;
 }
 
-// Gradients and patterns over text are laid over the box of all of its letters.
+// Gradients and patterns over text are laid over the box of all of its glyphs.
 Importer::SceneNodePointer Importer::BuildText(Element const& element, bool isClip) {
     TextReader const text(m_drawing, element);
     auto const& styles = text.GetStyles();
@@ -345,7 +345,7 @@ Importer::SceneNodePointer Importer::BuildText(Element const& element, bool isCl
     if (!isWholeText && layout.HasRightToLeftText())
         pieces = FindPieces(cells, true);
     if (pieces.back().end != cells.size())
-        m_drawing.GetReport().Add("letters behind the first " + std::to_string(c_maximumPieces) + " pieces of a text",
+        m_drawing.GetReport().Add("characters after the first " + std::to_string(c_maximumPieces) + " pieces of a text",
                                   element.Describe());
     PieceMaker maker(text, layout, std::move(fonts), std::move(paints), isRightToLeft);
     auto const group = Kernel::MakeCounted<GroupNode>();

@@ -33,7 +33,7 @@ private:
         std::optional<Element> nextChild;
     };
 
-    // What an instance depends on beside its target.
+    // The context that an instance depends on beside its target.
     struct Look {
         std::shared_ptr<InheritedStyle const> style;
         Viewport viewport;
@@ -47,7 +47,7 @@ private:
         std::size_t nodeCount = 0;
     };
 
-    // What an image shows: pixels, or a drawing.
+    // The content of an image: pixels, or a drawing.
     struct Picture {
         Kernel::SizeT<double> size;
         Kernel::Counted<Raster::DynamicBitmap const> bitmap;
@@ -64,7 +64,7 @@ private:
     SceneNodePointer FinishGroup(Frame& frame);
     // Once for each element: throws Kernel::AbortException.
     void FollowWork();
-    // What all nodes have of their element: name, transform, opacity, clip and the like.
+    // The properties that all nodes have of their element: name, transform, opacity, clip and the like.
     SceneNodePointer Finish(Element const& element, SceneNodePointer node);
 
     // import_shapes.cpp
@@ -73,7 +73,7 @@ private:
     void AddMarkers(Element const& element, CurvesNode const& line, GroupNode& group);
     void AddMarker(Element const& marker, Element const& line, Matrix const& place, bool isStart, GroupNode& group);
 
-    // import_text.cpp: art text for each stretch that is placed by itself, in a group where there are several.
+    // import_text.cpp: art text for each run that is placed by itself, in a group where there are several.
     // As part of a clip it has the clip's fill and no line, whatever the source says.
     SceneNodePointer BuildText(Element const& element, bool isClip = false);
     Kernel::Counted<Geometry::PolyCurveDbl const> FindTextPath(Element const& textPath);

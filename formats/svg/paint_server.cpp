@@ -18,13 +18,13 @@ std::vector<NodeIndex> FollowTemplates(Drawing& drawing, NodeIndex node, std::in
             return row;
         NodeIndex const next = href.front() == '#' ? tree.FindId(href.substr(1)) : c_noNode;
         if (next == c_noNode || std::find(kinds.begin(), kinds.end(), tree.GetKind(next)) == kinds.end()) {
-            drawing.GetReport().Add("missing reference of " + std::string(tree.GetLocalName(row.back())),
+            drawing.GetReport().Add("missing target of " + std::string(tree.GetLocalName(row.back())),
                                     tree.Describe(row.back()));
             return row;
         }
         if (std::find(row.begin(), row.end(), next) != row.end() ||
             row.size() >= drawing.GetOptions().limits.referenceDepth) {
-            drawing.GetReport().Add("reference without end", tree.Describe(node));
+            drawing.GetReport().Add("circular reference", tree.Describe(node));
             return row;
         }
         row.push_back(next);

@@ -9,7 +9,8 @@
 
 namespace Formats::Svg {
 
-// What of a drawing could not be represented: one entry a kind, in the order in which the kinds were first met.
+// The parts of a drawing that could not be represented: one entry a kind, in the order in which the kinds were first
+// met.
 class Report {
 public:
     struct Entry {

@@ -35,7 +35,7 @@ public:
     std::string_view TakeLetters();
     // Everything before one of the characters, or all.
     std::string_view TakeUntil(std::string_view characters);
-    // A CSS number. What is beyond single precision's range is no number (SVG 2, section 4.2); what is too small for
+    // A CSS number. A value beyond single precision's range is no number (SVG 2, section 4.2); what is too small for
     // a double is 0. Never infinite or not-a-number.
     std::optional<double> TakeNumber();
 
@@ -57,7 +57,7 @@ struct Length {
     friend bool operator==(Length const&, Length const&) = default;
 };
 
-// What relative units refer to, in user units.
+// The lengths that relative units refer to, in user units.
 struct FontSizes {
     double em = 16;
     double rootEm = 16;

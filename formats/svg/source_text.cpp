@@ -124,7 +124,7 @@ std::string FromUtf16(std::string_view bytes, bool bigEndian, std::size_t& malfo
 }
 
 std::string FromLatin1(std::string_view bytes) {
-    // What Windows-1252 has at 80 to 9F; ISO 8859-1 has control characters there that XML text does not use.
+    // The characters of Windows-1252 from 80 to 9F; ISO 8859-1 has control characters there that XML text does not use.
     static constexpr std::array<char16_t, 32> c_upper = {
         0x20AC, 0xFFFD, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
         0x2039, 0x0152, 0xFFFD, 0x017D, 0xFFFD, 0xFFFD, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,

@@ -32,7 +32,7 @@ enum class LineJoin : std::uint8_t { Miter, Round, Bevel };
 enum class PaintLayer : std::uint8_t { Fill, Stroke, Markers };
 enum class Overflow : std::uint8_t { Unset, Visible, Hidden };
 enum class TextAnchor : std::uint8_t { Start, Middle, End };
-// What of the font stands on the line (SVG 2, 11.10.2).
+// The line of the font that lies on the baseline (SVG 2, 11.10.2).
 enum class DominantBaseline : std::uint8_t { Alphabetic, Middle, Central, Hanging, Mathematical, Top, Bottom };
 // CSS Writing Modes 3, 2.2.
 enum class UnicodeBidi : std::uint8_t { Normal, Embed, Override, Isolate, IsolateOverride, PlainText };

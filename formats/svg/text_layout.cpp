@@ -86,7 +86,7 @@ double TextLayout::GetTracking(std::size_t index) const {
         return 0;
     auto const& style = m_text.GetStyles()[character.style].GetStyle();
     bool const isSpace = character.character == U' ' || character.character == 0xA0;
-    // Letters that join are not parted (CSS Text 3, 8.2).
+    // No spacing between characters that join (CSS Text 3, 8.2).
     double const between = JoinsNeighbours(character.character) ? 0 : style.letterSpacing;
     double const length = between + (isSpace ? style.wordSpacing : 0) + m_extra[index];
     return style.fontSize > 0 ? length / style.fontSize : 0;
@@ -157,7 +157,7 @@ std::pair<double, double> TextLayout::GetExtent(std::size_t begin, std::size_t e
     return begin == end ? std::pair(0.0, 0.0) : std::pair(left, right);
 }
 
-// Room between letters goes into the text as tracking, so that it stays one text. Ligatures and kerning are lost by
+// Room between characters goes into the text as tracking, so that it stays one text. Ligatures and kerning are lost by
 // that, so that the letters' own widths are known only after a try or two.
 void TextLayout::FitLengths() {
     constexpr int c_tries = 3;
@@ -250,7 +250,7 @@ void TextLayout::PlaceChunks() {
         path = cell.path;
         if (character.x || i == 0 || beginsPath || endsPath)
             shiftX = character.x.value_or(0) + character.dx - cell.place.x;
-        // What stands across a path is no place of its own there.
+        // A place across a path does not count there.
         if (cell.path != 0) {
             if (beginsPath)
                 shiftY = character.dy - cell.place.y;
@@ -283,7 +283,7 @@ void TextLayout::PlaceOnPaths() {
     }
 }
 
-// Each letter stands with the middle of its advance on the path and turns with it. Text behind a path goes on at its
+// Each character has the middle of its advance on the path and turns with it. Text behind a path goes on at its
 // end.
 void TextLayout::PlaceOnPath(std::size_t begin, std::size_t end) {
     std::size_t const number = m_cells[begin].path - 1;

@@ -6,7 +6,7 @@
 
 namespace Formats::Svg {
 
-// What shaping made of a few characters, and where it stands.
+// The glyphs that shaping made of a few characters, and their place.
 struct PlacedCell {
     // Among the reader's characters.
     std::size_t begin = 0, end = 0;
@@ -27,14 +27,14 @@ struct PlacedCell {
     bool isHidden = false;
 };
 
-// Letters of scripts whose letters join.
+// Characters of cursive scripts.
 inline bool JoinsNeighbours(char32_t c) {
     return (c >= 0x620 && c < 0x900 && !(c >= 0x660 && c < 0x66E)) || (c >= 0x1800 && c < 0x18B0) ||
            (c >= 0x1E900 && c < 0x1E944);
 }
 
-// Lays out a text element as SVG 2, 11.5.1 tells: the text is composed as one line, and then its letters are moved. The
-// places are those of letters, in the order of the text.
+// Lays out a text element as SVG 2, 11.5.1 tells: the text is composed as one line, and then its characters are moved.
+// The places are those of characters, in the order of the text.
 class TextLayout {
 public:
     // Glyph attributes without paints, by style; they are given the spacing of letters and words.
@@ -47,7 +47,7 @@ public:
     bool HasRightToLeftText() const { return m_hasRightToLeftText; }
     double GetAscent() const { return m_ascent; }
     double GetDescent() const { return m_descent; }
-    // What is added to each advance, in em, by character.
+    // The addition to each advance, in em, by character.
     double GetTracking(std::size_t character) const;
 
 private:

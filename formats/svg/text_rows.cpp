@@ -12,12 +12,12 @@ namespace {
 
 using Story::GlyphAtt;
 
-// Looks that no property of a drawing's text has a form for.
+// Properties of text that SVG has no counterpart for.
 std::string_view FindObstacle(Story::GlyphAtts const& atts) {
     if (atts.Get(GlyphAtt::Double::Skew) != 0)
-        return "slanted letters";
+        return "slanted glyphs";
     if (atts.Get(GlyphAtt::Double::HorizontalScale) != 1 || atts.Get(GlyphAtt::Double::VerticalScale) != 1)
-        return "stretched letters";
+        return "stretched glyphs";
     if (atts.Get(GlyphAtt::Object::SecondFill))
         return "second fill";
     return {};
@@ -77,7 +77,7 @@ private:
             bool const isMade = (flags & Flag::c_made) != 0;
             if (isMade && (flags & Flag::c_madeText) == 0) {
                 if ((flags & Flag::c_madeForLine) != 0)
-                    m_found.obstacle = "leaders of tabs";
+                    m_found.obstacle = "tab leaders";
                 continue;
             }
             if (Story::IsHardBreakCharacter(c) || c == Story::c_objectCharacter)
@@ -105,10 +105,10 @@ private:
             m_found.rows.push_back(std::move(row));
     }
 
-    // Where the letters behind a tab begin, from the line's left end.
+    // Where the glyphs behind a tab begin, from the line's left end.
     double FindPlaceBehind(Story::LinePart const& line, std::uint32_t tab) {
         if (line.IsRightToLeft())
-            m_found.obstacle = "tabs in text from right to left";
+            m_found.obstacle = "tabs in right-to-left text";
         for (auto const& cell : line.GetCells())
             if (cell.begin > tab)
                 return cell.x;

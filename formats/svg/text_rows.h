@@ -9,7 +9,7 @@
 
 namespace Formats::Svg {
 
-// Letters of one look that follow each other.
+// Consecutive glyphs of one style.
 struct TextRun {
     // With what styles give.
     Story::GlyphAttsRef atts;

@@ -17,7 +17,7 @@ struct Viewport {
     double y = 0;
     double width = 0;
     double height = 0;
-    // What a percentage of neither direction refers to (SVG 1.1, section 7.10).
+    // The length that a percentage of neither direction refers to (SVG 1.1, section 7.10).
     double GetDiagonal() const;
     friend bool operator==(Viewport const&, Viewport const&) = default;
 };
@@ -44,7 +44,7 @@ std::optional<Viewport> ParseViewBox(std::string_view text);
 
 // `preserveAspectRatio` (SVG 1.1, section 7.8).
 struct AspectRatio {
-    // Where the content stands in spare room: 0 left or top, 0.5 in the middle, 1 right or bottom.
+    // Where the content lies in spare room: 0 left or top, 0.5 in the middle, 1 right or bottom.
     double alignX = 0.5;
     double alignY = 0.5;
     bool stretch = false;

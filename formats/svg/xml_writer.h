@@ -8,8 +8,8 @@
 
 namespace Formats::Svg {
 
-// Appends XML to a text: tags, attributes and character data, whatever characters names and values hold. What XML 1.0
-// has no form for (most control characters, U+FFFE, U+FFFF) becomes U+FFFD.
+// Appends XML to a text: tags, attributes and character data, whatever characters names and values hold. Characters
+// that XML 1.0 has no form for (most control characters, U+FFFE, U+FFFF) become U+FFFD.
 class XmlWriter {
 public:
     // Opens a start tag; attributes may follow.

@@ -36,8 +36,8 @@ Story::DecodedText DecodeWindows1252(std::string_view bytes) {
     return decoded;
 }
 
-// UTF-8, unless so little beyond ASCII is well-formed that it must be chance: then the encoding with a letter for every
-// byte, which is named.
+// UTF-8, unless so little beyond ASCII is well-formed that it must be chance: then the encoding with a character for
+// every byte, which is named.
 Story::DecodedText DecodeUnnamed(std::string_view bytes, std::string& recognised) {
     constexpr std::size_t c_chance = 10;
     auto decoded = Story::DecodeUtf8(bytes);
@@ -102,7 +102,7 @@ std::u32string_view Trimmed(std::u32string_view line) {
     return end == line.npos ? std::u32string_view() : line.substr(begin, end + 1 - begin);
 }
 
-// Lines that no blank line parts.
+// Lines between blank lines.
 using Block = std::span<std::u32string_view const>;
 
 std::vector<Block> FindBlocks(std::vector<std::u32string_view> const& lines) {

@@ -265,7 +265,7 @@ TEST(SvgDrawing, ReferencesWithoutEndAreCutAndCounted) {
           "<defs><g id='a'><use href='#b'/></g><g id='b'><use href='#a'/></g></defs><use href='#a'/>"}) {
         Drawing drawing(Wrap(content), {});
         Outline(drawing);
-        EXPECT_GE(drawing.GetReport().GetCount("reference without end"), 1u) << content;
+        EXPECT_GE(drawing.GetReport().GetCount("circular reference"), 1u) << content;
     }
 }
 
@@ -281,7 +281,7 @@ TEST(SvgDrawing, ExponentialUseIsRefused) {
 TEST(SvgDrawing, MissingAndExternalReferencesAreCounted) {
     Drawing drawing(Wrap("<use href='#none'/><use href='other.svg#x'/><use href='#lg'/><linearGradient id='lg'/>"), {});
     EXPECT_EQ(Outline(drawing), "svg(use use use)");
-    EXPECT_EQ(drawing.GetReport().GetCount("missing reference of use"), 1u);
+    EXPECT_EQ(drawing.GetReport().GetCount("missing target of use"), 1u);
     EXPECT_EQ(drawing.GetReport().GetCount("external reference"), 1u);
     EXPECT_EQ(drawing.GetReport().GetCount("reference of use to linearGradient"), 1u);
 }
@@ -320,7 +320,7 @@ TEST(SvgDrawing, AReferenceIsComputedWhereItStands) {
     ASSERT_TRUE(clip);
     EXPECT_EQ(clip->GetFirstChild()->GetStyle().clipRule, FillRule::EvenOdd);
     EXPECT_FALSE(rect.Follow("c", {ElementKind::Mask}, "mask"));
-    EXPECT_EQ(drawing.GetReport().GetCount("missing reference of mask"), 1u);
+    EXPECT_EQ(drawing.GetReport().GetCount("missing target of mask"), 1u);
 }
 
 TEST(SvgDrawing, AClipThatClipsItselfHasAnEnd) {
@@ -329,7 +329,7 @@ TEST(SvgDrawing, AClipThatClipsItselfHasAnEnd) {
     auto const clip = rect.Follow("c", {ElementKind::ClipPath}, "clip-path");
     ASSERT_TRUE(clip);
     EXPECT_FALSE(clip->Follow("c", {ElementKind::ClipPath}, "clip-path"));
-    EXPECT_EQ(drawing.GetReport().GetCount("reference without end"), 1u);
+    EXPECT_EQ(drawing.GetReport().GetCount("circular reference"), 1u);
 }
 
 TEST(SvgDrawing, NestingOfAnyDepthIsWalked) {

@@ -346,7 +346,7 @@ TEST(SvgImport, AnEmptyClipHidesAndAMissingOneDoesNothing) {
                            "clip-path='url(#none)'/>");
     EXPECT_EQ(drawing.GetOutline(), "PolyCurve! PolyCurve");
     EXPECT_EQ(drawing.report.GetCount("empty clip path"), 1u);
-    EXPECT_EQ(drawing.report.GetCount("missing reference of clip-path"), 1u);
+    EXPECT_EQ(drawing.report.GetCount("missing target of clip-path"), 1u);
 }
 
 TEST(SvgImport, ViewportsClipOnlyWhatReachesOutOfThem) {

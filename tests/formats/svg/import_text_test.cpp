@@ -117,7 +117,7 @@ TEST(ImportText, WhatIsNotTakenOverIsNamed) {
     std::string lines;
     for (auto const& line : drawing.report.GetLines())
         lines += line + "\n";
-    EXPECT_NE(lines.find("text on a path that is not there"), lines.npos);
+    EXPECT_NE(lines.find("text on a missing path"), lines.npos);
     EXPECT_NE(lines.find("vertical text"), lines.npos);
 }
 

@@ -79,8 +79,8 @@ TEST(SvgGradient, CyclesAndMissingTemplatesAreCounted) {
     EXPECT_EQ(fixture.Get("a").stops.size(), 1u);
     fixture.Get("c");
     fixture.Get("d");
-    EXPECT_EQ(fixture.drawing.GetReport().GetCount("reference without end"), 2u);
-    EXPECT_EQ(fixture.drawing.GetReport().GetCount("missing reference of linearGradient"), 1u);
+    EXPECT_EQ(fixture.drawing.GetReport().GetCount("circular reference"), 2u);
+    EXPECT_EQ(fixture.drawing.GetReport().GetCount("missing target of linearGradient"), 1u);
 }
 
 TEST(SvgGradient, OtherElementsAreNoGradients) {

@@ -113,7 +113,7 @@ TEST(SvgStyleSheet, MatchingEndsWhenItsStepsAreSpent) {
     Drawing drawing(source, options);
     Element const first = *drawing.GetRoot().GetFirstChild();
     EXPECT_TRUE(first.GetNextSibling());
-    EXPECT_EQ(drawing.GetReport().GetCount("style sheets too costly to match"), 1u);
+    EXPECT_EQ(drawing.GetReport().GetCount("style sheets that take too long to match"), 1u);
 }
 
 TEST(SvgStyleSheet, ManyRulesCostAnElementOnlyThoseThatNameIt) {
