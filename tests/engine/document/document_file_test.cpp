@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/engine/document/doubles.h"
 
-#include "engine/document/document_file.h"
+#include "engine/document/file/document_file.h"
 #include "engine/store/container.h"
 #include "platform/document/compound_command.h"
 

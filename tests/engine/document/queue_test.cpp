@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/engine/document/doubles.h"
 
-#include "engine/document/notification_delivery.h"
+#include "engine/document/session/notification_delivery.h"
 #include "platform/document/background_task_command.h"
 #include "platform/document/front_end_listener.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/domain_lock.h"
+#include "engine/document/session/domain_lock.h"
 
 #include "platform/kernel/exception.h"
 

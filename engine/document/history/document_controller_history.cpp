@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/at_spread.h"
-#include "engine/document/stored_size.h"
+#include "engine/document/history/at_spread.h"
+#include "engine/document/history/stored_size.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_seal.h"

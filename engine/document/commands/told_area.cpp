@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/told_area.h"
+#include "engine/document/commands/told_area.h"
 
 #include "platform/document/document_controller.h"
 #include "platform/document/document_notification.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_controller.h"
 
-#include "engine/document/document_file.h"
+#include "engine/document/file/document_file.h"
 #include "platform/document/document_notification.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/at_spread.h"
+#include "engine/document/history/at_spread.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/exception.h"
 

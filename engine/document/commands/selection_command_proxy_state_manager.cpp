@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/selection_command_proxy_state_manager.h"
 
-#include "engine/document/brackets.h"
+#include "engine/document/tree/brackets.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/node.h"
 
-#include "engine/document/bounds.h"
-#include "engine/document/text_wrap.h"
+#include "engine/document/tree/bounds.h"
+#include "engine/document/tree/text_wrap.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"

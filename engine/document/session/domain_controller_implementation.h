@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/document/domain_lock.h"
-#include "engine/document/notification_delivery.h"
+#include "engine/document/session/domain_lock.h"
+#include "engine/document/session/notification_delivery.h"
 #include "platform/document/background_task_command.h"
 
 #include <atomic>

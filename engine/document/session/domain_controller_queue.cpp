@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/domain_controller_implementation.h"
+#include "engine/document/session/domain_controller_implementation.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/trace.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/domain_controller.h"
 
-#include "engine/document/domain_controller_implementation.h"
+#include "engine/document/session/domain_controller_implementation.h"
 #include "platform/kernel/exception.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/command.h"
 
-#include "engine/document/told_area.h"
+#include "engine/document/commands/told_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/kernel/cast.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/bounds.h"
+#include "engine/document/tree/bounds.h"
 
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"

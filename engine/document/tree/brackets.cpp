@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/brackets.h"
+#include "engine/document/tree/brackets.h"
 
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"

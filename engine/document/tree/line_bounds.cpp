@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/line_bounds.h"
+#include "engine/document/tree/line_bounds.h"
 
 #include "platform/geometry/curve_operations.h"
 

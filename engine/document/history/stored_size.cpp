@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/stored_size.h"
+#include "engine/document/history/stored_size.h"
 
 #include "engine/kernel/object_queue.h"
 #include "engine/kernel/out_context.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/nodes.h"
 
-#include "engine/document/bounds.h"
-#include "engine/document/line_bounds.h"
+#include "engine/document/tree/bounds.h"
+#include "engine/document/tree/line_bounds.h"
 #include "platform/document/edit_journal.h"
 #include "platform/geometry/curve_intersection_graph.h"
 #include "platform/kernel/cast.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/notification_delivery.h"
+#include "engine/document/session/notification_delivery.h"
 
 #include "platform/document/document_notification.h"
 #include "platform/document/front_end_listener.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/attributes.h"
 
-#include "engine/document/brackets.h"
+#include "engine/document/tree/brackets.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/class_properties.h"
 #include "platform/kernel/exception.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/document/domain_lock.h"
+#include "engine/document/session/domain_lock.h"
 #include "platform/document/domain_controller.h"
 
 #include <condition_variable>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/selection_command_base.h"
 
-#include "engine/document/told_area.h"
+#include "engine/document/commands/told_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/document_file.h"
+#include "engine/document/file/document_file.h"
 
-#include "engine/document/at_spread.h"
+#include "engine/document/history/at_spread.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/inner_commands.h"
 #include "platform/kernel/cast.h"

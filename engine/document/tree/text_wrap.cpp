@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/text_wrap.h"
+#include "engine/document/tree/text_wrap.h"
 
 #include "platform/kernel/cast.h"
 
