@@ -106,6 +106,40 @@ std::size_t ParseEnumName(std::string_view text, std::span<std::string_view cons
     throw ValueError(message + ", not " + Quote(text));
 }
 
+std::uint32_t ParseFlags(std::string const& text, std::span<std::string_view const> names) {
+    std::uint32_t bits = 0;
+    if (text == "all")
+        return (std::uint32_t{1} << names.size()) - 1;
+    for (auto const& name : SplitTerms(text))
+        bits |= std::uint32_t{1} << ParseEnumName(name, names);
+    return bits;
+}
+
+std::string FormatFlags(std::uint32_t bits, std::span<std::string_view const> names) {
+    if (bits == (std::uint32_t{1} << names.size()) - 1)
+        return "all";
+    std::string text;
+    for (std::size_t i = 0; i != names.size(); ++i) {
+        if ((bits >> i & 1) != 0)
+            text += (text.empty() ? "" : ",") + std::string(names[i]);
+    }
+    return text;
+}
+
+std::vector<double> ParseNumbers(std::string const& text, ValueContext const&) {
+    std::vector<double> numbers;
+    for (auto const& term : SplitTerms(text))
+        numbers.push_back(ParseNumber(term));
+    return numbers;
+}
+
+std::string FormatNumbers(std::vector<double> const& numbers) {
+    std::string text;
+    for (double const number : numbers)
+        text += (text.empty() ? "" : ",") + FormatNumber(number);
+    return text;
+}
+
 int ParseInt(std::string const& text, ValueContext const&) {
     return static_cast<int>(ParseInteger(text, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
@@ -147,6 +181,7 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<bool, &ParseBool, c_formatBool>("boolean", "true or false"),
         Kind<int, &ParseInt, c_formatInt>("integer"),
         Kind<double, c_parseNumber, &FormatNumber>("number"),
+        Kind<std::vector<double>, &ParseNumbers, &FormatNumbers>("numbers", "numbers with commas between"),
         Kind<Kernel::String, &ParseText, c_formatText>("text", "as it is, or @FILE"),
         Kind<Kernel::PointT<double>, &ParsePoint>("point", "x,y"),
         Kind<Kernel::RectT<double>, &ParseRectangle>("rectangle", "left,top,right,bottom"),
@@ -202,23 +237,31 @@ CommandForm MakeForm(CommandCard::Form const& card) {
 std::string_view GetTypeName(ArgumentCard const& argument) {
     if (argument.record != nullptr)
         return "record";
+    if (argument.flagsOf != nullptr)
+        return "names";
     return argument.valueAt != nullptr ? "name" : FindKind(argument.type).name;
 }
 
 std::string GetNotation(ArgumentCard const& argument) {
-    if (argument.record != nullptr)
-        return "JSON, or @FILE";
-    if (argument.valueAt == nullptr)
-        return FindKind(argument.type).notation;
     std::string names;
+    if (argument.record != nullptr) {
+        for (auto const& member : argument.record->members)
+            names += (names.empty() ? "" : ", ") + std::string(member.name);
+        return "JSON, or @FILE, with " + names;
+    }
+    if (argument.names.empty())
+        return FindKind(argument.type).notation;
+    auto const* const last = argument.flagsOf == nullptr ? " or " : " and ";
     for (auto const& name : argument.names)
-        names += (names.empty() ? "" : &name == &argument.names.back() ? " or " : ", ") + std::string(name);
-    return names;
+        names += (names.empty() ? "" : &name == &argument.names.back() ? last : ", ") + std::string(name);
+    return argument.flagsOf == nullptr ? names : "all, or some of " + names + ", with commas between";
 }
 
 std::any ParseValue(ArgumentCard const& argument, std::string const& text, ValueContext const& context) {
     if (argument.record != nullptr)
         return ParseRecordValue(*argument.record, text, context);
+    if (argument.flagsOf != nullptr)
+        return argument.flagsOf(ParseFlags(text, argument.names));
     if (argument.valueAt != nullptr)
         return argument.valueAt(ParseEnumName(text, argument.names));
     return FindKind(argument.type).parse(text, context);
@@ -227,6 +270,8 @@ std::any ParseValue(ArgumentCard const& argument, std::string const& text, Value
 std::optional<std::string> FormatDefault(ArgumentCard const& argument) {
     if (!argument.defaultValue.has_value())
         return std::nullopt;
+    if (argument.bitsOf != nullptr)
+        return FormatFlags(argument.bitsOf(argument.defaultValue), argument.names);
     if (argument.positionOf != nullptr)
         return std::string(argument.names[argument.positionOf(argument.defaultValue)]);
     if (auto const format = FindKind(argument.type).format; format != nullptr)

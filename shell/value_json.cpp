@@ -70,7 +70,8 @@ std::any ParseRecordValue(RecordCard const& card, std::string const& text, Value
             values.push_back(member.defaultValue);
             continue;
         }
-        bool const isText = GetTypeName(member) == "text";
+        auto const type = GetTypeName(member);
+        bool const isText = type == "text" || type == "name" || type == "names";
         if (isText != found->is_string())
             throw ValueError("has no " + std::string(GetTypeName(member)) + " as " + std::string(member.name));
         try {

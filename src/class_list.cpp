@@ -2,6 +2,7 @@
 // Registers the classes of all chapters while the library is loaded.
 #include "frame/class_list.h"
 #include "class_order.h"
+#include "lines/class_list.h"
 #include "raster/class_list.h"
 #include "shapes/class_list.h"
 
@@ -14,8 +15,8 @@ class Registrations {
 public:
     Registrations() {
         std::vector<ListedClass> classes;
-        for (auto const& chapter :
-             {Commands::GetFrameClasses(), Commands::GetRasterClasses(), Commands::GetShapesClasses()})
+        for (auto const& chapter : {Commands::GetFrameClasses(), Commands::GetLinesClasses(),
+                                    Commands::GetRasterClasses(), Commands::GetShapesClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);

@@ -7,7 +7,8 @@ import subprocess
 import sys
 
 # Folder -> what its files may include, by the first folders of the path. A folder may always include itself.
-FRAME_TEMPLATES = ("frame/selection/selection_command.h", "frame/selection/visitor.h")
+FRAME_TEMPLATES = (
+    "frame/selection/selection_command.h", "frame/selection/story_selection_command.h", "frame/selection/visitor.h")
 ENGINE_ORDER = ["kernel", "geometry", "raster", "renderer", "story", "document"]
 ALLOWED = {
     "src/platform": ["platform/", *FRAME_TEMPLATES],

@@ -4,6 +4,7 @@
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
+#include "platform/document/line_commands.h"
 #include "platform/document/raster_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
@@ -52,6 +53,13 @@ Properties SelectionCommandBase::GetTypeClassProperties()  { return Register<Sel
 Properties RasterCommand::GetTypeClassProperties()         { return Register<RasterCommand>("RstC", SelectionCommandBase::GetTypeClassProperties()); }
 Properties DetachSymbolCommand::GetTypeClassProperties()   { return Register<DetachSymbolCommand>("DtSy", DocumentCommand::GetTypeClassProperties()); }
 Properties ReflowPagesCommand::GetTypeClassProperties()    { return Register<ReflowPagesCommand>("RflP", DocumentCommand::GetTypeClassProperties()); }
+Properties SetLineStyleCommand::GetTypeClassProperties() { return Register<SetLineStyleCommand>("SLnS", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetLineAlignmentCommand::GetTypeClassProperties() { return Register<SetLineAlignmentCommand>("SLnA", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetDrawLineBehindFillCommand::GetTypeClassProperties() { return Register<SetDrawLineBehindFillCommand>("SLnB", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetStrokeArrowHeadsCommand::GetTypeClassProperties() { return Register<SetStrokeArrowHeadsCommand>("SLnH", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetStrokeArrowHeadAlignmentCommand::GetTypeClassProperties() { return Register<SetStrokeArrowHeadAlignmentCommand>("SLHA", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetStrokeArrowHeadScaleCommand::GetTypeClassProperties() { return Register<SetStrokeArrowHeadScaleCommand>("SLHS", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetLineStylePressureCommand::GetTypeClassProperties() { return Register<SetLineStylePressureCommand>("SLnP", SelectionCommandBase::GetTypeClassProperties()); }
 Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
 Properties History::GetTypeClassProperties()               { return Register<History>("Hist"); }
 Properties HistoryEntry::GetTypeClassProperties()          { return Register<HistoryEntry>("HisE"); }
@@ -120,15 +128,17 @@ struct Registered {
 
 // Enters them all while the engine is loaded, so that a document can name any of them.
 Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand, DetachSymbolCommand,
-           ReflowPagesCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings,
-           Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode, DocumentNode,
-           SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode, PolyCurveNode,
-           CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
-           BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState,
-           TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState,
-           GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState,
-           EditabilityState, DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState, ContourState,
-           DataMergeState, GeometryModifierState> const c_registered;
+           ReflowPagesCommand, SetLineStyleCommand, SetLineAlignmentCommand, SetDrawLineBehindFillCommand,
+           SetStrokeArrowHeadsCommand, SetStrokeArrowHeadAlignmentCommand, SetStrokeArrowHeadScaleCommand,
+           SetLineStylePressureCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
+           DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
+           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode,
+           PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape,
+           StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot,
+           BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState,
+           TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState,
+           TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState,
+           ContourState, DataMergeState, GeometryModifierState> const c_registered;
 
 } // namespace
 

@@ -11,14 +11,34 @@ void DocumentDefaults::SetGuidesFillDescriptor(Kernel::Counted<Renderer::FillDes
     MarkChanged();
 }
 
+void DocumentDefaults::SetLineStyleDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor const> const& line) {
+    EditJournal::NoteValue(*this, m_line);
+    m_line = line;
+    MarkChanged();
+}
+
+void DocumentDefaults::SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> const& fill) {
+    EditJournal::NoteValue(*this, m_penFill);
+    m_penFill = fill;
+    MarkChanged();
+}
+
 Kernel::Counted<Kernel::Serialisable> DocumentDefaults::CreateObject() {
     return Kernel::MakeCounted<DocumentDefaults>();
 }
 
-void DocumentDefaults::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(out, "GFil", m_guidesFill); }
+void DocumentDefaults::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "GFil", m_guidesFill);
+    if (m_line)
+        Kernel::SaveValue(out, "Line", m_line);
+    if (m_penFill)
+        Kernel::SaveValue(out, "PenF", m_penFill);
+}
 
 bool DocumentDefaults::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, "GFil", m_guidesFill);
+    Kernel::LoadValue(in, "Line", m_line);
+    Kernel::LoadValue(in, "PenF", m_penFill);
     return true;
 }
 

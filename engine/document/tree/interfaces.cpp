@@ -95,7 +95,7 @@ Kernel::Counted<Renderer::FillDescriptor const> BrushFillInterface::GetBrushFill
     return GetState<BrushFillState>().fill;
 }
 
-void BrushFillInterface::SetBrushFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill) {
+void BrushFillInterface::SetBrushFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill, bool) {
     EditState<BrushFillState>([&](auto& state) { state.fill = std::move(fill); });
 }
 
@@ -122,7 +122,7 @@ void LineStyleInterface::SetLineStyleDescriptor(Kernel::Counted<Renderer::LineSt
     EditState<LineStyleState>([&](auto& state) { state.line = std::move(line); });
 }
 
-void LineStyleInterface::SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill) {
+void LineStyleInterface::SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill, bool) {
     EditState<LineStyleState>([&](auto& state) { state.penFill = std::move(fill); });
 }
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/spread_rects.h"
 
+#include "platform/document/changed_areas.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_notification.h"
+#include "platform/kernel/cast.h"
 #include "platform/kernel/field_list.h"
 
 #include <algorithm>
@@ -30,6 +32,15 @@ void SpreadRects::IncludeWhereShown(Node const& node) {
         m_rects.push_back(std::move(found));
     else
         known->rect = known->rect.United(found.rect);
+}
+
+void ChangedAreas::Include(Kernel::Counted<Selection const> const& selection) {
+    if (!selection)
+        return;
+    for (auto* const object : selection->GetObjects()) {
+        if (auto const* const node = Kernel::CastPointer<Node const>(object))
+            m_rects.IncludeWhereShown(*node);
+    }
 }
 
 Kernel::RectT<double> SpreadRects::GetUnion(Kernel::NonCounted<SpreadNode const> spread) const {

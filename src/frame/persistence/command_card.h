@@ -5,6 +5,7 @@
 #include "platform/document/selection.h"
 
 #include <any>
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <string>
@@ -19,6 +20,16 @@ struct RecordCard;
 template <class E>
 inline constexpr std::span<std::string_view const> c_outsideNames{};
 
+// Values of an enumeration together, as programs outside give them: bit n stands for the value n.
+template <class E>
+struct OutsideFlags {
+    using Enumeration = E;
+    static constexpr std::uint32_t c_all = (std::uint32_t{1} << c_outsideNames<E>.size()) - 1;
+
+    std::uint32_t bits = c_all;
+    operator int() const { return static_cast<int>(bits); }
+};
+
 // One argument of a command, or member of a record, as programs outside the library know it.
 struct ArgumentCard {
     std::string_view name;
@@ -31,6 +42,9 @@ struct ArgumentCard {
     std::span<std::string_view const> names = {};
     std::any (*valueAt)(std::size_t position) = nullptr;
     std::size_t (*positionOf)(std::any const& value) = nullptr;
+    // Of several values of an enumeration at once: the value for bits by the positions of names, and back.
+    std::any (*flagsOf)(std::uint32_t bits) = nullptr;
+    std::uint32_t (*bitsOf)(std::any const& value) = nullptr;
     // Null but for records.
     RecordCard const* record = nullptr;
 };

@@ -57,6 +57,11 @@ ArgumentCard Describe(F const& field) {
         card.valueAt = [](std::size_t position) { return std::any(static_cast<Value>(position)); };
         card.positionOf = [](std::any const& value) { return static_cast<std::size_t>(std::any_cast<Value>(value)); };
     }
+    if constexpr (requires { typename Value::Enumeration; }) {
+        card.names = c_outsideNames<typename Value::Enumeration>;
+        card.flagsOf = [](std::uint32_t bits) { return std::any(Value{bits}); };
+        card.bitsOf = [](std::any const& value) { return std::any_cast<Value>(value).bits; };
+    }
     if constexpr (IsRecord<Value>())
         card.record = &GetRecordCard<Value>();
     return card;

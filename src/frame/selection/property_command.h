@@ -4,6 +4,7 @@
 #include "frame/contract/notifications.h"
 #include "frame/persistence/persisted.h"
 #include "frame/selection/selection_command.h"
+#include "platform/document/changed_areas.h"
 
 // Base of commands that set one property of each selected object that has the interface I. T names itself, its value's
 // field and how the value is set:
@@ -31,13 +32,13 @@ public:
         : Persisted<T, SelectionCommandWithSingleInterface<T, I>>(std::move(selection)), m_value(std::move(value)) {}
 
     void Do() override {
-        TellAreas([this] { SelectionCommand<T>::Do(); });
+        m_areas.Around(this->GetSelection(), [this] { SelectionCommand<T>::Do(); });
     }
     void Undo() override {
-        TellAreas([this] { SelectionCommand<T>::Undo(); });
+        m_areas.Around(this->GetSelection(), [this] { SelectionCommand<T>::Undo(); });
     }
     void Redo() override {
-        TellAreas([this] { SelectionCommand<T>::Redo(); });
+        m_areas.Around(this->GetSelection(), [this] { SelectionCommand<T>::Redo(); });
     }
     bool ShouldStackForUndo() const override { return this->HasKeptStates(); }
     // The given selection, but not one that was taken from the document at run time.
@@ -49,7 +50,7 @@ public:
     void Notify(Kernel::NotificationList& notifications) override {
         auto const controller = this->GetDocumentController();
         notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
-            controller, m_areas, this->m_selection, this->m_preview, false, false, false));
+            controller, m_areas.GetRects(), this->m_selection, this->m_preview, false, false, false));
         notifications.push_back(
             Kernel::MakeCounted<NodesAttributesChangedNotification>(this->m_selection, controller, this->m_preview));
     }
@@ -80,22 +81,5 @@ protected:
     V m_value{};
 
 private:
-    // Keeps where the objects show before the operation and after it.
-    template <class Operation>
-    void TellAreas(Operation const& operation) {
-        m_areas = {};
-        IncludeAreas();
-        operation();
-        IncludeAreas();
-    }
-    void IncludeAreas() {
-        if (!this->GetSelection())
-            return;
-        for (auto* const object : this->m_selection->GetObjects()) {
-            if (auto const* const node = Kernel::CastPointer<Node const>(object))
-                m_areas.IncludeWhereShown(*node);
-        }
-    }
-
-    SpreadRects m_areas;
+    ChangedAreas m_areas;
 };

@@ -3,7 +3,7 @@
 
 #include "platform/document/command.h"
 #include "platform/geometry/poly_curve.h"
-#include "platform/renderer/fill_descriptor.h"
+#include "platform/renderer/line_style.h"
 
 // How masters are carried over when pages move.
 enum class MasterMigrationStrategy : std::uint32_t { Keep = 0, Adapt = 1, Drop = 2 };
@@ -13,6 +13,12 @@ class REDRAFT_ENGINE DocumentDefaults final : public Kernel::Serialisable {
 public:
     Kernel::Counted<Renderer::FillDescriptor const> GetGuidesFillDescriptor() const { return m_guidesFill; }
     void SetGuidesFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> const& fill);
+    // The line of new objects; empty: none.
+    Kernel::Counted<Renderer::LineStyleDescriptor const> GetLineStyleDescriptor() const { return m_line; }
+    void SetLineStyleDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor const> const& line);
+    // The paint of lines; empty: none, which is black where a command makes a line.
+    Kernel::Counted<Renderer::FillDescriptor const> GetPenFillDescriptor() const { return m_penFill; }
+    void SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> const& fill);
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
@@ -21,7 +27,8 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
-    Kernel::Counted<Renderer::FillDescriptor const> m_guidesFill;
+    Kernel::Counted<Renderer::FillDescriptor const> m_guidesFill, m_penFill;
+    Kernel::Counted<Renderer::LineStyleDescriptor const> m_line;
 };
 
 // How pages are kept in order when they are added, moved and removed.

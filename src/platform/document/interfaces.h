@@ -102,7 +102,7 @@ public:
     // The fill, or empty when there is none. `effective`: what is drawn; the object's own when false. No difference
     // for objects that hold their own fill.
     Kernel::Counted<Renderer::FillDescriptor const> GetBrushFillDescriptor(bool effective) const;
-    void SetBrushFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill);
+    void SetBrushFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill, bool effective = true);
     ContentType GetBrushFillContentType() const { return GetState<BrushFillState>().contentType; }
     void SetBrushFillContentType(ContentType type);
     bool IsBrushFillNone() const;
@@ -125,11 +125,13 @@ public:
     Kernel::Counted<Renderer::LineStyleDescriptor const> GetLineStyleDescriptor() const {
         return GetState<LineStyleState>().line;
     }
-    Kernel::Counted<Renderer::FillDescriptor const> GetPenFillDescriptor() const {
+    // `effective` as for a brush.
+    Kernel::Counted<Renderer::FillDescriptor const> GetPenFillDescriptor(bool effective = true) const {
+        static_cast<void>(effective);
         return GetState<LineStyleState>().penFill;
     }
     void SetLineStyleDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor const> line);
-    void SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill);
+    void SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> fill, bool effective = true);
     ContentType GetLineStyleContentType() const { return GetState<LineStyleState>().contentType; }
     void SetLineStyleContentType(ContentType type);
     bool IsLineStyleVisible() const;

@@ -237,8 +237,10 @@ public:
     std::optional<Value> GetDefault() const {
         if constexpr (std::is_same_v<Default, Detail::NotGiven>)
             return std::nullopt;
-        else
+        else if constexpr (std::is_constructible_v<Value, Default>)
             return Value(m_default);
+        else
+            return Value(m_default.begin(), m_default.end());
     }
 
 private:
