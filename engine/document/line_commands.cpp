@@ -103,7 +103,6 @@ void BaseSetLineDescriptorCommand::ReceiveInterface(Kernel::NonCounted<LineStyle
 void BaseSetLineDescriptorCommand::ReceiveInterface(Kernel::NonCounted<TextNode> text,
                                                     Story::StoryRanges const& ranges) {
     using Object = Story::GlyphAtt::Object;
-    m_changedStories = true;
     if (m_direction != Direction::Do || m_defaultsMode == LineCommandDefaultsMode::DefaultsOnly)
         return;
     double const scale = GetScaleOnSpread(*text);
@@ -146,7 +145,9 @@ void BaseSetLineDescriptorCommand::Notify(Kernel::NotificationList& notification
         return;
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
         controller, m_areas.GetRects(), m_selection, m_preview, false, false, false));
-    if (m_changedStories)
+    notifications.push_back(
+        Kernel::MakeCounted<NodesAttributesChangedNotification>(m_selection, controller, m_preview));
+    if (ProxyStateManager<StoryInterface>::HasStates())
         notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, m_selection, m_preview));
 }
 

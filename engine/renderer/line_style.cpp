@@ -45,6 +45,12 @@ Kernel::Counted<LineStyleArrowHead> LineStyleArrowHead::CloneWithNewScale(double
     return Kernel::MakeCounted<LineStyleArrowHead>(m_shape, scaleX, scaleY);
 }
 
+std::size_t LineStyleArrowHead::GetHash() const {
+    Detail::ValueHash hash;
+    hash.Add(std::uint64_t{m_shape ? m_shape->GetHash() : 0}).Add(m_scaleX).Add(m_scaleY);
+    return hash.Get();
+}
+
 bool operator==(LineStyleArrowHead const& a, LineStyleArrowHead const& b) {
     return a.m_scaleX == b.m_scaleX && a.m_scaleY == b.m_scaleY && IsSameValue(a.m_shape, b.m_shape);
 }
@@ -65,6 +71,18 @@ bool operator==(LineStyleDescriptorConst const& a, LineStyleDescriptorConst cons
            a.m_scaleWithObject == b.m_scaleWithObject && a.m_arrowHeadsBeyondEnds == b.m_arrowHeadsBeyondEnds &&
            IsSameValue(a.m_style, b.m_style) && IsSameValue(a.m_pressure, b.m_pressure) &&
            IsSameValue(a.m_frontArrowHead, b.m_frontArrowHead) && IsSameValue(a.m_backArrowHead, b.m_backArrowHead);
+}
+
+void LineStyleDescriptor::SetPressure(Kernel::Counted<Geometry::CurveDbl const> const& pressure) {
+    m_pressure = Kernel::Consolidated<Geometry::CurveDbl>(pressure).ToCounted();
+}
+
+void LineStyleDescriptor::SetFrontArrowHead(Kernel::Counted<LineStyleArrowHead const> const& head) {
+    m_frontArrowHead = Kernel::Consolidated<LineStyleArrowHead>(head).ToCounted();
+}
+
+void LineStyleDescriptor::SetBackArrowHead(Kernel::Counted<LineStyleArrowHead const> const& head) {
+    m_backArrowHead = Kernel::Consolidated<LineStyleArrowHead>(head).ToCounted();
 }
 
 Kernel::Counted<LineStyleDescriptor> LineStyleDescriptor::Clone() const {

@@ -7,7 +7,7 @@ namespace Commands {
 
 namespace {
 
-// Outlines as SVG path data, in weights of the line: the tip is at (0, 0), x leads out of the line.
+// As SVG path data.
 constexpr std::string_view c_arrowHeadPaths[] = {
     "",
     "M0,0 L-4,2 L-4,-2 Z",
@@ -21,11 +21,16 @@ static_assert(std::size(c_arrowHeadPaths) == std::size(c_arrowHeadNames));
 Kernel::Counted<Renderer::LineStyleArrowHead const> MakeHead(ArrowHeadShape shape, double scale) {
     if (shape == ArrowHeadShape::None)
         return {};
-    auto const path = Geometry::ReadPathData(c_arrowHeadPaths[static_cast<std::size_t>(shape)]);
-    return Kernel::MakeCounted<Renderer::LineStyleArrowHead const>(path.curves, scale, scale);
+    return Kernel::MakeCounted<Renderer::LineStyleArrowHead const>(MakeArrowHeadShape(shape), scale, scale);
 }
 
 } // namespace
+
+Kernel::Counted<Geometry::PolyCurveDbl const> MakeArrowHeadShape(ArrowHeadShape shape) {
+    if (shape == ArrowHeadShape::None)
+        return {};
+    return Geometry::ReadPathData(c_arrowHeadPaths[static_cast<std::size_t>(shape)]).curves;
+}
 
 LineArgument::operator Kernel::Counted<Renderer::LineStyleDescriptor>() const {
     auto const style = Kernel::MakeCounted<Renderer::LineStyle>(weight);

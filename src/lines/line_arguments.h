@@ -35,6 +35,9 @@ using LinePropertySet = OutsideFlags<LineProperty>;
 
 enum class ArrowHeadShape : std::uint32_t { None = 0, Arrow = 1, Barbed = 2, Circle = 3, Square = 4, Bar = 5 };
 
+// The outline of a head, in weights of the line: its tip is at (0, 0), x leads out of the line. Null for None.
+REDRAFT_API Kernel::Counted<Geometry::PolyCurveDbl const> MakeArrowHeadShape(ArrowHeadShape shape);
+
 // A line as a record of values. Lengths are in document units (1/96 inch); dashes are in multiples of the weight.
 struct LineArgument {
     Renderer::LineType type = Renderer::LineType::Solid;

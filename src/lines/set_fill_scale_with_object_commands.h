@@ -4,6 +4,7 @@
 #include "frame/contract/notifications.h"
 #include "frame/persistence/persisted.h"
 #include "frame/selection/selection_command.h"
+#include "platform/document/edit_journal.h"
 #include "platform/document/interface_map.h"
 
 namespace Commands {
@@ -18,6 +19,14 @@ public:
 
     Kernel::LocalisedString GetDescription() const override {
         return Kernel::LocalisedString("Set scale with object", "Command description");
+    }
+    void Undo() override {
+        EditJournal::NoteValue(static_cast<T&>(*this), m_oldScales);
+        SelectionCommand<T>::Undo();
+    }
+    void Redo() override {
+        EditJournal::NoteValue(static_cast<T&>(*this), m_oldScales);
+        SelectionCommand<T>::Redo();
     }
     // Two switches are two steps.
     bool Merge(Kernel::Counted<Command const>) override { return false; }

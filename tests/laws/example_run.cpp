@@ -2,9 +2,12 @@
 #include "tests/laws/example_run.h"
 
 #include "frame/example_documents.h"
+#include "lines/line_arguments.h"
+#include "lines/line_examples.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/reflow_pages_command.h"
+#include "platform/kernel/type_name.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/shape_examples.h"
 #include "tests/support/borrowed_outline_node.h"
@@ -15,6 +18,38 @@
 #include <unistd.h>
 
 namespace {
+
+template <class C, class... Own>
+CommandExample LineExample(Own const&... own) {
+    return {std::string(Kernel::TypeName<C>()),
+            ExampleDocuments::Lines,
+            [=](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+                return Kernel::MakeCounted<C>(own..., ContentType::Object, false, true,
+                                              LineCommandDefaultsMode::SelectionOnly,
+                                              Kernel::Counted<Selection const>());
+            },
+            {}};
+}
+
+// The inner commands of those that set lines.
+std::vector<CommandExample> LineExamples() {
+    Commands::LineArgument const wide{.weight = 5, .dash = {3, 2}};
+    Kernel::Counted<Renderer::LineStyleDescriptor> const line = wide;
+    Kernel::Counted<Renderer::LineStyleArrowHead const> const none,
+        head = Kernel::MakeCounted<Renderer::LineStyleArrowHead const>(
+            Commands::MakeArrowHeadShape(Commands::ArrowHeadShape::Barbed), 1, 1);
+    auto const pressure = Kernel::MakeCounted<Geometry::CurveDbl>();
+    pressure->MoveTo({0, 1});
+    pressure->LineTo({1, 0.25});
+    Kernel::Counted<Geometry::CurveDbl const> const profile = pressure;
+    return {LineExample<SetLineStyleCommand>(line->GetLineStyle(), 0),
+            LineExample<SetLineAlignmentCommand>(Renderer::StrokeAlignment::Outside),
+            LineExample<SetDrawLineBehindFillCommand>(true),
+            LineExample<SetStrokeArrowHeadsCommand>(true, head, false, none, true),
+            LineExample<SetStrokeArrowHeadAlignmentCommand>(true),
+            LineExample<SetStrokeArrowHeadScaleCommand>(true, 2.0, true, 3.0),
+            LineExample<SetLineStylePressureCommand>(profile)};
+}
 
 std::vector<CommandExample> EngineExamples() {
     return {
@@ -72,6 +107,8 @@ std::vector<CommandExample> EngineExamples() {
 std::vector<CommandExample> const& AllExamples() {
     static std::vector<CommandExample> const s_all = [] {
         auto all = CommandExample::GetAll();
+        for (auto& example : LineExamples())
+            all.push_back(std::move(example));
         for (auto& example : EngineExamples())
             all.push_back(std::move(example));
         return all;

@@ -73,6 +73,9 @@ struct Change {
         return !CameOrWent() && (before->matrix != after->matrix ||
                                  !SameStates(before->states, after->states, {InterfaceId::Description}));
     }
+    bool HasNewStory() const {
+        return !CameOrWent() && before->states.Find(InterfaceId::Story) != after->states.Find(InterfaceId::Story);
+    }
     // Pixels change in a part of a layer only: where, the picture tells.
     bool HasOnlyNewPixels() const {
         return !CameOrWent() && !IsMoved() && before->matrix == after->matrix && before->bounds == after->bounds &&
@@ -231,6 +234,9 @@ private:
             changedNodes.push_back(changed->GetSelection().get());
         for (auto const& changed : Pick<MetadataChangedNotification>(m_told))
             changedNodes.push_back(changed->GetSelection().get());
+        std::vector<Selection const*> changedStories;
+        for (auto const& changed : Pick<StoryChangedNotification>(m_told))
+            changedStories.push_back(changed->GetSelection().get());
         for (auto const& change : m_changes) {
             auto const& shown = change.Any();
             bool const isPlaced = change.CameOrWent() || change.IsMoved() || change.HasNewNeighbour();
@@ -242,6 +248,8 @@ private:
                 Refuse(Describe(shown) + " has another name untold");
             if (change.HasNewData() && !change.IsMoved() && !m_isWhole && !IsNamed(shown, changedNodes))
                 Miss(Untold::NodeData, Describe(shown) + " has other data untold");
+            if (change.HasNewStory() && !IsNamed(shown, changedStories))
+                Miss(Untold::NodeData, Describe(shown) + " has another text untold");
             if (change.HasNewLink() && Pick<SymbolsChangedNotification>(m_told).empty())
                 Miss(Untold::Links, Describe(shown) + " was linked or detached untold");
             if (!change.HasNewBox() && (!change.LooksOther() || change.HasOnlyNewPixels()))
@@ -295,11 +303,15 @@ private:
             Miss(Untold::Selection, "the selection changed untold");
             return;
         }
+        // Other attributes of a selected object are a reason to look where its marks stand.
+        std::vector<Selection const*> withOtherAttributes;
+        for (auto const& changed : Pick<NodesAttributesChangedNotification>(m_told))
+            withOtherAttributes.push_back(changed->GetSelection().get());
         for (auto const& node : after ? after->GetNodes() : std::vector<Kernel::Counted<Node>>()) {
             auto const was = m_operation.before.nodes.find(node->GetId());
             auto const is = m_operation.after.nodes.find(node->GetId());
             bool const isThere = was != m_operation.before.nodes.end() && is != m_operation.after.nodes.end();
-            if (isThere && was->second.bounds != is->second.bounds)
+            if (isThere && was->second.bounds != is->second.bounds && !IsNamed(is->second, withOtherAttributes))
                 Miss(Untold::Selection, "the marks of the selection stand elsewhere untold");
         }
     }

@@ -150,18 +150,6 @@ public:
     Kernel::Counted<Kernel::Notification> Merge(Kernel::Counted<Kernel::Notification> other) override;
 };
 
-class REDRAFT_API NodesChangedNotification : public DocumentNotification {
-public:
-    NodesChangedNotification(Kernel::Counted<Selection const> selection,
-                             Kernel::Counted<DocumentController const> const& controller, bool preview)
-        : DocumentNotification(controller, preview), m_selection(std::move(selection)) {}
-    bool RequiredForPreviewing() override { return false; }
-    Kernel::Counted<Selection const> const& GetSelection() const { return m_selection; }
-
-private:
-    Kernel::Counted<Selection const> m_selection;
-};
-
 class REDRAFT_API DescriptionChangedNotification final : public NodesChangedNotification {
 public:
     using NodesChangedNotification::NodesChangedNotification;
@@ -182,19 +170,6 @@ public:
 private:
     int m_aspect;
     int m_reserved = 0;
-};
-
-class REDRAFT_API NodesAttributesChangedNotification final : public NodesChangedNotification {
-public:
-    NodesAttributesChangedNotification(Kernel::Counted<Selection const> selection,
-                                       Kernel::Counted<DocumentController const> const& controller, bool preview,
-                                       int aspect = 0)
-        : NodesChangedNotification(std::move(selection), controller, preview), m_aspect(aspect) {}
-    bool RequiredForPreviewing() override { return true; }
-    int GetAspect() const { return m_aspect; }
-
-private:
-    int m_aspect;
 };
 
 // The document's selection changed. A merged one spans from the oldest selection to the newest.

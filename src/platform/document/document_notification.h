@@ -67,6 +67,32 @@ public:
     int GetDedupeId() const override;
 };
 
+class REDRAFT_ENGINE NodesChangedNotification : public DocumentNotification {
+public:
+    NodesChangedNotification(Kernel::Counted<Selection const> selection,
+                             Kernel::Counted<DocumentController const> const& controller, bool preview)
+        : DocumentNotification(controller, preview), m_selection(std::move(selection)) {}
+    bool RequiredForPreviewing() override { return false; }
+    Kernel::Counted<Selection const> const& GetSelection() const { return m_selection; }
+
+private:
+    Kernel::Counted<Selection const> m_selection;
+};
+
+// `aspect` is a word of the front end's that says what of the nodes changed; 0: whatever there is.
+class REDRAFT_ENGINE NodesAttributesChangedNotification final : public NodesChangedNotification {
+public:
+    NodesAttributesChangedNotification(Kernel::Counted<Selection const> selection,
+                                       Kernel::Counted<DocumentController const> const& controller, bool preview,
+                                       int aspect = 0)
+        : NodesChangedNotification(std::move(selection), controller, preview), m_aspect(aspect) {}
+    bool RequiredForPreviewing() override { return true; }
+    int GetAspect() const { return m_aspect; }
+
+private:
+    int m_aspect;
+};
+
 class REDRAFT_ENGINE StoryChangedNotification : public DocumentNotification {
 public:
     StoryChangedNotification(Kernel::Counted<DocumentController const> const& controller,

@@ -110,7 +110,6 @@ private:
     bool m_makesLines = false;
     bool m_stacks = false;
     bool m_hasOldDefault = false;
-    bool m_changedStories = false;
     Kernel::Counted<Renderer::LineStyleDescriptor const> m_oldDefault, m_newDefault;
     ChangedAreas m_areas;
 };

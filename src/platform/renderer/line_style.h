@@ -79,6 +79,7 @@ public:
     double GetScaleY() const { return m_scaleY; }
     Kernel::Counted<LineStyleArrowHead> CloneWithNewScale(double scaleX, double scaleY) const;
 
+    std::size_t GetHash() const;
     friend REDRAFT_ENGINE bool operator==(LineStyleArrowHead const& a, LineStyleArrowHead const& b);
 
     void Save(Kernel::OutSerialiser& out) const override;
@@ -144,13 +145,15 @@ public:
     Kernel::Counted<LineStyleDescriptor> Clone() const;
 
     void SetLineStyle(Kernel::Consolidated<LineStyle> const& style) { m_style = style.ToCounted(); }
-    void SetPressure(Kernel::Counted<Geometry::CurveDbl const> pressure) { m_pressure = std::move(pressure); }
+    // Equal profiles and equal heads become one object, like equal styles: lines that are values of text are shared by
+    // all that are equal, and what they refer to must not depend on which of them was there first.
+    void SetPressure(Kernel::Counted<Geometry::CurveDbl const> const& pressure);
     void SetDrawBehindFill(bool behind) { m_drawBehindFill = behind; }
     void SetScaleWithObject(bool scale) { m_scaleWithObject = scale; }
     void SetStrokeAlignment(StrokeAlignment alignment) { m_alignment = alignment; }
     void SetArrowHeadsBeyondEnds(bool beyond) { m_arrowHeadsBeyondEnds = beyond; }
-    void SetFrontArrowHead(Kernel::Counted<LineStyleArrowHead const> head) { m_frontArrowHead = std::move(head); }
-    void SetBackArrowHead(Kernel::Counted<LineStyleArrowHead const> head) { m_backArrowHead = std::move(head); }
+    void SetFrontArrowHead(Kernel::Counted<LineStyleArrowHead const> const& head);
+    void SetBackArrowHead(Kernel::Counted<LineStyleArrowHead const> const& head);
 
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
