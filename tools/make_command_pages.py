@@ -45,7 +45,9 @@ def describe_parameters(parameters):
 # A value of each type for the call of a page.
 SAMPLES = {"boolean": "true", "integer": "1", "number": "0.5", "text": "Overview", "colour": "tomato",
            "point": "100,100", "rectangle": "20,20,220,170", "transform": "1,0,20,0,1,10", "path": "M0 0 C10 30 20 30 30 0",
-           "picture": "photo.png", "plug-in": "squareblur"}
+           "picture": "photo.png", "plug-in": "squareblur", "numbers": "3,2"}
+# Of records, by the parameter's name.
+RECORDS = {"line": '{"weight":4,"dash":[3,2],"endHead":"arrow"}'}
 
 
 def choose_call(command, symbol):
@@ -60,6 +62,8 @@ def choose_call(command, symbol):
                 value = re.split(", | or ", parameter["notation"])[-1]
             elif parameter["type"] == "symbol":
                 value = symbol
+            elif parameter["type"] == "record":
+                value = RECORDS.get(parameter["name"])
             if value is None:
                 break
             words.append(f"{parameter['name']}={value}")

@@ -18,41 +18,40 @@ SetLineDescriptorCommand::SetLineDescriptorCommand(Kernel::Counted<Renderer::Lin
       m_defaultsMode(defaultsMode) {}
 
 Kernel::LocalisedString SetLineDescriptorCommand::GetDescription() const {
-    auto const describe = [](char const* text) { return Kernel::LocalisedString(text, "Command description"); };
     switch (m_mask) {
     case 1 << 0:
-        return describe("Set line type");
+        return Kernel::LocalisedString("Set line type", "Command description");
     case 1 << 1:
     case 1 << 8:
-        return describe("Set line weight");
+        return Kernel::LocalisedString("Set line weight", "Command description");
     case 1 << 2:
-        return describe("Set line brush");
+        return Kernel::LocalisedString("Set line brush", "Command description");
     case 1 << 3:
-        return describe("Set line cap style");
+        return Kernel::LocalisedString("Set line cap style", "Command description");
     case 1 << 4:
-        return describe("Set line join style");
+        return Kernel::LocalisedString("Set line join style", "Command description");
     case 1 << 5:
-        return describe("Set line mitre limit");
+        return Kernel::LocalisedString("Set line mitre limit", "Command description");
     case 1 << 6:
-        return describe("Set line dash pattern");
+        return Kernel::LocalisedString("Set line dash pattern", "Command description");
     case 1 << 7:
-        return describe("Set line dash phase");
+        return Kernel::LocalisedString("Set line dash phase", "Command description");
     case 1 << 9:
-        return describe("Set line alignment");
+        return Kernel::LocalisedString("Set line alignment", "Command description");
     case 1 << 10:
-        return describe("Set line draw order");
+        return Kernel::LocalisedString("Set line draw order", "Command description");
     case 1 << 11:
-        return describe("Set line scale with object");
+        return Kernel::LocalisedString("Set line scale with object", "Command description");
     case 1 << 12:
     case 1 << 13:
     case 1 << 14:
     case 1 << 15:
     case 1 << 16:
-        return describe("Set line arrow head properties");
+        return Kernel::LocalisedString("Set line arrow head properties", "Command description");
     case 1 << 17:
-        return describe("Set line pressure profile");
+        return Kernel::LocalisedString("Set line pressure profile", "Command description");
     default:
-        return describe("Set linestyle");
+        return Kernel::LocalisedString("Set linestyle", "Command description");
     }
 }
 

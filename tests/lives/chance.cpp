@@ -44,6 +44,20 @@ std::string SymbolId(Random& random, DocumentController& document) {
                document.GetSymbolAtIndex(static_cast<int>(random.Below(static_cast<std::size_t>(count))))->GetId());
 }
 
+// The names of "a, b or c".
+std::vector<std::string> SplitNames(std::string const& notation, std::string const& last) {
+    std::vector<std::string> names;
+    std::size_t begin = 0;
+    for (;;) {
+        auto const comma = notation.find(", ", begin),
+                   end = comma != notation.npos ? comma : notation.find(last, begin);
+        names.push_back(notation.substr(begin, end == notation.npos ? end : end - begin));
+        if (end == notation.npos)
+            return names;
+        begin = end + (comma != notation.npos ? 2 : last.size());
+    }
+}
+
 // By what the parameter's type is called.
 std::string Value(Random& random, Props const& props, DocumentController& document, Shell::ParameterInfo const& info) {
     if (info.type == "boolean")
@@ -68,12 +82,24 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
         return props.picture;
     if (info.type == "plug-in")
         return props.plugins.empty() ? std::string("none") : random.Of(props.plugins);
+    if (info.type == "record" && info.name == "line")
+        return "'{\"weight\":" + Number(random, 0, 12) + ",\"dash\":[" + random.Of<std::string>({"", "3,1", "0,2"}) +
+               "],\"startHead\":\"" + random.Of<std::string>({"none", "arrow", "circle"}) +
+               "\",\"scaleWithObject\":" + random.Of<std::string>({"true", "false"}) + "}'";
     if (info.type == "record")
         return "'{\"name\":\"" + Number(random, 1, 1'000'000) + "\",\"spreadIndex\":0,\"viewBox\":[0,0,10,10]}'";
     if (info.type == "symbol")
         return SymbolId(random, document);
+    if (info.type == "numbers")
+        return random.Of<std::string>({"1", "3,1", "0,0"});
     if (info.type == "name")
-        return random.Of<std::string>({"keep", "adapt", "drop"});
+        return random.Of(SplitNames(info.notation, " or "));
+    if (info.type == "names") {
+        std::string const before = "all, or some of ", behind = ", with commas between";
+        auto const names = SplitNames(
+            info.notation.substr(before.size(), info.notation.size() - before.size() - behind.size()), " and ");
+        return random.Chance(20) ? "all" : random.Of(names) + "," + random.Of(names);
+    }
     throw std::runtime_error("no values are known for parameters of type " + std::string(info.type));
 }
 

@@ -104,8 +104,7 @@ void ProxyStates::Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const {
 void ProxyStates::Load(Kernel::InSerialiser const& in, Kernel::IDTag tag) {
     std::vector<StateElement> elements;
     Kernel::LoadValue(in, tag, elements);
-    m_entries.clear();
-    m_index.clear();
+    Clear();
     for (auto& element : elements) {
         if (element.owner)
             Keep(element.owner, element.before, element.after);
@@ -234,6 +233,13 @@ SelectionCommandProxyStateManager::AllStates SelectionCommandProxyStateManager::
                          ImageResourceInterface, PictureFrameInterface, TagInterface, EditabilityInterface,
                          DescriptionInterface, DrawOrderInterface, HyperlinkInterface, BaselineGridInterface,
                          ContourInterface, DataMergeInterface, GeometryModifierInterface>();
+}
+
+void SelectionCommandProxyStateManager::ForgetKeptStates() {
+    for (auto* const kept : GetAllStates()) {
+        if (kept != nullptr)
+            kept->Clear();
+    }
 }
 
 bool SelectionCommandProxyStateManager::HasKeptStates() const {

@@ -32,6 +32,7 @@ public:
         : Persisted<T, SelectionCommandWithSingleInterface<T, I>>(std::move(selection)), m_value(std::move(value)) {}
 
     void Do() override {
+        this->ForgetKeptStates();
         m_areas.Around(this->GetSelection(), [this] { SelectionCommand<T>::Do(); });
     }
     void Undo() override {

@@ -20,6 +20,10 @@ public:
     // Takes the newer states after from a command that ran later, and both states of objects that are not here.
     void MergeNewer(ProxyStates const& newer);
     bool IsEmpty() const noexcept { return m_entries.empty(); }
+    void Clear() noexcept {
+        m_entries.clear();
+        m_index.clear();
+    }
     // Walked and written in node-id order.
     void Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const;
     void Load(Kernel::InSerialiser const& in, Kernel::IDTag tag);
@@ -116,6 +120,8 @@ protected:
 
     void StoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
     void RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object);
+    // For a command that is done afresh, with other arguments than before.
+    void ForgetKeptStates();
     // Whether a visit changed the state of any object. Places in the tree are not looked at.
     bool HasKeptStates() const;
     // After the merge, Undo goes back to before this command, and Redo on to after the newer one. Places in the tree

@@ -31,6 +31,8 @@ BaseSetLineDescriptorCommand::BaseSetLineDescriptorCommand(ContentType contentTy
       m_makesLines(makesLines) {}
 
 void BaseSetLineDescriptorCommand::Do() {
+    ForgetKeptStates();
+    m_hasOldDefault = false;
     if (m_defaultsMode != LineCommandDefaultsMode::SelectionOnly)
         DoDefaults();
     m_areas.Around(GetSelection(), [this] { SelectionCommand::Do(); });
@@ -214,24 +216,26 @@ bool BaseSetLineDescriptorCommand::Load(Kernel::InSerialiser const& in, Kernel::
     return SelectionCommandProxyStateManager::Load(in, files, version);
 }
 
-namespace {
-
-Kernel::LocalisedString Describe(char const* text) { return Kernel::LocalisedString(text, "Command description"); }
-
-} // namespace
-
-Kernel::LocalisedString SetLineStyleCommand::GetDescription() const { return Describe("Set line style"); }
-Kernel::LocalisedString SetLineAlignmentCommand::GetDescription() const { return Describe("Set line alignment"); }
-Kernel::LocalisedString SetDrawLineBehindFillCommand::GetDescription() const { return Describe("Set line draw order"); }
-Kernel::LocalisedString SetStrokeArrowHeadsCommand::GetDescription() const { return Describe("Set line arrow heads"); }
+Kernel::LocalisedString SetLineStyleCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set line style", "Command description");
+}
+Kernel::LocalisedString SetLineAlignmentCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set line alignment", "Command description");
+}
+Kernel::LocalisedString SetDrawLineBehindFillCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set line draw order", "Command description");
+}
+Kernel::LocalisedString SetStrokeArrowHeadsCommand::GetDescription() const {
+    return Kernel::LocalisedString("Set line arrow heads", "Command description");
+}
 Kernel::LocalisedString SetStrokeArrowHeadAlignmentCommand::GetDescription() const {
-    return Describe("Set line arrow head alignment");
+    return Kernel::LocalisedString("Set line arrow head alignment", "Command description");
 }
 Kernel::LocalisedString SetStrokeArrowHeadScaleCommand::GetDescription() const {
-    return Describe("Set line arrow head scale");
+    return Kernel::LocalisedString("Set line arrow head scale", "Command description");
 }
 Kernel::LocalisedString SetLineStylePressureCommand::GetDescription() const {
-    return Describe("Set line pressure profile");
+    return Kernel::LocalisedString("Set line pressure profile", "Command description");
 }
 
 void SetLineStyleCommand::Apply(LineStyleArguments const& arguments, LineStyleDescriptor& descriptor) {
