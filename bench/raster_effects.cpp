@@ -6,12 +6,12 @@
 #include "bench/effects/floors.h"
 #include "bench/effects/timing.h"
 #include "bench/generated_document.h"
-#include "frame/example_documents.h"
 #include "platform/kernel/dispatch.h"
 #include "raster/raster_polar_to_rectangular_command.h"
 #include "raster/raster_rectangular_to_polar_command.h"
 #include "raster/raster_solarise_command.h"
 #include "raster/raster_web_safe_dither_command.h"
+#include "tests/examples/scenes/example_documents.h"
 
 #include <cstring>
 #include <memory>

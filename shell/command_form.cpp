@@ -286,6 +286,7 @@ CommandEntry MakeEntry(CommandCard const& card) {
     for (auto const& form : card.forms)
         entry.forms.push_back(MakeForm(form));
     entry.reason = card.reason;
+    entry.keptByUndo = card.keptByUndo;
     entry.canApplyTo = card.canApplyTo;
     entry.combinesObjects = card.combinesObjects;
     return entry;

@@ -67,6 +67,8 @@ struct CommandEntry {
     std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
     // Works on all selected objects together: they have to be of one spread, and hidden ones count.
     bool combinesObjects = false;
+    // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
+    std::string_view keptByUndo;
 
     // The form that the names choose. Throws Failure with ExitStatus::Usage.
     CommandForm const& ChooseForm(NamedValues const& values) const;

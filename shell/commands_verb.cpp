@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/example.h"
 #include "shell/command_table.h"
 #include "shell/verbs.h"
 
@@ -17,13 +16,8 @@ std::string_view GetReason(ListedCommand const& command) {
     return command.entry == nullptr ? c_innerCommand : command.entry->reason;
 }
 
-// The change that Undo leaves on purpose, in words; empty when it leaves none.
-std::string_view GetKeptByUndo(std::string_view className) {
-    for (auto const& example : CommandExample::GetAll()) {
-        if (example.className == className && !example.keptByContract.empty())
-            return example.keptByContract;
-    }
-    return {};
+std::string_view GetKeptByUndo(ListedCommand const& command) {
+    return command.entry == nullptr ? std::string_view() : command.entry->keptByUndo;
 }
 
 void AnswerParameters(JsonWriter& json, ListedCommand const& command) {
@@ -66,7 +60,7 @@ void AnswerJson(JsonWriter& json, ListedCommand const& command) {
     json.Member("description", command.description.GetText().view());
     json.Member("context", command.description.GetContext().view());
     AnswerParameters(json, command);
-    if (auto const kept = GetKeptByUndo(GetClassName(command)); !kept.empty())
+    if (auto const kept = GetKeptByUndo(command); !kept.empty())
         json.Member("kept", kept);
     if (!GetReason(command).empty())
         json.Member("reason", GetReason(command));
@@ -107,7 +101,7 @@ void PrintDetails(Session& session, ListedCommand const& command) {
     } else {
         session.Print("  not stored in documents\n");
     }
-    if (auto const kept = GetKeptByUndo(GetClassName(command)); !kept.empty())
+    if (auto const kept = GetKeptByUndo(command); !kept.empty())
         session.Print("  undo keeps: " + std::string(kept) + "\n");
     if (!GetReason(command).empty()) {
         session.Print("  cannot be run from the command line: " + std::string(GetReason(command)) + "\n");

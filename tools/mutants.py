@@ -73,11 +73,8 @@ def find_closing(text, opening):
 
 
 def find_mutants(path, text):
-    # Parts that are no behaviour of the library: comments, preprocessor lines, examples, assertions at compile time.
+    # Parts that are no behaviour of the library: comments, preprocessor lines, assertions at compile time.
     code = blank(text, r"//[^\n]*|/\*.*?\*/|^#[^\n]*|static_assert\([^;]*;")
-    for example in re.finditer(r"static ExampleRegistration const \w+\(", code):
-        end = find_closing(code, example.end() - 1)
-        code = code[: example.start()] + re.sub(r"[^\n]", " ", code[example.start() : end]) + code[end:]
     words = blank(code, r'"(?:[^"\\\n]|\\.)*"')
 
     def mutate(start, end, replacement):

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/inflate_untrusted_raster_nodes_command.h"
 
-#include "frame/example.h"
-#include "raster/raster_examples.h"
-
 namespace Commands {
 
 Kernel::LocalisedString InflateUntrustedRasterNodesCommand::GetDescription() const {
@@ -19,14 +16,5 @@ void InflateUntrustedRasterNodesCommand::ReceiveInterface(Kernel::NonCounted<Mut
     if (m_direction == Direction::Do)
         m_visitor->Visit(Kernel::NonCounted<Kernel::Countable>(layer.get()));
 }
-
-static ExampleRegistration const s_inflateUntrustedRasterNodesExample({
-    .className = "InflateUntrustedRasterNodesCommand",
-    .prepare = ExampleDocuments::TwoLayers,
-    .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<InflateUntrustedRasterNodesCommand>(controller.GetCurrentSelection());
-    },
-    .keptByContract = {},
-});
 
 } // namespace Commands

@@ -1,33 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/raster_polar_to_rectangular_command.h"
 
-#include "frame/example.h"
-#include "raster/raster_examples.h"
-
 namespace Commands {
 
 Kernel::LocalisedString RasterPolarToRectangularCommand::GetDescription() const {
     return Kernel::LocalisedString("Polar To Rectangular", "Command description");
 }
-
-static ExampleRegistration const s_rasterPolarToRectangularExample({
-    .className = "RasterPolarToRectangularCommand",
-    .prepare = ExampleDocuments::SelectedPixels,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterPolarToRectangularCommand>();
-    },
-    .keptByContract = {},
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-static ExampleRegistration const s_rasterPolarToRectangularLayersExample({
-    .className = "RasterPolarToRectangularCommand",
-    .prepare = ExampleDocuments::RasterLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterPolarToRectangularCommand>();
-    },
-    .keptByContract = {},
-    .untold = {CommandExample::Untold::NodeData},
-});
 
 } // namespace Commands

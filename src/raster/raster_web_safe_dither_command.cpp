@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/raster_web_safe_dither_command.h"
 
-#include "frame/example.h"
 #include "raster/pipeline/pipeline.h"
-#include "raster/raster_examples.h"
 #include "raster/web_safe_dither.h"
 
 namespace Commands {
@@ -27,25 +25,5 @@ Kernel::RectT<int> RasterWebSafeDitherCommand::DoEffect(Kernel::NonCounted<Mutab
     dither.MergeInto(*document, *layer);
     return region;
 }
-
-static ExampleRegistration const s_rasterWebSafeDitherExample({
-    .className = "RasterWebSafeDitherCommand",
-    .prepare = ExampleDocuments::SelectedPixels,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterWebSafeDitherCommand>();
-    },
-    .keptByContract = {},
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-static ExampleRegistration const s_rasterWebSafeDitherLayersExample({
-    .className = "RasterWebSafeDitherCommand",
-    .prepare = ExampleDocuments::RasterLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterWebSafeDitherCommand>();
-    },
-    .keptByContract = {},
-    .untold = {CommandExample::Untold::NodeData},
-});
 
 } // namespace Commands

@@ -2,11 +2,9 @@
 #include "raster/replace_bitmap_command.h"
 
 #include "frame/contract/notifications.h"
-#include "frame/example.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/abortable.h"
 #include "platform/kernel/cast.h"
-#include "raster/raster_examples.h"
 
 namespace Commands {
 
@@ -92,15 +90,5 @@ void ReplaceBitmapCommand::Deduplicate(Raster::BlockDeduplicationSupport& suppor
     if (m_bitmap && !flag.IsAborted())
         m_bitmap->Deduplicate(support, abort);
 }
-
-static ExampleRegistration const s_replaceBitmapExample({
-    .className = "ReplaceBitmapCommand",
-    .prepare = ExampleDocuments::TwoLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<ReplaceBitmapCommand>(ExampleDocuments::MakePicture(90, 40, Raster::FormatIA8),
-                                                         Kernel::Counted<Selection const>());
-    },
-    .keptByContract = {},
-});
 
 } // namespace Commands

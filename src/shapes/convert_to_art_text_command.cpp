@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/convert_to_art_text_command.h"
 
-#include "frame/example.h"
 #include "platform/document/document_controller.h"
 #include "shapes/text/art_text.h"
-#include "shapes/text_examples.h"
 
 namespace Commands {
 
@@ -115,14 +113,5 @@ bool ConvertToArtTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileS
     LoadReplacements(in, *this);
     return loaded;
 }
-
-static ExampleRegistration const s_convertToArtTextExample({
-    .className = "ConvertToArtTextCommand",
-    .prepare = ExampleDocuments::TextFrames,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<ConvertToArtTextCommand>();
-    },
-    .keptByContract = {},
-});
 
 } // namespace Commands

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/fill_holes_command.h"
 
-#include "frame/example.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "shapes/outlines/rebuilt_outline.h"
 #include "shapes/outlines/replacement_shape.h"
-#include "shapes/shape_examples.h"
 
 #include <algorithm>
 
@@ -211,29 +209,5 @@ void FillHolesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>
 Kernel::Counted<DocumentCommand> FillHolesCommand::Clone() const {
     return Kernel::MakeCounted<FillHolesCommand>(m_removeInternalLines);
 }
-
-static ExampleRegistration const s_fillHolesExample({
-    .className = "FillHolesCommand",
-    .prepare = ExampleDocuments::ShapesWithHoles,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<FillHolesCommand>();
-    },
-    .keptByContract = {},
-    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
-    // Required: shapes that keep their node fall out of the selection, which is what is told.
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-static ExampleRegistration const s_fillHolesLinesExample({
-    .className = "FillHolesCommand",
-    .prepare = ExampleDocuments::ShapesWithHoles,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<FillHolesCommand>(true);
-    },
-    .keptByContract = {},
-    .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
-    // Required: shapes that keep their node fall out of the selection, which is what is told.
-    .untold = {CommandExample::Untold::NodeData},
-});
 
 } // namespace Commands

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/ungroup_all_nodes_command.h"
 
-#include "frame/example.h"
-#include "frame/example_documents.h"
 #include "platform/document/dom_visitor.h"
 
 namespace Commands {
@@ -89,23 +87,5 @@ void UngroupAllNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> con
 Kernel::Counted<DocumentCommand> UngroupAllNodesCommand::Clone() const {
     return Kernel::MakeCounted<UngroupAllNodesCommand>();
 }
-
-static ExampleRegistration const s_ungroupAllNodesExample({
-    .className = "UngroupAllNodesCommand",
-    .prepare = ExampleDocuments::NestedGroups,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupAllNodesCommand>();
-    },
-    .keptByContract = {},
-});
-
-static ExampleRegistration const s_ungroupAllNodesLooksExample({
-    .className = "UngroupAllNodesCommand",
-    .prepare = ExampleDocuments::GroupsWithLooks,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupAllNodesCommand>();
-    },
-    .keptByContract = {},
-});
 
 } // namespace Commands

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/ungroup_nodes_command.h"
 
-#include "frame/example.h"
-#include "frame/example_documents.h"
-
 #include <algorithm>
 
 namespace Commands {
@@ -111,53 +108,5 @@ void UngroupNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> contro
 Kernel::Counted<DocumentCommand> UngroupNodesCommand::Clone() const {
     return Kernel::MakeCounted<UngroupNodesCommand>(m_relaxAppliedConstraints);
 }
-
-static ExampleRegistration const s_ungroupNodesExample({
-    .className = "UngroupNodesCommand",
-    .prepare = ExampleDocuments::NestedGroups,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
-});
-
-static ExampleRegistration const s_ungroupNodesLooksExample({
-    .className = "UngroupNodesCommand",
-    .prepare = ExampleDocuments::GroupsWithLooks,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
-});
-
-static ExampleRegistration const s_ungroupNodesConstraintsExample({
-    .className = "UngroupNodesCommand",
-    .prepare = ExampleDocuments::ConstraintsGroup,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
-    .lateFields = {"RACs"},
-});
-
-static ExampleRegistration const s_ungroupNodesBoxExample({
-    .className = "UngroupNodesCommand",
-    .prepare = ExampleDocuments::CloudSyncedBox,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
-    .keptAfterReload = "What stood in the box is put back as an ordinary child of it.",
-});
-
-static ExampleRegistration const s_ungroupNodesInstanceExample({
-    .className = "UngroupNodesCommand",
-    .prepare = ExampleDocuments::SymbolWithInstances,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
-    .untold = {CommandExample::Untold::Links},
-});
 
 } // namespace Commands

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/laws/example_run.h"
 
-#include "frame/example_documents.h"
 #include "lines/line_arguments.h"
-#include "lines/line_examples.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/kernel/type_name.h"
 #include "shapes/fill_holes_command.h"
-#include "shapes/shape_examples.h"
+#include "tests/examples/scenes/example_documents.h"
+#include "tests/examples/scenes/line_documents.h"
+#include "tests/examples/scenes/shape_documents.h"
 #include "tests/support/borrowed_outline_node.h"
 
 #include <cstdlib>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/laws/full_document.h"
 
-#include "frame/example_documents.h"
 #include "platform/renderer/recorded_drawing.h"
-#include "raster/raster_examples.h"
-#include "shapes/shape_examples.h"
-#include "shapes/text_examples.h"
+#include "tests/examples/scenes/example_documents.h"
+#include "tests/examples/scenes/raster_documents.h"
+#include "tests/examples/scenes/shape_documents.h"
+#include "tests/examples/scenes/text_documents.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/example.h"
 #include "platform/document/document_controller.h"
+#include "tests/examples/command_example.h"
 
 #include <map>
 #include <string>

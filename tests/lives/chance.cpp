@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/lives/chance.h"
 
-#include "frame/example.h"
 #include "platform/kernel/cast.h"
 #include "shell/command_table.h"
 #include "shell/failure.h"
 #include "shell/session.h"
 #include "shell/verbs.h"
+#include "tests/examples/command_example.h"
 #include "tests/lives/fade_command.h"
 
 #include <stdexcept>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/example_documents.h"
 #include "platform/kernel/dispatch.h"
+#include "tests/examples/scenes/example_documents.h"
 #include "tests/raster/judge.h"
 
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 #include "platform/document/document_renderer.h"
 #include "platform/kernel/cast.h"
 #include "shapes/convert_to_art_text_command.h"
-#include "shapes/text_examples.h"
+#include "tests/examples/scenes/text_documents.h"
 #include "tests/support/records.h"
 
 #include <filesystem>

@@ -3,7 +3,7 @@
 #include "platform/document/document_renderer.h"
 #include "platform/geometry/curve_operations.h"
 #include "shapes/divide_shapes_command.h"
-#include "shapes/text_examples.h"
+#include "tests/examples/scenes/text_documents.h"
 #include "tests/shapes/scene.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/contract/notifications.h"
 #include "shapes/divide_shapes_command.h"
-#include "shapes/text_examples.h"
+#include "tests/examples/scenes/text_documents.h"
 #include "tests/shapes/scene.h"
 
 #include <gtest/gtest.h>

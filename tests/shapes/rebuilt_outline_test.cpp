@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/outlines/rebuilt_outline.h"
 
-#include "shapes/shape_examples.h"
+#include "tests/examples/scenes/shape_documents.h"
 
 #include <gtest/gtest.h>
 

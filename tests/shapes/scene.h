@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "shapes/shape_examples.h"
+#include "tests/examples/scenes/shape_documents.h"
 #include "tests/support/documents.h"
 #include "tests/support/records.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/example_documents.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
+#include "tests/examples/scenes/example_documents.h"
 
 #include <string>
 

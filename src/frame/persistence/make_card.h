@@ -164,6 +164,8 @@ CommandCard MakeCard() {
         card.canApplyTo = &HasLayers;
     if constexpr (requires { T::c_combinesObjects; })
         card.combinesObjects = T::c_combinesObjects;
+    if constexpr (requires { T::c_keptByUndo; })
+        card.keptByUndo = T::c_keptByUndo;
     return card;
 }
 

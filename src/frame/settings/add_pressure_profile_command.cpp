@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/settings/add_pressure_profile_command.h"
 
-#include "frame/example.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
 
@@ -39,18 +38,5 @@ bool AddPressureProfileCommand::Merge(Kernel::Counted<Command const> newer) {
 Kernel::Counted<DocumentCommand> AddPressureProfileCommand::Clone() const {
     return Kernel::MakeCounted<AddPressureProfileCommand>(m_profile);
 }
-
-static ExampleRegistration const s_addPressureProfileExample({
-    .className = "AddPressureProfileCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        auto const profile = Kernel::MakeCounted<Geometry::CurveDbl>();
-        profile->MoveTo({0, 0});
-        profile->CubicTo({0.3, 1}, {0.7, 1}, {1, 0.2});
-        return Kernel::MakeCounted<AddPressureProfileCommand>(profile);
-    },
-    .keptByContract = {},
-    .untold = {CommandExample::Untold::Setting},
-});
 
 } // namespace Commands

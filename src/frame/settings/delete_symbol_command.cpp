@@ -2,8 +2,6 @@
 #include "frame/settings/delete_symbol_command.h"
 
 #include "frame/contract/notifications.h"
-#include "frame/example.h"
-#include "frame/example_documents.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 
@@ -85,14 +83,5 @@ void DeleteSymbolCommand::PostDequeueWithMutableController(Kernel::NonCounted<Do
     if (m_detachCommand)
         m_detachCommand->PostDequeueWithMutableController(controller);
 }
-
-static ExampleRegistration const s_deleteSymbolExample({
-    .className = "DeleteSymbolCommand",
-    .prepare = ExampleDocuments::SymbolWithInstances,
-    .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<DeleteSymbolCommand>(controller.GetSymbolAtIndex(0));
-    },
-    .keptByContract = {},
-});
 
 } // namespace Commands

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/settings/set_anchor_pages_setting_command.h"
 
-#include "frame/example.h"
 #include "platform/document/document_controller.h"
 
 namespace Commands {
@@ -14,15 +13,5 @@ void SetAnchorPagesSettingCommand::Do() {
     SetDirection(Direction::Do);
     m_documentController->GetPageManagementOptions()->SetShouldAnchorToSpine(m_anchorToSpine);
 }
-
-static ExampleRegistration const s_setAnchorPagesSettingExample({
-    .className = "SetAnchorPagesSettingCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetAnchorPagesSettingCommand>(false);
-    },
-    .keptByContract = "The setting is outside the history and stays.",
-    .untold = {CommandExample::Untold::Setting},
-});
 
 } // namespace Commands

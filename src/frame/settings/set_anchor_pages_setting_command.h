@@ -9,6 +9,8 @@ namespace Commands {
 // Tells whether pages keep to their side of the spine when others come and go. Not part of the history.
 class REDRAFT_API SetAnchorPagesSettingCommand final : public Persisted<SetAnchorPagesSettingCommand, DocumentCommand> {
 public:
+    static constexpr std::string_view c_keptByUndo = "The setting is outside the history and stays.";
+
     explicit SetAnchorPagesSettingCommand(bool anchorToSpine) : m_anchorToSpine(anchorToSpine) {}
 
     Kernel::LocalisedString GetDescription() const override;

@@ -2,7 +2,6 @@
 #include "frame/settings/set_guides_fill_command.h"
 
 #include "frame/contract/notifications.h"
-#include "frame/example.h"
 
 namespace Commands {
 
@@ -50,15 +49,5 @@ bool SetGuidesFillCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStor
     Kernel::LoadFields(*this, in);
     return true;
 }
-
-static ExampleRegistration const s_setGuidesFillExample({
-    .className = "SetGuidesFillCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetGuidesFillCommand>(
-            Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(0.2, 0.6, 1.0)));
-    },
-    .keptByContract = "The document defaults keep the new colour.",
-});
 
 } // namespace Commands

@@ -10,6 +10,8 @@ namespace Commands {
 // Sets the colour of the document's guides, which is also the colour that later documents get.
 class REDRAFT_API SetGuidesFillCommand final : public Persisted<SetGuidesFillCommand, DocumentCommand> {
 public:
+    static constexpr std::string_view c_keptByUndo = "The document defaults keep the new colour.";
+
     explicit SetGuidesFillCommand(Kernel::Counted<Renderer::FillDescriptor const> fill);
 
     Kernel::LocalisedString GetDescription() const override;

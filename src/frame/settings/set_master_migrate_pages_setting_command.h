@@ -16,6 +16,8 @@ namespace Commands {
 class REDRAFT_API SetMasterMigratePagesSettingCommand final
     : public Persisted<SetMasterMigratePagesSettingCommand, DocumentCommand> {
 public:
+    static constexpr std::string_view c_keptByUndo = "The setting is outside the history and stays.";
+
     explicit SetMasterMigratePagesSettingCommand(MasterMigrationStrategy strategy) : m_strategy(strategy) {}
 
     Kernel::LocalisedString GetDescription() const override;

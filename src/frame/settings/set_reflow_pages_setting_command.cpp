@@ -2,7 +2,6 @@
 #include "frame/settings/set_reflow_pages_setting_command.h"
 
 #include "frame/contract/notifications.h"
-#include "frame/example.h"
 #include "platform/document/reflow_pages_command.h"
 
 namespace Commands {
@@ -39,18 +38,5 @@ void SetReflowPagesSettingCommand::Notify(std::vector<Kernel::Counted<Kernel::No
 Kernel::Counted<DocumentCommand> SetReflowPagesSettingCommand::Clone() const {
     return Kernel::MakeCounted<SetReflowPagesSettingCommand>(m_newValue);
 }
-
-static ExampleRegistration const s_setReflowPagesSettingExample({
-    .className = "SetReflowPagesSettingCommand",
-    .prepare =
-        [](DocumentController& controller) {
-            auto const spread = controller.GetCurrentSpread();
-            spread->AddPage(Kernel::MakeCounted<PageNode>(Kernel::RectT<double>{900, 50, 1200, 450}));
-        },
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetReflowPagesSettingCommand>(true);
-    },
-    .keptByContract = {},
-});
 
 } // namespace Commands

@@ -2,7 +2,6 @@
 #include "frame/settings/set_scale_override_flags_command.h"
 
 #include "frame/contract/notifications.h"
-#include "frame/example.h"
 
 namespace Commands {
 
@@ -44,23 +43,5 @@ Kernel::Counted<DocumentCommand> SetScaleOverrideFlagsCommand::Clone() const {
     return m_isToggle ? Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(m_newEnabled)
                       : Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(m_newFlags);
 }
-
-static ExampleRegistration const s_setScaleOverrideFlagsFlagsExample({
-    .className = "SetScaleOverrideFlagsCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(5);
-    },
-    .keptByContract = {},
-});
-
-static ExampleRegistration const s_setScaleOverrideFlagsToggleExample({
-    .className = "SetScaleOverrideFlagsCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(true);
-    },
-    .keptByContract = {},
-});
 
 } // namespace Commands

@@ -2,7 +2,6 @@
 #include "frame/view/add_view_point_command.h"
 
 #include "frame/contract/notifications.h"
-#include "frame/example.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
@@ -60,31 +59,5 @@ bool AddViewPointCommand::Merge(Kernel::Counted<Command const> newer) {
 Kernel::Counted<DocumentCommand> AddViewPointCommand::Clone() const {
     return Kernel::MakeCounted<AddViewPointCommand>(m_viewPoint);
 }
-
-static ExampleRegistration const s_addViewPointExample({
-    .className = "AddViewPointCommand",
-    .prepare =
-        [](DocumentController& controller) {
-            controller.GetDocument()->SetViewPoints({{"Overview", 0, {0, 0, 800, 1100}}});
-        },
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<AddViewPointCommand>(ViewPointData{"Detail", 0, {100, 100, 300, 250}});
-    },
-    .keptByContract = {},
-});
-
-static ExampleRegistration const s_addViewPointEqualExample({
-    .className = "AddViewPointCommand",
-    .prepare =
-        [](DocumentController& controller) {
-            controller.GetDocument()->SetViewPoints(
-                {{"Detail", 0, {100, 100, 300, 250}}, {"Overview", 0, {0, 0, 800, 1100}}});
-        },
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<AddViewPointCommand>(ViewPointData{"Detail", 0, {100, 100, 300, 250}});
-    },
-    .keptByContract = "Of two equal view points the first goes, so that the one that was added stays at the end.",
-    .keptInDocument = true,
-});
 
 } // namespace Commands

@@ -10,6 +10,9 @@ namespace Commands {
 // Adds a stored view to the document. Not part of the history, but of the document.
 class REDRAFT_API AddViewPointCommand final : public Persisted<AddViewPointCommand, DocumentCommand> {
 public:
+    static constexpr std::string_view c_keptByUndo =
+        "Of two equal view points the first goes, so that the one that was added stays at the end.";
+
     explicit AddViewPointCommand(ViewPointData viewPoint) : m_viewPoint(std::move(viewPoint)) {}
 
     Kernel::LocalisedString GetDescription() const override;

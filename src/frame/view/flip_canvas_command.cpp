@@ -2,8 +2,6 @@
 #include "frame/view/flip_canvas_command.h"
 
 #include "frame/contract/notifications.h"
-#include "frame/example.h"
-#include "frame/example_documents.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 
@@ -73,15 +71,5 @@ void FlipCanvasCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>
 Kernel::Counted<DocumentCommand> FlipCanvasCommand::Clone() const {
     return Kernel::MakeCounted<FlipCanvasCommand>(m_horizontal);
 }
-
-static ExampleRegistration const s_flipCanvasExample({
-    .className = "FlipCanvasCommand",
-    .prepare = ExampleDocuments::NestedGroups,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<FlipCanvasCommand>(true);
-    },
-    .keptByContract = {},
-    .tellsWholeDocument = true,
-});
 
 } // namespace Commands

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "raster/raster_examples.h"
+#include "tests/examples/scenes/raster_documents.h"
 
-#include "frame/example_documents.h"
 #include "platform/raster/conversion.h"
+#include "tests/examples/scenes/example_documents.h"
 
 namespace ExampleDocuments {
 

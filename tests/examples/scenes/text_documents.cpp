@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "shapes/text_examples.h"
+#include "tests/examples/scenes/text_documents.h"
 
 namespace ExampleDocuments {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/example.h"
+#include "tests/examples/command_example.h"
 
 #include <algorithm>
 

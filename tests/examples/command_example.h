@@ -2,22 +2,21 @@
 #pragma once
 
 #include "platform/document/command.h"
-#include "platform/kernel/export.h"
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-// How a command is tried: a document, a selection, arguments. The laws run every example, and the generated pages show
-// it.
-struct REDRAFT_API CommandExample {
+// How a command is tried: a document, a selection, arguments. The laws run every example.
+struct CommandExample {
     // The class's plain name.
     std::string className;
     // Fills a new document of one empty A4 page, and selects what the command runs on.
     std::function<void(DocumentController&)> prepare;
     std::function<Kernel::Counted<DocumentCommand>(DocumentController&)> make;
     // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
-    std::string keptByContract;
+    std::string_view keptByContract;
     // Whether that is part of the document. Other things that are kept, such as defaults, are in no hash.
     bool keptInDocument = false;
     // The same for an Undo of a history that was loaded, where that leaves more.
@@ -51,7 +50,7 @@ struct REDRAFT_API CommandExample {
     static std::vector<CommandExample> const& GetAll();
 };
 
-// Registers an example while the library is loaded.
-struct REDRAFT_API ExampleRegistration {
+// Registers an example before the program begins.
+struct ExampleRegistration {
     explicit ExampleRegistration(CommandExample example) { CommandExample::Register(std::move(example)); }
 };

@@ -8,19 +8,19 @@ namespace ExampleDocuments {
 
 // Two groups with a group inside one of them, and shapes beside them; the groups and a shape are selected. One child is
 // framed text scale and one has transform constraints.
-REDRAFT_API void NestedGroups(DocumentController& controller);
+void NestedGroups(DocumentController& controller);
 // Groups that do something to their members as a whole: one is half clear, one clipped and one hidden. They are
 // selected.
-REDRAFT_API void GroupsWithLooks(DocumentController& controller);
+void GroupsWithLooks(DocumentController& controller);
 // A constraints group whose children have constraints; it is selected.
-REDRAFT_API void ConstraintsGroup(DocumentController& controller);
+void ConstraintsGroup(DocumentController& controller);
 // A symbol of two shapes with two linked instances; the instances are selected.
-REDRAFT_API void SymbolWithInstances(DocumentController& controller);
+void SymbolWithInstances(DocumentController& controller);
 // A synced box with content; it is selected.
-REDRAFT_API void CloudSyncedBox(DocumentController& controller);
+void CloudSyncedBox(DocumentController& controller);
 
-REDRAFT_API Kernel::Counted<ShapeNode> MakeRectangle(Kernel::RectT<double> box, double red, double green, double blue);
-REDRAFT_API void Append(Node& parent, Kernel::Counted<Node> child);
-REDRAFT_API void Select(DocumentController& controller, std::vector<Kernel::Counted<Node>> const& nodes);
+Kernel::Counted<ShapeNode> MakeRectangle(Kernel::RectT<double> box, double red, double green, double blue);
+void Append(Node& parent, Kernel::Counted<Node> child);
+void Select(DocumentController& controller, std::vector<Kernel::Counted<Node>> const& nodes);
 
 } // namespace ExampleDocuments

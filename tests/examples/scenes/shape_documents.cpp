@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "shapes/shape_examples.h"
+#include "tests/examples/scenes/shape_documents.h"
 
 namespace ExampleDocuments {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/example_documents.h"
+#include "tests/examples/scenes/example_documents.h"
 
 namespace ExampleDocuments {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/example_documents.h"
+#include "tests/examples/scenes/example_documents.h"
 
 namespace ExampleDocuments {
 
 // Shapes with a line that scales with them and with one that does not, placed at a scale of 2; one without a line; an
 // open path; a group and a text. All are selected.
-REDRAFT_API void Lines(DocumentController& controller);
+void Lines(DocumentController& controller);
 
 } // namespace ExampleDocuments

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/settings/set_scale_override_flags_command.h"
+#include "tests/examples/command_example.h"
+
+namespace Commands {
+
+static ExampleRegistration const s_setScaleOverrideFlagsFlagsExample({
+    .className = "SetScaleOverrideFlagsCommand",
+    .prepare = [](DocumentController&) {},
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(5);
+    },
+    .keptByContract = {},
+});
+
+static ExampleRegistration const s_setScaleOverrideFlagsToggleExample({
+    .className = "SetScaleOverrideFlagsCommand",
+    .prepare = [](DocumentController&) {},
+    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(true);
+    },
+    .keptByContract = {},
+});
+
+} // namespace Commands
