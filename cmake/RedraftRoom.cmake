@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # redraft_room(TARGET FOLDER [PARTS subfolder...] [LINK target...] [SYSTEM library...])
 #   One folder of sources, with those of its subfolders that PARTS names, as an object library. LINK names the rooms
-#   below that it may use; SYSTEM the third-party libraries, whose headers are not checked for warnings.
+#   below that it may use; SYSTEM the third-party libraries, whose headers are not checked for warnings. What it may
+#   include is said in levels.txt.
 function(redraft_room target folder)
     cmake_parse_arguments(ROOM "" "" "PARTS;LINK;SYSTEM" ${ARGN})
     set(folders ${folder})
@@ -16,7 +17,9 @@ function(redraft_room target folder)
         set(sources ${CMAKE_CURRENT_BINARY_DIR}/${target}_empty.cpp)
     endif()
     add_library(${target} OBJECT ${sources})
-    target_include_directories(${target} PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
+    string(REPLACE "${CMAKE_SOURCE_DIR}/" "" place ${CMAKE_CURRENT_SOURCE_DIR}/${folder})
+    string(REGEX REPLACE "/\\.$" "" place ${place})
+    redraft_level(${target} ${place})
     target_link_libraries(${target} PUBLIC Threads::Threads ${ROOM_LINK} PRIVATE ${ROOM_SYSTEM})
     redraft_batches(${target})
 endfunction()

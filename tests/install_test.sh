@@ -16,6 +16,12 @@ cmake -S "$source/examples" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$s
     -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_FLAGS="${EXAMPLE_FLAGS:-}" >>"$scratch/log"
 cmake --build "$scratch/build" >>"$scratch/log" || { cat "$scratch/log"; exit 1; }
 ctest --test-dir "$scratch/build" --output-on-failure
+# Every installed header finds those that it includes; private ones are not there, and nothing of the tests.
+headers=$scratch/moved/include/redraft
+find "$headers" -name '*.h' -printf '#include "%P"\n' | sort |
+    c++ -std=c++20 -fsyntax-only -Wno-pragma-once-outside-header -I "$headers" -x c++ -
+test ! -e "$headers/frame/class_list.h"
+! find "$scratch/moved" -name 'libredraft*.so' -exec nm -DC --defined-only {} + | grep Example
 # The pennant is on the other side of its page.
 grep -q 'id="pole" transform="matrix(-1 0 0 1 120 0)"' "$scratch/build/mirrored.svg"
 # A program outside the tree, as README.md has it.
