@@ -21,7 +21,7 @@ headers=$scratch/moved/include/redraft
 find "$headers" -name '*.h' -printf '#include "%P"\n' | sort |
     c++ -std=c++20 -fsyntax-only -Wno-pragma-once-outside-header -I "$headers" -x c++ -
 test ! -e "$headers/frame/class_list.h"
-! find "$scratch/moved" -name 'libredraft*.so' -exec nm -DC --defined-only {} + | grep Example
+if find "$scratch/moved" -name 'libredraft*.so' -exec nm -DC --defined-only {} + | grep Example; then exit 1; fi
 # The pennant is on the other side of its page.
 grep -q 'id="pole" transform="matrix(-1 0 0 1 120 0)"' "$scratch/build/mirrored.svg"
 # A program outside the tree, as README.md has it.

@@ -4,11 +4,11 @@
 //   command-pictures documents FOLDER       CLASS.redraft of each command's first example
 //   command-pictures pictures FOLDER OUT    OUT/CLASS-before.png and -after.png, where CLASS.redraft and
 //                                           CLASS-after.redraft of the folder look different
-#include "frame/example.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/kernel/files.h"
 #include "platform/raster/codec.h"
+#include "tests/examples/command_example.h"
 
 #include <algorithm>
 #include <cmath>
