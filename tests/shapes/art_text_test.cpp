@@ -2,7 +2,7 @@
 #include "shapes/text/art_text.h"
 
 #include "shapes/text/laid_out_text.h"
-#include "shapes/text_examples.h"
+#include "tests/examples/scenes/text_documents.h"
 #include "tests/shapes/scene.h"
 
 #include <gtest/gtest.h>
