@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/command.h"
+#include "platform/document/document_controller.h"
 
 #include <functional>
 #include <string>
