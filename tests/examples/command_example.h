@@ -15,7 +15,7 @@ struct CommandExample {
     // Fills a new document of one empty A4 page, and selects what the command runs on.
     std::function<void(DocumentController&)> prepare;
     std::function<Kernel::Counted<DocumentCommand>(DocumentController&)> make;
-    // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
+    // The things that Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
     std::string_view keptByContract;
     // Whether that is part of the document. Other things that are kept, such as defaults, are in no hash.
     bool keptInDocument = false;

@@ -19,7 +19,7 @@ private:
     ContentTypeEnumSerialiser();
 };
 
-// What line commands are told beside the property itself.
+// The options that all line commands take beside the property itself.
 template <class T>
 class BaseSetLineCommand : public SelectionCommandWithSingleInterfaceOrStoryInterface<T, LineStyleInterface> {
 public:

@@ -37,7 +37,7 @@ Division Divide(DivideInputs const& inputs) {
     return division;
 }
 
-// What clipped the source has been consumed, and so has what the outline of a compound curve is made of.
+// The clips of the source have been consumed, and so have the parts that the outline of a compound curve is made of.
 std::vector<ChildCopy> CopyContents(Node const& source) {
     if (Kernel::CastPointer<CompoundCurveNode const>(&source) != nullptr)
         return {};
