@@ -35,8 +35,7 @@ public:
             this->GetSelection(), this->GetDocumentController(), this->m_preview));
     }
     Kernel::Counted<DocumentCommand> Clone() const override {
-        return Kernel::MakeCounted<T>(m_scale, this->m_selectionFromDocument ? Kernel::Counted<Selection const>()
-                                                                             : this->m_selection);
+        return Kernel::MakeCounted<T>(m_scale, this->GetGivenSelection());
     }
 
 protected:

@@ -175,7 +175,7 @@ void SetLineDescriptorCommand::PostLoad(Kernel::NonCounted<DocumentController> c
 
 Kernel::Counted<DocumentCommand> SetLineDescriptorCommand::Clone() const {
     return Kernel::MakeCounted<SetLineDescriptorCommand>(m_descriptor, m_mask, m_contentType, m_useTextStyle,
-                                                         m_canMerge, m_defaultsMode, m_selection);
+                                                         m_canMerge, m_defaultsMode, GetGivenSelection());
 }
 
 } // namespace Commands

@@ -7,6 +7,7 @@
 #include "tests/support/documents.h"
 
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -47,7 +48,7 @@ private:
     int m_value = 0;
 };
 
-class OwnerCommand final : public Persisted<OwnerCommand, DocumentCommand> {
+class OwnerCommand : public Persisted<OwnerCommand, DocumentCommand> {
 public:
     OwnerCommand(int one, std::vector<int> const& many) : m_oneValue(one), m_manyValues(many) {}
     Kernel::LocalisedString GetDescription() const override { return {"Own", "Command description"}; }
@@ -93,10 +94,22 @@ private:
     InnerCommands m_many;
 };
 
+// One that says nothing of its own: its parts are its base's.
+class DerivedOwnerCommand final : public Persisted<DerivedOwnerCommand, OwnerCommand> {
+public:
+    DerivedOwnerCommand(int one, std::vector<int> const& many) : Persisted(one, many) {}
+
+private:
+    friend struct Kernel::FieldAccess;
+    DerivedOwnerCommand() : Persisted(0, std::vector<int>()) {}
+};
+
 using AddClass = RegisteredClass<AddCommand>;
 std::unique_ptr<AddClass> MakeAddClass() {
     return std::unique_ptr<AddClass>(new AddClass("TsAd", 1, DocumentCommand::GetTypeClassProperties(), Coverage::No));
 }
+RegisteredClass<DerivedOwnerCommand> const s_derivedOwner{"TsDO", 1, DocumentCommand::GetTypeClassProperties(),
+                                                          Coverage::No};
 RegisteredClass<OwnerCommand> const s_owner{"TsOw", 1, DocumentCommand::GetTypeClassProperties(), Coverage::No};
 
 struct InnerCommandsTest : testing::Test {
@@ -166,13 +179,17 @@ TEST_F(InnerCommandsTest, ThatFailTakeTheOthersBack) {
 
 TEST_F(InnerCommandsTest, OneThatCannotBeReadMakesItsStepUnreadableAndNotTheDocument) {
     auto const unreadable = AddCommand::c_unreadable;
-    struct Case {
-        int one;
-        std::vector<int> many;
-    };
-    for (auto const& [one, many] : {Case{unreadable, {2}}, Case{1, {2, unreadable}}}) {
+    std::vector<std::function<Kernel::Counted<DocumentCommand>()>> const owners{
+        [&] { return Kernel::MakeCounted<OwnerCommand>(unreadable, std::vector{2}); },
+        [&] {
+            return Kernel::MakeCounted<OwnerCommand>(1, std::vector{2, unreadable});
+        },
+        [&] {
+            return Kernel::MakeCounted<DerivedOwnerCommand>(1, std::vector{2, unreadable});
+        }};
+    for (auto const& make : owners) {
         auto const fresh = NewDocument();
-        fresh->Run(Kernel::MakeCounted<OwnerCommand>(one, many));
+        fresh->Run(make());
         fresh->Run(Kernel::MakeCounted<AddCommand>(5));
         auto const hash = fresh->GetHash(true);
         fresh->Save(path);

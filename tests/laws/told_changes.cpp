@@ -3,6 +3,7 @@
 
 #include "frame/contract/notifications.h"
 #include "platform/document/document_renderer.h"
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
@@ -227,6 +228,19 @@ private:
         });
     }
 
+    // The same of a node's story, which is that of all frames of its chain.
+    bool IsStoryNamed(Shown const& shown, std::vector<Selection const*> const& selections) const {
+        auto const* const text = Kernel::CastPointer<TextNode const>(shown.node.get());
+        if (text == nullptr)
+            return IsNamed(shown, selections);
+        auto const flow = text->GetTextFlow();
+        return std::any_of(flow->begin(), flow->end(), [&](Kernel::Counted<TextNode> const& frame) {
+            Shown each = shown;
+            each.node = frame;
+            return IsNamed(each, selections);
+        });
+    }
+
     void JudgeNodes() {
         bool const isStructureTold = !Pick<DocumentStructureChangedNotification>(m_told).empty();
         std::vector<Selection const*> changedNodes;
@@ -248,7 +262,7 @@ private:
                 Refuse(Describe(shown) + " has another name untold");
             if (change.HasNewData() && !change.IsMoved() && !m_isWhole && !IsNamed(shown, changedNodes))
                 Miss(Untold::NodeData, Describe(shown) + " has other data untold");
-            if (change.HasNewStory() && !IsNamed(shown, changedStories))
+            if (change.HasNewStory() && !IsStoryNamed(shown, changedStories))
                 Miss(Untold::NodeData, Describe(shown) + " has another text untold");
             if (change.HasNewLink() && Pick<SymbolsChangedNotification>(m_told).empty())
                 Miss(Untold::Links, Describe(shown) + " was linked or detached untold");

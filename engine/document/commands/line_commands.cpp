@@ -7,6 +7,7 @@
 #include "platform/kernel/cast.h"
 
 #include <iterator>
+#include <unordered_set>
 
 using Renderer::FillDescriptor, Renderer::LineStyle, Renderer::LineStyleArrowHead, Renderer::LineStyleDescriptor;
 
@@ -35,12 +36,12 @@ void BaseSetLineDescriptorCommand::Do() {
     m_hasOldDefault = false;
     if (m_defaultsMode != LineCommandDefaultsMode::SelectionOnly)
         DoDefaults();
-    m_areas.Around(GetSelection(), [this] { SelectionCommand::Do(); });
+    m_areas.Around(GetShownSelection(), [this] { SelectionCommand::Do(); });
     m_stacks = HasKeptStates() || m_hasOldDefault;
 }
 
 void BaseSetLineDescriptorCommand::Undo() {
-    m_areas.Around(GetSelection(), [this] { SelectionCommand::Undo(); });
+    m_areas.Around(GetShownSelection(), [this] { SelectionCommand::Undo(); });
     if (m_hasOldDefault)
         m_documentController->GetDocumentDefaults()->SetLineStyleDescriptor(m_oldDefault);
 }
@@ -48,7 +49,26 @@ void BaseSetLineDescriptorCommand::Undo() {
 void BaseSetLineDescriptorCommand::Redo() {
     if (m_hasOldDefault)
         m_documentController->GetDocumentDefaults()->SetLineStyleDescriptor(m_newDefault);
-    m_areas.Around(GetSelection(), [this] { SelectionCommand::Redo(); });
+    m_areas.Around(GetShownSelection(), [this] { SelectionCommand::Redo(); });
+}
+
+Kernel::Counted<Selection const> BaseSetLineDescriptorCommand::GetShownSelection() {
+    auto const selection = GetSelection();
+    if (!selection || m_contentType != ContentType::Object)
+        return selection;
+    std::vector<Kernel::Counted<Node>> others;
+    std::unordered_set<TextNode const*> stories;
+    for (auto* const object : selection->GetObjects()) {
+        auto const* const text = Kernel::CastPointer<TextNode const>(object);
+        auto const flow = text == nullptr ? nullptr : text->GetTextFlow();
+        if (flow && flow->size() > 1 && stories.insert(flow->begin()->get()).second)
+            others.insert(others.end(), flow->begin(), flow->end());
+    }
+    if (others.empty())
+        return selection;
+    auto const selected = selection->GetNodes();
+    others.insert(others.end(), selected.begin(), selected.end());
+    return Kernel::MakeCounted<Selection const>(others);
 }
 
 void BaseSetLineDescriptorCommand::DoDefaults() {
@@ -148,7 +168,7 @@ void BaseSetLineDescriptorCommand::Notify(Kernel::NotificationList& notification
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
         controller, m_areas.GetRects(), m_selection, m_preview, false, false, false));
     notifications.push_back(
-        Kernel::MakeCounted<NodesAttributesChangedNotification>(m_selection, controller, m_preview));
+        Kernel::MakeCounted<NodesAttributesChangedNotification>(GetShownSelection(), controller, m_preview));
     if (ProxyStateManager<StoryInterface>::HasStates())
         notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, m_selection, m_preview));
 }
@@ -185,7 +205,7 @@ void BaseSetLineDescriptorCommand::CopyArgumentsFrom(BaseSetLineDescriptorComman
     m_canMerge = other.m_canMerge;
     m_defaultsMode = other.m_defaultsMode;
     m_makesLines = other.m_makesLines;
-    m_selection = other.m_selectionFromDocument ? Kernel::Counted<Selection const>() : other.m_selection;
+    m_selection = other.GetGivenSelection();
 }
 
 void BaseSetLineDescriptorCommand::Save(Kernel::OutSerialiser& out, Kernel::IDTag oldDefaultTag) const {

@@ -79,7 +79,7 @@ struct REDRAFT_API CommandCard {
     std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
     // Works on all selected objects together: they have to be of one spread, and hidden ones count.
     bool combinesObjects = false;
-    // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
+    // The things that Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
     std::string_view keptByUndo;
 
     static void Register(CommandCard card);

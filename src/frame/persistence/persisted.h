@@ -56,20 +56,7 @@ bool AreComplete(T const& object, Kernel::InSerialiser const& in) {
     return complete;
 }
 
-// Those that T's own fields hold.
-template <class T, class Base>
-void Append(T const& object, InnerCommands::List& found) {
-    ForEachField<T, Base>([&]<class F>(F const& field) {
-        if constexpr (c_holdsOne<MemberType<F>>) {
-            if (auto const& command = object.*field.GetMember())
-                found.emplace_back(command);
-        } else if constexpr (std::is_same_v<MemberType<F>, InnerCommands>) {
-            auto const& commands = (object.*field.GetMember()).Get();
-            found.insert(found.end(), commands.begin(), commands.end());
-        }
-    });
-}
-
+// Whether T's own fields hold commands.
 template <class T, class Base>
 constexpr bool HasAny() {
     bool any = false;
@@ -78,6 +65,32 @@ constexpr bool HasAny() {
             any = any || c_holdsOne<MemberType<F>> || std::is_same_v<MemberType<F>, InnerCommands>;
         });
     return any;
+}
+
+// Whether fields of T or of its bases hold commands.
+template <class T>
+constexpr bool HasAnyInChain() {
+    if constexpr (requires { typename T::FieldBase; })
+        return HasAny<T, typename T::FieldBase>() || HasAnyInChain<typename T::FieldBase>();
+    else
+        return false;
+}
+
+// Those that fields of T and of its bases hold.
+template <class T>
+void Append(T const& object, InnerCommands::List& found) {
+    if constexpr (requires { typename T::FieldBase; }) {
+        ForEachField<T, typename T::FieldBase>([&]<class F>(F const& field) {
+            if constexpr (c_holdsOne<MemberType<F>>) {
+                if (auto const& command = object.*field.GetMember())
+                    found.emplace_back(command);
+            } else if constexpr (std::is_same_v<MemberType<F>, InnerCommands>) {
+                auto const& commands = (object.*field.GetMember()).Get();
+                found.insert(found.end(), commands.begin(), commands.end());
+            }
+        });
+        Append<typename T::FieldBase>(object, found);
+    }
 }
 
 } // namespace InnerCommandFields

@@ -23,9 +23,9 @@ public:
         if (coverage == Coverage::Yes)
             CommandCoverage::Instance().Register(typeid(T), Kernel::TypeName<T>().data());
         CommandCard::Register(CardMaking::MakeCard<T>());
-        if constexpr (InnerCommandFields::HasAny<T, typename T::FieldBase>())
+        if constexpr (InnerCommandFields::HasAnyInChain<T>())
             RegisterInnerCommands(m_properties, [](DocumentCommand const& command, InnerCommands::List& found) {
-                InnerCommandFields::Append<T, typename T::FieldBase>(static_cast<T const&>(command), found);
+                InnerCommandFields::Append<T>(static_cast<T const&>(command), found);
             });
     }
     RegisteredClass(RegisteredClass const&) = delete;

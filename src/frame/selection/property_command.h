@@ -44,8 +44,7 @@ public:
     bool ShouldStackForUndo() const override { return this->HasKeptStates(); }
     // The given selection, but not one that was taken from the document at run time.
     Kernel::Counted<DocumentCommand> Clone() const override {
-        return Kernel::MakeCounted<T>(m_value, this->m_selectionFromDocument ? Kernel::Counted<Selection const>()
-                                                                             : this->m_selection);
+        return Kernel::MakeCounted<T>(m_value, this->GetGivenSelection());
     }
     // Where the objects showed before and show now, and that their attributes changed.
     void Notify(Kernel::NotificationList& notifications) override {

@@ -105,6 +105,8 @@ private:
     Kernel::Counted<Renderer::LineStyleDescriptor const>
     MakeChanged(Kernel::Counted<Renderer::LineStyleDescriptor const> const& line, double scale);
     Kernel::Counted<Renderer::FillDescriptor const> GetDefaultPaint() const;
+    // The selected objects, and all frames that show the story of one of them.
+    Kernel::Counted<Selection const> GetShownSelection();
     void DoDefaults();
 
     bool m_makesLines = false;

@@ -38,6 +38,10 @@ public:
 protected:
     // An ordered copy of the document's current selection; empty without a controller or a selection.
     Kernel::Counted<Selection const> CreateSelectionOrdered();
+    // The selection that the command was given; empty for one that takes the document's at run time. For clones.
+    Kernel::Counted<Selection const> GetGivenSelection() const {
+        return m_selectionFromDocument ? Kernel::Counted<Selection const>() : m_selection;
+    }
     bool IsSelectionEqualTo(Kernel::Counted<Selection const> const& other) const;
 
     Kernel::Counted<Selection const> m_selection;

@@ -62,6 +62,14 @@ void Lines(DocumentController& controller) {
     text->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
     Append(*spread, text);
     selected.emplace_back(text);
+    // Of a chain the follower is selected, which has no story of its own.
+    auto const head = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{340, 280, 440, 300});
+    auto const follower = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{460, 280, 560, 340});
+    head->SetText(Story::GlyphString(Kernel::String("A text that goes on in a second frame behind the first")), {}, {});
+    Append(*spread, head);
+    Append(*spread, follower);
+    follower->LinkBehind(*head);
+    selected.emplace_back(follower);
     Select(controller, selected);
 }
 
