@@ -13,10 +13,10 @@ struct CommandExample {
     // The class's plain name.
     std::string className;
     // Fills a new document of one empty A4 page, and selects what the command runs on.
-    std::function<void(DocumentController&)> prepare;
+    std::function<void(DocumentController&)> prepare = [](DocumentController&) {};
     std::function<Kernel::Counted<DocumentCommand>(DocumentController&)> make;
     // The things that Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
-    std::string_view keptByContract;
+    std::string_view keptByContract = {};
     // Whether that is part of the document. Other things that are kept, such as defaults, are in no hash.
     bool keptInDocument = false;
     // The same for an Undo of a history that was loaded, where that leaves more.

@@ -96,8 +96,9 @@ void Append(T const& object, InnerCommands::List& found) {
 } // namespace InnerCommandFields
 
 // Between a persisted class T and its base: what every such class has to say of itself to the registry, and how it is
-// stored: the fields of T's list, if it has one of its own, then the base. A class that is stored in another order says
-// so itself. T befriends Kernel::FieldAccess, for its private default constructor and its field list.
+// stored: the fields of T's list, if it has one of its own, then the base; the base first where T says
+// `static constexpr bool c_storesBaseFirst = true`. T befriends Kernel::FieldAccess, for its private default constructor
+// and its field list.
 template <class T, class Base>
 class Persisted : public Base {
 public:
@@ -112,10 +113,14 @@ public:
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 
     void Save(Kernel::OutSerialiser& out) const override {
+        if constexpr (StoresBaseFirst())
+            Base::Save(out);
         if constexpr (Kernel::FieldAccess::HasOwnFields<T, Base>())
             Kernel::SaveFields(static_cast<T const&>(*this), out);
-        Base::Save(out);
+        if constexpr (!StoresBaseFirst())
+            Base::Save(out);
     }
+    // Values are found by their tags, so that the order of loading is free.
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override {
         if constexpr (Kernel::FieldAccess::HasOwnFields<T, Base>())
             Kernel::LoadFields(static_cast<T&>(*this), in);
@@ -129,6 +134,12 @@ public:
 private:
     template <class>
     friend class RegisteredClass;
+    static consteval bool StoresBaseFirst() {
+        if constexpr (requires { T::c_storesBaseFirst; })
+            return T::c_storesBaseFirst;
+        else
+            return false;
+    }
     // No class of this library gives values to fields whose tag is missing.
     static Kernel::ClassPropertiesBase::DefaultItem const* __GetDefaultSerialisation() {
         static Kernel::ClassPropertiesBase::DefaultItem const s_none[1]{};

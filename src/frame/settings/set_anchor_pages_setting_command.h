@@ -1,27 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "platform/document/command.h"
+#include "frame/settings/unrecorded_command.h"
+#include "platform/document/document_controller.h"
 
 namespace Commands {
 
 // Tells whether pages keep to their side of the spine when others come and go. Not part of the history.
-class REDRAFT_API SetAnchorPagesSettingCommand final : public Persisted<SetAnchorPagesSettingCommand, DocumentCommand> {
+class REDRAFT_API SetAnchorPagesSettingCommand final : public UnrecordedCommand<SetAnchorPagesSettingCommand> {
 public:
     static constexpr std::string_view c_keptByUndo = "The setting is outside the history and stays.";
 
     explicit SetAnchorPagesSettingCommand(bool anchorToSpine) : m_anchorToSpine(anchorToSpine) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override {}
-    void Redo() override {}
-    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>&) override {}
-    bool ShouldStackForUndo() const override { return false; }
-    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
-    bool MakesDOMDirty() const override { return false; }
-    bool ShouldStackForMacro() const override { return false; }
+    Kernel::LocalisedString GetDescription() const override {
+        return Kernel::LocalisedString("Set Anchor To Spine", "Command description");
+    }
+    void Do() override {
+        SetDirection(Direction::Do);
+        m_documentController->GetPageManagementOptions()->SetShouldAnchorToSpine(m_anchorToSpine);
+    }
 
 private:
     friend struct Kernel::FieldAccess;

@@ -5,9 +5,6 @@
 
 namespace Commands {
 
-SetGuidesFillCommand::SetGuidesFillCommand(Kernel::Counted<Renderer::FillDescriptor const> fill)
-    : m_newFill(std::move(fill)) {}
-
 Kernel::LocalisedString SetGuidesFillCommand::GetDescription() const {
     return Kernel::LocalisedString("Set Guides Colour", "Command Description");
 }
@@ -30,24 +27,13 @@ void SetGuidesFillCommand::Redo() {
     m_documentController->GetDocument()->SetGuidesFill(m_newFill);
 }
 
-void SetGuidesFillCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) {
+void SetGuidesFillCommand::Notify(Kernel::NotificationList& notifications) {
     notifications.push_back(Kernel::MakeCounted<UIColoursChangedNotification>());
     notifications.push_back(Kernel::MakeCounted<GuidesChangedNotification>(GetDocumentController(), m_preview));
 }
 
 Kernel::Counted<DocumentCommand> SetGuidesFillCommand::Clone() const {
     return Kernel::MakeCounted<SetGuidesFillCommand>(m_newFill);
-}
-
-void SetGuidesFillCommand::Save(Kernel::OutSerialiser& out) const {
-    DocumentCommand::Save(out);
-    Kernel::SaveFields(*this, out);
-}
-
-bool SetGuidesFillCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    DocumentCommand::Load(in, files, version);
-    Kernel::LoadFields(*this, in);
-    return true;
 }
 
 } // namespace Commands

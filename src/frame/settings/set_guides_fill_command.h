@@ -11,17 +11,16 @@ namespace Commands {
 class REDRAFT_API SetGuidesFillCommand final : public Persisted<SetGuidesFillCommand, DocumentCommand> {
 public:
     static constexpr std::string_view c_keptByUndo = "The document defaults keep the new colour.";
+    static constexpr bool c_storesBaseFirst = true;
 
-    explicit SetGuidesFillCommand(Kernel::Counted<Renderer::FillDescriptor const> fill);
+    explicit SetGuidesFillCommand(Kernel::Counted<Renderer::FillDescriptor const> fill) : m_newFill(std::move(fill)) {}
 
     Kernel::LocalisedString GetDescription() const override;
     void Do() override;
     void Undo() override;
     void Redo() override;
-    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
+    void Notify(Kernel::NotificationList& notifications) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
     friend struct Kernel::FieldAccess;

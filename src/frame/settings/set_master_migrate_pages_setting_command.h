@@ -2,9 +2,8 @@
 #pragma once
 
 #include "frame/persistence/command_card.h"
-#include "frame/persistence/persisted.h"
-#include "platform/document/command.h"
-#include "platform/document/document_settings.h"
+#include "frame/settings/unrecorded_command.h"
+#include "platform/document/document_controller.h"
 
 inline constexpr std::string_view c_masterMigrationNames[] = {"keep", "adapt", "drop"};
 template <>
@@ -14,21 +13,19 @@ namespace Commands {
 
 // Tells how masters are carried over when pages move. Not part of the history.
 class REDRAFT_API SetMasterMigratePagesSettingCommand final
-    : public Persisted<SetMasterMigratePagesSettingCommand, DocumentCommand> {
+    : public UnrecordedCommand<SetMasterMigratePagesSettingCommand> {
 public:
     static constexpr std::string_view c_keptByUndo = "The setting is outside the history and stays.";
 
     explicit SetMasterMigratePagesSettingCommand(MasterMigrationStrategy strategy) : m_strategy(strategy) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override {}
-    void Redo() override {}
-    void Notify(std::vector<Kernel::Counted<Kernel::Notification>>&) override {}
-    bool ShouldStackForUndo() const override { return false; }
-    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
-    bool MakesDOMDirty() const override { return false; }
-    bool ShouldStackForMacro() const override { return false; }
+    Kernel::LocalisedString GetDescription() const override {
+        return Kernel::LocalisedString("Set Master Migrate", "Command description");
+    }
+    void Do() override {
+        SetDirection(Direction::Do);
+        m_documentController->GetPageManagementOptions()->SetMasterMigrationStrategy(m_strategy);
+    }
 
 private:
     friend struct Kernel::FieldAccess;

@@ -10,10 +10,10 @@ namespace {
 ExampleRegistration const s_setBrushScaleExample({
     .className = "SetBrushFillScaleWithObjectCommand",
     .prepare = ExampleDocuments::Lines,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetBrushFillScaleWithObjectCommand>(false, Kernel::Counted<Selection const>());
-    },
-    .keptByContract = {},
+    .make =
+        [](auto&) {
+            return Kernel::MakeCounted<SetBrushFillScaleWithObjectCommand>(false, Kernel::Counted<Selection const>());
+        },
     // No pixel changes.
     .untold = {CommandExample::Untold::Area},
 });
@@ -21,10 +21,10 @@ ExampleRegistration const s_setBrushScaleExample({
 ExampleRegistration const s_setPenScaleExample({
     .className = "SetPenFillScaleWithObjectCommand",
     .prepare = ExampleDocuments::Lines,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetPenFillScaleWithObjectCommand>(false, Kernel::Counted<Selection const>());
-    },
-    .keptByContract = {},
+    .make =
+        [](auto&) {
+            return Kernel::MakeCounted<SetPenFillScaleWithObjectCommand>(false, Kernel::Counted<Selection const>());
+        },
     // No pixel changes.
     .untold = {CommandExample::Untold::Area},
 });

@@ -28,7 +28,6 @@ ExampleRegistration const s_setLineExample({
     .prepare = ExampleDocuments::Lines,
     .make =
         [](DocumentController&) { return MakeSetLine(0, ContentType::Object, LineCommandDefaultsMode::SelectionOnly); },
-    .keptByContract = {},
 });
 
 // The frames of texts, and what new objects get.
@@ -40,7 +39,6 @@ ExampleRegistration const s_setLineOfFramesExample({
             return MakeSetLine(1 << 1 | 1 << 6 | 1 << 12, ContentType::Frame,
                                LineCommandDefaultsMode::SelectionAndDefaults);
         },
-    .keptByContract = {},
 });
 
 } // namespace

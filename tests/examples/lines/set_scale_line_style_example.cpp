@@ -10,12 +10,12 @@ namespace {
 ExampleRegistration const s_setScaleLineExample({
     .className = "SetScaleLineStyleCommand",
     .prepare = ExampleDocuments::Lines,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetScaleLineStyleCommand>(false, ContentType::Object, false, true,
-                                                             LineCommandDefaultsMode::SelectionOnly,
-                                                             Kernel::Counted<Selection const>());
-    },
-    .keptByContract = {},
+    .make =
+        [](auto&) {
+            return Kernel::MakeCounted<SetScaleLineStyleCommand>(false, ContentType::Object, false, true,
+                                                                 LineCommandDefaultsMode::SelectionOnly,
+                                                                 Kernel::Counted<Selection const>());
+        },
 });
 
 } // namespace

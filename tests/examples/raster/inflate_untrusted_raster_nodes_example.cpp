@@ -11,7 +11,6 @@ static ExampleRegistration const s_inflateUntrustedRasterNodesExample({
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<InflateUntrustedRasterNodesCommand>(controller.GetCurrentSelection());
     },
-    .keptByContract = {},
 });
 
 } // namespace Commands

@@ -44,10 +44,7 @@ private:
 static ExampleRegistration const s_rasterPluginFilterExample({
     .className = "RasterPluginFilterCommand",
     .prepare = ExampleDocuments::SelectedPixels,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterPluginFilterCommand>(Kernel::MakeCounted<ExamplePlugin>());
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterPluginFilterCommand>(Kernel::MakeCounted<ExamplePlugin>()); },
     .untold = {CommandExample::Untold::NodeData},
 });
 

@@ -8,20 +8,14 @@ namespace Commands {
 static ExampleRegistration const s_rasterPolarToRectangularExample({
     .className = "RasterPolarToRectangularCommand",
     .prepare = ExampleDocuments::SelectedPixels,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterPolarToRectangularCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterPolarToRectangularCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_rasterPolarToRectangularLayersExample({
     .className = "RasterPolarToRectangularCommand",
     .prepare = ExampleDocuments::RasterLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterPolarToRectangularCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterPolarToRectangularCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 

@@ -8,20 +8,14 @@ namespace Commands {
 static ExampleRegistration const s_rasterRectangularToPolarExample({
     .className = "RasterRectangularToPolarCommand",
     .prepare = ExampleDocuments::SelectedPixels,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterRectangularToPolarCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterRectangularToPolarCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_rasterRectangularToPolarLayersExample({
     .className = "RasterRectangularToPolarCommand",
     .prepare = ExampleDocuments::RasterLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterRectangularToPolarCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterRectangularToPolarCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 

@@ -8,20 +8,14 @@ namespace Commands {
 static ExampleRegistration const s_rasterSolariseExample({
     .className = "RasterSolariseCommand",
     .prepare = ExampleDocuments::SelectedPixels,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterSolariseCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterSolariseCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_rasterSolariseLayersExample({
     .className = "RasterSolariseCommand",
     .prepare = ExampleDocuments::RasterLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterSolariseCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterSolariseCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 

@@ -8,20 +8,14 @@ namespace Commands {
 static ExampleRegistration const s_rasterWebSafeDitherExample({
     .className = "RasterWebSafeDitherCommand",
     .prepare = ExampleDocuments::SelectedPixels,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterWebSafeDitherCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterWebSafeDitherCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 
 static ExampleRegistration const s_rasterWebSafeDitherLayersExample({
     .className = "RasterWebSafeDitherCommand",
     .prepare = ExampleDocuments::RasterLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<RasterWebSafeDitherCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<RasterWebSafeDitherCommand>(); },
     .untold = {CommandExample::Untold::NodeData},
 });
 

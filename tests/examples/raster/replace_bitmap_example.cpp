@@ -8,11 +8,11 @@ namespace Commands {
 static ExampleRegistration const s_replaceBitmapExample({
     .className = "ReplaceBitmapCommand",
     .prepare = ExampleDocuments::TwoLayers,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<ReplaceBitmapCommand>(ExampleDocuments::MakePicture(90, 40, Raster::FormatIA8),
-                                                         Kernel::Counted<Selection const>());
-    },
-    .keptByContract = {},
+    .make =
+        [](auto&) {
+            return Kernel::MakeCounted<ReplaceBitmapCommand>(ExampleDocuments::MakePicture(90, 40, Raster::FormatIA8),
+                                                             Kernel::Counted<Selection const>());
+        },
 });
 
 } // namespace Commands

@@ -6,14 +6,12 @@ namespace Commands {
 
 static ExampleRegistration const s_addPressureProfileExample({
     .className = "AddPressureProfileCommand",
-    .prepare = [](DocumentController&) {},
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
         auto const profile = Kernel::MakeCounted<Geometry::CurveDbl>();
         profile->MoveTo({0, 0});
         profile->CubicTo({0.3, 1}, {0.7, 1}, {1, 0.2});
         return Kernel::MakeCounted<AddPressureProfileCommand>(profile);
     },
-    .keptByContract = {},
     .untold = {CommandExample::Untold::Setting},
 });
 

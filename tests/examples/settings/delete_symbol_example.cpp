@@ -11,7 +11,6 @@ static ExampleRegistration const s_deleteSymbolExample({
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<DeleteSymbolCommand>(controller.GetSymbolAtIndex(0));
     },
-    .keptByContract = {},
 });
 
 } // namespace Commands

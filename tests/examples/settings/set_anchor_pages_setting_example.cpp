@@ -6,10 +6,7 @@ namespace Commands {
 
 static ExampleRegistration const s_setAnchorPagesSettingExample({
     .className = "SetAnchorPagesSettingCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetAnchorPagesSettingCommand>(false);
-    },
+    .make = [](auto&) { return Kernel::MakeCounted<SetAnchorPagesSettingCommand>(false); },
     .keptByContract = SetAnchorPagesSettingCommand::c_keptByUndo,
     .untold = {CommandExample::Untold::Setting},
 });

@@ -6,11 +6,11 @@ namespace Commands {
 
 static ExampleRegistration const s_setGuidesFillExample({
     .className = "SetGuidesFillCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetGuidesFillCommand>(
-            Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(0.2, 0.6, 1.0)));
-    },
+    .make =
+        [](auto&) {
+            return Kernel::MakeCounted<SetGuidesFillCommand>(
+                Kernel::MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(0.2, 0.6, 1.0)));
+        },
     .keptByContract = SetGuidesFillCommand::c_keptByUndo,
 });
 

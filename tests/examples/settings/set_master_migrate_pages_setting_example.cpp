@@ -6,10 +6,8 @@ namespace Commands {
 
 static ExampleRegistration const s_setMasterMigratePagesSettingExample({
     .className = "SetMasterMigratePagesSettingCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetMasterMigratePagesSettingCommand>(MasterMigrationStrategy::Drop);
-    },
+    .make =
+        [](auto&) { return Kernel::MakeCounted<SetMasterMigratePagesSettingCommand>(MasterMigrationStrategy::Drop); },
     .keptByContract = SetMasterMigratePagesSettingCommand::c_keptByUndo,
     .untold = {CommandExample::Untold::Setting},
 });

@@ -11,10 +11,7 @@ static ExampleRegistration const s_setReflowPagesSettingExample({
             auto const spread = controller.GetCurrentSpread();
             spread->AddPage(Kernel::MakeCounted<PageNode>(Kernel::RectT<double>{900, 50, 1200, 450}));
         },
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetReflowPagesSettingCommand>(true);
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<SetReflowPagesSettingCommand>(true); },
 });
 
 } // namespace Commands

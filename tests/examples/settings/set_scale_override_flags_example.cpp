@@ -6,20 +6,12 @@ namespace Commands {
 
 static ExampleRegistration const s_setScaleOverrideFlagsFlagsExample({
     .className = "SetScaleOverrideFlagsCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(5);
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(5); },
 });
 
 static ExampleRegistration const s_setScaleOverrideFlagsToggleExample({
     .className = "SetScaleOverrideFlagsCommand",
-    .prepare = [](DocumentController&) {},
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(true);
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<SetScaleOverrideFlagsCommand>(true); },
 });
 
 } // namespace Commands

@@ -8,10 +8,7 @@ namespace Commands {
 static ExampleRegistration const s_convertToArtTextExample({
     .className = "ConvertToArtTextCommand",
     .prepare = ExampleDocuments::TextFrames,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<ConvertToArtTextCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<ConvertToArtTextCommand>(); },
 });
 
 } // namespace Commands

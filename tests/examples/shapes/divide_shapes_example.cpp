@@ -12,16 +12,12 @@ static ExampleRegistration const s_divideShapesExample({
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<DivideShapesCommand>(false, controller.GetCurrentSelection());
     },
-    .keptByContract = {},
 });
 
 static ExampleRegistration const s_divideShapesRetainExample({
     .className = "DivideShapesCommand",
     .prepare = ExampleDocuments::ClippedAndOpenShapes,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<DivideShapesCommand>(true, Kernel::Counted<Selection const>());
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<DivideShapesCommand>(true, Kernel::Counted<Selection const>()); },
 });
 
 static ExampleRegistration const s_divideShapesTextExample({
@@ -44,7 +40,6 @@ static ExampleRegistration const s_divideShapesTextExample({
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<DivideShapesCommand>(false, controller.GetCurrentSelection());
     },
-    .keptByContract = {},
 });
 
 static ExampleRegistration const s_divideShapesFallbackExample({
@@ -53,7 +48,6 @@ static ExampleRegistration const s_divideShapesFallbackExample({
     .make = [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<DivideShapesCommand>(false, controller.GetCurrentSelection());
     },
-    .keptByContract = {},
 });
 
 } // namespace Commands

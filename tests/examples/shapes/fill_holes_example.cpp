@@ -8,10 +8,7 @@ namespace Commands {
 static ExampleRegistration const s_fillHolesExample({
     .className = "FillHolesCommand",
     .prepare = ExampleDocuments::ShapesWithHoles,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<FillHolesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<FillHolesCommand>(); },
     .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},
@@ -20,10 +17,7 @@ static ExampleRegistration const s_fillHolesExample({
 static ExampleRegistration const s_fillHolesLinesExample({
     .className = "FillHolesCommand",
     .prepare = ExampleDocuments::ShapesWithHoles,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<FillHolesCommand>(true);
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<FillHolesCommand>(true); },
     .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},

@@ -8,19 +8,13 @@ namespace Commands {
 static ExampleRegistration const s_ungroupAllNodesExample({
     .className = "UngroupAllNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupAllNodesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<UngroupAllNodesCommand>(); },
 });
 
 static ExampleRegistration const s_ungroupAllNodesLooksExample({
     .className = "UngroupAllNodesCommand",
     .prepare = ExampleDocuments::GroupsWithLooks,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupAllNodesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<UngroupAllNodesCommand>(); },
 });
 
 } // namespace Commands

@@ -8,48 +8,33 @@ namespace Commands {
 static ExampleRegistration const s_ungroupNodesExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
 });
 
 static ExampleRegistration const s_ungroupNodesLooksExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::GroupsWithLooks,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
 });
 
 static ExampleRegistration const s_ungroupNodesConstraintsExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::ConstraintsGroup,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
     .lateFields = {"RACs"},
 });
 
 static ExampleRegistration const s_ungroupNodesBoxExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::CloudSyncedBox,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
     .keptAfterReload = "What stood in the box is put back as an ordinary child of it.",
 });
 
 static ExampleRegistration const s_ungroupNodesInstanceExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::SymbolWithInstances,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<UngroupNodesCommand>();
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
     .untold = {CommandExample::Untold::Links},
 });
 

@@ -13,7 +13,6 @@ static ExampleRegistration const s_addViewPointExample({
     .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
         return Kernel::MakeCounted<AddViewPointCommand>(ViewPointData{"Detail", 0, {100, 100, 300, 250}});
     },
-    .keptByContract = {},
 });
 
 static ExampleRegistration const s_addViewPointEqualExample({

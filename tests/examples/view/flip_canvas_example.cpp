@@ -8,10 +8,7 @@ namespace Commands {
 static ExampleRegistration const s_flipCanvasExample({
     .className = "FlipCanvasCommand",
     .prepare = ExampleDocuments::NestedGroups,
-    .make = [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
-        return Kernel::MakeCounted<FlipCanvasCommand>(true);
-    },
-    .keptByContract = {},
+    .make = [](auto&) { return Kernel::MakeCounted<FlipCanvasCommand>(true); },
     .tellsWholeDocument = true,
 });
 
