@@ -97,8 +97,8 @@ void Append(T const& object, InnerCommands::List& found) {
 
 // Between a persisted class T and its base: what every such class has to say of itself to the registry, and how it is
 // stored: the fields of T's list, if it has one of its own, then the base; the base first where T says
-// `static constexpr bool c_storesBaseFirst = true`. T befriends Kernel::FieldAccess, for its private default constructor
-// and its field list.
+// `static constexpr bool c_storesBaseFirst = true`. T befriends Kernel::FieldAccess, for its private default
+// constructor and its field list.
 template <class T, class Base>
 class Persisted : public Base {
 public:
