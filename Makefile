@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # What people type. Each target installs the packages that it needs and builds what it needs.
-.PHONY: demo install test test-asan test-tsan lives mutants bench check check-levels check-format pot command-pages \
+.PHONY: demo install test test-asan test-tsan lives mutants bench check check-levels check-format check-translations pot command-pages \
     packages
 .DEFAULT_GOAL := test
 
@@ -66,7 +66,7 @@ bench: packages build/packages-bench.stamp
 	for program in build/release/bench/bench-$(or $(BENCH),*); do \
 	    [ -f $$program ] && [ -x $$program ] || continue; echo "== $$program"; $$program || exit 1; done
 
-check: check-levels check-format
+check: check-levels check-format check-translations
 
 # Which folder may include which.
 check-levels:
@@ -74,6 +74,10 @@ check-levels:
 
 check-format: packages
 	@git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror && echo 'OK format'
+
+# Texts without a translation are named; only a translation that is wrong fails.
+check-translations: packages
+	@tools/make_pot.sh --check
 
 # All texts of the library for translators.
 pot: packages
