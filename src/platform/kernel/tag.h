@@ -16,9 +16,11 @@ consteval std::uint32_t FourCharacters(char const (&text)[5]) {
     std::uint32_t value = 0;
     for (std::size_t i = 0; i != 4; ++i) {
         char const c = text[i];
-        bool const allowed = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+        // Some fields are named "idx.", "Tag#" or "Add ".
+        bool const allowed = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+                             c == '.' || c == '#' || (c == ' ' && i != 0);
         if (!allowed)
-            throw "a tag has letters, digits and _ only";
+            throw "a tag has letters, digits, _, . and # only, and spaces behind its first character";
         value = value << 8 | static_cast<unsigned char>(c);
     }
     return value;

@@ -135,6 +135,27 @@ TEST(Serialiser, ReadsTagsInAnyOrderAndTwice) {
         });
 }
 
+TEST(Serialiser, TagsMayHaveASpaceADotOrANumberSign) {
+    RoundTrip(
+        [](OutSerialiser& out) {
+            out.SaveType("Add ", true);
+            out.SaveType("idx.", String("dot"));
+            out.SaveType("Tag#", String("sign"));
+        },
+        [](InSerialiser const& in) {
+            bool added = false;
+            EXPECT_TRUE(in.LoadType("Add ", added));
+            EXPECT_TRUE(added);
+            String text;
+            EXPECT_TRUE(in.LoadType("idx.", text));
+            EXPECT_EQ(text, String("dot"));
+            EXPECT_TRUE(in.LoadType("Tag#", text));
+            EXPECT_EQ(text, String("sign"));
+            EXPECT_FALSE(in.LoadType("Tag_", text));
+        });
+    EXPECT_EQ(IDTag("Add ").ToString(), "Add ");
+}
+
 TEST(Serialiser, LeavesTheValueAloneWhenTheTagIsMissingOrHasAnotherForm) {
     RoundTrip([](OutSerialiser& out) { out.SaveType("Flag", true); },
               [](InSerialiser const& in) {
