@@ -13,6 +13,7 @@
 #include "shell/values.h"
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 namespace Shell {
@@ -207,12 +208,36 @@ ValueKind const& FindKind(std::type_index type) {
     return *found;
 }
 
+std::string FormatUnit(Kernel::ValueRange const& range) {
+    return range.unit.empty() ? std::string() : "in " + std::string(range.unit);
+}
+
+// "0 or more", "from 0 to 1"; empty for all numbers.
+std::string FormatRange(Kernel::ValueRange const& range) {
+    bool const hasLeast = std::isfinite(range.least);
+    bool const hasMost = std::isfinite(range.most);
+    if (hasLeast && hasMost)
+        return "from " + FormatNumber(range.least) + " to " + FormatNumber(range.most);
+    if (hasLeast)
+        return FormatNumber(range.least) + " or more";
+    return hasMost ? FormatNumber(range.most) + " or less" : std::string();
+}
+
+ParameterInfo DescribeParameter(ArgumentCard const& argument) {
+    ParameterInfo info{argument.name,           GetTypeName(argument), argument.help,
+                       FormatDefault(argument), GetNotation(argument), argument.range};
+    if (argument.record != nullptr) {
+        for (auto const& member : argument.record->members)
+            info.members.push_back(DescribeParameter(member));
+    }
+    return info;
+}
+
 CommandForm MakeForm(CommandCard::Form const& card) {
     CommandForm form;
     form.takesSelection = card.takesSelection;
     for (auto const& argument : card.arguments)
-        form.parameters.push_back(
-            {argument.name, GetTypeName(argument), argument.help, FormatDefault(argument), GetNotation(argument)});
+        form.parameters.push_back(DescribeParameter(argument));
     form.make = [card](NamedValues const& given, ValueContext const& context) {
         std::vector<std::any> values;
         for (auto const& argument : card.arguments) {
@@ -249,8 +274,12 @@ std::string GetNotation(ArgumentCard const& argument) {
             names += (names.empty() ? "" : ", ") + std::string(member.name);
         return "JSON, or @FILE, with " + names;
     }
-    if (argument.names.empty())
-        return FindKind(argument.type).notation;
+    if (argument.names.empty()) {
+        std::string notation = FindKind(argument.type).notation;
+        for (auto const& words : {FormatUnit(argument.range), FormatRange(argument.range)})
+            notation += (notation.empty() || words.empty() ? "" : ", ") + words;
+        return notation;
+    }
     auto const* const last = argument.flagsOf == nullptr ? " or " : " and ";
     for (auto const& name : argument.names)
         names += (names.empty() ? "" : &name == &argument.names.back() ? last : ", ") + std::string(name);
@@ -264,7 +293,10 @@ std::any ParseValue(ArgumentCard const& argument, std::string const& text, Value
         return argument.flagsOf(ParseFlags(text, argument.names));
     if (argument.valueAt != nullptr)
         return argument.valueAt(ParseEnumName(text, argument.names));
-    return FindKind(argument.type).parse(text, context);
+    auto value = FindKind(argument.type).parse(text, context);
+    if (!argument.IsInRange(value))
+        throw ValueError("is " + Quote(text) + ", but must be " + FormatRange(argument.range));
+    return value;
 }
 
 std::optional<std::string> FormatDefault(ArgumentCard const& argument) {

@@ -44,6 +44,10 @@ struct ParameterInfo {
     std::optional<std::string> defaultValue;
     // How its values are written; empty for numbers and the like, which need no word.
     std::string notation;
+    // The unit and the range of numbers.
+    Kernel::ValueRange range = {};
+    // Of a record; otherwise empty.
+    std::vector<ParameterInfo> members = {};
 };
 
 using NamedValues = std::map<std::string, std::string, std::less<>>;
@@ -67,7 +71,7 @@ struct CommandEntry {
     std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
     // Works on all selected objects together: they have to be of one spread, and hidden ones count.
     bool combinesObjects = false;
-    // What Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.
+    // The changes that Undo leaves on purpose, as one sentence; empty when it leaves nothing.
     std::string_view keptByUndo;
 
     // The form that the names choose. Throws Failure with ExitStatus::Usage.

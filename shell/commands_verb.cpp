@@ -2,6 +2,9 @@
 #include "shell/command_table.h"
 #include "shell/verbs.h"
 
+#include <cmath>
+#include <optional>
+
 namespace Shell {
 
 namespace {
@@ -20,24 +23,39 @@ std::string_view GetKeptByUndo(ListedCommand const& command) {
     return command.entry == nullptr ? std::string_view() : command.entry->keptByUndo;
 }
 
+// `form`: parameters of different forms do not go together.
+void AnswerParameter(JsonWriter& json, ParameterInfo const& parameter, std::optional<std::size_t> form) {
+    json.BeginObject();
+    json.Member("name", parameter.name);
+    json.Member("type", parameter.type);
+    if (parameter.defaultValue)
+        json.Member("default", *parameter.defaultValue);
+    json.Member("help", parameter.help);
+    if (!parameter.notation.empty())
+        json.Member("notation", parameter.notation);
+    if (!parameter.range.unit.empty())
+        json.Member("unit", parameter.range.unit);
+    if (std::isfinite(parameter.range.least))
+        json.Member("least", parameter.range.least);
+    if (std::isfinite(parameter.range.most))
+        json.Member("most", parameter.range.most);
+    if (!parameter.members.empty()) {
+        json.Key("members").BeginArray();
+        for (auto const& member : parameter.members)
+            AnswerParameter(json, member, {});
+        json.EndArray();
+    }
+    if (form)
+        json.Member("form", *form);
+    json.EndObject();
+}
+
 void AnswerParameters(JsonWriter& json, ListedCommand const& command) {
     json.Key("parameters").BeginArray();
     auto const formCount = command.entry == nullptr ? 0 : command.entry->forms.size();
     for (std::size_t form = 0; form != formCount; ++form) {
-        for (auto const& parameter : command.entry->forms[form].parameters) {
-            json.BeginObject();
-            json.Member("name", parameter.name);
-            json.Member("type", parameter.type);
-            if (parameter.defaultValue)
-                json.Member("default", *parameter.defaultValue);
-            json.Member("help", parameter.help);
-            if (!parameter.notation.empty())
-                json.Member("notation", parameter.notation);
-            // Parameters of different forms do not go together.
-            if (formCount > 1)
-                json.Member("form", form);
-            json.EndObject();
-        }
+        for (auto const& parameter : command.entry->forms[form].parameters)
+            AnswerParameter(json, parameter, formCount > 1 ? std::optional(form) : std::nullopt);
     }
     json.EndArray();
 }
@@ -76,6 +94,23 @@ std::string FormatForm(CommandEntry const& entry, CommandForm const& form) {
     return text;
 }
 
+void PrintParameter(Session& session, ParameterInfo const& parameter, std::string const& indent, bool withMembers) {
+    session.Print(indent + std::string(parameter.name) + "  " + std::string(parameter.help));
+    if (parameter.defaultValue && !parameter.defaultValue->empty())
+        session.Print(" (" + *parameter.defaultValue + ")");
+    session.Print("\n");
+    bool const listsMembers = withMembers && !parameter.members.empty();
+    // Some say it themselves.
+    if (listsMembers)
+        session.Print(indent + "  record: JSON, or @FILE, with members of these:\n");
+    else if (!parameter.notation.empty() && parameter.help.find(parameter.notation) == parameter.help.npos)
+        session.Print(indent + "  " + std::string(parameter.type) + ": " + parameter.notation + "\n");
+    if (listsMembers) {
+        for (auto const& member : parameter.members)
+            PrintParameter(session, member, indent + "    ", true);
+    }
+}
+
 void PrintLines(Session& session, ListedCommand const& command) {
     auto const reason = GetReason(command);
     if (!reason.empty()) {
@@ -109,15 +144,10 @@ void PrintDetails(Session& session, ListedCommand const& command) {
     }
     for (auto const& form : command.entry->forms) {
         session.Print("\n  redraft do DOC " + FormatForm(*command.entry, form) + "\n");
-        for (auto const& parameter : form.parameters) {
-            session.Print("    " + std::string(parameter.name) + "  " + std::string(parameter.help));
-            if (parameter.defaultValue)
-                session.Print(" (" + *parameter.defaultValue + ")");
-            session.Print("\n");
-            // Some say it themselves.
-            if (!parameter.notation.empty() && parameter.help.find(parameter.notation) == parameter.help.npos)
-                session.Print("      " + std::string(parameter.type) + ": " + parameter.notation + "\n");
-        }
+        // The members of a record that is spread over the parameters of another form are told there.
+        bool const isSpread = command.entry->forms.size() > 1;
+        for (auto const& parameter : form.parameters)
+            PrintParameter(session, parameter, "    ", !isSpread);
     }
 }
 

@@ -35,6 +35,19 @@ def read_class_comments():
     return comments
 
 
+def parameter_rows(parameter, prefix):
+    """The table's row of a parameter, and those of its members where it is a record that has no form of its own."""
+    default = f"`{parameter['default']}`" if parameter.get("default") else ""
+    words = parameter["help"]
+    if parameter["type"] in ("number", "numbers", "integer") and "notation" in parameter:
+        words += f" ({parameter['notation']})"
+    rows = [f"| `{prefix}{parameter['name']}` | {parameter['type']} | {default} | {words} |"]
+    if "form" not in parameter:
+        for member in parameter.get("members", []):
+            rows += parameter_rows(member, f"{parameter['name']}.")
+    return rows
+
+
 def describe_parameters(parameters):
     forms = {}
     for parameter in parameters:
@@ -145,8 +158,7 @@ def make_page(command, comments, call, pictures):
             if form:
                 lines += ["| parameter | type | default | |", "|---|---|---|---|"]
                 for parameter in form:
-                    default = f"`{parameter['default']}`" if parameter.get("default") else ""
-                    lines.append(f"| `{parameter['name']}` | {parameter['type']} | {default} | {parameter['help']} |")
+                    lines += parameter_rows(parameter, "")
                 lines.append("")
     lines += call
     if f"{command['class']}-after.png" in pictures:

@@ -62,13 +62,17 @@ struct LineArgument {
         using Kernel::Unstored;
         return Kernel::FieldList{
             Unstored{&This::type}.As("type", "none, solid or dashed", Renderer::LineType::Solid),
-            Unstored{&This::weight}.As("weight", "the width of the line, 1/96 inch", 1.0),
+            Unstored{&This::weight}.As("weight", "the width of the line", 1.0).In("px (1/96 inch)").AtLeast(0),
             Unstored{&This::cap}.As("cap", "the ends of lines and dashes", Renderer::LineCap::Butt),
             Unstored{&This::join}.As("join", "the corners", Renderer::LineJoin::Mitre),
-            Unstored{&This::mitreLimit}.As("mitreLimit", "sharper corners are bevelled, as in SVG", 4.0),
-            Unstored{&This::dash}.As("dash", "lengths of dashes and gaps, in multiples of the weight",
-                                     std::array<double, 0>()),
-            Unstored{&This::dashPhase}.As("dashPhase", "where in the pattern the line starts", 0.0),
+            Unstored{&This::mitreLimit}.As("mitreLimit", "sharper corners are bevelled, as in SVG", 4.0).AtLeast(1),
+            Unstored{&This::dash}
+                .As("dash", "lengths of dashes and gaps", std::array<double, 0>())
+                .In("multiples of the weight")
+                .AtLeast(0),
+            Unstored{&This::dashPhase}
+                .As("dashPhase", "where in the pattern the line starts", 0.0)
+                .In("multiples of the weight"),
             Unstored{&This::alignment}.As("alignment", "where the line lies, of closed curves",
                                           Renderer::StrokeAlignment::Centre),
             Unstored{&This::behindFill}.As("behindFill", "the fill covers the line", false),
@@ -76,8 +80,8 @@ struct LineArgument {
             Unstored{&This::startHead}.As("startHead", "the head at the start of open curves", ArrowHeadShape::None),
             Unstored{&This::endHead}.As("endHead", "the head at their end", ArrowHeadShape::None),
             Unstored{&This::headsBeyondEnds}.As("headsBeyondEnds", "heads begin where the line ends", false),
-            Unstored{&This::startHeadScale}.As("startHeadScale", "a factor of the head's size", 1.0),
-            Unstored{&This::endHeadScale}.As("endHeadScale", "a factor of the head's size", 1.0)};
+            Unstored{&This::startHeadScale}.As("startHeadScale", "a factor of the head's size", 1.0).AtLeast(0),
+            Unstored{&This::endHeadScale}.As("endHeadScale", "a factor of the head's size", 1.0).AtLeast(0)};
     }
     REDRAFT_API operator Kernel::Counted<Renderer::LineStyleDescriptor>() const;
 };

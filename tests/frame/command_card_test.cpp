@@ -8,6 +8,7 @@
 #include "tests/frame/registry_table.h"
 
 #include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
 
 namespace {
@@ -81,6 +82,23 @@ TEST(CommandCards, AnEnumerationHasANameForEachValue) {
     EXPECT_EQ("adapt", argument.names[1]);
     EXPECT_EQ(MasterMigrationStrategy::Adapt, std::any_cast<MasterMigrationStrategy>(argument.valueAt(1)));
     EXPECT_EQ(2u, argument.positionOf(MasterMigrationStrategy::Drop));
+}
+
+TEST(CommandCards, NumbersHaveTheirUnitAndTheValuesThatTheyMayHave) {
+    auto const* const line = CardOf("SetLineDescriptorCommand").forms.at(0).arguments.at(0).record;
+    ASSERT_NE(nullptr, line);
+    auto const find = [&](std::string_view name) -> ArgumentCard const& {
+        return *std::find_if(line->members.begin(), line->members.end(),
+                             [&](ArgumentCard const& member) { return member.name == name; });
+    };
+    EXPECT_EQ("px (1/96 inch)", find("weight").range.unit);
+    EXPECT_TRUE(find("weight").IsInRange(std::any(0.0)));
+    EXPECT_FALSE(find("weight").IsInRange(std::any(-0.5)));
+    EXPECT_FALSE(find("weight").IsInRange(std::any(std::nan(""))));
+    EXPECT_TRUE(find("dash").IsInRange(std::any(std::vector<double>{})));
+    EXPECT_FALSE(find("dash").IsInRange(std::any(std::vector<double>{3, -1})));
+    EXPECT_TRUE(find("dashPhase").IsInRange(std::any(-7.0)));
+    EXPECT_TRUE(find("behindFill").IsInRange(std::any(true)));
 }
 
 } // namespace

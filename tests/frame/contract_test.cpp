@@ -367,7 +367,7 @@ TEST(CommandContract, VirtualOperationsStandInTheirSlots) {
                         Slot(&C::GetDocumentDetachLinkedAttributesOnEdit), Slot(&C::GetDetachInterfaces),
                         Slot(&C::ShouldDetachLinksOnEdit), Slot(&C::CanOnlyOperateOnCurrentSpread),
                         Slot(&C::FastTrackPreview), Slot(&C::GetReplacementCommand), Slot(&C::AffectsCrossReferences)});
-    // What derived bases introduce stands behind all of these.
+    // Operations that derived bases introduce stand behind all of these.
     ExpectSlotsInOrder({Slot(&C::AffectsCrossReferences), SlotsOfAggregate::AddCommandSlot()});
     ExpectSlotsInOrder({Slot(&C::AffectsCrossReferences), Slot(&BackgroundTaskCommand::CanIgnoreIfQueueOccupied)});
 }

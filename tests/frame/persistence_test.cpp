@@ -17,7 +17,7 @@ namespace {
 using namespace Commands;
 using namespace Support;
 
-// What every double of this file does alike.
+// The common part of all doubles of this file.
 class Inert : public DocumentCommand {
 public:
     Kernel::LocalisedString GetDescription() const override { return {"Double", "Command description"}; }

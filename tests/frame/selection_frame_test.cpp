@@ -301,7 +301,7 @@ TEST(OrderedSelection, BuiltWithNoneTakesTheDocumentsInOrderWhenItIsFirstAskedAn
     EXPECT_TRUE(command->IsFromDocument());
     ASSERT_TRUE(command->GetOrigSelection());
     EXPECT_TRUE(command->GetOrigSelection()->IsEqualTo(*scene.All()));
-    // What is selected afterwards is not asked for.
+    // The selection afterwards is not asked for.
     scene.controller->SetSelection(Kernel::MakeCounted<Selection>(), false);
     ASSERT_TRUE(command->GetSelection());
     EXPECT_TRUE(command->GetSelection()->IsEqualTo(*scene.All()));

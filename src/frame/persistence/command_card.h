@@ -3,6 +3,7 @@
 
 #include "platform/document/command.h"
 #include "platform/document/selection.h"
+#include "platform/kernel/field_list.h"
 
 #include <any>
 #include <cstdint>
@@ -47,6 +48,12 @@ struct ArgumentCard {
     std::uint32_t (*bitsOf)(std::any const& value) = nullptr;
     // Null but for records.
     RecordCard const* record = nullptr;
+    // Of a number, or of each of several: its unit and the values that it may have. Whoever makes the command asks
+    // IsInRange; the form does not.
+    Kernel::ValueRange range = {};
+    // Whether all numbers of the value are in the range; true for values of other types.
+    bool (*isInRange)(std::any const& value, Kernel::ValueRange const& range) = nullptr;
+    bool IsInRange(std::any const& value) const { return isInRange == nullptr || isInRange(value, range); }
 };
 
 // A value that is made of named members.

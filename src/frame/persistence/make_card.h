@@ -6,6 +6,7 @@
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/type_name.h"
 
+#include <algorithm>
 #include <optional>
 #include <tuple>
 #include <type_traits>
@@ -45,10 +46,31 @@ constexpr bool IsRecord() {
 template <class Record>
 RecordCard const& GetRecordCard();
 
+// Whether a value is a number or several: those can have a range.
+template <class V>
+inline constexpr bool c_isNumber = std::is_arithmetic_v<V> && !std::is_same_v<V, bool>;
+template <class V>
+inline constexpr bool c_isNumber<std::vector<V>> = c_isNumber<V>;
+
+template <class V>
+bool IsInRange(std::any const& value, Kernel::ValueRange const& range) {
+    auto const isIn = [&](auto number) {
+        return static_cast<double>(number) >= range.least && static_cast<double>(number) <= range.most;
+    };
+    auto const& given = std::any_cast<V const&>(value);
+    if constexpr (std::is_arithmetic_v<V>)
+        return isIn(given);
+    else
+        return std::all_of(given.begin(), given.end(), isIn);
+}
+
 template <class F>
 ArgumentCard Describe(F const& field) {
     using Value = typename F::Value;
     ArgumentCard card{field.GetName(), field.GetHelp(), typeid(Value), {}};
+    card.range = field.GetRange();
+    if constexpr (c_isNumber<Value>)
+        card.isInRange = &IsInRange<Value>;
     if (auto const defaultValue = field.GetDefault())
         card.defaultValue = *defaultValue;
     if constexpr (std::is_enum_v<Value>) {

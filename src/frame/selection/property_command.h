@@ -15,7 +15,7 @@
 //       Kernel::LocalisedString GetDescription() const override { return {"Set opacity", "Command description"}; }
 //       static void Set(TransparencyInterface& object, double opacity) { object.SetOpacity(opacity); }
 //       static constexpr auto Fields() {
-//           return Kernel::FieldList{Value("Opac").As("opacity", "from 0, invisible, to 1, opaque")};
+//           return Kernel::FieldList{Value("Opac").As("opacity", "0 is invisible").Between(0, 1)};
 //       }
 //   };
 //

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -72,6 +73,8 @@ struct OlderForm {
 //
 //   Field{"Horz", &FlipCanvasCommand::m_horizontal}.As("horizontal", "true mirrors left to right, false top to bottom")
 //   Unstored{&C::m_enabled}.As("enabled", "puts the override in force", true)
+//   Field{"Opac", &C::m_opacity}.As("opacity", "how much of what lies below is hidden", 1.0).Between(0, 1)
+//   Field{"Wght", &C::m_weight}.As("weight", "the width of the line", 1.0).In("px (1/96 inch)").AtLeast(0)
 template <class Class, class Member, class Missing = Detail::NotGiven, class Enum = Detail::NotGiven,
           class Older = Detail::NotGiven, bool WhenSet = false>
 class Field {
@@ -217,22 +220,39 @@ private:
     Member Class::*m_member;
 };
 
+// The values that a number, or each of several, may have when it is given from outside, both ends included, and the
+// unit in which it is given; no unit for counts and factors.
+struct ValueRange {
+    std::string_view unit = {};
+    double least = -std::numeric_limits<double>::infinity();
+    double most = std::numeric_limits<double>::infinity();
+};
+
 // A field with its name outside.
 template <class Base, class ValueType, class Default = Detail::NotGiven>
 class NamedField : public Base {
 public:
     using Value = ValueType;
 
-    consteval NamedField(Base field, std::string_view name, std::string_view help, Default defaultValue,
-                         bool isAlone = false)
-        : Base(field), m_name(name), m_help(help), m_default(defaultValue), m_isAlone(isAlone) {}
+    consteval NamedField(Base field, std::string_view name, std::string_view help, Default defaultValue)
+        : Base(field), m_name(name), m_help(help), m_default(defaultValue) {}
 
     // It is given without the others, as an object of its own kind.
-    consteval NamedField Alone() const { return {*this, m_name, m_help, m_default, true}; }
+    consteval NamedField Alone() const {
+        auto changed = *this;
+        changed.m_isAlone = true;
+        return changed;
+    }
+    // The unit of a number, or of numbers, as help shows it.
+    consteval NamedField In(std::string_view unit) const { return WithRange({unit, m_range.least, m_range.most}); }
+    // Other numbers are refused when they are given from outside. A stored value is not looked at.
+    consteval NamedField Between(double least, double most) const { return WithRange({m_range.unit, least, most}); }
+    consteval NamedField AtLeast(double least) const { return WithRange({m_range.unit, least, m_range.most}); }
 
     constexpr std::string_view GetName() const { return m_name; }
     constexpr std::string_view GetHelp() const { return m_help; }
     constexpr bool IsAlone() const { return m_isAlone; }
+    constexpr ValueRange const& GetRange() const { return m_range; }
     // Empty when the value must be given.
     std::optional<Value> GetDefault() const {
         if constexpr (std::is_same_v<Default, Detail::NotGiven>)
@@ -244,9 +264,16 @@ public:
     }
 
 private:
+    consteval NamedField WithRange(ValueRange range) const {
+        auto changed = *this;
+        changed.m_range = range;
+        return changed;
+    }
+
     std::string_view m_name, m_help;
     [[no_unique_address]] Default m_default;
-    bool m_isAlone;
+    bool m_isAlone = false;
+    ValueRange m_range;
 };
 
 template <class Class, class Member, class Missing, class Enum, class Older, bool WhenSet>
