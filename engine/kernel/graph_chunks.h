@@ -22,7 +22,7 @@ struct ChunkEntry {
     friend bool operator==(ChunkEntry const&, ChunkEntry const&) = default;
 };
 
-// What stands in chunk 0: 1 byte format version, varint next id, varint ids of the last full save, varint count of
+// The content of chunk 0: 1 byte format version, varint next id, varint ids of the last full save, varint count of
 // roots, varint ids of the roots, varint count of chunks, for each in the order of their ids varint first id and varint
 // number, 4 bytes CRC-32C. All ids below the next one have a record; chunk numbers run from 1 without gaps.
 struct GraphHeader {

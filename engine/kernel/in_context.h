@@ -14,16 +14,16 @@
 
 namespace Kernel::Detail {
 
-// What a reader needs only now and then.
+// Data that a reader needs only now and then.
 struct InExtra {
     // Fields that were asked for out of their order.
     std::vector<std::byte const*> asked;
-    // What was given out must not move.
+    // Objects that were given out must not move.
     std::deque<InSerialiser> nested;
     std::deque<std::vector<Counted<Serialisable>>> arrays;
 };
 
-// What the serialisers of one load share: who knows the objects.
+// The state that the serialisers of one load share: who knows the objects.
 class InContext {
 public:
     // Clear answers every reference with none: it takes back what a failed load has built.

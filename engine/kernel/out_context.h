@@ -24,7 +24,7 @@ protected:
 
 enum class Purpose : std::uint8_t { Full, PathsOnly, Hash };
 
-// What the serialisers of one pass share: where their bytes go and who numbers their references.
+// The state that the serialisers of one pass share: where their bytes go and who numbers their references.
 class OutContext final : public OutStream {
 public:
     OutContext(ReferenceSink& referenceSink, Purpose passPurpose) : purpose(passPurpose), references(referenceSink) {}

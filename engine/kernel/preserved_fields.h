@@ -34,7 +34,7 @@ struct HiddenReference {
     Counted<Serialisable> object;
 };
 
-// What was stored of an object and is not held by its members.
+// Stored fields of an object that its members do not hold.
 struct PreservedFields {
     ClassUID uid;
     std::uint16_t version = 0;

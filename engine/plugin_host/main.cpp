@@ -242,6 +242,6 @@ int main(int count, char** arguments) {
         if (!Answer(plugin, request))
             return 4;
     }
-    // What the plug-in does at its end is not waited for.
+    // The plug-in's own end is not waited for.
     _exit(0);
 }

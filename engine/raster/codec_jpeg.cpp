@@ -149,7 +149,7 @@ public:
         return info;
     }
 
-    // What the pixels take at least. Each block has one bit or more in Huffman coding; arithmetic coding has no such
+    // The least size of the pixels. Each block has one bit or more in Huffman coding; arithmetic coding has no such
     // floor.
     void RequirePossible(ImageLimits const& limits) const {
         auto const& decoder = m_state.decoder;

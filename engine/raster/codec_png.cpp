@@ -20,7 +20,7 @@ constexpr std::uint64_t c_deflateExpansion = 1032;
 // The largest chunk that is kept: a colour profile.
 constexpr png_alloc_size_t c_maxChunkBytes = 16 << 20;
 
-// What libpng's callbacks need. An error is kept and jumped with.
+// The data of libpng's callbacks. An error is kept and jumped with.
 struct PngState {
     std::jmp_buf target;
     char message[160] = {};

@@ -6,7 +6,7 @@
 #include <csetjmp>
 #include <string>
 
-// What the decoders and encoders of image files share.
+// The common part of decoders and encoders of image files.
 namespace Raster::Codec {
 
 [[noreturn]] void ThrowCutShort();

@@ -17,7 +17,7 @@ constexpr std::uint32_t c_maxPages = 10000;
 // Directories and strips; pixels are counted apart.
 constexpr tmsize_t c_maxSingleAllocation = std::int64_t{1} << 30;
 
-// What libtiff's callbacks work on.
+// The data of libtiff's callbacks.
 struct TiffState {
     std::span<std::byte const> bytes;
     std::uint64_t position = 0;

@@ -13,7 +13,7 @@ namespace Raster {
 // One line for the log and for whom the program has put in charge.
 void TellFilterPluginListener(std::string const& warning);
 
-// What a plug-in says of itself, and what it is told.
+// A plug-in's description of itself, and its parameters.
 struct Frei0rDescription {
     std::filesystem::path file;
     std::string name;

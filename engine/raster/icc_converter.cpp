@@ -202,7 +202,7 @@ Kernel::Counted<PixelConverter const> MakeICCConverter(Format from, Kernel::Cons
                                                        RenderingIntent intent) {
     if (fromProfile && toProfile)
         return Kernel::MakeCounted<ICCConverter>(from, *fromProfile, to, *toProfile, intent);
-    // What the other side holds decides how exact the colours between are.
+    // The other side's depth decides how exact the colours between are.
     bool const wide = GetFormatInfo(from).sampleBytes > 1 || GetFormatInfo(to).sampleBytes > 1;
     Format const between = wide ? FormatRGBA16 : FormatRGBA8;
     auto const makePart = [&](Format a, Kernel::Consolidated<ICCProfile> const& aProfile, Format b,

@@ -16,7 +16,7 @@ namespace {
 
 using ProfileReference = Kernel::Consolidated<ICCProfile>;
 
-// What tells converters apart. The references keep the profiles, and with them their addresses, alive.
+// The key of a converter. The references keep the profiles, and with them their addresses, alive.
 struct ConverterKey {
     Format from;
     ProfileReference fromProfile;

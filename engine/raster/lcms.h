@@ -23,7 +23,7 @@ using Transform = std::unique_ptr<void, DeleteTransform>;
 
 // The library's context of this process, which reports errors to GetLastError instead of standard error.
 cmsContext GetContext();
-// What the library said last on this thread; empties it.
+// The library's last message on this thread; empties it.
 std::string TakeLastError();
 
 // Null when the bytes are no profile.

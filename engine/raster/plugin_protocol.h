@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// What the engine and the process that runs a plug-in say to each other over a socket, which the process has as
+// The messages between the engine and the process that runs a plug-in, over a socket, which the process has as
 // descriptor c_socket. Both are of one build, so numbers go as they lie.
 namespace Raster::PluginProtocol {
 

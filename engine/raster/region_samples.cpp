@@ -114,7 +114,7 @@ bool RegionBase::ReplaceTile(int tileX, int tileY, Tile const& tile) {
     Tile const& present = PeekTile(tileX, tileY);
     if (present.IsBeingWritten())
         return false;
-    // What is the same already need not be taken out of what copies share.
+    // Samples that are the same already need not be taken out of those that copies share.
     if (present.SharesSamplesWith(tile))
         return true;
     if (tile.IsPendingDelayLoad())
@@ -158,7 +158,7 @@ void RegionBase::CopySamples(RegionBase const& source, Kernel::RectT<int> const&
             if (ReplaceTile(tileX, tileY, tile))
                 return;
         }
-        // What cannot be read must be known before the target's samples are given up.
+        // Samples that cannot be read must be known before the target's samples are given up.
         VisitTiles({part.left - dx, part.top - dy, part.right - dx, part.bottom - dy},
                    [&](int x, int y, Kernel::RectT<int> const&) { snapshot.PeekTile(x, y).Load(); });
         EditTiles(part, [&](std::byte* buffer, Kernel::RectT<int> const& inTile) {

@@ -18,7 +18,7 @@ public:
 
     // Not filled. Null when there is no memory.
     static void* Allocate(std::size_t bytes) noexcept;
-    // What Allocate gave for as many bytes.
+    // Memory that Allocate gave for as many bytes.
     static void Free(void* block, std::size_t bytes) noexcept;
 };
 

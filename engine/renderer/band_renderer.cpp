@@ -65,7 +65,7 @@ void BandRenderer::Draw(Canvas& canvas, std::span<std::uint32_t const> commands,
             break;
         }
     }
-    // What has been left open ends here.
+    // Layers and masks that were left open end here.
     while (m_targets.size() > 1) {
         if (!m_targets.back().isMask) {
             PopLayer();
@@ -208,7 +208,7 @@ bool BandRenderer::PushLayer(Command const& command) {
 
 namespace {
 
-// What a layer that is not isolated has painted, without the backdrop that it began with (ISO 32000-1, 11.4.8):
+// The content of a layer that is not isolated, without the backdrop that it began with (ISO 32000-1, 11.4.8):
 //   C = Cn + (Cn - C0) (a0 / ag - a0), with the group's own alpha ag. All planes are multiplied by alpha.
 void RemoveBackdrop(Canvas& layer, Surface const& backdrop, int colours) {
     RectInt const& rect = layer.GetBounds();

@@ -30,7 +30,7 @@ private:
         Canvas* surface = nullptr;
         std::unique_ptr<Canvas> owned;
         LayerOptions options;
-        // What lay below when a layer that is not isolated began; empty for others.
+        // The backdrop when a layer that is not isolated began; empty for others.
         std::unique_ptr<Surface> backdrop;
         // How many clips there were when it began; those of its own end with it.
         std::size_t clipDepth = 0;

@@ -127,7 +127,7 @@ private:
     BitmapSource const& m_source;
     int m_blockWidth;
     Kernel::RectT<int> m_area;
-    // What has been made of the area, block by block, each over the area's whole height.
+    // The finished part of the area, block by block, each over the area's whole height.
     std::optional<Surface> m_pixels;
     std::vector<bool> m_made;
     // The samples around the block that is being made; the first is sample m_left, m_top of the endless level.

@@ -75,7 +75,7 @@ Colour::Colour(ColourFormat format, std::array<float, 4> const& components, floa
 Colour Colour::Converted(ColourFormat format) const {
     if (format == m_format)
         return *this;
-    // What lies outside the gamut of sRGB is clipped before it goes on.
+    // A colour outside the gamut of sRGB is clipped before it goes on.
     Colour const rgb(ColourFormat::RGB, ToRGB(m_format, m_components), m_alpha);
     return {format, ToFormat(format, rgb.m_components), m_alpha};
 }

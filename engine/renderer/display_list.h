@@ -73,7 +73,7 @@ inline constexpr std::uint32_t c_openEnd = 0xFFFFFFFFu;
 
 struct Command {
     CommandKind kind = CommandKind::Draw;
-    // What of its kind. For EndMask its BeginMask's.
+    // The index among the entries of its kind. For EndMask its BeginMask's.
     std::uint32_t index = 0;
     // Of PushLayer and BeginMask: the command that ends it, or c_openEnd.
     std::uint32_t match = c_openEnd;
@@ -87,7 +87,7 @@ struct LayerItem {
     bool isTransparent = false;
 };
 
-// What has been drawn, in order.
+// All that has been drawn, in order.
 struct DisplayList {
     RectInt picture;
     double scalar = 1;

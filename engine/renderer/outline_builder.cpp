@@ -55,7 +55,7 @@ public:
     explicit Pressure(Geometry::CurveDbl const& curve) { Geometry::Flatten(curve, {}, 1e-3, {}, *this); }
     void Begin(PointDbl start, bool) override { m_points.push_back(start); }
     void Vertex(PointDbl p, bool) override {
-        // What runs backwards is no function of the place.
+        // A curve that runs backwards is no function of the place.
         if (p.x >= m_points.back().x)
             m_points.push_back(p);
     }

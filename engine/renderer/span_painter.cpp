@@ -93,7 +93,7 @@ void SpanPainter::Flush() {
 
 void SpanPainter::AddRow(int y, int left, float const* coverage, int count) {
     Flush();
-    // What is not covered at all needs no paint.
+    // A part that is not covered at all needs no paint.
     for (int begin = 0; begin < count;) {
         if (coverage[begin] == 0) {
             ++begin;

@@ -126,7 +126,7 @@ Kernel::Counted<Container> Container::CopyTo(std::filesystem::path const& path, 
             Database& database;
             ~Release() { sqlite3_exec(database.Get(), "RELEASE copying", nullptr, nullptr, nullptr); }
         } const release{*source.database};
-        // What the caller means to save on top of the copy belongs to the document that it read.
+        // The changes that the caller means to save on top of the copy belong to the document that it read.
         if (source.ReadGeneration() != source.generation)
             throw Kernel::Exception("was saved by another program since it was opened");
         CopyContent(*source.file, *copy->file);

@@ -32,7 +32,7 @@ enum class OpenMode {
     Edit
 };
 
-// What Verify found.
+// The findings of Verify.
 struct Verification {
     std::uint64_t pages = 0;
     std::uint64_t chunks = 0;

@@ -107,7 +107,7 @@ struct Container::State {
     std::unique_ptr<Database> database;
     std::unique_ptr<Statements> statements;
     Manifest manifest;
-    // What `manifest` was before the save that is under way.
+    // The value of `manifest` before the save that is under way.
     Manifest committedManifest;
     Proofs proofs;
     Proofs committedProofs;

@@ -40,7 +40,7 @@ public:
     virtual bool IsAt(std::filesystem::path const& path) = 0;
 };
 
-// What happens when the path of a new file is taken.
+// The action when the path of a new file is taken.
 enum class IfExists { Refuse, Replace };
 
 // A file that has no name yet. It vanishes with this object unless it was published.

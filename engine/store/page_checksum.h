@@ -8,7 +8,7 @@
 namespace Store {
 
 inline constexpr std::size_t c_pageSize = 32768;
-// What SQLite leaves free at the end of each page, and the container fills with the page's checksum.
+// The bytes that SQLite leaves free at the end of each page, which the container fills with the page's checksum.
 inline constexpr std::size_t c_pageChecksumSize = 8;
 
 // Both take one whole page and its number, counted from 0. The number takes part in the checksum, so that a page that

@@ -28,7 +28,7 @@ std::filesystem::path ToJournalPath(std::filesystem::path const& path);
 // file it throws.
 bool IsRollbackJournal(FileSystem& files, std::filesystem::path const& journalPath);
 
-// What is said where IsRollbackJournal is false and a journal is needed.
+// The message where IsRollbackJournal is false and a journal is needed.
 inline constexpr char const* c_journalInTheWay =
     "cannot be saved: a file with the same name and \"-journal\" behind it is in the way";
 
@@ -55,7 +55,7 @@ public:
     SqliteVfs& operator=(SqliteVfs const&) = delete;
 
     std::string const& GetName() const { return m_name; }
-    // What the file system said when it last failed; empty when it has not failed since ClearFailure.
+    // The file system's last error; empty when it has not failed since ClearFailure.
     std::string const& GetFailure() const { return m_failure; }
     void ClearFailure() { m_failure.clear(); }
 

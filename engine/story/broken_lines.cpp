@@ -326,7 +326,7 @@ LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, Line
     if (wanted == static_cast<int>(Alignment::Justify) && isLast && !isJustified)
         wanted = atts.Get(ParagraphAtt::Enum::LastAlignment);
     line.alignment = Settle(wanted, paragraph.IsRightToLeft());
-    // What would part the last letter from the line's end is no room.
+    // A space that would split the last letter from the line's end is no room.
     std::uint32_t const places =
         extent.spaceCount - (extent.spaceCount != 0 && !line.hyphen && line.visibleEnd > begin &&
                                      PartsLetters(paragraph.GetText()[line.visibleEnd - 1])

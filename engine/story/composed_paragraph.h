@@ -40,7 +40,7 @@ struct ShapedRun {
     bool IsRightToLeft() const { return (level & 1) != 0; }
 };
 
-// What is known of each character of composed text.
+// The properties of each character of composed text.
 namespace CharacterFlag {
 inline constexpr std::uint8_t c_breakBefore = 1;     // a line may begin here
 inline constexpr std::uint8_t c_mustBreakBefore = 2; // a line begins here

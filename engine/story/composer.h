@@ -10,7 +10,7 @@
 
 namespace Story {
 
-// What was found out about paragraphs, for all versions of a story. Safe from any thread.
+// Facts about paragraphs that were found out, for all versions of a story. Safe from any thread.
 class ParagraphCache {
 public:
     struct Entry {

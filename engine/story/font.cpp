@@ -145,7 +145,7 @@ void FontFace::ReadCoverage(hb_face_t* face) {
 
 void FontFace::ReadMetrics() {
     double const em = m_unitsPerEm;
-    // What a font says of itself is believed within reason.
+    // A font's description of itself is believed within reason.
     auto const sane = [&](double value, double least, double most, double otherwise) {
         return value / em >= least && value / em <= most ? value / em : otherwise;
     };

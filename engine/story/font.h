@@ -72,7 +72,7 @@ private:
 };
 using FontFaceRef = Kernel::Counted<FontFace const>;
 
-// What a face is asked for by.
+// The key by which a face is asked for.
 struct FontQuery {
     // Names, separated by commas; empty: the system's serif family.
     std::string families;

@@ -231,7 +231,7 @@ FontStack::FontStack(FontQuery const& query) : m_fallback(std::make_unique<Fallb
         if (m_primary)
             return;
     }
-    // What browsers fall back to, where the system has it or something of its measures.
+    // The fonts that browsers fall back to, where the system has them or others of their metrics.
     constexpr char const* c_usual = "Times New Roman";
     if (auto const usual = fonts.Match(fonts.MakePattern(query, c_usual).get());
         usual && (SystemFonts::HasFamily(usual.get(), c_usual) || fonts.IsSubstitute(query, usual.get())))

@@ -96,7 +96,7 @@ private:
         std::uint32_t place = 0; // in m_kept, from 1
     };
 
-    // What finds no place is not found later.
+    // A word that finds no place is not found later.
     void Enter(Slot const& slot) {
         std::size_t const mask = m_slots.size() - 1;
         for (std::size_t probe = 0; probe != c_maximumProbes; ++probe) {

@@ -101,7 +101,7 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
         FontFace const* face = nullptr;
         if (IsControl(c)) {
             flags[i] |= c == U'\t' ? CharacterFlag::c_tab : CharacterFlag::c_control | CharacterFlag::c_space;
-            // What fills a tab comes from a face.
+            // The leader of a tab comes from a face.
             if (c == U'\t')
                 face = previous;
         } else if (primary == nullptr || IsNeutralForFonts(c)) {

@@ -172,7 +172,7 @@ std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates
         for (std::uint32_t const from : active) {
             bool const isFirst = from == c_none;
             auto const cost = GetLineCost(isFirst ? nullptr : &candidates[from], to, isFirst ? firstMeasure : measure);
-            // What does not fit to here fits to no place behind, but for a hyphen that is not there.
+            // A text that does not fit to here fits to no place behind, but for a hyphen that is not there.
             if (cost.demerits >= 0 || to.hyphen)
                 active[kept++] = from;
             if (cost.demerits < 0 || cost.ratio > tolerance)

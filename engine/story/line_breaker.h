@@ -34,7 +34,7 @@ std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, s
 // Where the paragraph's words may be parted; empty unless it asks for that.
 std::vector<std::uint32_t> FindHyphenPlaces(ComposedParagraph const& paragraph);
 
-// What a justified line costs, as Knuth and Plass count ("Breaking Paragraphs into Lines", 1981): (10 + badness)
+// The cost of a justified line, as Knuth and Plass count ("Breaking Paragraphs into Lines", 1981): (10 + badness)
 // squared, badness being 100 |r|^3 for a line whose spaces stretch by r halves or shrink by r thirds of their width.
 // Beyond a million it grows more slowly, up to two million, which is what a line costs that is full but for what
 // nothing can stretch; one that stays empty costs ten million. A hyphen adds 50 squared, two in a row 10000 more.
@@ -58,7 +58,7 @@ public:
     std::uint32_t GetPosition() const { return m_position; }
     // `measure` may be any number; a line has one letter at least. Tab stops count from `indent` before the line.
     LineEnd Next(double measure, double indent = 0);
-    // What the next line takes up to the first place where it may end. Tabs count as nothing.
+    // The width of the next line up to the first place where it may end. Tabs count as nothing.
     double GetLeastWidth() const;
     // Where the next line begins, to come back to it.
     struct Place {

@@ -101,7 +101,7 @@ void Paragraph::Save(Kernel::OutSerialiser& out) const {
     }
 }
 
-// What does not fit together in a forged file is brought into order: runs end where they may, objects that have no
+// Parts that do not fit together in a forged file are brought into order: runs end where they may, objects that have no
 // place are left out.
 bool Paragraph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::String text;

@@ -35,7 +35,7 @@ private:
     std::size_t m_size = 0, m_capacity = 0;
 };
 
-// What HarfBuzz says of one glyph, in units of the font's em.
+// HarfBuzz's result for one glyph, in units of the font's em.
 struct RawGlyph {
     std::uint32_t id = 0;
     std::uint32_t cluster = 0; // index into the text

@@ -9,7 +9,7 @@
 
 namespace Story {
 
-// What shaping and drawing need of resolved glyph attributes. Immutable.
+// The resolved glyph attributes that shaping and drawing need. Immutable.
 class TextLook final : public virtual Kernel::Countable {
 public:
     // One for all text with these attributes, which are resolved against the styles.

@@ -15,7 +15,7 @@ namespace {
 using Geometry::PolyCurveDbl;
 using Geometry::Transform;
 
-// What stands for a letter that no font has and that its font shows as nothing: an upright frame. In em.
+// The replacement of a character that no font has and that its font shows as nothing: an upright frame. In em.
 Kernel::Counted<PolyCurveDbl const> const& GetMissingLetter() {
     static auto const& s_outline = *new Kernel::Counted<PolyCurveDbl const>([] {
         auto frame = Kernel::MakeCounted<PolyCurveDbl>(Geometry::RectDbl{0.08, -0.7, 0.52, 0});

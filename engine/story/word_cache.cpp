@@ -51,7 +51,7 @@ constexpr auto c_plain = [] {
 
 constexpr bool IsPlain(char32_t c) { return c < c_plainEnd && c_plain[c]; }
 
-// What stands next to a space changes its glyph by so much.
+// The distance by which a neighbour changes the glyph of a space.
 struct Adjustment {
     std::int32_t advance = 0, offsetX = 0, offsetY = 0;
     bool isUnsafeToBreak = false;

@@ -60,7 +60,7 @@ private:
     bool m_isStraight;
     // Places after the first affine step and before the second.
     std::vector<double> m_domainXs, m_domainYs, m_sines, m_cosines;
-    // What holds for every row is there.
+    // The values that hold for every row are there.
     bool m_hasDomainXs = false;
     bool m_hasSines = false;
 };

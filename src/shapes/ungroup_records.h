@@ -10,7 +10,7 @@
 
 namespace Commands {
 
-// What a child was before it moved up out of its group.
+// The state of a child before it moved up out of its group.
 struct UngroupChildRecord {
     Kernel::Counted<Node> node;
     Raster::AffineTransform::Params transform;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What holds for every command, proved on its examples. A new command takes part by registering one.
+// The laws that hold for every command, proved on its examples. A new command takes part by registering one.
 
 #include "engine/store/container.h"
 #include "frame/contract/command_coverage.h"
@@ -19,7 +19,7 @@ class Laws : public testing::TestWithParam<std::size_t> {
 protected:
     CommandExample const& Example() const { return AllExamples()[GetParam()]; }
     bool IsKeptByContract() const { return !Example().keptByContract.empty(); }
-    // What Undo gives back: the document as it was or, where something is kept in it on purpose, what the first Undo
+    // The document after Undo: as it was or, where something is kept in it on purpose, what the first Undo
     // has left of it, which must not be the same.
     void ExpectUndone(DocumentHash const& before, DocumentHash const& hash) {
         ExpectKept(Example().keptInDocument, m_undone, before, hash);

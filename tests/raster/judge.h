@@ -120,7 +120,7 @@ void Blend(typename Traits::Sample* pixel, typename Traits::Sample const* existi
         pixel[c] = ToSample<typename Traits::Sample>(r[c], full);
 }
 
-// What a mask says of the layer's pixel (x, y).
+// The mask's value for the layer's pixel (x, y).
 template <class MaskTraits>
 typename MaskTraits::Sample ReadMask(Planes<MaskTraits> const& mask, Params const& maskToSpread,
                                      Params const& layerToSpread, int x, int y) {

@@ -270,7 +270,7 @@ TEST(DividePictures, AlongAnEdgeThatTwoPiecesShareAQuarterOfTheBackdropShowsAtMo
     }
 }
 
-// What several clips leave, hidden ones and those without a fill: pictures and pieces agree on it.
+// The rest that several clips leave, hidden ones and those without a fill: pictures and pieces agree on it.
 TEST(DividePictures, ClipsOfAllKinds) {
     auto const group = NamedGroup("group");
     auto const inGroup = MakeEllipse({20, 20, 120, 180});

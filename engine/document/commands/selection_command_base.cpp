@@ -60,7 +60,7 @@ bool SelectionCommandBase::SelectionContainsArtboards() {
 
 bool SelectionCommandBase::CanOnlyOperateOnCurrentSpread() const { return true; }
 
-// What a command does not tell of itself lies where its objects are.
+// A command that names no area changed something where its objects are.
 Kernel::RectT<double> SelectionCommandBase::GenerateHistoryInterestingRect() const {
     if (auto const told = FindToldArea(*this); !told.IsEmpty())
         return told;

@@ -8,7 +8,7 @@
 
 namespace {
 
-// What notifications may merge by. 0 is for those that never do.
+// The key by which notifications merge. 0 is for those that never do.
 enum DedupeId { c_invalidateDocument = 2, c_structureChanged = 3, c_symbolsChanged = 4 };
 
 } // namespace

@@ -135,7 +135,7 @@ void DomainController::SetProgressListener(ProgressListener* listener) {
 
 void DomainController::SetDirectDelivery(bool direct) {
     auto& domain = *m_implementation;
-    // What was posted before goes out before what is delivered directly.
+    // Notifications that were posted before go out before those that are delivered directly.
     if (direct && HasThread() && !IsRunningHere())
         Flush();
     domain.directDelivery = direct;
@@ -203,7 +203,7 @@ DomainWriterUnlockSession::DomainWriterUnlockSession(Kernel::Counted<DomainContr
     auto& domain = *m_controller->m_implementation;
     if (!domain.lock.IsOwnedByThisThread() || !domain.lock.IsWriting())
         return;
-    // What earlier commands of the run said can be delivered now.
+    // The notifications of earlier commands of the run can be delivered now.
     domain.HandOver();
     domain.lock.ReleaseWriting();
     m_released = true;

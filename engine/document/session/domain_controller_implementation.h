@@ -88,7 +88,7 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     DomainLock lock;
     NotificationDelivery delivery;
 
-    // What producers share.
+    // Shared by producers.
     std::mutex queueMutex;
     std::condition_variable queueChanged;
     std::vector<Item> incoming;
@@ -100,7 +100,7 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     std::atomic<bool> hasThread{false};
     std::thread thread;
 
-    // What belongs to the thread that has the turn.
+    // Owned by the thread that has the turn.
     std::vector<Item> pending;
     std::size_t next = 0;
     // Tasks that wait for readers to leave.

@@ -315,7 +315,7 @@ void DomainController::Implementation::StopThreads() {
         thread.join();
     }
     {
-        // What was queued while the thread ended.
+        // Commands that were queued while the thread ended.
         Turn const turn(*this);
         Absorb();
         RunPending();

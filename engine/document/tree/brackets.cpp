@@ -18,7 +18,7 @@ struct Bracket {
 
 struct Stack {
     std::vector<Bracket> open;
-    // What brackets keep, in the order of the first changes.
+    // The states that brackets keep, in the order of the first changes.
     std::vector<Brackets::Before> kept;
 };
 

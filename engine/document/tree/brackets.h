@@ -11,7 +11,7 @@
 // that changes nothing reads nothing of the object. Objects are changed on the thread that visits them.
 namespace Brackets {
 
-// What an object held when its bracket was opened. The object lives for as long as its bracket.
+// The state of an object when its bracket was opened. The object lives for as long as its bracket.
 struct Before {
     AttributeTable attributes;
     Raster::AffineTransform::Params matrix;

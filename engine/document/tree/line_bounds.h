@@ -5,7 +5,7 @@
 #include "platform/raster/affine_transform.h"
 #include "platform/renderer/line_style.h"
 
-// What a line along the outline covers, in the space that `toSpread` leads to. Exact for straight segments and their
+// The area of a line along the outline, in the space that `toSpread` leads to. Exact for straight segments and their
 // joins and caps; along cubics it may reach half a width too far at their ends. Lines with arrow heads or a pressure
 // profile get a box that they surely stay in. Empty where the outline has no finite bounds.
 Kernel::RectT<double> GetLineBounds(Geometry::PolyCurveDbl const& outline,

@@ -141,7 +141,7 @@ private:
             m_coverage.owners[f] = m_uses.inputs[top];
     }
 
-    // What an edge means, told in the face on its left.
+    // The effect of an edge, told in the face on its left.
     void Judge(std::uint32_t e) {
         std::uint32_t count = 0;
         for (EdgeUse const& use : m_uses.Of(e))

@@ -8,7 +8,7 @@
 
 namespace Geometry::Planar {
 
-// What holds for all maps of one graph.
+// The data that holds for all maps of one graph.
 struct CoverageRules {
     bool keepHiddenTogether = false;
     // Without ordinary inputs the clips by themselves are what is covered.

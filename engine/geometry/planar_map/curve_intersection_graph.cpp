@@ -71,7 +71,7 @@ public:
         for (std::size_t i = 0; i != m_covering.size(); ++i) {
             if (m_covering[i] && (m_touched[i] || m_regions[i] != 1 || m_rings[i] != 1 || m_contours[i] != 1))
                 return true;
-            // What its winding mode leaves out altogether must not come back painted.
+            // An area that its winding mode leaves out altogether must not come back painted.
             if (m_hollow[i] && !m_covering[i])
                 return true;
         }

@@ -95,7 +95,7 @@ bool IsAPoint(Segment const& s) {
     return true;
 }
 
-// What tells curves between the same vertices apart at once. Rounded, since reversing costs a last digit.
+// A key that tells curves between the same vertices apart at once. Rounded, since reversing costs a last digit.
 struct CurveKey {
     std::uint32_t from = 0, to = 0;
     bool straight = false;

@@ -9,7 +9,7 @@
 
 namespace Geometry::Planar {
 
-// What an input's contours do along an edge: `winding` counts them from its lower node to the higher less those back.
+// The uses of an edge by an input's contours: `winding` counts them from its lower node to the higher less those back.
 struct EdgeUse {
     std::uint32_t input = 0;
     std::int32_t winding = 0;

@@ -47,13 +47,13 @@ enum class InterfaceId : std::uint8_t {
 
 inline constexpr int c_interfaceCount = static_cast<int>(InterfaceId::Count);
 
-// What one interface of one object holds, as an immutable counted value: taking a snapshot costs a pointer.
+// The values that one interface of one object holds, immutable and counted: taking a snapshot costs a pointer.
 class REDRAFT_ENGINE InterfaceState : public Kernel::Serialisable {
 public:
     virtual InterfaceId GetInterfaceId() const = 0;
     // Same class and same value.
     virtual bool IsEqualTo(InterfaceState const& other) const = 0;
-    // What an object holds that never set this state; it is not stored.
+    // The state of an object that never set it; it is not stored.
     virtual bool IsDefault() const = 0;
 };
 

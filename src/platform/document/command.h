@@ -26,7 +26,7 @@ class DynamicBuffer;
 class Node;
 
 namespace Kernel {
-// What a command shows of itself to scripts; no command of this library shows anything.
+// The part of a command that scripts may see; no command of this library shows anything.
 class REDRAFT_ENGINE Reflected : public virtual Countable {};
 } // namespace Kernel
 
@@ -54,7 +54,7 @@ public:
 
 class REDRAFT_ENGINE DomainCommand : public Command {
 public:
-    // What the queue has to know of a command without asking its class.
+    // The command's family, which the queue has to know without asking its class.
     enum class Family : std::uint8_t { Domain, Document, BackgroundTask };
     // Which operation ran last.
     enum class Direction : std::uint32_t { Do = 0, Undo = 1, Redo = 2, Teardown = 3 };
@@ -146,7 +146,7 @@ public:
     // Binds the controller. An override may read the document now.
     virtual void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller);
     virtual void SetPreview(bool preview);
-    // What the command runs on; empty for commands without a selection.
+    // The selection that the command runs on; empty for commands without one.
     virtual Kernel::Counted<Selection const> GetSelection();
     // When a preview ends by `clearing`, the command that history keeps in its place; empty: none.
     virtual Kernel::Counted<DocumentCommand>
@@ -162,7 +162,7 @@ public:
     // A picture of the part of the current spread that the rectangle names, in document units, as it is now; empty
     // when there is nothing to show. The document is held for reading.
     virtual Kernel::Counted<Raster::BufferRGBA8> GenerateHistoryThumbnail(Kernel::RectT<double> area) const;
-    // What the picture should show: the bounds of what the command touched, or the spread.
+    // The area that a picture should show: the bounds of all that the command touched, or the spread.
     virtual Kernel::RectT<double> GenerateHistoryInterestingRect() const;
     virtual void Deduplicate(Raster::BlockDeduplicationSupport& support, bool* abort);
     virtual bool WillAddChildNodes() const;

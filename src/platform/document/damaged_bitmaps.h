@@ -13,5 +13,5 @@ struct DamagedNode {
 // order. Returns early when *abort becomes true.
 REDRAFT_ENGINE std::vector<DamagedNode> FindDamagedBitmaps(Node const& top, bool const* abort);
 
-// What a message calls a layer: "layer Holiday".
+// A layer's name in messages: "layer Holiday".
 REDRAFT_ENGINE Kernel::String GetLayerName(Node const& node);

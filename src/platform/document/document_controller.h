@@ -67,7 +67,7 @@ public:
     // first. Saved with the document.
     int GetChannelMask() const { return m_channelMask; }
     void SetChannelMask(int channels);
-    // What of that a layer's format has.
+    // The channels of those that a layer's format has.
     int MergeChannelMask(Kernel::NonCounted<MutableRasterInterface const> layer) const;
 
     // Settings.
@@ -117,7 +117,7 @@ public:
     void SetUndoLimits(std::size_t maximumCount, std::size_t maximumBytes);
     // False: newer commands never merge into older ones.
     void SetMergingEnabled(bool enabled) { m_mergingEnabled = enabled; }
-    // What became of the last command that was run.
+    // How the last command that was run ended.
     struct RunResult {
         // It ran to its end.
         bool ran = false;
@@ -149,7 +149,7 @@ public:
 
     // The canonical hash of tree and settings; with history, also of every step.
     DocumentHash GetHash(bool withHistory) const;
-    // What a picture of the newest step should show, on the current spread, in document units.
+    // The area that a picture of the newest step should show, on the current spread, in document units.
     Kernel::RectT<double> GetHistoryInterestingRect() const;
 
 protected:

@@ -123,7 +123,7 @@ private:
 class REDRAFT_ENGINE ShowPanelNotification : public DocumentNotification {
 public:
     enum class Panel : std::uint32_t { None = 0, Layers = 1, Generations = 2, Text = 3, Merge = 4 };
-    // What the panel needs to know; kinds of it belong to the panels.
+    // The reason for the update, a number whose meaning belongs to the panel.
     class REDRAFT_ENGINE ShowPanelInfo : public virtual Kernel::Countable {};
 
     ShowPanelNotification(Kernel::Counted<DocumentController const> const& controller, Panel panel,

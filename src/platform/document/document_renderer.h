@@ -22,7 +22,7 @@ private:
 };
 
 struct SpreadPictureOptions {
-    // What is shown, in spread space; empty: the spread's box.
+    // The visible area, in spread space; empty: the spread's box.
     Kernel::RectT<double> area;
     // Pixels a document unit.
     double scale = 1;

@@ -8,7 +8,7 @@
 // How masters are carried over when pages move.
 enum class MasterMigrationStrategy : std::uint32_t { Keep = 0, Adapt = 1, Drop = 2 };
 
-// What new documents start with. Not part of the document's state.
+// The values that new documents start with. Not part of the document's state.
 class REDRAFT_ENGINE DocumentDefaults final : public Kernel::Serialisable {
 public:
     Kernel::Counted<Renderer::FillDescriptor const> GetGuidesFillDescriptor() const { return m_guidesFill; }

@@ -45,7 +45,7 @@ struct HistoryStep {
     static constexpr std::int64_t c_neverMerges = INT64_MIN;
     // Until when a newer command may merge into this one, by the controller's clock.
     std::int64_t mergeUntil = c_neverMerges;
-    // What the step adds to the file; 0 for not measured.
+    // The bytes that the step adds to the file; 0 for not measured.
     std::size_t storedBytes = 0;
     // Of a command from a file that is not trusted, which has not been checked yet.
     bool needsValidation = false;

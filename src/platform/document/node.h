@@ -16,7 +16,7 @@ class SpreadNode;
 // The lists that a node's children stand in.
 enum class NodeChildListType : std::uint8_t {
     Plain = 0,
-    // What the node is clipped to.
+    // The shapes that the node is clipped to.
     Clipping = 1,
     // Adjustments and effects that are nodes.
     Adjustments = 2,
@@ -24,7 +24,7 @@ enum class NodeChildListType : std::uint8_t {
     WrapShape = 3,
     // Pixel masks.
     Masks = 4,
-    // What a document keeps beside its spreads: symbols.
+    // A document's symbols, beside its spreads.
     Symbols = 5,
     // The pages of a spread.
     Pages = 6
@@ -137,14 +137,14 @@ protected:
     // this node or is contained in another.
     bool AddContents(Node& contents);
     void DropContents(Node& contents) noexcept;
-    // What a copy takes over: everything but id, place, children and link.
+    // Fills a copy: everything but id, place, children and link.
     virtual void CopyMembersFrom(Node const& other);
     Kernel::String GetDefaultDescription() const override;
 
 private:
     friend class DocumentNode;
 
-    // What few nodes have.
+    // Data that few nodes have.
     struct Rare {
         Kernel::Weak<Node const> owner;
         Kernel::Counted<Node> linkSource;

@@ -20,7 +20,7 @@ struct ObjectStyleMask {
     bool frame = true;
 };
 
-// What a style paints an area with.
+// The paint that a style gives to an area.
 class REDRAFT_ENGINE ObjectStyleBrush final : public virtual Kernel::Countable {
 public:
     explicit ObjectStyleBrush(Kernel::Counted<Renderer::FillDescriptor const> fill) : m_fill(std::move(fill)) {}

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-// What undo keeps of one interface: for each object whose state the command changed, the state before and after. A
+// One interface's states for undo: for each object whose state the command changed, the state before and after. A
 // state is a counted value; an empty one stands for the default.
 class REDRAFT_ENGINE ProxyStates {
 public:

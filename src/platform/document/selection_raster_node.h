@@ -21,7 +21,7 @@ public:
 
     bool IsSelectNone() const { return m_extent == Extent::None; }
     bool IsSelectAllOrNone() const { return m_extent != Extent::Mask; }
-    // What the selection covers, in spread units rounded outwards: a box around the mask's samples above 0, c_noBox
+    // The selection's area in spread units, rounded outwards: a box around the mask's samples above 0, c_noBox
     // when there are none or nothing is selected, and for everything a box beyond all others.
     Kernel::RectT<int> GetSelectedSpreadBox() const;
     Raster::AffineTransform::Params GetRasterToDomainTransform() const override { return GetBaseToSpreadTransform(); }

@@ -13,7 +13,7 @@ public:
     virtual Kernel::Counted<Geometry::PolyCurveDbl const> ComputeCurves() const = 0;
     // The box that the shape is inscribed in, in node space.
     virtual Kernel::RectT<double> GetBox() const = 0;
-    // What the shape is called where its node has no name.
+    // The shape's name where its node has none.
     virtual char const* GetKindName() const = 0;
 };
 

@@ -20,7 +20,7 @@ struct REDRAFT_ENGINE SpreadRect {
     }
 };
 
-// What a change touched, spread by spread: what must be painted again.
+// The area that a change touched, spread by spread: it must be painted again.
 class REDRAFT_ENGINE SpreadRects {
 public:
     void Append(SpreadRect rect);
@@ -44,7 +44,7 @@ private:
     std::vector<SpreadRect> m_rects;
 };
 
-// What one change touched; filled by Do, Undo and Redo, read by Notify.
+// The areas that one change touched; filled by Do, Undo and Redo, read by Notify.
 class REDRAFT_ENGINE ChangeResult {
 public:
     void AddNode(Kernel::Counted<Node> node);

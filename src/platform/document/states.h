@@ -79,7 +79,7 @@ public:
     static ClassProperties const* GetTypeClassProperties();
 };
 
-// What a fill or a line belongs to: the object itself or, for text, its frame.
+// The owner of a fill or a line: the object itself or, for text, its frame.
 enum class ContentType : std::uint32_t { Object = 0, Frame = 1 };
 
 class REDRAFT_ENGINE BrushFillState final : public InterfaceStateT<BrushFillState> {
@@ -148,7 +148,7 @@ public:
     static ClassProperties const* GetTypeClassProperties();
 };
 
-// What a text frame is. Values are part of the stored form.
+// The kind of a text frame. Values are part of the stored form.
 enum class TextFrameKind : std::uint32_t { Plain = 0, Table = 6 };
 
 class REDRAFT_ENGINE TextFrameState final : public InterfaceStateT<TextFrameState> {

@@ -11,7 +11,7 @@
 
 class TextFlow;
 
-// What an edit of a text changed outside of it. Reserved: frames of a fixed size change nothing.
+// The changes that an edit of a text made outside of it. Reserved: frames of a fixed size change nothing.
 class ChangeResult;
 
 // A node that shows text.
@@ -41,7 +41,7 @@ public:
     Kernel::Counted<Story::ComposedStory> MakeComposedStory(Story::CompositionEndConditions const& conditions) const;
     // Composes what the node shows, so that the next one who asks need not wait.
     void EnsureTextComposed() const { static_cast<void>(MakeComposedText()); }
-    // What the node shows, as composed now. Never null.
+    // The node's text, as composed now. Never null.
     virtual Story::ComposedFramePtr MakeComposedText() const = 0;
     // All nodes that show the story.
     virtual Kernel::Counted<TextFlow> GetTextFlow() const = 0;
@@ -175,7 +175,7 @@ private:
     Nodes m_nodes;
 };
 
-// What of an object is selected.
+// The part of an object that is selected.
 class REDRAFT_ENGINE SubSelectable : public Kernel::Serialisable {};
 
 // Stretches of a text.

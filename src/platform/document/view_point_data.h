@@ -10,7 +10,7 @@ public:
     Kernel::String name;
     // Index of the spread, from 0.
     int spreadIndex = 0;
-    // What the view shows, in spread space.
+    // The visible rectangle, in spread space.
     Kernel::RectT<double> viewBox;
 
     friend bool operator==(ViewPointData const&, ViewPointData const&) = default;

@@ -74,7 +74,7 @@ public:
         virtual void Progress(float value) = 0;
     };
 
-    // What Divide gives to one input.
+    // The part of Divide's result that belongs to one input.
     struct DividedResult {
         // Each is one connected piece: its outline, then its holes, which turn the other way.
         std::vector<Kernel::Counted<PolyCurveDbl>> areas;

@@ -42,7 +42,7 @@ REDRAFT_ENGINE std::optional<NearestPoint> GetNearestPoint(PolyCurveDbl const& c
 // method for finding the intersection between two Bézier curves or surfaces", 1984); at most 65536.
 REDRAFT_ENGINE unsigned GetFlatteningSteps(Segment const& segment, double tolerance);
 
-// What takes a flattened contour. Called Begin, Vertex..., End for each contour. The start is not repeated at the end
+// Takes a flattened contour. Called Begin, Vertex..., End for each contour. The start is not repeated at the end
 // of a closed one.
 class REDRAFT_ENGINE FlattenSink {
 public:

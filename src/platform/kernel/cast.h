@@ -10,7 +10,7 @@
 
 namespace Kernel {
 
-// What a cast site remembers for a type that is not of the wanted class.
+// The offset that a cast site remembers for a type that is not of the wanted class.
 inline constexpr std::ptrdiff_t c_failedCast = 0x7FFFFFFFFFFFFFFF;
 
 namespace Detail {
@@ -23,7 +23,7 @@ struct CastCacheEntry {
     std::ptrdiff_t offset = 0;
 };
 
-// What all threads remember together of one site, behind the entry that each thread has: where objects of a few types
+// The cache that all threads share for one site, behind the entry that each thread has: where objects of a few types
 // take turns, the entry always names the other type, and asking the language for a cast costs a walk over all bases.
 // An answer is one word, the type's key and the offset; those that don't fit are not remembered.
 class CastMemory {

@@ -22,7 +22,7 @@ public:
     class Init;
 };
 
-// What the registry knows of one persisted class. Made once for each class, before any object of it; never moved.
+// The registry's entry for one persisted class. Made once for each class, before any object of it; never moved.
 class REDRAFT_ENGINE ClassProperties : public ClassPropertiesBase {
 public:
     using Factory = Counted<Serialisable> (*)();

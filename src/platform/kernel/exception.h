@@ -31,7 +31,7 @@ public:
     ~AbortException() override;
 };
 
-// What is read was written by a newer version. The argument tells whether the rest of the file can be trusted.
+// The data was written by a newer version. The argument tells whether the rest of the file can be trusted.
 class REDRAFT_ENGINE FutureVersionException final : public Exception {
 public:
     explicit FutureVersionException(bool recoverable, SourceLocation where = SourceLocation::current())
@@ -45,7 +45,7 @@ private:
     bool m_recoverable;
 };
 
-// What is read is damaged or was forged.
+// The data is damaged or was forged.
 class REDRAFT_ENGINE DamagedDataException final : public Exception {
 public:
     using Exception::Exception;

@@ -21,7 +21,7 @@ public:
 // An open file. Closed by its destructor; not copyable.
 class REDRAFT_ENGINE File {
 public:
-    // What is done with the file. Create makes it, or empties one that is there.
+    // How the file is opened. Create makes it, or empties one that is there.
     enum class AccessMode { Read = 1, Write = 2, ReadWrite = 3, Create = 5 };
     enum class ShareMode { Exclusive = 0, Shared = 1 };
     enum class VisibilityMode { Normal = 0, Hidden = 1 };

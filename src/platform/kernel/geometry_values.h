@@ -43,7 +43,7 @@ struct RectT {
         return {std::min(left, other.left), std::min(top, other.top), std::max(right, other.right),
                 std::max(bottom, other.bottom)};
     }
-    // What both hold; empty (0, 0, 0, 0) when they have no common area.
+    // The intersection; empty (0, 0, 0, 0) when the rectangles have no common area.
     constexpr RectT Intersected(RectT const& other) const {
         RectT const common{std::max(left, other.left), std::max(top, other.top), std::min(right, other.right),
                            std::min(bottom, other.bottom)};

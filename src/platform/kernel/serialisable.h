@@ -56,7 +56,7 @@ private:
     static constexpr std::uint64_t c_cleanInGraph = 1;
     void MarkChangedInGraph() const;
 
-    // What an object graph keeps of this object: its id there, which graph that is, and whether it has changed.
+    // The object graph's notes on this object: its id there, which graph that is, and whether it has changed.
     mutable std::atomic<std::uint64_t> m_graphWord{0};
 };
 

@@ -83,13 +83,13 @@ public:
     // A sample is the mean of the up to four samples that it covers, colours weighted by alpha; integers are rounded
     // to the nearest, halves up.
     void UpdateMipmaps(int level, bool* abort) const;
-    // What the rectangle covers is out of date in all levels that exist.
+    // Marks the area of the rectangle as out of date in all levels that exist.
     void MarkMipmapsDirty(Kernel::RectT<int> const& changed);
     // To be called at the end of each change of pixels instead: marks, and in mode Immediate renews.
     void FinishChange(Kernel::RectT<int> const& changed);
     // Takes all levels away until they are asked for: after a change of everything.
     void ForgetMipmaps();
-    // What is out of date in a level, in pixels of the full size; empty for a level that is valid or missing.
+    // The area that is out of date in a level, in pixels of the full size; empty for a level that is valid or missing.
     Kernel::RectT<int> GetMipmapDirtyRect(int level) const;
 
     // Pixels with the format's channels side by side, rows `rowBytes` apart, for a rectangle inside the bitmap

@@ -9,7 +9,7 @@
 
 namespace Raster {
 
-// What the samples of a channel stand for. Colour is stored as it is, not multiplied by alpha.
+// The meaning of a channel's samples. Colour is stored as it is, not multiplied by alpha.
 enum class ChannelRole : std::uint8_t {
     Red,
     Green,

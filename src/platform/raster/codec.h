@@ -31,7 +31,7 @@ enum class Orientation : std::uint8_t {
     LeftBottom = 8
 };
 
-// What an image file says about its image. Pixels are interleaved: the colour channels in the order of their model's
+// The description of an image in a file. Pixels are interleaved: the colour channels in the order of their model's
 // name, then alpha. Colour is not multiplied by alpha. Ink channels count ink. 16-bit Lab is encoded as Lightness16 and
 // its fellows say; 8-bit Lab has L* 0 to 100 over the full range and a*, b* as 128 + value; float Lab is the 8-bit one
 // divided by 255.
@@ -70,7 +70,7 @@ struct REDRAFT_ENGINE ImageInfo {
     std::size_t GetRowBytes() const { return std::size_t{width} * GetChannelCount() * GetSampleBytes(); }
 };
 
-// What may be asked of the machine for one image. Above each limit the image is refused, before any memory for its
+// The resources that one image may ask for. Above each limit the image is refused, before any memory for its
 // pixels is taken.
 struct ImageLimits {
     std::uint64_t pixels = std::uint64_t{1} << 28;
@@ -97,7 +97,7 @@ struct DecodedImage {
     std::vector<std::byte> samples;
 };
 
-// What the first image of a PNG, JPEG or TIFF file says about itself, without decoding it. Throws as DecodeImage does.
+// The description of the first image of a PNG, JPEG or TIFF file, without decoding it. Throws as DecodeImage does.
 REDRAFT_ENGINE ImageInfo ReadImageInfo(std::span<std::byte const> file, ImageLimits const& limits = {});
 
 // Decodes the first image of a PNG, JPEG or TIFF file, which is told by its first bytes. Palettes, subsampling, odd bit

@@ -7,7 +7,7 @@
 
 namespace Raster {
 
-// What the format-erased owners have in common. Derived has GetBase(), a NonCounted of its BitmapBase or BufferBase.
+// The common part of the format-erased owners. Derived has GetBase(), a NonCounted of its BitmapBase or BufferBase.
 template <class Derived>
 class DynamicBase {
 public:

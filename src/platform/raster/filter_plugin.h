@@ -31,7 +31,7 @@ struct FilterPixelLayout {
 // The order of the virtual operations is part of the contract.
 class REDRAFT_ENGINE RasterFilterPlugin : public virtual Kernel::Countable {
 public:
-    // What runs over one bitmap.
+    // An object of the plug-in that runs over one bitmap.
     class REDRAFT_ENGINE Filter {
     public:
         virtual ~Filter();
@@ -43,7 +43,7 @@ public:
 
     // Names the plug-in among all that are installed.
     virtual Kernel::String GetIdentifier() const = 0;
-    // What a person calls it.
+    // The name that people read.
     virtual Kernel::String GetName() const = 0;
     virtual std::unique_ptr<Filter> MakeFilter() const = 0;
     // Whether tiles may be filtered at the same time.
@@ -69,7 +69,7 @@ public:
     };
 };
 
-// What a plug-in may take, in a process of its own. One that takes more fails.
+// The resources that a plug-in may take, in a process of its own. One that takes more fails.
 struct FilterPluginLimits {
     // For one tile, and for loading the plug-in. A bitmap that is worked on whole has more, by its size.
     std::chrono::milliseconds tileTime{10000};

@@ -36,7 +36,7 @@ struct Pixel;
 template <class C1, class C2, class C3, class C4, class C5>
 struct PlanarSpan;
 
-// What a set of channels says about itself. The channels in use come first, alpha is the last of them, and all have
+// The description of a set of channels. The channels in use come first, alpha is the last of them, and all have
 // one sample type.
 template <class C1, class C2, class C3, class C4, class C5>
 struct PixelModel {

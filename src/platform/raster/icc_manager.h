@@ -41,7 +41,7 @@ private:
     Kernel::BlobKey m_key;
 };
 
-// What is kept of colours that the target cannot show. The values are those of the ICC's intents.
+// The rendering intent: how colours outside the target's gamut are replaced. The values are those of the ICC's intents.
 enum class RenderingIntent : int { Perceptual = 0, RelativeColorimetric = 1, Saturation = 2, AbsoluteColorimetric = 3 };
 
 // Colour management for all bitmaps of the process. Used by several threads at once.

@@ -8,7 +8,7 @@ namespace Raster {
 
 namespace Detail {
 
-// What reading accessors of bitmaps and buffers, constant or not, have in common. Pixels are addressed in the space of
+// The common part of reading accessors of bitmaps and buffers, constant or not. Pixels are addressed in the space of
 // the target; the transform leads to the pixel that is read.
 template <class Model, class Extend, class Transform, class Cursor>
 class PixelReader {

@@ -52,7 +52,7 @@ Kernel::PointT<int> TransformPixelCentre(Transform const& transform, int x, int 
     return {toInt(p.x), toInt(p.y)};
 }
 
-// What a location outside the bitmap means. Resolve moves the location inside, or answers false: the pixel is zero.
+// The meaning of a location outside the bitmap. Resolve moves the location inside, or answers false: the pixel is zero.
 
 // For locations that the caller keeps inside; the padding of a span may go beyond the edge and is zero.
 struct Safe {

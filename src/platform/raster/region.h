@@ -13,7 +13,7 @@
 
 namespace Raster {
 
-// What a new region is filled with.
+// The initial content of a new region.
 enum class Default : int { Unspecified = 0, Minimum = 1, Maximum = 2 };
 
 // One plane of a bitmap: a grid of tiles, index (y / 256) * tiles-per-row + x / 256.

@@ -30,7 +30,7 @@ enum class FillType : std::uint32_t {
     Pattern = 5
 };
 
-// What an area is painted with: an immutable value, one object for all that are equal where it is consolidated.
+// The paint of an area: an immutable value, one object for all that are equal where it is consolidated.
 //
 // A fill has a plane of its own, the fill space; a descriptor's transform lays it over the object.
 class REDRAFT_ENGINE Fill : public Kernel::Serialisable {
@@ -106,7 +106,7 @@ struct GradientStop {
     friend bool operator==(GradientStop const&, GradientStop const&) = default;
 };
 
-// What a gradient shows beyond its ends.
+// How a gradient goes on beyond its ends.
 enum class GradientSpread : std::uint32_t { Pad = 0, Reflect = 1, Repeat = 2 };
 
 // Colours that change along a parameter t: 0 at the first end, 1 at the last. Between stops each component and the
@@ -208,7 +208,7 @@ private:
     double m_focalRadius = 0;
 };
 
-// What a bitmap fill shows beyond the bitmap's edges.
+// How a bitmap fill goes on beyond the bitmap's edges.
 enum class TileMode : std::uint32_t {
     // Nothing. Edges are smoothed over one pixel of the target.
     Clear = 0,

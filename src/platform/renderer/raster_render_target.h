@@ -24,10 +24,10 @@ struct RasterOptions {
     int height = 0;
     // RGB, grey, CMYK or Lab with alpha. Pixels come out in this format; they are mixed as floats.
     Raster::Format format = Raster::FormatRGBA8;
-    // What the pixels are meant in.
+    // The colour space of the pixels.
     Raster::ICCProfileSet profiles;
     Transform documentToPixels;
-    // What lies below everything.
+    // The background, below everything.
     Colour background = Colour().WithAlpha(0);
     BlendSpace blendSpace = BlendSpace::Encoded;
     // Polled while rendering when it is not null.

@@ -48,7 +48,7 @@ struct LayerOptions {
 
 enum class MaskKind { Alpha, Luminance };
 
-// What drawing goes to. Coordinates go through the stack of current transforms to the target's own space, which is
+// A target of drawing. Coordinates go through the stack of current transforms to the target's own space, which is
 // pixels where the target has pixels.
 //
 // Pushes and pops nest; a pop without its push throws Kernel::Exception. Coordinates and numbers may be any double:
@@ -69,7 +69,7 @@ public:
                     double opacity = 1, BlendMode blendMode = BlendMode::Normal,
                     Resampling resampling = Resampling::Bilinear);
 
-    // What the colours of later drawing are meant in: the document's format and profiles. Without it, the plain rules
+    // The colour space of later drawing: the document's format and profiles. Without it, the plain rules
     // of Colour and the default profiles hold.
     void SetColourFormatAndProfiles(Raster::Format format, Raster::ICCProfileSet const& profiles);
     Raster::Format GetColourFormat() const { return m_colourFormat; }
@@ -86,7 +86,7 @@ public:
     // are smooth, and the coverages of several are multiplied. Null or empty curves show nothing.
     void PushClip(Kernel::Counted<Geometry::PolyCurveDbl const> curves, Geometry::WindingOrderMode windingOrderMode);
     void PushClipRectangle(RectDbl const& rectangle);
-    // What is drawn until EndMask becomes a clip: where it is opaque, or light, later drawing shows. PopClip ends it.
+    // Drawing until EndMask becomes a clip: where it is opaque, or light, later drawing shows. PopClip ends it.
     void BeginMask(MaskKind kind);
     void EndMask();
     void PopClip();

@@ -227,10 +227,10 @@ private:
 class REDRAFT_ENGINE Delta final : public Kernel::Serialisable {
 public:
     struct Values {
-        // What is set; null for nothing.
+        // The value that is set; null for none.
         GlyphAttsRef glyphAtts;
         ParagraphAttsRef paragraphAtts;
-        // What was set by hand goes first, so that the style shows.
+        // Attributes that were set by hand go first, so that the style shows.
         bool resetLocal = false;
         // Factors that are put on those which are there.
         double lengthScale = 1;

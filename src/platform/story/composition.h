@@ -37,7 +37,7 @@ struct FrameGeometry {
     friend bool operator==(FrameGeometry const&, FrameGeometry const&) = default;
 };
 
-// What composition says of one glyph of a line. The numbers of bits are fixed by their readers.
+// Properties of one glyph of a line, set by composition. The numbers of bits are fixed by their readers.
 namespace CompositionFlag {
 // Not in the story: composition put it there.
 inline constexpr unsigned c_made = 1u << 0;
@@ -61,7 +61,7 @@ class BrokenLines;
 class ComposedParagraph;
 struct LineData;
 
-// What shaping made of a few characters of a line that cannot be parted: a letter with its marks, or a ligature.
+// A cluster: glyphs for a few characters that cannot be split, such as a letter with its marks, or a ligature.
 struct LineCell {
     // As LinePart counts its glyphs.
     std::uint32_t begin = 0, end = 0;
@@ -103,7 +103,7 @@ public:
     double GetWidth() const;
     double GetAscent() const;
     double GetDescent() const;
-    // What each space that stretches was given beyond its own advance.
+    // The width that each space that stretches was given beyond its own advance.
     double GetSpaceExtra() const;
     bool IsRightToLeft() const;
     Alignment GetAlignment() const;

@@ -25,7 +25,7 @@ public:
     virtual bool IsCharacter() const { return false; }
     // The character; c_objectCharacter for an object.
     virtual char32_t GetCharacter() const { return c_objectCharacter; }
-    // What composition shows in the glyph's place; empty for a mark that shows nothing.
+    // The text that composition shows in the glyph's place; empty for a mark that shows nothing.
     virtual std::u32string Expand() const { return {}; }
     // NoCloneGlyphs: the same object, where it may stand in two stories.
     virtual Kernel::Counted<Glyph const> Clone(GlyphCloneContext context) const = 0;

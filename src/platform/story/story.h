@@ -83,7 +83,7 @@ struct SelectionRange {
 
 enum class StoryChangeType : std::uint32_t { Text = 0, GlyphAtts = 1, ParagraphAtts = 2, Glyphs = 3, Geometry = 4 };
 
-// What changed in a story: a range, or everything.
+// The part of a story that changed: a range, or everything.
 class REDRAFT_ENGINE StoryChange {
 public:
     // `formatOnly`: no glyph came or went.

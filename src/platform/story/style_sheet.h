@@ -77,7 +77,7 @@ public:
     Kernel::Counted<StyleSheet const> With(Kernel::Counted<Style const> style) const;
     Kernel::Counted<StyleSheet const> Without(Kernel::String const& name) const;
 
-    // What holds for a glyph: the paragraph style's, on top of them the character style's, on top of them its own.
+    // A glyph's attributes: the paragraph style's, on top of them the character style's, on top of them its own.
     // Parents come before their children; a ring of parents is cut where it closes. Equal answers are one object.
     GlyphAttsRef Resolve(GlyphAttsRef const& own, ParagraphAttsRef const& paragraph) const;
     ParagraphAttsRef Resolve(ParagraphAttsRef const& own) const;

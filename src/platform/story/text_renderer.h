@@ -6,10 +6,10 @@
 
 namespace Story {
 
-// What of text is drawn: bits that may be put together.
+// The parts of a text that are drawn: bits that may be combined.
 enum class DrawMode : unsigned {
     Fill = 1u << 0,
-    // What multiplies the fill's alpha. Without it the fill shows alone.
+    // The transparency that multiplies the fill's alpha. Without it the fill shows alone.
     SecondFill = 1u << 1,
     Line = 1u << 2,
     // Underlines and strikethroughs.

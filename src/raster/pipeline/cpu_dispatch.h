@@ -18,7 +18,7 @@ enum class VectorTarget { Baseline, Avx2, Avx512 };
 REDRAFT_API VectorTarget GetVectorTarget() noexcept;
 // The widest that this machine has.
 REDRAFT_API VectorTarget GetWidestVectorTarget() noexcept;
-// What the name stands for; the widest of all for one that is not known.
+// The instruction set of that name; the widest of all for a name that is not known.
 REDRAFT_API VectorTarget FindVectorTarget(std::string_view name) noexcept;
 
 // RunBest<K>(arguments...) runs K::Run, K being a class of its own for each loop, whose Run is always inlined. Loops

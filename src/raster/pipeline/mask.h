@@ -36,7 +36,7 @@ public:
             m_accessor.emplace(m_bitmap, Raster::AffineStage{t}, Raster::AccessorSync::Pipeline);
     }
 
-    // What the mask says of a rectangle of pixels, as far as its tiles of one value tell; Mixed when they do not.
+    // How the mask selects a rectangle of pixels, as far as its tiles of one value tell; Mixed when they do not.
     MaskCoverage Look(Kernel::RectT<int> const& pixels) const {
         if (!m_shift)
             return MaskCoverage::Mixed;

@@ -154,7 +154,7 @@ struct OpaqueLoop<float, ColourCount> {
             for (int i = 0; i < count; ++i) {
                 float const t = 1.0f - mask[i];
                 float const v = (1.0f - t) * own[i] + t * old[i];
-                // What is no number selects nothing.
+                // A value that is no number selects nothing.
                 float const below = mask[i] > 0 ? v : old[i];
                 to[i] = mask[i] >= 1.0f ? own[i] : below;
             }

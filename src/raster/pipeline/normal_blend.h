@@ -60,7 +60,7 @@ void BlendPixel(Sample* processed, Sample const* existing, Sample mask) {
     processed[ColourCount] = Scale::FromFloat(alpha);
 }
 
-// What the samples of a mask say of a run of pixels.
+// How the samples of a mask select a run of pixels.
 enum class MaskCoverage { None, Full, Mixed };
 
 // 8 or 16-bit integers or floats.

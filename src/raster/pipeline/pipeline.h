@@ -11,7 +11,7 @@ namespace Commands {
 // line or a point in common.
 REDRAFT_API Kernel::RectT<int> IntersectTouching(Kernel::RectT<int> const& a, Kernel::RectT<int> const& b);
 
-// What an effect may change of a layer, in its pixels: the whole bitmap, or where the document's selection of pixels
+// Where an effect may change a layer, in its pixels: the whole bitmap, or where the document's selection of pixels
 // covers it. (0, 0, 0, 0) when the two lie apart.
 REDRAFT_API Kernel::RectT<int> GetEffectRegion(DocumentController const& document, ConstRasterInterface const& layer);
 

@@ -5,7 +5,7 @@
 
 namespace Commands {
 
-// What a run of an effect over a bitmap is told. Filled by the effect; pointers are not owned and last for the run.
+// Settings of one run of an effect over a bitmap. Filled by the effect; pointers are not owned and last for the run.
 struct RasterEffectOptions {
     // The rectangle to change, in pixels; null: the whole bitmap.
     Kernel::RectT<int> const* region = nullptr;

@@ -12,7 +12,7 @@
 
 namespace Commands {
 
-// What one run of the software engine works on.
+// The data of one run of the software engine.
 struct RunRecord {
     // Inside the destination, not empty.
     Kernel::RectT<int> rect;
@@ -84,7 +84,7 @@ public:
         }
         return m_samples[channel] + GetTileOffset(x, y);
     }
-    // What was there before the first write.
+    // The content before the first write.
     Sample const* GetSamplesBefore(int channel, int x, int y) {
         auto& held = m_held[static_cast<std::size_t>(channel)];
         if (!held) {

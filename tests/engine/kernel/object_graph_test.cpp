@@ -171,7 +171,7 @@ TEST(ObjectGraph, TwoFullSavesOfOneStateGiveTheSameBytes) {
     Counted<Serialisable const> const face = root;
     ObjectGraph::SaveCopy({&face, 1}, copied);
     EXPECT_EQ(first, copied);
-    // What was loaded is saved as the same bytes too.
+    // The loaded graph is saved as the same bytes too.
     MemoryChunkStorage again;
     auto const loaded = LoadOne<Node>(other, first);
     other.RequireFullSave();

@@ -118,7 +118,7 @@ Counted<Stranger> MakeStranger(char const* text, Counted<Serialisable> object) {
     return stranger;
 }
 
-// What the newer program saves.
+// The document as the newer program saves it.
 Counted<NewThing> MakeNewThing() {
     auto thing = MakeCounted<NewThing>();
     auto const only = MakeCounted<Node>(7);

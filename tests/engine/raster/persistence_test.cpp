@@ -121,7 +121,7 @@ TEST(BitmapPersistence, OnlyTilesThatAreAskedForAreRead) {
     EXPECT_EQ(blobs->gets, 4);
     clone->ForceDelayLoad(nullptr);
     EXPECT_EQ(blobs->gets, 64);
-    // What a clone has loaded is there for all that share it.
+    // Pixels that a clone has loaded are there for all that share it.
     EXPECT_FALSE(loaded->IsPendingDelayLoad());
     EXPECT_TRUE(loaded->GetBase()->HasEqualPixels(*bitmap->GetBase()));
 }
@@ -190,7 +190,7 @@ TEST(BitmapPersistence, MissingAndDamagedTilesAreRefusedOnlyWhenTheyAreAskedFor)
         EXPECT_TRUE(target->HasEqualPixels(*same));
         EXPECT_EQ(loaded->GetBase()->GetPixel(599, 199), bitmap->GetBase()->GetPixel(599, 199));
         EXPECT_TRUE(loaded->IsPendingDelayLoad());
-        // What could not be read is written back as it was.
+        // Data that could not be read is written back as it was.
         if (missing)
             blobs->blobs[key];
         EXPECT_EQ(BytesOf(SaveOne(loaded, blobs.get())), BytesOf(storage));

@@ -107,7 +107,7 @@ TEST_P(Faults, ADeviceThatFailsOnceIsReportedAndLeavesTheOldOrTheNewDocument) {
         if (GetParam() == Way::New) {
             EXPECT_EQ(files->ListNames().size(), isSecond ? 1u : 0u);
         }
-        // What fails while a save is taken back, or after the commit, needs no report.
+        // A failure while a save is taken back, or after the commit, needs no report.
         EXPECT_TRUE(!failure.empty() || isSecond) << "operation " << operation;
         files->Arm(Fault::None, 0);
         if (!isSecond || GetParam() == Way::InPlace || GetParam() == Way::Replace || GetParam() == Way::Mend)

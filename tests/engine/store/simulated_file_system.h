@@ -14,7 +14,7 @@
 
 namespace Store::Testing {
 
-// What happens at the chosen operation.
+// The fault at the chosen operation.
 enum class Fault {
     None,
     // That operation fails; a write may have been done in part.

@@ -226,7 +226,7 @@ TEST(Composition, SmallCapitalsAreMadeWhereTheFontHasNone) {
     auto const& glyphs = paragraph.GetGlyphs();
     EXPECT_EQ(glyphs[0].GetId(), face.GetGlyphOfCharacter(U'A'));
     EXPECT_EQ(glyphs[1].GetId(), face.GetGlyphOfCharacter(U'A'));
-    // What has no single capital stays.
+    // A letter that has no single capital stays.
     EXPECT_EQ(glyphs[2].GetId(), face.GetGlyphOfCharacter(0xDF));
     EXPECT_EQ(LineText(line), U"Aa\u00DFe\u0301");
 }

@@ -113,7 +113,7 @@ std::vector<std::size_t> GetOrderOfSight(std::vector<int> const& levels) {
     return order;
 }
 
-// What can be seen of levels is the order and each character's direction: ICU gives text that runs one way a level of
+// The visible part of levels is the order and each character's direction: ICU gives text that runs one way a level of
 // that way, whatever embeddings say.
 bool LookTheSame(std::vector<int> const& expected, std::vector<std::uint8_t> const& found) {
     std::vector<int> levels;

@@ -207,7 +207,7 @@ private:
                 all.curves.push_back({area, {}});
             }
         }
-        // What costs the square of the number of pieces is left out where slivers come by the thousand.
+        // A check that costs the square of the number of pieces is left out where slivers come by the thousand.
         if (all.curves.empty() || all.curves.size() > 400)
             return {};
         OwnedAreas united;

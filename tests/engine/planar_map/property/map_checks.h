@@ -8,7 +8,7 @@
 
 namespace MapTests {
 
-// What of the checks that a drawing's map must pass to run.
+// The choice of checks that a drawing's map must pass.
 struct MapChecks {
     // The pieces' own outlines are laid over each other, too; slow where there are many.
     bool overlaps = true;

@@ -38,7 +38,7 @@ double Clearance(std::vector<Kernel::Counted<Geometry::PolyCurveDbl>> const& out
     return best;
 }
 
-// What a drawing is where p lies: the owner by the rule, told from each outline by itself.
+// The owner of the point p by the rule, told from each outline by itself.
 int OwnerByRule(std::vector<Graph::Input> const& inputs,
                 std::vector<Kernel::Counted<Geometry::PolyCurveDbl>> const& outlines, PointDbl p) {
     for (std::size_t i = inputs.size(); i-- != 0;) {

@@ -8,9 +8,9 @@
 namespace MapTests {
 
 struct OwnedAreas {
-    // What each input owns by the rule for faces: the area where it is the top-most filled one within all clips.
+    // Areas that inputs own by the rule for faces: the area where it is the top-most filled one within all clips.
     std::vector<double> byOwner;
-    // What any filled ordinary input covers within the clips.
+    // The area that any filled ordinary input covers within the clips.
     double total = 0;
     // Bound of the quadrature's own error.
     double uncertainty = 0;
