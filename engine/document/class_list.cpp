@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every persisted class of the document model, with its tag. Tags and versions are the stored format's key.
 
+#include "platform/document/add_child_nodes_command.h"
+#include "platform/document/change_text_wrap_command.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
@@ -8,6 +10,7 @@
 #include "platform/document/raster_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
+#include "platform/document/selection_commands.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hashed_by_content.h"
@@ -60,6 +63,10 @@ Properties SetStrokeArrowHeadsCommand::GetTypeClassProperties() { return Registe
 Properties SetStrokeArrowHeadAlignmentCommand::GetTypeClassProperties() { return Register<SetStrokeArrowHeadAlignmentCommand>("SLHA", SelectionCommandBase::GetTypeClassProperties()); }
 Properties SetStrokeArrowHeadScaleCommand::GetTypeClassProperties() { return Register<SetStrokeArrowHeadScaleCommand>("SLHS", SelectionCommandBase::GetTypeClassProperties()); }
 Properties SetLineStylePressureCommand::GetTypeClassProperties() { return Register<SetLineStylePressureCommand>("SLnP", SelectionCommandBase::GetTypeClassProperties()); }
+Properties AddChildNodesCommand::GetTypeClassProperties()  { return Register<AddChildNodesCommand>("AdCN", SelectionCommandBase::GetTypeClassProperties()); }
+Properties ChangeTextWrapCommand::GetTypeClassProperties() { return Register<ChangeTextWrapCommand>("ChTW", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetCurrentSelectionCommand::GetTypeClassProperties() { return Register<SetCurrentSelectionCommand>("StCS", DocumentCommand::GetTypeClassProperties()); }
+Properties CommandAndSetSelectionCommand::GetTypeClassProperties() { return Register<CommandAndSetSelectionCommand>("CmSS", CompoundCommand::GetTypeClassProperties()); }
 Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
 Properties History::GetTypeClassProperties()               { return Register<History>("Hist"); }
 Properties HistoryEntry::GetTypeClassProperties()          { return Register<HistoryEntry>("HisE"); }
@@ -130,7 +137,8 @@ struct Registered {
 Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand, DetachSymbolCommand,
            ReflowPagesCommand, SetLineStyleCommand, SetLineAlignmentCommand, SetDrawLineBehindFillCommand,
            SetStrokeArrowHeadsCommand, SetStrokeArrowHeadAlignmentCommand, SetStrokeArrowHeadScaleCommand,
-           SetLineStylePressureCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
+           SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
+           CommandAndSetSelectionCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
            DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
            DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode,
            PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/fill_holes_command.h"
 
+#include "frame/contract/notifications.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"

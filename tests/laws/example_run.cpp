@@ -2,14 +2,18 @@
 #include "tests/laws/example_run.h"
 
 #include "lines/line_arguments.h"
+#include "platform/document/add_child_nodes_command.h"
+#include "platform/document/change_text_wrap_command.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/reflow_pages_command.h"
+#include "platform/document/selection_commands.h"
 #include "platform/kernel/type_name.h"
 #include "shapes/fill_holes_command.h"
 #include "tests/examples/scenes/example_documents.h"
 #include "tests/examples/scenes/line_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
+#include "tests/examples/scenes/text_documents.h"
 #include "tests/support/borrowed_outline_node.h"
 
 #include <cstdlib>
@@ -49,6 +53,73 @@ std::vector<CommandExample> LineExamples() {
             LineExample<SetStrokeArrowHeadAlignmentCommand>(true),
             LineExample<SetStrokeArrowHeadScaleCommand>(true, 2.0, true, 3.0),
             LineExample<SetLineStylePressureCommand>(profile)};
+}
+
+Kernel::Counted<AddChildNodesCommand> AddOf(bool selectNodes, NodeChildListType list, InsertionMode mode,
+                                            std::vector<Kernel::Counted<Node>> const& nodes) {
+    auto const command = Kernel::MakeCounted<AddChildNodesCommand>(selectNodes, list, mode);
+    for (auto const& node : nodes)
+        command->AddNode(node);
+    return command;
+}
+
+std::vector<Kernel::Counted<Node>> TwoShapes() {
+    return {ExampleDocuments::MakeRectangle({60, 60, 160, 90}, 1, 0, 0),
+            ExampleDocuments::MakeEllipse({100, 200, 180, 300})};
+}
+
+// Commands that others run for their new nodes and selections.
+std::vector<CommandExample> StructureExamples() {
+    using List = NodeChildListType;
+    auto const aroundShapes = [](DocumentController& controller) {
+        ExampleDocuments::TextAroundShapes(controller, true);
+    };
+    auto const add = [](bool selectNodes, List list, InsertionMode mode) {
+        return [=](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+            return AddOf(selectNodes, list, mode, TwoShapes());
+        };
+    };
+    return {
+        {"AddChildNodesCommand", ExampleDocuments::NestedGroups, add(false, List::Plain, InsertionMode::Inside), {}},
+        {"AddChildNodesCommand", ExampleDocuments::NestedGroups, add(true, List::Plain, InsertionMode::Above), {}},
+        {"AddChildNodesCommand", aroundShapes, add(true, List::Plain, InsertionMode::FrontOfSpread), {}},
+        {"AddChildNodesCommand", aroundShapes, add(false, List::WrapShape, InsertionMode::Inside), {}},
+        {"AddChildNodesCommand",
+         ExampleDocuments::GroupsWithLooks,
+         add(false, List::Clipping, InsertionMode::Inside),
+         {}},
+        // A shape that text runs around comes itself.
+        {"AddChildNodesCommand",
+         aroundShapes,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             auto const shape = ExampleDocuments::MakeRectangle({60, 60, 160, 90}, 1, 0, 0);
+             shape->SetTextWrapStyle(Story::WrapStyle::Around);
+             return AddOf(false, List::Plain, InsertionMode::FrontOfSpread, {shape});
+         },
+         {}},
+        {"SetCurrentSelectionCommand",
+         ExampleDocuments::NestedGroups,
+         [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+             Kernel::Counted<Node> const first(controller.GetCurrentSpread()->GetFirstChild(List::Plain));
+             return Kernel::MakeCounted<SetCurrentSelectionCommand>(
+                 Kernel::MakeCounted<Selection const>(std::vector<Kernel::Counted<Node>>{first}), false, false, false);
+         },
+         {}},
+        {"CommandAndSetSelectionCommand",
+         ExampleDocuments::NestedGroups,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             auto const shapes = TwoShapes();
+             return Kernel::MakeCounted<CommandAndSetSelectionCommand>(
+                 AddOf(false, List::Plain, InsertionMode::Above, shapes), Kernel::MakeCounted<Selection const>(shapes));
+         },
+         {}},
+        {"ChangeTextWrapCommand",
+         [](DocumentController& controller) { ExampleDocuments::TextAroundShapes(controller, false); },
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<ChangeTextWrapCommand>(Story::WrapStyle::Around);
+         },
+         {}},
+    };
 }
 
 std::vector<CommandExample> EngineExamples() {
@@ -108,6 +179,8 @@ std::vector<CommandExample> const& AllExamples() {
     static std::vector<CommandExample> const s_all = [] {
         auto all = CommandExample::GetAll();
         for (auto& example : LineExamples())
+            all.push_back(std::move(example));
+        for (auto& example : StructureExamples())
             all.push_back(std::move(example));
         for (auto& example : EngineExamples())
             all.push_back(std::move(example));

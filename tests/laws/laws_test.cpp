@@ -66,7 +66,7 @@ TEST_P(Laws, UndoGivesTheDocumentBackAndRedoDoesItAgain) {
         }
         return;
     }
-    EXPECT_NE(run.before, after) << "the example changes nothing";
+    EXPECT_TRUE(run.before != after || selected != selectedAfter) << "the example changes nothing";
     for (int round = 0; round != 3; ++round) {
         run.controller->Undo();
         run.controller->GetDocument()->CheckInvariants();

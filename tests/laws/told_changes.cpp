@@ -82,7 +82,9 @@ struct Change {
         return !CameOrWent() && !IsMoved() && before->matrix == after->matrix && before->bounds == after->bounds &&
                SameStates(before->states, after->states, {InterfaceId::Description, InterfaceId::MutableRaster});
     }
-    bool LooksOther() const { return CameOrWent() || IsMoved() || HasNewData(); }
+    // The text runs otherwise, though nothing of the node's own changed.
+    bool HasOtherLines() const { return !CameOrWent() && before->lines != after->lines; }
+    bool LooksOther() const { return CameOrWent() || IsMoved() || HasNewData() || HasOtherLines(); }
     Shown const& Any() const { return after != nullptr ? *after : *before; }
 };
 
@@ -407,6 +409,12 @@ ShownDocument::ShownDocument(DocumentController& controller)
             shown.matrix = place->GetMatrix();
         if (auto const* page = Kernel::CastPointer<PageNode const>(&node))
             shown.box = page->GetBaseBox(true);
+        if (auto const* text = Kernel::CastPointer<TextNode const>(&node)) {
+            for (auto const& column : *text->MakeComposedText()) {
+                for (auto const& line : *column)
+                    shown.lines.push_back(line.GetOrigin());
+            }
+        }
         shown.node = Kernel::Counted<Node>(&node);
         for (Node const* up = &node; up->GetParent() != nullptr; up = up->GetParent()) {
             auto const list = up->GetChildListType();

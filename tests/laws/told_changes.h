@@ -29,6 +29,8 @@ public:
         Kernel::RectT<double> bounds;
         NodeId spread = 0;
         Kernel::Counted<Node> node;
+        // Of a text: where its lines stand.
+        std::vector<Kernel::PointT<double>> lines;
         // Stands in a symbol and not on a spread.
         bool isInSymbol = false;
         // Draws itself, and is not only a clip or a part of another outline.

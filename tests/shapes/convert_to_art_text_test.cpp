@@ -407,7 +407,7 @@ TEST_F(ConvertToArtText, RowsOnBothSidesOfAShapeBecomeLines) {
     auto const frame = Add({50, 50, 450, 300}, "some words that run on both sides of a shape that stands in the middle "
                                                "of the frame, and below it again as they did");
     auto const shape = MakeRectangle({200, 40, 300, 100}, 1, 0, 0);
-    shape->SetTextWrap(1, {});
+    shape->SetTextWrap(Story::WrapStyle::Around, {});
     Append(*document->GetCurrentSpread(), shape);
     auto const& column = frame->MakeComposedFrame()->GetColumn(0);
     auto const rows =

@@ -99,11 +99,7 @@ void CompoundCommand::Deduplicate(Raster::BlockDeduplicationSupport& support, bo
     m_commands.Deduplicate(support, abort);
 }
 
-std::vector<Kernel::Counted<Node>> CompoundCommand::GetNewNodes() const {
-    std::vector<Kernel::Counted<Node>> nodes;
-    m_commands.AppendNewNodes(nodes);
-    return nodes;
-}
+void CompoundCommand::GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const { m_commands.AppendNewNodes(nodes); }
 
 Kernel::Counted<Kernel::Serialisable> CompoundCommand::CreateObject() {
     return Kernel::MakeCounted<CompoundCommand>(false, true, true);

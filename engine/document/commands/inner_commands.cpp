@@ -174,10 +174,8 @@ bool InnerCommands::WillAddChildNodes() const {
 
 void InnerCommands::AppendNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const {
     for (auto const& command : m_commands) {
-        if (auto const* const maker = Kernel::CastPointer<NewNodesCommandInterface const>(command.get())) {
-            auto const more = maker->GetNewNodes();
-            nodes.insert(nodes.end(), more.begin(), more.end());
-        }
+        if (auto const* const maker = Kernel::CastPointer<NewNodesCommandInterface const>(command.get()))
+            maker->GetNewNodes(nodes);
     }
 }
 

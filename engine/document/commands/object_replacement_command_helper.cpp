@@ -11,7 +11,9 @@ using Entry = ProxyStateManager<StructureInterface>::Entry;
 
 } // namespace
 
-std::vector<Kernel::Counted<Node>> ObjectReplacementCommandHelper::GetNewNodes() const { return m_newNodes; }
+void ObjectReplacementCommandHelper::GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const {
+    nodes.insert(nodes.end(), m_newNodes.begin(), m_newNodes.end());
+}
 
 void ObjectReplacementCommandHelper::BeginReplacing(StructureStates& structure) {
     structure.GetEntries().clear();

@@ -19,11 +19,9 @@ void Require(Kernel::Counted<Node> const& node) {
 
 } // namespace
 
-std::vector<Kernel::Counted<Node>> StructureCommandHelper::GetNewNodes() const {
-    std::vector<Kernel::Counted<Node>> nodes;
+void StructureCommandHelper::GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const {
     std::copy_if(m_newNodes.begin(), m_newNodes.end(), std::back_inserter(nodes),
                  [](auto const& node) { return node->GetParent() != nullptr; });
-    return nodes;
 }
 
 void StructureCommandHelper::NoteRecord(Node& node) {

@@ -2,6 +2,7 @@
 #include "platform/document/document_notification.h"
 
 #include "platform/document/ai_operation_notification.h"
+#include "platform/document/new_selection_notification.h"
 #include "platform/kernel/cast.h"
 
 #include <typeinfo>
@@ -83,6 +84,14 @@ bool InvalidateDocumentNotification::ShouldForwardToFrontEnd() { return IsActive
 bool InvalidateDocumentNotification::RequiredForPreviewing() { return true; }
 
 int DocumentStructureChangedNotification::GetDedupeId() const { return c_structureChanged; }
+
+Kernel::Counted<Kernel::Notification> NewSelectionNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
+    auto const newer = Kernel::Cast<NewSelectionNotification>(other);
+    if (!newer)
+        return {};
+    m_newSelection = newer->m_newSelection;
+    return DocumentNotification::Merge(std::move(other));
+}
 
 StoryChangedNotification::StoryChangedNotification(Kernel::Counted<DocumentController const> const& controller,
                                                    Kernel::Counted<Selection const> const& selection, bool preview)

@@ -270,9 +270,3 @@ void TextFrameInterface::SetTextFrameKind(TextFrameKind kind) {
 void TextFrameInterface::SetTextGenerated(bool generated) {
     EditState<TextFrameState>([&](TextFrameState& state) { state.generated = generated; });
 }
-void TextWrapInterface::SetTextWrap(unsigned mode, Kernel::RectT<double> const& distances) {
-    EditState<TextWrapState>([&](TextWrapState& state) {
-        state.mode = mode;
-        state.distances = distances;
-    });
-}

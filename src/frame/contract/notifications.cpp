@@ -17,14 +17,6 @@ DataMergeOptionsChangedNotification::Merge(Kernel::Counted<Kernel::Notification>
     return DataMergeNotification::Merge(std::move(other));
 }
 
-Kernel::Counted<Kernel::Notification> NewSelectionNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
-    auto const newer = Kernel::Cast<NewSelectionNotification>(other);
-    if (!newer)
-        return {};
-    m_newSelection = newer->m_newSelection;
-    return DocumentNotification::Merge(std::move(other));
-}
-
 Kernel::Counted<Kernel::Notification>
 InvalidateDocumentAllNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
     if (!Kernel::Cast<InvalidateDocumentAllNotification>(other))

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/contract/notifications.h"
 #include "platform/document/document_controller.h"
+#include "platform/document/new_selection_notification.h"
 
 // For commands that set the document's selection: the selection before and after. A command lists the two members among
 // its fields, with the tags and in the order of its stored form.

@@ -203,5 +203,6 @@ protected:
 // Commands that can tell which nodes they made.
 class REDRAFT_ENGINE NewNodesCommandInterface : public virtual Kernel::Countable {
 public:
-    virtual std::vector<Kernel::Counted<Node>> GetNewNodes() const = 0;
+    // Appends them.
+    virtual void GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const = 0;
 };

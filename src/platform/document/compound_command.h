@@ -29,7 +29,7 @@ public:
     void ApplyInverseTransform(Raster::AffineTransform::Params transform) override;
     bool WillAddChildNodes() const override;
     void Deduplicate(Raster::BlockDeduplicationSupport& support, bool* abort) override;
-    std::vector<Kernel::Counted<Node>> GetNewNodes() const override;
+    void GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const override;
 
     std::vector<Kernel::Counted<DocumentCommand>> const& GetCommands() const { return m_commands.Get(); }
     // A child that has not run; it runs with the compound.

@@ -3,6 +3,7 @@
 
 #include "platform/document/shape_definition.h"
 #include "platform/document/states.h"
+#include "platform/story/wrap_style.h"
 
 #include <utility>
 #include <vector>
@@ -246,9 +247,14 @@ public:
 class REDRAFT_ENGINE TextWrapInterface : public virtual AttributeOwner {
 public:
     static constexpr InterfaceId c_interface = InterfaceId::TextWrap;
-    // 0: text runs through the object. Otherwise it keeps clear of the shape in list WrapShape, or of the outline.
-    unsigned GetTextWrapMode() const { return GetState<TextWrapState>().mode; }
-    void SetTextWrap(unsigned mode, Kernel::RectT<double> const& distances);
+    Story::WrapStyle::Type GetTextWrapStyle() const {
+        return static_cast<Story::WrapStyle::Type>(GetState<TextWrapState>().mode);
+    }
+    void SetTextWrapStyle(Story::WrapStyle::Type style);
+    void SetTextWrap(Story::WrapStyle::Type style, Kernel::RectT<double> const& distances);
+    // The shape that text keeps clear of while the object has none in list WrapShape, in the object's own space: its
+    // outline or, for objects without one, such as groups and pictures, its bounds. Null when there is neither.
+    Kernel::Counted<Geometry::PolyCurveDbl const> CreateDefaultTextWrapCurves() const;
 };
 
 class REDRAFT_ENGINE GUIDInterface : public virtual AttributeOwner {

@@ -11,7 +11,7 @@
 // command's managers of structure and tag states keep the places for undo and redo, and save them.
 class REDRAFT_ENGINE ObjectReplacementCommandHelper : public NewNodesCommandInterface {
 public:
-    std::vector<Kernel::Counted<Node>> GetNewNodes() const override;
+    void GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const override;
 
 protected:
     using StructureStates = ProxyStateManager<StructureInterface>;

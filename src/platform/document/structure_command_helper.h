@@ -16,7 +16,7 @@
 // fields of its own, which the replay flag tells it to do.
 class REDRAFT_ENGINE StructureCommandHelper : public NewNodesCommandInterface {
 public:
-    std::vector<Kernel::Counted<Node>> GetNewNodes() const override;
+    void GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const override;
 
 protected:
     using RemovalCallback = std::function<void(Kernel::NonCounted<Node>)>;

@@ -29,8 +29,12 @@ TEST(StructureCommandHelper, NewNodesStandOnceEachInTheOrderInWhichTheyCame) {
     helper.AddChildBack(group, NodeChildListType::Plain, nodes[7], false, false);
     helper.RemoveFromParent(nodes[9], false, false, {});
     helper.AddChildBack(group, NodeChildListType::Plain, nodes[9], false, false);
-    EXPECT_EQ(helper.GetNewNodes(), nodes);
+    std::vector<Kernel::Counted<Node>> found;
+    helper.GetNewNodes(found);
+    EXPECT_EQ(found, nodes);
     helper.RemoveFromParent(nodes[3], false, false, {});
     nodes.erase(nodes.begin() + 3);
-    EXPECT_EQ(helper.GetNewNodes(), nodes);
+    found.clear();
+    helper.GetNewNodes(found);
+    EXPECT_EQ(found, nodes);
 }

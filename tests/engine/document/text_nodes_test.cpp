@@ -200,7 +200,7 @@ TEST_F(TextFrames, TextRunsAroundAnObjectThatAsksForIt) {
     document->GetDocument()->GetSpreads()[1]->InsertChild(NodeChildListType::Plain, box, nullptr);
     auto const leftOf = [&] { return third->MakeComposedFrame()->GetColumn(0).begin()->GetOrigin().x; };
     EXPECT_EQ(leftOf(), 0);
-    box->SetTextWrap(1, {0, 0, 12, 0});
+    box->SetTextWrap(Story::WrapStyle::Around, {0, 0, 12, 0});
     EXPECT_GE(leftOf(), 212);
     box->SetTransform({1, 0, 5, 0, 1, 0}, false);
     EXPECT_GE(leftOf(), 217);

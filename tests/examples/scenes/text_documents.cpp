@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/examples/scenes/text_documents.h"
 
+#include "tests/examples/scenes/shape_documents.h"
+
 namespace ExampleDocuments {
 
 Kernel::Counted<FrameTextNode> MakeTextFrame(Kernel::RectT<double> rect, char const* text) {
@@ -35,6 +37,31 @@ void TextFrames(DocumentController& controller) {
     second->LinkBehind(*first);
     plain->SetOpacity(0.5);
     Select(controller, {plain, columns, second, empty, shape});
+}
+
+void TextAroundShapes(DocumentController& controller, bool wraps) {
+    std::string text;
+    for (int i = 0; i != 30; ++i)
+        text += "The words of this text go on and on, so that all lines of the frame are full of them. ";
+    auto const frame = MakeTextFrame({50, 50, 350, 450}, text.c_str());
+    auto const first = MakeTextFrame({400, 50, 500, 150}, text.c_str());
+    auto const second = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{520, 50, 620, 450});
+    auto const ellipse = MakeEllipse({-70, -50, 70, 50});
+    SetFill(*ellipse, 0.9, 0.6, 0.2);
+    ellipse->SetTransform({1, 0, 200, 0, 1, 160}, false);
+    auto const group = Kernel::MakeCounted<GroupNode>();
+    Append(*group, MakeRectangle({0, 0, 40, 30}, 0.2, 0.4, 0.8));
+    Append(*group, MakeRectangle({30, 20, 90, 60}, 0.8, 0.4, 0.2));
+    group->SetTransform({1.5, 0, 280, 0, 1.25, 320}, false);
+    for (Kernel::Counted<Node> const& node :
+         std::initializer_list<Kernel::Counted<Node>>{frame, first, second, ellipse, group})
+        Append(*controller.GetCurrentSpread(), node);
+    second->LinkBehind(*first);
+    if (wraps) {
+        ellipse->SetTextWrap(Story::WrapStyle::Around, {5, 5, 5, 5});
+        group->SetTextWrapStyle(Story::WrapStyle::Around);
+    }
+    Select(controller, {ellipse, group});
 }
 
 } // namespace ExampleDocuments
