@@ -14,7 +14,7 @@ namespace {
 using ParagraphDouble = ParagraphAtt::Double;
 using ParagraphEnum = ParagraphAtt::Enum;
 
-// Ratios that justification may go to before words are parted, and then.
+// Ratios that justification may go to before words are split, and then.
 constexpr double c_toleranceWhole = 1.5;
 constexpr double c_toleranceHyphenated = 3;
 constexpr double c_leaderSlack = 1e-6;
@@ -47,7 +47,7 @@ std::vector<LineEnd> FindTotalFit(ComposedParagraph const& paragraph, std::uint3
     return BreakTotalFit(candidates, first, measure, std::numeric_limits<double>::infinity());
 }
 
-// Appends glyphs for a stretch of a run, without copying where the paragraph's own can be taken.
+// Appends glyphs for a span of a run, without copying where the paragraph's own can be taken.
 void AddRun(LineData& line, ComposedParagraph const& paragraph, std::uint32_t runIndex, std::uint32_t begin,
             std::uint32_t end) {
     auto const& run = paragraph.GetRuns()[runIndex];
@@ -146,7 +146,7 @@ void SetPositions(LineData& line, ComposedParagraph const& paragraph) {
     line.width = static_cast<float>(x);
 }
 
-// Where in a stretch the decimal point stands; its end where there is none.
+// Where in a span the decimal point stands; its end where there is none.
 double GetDecimalOffset(LineData const& line, ComposedParagraph const& paragraph, std::span<LineRun const> runs) {
     double x = 0;
     for (auto const& run : runs) {
@@ -216,7 +216,7 @@ void LayTabs(LineData& line, ComposedParagraph const& paragraph, double indent) 
         line.runs[i] = {line.runs[i].run, first, static_cast<std::uint32_t>(line.own.size()), true, 0};
         ++i;
     }
-    // Stretches between tabs are ordered each by itself, and follow the paragraph's direction.
+    // Spans between tabs are ordered each by itself, and follow the paragraph's direction.
     for (std::size_t i = 0; i != line.runs.size();) {
         std::size_t end = i;
         while (end != line.runs.size() && !isTab(line.runs[end]))

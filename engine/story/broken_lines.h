@@ -9,7 +9,7 @@
 
 namespace Story {
 
-// A stretch of one run on a line.
+// A span of one run on a line.
 struct LineRun {
     std::uint32_t run = 0;
     // Glyphs of the paragraph, or of the line itself.
@@ -31,7 +31,7 @@ struct LineData {
     bool hyphen = false;
     bool endsParagraph = false;
     Alignment alignment = Alignment::Left; // Left, Right, Centre or Justify
-    std::vector<LineRun> runs;             // in the order of sight
+    std::vector<LineRun> runs;             // in visual order
     std::vector<ShapedGlyph> own;
 };
 

@@ -72,7 +72,7 @@ constexpr double GetStretch(char32_t c, double advance, double size) {
     return IsIdeographic(c) ? 0.1 * advance : IsSouthEastAsian(c) ? 0.06 * size : advance;
 }
 
-// Where composed text is not the story's: a stretch that an object expanded to.
+// Where composed text is not the story's: a span that an object expanded to.
 struct Expansion {
     std::uint32_t begin = 0, end = 0; // in composed text; the object's own character stands at begin - 1
     bool isFiller = false;
@@ -108,7 +108,7 @@ public:
     // The first glyph at or behind a character, among a run's.
     std::uint32_t FindGlyph(ShapedRun const& run, std::uint32_t composed) const;
 
-    // Shapes a stretch of one run by itself, as it must be where a line ends or begins inside it.
+    // Shapes a span of one run by itself, as it must be where a line ends or begins inside it.
     std::vector<ShapedGlyph> ShapeAgain(ShapedRun const& run, std::uint32_t begin, std::uint32_t end) const;
     std::size_t GetMemoryUse() const;
 

@@ -24,7 +24,7 @@ LinePart::~LinePart() = default;
 LineData const& LinePart::GetData() const { return m_lines->lines[m_line]; }
 ComposedParagraph const& LinePart::GetParagraph() const { return *m_lines->paragraph; }
 
-// A made hyphen stands behind the last visible glyph.
+// A synthesised hyphen stands behind the last visible glyph.
 std::uint32_t LinePart::GetSize() const {
     auto const& line = GetData();
     return line.end - line.begin + (line.hyphen ? 1 : 0);
@@ -32,7 +32,7 @@ std::uint32_t LinePart::GetSize() const {
 
 namespace {
 
-// The index in composed text of a line's glyph; false for the made hyphen.
+// The index in composed text of a line's glyph; false for the synthesised hyphen.
 bool ToComposedIndex(LineData const& line, std::uint32_t index, std::uint32_t& composed) {
     composed = line.begin + index;
     if (!line.hyphen || composed < line.visibleEnd)
@@ -116,7 +116,7 @@ Alignment LinePart::GetAlignment() const { return GetData().alignment; }
 std::vector<LineCell> LinePart::GetCells() const {
     auto const& line = GetData();
     auto const& paragraph = GetParagraph();
-    // The made hyphen belongs to the letter before it.
+    // The synthesised hyphen belongs to the letter before it.
     auto const toIndex = [&](std::uint32_t composed) {
         return composed - line.begin + (line.hyphen && composed >= line.visibleEnd ? 1 : 0);
     };

@@ -195,7 +195,7 @@ Kernel::Counted<Geometry::PolyCurveDbl const> FontFace::GetOutline(unsigned glyp
     builder.Close();
     Kernel::Counted<Geometry::PolyCurveDbl const> outline;
     auto const bounds = builder.outline->GetBounds();
-    // A lying font may put points anywhere; nothing sensible is a hundred ems away.
+    // A malformed font may put points anywhere; nothing sensible is a hundred ems away.
     bool const isSane = bounds && std::fabs(bounds->left) < 100 && std::fabs(bounds->right) < 100 &&
                         std::fabs(bounds->top) < 100 && std::fabs(bounds->bottom) < 100;
     if (isSane && builder.segments < c_maximumSegments)

@@ -9,7 +9,7 @@
 
 namespace Story {
 
-// Finds where words may be parted, by the patterns of their language (Liang, "Word Hy-phen-a-tion by Com-put-er", 1983)
+// Finds where words may be split, by the patterns of their language (Liang, "Word Hy-phen-a-tion by Com-put-er", 1983)
 // as the system's dictionaries have them. Safe from any thread.
 class Hyphenator {
 public:

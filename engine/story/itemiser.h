@@ -7,13 +7,13 @@
 
 namespace Story {
 
-// Parts a paragraph's text into runs of one look, face, script and direction.
+// Splits a paragraph's text into runs of one appearance, face, script and direction.
 class Itemiser {
 public:
     // `direction` as ParagraphDirection.
     Itemiser(std::u32string_view text, int direction);
     bool IsRightToLeft() const { return (m_paragraphLevel & 1) != 0; }
-    // Appends the runs of a stretch of one look, and marks its spaces, tabs and controls. Stretches follow one another.
+    // Appends the runs of a span of one appearance, and marks its spaces, tabs and controls. Spans follow one another.
     void Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const& look, std::vector<ShapedRun>& runs,
                  std::vector<std::uint8_t>& flags);
 

@@ -31,7 +31,7 @@ struct BreakCandidate {
 // The candidates from a character on, ascending, the paragraph's end last. `places` are further places for hyphens.
 std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, std::uint32_t begin,
                                            std::vector<std::uint32_t> const& places);
-// Where the paragraph's words may be parted; empty unless it asks for that.
+// Where the paragraph's words may be split; empty unless it asks for that.
 std::vector<std::uint32_t> FindHyphenPlaces(ComposedParagraph const& paragraph);
 
 // The cost of a justified line, as Knuth and Plass count ("Breaking Paragraphs into Lines", 1981): (10 + badness)
@@ -50,7 +50,7 @@ LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, doubl
 std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates, double firstMeasure, double measure,
                                    double tolerance);
 
-// Fills one line after the other. Words that are longer than a line are parted between letters.
+// Fills one line after the other. Words that are longer than a line are split between letters.
 class GreedyBreaker {
 public:
     GreedyBreaker(ComposedParagraph const& paragraph, std::uint32_t begin);

@@ -43,7 +43,7 @@ Class GetClass(char32_t c) {
     return c < c_classedEnd ? s_classes[c] : c_other;
 }
 
-// Whether the second class directly behind the first is never parted from it: rules LB13, 19, 23, 25, 28 and 29. What
+// Whether the second class directly behind the first is never split from it: rules LB13, 19, 23, 25, 28 and 29. What
 // follows an exclamation mark, and figures behind a stop, depend on more.
 constexpr bool c_joins[c_classCount][c_classCount] = {
     // other, letter, digit, quote, stop, exclamation

@@ -40,7 +40,7 @@ private:
     bool m_hasFailed = false;
 };
 
-// Rules of a lying font may overlap without end.
+// Rules of a malformed font may overlap without end.
 constexpr std::size_t c_maximumSteps = 2'000'000;
 
 // One of the tables GSUB and GPOS.

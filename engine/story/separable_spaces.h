@@ -5,7 +5,7 @@
 
 namespace Story {
 
-// Scripts whose letters stand each by itself and whose words are parted by spaces; shaped by general rules alone.
+// Scripts whose letters stand each by itself and whose words are separated by spaces; shaped by general rules alone.
 inline bool IsSpacedScript(hb_script_t script) {
     return script == HB_SCRIPT_LATIN || script == HB_SCRIPT_GREEK || script == HB_SCRIPT_CYRILLIC ||
            script == HB_SCRIPT_COMMON;

@@ -65,7 +65,7 @@ void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, 
     auto const* const positions = hb_buffer_get_glyph_positions(buffer, &count);
     glyphs.resize(count);
     for (unsigned i = 0; i != count; ++i) {
-        // Kept in logical order: shaping gives runs from right to left in the order of sight.
+        // Kept in logical order: shaping gives runs from right to left in visual order.
         unsigned const from = run.IsRightToLeft() ? count - 1 - i : i;
         auto const& position = positions[from];
         bool const isUnsafe = (hb_glyph_info_get_glyph_flags(infos + from) & HB_GLYPH_FLAG_UNSAFE_TO_BREAK) != 0;

@@ -44,7 +44,7 @@ struct RawGlyph {
     bool endsCluster = false;
 };
 
-// Shapes a stretch of text in one go, in logical order. `glyphs` is replaced.
+// Shapes a span of text in one go, in logical order. `glyphs` is replaced.
 void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
                        ShapedRun const& run);
 
@@ -71,7 +71,7 @@ private:
     float m_tracking;
 };
 
-// Appends the glyphs of a stretch of text, in logical order.
+// Appends the glyphs of a span of text, in logical order.
 void ShapeText(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
                ShapedRun const& run);
 

@@ -137,7 +137,7 @@ StoryRange Story::ReplaceText(StoryRange range, GlyphString const& replacement, 
         open.AddRun(static_cast<std::uint32_t>(open.text.size()), atts);
         ++added;
     }
-    // The rest of the last paragraph keeps that one's attributes where the edit has parted it off.
+    // The rest of the last paragraph keeps that one's attributes where the edit has split it off.
     bool const isParted = !paragraphs.empty() || paragraphAtts;
     ParagraphAttsRef const restAtts = !isParted || to.paragraph == from.paragraph
                                           ? (paragraphAtts ? ownParagraphAtts : first->GetAtts())

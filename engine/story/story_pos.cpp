@@ -22,7 +22,7 @@ struct Word {
     bool isWord = false;
 };
 
-// The stretch between two word boundaries that holds a glyph. The text is looked at by paragraphs: no word reaches
+// The span between two word boundaries that holds a glyph. The text is looked at by paragraphs: no word reaches
 // over a paragraph's end.
 Word FindWord(Story const& story, std::uint32_t index) {
     auto const place = story.Find(index);

@@ -46,7 +46,7 @@ RunView View(LinePart const& line, LineRun const& run) {
     return {paragraph.GetRuns()[run.run], {all.data() + run.glyphBegin, run.glyphEnd - run.glyphBegin}};
 }
 
-// Adds the outlines of a stretch in text space. Returns how far it advances.
+// Adds the outlines of a span in text space. Returns how far it advances.
 double AddOutlines(PolyCurveDbl& outline, LinePart const& line, LineRun const& run) {
     auto const [shaped, glyphs] = View(line, run);
     auto const& look = *shaped.look;

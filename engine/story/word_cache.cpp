@@ -57,7 +57,7 @@ struct Adjustment {
     bool isUnsafeToBreak = false;
 };
 
-// A stretch of text that ends where words may be parted: a word between spaces or fringes.
+// A span of text that ends where words may be split: a word between spaces or fringes.
 struct WordSpan {
     std::uint32_t begin = 0, end = 0; // without the spaces beside it
     bool hasSpaceBefore = false, hasSpaceBehind = false;
@@ -213,7 +213,7 @@ private:
         return {nullptr};
     }
 
-    // Shapes the stretch: its glyphs are in m_raw, without those of the spaces. False when a space came out of shaping
+    // Shapes the span: its glyphs are in m_raw, without those of the spaces. False when a space came out of shaping
     // as something else.
     bool Make(std::u32string_view text, WordSpan const& stretch, ShapedRun const& run, Adjustment& before,
               Adjustment& behind) {

@@ -7,10 +7,10 @@ namespace Story {
 
 // Shapes words once: text whose words do not see each other's glyphs (see AreSpacesSeparable) is put together from
 // words that are kept by face, script, language, features and letters. The glyphs are the same as HarfBuzz gives for
-// the whole stretch. Each thread keeps words of its own, at most some megabytes of them.
+// the whole span. Each thread keeps words of its own, at most some megabytes of them.
 class WordCache {
 public:
-    // Appends the glyphs as ShapeText does. False, with nothing appended, when the stretch must be shaped in one go.
+    // Appends the glyphs as ShapeText does. False, with nothing appended, when the span must be shaped in one go.
     static bool Shape(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
                       ShapedRun const& run);
     // For tests and measurements, which compare: off, all threads shape everything in one go.

@@ -27,7 +27,7 @@ bool EndsHard(ComposedParagraph const& paragraph, LineData const& line) {
 } // namespace
 
 // One line in each room, in the order of reading. A room that is too narrow for the next word stays empty, unless it is
-// the whole column or words may be parted. Empty where no room takes anything.
+// the whole column or words may be split. Empty where no room takes anything.
 std::vector<RowLine> FrameComposer::BreakRow(ComposedParagraph const& paragraph, GreedyBreaker& breaker,
                                              std::vector<Interval> const& rooms, Interval const& whole,
                                              bool partsWords) const {
@@ -139,7 +139,7 @@ bool FrameComposer::FillAroundShapes(Cursor& cursor) {
             space = 0;
             continue;
         }
-        // A column must take something: where the first word fits nowhere, it is parted.
+        // A column must take something: where the first word fits nowhere, it is split.
         if (m_column->m_lines.empty() && !partsWords) {
             partsWords = true;
             continue;

@@ -15,7 +15,7 @@ namespace {
 
 using GlyphAttsRef = Kernel::Counted<Story::GlyphAtts const>;
 
-// Stretches of one text element that are placed by themselves.
+// Spans of one text element that are placed by themselves.
 constexpr std::size_t c_maximumPieces = 100'000;
 
 // The metrics of a font that place lines, in user units.

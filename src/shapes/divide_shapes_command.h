@@ -9,7 +9,7 @@
 
 namespace Commands {
 
-// Cuts the selected shapes along each other's edges. Every piece becomes a shape of its own, with the look of the shape
+// Cuts the selected shapes along each other's edges. Each piece becomes a shape of its own, with the style of the shape
 // that it belonged to, at that shape's place. A text is cut as the outlines of its glyphs, and of its frame where that
 // is painted.
 class REDRAFT_API DivideShapesCommand final

@@ -13,7 +13,7 @@ namespace {
 
 using Params = Raster::AffineTransform::Params;
 
-// A stretch of one axis.
+// A range of one axis.
 struct Span {
     double from, to;
     double GetLength() const { return to - from; }

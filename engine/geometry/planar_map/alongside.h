@@ -14,7 +14,7 @@ namespace Geometry::Planar {
 // are nearer to their curves than these are to each other; here the difference of the curves themselves tells it, so
 // that chords may be as long as the curves' bend allows, however narrow the gap.
 
-// How far one stretch lies to the left of another (where y grows upwards), seen along a direction.
+// How far one section lies to the left of another (where y grows upwards), seen along a direction.
 struct Offsets {
     // Between these at every place along both.
     double low = 0, high = 0;
@@ -24,10 +24,10 @@ struct Offsets {
     bool crossesOnce = false;
 };
 
-// A stretch of a cubic or line in coordinates in which x grows all along it.
+// A section of a cubic or line in coordinates in which x grows all along it.
 class Strand {
 public:
-    // `origin` and the unit vector `along` make the coordinates. Empty where the stretch turns back in them.
+    // `origin` and the unit vector `along` make the coordinates. Empty where the section turns back in them.
     static std::optional<Strand> Make(Segment const& curve, double t0, double t1, PointDbl origin, PointDbl along);
 
     double left = 0, right = 0;
@@ -37,7 +37,7 @@ public:
     // The parameter at x, which lies between the ends.
     double FindParameter(double x) const;
     double HeightAt(double x) const;
-    // The stretch between two parameters, the one of lower x first, as a cubic that runs to the right.
+    // The section between two parameters, the one of lower x first, as a cubic that runs to the right.
     Segment Cut(double from, double to) const;
 
 private:

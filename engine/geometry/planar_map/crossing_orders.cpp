@@ -70,7 +70,7 @@ void FlattenedNet::RefineCrossing(Crossing const& crossing) {
         MarkForSplit(crossing.b);
 }
 
-// Solves curve(t) == other(u) by Newton's method within the stretches of the two chords, where there is one solution.
+// Solves curve(t) == other(u) by Newton's method within the sections of the two chords, where there is one solution.
 bool FlattenedNet::Meet(Crossing& crossing) const {
     constexpr int c_steps = 16;
     constexpr double c_closeEnough = 1.0 / 1024;

@@ -46,7 +46,7 @@ struct NetCurve {
     std::uint32_t firstPiece = 0, pieceCount = 0;
 };
 
-// A stretch of a curve between two vertices. Pieces that coincide have one `same` among them, the first one; for that
+// A section of a curve between two vertices. Pieces that coincide have one `same` among them, the first one; for that
 // one it is the piece itself.
 struct NetPiece {
     std::uint32_t curve = 0;
@@ -77,7 +77,7 @@ struct PieceUse {
     bool line = false;
 };
 
-// The curves of a group of contours, cut wherever one ends on another, each stretch once.
+// The curves of a group of contours, cut wherever one ends on another, each section once.
 class CurveNet {
 public:
     CurveNet(SourceCurves const& source, std::span<std::uint32_t const> contours, Monitor& monitor);
@@ -118,9 +118,9 @@ private:
 };
 
 // The parameter in [t0, t1] where the curve comes nearest to p, looked for from `t` by Newton's method; enough where
-// the stretch is nearly straight.
+// the section is nearly straight.
 double RefineNearest(Segment const& curve, PointDbl p, double t, double t0, double t1);
-// The same for any stretch, in some microseconds.
+// The same for any section, in some microseconds.
 double FindNearest(Segment const& curve, PointDbl p, double t0, double t1);
 
 } // namespace Geometry::Planar

@@ -10,7 +10,7 @@
 
 namespace Geometry::Planar {
 
-// The stretch of a curve that a grid segment stands for.
+// The section of a curve that a grid segment stands for.
 struct CurvePart {
     // Piece or curve, as the caller counts.
     std::uint32_t owner = 0;
@@ -35,7 +35,7 @@ struct PartList {
     // Adds the part of `curve` (in grid coordinates) between two parameters, with the grid points that stand for its
     // ends.
     void Add(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);
-    // Adds a stretch as a few parts, enough to tell where it runs.
+    // Adds a section as a few parts, enough to tell where it runs.
     void AddFlattened(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);
     // The same with as few parts as tell little more than where it turns.
     void AddSketched(Segment const& curve, std::uint32_t owner, double t0, double t1, GridPoint from, GridPoint to);

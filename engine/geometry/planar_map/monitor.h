@@ -30,7 +30,7 @@ public:
         if ((++m_ticks & 63) == 0)
             Check();
     }
-    // A build goes through stages that each take a stretch of the whole, and these through steps.
+    // A build goes through stages that each take a section of the whole, and these through steps.
     void SetStage(float from, float to) {
         m_from = from;
         m_to = to;

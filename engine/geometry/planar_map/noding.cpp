@@ -42,7 +42,7 @@ private:
     Noding m_noding;
     // Nodes by the leaf that they lie in.
     std::vector<std::uint32_t> m_firstInCell, m_nodesByCell;
-    // By stretches of cells.
+    // By sections of cells.
     std::vector<std::vector<Hit>> m_hits;
 };
 

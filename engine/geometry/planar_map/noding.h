@@ -8,7 +8,7 @@
 
 namespace Geometry::Planar {
 
-// A stretch of a piece between two nodes that follow each other on it.
+// A section of a piece between two nodes that follow each other on it.
 struct SubSegment {
     std::uint32_t piece = 0;
     std::uint32_t from = 0, to = 0;

@@ -154,7 +154,7 @@ void LineTracer::Trace(NetContour const& contour, std::function<bool(std::uint32
     std::vector<Step> const steps = Walk(contour, wanted);
     if (steps.empty())
         return;
-    // A closed contour may be begun anywhere, best where a stretch starts.
+    // A closed contour may be begun anywhere, best where a section starts.
     auto const startsAnew = [&](Step const& step) { return step.afterGap || endsAt(step.path.from); };
     auto const begin = std::find_if(steps.begin(), steps.end(), startsAnew);
     bool const whole = begin == steps.end();

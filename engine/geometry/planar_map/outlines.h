@@ -52,12 +52,12 @@ private:
     std::size_t m_waitingSteps = 0;
 };
 
-// Stretches of the inputs' lines, in the order and direction of the contours.
+// Sections of the inputs' lines, in the order and direction of the contours.
 class LineTracer {
 public:
     LineTracer(FaceMap const& map, CurveNet const& net, CurveAssembler const& assembler, Monitor& monitor);
 
-    // Calls `take` with each stretch of `contour` on which all edges are wanted. Stretches end at nodes where
+    // Calls `take` with each section of `contour` on which all edges are wanted. Sections end at nodes where
     // `endsAt` says so. A contour that is wanted as a whole and never ends comes out closed. No edge is taken twice.
     void Trace(NetContour const& contour, std::function<bool(std::uint32_t edge)> const& wanted,
                std::function<bool(std::uint32_t node)> const& endsAt, bool joinRuns, bool joinLines,

@@ -9,8 +9,8 @@
 
 namespace Geometry::Planar {
 
-// Calls work(first, last, monitor) for stretches of [0, count), on all threads. Each stretch has a monitor of its own,
-// which reads the abort flag and reports nothing; Kernel::AbortException comes out here. What a stretch writes must be
+// Calls work(first, last, monitor) for sections of [0, count), on all threads. Each section has a monitor of its own,
+// which reads the abort flag and reports nothing; Kernel::AbortException comes out here. What a section writes must be
 // its own, so that the outcome is the same for any number of threads.
 template <class Work>
 void ForStretches(std::size_t count, std::size_t stretch, Monitor const& monitor, Work const& work) {

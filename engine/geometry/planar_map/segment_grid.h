@@ -10,7 +10,7 @@
 
 namespace Geometry::Planar {
 
-// A straight stretch of an edge; what it stands for stays within `reach` of it, in either coordinate.
+// A straight section of an edge; what it stands for stays within `reach` of it, in either coordinate.
 struct GridSegment {
     GridPoint a, b;
     float reach = 1;

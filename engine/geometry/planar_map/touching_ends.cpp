@@ -28,7 +28,7 @@ struct Touch {
 double Distance(PointDbl a, PointDbl b) { return std::hypot(a.x - b.x, a.y - b.y); }
 PointDbl ToPoint(GridPoint p) { return {static_cast<double>(p.x), static_cast<double>(p.y)}; }
 
-// Whether the stretch between two parameters stays so near to p that it is no stretch at all.
+// Whether the section between two parameters stays so near to p that it is no section at all.
 bool StaysAt(Segment const& curve, double t0, double t1, PointDbl p) {
     if (!(t0 < t1))
         return true;
@@ -48,7 +48,7 @@ double ProjectOnChord(GridSegment const& s, GridPoint p) {
     return squared > 0 ? std::clamp(along / squared, 0.0, 1.0) : 0;
 }
 
-// Distance from p to the nearest point of a stretch of a curve, and that point's parameter. `enough` is a distance that
+// Distance from p to the nearest point of a section of a curve, and that point's parameter. `enough` is a distance that
 // need not be improved on.
 std::pair<double, double> NearestOnStretch(Segment const& curve, PointDbl p, double t0, double t1, double enough) {
     constexpr int c_steps = 16;
@@ -68,7 +68,7 @@ std::pair<double, double> NearestOnStretch(Segment const& curve, PointDbl p, dou
     return {Distance(Evaluate(curve, t), p), t};
 }
 
-// Whether all samples of one stretch lie on the other; `parameters` gets where.
+// Whether all samples of one section lie on the other; `parameters` gets where.
 bool LiesOn(Segment const& curve, NetPiece const& piece, Segment const& other, NetPiece const& otherPiece,
             std::array<double, c_samples>& parameters) {
     for (int i = 0; i != c_samples; ++i) {
@@ -82,7 +82,7 @@ bool LiesOn(Segment const& curve, NetPiece const& piece, Segment const& other, N
     return true;
 }
 
-// Whether two stretches are one and the same but for rounding, parameters included: they keep as near to each other as
+// Whether two sections are one and the same but for rounding, parameters included: they keep as near to each other as
 // their controls.
 bool AreControlsNear(Segment const& a, Segment const& b) {
     return Distance(a.start, b.start) <= c_coincidence && Distance(a.control1, b.control1) <= c_coincidence &&

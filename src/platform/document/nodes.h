@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 
-// A node with a place and a look on a spread.
+// A node with a place and an appearance on a spread.
 class REDRAFT_ENGINE SceneNode : public Node,
                                  public TransformInterface,
                                  public VisibilityInterface,

@@ -7,7 +7,7 @@
 
 class DocumentController;
 
-// Which parts of an object's look a style takes over.
+// Which parts of an object's appearance a style takes over.
 struct ObjectStyleMask {
     bool fill = true;
     // With where it stands to the fill.
@@ -32,21 +32,21 @@ private:
     Kernel::Counted<Renderer::FillDescriptor const> m_fill;
 };
 
-// A snapshot of an object's whole look, to be given to others. Values are shared with the object, so that taking and
-// applying one costs some pointers. Place and name are no part of a look.
+// A snapshot of an object's appearance, to be given to others. Values are shared with the object, so that taking and
+// applying one costs some pointers. Place and name are no part of an appearance.
 class REDRAFT_ENGINE ObjectStyle final : public virtual Kernel::Countable {
 public:
     ObjectStyle() = default;
     ~ObjectStyle() override;
 
-    // Replaces all that the style holds by the look of `object`, as far as the mask goes and the object has the
+    // Replaces all that the style holds by the appearance of `object`, as far as the mask goes and the object has the
     // interfaces. Fill and line of a text node belong to its text or to its frame, as their content type says.
     // `format` and `profiles` are those of the object's document, what the colours are meant in; `textStyles` are the
     // styles of its texts, null where there are none. `withVisibility`: whether the object is shown is taken over too.
     void Set(Kernel::Counted<Kernel::Countable const> const& object, Raster::Format format,
              Raster::ICCManager::ICCProfileSet const& profiles, Kernel::Counted<Story::StyleSheet const> textStyles,
              ObjectStyleMask const& mask, Kernel::String name, bool withVisibility);
-    // The look of one drawn outline. The object can hold no second fill: the alpha of its representative colour becomes
+    // The appearance of one outline. The object can hold no second fill: the alpha of its representative colour becomes
     // opacity, which is the same for plain transparency, on top of the opacity that the style holds.
     void SetForRendering(Kernel::Counted<Renderer::FillDescriptor const> mainFill,
                          Kernel::Counted<Renderer::FillDescriptor const> lineFill,

@@ -178,7 +178,7 @@ private:
 // The part of an object that is selected.
 class REDRAFT_ENGINE SubSelectable : public Kernel::Serialisable {};
 
-// Stretches of a text.
+// Spans of a text.
 class REDRAFT_ENGINE TextSelection final : public SubSelectable {
 public:
     TextSelection() = default;

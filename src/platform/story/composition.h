@@ -107,7 +107,7 @@ public:
     double GetSpaceExtra() const;
     bool IsRightToLeft() const;
     Alignment GetAlignment() const;
-    // In the order of sight, without what hangs.
+    // In visual order, without what hangs.
     std::vector<LineCell> GetCells() const;
 
     LineData const& GetData() const;

@@ -11,7 +11,7 @@
 
 namespace Story {
 
-// The text of a stretch with the attributes of its glyphs. Values; the attributes are shared.
+// The text of a span with the attributes of its glyphs. Values; the attributes are shared.
 struct GlyphRun {
     // One past the run's last glyph.
     std::uint32_t end = 0;
@@ -26,7 +26,7 @@ struct ObjectAt {
 // story share.
 class REDRAFT_ENGINE Paragraph final : public Kernel::Serialisable {
 public:
-    // The longest paragraph; what is longer is parted by whoever builds it.
+    // The longest paragraph; what is longer is split by whoever builds it.
     static constexpr std::uint32_t c_maximumLength = 1u << 20;
 
     // An empty paragraph.

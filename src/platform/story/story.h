@@ -74,7 +74,7 @@ private:
     std::vector<StoryRange> m_ranges;
 };
 
-// A stretch of a text selection; the caret is at `end`, and the anchor may lie behind it.
+// A span of a text selection; the caret is at `end`, and the anchor may lie behind it.
 struct SelectionRange {
     int anchor = 0;
     int end = 0;
@@ -159,7 +159,7 @@ public:
     ParagraphAttsRef GetParagraphAtts(std::uint32_t index) const;
     // Characters; objects as c_objectCharacter.
     std::u32string GetText(StoryRange range) const;
-    // The same as UTF-8 without objects, paragraphs and lines parted by newlines.
+    // The same as UTF-8 without objects, paragraphs and lines separated by newlines.
     Kernel::String GetString(StoryRange range) const;
 
     // Edits. Ranges are clamped to the client range.

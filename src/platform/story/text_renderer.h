@@ -17,7 +17,7 @@ enum class DrawMode : unsigned {
     All = 39
 };
 
-// Replays composed text into a target, as outlines: one call for each stretch of one look on a line.
+// Replays composed text into a target, as outlines: one call for each span of one appearance on a line.
 class REDRAFT_ENGINE TextRenderer {
 public:
     TextRenderer(Kernel::Counted<Renderer::RenderTarget> target, ComposedFramePtr const& frame)
@@ -27,7 +27,7 @@ public:
     // Text is drawn opaque black whatever it looks like, for clips.
     void SetSilhouette(bool silhouette) { m_isSilhouette = silhouette; }
 
-    // `withInvisible`: stretches that neither fill nor line shows are sent too. The target's current transform takes
+    // `withInvisible`: spans that neither fill nor line shows are sent too. The target's current transform takes
     // the space of the frame's node to the target's.
     void Render(DrawMode mode, bool withInvisible);
 

@@ -6,7 +6,7 @@
 
 namespace Commands {
 
-// The whole look of a node of the document, but for whether it is shown.
+// The whole appearance of a node of the document, but for whether it is shown.
 REDRAFT_API Kernel::Counted<ObjectStyle> TakeWholeStyle(Node const& node, DocumentNode const& document);
 
 } // namespace Commands
