@@ -92,8 +92,12 @@ Alongside CutAt(GridPoint meeting, double t, GridSegment const& s, double u, Gri
     };
     auto const first = nearEnd(s), second = nearEnd(q);
     if (first && second)
-        return {CrossProperly(s.a, s.b, q.a, q.b) ? Alongside::Outcome::Cross : Alongside::Outcome::Apart, {}, {}, {}};
-    Alongside result{Alongside::Outcome::Cut, {}, {}, first ? first : second ? second : meeting};
+        return {CrossProperly(s.a, s.b, q.a, q.b) ? Alongside::Outcome::Cross : Alongside::Outcome::Apart,
+                {},
+                {},
+                {},
+                false};
+    Alongside result{Alongside::Outcome::Cut, {}, {}, first ? first : second ? second : meeting, false};
     if (!first)
         result.cutFirst = t;
     if (!second)
@@ -202,7 +206,7 @@ Alongside RelateAlongside(Segment const& curve, GridSegment const& s, CurvePart 
     bool const chordsCross = CrossProperly(s.a, s.b, q.a, q.b);
     double const left = std::max(a->left, b->left), right = std::min(a->right, b->right);
     if (right - left < c_tip)
-        return {chordsCross ? Cross : Apart, {}, {}, {}};
+        return {chordsCross ? Cross : Apart, {}, {}, {}, false};
     double const aFrom = a->FindParameter(left), aTo = a->FindParameter(right);
     double const bFrom = b->FindParameter(left), bTo = b->FindParameter(right);
     auto const offsets = GetOffsets(a->Cut(aFrom, aTo), b->Cut(bFrom, bTo));
@@ -217,13 +221,15 @@ Alongside RelateAlongside(Segment const& curve, GridSegment const& s, CurvePart 
     bool const isAbove = atLeft >= -1 && atRight >= -1, isBelow = atLeft <= 1 && atRight <= 1;
     if (!chordsCross && (isAbove || isBelow) && (!isAbove || offsets->low >= -c_coincidence) &&
         (!isBelow || offsets->high <= c_coincidence))
-        return {Apart, {}, {}, {}};
+        return {Apart, {}, {}, {}, false};
     bool const coincide = offsets->low >= -c_coincidence && offsets->high <= c_coincidence;
     if (offsets->crossesOnce || (chordsCross && coincide)) {
         double const fall = atLeft - atRight, share = fall != 0 ? std::clamp(atLeft / fall, 0.0, 1.0) : 0.5;
         double const x = offsets->crossesOnce ? FindCrossing(*a, *b, left, right) : left + (right - left) * share;
         double const t = a->FindParameter(x), u = b->FindParameter(x);
-        return CutAt(Rounded(Evaluate(curve, t)), t, s, u, q);
+        Alongside result = CutAt(Rounded(Evaluate(curve, t)), t, s, u, q);
+        result.isRounding = coincide && part.error <= c_finestError && otherPart.error <= c_finestError;
+        return result;
     }
     // Chords of curves side by side lie as the curves do where both are cut in the same places, near enough for what
     // the chords bend away there to be less than what lies between the curves.
@@ -233,7 +239,7 @@ Alongside RelateAlongside(Segment const& curve, GridSegment const& s, CurvePart 
         return std::max(c_leastShift, std::max(4.0, std::fabs(offset) / 4) / slopes);
     };
     double const shiftLeft = shiftAt(offsets->atLeft), shiftRight = shiftAt(offsets->atRight);
-    Alongside result{Cut, {}, {}, {}};
+    Alongside result{Cut, {}, {}, {}, false};
     auto const cutWhere = [&](Strand const& strand, bool canCut, double from, double to, std::optional<double>& cut) {
         if (!canCut)
             return;

@@ -62,6 +62,8 @@ struct Alongside {
     std::optional<double> cutFirst, cutSecond;
     // Where the curves cross: the cuts are to be there.
     std::optional<GridPoint> meeting;
+    // The curves count as one here and the chords are as good as the curves: only rounding is between them.
+    bool isRounding = false;
 };
 
 // Whether two parts lie to each other as their chords do, to within the coincidence distance, and where to cut them if

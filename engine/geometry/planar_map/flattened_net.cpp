@@ -134,7 +134,8 @@ void FlattenedNet::RelatePair(std::uint32_t a, std::uint32_t b, GridBox const& b
         } else if (alongside.outcome == Cross) {
             relation = Relation::Cross;
         } else {
-            if (alongside.outcome == Cut ? Refine(a, b, alongside) : Refine(a, b))
+            bool const isSettled = alongside.isRounding && !SpendOnRounding(a, b);
+            if (!isSettled && (alongside.outcome == Cut ? Refine(a, b, alongside) : Refine(a, b)))
                 return;
             relation = CrossProperly(s.a, s.b, q.a, q.b) ? Relation::Cross : Relation::Apart;
         }
@@ -211,6 +212,12 @@ bool FlattenedNet::Spend(std::uint32_t a, std::uint32_t b) {
     }
     ++cuts;
     return true;
+}
+
+bool FlattenedNet::SpendOnRounding(std::uint32_t a, std::uint32_t b) {
+    auto const [low, high] = std::minmax(list.parts[a].owner, list.parts[b].owner);
+    std::uint32_t& cuts = m_roundingCuts[std::uint64_t{low} << 32 | high];
+    return cuts < c_mostRoundingCutsOfPair && ++cuts != 0;
 }
 
 void FlattenedNet::MarkForSplit(std::uint32_t part, std::optional<double> t, std::optional<GridPoint> at) {

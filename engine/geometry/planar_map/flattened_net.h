@@ -29,6 +29,9 @@ public:
     // Cuts that two curves may cost. Two that touch take some dozens, and some hundreds where they do it in many
     // places.
     static constexpr std::uint32_t c_mostCutsOfPair = 1 << 14;
+    // So many of these where both count as one and are as fine as they get. Each makes ends of chords that are rounded,
+    // and where many curves run together the chords of others cross those of the new ones again.
+    static constexpr std::uint32_t c_mostRoundingCutsOfPair = 256;
 
     FlattenedNet(CurveNet const& net, Monitor& monitor, std::uint32_t mostCutsOfPair = c_mostCutsOfPair);
     // Few chords, for nets on which no curves meet but in their ends, as in maps and mosaics. They are good for
@@ -86,6 +89,8 @@ private:
     void MarkForSplit(std::uint32_t part, std::optional<double> t = {}, std::optional<GridPoint> at = {});
     // Takes one cut from what the curves of two parts have; false when there is none left.
     bool Spend(std::uint32_t a, std::uint32_t b);
+    // The same for a cut where only rounding lies between the curves.
+    bool SpendOnRounding(std::uint32_t a, std::uint32_t b);
     void RefineCrossing(Crossing const& crossing);
     // In crossing_orders.cpp.
     void CheckCrossings(Monitor& monitor);
@@ -132,6 +137,7 @@ private:
     std::vector<std::uint64_t> m_knownApart;
     // Cuts made for each two pieces that were unclear.
     std::unordered_map<std::uint64_t, std::uint32_t> m_cuts;
+    std::unordered_map<std::uint64_t, std::uint32_t> m_roundingCuts;
     std::size_t m_spentPairs = 0;
     bool m_lastRound = false;
     bool m_tooComplex = false;
