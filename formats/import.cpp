@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/import.h"
 
+#include "formats/colour_profile.h"
 #include "formats/path_ending.h"
 #include "formats/pictures/picture_import.h"
 #include "formats/svg/import.h"
@@ -29,6 +30,8 @@ struct Call {
     ImportOptions const& options;
     Work work;
     Report& report;
+    // Of the document; of a new one as far as they are known before the file is read.
+    Raster::ICCProfileSet profiles;
 
     std::vector<std::byte> ReadFile(std::uint64_t maximumBytes) const {
         auto bytes = Kernel::ReadWholeFile(path, maximumBytes);
@@ -48,6 +51,7 @@ Svg::ImportedDrawing ReadDrawing(Call const& call, std::uint64_t guids) {
     Svg::ReadOptions options;
     options.limits = call.options.limits.drawing;
     options.guids = guids;
+    options.profiles = call.profiles;
     options.work = call.work;
     options.folder = std::filesystem::path(call.path).parent_path();
     if (options.folder.empty())
@@ -106,6 +110,12 @@ void PlaceSource(Call const& call, Source const& source, DocumentController& doc
     if (source.drawing) {
         Svg::Place(*source.drawing, *document.GetDocument(), spread);
     } else if (source.picture) {
+        auto const& layer = *source.picture->layer;
+        if (source.picture->info.isSrgb && !layer.GetBitmap()->GetProfile()) {
+            auto const tagged = layer.GetBitmap()->CloneDerived(nullptr);
+            Raster::KeepDefaultProfile(*tagged, document.GetProfiles());
+            source.picture->layer->SetBitmap(tagged);
+        }
         spread.InsertChild(NodeChildListType::Plain, source.picture->layer, nullptr);
     } else {
         auto const frame = MakeTextFrame(source.text->story, spread);
@@ -128,13 +138,23 @@ std::uint64_t FindTakenGUIDs(DocumentNode& document) {
 
 Kernel::Counted<DocumentController> Import(std::string const& path, ImportOptions const& options, Report* report) {
     Report unwanted;
-    Call const call{path, options, {options.progress, options.abort}, report != nullptr ? *report : unwanted};
+    Call call{path, options, {options.progress, options.abort}, report != nullptr ? *report : unwanted, {}};
+    if (options.profile)
+        call.profiles.Set(options.profile);
     auto const source = ReadSource(call, 0);
-    if (source.text)
-        return MakeTextDocument(source.text->story, options.limits.textPages, call.work);
+    if (source.text) {
+        auto document = MakeTextDocument(source.text->story, options.limits.textPages, call.work);
+        if (options.profile)
+            SetDocumentProfile(*document, options.profile);
+        return document;
+    }
     auto const pageSize = source.drawing ? source.drawing->pageSize : source.picture->size;
     auto const format = source.picture ? source.picture->layer->GetBitmap()->GetFormat() : Raster::FormatRGBA8;
     auto document = DocumentController::CreateNew(pageSize, format, 1);
+    auto const embedded =
+        source.picture ? source.picture->layer->GetBitmap()->GetProfile() : Kernel::Consolidated<Raster::ICCProfile>();
+    if (auto const& profile = options.profile ? options.profile : embedded)
+        SetDocumentProfile(*document, profile);
     PlaceSource(call, source, *document);
     if (source.picture) {
         std::vector<Kernel::Counted<Node>> const layers{source.picture->layer};
@@ -146,7 +166,11 @@ Kernel::Counted<DocumentController> Import(std::string const& path, ImportOption
 std::vector<Kernel::Counted<Node>> Place(DocumentController& document, std::string const& path,
                                          ImportOptions const& options, Report* report) {
     Report unwanted;
-    Call const call{path, options, {options.progress, options.abort}, report != nullptr ? *report : unwanted};
+    Call const call{path,
+                    options,
+                    {options.progress, options.abort},
+                    report != nullptr ? *report : unwanted,
+                    document.GetProfiles()};
     auto const source = ReadSource(call, FindTakenGUIDs(*document.GetDocument()));
     auto& spread = *document.GetCurrentSpread();
     Node const* const last = spread.GetLastChild(NodeChildListType::Plain);

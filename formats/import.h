@@ -30,6 +30,8 @@ struct ImportOptions {
     // Of text files, in BCP 47.
     std::string language = "en";
     TextLines lines = TextLines::Recognise;
+    // The document's profile for the colours of its format; empty: the embedded one of a picture, or else the default.
+    Kernel::Consolidated<Raster::ICCProfile> profile;
     // Called now and then with the share that is done, 0 to 1, on the thread that imports.
     std::function<void(float)> progress;
     // Polled when it is not null: Kernel::AbortException once it is true.
@@ -40,6 +42,7 @@ struct ImportOptions {
 //
 // - A drawing becomes one page of its size. Pictures that it refers to are read from its folder or below it only.
 // - A picture becomes a page of its size at its resolution, and the selection, since effects work on what is selected.
+//   Its profile becomes the document's, too.
 // - A text becomes as many pages as it fills, with two columns each.
 //
 // `report` receives what was lost or changed. Throws Kernel::Exception, with one line for a person, for a file that

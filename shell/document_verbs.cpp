@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "formats/colour_profile.h"
+#include "shell/colour_profile.h"
 #include "shell/document_target.h"
 #include "shell/interrupt.h"
 #include "shell/mask_verb.h"
@@ -51,6 +53,34 @@ T ParseOr(Arguments const& arguments, std::string_view option, T const& missing,
     }
 }
 
+using Profile = Kernel::Consolidated<Raster::ICCProfile>;
+
+// The format of new documents in the colours of a profile.
+Raster::Format GetFormatWithAlpha(Raster::ColourModel model) {
+    switch (model) {
+    case Raster::ColourModel::Grey:
+        return Raster::FormatIA8;
+    case Raster::ColourModel::CMYK:
+        return Raster::FormatCMYKA8;
+    case Raster::ColourModel::Lab:
+        return Raster::FormatLABA16;
+    default:
+        return Raster::FormatRGBA8;
+    }
+}
+
+// The profile of a document's colours where it is not the default; empty otherwise.
+Profile FindOwnProfile(DocumentController& document) {
+    auto const model = Raster::GetFormatInfo(document.GetFormat()).colourModel;
+    auto const profile = document.GetProfiles().Get(model);
+    return profile == Raster::ICCManager::GetInstance().GetDefaultProfile(model) ? Profile() : profile;
+}
+
+std::string GetProfileName(Raster::ICCProfile const& profile) {
+    auto const name = profile.GetDescription().ToStdString();
+    return name.empty() ? "a profile without a name" : name;
+}
+
 // The numbers of nodes by type.
 struct Census {
     std::map<std::string, std::size_t, std::less<>> types;
@@ -84,6 +114,8 @@ void AnswerInfoJson(Session& session, DocumentController& document) {
     json.Member("file", session.GetDocumentPath());
     json.Member("size", GetFileSize(session.GetDocumentPath()));
     json.Member("format", Raster::GetFormatName(document.GetDocument()->GetFormat()));
+    if (auto const profile = FindOwnProfile(document))
+        json.Member("profile", GetProfileName(*profile));
     json.Key("spreads").BeginArray();
     std::size_t index = 0;
     for (auto const& spread : document.GetDocument()->GetSpreads()) {
@@ -149,6 +181,8 @@ void AnswerInfo(Session& session, DocumentController& document) {
     session.Print("file      " + OneLine(session.GetDocumentPath()) + ", " +
                   Count(GetFileSize(session.GetDocumentPath()), "byte", "bytes") + "\n");
     session.Print(std::string("format    ") + Raster::GetFormatName(document.GetDocument()->GetFormat()) + "\n");
+    if (auto const profile = FindOwnProfile(document))
+        session.Print("profile   " + OneLine(GetProfileName(*profile)) + "\n");
     AnswerSpreads(session, document);
     session.Print("nodes     " + std::to_string(census.total));
     char const* separator = ": ";
@@ -178,11 +212,15 @@ ExitStatus RunNew(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("OUT.redraft");
     CheckDocumentTarget(path, arguments.Has("--force"));
     auto const size = ParseOr(arguments, "--size", c_usualSize, &ParseSize);
-    auto const format = ParseOr(arguments, "--format", Raster::FormatRGBA8, &ParseFormat);
+    auto const profile = ReadProfile(arguments);
+    auto const usualFormat = profile ? GetFormatWithAlpha(profile->GetColourModel()) : Raster::FormatRGBA8;
+    auto const format = ParseOr(arguments, "--format", usualFormat, &ParseFormat);
     auto const pages = ParseOr(arguments, "--pages", 1,
                                [](std::string_view text) { return ParseInteger(text, 1, c_maximumNewPages); });
     auto const document =
         Guarded(ExitStatus::Usage, "new", [&] { return DocumentController::CreateNew(size, format, pages); });
+    if (profile)
+        Guarded(ExitStatus::Usage, "--profile", [&] { Formats::SetDocumentProfile(*document, profile); });
     session.SetDocument(document, path);
     if (session.IsJson()) {
         AnswerInfoJson(session, *document);
@@ -240,6 +278,7 @@ ExitStatus RunCheck(Session& session, Arguments const& arguments) {
     Interrupt::Scope const interrupt(&abort);
     Guarded(ExitStatus::Input, path, [&] {
         document.GetDocument()->CheckInvariants();
+        static_cast<void>(document.GetProfiles());
         ForEachNode(*document.GetDocument(), [&](Node& node) {
             ++nodes;
             auto const* const raster = Kernel::CastPointer<ConstRasterInterface>(&node);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/import.h"
 #include "formats/path_ending.h"
+#include "shell/colour_profile.h"
 #include "shell/document_target.h"
 #include "shell/input_files.h"
 #include "shell/interrupt.h"
@@ -20,6 +21,7 @@ Formats::ImportOptions ReadOptions(Arguments const& arguments) {
     options.language = arguments.Has("--language") ? arguments.Get("--language") : "en";
     if (arguments.Has("--keep-lines") && arguments.Has("--join-lines"))
         throw Failure(ExitStatus::Usage, "--join-lines", "contradicts --keep-lines");
+    options.profile = ReadProfile(arguments);
     options.lines = arguments.Has("--keep-lines")   ? Formats::TextLines::Keep
                     : arguments.Has("--join-lines") ? Formats::TextLines::Join
                                                     : Formats::TextLines::Recognise;

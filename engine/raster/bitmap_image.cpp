@@ -416,6 +416,28 @@ void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileOptions const& options, 
         EncodeTiff(info, readRow, sink);
 }
 
+void KeepDefaultProfile(DynamicBitmap& bitmap, ICCProfileSet const& documentProfiles) {
+    if (bitmap.IsEmpty() || bitmap.GetProfile())
+        return;
+    auto const model = bitmap.GetBase()->GetInfo().colourModel;
+    auto const own = ICCManager::GetInstance().GetDefaultProfile(model);
+    if (own && documentProfiles.Get(model) != own)
+        bitmap.SetProfile(own);
+}
+
+Kernel::Counted<DynamicBitmap const> WithProfileOf(Kernel::Counted<DynamicBitmap const> bitmap,
+                                                   ICCProfileSet const& profiles) {
+    if (!bitmap || bitmap->IsEmpty())
+        return bitmap;
+    auto const model = bitmap->GetBase()->GetInfo().colourModel;
+    auto const& profile = profiles.Get(model);
+    if (!profile || profile == ICCManager::GetInstance().GetDefaultProfile(model) || bitmap->GetProfile())
+        return bitmap;
+    auto tagged = bitmap->CloneDerived(nullptr);
+    tagged->SetProfile(profile);
+    return tagged;
+}
+
 Kernel::Counted<DynamicBitmap> MakeUpright(DynamicBitmap const& bitmap, Orientation orientation) {
     auto const pixels = bitmap.GetBase();
     ImageInfo info = DescribeFile(*pixels);

@@ -16,29 +16,7 @@ namespace {
 constexpr Kernel::PropType c_int = Kernel::PropTraits<int>::c_type;
 constexpr Kernel::PropType c_key = Kernel::PropTraits<Kernel::BlobKey>::c_type;
 
-// The document's store as a save sees it. Values that it has already are only mentioned, so that what was never read
-// is not read now; others are read, wherever they are, and handed over.
-class Store {
-public:
-    explicit Store(Kernel::BlobSink* sink) : m_sink(sink), m_source(dynamic_cast<Kernel::BlobSource const*>(sink)) {}
-
-    // False for a hash or a comparison, which need the keys alone.
-    bool TakesValues() const { return m_sink != nullptr; }
-    // True when the store has the value. `known` is where the caller would read it from; null for nowhere.
-    bool Keep(Kernel::BlobKey const& key, Kernel::BlobSource const* known) {
-        if (m_source == nullptr || (m_source != known && !m_source->Has(key)))
-            return false;
-        m_sink->Keep(key);
-        return true;
-    }
-    void Put(std::span<std::byte const> bytes) { m_sink->Put(bytes); }
-
-private:
-    Kernel::BlobSink* m_sink;
-    Kernel::BlobSource const* m_source;
-};
-
-void SaveTile(Tile const& tile, TileKey const& key, int width, int height, Store& store,
+void SaveTile(Tile const& tile, TileKey const& key, int width, int height, BlobStore& store,
               std::vector<std::byte>& scratch) {
     if (IsConstantKey(key) || store.Keep(key, tile.GetBlock()->GetSource().get()))
         return;
@@ -47,7 +25,7 @@ void SaveTile(Tile const& tile, TileKey const& key, int width, int height, Store
 
 // The keys of a plane's tiles. A tile that is written to meanwhile by another thread has no defined content; snapshot
 // regions see to it that key and bytes are of one content nevertheless.
-void SavePlane(RegionBase const& plane, Store& store, std::vector<TileKey>& keys) {
+void SavePlane(RegionBase const& plane, BlobStore& store, std::vector<TileKey>& keys) {
     RegionBase const snapshot(plane);
     std::vector<std::byte> scratch;
     for (int tileY = 0; tileY != snapshot.GetTilesDown(); ++tileY) {
@@ -109,7 +87,7 @@ void DynamicBitmap::Save(Kernel::OutSerialiser& out) const {
         SaveInt(out, "Mipm", static_cast<int>(m_bitmap->GetMipmapMode()));
         SaveInt(out, "HwCP", static_cast<int>(m_bitmap->GetHardwareCachePolicy()));
     }
-    Store store(out.GetBlobSink());
+    BlobStore store(out.GetBlobSink());
     SaveProfile(out);
     std::vector<TileKey> keys;
     for (int channel = 0; channel != m_bitmap->GetInfo().channelCount; ++channel)
@@ -118,18 +96,9 @@ void DynamicBitmap::Save(Kernel::OutSerialiser& out) const {
 }
 
 void DynamicBitmap::SaveProfile(Kernel::OutSerialiser& out) const {
-    Store store(out.GetBlobSink());
     std::lock_guard const lock(m_profileMutex);
-    if (!m_profile && !m_storedProfile)
-        return;
-    auto const key = m_storedProfile ? m_storedProfile->key : m_profile->GetKey();
-    out.SaveTypeI("Prof", c_key, &key, sizeof key);
-    if (!store.TakesValues() || store.Keep(key, m_storedProfile ? m_storedProfile->source.get() : nullptr))
-        return;
-    if (m_storedProfile)
-        store.Put(m_storedProfile->Read());
-    else
-        store.Put(m_profile->GetData());
+    if (m_profile || m_storedProfile)
+        Raster::SaveProfile(out, "Prof", m_profile, m_storedProfile.get());
 }
 
 // A format that this program does not know makes the object unreadable, and it is kept as it is.

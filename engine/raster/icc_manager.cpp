@@ -5,6 +5,7 @@
 #include "engine/raster/interleave.h"
 #include "engine/raster/lcms.h"
 #include "platform/kernel/exception.h"
+#include "platform/raster/icc_profile_use.h"
 
 #include <deque>
 #include <map>
@@ -128,7 +129,9 @@ Kernel::Counted<PixelConverter const> ICCManager::MakeConverter(Format from, Pro
                 return converter;
         }
     }
-    auto converter = MakeICCConverter(from, key.fromProfile, to, key.toProfile, m_state->rgb, intent);
+    auto const target =
+        key.toProfile && !CanBeTarget(*key.toProfile) ? GetDefaultProfile(out.colourModel) : key.toProfile;
+    auto converter = MakeICCConverter(from, key.fromProfile, to, target, m_state->rgb, intent);
     std::lock_guard const lock(m_state->mutex);
     m_state->converters.emplace_front(key, converter);
     if (m_state->converters.size() > c_keptConverters)

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/raster/lcms.h"
 #include "platform/kernel/exception.h"
+#include "platform/raster/icc_profile_use.h"
+
+#include <algorithm>
 
 namespace Raster {
 
@@ -44,6 +47,16 @@ ICCProfile::ICCProfile(std::span<std::byte const> data) : m_data(data.begin(), d
 }
 
 ICCProfile::~ICCProfile() = default;
+
+bool CanBeTarget(ICCProfile const& profile) {
+    auto const opened = Lcms::Open(profile.GetData());
+    // Lab needs no table: it is what profiles are connected by.
+    if (profile.GetColourModel() == ColourModel::Lab || cmsIsMatrixShaper(opened.get()))
+        return true;
+    constexpr cmsTagSignature c_tables[] = {cmsSigBToA0Tag, cmsSigBToA1Tag, cmsSigBToA2Tag, cmsSigBToD0Tag,
+                                            cmsSigBToD1Tag, cmsSigBToD2Tag, cmsSigBToD3Tag};
+    return std::ranges::any_of(c_tables, [&](auto tag) { return cmsIsTag(opened.get(), tag) != 0; });
+}
 
 Kernel::Consolidated<ICCProfile> ICCProfile::FromData(std::span<std::byte const> data) {
     if (data.size() > c_maximumBytes)

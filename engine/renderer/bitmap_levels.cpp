@@ -24,12 +24,15 @@ int HalvedSide(int side, int level) {
 
 } // namespace
 
-BitmapLevels::BitmapLevels(Raster::DynamicBitmap const& bitmap, WorkingSpace const& space)
+BitmapLevels::BitmapLevels(Raster::DynamicBitmap const& bitmap, WorkingSpace const& space,
+                           Raster::ICCProfileSet const& documentProfiles)
     : m_space(space), m_bitmap(WithLevels(bitmap.GetBase()->Clone(nullptr))) {
     auto const exchange = space.GetExchangeFormat();
-    m_converter = Raster::ICCManager::GetInstance().MakeConverter(
-        m_bitmap->GetFormat(), Kernel::Consolidated<Raster::ICCProfile>(bitmap.GetProfile()), exchange,
-        space.GetProfiles().Get(space.GetModel()));
+    auto profile = bitmap.GetProfile();
+    if (!profile)
+        profile = documentProfiles.Get(m_bitmap->GetInfo().colourModel);
+    m_converter = Raster::ICCManager::GetInstance().MakeConverter(m_bitmap->GetFormat(), profile, exchange,
+                                                                  space.GetProfiles().Get(space.GetModel()));
     while (std::max(GetWidth(m_lastLevel), GetHeight(m_lastLevel)) > 1)
         ++m_lastLevel;
     m_kept.resize(static_cast<std::size_t>(m_lastLevel) + 1);

@@ -16,7 +16,9 @@ namespace Renderer::Detail {
 // by several threads.
 class BitmapLevels {
 public:
-    BitmapLevels(Raster::DynamicBitmap const& bitmap, WorkingSpace const& space);
+    // A bitmap without a profile of its own is meant in the document's.
+    BitmapLevels(Raster::DynamicBitmap const& bitmap, WorkingSpace const& space,
+                 Raster::ICCProfileSet const& documentProfiles);
 
     int GetWidth(int level) const;
     int GetHeight(int level) const;

@@ -23,8 +23,9 @@ constexpr double c_farthest = 4503599627370496.0;
 
 class BitmapSource final : public FillSource {
 public:
-    BitmapSource(BitmapFill const& fill, Transform const& toPixels, double totalOpacity, WorkingSpace const& space)
-        : levels(*fill.GetBitmap(), space),
+    BitmapSource(BitmapFill const& fill, Transform const& toPixels, double totalOpacity, WorkingSpace const& space,
+                 Raster::ICCProfileSet const& documentProfiles)
+        : levels(*fill.GetBitmap(), space, documentProfiles),
           toBitmap(toPixels.GetInverse()),
           tileModeX(fill.GetTileModeX()),
           tileModeY(fill.GetTileModeY()),
@@ -345,11 +346,12 @@ void BitmapPainter::MakeUprightPixels(Kernel::RectT<int> const& rect) {
 } // namespace
 
 std::shared_ptr<FillSource const> MakeBitmapSource(BitmapFill const& fill, Transform const& toPixels, double opacity,
-                                                   WorkingSpace const& space) {
+                                                   WorkingSpace const& space,
+                                                   Raster::ICCProfileSet const& documentProfiles) {
     double const determinant = std::fabs(toPixels.GetDeterminant());
     if (!fill.GetBitmap() || fill.GetBitmap()->IsEmpty() || !(determinant > 1e-128) || !toPixels.IsFinite())
         return nullptr;
-    return std::make_shared<BitmapSource>(fill, toPixels, opacity, space);
+    return std::make_shared<BitmapSource>(fill, toPixels, opacity, space, documentProfiles);
 }
 
 } // namespace Renderer::Detail

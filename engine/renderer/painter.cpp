@@ -60,7 +60,7 @@ std::shared_ptr<FillSource const> MakeFillSource(Fill const& fill, Transform con
     case FillType::EllipticalGradient:
         return MakeGradientSource(static_cast<GradientFill const&>(fill), toPixels, opacity, space, documentProfiles);
     case FillType::Bitmap:
-        return MakeBitmapSource(static_cast<BitmapFill const&>(fill), toPixels, opacity, space);
+        return MakeBitmapSource(static_cast<BitmapFill const&>(fill), toPixels, opacity, space, documentProfiles);
     // Patterns need to know the picture that they are for: MakePatternSource.
     case FillType::Pattern:
         break;

@@ -39,6 +39,7 @@ std::shared_ptr<FillSource const> MakeGradientSource(GradientFill const& fill, T
                                                      double opacity, WorkingSpace const& space,
                                                      Raster::ICCProfileSet const& documentProfiles);
 std::shared_ptr<FillSource const> MakeBitmapSource(BitmapFill const& fill, Transform const& toPixels, double opacity,
-                                                   WorkingSpace const& space);
+                                                   WorkingSpace const& space,
+                                                   Raster::ICCProfileSet const& documentProfiles);
 
 } // namespace Renderer::Detail

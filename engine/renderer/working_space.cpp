@@ -4,6 +4,7 @@
 #include "engine/raster/exact_math.h"
 #include "engine/raster/tile_block.h"
 #include "engine/renderer/wide_loop.h"
+#include "platform/renderer/colour_profiles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -129,6 +130,21 @@ void StorePlane(Raster::FormatInfo const& info, float const* in, int count, void
         StoreWords(in, count, static_cast<std::uint16_t*>(row));
 }
 
+std::array<float, 4> ConvertComponents(Colour const& colour, Raster::PixelConverter const& converter) {
+    auto const in = Raster::BufferBase::Create(1, 1, converter.GetFrom());
+    auto const out = Raster::BufferBase::Create(1, 1, converter.GetTo());
+    int const alpha = in->GetInfo().channelCount - 1;
+    for (int c = 0; c != alpha; ++c)
+        StorePlane(in->GetInfo(), &colour.GetComponents()[static_cast<std::size_t>(c)], 1, in->GetRow(c, 0));
+    float const opaque = 1;
+    StorePlane(in->GetInfo(), &opaque, 1, in->GetRow(alpha, 0));
+    Raster::ConvertPixels(*in, *out, converter);
+    std::array<float, 4> components{};
+    for (int c = 0; c != out->GetInfo().channelCount - 1; ++c)
+        LoadPlane(out->GetInfo(), std::as_const(*out).GetRow(c, 0), 0, 1, &components[static_cast<std::size_t>(c)]);
+    return components;
+}
+
 } // namespace
 
 WorkingSpace::WorkingSpace(Raster::Format format, Raster::ICCProfileSet const& profiles, BlendSpace blendSpace)
@@ -144,25 +160,7 @@ std::array<float, c_maximumColours> WorkingSpace::ToWorking(Colour const& colour
                                                             Raster::ICCProfileSet const& documentProfiles) const {
     if (m_model == ColourModel::AlphaOnly)
         return {};
-    ColourModel const from = Detail::GetModel(colour.GetFormat());
-    std::array<float, 4> components;
-    if (from == m_model && documentProfiles.Get(from) == m_profiles.Get(from)) {
-        components = colour.GetComponents();
-    } else if (documentProfiles == Raster::ICCProfileSet() && m_profiles == Raster::ICCProfileSet()) {
-        components = colour.Converted(GetColourFormat(m_model)).GetComponents();
-    } else {
-        auto const converter = Raster::ICCManager::GetInstance().MakeConverterForSets(
-            GetFinestFormat(from), documentProfiles, m_exchangeFormat, m_profiles);
-        auto const in = Raster::BufferBase::Create(1, 1, GetFinestFormat(from));
-        auto const out = Raster::BufferBase::Create(1, 1, m_exchangeFormat);
-        for (int c = 0; c != GetColourCountOf(from); ++c)
-            StorePlane(in->GetInfo(), &colour.GetComponents()[static_cast<std::size_t>(c)], 1, in->GetRow(c, 0));
-        float const opaque = 1;
-        StorePlane(in->GetInfo(), &opaque, 1, in->GetRow(in->GetInfo().channelCount - 1, 0));
-        Raster::ConvertPixels(*in, *out, *converter);
-        for (int c = 0; c != m_colourCount; ++c)
-            LoadPlane(out->GetInfo(), std::as_const(*out).GetRow(c, 0), 0, 1, &components[static_cast<std::size_t>(c)]);
-    }
+    auto components = ConvertColour(colour, documentProfiles, GetColourFormat(m_model), m_profiles).GetComponents();
     for (int c = 0; c != m_colourCount; ++c) {
         float& v = components[static_cast<std::size_t>(c)];
         if (m_model == ColourModel::CMYK)
@@ -262,3 +260,20 @@ float WorkingSpace::GetLuminance(float const* colour) const {
 }
 
 } // namespace Renderer::Detail
+
+namespace Renderer {
+
+Colour ConvertColour(Colour const& colour, Raster::ICCProfileSet const& from, ColourFormat format,
+                     Raster::ICCProfileSet const& to) {
+    auto const fromModel = Detail::GetModel(colour.GetFormat()), toModel = Detail::GetModel(format);
+    if (fromModel == toModel && from.Get(fromModel) == to.Get(toModel))
+        return colour;
+    Raster::ICCProfileSet const defaults;
+    if (from == defaults && to == defaults)
+        return colour.Converted(format);
+    auto const converter = Raster::ICCManager::GetInstance().MakeConverterForSets(
+        Detail::GetFinestFormat(fromModel), from, Detail::GetFinestFormat(toModel), to);
+    return {format, Detail::ConvertComponents(colour, *converter), colour.GetAlpha()};
+}
+
+} // namespace Renderer

@@ -134,7 +134,11 @@ void WriteSound(ExportFormat kind, Output& output, SpreadNode const& spread, Spr
     info.hasAlpha = options.background.GetAlpha() < 1;
     info.sampleFormat = GetSampleFormat(format);
     info.dpiX = info.dpiY = c_unitsPerInch * options.scale;
-    info.isSrgb = format.colourModel == Raster::ColourModel::RGB;
+    auto const& profile = target->GetOptions().profiles.Get(format.colourModel);
+    bool const isDefault = profile == Raster::ICCManager::GetInstance().GetDefaultProfile(format.colourModel);
+    info.isSrgb = isDefault && format.colourModel == Raster::ColourModel::RGB;
+    if (profile && !isDefault)
+        info.iccProfile.assign(profile->GetData().begin(), profile->GetData().end());
     Rows rows(*target, work);
     output.Begin();
     auto const source = [&](std::uint32_t y, std::span<std::byte> row) { rows.Get(y, row); };
@@ -164,7 +168,8 @@ void DrawPicture(ExportFormat kind, Output& output, SpreadNode const& spread, Sp
 }
 
 // False: pixels of the picture are damaged.
-bool WriteOwnPicture(ExportFormat kind, Output& output, OwnPicture const& picture, Work const& work) {
+bool WriteOwnPicture(ExportFormat kind, Output& output, OwnPicture const& picture,
+                     Raster::ICCProfileSet const& profiles, Work const& work) {
     Raster::ImageFileOptions options;
     options.type = kind == ExportFormat::Png ? Raster::ImageFileType::Png : Raster::ImageFileType::Tiff;
     options.dpiX = picture.dpiX;
@@ -172,9 +177,9 @@ bool WriteOwnPicture(ExportFormat kind, Output& output, OwnPicture const& pictur
     options.dropOpaqueAlpha = true;
     options.abort = work.abort;
     try {
-        auto upright = picture.bitmap;
+        auto upright = Raster::WithProfileOf(picture.bitmap, profiles);
         if (picture.orientation != Raster::Orientation::TopLeft)
-            upright = Raster::MakeUpright(*picture.bitmap, picture.orientation);
+            upright = Raster::MakeUpright(*upright, picture.orientation);
         output.Begin();
         Raster::EncodeBitmap(*upright, options, [&](std::span<std::byte const> bytes) { output.Write(bytes); });
     } catch (Kernel::DamagedDataException const&) {
@@ -218,7 +223,7 @@ void ExportPicture(DocumentController& document, ExportFormat format, Output& ou
         if (tops.empty())
             tops.emplace_back(spread);
         auto const own = FindOwnPixels(tops, area);
-        if (own.picture && WriteOwnPicture(format, output, *own.picture, work))
+        if (own.picture && WriteOwnPicture(format, output, *own.picture, document.GetProfiles(), work))
             return;
         options.scale = own.scale.value_or(1);
     }

@@ -4,6 +4,7 @@
 #include "formats/svg/element.h"
 #include "formats/svg/style_sheet.h"
 #include "formats/work.h"
+#include "platform/raster/icc_manager.h"
 
 #include <deque>
 #include <filesystem>
@@ -21,6 +22,8 @@ struct ReadOptions {
     std::filesystem::path folder;
     // How many GUIDs drawings that go into the same document have taken.
     std::uint64_t guids = 0;
+    // Of the document that the nodes go into. Colours of drawings are sRGB and are converted.
+    Raster::ICCProfileSet profiles;
 };
 
 // A source with everything that its elements are computed from. It is not thread-safe: reading computes and counts.

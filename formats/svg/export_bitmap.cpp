@@ -19,7 +19,8 @@ std::string Exporter::EncodeOrCount(Raster::DynamicBitmap const* bitmap, Node co
         return {};
     try {
         std::string png;
-        Raster::EncodeBitmap(*bitmap, {}, [&](std::span<std::byte const> bytes) {
+        auto const tagged = Raster::WithProfileOf(Kernel::Counted<Raster::DynamicBitmap const>(bitmap), m_profiles);
+        Raster::EncodeBitmap(*tagged, {}, [&](std::span<std::byte const> bytes) {
             png.append(reinterpret_cast<char const*>(bytes.data()), bytes.size());
         });
         auto const format = bitmap->GetFormat();

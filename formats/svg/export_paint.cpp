@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/svg/exporter.h"
 #include "platform/kernel/cast.h"
+#include "platform/renderer/colour_profiles.h"
 
 #include <array>
 #include <bit>
@@ -113,7 +114,7 @@ void Exporter::WriteColour(XmlWriter& out, std::string_view property, Renderer::
                            Node const& node) {
     if (colour.GetFormat() != Renderer::ColourFormat::RGB)
         m_report.Add("colour outside RGB", Describe(node));
-    Renderer::Colour const rgb = colour.Converted(Renderer::ColourFormat::RGB);
+    Renderer::Colour const rgb = Renderer::ConvertColour(colour, m_profiles, Renderer::ColourFormat::RGB, {});
     std::string bytes = "#", percentages;
     bool isBytes = true;
     for (std::size_t i = 0; i < 3; ++i) {

@@ -2,6 +2,7 @@
 #include "formats/svg/exporter.h"
 #include "formats/svg/transform.h"
 
+#include "platform/document/document_renderer.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 
@@ -335,7 +336,7 @@ ExportedDrawing ExportSpread(SpreadNode const& spread, Work const& work) {
         nodes.emplace_back(child);
         matrices.push_back(child->GetBaseToSpreadTransform());
     }
-    return Exporter(work).Run(nodes, matrices, spread.GetBaseBox(false));
+    return Exporter(work, GetDocumentProfiles(spread)).Run(nodes, matrices, spread.GetBaseBox(false));
 }
 
 ExportedDrawing ExportNodes(std::vector<Kernel::Counted<Node>> const& nodes, Work const& work) {
@@ -348,7 +349,8 @@ ExportedDrawing ExportNodes(std::vector<Kernel::Counted<Node>> const& nodes, Wor
     // A drawing of nothing has a size all the same, for without one it could not be read.
     if (area.IsEmpty() || !std::isfinite(area.GetWidth()) || !std::isfinite(area.GetHeight()))
         area = {0, 0, 1, 1};
-    return Exporter(work).Run(nodes, matrices, area);
+    auto const profiles = nodes.empty() ? Raster::ICCProfileSet() : GetDocumentProfiles(*nodes.front());
+    return Exporter(work, profiles).Run(nodes, matrices, area);
 }
 
 } // namespace Formats::Svg

@@ -22,7 +22,8 @@ using Matrix = Raster::AffineTransform::Params;
 // Writes nodes as elements. The walk keeps its own stack; only clips within clips recurse.
 class Exporter {
 public:
-    explicit Exporter(Work work) : m_work(std::move(work)) {}
+    // `profiles`: what the colours of the nodes are meant in. Those of a drawing are sRGB.
+    Exporter(Work work, Raster::ICCProfileSet profiles) : m_work(std::move(work)), m_profiles(std::move(profiles)) {}
     // `toSpread` are the matrices of the nodes, in place of their own.
     ExportedDrawing Run(std::vector<Kernel::Counted<Node>> const& nodes, std::vector<Matrix> const& toSpread,
                         Kernel::RectT<double> const& area);
@@ -134,6 +135,7 @@ private:
     std::size_t m_patternDepth = 0;
     Report m_report;
     Work m_work;
+    Raster::ICCProfileSet m_profiles;
     // For the progress.
     std::size_t m_nodeCount = 0;
     std::size_t m_writtenNodes = 0;

@@ -89,6 +89,8 @@ Importer::Picture Importer::ReadImage(Element const& element) {
         Raster::DecodeImage({reinterpret_cast<std::byte const*>(image->bytes.data()), image->bytes.size()}, receiver,
                             limits);
         auto const bitmap = receiver.Finish();
+        // SVG 2, 12.5: an image that does not say what its colours are is sRGB.
+        Raster::KeepDefaultProfile(*bitmap, m_drawing.GetOptions().profiles);
         picture.size = {static_cast<double>(bitmap->GetWidth()), static_cast<double>(bitmap->GetHeight())};
         m_imagePixels +=
             static_cast<std::uint64_t>(bitmap->GetWidth()) * static_cast<std::uint64_t>(bitmap->GetHeight());

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/svg/import_paint.h"
 
+#include "platform/renderer/colour_profiles.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -8,14 +10,22 @@ namespace Formats::Svg {
 
 namespace {
 
-std::vector<Renderer::GradientStop> ToStops(Gradient const& gradient, double opacity) {
+// In the document's own RGB.
+Renderer::Colour ToColour(Rgba const& colour, Raster::ICCProfileSet const& profiles) {
+    auto const srgb = Renderer::Colour::FromRGB(static_cast<float>(colour.red), static_cast<float>(colour.green),
+                                                static_cast<float>(colour.blue), static_cast<float>(colour.alpha));
+    return Renderer::ConvertColour(srgb, {}, Renderer::ColourFormat::RGB, profiles);
+}
+
+std::vector<Renderer::GradientStop> ToStops(Gradient const& gradient, double opacity,
+                                            Raster::ICCProfileSet const& profiles) {
     std::vector<Renderer::GradientStop> stops;
     stops.reserve(gradient.stops.size());
     // Written drawings tell one opacity a stop.
     for (GradientStop const& stop : gradient.stops) {
         Rgba colour = stop.colour;
         colour.alpha *= opacity;
-        stops.push_back({stop.offset, 1, ToColour(colour)});
+        stops.push_back({stop.offset, 1, ToColour(colour, profiles)});
     }
     return stops;
 }
@@ -85,11 +95,6 @@ private:
     bool m_isKnown = false;
     std::optional<Kernel::RectT<double>> m_box;
 };
-
-Renderer::Colour ToColour(Rgba const& colour) {
-    return Renderer::Colour::FromRGB(static_cast<float>(colour.red), static_cast<float>(colour.green),
-                                     static_cast<float>(colour.blue), static_cast<float>(colour.alpha));
-}
 
 void PaintImporter::Apply(Element const& element, CurvesNode& node, ContextPaints const& context) {
     InheritedStyle const& style = element.GetStyle();
@@ -200,9 +205,10 @@ PaintImporter::FillPointer PaintImporter::MakeGradientFill(Element const& elemen
         Kernel::PointT<double> const end{gradient.Resolve(gradient.x2, width), gradient.Resolve(gradient.y2, height)};
         if (start == end)
             return last();
-        return Describe(Kernel::MakeConsolidated<Renderer::LinearGradientFill>(start, end, ToStops(gradient, opacity),
-                                                                               ToSpread(gradient.spread)),
-                        toUser);
+        return Describe(
+            Kernel::MakeConsolidated<Renderer::LinearGradientFill>(
+                start, end, ToStops(gradient, opacity, m_drawing.GetOptions().profiles), ToSpread(gradient.spread)),
+            toUser);
     }
     Kernel::PointT<double> const centre{gradient.Resolve(gradient.cx, width), gradient.Resolve(gradient.cy, height)};
     double const radius = gradient.Resolve(gradient.r, diagonal);
@@ -214,12 +220,12 @@ PaintImporter::FillPointer PaintImporter::MakeGradientFill(Element const& elemen
     return Describe(Kernel::MakeConsolidated<Renderer::EllipticalGradientFill>(
                         centre, Kernel::PointT<double>{centre.x + radius, centre.y},
                         Kernel::PointT<double>{centre.x, centre.y + radius}, focus, focalRadius,
-                        ToStops(gradient, opacity), ToSpread(gradient.spread)),
+                        ToStops(gradient, opacity, m_drawing.GetOptions().profiles), ToSpread(gradient.spread)),
                     toUser);
 }
 
 PaintImporter::FillPointer PaintImporter::MakeSolid(Rgba const& colour) {
-    Renderer::Colour const value = ToColour(colour);
+    Renderer::Colour const value = ToColour(colour, m_drawing.GetOptions().profiles);
     auto const& c = value.GetComponents();
     FillPointer& solid = m_solids[{c[0], c[1], c[2], value.GetAlpha()}];
     if (!solid)

@@ -54,6 +54,4 @@ private:
         m_lines;
 };
 
-Renderer::Colour ToColour(Rgba const& colour);
-
 } // namespace Formats::Svg

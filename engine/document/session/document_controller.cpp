@@ -4,6 +4,8 @@
 #include "engine/document/file/document_file.h"
 #include "platform/document/document_notification.h"
 #include "platform/document/edit_journal.h"
+#include "platform/document/text_nodes.h"
+#include "platform/kernel/abortable.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/hash_accumulator.h"
@@ -72,6 +74,17 @@ void DocumentController::SetCurrentSpread(Kernel::JailCounted<SpreadNode> spread
     RunExclusive([&] {
         EditJournal::NoteValue(*this, m_currentSpread);
         m_currentSpread = std::move(spread);
+    });
+}
+
+void DocumentController::EnsureTextComposed(bool allSpreads, bool* abort) const {
+    Kernel::Abortable flag;
+    flag.SetAbortPointer(abort);
+    Node& top = allSpreads ? static_cast<Node&>(*m_document) : *m_currentSpread;
+    ForEachNode(top, [&](Node& node) {
+        auto const* const text = Kernel::CastPointer<TextNode const>(&node);
+        if (text != nullptr && !flag.IsAborted())
+            text->EnsureTextComposed();
     });
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/nodes.h"
 
+#include "engine/document/tree/stored_profiles.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -14,6 +15,16 @@
 void DocumentNode::SetFormat(Raster::Format format) {
     EditJournal::NoteValue(*this, m_format);
     m_format = format;
+    MarkChanged();
+}
+
+Raster::ICCProfileSet DocumentNode::GetProfiles() const {
+    return m_profiles ? m_profiles->Get() : Raster::ICCProfileSet();
+}
+
+void DocumentNode::SetProfiles(Raster::ICCProfileSet const& profiles) {
+    EditJournal::NoteValue(*this, m_profiles);
+    m_profiles = StoredProfiles::Make(profiles);
     MarkChanged();
 }
 
@@ -111,6 +122,8 @@ void DocumentNode::CheckInvariants() const {
 // The next id is no part of the document's state: it goes on from where it was when an edit is undone.
 void DocumentNode::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Frmt", m_format);
+    if (m_profiles)
+        m_profiles->Save(out);
     Kernel::SaveValue(out, "GFil", m_guidesFill);
     Kernel::SaveValue(out, "VwPs", m_viewPoints);
     if (m_textStyles)
@@ -122,6 +135,7 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
 
 bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
     Kernel::LoadValue(in, "Frmt", m_format);
+    m_profiles = StoredProfiles::Load(in, files);
     Kernel::LoadValue(in, "GFil", m_guidesFill);
     Kernel::LoadValue(in, "VwPs", m_viewPoints);
     Kernel::LoadValue(in, "TxSt", m_textStyles);

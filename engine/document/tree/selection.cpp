@@ -124,6 +124,10 @@ Selection::Selection(std::vector<Kernel::Counted<Node>> const& nodes) {
         m_items.push_back(Kernel::MakeCounted<SelectionItem>(node));
 }
 
+Kernel::Counted<Selection const> Selection::CreateWithSingleObject(Kernel::JailCounted<Selectable> object) {
+    return Kernel::MakeCounted<Selection>(Items{Kernel::MakeCounted<SelectionItem>(std::move(object))}, true);
+}
+
 void Selection::ListObjects() const {
     m_objects.clear();
     m_objects.reserve(m_items.size());

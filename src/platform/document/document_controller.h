@@ -55,6 +55,11 @@ public:
     Kernel::JailCounted<SpreadNode> GetCurrentSpread() const;
     void SetCurrentSpread(Kernel::JailCounted<SpreadNode> spread);
     Kernel::Counted<Selection const> GetCurrentSelection() const { return m_selection; }
+    // Pixel format and colour profiles of the document.
+    Raster::Format GetFormat() const { return m_document->GetFormat(); }
+    Raster::ICCProfileSet GetProfiles() const { return m_document->GetProfiles(); }
+    // Composes text now: of all spreads, or only of the current one. Returns early when *abort becomes true.
+    void EnsureTextComposed(bool allSpreads, bool* abort) const;
     // Replaces the document's selection. With `notify` listeners are told at once to paint the marks of the selection
     // again; commands pass false and notify themselves.
     void SetSelection(Kernel::Counted<Selection const> selection, bool notify);

@@ -295,6 +295,8 @@ public:
 // A new linked instance of a symbol, outside the tree: a group that shows what the symbol shows.
 REDRAFT_ENGINE Kernel::Counted<GroupNode> MakeSymbolInstance(SymbolNode& symbol);
 
+class StoredProfiles;
+
 // The root of the tree, with what belongs to the document as a whole.
 class REDRAFT_ENGINE DocumentNode final : public Node {
 public:
@@ -302,6 +304,10 @@ public:
 
     Raster::Format GetFormat() const { return m_format; }
     void SetFormat(Raster::Format format);
+    // What the document's colours are meant in. Read from the document's store when they are first asked for:
+    // DamagedDataException when that cannot give them.
+    Raster::ICCProfileSet GetProfiles() const;
+    void SetProfiles(Raster::ICCProfileSet const& profiles);
 
     // Empty: the built-in colour.
     Kernel::Counted<Renderer::FillDescriptor const> GetGuidesFill() const { return m_guidesFill; }
@@ -330,6 +336,8 @@ public:
 
 private:
     Raster::Format m_format{};
+    // Null: the defaults.
+    std::shared_ptr<StoredProfiles const> m_profiles;
     Kernel::Counted<Renderer::FillDescriptor const> m_guidesFill;
     std::vector<ViewPointData> m_viewPoints;
     // Null: without styles.

@@ -41,6 +41,7 @@ public:
     Selection(Items items, bool ordered) : m_items(std::move(items)), m_ordered(ordered) {}
     // A selection of whole nodes, in the order given.
     explicit Selection(std::vector<Kernel::Counted<Node>> const& nodes);
+    static Kernel::Counted<Selection const> CreateWithSingleObject(Kernel::JailCounted<Selectable> object);
 
     const_iterator begin() const { return m_items.begin(); }
     const_iterator end() const { return m_items.end(); }

@@ -60,6 +60,15 @@ struct ImageFileOptions {
 // other colours become sRGB, of 8 bits for CMYK, else of 16. Errors as EncodePng and EncodeTiff.
 REDRAFT_ENGINE void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileOptions const& options, ByteSink const& sink);
 
+// Gives a bitmap without a profile that of its format's default, where the document that it goes into has another one
+// for such colours.
+REDRAFT_ENGINE void KeepDefaultProfile(DynamicBitmap& bitmap, ICCProfileSet const& documentProfiles);
+
+// The bitmap itself, or where it has no profile of its own and the set has another than the default, one that shares
+// its pixels and has the set's.
+REDRAFT_ENGINE Kernel::Counted<DynamicBitmap const> WithProfileOf(Kernel::Counted<DynamicBitmap const> bitmap,
+                                                                  ICCProfileSet const& profiles);
+
 // A bitmap of the same pixels that stands upright, where `bitmap` is one whose first row and column belong as
 // `orientation` says. Throws Kernel::Exception for masks.
 REDRAFT_ENGINE Kernel::Counted<DynamicBitmap> MakeUpright(DynamicBitmap const& bitmap, Orientation orientation);

@@ -9,6 +9,7 @@
 namespace Raster {
 
 class BlockDeduplicationSupport;
+struct StoredProfile;
 
 // Owns a bitmap whose format is known when the program runs, with the colour profile of its pixels. This is the
 // object that documents hold and save: format, size, profile and the keys of the tiles; the tiles themselves go to
@@ -43,8 +44,9 @@ public:
     }
     Kernel::Counted<DynamicBitmap> CloneDerived(bool* abort) const;
 
-    // The profile of the pixels; empty: the default of the colour model, sRGB for RGB. Read from the document's store
-    // when it is first asked for: DamagedDataException when that cannot give it.
+    // The profile of the pixels; empty: the document's, or the default of the colour model outside of documents, sRGB
+    // for RGB. Read from the document's store when it is first asked for: DamagedDataException when that cannot give
+    // it.
     Kernel::Consolidated<ICCProfile> GetProfile() const;
     void SetProfile(Kernel::Consolidated<ICCProfile> profile);
 
@@ -77,7 +79,6 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
-    struct StoredProfile;
     void SaveProfile(Kernel::OutSerialiser& out) const;
 
     Kernel::Counted<BitmapBase> m_bitmap;

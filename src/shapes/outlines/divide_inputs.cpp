@@ -45,9 +45,9 @@ void DivideInputs::AddText(TextNode& text) {
     auto const composed = text.MakeComposedText();
     std::size_t const first = m_inputs.size();
     AddTextFrame(text);
-    auto const target = Kernel::MakeCounted<TextCurvesRenderTarget>(
-        m_inputs, m_sources, Kernel::Counted<Node>(&text), text.GetBaseToSpreadTransform(), m_document->GetFormat(),
-        Raster::ICCManager::ICCProfileSet());
+    auto const target = Kernel::MakeCounted<TextCurvesRenderTarget>(m_inputs, m_sources, Kernel::Counted<Node>(&text),
+                                                                    text.GetBaseToSpreadTransform(),
+                                                                    m_document->GetFormat(), m_document->GetProfiles());
     Story::TextRenderer(target, composed).Render(Story::DrawMode::All, true);
     ClipFrom(first, text);
 }

@@ -5,8 +5,8 @@ namespace Commands {
 
 Kernel::Counted<ObjectStyle> TakeWholeStyle(Node const& node, DocumentNode const& document) {
     auto style = Kernel::MakeCounted<ObjectStyle>();
-    style->Set(Kernel::Counted<Kernel::Countable const>(&node), document.GetFormat(), {}, document.GetTextStyleSheet(),
-               ObjectStyleMask(), {}, false);
+    style->Set(Kernel::Counted<Kernel::Countable const>(&node), document.GetFormat(), document.GetProfiles(),
+               document.GetTextStyleSheet(), ObjectStyleMask(), {}, false);
     return style;
 }
 
