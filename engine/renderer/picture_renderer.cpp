@@ -20,10 +20,18 @@ constexpr std::size_t c_prepareAtOnce = 64;
 } // namespace
 
 PictureRenderer::PictureRenderer(DisplayList const& list, WorkingSpace const& space, RasterOptions const& options,
-                                 RectInt const& area)
-    : m_list(list), m_space(space), m_options(options), m_area(area), m_rows(list), m_outlines(list.draws.size()) {
-    auto const colour = space.ToWorking(options.background, options.profiles);
+                                 RectInt const& area, Route route)
+    : m_list(list),
+      m_space(space),
+      m_options(options),
+      m_area(area),
+      m_route(route),
+      m_rows(list),
+      m_outlines(list.draws.size()) {
     float const alpha = options.background.GetAlpha();
+    if (!(alpha > 0))
+        return;
+    auto const colour = space.ToWorking(options.background, options.profiles);
     for (int c = 0; c != space.GetColourCount(); ++c)
         m_background[c] = colour[static_cast<std::size_t>(c)] * alpha;
     m_background[space.GetColourCount()] = alpha;
@@ -32,13 +40,21 @@ PictureRenderer::PictureRenderer(DisplayList const& list, WorkingSpace const& sp
 int PictureRenderer::GetBandRows(int width) { return std::clamp(c_bandPixels / width, 4, 256); }
 int PictureRenderer::GetRowsAtOnce(int width) const { return c_bandsAtOnce * GetBandRows(width); }
 
+template <class F>
+void PictureRenderer::ForEachIndex(std::size_t count, F const& work) const {
+    if (m_route == Route::Parallel)
+        return Kernel::ParallelFor(count, work);
+    for (std::size_t i = 0; i != count; ++i)
+        work(i);
+}
+
 void PictureRenderer::Render(RectInt const& rect, Raster::BufferBase& buffer) {
     int const bandRows = GetBandRows(rect.GetWidth()), stripRows = GetRowsAtOnce(rect.GetWidth());
     for (int top = rect.top; top < rect.bottom; top += stripRows) {
         RectInt const strip{rect.left, top, rect.right, std::min(top + stripRows, rect.bottom)};
         PrepareOutlines(strip);
         auto const bands = m_rows.Distribute(strip, bandRows);
-        Kernel::ParallelFor(bands.size(), [&](std::size_t i) {
+        ForEachIndex(bands.size(), [&](std::size_t i) {
             int const first = strip.top + static_cast<int>(i) * bandRows;
             RenderBand({strip.left, first, strip.right, std::min(first + bandRows, strip.bottom)}, bands[i], rect,
                        buffer);
@@ -56,7 +72,7 @@ void PictureRenderer::PrepareOutlines(RectInt const& strip) {
     }
     for (std::size_t start = 0; start < wanted.size() && m_memory < c_outlineBudget; start += c_prepareAtOnce) {
         std::size_t const count = std::min(c_prepareAtOnce, wanted.size() - start);
-        Kernel::ParallelFor(count, [&](std::size_t i) {
+        ForEachIndex(count, [&](std::size_t i) {
             static thread_local CoverageMaker s_maker;
             Command const& command = *wanted[start + i];
             m_outlines[command.index] =
@@ -69,8 +85,11 @@ void PictureRenderer::PrepareOutlines(RectInt const& strip) {
     }
 }
 
-// Rendering goes downwards: what ends in this strip is not needed again.
+// Rendering goes downwards, and in a strip from left to right: what ends in the strip is not needed again after the
+// last part of it.
 void PictureRenderer::DropOutlines(RectInt const& strip) {
+    if (strip.right != m_area.right)
+        return;
     std::vector<bool> goesOn(m_prepared.empty() ? 0 : m_outlines.size());
     for (Command const& command : m_list.commands) {
         if (!goesOn.empty() && command.kind == CommandKind::Draw)

@@ -10,9 +10,12 @@ namespace Renderer::Detail {
 // within a fixed budget.
 class PictureRenderer {
 public:
+    // Where the work is done: on all threads, or on the calling one.
+    enum class Route { Parallel, Serial };
+
     // Pixels outside `area` will not be asked for.
     PictureRenderer(DisplayList const& list, WorkingSpace const& space, RasterOptions const& options,
-                    RectInt const& area);
+                    RectInt const& area, Route route = Route::Parallel);
 
     // The rectangle lies inside the area. The buffer has its size and the target's format.
     void Render(RectInt const& rect, Raster::BufferBase& buffer);
@@ -21,6 +24,8 @@ public:
 
 private:
     static int GetBandRows(int width);
+    template <class F>
+    void ForEachIndex(std::size_t count, F const& work) const;
     void PrepareOutlines(RectInt const& strip);
     void DropOutlines(RectInt const& strip);
     void RenderBand(RectInt const& band, std::span<std::uint32_t const> commands, RectInt const& rect,
@@ -32,6 +37,7 @@ private:
     WorkingSpace const& m_space;
     RasterOptions const& m_options;
     RectInt m_area;
+    Route m_route;
     CommandRows m_rows;
     std::vector<std::unique_ptr<ItemOutlines const>> m_outlines;
     // Draws that have outlines here.

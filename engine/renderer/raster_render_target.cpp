@@ -4,6 +4,7 @@
 #include "engine/renderer/picture_renderer.h"
 #include "engine/renderer/recorder.h"
 #include "platform/kernel/exception.h"
+#include "platform/renderer/picture_parts.h"
 
 namespace Renderer {
 
@@ -27,6 +28,11 @@ RasterOptions const& Checked(RasterOptions const& options) {
     return options;
 }
 
+void CheckInside(Kernel::RectT<int> const& rectangle, Kernel::RectT<int> const& whole) {
+    if (rectangle.IsEmpty() || rectangle.Intersected(whole) != rectangle)
+        throw Kernel::Exception("the rectangle to be rendered is empty or reaches out of the picture");
+}
+
 } // namespace
 
 RasterRenderTarget::RasterRenderTarget(RasterOptions const& options)
@@ -37,8 +43,7 @@ RasterOptions const& RasterRenderTarget::GetOptions() const { return m_state->op
 
 Kernel::Counted<Raster::BufferBase> RasterRenderTarget::Render(Kernel::RectT<int> const& rectangle) const {
     auto const& list = m_state->recorder.GetList();
-    if (rectangle.IsEmpty() || rectangle.Intersected(list.picture) != rectangle)
-        throw Kernel::Exception("the rectangle to be rendered is empty or reaches out of the picture");
+    CheckInside(rectangle, list.picture);
     auto buffer = Raster::BufferBase::Create(rectangle.GetWidth(), rectangle.GetHeight(), m_state->options.format);
     Detail::PictureRenderer renderer(list, m_state->space, m_state->options, rectangle);
     renderer.Render(rectangle, *buffer);
@@ -82,5 +87,32 @@ void RasterRenderTarget::OnBeginMask(MaskKind kind) { m_state->recorder.BeginMas
 void RasterRenderTarget::OnEndMask() { m_state->recorder.EndMask(); }
 void RasterRenderTarget::OnPushLayer(LayerOptions const& options) { m_state->recorder.PushLayer(options); }
 void RasterRenderTarget::OnPopLayer() { m_state->recorder.PopLayer(); }
+
+struct PictureParts::State {
+    State(Kernel::Counted<RasterRenderTarget const> drawn, Detail::DisplayList const& list,
+          Detail::WorkingSpace const& space, RasterOptions const& options, Kernel::RectT<int> const& part, Route route)
+        : target(std::move(drawn)),
+          area(part),
+          renderer(list, space, options, area,
+                   route == Route::Parallel ? Detail::PictureRenderer::Route::Parallel
+                                            : Detail::PictureRenderer::Route::Serial) {}
+
+    Kernel::Counted<RasterRenderTarget const> target;
+    Kernel::RectT<int> area;
+    Detail::PictureRenderer renderer;
+};
+
+PictureParts::PictureParts(Kernel::Counted<RasterRenderTarget const> target, Kernel::RectT<int> const& area,
+                           Route route) {
+    auto const& drawn = *target->m_state;
+    CheckInside(area, drawn.recorder.GetList().picture);
+    m_state = std::make_unique<State>(target, drawn.recorder.GetList(), drawn.space, drawn.options, area, route);
+}
+PictureParts::~PictureParts() = default;
+
+void PictureParts::Render(Kernel::RectT<int> const& part, Raster::BufferBase& pixels) {
+    CheckInside(part, m_state->area);
+    m_state->renderer.Render(part, pixels);
+}
 
 } // namespace Renderer

@@ -3,12 +3,14 @@
 
 #include "platform/kernel/exception.h"
 #include "platform/raster/dynamic_bitmap.h"
+#include "platform/renderer/rendering_filter.h"
 
 namespace Renderer {
 
 RenderTarget::RenderTarget(Transform const& base) : m_transforms{base}, m_scalarTransform(base.GetUniformScale()) {}
 RenderTarget::~RenderTarget() = default;
 NullRenderTarget::~NullRenderTarget() = default;
+RenderingFilter::~RenderingFilter() = default;
 
 void RenderTarget::SetDrawnObject(Kernel::Counted<Kernel::Countable const>) {}
 

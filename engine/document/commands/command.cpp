@@ -171,6 +171,8 @@ Kernel::Counted<Raster::BufferRGBA8> DocumentCommand::GenerateHistoryThumbnail(K
     SpreadPictureOptions options;
     options.area = area;
     options.scale = std::min(c_largestThumbnailScale, c_thumbnailSide / side);
+    // For a screen, whatever the document's profiles are.
+    options.profiles = Raster::ICCProfileSet();
     auto const picture = MakeSpreadPicture(*spread, options);
     auto const& raster = picture->GetOptions();
     return Kernel::Cast<Raster::BufferRGBA8>(picture->Render({0, 0, raster.width, raster.height}));

@@ -95,6 +95,29 @@ void StructureCommandHelper::RemoveFromParent(Kernel::Counted<Node> node, bool, 
     node->RemoveFromParent();
 }
 
+void StructureCommandHelper::NoteRemovals() {
+    auto* const command = Kernel::CastPointer<DomainCommand>(this);
+    if (command != nullptr && command->GetDirection() != DomainCommand::Direction::Do)
+        EditJournal::NoteValue(*command, m_removals);
+}
+
+void StructureCommandHelper::RemoveChildren(Kernel::Counted<Node> parent, NodeChildListType list, bool detachLinks) {
+    Require(parent);
+    auto const* const command = Kernel::CastPointer<DomainCommand>(this);
+    Removal removal{parent, {}};
+    for (Node* child = parent->GetFirstChild(list); child != nullptr; child = child->GetNextSibling())
+        removal.children.emplace_back(child);
+    DetachIfAsked(*parent, detachLinks);
+    for (auto const& child : removal.children)
+        RemoveFromParent(child, false, false, {});
+    // Undo goes by what was recorded and records nothing.
+    if (command != nullptr && command->GetDirection() == DomainCommand::Direction::Undo)
+        return;
+    m_recorded = true;
+    NoteRemovals();
+    m_removals.push_back(std::move(removal));
+}
+
 void StructureCommandHelper::Insert(Node& parent, NodeChildListType list, Kernel::Counted<Node> const& child,
                                     Node* before, bool isMove, bool detachLinks) {
     Remember(*child);
@@ -155,6 +178,25 @@ void StructureCommandHelper::ReplaceNode(Kernel::Counted<Node> old, Kernel::Coun
 void StructureCommandHelper::UndoStructureChanges(Kernel::Counted<Node> node) {
     UndoAdd(node);
     UndoRemove(node);
+    UndoRemovalsBelow(*node);
+}
+
+// The newest first: what was taken from a child before the child itself was taken out comes back after it.
+void StructureCommandHelper::UndoRemovalsBelow(Node const& top) {
+    auto const isBelow = [&](Node const* node) {
+        while (node != nullptr && node != &top)
+            node = node->GetParent();
+        return node != nullptr;
+    };
+    for (std::size_t i = m_removals.size(); i-- != 0;) {
+        if (!isBelow(m_removals[i].parent.get()))
+            continue;
+        NoteRemovals();
+        Removal const removal = std::move(m_removals[i]);
+        m_removals.erase(m_removals.begin() + static_cast<std::ptrdiff_t>(i));
+        for (auto child = removal.children.rbegin(); child != removal.children.rend(); ++child)
+            UndoRemove(*child);
+    }
 }
 
 void StructureCommandHelper::UndoAdd(Kernel::Counted<Node> node) {

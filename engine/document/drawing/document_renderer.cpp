@@ -21,8 +21,9 @@ constexpr double c_maximumPixels = 1e9;
 // Draws a tree without recursion: what must be ended after a node's children waits on the same stack as the nodes.
 class TreeDrawing {
 public:
-    TreeDrawing(Renderer::RenderTarget& target, std::vector<Kernel::Counted<Node const>> const& leftOut)
-        : m_target(target), m_leftOut(leftOut) {}
+    TreeDrawing(Renderer::RenderTarget& target, DrawnContent const& content, Renderer::RenderingFilter const* filter,
+                std::vector<Kernel::Counted<Node const>> const& leftOut)
+        : m_target(target), m_content(content), m_filter(filter), m_leftOut(leftOut) {}
 
     void Draw(Node const& top) {
         m_pending.push_back({Step::Enter, &top, false, false});
@@ -70,7 +71,8 @@ private:
     void Enter(Node const& node, bool silhouette) {
         auto const* const scene = Kernel::CastPointer<SceneNode const>(&node);
         if (scene != nullptr) {
-            if (!scene->IsVisible() || (!silhouette && scene->GetOpacity() == 0) || IsLeftOut(node))
+            bool const isHidden = !scene->IsVisible() && !m_content.hidden;
+            if (isHidden || (!silhouette && scene->GetOpacity() == 0) || IsLeftOut(node))
                 return;
             m_target.PushTransform(Geometry::Transform(scene->GetMatrix()));
             After(Step::EndTransform);
@@ -80,7 +82,8 @@ private:
             m_target.PushLayer({scene->GetOpacity(), scene->GetBlendMode(), true});
             After(Step::EndLayer);
         }
-        ClipAndDraw(node, node.GetFirstChild(NodeChildListType::Clipping), silhouette, layered);
+        ClipAndDraw(node, m_content.clips ? node.GetFirstChild(NodeChildListType::Clipping) : nullptr, silhouette,
+                    layered);
     }
 
     // Content is seen where it lies in every clip, from `clip` on. A clip that is no content, as a hidden one, is none;
@@ -134,12 +137,12 @@ private:
             silhouette || layered || scene == nullptr ? Renderer::BlendMode::Normal : scene->GetBlendMode();
         m_target.SetDrawnObject(Kernel::Counted<Kernel::Countable const>(&node));
         if (auto const* raster = Kernel::CastPointer<RasterNode const>(&node))
-            m_target.DrawBitmap(raster->GetBitmap(), {}, opacity, blendMode);
+            DrawBitmap(raster->GetBitmap(), opacity, blendMode);
         if (auto const* image = Kernel::CastPointer<ImageNode const>(&node); image != nullptr && !silhouette)
-            m_target.DrawBitmap(image->GetImage(), {}, opacity, blendMode);
+            DrawBitmap(image->GetImage(), opacity, blendMode);
         if (auto const* curves = Kernel::CastPointer<CurvesNode const>(&node))
             DrawCurves(*curves, silhouette, opacity, blendMode);
-        if (auto const* text = Kernel::CastPointer<TextNode const>(&node))
+        if (auto const* text = m_content.texts ? Kernel::CastPointer<TextNode const>(&node) : nullptr)
             DrawText(*text, silhouette, opacity);
         if (auto const* box = Kernel::CastPointer<CloudSyncedNode const>(&node)) {
             if (auto const contents = box->GetBoxContents(); contents && contents->GetParent() == nullptr)
@@ -152,6 +155,15 @@ private:
             m_pending.push_back({Step::Enter, child, silhouette, false});
     }
 
+    void DrawBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap, double opacity,
+                    Renderer::BlendMode blendMode) {
+        if (!m_content.bitmaps)
+            return;
+        bool const isReduced = m_target.GetTransform().GetUniformScale() < 1;
+        m_target.DrawBitmap(std::move(bitmap), {}, opacity, blendMode,
+                            isReduced ? m_content.reducing : m_content.enlarging);
+    }
+
     void DrawCurves(CurvesNode const& node, bool silhouette, double opacity, Renderer::BlendMode blendMode) {
         Renderer::Paint paint;
         if (silhouette) {
@@ -161,11 +173,11 @@ private:
         }
         paint.opacity = {opacity, opacity};
         paint.blendMode = blendMode;
-        if (auto const fill = node.GetBrushFillDescriptor(true))
+        if (auto const fill = node.GetBrushFillDescriptor(true); fill && m_content.fills)
             paint.mainFill = *fill;
         auto const line = node.GetLineStyleDescriptor();
         auto const pen = node.GetPenFillDescriptor();
-        if (line && pen) {
+        if (line && pen && m_content.lines) {
             paint.lineFill = *pen;
             paint.lineStyle = *line;
             if (node.IsLineBehindFill() && !line->GetDrawBehindFill()) {
@@ -185,11 +197,11 @@ private:
         if (frame != nullptr && !silhouette) {
             Renderer::Paint paint;
             paint.opacity = {opacity, opacity};
-            if (auto const fill = node.GetBrushFillDescriptor(true))
+            if (auto const fill = node.GetBrushFillDescriptor(true); fill && m_content.fills)
                 paint.mainFill = *fill;
             auto const line = node.GetLineStyleDescriptor();
             auto const pen = node.GetPenFillDescriptor();
-            if (line && pen) {
+            if (line && pen && m_content.lines) {
                 paint.lineFill = *pen;
                 paint.lineStyle = *line;
             }
@@ -203,24 +215,37 @@ private:
     }
 
     bool IsLeftOut(Node const& node) const {
+        if (m_filter != nullptr && !m_filter->ShouldDraw(node))
+            return true;
         return std::any_of(m_leftOut.begin(), m_leftOut.end(), [&](auto const& left) { return left.get() == &node; });
     }
 
     Renderer::RenderTarget& m_target;
+    DrawnContent const& m_content;
+    Renderer::RenderingFilter const* m_filter;
     std::vector<Kernel::Counted<Node const>> const& m_leftOut;
     std::vector<Item> m_pending;
 };
 
 } // namespace
 
-void DocumentRenderer::DrawSpread(SpreadNode const& spread) { TreeDrawing(*m_target, m_leftOut).Draw(spread); }
+Raster::ICCProfileSet GetDocumentProfiles(Node const& node) {
+    auto const* const document = node.GetDocumentNode();
+    return document == nullptr ? Raster::ICCProfileSet() : document->GetProfiles();
+}
+
+void DocumentRenderer::DrawTree(Node const& node) {
+    if (auto const* const document = node.GetDocumentNode())
+        m_target->SetColourFormatAndProfiles(document->GetFormat(), document->GetProfiles());
+    TreeDrawing(*m_target, m_content, m_filter.get(), m_leftOut).Draw(node);
+}
 
 void DocumentRenderer::DrawNode(Node const& node) {
     Params toSpread;
     if (auto const* scene = Kernel::CastPointer<SceneNode const>(&node))
         toSpread = scene->GetBaseToSpreadTransform() * scene->GetMatrix().GetInverse();
     m_target->PushTransform(Geometry::Transform(toSpread));
-    TreeDrawing(*m_target, m_leftOut).Draw(node);
+    DrawTree(node);
     m_target->PopTransform();
 }
 
@@ -232,15 +257,19 @@ Kernel::RectT<double> PictureArea(SpreadNode const& spread, SpreadPictureOptions
 
 } // namespace
 
+void CheckPictureSize(double width, double height) {
+    if (!(width >= 1) || !(height >= 1))
+        throw Kernel::Exception("the picture would have no pixels");
+    if (width > c_maximumSide || height > c_maximumSide || width * height > c_maximumPixels)
+        throw Kernel::Exception("the picture would be too large");
+}
+
 Kernel::SizeT<int> GetSpreadPictureSize(SpreadNode const& spread, SpreadPictureOptions const& options) {
     auto const area = PictureArea(spread, options);
     // A size that is whole but for rounding is that whole number.
     double const width = std::ceil(area.GetWidth() * options.scale - 1e-6);
     double const height = std::ceil(area.GetHeight() * options.scale - 1e-6);
-    if (!(width >= 1) || !(height >= 1))
-        throw Kernel::Exception("the picture would have no pixels");
-    if (width > c_maximumSide || height > c_maximumSide || width * height > c_maximumPixels)
-        throw Kernel::Exception("the picture would be too large");
+    CheckPictureSize(width, height);
     return {static_cast<int>(width), static_cast<int>(height)};
 }
 
@@ -252,6 +281,7 @@ Kernel::Counted<Renderer::RasterRenderTarget> MakeSpreadPicture(SpreadNode const
     raster.width = size.width;
     raster.height = size.height;
     raster.format = options.format;
+    raster.profiles = options.profiles ? *options.profiles : GetDocumentProfiles(spread);
     raster.documentToPixels = Geometry::Transform(
         {options.scale, 0, -area.left * options.scale, 0, options.scale, -area.top * options.scale});
     raster.background = options.background;

@@ -69,6 +69,9 @@ class REDRAFT_ENGINE Node : public Selectable,
                             public TagInterface,
                             public DescriptionInterface {
 public:
+    // How a rendering engine draws nodes.
+    struct NodeRenderOptions;
+
     ~Node() override;
 
     // 0 until the node has entered a document.
@@ -90,6 +93,7 @@ public:
 
     // From node space to the spread's.
     virtual Raster::AffineTransform::Params GetBaseToSpreadTransform() const;
+    Raster::AffineTransform::Params GetSpreadToBaseTransform() const { return GetBaseToSpreadTransform().GetInverse(); }
     // Of everything that the node draws, lines counted with `includeLines`, in spread space; an empty rectangle when
     // it draws nothing.
     Kernel::RectT<double> GetBounds(bool includeLines) const;

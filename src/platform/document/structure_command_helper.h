@@ -35,10 +35,13 @@ protected:
                        bool detachLinks);
     void AddChildBack(Kernel::Counted<Node> parent, NodeChildListType list, Kernel::Counted<Node> child, bool isMove,
                       bool detachLinks);
+    // Takes all children of a list out, first to last.
+    void RemoveChildren(Kernel::Counted<Node> parent, NodeChildListType list, bool detachLinks);
     // Puts `replacement` where `old` stands; list type and neighbours stay.
     void ReplaceNode(Kernel::Counted<Node> old, Kernel::Counted<Node> replacement, bool detachLinks);
 
-    // Reverses all that was recorded for a node: it stands again where it stood before the first of its records.
+    // Reverses all that was recorded for a node: it stands again where it stood before the first of its records, and so
+    // do the children that RemoveChildren has taken from it and from what is below it.
     void UndoStructureChanges(Kernel::Counted<Node> node);
     // Reverse the node's last insertion, and its last removal.
     void UndoAdd(Kernel::Counted<Node> node);
@@ -65,6 +68,13 @@ private:
         Kernel::Counted<Node> node;
         Kernel::Counted<Node> source;
     };
+    // Children that RemoveChildren has taken out, in their order.
+    struct Removal {
+        Kernel::Counted<Node> parent;
+        std::vector<Kernel::Counted<Node>> children;
+    };
+    void UndoRemovalsBelow(Node const& top);
+    void NoteRemovals();
     void Remember(Node& node);
     // So that a step that fails half way has its records again. A command that fails in Do is dropped with them.
     void NoteRecord(Node& node);
@@ -81,6 +91,8 @@ private:
     std::vector<Kernel::Counted<Node>> m_newNodes;
     std::unordered_set<Node const*> m_knownNewNodes;
     std::vector<DetachedLink> m_detachedLinks;
+    // In the order in which they were made.
+    std::vector<Removal> m_removals;
     // One for each spread.
     std::vector<SpreadRect> m_unclipped;
     bool m_recorded = false;

@@ -71,6 +71,7 @@ protected:
     void OnPopLayer() override;
 
 private:
+    friend class PictureParts;
     struct State;
     std::unique_ptr<State> m_state;
 };

@@ -55,6 +55,9 @@ enum class MaskKind { Alpha, Luminance };
 // what is not finite is not drawn.
 class REDRAFT_ENGINE RenderTarget : public virtual Kernel::Countable {
 public:
+    // How text is drawn: as its glyphs.
+    enum class BlockTextMode : int { None = 0 };
+
     ~RenderTarget() override;
     // Tells what object the drawing from here on belongs to; null for none. Targets that need not know ignore it.
     virtual void SetDrawnObject(Kernel::Counted<Kernel::Countable const> object);

@@ -10,7 +10,9 @@ class Helper final : public StructureCommandHelper {
 public:
     using StructureCommandHelper::AddChildBack;
     using StructureCommandHelper::AddChildFront;
+    using StructureCommandHelper::RemoveChildren;
     using StructureCommandHelper::RemoveFromParent;
+    using StructureCommandHelper::UndoStructureChanges;
 };
 
 } // namespace
@@ -37,4 +39,59 @@ TEST(StructureCommandHelper, NewNodesStandOnceEachInTheOrderInWhichTheyCame) {
     found.clear();
     helper.GetNewNodes(found);
     EXPECT_EQ(found, nodes);
+}
+
+namespace {
+
+Kernel::Counted<Node> MakeGroup(std::initializer_list<Kernel::Counted<Node>> children) {
+    auto group = Kernel::MakeCounted<GroupNode>();
+    for (auto const& child : children)
+        group->InsertChild(NodeChildListType::Plain, child, nullptr);
+    return group;
+}
+
+std::vector<Node const*> ChildrenOf(Node const& parent) {
+    std::vector<Node const*> children;
+    for (Node const* child = parent.GetFirstChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetNextSibling())
+        children.push_back(child);
+    return children;
+}
+
+} // namespace
+
+TEST(StructureCommandHelper, UndoOfANodeBringsBackAllThatWasTakenFromItAndBelow) {
+    auto const a = MakeGroup({}), b = MakeGroup({}), c = MakeGroup({}), d = MakeGroup({});
+    auto const inner = MakeGroup({a, b});
+    auto const top = MakeGroup({c, inner, d}), beside = MakeGroup({MakeGroup({})});
+    auto const before = ChildrenOf(*top), beforeInside = ChildrenOf(*inner);
+    Helper helper;
+    helper.RemoveChildren(inner, NodeChildListType::Plain, false);
+    helper.RemoveChildren(top, NodeChildListType::Plain, false);
+    helper.RemoveChildren(beside, NodeChildListType::Plain, false);
+    auto const added = MakeGroup({});
+    helper.AddChildBack(top, NodeChildListType::Plain, added, false, false);
+    EXPECT_EQ(std::vector<Node const*>{added.get()}, ChildrenOf(*top));
+    helper.UndoStructureChanges(added);
+    helper.UndoStructureChanges(top);
+    EXPECT_EQ(before, ChildrenOf(*top));
+    EXPECT_EQ(beforeInside, ChildrenOf(*inner));
+    // Of another node nothing comes back.
+    EXPECT_TRUE(ChildrenOf(*beside).empty());
+    helper.UndoStructureChanges(beside);
+    EXPECT_EQ(1u, ChildrenOf(*beside).size());
+}
+
+TEST(StructureCommandHelper, RemovalsAreOfOneListOnly) {
+    auto const top = MakeGroup({MakeGroup({}), MakeGroup({})});
+    auto const clip = MakeGroup({});
+    top->InsertChild(NodeChildListType::Clipping, clip, nullptr);
+    Helper helper;
+    helper.RemoveChildren(top, NodeChildListType::Plain, false);
+    EXPECT_TRUE(ChildrenOf(*top).empty());
+    EXPECT_EQ(top.get(), clip->GetParent());
+    // Once more there is nothing, and both are taken back.
+    helper.RemoveChildren(top, NodeChildListType::Plain, false);
+    helper.UndoStructureChanges(top);
+    EXPECT_EQ(2u, ChildrenOf(*top).size());
 }
