@@ -4,6 +4,7 @@
 #include "shapes/convert_to_art_text_command.h"
 #include "shapes/divide_shapes_command.h"
 #include "shapes/fill_holes_command.h"
+#include "shapes/flatten_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
 #include "shapes/ungroup_nodes_command.h"
 
@@ -15,6 +16,7 @@ std::vector<ListedClass> GetShapesClasses() {
         Listed<ConvertToArtTextCommand, SelectionCommandBase>("C2AT", 1, Coverage::Yes),
         Listed<DivideShapesCommand, SelectionCommandBase>("DiSC", 1, Coverage::Yes),
         Listed<FillHolesCommand, DocumentCommand>("FHsC", 1, Coverage::Yes),
+        Listed<FlattenCommand, DocumentCommand>("Fltn", 1, Coverage::Yes),
         Listed<UngroupAllNodesCommand, SelectionCommandBase>("UANC", 1, Coverage::Yes),
         Listed<UngroupNodesCommand, SelectionCommandBase>("UGNC", 1, Coverage::Yes),
     };
