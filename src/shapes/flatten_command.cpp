@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/flatten_command.h"
 
+#include "frame/contract/notifications.h"
 #include "platform/document/dynamic_node_rendering_engine.h"
 #include "platform/document/quorin_controller.h"
 #include "platform/kernel/timer.h"

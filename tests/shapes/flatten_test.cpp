@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shapes/flatten_command.h"
 
+#include "frame/contract/notifications.h"
 #include "platform/document/document_renderer.h"
 #include "platform/document/dynamic_node_rendering_engine.h"
 #include "platform/kernel/exception.h"

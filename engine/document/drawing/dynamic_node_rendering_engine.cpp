@@ -97,8 +97,11 @@ DynamicNodeRenderingEngine::Run::Run(DynamicNodeRenderingEngine const& engine, K
 DynamicNodeRenderingEngine::Run::~Run() = default;
 
 Kernel::Counted<Raster::DynamicBuffer> DynamicNodeRenderingEngine::Run::RenderTile(Kernel::RectT<int> const& tile) {
-    auto const buffer = Kernel::MakeCounted<Raster::DynamicBuffer>();
-    buffer->Create(tile.GetWidth(), tile.GetHeight(), m_format);
-    m_parts->Render(tile, *buffer->GetBase());
-    return buffer;
+    bool const isFree = m_pixels && m_pixels->GetControlBlock()->GetStrongCount() == 1 &&
+                        m_pixels->GetBase()->GetSize() == Kernel::SizeT<int>{tile.GetWidth(), tile.GetHeight()};
+    // All pixels are written: none are left of the tile before.
+    if (!isFree)
+        m_pixels = Kernel::MakeCounted<Raster::DynamicBuffer>(tile.GetWidth(), tile.GetHeight(), m_format);
+    m_parts->Render(tile, *m_pixels->GetBase());
+    return m_pixels;
 }

@@ -45,12 +45,14 @@ public:
         // Tiles lie in `region`, which lies in the picture. `abort` may be null.
         Run(DynamicNodeRenderingEngine const& engine, Kernel::RectT<int> const& region, bool const* abort);
         ~Run();
-        // The pixels of a tile; fastest from top to bottom. Throws Kernel::AbortException when *abort becomes true,
+        // The pixels of a tile; fastest from top to bottom. The buffer serves the next tile of its size, unless the
+        // caller has kept it. Throws Kernel::AbortException when *abort becomes true,
         // Kernel::DamagedDataException when pixels of a bitmap cannot be read.
         Kernel::Counted<Raster::DynamicBuffer> RenderTile(Kernel::RectT<int> const& tile);
 
     private:
         Raster::Format m_format;
+        Kernel::Counted<Raster::DynamicBuffer> m_pixels;
         std::unique_ptr<Renderer::PictureParts> m_parts;
     };
 
