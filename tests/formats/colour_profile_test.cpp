@@ -5,7 +5,11 @@
 #include "formats/import.h"
 #include "platform/kernel/cast.h"
 #include "platform/raster/bitmap_image.h"
+#include "platform/renderer/colour_profiles.h"
+#include "shapes/flatten_command.h"
+#include "tests/examples/scenes/example_documents.h"
 #include "tests/formats/files.h"
+#include "tests/support/ink_profile.h"
 
 #include <cmath>
 
@@ -174,6 +178,34 @@ TEST_F(ColourProfiles, ConvertAsTheColourManagementDoes) {
                         std::to_integer<int>(drawn.samples[static_cast<std::size_t>(c)]), 1)
                 << colour;
     }
+}
+
+TEST_F(ColourProfiles, OfInkStaysWithTiffFlattenedToo) {
+    auto const ink = Support::MakeInkProfile();
+    auto const document = DocumentController::CreateNew({8, 6}, Raster::FormatCMYKA8, 1);
+    Formats::SetDocumentProfile(*document, ink);
+    auto const red = Renderer::Colour::FromRGB(0.8F, 0.2F, 0.3F);
+    ExampleDocuments::Append(*document->GetCurrentSpread(),
+                             ExampleDocuments::MakeRectangle({0, 0, 8, 6}, red.GetComponents()[0],
+                                                             red.GetComponents()[1], red.GetComponents()[2]));
+    Raster::ICCProfileSet target;
+    target.Set(ink);
+    auto const wanted = Renderer::ConvertColour(red, {}, Renderer::ColourFormat::CMYK, target).GetComponents();
+    for (char const* name : {"drawn.tif", "flat.tif"}) {
+        Formats::Export(*document, PathOf(name));
+        auto const image = Decode(name);
+        EXPECT_TRUE(Holds(image, ink)) << name;
+        EXPECT_EQ(Raster::ColourModel::CMYK, image.info.colourModel);
+        for (std::size_t c = 0; c != 4; ++c)
+            EXPECT_NEAR(wanted[c] * 255, std::to_integer<int>(image.samples[c]), 1) << name;
+        document->Run(Kernel::MakeCounted<Commands::FlattenCommand>());
+    }
+    // Read back it is the same document format, profile and ink.
+    auto const read = Formats::Import(PathOf("flat.tif"));
+    EXPECT_EQ(ink, read->GetProfiles().Get(Raster::ColourModel::CMYK));
+    // PNG has no ink.
+    Formats::Export(*document, PathOf("screen.png"));
+    EXPECT_TRUE(Decode("screen.png").info.isSrgb);
 }
 
 TEST_F(ColourProfiles, OfOtherColoursAndDamagedOnesAreRefused) {

@@ -11,6 +11,7 @@
 #include "tests/examples/scenes/raster_documents.h"
 #include "tests/examples/scenes/text_documents.h"
 #include "tests/shapes/scene.h"
+#include "tests/support/ink_profile.h"
 
 #include <future>
 #include <gtest/gtest.h>
@@ -166,6 +167,19 @@ TEST(Flatten, KeepsTheDocumentsProfiles) {
     EXPECT_FALSE(layer->GetBitmap()->GetProfile());
     EXPECT_LE(LargestDifference(*Render(*document, 1), *wantedOnWhite), 1);
     EXPECT_GT(LargestDifference(*Render(*document, 1), *plainOnWhite), 1);
+}
+
+TEST(Flatten, InkIsThatOfTheDocumentsProfile) {
+    auto const document = MakeDrawing(Raster::FormatCMYKA8, {0, 0, 230, 140});
+    auto const plain = Render(*document);
+    auto profiles = document->GetProfiles();
+    profiles.Set(MakeInkProfile());
+    document->GetDocument()->SetProfiles(profiles);
+    auto const wanted = Render(*document), wantedOnWhite = Render(*document, 1);
+    auto const layer = Flatten(*document);
+    EXPECT_EQ(0u, CountDifferences(*layer->GetBitmap()->GetBase(), *wanted));
+    EXPECT_NE(0u, CountDifferences(*layer->GetBitmap()->GetBase(), *plain));
+    EXPECT_LE(LargestDifference(*Render(*document, 1), *wantedOnWhite), 1);
 }
 
 TEST(Flatten, TextIsInThePicture) {
