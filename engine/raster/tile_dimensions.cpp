@@ -9,8 +9,8 @@
 namespace Raster {
 
 void GetVariableTileDimensionsForClipRect(Kernel::RectT<int> const& clip, int leastTiles, int& width, int& height) {
-    // 32 MB of the largest pixels.
-    constexpr std::int64_t c_pixels = 1 << 21;
+    // 16 MB of the largest pixels.
+    constexpr std::int64_t c_pixels = 1 << 20;
     auto const roundUp = [](std::int64_t side) {
         return static_cast<int>((side + c_tileSide - 1) / c_tileSide * c_tileSide);
     };
