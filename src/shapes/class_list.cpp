@@ -3,6 +3,7 @@
 
 #include "shapes/convert_to_art_text_command.h"
 #include "shapes/divide_shapes_command.h"
+#include "shapes/edit_wrap_shape_command.h"
 #include "shapes/fill_holes_command.h"
 #include "shapes/flatten_command.h"
 #include "shapes/ungroup_all_nodes_command.h"
@@ -15,6 +16,7 @@ std::vector<ListedClass> GetShapesClasses() {
     return {
         Listed<ConvertToArtTextCommand, SelectionCommandBase>("C2AT", 1, Coverage::Yes),
         Listed<DivideShapesCommand, SelectionCommandBase>("DiSC", 1, Coverage::Yes),
+        Listed<EditWrapShapeCommand, DocumentCommand>("EWSC", 1, Coverage::Yes),
         Listed<FillHolesCommand, DocumentCommand>("FHsC", 1, Coverage::Yes),
         Listed<FlattenCommand, DocumentCommand>("Fltn", 1, Coverage::Yes),
         Listed<UngroupAllNodesCommand, SelectionCommandBase>("UANC", 1, Coverage::Yes),

@@ -130,6 +130,7 @@ public:
         JudgeSelection();
         JudgeSymbols();
         JudgeSettings();
+        JudgeTool();
         return std::move(m_judgement);
     }
 
@@ -356,6 +357,15 @@ private:
             before.pressureProfiles != after.pressureProfiles)
             Miss(Untold::Setting, "a setting changed untold");
         JudgeViewPoints();
+    }
+
+    // Another kind of object is edited from now on.
+    void JudgeTool() {
+        auto const told = Pick<RecommendSpecificToolNotification>(m_told).size();
+        bool const isOther =
+            m_operation.command->GetObjectClassProperties()->GetName() == std::string_view("EditWrapShapeCommand");
+        if (told != (isOther ? 1u : 0u))
+            Refuse(isOther ? "no tool, or more than one, is recommended" : "a tool is recommended without a reason");
     }
 
     void JudgeViewPoints() {
