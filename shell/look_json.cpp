@@ -83,7 +83,8 @@ void WriteFill(JsonWriter& json, FillDescriptorConst const& fill) {
     json.EndObject();
 }
 
-void WriteLine(JsonWriter& json, LineStyleDescriptorConst const& line, FillDescriptorConst const* paint) {
+void WriteLine(JsonWriter& json, LineStyleDescriptorConst const& line, bool behindFill,
+               FillDescriptorConst const* paint) {
     auto const& style = line.GetLineStyle();
     json.BeginObject();
     json.Member("type", GetName(c_lineTypes, style ? style->GetType() : LineType::None));
@@ -101,7 +102,7 @@ void WriteLine(JsonWriter& json, LineStyleDescriptorConst const& line, FillDescr
         }
     }
     json.Member("alignment", GetName(c_alignments, line.GetStrokeAlignment()));
-    json.Member("behindFill", line.GetDrawBehindFill());
+    json.Member("behindFill", behindFill);
     json.Member("scaleWithObject", line.GetScaleWithObject());
     if (paint != nullptr) {
         json.Key("fill");

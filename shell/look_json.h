@@ -9,8 +9,8 @@ namespace Shell {
 
 // A plain colour as text that can be given back as a parameter, any other fill as an object.
 void WriteFill(JsonWriter& json, Renderer::FillDescriptorConst const& fill);
-// Weight, paint and shape of a line. `paint` may be null.
-void WriteLine(JsonWriter& json, Renderer::LineStyleDescriptorConst const& line,
+// Weight, paint and shape of a line. `behindFill` is its order in the object; `paint` may be null.
+void WriteLine(JsonWriter& json, Renderer::LineStyleDescriptorConst const& line, bool behindFill,
                Renderer::FillDescriptorConst const* paint);
 
 } // namespace Shell

@@ -133,7 +133,7 @@ void WriteCurves(JsonWriter& json, CurvesNode const& node) {
     }
     if (auto const line = node.GetLineStyleDescriptor()) {
         json.Key("line");
-        WriteLine(json, *line, node.GetPenFillDescriptor().get());
+        WriteLine(json, *line, node.IsLineBehindFill(), node.GetPenFillDescriptor().get());
     }
     if (auto const path = GetPathData(node); !path.empty())
         json.Member("curves", path);

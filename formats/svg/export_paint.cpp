@@ -209,8 +209,8 @@ void Exporter::WriteLine(LineStyleInterface const& line, Node const& node) {
         if (style.GetDashPhase() != 0)
             m_out.Attribute("stroke-dashoffset", FindMultiple(style.GetDashPhase(), weight));
     }
-    auto const* const order = Kernel::CastPointer<DrawOrderInterface const>(&node);
-    if (descriptor->GetDrawBehindFill() || (order != nullptr && order->IsLineBehindFill()))
+    auto const* const order = Kernel::CastPointer<DrawOrderInterface const>(static_cast<AttributeOwner const*>(&line));
+    if (order != nullptr ? order->IsLineBehindFill() : descriptor->GetDrawBehindFill())
         m_out.Attribute("paint-order", "stroke");
     if (!descriptor->GetScaleWithObject())
         m_out.Attribute("vector-effect", "non-scaling-stroke");

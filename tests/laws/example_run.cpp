@@ -35,6 +35,29 @@ CommandExample LineExample(Own const&... own) {
             {}};
 }
 
+// The line of a shape says that it is behind the fill, as well as its object: so older programs kept it. Lines of
+// letters are kept like that still.
+void LinesOfAnOlderDocument(DocumentController& controller) {
+    auto const shape = ExampleDocuments::MakeRectangle({40, 40, 160, 160}, 0.2, 0.4, 0.8);
+    auto const makeLine = [](double weight) {
+        auto const line = Kernel::MakeCounted<Renderer::LineStyleDescriptor>(
+            Kernel::Consolidated<Renderer::LineStyle>(Kernel::MakeCounted<Renderer::LineStyle const>(weight)));
+        line->SetDrawBehindFill(true);
+        return line;
+    };
+    auto const state = Kernel::MakeCounted<LineStyleState>();
+    state->line = makeLine(20);
+    state->penFill = Kernel::MakeCounted<Renderer::FillDescriptor const>(Renderer::Colour::FromRGB(1, 0, 0));
+    shape->SetState(InterfaceId::LineStyle, Kernel::Counted<InterfaceState const>(state));
+    shape->SetLineBehindFill(true);
+    ExampleDocuments::Append(*controller.GetCurrentSpread(), shape);
+    auto const text = ExampleDocuments::MakeTextFrame({40, 200, 200, 300}, "Letters with lines");
+    text->GetMutableStory(true)->FormatText({0, 7}, *Story::MakeDelta(Story::GlyphAtt::Object::LineStyle, makeLine(2)));
+    text->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
+    ExampleDocuments::Append(*controller.GetCurrentSpread(), text);
+    ExampleDocuments::Select(controller, {shape, text});
+}
+
 // The inner commands of those that set lines.
 std::vector<CommandExample> LineExamples() {
     Commands::LineArgument const wide{.weight = 5, .dash = {3, 2}};
@@ -49,6 +72,14 @@ std::vector<CommandExample> LineExamples() {
     return {LineExample<SetLineStyleCommand>(line->GetLineStyle(), 0),
             LineExample<SetLineAlignmentCommand>(Renderer::StrokeAlignment::Outside),
             LineExample<SetDrawLineBehindFillCommand>(true),
+            {"SetDrawLineBehindFillCommand",
+             LinesOfAnOlderDocument,
+             [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+                 return Kernel::MakeCounted<SetDrawLineBehindFillCommand>(false, ContentType::Object, false, true,
+                                                                          LineCommandDefaultsMode::SelectionOnly,
+                                                                          Kernel::Counted<Selection const>());
+             },
+             {}},
             LineExample<SetStrokeArrowHeadsCommand>(true, head, false, none, true),
             LineExample<SetStrokeArrowHeadAlignmentCommand>(true),
             LineExample<SetStrokeArrowHeadScaleCommand>(true, 2.0, true, 3.0),

@@ -298,4 +298,89 @@ TEST(SetLineDescriptor, OfTextSetsTheLinesOfItsGlyphsOrOfItsFrame) {
     EXPECT_TRUE(second->GetLineStyleDescriptor());
 }
 
+TEST(SetLineDescriptor, BehindTheFillIsSaidByTheObject) {
+    Scene const scene;
+    auto const line = Line(2);
+    line->SetDrawBehindFill(true);
+    auto const mask = Bit(LineProperty::BehindFill);
+    scene.controller->SetMergingEnabled(false);
+    auto const before = scene.controller->GetHash(false);
+    scene.controller->Run(SetLine(line, mask, Of({scene.lined})));
+    EXPECT_TRUE(scene.lined->IsLineBehindFill());
+    EXPECT_FALSE(scene.lined->GetLineStyleDescriptor()->GetDrawBehindFill());
+    auto const behind = scene.controller->GetHash(false);
+    EXPECT_NE(before, behind);
+    scene.controller->Run(SetLine(Line(2), mask, Of({scene.lined})));
+    EXPECT_FALSE(scene.lined->IsLineBehindFill());
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+    scene.controller->GoTo(1);
+    EXPECT_EQ(behind, scene.controller->GetHash(false));
+    scene.controller->GoTo(0);
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+}
+
+// Makes lines wider, so that what is done twice shows.
+class WidenLines final : public BaseSetLineDescriptorCommand {
+public:
+    explicit WidenLines(Kernel::Counted<Selection const> selection)
+        : BaseSetLineDescriptorCommand(ContentType::Object, false, false, LineCommandDefaultsMode::SelectionOnly, true,
+                                       std::move(selection)) {}
+    Kernel::LocalisedString GetDescription() const override { return Kernel::LocalisedString("Widen", ""); }
+    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+protected:
+    void ApplyToDescriptor(Kernel::Counted<LineStyleDescriptor> descriptor, double) override {
+        auto const style = descriptor->GetLineStyle()->Clone();
+        style->SetWeight(style->GetWeightOrZero() + 1);
+        descriptor->SetLineStyle(Kernel::Consolidated<LineStyle>(style));
+    }
+    void TakeArguments(BaseSetLineDescriptorCommand const&) override {}
+};
+
+TEST(LinesOfText, OfAStoryOfSeveralSelectedFramesAreChangedOnce) {
+    Scene const scene;
+    std::vector<Kernel::Counted<FrameTextNode>> frames;
+    for (int i = 0; i != 3; ++i) {
+        frames.push_back(Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{0, i * 50.0, 100, i * 50.0 + 20}));
+        ExampleDocuments::Append(*scene.controller->GetCurrentSpread(), frames.back());
+    }
+    frames[0]->SetText(Story::GlyphString(Kernel::String("one two three four five six seven eight nine ten")), {}, {});
+    FrameTextNode::LinkAll(frames);
+    auto const alone = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{200, 0, 300, 20});
+    alone->SetText(Story::GlyphString(Kernel::String("alone")), {}, {});
+    ExampleDocuments::Append(*scene.controller->GetCurrentSpread(), alone);
+    auto const weightOf = [](FrameTextNode const& frame, std::uint32_t glyph) {
+        auto const line = Kernel::Cast<LineStyleDescriptor const>(
+            frame.GetStory()->GetGlyphAtts(glyph)->Get(Story::GlyphAtt::Object::LineStyle));
+        return line ? line->GetLineStyle()->GetWeightOrZero() : 0;
+    };
+    auto const before = scene.controller->GetHash(false);
+    auto const run = [&](Kernel::Counted<Selection const> selection) {
+        scene.controller->Run(Kernel::MakeCounted<WidenLines>(std::move(selection)));
+    };
+    run(Of({frames[2], frames[0], alone, frames[1], scene.lined}));
+    // A line that is made has a weight of 1.
+    EXPECT_EQ(weightOf(*frames[1], 3), 2);
+    EXPECT_EQ(weightOf(*alone, 3), 2);
+    EXPECT_EQ(scene.WeightOf(*scene.lined), 3);
+    scene.controller->Undo();
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+    scene.controller->Redo();
+    EXPECT_EQ(weightOf(*frames[1], 3), 2);
+    scene.controller->Undo();
+    // Parts of the story that are selected by different frames count once where they meet.
+    auto const part = [&](std::size_t frame, int begin, int end) {
+        return Kernel::Counted<SelectionItem const>(Kernel::MakeCounted<SubSelectionItem>(
+            Kernel::Counted<Selectable>(frames[frame]), Kernel::MakeCounted<TextSelection const>(begin, end)));
+    };
+    run(Kernel::MakeCounted<Selection>(Selection::Items{part(1, 4, 8), part(0, 6, 10), part(2, 20, 21)}, true));
+    std::string weights;
+    for (std::uint32_t i = 0; i != 24; ++i)
+        weights += std::to_string(static_cast<int>(weightOf(*frames[0], i)));
+    EXPECT_EQ(weights, "000022222200000000002000");
+    scene.controller->Undo();
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+}
+
 } // namespace

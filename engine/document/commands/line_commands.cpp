@@ -36,12 +36,12 @@ void BaseSetLineDescriptorCommand::Do() {
     m_hasOldDefault = false;
     if (m_defaultsMode != LineCommandDefaultsMode::SelectionOnly)
         DoDefaults();
-    m_areas.Around(GetShownSelection(), [this] { SelectionCommand::Do(); });
+    m_areas.Around(GetShownSelection(), [this] { BaseSetLineCommand::Do(); });
     m_stacks = HasKeptStates() || m_hasOldDefault;
 }
 
 void BaseSetLineDescriptorCommand::Undo() {
-    m_areas.Around(GetShownSelection(), [this] { SelectionCommand::Undo(); });
+    m_areas.Around(GetShownSelection(), [this] { BaseSetLineCommand::Undo(); });
     if (m_hasOldDefault)
         m_documentController->GetDocumentDefaults()->SetLineStyleDescriptor(m_oldDefault);
 }
@@ -49,7 +49,7 @@ void BaseSetLineDescriptorCommand::Undo() {
 void BaseSetLineDescriptorCommand::Redo() {
     if (m_hasOldDefault)
         m_documentController->GetDocumentDefaults()->SetLineStyleDescriptor(m_newDefault);
-    m_areas.Around(GetShownSelection(), [this] { SelectionCommand::Redo(); });
+    m_areas.Around(GetShownSelection(), [this] { BaseSetLineCommand::Redo(); });
 }
 
 Kernel::Counted<Selection const> BaseSetLineDescriptorCommand::GetShownSelection() {

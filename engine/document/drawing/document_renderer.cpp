@@ -173,6 +173,13 @@ private:
         }
         paint.opacity = {opacity, opacity};
         paint.blendMode = blendMode;
+        DrawFillAndLine(node, node.GetOutline(), paint, node.GetWindingOrderMode());
+    }
+
+    // Of a shape or of a text's frame; the rest of the paint is given.
+    template <class N>
+    void DrawFillAndLine(N const& node, Kernel::Counted<Geometry::PolyCurveDbl const> const& outline,
+                         Renderer::Paint& paint, Geometry::WindingOrderMode winding) {
         if (auto const fill = node.GetBrushFillDescriptor(true); fill && m_content.fills)
             paint.mainFill = *fill;
         auto const line = node.GetLineStyleDescriptor();
@@ -180,15 +187,14 @@ private:
         if (line && pen && m_content.lines) {
             paint.lineFill = *pen;
             paint.lineStyle = *line;
-            if (node.IsLineBehindFill() && !line->GetDrawBehindFill()) {
-                auto const behind = line->Clone();
-                behind->SetDrawBehindFill(true);
-                paint.lineStyle = *behind;
+            if (node.IsLineBehindFill() != line->GetDrawBehindFill()) {
+                auto const ordered = line->Clone();
+                ordered->SetDrawBehindFill(node.IsLineBehindFill());
+                paint.lineStyle = *ordered;
             }
         }
-        if (paint.mainFill.IsFillNone() && paint.lineStyle.IsLineStyleNone())
-            return;
-        m_target.DrawCurves(node.GetOutline(), paint, node.GetWindingOrderMode());
+        if (!paint.mainFill.IsFillNone() || !paint.lineStyle.IsLineStyleNone())
+            m_target.DrawCurves(outline, paint, winding);
     }
 
     // A frame's own fill and line lie below its text.
@@ -197,16 +203,7 @@ private:
         if (frame != nullptr && !silhouette) {
             Renderer::Paint paint;
             paint.opacity = {opacity, opacity};
-            if (auto const fill = node.GetBrushFillDescriptor(true); fill && m_content.fills)
-                paint.mainFill = *fill;
-            auto const line = node.GetLineStyleDescriptor();
-            auto const pen = node.GetPenFillDescriptor();
-            if (line && pen && m_content.lines) {
-                paint.lineFill = *pen;
-                paint.lineStyle = *line;
-            }
-            if (!paint.mainFill.IsFillNone() || !paint.lineStyle.IsLineStyleNone())
-                m_target.DrawCurves(frame->GetTextFrameAsCurves(), paint, frame->GetTextFrameWindingOrderMode());
+            DrawFillAndLine(node, frame->GetTextFrameAsCurves(), paint, frame->GetTextFrameWindingOrderMode());
         }
         Story::TextRenderer renderer(Kernel::Counted<Renderer::RenderTarget>(&m_target), node.MakeComposedText());
         renderer.SetOpacity(opacity);

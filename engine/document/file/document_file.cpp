@@ -2,6 +2,7 @@
 #include "engine/document/file/document_file.h"
 
 #include "engine/document/history/at_spread.h"
+#include "engine/document/tree/older_line_order.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/inner_commands.h"
 #include "platform/kernel/cast.h"
@@ -402,6 +403,7 @@ Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<Fil
                                                              Kernel::ChunkStorage const& objects,
                                                              Kernel::FileStore& files, std::uint64_t untrustedSteps) {
     DocumentRoot::GetTypeClassProperties();
+    OlderLineOrder lineOrder;
     auto const roots = file->graph.Load(objects, files, [](auto const& loaded) {
         auto const root = loaded.empty() ? nullptr : Kernel::Cast<DocumentRoot>(loaded.front());
         if (!root)
@@ -410,6 +412,7 @@ Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<Fil
         for (auto const& step : root->history->m_steps)
             CheckParts(step.stored->GetCommand());
     });
+    lineOrder.Migrate();
     file->root = Kernel::Cast<DocumentRoot>(roots.front());
     Kernel::Counted<DocumentController> controller(new DocumentController);
     auto const& root = *file->root;

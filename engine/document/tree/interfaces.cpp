@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/interfaces.h"
 
+#include "platform/kernel/cast.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -118,7 +120,21 @@ void TransparencyInterface::SetOpacity(double opacity) {
     EditState<TransparencyState>([&](auto& state) { state.opacity = clamped; });
 }
 
+// The draw order of an object is kept once, by its DrawOrderInterface: the flag of a line is for lines of text and for
+// defaults. A line that has it is taken without it, and the object told. Lines of older documents may still have it,
+// where it says nothing.
 void LineStyleInterface::SetLineStyleDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor const> line) {
+    auto* const order = line && line->GetDrawBehindFill()
+                            ? Kernel::CastPointer<DrawOrderInterface>(static_cast<AttributeOwner*>(this))
+                            : nullptr;
+    if (order != nullptr) {
+        auto const plain = line->Clone();
+        plain->SetDrawBehindFill(false);
+        line = plain;
+        order->SetLineBehindFill(true);
+        if (auto const& own = GetState<LineStyleState>().line; own && *own == *line)
+            return;
+    }
     EditState<LineStyleState>([&](auto& state) { state.line = std::move(line); });
 }
 
@@ -138,8 +154,7 @@ bool LineStyleInterface::IsLineStyleVisible() const {
 
 std::pair<bool, bool> LineStyleInterface::IsLineStyleVisibleFrontBehind() const {
     bool const visible = IsLineStyleVisible();
-    bool const behind =
-        visible && (GetState<DrawOrderState>().lineBehindFill || GetState<LineStyleState>().line->GetDrawBehindFill());
+    bool const behind = visible && GetState<DrawOrderState>().lineBehindFill;
     return {visible && !behind, behind};
 }
 

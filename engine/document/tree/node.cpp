@@ -2,6 +2,7 @@
 #include "platform/document/node.h"
 
 #include "engine/document/tree/bounds.h"
+#include "engine/document/tree/older_line_order.h"
 #include "engine/document/tree/text_wrap.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/nodes.h"
@@ -298,6 +299,7 @@ bool Node::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsign
         SetChildListType(static_cast<NodeChildListType>(listType));
     LoadStates(in, files);
     NoteTextWrap(*this);
+    OlderLineOrder::Note(*this);
     // Most nodes are leaves without links.
     if (!in.MayHaveTag(0, 0))
         return true;
