@@ -10,6 +10,7 @@
 #include "tests/examples/scenes/example_documents.h"
 #include "tests/formats/files.h"
 #include "tests/support/ink_profile.h"
+#include "tests/support/records.h"
 
 #include <cmath>
 
@@ -90,6 +91,17 @@ TEST_F(ColourProfiles, AreAPartOfWhatADocumentIs) {
     EXPECT_NE(plain->GetHash(false), other->GetHash(false));
     Formats::SetDocumentProfile(*other, Raster::ICCManager::GetInstance().GetDefaultProfile(Raster::ColourModel::RGB));
     EXPECT_EQ(plain->GetHash(false), other->GetHash(false));
+}
+
+TEST_F(ColourProfiles, OneThatCannotBeReadIsToldWhenItIsNeeded) {
+    auto const document = DocumentController::CreateNew({10, 10}, Raster::FormatRGBA8, 1);
+    Formats::SetDocumentProfile(*document, MakeGammaProfile(1.8));
+    // Without the values that a file has beside its objects.
+    auto const roots = Support::LoadFromMemory(
+        Support::SaveToMemory({Kernel::Counted<Kernel::Serialisable const>(document->GetDocument())}));
+    auto const loaded = Kernel::Cast<DocumentNode>(roots.at(0));
+    EXPECT_EQ(1u, loaded->GetSpreads().size());
+    EXPECT_EQ("is damaged: the document's colour profile cannot be read", MessageOf([&] { loaded->GetProfiles(); }));
 }
 
 TEST_F(ColourProfiles, AreThoseThatPicturesAreDrawnIn) {

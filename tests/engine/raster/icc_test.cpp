@@ -2,10 +2,13 @@
 #include "engine/raster/lcms.h"
 #include "platform/kernel/exception.h"
 #include "platform/raster/icc_manager.h"
+#include "platform/raster/icc_profile_use.h"
 #include "tests/engine/raster/samples.h"
+#include "tests/support/ink_profile.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace Raster {
@@ -204,6 +207,43 @@ TEST(IccConversion, InkWithAProfileFollowsIt) {
     EXPECT_NEAR(pixel.GetSample(3), 0.457 * 255, 4);
     EXPECT_EQ(pixel.GetSample(4), 99);
     EXPECT_THROW(manager.MakeConverter(FormatRGBA8, ink, FormatCMYKA8, ink), Kernel::Exception);
+}
+
+TEST(IccConversion, ColoursComeByThePlainRulesIntoAProfileThatHasNoWayForThem) {
+    auto const ink = Support::MakeInkProfile();
+    EXPECT_TRUE(CanBeTarget(*ink));
+    // The table from colours to ink, by another name.
+    std::vector<std::byte> data(ink->GetData().begin(), ink->GetData().end());
+    auto const name = std::as_bytes(std::span("B2A0", 4));
+    auto const place = std::ranges::search(data, name).begin();
+    ASSERT_NE(place, data.end());
+    *place = std::byte('X');
+    auto const paper = ICCProfile::FromData(data);
+    EXPECT_FALSE(CanBeTarget(*paper));
+    for (auto const model : {ColourModel::RGB, ColourModel::Grey, ColourModel::Lab})
+        EXPECT_TRUE(CanBeTarget(*ICCManager::GetInstance().GetDefaultProfile(model)));
+    auto& manager = ICCManager::GetInstance();
+    auto const source = BufferBase::Create(1, 1, FormatRGBA8);
+    std::uint8_t const pixel[4] = {200, 100, 50, 255};
+    source->WritePixels({0, 0, 1, 1}, pixel, 4);
+    auto const into = [&](ProfileReference const& profile) {
+        auto const target = BufferBase::Create(1, 1, FormatCMYKA8);
+        ConvertPixels(*source, *target, *manager.MakeConverter(FormatRGBA8, {}, FormatCMYKA8, profile));
+        return target->GetPixel(0, 0);
+    };
+    EXPECT_EQ(into({}), into(paper));
+    EXPECT_NE(into({}), into(ink));
+    // Out of it the profile is used, but for the black point, which is found by the table.
+    auto const back = [&](ProfileReference const& profile) {
+        auto const inked = BufferBase::Create(1, 1, FormatCMYKA8);
+        std::uint8_t const half[5] = {0, 0, 0, 128, 255};
+        inked->WritePixels({0, 0, 1, 1}, half, 5);
+        auto const target = BufferBase::Create(1, 1, FormatRGBA8);
+        ConvertPixels(*inked, *target, *manager.MakeConverter(FormatCMYKA8, profile, FormatRGBA8, {}));
+        return target->GetPixel(0, 0).GetSample(0);
+    };
+    EXPECT_NEAR(back(ink), back(paper), 1);
+    EXPECT_GT(std::abs(back({}) - back(paper)), 1);
 }
 
 TEST(IccConversion, ConvertersAreKept) {
