@@ -7,6 +7,7 @@
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/line_commands.h"
+#include "platform/document/mask_node.h"
 #include "platform/document/raster_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
@@ -84,6 +85,7 @@ Properties PageNode::GetTypeClassProperties()              { return Register<Pag
 Properties GroupNode::GetTypeClassProperties()             { return Register<GroupNode>("NGrp"); }
 Properties ConstraintsGroupNode::GetTypeClassProperties()  { return Register<ConstraintsGroupNode>("NCGr", GroupNode::GetTypeClassProperties()); }
 Properties SymbolNode::GetTypeClassProperties()            { return Register<SymbolNode>("NSym", GroupNode::GetTypeClassProperties()); }
+Properties MaskNode::GetTypeClassProperties()              { return Register<MaskNode>("NMsk"); }
 Properties CloudSyncedNode::GetTypeClassProperties()       { return Register<CloudSyncedNode>("NCld"); }
 Properties ShapeNode::GetTypeClassProperties()             { return Register<ShapeNode>("NShp"); }
 Properties PolyCurveNode::GetTypeClassProperties()         { return Register<PolyCurveNode>("NCur"); }
@@ -140,7 +142,7 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
            CommandAndSetSelectionCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
            DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
-           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, CloudSyncedNode, ShapeNode,
+           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode, ShapeNode,
            PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape,
            StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot,
            BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState,

@@ -310,7 +310,10 @@ void BandRenderer::EndMask(Command const& command) {
             float colour[c_maximumColours]{};
             for (int c = 0; c != colours; ++c)
                 colour[c] = *layer.owned->At(c, rect.left + i, y) / alpha[i];
-            row[i] *= std::clamp(m_space.GetLuminance(colour), 0.0f, 1.0f);
+            float const luminance = m_list.masks[command.index] == MaskKind::LinearLuminance
+                                        ? m_space.GetLinearLuminance(colour)
+                                        : m_space.GetLuminance(colour);
+            row[i] *= std::clamp(luminance, 0.0f, 1.0f);
         }
     }
     MultiplyByClip(*mask);

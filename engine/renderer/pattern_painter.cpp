@@ -54,6 +54,12 @@ void Replay(Recorder& recorder, std::vector<DrawingStep> const& steps, Transform
         case DrawingStepKind::PopLayer:
             recorder.PopLayer();
             break;
+        case DrawingStepKind::PushFilter:
+            recorder.PushFilter(step.filter, outline.toPixels, profiles);
+            break;
+        case DrawingStepKind::PopFilter:
+            recorder.PopFilter();
+            break;
         }
     }
 }
@@ -62,7 +68,7 @@ void Replay(Recorder& recorder, std::vector<DrawingStep> const& steps, Transform
 class DrawnArea {
 public:
     DrawnArea(RectInt const& area, double scalar, PatternPlace const& place, PatternScope const& scope)
-        : recorder(area, scalar, place.space, {scope.store, scope.depth + 1, scope.abort}),
+        : recorder(area, scalar, place.space, {scope.store, scope.depth + 1, scope.filterDepth, scope.abort}),
           m_space(place.space),
           m_abort(scope.abort) {}
     // Draws a part of the area over what the canvas shows.

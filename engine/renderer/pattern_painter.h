@@ -22,6 +22,8 @@ struct PatternStore {
     // Those that the tiles were made with. The fills keep the addresses of their drawings from being given to others.
     Raster::ICCProfileSet profiles;
     std::vector<Kernel::Counted<PatternFill const>> fills;
+    // The widths of all filters' results together, in pixels.
+    std::size_t filteredColumns = 0;
     // Samples of tiles: 256 MB of floats in RGB.
     std::size_t pixelsLeft = std::size_t{1} << 24;
     // Steps of drawings that are drawn into tiles and repeats.
@@ -33,6 +35,8 @@ struct PatternScope {
     std::shared_ptr<PatternStore> store;
     // Of patterns within patterns; those beyond eight paint nothing.
     int depth = 0;
+    // Of filters within filters; those beyond eight change nothing.
+    int filterDepth = 0;
     // Polled while tiles are made when it is not null.
     bool const* abort = nullptr;
 };

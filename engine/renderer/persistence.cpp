@@ -4,6 +4,7 @@
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/raster/dynamic_bitmap.h"
 #include "platform/renderer/fill_descriptor.h"
+#include "platform/renderer/filter.h"
 #include "platform/renderer/line_style.h"
 #include "platform/renderer/recorded_drawing.h"
 
@@ -199,6 +200,7 @@ Properties EllipticalGradientFill::GetTypeClassProperties() { return Register<El
 Properties BitmapFill::GetTypeClassProperties()             { return Register<BitmapFill>("RFBm", "BitmapFill"); }
 Properties PatternFill::GetTypeClassProperties()            { return Register<PatternFill>("RFPa", "PatternFill"); }
 Properties RecordedDrawing::GetTypeClassProperties()        { return Register<RecordedDrawing>("RDrw", "RecordedDrawing"); }
+Properties Filter::GetTypeClassProperties()                 { return Register<Filter>("RFlt", "Filter"); }
 Properties FillDescriptor::GetTypeClassProperties()         { return Register<FillDescriptor>("RFil", "FillDescriptor"); }
 Properties LineStyle::GetTypeClassProperties()              { return Register<LineStyle>("RLSt", "LineStyle"); }
 Properties LineStyleArrowHead::GetTypeClassProperties()     { return Register<LineStyleArrowHead>("RLAH", "LineStyleArrowHead"); }
@@ -213,10 +215,11 @@ static Properties const s_registered[] = {NoFill::GetTypeClassProperties(),
                                           BitmapFill::GetTypeClassProperties(),
                                           PatternFill::GetTypeClassProperties(),
                                           RecordedDrawing::GetTypeClassProperties(),
+                                          Filter::GetTypeClassProperties(),
                                           FillDescriptor::GetTypeClassProperties(),
                                           LineStyle::GetTypeClassProperties(),
                                           LineStyleArrowHead::GetTypeClassProperties(),
                                           LineStyleDescriptor::GetTypeClassProperties()};
-static_assert(std::size(s_registered) == 11);
+static_assert(std::size(s_registered) == 12);
 
 } // namespace Renderer

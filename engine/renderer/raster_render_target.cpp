@@ -87,6 +87,10 @@ void RasterRenderTarget::OnBeginMask(MaskKind kind) { m_state->recorder.BeginMas
 void RasterRenderTarget::OnEndMask() { m_state->recorder.EndMask(); }
 void RasterRenderTarget::OnPushLayer(LayerOptions const& options) { m_state->recorder.PushLayer(options); }
 void RasterRenderTarget::OnPopLayer() { m_state->recorder.PopLayer(); }
+void RasterRenderTarget::OnPushFilter(Kernel::Counted<Filter const> filter) {
+    m_state->recorder.PushFilter(filter, GetTransform(), GetColourProfiles());
+}
+void RasterRenderTarget::OnPopFilter() { m_state->recorder.PopFilter(); }
 
 struct PictureParts::State {
     State(Kernel::Counted<RasterRenderTarget const> drawn, Detail::DisplayList const& list,

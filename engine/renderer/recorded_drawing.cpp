@@ -42,6 +42,7 @@ bool DoesNest(std::vector<DrawingStep> const& steps) {
         case DrawingStepKind::PushClip:
         case DrawingStepKind::BeginMask:
         case DrawingStepKind::PushLayer:
+        case DrawingStepKind::PushFilter:
             open.push_back(step.kind);
             break;
         case DrawingStepKind::PopClip:
@@ -56,6 +57,10 @@ bool DoesNest(std::vector<DrawingStep> const& steps) {
             break;
         case DrawingStepKind::PopLayer:
             if (!close(DrawingStepKind::PushLayer))
+                return false;
+            break;
+        case DrawingStepKind::PopFilter:
+            if (!close(DrawingStepKind::PushFilter))
                 return false;
             break;
         }
@@ -95,10 +100,10 @@ RecordedDrawing::~RecordedDrawing() { GiveUp(std::move(m_steps)); }
 
 void RecordedDrawing::Normalise() {
     for (auto& step : m_steps) {
-        Limit(step.kind, DrawingStepKind::PopLayer);
+        Limit(step.kind, DrawingStepKind::PopFilter);
         Limit(step.winding, Geometry::WindingOrderMode::Alternating);
         Limit(step.blendMode, BlendMode::Erase);
-        Limit(step.maskKind, MaskKind::Luminance);
+        Limit(step.maskKind, MaskKind::LinearLuminance);
         for (double* const opacity : {&step.opacity, &step.lineOpacity})
             *opacity = *opacity > 0 ? std::min(*opacity, 1.0) : 0;
     }
@@ -133,6 +138,14 @@ void RecordedDrawing::Replay(RenderTarget& target) const {
             break;
         case DrawingStepKind::PopLayer:
             target.PopLayer();
+            break;
+        case DrawingStepKind::PushFilter:
+            target.PushTransform(Transform(step.transform));
+            target.PushFilter(step.filter);
+            target.PopTransform();
+            break;
+        case DrawingStepKind::PopFilter:
+            target.PopFilter();
             break;
         }
     }
@@ -220,5 +233,13 @@ void DrawingRecorder::OnPushLayer(LayerOptions const& options) {
 }
 
 void DrawingRecorder::OnPopLayer() { Add(DrawingStepKind::PopLayer); }
+
+void DrawingRecorder::OnPushFilter(Kernel::Counted<Filter const> filter) {
+    Add(DrawingStepKind::PushFilter);
+    m_steps.back().filter = std::move(filter);
+    m_steps.back().transform = WithoutNegativeZeros(GetTransform().GetParams());
+}
+
+void DrawingRecorder::OnPopFilter() { Add(DrawingStepKind::PopFilter); }
 
 } // namespace Renderer

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/renderer/recorder.h"
 
+#include "engine/renderer/filter_source.h"
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace Renderer::Detail {
 
@@ -38,13 +40,15 @@ bool IsPixelRectangle(ClipItem const& clip, RectDbl const& bounds) {
 
 Recorder::Recorder(RasterOptions const& options, WorkingSpace const& space)
     : Recorder({0, 0, options.width, options.height}, options.documentToPixels.GetUniformScale(), space,
-               {std::make_shared<PatternStore>(), 0, options.abort}) {}
+               {std::make_shared<PatternStore>(), 0, 0, options.abort}) {}
 
 Recorder::Recorder(RectInt const& area, double scalar, WorkingSpace const& space, PatternScope const& patterns)
     : m_space(space), m_patterns(patterns) {
     m_list.picture = area;
     m_list.scalar = scalar;
 }
+
+Recorder::~Recorder() = default;
 
 std::uint32_t Recorder::AddCommand(CommandKind kind, std::size_t index, RectInt const& bounds) {
     if (m_list.commands.size() >= c_openEnd - 1)
@@ -80,6 +84,10 @@ std::shared_ptr<LineStyleDescriptorConst const> Recorder::Share(LineStyleDescrip
 }
 
 void Recorder::Draw(Outline const& outline, Paint const& paint, Raster::ICCProfileSet const& profiles) {
+    if (m_filtered) {
+        m_filtered->GetRecorder().Draw(m_filtered->Place(outline), paint, profiles);
+        return;
+    }
     double const fillOpacity = Opacity(paint.opacity.fill), lineOpacity = Opacity(paint.opacity.line);
     bool const hasFill = fillOpacity > 0 && paint.mainFill.IsFillVisible(0);
     bool const hasLine = lineOpacity > 0 && paint.lineStyle.IsLineStyleVisible(paint.lineFill);
@@ -139,6 +147,10 @@ void Recorder::AddDraw(DrawItem&& item, RectInt const& bounds) {
 }
 
 void Recorder::PushClip(Outline const& outline) {
+    if (m_filtered) {
+        m_filtered->GetRecorder().PushClip(m_filtered->Place(outline));
+        return;
+    }
     ClipItem clip{outline.curves, outline.toPixels, outline.winding};
     RectInt bounds;
     auto const hull = clip.curves ? GetHullBounds(*clip.curves, clip.toPixels) : std::nullopt;
@@ -152,9 +164,18 @@ void Recorder::PushClip(Outline const& outline) {
     m_list.clips.push_back(std::move(clip));
 }
 
-void Recorder::PopClip() { AddCommand(CommandKind::PopClip, 0, {}); }
+void Recorder::PopClip() {
+    if (m_filtered)
+        m_filtered->GetRecorder().PopClip();
+    else
+        AddCommand(CommandKind::PopClip, 0, {});
+}
 
 void Recorder::BeginMask(MaskKind kind) {
+    if (m_filtered) {
+        m_filtered->GetRecorder().BeginMask(kind);
+        return;
+    }
     m_open.push_back({AddCommand(CommandKind::BeginMask, m_list.masks.size(), m_list.picture), {}, false});
     m_list.masks.push_back(kind);
 }
@@ -170,16 +191,63 @@ Recorder::Open Recorder::CloseLast(CommandKind kind) {
     return open;
 }
 
-void Recorder::EndMask() { CloseLast(CommandKind::EndMask); }
+void Recorder::EndMask() {
+    if (m_filtered)
+        m_filtered->GetRecorder().EndMask();
+    else
+        CloseLast(CommandKind::EndMask);
+}
 
 void Recorder::PushLayer(LayerOptions const& options) {
+    if (m_filtered) {
+        m_filtered->GetRecorder().PushLayer(options);
+        return;
+    }
     LayerItem layer{options, false};
     layer.options.opacity = Opacity(options.opacity);
     m_open.push_back({AddCommand(CommandKind::PushLayer, m_list.layers.size(), m_list.picture), {}, false});
     m_list.layers.push_back(layer);
 }
 
+void Recorder::PushFilter(Kernel::Counted<Filter const> const& filter, Transform const& toPixels,
+                          Raster::ICCProfileSet const& profiles) {
+    constexpr int c_maximumFilterDepth = 8;
+    if (m_filtered) {
+        m_filtered->PushInner(filter, toPixels, profiles);
+    } else if (!filter || m_patterns.filterDepth >= c_maximumFilterDepth) {
+        ++m_plainFilters;
+    } else {
+        PatternScope scope = m_patterns;
+        ++scope.filterDepth;
+        m_filtered = std::make_unique<FilterRecording>(
+            filter, FilterPlace{toPixels, m_list.picture, m_list.scalar, m_space, profiles}, scope);
+    }
+}
+
+void Recorder::PopFilter() {
+    if (!m_filtered) {
+        m_plainFilters -= m_plainFilters == 0 ? 0 : 1;
+        return;
+    }
+    if (m_filtered->PopInner())
+        return;
+    auto const filtered = std::exchange(m_filtered, nullptr);
+    auto painted = filtered->Finish();
+    if (!painted.source)
+        return;
+    DrawItem item;
+    item.curves = Kernel::MakeCounted<Geometry::PolyCurveDbl>(
+        RectDbl{static_cast<double>(painted.bounds.left), static_cast<double>(painted.bounds.top),
+                static_cast<double>(painted.bounds.right), static_cast<double>(painted.bounds.bottom)});
+    item.fill = std::move(painted.source);
+    AddDraw(std::move(item), painted.bounds);
+}
+
 void Recorder::PopLayer() {
+    if (m_filtered) {
+        m_filtered->GetRecorder().PopLayer();
+        return;
+    }
     Open const open = CloseLast(CommandKind::PopLayer);
     LayerItem& layer = m_list.layers[m_list.commands[open.command].index];
     auto const& options = layer.options;

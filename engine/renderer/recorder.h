@@ -8,6 +8,8 @@
 
 namespace Renderer::Detail {
 
+class FilterRecording;
+
 // Turns drawing calls into a display list. What cannot be seen is left out; the extents of layers follow from what is
 // drawn in them.
 class Recorder {
@@ -16,6 +18,7 @@ public:
     // For a part of a picture. `scalar` is the scale of lines that do not scale with their objects; `patterns` is what
     // the picture's patterns share.
     Recorder(RectInt const& area, double scalar, WorkingSpace const& space, PatternScope const& patterns);
+    ~Recorder();
 
     struct Outline {
         Kernel::Counted<Geometry::PolyCurveDbl const> curves;
@@ -30,6 +33,11 @@ public:
     void EndMask();
     void PushLayer(LayerOptions const& options);
     void PopLayer();
+    // What is drawn until PopFilter is recorded apart, and painted as the filter makes it. A null filter, and one too
+    // deep in others, changes nothing.
+    void PushFilter(Kernel::Counted<Filter const> const& filter, Transform const& toPixels,
+                    Raster::ICCProfileSet const& profiles);
+    void PopFilter();
 
     DisplayList const& GetList() const { return m_list; }
 
@@ -54,6 +62,9 @@ private:
     PatternScope m_patterns;
     DisplayList m_list;
     std::vector<Open> m_open;
+    // The filter that is open here, and how many change nothing.
+    std::unique_ptr<FilterRecording> m_filtered;
+    std::size_t m_plainFilters = 0;
     // Solid fills come again and again; each keeps its fill alive, so that its address names it.
     struct SolidKey {
         Kernel::Counted<Fill const> fill;

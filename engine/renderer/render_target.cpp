@@ -68,7 +68,7 @@ void RenderTarget::PopTransform() {
 
 void RenderTarget::Close(Scope scope) {
     if (m_open.empty() || m_open.back() != scope)
-        throw Kernel::Exception("a clip, mask or layer is ended that was not begun last");
+        throw Kernel::Exception("a clip, mask, layer or filter is ended that was not begun last");
     m_open.pop_back();
 }
 
@@ -107,5 +107,18 @@ void RenderTarget::PopLayer() {
     Close(Scope::Layer);
     OnPopLayer();
 }
+
+void RenderTarget::PushFilter(Kernel::Counted<Filter const> filter) {
+    m_open.push_back(Scope::Filter);
+    OnPushFilter(std::move(filter));
+}
+
+void RenderTarget::PopFilter() {
+    Close(Scope::Filter);
+    OnPopFilter();
+}
+
+void RenderTarget::OnPushFilter(Kernel::Counted<Filter const>) {}
+void RenderTarget::OnPopFilter() {}
 
 } // namespace Renderer

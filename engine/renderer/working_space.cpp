@@ -259,6 +259,15 @@ float WorkingSpace::GetLuminance(float const* colour) const {
     }
 }
 
+float WorkingSpace::GetLinearLuminance(float const* colour) const {
+    auto const decode = [](float v) { return static_cast<float>(Raster::DecodeSrgb(Clamp(v))); };
+    if (m_model == ColourModel::AlphaOnly || m_linear)
+        return GetLuminance(colour);
+    if (m_model != ColourModel::RGB)
+        return decode(GetLuminance(colour));
+    return 0.2126f * decode(colour[0]) + 0.7152f * decode(colour[1]) + 0.0722f * decode(colour[2]);
+}
+
 } // namespace Renderer::Detail
 
 namespace Renderer {

@@ -21,6 +21,8 @@ public:
 
     Raster::ColourModel GetModel() const { return m_model; }
     int GetColourCount() const { return m_colourCount; }
+    // RGB is held as light.
+    bool IsLinear() const { return m_linear; }
     Raster::Format GetFormat() const { return m_format; }
 
     // The colour planes of a colour that is meant in the document's profiles, not multiplied by alpha.
@@ -39,6 +41,8 @@ public:
     void StorePixels(float const* pixel, int count, Raster::BufferBase& buffer, int y, int x) const;
     // How light a pixel is, 0..1, of colours that are not multiplied by alpha.
     float GetLuminance(float const* colour) const;
+    // The same of the light that the colours stand for.
+    float GetLinearLuminance(float const* colour) const;
 
 private:
     Raster::Format m_format;

@@ -128,7 +128,7 @@ void Exporter::WriteColour(XmlWriter& out, std::string_view property, Renderer::
     }
     out.Attribute(property, isBytes ? bytes : "rgb(" + percentages + ")");
     if (rgb.GetAlpha() != 1)
-        out.Attribute(std::string(property == "stop-color" ? "stop" : property) + "-opacity",
+        out.Attribute(std::string(property.substr(0, property.find("-color"))) + "-opacity",
                       FormatNumber(rgb.GetAlpha()));
 }
 

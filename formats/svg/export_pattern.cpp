@@ -110,6 +110,11 @@ void Exporter::WriteDrawing(Renderer::RecordedDrawing const& drawing, Node const
         case DrawingStepKind::PopLayer:
             m_out.Close("g");
             break;
+        case DrawingStepKind::PushFilter:
+            if (step.filter)
+                m_report.Add("filter in a pattern", Describe(node));
+            break;
+        case DrawingStepKind::PopFilter:
         case DrawingStepKind::EndMask:
             break;
         }

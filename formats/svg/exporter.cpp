@@ -3,6 +3,7 @@
 #include "formats/svg/transform.h"
 
 #include "platform/document/document_renderer.h"
+#include "platform/document/mask_node.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 
@@ -34,6 +35,10 @@ bool HasEqualStates(Node const& a, Node const& b) {
 
 bool IsEqualNode(Node const& a, Node const& b) {
     if (a.GetObjectClassProperties() != b.GetObjectClassProperties() || !HasEqualStates(a, b))
+        return false;
+    auto const* const maskA = Kernel::CastPointer<MaskNode const>(&a);
+    auto const* const maskB = Kernel::CastPointer<MaskNode const>(&b);
+    if (maskA != nullptr && maskB != nullptr && maskA->GetMaskKind() != maskB->GetMaskKind())
         return false;
     auto const* const sceneA = Kernel::CastPointer<SceneNode const>(&a);
     auto const* const sceneB = Kernel::CastPointer<SceneNode const>(&b);
@@ -144,8 +149,12 @@ void Exporter::Visit(Node const& top, std::vector<Node const*>& pending) {
         Kernel::String const name = node.GetDescription(false);
         Node const* const symbol = FindShownSymbol(node);
         // The name that an instance has from its symbol is the id of what it refers to.
-        if (IsPlainId(name.view()) && (symbol == nullptr || name != symbol->GetDescription(false)))
+        bool const isMask = Kernel::CastPointer<MaskNode const>(&node) != nullptr;
+        if (IsPlainId(name.view()) && !isMask && (symbol == nullptr || name != symbol->GetDescription(false)))
             m_names.emplace(name.ToStdString(), &node);
+        for (Node const* mask = node.GetLastChild(NodeChildListType::Masks); mask != nullptr;
+             mask = mask->GetPreviousSibling())
+            pending.push_back(mask);
         if (symbol != nullptr) {
             if (m_symbolIds.emplace(symbol, std::string()).second)
                 m_symbols.push_back(symbol);
@@ -249,9 +258,19 @@ void Exporter::WriteCommon(SceneNode const& node, Step const& step) {
         m_out.Attribute("opacity", node.GetOpacity());
     // Opacity isolates by itself (Compositing 1, section 2.2).
     WriteBlending(node.GetBlendMode(), node.IsIsolated() && node.GetOpacity() == 1);
+    if (!node.GetFilterEffects().empty())
+        WriteFilters(node);
+    if (node.HasChildren(NodeChildListType::Masks))
+        if (std::string const mask = DefineMasks(node); !mask.empty())
+            m_out.Attribute("mask", "url(#" + mask + ")");
     if (node.HasChildren(NodeChildListType::Clipping))
         if (std::string const clip = DefineClip(node, {}); !clip.empty())
             m_out.Attribute("clip-path", "url(#" + clip + ")");
+}
+
+std::string_view Exporter::GetBlendModeName(Renderer::BlendMode mode) {
+    auto const number = static_cast<std::size_t>(mode);
+    return number < std::size(c_blendModes) ? c_blendModes[number] : std::string_view();
 }
 
 void Exporter::WriteBlending(Renderer::BlendMode mode, bool isIsolated) {
@@ -298,9 +317,7 @@ std::string Exporter::FindId(Node const& node, Step const& step) const {
 void Exporter::CountUnsupported(SceneNode const& node) {
     if (static_cast<std::size_t>(node.GetBlendMode()) >= std::size(c_blendModes))
         m_report.Add("blend mode", Describe(node));
-    if (node.HasChildren(NodeChildListType::Masks))
-        m_report.Add("pixel mask", Describe(node));
-    if (node.HasChildren(NodeChildListType::Adjustments) || !node.GetFilterEffects().empty())
+    if (node.HasChildren(NodeChildListType::Adjustments))
         m_report.Add("effect", Describe(node));
 }
 

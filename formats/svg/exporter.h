@@ -15,6 +15,8 @@
 #include <tuple>
 #include <unordered_map>
 
+class MaskNode;
+
 namespace Formats::Svg {
 
 using Matrix = Raster::AffineTransform::Params;
@@ -73,6 +75,17 @@ private:
     static std::string_view ChooseElement(CurvesNode const& node);
     static void WriteGeometry(XmlWriter& out, CurvesNode const& node, std::string_view element,
                               std::string_view ruleName);
+
+    // export_effects.cpp: the id of the first of a node's masks; empty where it has none.
+    std::string DefineMasks(Node const& node);
+    std::string DefineOneMask(MaskNode const& mask, std::string const& inner);
+    void WriteFilters(SceneNode const& node);
+    std::string DefineFilter(Renderer::Filter const& filter, Node const& node);
+    void WriteFilterPrimitive(XmlWriter& out, Renderer::FilterPrimitive const& primitive, Node const& node);
+    static void WriteCompositeOperator(XmlWriter& out, Renderer::FilterPrimitive const& primitive);
+    static void WriteTransfer(XmlWriter& out, char component, Renderer::TransferFunction const& function);
+    // Empty for modes that style sheets have no name for.
+    static std::string_view GetBlendModeName(Renderer::BlendMode mode);
 
     // export_bitmap.cpp: an empty text is a bitmap that could not be encoded.
     void WriteBitmap(SceneNode const& node, Raster::DynamicBitmap const* bitmap, Step const& step);
@@ -133,6 +146,7 @@ private:
     std::unordered_map<Node const*, std::string> m_symbolIds;
     std::size_t m_clipDepth = 0;
     std::size_t m_patternDepth = 0;
+    std::size_t m_maskDepth = 0;
     Report m_report;
     Work m_work;
     Raster::ICCProfileSet m_profiles;

@@ -16,7 +16,8 @@ Renderer::BlendMode ToBlendMode(MixMode mode) { return static_cast<Renderer::Ble
 
 } // namespace
 
-Importer::Importer(Drawing& drawing, std::uint64_t guids) : m_drawing(drawing), m_paints(drawing), m_guids(guids) {
+Importer::Importer(Drawing& drawing, std::uint64_t guids)
+    : m_drawing(drawing), m_paints(drawing), m_filters(drawing), m_guids(guids) {
     m_paints.SetPatternMaker(
         [this](Element const& user, Pattern const& pattern, double opacity, Kernel::RectT<double> const& box) {
             return MakePatternFill(user, pattern, opacity, box);
@@ -31,7 +32,8 @@ std::vector<Kernel::Counted<Node>> Importer::ImportRoot(double scale) {
     Matrix const toPage = Scale(scale, scale) * top->GetMatrix();
     // The outermost group stays only where it does something to its children as a whole.
     bool const isPlain = top->GetOpacity() == 1 && top->GetBlendMode() == Renderer::BlendMode::Normal &&
-                         !top->IsIsolated() && top->IsVisible() && !top->HasChildren(NodeChildListType::Clipping);
+                         !top->IsIsolated() && top->IsVisible() && !top->HasChildren(NodeChildListType::Clipping) &&
+                         !top->HasChildren(NodeChildListType::Masks) && top->GetFilterEffects().empty();
     std::vector<Kernel::Counted<Node>> nodes;
     if (!isPlain) {
         top->SetTransform(WithoutNegativeZeros(toPage), false);
@@ -132,22 +134,19 @@ Importer::SceneNodePointer Importer::Finish(Element const& element, SceneNodePoi
     if (!isGroup)
         isVisible = isVisible && element.GetStyle().visible;
     auto place = [&] { node->SetTransform(WithoutNegativeZeros(*element.GetTransform() * node->GetMatrix()), false); };
-    if (!style.clipPath.empty()) {
-        // An overflow clip stands in another space: then the clip path needs a group of its own.
-        if (node->HasChildren(NodeChildListType::Clipping)) {
-            place();
-            auto const outer = Kernel::MakeCounted<GroupNode>();
-            outer->InsertChild(NodeChildListType::Plain, node, nullptr);
-            isVisible = ApplyClipPath(element, *outer) && isVisible;
-            node = outer;
-        } else {
-            isVisible = ApplyClipPath(element, *node) && isVisible;
-            place();
-        }
+    bool const hasEffects = !style.clipPath.empty() || !style.mask.empty() || !style.filter.empty();
+    if (hasEffects && node->HasChildren(NodeChildListType::Clipping)) {
+        // An overflow clip stands in another space: then the effects need a group of their own.
+        place();
+        auto const outer = Kernel::MakeCounted<GroupNode>();
+        outer->InsertChild(NodeChildListType::Plain, node, nullptr);
+        isVisible = ApplyEffects(element, *outer) && isVisible;
+        node = outer;
     } else {
+        if (hasEffects)
+            isVisible = ApplyEffects(element, *node) && isVisible;
         place();
     }
-    CountUnsupported(element);
     if (std::string title = element.GetTitle(); !title.empty())
         node->SetUserDescription(Kernel::String(title));
     if (style.opacity != 1)
@@ -162,13 +161,13 @@ Importer::SceneNodePointer Importer::Finish(Element const& element, SceneNodePoi
     return node;
 }
 
-void Importer::CountUnsupported(Element const& element) {
+bool Importer::ApplyEffects(Element const& element, SceneNode& node) {
     OwnStyle const& style = element.GetOwnStyle();
-    Report& report = m_drawing.GetReport();
     if (!style.filter.empty())
-        report.Add("filter", element.Describe());
-    if (!style.mask.empty())
-        report.Add("mask", element.Describe());
+        node.SetFilterEffects(m_filters.Read(element));
+    // The box that a mask's units refer to is that of the whole object.
+    bool const isShown = style.mask.empty() || ApplyMask(element, node);
+    return (style.clipPath.empty() || ApplyClipPath(element, node)) && isShown;
 }
 
 Kernel::RectT<double> Importer::GetContentBounds(SceneNode& node, bool includeLines) const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "formats/svg/filter_reader.h"
 #include "formats/svg/import_paint.h"
 #include "platform/renderer/recorded_drawing.h"
 
@@ -88,6 +89,10 @@ private:
     void GiveGUIDs(SymbolNode& symbol);
     // False when nothing is left to be seen.
     bool ApplyClipPath(Element const& element, SceneNode& node);
+    // The element's filter, mask and clip path, in the node's own space. False when nothing is left to be seen.
+    bool ApplyEffects(Element const& element, SceneNode& node);
+    // import_mask.cpp: false when nothing is left to be seen.
+    bool ApplyMask(Element const& element, SceneNode& node);
     Kernel::Counted<Node> BuildClip(Element const& clipPath, Matrix const& toNode);
     SceneNodePointer BuildClipShape(Element const& child);
     // Nothing is done where all of the node's content lies in the rectangle anyway.
@@ -113,10 +118,9 @@ private:
     static Kernel::Counted<Renderer::RecordedDrawing const> RecordPattern(GroupNode const& content,
                                                                           Kernel::PointT<double> const& origin);
 
-    void CountUnsupported(Element const& element);
-
     Drawing& m_drawing;
     PaintImporter m_paints;
+    FilterReader m_filters;
     ContextPaints m_contextPaints;
     std::unordered_map<NodeIndex, std::vector<Symbol>> m_symbolsByTarget;
     std::vector<Kernel::Counted<Node>> m_symbols;

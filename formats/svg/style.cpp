@@ -54,6 +54,9 @@ constexpr Keyword<MixMode> c_mixModes[] = {{"normal", MixMode::Normal},
                                            {"luminosity", MixMode::Luminosity}};
 constexpr Keyword<bool> c_isolations[] = {{"auto", false}, {"isolate", true}};
 constexpr Keyword<bool> c_vectorEffects[] = {{"none", false}, {"non-scaling-stroke", true}};
+// `auto` leaves the choice to the viewer.
+constexpr Keyword<bool> c_interpolations[] = {{"srgb", false}, {"linearrgb", true}, {"auto", false}};
+constexpr Keyword<bool> c_filterInterpolations[] = {{"srgb", false}, {"linearrgb", true}, {"auto", true}};
 constexpr Keyword<bool> c_maskTypes[] = {{"luminance", false}, {"alpha", true}};
 
 // A colour or a keyword that stands for one.
@@ -97,6 +100,11 @@ bool SetReference(std::string_view text, std::string_view& target) {
 }
 
 } // namespace
+
+std::optional<MixMode> ParseMixMode(std::string_view text) {
+    MixMode mode{};
+    return SetKeyword(c_mixModes, text, mode) ? std::optional(mode) : std::nullopt;
+}
 
 std::optional<std::string_view> ParseLocalUrl(std::string_view text, bool* isExternal) {
     text = Trimmed(text);
@@ -200,6 +208,10 @@ void StyleBuilder::CopyFrom(Name property, InheritedStyle const& source) {
         return copy(&InheritedStyle::smoothImages);
     case Name::ShapeRendering:
         return copy(&InheritedStyle::antialiased);
+    case Name::ColorInterpolation:
+        return copy(&InheritedStyle::isLinear);
+    case Name::ColorInterpolationFilters:
+        return copy(&InheritedStyle::areFiltersLinear);
     case Name::PaintOrder:
         return copy(&InheritedStyle::paintOrder);
     case Name::Marker:
@@ -263,6 +275,10 @@ bool StyleBuilder::ApplyInherited(Name property, std::string_view value) {
         return SetKeyword(c_imageRenderings, value, Edit().smoothImages);
     case Name::ShapeRendering:
         return SetKeyword(c_shapeRenderings, value, Edit().antialiased);
+    case Name::ColorInterpolation:
+        return SetKeyword(c_interpolations, value, Edit().isLinear);
+    case Name::ColorInterpolationFilters:
+        return SetKeyword(c_filterInterpolations, value, Edit().areFiltersLinear);
     case Name::PaintOrder:
         return ApplyPaintOrder(value);
     case Name::Marker:
@@ -297,7 +313,11 @@ bool StyleBuilder::ApplyOwn(Name property, std::string_view value) {
     case Name::StopOpacity:
         return Set(ParseUnitInterval(value), m_own.stopOpacity);
     case Name::StopColor:
-        return ApplyStopColour(value);
+        return ApplyOwnColour(value, m_own.stopColour, m_own.stopIsCurrentColour);
+    case Name::FloodColor:
+        return ApplyOwnColour(value, m_own.floodColour, m_own.floodIsCurrentColour);
+    case Name::FloodOpacity:
+        return Set(ParseUnitInterval(value), m_own.floodOpacity);
     case Name::ClipPath:
         return SetReference(value, m_own.clipPath);
     case Name::Mask:
@@ -388,9 +408,9 @@ bool StyleBuilder::ApplyPaintOrder(std::string_view value) {
     return true;
 }
 
-bool StyleBuilder::ApplyStopColour(std::string_view value) {
-    m_own.stopIsCurrentColour = EqualsIgnoringCase(value, "currentcolor");
-    return m_own.stopIsCurrentColour || Set(ParseColour(value), m_own.stopColour);
+bool StyleBuilder::ApplyOwnColour(std::string_view value, Rgba& colour, bool& isCurrentColour) {
+    isCurrentColour = EqualsIgnoringCase(value, "currentcolor");
+    return isCurrentColour || Set(ParseColour(value), colour);
 }
 
 } // namespace Formats::Svg

@@ -77,6 +77,9 @@ struct InheritedStyle {
     bool visible = true;
     bool smoothImages = true;
     bool antialiased = true;
+    // Colours are mixed as light: of masks, and of filters.
+    bool isLinear = false;
+    bool areFiltersLinear = true;
     std::array<PaintLayer, 3> paintOrder{PaintLayer::Fill, PaintLayer::Stroke, PaintLayer::Markers};
     // Ids of marker elements, empty for none.
     std::string_view markerStart, markerMid, markerEnd;
@@ -118,6 +121,9 @@ struct OwnStyle {
     UnicodeBidi unicodeBidi = UnicodeBidi::Normal;
     Rgba stopColour;
     bool stopIsCurrentColour = false;
+    double floodOpacity = 1;
+    Rgba floodColour;
+    bool floodIsCurrentColour = false;
     // Ids of the elements that are referred to, empty for none.
     std::string_view clipPath, mask;
     // The whole value, for it may be a list of functions; empty for none.
@@ -130,6 +136,9 @@ struct OwnStyle {
         return geometry[static_cast<std::size_t>(name) - static_cast<std::size_t>(c_firstGeometryProperty)];
     }
 };
+
+// A name of `mix-blend-mode`, in any case.
+std::optional<MixMode> ParseMixMode(std::string_view text);
 
 // The fragment of `url(#fragment)`; empty where it is not one. A reference to another file is none: `isExternal`, if
 // given, tells the difference.
@@ -170,7 +179,7 @@ private:
     bool ApplyMarker(Name property, std::string_view value);
     bool ApplyDashes(std::string_view value);
     bool ApplyPaintOrder(std::string_view value);
-    bool ApplyStopColour(std::string_view value);
+    static bool ApplyOwnColour(std::string_view value, Rgba& colour, bool& isCurrentColour);
 
     std::shared_ptr<InheritedStyle const> m_parent;
     std::shared_ptr<InheritedStyle> m_edited;

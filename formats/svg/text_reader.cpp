@@ -134,11 +134,12 @@ void TextReader::Leave() {
         AddControl(c, open.style, open.path);
     if (auto const text = m_drawing.GetTree().FindByText(element.GetNode(), "textLength")) {
         auto const length = ParseLength(*text, element.GetFontSizes());
-        if (length && length->value > 0) {
-            auto const adjust = m_drawing.GetTree().FindByText(element.GetNode(), "lengthAdjust");
-            m_lengths.push_back({open.begin, m_characters.size(), length->Resolve(element.GetViewport().width),
-                                 adjust && *adjust == "spacingAndGlyphs"});
-        }
+        auto const adjust = m_drawing.GetTree().FindByText(element.GetNode(), "lengthAdjust");
+        bool const stretchesGlyphs = adjust && *adjust == "spacingAndGlyphs";
+        // Glyphs of no width are none, but they may stand in one place.
+        if (length && (length->value > 0 || (length->value == 0 && !stretchesGlyphs)))
+            m_lengths.push_back(
+                {open.begin, m_characters.size(), length->Resolve(element.GetViewport().width), stretchesGlyphs});
     }
     m_open.pop_back();
     m_positions.pop_back();

@@ -36,13 +36,14 @@ TEST_F(Import, MakesThePageAsLargeAsTheDrawing) {
 TEST_F(Import, ReportsLossesAndTheFilesThatADrawingRefersTo) {
     auto const picture = WritePicture();
     Formats::Report report;
-    Formats::Import(Write("filtered.svg", "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'>"
-                                          "<filter id='f'/><rect id='r' width='9' height='9' filter='url(#f)'/>"
-                                          "<image href='squares.png' width='9' height='9'/></svg>"),
+    Formats::Import(Write("filtered.svg",
+                          "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'>"
+                          "<filter id='f'><feImage/></filter><rect id='r' width='9' height='9' filter='url(#f)'/>"
+                          "<image href='squares.png' width='9' height='9'/></svg>"),
                     {}, &report);
     ASSERT_EQ(report.notes.size(), 1u);
     EXPECT_EQ(report.notes[0].kind, Note::Kind::NotTakenOver);
-    EXPECT_EQ(Formats::Describe(report.notes[0]), "not taken over: filter: 1 (first #r)");
+    EXPECT_EQ(Formats::Describe(report.notes[0]), "not taken over: filter with feImage: 1 (first #r)");
     ASSERT_EQ(report.files.size(), 2u);
     EXPECT_EQ(report.files[1], picture);
 }

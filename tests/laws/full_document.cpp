@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/laws/full_document.h"
 
+#include "platform/document/mask_node.h"
 #include "platform/renderer/recorded_drawing.h"
 #include "tests/examples/scenes/example_documents.h"
 #include "tests/examples/scenes/raster_documents.h"
@@ -14,7 +15,7 @@ std::vector<Renderer::GradientStop> MakeStops() {
     return {{0, 1, Renderer::Colour::FromRGB(1, 0, 0)}, {1, 0.5, Renderer::Colour::FromRGB(0, 0, 1)}};
 }
 
-// A drawing of one step that has every field, repeated.
+// A drawing of one step that has every field but a filter, and a filter, repeated.
 Kernel::Counted<Renderer::FillDescriptor> MakePattern(ShapeNode const& shape) {
     Renderer::DrawingStep step;
     step.curves = shape.GetOutline();
@@ -22,10 +23,33 @@ Kernel::Counted<Renderer::FillDescriptor> MakePattern(ShapeNode const& shape) {
     step.secondFill = step.fill;
     step.lineFill = step.fill;
     step.line = shape.GetLineStyleDescriptor();
-    auto const drawing = Kernel::MakeCounted<Renderer::RecordedDrawing>(std::vector{step});
+    Renderer::DrawingStep filtered, unfiltered;
+    filtered.kind = Renderer::DrawingStepKind::PushFilter;
+    filtered.filter = Kernel::MakeCounted<Renderer::Filter>();
+    unfiltered.kind = Renderer::DrawingStepKind::PopFilter;
+    auto const drawing = Kernel::MakeCounted<Renderer::RecordedDrawing>(std::vector{step, filtered, unfiltered});
     return Kernel::MakeCounted<Renderer::FillDescriptor>(
         Kernel::MakeConsolidated<Renderer::PatternFill>(drawing, Kernel::SizeT<double>{8, 8}), true,
         Raster::AffineTransform::Params(), Renderer::BlendMode::Normal, false);
+}
+
+// One primitive that has every field.
+Kernel::Counted<Kernel::Serialisable> MakeFilter() {
+    Renderer::FilterPrimitive p;
+    p.kind = Renderer::FilterPrimitiveKind::Composite;
+    p.inputs = {"SourceAlpha", "SourceGraphic"};
+    p.result = "result";
+    p.left = p.top = p.width = p.height = 1;
+    p.givenSides = 15;
+    p.deviationX = p.deviationY = p.offsetX = p.offsetY = 2;
+    p.colour = Renderer::Colour::FromRGB(1, 0, 0);
+    p.blendMode = Renderer::BlendMode::Multiply;
+    p.compositeOperator = Renderer::CompositeOperator::Arithmetic;
+    p.numbers = {0, 1, 0, 0};
+    p.transfers = {{Renderer::TransferKind::Linear, {1, 0}}};
+    Renderer::FilterSettings settings;
+    settings.primitives = {p};
+    return Kernel::MakeCounted<Renderer::Filter>(settings);
 }
 
 void AddShapes(DocumentController& controller) {
@@ -59,6 +83,10 @@ void AddShapes(DocumentController& controller) {
         auto const child = ExampleDocuments::MakeEllipse({0, 0, 10, 10});
         compound->InsertChild(list, child, nullptr);
     }
+    auto const mask = Kernel::MakeCounted<MaskNode>(Renderer::MaskKind::Alpha);
+    ExampleDocuments::Append(*mask, ExampleDocuments::MakeEllipse({0, 0, 20, 20}));
+    compound->InsertChild(NodeChildListType::Masks, mask, nullptr);
+    compound->SetFilterEffects({MakeFilter()});
 }
 
 } // namespace

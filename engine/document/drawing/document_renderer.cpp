@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_renderer.h"
 
+#include "engine/document/tree/bounds.h"
+#include "platform/document/mask_node.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -35,15 +38,16 @@ public:
     }
 
 private:
-    enum class Step { Enter, EndTransform, EndClip, EndMask, EndLayer };
+    enum class Step { Enter, EndTransform, EndClip, EndMask, EndLayer, EndFilter };
     struct Item {
         Step step;
         Node const* node;
         // Only the shape counts, as of clipping content.
         bool silhouette;
         bool layered = false;
-        // Of EndMask: the clipping child whose turn it is after the one that made the mask.
-        Node const* nextClip = nullptr;
+        // Of EndMask: the clip or the mask whose turn it is after the one that was drawn.
+        Node const* next = nullptr;
+        bool wasMaskNode = false;
     };
 
     void Run(Item const& item) {
@@ -59,10 +63,17 @@ private:
             break;
         case Step::EndMask:
             m_target.EndMask();
-            ClipAndDraw(*item.node, item.nextClip, item.silhouette, item.layered);
+            if (item.wasMaskNode)
+                MaskAndDraw(*item.node, item.next, item.layered);
+            else
+                ClipAndDraw(*item.node, item.next, item.silhouette, item.layered);
             break;
         case Step::EndLayer:
             m_target.PopLayer();
+            break;
+        case Step::EndFilter:
+            m_target.PopFilter();
+            --m_openFilters;
             break;
         }
     }
@@ -107,7 +118,49 @@ private:
                               curves->GetWindingOrderMode());
             m_target.PopTransform();
         }
-        DrawContent(node, silhouette, layered);
+        if (silhouette)
+            DrawContent(node, true, layered);
+        else
+            MaskAndDraw(node, node.GetFirstChild(NodeChildListType::Masks), layered);
+    }
+
+    // What the masks, from `mask` on, draw is drawn before the content. Shapes of clips have none.
+    void MaskAndDraw(Node const& node, Node const* mask, bool layered) {
+        for (; mask != nullptr; mask = mask->GetNextSibling()) {
+            auto const* const masking = Kernel::CastPointer<MaskNode const>(mask);
+            if (masking == nullptr || !masking->IsContent())
+                continue;
+            After(Step::EndClip);
+            m_target.BeginMask(masking->GetMaskKind());
+            m_pending.push_back({Step::EndMask, &node, false, layered, mask->GetNextSibling(), true});
+            m_pending.push_back({Step::Enter, mask, false, false});
+            return;
+        }
+        if (auto const* const scene = Kernel::CastPointer<SceneNode const>(&node))
+            BeginFilters(*scene);
+        DrawContent(node, false, layered);
+    }
+
+    // The first effect is nearest to what is drawn. Filters as deep as these in others are drawn by no target.
+    void BeginFilters(SceneNode const& node) {
+        constexpr int c_deepest = 64;
+        auto const& effects = node.GetFilterEffects();
+        if (m_openFilters >= c_deepest)
+            return;
+        std::optional<Kernel::RectT<double>> box;
+        for (auto effect = effects.rbegin(); effect != effects.rend(); ++effect) {
+            auto const* const filter = Kernel::CastPointer<Renderer::Filter const>(effect->get());
+            if (filter == nullptr)
+                continue;
+            if (filter->NeedsBox() && !box)
+                box = ComputeBounds(node, {}, false);
+            auto resolved = filter->ResolveBox(box.value_or(Kernel::RectT<double>()));
+            if (!resolved)
+                continue;
+            m_target.PushFilter(std::move(resolved));
+            ++m_openFilters;
+            After(Step::EndFilter);
+        }
     }
 
     static bool LeavesSomething(CurvesNode const& clip) {
@@ -120,6 +173,9 @@ private:
     static bool NeedsLayer(SceneNode const& node) {
         if (node.GetOpacity() == 1 && node.GetBlendMode() == Renderer::BlendMode::Normal && !node.IsIsolated())
             return false;
+        // What a filter makes is one object.
+        if (!node.GetFilterEffects().empty())
+            return true;
         if (node.HasChildren(NodeChildListType::Plain) && node.DrawsChildren())
             return true;
         if (Kernel::CastPointer<RasterNode const>(&node) != nullptr)
@@ -222,6 +278,7 @@ private:
     Renderer::RenderingFilter const* m_filter;
     std::vector<Kernel::Counted<Node const>> const& m_leftOut;
     std::vector<Item> m_pending;
+    int m_openFilters = 0;
 };
 
 } // namespace

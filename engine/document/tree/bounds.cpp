@@ -3,7 +3,9 @@
 
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
+#include "platform/renderer/filter.h"
 
+#include <cmath>
 #include <optional>
 
 namespace {
@@ -11,6 +13,8 @@ namespace {
 using Params = Raster::AffineTransform::Params;
 
 constexpr int c_clipDepth = 64;
+// Filters within filters, which need the bounds below them once more each.
+constexpr int c_filterDepth = 64;
 
 Params ChildTransform(Node const& child, Params const& parentToSpread) {
     auto const* const scene = Kernel::CastPointer<TransformInterface const>(&child);
@@ -37,23 +41,47 @@ struct Frame {
     Params toSpread;
     Node const* nextChild;
     Kernel::RectT<double> bounds;
+    int filterDepth;
 };
 
+// Of what the node's filters make of what lies inside `bounds`. Both are upright in the spread: a filter of a turned
+// node has more than it needs.
+Kernel::RectT<double> FilteredBounds(Node const& node, Params const& toSpread, Kernel::RectT<double> bounds,
+                                     int clipDepth) {
+    auto const* const scene = Kernel::CastPointer<SceneNode const>(&node);
+    if (scene == nullptr || scene->GetFilterEffects().empty() || !(std::abs(toSpread.GetDeterminant()) > 1e-128))
+        return bounds;
+    std::optional<Kernel::RectT<double>> box;
+    for (auto const& effect : scene->GetFilterEffects()) {
+        auto const* const filter = Kernel::CastPointer<Renderer::Filter const>(effect.get());
+        if (filter == nullptr)
+            continue;
+        if (filter->NeedsBox() && !box)
+            box = Bounds(node, {}, false, clipDepth);
+        if (auto const resolved = filter->ResolveBox(box.value_or(Kernel::RectT<double>())))
+            bounds = toSpread.Apply(resolved->GetBounds(toSpread.GetInverse().Apply(bounds)));
+    }
+    return bounds;
+}
+
 Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth) {
-    auto const open = [&](Node const& node, Params const& toSpread) {
+    auto const open = [&](Node const& node, Params const& toSpread, int filterDepth) {
         Node const* const first = node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
-        return Frame{&node, toSpread, first, node.GetOwnBounds(toSpread, includeLines)};
+        filterDepth += node.FindState(InterfaceId::FilterEffects) == nullptr ? 0 : 1;
+        return Frame{&node, toSpread, first, node.GetOwnBounds(toSpread, includeLines), filterDepth};
     };
-    std::vector<Frame> frames{open(top, topToSpread)};
+    std::vector<Frame> frames{open(top, topToSpread, 0)};
     for (;;) {
         Frame& frame = frames.back();
         if (Node const* child = frame.nextChild) {
             frame.nextChild = child->GetNextSibling();
             auto const toSpread = ChildTransform(*child, frame.toSpread);
-            frames.push_back(open(*child, toSpread));
+            frames.push_back(open(*child, toSpread, frame.filterDepth));
             continue;
         }
         auto bounds = frame.bounds;
+        if (includeLines && frame.filterDepth <= c_filterDepth)
+            bounds = FilteredBounds(*frame.node, frame.toSpread, bounds, clipDepth);
         if (clipDepth < c_clipDepth && frame.node->HasChildren(NodeChildListType::Clipping)) {
             if (auto const clip = ClipBounds(*frame.node, frame.toSpread, clipDepth))
                 bounds = bounds.Intersected(*clip);

@@ -22,7 +22,7 @@ enum class NodeChildListType : std::uint8_t {
     Adjustments = 2,
     // The shape that text is wrapped around.
     WrapShape = 3,
-    // Pixel masks.
+    // Masks, of which those that are mask nodes are drawn with.
     Masks = 4,
     // A document's symbols, beside its spreads.
     Symbols = 5,

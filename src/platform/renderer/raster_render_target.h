@@ -69,6 +69,8 @@ protected:
     void OnEndMask() override;
     void OnPushLayer(LayerOptions const& options) override;
     void OnPopLayer() override;
+    void OnPushFilter(Kernel::Counted<Filter const> filter) override;
+    void OnPopFilter() override;
 
 private:
     friend class PictureParts;

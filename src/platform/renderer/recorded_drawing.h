@@ -16,7 +16,9 @@ enum class DrawingStepKind : std::uint32_t {
     BeginMask = 3,
     EndMask = 4,
     PushLayer = 5,
-    PopLayer = 6
+    PopLayer = 6,
+    PushFilter = 7,
+    PopFilter = 8
 };
 
 // One call to a render target. Fields that its kind does not need keep their defaults.
@@ -42,6 +44,8 @@ struct REDRAFT_ENGINE DrawingStep {
     bool isIsolated = true;
     // Of BeginMask.
     MaskKind maskKind = MaskKind::Alpha;
+    // Of PushFilter, in the space that `transform` leads from. Null changes nothing.
+    Kernel::Counted<Filter const> filter;
 
     Paint GetPaint() const;
 
@@ -61,7 +65,8 @@ struct REDRAFT_ENGINE DrawingStep {
                                  Field{"OpaL", &DrawingStep::lineOpacity},
                                  Field{"Blnd", &DrawingStep::blendMode},
                                  Field{"Isol", &DrawingStep::isIsolated},
-                                 Field{"Mask", &DrawingStep::maskKind}};
+                                 Field{"Mask", &DrawingStep::maskKind},
+                                 Field{"Filt", &DrawingStep::filter}.OnlyWhenSet()};
     }
 };
 
@@ -111,6 +116,8 @@ protected:
     void OnEndMask() override;
     void OnPushLayer(LayerOptions const& options) override;
     void OnPopLayer() override;
+    void OnPushFilter(Kernel::Counted<Filter const> filter) override;
+    void OnPopFilter() override;
 
 private:
     void Add(DrawingStepKind kind);

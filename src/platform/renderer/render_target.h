@@ -5,6 +5,7 @@
 #include "platform/geometry/winding_order_mode.h"
 #include "platform/raster/icc_manager.h"
 #include "platform/renderer/fill_descriptor.h"
+#include "platform/renderer/filter.h"
 #include "platform/renderer/line_style.h"
 
 #include <vector>
@@ -46,7 +47,8 @@ struct LayerOptions {
     friend bool operator==(LayerOptions const&, LayerOptions const&) = default;
 };
 
-enum class MaskKind { Alpha, Luminance };
+// Luminance is that of colours as they are mixed, or of the light that they stand for.
+enum class MaskKind { Alpha, Luminance, LinearLuminance };
 
 // A target of drawing. Coordinates go through the stack of current transforms to the target's own space, which is
 // pixels where the target has pixels.
@@ -97,6 +99,11 @@ public:
     void PushLayer(LayerOptions const& options);
     void PopLayer();
 
+    // What is drawn until PopFilter is shown as the filter makes it. The filter's lengths are in the current space; it
+    // must not need a box. Null shows it as it is. Targets that have no filters do too.
+    void PushFilter(Kernel::Counted<Filter const> filter);
+    void PopFilter();
+
 protected:
     // `base` maps document space to the target's space.
     explicit RenderTarget(Transform const& base = {});
@@ -120,12 +127,14 @@ protected:
     virtual void OnEndMask() = 0;
     virtual void OnPushLayer(LayerOptions const& options) = 0;
     virtual void OnPopLayer() = 0;
+    virtual void OnPushFilter(Kernel::Counted<Filter const> filter);
+    virtual void OnPopFilter();
 
     // True when nothing is open that a pop or EndMask must still end; transforms do not count.
     bool IsBalanced() const { return m_open.empty(); }
 
 private:
-    enum class Scope : unsigned char { Clip, Mask, Layer };
+    enum class Scope : unsigned char { Clip, Mask, Layer, Filter };
     void Close(Scope scope);
 
     Raster::Format m_colourFormat = Raster::FormatRGBA8;
