@@ -117,6 +117,25 @@ void PaintImporter::Apply(Element const& element, CurvesNode& node, ContextPaint
         node.SetLineBehindFill(true);
 }
 
+// SVG 2, 13.2.
+ContextPaints PaintImporter::MakeContext(Element const& use, ContextPaints const& outer) {
+    auto const make = [&](Paint const& paint) -> FillPointer {
+        switch (paint.kind) {
+        case PaintKind::Colour:
+            return MakeSolid(paint.colour);
+        case PaintKind::CurrentColour:
+            return MakeSolid(use.GetStyle().colour);
+        case PaintKind::ContextFill:
+            return outer.fill;
+        case PaintKind::ContextStroke:
+            return outer.stroke;
+        default:
+            return {};
+        }
+    };
+    return {make(use.GetStyle().fill), make(use.GetStyle().stroke), true};
+}
+
 PaintImporter::FillPointer PaintImporter::MakeFill(Element const& element, Paint const& paint, double opacity, Box& box,
                                                    ContextPaints const& context) {
     auto plain = [&](PaintKind kind) -> FillPointer {
@@ -129,8 +148,8 @@ PaintImporter::FillPointer PaintImporter::MakeFill(Element const& element, Paint
         }
         case PaintKind::ContextFill:
         case PaintKind::ContextStroke:
-            if (!context.isInMarker)
-                m_drawing.GetReport().Add("paint of the context outside of a marker", element.Describe());
+            if (!context.isKnown)
+                m_drawing.GetReport().Add("paint without a context", element.Describe());
             return kind == PaintKind::ContextFill ? context.fill : context.stroke;
         default:
             return {};

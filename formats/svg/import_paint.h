@@ -11,11 +11,13 @@
 
 namespace Formats::Svg {
 
-// The meaning of `context-fill` and `context-stroke` inside a marker: the paints of the line that has the marker.
+// The meaning of `context-fill` and `context-stroke`: the paints of the line that has the marker, or those of the
+// `use`, that they stand in.
 struct ContextPaints {
     Kernel::Counted<Renderer::FillDescriptor const> fill;
     Kernel::Counted<Renderer::FillDescriptor const> stroke;
-    bool isInMarker = false;
+    bool isKnown = false;
+    friend bool operator==(ContextPaints const&, ContextPaints const&) = default;
 };
 
 // Makes the fills and lines of nodes. Equal ones are one object.
@@ -25,6 +27,8 @@ public:
 
     // Gives a node with an outline the fill and the line of its element. Both may be none.
     void Apply(Element const& element, CurvesNode& node, ContextPaints const& context);
+    // The context that a `use` makes. Paint servers, which need the box of an object, paint nothing there.
+    ContextPaints MakeContext(Element const& use, ContextPaints const& outer);
     // The fill of clipping content: opaque, whatever the element's own fill is.
     Kernel::Counted<Renderer::FillDescriptor const> GetClipFill() { return MakeSolid({0, 0, 0, 1}); }
 

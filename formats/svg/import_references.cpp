@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 namespace Formats::Svg {
 
@@ -47,7 +48,7 @@ std::optional<std::uint64_t> GetGUIDNumber(std::string_view guid) {
 
 bool Importer::Look::operator==(Look const& other) const {
     return viewport == other.viewport && useWidth == other.useWidth && useHeight == other.useHeight &&
-           (style == other.style || *style == *other.style);
+           paints == other.paints && (style == other.style || *style == *other.style);
 }
 
 // Copies of symbols cost memory that no element of the source stands for: they count as elements that references make.
@@ -72,13 +73,16 @@ Importer::SceneNodePointer Importer::BuildInstance(Element const& use) {
         return {};
     auto& symbols = m_symbolsByTarget[target->GetNode()];
     Context const& context = target->GetContext();
-    Look look{context.style, context.viewport, std::string(context.useWidth), std::string(context.useHeight)};
+    ContextPaints const paints = m_paints.MakeContext(use, m_contextPaints);
+    Look look{context.style, context.viewport, std::string(context.useWidth), std::string(context.useHeight), paints};
     auto found =
         std::find_if(symbols.begin(), symbols.end(), [&](Symbol const& symbol) { return symbol.look == look; });
     if (found == symbols.end()) {
         // References inside the target may add to the map, so the list is looked up again afterwards.
         bool const isPlain = symbols.size() >= c_maximumLooks;
+        ContextPaints const outer = std::exchange(m_contextPaints, paints);
         auto content = Build(*target);
+        m_contextPaints = outer;
         if (isPlain) {
             if (!content)
                 return {};

@@ -39,6 +39,7 @@ private:
         std::shared_ptr<InheritedStyle const> style;
         Viewport viewport;
         std::string useWidth, useHeight;
+        ContextPaints paints;
         bool operator==(Look const& other) const;
     };
     struct Symbol {

@@ -244,7 +244,22 @@ TEST(SvgImport, PaintsOfTheContextAreToldWhereThereIsNone) {
     Imported const drawing("<rect width='1' height='1' fill='context-stroke' stroke='context-fill'/>");
     EXPECT_TRUE(drawing.GetCurves().GetBrushFillDescriptor(true) == nullptr);
     ASSERT_EQ(drawing.report.GetLines().size(), 1u);
-    EXPECT_NE(drawing.report.GetLines()[0].find("paint of the context outside of a marker: 2"), std::string::npos);
+    EXPECT_NE(drawing.report.GetLines()[0].find("paint without a context: 2"), std::string::npos);
+}
+
+TEST(SvgImport, PaintsOfAContextAreThoseOfTheUse) {
+    Imported const drawing("<defs><rect id='r' width='9' height='9' fill='context-stroke'/>"
+                           "<use id='u' href='#r' stroke='context-fill'/></defs>"
+                           "<use href='#u' fill='red'/><use href='#u' fill='lime'/>");
+    auto const fillOfUse = [&](std::size_t index) {
+        Node const* node = drawing.nodes.at(index).get();
+        while (Node const* const child = node->GetFirstChild(NodeChildListType::Plain))
+            node = child;
+        return FillOf(dynamic_cast<CurvesNode const&>(*node));
+    };
+    EXPECT_EQ(fillOfUse(0), Renderer::Colour::FromRGB(1, 0, 0));
+    EXPECT_EQ(fillOfUse(1), Renderer::Colour::FromRGB(0, 1, 0));
+    EXPECT_TRUE(drawing.report.IsEmpty());
 }
 
 TEST(SvgImport, CompositingIsAskedForByStylesAlone) {
