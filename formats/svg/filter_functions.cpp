@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/svg/filter_functions.h"
 
+#include "formats/svg/drawing.h"
 #include "formats/svg/import_paint.h"
 #include "formats/svg/keyword.h"
 
@@ -80,7 +81,7 @@ std::optional<FilterPrimitive> ParseShadow(std::string_view arguments, Element c
     shadow.offsetX = lengths[0];
     shadow.offsetY = lengths[1];
     shadow.deviationX = shadow.deviationY = lengths.size() == 3 ? lengths[2] : 0;
-    shadow.colour = ToColour(colour);
+    shadow.colour = ToColour(colour, user.GetDrawing().GetOptions().profiles);
     return shadow;
 }
 

@@ -246,7 +246,7 @@ private:
         OwnStyle const& style = element.GetOwnStyle();
         Rgba colour = style.floodIsCurrentColour ? element.GetStyle().colour : style.floodColour;
         colour.alpha *= style.floodOpacity;
-        p.colour = ToColour(colour);
+        p.colour = ToColour(colour, element.GetDrawing().GetOptions().profiles);
     }
 
     void ReadMatrix(NodeIndex node, FilterPrimitive& p) {

@@ -8,14 +8,13 @@
 
 namespace Formats::Svg {
 
-namespace {
-
-// In the document's own RGB.
 Renderer::Colour ToColour(Rgba const& colour, Raster::ICCProfileSet const& profiles) {
     auto const srgb = Renderer::Colour::FromRGB(static_cast<float>(colour.red), static_cast<float>(colour.green),
                                                 static_cast<float>(colour.blue), static_cast<float>(colour.alpha));
     return Renderer::ConvertColour(srgb, {}, Renderer::ColourFormat::RGB, profiles);
 }
+
+namespace {
 
 std::vector<Renderer::GradientStop> ToStops(Gradient const& gradient, double opacity,
                                             Raster::ICCProfileSet const& profiles) {

@@ -58,4 +58,7 @@ private:
         m_lines;
 };
 
+// A colour of a drawing in the document's own RGB.
+Renderer::Colour ToColour(Rgba const& colour, Raster::ICCProfileSet const& profiles);
+
 } // namespace Formats::Svg
