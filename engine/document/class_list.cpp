@@ -142,13 +142,13 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
            CommandAndSetSelectionCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
            DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
-           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode, ShapeNode,
-           PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape,
-           StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot,
-           BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState,
-           TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState,
-           TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState,
-           ContourState, DataMergeState, GeometryModifierState> const c_registered;
+           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode,
+           ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape,
+           EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState,
+           TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState,
+           TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
+           PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
+           BaselineGridState, ContourState, DataMergeState, GeometryModifierState> const c_registered;
 
 } // namespace
 
