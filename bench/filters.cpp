@@ -50,8 +50,8 @@ void DrawShapes(RenderTarget& target) {
         Paint paint;
         paint.mainFill = FillDescriptorConst(Colour::FromRGB(
             static_cast<float>(number(0, 1)), static_cast<float>(number(0, 1)), static_cast<float>(number(0, 1))));
-        auto const star = Geometry::MakeStar({number(0, c_side), number(0, c_side)}, number(50, 300), number(20, 50), 7,
-                                             number(0, 6));
+        auto star = Geometry::MakeStar({number(0, c_side), number(0, c_side)}, number(50, 300), number(20, 50), 7,
+                                       number(0, 6));
         target.DrawCurves(MakeCounted<PolyCurveDbl>(star), paint, WindingOrderMode::NonZero);
     }
 }
