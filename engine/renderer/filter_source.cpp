@@ -18,6 +18,8 @@ namespace {
 
 constexpr double c_maximumReach = 512;
 constexpr double c_maximumSampledPixels = 1 << 22;
+// Of all results together that one part of a filter's result is made of.
+constexpr double c_maximumNeededPixels = 1 << 24;
 constexpr int c_blockWidth = 1024;
 constexpr int c_smallestBlockRows = 64, c_largestBlockRows = 1024;
 // Pixels of the blocks that all filters of a picture keep together, about.
@@ -34,6 +36,19 @@ bool IsUpright(Transform const& t) {
     auto const& m = t.GetParams();
     double const along = std::fabs(m.a) + std::fabs(m.d), across = std::fabs(m.b) + std::fabs(m.c);
     return across <= along * c_rounding || along <= across * c_rounding;
+}
+
+// The pixels of all results together that a rectangle of the last one is made of, where there is content everywhere.
+double CountNeeds(FilterGraph const& graph, RectInt const& wanted) {
+    double pixels = 0;
+    for (RectInt const& need : graph.FindNeeds(wanted, graph.FindBounds(graph.GetRegion())))
+        pixels += static_cast<double>(need.GetWidth()) * need.GetHeight();
+    return pixels;
+}
+
+// A block at the corner of a rectangle.
+RectInt CornerBlock(RectInt const& r, int rows) {
+    return {r.left, r.top, std::min(r.right, r.left + c_blockWidth), std::min(r.bottom, r.top + rows)};
 }
 
 int FloorDivide(int value, int by) { return value >= 0 ? value / by : -((-value + by - 1) / by); }
@@ -300,7 +315,13 @@ FilterRecording::~FilterRecording() = default;
 
 void FilterRecording::ChooseGrid(Filter const& filter, FilterPlace const& place) {
     m_filterToGrid = place.toPixels;
-    m_isSampled = !IsUpright(place.toPixels) || FilterGraph(filter, place.toPixels).GetReach() > c_maximumReach;
+    m_isSampled = !IsUpright(place.toPixels);
+    if (!m_isSampled) {
+        FilterGraph const graph(filter, place.toPixels);
+        RectInt const seen = TouchedPixels(graph.GetRegion()).Intersected(m_picture);
+        m_isSampled = graph.GetReach() > c_maximumReach ||
+                      CountNeeds(graph, CornerBlock(seen, c_smallestBlockRows)) > c_maximumNeededPixels;
+    }
     if (!m_isSampled)
         return;
     auto const& m = place.toPixels.GetParams();
@@ -315,7 +336,10 @@ void FilterRecording::ChooseGrid(Filter const& filter, FilterPlace const& place)
         double pixels = 0;
         for (RectInt const& need : needs)
             pixels = std::max(pixels, static_cast<double>(need.GetWidth()) * need.GetHeight());
-        if (pixels <= c_maximumSampledPixels && graph.GetReach() <= c_maximumReach)
+        double const all = std::accumulate(needs.begin(), needs.end(), 0.0, [](double sum, RectInt const& need) {
+            return sum + static_cast<double>(need.GetWidth()) * need.GetHeight();
+        });
+        if (pixels <= c_maximumSampledPixels && all <= c_maximumNeededPixels && graph.GetReach() <= c_maximumReach)
             break;
         scaleX *= 0.75;
         scaleY *= 0.75;

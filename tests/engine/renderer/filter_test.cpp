@@ -306,6 +306,22 @@ TEST(Filter, ManyPrimitivesAndDeepFiltersAreLimited) {
     EXPECT_EQ(pixels.Alpha(18, 15), 1);
 }
 
+TEST(Filter, ManyResultsThatAreKeptTogetherAreCoarser) {
+    std::vector<FilterPrimitive> primitives;
+    auto merge = Primitive(FilterPrimitiveKind::Merge);
+    for (int i = 0; i != 120; ++i) {
+        auto flood = Flood(Colour::FromRGB(0, 1, 0));
+        flood.result = Kernel::String("r" + std::to_string(i));
+        merge.inputs.push_back(flood.result);
+        primitives.push_back(flood);
+    }
+    primitives.push_back(merge);
+    primitives.push_back(Blur(120, 120));
+    RasterRenderTarget target(Size(3000, 64));
+    DrawFiltered(target, Make(primitives, {-1e6, -1e6, 1e6, 1e6}), Rectangle(0, 0, 10, 10));
+    EXPECT_EQ(Pixels(target).Get(1500, 30), (std::array<float, 4>{0, 1, 0, 1}));
+}
+
 TEST(Filter, ClipsMasksAndLayersWorkInsideAndAround) {
     RasterRenderTarget target(Size(200, 200));
     target.PushLayer({0.5, BlendMode::Normal, true});
