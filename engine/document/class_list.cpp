@@ -2,6 +2,7 @@
 // Every persisted class of the document model, with its tag. Tags and versions are the stored format's key.
 
 #include "platform/document/add_child_nodes_command.h"
+#include "platform/document/artboard.h"
 #include "platform/document/change_text_wrap_command.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
@@ -13,6 +14,7 @@
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/document/selection_commands.h"
 #include "platform/document/text_nodes.h"
+#include "platform/document/transform_command.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
@@ -29,7 +31,7 @@ Kernel::ClassProperties const* Register(Kernel::ClassUID tag, Kernel::ClassPrope
         Entry(Kernel::ClassUID uid, Kernel::ClassProperties const* parent)
             : properties(uid, MakeFactory(), 1, nullptr, parent, Kernel::TypeName<T>().data()), init(&properties) {
             // States are shared by the nodes and the snapshots that have them.
-            if constexpr (std::is_base_of_v<InterfaceState, T>)
+            if constexpr (std::is_base_of_v<InterfaceState, T> || std::is_same_v<T, DrawingScale>)
                 value.emplace(&properties);
         }
         static Kernel::ClassProperties::Factory MakeFactory() {
@@ -68,6 +70,7 @@ Properties AddChildNodesCommand::GetTypeClassProperties()  { return Register<Add
 Properties ChangeTextWrapCommand::GetTypeClassProperties() { return Register<ChangeTextWrapCommand>("ChTW", SelectionCommandBase::GetTypeClassProperties()); }
 Properties SetCurrentSelectionCommand::GetTypeClassProperties() { return Register<SetCurrentSelectionCommand>("StCS", DocumentCommand::GetTypeClassProperties()); }
 Properties CommandAndSetSelectionCommand::GetTypeClassProperties() { return Register<CommandAndSetSelectionCommand>("CmSS", CompoundCommand::GetTypeClassProperties()); }
+Properties TransformCommand::GetTypeClassProperties()      { return Register<TransformCommand>("TrfC", SelectionCommandBase::GetTypeClassProperties()); }
 Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
 Properties History::GetTypeClassProperties()               { return Register<History>("Hist"); }
 Properties HistoryEntry::GetTypeClassProperties()          { return Register<HistoryEntry>("HisE"); }
@@ -95,6 +98,9 @@ Properties SelectionRasterNode::GetTypeClassProperties()   { return Register<Sel
 Properties ImageNode::GetTypeClassProperties()             { return Register<ImageNode>("NImg"); }
 Properties FrameTextNode::GetTypeClassProperties()         { return Register<FrameTextNode>("NFTx"); }
 Properties ArtTextNode::GetTypeClassProperties()           { return Register<ArtTextNode>("NATx"); }
+Properties ArtboardNode::GetTypeClassProperties()          { return Register<ArtboardNode>("NArt"); }
+Properties ArtboardProperties::GetTypeClassProperties()    { return Register<ArtboardProperties>("ArtP"); }
+Properties DrawingScale::GetTypeClassProperties()          { return Register<DrawingScale>("DrwS"); }
 
 Properties RectangleShape::GetTypeClassProperties()        { return Register<RectangleShape>("ShRc"); }
 Properties EllipseShape::GetTypeClassProperties()          { return Register<EllipseShape>("ShEl"); }
@@ -126,6 +132,9 @@ Properties BaselineGridState::GetTypeClassProperties()     { return Register<Bas
 Properties ContourState::GetTypeClassProperties()          { return Register<ContourState>("StCo"); }
 Properties DataMergeState::GetTypeClassProperties()        { return Register<DataMergeState>("StDM"); }
 Properties GeometryModifierState::GetTypeClassProperties() { return Register<GeometryModifierState>("StGM"); }
+Properties ArtboardState::GetTypeClassProperties()         { return Register<ArtboardState>("StAb"); }
+Properties MarginsState::GetTypeClassProperties()          { return Register<MarginsState>("StMg"); }
+Properties GridsAndGuidesState::GetTypeClassProperties()   { return Register<GridsAndGuidesState>("StGG"); }
 // clang-format on
 
 namespace {
@@ -149,6 +158,16 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
            PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
            BaselineGridState, ContourState, DataMergeState, GeometryModifierState> const c_registered;
+           CommandAndSetSelectionCommand, TransformCommand, Macro, History, HistoryEntry, DocumentDefaults,
+           PageManagementOptions, DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection,
+           FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode,
+           CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode,
+           RectangleShape, EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState,
+           TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState,
+           TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
+           PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
+           BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties,
+           DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
 
 } // namespace
 

@@ -3,6 +3,8 @@
 
 #include "engine/document/tree/bounds.h"
 #include "platform/document/mask_node.h"
+#include "platform/document/artboard.h"
+#include "platform/document/node_spaces.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -204,7 +206,7 @@ private:
             if (auto const contents = box->GetBoxContents(); contents && contents->GetParent() == nullptr)
                 m_pending.push_back({Step::Enter, contents.get(), silhouette, false});
         }
-        if (!node.DrawsChildren())
+        if (!node.DrawsChildren() || (node.IsArtboard() && !OpenArtboard(node, silhouette, opacity, blendMode)))
             return;
         for (Node const* child = node.GetLastChild(NodeChildListType::Plain); child != nullptr;
              child = child->GetPreviousSibling())
@@ -218,6 +220,33 @@ private:
         bool const isReduced = m_target.GetTransform().GetUniformScale() < 1;
         m_target.DrawBitmap(std::move(bitmap), {}, opacity, blendMode,
                             isReduced ? m_content.reducing : m_content.enlarging);
+    }
+
+    // Paints the box of an artboard and clips to it all that is drawn until the children have been. False where nothing
+    // of the artboard shows. Margins and guides are not printed.
+    bool OpenArtboard(Node const& node, bool silhouette, double opacity, Renderer::BlendMode blendMode) {
+        auto const& artboard = static_cast<ArtboardNode const&>(node);
+        auto const box = artboard.GetArtboardBox();
+        if (!artboard.IsArtboardEnabled())
+            return true;
+        bool const isFinite =
+            std::isfinite(box.left) && std::isfinite(box.top) && std::isfinite(box.right) && std::isfinite(box.bottom);
+        if (!isFinite || box.IsEmpty())
+            return false;
+        auto const outline = Kernel::MakeCounted<Geometry::PolyCurveDbl>(box);
+        auto const fill = m_content.fills && !silhouette ? artboard.GetBrushFillDescriptor(true) : nullptr;
+        if (fill && !fill->IsFillNone()) {
+            Renderer::Paint paint;
+            paint.opacity = {opacity, opacity};
+            paint.blendMode = blendMode;
+            paint.mainFill = *fill;
+            m_target.DrawCurves(outline, paint, Geometry::WindingOrderMode::NonZero);
+        }
+        if (m_content.clips) {
+            m_target.PushClip(outline, Geometry::WindingOrderMode::NonZero);
+            After(Step::EndClip);
+        }
+        return true;
     }
 
     void DrawCurves(CurvesNode const& node, bool silhouette, double opacity, Renderer::BlendMode blendMode) {
@@ -295,10 +324,7 @@ void DocumentRenderer::DrawTree(Node const& node) {
 }
 
 void DocumentRenderer::DrawNode(Node const& node) {
-    Params toSpread;
-    if (auto const* scene = Kernel::CastPointer<SceneNode const>(&node))
-        toSpread = scene->GetBaseToSpreadTransform() * scene->GetMatrix().GetInverse();
-    m_target->PushTransform(Geometry::Transform(toSpread));
+    m_target->PushTransform(Geometry::Transform(NodeSpaces(node).GetParentToSpreadTransform()));
     DrawTree(node);
     m_target->PopTransform();
 }

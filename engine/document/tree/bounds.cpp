@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/tree/bounds.h"
 
-#include "platform/document/nodes.h"
+#include "platform/document/artboard.h"
 #include "platform/kernel/cast.h"
 #include "platform/renderer/filter.h"
 
@@ -86,6 +86,9 @@ Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool in
             if (auto const clip = ClipBounds(*frame.node, frame.toSpread, clipDepth))
                 bounds = bounds.Intersected(*clip);
         }
+        // An artboard clips to its own box; one that is no more than a group has no bounds of its own.
+        if (frame.node->IsArtboard() && static_cast<ArtboardNode const*>(frame.node)->IsArtboardEnabled())
+            bounds = bounds.Intersected(frame.node->GetOwnBounds(frame.toSpread, includeLines));
         frames.pop_back();
         if (frames.empty())
             return bounds;

@@ -56,6 +56,13 @@ bool AreComplete(T const& object, Kernel::InSerialiser const& in) {
     return complete;
 }
 
+// A class whose fields hold commands deeper inside has an operation AppendInnerCommands(List&) const, and looks for
+// missing ones itself when it is loaded.
+template <class T>
+concept AppendsThem = requires(T const& object, InnerCommands::List& found) {
+    object.AppendInnerCommands(found);
+};
+
 // Whether T's own fields hold commands.
 template <class T, class Base>
 constexpr bool HasAny() {
@@ -70,7 +77,9 @@ constexpr bool HasAny() {
 // Whether fields of T or of its bases hold commands.
 template <class T>
 constexpr bool HasAnyInChain() {
-    if constexpr (requires { typename T::FieldBase; })
+    if constexpr (AppendsThem<T>)
+        return true;
+    else if constexpr (requires { typename T::FieldBase; })
         return HasAny<T, typename T::FieldBase>() || HasAnyInChain<typename T::FieldBase>();
     else
         return false;
@@ -79,7 +88,9 @@ constexpr bool HasAnyInChain() {
 // Those that fields of T and of its bases hold.
 template <class T>
 void Append(T const& object, InnerCommands::List& found) {
-    if constexpr (requires { typename T::FieldBase; }) {
+    if constexpr (AppendsThem<T>) {
+        object.AppendInnerCommands(found);
+    } else if constexpr (requires { typename T::FieldBase; }) {
         ForEachField<T, typename T::FieldBase>([&]<class F>(F const& field) {
             if constexpr (c_holdsOne<MemberType<F>>) {
                 if (auto const& command = object.*field.GetMember())

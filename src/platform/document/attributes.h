@@ -42,6 +42,9 @@ enum class InterfaceId : std::uint8_t {
     Contour,
     DataMerge,
     GeometryModifier,
+    Artboard,
+    Margins,
+    GridsAndGuides,
     Count
 };
 

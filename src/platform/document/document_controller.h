@@ -54,6 +54,8 @@ public:
     Kernel::JailCounted<DocumentNode> const& GetDocument() const { return m_document; }
     Kernel::JailCounted<SpreadNode> GetCurrentSpread() const;
     void SetCurrentSpread(Kernel::JailCounted<SpreadNode> spread);
+    // Of the enabled artboards of the current spread.
+    int GetArtboardCount() const;
     Kernel::Counted<Selection const> GetCurrentSelection() const { return m_selection; }
     // Pixel format and colour profiles of the document.
     Raster::Format GetFormat() const { return m_document->GetFormat(); }

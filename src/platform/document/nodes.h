@@ -262,6 +262,8 @@ private:
     Kernel::RectT<double> m_box;
 };
 
+class ArtboardInterface;
+
 // A spread: pages side by side, in list Pages, and what is drawn on them, in list Plain. Its space is the domain.
 class REDRAFT_ENGINE SpreadNode final : public Node, public BaseBoxInterface {
 public:
@@ -270,6 +272,8 @@ public:
     Kernel::RectT<double> GetBaseBox(bool includeBleed) const override;
     void SetBaseBox(Kernel::RectT<double> box);
     void AddPage(Kernel::Counted<PageNode> page);
+    // The enabled artboards among the plain children, in their order; empty beyond their number.
+    Kernel::Counted<ArtboardInterface> GetArtboardAtIndex(int index) const;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();

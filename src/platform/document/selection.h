@@ -72,6 +72,7 @@ public:
     // True when all nodes lie on one spread.
     bool AllSameSpread() const;
     bool Contains(Kernel::NonCounted<Selectable const> selectable) const;
+    bool ContainsItem(Kernel::NonCounted<Selectable const> selectable) const { return Contains(selectable); }
     // The same objects in the same order.
     bool IsEqualTo(Selection const& other) const;
 
