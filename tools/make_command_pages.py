@@ -60,7 +60,8 @@ SAMPLES = {"boolean": "true", "integer": "1", "number": "0.5", "text": "Overview
            "point": "100,100", "rectangle": "20,20,220,170", "transform": "1,0,20,0,1,10", "path": "M0 0 C10 30 20 30 30 0",
            "picture": "photo.png", "plug-in": "squareblur", "numbers": "3,2"}
 # Of records, by the parameter's name.
-RECORDS = {"line": '{"weight":4,"dash":[3,2],"endHead":"arrow"}'}
+RECORDS = {"line": '{"weight":4,"dash":[3,2],"endHead":"arrow"}',
+           "changes": '{"size":"130x170"}'}
 
 
 def choose_call(command, symbol):

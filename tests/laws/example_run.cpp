@@ -8,8 +8,10 @@
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_commands.h"
+#include "platform/document/transform_command.h"
 #include "platform/kernel/type_name.h"
 #include "shapes/fill_holes_command.h"
+#include "tests/examples/scenes/artboard_documents.h"
 #include "tests/examples/scenes/example_documents.h"
 #include "tests/examples/scenes/line_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
@@ -153,8 +155,22 @@ std::vector<CommandExample> StructureExamples() {
     };
 }
 
+CommandExample TransformExample(Raster::AffineTransform::Params const& transform, bool inOwnSpace, bool withoutContent,
+                                bool isFrameTextScale, void (*prepare)(DocumentController&)) {
+    return {"TransformCommand", prepare, [=](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+                auto command = Kernel::MakeCounted<TransformCommand>(transform, inOwnSpace, true, withoutContent,
+                                                                     Kernel::Counted<Selection const>());
+                command->SetIsFrameTextScale(isFrameTextScale);
+                return command;
+            }};
+}
+
 std::vector<CommandExample> EngineExamples() {
     return {
+        TransformExample({1.5, 0, 7, 0, 1.2, -3}, true, false, true, ExampleDocuments::Artboards),
+        TransformExample({1.5, 0, 7, 0, 1.2, -3}, true, true, false, ExampleDocuments::Artboards),
+        TransformExample({0.8, -0.6, 7, 0.6, 0.8, -3}, false, true, false, ExampleDocuments::NestedGroups),
+        TransformExample({1.5, 0, 0, 0, 0, 0}, false, false, false, ExampleDocuments::NestedGroups),
         {"DetachSymbolCommand",
          ExampleDocuments::SymbolWithInstances,
          [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {

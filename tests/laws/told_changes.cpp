@@ -2,6 +2,7 @@
 #include "tests/laws/told_changes.h"
 
 #include "frame/contract/notifications.h"
+#include "platform/document/artboard.h"
 #include "platform/document/document_renderer.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
@@ -348,6 +349,11 @@ private:
         auto const& before = m_operation.before;
         auto const& after = m_operation.after;
         RequireFor<GuidesChangedNotification>(before.guides != after.guides, "the colour of guides");
+        for (auto const& [id, properties] : before.artboardProperties) {
+            auto const found = after.artboardProperties.find(id);
+            bool const isOther = found != after.artboardProperties.end() && !SameStates(properties, found->second, {});
+            RequireFor<GuidesChangedNotification>(isOther, "the margins or guides of an artboard");
+        }
         RequireFor<UIColoursChangedNotification>(
             before.guides != after.guides || before.defaultGuides != after.defaultGuides, "a colour of the interface");
         RequireFor<ReflowPagesSettingChangedNotification>(before.reflows != after.reflows, "the flow of pages");
@@ -417,6 +423,8 @@ ShownDocument::ShownDocument(DocumentController& controller)
         shown.states = node.GetAttributes();
         if (auto const* place = Kernel::CastPointer<TransformInterface const>(&node))
             shown.matrix = place->GetMatrix();
+        if (auto const* artboard = Kernel::CastPointer<ArtboardNode const>(&node))
+            artboardProperties.emplace(node.GetId(), artboard->GetArtboardProperties()->GetAttributes());
         if (auto const* page = Kernel::CastPointer<PageNode const>(&node))
             shown.box = page->GetBaseBox(true);
         if (auto const* text = Kernel::CastPointer<TextNode const>(&node)) {
@@ -436,6 +444,12 @@ ShownDocument::ShownDocument(DocumentController& controller)
         if (auto const* spread = node.GetSpread(); spread != nullptr && spread != &node) {
             shown.spread = spread->GetId();
             shown.bounds = node.GetBounds(true);
+            // An artboard shows of its content what lies in its box.
+            for (Node const* up = node.GetParent(); up != nullptr; up = up->GetParent()) {
+                auto const* const artboard = Kernel::CastPointer<ArtboardNode const>(up);
+                if (artboard != nullptr && artboard->IsArtboardEnabled())
+                    shown.bounds = shown.bounds.Intersected(up->GetOwnBounds(up->GetBaseToSpreadTransform(), true));
+            }
         }
         nodes.emplace(node.GetId(), std::move(shown));
     });

@@ -48,6 +48,7 @@ public:
 
     std::map<NodeId, Shown> nodes;
     std::map<NodeId, Picture> pictures;
+    std::map<NodeId, AttributeTable> artboardProperties;
     Kernel::Counted<Selection const> selection;
     std::vector<NodeId> symbols;
     std::vector<ViewPointData> viewPoints;

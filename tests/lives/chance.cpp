@@ -82,6 +82,16 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
         return props.picture;
     if (info.type == "plug-in")
         return props.plugins.empty() ? std::string("none") : random.Of(props.plugins);
+    if (info.type == "size")
+        return Number(random, 10, 500) + "x" + Number(random, 10, 500);
+    if (info.type == "ratio")
+        return "1:" + Number(random, 1, 200);
+    // Margins come back from another size by arithmetic, which is not exact: lives leave them as they are.
+    if (info.type == "edges")
+        return "unchanged";
+    if (info.type == "record" && info.name == "changes")
+        return "'{\"size\":\"" + Number(random, 10, 500) + "x" + Number(random, 10, 500) + "\",\"anchor\":\"" +
+               random.Of<std::string>({"scale-content", "top-left", "right", "centre", "leave-content"}) + "\"}'";
     if (info.type == "record" && info.name == "line")
         return "'{\"weight\":" + Number(random, 0, 12) + ",\"dash\":[" + random.Of<std::string>({"", "3,1", "0,2"}) +
                "],\"startHead\":\"" + random.Of<std::string>({"none", "arrow", "circle"}) +
@@ -195,7 +205,7 @@ void MakeStart(Random& random, Props const& props, std::string const& path) {
              count != 0; --count) {
             // A loaded history may leave more than undo did before, and then no known state comes back.
             auto const& example = random.Of(examples);
-            if (example.keptAfterReload.empty())
+            if (example.keptAfterReload.empty() && !example.keptInDocument)
                 example.prepare(*controller);
         }
     }
