@@ -5,6 +5,7 @@
 #include "platform/document/spread_index.h"
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
+#include "platform/kernel/edge_offsets.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/raster/filter_plugin.h"
 #include "shell/failure.h"
@@ -177,6 +178,40 @@ constexpr auto c_formatBool = [](bool value) { return value ? "true" : "false"; 
 constexpr auto c_formatInt = [](int value) { return std::to_string(value); };
 constexpr auto c_formatText = [](Kernel::String const& value) { return value.ToStdString(); };
 
+Kernel::EdgeOffsetsT<double> ParseEdges(std::string const& text) {
+    auto const terms = SplitTerms(text);
+    if (terms.size() != 4)
+        throw ValueError("needs left,top,right,bottom, not " + Quote(text));
+    return {ParseNumber(terms[0]), ParseNumber(terms[1]), ParseNumber(terms[2]), ParseNumber(terms[3])};
+}
+
+// As "1:50".
+Kernel::PointT<double> ParseRatio(std::string const& text) {
+    auto const colon = text.find(':');
+    if (colon == text.npos)
+        throw ValueError("needs DRAWN:REAL, as 1:50, not " + Quote(text));
+    return {ParseNumber(text.substr(0, colon)), ParseNumber(text.substr(colon + 1))};
+}
+
+// A value that may be left as it is. None of these prints another default.
+template <class T, auto parse>
+ValueKind OptionalKind(char const* name, char const* notation) {
+    static constexpr std::string_view c_unchanged = "unchanged";
+    return {typeid(std::optional<T>), name, notation,
+            [](std::string const& text, ValueContext const& context) -> std::any {
+                if (text == c_unchanged)
+                    return std::optional<T>();
+                if constexpr (requires { parse(text, context); })
+                    return std::optional<T>(parse(text, context));
+                else
+                    return std::optional<T>(parse(text));
+            },
+            [](std::any const&) { return std::string(c_unchanged); }};
+}
+
+constexpr char c_colourNotation[] = "a name of CSS such as tomato, #rgb, #rrggbb[aa], rgb(r,g,b), cmyk(c,m,y,k), "
+                                    "lab(l,a,b), grey(g), or none";
+
 std::vector<ValueKind> const& GetKinds() {
     static std::vector<ValueKind> const s_kinds{
         Kind<bool, &ParseBool, c_formatBool>("boolean", "true or false"),
@@ -188,8 +223,12 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<Kernel::RectT<double>, &ParseRectangle>("rectangle", "left,top,right,bottom"),
         Kind<Raster::AffineTransform::Params, &ParseTransform>("transform", "a,b,tx,c,d,ty"),
         // As a solid fill.
-        Kind<Fill, &ParseFill>("colour", "a name of CSS such as tomato, #rgb, #rrggbb[aa], rgb(r,g,b), cmyk(c,m,y,k), "
-                                         "lab(l,a,b), grey(g), or none"),
+        Kind<Fill, &ParseFill>("colour", c_colourNotation),
+        OptionalKind<Fill, &ParseFill>("colour", c_colourNotation),
+        OptionalKind<bool, &ParseBool>("boolean", "true or false"),
+        OptionalKind<Kernel::SizeT<double>, &ParseSize>("size", "WxH, or with mm, cm, in or pt behind"),
+        OptionalKind<Kernel::EdgeOffsetsT<double>, &ParseEdges>("edges", "left,top,right,bottom"),
+        OptionalKind<Kernel::PointT<double>, &ParseRatio>("ratio", "DRAWN:REAL, as 1:50"),
         Kind<Curve, &ParseCurve>("path", "SVG path data of one contour, or @FILE"),
         Kind<Bitmap, &ParseBitmap>("picture", "a PNG, JPEG or TIFF file"),
         Kind<Plugin, &ParsePlugin>("plug-in", "the name of an installed filter, or NAME:PARAMETER=VALUE,..."),

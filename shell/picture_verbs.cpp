@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "shell/artboards.h"
 #include "shell/export.h"
 #include "shell/history_walk.h"
 #include "shell/selector.h"
@@ -73,6 +74,8 @@ ExitStatus RunRender(Session& session, Arguments const& arguments) {
     Formats::ExportOptions options;
     options.spread = spread;
     options.scale = scale;
+    if (auto const artboard = arguments.Find("--artboard"))
+        options.nodes = {ParseOption("--artboard", [&] { return FindArtboard(*spread, *artboard); })};
     WriteExport(session, document, path, Formats::ExportFormat::Png, options);
     AnswerFile(session, path);
     return ExitStatus::Done;

@@ -3,6 +3,7 @@
 #include "shell/values.h"
 #include "shell/verbs.h"
 
+#include "platform/document/artboard.h"
 #include "platform/document/text_nodes.h"
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
@@ -85,6 +86,9 @@ private:
         for (Node* child = node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
              child != nullptr; child = child->GetNextSibling())
             bounds = bounds.United(m_bounds[child]);
+        auto const* const artboard = CastPointer<ArtboardNode const>(&node);
+        if (artboard != nullptr && artboard->IsArtboardEnabled())
+            bounds = bounds.Intersected(node.GetOwnBounds(node.GetBaseToSpreadTransform(), true));
         if (!node.HasChildren(NodeChildListType::Clipping))
             return;
         Rect clip;
@@ -139,6 +143,31 @@ void WriteCurves(JsonWriter& json, CurvesNode const& node) {
         json.Member("curves", path);
 }
 
+void WriteNumbers(JsonWriter& json, std::string_view name, std::vector<double> const& numbers) {
+    json.Key(name).BeginArray();
+    for (double const number : numbers)
+        json.Value(number);
+    json.EndArray();
+}
+
+// The box is in the artboard's own space; its bounds are that on the spread.
+void WriteArtboard(JsonWriter& json, ArtboardNode const& artboard) {
+    json.Member("box", artboard.GetArtboardBox());
+    if (!artboard.IsArtboardEnabled())
+        json.Member("enabled", false);
+    if (auto const fill = artboard.GetBrushFillDescriptor(false)) {
+        json.Key("fill");
+        WriteFill(json, *fill);
+    }
+    auto const properties = artboard.GetArtboardProperties();
+    if (auto const margins = properties->GetMargins(); !margins.IsUnset())
+        WriteNumbers(json, "margins", {margins.left, margins.top, margins.right, margins.bottom});
+    for (int axis = 0; axis != 2; ++axis) {
+        if (auto const& guides = properties->GetGuidesPixels96(axis); !guides.empty())
+            WriteNumbers(json, axis == 0 ? "uprightGuides" : "lyingGuides", guides);
+    }
+}
+
 void WriteMembers(JsonWriter& json, Node const& node, bool isTop, AllBounds const& bounds) {
     json.Member("id", node.GetId());
     json.Member("type", node.GetTypeName());
@@ -157,6 +186,8 @@ void WriteMembers(JsonWriter& json, Node const& node, bool isTop, AllBounds cons
     json.Member("opacity", scene->GetOpacity());
     if (auto const* curves = CastPointer<CurvesNode const>(&node))
         WriteCurves(json, *curves);
+    if (auto const* artboard = CastPointer<ArtboardNode const>(&node))
+        WriteArtboard(json, *artboard);
     // The text that the node shows: of linked frames each its part.
     if (auto const* text = CastPointer<TextNode const>(&node))
         json.Member("text", text->GetStory()->GetString(text->MakeComposedText()->GetRange()).view());

@@ -71,7 +71,8 @@ std::any ParseRecordValue(RecordCard const& card, std::string const& text, Value
             continue;
         }
         auto const type = GetTypeName(member);
-        bool const isText = type == "text" || type == "name" || type == "names";
+        constexpr std::string_view c_textTypes[] = {"text", "name", "names", "colour", "size", "ratio"};
+        bool const isText = std::find(std::begin(c_textTypes), std::end(c_textTypes), type) != std::end(c_textTypes);
         if (isText != found->is_string())
             throw ValueError("has no " + std::string(GetTypeName(member)) + " as " + std::string(member.name));
         try {
