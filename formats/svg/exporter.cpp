@@ -2,6 +2,7 @@
 #include "formats/svg/exporter.h"
 #include "formats/svg/transform.h"
 
+#include "platform/document/artboard.h"
 #include "platform/document/document_renderer.h"
 #include "platform/document/mask_node.h"
 #include "platform/document/text_nodes.h"
@@ -186,6 +187,13 @@ void Exporter::Write(Step top) {
             continue;
         }
         FollowWork();
+        if (auto const* const artboard = AsPage(*step.node)) {
+            if (OpenArtboard(*artboard, step))
+                pending.push_back({nullptr, "g", std::nullopt, {}});
+            pending.push_back({nullptr, "svg", std::nullopt, {}});
+            PushChildren(*step.node, pending);
+            continue;
+        }
         WriteNode(step);
         bool const isOpen = Kernel::CastPointer<CurvesNode const>(step.node) == nullptr &&
                             Kernel::CastPointer<TextNode const>(step.node) == nullptr &&
@@ -199,10 +207,57 @@ void Exporter::Write(Step top) {
             if (auto const contents = box->GetBoxContents(); contents && contents->GetParent() == nullptr)
                 pending.push_back({contents.get(), {}, std::nullopt, {}});
         }
-        for (Node const* child = step.node->GetLastChild(NodeChildListType::Plain); child != nullptr;
-             child = child->GetPreviousSibling())
-            pending.push_back({child, {}, std::nullopt, {}});
+        PushChildren(*step.node, pending);
     }
+}
+
+void Exporter::PushChildren(Node const& node, std::vector<Step>& pending) {
+    for (Node const* child = node.GetLastChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetPreviousSibling())
+        pending.push_back({child, {}, std::nullopt, {}});
+}
+
+// An artboard that clips its content to a box that can be written.
+ArtboardNode const* Exporter::AsPage(Node const& node) {
+    auto const* const artboard = Kernel::CastPointer<ArtboardNode const>(&node);
+    if (artboard == nullptr || !artboard->IsArtboardEnabled())
+        return nullptr;
+    auto const box = artboard->GetArtboardBox();
+    bool const isFinite =
+        std::isfinite(box.left) && std::isfinite(box.top) && std::isfinite(box.right) && std::isfinite(box.bottom);
+    return isFinite && !box.IsEmpty() ? artboard : nullptr;
+}
+
+bool Exporter::OpenArtboard(ArtboardNode const& artboard, Step const& step) {
+    CountUnsupported(artboard);
+    auto const box = artboard.GetArtboardBox();
+    Matrix const matrix = step.matrix.value_or(artboard.GetMatrix());
+    // An `svg` element has a place, and no other transform.
+    bool const isMoved = matrix == Matrix{1, 0, matrix.tx, 0, 1, matrix.ty};
+    if (!isMoved) {
+        m_out.Open("g");
+        if (IsFinite(matrix))
+            m_out.Attribute("transform", matrix);
+        m_out.EndStart();
+    }
+    m_out.Open("svg");
+    m_out.Attribute("x", box.left + (isMoved ? matrix.tx : 0));
+    m_out.Attribute("y", box.top + (isMoved ? matrix.ty : 0));
+    m_out.Attribute("width", box.GetWidth());
+    m_out.Attribute("height", box.GetHeight());
+    m_out.Attribute("viewBox", FormatNumber(box.left) + ' ' + FormatNumber(box.top) + ' ' +
+                                   FormatNumber(box.GetWidth()) + ' ' + FormatNumber(box.GetHeight()));
+    WriteCommon(artboard, {&artboard, {}, Matrix{}, step.id});
+    m_out.EndStart();
+    WriteTitle(m_out, artboard, FindId(artboard, step));
+    if (auto const fill = artboard.GetBrushFillDescriptor(true); fill && !fill->IsFillNone()) {
+        auto const definition = Kernel::MakeCounted<RectangleShape>();
+        definition->box = box;
+        auto const background = Kernel::MakeCounted<ShapeNode>(definition);
+        background->SetBrushFillDescriptor(fill);
+        WriteShape(*background, {background.get(), {}, std::nullopt, {}});
+    }
+    return !isMoved;
 }
 
 void Exporter::FollowWork() {

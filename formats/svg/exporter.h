@@ -16,6 +16,7 @@
 #include <unordered_map>
 
 class MaskNode;
+class ArtboardNode;
 
 namespace Formats::Svg {
 
@@ -47,6 +48,8 @@ private:
     static Node const* FindShownSymbol(Node const& node);
 
     void Write(Step top);
+    static void PushChildren(Node const& node, std::vector<Step>& pending);
+    static ArtboardNode const* AsPage(Node const& node);
     void WriteNode(Step const& step);
     // Once for each node: throws Kernel::AbortException.
     void FollowWork();
@@ -60,6 +63,8 @@ private:
     void WriteTextOutlines(TextNode const& text);
     void WriteOutline(PolyCurveNode const& node);
     void WriteShape(CurvesNode const& node, Step const& step);
+    // An artboard as an `svg` element of its own, which is left open; true where a group had to be opened around it.
+    bool OpenArtboard(ArtboardNode const& artboard, Step const& step);
     // Id, transform, opacity, clip and the like of the element that is open.
     void WriteCommon(SceneNode const& node, Step const& step);
     // Blending isolates by itself. Modes that style sheets have no name for are left out.

@@ -45,6 +45,8 @@ std::vector<Kernel::Counted<Node>> Importer::ImportRoot(double scale) {
         if (auto* const scene = Kernel::CastPointer<SceneNode>(nodes.back().get()))
             scene->SetTransform(WithoutNegativeZeros(toPage * scene->GetMatrix()), false);
     }
+    PutOnArtboards(nodes, m_pages);
+    PutOnListedPages(nodes, m_drawing.GetTree(), WithoutNegativeZeros(toPage));
     return nodes;
 }
 
@@ -122,6 +124,9 @@ Importer::SceneNodePointer Importer::BuildLeaf(Element const& element, bool& isG
 Importer::SceneNodePointer Importer::FinishGroup(Frame& frame) {
     if (frame.element.GetOverflowClip() && frame.group->HasChildren(NodeChildListType::Plain))
         ClipToRectangle(*frame.element.GetOverflowClip(), *frame.group);
+    if (frame.element.GetKind() == ElementKind::Svg && frame.element.GetOverflowClip() &&
+        frame.element.GetOwnStyle().clipPath.empty())
+        m_pages.push_back({frame.group, *frame.element.GetOverflowClip()});
     return Finish(frame.element, frame.group);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "formats/svg/filter_reader.h"
+#include "formats/svg/import_artboards.h"
 #include "formats/svg/import_paint.h"
 #include "platform/renderer/recorded_drawing.h"
 
@@ -126,6 +127,7 @@ private:
     std::unordered_map<NodeIndex, std::vector<Symbol>> m_symbolsByTarget;
     std::vector<Kernel::Counted<Node>> m_symbols;
     std::uint64_t m_guids;
+    std::vector<PageOfDrawing> m_pages;
     std::size_t m_copiedNodes = 0;
     // For the progress.
     std::size_t m_builtElements = 0;
