@@ -18,14 +18,22 @@ using Rect = Kernel::RectT<double>;
 
 constexpr std::size_t c_maximumPages = 1000;
 
+bool AreClose(Rect const& a, Rect const& b) {
+    constexpr double c_tolerance = 1e-9;
+    double const size = std::max({std::abs(b.left), std::abs(b.top), std::abs(b.right), std::abs(b.bottom), 1.0});
+    auto const isClose = [&](double x, double y) { return std::abs(x - y) <= c_tolerance * size; };
+    return isClose(a.left, b.left) && isClose(a.top, b.top) && isClose(a.right, b.right) && isClose(a.bottom, b.bottom);
+}
+
 bool IsPlainBackground(Node const& node, Rect const& box) {
     auto const* const shape = Kernel::CastPointer<ShapeNode const>(&node);
     auto const definition = shape == nullptr ? nullptr : shape->GetShapeDefinition();
     auto const* const rectangle = Kernel::CastPointer<RectangleShape const>(definition.get());
-    return rectangle != nullptr && rectangle->box == box && rectangle->cornerRadius == Kernel::PointT<double>() &&
-           shape->GetMatrix().IsIdentity() && shape->IsVisible() && shape->GetOpacity() == 1 &&
-           shape->GetBlendMode() == Renderer::BlendMode::Normal && !shape->IsLineStyleVisible() &&
-           !shape->HasChildren(NodeChildListType::Clipping) && shape->GetDescription(false).empty();
+    return rectangle != nullptr && AreClose(rectangle->box, box) &&
+           rectangle->cornerRadius == Kernel::PointT<double>() && shape->GetMatrix().IsIdentity() &&
+           shape->IsVisible() && shape->GetOpacity() == 1 && shape->GetBlendMode() == Renderer::BlendMode::Normal &&
+           !shape->IsLineStyleVisible() && !shape->HasChildren(NodeChildListType::Clipping) &&
+           shape->GetDescription(false).empty();
 }
 
 // A group of the same content, clipped to the same box, as an artboard.
@@ -79,6 +87,10 @@ std::vector<ListedPage> FindListedPages(SourceTree const& tree, Raster::AffineTr
 }
 
 } // namespace
+
+Rect GetPageBounds(Node const& node) {
+    return node.IsArtboard() ? NodeSpaces(node).GetSpreadBaseBox(false) : node.GetBounds(true);
+}
 
 void PutOnListedPages(std::vector<Kernel::Counted<Node>>& nodes, SourceTree const& tree,
                       Raster::AffineTransform::Params const& toPage) {

@@ -20,6 +20,9 @@ struct PageOfDrawing {
 // another: then the drawing is a set of pages. A rectangle that fills a page becomes the artboard's fill.
 void PutOnArtboards(std::vector<Kernel::Counted<Node>>& nodes, std::vector<PageOfDrawing> const& pages);
 
+// Of what a node without a parent will show on a spread: there an artboard shows all of its box.
+Kernel::RectT<double> GetPageBounds(Node const& node);
+
 // Makes artboards of two or more pages that an editor lists in the drawing (`inkscape:page`), where no two overlap and
 // all that is drawn lies whole on one of them: clipping to the pages changes nothing then. `toPage` leads from the
 // drawing's user space to that of the nodes.

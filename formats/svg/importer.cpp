@@ -204,7 +204,7 @@ ImportedDrawing Import(std::string_view bytes, ReadOptions options) {
         // The page becomes what is drawn.
         Kernel::RectT<double> bounds;
         for (auto const& node : result.nodes)
-            bounds = bounds.United(node->GetBounds(true));
+            bounds = bounds.United(GetPageBounds(*node));
         if (!bounds.IsEmpty() && IsFinite(bounds) && bounds.GetWidth() <= c_maximumPageSide &&
             bounds.GetHeight() <= c_maximumPageSide) {
             result.pageSize = {bounds.GetWidth(), bounds.GetHeight()};

@@ -52,7 +52,7 @@ TEST(SvgArtboards, DrawingsBesideEachOtherAreArtboardsAndComeBack) {
     EXPECT_FALSE(static_cast<ArtboardNode&>(*first.nodes[0]).IsBrushFillNone());
     EXPECT_EQ(1u, first.nodes[0]->CountChildren(NodeChildListType::Plain));
 
-    auto const text = ExportSpread(*document->GetCurrentSpread()).text;
+    auto const text = Formats::Svg::ExportSpread(*document->GetCurrentSpread()).text;
     EXPECT_NE(text.npos, text.find("<svg x=\"0\" y=\"0\" width=\"100\" height=\"80\" viewBox=\"0 0 100 80\" id=\"A\">"))
         << text;
 }
@@ -67,8 +67,9 @@ TEST(SvgArtboards, ExportedArtboardsAreArtboardsAgain) {
         artboard->SetTransform({1, 0, 5, 0, 1, 2}, false);
         spread.InsertChild(NodeChildListType::Plain, artboard, nullptr);
     }
-    auto const again = Formats::Svg::Import(ExportSpread(spread).text, {});
+    auto const again = Formats::Svg::Import(Formats::Svg::ExportSpread(spread).text, {});
     ASSERT_EQ(2u, CountArtboards(again));
+    auto const placed = DocumentOfPages(again);
     EXPECT_EQ((Kernel::RectT<double>{15, 12, 105, 82}), again.nodes[0]->GetBounds(true));
     EXPECT_EQ((Kernel::RectT<double>{155, 12, 245, 82}), again.nodes[1]->GetBounds(true));
 }
