@@ -149,25 +149,16 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            ReflowPagesCommand, SetLineStyleCommand, SetLineAlignmentCommand, SetDrawLineBehindFillCommand,
            SetStrokeArrowHeadsCommand, SetStrokeArrowHeadAlignmentCommand, SetStrokeArrowHeadScaleCommand,
            SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
-           CommandAndSetSelectionCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
-           DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
-           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode,
-           ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape,
-           EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState,
-           TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState,
-           TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
-           PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
-           BaselineGridState, ContourState, DataMergeState, GeometryModifierState> const c_registered;
            CommandAndSetSelectionCommand, TransformCommand, Macro, History, HistoryEntry, DocumentDefaults,
            PageManagementOptions, DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection,
            FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode,
-           CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode,
-           RectangleShape, EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState,
-           TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState,
-           TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
-           PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
-           BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties,
-           DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
+           MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode,
+           ImageNode, RectangleShape, EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState,
+           TransformState, TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState,
+           RasterState, StoryState, TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState,
+           ImageResourceState, PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState,
+           HyperlinkState, BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode,
+           ArtboardProperties, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
 
 } // namespace
 

@@ -125,7 +125,8 @@ Importer::SceneNodePointer Importer::FinishGroup(Frame& frame) {
     if (frame.element.GetOverflowClip() && frame.group->HasChildren(NodeChildListType::Plain))
         ClipToRectangle(*frame.element.GetOverflowClip(), *frame.group);
     if (frame.element.GetKind() == ElementKind::Svg && frame.element.GetOverflowClip() &&
-        frame.element.GetOwnStyle().clipPath.empty())
+        frame.element.GetOwnStyle().clipPath.empty() && frame.element.GetOwnStyle().mask.empty() &&
+        frame.element.GetOwnStyle().filter.empty())
         m_pages.push_back({frame.group, *frame.element.GetOverflowClip()});
     return Finish(frame.element, frame.group);
 }

@@ -2,8 +2,8 @@
 #include "platform/document/document_renderer.h"
 
 #include "engine/document/tree/bounds.h"
-#include "platform/document/mask_node.h"
 #include "platform/document/artboard.h"
+#include "platform/document/mask_node.h"
 #include "platform/document/node_spaces.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
