@@ -18,6 +18,9 @@
 #include <agg_renderer_scanline.h>
 #include <agg_rendering_buffer.h>
 #include <agg_scanline_u.h>
+#ifdef REDRAFT_BENCH_CAIRO
+#include <cairo.h>
+#endif
 
 #include <algorithm>
 #include <chrono>
@@ -63,6 +66,7 @@ void Tell(char const* what, double ours, char const* beside, double floor) {
 // A closed blob of cubics, as drawings have them; every second is a line, every fourth a dashed one.
 struct Item {
     Counted<CurveDbl> curve;
+    bool filled = false;
     bool stroked = false;
     bool dashed = false;
     double weight = 1;
@@ -78,6 +82,7 @@ std::vector<Item> MakeItems(int count, double smallest, double largest) {
     for (int i = 0; i != count; ++i) {
         Item item;
         item.stroked = i % 2 == 1;
+        item.filled = !item.stroked;
         item.dashed = i % 4 == 3;
         item.weight = number(1, 24) * std::min(1.0, largest / 100);
         item.cap = static_cast<unsigned>(i) % 3;
@@ -121,9 +126,9 @@ void Draw(std::vector<Item> const& items, RasterRenderTarget& target) {
             paint.lineFill = fill;
             paint.lineStyle =
                 LineStyleDescriptorConst(Kernel::Consolidated<LineStyle>(Counted<LineStyle const>(style.Clone())));
-        } else {
-            paint.mainFill = fill;
         }
+        if (item.filled)
+            paint.mainFill = fill;
         auto curve = item.curve;
         target.DrawCurves(MakeCounted<PolyCurveDbl>(curve), paint, WindingOrderMode::Alternating);
     }
@@ -193,6 +198,49 @@ double MeasurePeer(std::vector<Item> const& items) {
     });
 }
 
+#ifdef REDRAFT_BENCH_CAIRO
+// The same drawing by cairo's image surface, at its own tolerance and antialiasing.
+double MeasureCairo(std::vector<Item> const& items) {
+    auto* const surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, c_side, c_side);
+    double const best = Measure(3, [&] {
+        auto* const context = cairo_create(surface);
+        cairo_set_operator(context, CAIRO_OPERATOR_CLEAR);
+        cairo_paint(context);
+        cairo_set_operator(context, CAIRO_OPERATOR_OVER);
+        cairo_set_fill_rule(context, CAIRO_FILL_RULE_EVEN_ODD);
+        for (Item const& item : items) {
+            cairo_new_path(context);
+            cairo_move_to(context, item.curve->GetStart().x, item.curve->GetStart().y);
+            for (Geometry::Segment const& s : item.curve->GetSegments()) {
+                if (s.kind == Geometry::SegmentKind::Cubic)
+                    cairo_curve_to(context, s.control1.x, s.control1.y, s.control2.x, s.control2.y, s.end.x, s.end.y);
+            }
+            cairo_close_path(context);
+            auto const& [r, g, b, a] = item.colour;
+            cairo_set_source_rgba(context, double{r}, double{g}, double{b}, double{a});
+            if (item.filled)
+                cairo_fill_preserve(context);
+            if (!item.stroked)
+                continue;
+            cairo_set_line_width(context, item.weight);
+            cairo_set_line_cap(context, item.cap == 0   ? CAIRO_LINE_CAP_BUTT
+                                        : item.cap == 1 ? CAIRO_LINE_CAP_SQUARE
+                                                        : CAIRO_LINE_CAP_ROUND);
+            cairo_set_line_join(context, item.join == 0   ? CAIRO_LINE_JOIN_MITER
+                                         : item.join == 1 ? CAIRO_LINE_JOIN_ROUND
+                                                          : CAIRO_LINE_JOIN_BEVEL);
+            double const dashes[] = {30, 15};
+            cairo_set_dash(context, dashes, item.dashed ? 2 : 0, 0);
+            cairo_stroke(context);
+        }
+        cairo_surface_flush(surface);
+        cairo_destroy(context);
+    });
+    cairo_surface_destroy(surface);
+    return best;
+}
+#endif
+
 // One fill over the whole picture, in processor time of this thread.
 double MeasureFill(FillDescriptorConst const& fill) {
     return Measure(3, [&] {
@@ -246,6 +294,17 @@ int main() {
     double const peer = MeasurePeer(paths);
     Tell("1000 paths, half lines, a quarter dashed, 8 bits", MeasureOurs(paths, Raster::FormatRGBA8), "AGG, 8 bits",
          peer);
+#ifdef REDRAFT_BENCH_CAIRO
+    auto filledAndStroked = paths;
+    for (auto& item : filledAndStroked) {
+        item.filled = item.stroked = true;
+        item.dashed = false;
+    }
+    Tell("1000 paths, half lines, a quarter dashed, 8 bits", MeasureOurs(paths, Raster::FormatRGBA8), "cairo, ARGB32",
+         MeasureCairo(paths));
+    Tell("1000 paths, each filled and stroked, 8 bits", MeasureOurs(filledAndStroked, Raster::FormatRGBA8),
+         "cairo, ARGB32", MeasureCairo(filledAndStroked));
+#endif
     Tell("1000 paths, 16 bits", MeasureOurs(paths, Raster::FormatRGBA16), "AGG, 8 bits", peer);
     Tell("1000 paths, CMYK", MeasureOurs(paths, Raster::FormatCMYKA8), "AGG, 8 bits", peer);
     auto const small = MakeItems(100'000, 1, 8);
