@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The cost of a drawing from its SVG file to a PNG picture, as whole programs: `redraft import` and `redraft render`
-// beside rsvg-convert, in processor time, and `redraft render` on two processors beside one, in elapsed time. The
-// drawings are arguments; without any, two maps of the package openclipart-svg. Programs run by turns; the best of
-// some runs counts.
+// beside rsvg-convert, in processor time, and `redraft render` on two processors beside one, and beside rsvg-convert on
+// the same two, in elapsed time. The drawings are arguments, `--scale S` before them draws them larger; without any,
+// two maps of the package openclipart-svg. Programs run by turns; the best of some runs counts.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -77,31 +77,38 @@ void LimitProcessors(int count) {
     ::sched_setaffinity(0, sizeof processors, &processors);
 }
 
-void Compare(std::string const& drawing, std::filesystem::path const& folder) {
+void Compare(std::string const& drawing, std::string const& scale, std::filesystem::path const& folder) {
     std::string const document = folder / "drawing.redraft", picture = folder / "picture.png",
                       peerPicture = folder / "peer.png";
-    Cost import, render, renderOnTwo, peer;
+    Cost import, render, renderOnTwo, peer, peerOnTwo;
     for (int i = 0; i != c_runs; ++i) {
         LimitProcessors(1);
         std::filesystem::remove(document);
         import.Take(Run({REDRAFT_PROGRAM, "import", drawing, "-o", document}));
         std::filesystem::remove(picture);
-        render.Take(Run({REDRAFT_PROGRAM, "render", document, "-o", picture}));
-        peer.Take(Run({"rsvg-convert", "-o", peerPicture, drawing}));
+        render.Take(Run({REDRAFT_PROGRAM, "render", document, "--scale", scale, "-o", picture}));
+        peer.Take(Run({"rsvg-convert", "-z", scale, "-o", peerPicture, drawing}));
         LimitProcessors(2);
         std::filesystem::remove(picture);
-        renderOnTwo.Take(Run({REDRAFT_PROGRAM, "render", document, "-o", picture}));
+        renderOnTwo.Take(Run({REDRAFT_PROGRAM, "render", document, "--scale", scale, "-o", picture}));
+        peerOnTwo.Take(Run({"rsvg-convert", "-z", scale, "-o", peerPicture, drawing}));
     }
     double const ours = import.processor + render.processor;
-    std::printf("%-44.44s %8.1f %8.1f %8.1f %8.2f %8.2f\n", std::filesystem::path(drawing).filename().c_str(),
-                import.processor, render.processor, peer.processor, ours / peer.processor,
-                render.elapsed / renderOnTwo.elapsed);
+    std::printf("%-44.44s %8.1f %8.1f %8.1f %8.2f %8.2f %8.2f %8.2f\n",
+                std::filesystem::path(drawing).filename().c_str(), import.processor, render.processor, peer.processor,
+                ours / peer.processor, render.processor / peer.processor, render.elapsed / renderOnTwo.elapsed,
+                renderOnTwo.elapsed / peerOnTwo.elapsed);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     std::vector<std::string> drawings(argv + 1, argv + argc);
+    std::string scale = "1";
+    if (drawings.size() > 1 && drawings.front() == "--scale") {
+        scale = drawings[1];
+        drawings.erase(drawings.begin(), drawings.begin() + 2);
+    }
     if (drawings.empty()) {
         std::filesystem::path const clipart = "/usr/share/openclipart/svg";
         for (char const* const name : {"world_map_02.svg", "portugal.svg"}) {
@@ -114,9 +121,10 @@ int main(int argc, char** argv) {
     }
     auto const folder = std::filesystem::temp_directory_path() / ("redraft-drawings-" + std::to_string(::getpid()));
     std::filesystem::create_directory(folder);
-    std::printf("%-44s %8s %8s %8s %8s %8s\n", "processor time, ms", "import", "render", "rsvg", "ratio", "2 on 1");
+    std::printf("%-44s %8s %8s %8s %8s %8s %8s %8s\n", "processor time, ms", "import", "render", "rsvg", "both",
+                "render", "2 on 1", "elapsed");
     for (auto const& drawing : drawings)
-        Compare(drawing, folder);
+        Compare(drawing, scale, folder);
     std::filesystem::remove_all(folder);
     return 0;
 }
