@@ -290,6 +290,21 @@ Kernel::Counted<Selection const> BackToFront(Three const& scene) {
     return Kernel::MakeCounted<Selection>(std::vector<Kernel::Counted<Node>>{scene.c, scene.a, scene.b});
 }
 
+TEST(SelectionVisit, ASelectionOfAnotherDocumentIsRefusedBeforeAnythingIsVisited) {
+    Three const scene;
+    auto const other = NewDocument();
+    auto const command = Kernel::MakeCounted<Visiting>(scene.All());
+    EXPECT_THROW(other->Run(command), Kernel::Exception);
+    EXPECT_EQ("", command->TakeLog());
+    EXPECT_EQ(0u, other->GetHistory()->GetCount());
+    // Nodes that stand in no document take no part, and are no reason to refuse.
+    for (auto const& node : {scene.a, scene.b, scene.c})
+        node->RemoveFromParent();
+    auto const late = Kernel::MakeCounted<Visiting>(scene.All());
+    other->Run(late);
+    EXPECT_EQ("", late->TakeLog());
+}
+
 TEST(OrderedSelection, BuiltWithNoneTakesTheDocumentsInOrderWhenItIsFirstAskedAndAnswersItFromTheSecondTimeOn) {
     Three const scene;
     scene.controller->SetSelection(BackToFront(scene), false);
