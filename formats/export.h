@@ -3,6 +3,7 @@
 
 #include "formats/report.h"
 #include "platform/document/document_controller.h"
+#include "platform/renderer/colour.h"
 
 #include <cstddef>
 #include <functional>
@@ -28,6 +29,8 @@ struct ExportOptions {
     std::optional<double> scale;
     // Of pictures; empty: the document's. PNG, which has neither ink nor Lab nor floats, gets RGB.
     std::optional<Raster::Format> pixelFormat;
+    // Of pictures: the colour below everything, with its alpha. Empty: white, or nothing where only nodes are drawn.
+    std::optional<Renderer::Colour> background;
     // Called now and then with the share that is done, 0 to 1, on the thread that exports.
     std::function<void(float)> progress;
     // Polled when it is not null: Kernel::AbortException once it is true.

@@ -6,6 +6,7 @@
 #include "shell/values.h"
 #include "shell/verbs.h"
 
+#include <optional>
 #include <unordered_set>
 
 namespace Shell {
@@ -22,6 +23,16 @@ void AnswerFile(Session& session, std::string const& path) {
     } else {
         session.Print(OneLine(path) + "\n");
     }
+}
+
+// The colour below everything; empty where none is named.
+std::optional<Renderer::Colour> FindBackground(Arguments const& arguments) {
+    auto const text = arguments.Find("--background");
+    if (!text)
+        return std::nullopt;
+    if (*text == "none")
+        return Renderer::Colour::FromRGB(1, 1, 1).WithAlpha(0);
+    return ParseOption("--background", [&] { return ParseColour(*text); });
 }
 
 // Those that draw on their own account: in tree order, without what lies below another of them.
@@ -74,6 +85,7 @@ ExitStatus RunRender(Session& session, Arguments const& arguments) {
     Formats::ExportOptions options;
     options.spread = spread;
     options.scale = scale;
+    options.background = FindBackground(arguments);
     if (auto const artboard = arguments.Find("--artboard"))
         options.nodes = {ParseOption("--artboard", [&] { return FindArtboard(*spread, *artboard); })};
     WriteExport(session, document, path, Formats::ExportFormat::Png, options);
@@ -97,8 +109,11 @@ ExitStatus RunExport(Session& session, Arguments const& arguments) {
         if (options.nodes.empty())
             throw Failure(ExitStatus::NothingToDo, "--select", "selects nothing to export");
     }
+    options.background = FindBackground(arguments);
     if (options.scale && format == Formats::ExportFormat::Svg)
         throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");
+    if (options.background && format == Formats::ExportFormat::Svg)
+        throw Failure(ExitStatus::Usage, "--background", "is for .png and .tif: a drawing has none");
     session.Files().SetForced(arguments.Has("--force"));
     WriteExport(session, document, path, format, options);
     AnswerFile(session, path);

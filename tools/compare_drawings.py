@@ -128,7 +128,8 @@ def compare(drawing, options, environment, folder):
                             env=environment).stdout
     box = json.loads(listed)["spreads"][0]["box"]
     scale = wanted[0] / (box[2] - box[0])
-    code, errors = run([options.program, "render", str(document), "-o", str(picture), "--scale", repr(scale), "--force"],
+    code, errors = run([options.program, "render", str(document), "-o", str(picture), "--scale", repr(scale),
+                         "--background", "none", "--force"],
                        environment)
     if code != 0:
         return "not rendered", lines + errors

@@ -223,7 +223,8 @@ void ExportPicture(DocumentController& document, ExportFormat format, Output& ou
         if (tops.empty())
             tops.emplace_back(spread);
         auto const own = FindOwnPixels(tops, area);
-        if (own.picture && WriteOwnPicture(format, output, *own.picture, document.GetProfiles(), work))
+        if (own.picture && !wanted.background &&
+            WriteOwnPicture(format, output, *own.picture, document.GetProfiles(), work))
             return;
         options.scale = own.scale.value_or(1);
     }
@@ -231,6 +232,8 @@ void ExportPicture(DocumentController& document, ExportFormat format, Output& ou
         options.area = GetWholePixels(area, options.scale);
         options.background = options.background.WithAlpha(0);
     }
+    if (wanted.background)
+        options.background = *wanted.background;
     DrawPicture(format, output, *spread, options, work, report);
 }
 
