@@ -4,7 +4,6 @@
 #include "engine/document/commands/told_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
-#include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/out_serialiser.h"
 
@@ -41,21 +40,8 @@ void SelectionCommandBase::PostLoad(Kernel::NonCounted<DocumentController> contr
     DocumentCommand::PostLoad(controller);
 }
 
-// Nodes of another document are not the controller's to edit: it does not hold their lock, and its history could not
-// take the edits back. The first node that stands in a document answers for all.
 void SelectionCommandBase::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
     DocumentCommand::PostDequeueWithMutableController(controller);
-    if (!m_selection || m_selectionFromDocument)
-        return;
-    for (auto const& item : *m_selection) {
-        auto const* const node = Kernel::CastPointer<Node const>(item->GetSelectable().get());
-        auto const* const document = node == nullptr ? nullptr : node->GetDocumentNode();
-        if (document == nullptr)
-            continue;
-        if (document != controller->GetDocument().get())
-            throw Kernel::Exception("the selection is that of another document");
-        return;
-    }
 }
 
 Kernel::Counted<Selection const> SelectionCommandBase::GetSelection() {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/history/at_spread.h"
+#include "engine/document/history/other_document.h"
 #include "engine/document/history/stored_size.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/document_controller.h"
@@ -45,6 +46,7 @@ void DocumentController::Execute(Kernel::Counted<DomainCommand>&& command, Kerne
 void DocumentController::Perform(Kernel::Counted<DocumentCommand>&& owned, Kernel::NotificationList& notifications) {
     DocumentCommand& command = *owned;
     Bind(command);
+    RefuseOtherDocument(command, *m_document);
     command.ClearAbortFlag();
     EditJournal::RunOrRollBack([&] { command.DoAndUpdateCaches(); });
     // The document has changed: whatever fails from here on, the command has its place in the history.

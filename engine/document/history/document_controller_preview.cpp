@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/history/at_spread.h"
+#include "engine/document/history/other_document.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/exception.h"
 
@@ -38,6 +39,7 @@ void DocumentController::ShowPreview(Kernel::Counted<DocumentCommand> const& com
         }
     }
     Bind(*command);
+    RefuseOtherDocument(*command, *m_document);
     if (older) {
         command->FastTrackPreview(older);
         AtSpread const atSpread(*this, m_previewSpread);

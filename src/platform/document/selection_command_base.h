@@ -18,6 +18,10 @@ public:
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
     Kernel::Counted<Selection const> GetSelection() override;
+    // The selection that the command was given; empty for one that takes the document's at run time. For clones.
+    Kernel::Counted<Selection const> GetGivenSelection() const {
+        return m_selectionFromDocument ? Kernel::Counted<Selection const>() : m_selection;
+    }
     bool SelectionContainsArtboards() override;
     bool CanOnlyOperateOnCurrentSpread() const override;
     Kernel::RectT<double> GenerateHistoryInterestingRect() const override;
@@ -38,10 +42,6 @@ public:
 protected:
     // An ordered copy of the document's current selection; empty without a controller or a selection.
     Kernel::Counted<Selection const> CreateSelectionOrdered();
-    // The selection that the command was given; empty for one that takes the document's at run time. For clones.
-    Kernel::Counted<Selection const> GetGivenSelection() const {
-        return m_selectionFromDocument ? Kernel::Counted<Selection const>() : m_selection;
-    }
     bool IsSelectionEqualTo(Kernel::Counted<Selection const> const& other) const;
 
     Kernel::Counted<Selection const> m_selection;
