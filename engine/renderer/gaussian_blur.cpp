@@ -64,7 +64,7 @@ public:
             return;
         if (deviation < 2) {
             m_reach = GetBlurReach(deviation);
-            // What of the Gaussian falls into each pixel.
+            // The part of the Gaussian that falls into each pixel.
             auto const below = [&](double x) { return std::erf(x / (deviation * std::numbers::sqrt2)); };
             double sum = 0;
             for (int i = -m_reach; i <= m_reach; ++i) {

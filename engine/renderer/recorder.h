@@ -33,7 +33,7 @@ public:
     void EndMask();
     void PushLayer(LayerOptions const& options);
     void PopLayer();
-    // What is drawn until PopFilter is recorded apart, and painted as the filter makes it. A null filter, and one too
+    // Drawing until PopFilter is recorded apart, and painted as the filter makes it. A null filter, and one too
     // deep in others, changes nothing.
     void PushFilter(Kernel::Counted<Filter const> const& filter, Transform const& toPixels,
                     Raster::ICCProfileSet const& profiles);

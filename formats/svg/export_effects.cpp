@@ -104,7 +104,7 @@ std::string Exporter::DefineOneMask(MaskNode const& mask, std::string const& inn
     WriteTitle(m_out, mask, "");
     if (mask.GetDescription(false).empty())
         m_out.Raw("<title/>\n");
-    // What a mask element has no form for, a group in it has.
+    // A group in the mask has a form for attributes that a mask element has none for.
     bool const needsGroup = !isPlain || (region == nullptr && mask.HasChildren(NodeChildListType::Clipping));
     if (needsGroup) {
         m_out.Open("g");

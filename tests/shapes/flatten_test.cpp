@@ -53,7 +53,7 @@ Kernel::Counted<DocumentController> MakeDrawing(Raster::Format format, Kernel::R
     return document;
 }
 
-// What render shows of the spread over nothing, or over white, in the document's format and profiles.
+// The picture of the spread over nothing, or over white, in the document's format and profiles.
 Kernel::Counted<Raster::BufferBase> Render(DocumentController const& document, float backgroundAlpha = 0) {
     SpreadPictureOptions options;
     options.format = document.GetFormat();

@@ -142,7 +142,7 @@ void AddChildNodesCommand::Notify(Kernel::NotificationList& notifications) {
         NotifySelection(*this, notifications);
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(controller, m_areas, GetSelection(),
                                                                                 m_preview, false, false, false));
-    // What the nodes stand in has other bounds with them.
+    // The groups that the nodes stand in have other bounds with them.
     std::vector<Kernel::Counted<Node>> holders;
     for (auto* holder = GetList() == NodeChildListType::WrapShape ? nullptr : m_parent.get();
          holder != nullptr && holder != holder->GetSpread(); holder = holder->GetParent())

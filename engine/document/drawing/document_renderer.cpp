@@ -126,7 +126,7 @@ private:
             MaskAndDraw(node, node.GetFirstChild(NodeChildListType::Masks), layered);
     }
 
-    // What the masks, from `mask` on, draw is drawn before the content. Shapes of clips have none.
+    // Drawing of the masks, from `mask` on, comes before the content. Shapes of clips have none.
     void MaskAndDraw(Node const& node, Node const* mask, bool layered) {
         for (; mask != nullptr; mask = mask->GetNextSibling()) {
             auto const* const masking = Kernel::CastPointer<MaskNode const>(mask);
@@ -175,7 +175,7 @@ private:
     static bool NeedsLayer(SceneNode const& node) {
         if (node.GetOpacity() == 1 && node.GetBlendMode() == Renderer::BlendMode::Normal && !node.IsIsolated())
             return false;
-        // What a filter makes is one object.
+        // The result of a filter is one object.
         if (!node.GetFilterEffects().empty())
             return true;
         if (node.HasChildren(NodeChildListType::Plain) && node.DrawsChildren())

@@ -98,7 +98,7 @@ private:
         }
     }
 
-    // What is selected of each story that several frames show, by the first of them, while the visit has not come to
+    // The selected ranges of each story that several frames show, by the first of them, while the visit has not come to
     // one of its frames yet. Filled when it comes to the first of all.
     std::unordered_map<TextNode const*, Ranges> m_selectedRanges;
 };

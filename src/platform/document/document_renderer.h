@@ -53,7 +53,7 @@ struct SpreadPictureOptions {
     // Pixels a document unit.
     double scale = 1;
     Raster::Format format = Raster::FormatRGBA8;
-    // What the pixels are meant in; empty: the document's profiles.
+    // The colour space of the pixels; empty: the document's profiles.
     std::optional<Raster::ICCProfileSet> profiles;
     Renderer::Colour background = Renderer::Colour::FromRGB(1, 1, 1);
     // Polled while pixels are made when it is not null.

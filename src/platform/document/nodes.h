@@ -308,7 +308,7 @@ public:
 
     Raster::Format GetFormat() const { return m_format; }
     void SetFormat(Raster::Format format);
-    // What the document's colours are meant in. Read from the document's store when they are first asked for:
+    // The profiles of the document's colours. Read from the document's store when they are first asked for:
     // DamagedDataException when that cannot give them.
     Raster::ICCProfileSet GetProfiles() const;
     void SetProfiles(Raster::ICCProfileSet const& profiles);

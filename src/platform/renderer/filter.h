@@ -39,7 +39,7 @@ enum class CompositeOperator : std::uint32_t {
 };
 enum class TransferKind : std::uint32_t { Identity = 0, Table = 1, Discrete = 2, Linear = 3, Gamma = 4 };
 
-// What becomes of one component.
+// How one component is changed.
 struct REDRAFT_ENGINE TransferFunction {
     TransferKind kind = TransferKind::Identity;
     // Of Table and Discrete: the values. Of Linear: slope and intercept. Of Gamma: amplitude, exponent and offset.
@@ -106,7 +106,7 @@ struct REDRAFT_ENGINE FilterPrimitive {
     }
 };
 
-// What a filter is made of.
+// The parts of a filter.
 struct FilterSettings {
     // Nothing is painted outside.
     double left = -0.1, top = -0.1, width = 1.2, height = 1.2;

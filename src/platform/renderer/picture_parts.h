@@ -12,7 +12,7 @@ public:
     // Where the work on a part is done: by the threads of Kernel::Dispatch, or by the calling thread alone.
     enum class Route { Parallel, Serial };
 
-    // What was drawn into the target so far. Pixels outside `area`, which lies inside the picture, will not be asked
+    // The drawing in the target so far. Pixels outside `area`, which lies inside the picture, will not be asked
     // for.
     PictureParts(Kernel::Counted<RasterRenderTarget const> target, Kernel::RectT<int> const& area, Route route);
     ~PictureParts();

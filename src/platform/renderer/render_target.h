@@ -99,7 +99,7 @@ public:
     void PushLayer(LayerOptions const& options);
     void PopLayer();
 
-    // What is drawn until PopFilter is shown as the filter makes it. The filter's lengths are in the current space; it
+    // Drawing until PopFilter is shown as the filter makes it. The filter's lengths are in the current space; it
     // must not need a box. Null shows it as it is. Targets that have no filters do too.
     void PushFilter(Kernel::Counted<Filter const> filter);
     void PopFilter();

@@ -42,7 +42,7 @@ public:
         try {
             FillTiles(region);
         } catch (Kernel::AbortException const&) {
-            // What is there stays.
+            // The pixels that are there stay.
         }
         FinishMipmaps(region);
     }
