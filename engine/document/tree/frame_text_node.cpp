@@ -225,6 +225,14 @@ Kernel::RectT<double> FrameTextNode::GetOwnBounds(Params const& toSpread, bool i
 
 // Copies and files
 
+// Only a forged file names an object of another class: a step of the history could hold itself through it.
+bool TextFrameState::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    bool const loaded = InterfaceStateT::Load(in, files, version);
+    if (Kernel::CastPointer<FrameTextNode>(master.get()) == nullptr)
+        master.reset();
+    return loaded;
+}
+
 Kernel::Counted<Kernel::Serialisable> FrameTextNode::CreateObject() { return Kernel::MakeCounted<FrameTextNode>(); }
 
 bool FrameTextNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {

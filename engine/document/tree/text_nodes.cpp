@@ -60,6 +60,14 @@ void TextNode::DropComposition() const {
     m_cache->composed.reset();
 }
 
+// Only a forged file names an object of another class: a step of the history could hold itself through it.
+bool StoryState::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    bool const loaded = InterfaceStateT::Load(in, files, version);
+    if (Kernel::CastPointer<Story::Story>(story.get()) == nullptr)
+        story.reset();
+    return loaded;
+}
+
 namespace {
 
 Kernel::Counted<Story::Story const> StoryOf(AttributeOwner const& owner) {

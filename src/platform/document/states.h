@@ -145,6 +145,7 @@ public:
     static constexpr InterfaceId c_interface = InterfaceId::Story;
     Kernel::Counted<Kernel::Serialisable> story;
     static constexpr auto Fields() { return Kernel::FieldList{Kernel::Field{"Stor", &StoryState::story}}; }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     static ClassProperties const* GetTypeClassProperties();
 };
 
@@ -176,6 +177,7 @@ public:
                                  Kernel::Field{"Mast", &TextFrameState::master},
                                  Kernel::Field{"Flow", &TextFrameState::flowIndex}};
     }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     static ClassProperties const* GetTypeClassProperties();
 };
 
