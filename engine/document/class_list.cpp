@@ -3,6 +3,7 @@
 
 #include "platform/document/add_child_nodes_command.h"
 #include "platform/document/artboard.h"
+#include "platform/document/caption_info.h"
 #include "platform/document/change_text_wrap_command.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
@@ -115,6 +116,7 @@ Properties TransparencyState::GetTypeClassProperties()     { return Register<Tra
 Properties LineStyleState::GetTypeClassProperties()        { return Register<LineStyleState>("StLS"); }
 Properties CurvesState::GetTypeClassProperties()           { return Register<CurvesState>("StCu"); }
 Properties RasterState::GetTypeClassProperties()           { return Register<RasterState>("StRa"); }
+Properties CaptionInfo::GetTypeClassProperties()           { return Register<CaptionInfo>("CpIn"); }
 Properties StoryState::GetTypeClassProperties()            { return Register<StoryState>("StSt"); }
 Properties TextFrameState::GetTypeClassProperties()        { return Register<TextFrameState>("StTF"); }
 Properties TextWrapState::GetTypeClassProperties()         { return Register<TextWrapState>("StTW"); }
@@ -158,7 +160,8 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            RasterState, StoryState, TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState,
            ImageResourceState, PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState,
            HyperlinkState, BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode,
-           ArtboardProperties, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
+           ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const
+    c_registered;
 
 } // namespace
 

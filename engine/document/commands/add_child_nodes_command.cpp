@@ -16,6 +16,14 @@ AddChildNodesCommand::AddChildNodesCommand(bool selectNodes, NodeChildListType l
       m_mode(mode),
       m_selectNodes(selectNodes) {}
 
+AddChildNodesCommand::AddChildNodesCommand(bool selectNodes, NodeChildListType list, bool toBack, bool keepLinks,
+                                           bool inParentSpace, Kernel::Counted<Geometry::CurveDbl> pressure,
+                                           Kernel::Counted<Selection const> selection, InsertionMode mode,
+                                           int spreadOffset, ApplyDefault line, ApplyDefault paint)
+    : AddChildNodesCommand(selectNodes, list, mode, std::move(selection)) {
+    m_options = {toBack, keepLinks, inParentSpace, spreadOffset, line, paint, std::move(pressure)};
+}
+
 AddChildNodesCommand::AddChildNodesCommand(NodeChildListType list, Kernel::Counted<Node> const& parent)
     : AddChildNodesCommand(false, list, InsertionMode::Inside,
                            Kernel::MakeCounted<Selection const>(std::vector<Kernel::Counted<Node>>{parent})) {}
@@ -44,7 +52,42 @@ void AddChildNodesCommand::FindPlace() {
         if (below->GetChildListType() == GetList())
             m_before = Kernel::Counted<Node>(below->GetNextSibling());
     } else {
-        m_parent = m_documentController->GetCurrentSpread();
+        m_parent = FindSpread();
+    }
+    if (m_options.toBack)
+        m_before = Kernel::Counted<Node>(m_parent->GetFirstChild(GetList()));
+}
+
+Kernel::Counted<Node> AddChildNodesCommand::FindSpread() const {
+    auto const current = m_documentController->GetCurrentSpread();
+    if (m_options.spreadOffset == 0)
+        return current;
+    auto const spreads = m_documentController->GetDocument()->GetSpreads();
+    auto const here = std::ranges::find_if(spreads, [&](auto const& spread) { return spread.get() == current.get(); });
+    auto const wanted = here - spreads.begin() + std::ptrdiff_t{m_options.spreadOffset};
+    if (wanted < 0 || wanted >= std::ssize(spreads))
+        throw Kernel::Exception("the document has no such spread");
+    return spreads[static_cast<std::size_t>(wanted)];
+}
+
+void AddChildNodesCommand::ApplyDefaults() {
+    auto const defaults = m_documentController->GetDocumentDefaults();
+    auto const isMeant = [](ApplyDefault apply, bool isUnset) {
+        return apply == ApplyDefault::Always || (apply == ApplyDefault::WhereUnset && isUnset);
+    };
+    for (auto const& node : m_nodes) {
+        auto* const lined = Kernel::CastPointer<LineStyleInterface>(node.get());
+        if (lined == nullptr)
+            continue;
+        if (isMeant(m_options.line, !lined->GetLineStyleDescriptor()) && defaults->GetLineStyleDescriptor())
+            lined->SetLineStyleDescriptor(defaults->GetLineStyleDescriptor());
+        if (isMeant(m_options.paint, !lined->GetPenFillDescriptor()) && defaults->GetPenFillDescriptor())
+            lined->SetPenFillDescriptor(defaults->GetPenFillDescriptor());
+        if (auto const line = m_options.pressure ? lined->GetLineStyleDescriptor() : nullptr) {
+            auto const changed = line->Clone();
+            changed->SetPressure(m_options.pressure);
+            lined->SetLineStyleDescriptor(changed);
+        }
     }
 }
 
@@ -54,7 +97,8 @@ void AddChildNodesCommand::Do() {
     if (m_nodes.empty())
         return;
     FindPlace();
-    auto const toSpread = m_parent->GetBaseToSpreadTransform();
+    ApplyDefaults();
+    auto const toSpread = m_options.inParentSpace ? Params() : m_parent->GetBaseToSpreadTransform();
     double const determinant = toSpread.GetDeterminant();
     bool const hasWayBack = determinant > 1e-128 || determinant < -1e-128;
     m_onSpread.clear();
@@ -89,7 +133,7 @@ void AddChildNodesCommand::Redo() {
 void AddChildNodesCommand::Insert() {
     if (!m_parent)
         throw Kernel::Exception("a step of the history names no node where one is needed");
-    bool const detach = ShouldDetachLinksOnEdit(m_parent);
+    bool const detach = ShouldDetach();
     for (auto const& node : m_nodes) {
         if (m_before)
             InsertChildBefore(m_parent, node, m_before, false, detach);
@@ -102,7 +146,7 @@ void AddChildNodesCommand::Remove() {
     bool const isReplay = IsReplay();
     for (auto node = m_nodes.rbegin(); node != m_nodes.rend(); ++node) {
         if (isReplay)
-            RemoveFromParent(*node, false, ShouldDetachLinksOnEdit(*node), {});
+            RemoveFromParent(*node, false, !m_options.keepLinks && ShouldDetachLinksOnEdit(*node), {});
         else
             UndoStructureChanges(*node);
     }
@@ -174,6 +218,7 @@ void AddChildNodesCommand::ApplyTransform(Raster::AffineTransform::Params transf
 Kernel::Counted<DocumentCommand> AddChildNodesCommand::Clone() const {
     auto const clone = Kernel::MakeCounted<AddChildNodesCommand>(
         m_selectNodes, GetList(), m_mode, m_selectionFromDocument ? nullptr : GetOrigSelection());
+    clone->m_options = m_options;
     for (std::size_t i = 0; i != m_nodes.size(); ++i) {
         CloneContext context(CloneType::Copy);
         auto const node = m_nodes[i]->Clone(context);

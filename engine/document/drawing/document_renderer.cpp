@@ -89,6 +89,8 @@ private:
                 return;
             m_target.PushTransform(Geometry::Transform(scene->GetMatrix()));
             After(Step::EndTransform);
+            if (!silhouette)
+                PushCaptions(node);
         }
         bool const layered = scene != nullptr && !silhouette && NeedsLayer(*scene);
         if (layered) {
@@ -97,6 +99,13 @@ private:
         }
         ClipAndDraw(node, m_content.clips ? node.GetFirstChild(NodeChildListType::Clipping) : nullptr, silhouette,
                     layered);
+    }
+
+    // To be drawn when the node is done, its clips, masks and filters included.
+    void PushCaptions(Node const& node) {
+        for (Node const* caption = node.GetLastChild(NodeChildListType::Captions); caption != nullptr;
+             caption = caption->GetPreviousSibling())
+            m_pending.push_back({Step::Enter, caption, false, false});
     }
 
     // Content is seen where it lies in every clip, from `clip` on. A clip that is no content, as a hidden one, is none;
@@ -155,7 +164,7 @@ private:
             if (filter == nullptr)
                 continue;
             if (filter->NeedsBox() && !box)
-                box = ComputeBounds(node, {}, false);
+                box = ComputeBounds(node, {}, false, false);
             auto resolved = filter->ResolveBox(box.value_or(Kernel::RectT<double>()));
             if (!resolved)
                 continue;

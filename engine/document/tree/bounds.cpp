@@ -21,7 +21,9 @@ Params ChildTransform(Node const& child, Params const& parentToSpread) {
     return scene == nullptr ? parentToSpread : parentToSpread * scene->GetMatrix();
 }
 
-Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth);
+// `captions`: with those of the top node, too.
+Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth,
+                             bool captions);
 
 // Of what lies in all clips; nothing where none clips.
 std::optional<Kernel::RectT<double>> ClipBounds(Node const& node, Params const& toSpread, int clipDepth) {
@@ -30,7 +32,7 @@ std::optional<Kernel::RectT<double>> ClipBounds(Node const& node, Params const& 
          child = child->GetNextSibling()) {
         if (!child->IsContent())
             continue;
-        auto const bounds = Bounds(*child, ChildTransform(*child, toSpread), false, clipDepth + 1);
+        auto const bounds = Bounds(*child, ChildTransform(*child, toSpread), false, clipDepth + 1, false);
         clip = clip ? clip->Intersected(bounds) : bounds;
     }
     return clip;
@@ -42,7 +44,14 @@ struct Frame {
     Node const* nextChild;
     Kernel::RectT<double> bounds;
     int filterDepth;
+    // The bounds are those of all but the captions, which come last.
+    bool isAtCaptions = false;
 };
+
+Node const* FirstCaption(Node const& node) {
+    return Kernel::CastPointer<SpreadNode const>(&node) != nullptr ? nullptr
+                                                                   : node.GetFirstChild(NodeChildListType::Captions);
+}
 
 // Of what the node's filters make of what lies inside `bounds`. Both are upright in the spread: a filter of a turned
 // node has more than it needs.
@@ -57,14 +66,30 @@ Kernel::RectT<double> FilteredBounds(Node const& node, Params const& toSpread, K
         if (filter == nullptr)
             continue;
         if (filter->NeedsBox() && !box)
-            box = Bounds(node, {}, false, clipDepth);
+            box = Bounds(node, {}, false, clipDepth, false);
         if (auto const resolved = filter->ResolveBox(box.value_or(Kernel::RectT<double>())))
             bounds = toSpread.Apply(resolved->GetBounds(toSpread.GetInverse().Apply(bounds)));
     }
     return bounds;
 }
 
-Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth) {
+// Without captions: what is left by filters, clips and the box of an artboard.
+Kernel::RectT<double> BoundsOfContent(Frame const& frame, bool includeLines, int clipDepth) {
+    auto bounds = frame.bounds;
+    if (includeLines && frame.filterDepth <= c_filterDepth)
+        bounds = FilteredBounds(*frame.node, frame.toSpread, bounds, clipDepth);
+    if (clipDepth < c_clipDepth && frame.node->HasChildren(NodeChildListType::Clipping)) {
+        if (auto const clip = ClipBounds(*frame.node, frame.toSpread, clipDepth))
+            bounds = bounds.Intersected(*clip);
+    }
+    // An artboard clips to its own box; one that is no more than a group has no bounds of its own.
+    if (frame.node->IsArtboard() && static_cast<ArtboardNode const*>(frame.node)->IsArtboardEnabled())
+        bounds = bounds.Intersected(frame.node->GetOwnBounds(frame.toSpread, includeLines));
+    return bounds;
+}
+
+Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth,
+                             bool captions) {
     auto const open = [&](Node const& node, Params const& toSpread, int filterDepth) {
         Node const* const first = node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
         filterDepth += node.FindState(InterfaceId::FilterEffects) == nullptr ? 0 : 1;
@@ -79,16 +104,15 @@ Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool in
             frames.push_back(open(*child, toSpread, frame.filterDepth));
             continue;
         }
-        auto bounds = frame.bounds;
-        if (includeLines && frame.filterDepth <= c_filterDepth)
-            bounds = FilteredBounds(*frame.node, frame.toSpread, bounds, clipDepth);
-        if (clipDepth < c_clipDepth && frame.node->HasChildren(NodeChildListType::Clipping)) {
-            if (auto const clip = ClipBounds(*frame.node, frame.toSpread, clipDepth))
-                bounds = bounds.Intersected(*clip);
+        if (!frame.isAtCaptions) {
+            frame.bounds = BoundsOfContent(frame, includeLines, clipDepth);
+            frame.isAtCaptions = true;
+            if (captions || frames.size() != 1)
+                frame.nextChild = FirstCaption(*frame.node);
+            if (frame.nextChild != nullptr)
+                continue;
         }
-        // An artboard clips to its own box; one that is no more than a group has no bounds of its own.
-        if (frame.node->IsArtboard() && static_cast<ArtboardNode const*>(frame.node)->IsArtboardEnabled())
-            bounds = bounds.Intersected(frame.node->GetOwnBounds(frame.toSpread, includeLines));
+        auto const bounds = frame.bounds;
         frames.pop_back();
         if (frames.empty())
             return bounds;
@@ -98,6 +122,6 @@ Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool in
 
 } // namespace
 
-Kernel::RectT<double> ComputeBounds(Node const& node, Params const& toSpread, bool includeLines) {
-    return Bounds(node, toSpread, includeLines, 0);
+Kernel::RectT<double> ComputeBounds(Node const& node, Params const& toSpread, bool includeLines, bool captions) {
+    return Bounds(node, toSpread, includeLines, 0, captions);
 }

@@ -3,8 +3,9 @@
 
 #include "platform/document/node.h"
 
-// The bounds, in spread space, of a node and of the plain children below it, cut to the bounds of clipping content.
-// `toSpread` takes the node's own space there. Hidden nodes count too, as they do for the user who selects them.
-// Without recursion along the plain children; clips inside clips are followed 64 deep.
+// The bounds, in spread space, of a node and of the plain children below it, cut to the bounds of clipping content,
+// with captions, those of the node itself only if asked for. `toSpread` takes the node's own space there. Hidden nodes
+// count too, as they do for the user who selects them. Without recursion along the plain children; clips inside clips
+// are followed 64 deep.
 Kernel::RectT<double> ComputeBounds(Node const& node, Raster::AffineTransform::Params const& toSpread,
-                                    bool includeLines);
+                                    bool includeLines, bool captions);

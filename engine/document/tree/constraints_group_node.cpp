@@ -52,7 +52,7 @@ void MapSpan(Span const& from, Span const& to, double& scale, double& shift) {
 }
 
 Kernel::RectT<double> GetMemberBounds(Node const& member, TransformInterface const& place) {
-    return ComputeBounds(member, place.GetMatrix(), false);
+    return ComputeBounds(member, place.GetMatrix(), false, false);
 }
 
 } // namespace

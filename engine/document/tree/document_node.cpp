@@ -50,6 +50,24 @@ void DocumentNode::SetTextStyleSheet(Kernel::Counted<Story::StyleSheet const> st
     MarkChanged();
 }
 
+void DocumentNode::AddCustomCaptionCounterType(Kernel::String const& name) {
+    auto const place = std::ranges::lower_bound(m_captionCounterTypes, name);
+    if (place != m_captionCounterTypes.end() && *place == name)
+        return;
+    EditJournal::NoteValue(*this, m_captionCounterTypes);
+    m_captionCounterTypes.insert(place, name);
+    MarkChanged();
+}
+
+void DocumentNode::RemoveCustomCaptionCounterType(Kernel::String const& name) {
+    auto const place = std::ranges::lower_bound(m_captionCounterTypes, name);
+    if (place == m_captionCounterTypes.end() || *place != name)
+        return;
+    EditJournal::NoteValue(*this, m_captionCounterTypes);
+    m_captionCounterTypes.erase(place);
+    MarkChanged();
+}
+
 std::vector<Kernel::Counted<SpreadNode>> DocumentNode::GetSpreads() const {
     std::vector<Kernel::Counted<SpreadNode>> spreads;
     for (Node* child = GetFirstChild(NodeChildListType::Plain); child != nullptr; child = child->GetNextSibling()) {
@@ -128,6 +146,8 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "VwPs", m_viewPoints);
     if (m_textStyles)
         Kernel::SaveValue(out, "TxSt", m_textStyles);
+    if (!m_captionCounterTypes.empty())
+        Kernel::SaveValue(out, "CapC", m_captionCounterTypes);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -139,6 +159,10 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
     Kernel::LoadValue(in, "GFil", m_guidesFill);
     Kernel::LoadValue(in, "VwPs", m_viewPoints);
     Kernel::LoadValue(in, "TxSt", m_textStyles);
+    Kernel::LoadValue(in, "CapC", m_captionCounterTypes);
+    std::ranges::sort(m_captionCounterTypes);
+    m_captionCounterTypes.erase(std::unique(m_captionCounterTypes.begin(), m_captionCounterTypes.end()),
+                                m_captionCounterTypes.end());
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

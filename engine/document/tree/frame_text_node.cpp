@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/tree/text_wrap.h"
+#include "platform/document/caption_info.h"
 #include "platform/document/text_nodes.h"
 
 #include "platform/kernel/cast.h"
@@ -223,6 +224,31 @@ Kernel::RectT<double> FrameTextNode::GetOwnBounds(Params const& toSpread, bool i
         Kernel::RectT<double>{rect.left - reach, rect.top - reach, rect.right + reach, rect.bottom + reach});
 }
 
+namespace {
+
+class NodeColumnFrame final : public Story::ColumnFrame {
+public:
+    explicit NodeColumnFrame(FrameTextNode& node) : m_node(&node) {}
+    Kernel::RectT<double> GetRect() const override { return m_node->GetFrameRect(); }
+    void SetRect(Kernel::RectT<double> const& rect) override { m_node->SetFrameRect(rect); }
+
+private:
+    Kernel::Counted<FrameTextNode> m_node;
+};
+
+} // namespace
+
+Kernel::Counted<Story::Frame> FrameTextNode::GetMutableStoryFrameI() {
+    return Kernel::MakeCounted<NodeColumnFrame>(*this);
+}
+
+Kernel::Counted<CaptionInfo const> FrameTextNode::GetCaptionInfo() const { return m_captionInfo; }
+
+void FrameTextNode::SetCaptionInfo(Kernel::Counted<CaptionInfo const> info) {
+    m_captionInfo = std::move(info);
+    MarkChanged();
+}
+
 // Copies and files
 
 // Only a forged file names an object of another class: a step of the history could hold itself through it.
@@ -235,7 +261,14 @@ bool TextFrameState::Load(Kernel::InSerialiser const& in, Kernel::FileStore& fil
 
 Kernel::Counted<Kernel::Serialisable> FrameTextNode::CreateObject() { return Kernel::MakeCounted<FrameTextNode>(); }
 
+void FrameTextNode::Save(Kernel::OutSerialiser& out) const {
+    if (m_captionInfo)
+        Kernel::SaveValue(out, "Capt", m_captionInfo);
+    TextNode::Save(out);
+}
+
 bool FrameTextNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    Kernel::LoadValue(in, "Capt", m_captionInfo);
     bool const loaded = TextNode::Load(in, files, version);
     // Only a forged file lets a head follow, or a frame itself: such a ring would keep itself alive.
     auto const* const master = Kernel::CastPointer<FrameTextNode>(GetState<TextFrameState>().master.get());
@@ -248,6 +281,8 @@ bool FrameTextNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& file
 void FrameTextNode::CopyMembersFrom(Node const& other) {
     TextNode::CopyMembersFrom(other);
     auto const* const frame = Kernel::CastPointer<FrameTextNode const>(&other);
+    if (frame != nullptr)
+        m_captionInfo = frame->m_captionInfo;
     if (frame == nullptr || (frame->m_registeredAt == nullptr && frame->m_followers.empty()))
         return;
     auto const range = frame->MakeComposedText()->GetRange();

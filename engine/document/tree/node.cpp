@@ -118,7 +118,7 @@ SpreadNode* Node::GetSpread() const noexcept {
 Raster::AffineTransform::Params Node::GetBaseToSpreadTransform() const { return {}; }
 
 Kernel::RectT<double> Node::GetBounds(bool includeLines) const {
-    return ComputeBounds(*this, GetBaseToSpreadTransform(), includeLines);
+    return ComputeBounds(*this, GetBaseToSpreadTransform(), includeLines, true);
 }
 
 Kernel::RectT<double> Node::GetOwnBounds(Raster::AffineTransform::Params const&, bool) const { return {}; }

@@ -184,7 +184,8 @@ Kernel::RectT<double> CloudSyncedNode::GetOwnBounds(Params const& toSpread, bool
     if (!m_boxContents || m_boxContents->GetParent() != nullptr)
         return {};
     auto const* const scene = Kernel::CastPointer<TransformInterface const>(m_boxContents.get());
-    return ComputeBounds(*m_boxContents, scene == nullptr ? toSpread : toSpread * scene->GetMatrix(), includeLines);
+    return ComputeBounds(*m_boxContents, scene == nullptr ? toSpread : toSpread * scene->GetMatrix(), includeLines,
+                         true);
 }
 
 // CurvesNode

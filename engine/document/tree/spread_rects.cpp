@@ -83,4 +83,13 @@ void ChangeResult::Notify(Kernel::NonCounted<DocumentController> controller, boo
         controller.ToCounted(), m_rects, Kernel::MakeCounted<Selection>(m_nodes), preview, false, false, false));
 }
 
+void ChangeResult::Notify(Kernel::NotificationList& notifications,
+                          Kernel::Counted<DocumentController> const& controller,
+                          Kernel::Counted<Selection const> const& selection, bool preview) const {
+    if (m_rects.IsEmpty())
+        return;
+    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(controller, m_rects, selection, preview,
+                                                                                false, false, false));
+}
+
 void ChangeResult::Clear() { *this = {}; }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/text_nodes.h"
+#include "platform/document/shown_texts.h"
 
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -29,6 +30,29 @@ void TextNode::SetText(Story::GlyphString const& text, Story::GlyphAttsRef const
     auto const story = GetStory()->Clone();
     story->ReplaceText(story->GetClientAll(), text, glyphAtts, paragraphAtts);
     SetStory(story);
+}
+
+void TextNode::OnTransformChange(ChangeResult* result, bool after, bool geometry, bool recompose) {
+    if (after)
+        MarkChanged();
+    if (result != nullptr && IsInDocument()) {
+        result->m_rects.IncludeWhereShown(*this);
+        if (!after && geometry && ShownTexts::AnyWraps())
+            result->m_textsBefore = std::make_shared<ShownTexts>(std::vector<SpreadNode const*>{GetSpread()});
+    }
+    if (result != nullptr && after && result->m_textsBefore)
+        std::exchange(result->m_textsBefore, nullptr)->IncludeChanged(result->m_rects);
+    if (after && recompose)
+        EnsureTextComposed();
+}
+
+void TextNode::GetTransformInvalidationBox(SpreadRects& areas, bool lines) const {
+    if (!IsInDocument())
+        return;
+    if (lines)
+        areas.IncludeWhereShown(*this);
+    else
+        areas.Append(SpreadRect(*this, GetBounds(false)));
 }
 
 Kernel::Counted<Story::StyleSheet const> TextNode::GetTextStyleSheet() const {

@@ -75,7 +75,7 @@ Kernel::Counted<Geometry::PolyCurveDbl const> TextWrapInterface::CreateDefaultTe
     if (auto const* const curves = Kernel::CastPointer<ConstCurvesInterface const>(owner))
         return curves->GetOutline();
     auto const* const node = Kernel::CastPointer<Node const>(owner);
-    auto const bounds = node == nullptr ? Kernel::RectT<double>() : ComputeBounds(*node, {}, false);
+    auto const bounds = node == nullptr ? Kernel::RectT<double>() : ComputeBounds(*node, {}, false, false);
     if (bounds.IsEmpty())
         return {};
     return Kernel::MakeCounted<Geometry::PolyCurveDbl const>(bounds);

@@ -16,6 +16,14 @@ enum class InsertionMode : std::uint32_t {
     FrontOfSpread = 6
 };
 
+// Whether new nodes get a property as the document's defaults have it. The numbers are stored.
+enum class ApplyDefault : std::uint32_t {
+    // Those that have none.
+    WhereUnset = 0,
+    Always = 1,
+    Never = 2
+};
+
 // Adds new nodes to the tree. They are given in the spread's space, and are put into that of their parent.
 class REDRAFT_ENGINE AddChildNodesCommand : public OrderedSelectionCommand<AddChildNodesCommand>,
                                             public StructureCommandHelper,
@@ -24,6 +32,14 @@ public:
     // With `selectNodes` the nodes are the new selection. `list` is the child list of their parent that they join.
     AddChildNodesCommand(bool selectNodes, NodeChildListType list, InsertionMode mode,
                          Kernel::Counted<Selection const> selection = {});
+    // `toBack`: behind all siblings, for modes that go by the selection, too. `keepLinks`: a parent that is linked to a
+    // symbol stays so. `inParentSpace`: the nodes are given in the space of their parent. `pressure`: the pressure
+    // profile of the nodes' lines; may be null. `spreadOffset`: where the mode goes by the current spread, the spread
+    // so many places behind it, or before it; without one there it throws when it runs. `line` and `paint`: whether the
+    // nodes get the default line and its paint.
+    AddChildNodesCommand(bool selectNodes, NodeChildListType list, bool toBack, bool keepLinks, bool inParentSpace,
+                         Kernel::Counted<Geometry::CurveDbl> pressure, Kernel::Counted<Selection const> selection,
+                         InsertionMode mode, int spreadOffset, ApplyDefault line, ApplyDefault paint);
     // Children of one node, which are not selected.
     AddChildNodesCommand(NodeChildListType list, Kernel::Counted<Node> const& parent);
 
@@ -60,9 +76,31 @@ protected:
 private:
     using Params = Raster::AffineTransform::Params;
 
+    struct Options {
+        bool toBack = false;
+        bool keepLinks = false;
+        bool inParentSpace = false;
+        int spreadOffset = 0;
+        ApplyDefault line = ApplyDefault::Never;
+        ApplyDefault paint = ApplyDefault::Never;
+        Kernel::Counted<Geometry::CurveDbl> pressure;
+        static constexpr Kernel::ClassUID GetClassUID() { return {"ACOp"}; }
+        static constexpr auto Fields() {
+            return Kernel::FieldList{
+                Kernel::Field{"Back", &Options::toBack},        Kernel::Field{"KpLk", &Options::keepLinks},
+                Kernel::Field{"InPS", &Options::inParentSpace}, Kernel::Field{"SprO", &Options::spreadOffset},
+                Kernel::Field{"DLin", &Options::line},          Kernel::Field{"DPnt", &Options::paint},
+                Kernel::Field{"Prss", &Options::pressure}};
+        }
+    };
+
     NodeChildListType GetList() const { return static_cast<NodeChildListType>(m_list); }
     bool SelectsNodes() const { return m_selectNodes && !m_nodes.empty(); }
     void FindPlace();
+    Kernel::Counted<Node> FindSpread() const;
+    // Gives the nodes what the options ask for; once, before they enter the tree.
+    void ApplyDefaults();
+    bool ShouldDetach() const { return !m_options.keepLinks && ShouldDetachLinksOnEdit(m_parent); }
     void Insert();
     void Remove();
     void IncludeParent();
@@ -73,11 +111,11 @@ private:
     static constexpr auto Fields() {
         using This = AddChildNodesCommand;
         return Kernel::FieldList{
-            Kernel::Field{"Node", &This::m_nodes},       Kernel::Field{"Mtrx", &This::m_onSpread},
-            Kernel::Field{"List", &This::m_list},        Kernel::Field{"Mode", &This::m_mode},
-            Kernel::Field{"SelN", &This::m_selectNodes}, Kernel::Field{"Pare", &This::m_parent},
-            Kernel::Field{"Befo", &This::m_before},      Kernel::Field{"NewS", &This::m_newSelection},
-            Kernel::Field{"OldS", &This::m_oldSelection}};
+            Kernel::Field{"Node", &This::m_nodes},        Kernel::Field{"Mtrx", &This::m_onSpread},
+            Kernel::Field{"List", &This::m_list},         Kernel::Field{"Mode", &This::m_mode},
+            Kernel::Field{"SelN", &This::m_selectNodes},  Kernel::Field{"Pare", &This::m_parent},
+            Kernel::Field{"Befo", &This::m_before},       Kernel::Field{"NewS", &This::m_newSelection},
+            Kernel::Field{"OldS", &This::m_oldSelection}, Kernel::Field{"Opti", &This::m_options}};
     }
 
     // In the order in which they stand.
@@ -88,6 +126,7 @@ private:
     std::uint32_t m_list = 0;
     InsertionMode m_mode = InsertionMode::Above;
     bool m_selectNodes = false;
+    Options m_options;
     Kernel::Counted<Node> m_parent;
     // The sibling that they stand in front of; null at the end of the list.
     Kernel::Counted<Node> m_before;

@@ -3,6 +3,7 @@
 
 #include "platform/document/shape_definition.h"
 #include "platform/document/states.h"
+#include "platform/story/frame.h"
 #include "platform/story/wrap_style.h"
 
 #include <utility>
@@ -228,6 +229,9 @@ public:
     virtual bool IsTextGenerated() const { return GetState<TextFrameState>().generated; }
     // The frame's number in its chain.
     virtual std::size_t GetTextFlowIndex() const = 0;
+    // The frame as text sees it, to be changed; a Story::ColumnFrame where lines run in columns. Never null; it keeps
+    // the node alive.
+    virtual Kernel::Counted<Story::Frame> GetMutableStoryFrameI() = 0;
     // The frame's outline in node space; empty when it has none.
     virtual Kernel::Counted<Geometry::PolyCurveDbl const> GetTextFrameAsCurves() const = 0;
     virtual Geometry::WindingOrderMode GetTextFrameWindingOrderMode() const {

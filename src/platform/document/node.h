@@ -27,7 +27,9 @@ enum class NodeChildListType : std::uint8_t {
     // A document's symbols, beside its spreads.
     Symbols = 5,
     // The pages of a spread.
-    Pages = 6
+    Pages = 6,
+    // Of any other node its captions, which are drawn in front of it, outside of its clips and masks.
+    Captions = 6
 };
 inline constexpr int c_childListCount = 7;
 using NodeId = std::uint64_t;

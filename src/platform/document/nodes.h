@@ -323,6 +323,12 @@ public:
     Kernel::Counted<Story::StyleSheet const> GetTextStyleSheet() const;
     void SetTextStyleSheet(Kernel::Counted<Story::StyleSheet const> styles);
 
+    // The names that captions can count by, beside those of the program; in the order of their bytes. Adding a name
+    // that is there, or removing one that is not, changes nothing.
+    std::vector<Kernel::String> const& GetCustomCaptionCounterTypes() const { return m_captionCounterTypes; }
+    void AddCustomCaptionCounterType(Kernel::String const& name);
+    void RemoveCustomCaptionCounterType(Kernel::String const& name);
+
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
     std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
@@ -346,5 +352,6 @@ private:
     std::vector<ViewPointData> m_viewPoints;
     // Null: without styles.
     Kernel::Counted<Story::StyleSheet const> m_textStyles;
+    std::vector<Kernel::String> m_captionCounterTypes;
     NodeId m_nextId = 1;
 };

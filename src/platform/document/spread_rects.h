@@ -4,7 +4,11 @@
 #include "platform/document/nodes.h"
 #include "platform/kernel/notification.h"
 
+#include <memory>
+
 class DocumentController;
+class Selection;
+class ShownTexts;
 
 // A rectangle of one spread, in spread space.
 struct REDRAFT_ENGINE SpreadRect {
@@ -52,9 +56,15 @@ public:
     SpreadRects const& GetRects() const { return m_rects; }
     void Notify(Kernel::NonCounted<DocumentController> controller, bool preview,
                 std::vector<Kernel::Counted<Kernel::Notification>>& notifications) const;
+    // The same for the objects of a selection.
+    void Notify(Kernel::NotificationList& notifications, Kernel::Counted<DocumentController> const& controller,
+                Kernel::Counted<Selection const> const& selection, bool preview) const;
     void Clear();
 
 private:
+    friend class TextNode;
     std::vector<Kernel::Counted<Node>> m_nodes;
     SpreadRects m_rects;
+    // How texts lay before the change that is under way.
+    std::shared_ptr<ShownTexts const> m_textsBefore;
 };

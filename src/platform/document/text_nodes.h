@@ -3,16 +3,15 @@
 
 #include "platform/document/nodes.h"
 #include "platform/document/selection.h"
+#include "platform/document/spread_rects.h"
 #include "platform/story/composition.h"
 
 #include <memory>
 #include <span>
 #include <unordered_set>
 
+class CaptionInfo;
 class TextFlow;
-
-// The changes that an edit of a text made outside of it. Reserved: frames of a fixed size change nothing.
-class ChangeResult;
 
 // A node that shows text.
 //
@@ -36,6 +35,15 @@ public:
     // To be called after an edit of the mutable story: what was composed is composed again when it is asked for. The
     // flags and the result have no effect here.
     virtual void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) = 0;
+
+    // Two calls around a change of where the node stands, or of its size: `after` false before it, true after it. The
+    // first one takes down where the node shows and how texts lie that run round it, the second one adds to `result`
+    // where the node shows now, and the texts that lie otherwise. `geometry`: the outline changes, and not the look
+    // alone. `recompose`: texts are composed again at once. The result may be null.
+    void OnTransformChange(ChangeResult* result, bool after, bool geometry, bool recompose);
+    // Adds where the node shows; without `lines`, what its lines cover beyond its outline is left out. Nothing for a
+    // node outside the tree.
+    void GetTransformInvalidationBox(SpreadRects& areas, bool lines) const;
 
     // The composition of the whole story, at least up to the end that the conditions name.
     Kernel::Counted<Story::ComposedStory> MakeComposedStory(Story::CompositionEndConditions const& conditions) const;
@@ -88,6 +96,12 @@ public:
     Raster::AffineTransform::Params GetTextRenderScale() const;
     Raster::AffineTransform::Params GetTextUiScale() const { return GetTextRenderScale(); }
 
+    Kernel::Counted<Story::Frame> GetMutableStoryFrameI() override;
+
+    // The description of the caption that the frame is; null for other frames. Set before the frame enters a document.
+    Kernel::Counted<CaptionInfo const> GetCaptionInfo() const;
+    void SetCaptionInfo(Kernel::Counted<CaptionInfo const> info);
+
     Kernel::Counted<Story::Story const> GetStory() const override;
     void SetStory(Kernel::Counted<Story::Story const> story) override;
     void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) override;
@@ -100,6 +114,7 @@ public:
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
@@ -123,6 +138,7 @@ private:
     // The head that this frame is registered with, and the frames that are registered here.
     FrameTextNode* m_registeredAt = nullptr;
     std::unordered_set<FrameTextNode*> m_followers;
+    Kernel::Counted<CaptionInfo const> m_captionInfo;
 };
 
 // Text that flows in no frame: lines end where the text says so.
