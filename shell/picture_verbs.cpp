@@ -105,7 +105,7 @@ ExitStatus RunExport(Session& session, Arguments const& arguments) {
     if (auto const scale = arguments.Find("--scale"))
         options.scale = ParseOption("--scale", [&] { return ParseNumber(*scale, c_scales); });
     if (auto const selector = arguments.Find("--select")) {
-        options.nodes = GetTopNodes(*ParseOption("--select", [&] { return MakeSelection(document, *selector); }));
+        options.nodes = GetTopNodes(Selection(ParseOption("--select", [&] { return FindNodes(document, *selector); })));
         if (options.nodes.empty())
             throw Failure(ExitStatus::NothingToDo, "--select", "selects nothing to export");
     }

@@ -32,6 +32,7 @@ ExitStatus RunImport(Session& session, Arguments const& arguments);
 ExitStatus RunLink(Session& session, Arguments const& arguments);
 ExitStatus RunInfo(Session& session, Arguments const& arguments);
 ExitStatus RunTree(Session& session, Arguments const& arguments);
+ExitStatus RunText(Session& session, Arguments const& arguments);
 ExitStatus RunMask(Session& session, Arguments const& arguments);
 ExitStatus RunArtboard(Session& session, Arguments const& arguments);
 ExitStatus RunDo(Session& session, Arguments const& arguments);
