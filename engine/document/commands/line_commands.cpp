@@ -61,7 +61,7 @@ Kernel::Counted<Selection const> BaseSetLineDescriptorCommand::GetShownSelection
     for (auto* const object : selection->GetObjects()) {
         auto const* const text = Kernel::CastPointer<TextNode const>(object);
         auto const flow = text == nullptr ? nullptr : text->GetTextFlow();
-        if (flow && flow->size() > 1 && stories.insert(flow->begin()->get()).second)
+        if (flow && flow->size() > 1 && stories.insert(flow->GetFirst().get()).second)
             others.insert(others.end(), flow->begin(), flow->end());
     }
     if (others.empty())

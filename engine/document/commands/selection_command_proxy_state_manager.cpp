@@ -2,7 +2,7 @@
 #include "platform/document/selection_command_proxy_state_manager.h"
 
 #include "engine/document/tree/brackets.h"
-#include "platform/document/nodes.h"
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/out_serialiser.h"
@@ -43,6 +43,16 @@ struct PlaceElement {
     static constexpr Kernel::ClassUID GetClassUID() { return {"PrPl"}; }
     static constexpr unsigned short GetSchemaVersion() { return 1; }
 };
+
+// A frame behind the head of its chain shows a story that the head owns: a change of that story through the frame is
+// the frame's to take back. Null for every object that owns its states itself.
+AttributeOwner* FindStoryOwner(AttributeOwner& owner) {
+    auto* const text = Kernel::CastPointer<TextNode>(&owner);
+    if (text == nullptr)
+        return nullptr;
+    AttributeOwner* const storyOwner = &text->GetStoryOwner();
+    return storyOwner == &owner ? nullptr : storyOwner;
+}
 
 constexpr Kernel::IDTag StatesTag(int number) {
     return Kernel::IDTag::FromValue(std::uint32_t{'P'} << 24 | std::uint32_t{'s'} << 16 |
@@ -154,22 +164,39 @@ bool SelectionCommandProxyStateManager::NeedToManage(Kernel::NonCounted<Kernel::
 void SelectionCommandProxyStateManager::StoreInterfaces(Kernel::NonCounted<Kernel::Countable> object) {
     if (m_direction != Direction::Do)
         return;
-    if (auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get()))
-        Brackets::Open(this, *owner);
+    auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get());
+    if (owner == nullptr)
+        return;
+    if (auto* const storyOwner = FindStoryOwner(*owner))
+        Brackets::OpenForNext(this, *storyOwner);
+    Brackets::Open(this, *owner);
 }
 
 void SelectionCommandProxyStateManager::RestoreInterfaces(Kernel::NonCounted<Kernel::Countable> object) {
     auto* const owner = Kernel::CastPointer<AttributeOwner>(object.get());
     if (owner == nullptr || m_direction == Direction::Teardown)
         return;
-    if (m_direction != Direction::Do) {
-        PutStatesBack(*owner, m_direction == Direction::Undo);
+    if (m_direction == Direction::Do) {
+        Brackets::Close(this, *owner, [this](Brackets::Closed const& bracket) {
+            if (bracket.before)
+                KeepChanges(*bracket.owner, bracket.before->attributes, bracket.before->matrix);
+        });
         return;
     }
-    Brackets::Close(this, *owner, [this](Brackets::Closed const& bracket) {
-        if (bracket.before)
-            KeepChanges(*bracket.owner, bracket.before->attributes, bracket.before->matrix);
-    });
+    bool const before = m_direction == Direction::Undo;
+    auto const& stories = ProxyStateManager<StoryInterface>::GetStates();
+    if (stories.IsEmpty()) {
+        PutStatesBack(*owner, before);
+        return;
+    }
+    // The states themselves may make the object follow another one, or none.
+    Kernel::Counted<AttributeOwner> const oldOwner(FindStoryOwner(*owner));
+    PutStatesBack(*owner, before);
+    auto* const newOwner = FindStoryOwner(*owner);
+    if (oldOwner)
+        stories.PutBack(InterfaceId::Story, *oldOwner, before);
+    if (newOwner != nullptr && newOwner != oldOwner.get())
+        stories.PutBack(InterfaceId::Story, *newOwner, before);
 }
 
 void SelectionCommandProxyStateManager::PutStatesBack(AttributeOwner& owner, bool before) {

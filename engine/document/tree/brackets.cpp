@@ -14,6 +14,7 @@ struct Bracket {
     AttributeOwner* owner;
     // One more than the place in `kept`; 0 while nothing has changed.
     std::size_t kept = 0;
+    bool isForNext = false;
 };
 
 struct Stack {
@@ -69,12 +70,21 @@ void AttributeOwner::AboutToChange() {
 
 void Brackets::Open(void const* command, AttributeOwner& owner) { GetStack().open.push_back({command, &owner}); }
 
+void Brackets::OpenForNext(void const* command, AttributeOwner& owner) {
+    GetStack().open.push_back({command, &owner, 0, true});
+}
+
+bool Brackets::IsForClosed(void const* command) noexcept {
+    return s_stack != nullptr && !s_stack->open.empty() && s_stack->open.back().isForNext &&
+           s_stack->open.back().command == command;
+}
+
 bool Brackets::CloseUnchanged(void const* command, AttributeOwner const& owner) noexcept {
     if (s_stack == nullptr || s_stack->open.empty())
         return false;
     auto& open = s_stack->open;
     auto const& bracket = open.back();
-    if (bracket.command != command || bracket.owner != &owner || bracket.kept != 0)
+    if (bracket.command != command || bracket.owner != &owner || bracket.kept != 0 || bracket.isForNext)
         return false;
     open.pop_back();
     if (open.empty() && !s_stack->kept.empty())
@@ -87,7 +97,7 @@ bool Brackets::IsOpen(void const* command, AttributeOwner const& owner) noexcept
         return false;
     auto const& open = s_stack->open;
     for (auto bracket = open.rbegin(); bracket != open.rend(); ++bracket) {
-        if (bracket->command == command && bracket->owner == &owner)
+        if (bracket->command == command && bracket->owner == &owner && !bracket->isForNext)
             return true;
     }
     return false;
@@ -97,7 +107,7 @@ Brackets::Innermost Brackets::TakeInnermost() {
     Stack& stack = GetStack();
     Bracket const bracket = stack.open.back();
     stack.open.pop_back();
-    Innermost result{bracket.command, {bracket.owner, {}}};
+    Innermost result{bracket.command, {bracket.owner, {}}, bracket.isForNext};
     if (bracket.kept != 0)
         result.closed.before = std::move(stack.kept[bracket.kept - 1]);
     if (stack.open.empty())

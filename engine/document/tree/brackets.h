@@ -22,6 +22,8 @@ void AboutToChange(AttributeOwner& owner);
 
 // `command` only names who opens the bracket.
 void Open(void const* command, AttributeOwner& owner);
+// Opens a bracket around an object that the next one may change too. It is closed together with that of the next.
+void OpenForNext(void const* command, AttributeOwner& owner);
 
 // The innermost bracket of the command; what is empty has not changed.
 struct Closed {
@@ -36,11 +38,14 @@ void Close(void const* command, AttributeOwner const& owner, F const& closed);
 
 // Closes the innermost bracket when it is the command's around the owner and has kept nothing.
 bool CloseUnchanged(void const* command, AttributeOwner const& owner) noexcept;
+// Whether the innermost bracket is the command's and has lost the one that it was opened for.
+bool IsForClosed(void const* command) noexcept;
 // Whether the command has a bracket around the owner, and the removal of the innermost bracket.
 bool IsOpen(void const* command, AttributeOwner const& owner) noexcept;
 struct Innermost {
     void const* command;
     Closed closed;
+    bool isForNext;
 };
 Innermost TakeInnermost();
 // Drops all that the command has left open.
@@ -48,16 +53,18 @@ void Forget(void const* command) noexcept;
 
 template <class F>
 void Close(void const* command, AttributeOwner const& owner, F const& closed) {
-    if (CloseUnchanged(command, owner) || !IsOpen(command, owner))
+    bool isClosed = CloseUnchanged(command, owner);
+    if (!isClosed && !IsOpen(command, owner))
         return;
-    for (;;) {
+    while (!isClosed) {
         auto const innermost = TakeInnermost();
         if (innermost.command != command)
             continue;
         closed(innermost.closed);
-        if (innermost.closed.owner == &owner)
-            return;
+        isClosed = innermost.closed.owner == &owner && !innermost.isForNext;
     }
+    while (IsForClosed(command))
+        closed(TakeInnermost().closed);
 }
 
 } // namespace Brackets

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/tree/bounds.h"
+#include "engine/document/tree/layout_epoch.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
@@ -98,6 +99,7 @@ void ConstraintsGroupNode::SetBaseBox(Kernel::RectT<double> box) {
     EditJournal::NoteValue(*this, m_box);
     m_box = box;
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 void ConstraintsGroupNode::CopyMembersFrom(Node const& other) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/nodes.h"
 
+#include "engine/document/tree/layout_epoch.h"
 #include "engine/document/tree/stored_profiles.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/cast.h"
@@ -48,6 +49,7 @@ void DocumentNode::SetTextStyleSheet(Kernel::Counted<Story::StyleSheet const> st
     EditJournal::NoteValue(*this, m_textStyles);
     m_textStyles = std::move(styles);
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 void DocumentNode::AddCustomCaptionCounterType(Kernel::String const& name) {

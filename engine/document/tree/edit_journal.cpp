@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/edit_journal.h"
 
+#include "engine/document/tree/layout_epoch.h"
+
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -62,6 +64,7 @@ void EditJournal::RollBack() noexcept {
     auto const open = std::exchange(s_open, 0);
     FinishDownTo(m_last, true);
     s_open = open;
+    LayoutEpoch::Advance();
 }
 
 void EditJournal::SetObserver(Observer* observer) noexcept { GetJournalStack().observer = observer; }

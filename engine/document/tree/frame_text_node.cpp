@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/document/tree/text_flow.h"
 #include "engine/document/tree/text_wrap.h"
 #include "platform/document/caption_info.h"
-#include "platform/document/text_nodes.h"
 
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -27,8 +27,11 @@ FrameTextNode::FrameTextNode(Kernel::RectT<double> const& rect) {
 }
 
 FrameTextNode::~FrameTextNode() {
-    if (m_registeredAt != nullptr)
-        m_registeredAt->m_followers.erase(this);
+    if (m_registeredAt == nullptr)
+        return;
+    ForgetTextFlow();
+    std::lock_guard const lock(m_registeredAt->GetCache().mutex);
+    m_registeredAt->m_followers.erase(this);
 }
 
 void FrameTextNode::SetFrameRect(Kernel::RectT<double> const& rect) {
@@ -47,16 +50,24 @@ void FrameTextNode::UpdateRegistration() {
         master = nullptr;
     if (master == m_registeredAt)
         return;
-    if (m_registeredAt != nullptr)
+    ForgetTextFlow();
+    if (m_registeredAt != nullptr) {
+        std::lock_guard const lock(m_registeredAt->GetCache().mutex);
         m_registeredAt->m_followers.erase(this);
+    }
     m_registeredAt = master;
-    if (master != nullptr)
+    if (master != nullptr) {
+        std::lock_guard const lock(master->GetCache().mutex);
         master->m_followers.insert(this);
+    }
+    ForgetTextFlow();
 }
 
 void FrameTextNode::OnStateChanged(InterfaceId id) {
     if (id == InterfaceId::TextFrame)
         UpdateRegistration();
+    if (id == InterfaceId::TextFrame || id == InterfaceId::Transform || id == InterfaceId::BaselineGrid)
+        ForgetTextFlow();
     TextNode::OnStateChanged(id);
 }
 
@@ -64,9 +75,12 @@ std::vector<FrameTextNode*> FrameTextNode::GetChain() const {
     auto& head = const_cast<FrameTextNode&>(GetHead());
     auto const* const document = GetDocumentNode();
     std::vector<FrameTextNode*> chain;
-    for (auto* const follower : head.m_followers) {
-        if (follower == this || follower->GetDocumentNode() == document)
-            chain.push_back(follower);
+    {
+        std::lock_guard const lock(head.GetCache().mutex);
+        for (auto* const follower : head.m_followers) {
+            if (follower == this || follower->GetDocumentNode() == document)
+                chain.push_back(follower);
+        }
     }
     std::sort(chain.begin(), chain.end(), [](FrameTextNode const* a, FrameTextNode const* b) {
         int const first = a->GetState<TextFrameState>().flowIndex, second = b->GetState<TextFrameState>().flowIndex;
@@ -126,17 +140,7 @@ void FrameTextNode::Unlink() {
     });
 }
 
-std::size_t FrameTextNode::GetTextFlowIndex() const {
-    auto const chain = GetChain();
-    return static_cast<std::size_t>(std::find(chain.begin(), chain.end(), this) - chain.begin());
-}
-
-Kernel::Counted<TextFlow> FrameTextNode::GetTextFlow() const {
-    TextFlow::Nodes nodes;
-    for (auto* const frame : GetChain())
-        nodes.emplace_back(frame);
-    return Kernel::MakeCounted<TextFlow>(std::move(nodes));
-}
+std::size_t FrameTextNode::GetTextFlowIndex() const { return GetTextFlow()->GetIndex(*this); }
 
 // The story
 
@@ -149,12 +153,6 @@ Kernel::Counted<Story::Story const> FrameTextNode::GetStory() const {
 void FrameTextNode::SetStory(Kernel::Counted<Story::Story const> story) {
     Kernel::Counted<Kernel::Serialisable> const object(const_cast<Story::Story*>(story.get()));
     GetHead().EditState<StoryState>([&](StoryState& state) { state.story = object; });
-}
-
-void FrameTextNode::OnStoryChange(ChangeResult*, bool, Story::StoryChange const&, bool) {
-    auto& head = GetHead();
-    head.DropComposition();
-    head.MarkChanged();
 }
 
 // Composition
@@ -192,21 +190,18 @@ Story::FrameGeometry FrameTextNode::MakeGeometry(bool isRightToLeft) const {
     return geometry;
 }
 
-Kernel::Counted<Story::ComposedStory> FrameTextNode::GetComposition() const {
-    auto const story = GetStory();
+Kernel::Counted<TextFlow> FrameTextNode::MakeTextFlow() const {
     auto const chain = GetChain();
+    TextFlow::Places places;
     bool const hasColumns = std::any_of(chain.begin(), chain.end(), [](FrameTextNode const* frame) {
         return frame->GetState<TextFrameState>().columnCount > 1;
     });
-    bool const isRightToLeft = hasColumns && Story::IsReadRightToLeft(*story, *GetTextStyleSheet());
-    std::vector<Story::FrameGeometry> frames;
+    if (hasColumns)
+        places.isRightToLeft = IsReadRightToLeft();
+    places.geometries.reserve(chain.size());
     for (auto const* const frame : chain)
-        frames.push_back(frame->MakeGeometry(isRightToLeft));
-    return GetHead().Recompose(story, std::move(frames));
-}
-
-Story::ComposedFramePtr FrameTextNode::MakeComposedText() const {
-    return GetComposition()->GetFrame(GetTextFlowIndex());
+        places.geometries.push_back(frame->MakeGeometry(places.isRightToLeft.value_or(false)));
+    return Kernel::MakeCounted<TextFlow>(std::vector<TextNode*>(chain.begin(), chain.end()), std::move(places));
 }
 
 Kernel::Counted<Geometry::PolyCurveDbl const> FrameTextNode::GetTextFrameAsCurves() const {

@@ -2,6 +2,7 @@
 #include "platform/document/node.h"
 
 #include "engine/document/tree/bounds.h"
+#include "engine/document/tree/layout_epoch.h"
 #include "engine/document/tree/older_line_order.h"
 #include "engine/document/tree/text_wrap.h"
 #include "platform/document/edit_journal.h"
@@ -61,6 +62,7 @@ void Node::InsertChild(NodeChildListType list, Kernel::Counted<Node> child, Node
             parent->MarkChanged();
             linked.MarkChanged();
             parent->UnlinkChild(&linked);
+            LayoutEpoch::Advance();
         }
     });
     LinkChild(list, child.get(), before);
@@ -68,6 +70,7 @@ void Node::InsertChild(NodeChildListType list, Kernel::Counted<Node> child, Node
         document->AdoptIds(*child);
     MarkChanged();
     child->MarkChanged();
+    LayoutEpoch::Advance();
 }
 
 Kernel::Counted<Node> Node::RemoveFromParent() {
@@ -79,10 +82,13 @@ Kernel::Counted<Node> Node::RemoveFromParent() {
         from->LinkChild(list, &node, next.get());
         from->MarkChanged();
         node.MarkChanged();
+        LayoutEpoch::Advance();
     });
     parent->MarkChanged();
     MarkChanged();
-    return parent->UnlinkChild(this);
+    auto reference = parent->UnlinkChild(this);
+    LayoutEpoch::Advance();
+    return reference;
 }
 
 TreePlace Node::GetPlace() const {
@@ -137,6 +143,7 @@ void Node::SetOwnerReference(Kernel::Counted<Node const> owner) {
     EditJournal::NoteFor(*this, [old = GetOwnerReference()](Node& node) { node.SetOwnerReference(old); });
     GetRare().owner = Kernel::Weak<Node const>(owner);
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 bool Node::IsLinked(bool direct) const {
@@ -167,6 +174,7 @@ void Node::SetLinkSource(Kernel::Counted<Node> source) {
     EditJournal::NoteFor(*this, [old](Node& node) { node.SetLinkSource(old); });
     Link(std::move(source));
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 void Node::Link(Kernel::Counted<Node> source) {
@@ -264,6 +272,7 @@ void Node::OnStateChanged(InterfaceId id) {
     if (id == InterfaceId::TextWrap)
         NoteTextWrap(*this);
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 Kernel::String Node::GetDefaultDescription() const {

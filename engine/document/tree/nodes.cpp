@@ -2,6 +2,7 @@
 #include "platform/document/nodes.h"
 
 #include "engine/document/tree/bounds.h"
+#include "engine/document/tree/layout_epoch.h"
 #include "engine/document/tree/line_bounds.h"
 #include "platform/document/edit_journal.h"
 #include "platform/geometry/curve_intersection_graph.h"
@@ -157,6 +158,7 @@ void CloudSyncedNode::SetBoxContents(Kernel::JailCounted<Node> contents) {
     if (auto* document = GetDocumentNode(); document != nullptr && m_boxContents)
         document->AdoptIds(*m_boxContents);
     MarkChanged();
+    LayoutEpoch::Advance();
 }
 
 void CloudSyncedNode::CopyMembersFrom(Node const& other) {
@@ -236,6 +238,7 @@ void PolyCurveNode::SetCompoundOperation(CompoundOperation operation) {
     EditJournal::NoteValue(*this, m_operation);
     m_operation = operation;
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 void PolyCurveNode::CopyMembersFrom(Node const& other) {
@@ -261,12 +264,14 @@ void CompoundCurveNode::SetWindingOrderMode(Geometry::WindingOrderMode mode) {
     EditJournal::NoteValue(*this, m_windingOrderMode);
     m_windingOrderMode = mode;
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 void CompoundCurveNode::SetCompoundOperation(CompoundOperation operation) {
     EditJournal::NoteValue(*this, m_operation);
     m_operation = operation;
     MarkChanged();
+    LayoutEpoch::AdvanceForPlaces();
 }
 
 struct CompoundCurveNode::MadeOutline {
@@ -369,6 +374,7 @@ void PageNode::SetBaseBox(Kernel::RectT<double> box) {
     EditJournal::NoteValue(*this, m_box);
     m_box = box;
     MarkChanged();
+    LayoutEpoch::Advance();
 }
 
 void PageNode::CopyMembersFrom(Node const& other) {
@@ -395,6 +401,7 @@ void SpreadNode::SetBaseBox(Kernel::RectT<double> box) {
     EditJournal::NoteValue(*this, m_box);
     m_box = box;
     MarkChanged();
+    LayoutEpoch::Advance();
 }
 
 void SpreadNode::AddPage(Kernel::Counted<PageNode> page) {

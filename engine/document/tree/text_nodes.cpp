@@ -7,17 +7,8 @@
 #include "platform/kernel/field_list.h"
 
 #include <algorithm>
-#include <mutex>
 
 // TextNode
-
-struct TextNode::Cache {
-    std::mutex mutex;
-    Kernel::Counted<Story::ComposedStory> composed;
-};
-
-TextNode::TextNode() : m_cache(std::make_unique<Cache>()) {}
-TextNode::~TextNode() = default;
 
 Kernel::Counted<Story::Story> TextNode::GetMutableStory(bool) {
     auto story = GetStory()->Clone();
@@ -55,35 +46,6 @@ void TextNode::GetTransformInvalidationBox(SpreadRects& areas, bool lines) const
         areas.Append(SpreadRect(*this, GetBounds(false)));
 }
 
-Kernel::Counted<Story::StyleSheet const> TextNode::GetTextStyleSheet() const {
-    auto const* const document = GetDocumentNode();
-    return document == nullptr ? Story::StyleSheet::GetEmpty() : document->GetTextStyleSheet();
-}
-
-Kernel::Counted<Story::ComposedStory>
-TextNode::MakeComposedStory(Story::CompositionEndConditions const& conditions) const {
-    auto composed = GetComposition();
-    composed->Compose(conditions);
-    return composed;
-}
-
-Kernel::Counted<Story::ComposedStory> TextNode::Recompose(Kernel::Counted<Story::Story const> const& story,
-                                                          std::vector<Story::FrameGeometry> frames) const {
-    auto const styles = GetTextStyleSheet();
-    std::lock_guard const lock(m_cache->mutex);
-    auto& composed = m_cache->composed;
-    bool const isCurrent = composed && composed->GetStory() == story && composed->GetStyleSheet() == styles &&
-                           composed->GetGeometries() == frames;
-    if (!isCurrent)
-        composed = Kernel::MakeCounted<Story::ComposedStory>(story, styles, std::move(frames), composed);
-    return composed;
-}
-
-void TextNode::DropComposition() const {
-    std::lock_guard const lock(m_cache->mutex);
-    m_cache->composed.reset();
-}
-
 // Only a forged file names an object of another class: a step of the history could hold itself through it.
 bool StoryState::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
     bool const loaded = InterfaceStateT::Load(in, files, version);
@@ -119,21 +81,11 @@ ArtTextNode::~ArtTextNode() = default;
 Kernel::Counted<Story::Story const> ArtTextNode::GetStory() const { return StoryOf(*this); }
 void ArtTextNode::SetStory(Kernel::Counted<Story::Story const> story) { PutStory(*this, story); }
 
-void ArtTextNode::OnStoryChange(ChangeResult*, bool, Story::StoryChange const&, bool) {
-    DropComposition();
-    MarkChanged();
-}
-
-Kernel::Counted<Story::ComposedStory> ArtTextNode::GetComposition() const {
+Kernel::Counted<TextFlow> ArtTextNode::MakeTextFlow() const {
     Story::FrameGeometry geometry;
     geometry.artOrigin = m_origin;
-    return Recompose(GetStory(), {geometry});
-}
-
-Story::ComposedFramePtr ArtTextNode::MakeComposedText() const { return GetComposition()->GetFrame(0); }
-
-Kernel::Counted<TextFlow> ArtTextNode::GetTextFlow() const {
-    return Kernel::MakeCounted<TextFlow>(TextFlow::Nodes{Kernel::Counted<TextNode>(const_cast<ArtTextNode*>(this))});
+    return Kernel::MakeCounted<TextFlow>(std::vector<TextNode*>{const_cast<ArtTextNode*>(this)},
+                                         TextFlow::Places{{geometry}, {}});
 }
 
 Kernel::RectT<double> ArtTextNode::GetOwnBounds(Raster::AffineTransform::Params const& toSpread, bool) const {
@@ -155,17 +107,6 @@ void ArtTextNode::CopyMembersFrom(Node const& other) {
     TextNode::CopyMembersFrom(other);
     if (auto const* text = Kernel::CastPointer<ArtTextNode const>(&other))
         m_origin = text->m_origin;
-}
-
-// TextFlow
-
-Kernel::Counted<TextNode> TextFlow::GetNode(Story::StoryPos const& position) const {
-    for (auto const& node : m_nodes) {
-        auto const range = node->MakeComposedText()->GetRange();
-        if (position.GetIndex() >= range.begin && position.GetIndex() < range.end)
-            return node;
-    }
-    return {};
 }
 
 // Selections

@@ -2,6 +2,7 @@
 #include "engine/document/tree/text_wrap.h"
 
 #include "engine/document/tree/bounds.h"
+#include "engine/document/tree/layout_epoch.h"
 #include "platform/kernel/cast.h"
 
 #include <atomic>
@@ -26,8 +27,10 @@ void AddShape(std::vector<Story::WrapShape>& shapes, Kernel::Counted<Geometry::P
 
 void NoteTextWrap(Node const& node) {
     auto const* const wrap = Kernel::CastPointer<AttributeOwner const>(&node);
-    if (wrap->FindState(InterfaceId::TextWrap) != nullptr)
-        s_hasTextWrap.store(true, std::memory_order_relaxed);
+    if (wrap->FindState(InterfaceId::TextWrap) == nullptr)
+        return;
+    s_hasTextWrap.store(true, std::memory_order_relaxed);
+    LayoutEpoch::LetPlacesMatter();
 }
 
 bool HasTextWrap() { return s_hasTextWrap.load(std::memory_order_relaxed); }

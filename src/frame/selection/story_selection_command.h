@@ -38,7 +38,7 @@ public:
             return;
         }
         auto const flow = text->GetTextFlow();
-        auto const head = *flow->begin();
+        auto const head = flow->GetFirst();
         Ranges ranges;
         if (flow->size() == 1) {
             ranges = RangesOf(*this->GetSelectionItem(), *head);
@@ -93,7 +93,7 @@ private:
             if (flow->size() == 1)
                 continue;
             auto const ranges = RangesOf(*item, *text);
-            auto& all = m_selectedRanges[flow->begin()->get()];
+            auto& all = m_selectedRanges[flow->GetFirst().get()];
             all.insert(all.end(), ranges.begin(), ranges.end());
         }
     }

@@ -6,8 +6,11 @@
 #include "platform/document/spread_rects.h"
 #include "platform/story/composition.h"
 
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <span>
+#include <unordered_map>
 #include <unordered_set>
 
 class CaptionInfo;
@@ -32,9 +35,14 @@ public:
     Kernel::Counted<Story::Story> GetMutableStory(bool markChanged);
     void SetText(Story::GlyphString const& text, Story::GlyphAttsRef const& glyphAtts,
                  Story::ParagraphAttsRef const& paragraphAtts);
-    // To be called after an edit of the mutable story: what was composed is composed again when it is asked for. The
-    // flags and the result have no effect here.
-    virtual void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) = 0;
+    // To be called around an edit of the mutable story, with `changed` false before it and true after it. What the edit
+    // did not reach stays composed. The result, which may be null, comes to hold the nodes that show the story.
+    void OnStoryChange(ChangeResult* result, bool changed, Story::StoryChange const& change, bool notify);
+    // The node whose state holds the story: the head of a chain, else the node itself.
+    virtual TextNode& GetStoryOwner() { return *this; }
+    // A node that stands in no tree is composed with the styles and fields of this document. Null: with none. In a tree
+    // it makes no difference.
+    void SetDocumentForComposition(DocumentNode const* document);
 
     // Two calls around a change of where the node stands, or of its size: `after` false before it, true after it. The
     // first one takes down where the node shows and how texts lie that run round it, the second one adds to `result`
@@ -50,21 +58,30 @@ public:
     // Composes what the node shows, so that the next one who asks need not wait.
     void EnsureTextComposed() const { static_cast<void>(MakeComposedText()); }
     // The node's text, as composed now. Never null.
-    virtual Story::ComposedFramePtr MakeComposedText() const = 0;
-    // All nodes that show the story.
-    virtual Kernel::Counted<TextFlow> GetTextFlow() const = 0;
+    Story::ComposedFramePtr MakeComposedText() const;
+    // All nodes that show the story, in its order.
+    Kernel::Counted<TextFlow> GetTextFlow() const;
     Kernel::Counted<Story::StyleSheet const> GetTextStyleSheet() const;
+    // The document that the text is composed with; null for none.
+    Kernel::Counted<DocumentNode const> GetDocumentForComposition() const;
 
 protected:
     TextNode();
-    virtual Kernel::Counted<Story::ComposedStory> GetComposition() const = 0;
-    // The composition of a version in frames, taken from the last one as far as it goes.
-    Kernel::Counted<Story::ComposedStory> Recompose(Kernel::Counted<Story::Story const> const& story,
-                                                    std::vector<Story::FrameGeometry> frames) const;
-    void DropComposition() const;
+    void OnStateChanged(InterfaceId id) override;
+    // The nodes that show the story, with the places where they show it.
+    virtual Kernel::Counted<TextFlow> MakeTextFlow() const = 0;
+    // Whether most of the story is read from right to left; kept until the story or the styles change.
+    bool IsReadRightToLeft() const;
+    // Everything that was found out about the nodes that show this node's story is found out anew.
+    void ForgetTextFlow() const;
+
+    struct Cache;
+    Cache& GetCache() const { return *m_cache; }
 
 private:
-    struct Cache;
+    friend class TextFlow;
+    Kernel::Counted<Story::ComposedStory> GetComposition() const;
+
     std::unique_ptr<Cache> m_cache;
 };
 
@@ -104,9 +121,7 @@ public:
 
     Kernel::Counted<Story::Story const> GetStory() const override;
     void SetStory(Kernel::Counted<Story::Story const> story) override;
-    void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) override;
-    Story::ComposedFramePtr MakeComposedText() const override;
-    Kernel::Counted<TextFlow> GetTextFlow() const override;
+    TextNode& GetStoryOwner() override { return GetHead(); }
     // The outline of the frame; the text may hang over it.
     Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
                                        bool includeLines) const override;
@@ -122,10 +137,9 @@ protected:
     // A copy is a frame of its own, with the text that the original shows.
     void CopyMembersFrom(Node const& other) override;
     Kernel::String GetDefaultDescription() const override { return "Frame Text"; }
-    Kernel::Counted<Story::ComposedStory> GetComposition() const override;
+    Kernel::Counted<TextFlow> MakeTextFlow() const override;
 
 private:
-    friend class TextFlow;
     FrameTextNode const& GetHead() const;
     FrameTextNode& GetHead();
     // The frames of the chain that stand in the same tree as this one, in order.
@@ -135,7 +149,8 @@ private:
     void Follow(FrameTextNode& head, int flowIndex);
     void UpdateRegistration();
 
-    // The head that this frame is registered with, and the frames that are registered here.
+    // The head that this frame is registered with, and the frames that are registered here. Frames that stand in no tree
+    // may end on any thread: the list is guarded.
     FrameTextNode* m_registeredAt = nullptr;
     std::unordered_set<FrameTextNode*> m_followers;
     Kernel::Counted<CaptionInfo const> m_captionInfo;
@@ -153,9 +168,6 @@ public:
 
     Kernel::Counted<Story::Story const> GetStory() const override;
     void SetStory(Kernel::Counted<Story::Story const> story) override;
-    void OnStoryChange(ChangeResult* result, bool recompose, Story::StoryChange const& change, bool notify) override;
-    Story::ComposedFramePtr MakeComposedText() const override;
-    Kernel::Counted<TextFlow> GetTextFlow() const override;
     // Of the lines, by their ascents, descents and advances.
     Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
                                        bool includeLines) const override;
@@ -169,26 +181,72 @@ public:
 protected:
     void CopyMembersFrom(Node const& other) override;
     Kernel::String GetDefaultDescription() const override { return "Art Text"; }
-    Kernel::Counted<Story::ComposedStory> GetComposition() const override;
+    Kernel::Counted<TextFlow> MakeTextFlow() const override;
 
 private:
     Kernel::PointT<double> m_origin;
 };
 
-// The nodes that show one story, in its order.
+// The nodes that show one story, in its order, as they stood when it was made. It lasts until one of them comes, goes or
+// changes. It keeps no node alive.
 class REDRAFT_ENGINE TextFlow final : public virtual Kernel::Countable {
 public:
-    using Nodes = std::vector<Kernel::Counted<TextNode>>;
-    explicit TextFlow(Nodes nodes) : m_nodes(std::move(nodes)) {}
-    Nodes::const_iterator begin() const { return m_nodes.begin(); }
-    Nodes::const_iterator end() const { return m_nodes.end(); }
+    class const_iterator {
+    public:
+        using value_type = Kernel::Counted<TextNode>;
+        using reference = value_type;
+        using pointer = void;
+        using difference_type = std::ptrdiff_t;
+        using iterator_category = std::input_iterator_tag;
+        const_iterator(TextFlow const& flow, std::size_t index) : m_flow(&flow), m_index(index) {}
+        reference operator*() const { return m_flow->GetNodeAt(m_index); }
+        const_iterator& operator++() {
+            ++m_index;
+            return *this;
+        }
+        const_iterator operator++(int) { return {*m_flow, m_index++}; }
+        friend bool operator==(const_iterator const&, const_iterator const&) = default;
+
+    private:
+        TextFlow const* m_flow;
+        std::size_t m_index;
+    };
+
+    struct Places {
+        // One for each node.
+        std::vector<Story::FrameGeometry> geometries;
+        // Whether the columns of a frame stand from right to left, where any frame has several.
+        std::optional<bool> isRightToLeft;
+    };
+    TextFlow(std::vector<TextNode*> const& nodes, Places places);
+    ~TextFlow() override;
+    const_iterator begin() const { return {*this, 0}; }
+    const_iterator end() const { return {*this, size()}; }
+    // Never 0.
     std::size_t size() const { return m_nodes.size(); }
-    Kernel::Counted<Story::Story const> GetStory() const { return m_nodes.front()->GetStory(); }
-    // The node that shows a position; empty when it has no place in any.
+    // Empty for a node that has gone since.
+    Kernel::Counted<TextNode> GetNodeAt(std::size_t index) const { return m_nodes[index].Lock(); }
+    Kernel::Counted<TextNode> GetFirst() const { return GetNodeAt(0); }
+    // The node's number; size() for one that is not here.
+    std::size_t GetIndex(TextNode const& node) const;
+    Kernel::Counted<Story::Story const> GetStory() const { return GetFirst()->GetStory(); }
+    // The node that shows a position, and its number; empty when it has no place in any. Composes as far as it must.
     Kernel::Counted<TextNode> GetNode(Story::StoryPos const& position) const;
+    std::optional<std::size_t> FindNode(std::uint32_t position) const;
 
 private:
-    Nodes m_nodes;
+    friend class TextNode;
+    // It holds as long as these stay.
+    struct Key {
+        std::uint64_t epoch = 0, version = 0;
+        DocumentNode const* document = nullptr;
+        friend bool operator==(Key const&, Key const&) = default;
+    };
+
+    std::vector<Kernel::Weak<TextNode>> m_nodes;
+    std::unordered_map<TextNode const*, std::size_t> m_indices;
+    Places m_places;
+    Key m_key;
 };
 
 // The part of an object that is selected.

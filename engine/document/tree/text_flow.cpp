@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/document/tree/text_flow.h"
+
+#include "engine/document/tree/layout_epoch.h"
+#include "platform/document/spread_rects.h"
+#include "platform/story/reading_direction.h"
+
+#include <algorithm>
+
+namespace {
+
+// A story that is being edited changes in place; versions are told apart by their paragraphs.
+bool IsSameVersion(Story::Story const& a, Story::Story const& b) {
+    auto const count = a.GetParagraphCount();
+    return count == b.GetParagraphCount() && a.CountCommonPrefix(b) == count;
+}
+
+} // namespace
+
+// TextNode
+
+TextNode::TextNode() : m_cache(std::make_unique<Cache>()) {}
+TextNode::~TextNode() = default;
+
+void TextNode::ForgetTextFlow() const {
+    auto& owner = const_cast<TextNode*>(this)->GetStoryOwner();
+    owner.m_cache->version.fetch_add(1, std::memory_order_release);
+}
+
+void TextNode::OnStateChanged(InterfaceId id) {
+    if (id == InterfaceId::Story)
+        m_cache->storyVersion.fetch_add(1, std::memory_order_release);
+    SceneNode::OnStateChanged(id);
+}
+
+void TextNode::OnStoryChange(ChangeResult* result, bool changed, Story::StoryChange const&, bool) {
+    auto& owner = GetStoryOwner();
+    if (changed) {
+        owner.m_cache->storyVersion.fetch_add(1, std::memory_order_release);
+        owner.MarkChanged();
+        LayoutEpoch::AdvanceForPlaces();
+    }
+    if (result == nullptr)
+        return;
+    for (auto const& node : *GetTextFlow())
+        result->AddNode(node);
+}
+
+void TextNode::SetDocumentForComposition(DocumentNode const* document) {
+    m_cache->document = Kernel::Weak<DocumentNode const>(Kernel::Counted<DocumentNode const>(document));
+}
+
+Kernel::Counted<DocumentNode const> TextNode::GetDocumentForComposition() const {
+    if (auto const* const document = GetDocumentNode())
+        return Kernel::Counted<DocumentNode const>(document);
+    return m_cache->document.Lock();
+}
+
+Kernel::Counted<Story::StyleSheet const> TextNode::GetTextStyleSheet() const {
+    auto const document = GetDocumentForComposition();
+    return document ? document->GetTextStyleSheet() : Story::StyleSheet::GetEmpty();
+}
+
+bool TextNode::IsReadRightToLeft() const {
+    auto& cache = *const_cast<TextNode*>(this)->GetStoryOwner().m_cache;
+    auto const version = cache.storyVersion.load(std::memory_order_acquire);
+    auto const styles = GetTextStyleSheet();
+    {
+        std::lock_guard const lock(cache.mutex);
+        if (cache.direction.storyVersion == version && cache.direction.styles == styles)
+            return cache.direction.isRightToLeft;
+    }
+    bool const isRightToLeft = Story::IsReadRightToLeft(*GetStory(), *styles);
+    std::lock_guard const lock(cache.mutex);
+    cache.direction = {version, styles, isRightToLeft};
+    return isRightToLeft;
+}
+
+// The places of objects are looked at without the lock, because other texts may have to be composed for that.
+Kernel::Counted<TextFlow> TextNode::GetTextFlow() const {
+    auto& cache = *const_cast<TextNode*>(this)->GetStoryOwner().m_cache;
+    TextFlow::Key const key{LayoutEpoch::Get(), cache.version.load(std::memory_order_acquire), GetDocumentNode()};
+    Kernel::Counted<TextFlow> known;
+    {
+        std::lock_guard const lock(cache.mutex);
+        known = cache.flow;
+    }
+    auto const holds = [&](TextFlow const& flow) {
+        auto const& isRightToLeft = flow.m_places.isRightToLeft;
+        return flow.m_key == key && (!isRightToLeft || *isRightToLeft == IsReadRightToLeft());
+    };
+    if (known && holds(*known))
+        return known;
+    auto made = MakeTextFlow();
+    made->m_key = key;
+    std::lock_guard const lock(cache.mutex);
+    // Another thread may have been faster.
+    if (cache.flow && cache.flow != known && cache.flow->m_key == key &&
+        cache.flow->m_places.isRightToLeft == made->m_places.isRightToLeft)
+        return cache.flow;
+    cache.flow = made;
+    return made;
+}
+
+// A composition reads a version of its own, so that it may go on on any thread while the story is edited.
+Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
+    auto const flow = GetTextFlow();
+    auto const story = GetStory();
+    auto const styles = GetTextStyleSheet();
+    auto& cache = *const_cast<TextNode*>(this)->GetStoryOwner().m_cache;
+    std::lock_guard const lock(cache.mutex);
+    auto& composed = cache.composed;
+    bool const isSameStory = composed && IsSameVersion(*composed->GetStory(), *story);
+    bool const isCurrent =
+        isSameStory && composed->GetStyleSheet() == styles &&
+        (cache.composedFlow == flow || composed->GetGeometries() == flow->m_places.geometries);
+    if (!isCurrent)
+        composed = Kernel::MakeCounted<Story::ComposedStory>(
+            isSameStory ? composed->GetStory() : Story::StoryRef(story->Clone()), styles, flow->m_places.geometries,
+            composed);
+    cache.composedFlow = flow;
+    return composed;
+}
+
+Kernel::Counted<Story::ComposedStory>
+TextNode::MakeComposedStory(Story::CompositionEndConditions const& conditions) const {
+    auto composed = GetComposition();
+    composed->Compose(conditions);
+    return composed;
+}
+
+Story::ComposedFramePtr TextNode::MakeComposedText() const {
+    auto const composed = GetComposition();
+    return composed->GetFrame(GetTextFlow()->GetIndex(*this));
+}
+
+// TextFlow
+
+TextFlow::TextFlow(std::vector<TextNode*> const& nodes, Places places) : m_places(std::move(places)) {
+    m_nodes.reserve(nodes.size());
+    for (auto* const node : nodes) {
+        m_indices.emplace(node, m_nodes.size());
+        // Without taking hold of a node that nobody holds: it is being made, or at its end.
+        auto unheld = Kernel::Counted<TextNode>::Adopt(node);
+        m_nodes.emplace_back(unheld);
+        static_cast<void>(unheld.Detach());
+    }
+}
+
+TextFlow::~TextFlow() = default;
+
+std::size_t TextFlow::GetIndex(TextNode const& node) const {
+    auto const found = m_indices.find(&node);
+    return found == m_indices.end() ? size() : found->second;
+}
+
+// Frames are composed one behind the other: the steps grow, so that a position near the beginning needs few of them.
+std::optional<std::size_t> TextFlow::FindNode(std::uint32_t position) const {
+    auto const first = GetFirst();
+    if (!first)
+        return {};
+    auto const composed = first->GetComposition();
+    std::size_t const count = std::min(size(), composed->GetFrameCount());
+    std::size_t low = 0, high = 0;
+    for (std::size_t step = 1; high < count && composed->GetFrame(high)->GetRange().end <= position; step *= 2) {
+        low = high + 1;
+        high = low < count ? std::min(high + step, count - 1) : count;
+    }
+    if (high >= count)
+        return {};
+    // The frame is one of those from `low` to `high`.
+    while (low < high) {
+        auto const middle = low + (high - low) / 2;
+        if (composed->GetFrame(middle)->GetRange().end <= position)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    return composed->GetFrame(low)->GetRange().begin <= position ? std::optional(low) : std::nullopt;
+}
+
+Kernel::Counted<TextNode> TextFlow::GetNode(Story::StoryPos const& position) const {
+    auto const found = FindNode(position.GetIndex());
+    return found ? GetNodeAt(*found) : Kernel::Counted<TextNode>();
+}
