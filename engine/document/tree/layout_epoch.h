@@ -13,8 +13,8 @@ std::uint64_t Get() noexcept;
 void Advance() noexcept;
 // After every other change of a node. Counts only once places matter to some text.
 void AdvanceForPlaces() noexcept;
-// To be called when the places of objects begin to matter: some text runs around shapes, or shows the number of the page
-// among several on its spread.
+// To be called when the places of objects begin to matter: some text runs around shapes, or shows the number of the
+// page among several on its spread.
 void LetPlacesMatter() noexcept;
 
 } // namespace LayoutEpoch

@@ -272,7 +272,9 @@ void Node::OnStateChanged(InterfaceId id) {
     if (id == InterfaceId::TextWrap)
         NoteTextWrap(*this);
     MarkChanged();
-    LayoutEpoch::AdvanceForPlaces();
+    // Texts themselves know when their stories matter to others.
+    if (id != InterfaceId::Story)
+        LayoutEpoch::AdvanceForPlaces();
 }
 
 Kernel::String Node::GetDefaultDescription() const {

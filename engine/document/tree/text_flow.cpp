@@ -3,6 +3,7 @@
 
 #include "engine/document/tree/layout_epoch.h"
 #include "platform/document/spread_rects.h"
+#include "platform/kernel/cast.h"
 #include "platform/story/reading_direction.h"
 
 #include <algorithm>
@@ -29,16 +30,22 @@ void TextNode::ForgetTextFlow() const {
 
 void TextNode::OnStateChanged(InterfaceId id) {
     if (id == InterfaceId::Story)
-        m_cache->storyVersion.fetch_add(1, std::memory_order_release);
+        NoteStoryChange();
     SceneNode::OnStateChanged(id);
+}
+
+// Other texts may run round an art text, whose outline is that of its lines; a frame stays as it is.
+void TextNode::NoteStoryChange() const {
+    m_cache->storyVersion.fetch_add(1, std::memory_order_release);
+    if (Kernel::CastPointer<ArtTextNode const>(this) != nullptr)
+        LayoutEpoch::AdvanceForPlaces();
 }
 
 void TextNode::OnStoryChange(ChangeResult* result, bool changed, Story::StoryChange const&, bool) {
     auto& owner = GetStoryOwner();
     if (changed) {
-        owner.m_cache->storyVersion.fetch_add(1, std::memory_order_release);
+        owner.NoteStoryChange();
         owner.MarkChanged();
-        LayoutEpoch::AdvanceForPlaces();
     }
     if (result == nullptr)
         return;
@@ -111,13 +118,12 @@ Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
     std::lock_guard const lock(cache.mutex);
     auto& composed = cache.composed;
     bool const isSameStory = composed && IsSameVersion(*composed->GetStory(), *story);
-    bool const isCurrent =
-        isSameStory && composed->GetStyleSheet() == styles &&
-        (cache.composedFlow == flow || composed->GetGeometries() == flow->m_places.geometries);
+    bool const isCurrent = isSameStory && composed->GetStyleSheet() == styles &&
+                           (cache.composedFlow == flow || composed->GetGeometries() == flow->m_places.geometries);
     if (!isCurrent)
-        composed = Kernel::MakeCounted<Story::ComposedStory>(
-            isSameStory ? composed->GetStory() : Story::StoryRef(story->Clone()), styles, flow->m_places.geometries,
-            composed);
+        composed = Kernel::MakeCounted<Story::ComposedStory>(isSameStory ? composed->GetStory()
+                                                                         : Story::StoryRef(story->Clone()),
+                                                             styles, flow->m_places.geometries, composed);
     cache.composedFlow = flow;
     return composed;
 }

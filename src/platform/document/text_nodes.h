@@ -57,6 +57,8 @@ public:
     Kernel::Counted<Story::ComposedStory> MakeComposedStory(Story::CompositionEndConditions const& conditions) const;
     // Composes what the node shows, so that the next one who asks need not wait.
     void EnsureTextComposed() const { static_cast<void>(MakeComposedText()); }
+    // The composition of the whole story, as far as somebody has asked for it.
+    Kernel::Counted<Story::ComposedStory> GetComposition() const;
     // The node's text, as composed now. Never null.
     Story::ComposedFramePtr MakeComposedText() const;
     // All nodes that show the story, in its order.
@@ -79,8 +81,7 @@ protected:
     Cache& GetCache() const { return *m_cache; }
 
 private:
-    friend class TextFlow;
-    Kernel::Counted<Story::ComposedStory> GetComposition() const;
+    void NoteStoryChange() const;
 
     std::unique_ptr<Cache> m_cache;
 };
@@ -149,8 +150,8 @@ private:
     void Follow(FrameTextNode& head, int flowIndex);
     void UpdateRegistration();
 
-    // The head that this frame is registered with, and the frames that are registered here. Frames that stand in no tree
-    // may end on any thread: the list is guarded.
+    // The head that this frame is registered with, and the frames that are registered here. Frames that stand in no
+    // tree may end on any thread: the list is guarded.
     FrameTextNode* m_registeredAt = nullptr;
     std::unordered_set<FrameTextNode*> m_followers;
     Kernel::Counted<CaptionInfo const> m_captionInfo;
@@ -187,8 +188,8 @@ private:
     Kernel::PointT<double> m_origin;
 };
 
-// The nodes that show one story, in its order, as they stood when it was made. It lasts until one of them comes, goes or
-// changes. It keeps no node alive.
+// The nodes that show one story, in its order, as they stood when it was made. It lasts until one of them comes, goes
+// or changes. It keeps no node alive.
 class REDRAFT_ENGINE TextFlow final : public virtual Kernel::Countable {
 public:
     class const_iterator {
