@@ -75,7 +75,8 @@ std::vector<Story::FrameGeometry> MakePages(std::size_t count) {
 Kernel::Counted<Story::ComposedStory> Compose(Kernel::Counted<Story::Story> const& story,
                                               Kernel::Counted<Story::ComposedStory> const& earlier = {}) {
     return Kernel::MakeCounted<Story::ComposedStory>(Story::StoryRef(story), nullptr,
-                                                     MakePages(story->GetLength() / 2000 + 10), earlier);
+                                                     MakePages(story->GetLength() / 2000 + 10),
+                                                     Story::FieldDataSourceRef(), earlier);
 }
 
 std::size_t ShapeBare(Story::Story const& story, hb_font_t* font) {

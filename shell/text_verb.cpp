@@ -26,7 +26,7 @@ std::string GetStoryText(ShownStory const& shown, Story::StoryRange range, bool 
             continue;
         auto const at = range.begin + i;
         text += story.GetString({begin, at}).view();
-        text += Story::EncodeUtf8(story.GetGlyph(at)->Expand());
+        text += Story::EncodeUtf8(Story::ExpandGlyph(*story.GetGlyph(at), {}));
         begin = at + 1;
     }
     return text + story.GetString({begin, range.end}).ToStdString();

@@ -6,6 +6,7 @@
 #include "platform/kernel/hash_accumulator.h"
 #include "platform/renderer/fill_descriptor.h"
 #include "platform/renderer/line_style.h"
+#include "platform/story/linked_file.h"
 
 #include <algorithm>
 #include <cmath>
@@ -94,7 +95,8 @@ bool IsOfKind(GlyphAtt::Object att, Kernel::Serialisable const* object) {
                                               : Is<Renderer::FillDescriptor>(object);
 }
 bool IsOfKind(ParagraphAtt::Object att, Kernel::Serialisable const* object) {
-    return att == ParagraphAtt::Object::TabStops && Is<TabStops>(object);
+    return (att == ParagraphAtt::Object::TabStops && Is<TabStops>(object)) ||
+           (att == ParagraphAtt::Object::LinkedFile && Is<LinkedFileAtt>(object));
 }
 
 // Keys that this version does not know are left out.
@@ -288,6 +290,8 @@ bool TabStops::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned
     *this = TabStops(std::move(stops));
     return true;
 }
+
+Delta::~Delta() = default;
 
 GlyphAttsRef Delta::Apply(GlyphAttsRef const& atts) const {
     if (m_values.glyphAtts == nullptr && m_values.lengthScale == 1 && m_values.horizontalScale == 1)

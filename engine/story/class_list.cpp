@@ -3,6 +3,8 @@
 
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
+#include "platform/story/cross_reference.h"
+#include "platform/story/linked_file.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
 
@@ -36,27 +38,47 @@ Kernel::ClassProperties const* Register(Kernel::ClassUID tag) {
 using Properties = Kernel::ClassProperties const*;
 
 // clang-format off
-Properties Story::GetTypeClassProperties()           { return Register<Story>("Stry"); }
-Properties Paragraph::GetTypeClassProperties()       { return Register<Paragraph, Kind::Value>("TxPa"); }
-Properties GlyphAtts::GetTypeClassProperties()       { return Register<GlyphAtts, Kind::Value>("TxGA"); }
-Properties ParagraphAtts::GetTypeClassProperties()   { return Register<ParagraphAtts, Kind::Value>("TxPt"); }
-Properties TabStops::GetTypeClassProperties()        { return Register<TabStops, Kind::Value>("TxTb"); }
-Properties Delta::GetTypeClassProperties()           { return Register<Delta, Kind::Value>("TxDe"); }
-Properties Style::GetTypeClassProperties()           { return Register<Style>("TxSt"); }
-Properties StyleSheet::GetTypeClassProperties()      { return Register<StyleSheet>("TxSh"); }
-Properties CharacterGlyph::GetTypeClassProperties()  { return Register<CharacterGlyph>("TxCh"); }
-Properties FillerTextGlyph::GetTypeClassProperties() { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
+Properties Story::GetTypeClassProperties()               { return Register<Story>("Stry"); }
+Properties Paragraph::GetTypeClassProperties()           { return Register<Paragraph, Kind::Value>("TxPa"); }
+Properties GlyphAtts::GetTypeClassProperties()           { return Register<GlyphAtts, Kind::Value>("TxGA"); }
+Properties ParagraphAtts::GetTypeClassProperties()       { return Register<ParagraphAtts, Kind::Value>("TxPt"); }
+Properties TabStops::GetTypeClassProperties()            { return Register<TabStops, Kind::Value>("TxTb"); }
+Properties LinkedFileAtt::GetTypeClassProperties()       { return Register<LinkedFileAtt, Kind::Value>("TxLF"); }
+Properties Delta::GetTypeClassProperties()               { return Register<Delta, Kind::Value>("TxDe"); }
+Properties Style::GetTypeClassProperties()               { return Register<Style>("TxSt"); }
+Properties StyleSheet::GetTypeClassProperties()          { return Register<StyleSheet>("TxSh"); }
+Properties CharacterGlyph::GetTypeClassProperties()      { return Register<CharacterGlyph>("TxCh"); }
+Properties FillerTextGlyph::GetTypeClassProperties()     { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
+Properties CustomFieldGlyph::GetTypeClassProperties()    { return Register<CustomFieldGlyph>(CustomFieldGlyph::c_classUid); }
+Properties PageNumberGlyph::GetTypeClassProperties()     { return Register<PageNumberGlyph>(PageNumberGlyph::c_classUid); }
+Properties PageCountGlyph::GetTypeClassProperties()      { return Register<PageCountGlyph>(PageCountGlyph::c_classUid); }
+Properties AnchorData::GetTypeClassProperties()          { return Register<AnchorData>("TxAD"); }
+Properties AnchorGlyph::GetTypeClassProperties()         { return Register<AnchorGlyph>(AnchorGlyph::c_classUid); }
+Properties CrossReferenceAtt::GetTypeClassProperties()   { return Register<CrossReferenceAtt, Kind::Value>("TxXA"); }
+Properties CrossReferenceGlyph::GetTypeClassProperties() { return Register<CrossReferenceGlyph>(CrossReferenceGlyph::c_classUid); }
 // clang-format on
 
 namespace {
 
 // Registers all of them while the library is loaded: a file may bring any of them first.
-[[maybe_unused]] Properties const c_all[] = {
-    Story::GetTypeClassProperties(),          Paragraph::GetTypeClassProperties(),
-    GlyphAtts::GetTypeClassProperties(),      ParagraphAtts::GetTypeClassProperties(),
-    TabStops::GetTypeClassProperties(),       Delta::GetTypeClassProperties(),
-    Style::GetTypeClassProperties(),          StyleSheet::GetTypeClassProperties(),
-    CharacterGlyph::GetTypeClassProperties(), FillerTextGlyph::GetTypeClassProperties()};
+[[maybe_unused]] Properties const c_all[] = {Story::GetTypeClassProperties(),
+                                             Paragraph::GetTypeClassProperties(),
+                                             GlyphAtts::GetTypeClassProperties(),
+                                             ParagraphAtts::GetTypeClassProperties(),
+                                             TabStops::GetTypeClassProperties(),
+                                             LinkedFileAtt::GetTypeClassProperties(),
+                                             Delta::GetTypeClassProperties(),
+                                             Style::GetTypeClassProperties(),
+                                             StyleSheet::GetTypeClassProperties(),
+                                             CharacterGlyph::GetTypeClassProperties(),
+                                             FillerTextGlyph::GetTypeClassProperties(),
+                                             CustomFieldGlyph::GetTypeClassProperties(),
+                                             PageNumberGlyph::GetTypeClassProperties(),
+                                             PageCountGlyph::GetTypeClassProperties(),
+                                             AnchorData::GetTypeClassProperties(),
+                                             AnchorGlyph::GetTypeClassProperties(),
+                                             CrossReferenceAtt::GetTypeClassProperties(),
+                                             CrossReferenceGlyph::GetTypeClassProperties()};
 
 } // namespace
 

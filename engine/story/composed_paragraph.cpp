@@ -17,11 +17,11 @@ constexpr std::uint32_t c_maximumShapedLength = 4096;
 
 } // namespace
 
-ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles)
+ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context)
     : m_source(std::move(source)),
       m_atts(styles.Resolve(m_source->GetAtts())),
       m_lengthScale(std::clamp(m_atts->Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6)) {
-    Expand();
+    Expand(context);
     Itemise(styles);
     FindBreaks();
     ShapeRuns();
@@ -29,7 +29,7 @@ ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styl
 
 ComposedParagraph::~ComposedParagraph() = default;
 
-void ComposedParagraph::Expand() {
+void ComposedParagraph::Expand(ExpansionContext const& context) {
     if (m_source->GetObjects().empty())
         return;
     auto const text = m_source->GetText();
@@ -38,9 +38,7 @@ void ComposedParagraph::Expand() {
         m_text += text.substr(done, object.index + 1 - done);
         done = object.index + 1;
         auto const begin = static_cast<std::uint32_t>(m_text.size());
-        auto shown = object.glyph->Expand();
-        std::erase(shown, c_paragraphSeparator);
-        m_text += shown;
+        m_text += ExpandGlyph(*object.glyph, context);
         m_expansions.push_back({begin, static_cast<std::uint32_t>(m_text.size()), IsFillerTextGlyph(*object.glyph)});
     }
     m_text += text.substr(done);

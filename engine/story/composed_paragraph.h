@@ -81,7 +81,7 @@ struct Expansion {
 // A paragraph shaped as one endless line: what does not depend on where it stands. Immutable but for its broken lines.
 class ComposedParagraph final : public virtual Kernel::Countable {
 public:
-    ComposedParagraph(ParagraphRef source, StyleSheet const& styles);
+    ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context);
     ~ComposedParagraph() override;
 
     ParagraphRef const& GetSource() const { return m_source; }
@@ -113,7 +113,7 @@ public:
     std::size_t GetMemoryUse() const;
 
 private:
-    void Expand();
+    void Expand(ExpansionContext const& context);
     void FindBreaks();
     void Itemise(StyleSheet const& styles);
     void ShapeRuns();

@@ -191,13 +191,17 @@ struct ComposedStory::State {
 };
 
 ComposedStory::ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> styleSheet,
-                             std::vector<FrameGeometry> frames, Kernel::Counted<ComposedStory> earlier)
+                             std::vector<FrameGeometry> frames, FieldDataSourceRef fields,
+                             Kernel::Counted<ComposedStory> earlier)
     : m_story(std::move(story)),
       m_styleSheet(styleSheet ? std::move(styleSheet) : StyleSheet::GetEmpty()),
       m_geometries(std::move(frames)),
+      m_fields(std::move(fields)),
       m_state(std::make_unique<State>()) {
     m_state->cursors.emplace_back();
-    if (!earlier || earlier->m_styleSheet != m_styleSheet) {
+    bool const hasSameFields = earlier && (earlier->m_fields == m_fields ||
+                                           (earlier->m_fields && m_fields && earlier->m_fields->IsEqualTo(*m_fields)));
+    if (!earlier || earlier->m_styleSheet != m_styleSheet || !hasSameFields) {
         m_state->cache = std::make_shared<ParagraphCache>();
         return;
     }
@@ -228,7 +232,7 @@ ComposedFramePtr ComposedStory::GetFrame(std::size_t index) {
     if (index >= m_geometries.size())
         throw Kernel::Exception("the text has no such frame");
     std::lock_guard const lock(m_state->mutex);
-    ParagraphSource paragraphs(*m_story, *m_styleSheet, *m_state->cache);
+    ParagraphSource paragraphs(*m_story, *m_styleSheet, m_fields.get(), *m_state->cache);
     while (m_state->frames.size() <= index) {
         Cursor cursor = m_state->cursors.back();
         FrameComposer composer(paragraphs, *m_story, m_geometries[m_state->frames.size()]);
@@ -252,6 +256,29 @@ std::uint32_t ComposedStory::GetOverflowBegin() {
     if (m_geometries.empty())
         return 0;
     return GetFrame(m_geometries.size() - 1)->GetRange().end;
+}
+
+std::size_t ComposedStory::FindFrame(std::uint32_t index) {
+    std::size_t const count = m_geometries.size();
+    if (count == 0)
+        return 0;
+    auto const getComposed = [&] {
+        std::lock_guard const lock(m_state->mutex);
+        return m_state->frames.size();
+    };
+    std::size_t composed = getComposed();
+    while (composed != count && (composed == 0 || GetFrame(composed - 1)->GetRange().end <= index))
+        GetFrame(composed++);
+    // Ranges ascend; the first frame that ends behind the glyph has it.
+    std::size_t low = 0, high = composed;
+    while (low != high) {
+        std::size_t const middle = low + (high - low) / 2;
+        if (GetFrame(middle)->GetRange().end <= index)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    return low == composed ? count : low;
 }
 
 std::size_t ComposedStory::GetReusedFrameCount() const { return m_state->reused; }

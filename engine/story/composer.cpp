@@ -90,7 +90,7 @@ ComposedParagraphRef ParagraphSource::GetParagraph(std::size_t index) {
     auto const& paragraph = m_story.GetParagraph(index);
     if (auto const entry = m_cache.Find(*paragraph); entry.composed)
         return entry.composed;
-    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles);
+    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, ExpansionContext{m_fields, 0});
     m_cache.Put(composed, {});
     return composed;
 }
@@ -110,7 +110,8 @@ void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
             break;
     }
     auto const make = [&](std::size_t i) {
-        auto const composed = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles);
+        auto const composed =
+            Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, ExpansionContext{m_fields, 0});
         m_cache.Put(composed, Kernel::MakeCounted<BrokenLines>(composed, 0u, measure));
     };
     if (missing.size() == 1)

@@ -40,8 +40,8 @@ private:
 // The paragraphs of one story, shaped and broken when they are asked for.
 class ParagraphSource {
 public:
-    ParagraphSource(Story const& story, StyleSheet const& styles, ParagraphCache& cache)
-        : m_story(story), m_styles(styles), m_cache(cache) {}
+    ParagraphSource(Story const& story, StyleSheet const& styles, FieldDataSource const* fields, ParagraphCache& cache)
+        : m_story(story), m_styles(styles), m_fields(fields), m_cache(cache) {}
     ComposedParagraphRef GetParagraph(std::size_t index);
     BrokenLinesRef GetLines(std::size_t index, std::uint32_t begin, LineMeasure const& measure);
 
@@ -52,6 +52,7 @@ private:
 
     Story const& m_story;
     StyleSheet const& m_styles;
+    FieldDataSource const* m_fields;
     ParagraphCache& m_cache;
 };
 

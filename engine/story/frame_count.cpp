@@ -21,11 +21,12 @@ void CheckAbort(bool const* abort) {
 } // namespace
 
 std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> styleSheet, FrameGeometry const& geometry,
-                        std::size_t maximum, bool const* abort, std::function<void(float)> const& progress) {
+                        std::size_t maximum, bool const* abort, std::function<void(float)> const& progress,
+                        FieldDataSourceRef const& fields) {
     if (!styleSheet)
         styleSheet = StyleSheet::GetEmpty();
     ParagraphCache cache;
-    ParagraphSource paragraphs(story, *styleSheet, cache);
+    ParagraphSource paragraphs(story, *styleSheet, fields.get(), cache);
     Cursor cursor;
     std::uint32_t forgotten = 0;
     for (std::size_t count = 1; count <= maximum; ++count) {

@@ -11,6 +11,26 @@ namespace Story {
 
 Glyph::~Glyph() = default;
 
+std::u32string Glyph::Expand(ExpansionContext const&) const { return {}; }
+
+std::u32string ExpandGlyph(Glyph const& glyph, ExpansionContext const& context) {
+    auto text = glyph.Expand(context);
+    if (text.size() > c_maximumExpansion)
+        text.resize(c_maximumExpansion);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i != text.size(); ++i) {
+        char32_t const c = text[i];
+        bool const isFirstOfTwo = c == U'\r' && i + 1 != text.size() && text[i + 1] == U'\n';
+        if (isFirstOfTwo || c == c_objectCharacter)
+            continue;
+        bool const endsLine = c == U'\n' || c == U'\r' || c == 0x85 || c == c_paragraphSeparator;
+        bool const isNone = c > 0x10FFFF || (c >= 0xD800 && c < 0xE000);
+        text[kept++] = endsLine ? c_lineSeparator : isNone ? c_replacementCharacter : c;
+    }
+    text.resize(kept);
+    return text;
+}
+
 void CharacterGlyph::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Char", static_cast<std::uint32_t>(m_character));
 }
@@ -36,7 +56,7 @@ constexpr std::u32string_view c_filler =
 
 } // namespace
 
-std::u32string FillerTextGlyph::Expand() const {
+std::u32string FillerTextGlyph::Expand(ExpansionContext const&) const {
     std::u32string text;
     std::size_t at = 0;
     for (std::uint32_t word = 0; word != m_wordCount; ++word) {

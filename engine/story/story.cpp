@@ -30,6 +30,8 @@ void Story::Content::AppendBlocks(std::vector<BlockRef>& blocks, std::vector<Par
         auto block = Kernel::MakeCounted<Block>();
         std::uint32_t length = 0;
         for (std::size_t j = i; j != std::min(i + Block::c_capacity, paragraphs.size()); ++j) {
+            if (!paragraphs[j]->GetObjects().empty())
+                block->withObjects.push_back(static_cast<std::uint16_t>(j - i));
             block->paragraphs.push_back(paragraphs[j]);
             block->begins.push_back(length);
             length += paragraphs[j]->GetLength();
@@ -63,6 +65,7 @@ Story::Story() {
 Story::Story(Story const& other) : Kernel::Countable(), Kernel::Serialisable(other) {
     other.Get();
     m_content = other.m_content;
+    other.m_copyCount.fetch_add(1, std::memory_order_acq_rel);
 }
 
 Story::~Story() = default;

@@ -11,6 +11,8 @@ struct Story::Block final : public virtual Kernel::Countable {
     std::vector<ParagraphRef> paragraphs;
     // Where each paragraph begins within the block, and at last the block's length.
     std::vector<std::uint32_t> begins;
+    // Those of them that have objects.
+    std::vector<std::uint16_t> withObjects;
 };
 
 struct Story::Content {

@@ -66,13 +66,4 @@ StoryPos StoryPos::GetNextWordBegin() const {
     return {m_story, m_story->GetLength()};
 }
 
-void StoryPos::BaseCollectIf(std::vector<StoryPos>& found, StoryPos begin, StoryPos const& end,
-                             std::function<bool(Glyph const&)> const& predicate) {
-    auto const& story = begin.m_story;
-    for (std::uint32_t at = begin.m_index; at < std::min(end.m_index, story->GetLength()); ++at) {
-        if (predicate(*story->GetGlyph(at)))
-            found.emplace_back(story, at);
-    }
-}
-
 } // namespace Story

@@ -171,12 +171,12 @@ TEST_F(ConvertToArtText, FillerTextComesAsWordsAlsoBehindAColumnsEnd) {
         auto const text = CastPointer<ArtTextNode const>(child)->GetStory();
         EXPECT_FALSE(text->empty());
         std::vector<Story::StoryPos> found;
-        Story::StoryPos::BaseCollectIf(found, {text, 0}, {text, text->GetLength()}, Story::IsFillerTextGlyph);
+        text->gbegin().BaseCollectIf(found, text->gend(), Story::GlyphPredicateAdaptor<Story::IsFillerTextGlyph>());
         EXPECT_TRUE(found.empty());
         words += RawTextOf(child);
     }
     std::erase(words, Story::c_lineSeparator);
-    EXPECT_EQ(words, filler->Expand().substr(0, words.size()));
+    EXPECT_EQ(words, filler->Expand({}).substr(0, words.size()));
     EXPECT_GT(words.size(), 10u);
     ASSERT_EQ(2u, group->CountChildren(NodeChildListType::Plain));
     auto last = RawTextOf(group->GetLastChild(NodeChildListType::Plain));

@@ -121,9 +121,9 @@ Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
     bool const isCurrent = isSameStory && composed->GetStyleSheet() == styles &&
                            (cache.composedFlow == flow || composed->GetGeometries() == flow->m_places.geometries);
     if (!isCurrent)
-        composed = Kernel::MakeCounted<Story::ComposedStory>(isSameStory ? composed->GetStory()
-                                                                         : Story::StoryRef(story->Clone()),
-                                                             styles, flow->m_places.geometries, composed);
+        composed = Kernel::MakeCounted<Story::ComposedStory>(
+            isSameStory ? composed->GetStory() : Story::StoryRef(story->Clone()), styles, flow->m_places.geometries,
+            Story::FieldDataSourceRef(), composed);
     cache.composedFlow = flow;
     return composed;
 }

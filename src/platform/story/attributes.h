@@ -101,8 +101,8 @@ struct REDRAFT_ENGINE ParagraphAtt {
         Count
     };
     enum class Object : std::uint8_t {
-        TabStops = 0, // Story::TabStops
-        LinkedFile = 7,
+        TabStops = 0,   // Story::TabStops
+        LinkedFile = 7, // Story::LinkedFileAtt
         Count = 8
     };
     static double GetDefault(Double att);
@@ -223,8 +223,9 @@ private:
     std::vector<TabStop> m_stops;
 };
 
-// A change of attributes. Immutable once it is shared.
-class REDRAFT_ENGINE Delta final : public Kernel::Serialisable {
+// A change of attributes. Immutable once it is shared. A derived class may change them in a way of its own; equal
+// attributes that it gives are one object, as Kernel::Consolidated makes them.
+class REDRAFT_ENGINE Delta : public Kernel::Serialisable {
 public:
     struct Values {
         // The value that is set; null for none.
@@ -238,11 +239,12 @@ public:
     };
     Delta() = default;
     explicit Delta(Values values) : m_values(std::move(values)) {}
+    ~Delta() override;
     Values const& GetValues() const { return m_values; }
 
     // The attributes with the change; the same object when it changes nothing.
-    GlyphAttsRef Apply(GlyphAttsRef const& atts) const;
-    ParagraphAttsRef Apply(ParagraphAttsRef const& atts) const;
+    virtual GlyphAttsRef Apply(GlyphAttsRef const& atts) const;
+    virtual ParagraphAttsRef Apply(ParagraphAttsRef const& atts) const;
 
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;

@@ -3,6 +3,7 @@
 
 #include "platform/geometry/poly_curve.h"
 #include "platform/kernel/geometry_values.h"
+#include "platform/story/field_data_source.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
 
@@ -185,19 +186,24 @@ private:
 // the paragraphs that are still there. Safe from any thread.
 class REDRAFT_ENGINE ComposedStory final : public virtual Kernel::Countable {
 public:
+    // `fields` may be null: there are no fields' values then.
     ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> styleSheet, std::vector<FrameGeometry> frames,
-                  Kernel::Counted<ComposedStory> earlier = {});
+                  FieldDataSourceRef fields = {}, Kernel::Counted<ComposedStory> earlier = {});
     ~ComposedStory() override;
 
     StoryRef const& GetStory() const { return m_story; }
     Kernel::Counted<StyleSheet const> const& GetStyleSheet() const { return m_styleSheet; }
     std::vector<FrameGeometry> const& GetGeometries() const { return m_geometries; }
+    FieldDataSourceRef const& GetFields() const { return m_fields; }
     std::size_t GetFrameCount() const { return m_geometries.size(); }
     // Composes up to the frame. Throws Kernel::Exception for an index beyond the last frame.
     ComposedFramePtr GetFrame(std::size_t index);
     void Compose(CompositionEndConditions const& conditions);
     // The first glyph that has no place in any frame; the story's length when all have one. Composes everything.
     std::uint32_t GetOverflowBegin();
+    // The frame in which a glyph of the story stands; the number of frames for one that has no place. Composes up to
+    // it.
+    std::size_t FindFrame(std::uint32_t index);
     bool HasOverflow() { return GetOverflowBegin() < m_story->GetLength() - 1; }
     // Frames that were taken over from the earlier composition; for tests and the bench.
     std::size_t GetReusedFrameCount() const;
@@ -209,6 +215,7 @@ private:
     StoryRef m_story;
     Kernel::Counted<StyleSheet const> m_styleSheet;
     std::vector<FrameGeometry> m_geometries;
+    FieldDataSourceRef m_fields;
     std::unique_ptr<State> m_state;
 };
 
@@ -218,7 +225,8 @@ private:
 // `progress` is told after each frame which fraction of the story has its place.
 REDRAFT_ENGINE std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> styleSheet,
                                        FrameGeometry const& geometry, std::size_t maximum, bool const* abort = nullptr,
-                                       std::function<void(float)> const& progress = {});
+                                       std::function<void(float)> const& progress = {},
+                                       FieldDataSourceRef const& fields = {});
 
 // Families that were asked for and are not there, each once, in the order in which they were first missed. What is set
 // in them shows in another family.

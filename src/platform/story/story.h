@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/story/glyph_predicates.h"
 #include "platform/story/paragraph.h"
 
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace Story {
 
+class RangeInStory;
+class Selection;
 class Story;
 using StoryRef = Kernel::Counted<Story const>;
 
@@ -28,6 +32,10 @@ public:
     ParagraphAttsRef GetParagraphAtts() const;
     // Clamped to the story.
     StoryPos MoveBy(int count) const;
+    // Whether what an object in front of the position expanded to is in front of it too, where the position is taken
+    // for one in composed text.
+    void SetIsToComposedForward(bool isForward) { m_isToComposedForward = isForward; }
+    bool IsToComposedForward() const { return m_isToComposedForward; }
 
     // Words as Unicode Standard Annex 29 parts them; spaces and punctuation are between words.
     bool IsInWord() const;
@@ -36,15 +44,19 @@ public:
     StoryPos GetWordEnd() const;
     StoryPos GetNextWordBegin() const;
 
-    // Positions of the glyphs from `begin` to `end` that the predicate takes.
-    static void BaseCollectIf(std::vector<StoryPos>& found, StoryPos begin, StoryPos const& end,
-                              std::function<bool(Glyph const&)> const& predicate);
+    // Appends the positions of the glyphs from this one to `end` that the predicate takes.
+    void BaseCollectIf(std::vector<StoryPos>& found, StoryPos const& end, GlyphPredicate const& predicate) const;
+    // The first of them; not set when there is none.
+    StoryPos BaseFindIf(StoryPos const& end, GlyphPredicate const& predicate) const;
 
-    friend bool operator==(StoryPos const&, StoryPos const&) = default;
+    friend bool operator==(StoryPos const& a, StoryPos const& b) {
+        return a.m_story == b.m_story && a.m_index == b.m_index;
+    }
 
 private:
     StoryRef m_story;
     std::uint32_t m_index = 0;
+    bool m_isToComposedForward = false;
 };
 
 // Half-open, in glyphs.
@@ -89,6 +101,7 @@ public:
     // `formatOnly`: no glyph came or went.
     explicit StoryChange(bool formatOnly) : m_type(formatOnly ? StoryChangeType::GlyphAtts : StoryChangeType::Text) {}
     StoryChange(StoryChangeType type, StoryRanges ranges) : m_type(type), m_ranges(std::move(ranges)) {}
+    StoryChange(StoryChangeType type, Selection const& selection);
     StoryChangeType GetType() const { return m_type; }
     // Empty: the whole story.
     StoryRanges const& GetRanges() const { return m_ranges; }
@@ -133,11 +146,19 @@ public:
     Story(Story const&);
     ~Story() override;
     Kernel::Counted<Story> Clone() const { return Kernel::MakeCounted<Story>(*this); }
+    // For a copy of the nodes that show the story: its objects are copied too, with an anchor of its own for each. A
+    // reference that leads to an anchor of this story leads to the copy's. `makeUid` is asked for the id of each new
+    // anchor, in the order of the text, and may count or ask the document; without it the ids stay empty.
+    Kernel::Counted<Story> CloneWithOwnGlyphs(std::function<Kernel::String(Glyph const&)> const& makeUid = {}) const;
 
     std::uint32_t GetLength() const;
     StoryRange GetAll() const { return {0, GetLength()}; }
     // Without the last separator.
     StoryRange GetClientAll() const { return {0, GetLength() - 1}; }
+    StoryPos gbegin() const { return {StoryRef(this), 0}; }
+    StoryPos gend() const { return {StoryRef(this), GetLength()}; }
+    // The range with this version of the story.
+    RangeInStory Bind(StoryRange range) const;
     // True when there is nothing but the last separator.
     bool empty() const { return GetLength() == 1; }
 
@@ -157,6 +178,15 @@ public:
     Kernel::Counted<Glyph const> GetGlyph(std::uint32_t index) const;
     GlyphAttsRef GetGlyphAtts(std::uint32_t index) const;
     ParagraphAttsRef GetParagraphAtts(std::uint32_t index) const;
+    // Objects of a range in their order, at their places in the story. The time that it takes grows with the paragraphs
+    // that have objects, and not with the text.
+    std::vector<ObjectAt> FindObjects(StoryRange range) const;
+    // The same one by one, as long as `visit` answers true. The story is not edited meanwhile.
+    void VisitObjects(
+        StoryRange range,
+        std::function<bool(std::uint32_t index, Kernel::Counted<Glyph const> const& glyph)> const& visit) const;
+    // The first paragraph from `index` on that has objects; GetParagraphCount() when there is none.
+    std::size_t FindParagraphWithObjects(std::size_t index) const;
     // Characters; objects as c_objectCharacter.
     std::u32string GetText(StoryRange range) const;
     // The same as UTF-8 without objects, paragraphs and lines separated by newlines.
@@ -175,6 +205,16 @@ public:
     // Everything, the last separator included.
     void FormatText(Delta const& delta) { FormatText(GetAll(), delta); }
 
+    // The object at an index, to be changed: a copy of its own for this version of the story, which takes the object's
+    // place the first time that it is asked for. Older versions keep theirs. Null where a character stands. The copy is
+    // changed before anyone composes this version.
+    Kernel::Counted<Glyph> GetMutableGlyph(std::uint32_t index);
+    // The same for several objects at once, in ascending order: much faster than one by one. Null for those places at
+    // which a character stands.
+    std::vector<Kernel::Counted<Glyph>> GetMutableGlyphs(std::vector<std::uint32_t> const& indices);
+    // Puts other objects in the places of objects. Each index is that of an object; others are passed over.
+    void ReplaceObjects(std::vector<ObjectAt> const& objects);
+
     friend REDRAFT_ENGINE bool operator==(Story const& a, Story const& b);
 
     void Save(Kernel::OutSerialiser& out) const override;
@@ -189,12 +229,17 @@ private:
     struct Content;
     // Settles a loaded story first: while a graph is loaded, paragraphs may still be empty.
     Content const& Get() const;
+    static Kernel::Counted<Glyph const> CopyGlyph(Glyph const& glyph);
     // Puts paragraphs in place of those from `first` on, `count` of them.
     void ReplaceParagraphs(std::size_t first, std::size_t count, std::vector<ParagraphRef> paragraphs);
 
     mutable std::shared_ptr<Content const> m_content;
     mutable std::vector<Kernel::Counted<Paragraph>> m_loaded;
     mutable std::atomic<bool> m_isSettled{true};
+    // Objects that were copied for this version. They are its own until the story is copied: m_copyCount tells.
+    std::unordered_map<Glyph const*, Kernel::Counted<Glyph const>> m_ownGlyphs;
+    std::uint32_t m_ownSince = 0;
+    mutable std::atomic<std::uint32_t> m_copyCount{0};
 };
 
 // Builds text at the end of a story: attributes are set before the glyphs that they govern. Flush hands over what was

@@ -472,7 +472,7 @@ TEST(Composition, FillerTextIsShownAndMarked) {
             EXPECT_NE(line.GetCompositionFlags(i) & CompositionFlag::c_fillerText, 0u);
         }
     }
-    EXPECT_EQ(fillers, FillerTextGlyph(40).Expand().size());
+    EXPECT_EQ(fillers, FillerTextGlyph(40).Expand({}).size());
     EXPECT_EQ(frame->GetRange(), story->GetAll());
 }
 
@@ -516,7 +516,8 @@ TEST(Composition, ALaterVersionIsTheSameWithAndWithoutAnEarlierOne) {
         std::uint32_t const at = static_cast<std::uint32_t>(random() % story->GetLength());
         next->ReplaceText({at, at + static_cast<std::uint32_t>(random() % 30)},
                           GlyphString(c_text.substr(random() % 100, random() % 40)));
-        auto const later = Kernel::MakeCounted<ComposedStory>(StoryRef(next), nullptr, pages, composed);
+        auto const later =
+            Kernel::MakeCounted<ComposedStory>(StoryRef(next), nullptr, pages, FieldDataSourceRef(), composed);
         auto const fresh = Kernel::MakeCounted<ComposedStory>(StoryRef(next), nullptr, pages);
         for (std::size_t i = 0; i != pages.size(); ++i) {
             auto const a = later->GetFrame(i), b = fresh->GetFrame(i);

@@ -104,9 +104,9 @@ TEST(Story, ObjectsKeepTheirIdentityThroughEdits) {
     story->ReplaceText({1, 1}, GlyphString(Kernel::Counted<Glyph const>(filler)));
     story->ReplaceText({0, 0}, GlyphString(U"long text\n"));
     EXPECT_EQ(story->GetGlyph(11).get(), static_cast<Glyph const*>(filler.get()));
-    EXPECT_EQ(story->GetGlyph(11)->Expand(), U"Lorem ipsum dolor");
+    EXPECT_EQ(story->GetGlyph(11)->Expand({}), U"Lorem ipsum dolor");
     std::vector<StoryPos> found;
-    StoryPos::BaseCollectIf(found, {story, 0}, {story, story->GetLength()}, IsFillerTextGlyph);
+    story->gbegin().BaseCollectIf(found, story->gend(), GlyphPredicateAdaptor<IsFillerTextGlyph>());
     ASSERT_EQ(found.size(), 1u);
     EXPECT_EQ(found[0].GetIndex(), 11u);
     story->ReplaceText({11, 12}, {});
@@ -236,7 +236,7 @@ TEST(StoryPersistence, WhatIsLoadedIsWhatWasSaved) {
     EXPECT_EQ(Hash(*loaded), Hash(*story));
     EXPECT_TRUE(*loaded == *story);
     EXPECT_EQ(Hash(*loaded), Hash(*story));
-    EXPECT_EQ(loaded->GetGlyph(3)->Expand(), story->GetGlyph(3)->Expand());
+    EXPECT_EQ(loaded->GetGlyph(3)->Expand({}), story->GetGlyph(3)->Expand({}));
 }
 
 // A forged file may have any object in the attributes, and one that leads back to the story would never be hashed.

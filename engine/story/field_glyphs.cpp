@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/story/field_glyphs.h"
+
+#include "platform/kernel/cast.h"
+#include "platform/kernel/field_list.h"
+#include "platform/story/cross_reference.h"
+#include "platform/story/field_data_source.h"
+#include "platform/story/glyph_predicates.h"
+#include "platform/story/paragraph.h"
+
+namespace Story {
+
+// FieldDataSource
+
+FieldDataSource::~FieldDataSource() = default;
+std::optional<Kernel::String> FieldDataSource::GetCustomFieldValue(Kernel::String const&) const { return {}; }
+Kernel::String FieldDataSource::GetPageLabel(std::size_t) const { return {}; }
+Kernel::String FieldDataSource::GetPageCountLabel() const { return {}; }
+Kernel::String FieldDataSource::GetMetadata(Kernel::String const&) const { return {}; }
+Kernel::String FieldDataSource::GetMergeFieldValue(Kernel::String const&) const { return {}; }
+bool FieldDataSource::IsEqualTo(FieldDataSource const& other) const { return this == &other; }
+
+// Predicates
+
+GlyphPredicate::~GlyphPredicate() = default;
+
+bool IsFieldGlyph(Glyph const& glyph) {
+    return !glyph.IsCharacter() && Kernel::CastPointer<FieldGlyph const>(&glyph) != nullptr;
+}
+bool IsAnchorGlyph(Glyph const& glyph) { return glyph.GetClassUID() == AnchorGlyph::c_classUid; }
+bool IsCrossReferenceGlyph(Glyph const& glyph) { return glyph.GetClassUID() == CrossReferenceGlyph::c_classUid; }
+
+// Fields
+
+FieldGlyph::~FieldGlyph() = default;
+
+std::u32string CustomFieldGlyph::Expand(ExpansionContext const& context) const {
+    if (context.fields == nullptr)
+        return {};
+    auto const value = context.fields->GetCustomFieldValue(m_guid);
+    return value ? DecodeUtf8(value->view()).text : std::u32string();
+}
+Kernel::Counted<Glyph const> CustomFieldGlyph::Clone(GlyphCloneContext context) const {
+    if (context == GlyphCloneContext::NoCloneGlyphs)
+        return Kernel::Counted<Glyph const>(this);
+    return Kernel::MakeCounted<CustomFieldGlyph>(m_guid);
+}
+void CustomFieldGlyph::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(out, "Guid", m_guid); }
+bool CustomFieldGlyph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "Guid", m_guid);
+    return true;
+}
+
+std::u32string PageNumberGlyph::Expand(ExpansionContext const& context) const {
+    return context.fields == nullptr ? std::u32string()
+                                     : DecodeUtf8(context.fields->GetPageLabel(context.frame).view()).text;
+}
+Kernel::Counted<Glyph const> PageNumberGlyph::Clone(GlyphCloneContext context) const {
+    if (context == GlyphCloneContext::NoCloneGlyphs)
+        return Kernel::Counted<Glyph const>(this);
+    return Kernel::MakeCounted<PageNumberGlyph>();
+}
+void PageNumberGlyph::Save(Kernel::OutSerialiser&) const {}
+bool PageNumberGlyph::Load(Kernel::InSerialiser const&, Kernel::FileStore&, unsigned short) { return true; }
+
+std::u32string PageCountGlyph::Expand(ExpansionContext const& context) const {
+    return context.fields == nullptr ? std::u32string() : DecodeUtf8(context.fields->GetPageCountLabel().view()).text;
+}
+Kernel::Counted<Glyph const> PageCountGlyph::Clone(GlyphCloneContext context) const {
+    if (context == GlyphCloneContext::NoCloneGlyphs)
+        return Kernel::Counted<Glyph const>(this);
+    return Kernel::MakeCounted<PageCountGlyph>();
+}
+void PageCountGlyph::Save(Kernel::OutSerialiser&) const {}
+bool PageCountGlyph::Load(Kernel::InSerialiser const&, Kernel::FileStore&, unsigned short) { return true; }
+
+} // namespace Story

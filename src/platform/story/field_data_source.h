@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/kernel/counted.h"
+#include "platform/kernel/string.h"
+
+#include <cstddef>
+#include <optional>
+
+namespace Story {
+
+// The values that fields in a text show, as they were when it was made: an immutable value that composition reads on
+// any thread. Each question has an answer that stands for a document without such values.
+class REDRAFT_ENGINE FieldDataSource : public virtual Kernel::Countable {
+public:
+    ~FieldDataSource() override;
+    // Empty for an unknown field.
+    virtual std::optional<Kernel::String> GetCustomFieldValue(Kernel::String const& guid) const;
+    // The number, as the document writes it, of the page that a frame of the chain stands on.
+    virtual Kernel::String GetPageLabel(std::size_t frame) const;
+    virtual Kernel::String GetPageCountLabel() const;
+    virtual Kernel::String GetMetadata(Kernel::String const& key) const;
+    virtual Kernel::String GetMergeFieldValue(Kernel::String const& field) const;
+    // True when both answer every question alike. A source that says so too rarely costs time, one that says so wrongly
+    // leaves old text on the page.
+    virtual bool IsEqualTo(FieldDataSource const& other) const;
+
+protected:
+    FieldDataSource() = default;
+};
+using FieldDataSourceRef = Kernel::Counted<FieldDataSource const>;
+
+} // namespace Story

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/kernel/string.h"
+#include "platform/story/glyph.h"
+
+namespace Story {
+
+// A glyph that shows a value which stands elsewhere, and may be replaced by that text.
+class REDRAFT_ENGINE FieldGlyph : public Glyph {
+public:
+    ~FieldGlyph() override;
+    ExpansionReach GetExpansionReach() const override { return ExpansionReach::Document; }
+};
+
+// The value of one of the document's own fields; nothing where the document has no such field.
+class REDRAFT_ENGINE CustomFieldGlyph final : public FieldGlyph {
+public:
+    static constexpr Kernel::ClassUID c_classUid{"TxCF"};
+    CustomFieldGlyph() = default;
+    explicit CustomFieldGlyph(Kernel::String guid) : m_guid(std::move(guid)) {}
+    Kernel::String const& GetCustomFieldGuid() const { return m_guid; }
+    std::u32string Expand(ExpansionContext const& context) const override;
+    Kernel::Counted<Glyph const> Clone(GlyphCloneContext context) const override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<CustomFieldGlyph>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+
+private:
+    Kernel::String m_guid;
+};
+
+// The number of the page on which it stands.
+class REDRAFT_ENGINE PageNumberGlyph final : public FieldGlyph {
+public:
+    static constexpr Kernel::ClassUID c_classUid{"TxPN"};
+    std::u32string Expand(ExpansionContext const& context) const override;
+    ExpansionReach GetExpansionReach() const override { return ExpansionReach::Frame; }
+    Kernel::Counted<Glyph const> Clone(GlyphCloneContext context) const override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<PageNumberGlyph>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+};
+
+// The number of the document's pages.
+class REDRAFT_ENGINE PageCountGlyph final : public FieldGlyph {
+public:
+    static constexpr Kernel::ClassUID c_classUid{"TxPC"};
+    std::u32string Expand(ExpansionContext const& context) const override;
+    Kernel::Counted<Glyph const> Clone(GlyphCloneContext context) const override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<PageCountGlyph>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+};
+
+} // namespace Story
