@@ -4,12 +4,15 @@
 #include "formats/colour_profile.h"
 #include "formats/path_ending.h"
 #include "formats/pictures/picture_import.h"
+#include "formats/svg/image_source.h"
 #include "formats/svg/import.h"
+#include "formats/text/markdown_import.h"
 #include "formats/text/text_import.h"
 #include "platform/kernel/files.h"
 #include "platform/raster/bitmap_image.h"
 
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -80,8 +83,126 @@ ImportedPicture ReadPictureFile(Call const& call) {
     return picture;
 }
 
-ImportedText ReadTextFile(Call const& call) {
-    auto text = ReadText(call.ReadFile(call.options.limits.textBytes), call.options);
+// The pictures that a text refers to, each file read once.
+class PicturesOfText {
+public:
+    explicit PicturesOfText(Call const& call) : m_call(call), m_folder(std::filesystem::path(call.path).parent_path()) {
+        if (m_folder.empty())
+            m_folder = ".";
+    }
+
+    std::optional<LoadedPicture> Load(std::string const& target) {
+        auto const known = m_pictures.find(target);
+        if (known == m_pictures.end()) {
+            auto picture = Read(target);
+            if (picture)
+                m_pictures.emplace(target, *picture);
+            return picture ? std::optional<LoadedPicture>({picture->layer, picture->size}) : std::nullopt;
+        }
+        // A node stands in one place.
+        auto const& first = known->second;
+        auto again = Kernel::MakeCounted<RasterNode>();
+        again->SetBitmap(first.layer->GetBitmap());
+        again->SetTransform(m_matrices.at(target), false);
+        return LoadedPicture{again, first.size};
+    }
+
+    void TellLosses() const {
+        for (auto const& [reason, lost] : m_lost)
+            m_call.Add(Note::Kind::NotTakenOver,
+                       reason + ": " + std::to_string(lost.count) + " (first " + lost.first + ")");
+    }
+
+private:
+    struct Lost {
+        std::size_t count = 0;
+        std::string first;
+    };
+
+    void AddLost(std::string const& reason, std::string const& target) {
+        constexpr std::size_t c_shown = 100;
+        auto& lost = m_lost[reason];
+        if (lost.count++ == 0)
+            lost.first = target.size() > c_shown ? target.substr(0, c_shown) + "..." : target;
+    }
+
+    std::optional<std::vector<std::byte>> ReadBytes(std::string const& target) {
+        auto const& limits = m_call.options.limits;
+        if (target.starts_with("data:")) {
+            auto const decoded = Svg::DecodeDataUri(target, limits.drawing.imageBytes);
+            if (!decoded) {
+                AddLost("broken picture data", target);
+                return std::nullopt;
+            }
+            auto const* const begin = reinterpret_cast<std::byte const*>(decoded->bytes.data());
+            return std::vector<std::byte>(begin, begin + decoded->bytes.size());
+        }
+        if (Svg::HasScheme(target) || target.starts_with("//")) {
+            AddLost("picture that is not a local file", target);
+            return std::nullopt;
+        }
+        auto const name = Svg::DecodePercent(target.substr(0, target.find_first_of("?#")));
+        auto const file =
+            name.find('\0') == name.npos && !name.empty() ? Svg::FindBelow(m_folder, name) : std::filesystem::path();
+        if (file.empty()) {
+            AddLost("picture that is missing in the text's folder", target);
+            return std::nullopt;
+        }
+        auto bytes = Kernel::ReadWholeFile(file.string(), limits.drawing.imageBytes);
+        m_call.report.files.push_back((m_folder / name).lexically_normal().string());
+        return bytes;
+    }
+
+    std::optional<ImportedPicture> Read(std::string const& target) {
+        try {
+            auto const bytes = ReadBytes(target);
+            if (!bytes)
+                return std::nullopt;
+            auto picture = ReadPicture(*bytes, m_call.work);
+            if (picture.info.isSrgb && !picture.layer->GetBitmap()->GetProfile()) {
+                auto const tagged = picture.layer->GetBitmap()->CloneDerived(nullptr);
+                Raster::KeepDefaultProfile(*tagged, m_call.profiles);
+                picture.layer->SetBitmap(tagged);
+            }
+            m_matrices.emplace(target, picture.layer->GetMatrix());
+            picture.layer->SetUserDescription(std::filesystem::path(target).stem().string());
+            return picture;
+        } catch (Kernel::AbortException const&) {
+            throw;
+        } catch (Kernel::Exception const&) {
+            AddLost("picture that cannot be read", target);
+            return std::nullopt;
+        }
+    }
+
+    Call const& m_call;
+    std::filesystem::path m_folder;
+    std::map<std::string, ImportedPicture> m_pictures;
+    // As the files say it, before they were placed.
+    std::map<std::string, Raster::AffineTransform::Params> m_matrices;
+    std::map<std::string, Lost> m_lost;
+};
+
+ImportedText ReadMarkdownFile(Call const& call) {
+    PicturesOfText pictures(call);
+    MarkdownOptions options;
+    options.encoding = call.options.encoding;
+    options.language = call.options.language;
+    options.work = call.work;
+    options.loadPicture = [&](std::string const& target) { return pictures.Load(target); };
+    auto markdown = ReadMarkdown(call.ReadFile(call.options.limits.markdownBytes), options);
+    pictures.TellLosses();
+    if (markdown.html != 0)
+        call.Add(Note::Kind::NotTakenOver,
+                 "HTML: " + std::to_string(markdown.html) + " (first " + markdown.firstHtml + ")");
+    return std::move(markdown.text);
+}
+
+ImportedText ReadTextFile(Call const& call, bool isMarkdown) {
+    auto text =
+        isMarkdown ? ReadMarkdownFile(call) : ReadText(call.ReadFile(call.options.limits.textBytes), call.options);
+    if (text.headings)
+        call.report.headings = call.report.headings.value_or(0) + *text.headings;
     if (!text.recognised.empty())
         call.Add(Note::Kind::GuessedEncoding, "is not in UTF-8, and read as " + text.recognised);
     if (text.replaced != 0)
@@ -98,9 +219,11 @@ Source ReadSource(Call const& call, std::uint64_t guids) {
     else if (ending == ".png" || ending == ".jpg" || ending == ".jpeg" || ending == ".tif" || ending == ".tiff")
         source.picture = ReadPictureFile(call);
     else if (ending == ".txt")
-        source.text = ReadTextFile(call);
+        source.text = ReadTextFile(call, false);
+    else if (ending == ".md" || ending == ".markdown")
+        source.text = ReadTextFile(call, true);
     else
-        throw Kernel::Exception("cannot be imported: the formats are .svg, .svgz, .png, .jpg, .tif and .txt");
+        throw Kernel::Exception("cannot be imported: the formats are .svg, .svgz, .png, .jpg, .tif, .txt and .md");
     call.work.CheckAbort();
     return source;
 }
@@ -118,9 +241,7 @@ void PlaceSource(Call const& call, Source const& source, DocumentController& doc
         }
         spread.InsertChild(NodeChildListType::Plain, source.picture->layer, nullptr);
     } else {
-        auto const frame = MakeTextFrame(source.text->story, spread);
-        spread.InsertChild(NodeChildListType::Plain, frame, nullptr);
-        if (frame->MakeComposedText()->GetRange().end != source.text->story->GetLength())
+        if (!PlaceText(*source.text, *document.GetDocument(), spread))
             call.Add(Note::Kind::Changed, "the text is longer than the page");
     }
 }
@@ -143,7 +264,7 @@ Kernel::Counted<DocumentController> Import(std::string const& path, ImportOption
         call.profiles.Set(options.profile);
     auto const source = ReadSource(call, 0);
     if (source.text) {
-        auto document = MakeTextDocument(source.text->story, options.limits.textPages, call.work);
+        auto document = MakeTextDocument(*source.text, options.limits.textPages, call.work);
         if (options.profile)
             SetDocumentProfile(*document, options.profile);
         return document;

@@ -30,6 +30,9 @@ struct ImportOptions {
     // Of text files, in BCP 47.
     std::string language = "en";
     TextLines lines = TextLines::Recognise;
+    // Of .txt files: a regular expression, as TextPattern takes it. Paragraphs of at most three lines in which it
+    // matches get the style "Heading 1", or that of the group named h1 to h6 that took part in the match.
+    std::string headings;
     // The document's profile for the colours of its format; empty: the embedded one of a picture, or else the default.
     Kernel::Consolidated<Raster::ICCProfile> profile;
     // Called now and then with the share that is done, 0 to 1, on the thread that imports.
@@ -38,12 +41,15 @@ struct ImportOptions {
     bool const* abort = nullptr;
 };
 
-// A new document from a file, whose kind its ending tells: .svg, .svgz, .png, .jpg, .tif or .txt. The history is empty.
+// A new document from a file, whose kind its ending tells: .svg, .svgz, .png, .jpg, .tif, .txt or .md. The history
+// is empty.
 //
 // - A drawing becomes one page of its size. Pictures that it refers to are read from its folder or below it only.
 // - A picture becomes a page of its size at its resolution, and the selection, since effects work on what is selected.
 //   Its profile becomes the document's, too.
-// - A text becomes as many pages as it fills, with two columns each.
+// - A text becomes as many pages as it fills, with two columns each. Markdown (CommonMark) becomes styles; pictures
+// that
+//   it refers to are read from its folder or below it only.
 //
 // `report` receives what was lost or changed. Throws Kernel::Exception, with one line for a person, for a file that
 // cannot be read or is refused.

@@ -38,6 +38,8 @@ struct Limits {
     std::uint64_t pictureBytes = std::uint64_t{1} << 31;
     // Of a text file, and the pages that it may fill.
     std::uint64_t textBytes = std::uint64_t{256} << 20;
+    // Of a Markdown file, whose syntax tree takes a hundred times as much where each character is a mark.
+    std::uint64_t markdownBytes = std::uint64_t{8} << 20;
     std::size_t textPages = 100'000;
 };
 

@@ -3,6 +3,8 @@
 
 #include "platform/kernel/export.h"
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,8 @@ struct Report {
     std::vector<Note> notes;
     // The files that were read: the one that was imported, and those that it refers to.
     std::vector<std::string> files;
+    // Of a text in which headings were looked for: the paragraphs that are.
+    std::optional<std::size_t> headings;
 };
 
 } // namespace Formats

@@ -61,8 +61,19 @@ TextPattern::TextPattern(std::string_view expression) {
 
 TextPattern::~TextPattern() = default;
 
-bool TextPattern::IsIn(std::u32string_view paragraph) const {
-    return re2::RE2::PartialMatch(ToUtf8(paragraph), m_compiled->pattern);
+std::optional<std::string> TextPattern::FindGroup(std::u32string_view paragraph) const {
+    auto const& pattern = m_compiled->pattern;
+    auto const bytes = ToUtf8(paragraph);
+    auto const& names = pattern.CapturingGroupNames();
+    // The whole match, and the groups up to the last one with a name.
+    std::vector<re2::StringPiece> groups(names.empty() ? 1 : static_cast<std::size_t>(names.rbegin()->first) + 1);
+    if (!pattern.Match(bytes, 0, bytes.size(), re2::RE2::UNANCHORED, groups.data(), static_cast<int>(groups.size())))
+        return std::nullopt;
+    for (auto const& [number, name] : names) {
+        if (groups[static_cast<std::size_t>(number)].data() != nullptr)
+            return name;
+    }
+    return std::string();
 }
 
 std::vector<TextPattern::Match> TextPattern::FindAll(Story::Story const& story, bool const* abort) const {

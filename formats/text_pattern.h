@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,8 +32,9 @@ public:
         std::size_t end = 0;
         friend bool operator==(Match const&, Match const&) = default;
     };
-    // Whether it matches somewhere in a paragraph.
-    bool IsIn(std::u32string_view paragraph) const;
+    // The name of the first named group that takes part in the first match in a paragraph, or "" where none does. Empty
+    // where nothing matches.
+    std::optional<std::string> FindGroup(std::u32string_view paragraph) const;
     // The matches in a whole story, from the left, none of which overlaps another. `abort`, which may be null, is
     // looked at between them. Throws Kernel::AbortException, and Kernel::Exception where the search takes longer than
     // any sensible one would: many matches, each of which looks at all that follows.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/import.h"
 #include "formats/path_ending.h"
+#include "formats/text_pattern.h"
+#include "platform/kernel/exception.h"
 #include "shell/colour_profile.h"
 #include "shell/document_target.h"
 #include "shell/input_files.h"
@@ -10,6 +12,9 @@
 #include "shell/verbs.h"
 
 #include "platform/story/composition.h"
+
+#include <algorithm>
+#include <optional>
 
 namespace Shell {
 
@@ -22,6 +27,19 @@ Formats::ImportOptions ReadOptions(Arguments const& arguments) {
     if (arguments.Has("--keep-lines") && arguments.Has("--join-lines"))
         throw Failure(ExitStatus::Usage, "--join-lines", "contradicts --keep-lines");
     options.profile = ReadProfile(arguments);
+    if (auto const headings = arguments.Find("--headings")) {
+        auto const& paths = arguments.GetAll("IN");
+        if (std::none_of(paths.begin(), paths.end(),
+                         [](std::string const& path) { return Formats::GetPathEnding(path) == ".txt"; }))
+            throw Failure(ExitStatus::Usage, "--headings", "is for .txt files, and none is imported");
+        try {
+            Formats::TextPattern const pattern(*headings);
+        } catch (Kernel::Exception const& failure) {
+            throw Failure(ExitStatus::Usage, "--headings",
+                          headings->empty() ? failure.what() : Quote(*headings) + " " + failure.what());
+        }
+        options.headings = *headings;
+    }
     options.lines = arguments.Has("--keep-lines")   ? Formats::TextLines::Keep
                     : arguments.Has("--join-lines") ? Formats::TextLines::Join
                                                     : Formats::TextLines::Recognise;
@@ -47,14 +65,17 @@ void TellReport(Formats::Report const& report, std::string const& path) {
 }
 
 // Reads one file with a bar that shows how far it is; control-C stops it.
+// Headings that it finds are counted.
 template <class F>
-auto Follow(std::string const& path, Formats::ImportOptions options, F const& read) {
+auto Follow(std::string const& path, Formats::ImportOptions options, std::optional<std::size_t>& headings,
+            F const& read) {
     Formats::Report report;
     bool abort = false;
     auto result = Guarded(ExitStatus::Input, path, [&] {
         try {
             Interrupt::Scope const interrupt(&abort);
-            bool const isText = Formats::GetPathEnding(path) == ".txt";
+            auto const ending = Formats::GetPathEnding(path);
+            bool const isText = ending == ".txt" || ending == ".md" || ending == ".markdown";
             ProgressBar progress((isText ? "Lay out " : "Import ") + path);
             options.abort = &abort;
             options.progress = [&](float fraction) { progress.Update(fraction); };
@@ -65,6 +86,8 @@ auto Follow(std::string const& path, Formats::ImportOptions options, F const& re
         }
     });
     TellReport(report, path);
+    if (report.headings)
+        headings = headings.value_or(0) + *report.headings;
     Interrupt::Check(path);
     return result;
 }
@@ -85,13 +108,14 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
     CheckDocumentTarget(target, arguments.Has("--force"));
     auto const& paths = arguments.GetAll("IN");
     auto const options = ReadOptions(arguments);
-    auto const document = Follow(paths.front(), options, [&](auto const& followed, Formats::Report& report) {
+    std::optional<std::size_t> headings;
+    auto const document = Follow(paths.front(), options, headings, [&](auto const& followed, Formats::Report& report) {
         return Formats::Import(paths.front(), followed, &report);
     });
     // Effects work on what is selected: all pictures.
     auto layers = document->GetCurrentSelection()->GetNodes();
     for (std::size_t i = 1; i != paths.size(); ++i) {
-        auto const placed = Follow(paths[i], options, [&](auto const& followed, Formats::Report& report) {
+        auto const placed = Follow(paths[i], options, headings, [&](auto const& followed, Formats::Report& report) {
             return Formats::Place(*document, paths[i], followed, &report);
         });
         for (auto const& node : placed) {
@@ -113,10 +137,13 @@ ExitStatus RunImport(Session& session, Arguments const& arguments) {
         session.Json().Member("file", target);
         session.Json().Member("nodes", count);
         session.Json().Member("symbols", document->GetSymbolCount());
+        if (headings)
+            session.Json().Member("headings", *headings);
         session.Json().EndObject();
     } else {
         session.Print(OneLine(target) + ": " + Count(count, "node", "nodes") + " from " +
-                      Count(paths.size(), "file", "files") + "\n");
+                      Count(paths.size(), "file", "files") +
+                      (headings ? ", " + Count(*headings, "heading", "headings") : std::string()) + "\n");
     }
     return ExitStatus::Done;
 }

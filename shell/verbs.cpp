@@ -31,7 +31,7 @@ std::vector<Verb> const& GetVerbs() {
          InScript::No},
         {{.verb = "import",
           .summary =
-              "Makes a document of .svg, .svgz, .png, .jpg, .tif and .txt files; all but the text on one spread.",
+              "Makes a document of .svg, .svgz, .png, .jpg, .tif, .txt and .md files; all but the text on one spread.",
           .positionals = {{"IN", Times::OnceOrMore}},
           .options = {{"-o", "OUT.redraft", "the document to make", true},
                       {"--profile", "FILE", "the document's ICC profile (that of a first picture, or sRGB)"},
@@ -40,6 +40,8 @@ std::vector<Verb> const& GetVerbs() {
                       {"--language", "TAG", "of texts, as en or pt-BR (en)"},
                       {"--keep-lines", "", "makes each line of a text a paragraph, also where lines look broken"},
                       {"--join-lines", "", "makes the lines between blank lines one paragraph, also of verse"},
+                      {"--headings", "REGEX",
+                       "of .txt files: paragraphs that are headings, by groups named h1 to h6 or all h1"},
                       c_forcedDocument}},
          &RunImport,
          InScript::No},

@@ -27,13 +27,13 @@ constexpr std::array<std::int8_t, 256> c_base64Values = [] {
     return values;
 }();
 
-// Whether a reference has a scheme, as in "http:" (RFC 3986, section 3.1).
+} // namespace
+
 bool HasScheme(std::string_view reference) {
     auto const colon = reference.find(':');
     return colon != std::string_view::npos && reference.substr(0, colon).find_first_of("/?#") == std::string_view::npos;
 }
 
-// The file below the folder that a relative path leads to, links followed; empty where it leads out of it.
 std::filesystem::path FindBelow(std::filesystem::path const& folder, std::string const& relative) {
     std::error_code error;
     std::filesystem::path const path(relative);
@@ -47,8 +47,6 @@ std::filesystem::path FindBelow(std::filesystem::path const& folder, std::string
     bool const isBelow = baseEnd == base.end() && fileAt != file.end();
     return isBelow && std::filesystem::is_regular_file(file, error) ? file : std::filesystem::path();
 }
-
-} // namespace
 
 std::string DecodePercent(std::string_view text) {
     std::string out;

@@ -3,6 +3,8 @@
 
 #include "formats/svg/drawing.h"
 
+#include <filesystem>
+
 namespace Formats::Svg {
 
 // The encoded bytes of an `image`.
@@ -24,6 +26,10 @@ std::optional<ImageBytes> DecodeDataUri(std::string_view uri, std::size_t maxByt
 std::optional<std::string> DecodeBase64(std::string_view text);
 // RFC 4648, section 4, with padding and without line ends.
 std::string EncodeBase64(std::string_view bytes);
+// True for "http:" and the like.
+bool HasScheme(std::string_view reference);
+// The regular file below the folder that a relative path leads to, links followed; empty where it leads out of it.
+std::filesystem::path FindBelow(std::filesystem::path const& folder, std::string const& relative);
 // Percent escapes replaced. Broken ones stay as they are.
 std::string DecodePercent(std::string_view text);
 

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/text/text_import.h"
 
+#include "formats/text/text_styles.h"
+#include "formats/text_pattern.h"
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace Formats {
@@ -15,8 +18,6 @@ constexpr Kernel::SizeT<double> c_page{793.7, 1122.5};
 constexpr double c_marginX = 132.85, c_marginY = 98;
 constexpr int c_columns = 2;
 constexpr double c_columnGap = 24;
-constexpr double c_textSize = 14;
-constexpr double c_firstIndent = 16;
 
 constexpr std::string_view c_latin1 = "latin-1", c_windows1252 = "windows-1252";
 
@@ -238,30 +239,100 @@ Kernel::Counted<FrameTextNode> MakeFrame(Kernel::RectT<double> const& page) {
 }
 
 // The frames of a document would say the same, but they are made when their number is known.
-std::size_t CountPages(Kernel::Counted<Story::Story const> const& story, std::size_t maximumPages, Work const& work) {
+std::size_t CountPages(ImportedText const& text, std::size_t maximumPages, Work const& work) {
     auto const rect = GetFrameRect({0, 0, c_page.width, c_page.height});
-    double const width = (rect.GetWidth() - c_columnGap) / c_columns;
+    double const width = GetTextColumnSize().width;
     Story::FrameGeometry geometry;
     geometry.columns = {{rect.left, rect.top, rect.left + width, rect.bottom},
                         {rect.right - width, rect.top, rect.right, rect.bottom}};
-    auto const count = Story::CountFrames(*story, nullptr, geometry, maximumPages, work.abort,
+    auto const count = Story::CountFrames(*text.story, text.styles, geometry, maximumPages, work.abort,
                                           [&](float fraction) { work.Update(fraction); });
     if (count > maximumPages)
         throw Kernel::Exception("the text fills more than " + std::to_string(maximumPages) + " pages");
     return count;
 }
 
+// Puts each picture over the room that its line leaves for it. Those whose line has no place in a frame are left out.
+void PlacePictures(ImportedText const& text, std::vector<Kernel::Counted<FrameTextNode>> const& frames) {
+    if (text.pictures.empty())
+        return;
+    auto const composed = frames.front()->MakeComposedStory({});
+    auto picture = text.pictures.begin();
+    for (std::size_t i = 0; i != frames.size(); ++i) {
+        auto const frame = composed->GetFrame(i);
+        for (auto const& column : *frame) {
+            for (auto const& line : *column) {
+                if (picture == text.pictures.end())
+                    return;
+                auto const range = line.GetRange();
+                if (picture->place < range.begin || picture->place >= range.end)
+                    continue;
+                auto const& rect = column->GetRect();
+                double const left = rect.left + (rect.GetWidth() - picture->size.width) / 2;
+                double const top = line.GetOrigin().y - line.GetAscent();
+                picture->node->SetTransform(
+                    Raster::AffineTransform::Params{1, 0, left, 0, 1, top} * picture->node->GetMatrix(), false);
+                frames[i]->GetSpread()->InsertChild(NodeChildListType::Plain, picture->node, nullptr);
+                ++picture;
+            }
+        }
+    }
+}
+
+// Tells headings by their text.
+class HeadingFinder {
+public:
+    explicit HeadingFinder(std::string const& expression) {
+        if (expression.empty())
+            return;
+        try {
+            m_pattern = std::make_unique<TextPattern>(expression);
+        } catch (Kernel::Exception const& failure) {
+            throw Kernel::Exception("the expression for headings " + std::string(failure.what()));
+        }
+    }
+    bool IsOn() const { return m_pattern != nullptr; }
+    std::size_t GetCount() const { return m_count; }
+    // 0 for a paragraph that is none: one of many lines is a list, as a table of contents.
+    int FindLevel(std::u32string_view paragraph) {
+        constexpr std::ptrdiff_t c_mostBreaks = 2;
+        if (!m_pattern || std::count(paragraph.begin(), paragraph.end(), Story::c_lineSeparator) > c_mostBreaks)
+            return 0;
+        auto const group = m_pattern->FindGroup(paragraph);
+        if (!group)
+            return 0;
+        ++m_count;
+        bool const namesLevel = group->size() == 2 && group->front() == 'h' && group->back() >= '1' &&
+                                group->back() < '1' + c_headingLevels;
+        return namesLevel ? group->back() - '0' : 1;
+    }
+
+private:
+    std::unique_ptr<TextPattern const> m_pattern;
+    std::size_t m_count = 0;
+};
+
 } // namespace
+
+DecodedFile DecodeFile(std::span<std::byte const> bytes, std::string const& encoding) {
+    DecodedFile file;
+    auto decoded = Decode({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, encoding, file.recognised);
+    file.text = std::move(decoded.text);
+    file.replaced = decoded.replaced;
+    return file;
+}
 
 ImportedText ReadText(std::span<std::byte const> bytes, ImportOptions const& options) {
     ImportedText result;
-    auto decoded =
-        Decode({reinterpret_cast<char const*>(bytes.data()), bytes.size()}, options.encoding, result.recognised);
+    HeadingFinder headings(options.headings);
+    auto decoded = DecodeFile(bytes, options.encoding);
     result.replaced = decoded.replaced;
+    result.recognised = std::move(decoded.recognised);
+    auto const language = Kernel::String(options.language);
     auto glyphAtts = Kernel::MakeCounted<Story::GlyphAtts>();
     glyphAtts->Set(Story::GlyphAtt::Double::Size, c_textSize);
     glyphAtts->Set(Story::GlyphAtt::String::FontFamily, Kernel::String("serif"));
-    glyphAtts->Set(Story::GlyphAtt::String::Language, Kernel::String(options.language));
+    glyphAtts->Set(Story::GlyphAtt::String::Language, language);
     auto paragraphAtts = Kernel::MakeCounted<Story::ParagraphAtts>();
     using ParagraphEnum = Story::ParagraphAtt::Enum;
     paragraphAtts->Set(ParagraphEnum::Alignment, static_cast<int>(Story::Alignment::Justify));
@@ -269,6 +340,15 @@ ImportedText ReadText(std::span<std::byte const> bytes, ImportOptions const& opt
     paragraphAtts->Set(Story::ParagraphAtt::Double::FirstIndent, c_firstIndent);
     auto verseAtts = Kernel::MakeCounted<Story::ParagraphAtts>();
     verseAtts->Set(Story::ParagraphAtt::Double::LeftIndent, c_firstIndent);
+    // A heading looks as its style says.
+    auto headingGlyphs = Kernel::MakeCounted<Story::GlyphAtts>();
+    headingGlyphs->Set(Story::GlyphAtt::String::Language, language);
+    Story::ParagraphAttsRef headingAtts[c_headingLevels + 1];
+    for (int level = 1; level <= c_headingLevels; ++level) {
+        auto atts = Kernel::MakeCounted<Story::ParagraphAtts>();
+        atts->Set(Story::ParagraphAtt::String::StyleName, GetHeadingStyleName(level));
+        headingAtts[level] = atts;
+    }
     result.story = Kernel::MakeCounted<Story::Story>();
     Story::GlyphSink sink(result.story);
     sink.SetParagraphAtts(paragraphAtts);
@@ -276,44 +356,68 @@ ImportedText ReadText(std::span<std::byte const> bytes, ImportOptions const& opt
     std::u32string_view text = decoded.text;
     while (!text.empty() && (text.back() == U'\n' || text.back() == U'\r'))
         text.remove_suffix(1);
+    bool isFirst = true;
+    auto const add = [&](std::u32string_view paragraph, bool isVerse) {
+        if (!std::exchange(isFirst, false))
+            sink.Add(U"\n");
+        int const level = headings.FindLevel(paragraph);
+        if (level != 0) {
+            sink.SetParagraphAtts(headingAtts[level]);
+            sink.SetGlyphAtts(headingGlyphs);
+        } else {
+            sink.SetParagraphAtts(isVerse ? Story::ParagraphAttsRef(verseAtts)
+                                          : Story::ParagraphAttsRef(paragraphAtts));
+            sink.SetGlyphAtts(glyphAtts);
+        }
+        sink.Add(paragraph);
+    };
     auto const lines = SplitLines(text);
     if (options.lines == TextLines::Join || (options.lines == TextLines::Recognise && LooksBroken(lines))) {
-        bool isFirst = true;
-        JoinLines(lines, options.lines, [&](std::u32string_view paragraph, bool isVerse) {
-            if (!std::exchange(isFirst, false))
-                sink.Add(U"\n");
-            if (isVerse)
-                sink.SetParagraphAtts(verseAtts);
-            else
-                sink.SetParagraphAtts(paragraphAtts);
-            sink.Add(paragraph);
-        });
+        JoinLines(lines, options.lines, add);
+    } else if (headings.IsOn()) {
+        for (auto const line : lines)
+            add(line, false);
     } else {
         sink.Add(text);
     }
     sink.Flush();
+    if (headings.IsOn()) {
+        result.headings = headings.GetCount();
+        result.styles = GetHeadingStyles();
+    }
     return result;
 }
 
-Kernel::Counted<DocumentController> MakeTextDocument(Kernel::Counted<Story::Story const> const& story,
-                                                     std::size_t maximumPages, Work const& work) {
-    auto const pages = CountPages(story, maximumPages, work);
+Kernel::SizeT<double> GetTextColumnSize() {
+    auto const rect = GetFrameRect({0, 0, c_page.width, c_page.height});
+    return {(rect.GetWidth() - c_columnGap) / c_columns, rect.GetHeight()};
+}
+
+Kernel::Counted<DocumentController> MakeTextDocument(ImportedText const& text, std::size_t maximumPages,
+                                                     Work const& work) {
+    auto const pages = CountPages(text, maximumPages, work);
     auto document = DocumentController::CreateNew(c_page, Raster::FormatRGBA8, static_cast<int>(pages));
+    if (text.styles)
+        AddMissingStyles(*document->GetDocument(), *text.styles);
     std::vector<Kernel::Counted<FrameTextNode>> frames;
     for (auto const& spread : document->GetDocument()->GetSpreads()) {
         frames.push_back(MakeFrame(spread->GetBaseBox(false)));
         spread->InsertChild(NodeChildListType::Plain, frames.back(), nullptr);
     }
-    frames.front()->SetStory(story);
+    frames.front()->SetStory(text.story);
     FrameTextNode::LinkAll(frames);
+    PlacePictures(text, frames);
     return document;
 }
 
-Kernel::Counted<FrameTextNode> MakeTextFrame(Kernel::Counted<Story::Story const> const& story,
-                                             SpreadNode const& spread) {
-    auto frame = MakeFrame(spread.GetBaseBox(false));
-    frame->SetStory(story);
-    return frame;
+bool PlaceText(ImportedText const& text, DocumentNode& document, SpreadNode& spread) {
+    if (text.styles)
+        AddMissingStyles(document, *text.styles);
+    auto const frame = MakeFrame(spread.GetBaseBox(false));
+    frame->SetStory(text.story);
+    spread.InsertChild(NodeChildListType::Plain, frame, nullptr);
+    PlacePictures(text, {frame});
+    return frame->MakeComposedText()->GetRange().end == text.story->GetLength();
 }
 
 } // namespace Formats

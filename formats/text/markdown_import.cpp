@@ -1,0 +1,540 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "formats/text/markdown_import.h"
+
+#include "formats/text/text_styles.h"
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+#include <array>
+#include <cmark.h>
+#include <map>
+#include <memory>
+#include <tuple>
+#include <utility>
+
+namespace Formats {
+
+namespace {
+
+using Story::GlyphAtt;
+using Story::ParagraphAtt;
+
+// Lengths in document units. What stands deep inside others stays in its column.
+constexpr double c_pictureGap = 7;
+constexpr double c_quoteIndent = 18, c_itemIndent = 22, c_codeIndent = 8, c_mostIndent = 120;
+// Above a picture and below it a line of text has room in its column.
+constexpr double c_mostOfColumn = 0.85;
+// Longer code blocks become several paragraphs.
+constexpr std::size_t c_codeParagraph = 10'000;
+
+using NodePtr = std::unique_ptr<cmark_node, decltype(&cmark_node_free)>;
+
+// Text without what takes the parser time that grows with the square of its length: rows of blank lines inside lists,
+// of which it looks at all that are open at each, and very many brackets in one paragraph. Blank lines beyond the limit
+// are left out, brackets are refused.
+std::string Tame(std::u32string_view text) {
+    constexpr std::size_t c_mostBlankLines = 16, c_mostBrackets = 10'000;
+    std::u32string tamed;
+    tamed.reserve(text.size());
+    std::size_t blankLines = 0, brackets = 0;
+    while (!text.empty()) {
+        auto const end = std::min(text.find_first_of(U"\n\r"), text.size());
+        auto line = text.substr(0, end);
+        bool const isPair = end + 1 < text.size() && text[end] == U'\r' && text[end + 1] == U'\n';
+        text.remove_prefix(std::min(end + (isPair ? 2 : 1), text.size()));
+        if (line.find_first_not_of(U" \t") == line.npos) {
+            brackets = 0;
+            if (++blankLines > c_mostBlankLines)
+                continue;
+        } else {
+            blankLines = 0;
+            brackets += static_cast<std::size_t>(std::count(line.begin(), line.end(), U'['));
+            if (brackets > c_mostBrackets)
+                throw Kernel::Exception("has more than " + std::to_string(c_mostBrackets) +
+                                        " brackets in one paragraph");
+        }
+        tamed += line;
+        tamed += U'\n';
+    }
+    return Story::EncodeUtf8(tamed);
+}
+
+// How far a line of size 1 reaches above its baseline and below.
+struct LineReach {
+    double above = 0;
+    double below = 0;
+};
+
+LineReach MeasureLine(Story::GlyphAttsRef const& atts) {
+    constexpr double c_size = 100;
+    auto sized = atts->Clone();
+    sized->Set(GlyphAtt::Double::Size, c_size);
+    auto const node = Kernel::MakeCounted<ArtTextNode>(Kernel::MakeCounted<Story::Story>(), Kernel::PointT<double>());
+    node->SetText(std::u32string_view(U"\u00A0"), sized, Story::ParagraphAtts::GetDefault());
+    auto const composed = node->MakeComposedText();
+    for (auto const& column : *composed) {
+        for (auto const& line : *column)
+            return {std::max(line.GetAscent() / c_size, 0.1), std::max(line.GetDescent() / c_size, 0.0)};
+    }
+    return {1, 0};
+}
+
+// Walks the parser's tree and writes the story.
+class MarkdownReader {
+public:
+    explicit MarkdownReader(MarkdownOptions const& options)
+        : m_options(options), m_story(Kernel::MakeCounted<Story::Story>()), m_sink(m_story) {
+        m_result.text.headings = 0;
+    }
+
+    ImportedMarkdown Read(cmark_node& root) {
+        std::unique_ptr<cmark_iter, decltype(&cmark_iter_free)> const walk(cmark_iter_new(&root), &cmark_iter_free);
+        if (!walk)
+            throw std::bad_alloc();
+        std::size_t count = 0;
+        for (auto event = cmark_iter_next(walk.get()); event != CMARK_EVENT_DONE; event = cmark_iter_next(walk.get())) {
+            constexpr std::size_t c_betweenLooks = 4096;
+            if (++count % c_betweenLooks == 0)
+                m_options.work.CheckAbort();
+            auto& node = *cmark_iter_get_node(walk.get());
+            if (event == CMARK_EVENT_ENTER)
+                Enter(node);
+            else
+                Leave(node);
+        }
+        m_sink.Flush();
+        m_result.text.story = m_story;
+        m_result.text.styles = GetMarkupStyles();
+        return std::move(m_result);
+    }
+
+private:
+    struct List {
+        bool isOrdered = false;
+        bool isTight = false;
+        // Of the next item.
+        int number = 0;
+        char32_t delimiter = U'.';
+        int bulletDepth = 0;
+    };
+    struct Link {
+        std::string target;
+        std::u32string text;
+    };
+    enum class Words { Emphasis, Strong, Code };
+
+    void Enter(cmark_node& node) {
+        switch (cmark_node_get_type(&node)) {
+        case CMARK_NODE_BLOCK_QUOTE:
+            ++m_quotes;
+            m_goesOn = false;
+            break;
+        case CMARK_NODE_LIST:
+            EnterList(node);
+            break;
+        case CMARK_NODE_ITEM:
+            m_hasMarker = true;
+            ++m_lists.back().number;
+            break;
+        // Made with their first word: a picture that is alone in one needs none.
+        case CMARK_NODE_HEADING:
+            m_headingLevel = cmark_node_get_heading_level(&node);
+            m_isParagraphDue = true;
+            break;
+        case CMARK_NODE_PARAGRAPH:
+            m_isParagraphDue = true;
+            break;
+        case CMARK_NODE_CODE_BLOCK:
+            AddCodeBlock(GetLiteral(node));
+            break;
+        case CMARK_NODE_THEMATIC_BREAK:
+            BeginParagraph(TextStyle::c_rule);
+            AddText(U"*\u2003*\u2003*");
+            m_goesOn = false;
+            break;
+        case CMARK_NODE_TEXT:
+            AddText(Story::DecodeUtf8(GetLiteral(node)).text);
+            break;
+        case CMARK_NODE_SOFTBREAK:
+            AddText(U" ");
+            break;
+        case CMARK_NODE_LINEBREAK:
+            AddText({Story::c_lineSeparator});
+            break;
+        case CMARK_NODE_CODE:
+            BeginWords(Words::Code);
+            AddText(Story::DecodeUtf8(GetLiteral(node)).text);
+            EndWords();
+            break;
+        case CMARK_NODE_EMPH:
+            BeginWords(Words::Emphasis);
+            break;
+        case CMARK_NODE_STRONG:
+            BeginWords(Words::Strong);
+            break;
+        case CMARK_NODE_LINK:
+            m_links.push_back({GetText(cmark_node_get_url(&node)), {}});
+            break;
+        case CMARK_NODE_IMAGE:
+            EnterImage(node);
+            break;
+        case CMARK_NODE_HTML_BLOCK:
+        case CMARK_NODE_HTML_INLINE:
+            AddHtml(GetLiteral(node));
+            break;
+        default:
+            break;
+        }
+    }
+
+    void Leave(cmark_node& node) {
+        switch (cmark_node_get_type(&node)) {
+        case CMARK_NODE_BLOCK_QUOTE:
+            --m_quotes;
+            m_goesOn = false;
+            break;
+        case CMARK_NODE_LIST:
+            m_lists.pop_back();
+            m_goesOn = false;
+            break;
+        case CMARK_NODE_ITEM:
+            // An empty item shows its mark.
+            if (m_hasMarker)
+                BeginParagraph(TextStyle::c_list);
+            break;
+        case CMARK_NODE_HEADING:
+            m_headingLevel = 0;
+            m_isParagraphDue = false;
+            m_goesOn = false;
+            break;
+        case CMARK_NODE_PARAGRAPH:
+            m_isParagraphDue = false;
+            break;
+        case CMARK_NODE_EMPH:
+        case CMARK_NODE_STRONG:
+            EndWords();
+            break;
+        case CMARK_NODE_LINK:
+            LeaveLink();
+            break;
+        case CMARK_NODE_IMAGE:
+            LeaveImage();
+            break;
+        default:
+            break;
+        }
+    }
+
+    static std::string GetText(char const* text) { return text == nullptr ? std::string() : text; }
+    static std::string GetLiteral(cmark_node& node) { return GetText(cmark_node_get_literal(&node)); }
+
+    void BeginWords(Words words) {
+        m_words.push_back(words);
+        ++m_open[static_cast<std::size_t>(words)];
+    }
+    void EndWords() {
+        --m_open[static_cast<std::size_t>(m_words.back())];
+        m_words.pop_back();
+    }
+
+    // Adds text of the paragraph that is open.
+    void Put(std::u32string_view text) {
+        m_sink.Add(text);
+        m_length += text.size();
+    }
+
+    void EnterList(cmark_node& node) {
+        List list;
+        list.isOrdered = cmark_node_get_list_type(&node) == CMARK_ORDERED_LIST;
+        list.isTight = cmark_node_get_list_tight(&node) != 0;
+        list.number = cmark_node_get_list_start(&node) - 1;
+        list.delimiter = cmark_node_get_list_delim(&node) == CMARK_PAREN_DELIM ? U')' : U'.';
+        list.bulletDepth = m_lists.empty() ? 0 : m_lists.back().bulletDepth + 1;
+        m_lists.push_back(list);
+    }
+
+    // The mark of the item that begins here, with the tab behind it.
+    std::u32string TakeMarker() {
+        constexpr char32_t c_bullets[] = {U'\u2022', U'\u2013', U'\u00B7'};
+        m_hasMarker = false;
+        auto const& list = m_lists.back();
+        if (!list.isOrdered)
+            return {c_bullets[std::min(list.bulletDepth, 2)], U'\t'};
+        auto const digits = std::to_string(list.number);
+        std::u32string marker(digits.begin(), digits.end());
+        marker += list.delimiter;
+        return marker + U'\t';
+    }
+
+    // Attributes of a paragraph where it stands: equal ones are one object.
+    Story::ParagraphAttsRef GetParagraphAtts(Kernel::String const& style, double leftIndent, double firstIndent,
+                                             double rightIndent, bool isTight) {
+        auto& atts = m_paragraphAtts[std::tuple(style.ToStdString(), leftIndent, firstIndent, rightIndent, isTight)];
+        if (atts)
+            return atts;
+        auto made = Kernel::MakeCounted<Story::ParagraphAtts>();
+        made->Set(ParagraphAtt::String::StyleName, style);
+        if (leftIndent != 0)
+            made->Set(ParagraphAtt::Double::LeftIndent, leftIndent);
+        if (rightIndent != 0)
+            made->Set(ParagraphAtt::Double::RightIndent, rightIndent);
+        if (firstIndent != 0) {
+            made->Set(ParagraphAtt::Double::FirstIndent, firstIndent);
+            made->Set(ParagraphAtt::Object::TabStops,
+                      Kernel::Counted<Kernel::Serialisable const>(
+                          Kernel::MakeCounted<Story::TabStops>(std::vector<Story::TabStop>{{leftIndent}})));
+        }
+        if (!isTight)
+            made->Set(ParagraphAtt::Double::SpaceAfter, c_looseSpace);
+        atts = made;
+        return atts;
+    }
+
+    void BeginParagraph(Kernel::String const& style) {
+        if (!std::exchange(m_isFirst, false))
+            Put(std::u32string(1, Story::c_paragraphSeparator));
+        m_isParagraphDue = false;
+        bool const isCode = style.view() == TextStyle::c_code;
+        double left = c_quoteIndent * static_cast<double>(m_quotes) + (isCode ? c_codeIndent : 0.0);
+        left = std::min(left + c_itemIndent * static_cast<double>(m_lists.size()), c_mostIndent);
+        double const right = std::min(c_quoteIndent * static_cast<double>(m_quotes), c_mostIndent / 4);
+        bool const isTight = m_lists.empty() || m_lists.back().isTight || style.view() != TextStyle::c_list;
+        auto const marker = m_hasMarker ? TakeMarker() : std::u32string();
+        m_sink.SetParagraphAtts(GetParagraphAtts(style, left, marker.empty() ? 0.0 : -c_itemIndent, right, isTight));
+        if (!marker.empty()) {
+            m_sink.SetGlyphAtts(GetGlyphAtts());
+            Put(marker);
+        }
+    }
+
+    // The style of plain words here.
+    Kernel::String GetBodyStyle() {
+        if (!m_lists.empty())
+            return TextStyle::c_list;
+        if (m_quotes != 0)
+            return TextStyle::c_quote;
+        return m_goesOn ? TextStyle::c_body : TextStyle::c_first;
+    }
+
+    // What the words are by themselves: the innermost kind by its style, those around it by hand, since a glyph has one
+    // style.
+    Story::GlyphAttsRef GetGlyphAtts() {
+        unsigned around = 0;
+        for (unsigned words = 0; words != m_open.size(); ++words)
+            around |= (m_open[words] != 0 ? 1u : 0u) << words;
+        int const innermost = m_words.empty() ? -1 : static_cast<int>(m_words.back());
+        auto& atts = m_glyphAtts[std::pair(around, innermost)];
+        if (atts)
+            return atts;
+        constexpr char const* c_styles[] = {TextStyle::c_emphasis, TextStyle::c_strong, TextStyle::c_codeWords};
+        constexpr double c_bold = 700;
+        auto made = Kernel::MakeCounted<Story::GlyphAtts>();
+        made->Set(GlyphAtt::String::Language, Kernel::String(m_options.language));
+        auto const isAround = [&](Words words) {
+            return innermost != static_cast<int>(words) && (around >> static_cast<unsigned>(words) & 1) != 0;
+        };
+        if (innermost >= 0)
+            made->Set(GlyphAtt::String::StyleName, Kernel::String(c_styles[innermost]));
+        if (isAround(Words::Emphasis))
+            made->Set(GlyphAtt::Enum::Italic, 1);
+        if (isAround(Words::Strong))
+            made->Set(GlyphAtt::Double::Weight, c_bold);
+        atts = made;
+        return atts;
+    }
+
+    void AddText(std::u32string text) {
+        // References may stand for characters that would part paragraphs.
+        std::replace_if(
+            text.begin(), text.end(),
+            [](char32_t c) { return (c < 0x20 && c != U'\t') || c == 0x85 || c == Story::c_paragraphSeparator; }, U' ');
+        if (m_images != 0) {
+            m_imageText += text;
+            return;
+        }
+        if (text.empty())
+            return;
+        if (m_isParagraphDue) {
+            // Spaces at a paragraph's begin, as behind a picture, show nothing.
+            text.erase(0, std::min(text.find_first_not_of(U" \t\u2028"), text.size()));
+            if (text.empty())
+                return;
+            if (m_headingLevel != 0) {
+                BeginParagraph(GetHeadingStyleName(m_headingLevel));
+                ++*m_result.text.headings;
+            } else {
+                BeginParagraph(GetBodyStyle());
+                m_goesOn = true;
+            }
+        }
+        if (!m_links.empty())
+            m_links.back().text += text;
+        m_sink.SetGlyphAtts(GetGlyphAtts());
+        Put(text);
+    }
+
+    void AddCodeBlock(std::string const& literal) {
+        auto code = Story::DecodeUtf8(literal).text;
+        while (!code.empty() && code.back() == U'\n')
+            code.pop_back();
+        std::u32string_view rest = code;
+        do {
+            auto end = rest.size();
+            if (end > c_codeParagraph) {
+                auto const line = rest.rfind(U'\n', c_codeParagraph);
+                end = line != rest.npos ? line : std::min(rest.find(U'\n'), rest.size());
+            }
+            std::u32string part;
+            bool isLineBegin = true;
+            for (char32_t const c : rest.substr(0, end)) {
+                // Spaces at the begin of a line are part of the code.
+                bool const isIndent = c == U' ' && isLineBegin, parts = c == 0x85 || c == Story::c_paragraphSeparator;
+                part += c == U'\n' ? Story::c_lineSeparator : isIndent ? U'\u00A0' : parts ? U' ' : c;
+                isLineBegin = c == U'\n' || (isLineBegin && c == U' ');
+            }
+            BeginParagraph(TextStyle::c_code);
+            m_sink.SetGlyphAtts(GetGlyphAtts());
+            Put(part);
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+        } while (!rest.empty());
+        m_goesOn = false;
+    }
+
+    void LeaveLink() {
+        auto const link = std::move(m_links.back());
+        m_links.pop_back();
+        auto const target = Story::DecodeUtf8(link.target).text;
+        // A place within the text has no address on paper, and an address that is its own text is not said twice.
+        bool const isSaid = target == link.text || target == U"mailto:" + link.text;
+        if (target.empty() || target.front() == U'#' || isSaid)
+            return;
+        AddText(link.text.empty() ? target : U" (" + target + U")");
+    }
+
+    void EnterImage(cmark_node& node) {
+        if (m_images++ != 0)
+            return;
+        m_imageText.clear();
+        m_picture = m_options.loadPicture ? m_options.loadPicture(GetText(cmark_node_get_url(&node))) : std::nullopt;
+    }
+
+    void LeaveImage() {
+        if (--m_images != 0)
+            return;
+        auto const alternative = std::exchange(m_imageText, {});
+        if (!m_picture) {
+            // The words that stand for a picture that is not there.
+            if (!alternative.empty())
+                AddText(U"[" + alternative + U"]");
+            return;
+        }
+        auto const picture = *std::exchange(m_picture, std::nullopt);
+        auto const column = GetTextColumnSize();
+        double const scale =
+            std::min({1.0, column.width / picture.size.width, column.height * c_mostOfColumn / picture.size.height});
+        TextPicture placed;
+        placed.node = picture.node;
+        placed.size = {picture.size.width * scale, picture.size.height * scale};
+        placed.node->SetTransform(Raster::AffineTransform::Params{scale, 0, 0, 0, scale, 0} * placed.node->GetMatrix(),
+                                  false);
+        if (!alternative.empty())
+            placed.node->SetUserDescription(Kernel::String(Story::EncodeUtf8(alternative)));
+        AddPictureLine(placed.size.height);
+        placed.place = static_cast<std::uint32_t>(m_length - 1);
+        m_result.text.pictures.push_back(std::move(placed));
+        // What follows in the same paragraph is another one.
+        m_isParagraphDue = true;
+        m_goesOn = false;
+    }
+
+    // A line as high as the picture, which stands over it.
+    void AddPictureLine(double height) {
+        auto plain = Kernel::MakeCounted<Story::GlyphAtts>();
+        plain->Set(GlyphAtt::String::Language, Kernel::String(m_options.language));
+        plain->Set(GlyphAtt::String::FontFamily, Kernel::String("serif"));
+        if (m_line.above == 0)
+            m_line = MeasureLine(plain);
+        double const size = height / (m_line.above + m_line.below);
+        plain->Set(GlyphAtt::Double::Size, size);
+        // A picture has no mark in front.
+        m_hasMarker = false;
+        BeginParagraph(TextStyle::c_figure);
+        auto atts = Kernel::MakeCounted<Story::ParagraphAtts>();
+        atts->Set(ParagraphAtt::String::StyleName, Kernel::String(TextStyle::c_figure));
+        atts->Set(ParagraphAtt::Enum::LeadingMode, static_cast<int>(Story::LeadingMode::Exact));
+        // Leading counts from the baseline above; what hangs below is room before the next paragraph.
+        atts->Set(ParagraphAtt::Double::Leading, size * m_line.above + c_pictureGap / 2);
+        atts->Set(ParagraphAtt::Double::SpaceAfter, size * m_line.below + c_pictureGap);
+        m_sink.SetParagraphAtts(atts);
+        m_sink.SetGlyphAtts(plain);
+        Put(U"\u00A0");
+    }
+
+    void AddHtml(std::string const& html) {
+        auto const isTag = [&](std::string_view tag) {
+            return html.size() >= tag.size() && std::equal(tag.begin(), tag.end(), html.begin(), [](char a, char b) {
+                       return a == (b >= 'A' && b <= 'Z' ? static_cast<char>(b - 'A' + 'a') : b);
+                   });
+        };
+        if (isTag("<!--"))
+            return;
+        if (isTag("<br>") || isTag("<br/>") || isTag("<br />")) {
+            AddText({Story::c_lineSeparator});
+            return;
+        }
+        // An end belongs to its begin.
+        if (isTag("</"))
+            return;
+        if (m_result.html++ == 0)
+            m_result.firstHtml = html.substr(0, html.find_first_of(" \n\t>")) + ">";
+    }
+
+    static constexpr double c_looseSpace = 6;
+
+    MarkdownOptions const& m_options;
+    ImportedMarkdown m_result;
+    Kernel::Counted<Story::Story> m_story;
+    Story::GlyphSink m_sink;
+    std::map<std::tuple<std::string, double, double, double, bool>, Story::ParagraphAttsRef> m_paragraphAtts;
+    std::map<std::pair<unsigned, int>, Story::GlyphAttsRef> m_glyphAtts;
+    std::size_t m_quotes = 0;
+    std::vector<List> m_lists;
+    std::vector<Words> m_words;
+    // How many of each kind are open.
+    std::array<std::size_t, 3> m_open{};
+    // Of the heading that is open; 0 for none.
+    int m_headingLevel = 0;
+    // Characters that were put into the story.
+    std::size_t m_length = 0;
+    std::vector<Link> m_links;
+    // How many pictures are open: one may stand in the words for another.
+    std::size_t m_images = 0;
+    std::u32string m_imageText;
+    std::optional<LoadedPicture> m_picture;
+    // Of the letters that leave room for pictures.
+    LineReach m_line;
+    bool m_isFirst = true;
+    bool m_isParagraphDue = false;
+    // An item has begun and its mark is not written yet.
+    bool m_hasMarker = false;
+    // The paragraph before was plain words, too, so that the next one is indented.
+    bool m_goesOn = false;
+};
+
+} // namespace
+
+ImportedMarkdown ReadMarkdown(std::span<std::byte const> bytes, MarkdownOptions const& options) {
+    auto decoded = DecodeFile(bytes, options.encoding);
+    auto const source = Tame(decoded.text);
+    options.work.CheckAbort();
+    NodePtr const root(cmark_parse_document(source.data(), source.size(), CMARK_OPT_DEFAULT), &cmark_node_free);
+    if (!root)
+        throw std::bad_alloc();
+    options.work.CheckAbort();
+    auto result = MarkdownReader(options).Read(*root);
+    result.text.replaced = decoded.replaced;
+    result.text.recognised = std::move(decoded.recognised);
+    return result;
+}
+
+} // namespace Formats
