@@ -153,6 +153,9 @@ void Exporter::Visit(Node const& top, std::vector<Node const*>& pending) {
         bool const isMask = Kernel::CastPointer<MaskNode const>(&node) != nullptr;
         if (IsPlainId(name.view()) && !isMask && (symbol == nullptr || name != symbol->GetDescription(false)))
             m_names.emplace(name.ToStdString(), &node);
+        for (Node const* caption = node.GetLastChild(NodeChildListType::Captions); caption != nullptr;
+             caption = caption->GetPreviousSibling())
+            pending.push_back(caption);
         for (Node const* mask = node.GetLastChild(NodeChildListType::Masks); mask != nullptr;
              mask = mask->GetPreviousSibling())
             pending.push_back(mask);
@@ -187,6 +190,7 @@ void Exporter::Write(Step top) {
             continue;
         }
         FollowWork();
+        PushCaptions(step, pending);
         if (auto const* const artboard = AsPage(*step.node)) {
             if (OpenArtboard(*artboard, step))
                 pending.push_back({nullptr, "g", std::nullopt, {}});
@@ -215,6 +219,19 @@ void Exporter::PushChildren(Node const& node, std::vector<Step>& pending) {
     for (Node const* child = node.GetLastChild(NodeChildListType::Plain); child != nullptr;
          child = child->GetPreviousSibling())
         pending.push_back({child, {}, std::nullopt, {}});
+}
+
+// Captions are written behind their object, which may be clipped, and in the space around it.
+void Exporter::PushCaptions(Step const& step, std::vector<Step>& pending) {
+    auto const* const scene = Kernel::CastPointer<SceneNode const>(step.node);
+    if (scene == nullptr || !scene->IsVisible() || scene->GetOpacity() == 0)
+        return;
+    Matrix const matrix = step.matrix.value_or(scene->GetMatrix());
+    for (Node const* caption = scene->GetLastChild(NodeChildListType::Captions); caption != nullptr;
+         caption = caption->GetPreviousSibling()) {
+        if (auto const* const captioning = Kernel::CastPointer<SceneNode const>(caption))
+            pending.push_back({caption, {}, matrix * captioning->GetMatrix(), {}});
+    }
 }
 
 // An artboard that clips its content to a box that can be written.

@@ -48,6 +48,7 @@ private:
     static Node const* FindShownSymbol(Node const& node);
 
     void Write(Step top);
+    static void PushCaptions(Step const& step, std::vector<Step>& pending);
     static void PushChildren(Node const& node, std::vector<Step>& pending);
     static ArtboardNode const* AsPage(Node const& node);
     void WriteNode(Step const& step);

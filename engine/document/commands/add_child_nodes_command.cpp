@@ -11,7 +11,7 @@
 
 AddChildNodesCommand::AddChildNodesCommand(bool selectNodes, NodeChildListType list, InsertionMode mode,
                                            Kernel::Counted<Selection const> selection)
-    : OrderedSelectionCommand(std::move(selection)),
+    : StoredClass(std::move(selection)),
       m_list(static_cast<std::uint32_t>(list)),
       m_mode(mode),
       m_selectNodes(selectNodes) {}
@@ -230,16 +230,6 @@ Kernel::Counted<DocumentCommand> AddChildNodesCommand::Clone() const {
     return clone;
 }
 
-Kernel::Counted<Kernel::Serialisable> AddChildNodesCommand::CreateObject() {
-    return Kernel::Counted<Kernel::Serialisable>(new AddChildNodesCommand);
-}
-
-void AddChildNodesCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    OrderedSelectionCommand::Save(out);
-}
-
 bool AddChildNodesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return m_list < c_childListCount && OrderedSelectionCommand::Load(in, files, version);
+    return StoredClass::Load(in, files, version) && m_list < c_childListCount;
 }

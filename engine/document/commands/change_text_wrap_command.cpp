@@ -9,7 +9,7 @@
 #include <algorithm>
 
 ChangeTextWrapCommand::ChangeTextWrapCommand(Story::WrapStyle::Type style, Kernel::Counted<Selection const> selection)
-    : SelectionCommandWithSingleInterface(std::move(selection)), m_style(style) {}
+    : StoredClass(std::move(selection)), m_style(style) {}
 
 Kernel::LocalisedString ChangeTextWrapCommand::GetDescription() const {
     return Kernel::LocalisedString("Change text wrap", "Command description");
@@ -60,18 +60,4 @@ void ChangeTextWrapCommand::Notify(Kernel::NotificationList& notifications) {
 
 Kernel::Counted<DocumentCommand> ChangeTextWrapCommand::Clone() const {
     return Kernel::MakeCounted<ChangeTextWrapCommand>(m_style, GetGivenSelection());
-}
-
-Kernel::Counted<Kernel::Serialisable> ChangeTextWrapCommand::CreateObject() {
-    return Kernel::MakeCounted<ChangeTextWrapCommand>(Story::WrapStyle::None);
-}
-
-void ChangeTextWrapCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "Styl", m_style);
-    SelectionCommandProxyStateManager::Save(out);
-}
-
-bool ChangeTextWrapCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadValue(in, "Styl", m_style);
-    return SelectionCommandProxyStateManager::Load(in, files, version);
 }

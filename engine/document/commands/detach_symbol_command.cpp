@@ -13,10 +13,6 @@ DetachSymbolCommand::DetachSymbolCommand(Kernel::Counted<Selection const> select
 
 DetachSymbolCommand::~DetachSymbolCommand() = default;
 
-Kernel::Counted<Kernel::Serialisable> DetachSymbolCommand::CreateObject() {
-    return Kernel::Counted<Kernel::Serialisable>(new DetachSymbolCommand);
-}
-
 Kernel::LocalisedString DetachSymbolCommand::GetDescription() const {
     return Kernel::LocalisedString("Detach Symbol", "Command description");
 }
@@ -81,11 +77,6 @@ void DetachSymbolCommand::Notify(std::vector<Kernel::Counted<Kernel::Notificatio
 
 Kernel::Counted<DocumentCommand> DetachSymbolCommand::Clone() const {
     return Kernel::MakeCounted<DetachSymbolCommand>(m_selection, m_keepLook, m_recurse, m_selectResult);
-}
-
-void DetachSymbolCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
 }
 
 bool DetachSymbolCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {

@@ -12,10 +12,6 @@ ReflowPagesCommand::ReflowPagesCommand() = default;
 ReflowPagesCommand::ReflowPagesCommand(int firstSpread) : m_firstSpread(firstSpread) {}
 ReflowPagesCommand::~ReflowPagesCommand() = default;
 
-Kernel::Counted<Kernel::Serialisable> ReflowPagesCommand::CreateObject() {
-    return Kernel::Counted<Kernel::Serialisable>(new ReflowPagesCommand);
-}
-
 Kernel::LocalisedString ReflowPagesCommand::GetDescription() const {
     return Kernel::LocalisedString("Reflow Pages", "Command description");
 }
@@ -95,11 +91,6 @@ void ReflowPagesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification
 
 Kernel::Counted<DocumentCommand> ReflowPagesCommand::Clone() const {
     return Kernel::MakeCounted<ReflowPagesCommand>(m_firstSpread);
-}
-
-void ReflowPagesCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
 }
 
 bool ReflowPagesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {

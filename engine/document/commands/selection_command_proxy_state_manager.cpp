@@ -8,6 +8,8 @@
 #include "platform/kernel/out_serialiser.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 
 namespace {
 
@@ -62,9 +64,56 @@ constexpr Kernel::IDTag StatesTag(int number) {
 
 } // namespace
 
+namespace {
+
+// Shorter lists are looked through.
+constexpr std::size_t c_shortList = 8;
+
+} // namespace
+
+std::size_t ProxyStates::SlotOf(AttributeOwner const& owner) const noexcept {
+    // Fibonacci hashing (Knuth, The Art of Computer Programming, volume 3, section 6.4).
+    auto const hash = reinterpret_cast<std::uintptr_t>(&owner) * 0x9E3779B97F4A7C15u;
+    return static_cast<std::size_t>(hash >> 32) & (m_slots.size() - 1);
+}
+
 std::size_t ProxyStates::Find(AttributeOwner const& owner) const noexcept {
-    auto const found = m_index.find(&owner);
-    return found == m_index.end() ? m_entries.size() : found->second;
+    auto const isAt = [&](std::size_t position) { return m_entries[position].owner.get() == &owner; };
+    std::size_t const count = m_entries.size();
+    if (m_guess < count && isAt(m_guess))
+        return m_guess++;
+    std::size_t found = count;
+    if (m_slots.empty()) {
+        for (std::size_t i = 0; i != count && found == count; ++i) {
+            if (isAt(i))
+                found = i;
+        }
+    } else {
+        for (auto slot = SlotOf(owner); m_slots[slot] != 0; slot = (slot + 1) & (m_slots.size() - 1)) {
+            if (isAt(m_slots[slot] - 1)) {
+                found = m_slots[slot] - 1;
+                break;
+            }
+        }
+    }
+    m_guess = found == count ? 0 : found + 1;
+    return found;
+}
+
+void ProxyStates::AddToSlots(std::size_t position) {
+    auto const put = [this](std::size_t entry) {
+        auto slot = SlotOf(*m_entries[entry].owner);
+        while (m_slots[slot] != 0)
+            slot = (slot + 1) & (m_slots.size() - 1);
+        m_slots[slot] = static_cast<std::uint32_t>(entry) + 1;
+    };
+    if (m_entries.size() <= c_shortList)
+        return;
+    if (m_entries.size() * 2 <= m_slots.size())
+        return put(position);
+    m_slots.assign(std::bit_ceil(m_entries.size() * 4), 0);
+    for (std::size_t i = 0; i != m_entries.size(); ++i)
+        put(i);
 }
 
 // A second change of one object goes on from the first.
@@ -75,8 +124,8 @@ void ProxyStates::Keep(Kernel::Counted<AttributeOwner> owner, Kernel::Counted<In
         m_entries[index].after = std::move(after);
         return;
     }
-    m_index.emplace(owner.get(), index);
     m_entries.push_back({std::move(owner), std::move(before), std::move(after)});
+    AddToSlots(index);
 }
 
 void ProxyStates::PutBack(InterfaceId id, AttributeOwner& owner, bool before) const {

@@ -80,21 +80,6 @@ Kernel::Counted<DocumentCommand> SetCurrentSelectionCommand::Clone() const {
                                                            m_stacking);
 }
 
-Kernel::Counted<Kernel::Serialisable> SetCurrentSelectionCommand::CreateObject() {
-    return Kernel::Counted<Kernel::Serialisable>(new SetCurrentSelectionCommand);
-}
-
-void SetCurrentSelectionCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    DocumentCommand::Save(out);
-}
-
-bool SetCurrentSelectionCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
-                                      unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return DocumentCommand::Load(in, files, version);
-}
-
 CommandAndSetSelectionCommand::CommandAndSetSelectionCommand() : CompoundCommand(false, true, true) {}
 
 CommandAndSetSelectionCommand::CommandAndSetSelectionCommand(Kernel::Counted<DocumentCommand> command,

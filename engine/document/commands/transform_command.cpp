@@ -40,7 +40,7 @@ bool FitsFrame(Params const& transform) {
 
 TransformCommand::TransformCommand(Params transform, bool inOwnSpace, bool canMerge, bool withoutContent,
                                    Kernel::Counted<Selection const> selection)
-    : SelectionCommandWithSingleInterface(std::move(selection)),
+    : StoredClass(std::move(selection)),
       m_transform(transform),
       m_inOwnSpace(inOwnSpace),
       m_canMerge(canMerge),
@@ -48,10 +48,6 @@ TransformCommand::TransformCommand(Params transform, bool inOwnSpace, bool canMe
 
 TransformCommand::TransformCommand() = default;
 TransformCommand::~TransformCommand() = default;
-
-Kernel::Counted<Kernel::Serialisable> TransformCommand::CreateObject() {
-    return Kernel::Counted<Kernel::Serialisable>(new TransformCommand);
-}
 
 Kernel::LocalisedString TransformCommand::GetDescription() const {
     return Kernel::LocalisedString("Transform", "Command description");
@@ -196,14 +192,4 @@ Kernel::Counted<DocumentCommand> TransformCommand::Clone() const {
                                                              GetGivenSelection());
     clone->SetIsFrameTextScale(m_isFrameTextScale);
     return clone;
-}
-
-void TransformCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveFields(*this, out);
-    SelectionCommandWithSingleInterface::Save(out);
-}
-
-bool TransformCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadFields(*this, in);
-    return SelectionCommandWithSingleInterface::Load(in, files, version);
 }

@@ -73,6 +73,7 @@ void CaptionInfo::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "ObjI", places);
     Kernel::SaveValue(out, "ObjG", glyphs);
     Kernel::SaveValue(out, "PSty", m_paragraphStyleName);
+    Kernel::SaveValue(out, "Coun", m_counterType);
     Kernel::SaveValue(out, "Plac", m_placing);
 }
 
@@ -85,6 +86,7 @@ bool CaptionInfo::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsig
     Kernel::LoadValue(in, "ObjI", places);
     Kernel::LoadValue(in, "ObjG", glyphs);
     Kernel::LoadValue(in, "PSty", m_paragraphStyleName);
+    Kernel::LoadValue(in, "Coun", m_counterType);
     Kernel::LoadValue(in, "Plac", m_placing);
     Story::GlyphString const plain(text);
     auto const characters = plain.GetText();

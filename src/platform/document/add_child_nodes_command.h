@@ -5,6 +5,7 @@
 #include "frame/selection/selection_command.h"
 #include "platform/document/spread_rects.h"
 #include "platform/document/structure_command_helper.h"
+#include "platform/kernel/stored_class.h"
 
 // Where new nodes go. The numbers are stored.
 enum class InsertionMode : std::uint32_t {
@@ -25,9 +26,10 @@ enum class ApplyDefault : std::uint32_t {
 };
 
 // Adds new nodes to the tree. They are given in the spread's space, and are put into that of their parent.
-class REDRAFT_ENGINE AddChildNodesCommand : public OrderedSelectionCommand<AddChildNodesCommand>,
-                                            public StructureCommandHelper,
-                                            public SelectionChange {
+class REDRAFT_ENGINE AddChildNodesCommand
+    : public Kernel::StoredClass<AddChildNodesCommand, OrderedSelectionCommand<AddChildNodesCommand>>,
+      public StructureCommandHelper,
+      public SelectionChange {
 public:
     // With `selectNodes` the nodes are the new selection. `list` is the child list of their parent that they join.
     AddChildNodesCommand(bool selectNodes, NodeChildListType list, InsertionMode mode,
@@ -61,10 +63,7 @@ public:
     // Adds copies.
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:

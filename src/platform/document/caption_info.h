@@ -31,12 +31,19 @@ public:
     };
 
     CaptionInfo() = default;
-    // An empty style name: no style is set.
-    CaptionInfo(Story::GlyphString text, Kernel::String paragraphStyleName, Placing const& placing)
-        : m_text(std::move(text)), m_paragraphStyleName(std::move(paragraphStyleName)), m_placing(placing) {}
+    // An empty style name: no style is set. `counterType`: the name that the caption counts by; empty for one that has
+    // no number.
+    CaptionInfo(Story::GlyphString text, Kernel::String paragraphStyleName, Placing const& placing,
+                Kernel::String counterType = {})
+        : m_text(std::move(text)),
+          m_paragraphStyleName(std::move(paragraphStyleName)),
+          m_counterType(std::move(counterType)),
+          m_placing(placing) {}
 
     Story::GlyphString const& GetText() const { return m_text; }
     Kernel::String const& GetParagraphStyleName() const { return m_paragraphStyleName; }
+    // Captions of one name are numbered from 1 on, in the order of the document's tree.
+    Kernel::String const& GetCounterType() const { return m_counterType; }
     Placing const& GetPlacing() const { return m_placing; }
 
     // Of a caption's frame before its text is known, in document units.
@@ -56,5 +63,6 @@ public:
 private:
     Story::GlyphString m_text;
     Kernel::String m_paragraphStyleName;
+    Kernel::String m_counterType;
     Placing m_placing;
 };

@@ -3,10 +3,12 @@
 
 #include "frame/selection/selection_command.h"
 #include "platform/document/spread_rects.h"
+#include "platform/kernel/stored_class.h"
 
 // Sets how text runs round the selected objects. The distances that it keeps stay as they are.
 class REDRAFT_ENGINE ChangeTextWrapCommand final
-    : public SelectionCommandWithSingleInterface<ChangeTextWrapCommand, TextWrapInterface> {
+    : public Kernel::StoredClass<ChangeTextWrapCommand,
+                                 SelectionCommandWithSingleInterface<ChangeTextWrapCommand, TextWrapInterface>> {
 public:
     explicit ChangeTextWrapCommand(Story::WrapStyle::Type style, Kernel::Counted<Selection const> selection = {});
 
@@ -18,16 +20,15 @@ public:
     bool ShouldStackForUndo() const override { return HasKeptStates(); }
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
     void ReceiveInterface(Kernel::NonCounted<TextWrapInterface> object) override;
 
 private:
+    friend struct Kernel::FieldAccess;
+    ChangeTextWrapCommand() : ChangeTextWrapCommand(Story::WrapStyle::None) {}
+    static constexpr auto Fields() { return Kernel::FieldList{Kernel::Field{"Styl", &ChangeTextWrapCommand::m_style}}; }
     template <class Operation>
     void WithAreas(Operation const& operation);
 

@@ -5,12 +5,13 @@
 #include "platform/document/node.h"
 #include "platform/document/selection.h"
 #include "platform/kernel/field_list.h"
+#include "platform/kernel/stored_class.h"
 
 // How far the end of a link reaches below the node.
 enum class UnlinkRecurse : std::uint32_t { NodeOnly = 0, Instance = 1, Nested = 2 };
 
 // Turns linked instances of symbols into independent nodes that look the same.
-class REDRAFT_ENGINE DetachSymbolCommand final : public DocumentCommand {
+class REDRAFT_ENGINE DetachSymbolCommand final : public Kernel::StoredClass<DetachSymbolCommand, DocumentCommand> {
 public:
     // `keepLook`: the nodes keep what the link gave them. `recurse`: Instance frees an instance's own nodes, Nested
     // also those of instances inside it. `selectResult`: the detached nodes become the document's selection.
@@ -26,10 +27,7 @@ public:
     Kernel::Counted<DocumentCommand> Clone() const override;
     Kernel::Counted<Selection const> GetSelection() override { return m_selection; }
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:

@@ -4,10 +4,11 @@
 #include "platform/document/command.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/field_list.h"
+#include "platform/kernel/stored_class.h"
 
 // Lays the pages of the document out on its spreads again: the pages of each spread side by side from its left edge,
 // in their order, and the spread's box around them.
-class REDRAFT_ENGINE ReflowPagesCommand final : public DocumentCommand {
+class REDRAFT_ENGINE ReflowPagesCommand final : public Kernel::StoredClass<ReflowPagesCommand, DocumentCommand> {
 public:
     // Spreads before `firstSpread` stay as they are.
     explicit ReflowPagesCommand(int firstSpread);
@@ -20,10 +21,7 @@ public:
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:

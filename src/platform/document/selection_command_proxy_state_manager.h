@@ -6,7 +6,6 @@
 #include "platform/document/selection_command_base.h"
 
 #include <array>
-#include <unordered_map>
 #include <vector>
 
 // One interface's states for undo: for each object whose state the command changed, the state before and after. A
@@ -22,7 +21,8 @@ public:
     bool IsEmpty() const noexcept { return m_entries.empty(); }
     void Clear() noexcept {
         m_entries.clear();
-        m_index.clear();
+        m_slots.clear();
+        m_guess = 0;
     }
     // Walked and written in node-id order.
     void Save(Kernel::OutSerialiser& out, Kernel::IDTag tag) const;
@@ -34,10 +34,17 @@ private:
         Kernel::Counted<InterfaceState const> before;
         Kernel::Counted<InterfaceState const> after;
     };
-    std::vector<Entry> m_entries;
+    // The number of entries when there is none.
     std::size_t Find(AttributeOwner const& owner) const noexcept;
-    // Position by owner, for the long lists.
-    mutable std::unordered_map<AttributeOwner const*, std::size_t> m_index;
+    std::size_t SlotOf(AttributeOwner const& owner) const noexcept;
+    void AddToSlots(std::size_t position);
+
+    std::vector<Entry> m_entries;
+    // For long lists: one more than the position of an entry, in the slot that its owner's address leads to or behind
+    // it; 0 where there is none. A power of two, at least twice as many as entries.
+    std::vector<std::uint32_t> m_slots;
+    // The entry that is probably asked for next: visits go from object to object in one order.
+    mutable std::size_t m_guess = 0;
 };
 
 template <class I>

@@ -3,6 +3,7 @@
 
 #include "frame/selection/selection_change.h"
 #include "platform/document/compound_command.h"
+#include "platform/kernel/stored_class.h"
 
 // Whether a spread that has something of a new selection becomes the current one.
 enum class CurrentSpreadEnsureVisible : std::uint32_t { No = 0, Yes = 1 };
@@ -10,7 +11,9 @@ enum class CurrentSpreadEnsureVisible : std::uint32_t { No = 0, Yes = 1 };
 enum class SelectionStacking : std::uint32_t { NoStep = 0, Step = 1 };
 
 // Sets the document's selection. The user is taken to the spread of its first node, and is not taken back by Undo.
-class REDRAFT_ENGINE SetCurrentSelectionCommand : public DocumentCommand, public SelectionChange {
+class REDRAFT_ENGINE SetCurrentSelectionCommand
+    : public Kernel::StoredClass<SetCurrentSelectionCommand, DocumentCommand>,
+      public SelectionChange {
 public:
     // `add`: the items join those that are selected. `order`: they are put in tree order. `mayMerge`: newer ones of
     // this kind merge into this one, so that it goes on from the oldest selection to the newest.
@@ -30,11 +33,7 @@ public:
     Kernel::Counted<DocumentCommand> Clone() const override;
     Kernel::Counted<Selection const> GetSelection() override { return m_selection; }
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
     // For loading.

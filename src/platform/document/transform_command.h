@@ -5,12 +5,14 @@
 #include "platform/document/artboard.h"
 #include "platform/document/changed_areas.h"
 #include "platform/document/interface_map.h"
+#include "platform/kernel/stored_class.h"
 
 // Transforms the selected objects. Frames of text and artboards take a scale along their own axes into their box, and
 // keep their matrix; of other objects the matrix takes everything. Undo and Redo put back what was there, bit for bit,
 // also where the transform has no inverse.
 class REDRAFT_ENGINE TransformCommand final
-    : public SelectionCommandWithSingleInterface<TransformCommand, TransformInterface> {
+    : public Kernel::StoredClass<TransformCommand,
+                                 SelectionCommandWithSingleInterface<TransformCommand, TransformInterface>> {
 public:
     // The transform is one of each object's own space, before its matrix, with `inOwnSpace`, and otherwise one of the
     // spread's. `canMerge`: a newer command of this kind on the same selection merges, as those of a drag do.
@@ -33,11 +35,7 @@ public:
     bool Merge(Kernel::Counted<Command const> newer) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
     void ReceiveInterface(Kernel::NonCounted<TransformInterface> object) override;
