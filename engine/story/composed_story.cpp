@@ -237,7 +237,9 @@ ComposedFramePtr ComposedStory::GetFrame(std::size_t index) {
         Cursor cursor = m_state->cursors.back();
         FrameComposer composer(paragraphs, *m_story, m_geometries[m_state->frames.size()]);
         auto frame = composer.Compose(cursor);
+        frame->m_story = m_story;
         frame->m_styleSheet = m_styleSheet;
+        frame->m_fields = m_fields;
         m_state->frames.push_back(std::move(frame));
         m_state->cursors.push_back(std::move(cursor));
     }

@@ -143,6 +143,16 @@ private:
     Kernel::RectT<double> m_rect;
 };
 
+// A box of a composed frame.
+enum class TextBox : std::uint32_t {
+    // The rectangles of the columns.
+    Columns = 0,
+    // The lines, by their ascents, descents and advances.
+    Lines = 1,
+    // The room from the top of the first column to the end of the story, were that column as long as the text needs it.
+    Needed = 2
+};
+
 class REDRAFT_ENGINE ComposedFrame final : public virtual Kernel::Countable {
 public:
     using Columns = std::vector<Kernel::Counted<ComposedColumn const>>;
@@ -156,14 +166,22 @@ public:
     Kernel::Counted<StyleSheet const> const& GetStyleSheet() const { return m_styleSheet; }
     // Bounds of the lines by their ascents, descents and advances; empty without lines. Text space.
     Kernel::RectT<double> GetTextBounds() const;
+    // Bounds of a box after two transforms, the first one first; an empty rectangle where there is none. `tight`: of the
+    // needed room only what its lines cover. Takes no account of what the text runs around. Composes for the needed box.
+    Kernel::RectT<double> GetScaledTextBox(Raster::AffineTransform::Params const& first,
+                                           Raster::AffineTransform::Params const& second, TextBox box,
+                                           bool tight) const;
 
 private:
     friend class FrameComposer;
     friend class ComposedStory;
+    Kernel::RectT<double> GetNeededBox(bool tight) const;
     Columns m_columns;
     StoryRange m_range;
     FrameGeometry m_geometry;
+    StoryRef m_story;
     Kernel::Counted<StyleSheet const> m_styleSheet;
+    FieldDataSourceRef m_fields;
 };
 using ComposedFramePtr = Kernel::Counted<ComposedFrame const>;
 
