@@ -166,8 +166,9 @@ public:
     Kernel::Counted<StyleSheet const> const& GetStyleSheet() const { return m_styleSheet; }
     // Bounds of the lines by their ascents, descents and advances; empty without lines. Text space.
     Kernel::RectT<double> GetTextBounds() const;
-    // Bounds of a box after two transforms, the first one first; an empty rectangle where there is none. `tight`: of the
-    // needed room only what its lines cover. Takes no account of what the text runs around. Composes for the needed box.
+    // Bounds of a box after two transforms, the first one first; an empty rectangle where there is none. `tight`: of
+    // the needed room only what its lines cover. Takes no account of what the text runs around. Composes for the needed
+    // box.
     Kernel::RectT<double> GetScaledTextBox(Raster::AffineTransform::Params const& first,
                                            Raster::AffineTransform::Params const& second, TextBox box,
                                            bool tight) const;
