@@ -30,14 +30,14 @@ std::vector<ShownStory> FindStories(DocumentNode const& document, bool withPlace
             auto& found = stories.emplace_back();
             found.story = text->GetStory();
             auto const flow = text->GetTextFlow();
-            Kernel::Counted<Story::ComposedStory> composed;
-            if (withPlaces) {
-                composed = text->MakeComposedStory({});
-                found.overflowBegin = composed->GetOverflowBegin();
-            }
+            // As far as asked for: places need all of it.
+            found.composed = text->MakeComposedStory(withPlaces ? Story::CompositionEndConditions()
+                                                                : Story::CompositionEndConditions({0, 0}));
+            if (withPlaces)
+                found.overflowBegin = found.composed->GetOverflowBegin();
             for (auto const& part : *flow)
-                found.parts.push_back(
-                    {part, withPlaces ? composed->GetFrame(found.parts.size())->GetRange() : Story::StoryRange()});
+                found.parts.push_back({part, withPlaces ? found.composed->GetFrame(found.parts.size())->GetRange()
+                                                        : Story::StoryRange()});
         });
     }
     return stories;

@@ -16,6 +16,8 @@ struct ShownStory {
         Story::StoryRange range;
     };
     Kernel::Counted<Story::Story const> story;
+    // Laid out as far as it was needed.
+    Kernel::Counted<Story::ComposedStory> composed;
     // In the order of the text. A node that no text has reached has an empty range.
     std::vector<Part> parts;
     // Behind it no text has a place.

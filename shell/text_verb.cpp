@@ -4,6 +4,8 @@
 #include "shell/values.h"
 #include "shell/verbs.h"
 
+#include "platform/story/composed_range.h"
+
 #include <algorithm>
 #include <optional>
 #include <tuple>
@@ -15,21 +17,12 @@ namespace {
 
 // Paragraphs and lines end in newlines. With `isComposed` objects are what they show, else they are left out.
 std::string GetStoryText(ShownStory const& shown, Story::StoryRange range, bool isComposed) {
-    auto const& story = *shown.story;
     if (!isComposed)
-        return story.GetString(range).ToStdString();
-    std::string text;
-    auto begin = range.begin;
-    auto const characters = story.GetText(range);
-    for (std::uint32_t i = 0; i != characters.size(); ++i) {
-        if (characters[i] != Story::c_objectCharacter)
-            continue;
-        auto const at = range.begin + i;
-        text += story.GetString({begin, at}).view();
-        text += Story::EncodeUtf8(Story::ExpandGlyph(*story.GetGlyph(at), {}));
-        begin = at + 1;
-    }
-    return text + story.GetString({begin, range.end}).ToStdString();
+        return shown.story->GetString(range).ToStdString();
+    auto const at = [&](std::uint32_t index) {
+        return Story::ComposedPos(shown.composed, Story::StoryPos(shown.story, index));
+    };
+    return Story::ComposedRange(at(range.begin), at(range.end)).GetString({}).ToStdString();
 }
 
 // A piece of a text that stands in one place.
