@@ -14,8 +14,10 @@
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/document/selection_commands.h"
+#include "platform/document/text_commands.h"
 #include "platform/document/text_nodes.h"
 #include "platform/document/transform_command.h"
+#include "platform/document/update_cross_references_command.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
@@ -71,6 +73,13 @@ Properties AddChildNodesCommand::GetTypeClassProperties()  { return Register<Add
 Properties ChangeTextWrapCommand::GetTypeClassProperties() { return Register<ChangeTextWrapCommand>("ChTW", SelectionCommandBase::GetTypeClassProperties()); }
 Properties SetCurrentSelectionCommand::GetTypeClassProperties() { return Register<SetCurrentSelectionCommand>("StCS", DocumentCommand::GetTypeClassProperties()); }
 Properties CommandAndSetSelectionCommand::GetTypeClassProperties() { return Register<CommandAndSetSelectionCommand>("CmSS", CompoundCommand::GetTypeClassProperties()); }
+Properties FormatTextCommand::GetTypeClassProperties() { return Register<FormatTextCommand>("FmtT", SelectionCommandBase::GetTypeClassProperties()); }
+Properties InsertTextCommand::GetTypeClassProperties() { return Register<InsertTextCommand>("InsT", SelectionCommandBase::GetTypeClassProperties()); }
+Properties DeleteTextCommand::GetTypeClassProperties() { return Register<DeleteTextCommand>("DelT", SelectionCommandBase::GetTypeClassProperties()); }
+Properties InsertGlyphsCommand::GetTypeClassProperties() { return Register<InsertGlyphsCommand>("InsG", SelectionCommandBase::GetTypeClassProperties()); }
+Properties ExpandFieldGlyphCommand::GetTypeClassProperties() { return Register<ExpandFieldGlyphCommand>("ExpF", SelectionCommandBase::GetTypeClassProperties()); }
+Properties UpdateCrossReferencesCommand::GetTypeClassProperties() { return Register<UpdateCrossReferencesCommand>("UpXR", SelectionCommandBase::GetTypeClassProperties()); }
+Properties SetCustomFieldValueCommand::GetTypeClassProperties() { return Register<SetCustomFieldValueCommand>("SCFV", DocumentCommand::GetTypeClassProperties()); }
 Properties TransformCommand::GetTypeClassProperties()      { return Register<TransformCommand>("TrfC", SelectionCommandBase::GetTypeClassProperties()); }
 Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
 Properties History::GetTypeClassProperties()               { return Register<History>("Hist"); }
@@ -151,17 +160,18 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            ReflowPagesCommand, SetLineStyleCommand, SetLineAlignmentCommand, SetDrawLineBehindFillCommand,
            SetStrokeArrowHeadsCommand, SetStrokeArrowHeadAlignmentCommand, SetStrokeArrowHeadScaleCommand,
            SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
-           CommandAndSetSelectionCommand, TransformCommand, Macro, History, HistoryEntry, DocumentDefaults,
-           PageManagementOptions, DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection,
-           FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode,
-           MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode,
-           ImageNode, RectangleShape, EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState,
-           TransformState, TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState,
-           RasterState, StoryState, TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState,
-           ImageResourceState, PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState,
-           HyperlinkState, BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode,
-           ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const
-    c_registered;
+           CommandAndSetSelectionCommand, TransformCommand, FormatTextCommand, InsertTextCommand, DeleteTextCommand,
+           InsertGlyphsCommand, ExpandFieldGlyphCommand, UpdateCrossReferencesCommand, SetCustomFieldValueCommand,
+           Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection,
+           SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode, DocumentNode, SpreadNode,
+           PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode,
+           CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
+           BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState,
+           TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState,
+           GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState,
+           EditabilityState, DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState, ContourState,
+           DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties, CaptionInfo, DrawingScale,
+           ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
 
 } // namespace
 

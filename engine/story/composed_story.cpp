@@ -283,6 +283,11 @@ std::size_t ComposedStory::FindFrame(std::uint32_t index) {
     return low == composed ? count : low;
 }
 
+std::size_t ComposedStory::GetComposedFrameCount() const {
+    std::lock_guard const lock(m_state->mutex);
+    return m_state->frames.size();
+}
+
 std::size_t ComposedStory::GetReusedFrameCount() const { return m_state->reused; }
 std::size_t ComposedStory::GetMemoryUse() const { return m_state->cache->GetMemoryUse(); }
 

@@ -16,6 +16,7 @@
 #include "tests/examples/scenes/line_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
 #include "tests/examples/scenes/text_documents.h"
+#include "tests/laws/text_command_examples.h"
 #include "tests/support/borrowed_outline_node.h"
 
 #include <cstdlib>
@@ -228,6 +229,8 @@ std::vector<CommandExample> const& AllExamples() {
         for (auto& example : LineExamples())
             all.push_back(std::move(example));
         for (auto& example : StructureExamples())
+            all.push_back(std::move(example));
+        for (auto& example : TextCommandExamples())
             all.push_back(std::move(example));
         for (auto& example : EngineExamples())
             all.push_back(std::move(example));

@@ -23,6 +23,18 @@ void DocumentDefaults::SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescri
     MarkChanged();
 }
 
+void DocumentDefaults::SetGlyphAtts(Kernel::Counted<Story::GlyphAtts const> const& atts) {
+    EditJournal::NoteValue(*this, m_glyphAtts);
+    m_glyphAtts = atts ? atts : Story::GlyphAtts::GetDefault();
+    MarkChanged();
+}
+
+void DocumentDefaults::SetParagraphAtts(Kernel::Counted<Story::ParagraphAtts const> const& atts) {
+    EditJournal::NoteValue(*this, m_paragraphAtts);
+    m_paragraphAtts = atts ? atts : Story::ParagraphAtts::GetDefault();
+    MarkChanged();
+}
+
 Kernel::Counted<Kernel::Serialisable> DocumentDefaults::CreateObject() {
     return Kernel::MakeCounted<DocumentDefaults>();
 }
@@ -33,12 +45,22 @@ void DocumentDefaults::Save(Kernel::OutSerialiser& out) const {
         Kernel::SaveValue(out, "Line", m_line);
     if (m_penFill)
         Kernel::SaveValue(out, "PenF", m_penFill);
+    if (!m_glyphAtts->empty())
+        Kernel::SaveValue(out, "GlAt", m_glyphAtts);
+    if (!m_paragraphAtts->empty())
+        Kernel::SaveValue(out, "PaAt", m_paragraphAtts);
 }
 
 bool DocumentDefaults::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, "GFil", m_guidesFill);
     Kernel::LoadValue(in, "Line", m_line);
     Kernel::LoadValue(in, "PenF", m_penFill);
+    Kernel::LoadValue(in, "GlAt", m_glyphAtts);
+    Kernel::LoadValue(in, "PaAt", m_paragraphAtts);
+    if (!m_glyphAtts)
+        m_glyphAtts = Story::GlyphAtts::GetDefault();
+    if (!m_paragraphAtts)
+        m_paragraphAtts = Story::ParagraphAtts::GetDefault();
     return true;
 }
 

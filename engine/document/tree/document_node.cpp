@@ -150,6 +150,7 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
         Kernel::SaveValue(out, "TxSt", m_textStyles);
     if (!m_captionCounterTypes.empty())
         Kernel::SaveValue(out, "CapC", m_captionCounterTypes);
+    m_customFields.Save(out);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -165,6 +166,7 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
     std::ranges::sort(m_captionCounterTypes);
     m_captionCounterTypes.erase(std::unique(m_captionCounterTypes.begin(), m_captionCounterTypes.end()),
                                 m_captionCounterTypes.end());
+    m_customFields.Load(in);
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

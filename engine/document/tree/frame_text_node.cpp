@@ -278,14 +278,17 @@ void FrameTextNode::CopyMembersFrom(Node const& other) {
     auto const* const frame = Kernel::CastPointer<FrameTextNode const>(&other);
     if (frame != nullptr)
         m_captionInfo = frame->m_captionInfo;
-    if (frame == nullptr || (frame->m_registeredAt == nullptr && frame->m_followers.empty()))
+    if (frame == nullptr || (frame->m_registeredAt == nullptr && frame->m_followers.empty())) {
+        TakeOwnGlyphs(*this);
         return;
+    }
     auto const range = frame->MakeComposedText()->GetRange();
     auto const story = frame->GetStory()->Clone();
     story->ReplaceText({range.end, story->GetLength()}, {});
     story->ReplaceText({0, range.begin}, {});
     Unlink();
     SetStory(story);
+    TakeOwnGlyphs(*this);
 }
 
 // TextFrameInterface

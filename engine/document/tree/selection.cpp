@@ -2,7 +2,7 @@
 #include "platform/document/selection.h"
 
 #include "platform/document/node.h"
-#include "platform/document/nodes.h"
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/out_serialiser.h"
@@ -116,6 +116,22 @@ void SelectionItem::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(o
 bool SelectionItem::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, c_selectableTag, m_selectable);
     return true;
+}
+
+Story::Selection SelectionItem::MakeStorySelection(bool wholeObjects) const {
+    auto const* const text = wholeObjects ? Kernel::CastPointer<TextNode const>(m_selectable.get()) : nullptr;
+    if (text == nullptr)
+        return {};
+    auto const story = text->GetStory();
+    return {story, Story::StoryRanges({story->GetClientAll()})};
+}
+
+Story::Selection Selection::MakeFirstStorySelection(bool wholeObjects) const {
+    for (auto const& item : m_items) {
+        if (auto selection = item->MakeStorySelection(wholeObjects))
+            return selection;
+    }
+    return {};
 }
 
 Selection::Selection(std::vector<Kernel::Counted<Node>> const& nodes) {

@@ -5,51 +5,93 @@
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace {
 
-bool LiesAlike(Story::LinePart const& a, Story::LinePart const& b) {
-    auto const here = a.GetRange(), there = b.GetRange();
-    return a.GetOrigin() == b.GetOrigin() && here.begin == there.begin && here.end == there.end &&
-           a.GetWidth() == b.GetWidth() && a.GetSpaceExtra() == b.GetSpaceExtra();
+// Whether two lines show the same, wherever they stand in their story.
+bool LooksAlike(Story::LinePart const& a, Story::LinePart const& b) {
+    if (a.GetOrigin() != b.GetOrigin())
+        return false;
+    if (&a.GetLines() == &b.GetLines() && a.GetLineIndex() == b.GetLineIndex())
+        return true;
+    if (a.GetSize() != b.GetSize() || a.GetWidth() != b.GetWidth() || a.GetSpaceExtra() != b.GetSpaceExtra())
+        return false;
+    for (std::uint32_t i = 0; i != a.GetSize(); ++i) {
+        if (a.GetCharacter(i) != b.GetCharacter(i) || a.GetGlyphAtts(i) != b.GetGlyphAtts(i) ||
+            a.GetCompositionFlags(i) != b.GetCompositionFlags(i))
+            return false;
+    }
+    auto const cells = a.GetCells(), peers = b.GetCells();
+    return std::equal(cells.begin(), cells.end(), peers.begin(), peers.end(), [](auto const& cell, auto const& peer) {
+        return cell.x == peer.x && cell.advance == peer.advance && cell.begin == peer.begin && cell.end == peer.end;
+    });
 }
 
-// Of one story in one frame.
-bool LiesAlike(Story::ComposedFrame const& a, Story::ComposedFrame const& b) {
+bool LooksAlike(Story::ComposedFrame const& a, Story::ComposedFrame const& b) {
     if (&a == &b)
         return true;
+    if (a.GetStyleSheet() != b.GetStyleSheet())
+        return false;
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](auto const& one, auto const& other) {
         return std::equal(one->begin(), one->end(), other->begin(), other->end(),
-                          [](auto const& line, auto const& peer) { return LiesAlike(line, peer); });
+                          [](auto const& line, auto const& peer) { return LooksAlike(line, peer); });
     });
 }
 
 } // namespace
 
-ShownTexts::ShownTexts(std::vector<SpreadNode const*> const& spreads) {
-    std::unordered_set<Node const*> known;
-    for (auto const* const spread : spreads) {
-        if (spread == nullptr)
-            continue;
-        ForEachNode(const_cast<SpreadNode&>(*spread), [&](Node& node) {
-            auto const* const text = Kernel::CastPointer<FrameTextNode>(&node);
-            if (text == nullptr || known.contains(&node))
-                return;
-            auto const flow = text->GetTextFlow();
-            for (auto const& each : *flow) {
-                auto const frame = Kernel::Cast<FrameTextNode>(each);
-                if (frame && known.insert(frame.get()).second)
-                    m_texts.push_back({frame, frame->MakeComposedText()});
+void ShownTexts::Add(Kernel::Counted<TextNode> node, Story::ComposedFramePtr composed) {
+    if (!m_known.insert(node.get()).second)
+        return;
+    SpreadRects area;
+    if (Kernel::CastPointer<ArtTextNode const>(node.get()) != nullptr)
+        area.IncludeWhereShown(*node);
+    m_texts.push_back({std::move(node), std::move(composed), std::move(area)});
+}
+
+void ShownTexts::AddSpread(SpreadNode const& spread) {
+    ForEachNode(const_cast<SpreadNode&>(spread), [&](Node& node) {
+        auto const* const text = Kernel::CastPointer<FrameTextNode>(&node);
+        if (text == nullptr || m_known.contains(&node))
+            return;
+        auto const flow = text->GetTextFlow();
+        for (auto each : *flow) {
+            if (each && !m_known.contains(each.get())) {
+                auto composed = each->MakeComposedText();
+                Add(std::move(each), std::move(composed));
             }
-        });
+        }
+    });
+}
+
+ShownTexts::ShownTexts(std::vector<SpreadNode const*> const& spreads) {
+    for (auto const* const spread : spreads) {
+        if (spread != nullptr)
+            AddSpread(*spread);
     }
+}
+
+ShownTexts::ShownTexts(TextNode const& text) {
+    auto const flow = text.GetTextFlow();
+    auto const composed = text.GetComposition();
+    auto const count = std::min(flow->size(), composed->GetComposedFrameCount());
+    m_texts.reserve(count);
+    for (std::size_t i = 0; i != count; ++i) {
+        if (auto node = flow->GetNodeAt(i))
+            Add(std::move(node), composed->GetFrame(i));
+    }
+    auto const* const spread = text.GetSpread();
+    if (AnyWraps() && spread != nullptr && Kernel::CastPointer<ArtTextNode const>(&text) != nullptr)
+        AddSpread(*spread);
 }
 
 void ShownTexts::IncludeChanged(SpreadRects& areas) const {
     for (auto const& text : m_texts) {
-        if (!LiesAlike(*text.composed, *text.frame->MakeComposedText()))
-            areas.IncludeWhereShown(*text.frame);
+        if (LooksAlike(*text.composed, *text.node->MakeComposedText()))
+            continue;
+        for (auto const& before : text.area.GetRects())
+            areas.Append(before);
+        areas.IncludeWhereShown(*text.node);
     }
 }
 

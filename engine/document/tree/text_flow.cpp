@@ -2,6 +2,7 @@
 #include "engine/document/tree/text_flow.h"
 
 #include "engine/document/tree/layout_epoch.h"
+#include "platform/document/shown_texts.h"
 #include "platform/document/spread_rects.h"
 #include "platform/kernel/cast.h"
 #include "platform/story/reading_direction.h"
@@ -49,12 +50,27 @@ void TextNode::OnStoryChange(ChangeResult* result, bool changed, Story::StoryCha
     }
     if (result == nullptr)
         return;
-    for (auto const& node : *GetTextFlow())
-        result->AddNode(node);
+    if (!changed)
+        result->m_textsBefore = std::make_shared<ShownTexts>(*this);
+    else if (result->m_textsBefore)
+        std::exchange(result->m_textsBefore, nullptr)->IncludeChanged(result->m_rects);
+}
+
+void TextNode::GetStoryInvalidationBox(SpreadRects& areas, Story::StoryChange const& change) const {
+    auto const flow = GetTextFlow();
+    auto const composed = GetComposition();
+    auto const count = std::min(flow->size(), composed->GetComposedFrameCount());
+    auto const begin = change.GetRanges().empty() ? 0 : change.GetRanges().GetMaxRange().begin;
+    for (std::size_t i = 0; i != count; ++i) {
+        auto const node = flow->GetNodeAt(i);
+        if (node && composed->GetFrame(i)->GetRange().end >= begin)
+            areas.IncludeWhereShown(*node);
+    }
 }
 
 void TextNode::SetDocumentForComposition(DocumentNode const* document) {
     m_cache->document = Kernel::Weak<DocumentNode const>(Kernel::Counted<DocumentNode const>(document));
+    ForgetTextFlow();
 }
 
 Kernel::Counted<DocumentNode const> TextNode::GetDocumentForComposition() const {
@@ -113,17 +129,42 @@ Kernel::Counted<TextFlow> TextNode::GetTextFlow() const {
 Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
     auto const flow = GetTextFlow();
     auto const story = GetStory();
-    auto const styles = GetTextStyleSheet();
+    auto const document = GetDocumentForComposition();
+    auto const styles = document ? document->GetTextStyleSheet() : Story::StyleSheet::GetEmpty();
     auto& cache = *const_cast<TextNode*>(this)->GetStoryOwner().m_cache;
-    std::lock_guard const lock(cache.mutex);
     auto& composed = cache.composed;
-    bool const isSameStory = composed && IsSameVersion(*composed->GetStory(), *story);
+    bool isSameStory = false, isSameFlow = false;
+    auto const compare = [&] {
+        isSameStory = composed && IsSameVersion(*composed->GetStory(), *story);
+        isSameFlow = cache.composedFlow == flow;
+    };
+    std::unique_lock lock(cache.mutex);
+    compare();
+    if (!isSameStory || !isSameFlow) {
+        // Nodes are looked at without the lock, because one of them may come to its end.
+        lock.unlock();
+        auto shown = TextFieldDataSource::FindShown(*flow, *story, document.get());
+        lock.lock();
+        compare();
+        if (!shown.pages || !cache.shown.pages || !(*shown.pages == *cache.shown.pages))
+            cache.shown.pages = std::move(shown.pages);
+        cache.shown.values = shown.values;
+    }
+    // A value that the story does not show disturbs it in no way.
+    auto const& pages = cache.shown.pages;
+    auto const values = document && cache.shown.values ? document->GetCustomFieldSource().GetValues()
+                                                       : Kernel::Counted<CustomFieldValues const>();
+    if (!values && !pages)
+        cache.fields.reset();
+    else if (!cache.fields || cache.fields->m_values != values || cache.fields->m_pages != pages)
+        cache.fields = Kernel::Counted<TextFieldDataSource const>(new TextFieldDataSource(values, pages));
     bool const isCurrent = isSameStory && composed->GetStyleSheet() == styles &&
-                           (cache.composedFlow == flow || composed->GetGeometries() == flow->m_places.geometries);
+                           composed->GetFields() == cache.fields &&
+                           (isSameFlow || composed->GetGeometries() == flow->m_places.geometries);
     if (!isCurrent)
-        composed = Kernel::MakeCounted<Story::ComposedStory>(
-            isSameStory ? composed->GetStory() : Story::StoryRef(story->Clone()), styles, flow->m_places.geometries,
-            Story::FieldDataSourceRef(), composed);
+        composed = Kernel::MakeCounted<Story::ComposedStory>(isSameStory ? composed->GetStory()
+                                                                         : Story::StoryRef(story->Clone()),
+                                                             styles, flow->m_places.geometries, cache.fields, composed);
     cache.composedFlow = flow;
     return composed;
 }
@@ -160,32 +201,24 @@ std::size_t TextFlow::GetIndex(TextNode const& node) const {
     return found == m_indices.end() ? size() : found->second;
 }
 
-// Frames are composed one behind the other: the steps grow, so that a position near the beginning needs few of them.
 std::optional<std::size_t> TextFlow::FindNode(std::uint32_t position) const {
     auto const first = GetFirst();
-    if (!first)
-        return {};
-    auto const composed = first->GetComposition();
-    std::size_t const count = std::min(size(), composed->GetFrameCount());
-    std::size_t low = 0, high = 0;
-    for (std::size_t step = 1; high < count && composed->GetFrame(high)->GetRange().end <= position; step *= 2) {
-        low = high + 1;
-        high = low < count ? std::min(high + step, count - 1) : count;
-    }
-    if (high >= count)
-        return {};
-    // The frame is one of those from `low` to `high`.
-    while (low < high) {
-        auto const middle = low + (high - low) / 2;
-        if (composed->GetFrame(middle)->GetRange().end <= position)
-            low = middle + 1;
-        else
-            high = middle;
-    }
-    return composed->GetFrame(low)->GetRange().begin <= position ? std::optional(low) : std::nullopt;
+    auto const frame = first ? first->GetComposition()->FindFrame(position) : size();
+    return frame < size() ? std::optional(frame) : std::nullopt;
 }
 
 Kernel::Counted<TextNode> TextFlow::GetNode(Story::StoryPos const& position) const {
     auto const found = FindNode(position.GetIndex());
     return found ? GetNodeAt(*found) : Kernel::Counted<TextNode>();
+}
+
+void TextFlow::AddToSelection(Kernel::Counted<MutableSelection> const& selection,
+                              Story::Selection const& ranges) const {
+    for (auto const& range : ranges.GetRanges(true)) {
+        auto node = GetNodeAt(FindNode(range.begin).value_or(0));
+        if (node)
+            selection->AddItem(
+                Kernel::MakeCounted<SubSelectionItem>(std::move(node), Kernel::MakeCounted<TextSelection>(range)),
+                false);
+    }
 }

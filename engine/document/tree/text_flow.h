@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/text_nodes.h"
+#include "platform/document/text_field_data_source.h"
 
 #include <atomic>
 #include <mutex>
@@ -17,6 +17,9 @@ struct TextNode::Cache {
     // The last composition, and the flow that it was made for.
     Kernel::Counted<Story::ComposedStory> composed;
     Kernel::Counted<TextFlow> composedFlow;
+    // The values of fields that it was made with; null for none. The kinds of values hold for the flow and the story.
+    Kernel::Counted<TextFieldDataSource const> fields;
+    TextFieldDataSource::Shown shown;
     struct {
         std::uint64_t storyVersion = 0;
         Kernel::Counted<Story::StyleSheet const> styles;
@@ -24,3 +27,6 @@ struct TextNode::Cache {
     } direction;
     Kernel::Weak<DocumentNode const> document;
 };
+
+// Objects of a text stand for places in it: those of a copy of its node are others.
+void TakeOwnGlyphs(TextNode& copy);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/document/text_nodes.h"
+#include "engine/document/tree/text_flow.h"
 #include "platform/document/shown_texts.h"
 
 #include "platform/kernel/cast.h"
@@ -70,6 +70,12 @@ void PutStory(AttributeOwner& owner, Kernel::Counted<Story::Story const> const& 
 
 } // namespace
 
+void TakeOwnGlyphs(TextNode& copy) {
+    auto const story = copy.GetStory();
+    if (story->FindParagraphWithObjects(0) != story->GetParagraphCount())
+        copy.SetStory(story->CloneWithOwnGlyphs());
+}
+
 // ArtTextNode
 
 ArtTextNode::ArtTextNode() = default;
@@ -105,6 +111,7 @@ bool ArtTextNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
 }
 void ArtTextNode::CopyMembersFrom(Node const& other) {
     TextNode::CopyMembersFrom(other);
+    TakeOwnGlyphs(*this);
     if (auto const* text = Kernel::CastPointer<ArtTextNode const>(&other))
         m_origin = text->m_origin;
 }
@@ -126,6 +133,14 @@ bool TextSelection::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, uns
     for (std::size_t i = 0; i + 1 < ends.size(); i += 2)
         m_ranges.push_back({ends[i], ends[i + 1]});
     return true;
+}
+
+Story::Selection SubSelectionItem::MakeStorySelection(bool wholeObjects) const {
+    auto const* const text = Kernel::CastPointer<TextNode const>(GetSelectable().get());
+    auto const* const part = Kernel::CastPointer<TextSelection const>(m_part.get());
+    if (text == nullptr || part == nullptr)
+        return m_part ? Story::Selection() : SelectionItem::MakeStorySelection(wholeObjects);
+    return {text->GetStory(), part->GetRanges()};
 }
 
 void SubSelectionItem::Save(Kernel::OutSerialiser& out) const {

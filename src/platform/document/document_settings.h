@@ -4,6 +4,7 @@
 #include "platform/document/command.h"
 #include "platform/geometry/poly_curve.h"
 #include "platform/renderer/line_style.h"
+#include "platform/story/attributes.h"
 
 // How masters are carried over when pages move.
 enum class MasterMigrationStrategy : std::uint32_t { Keep = 0, Adapt = 1, Drop = 2 };
@@ -19,6 +20,11 @@ public:
     // The paint of lines; empty: none, which is black where a command makes a line.
     Kernel::Counted<Renderer::FillDescriptor const> GetPenFillDescriptor() const { return m_penFill; }
     void SetPenFillDescriptor(Kernel::Counted<Renderer::FillDescriptor const> const& fill);
+    // The attributes of new text; never null.
+    Kernel::Counted<Story::GlyphAtts const> const& GetGlyphAtts() const { return m_glyphAtts; }
+    void SetGlyphAtts(Kernel::Counted<Story::GlyphAtts const> const& atts);
+    Kernel::Counted<Story::ParagraphAtts const> const& GetParagraphAtts() const { return m_paragraphAtts; }
+    void SetParagraphAtts(Kernel::Counted<Story::ParagraphAtts const> const& atts);
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
@@ -29,6 +35,8 @@ public:
 private:
     Kernel::Counted<Renderer::FillDescriptor const> m_guidesFill, m_penFill;
     Kernel::Counted<Renderer::LineStyleDescriptor const> m_line;
+    Kernel::Counted<Story::GlyphAtts const> m_glyphAtts = Story::GlyphAtts::GetDefault();
+    Kernel::Counted<Story::ParagraphAtts const> m_paragraphAtts = Story::ParagraphAtts::GetDefault();
 };
 
 // How pages are kept in order when they are added, moved and removed.

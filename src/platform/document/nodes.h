@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/document/custom_field_source.h"
 #include "platform/document/node.h"
 #include "platform/document/view_point_data.h"
 #include "platform/story/style_sheet.h"
@@ -329,6 +330,10 @@ public:
     void AddCustomCaptionCounterType(Kernel::String const& name);
     void RemoveCustomCaptionCounterType(Kernel::String const& name);
 
+    // The fields that texts of the document can show.
+    CustomFieldSource& GetCustomFieldSource() { return m_customFields; }
+    CustomFieldSource const& GetCustomFieldSource() const { return m_customFields; }
+
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
     std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
@@ -353,5 +358,6 @@ private:
     // Null: without styles.
     Kernel::Counted<Story::StyleSheet const> m_textStyles;
     std::vector<Kernel::String> m_captionCounterTypes;
+    CustomFieldSource m_customFields{*this};
     NodeId m_nextId = 1;
 };

@@ -10,6 +10,10 @@
 
 class Node;
 
+namespace Story {
+class Selection;
+}
+
 // One thing that is selected. Kinds of items with more than the object itself derive from it.
 class REDRAFT_ENGINE SelectionItem : public Kernel::Serialisable {
 public:
@@ -18,6 +22,9 @@ public:
     Kernel::Counted<Selectable> const& GetSelectable() const { return m_selectable; }
     // True when the item says no more than which object it is.
     virtual bool IsWholeObject() const { return true; }
+    // The part of a text that is selected; not set for anything else. A text that is selected as an object counts with
+    // all that its user can edit, where `wholeObjects` says so.
+    virtual Story::Selection MakeStorySelection(bool wholeObjects) const;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<SelectionItem>(); }
     static Kernel::ClassProperties const* GetTypeClassProperties();
@@ -73,6 +80,8 @@ public:
     bool AllSameSpread() const;
     bool Contains(Kernel::NonCounted<Selectable const> selectable) const;
     bool ContainsItem(Kernel::NonCounted<Selectable const> selectable) const { return Contains(selectable); }
+    // The part of a text that is selected, of the first item that selects any; not set when there is none.
+    Story::Selection MakeFirstStorySelection(bool wholeObjects) const;
     // The same objects in the same order.
     bool IsEqualTo(Selection const& other) const;
 

@@ -6,22 +6,30 @@
 
 #include <vector>
 
-// How the texts of some spreads lie: taken before a change of something that text runs around, it tells afterwards
-// which of them lie otherwise.
+// How some texts lie and read: taken before a change, it tells afterwards which of them lie or read otherwise.
 class REDRAFT_ENGINE ShownTexts {
 public:
     ShownTexts() = default;
     // Of all frames on a spread, and on other spreads of those that show the same stories.
     explicit ShownTexts(std::vector<SpreadNode const*> const& spreads);
-    // Adds where the texts show that lie otherwise now.
+    // Of the nodes that show one story, as far as it has been composed: nobody has seen the others. Where texts may run
+    // round the node itself, those on its spread too.
+    explicit ShownTexts(TextNode const& text);
+    // Adds where the texts show, or showed, that lie or read otherwise now.
     void IncludeChanged(SpreadRects& areas) const;
     // Until some object has had a wrap style no text runs around anything.
     static bool AnyWraps();
 
 private:
     struct Text {
-        Kernel::Counted<FrameTextNode> frame;
+        Kernel::Counted<TextNode> node;
         Story::ComposedFramePtr composed;
+        // Where it shows; of frames it stays the same.
+        SpreadRects area;
     };
+    void AddSpread(SpreadNode const& spread);
+    void Add(Kernel::Counted<TextNode> node, Story::ComposedFramePtr composed);
+
     std::vector<Text> m_texts;
+    std::unordered_set<Node const*> m_known;
 };

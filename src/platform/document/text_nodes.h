@@ -5,6 +5,7 @@
 #include "platform/document/selection.h"
 #include "platform/document/spread_rects.h"
 #include "platform/story/composition.h"
+#include "platform/story/story_selection.h"
 
 #include <iterator>
 #include <memory>
@@ -36,8 +37,12 @@ public:
     void SetText(Story::GlyphString const& text, Story::GlyphAttsRef const& glyphAtts,
                  Story::ParagraphAttsRef const& paragraphAtts);
     // To be called around an edit of the mutable story, with `changed` false before it and true after it. What the edit
-    // did not reach stays composed. The result, which may be null, comes to hold the nodes that show the story.
+    // did not reach stays composed. The result, which may be null, comes to hold where texts lie or read otherwise than
+    // at the first call.
     void OnStoryChange(ChangeResult* result, bool changed, Story::StoryChange const& change, bool notify);
+    // Adds where the story shows, as far as it has been composed: from the node on that shows the first place of the
+    // change.
+    void GetStoryInvalidationBox(SpreadRects& areas, Story::StoryChange const& change) const;
     // The node whose state holds the story: the head of a chain, else the node itself.
     virtual TextNode& GetStoryOwner() { return *this; }
     // A node that stands in no tree is composed with the styles and fields of this document. Null: with none. In a tree
@@ -234,6 +239,9 @@ public:
     // The node that shows a position, and its number; empty when it has no place in any. Composes as far as it must.
     Kernel::Counted<TextNode> GetNode(Story::StoryPos const& position) const;
     std::optional<std::size_t> FindNode(std::uint32_t position) const;
+    // Adds each range of a selection of the story, at the node that shows its begin, or else at the first one. To be
+    // called before the story is edited, or after it: in between, each call would compose anew.
+    void AddToSelection(Kernel::Counted<MutableSelection> const& selection, Story::Selection const& ranges) const;
 
 private:
     friend class TextNode;
@@ -281,6 +289,7 @@ public:
         : SelectionItem(std::move(selectable)), m_part(std::move(part)) {}
     Kernel::Counted<SubSelectable const> const& GetSubSelection() const { return m_part; }
     bool IsWholeObject() const override { return !m_part; }
+    Story::Selection MakeStorySelection(bool wholeObjects) const override;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<SubSelectionItem>(); }
     static Kernel::ClassProperties const* GetTypeClassProperties();

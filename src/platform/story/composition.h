@@ -224,6 +224,8 @@ public:
     // it.
     std::size_t FindFrame(std::uint32_t index);
     bool HasOverflow() { return GetOverflowBegin() < m_story->GetLength() - 1; }
+    // The frames that are composed now.
+    std::size_t GetComposedFrameCount() const;
     // Frames that were taken over from the earlier composition; for tests and the bench.
     std::size_t GetReusedFrameCount() const;
     // Bytes that the paragraphs' glyphs and lines take.

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/selection/selection_change.h"
+#include "frame/selection/story_selection_command.h"
+#include "platform/document/shown_texts.h"
+#include "platform/story/story_selection.h"
+
+// Commands on texts that others are made of.
+
+// A command that receives the selected part of each story once, however many of the frames that show it are selected.
+template <class T, class I>
+class SubSelectionCommandWithSingleInterface : public SelectionCommandWithSingleInterfaceOrStoryInterface<T, I> {
+public:
+    using SelectionCommandWithSingleInterfaceOrStoryInterface<T,
+                                                              I>::SelectionCommandWithSingleInterfaceOrStoryInterface;
+
+protected:
+    bool TakesStory(TextNode const&) const final { return true; }
+    void ReceiveInterface(Kernel::NonCounted<I>) final {}
+    using SelectionCommandWithSingleInterfaceOrStoryInterface<T, I>::ReceiveInterface;
+};
+
+// The areas in which texts lie or read otherwise than before.
+class REDRAFT_ENGINE ChangedTextAreas {
+public:
+    SpreadRects const& GetRects() const { return m_rects; }
+    // Runs an operation, which calls Note for each text right before it changes.
+    template <class Operation>
+    void Around(Operation const& operation) {
+        m_rects = {};
+        m_texts.clear();
+        operation();
+        Gather();
+    }
+    void Note(TextNode const& text) { m_texts.emplace_back(text); }
+
+private:
+    void Gather();
+
+    SpreadRects m_rects;
+    std::vector<ShownTexts> m_texts;
+};
+
+// Changes attributes of the selected texts.
+class REDRAFT_ENGINE FormatTextCommand
+    : public SubSelectionCommandWithSingleInterface<FormatTextCommand, StoryInterface> {
+public:
+    FormatTextCommand(Kernel::Counted<Story::Delta const> const& delta, Kernel::Counted<Selection const> selection);
+    ~FormatTextCommand() override;
+    Kernel::Counted<Story::Delta const> const& GetDelta() const { return m_delta; }
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(Kernel::NotificationList& notifications) override;
+    bool ShouldStackForUndo() const override { return HasKeptStates(); }
+    // A newer command of the same class that sets the same attributes of the same selection merges, as those of a
+    // slider do.
+    bool CanMerge(Kernel::Counted<Command const> newer) const override;
+    bool Merge(Kernel::Counted<Command const> newer) override;
+    bool CanRepeat() const override { return true; }
+    Kernel::Counted<DocumentCommand> Clone() const override;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    // For loading.
+    FormatTextCommand();
+    using SubSelectionCommandWithSingleInterface::ReceiveInterface;
+    void ReceiveInterface(Kernel::NonCounted<TextNode> text, Story::StoryRanges const& ranges) override;
+
+private:
+    Kernel::Counted<Story::Delta const> m_delta;
+    ChangedTextAreas m_areas;
+};
+
+// Base of commands that put other text in place of the selected one. A derived class says which, in ReplaceText.
+class REDRAFT_ENGINE BaseReplaceTextCommand
+    : public SubSelectionCommandWithSingleInterface<BaseReplaceTextCommand, StoryInterface>,
+      protected SelectionChange {
+public:
+    explicit BaseReplaceTextCommand(Kernel::Counted<Selection const> selection);
+    ~BaseReplaceTextCommand() override;
+    // The selection afterwards. Values are part of the stored form.
+    enum class NewTextSelection : std::uint32_t { Keep = 0, Select = 1, CaretBehind = 2 };
+    void SetSelectNewText(unsigned selection) { m_selectNewText = static_cast<NewTextSelection>(selection); }
+
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(Kernel::NotificationList& notifications) override;
+    bool ShouldStackForUndo() const override { return HasKeptStates(); }
+    bool CanRepeat() const override { return true; }
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    // The text at which the command is, while ReplaceText runs.
+    Kernel::Counted<TextNode> const& GetText() const { return m_text; }
+    // Puts text in place of the ranges of a story that is the command's to edit, and gives the ranges of the new text.
+    // The ranges lie in front of the story's last separator.
+    virtual Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story,
+                                           Story::StoryRanges const& ranges) = 0;
+    using SubSelectionCommandWithSingleInterface::ReceiveInterface;
+    void ReceiveInterface(Kernel::NonCounted<TextNode> text, Story::StoryRanges const& ranges) override;
+
+private:
+    void SelectNewText();
+
+    NewTextSelection m_selectNewText = NewTextSelection::Keep;
+    bool m_hasNewSelection = false;
+    ChangedTextAreas m_areas;
+    Kernel::Counted<TextNode> m_text;
+    Selection::Items m_newItems;
+};
+
+// Types or pastes text in place of the selected one.
+class REDRAFT_ENGINE InsertTextCommand final : public BaseReplaceTextCommand {
+public:
+    explicit InsertTextCommand(Kernel::String text, Kernel::Counted<Selection const> selection = {});
+
+    Kernel::LocalisedString GetDescription() const override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
+
+private:
+    Kernel::String m_text;
+};
+
+// Takes the selected text away.
+class REDRAFT_ENGINE DeleteTextCommand final : public BaseReplaceTextCommand {
+public:
+    explicit DeleteTextCommand(Kernel::Counted<Selection const> selection = {});
+
+    Kernel::LocalisedString GetDescription() const override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+protected:
+    Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
+};
+
+// Puts an object, such as a field or a mark, in place of the selected text. Each place gets an object of its own.
+class REDRAFT_ENGINE InsertGlyphsCommand final : public BaseReplaceTextCommand {
+public:
+    explicit InsertGlyphsCommand(Kernel::Counted<Story::Glyph const> glyph,
+                                 Kernel::Counted<Selection const> selection = {});
+    // Positions of the glyphs in a selection that are of the same kind as `glyph`, in their order.
+    static std::vector<Story::StoryPos> FindToggleGlyphs(Story::Selection const& selection,
+                                                         Kernel::Counted<Story::Glyph const> const& glyph);
+
+    Kernel::LocalisedString GetDescription() const override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
+
+private:
+    Kernel::Counted<Story::Glyph const> m_glyph;
+};
+
+// Puts in the place of each selected field the text that it shows.
+class REDRAFT_ENGINE ExpandFieldGlyphCommand final : public BaseReplaceTextCommand {
+public:
+    explicit ExpandFieldGlyphCommand(Kernel::Counted<Selection const> selection = {});
+
+    Kernel::LocalisedString GetDescription() const override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+protected:
+    Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
+};
+
+// Gives a field of the document another value, which all texts show that show the field.
+class REDRAFT_ENGINE SetCustomFieldValueCommand final : public DocumentCommand {
+public:
+    SetCustomFieldValueCommand(Kernel::String guid, Kernel::String value);
+    Kernel::String const& GetGuid() const { return m_guid; }
+    Kernel::String const& GetValue() const { return m_value; }
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Do() override;
+    void Undo() override;
+    void Redo() override;
+    void Notify(Kernel::NotificationList& notifications) override;
+    bool CanMerge(Kernel::Counted<Command const> newer) const override;
+    bool Merge(Kernel::Counted<Command const> newer) override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+
+    static Kernel::Counted<Kernel::Serialisable> CreateObject();
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+private:
+    void Set(Kernel::String const& value);
+
+    Kernel::String m_guid, m_value, m_oldValue;
+    ChangedTextAreas m_areas;
+    // The texts that show the field.
+    Kernel::Counted<Selection const> m_shownIn;
+};
