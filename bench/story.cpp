@@ -9,8 +9,12 @@
 #include "engine/story/font.h"
 #include "engine/story/pattern_dictionary.h"
 #include "engine/story/word_cache.h"
+#include "platform/kernel/cast.h"
 #include "platform/kernel/dispatch.h"
+#include "platform/kernel/file_store.h"
+#include "platform/kernel/object_graph.h"
 #include "platform/story/composition.h"
+#include "platform/story/cross_reference.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -275,6 +279,163 @@ void ChangeAWord(benchmark::State& state) {
     state.counters["worst ms"] = worst * 1e3;
 }
 BENCHMARK(ChangeAWord)->Arg(3'000'000)->Unit(benchmark::kMillisecond)->Iterations(50);
+
+// Fields
+
+class OneValue final : public Story::FieldDataSource {
+public:
+    explicit OneValue(std::string value) : m_value(std::move(value)) {}
+    std::optional<Kernel::String> GetCustomFieldValue(Kernel::String const&) const override { return m_value; }
+
+private:
+    Kernel::String m_value;
+};
+
+// A book with a field in every so many glyphs.
+Kernel::Counted<Story::Story> MakeBookWithFields(std::size_t length, std::size_t count) {
+    auto const text = MakeBook(length);
+    auto story = Kernel::MakeCounted<Story::Story>();
+    Story::GlyphSink sink(story);
+    auto const size = Story::MakeDelta(Story::GlyphAtt::Double::Size, 14)->GetValues().glyphAtts;
+    sink.SetGlyphAtts(size);
+    for (std::size_t i = 0; i != count; ++i) {
+        auto const begin = text.size() / count * i;
+        sink.Add(std::u32string_view(text).substr(begin, text.size() / count));
+        sink.Add(Kernel::Counted<Story::Glyph const>(Kernel::MakeCounted<Story::CustomFieldGlyph>("field")));
+    }
+    if (count == 0)
+        sink.Add(text);
+    sink.Flush();
+    return story;
+}
+
+// A field that stands 1,000 times: its value changes, and a page is shown again. Argument: how far into the book the
+// page is, in percent.
+void ChangeAField(benchmark::State& state) {
+    Kernel::Dispatch::SetThreadCount(1);
+    auto const story = MakeBookWithFields(3'000'000, 1000);
+    auto const pages = MakePages(story->GetLength() / 2000 + 10);
+    auto const compose = [&](int value, Kernel::Counted<Story::ComposedStory> const& earlier) {
+        return Kernel::MakeCounted<Story::ComposedStory>(
+            Story::StoryRef(story), nullptr, pages,
+            Story::FieldDataSourceRef(Kernel::MakeCounted<OneValue>("value " + std::to_string(value))), earlier);
+    };
+    auto composed = compose(0, {});
+    composed->Compose({});
+    auto const page = composed->FindFrame(
+        static_cast<std::uint32_t>(story->GetLength() * static_cast<std::uint64_t>(state.range(0)) / 100));
+    int value = 10;
+    for (auto _ : state) {
+        auto later = compose(++value, composed);
+        later->GetFrame(page);
+        state.PauseTiming();
+        later->Compose({});
+        composed = later;
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(ChangeAField)->Arg(0)->Arg(50)->Arg(99)->Unit(benchmark::kMillisecond)->Iterations(20);
+
+// Fields are looked for in a book of 3 million glyphs. Argument: how many there are. The floor asks each glyph.
+void FindFields(benchmark::State& state) {
+    auto const story = MakeBookWithFields(3'000'000, static_cast<std::size_t>(state.range(0)));
+    for (auto _ : state) {
+        std::vector<Story::StoryPos> found;
+        story->gbegin().BaseCollectIf(found, story->gend(), Story::GlyphPredicateAdaptor<Story::IsFieldGlyph>());
+        if (found.size() != static_cast<std::size_t>(state.range(0)))
+            state.SkipWithError("not all fields were found");
+    }
+}
+BENCHMARK(FindFields)->Arg(0)->Arg(10'000)->Unit(benchmark::kMicrosecond);
+
+void FloorOfFindFields(benchmark::State& state) {
+    auto const story = MakeBookWithFields(3'000'000, 10'000);
+    for (auto _ : state) {
+        std::size_t found = 0;
+        for (std::size_t i = 0; i != story->GetParagraphCount(); ++i) {
+            auto const text = story->GetParagraph(i)->GetText();
+            found += static_cast<std::size_t>(std::count(text.begin(), text.end(), Story::c_objectCharacter));
+        }
+        benchmark::DoNotOptimize(found);
+    }
+}
+BENCHMARK(FloorOfFindFields)->Unit(benchmark::kMicrosecond);
+
+// 10,000 references get another text each, in one version. The floor makes as many glyphs.
+void ChangeReferences(benchmark::State& state) {
+    std::vector<std::uint32_t> places;
+    std::vector<Story::ObjectAt> objects;
+    auto const book = MakeBookWithFields(3'000'000, 10'000);
+    for (auto const& object : book->FindObjects(book->GetAll())) {
+        places.push_back(object.index);
+        objects.push_back({object.index, Kernel::MakeCounted<Story::CrossReferenceGlyph>()});
+    }
+    book->ReplaceObjects(objects);
+    for (auto _ : state) {
+        auto const next = book->Clone();
+        auto const glyphs = next->GetMutableGlyphs(places);
+        for (auto const& glyph : glyphs)
+            static_cast<Story::CrossReferenceGlyph*>(glyph.get())->SetText("page 7");
+    }
+}
+BENCHMARK(ChangeReferences)->Unit(benchmark::kMillisecond);
+
+void FloorOfChangeReferences(benchmark::State& state) {
+    for (auto _ : state) {
+        std::vector<Kernel::Counted<Story::CrossReferenceGlyph>> glyphs;
+        for (int i = 0; i != 10'000; ++i) {
+            glyphs.push_back(Kernel::MakeCounted<Story::CrossReferenceGlyph>());
+            glyphs.back()->SetText("page 7");
+        }
+        benchmark::DoNotOptimize(glyphs.data());
+    }
+}
+BENCHMARK(FloorOfChangeReferences)->Unit(benchmark::kMillisecond);
+
+// Versions on file
+
+std::size_t GetMemory() {
+    std::ifstream in("/proc/self/statm");
+    std::size_t all = 0, resident = 0;
+    in >> all >> resident;
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// A book with so many versions, each a word apart from the one before, comes from memory as from a file. "MB beyond" is
+// what the versions take beyond what one takes.
+void ReloadVersions(benchmark::State& state) {
+    auto story = MakeBookWithFields(3'200'000, 0);
+    std::vector<Kernel::Counted<Kernel::Serialisable const>> roots{story};
+    for (std::int64_t i = 0; i != state.range(0); ++i) {
+        story = story->Clone();
+        auto const at = static_cast<std::uint32_t>(i * 7919 % 3'000'000);
+        story->ReplaceText({at, at + 5}, Story::GlyphString(U"other"));
+        roots.emplace_back(story);
+    }
+    Kernel::MemoryChunkStorage storage;
+    {
+        Kernel::ObjectGraph graph;
+        graph.Save(roots, storage);
+    }
+    std::size_t size = 0;
+    for (auto const id : storage.ListChunks())
+        size += storage.ReadChunk(id).size();
+    std::size_t const before = GetMemory();
+    double most = 0;
+    for (auto _ : state) {
+        Kernel::ObjectGraph graph;
+        Kernel::FileStore files;
+        auto const loaded = graph.Load(storage, files);
+        most = std::max(most, static_cast<double>(GetMemory()) - static_cast<double>(before));
+        state.PauseTiming();
+        // What is shown is asked for its text.
+        benchmark::DoNotOptimize(Kernel::Cast<Story::Story>(loaded.back())->GetLength());
+        state.ResumeTiming();
+    }
+    state.counters["MB file"] = static_cast<double>(size) / 1e6;
+    state.counters["MB"] = most / 1e6;
+}
+BENCHMARK(ReloadVersions)->Arg(0)->Arg(4000)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 // Last: counts of references are dearer once a process has had a second thread.
 void ComposeOnThreads(benchmark::State& state) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every persisted class of stories, with its tag. Tags and versions are the stored format's key.
 
+#include "engine/story/story_content.h"
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
 #include "platform/story/cross_reference.h"
@@ -18,10 +19,11 @@ enum class Kind { Object, Value };
 
 // Values are never changed once they are shared, and shared or not as edits and loading leave them.
 template <class T, Kind kind = Kind::Object>
-Kernel::ClassProperties const* Register(Kernel::ClassUID tag) {
+Kernel::ClassProperties const* Register(Kernel::ClassUID tag, unsigned short version = 1) {
     struct Entry {
-        explicit Entry(Kernel::ClassUID uid)
-            : properties(uid, &T::CreateObject, 1, nullptr, nullptr, Kernel::TypeName<T>().data()), init(&properties) {
+        Entry(Kernel::ClassUID uid, unsigned short newest)
+            : properties(uid, &T::CreateObject, newest, nullptr, nullptr, Kernel::TypeName<T>().data()),
+              init(&properties) {
             if constexpr (kind == Kind::Value)
                 value.emplace(&properties);
         }
@@ -29,7 +31,7 @@ Kernel::ClassProperties const* Register(Kernel::ClassUID tag) {
         Kernel::ClassPropertiesBase::Init init;
         std::optional<Kernel::HashedByContent> value;
     };
-    static Entry const s_entry(tag);
+    static Entry const s_entry(tag, version);
     return &s_entry.properties;
 }
 
@@ -38,7 +40,9 @@ Kernel::ClassProperties const* Register(Kernel::ClassUID tag) {
 using Properties = Kernel::ClassProperties const*;
 
 // clang-format off
-Properties Story::GetTypeClassProperties()               { return Register<Story>("Stry"); }
+// Since version 2 a text may name blocks.
+Properties Story::GetTypeClassProperties()               { Block::GetTypeClassProperties(); return Register<Story>("Stry", 2); }
+Properties Story::Block::GetTypeClassProperties()        { return Register<Block>("TxBl"); }
 Properties Paragraph::GetTypeClassProperties()           { return Register<Paragraph, Kind::Value>("TxPa"); }
 Properties GlyphAtts::GetTypeClassProperties()           { return Register<GlyphAtts, Kind::Value>("TxGA"); }
 Properties ParagraphAtts::GetTypeClassProperties()       { return Register<ParagraphAtts, Kind::Value>("TxPt"); }

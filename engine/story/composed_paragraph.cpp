@@ -18,10 +18,21 @@ constexpr std::uint32_t c_maximumShapedLength = 4096;
 } // namespace
 
 ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context)
-    : m_source(std::move(source)),
-      m_atts(styles.Resolve(m_source->GetAtts())),
-      m_lengthScale(std::clamp(m_atts->Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6)) {
-    Expand(context);
+    : m_source(std::move(source)) {
+    Compose(styles, context, nullptr, 0);
+}
+
+ComposedParagraph::ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
+                                     ExpansionContext const& context)
+    : m_source(earlier.m_source) {
+    Compose(styles, context, &earlier, from);
+}
+
+void ComposedParagraph::Compose(StyleSheet const& styles, ExpansionContext const& context,
+                                ComposedParagraph const* earlier, std::uint32_t from) {
+    m_atts = styles.Resolve(m_source->GetAtts());
+    m_lengthScale = std::clamp(m_atts->Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6);
+    Expand(context, earlier, from);
     Itemise(styles);
     FindBreaks();
     ShapeRuns();
@@ -29,49 +40,80 @@ ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styl
 
 ComposedParagraph::~ComposedParagraph() = default;
 
-void ComposedParagraph::Expand(ExpansionContext const& context) {
-    if (m_source->GetObjects().empty())
+// What an object shows is cut off where the paragraph would become longer than any that is stored may be by more than
+// the longest expansion: many objects that show much each must not fill the memory.
+void ComposedParagraph::Expand(ExpansionContext const& context, ComposedParagraph const* earlier, std::uint32_t from) {
+    auto const& objects = m_source->GetObjects();
+    if (objects.empty())
         return;
     auto const text = m_source->GetText();
-    std::uint32_t done = 0;
-    for (auto const& object : m_source->GetObjects()) {
-        m_text += text.substr(done, object.index + 1 - done);
-        done = object.index + 1;
+    m_expansions.reserve(objects.size());
+    std::uint32_t done = 0, made = 0;
+    for (std::size_t i = 0; i != objects.size(); ++i) {
+        auto const& glyph = *objects[i].glyph;
+        m_text += text.substr(done, objects[i].index + 1 - done);
+        done = objects[i].index + 1;
+        m_reach = std::max(m_reach, glyph.GetExpansionReach());
         auto const begin = static_cast<std::uint32_t>(m_text.size());
-        m_text += ExpandGlyph(*object.glyph, context);
-        m_expansions.push_back({begin, static_cast<std::uint32_t>(m_text.size()), IsFillerTextGlyph(*object.glyph)});
+        if (earlier != nullptr && earlier->m_expansions[i].begin < from) {
+            auto const& kept = earlier->m_expansions[i];
+            m_text += std::u32string_view(earlier->m_text).substr(kept.begin, kept.end - kept.begin);
+        } else {
+            auto const shown = ExpandGlyph(glyph, context);
+            m_text += std::u32string_view(shown).substr(0, c_maximumExpansion -
+                                                               std::min<std::size_t>(made, c_maximumExpansion));
+        }
+        auto const end = static_cast<std::uint32_t>(m_text.size());
+        m_expansions.push_back({begin, end, made, IsFillerTextGlyph(glyph)});
+        made += end - begin;
     }
     m_text += text.substr(done);
 }
 
-std::uint32_t ComposedParagraph::ToSource(std::uint32_t composed) const {
-    std::uint32_t made = 0;
-    for (auto const& expansion : m_expansions) {
-        if (composed < expansion.begin)
-            break;
-        made += std::min(composed + 1, expansion.end) - expansion.begin;
-        if (composed < expansion.end)
-            return expansion.begin - 1 - (made - (composed + 1 - expansion.begin));
+bool ComposedParagraph::ShowsTheSame(ExpansionContext const& context, ExpansionReach reach, std::uint32_t from) const {
+    auto const& objects = m_source->GetObjects();
+    for (std::size_t i = 0; i != objects.size(); ++i) {
+        auto const& expansion = m_expansions[i];
+        if (expansion.begin < from || objects[i].glyph->GetExpansionReach() < reach)
+            continue;
+        auto const shown = ExpandGlyph(*objects[i].glyph, context);
+        std::size_t const room = c_maximumExpansion - std::min<std::size_t>(expansion.madeBefore, c_maximumExpansion);
+        if (std::u32string_view(shown).substr(0, room) !=
+            std::u32string_view(m_text).substr(expansion.begin, expansion.end - expansion.begin))
+            return false;
     }
-    return composed - made;
+    return true;
+}
+
+std::vector<Expansion>::const_iterator ComposedParagraph::FindExpansionBefore(std::uint32_t composed) const {
+    auto const next = std::upper_bound(m_expansions.begin(), m_expansions.end(), composed,
+                                       [](std::uint32_t wanted, Expansion const& each) { return wanted < each.begin; });
+    return next == m_expansions.begin() ? m_expansions.end() : std::prev(next);
+}
+
+std::uint32_t ComposedParagraph::ToSource(std::uint32_t composed) const {
+    auto const found = FindExpansionBefore(composed);
+    if (found == m_expansions.end())
+        return composed;
+    if (composed < found->end)
+        return found->begin - 1 - found->madeBefore;
+    return composed - found->madeBefore - (found->end - found->begin);
 }
 
 std::uint32_t ComposedParagraph::ToComposed(std::uint32_t source) const {
-    std::uint32_t made = 0;
-    for (auto const& expansion : m_expansions) {
-        if (source + made < expansion.begin)
-            break;
-        made += expansion.end - expansion.begin;
-    }
-    return source + made;
+    // Objects ascend in the source as their expansions do.
+    auto const next = std::partition_point(m_expansions.begin(), m_expansions.end(), [&](Expansion const& each) {
+        return each.begin - each.madeBefore <= source;
+    });
+    if (next == m_expansions.begin())
+        return source;
+    auto const last = std::prev(next);
+    return source + last->madeBefore + (last->end - last->begin);
 }
 
 Expansion const* ComposedParagraph::FindExpansion(std::uint32_t composed) const {
-    for (auto const& expansion : m_expansions) {
-        if (composed >= expansion.begin && composed < expansion.end)
-            return &expansion;
-    }
-    return nullptr;
+    auto const found = FindExpansionBefore(composed);
+    return found != m_expansions.end() && composed < found->end ? &*found : nullptr;
 }
 
 std::size_t ComposedParagraph::FindRun(std::uint32_t composed) const {
@@ -161,7 +203,8 @@ std::vector<ShapedGlyph> ComposedParagraph::ShapeAgain(ShapedRun const& run, std
 
 std::size_t ComposedParagraph::GetMemoryUse() const {
     return sizeof *this + m_source->GetText().size() * sizeof(char32_t) + m_text.capacity() * sizeof(char32_t) +
-           m_flags.capacity() + m_runs.capacity() * sizeof(ShapedRun) + m_glyphs.capacity() * sizeof(ShapedGlyph);
+           m_expansions.capacity() * sizeof(Expansion) + m_flags.capacity() + m_runs.capacity() * sizeof(ShapedRun) +
+           m_glyphs.capacity() * sizeof(ShapedGlyph);
 }
 
 } // namespace Story

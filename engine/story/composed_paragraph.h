@@ -75,6 +75,7 @@ constexpr double GetStretch(char32_t c, double advance, double size) {
 // Where composed text is not the story's: a span that an object expanded to.
 struct Expansion {
     std::uint32_t begin = 0, end = 0; // in composed text; the object's own character stands at begin - 1
+    std::uint32_t madeBefore = 0;     // characters of the expansions in front of it
     bool isFiller = false;
 };
 
@@ -82,6 +83,10 @@ struct Expansion {
 class ComposedParagraph final : public virtual Kernel::Countable {
 public:
     ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context);
+    // The same paragraph, with what objects show from `from` on, a place in composed text, taken anew. The text in
+    // front of it stays.
+    ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
+                      ExpansionContext const& context);
     ~ComposedParagraph() override;
 
     ParagraphRef const& GetSource() const { return m_source; }
@@ -93,6 +98,11 @@ public:
     std::vector<ShapedRun> const& GetRuns() const { return m_runs; }
     std::vector<ShapedGlyph> const& GetGlyphs() const { return m_glyphs; }
     std::vector<Expansion> const& GetExpansions() const { return m_expansions; }
+    // The farthest of its objects.
+    ExpansionReach GetReach() const { return m_reach; }
+    // Whether its objects, those that show from `from` on, show the same in another context. `reach`: objects that
+    // depend on less are known to.
+    bool ShowsTheSame(ExpansionContext const& context, ExpansionReach reach, std::uint32_t from = 0) const;
     bool IsRightToLeft() const { return m_isRightToLeft; }
     bool HasTabs() const { return m_hasTabs; }
     bool HasRightToLeftRuns() const { return m_hasRightToLeftRuns; }
@@ -113,7 +123,11 @@ public:
     std::size_t GetMemoryUse() const;
 
 private:
-    void Expand(ExpansionContext const& context);
+    void Compose(StyleSheet const& styles, ExpansionContext const& context, ComposedParagraph const* earlier,
+                 std::uint32_t from);
+    void Expand(ExpansionContext const& context, ComposedParagraph const* earlier, std::uint32_t from);
+    // The last expansion that begins at or before a place; none is the end.
+    std::vector<Expansion>::const_iterator FindExpansionBefore(std::uint32_t composed) const;
     void FindBreaks();
     void Itemise(StyleSheet const& styles);
     void ShapeRuns();
@@ -126,6 +140,7 @@ private:
     std::vector<ShapedRun> m_runs;
     std::vector<ShapedGlyph> m_glyphs;
     double m_lengthScale = 1;
+    ExpansionReach m_reach = ExpansionReach::Glyph;
     bool m_isRightToLeft = false;
     bool m_hasTabs = false;
     bool m_hasRightToLeftRuns = false;

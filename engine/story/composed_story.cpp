@@ -4,6 +4,7 @@
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace Story {
 
@@ -184,6 +185,7 @@ Kernel::RectT<double> ComposedFrame::GetTextBounds() const {
 struct ComposedStory::State {
     std::mutex mutex;
     std::shared_ptr<ParagraphCache> cache;
+    std::optional<ParagraphSource> paragraphs;
     std::vector<ComposedFramePtr> frames;
     // Before each frame that is composed, and behind the last of them.
     std::vector<Cursor> cursors;
@@ -199,27 +201,66 @@ ComposedStory::ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> s
       m_fields(std::move(fields)),
       m_state(std::make_unique<State>()) {
     m_state->cursors.emplace_back();
-    bool const hasSameFields = earlier && (earlier->m_fields == m_fields ||
-                                           (earlier->m_fields && m_fields && earlier->m_fields->IsEqualTo(*m_fields)));
-    if (!earlier || earlier->m_styleSheet != m_styleSheet || !hasSameFields) {
+    if (earlier && earlier->m_styleSheet == m_styleSheet)
+        TakeOver(*earlier);
+    else
         m_state->cache = std::make_shared<ParagraphCache>();
-        return;
-    }
-    std::lock_guard const lock(earlier->m_state->mutex);
-    m_state->cache = earlier->m_state->cache;
+    m_state->paragraphs.emplace(*m_story, *m_styleSheet, m_fields.get(), *m_state->cache);
+}
+
+namespace {
+
+bool AreSame(FieldDataSourceRef const& a, FieldDataSourceRef const& b) {
+    return a == b || (a && b && a->IsEqualTo(*b));
+}
+
+// Whether objects of a paragraph show other text with other fields: those that the document's values reach, or those
+// that the frame does too.
+bool ShowsOther(Paragraph const& paragraph, ExpansionReach reach, ExpansionContext const& before,
+                ExpansionContext const& now) {
+    return std::any_of(paragraph.GetObjects().begin(), paragraph.GetObjects().end(), [&](ObjectAt const& object) {
+        return object.glyph->GetExpansionReach() == reach &&
+               ExpandGlyph(*object.glyph, before) != ExpandGlyph(*object.glyph, now);
+    });
+}
+
+} // namespace
+
+// Frames that the difference cannot reach. A frame depends on the paragraphs up to the one that the next frame begins
+// with.
+void ComposedStory::TakeOver(ComposedStory& earlier) {
+    std::lock_guard const lock(earlier.m_state->mutex);
+    auto const& before = *earlier.m_state;
+    m_state->cache = before.cache;
     m_state->cache->DropUnused(*m_story);
-    // A frame depends on the paragraphs up to the one that the next frame begins with.
-    std::size_t const common =
-        earlier->m_story == m_story ? m_story->GetParagraphCount() + 1 : m_story->CountCommonPrefix(*earlier->m_story);
-    auto const& before = *earlier->m_state;
-    // The last paragraph's separator belongs to the story; where paragraphs follow now, it is one among others.
-    bool const sameEnd = earlier->m_story == m_story;
+    bool const isSameStory = earlier.m_story == m_story;
+    std::size_t common = isSameStory ? m_story->GetParagraphCount() + 1 : m_story->CountCommonPrefix(*earlier.m_story);
+    bool const hasOtherFields = !AreSame(earlier.m_fields, m_fields);
+    auto const showsOther = [&](std::size_t paragraph, ExpansionReach reach, std::size_t frame) {
+        return ShowsOther(*m_story->GetParagraph(paragraph), reach, {earlier.m_fields.get(), frame},
+                          {m_fields.get(), frame});
+    };
+    if (hasOtherFields) {
+        auto const end = std::min({common, before.cursors.back().paragraph + 1, m_story->GetParagraphCount()});
+        auto i = m_story->FindParagraphWithObjects(0);
+        while (i < end && !showsOther(i, ExpansionReach::Document, 0))
+            i = m_story->FindParagraphWithObjects(i + 1);
+        if (i < end)
+            common = i;
+    }
     for (std::size_t i = 0; i != std::min(before.frames.size(), m_geometries.size()); ++i) {
+        // The last paragraph's separator belongs to the story; where paragraphs follow now, it is one among others.
         bool const isReached = before.cursors[i + 1].paragraph >= common;
-        if (isReached && !sameEnd)
+        if (isReached || !(earlier.m_geometries[i] == m_geometries[i]))
             break;
-        if (!(earlier->m_geometries[i] == m_geometries[i]))
-            break;
+        if (hasOtherFields) {
+            auto const end = std::min(before.cursors[i + 1].paragraph + 1, m_story->GetParagraphCount());
+            auto paragraph = m_story->FindParagraphWithObjects(before.cursors[i].paragraph);
+            while (paragraph < end && !showsOther(paragraph, ExpansionReach::Frame, i))
+                paragraph = m_story->FindParagraphWithObjects(paragraph + 1);
+            if (paragraph < end)
+                break;
+        }
         m_state->frames.push_back(before.frames[i]);
         m_state->cursors.push_back(before.cursors[i + 1]);
     }
@@ -232,10 +273,10 @@ ComposedFramePtr ComposedStory::GetFrame(std::size_t index) {
     if (index >= m_geometries.size())
         throw Kernel::Exception("the text has no such frame");
     std::lock_guard const lock(m_state->mutex);
-    ParagraphSource paragraphs(*m_story, *m_styleSheet, m_fields.get(), *m_state->cache);
     while (m_state->frames.size() <= index) {
         Cursor cursor = m_state->cursors.back();
-        FrameComposer composer(paragraphs, *m_story, m_geometries[m_state->frames.size()]);
+        auto const number = m_state->frames.size();
+        FrameComposer composer(*m_state->paragraphs, *m_story, m_geometries[number], number);
         auto frame = composer.Compose(cursor);
         frame->m_story = m_story;
         frame->m_styleSheet = m_styleSheet;

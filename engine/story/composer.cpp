@@ -34,7 +34,8 @@ ParagraphCache::Entry ParagraphCache::Find(Paragraph const& paragraph) {
 void ParagraphCache::Put(ComposedParagraphRef const& composed, BrokenLinesRef const& lines) {
     std::lock_guard const lock(m_mutex);
     auto& entry = m_entries[composed->GetSource().get()];
-    entry.composed = composed;
+    if (entry.composed != composed)
+        entry = {composed, {}};
     if (lines)
         entry.lines = lines;
 }
@@ -69,39 +70,82 @@ std::size_t ParagraphCache::GetMemoryUse() {
     return use;
 }
 
-BrokenLinesRef ParagraphSource::GetLines(std::size_t index, std::uint32_t begin, LineMeasure const& measure) {
-    auto const& paragraph = *m_story.GetParagraph(index);
-    auto entry = m_cache.Find(paragraph);
-    if (entry.lines && entry.lines->begin == begin && entry.lines->measure == measure)
-        return entry.lines;
-    if (!entry.composed) {
+BrokenLinesRef ParagraphSource::GetLines(std::size_t index, std::size_t frame, std::uint32_t begin,
+                                         LineMeasure const& measure) {
+    auto const& paragraph = m_story.GetParagraph(index);
+    auto entry = m_cache.Find(*paragraph);
+    if (!paragraph->GetObjects().empty()) {
+        auto const composed = GetShown(paragraph, frame);
+        if (entry.composed != composed)
+            entry = {composed, {}};
+    } else if (!entry.composed) {
         Prepare(index, measure);
-        entry = m_cache.Find(paragraph);
-        if (entry.lines && entry.lines->begin == begin && entry.lines->measure == measure)
-            return entry.lines;
+        entry = m_cache.Find(*paragraph);
     }
+    bool const isKnown = entry.lines && entry.lines->paragraph == entry.composed && entry.lines->begin == begin &&
+                         entry.lines->measure == measure;
+    if (isKnown)
+        return entry.lines;
     auto lines = Kernel::MakeCounted<BrokenLines>(entry.composed, begin, measure);
     if (begin == 0)
         m_cache.Put(entry.composed, lines);
     return lines;
 }
 
-ComposedParagraphRef ParagraphSource::GetParagraph(std::size_t index) {
+ComposedParagraphRef ParagraphSource::GetParagraph(std::size_t index, std::size_t frame) {
     auto const& paragraph = m_story.GetParagraph(index);
+    if (!paragraph->GetObjects().empty())
+        return GetShown(paragraph, frame);
     if (auto const entry = m_cache.Find(*paragraph); entry.composed)
         return entry.composed;
-    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, ExpansionContext{m_fields, 0});
+    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, ExpansionContext{m_fields, frame});
     m_cache.Put(composed, {});
     return composed;
 }
 
-// The paragraph and those behind it that are not known yet, a batch at most.
+ComposedParagraphRef ParagraphSource::GetShown(ParagraphRef const& paragraph, std::size_t frame) {
+    auto& shown = m_shown[paragraph.get()];
+    ExpansionContext const context{m_fields, frame};
+    if (shown.composed) {
+        bool const isSame = shown.frame == frame || shown.composed->GetReach() != ExpansionReach::Frame ||
+                            shown.composed->ShowsTheSame(context, ExpansionReach::Frame);
+        shown.frame = frame;
+        if (isSame)
+            return shown.composed;
+    } else if (auto const known = m_cache.Find(*paragraph).composed;
+               known && known->ShowsTheSame(context, ExpansionReach::Document)) {
+        shown = {known, frame};
+        return known;
+    }
+    shown = {Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, context), frame};
+    m_cache.Put(shown.composed, {});
+    return shown.composed;
+}
+
+ComposedParagraphRef ParagraphSource::GoOn(ComposedParagraphRef const& composed, std::uint32_t from,
+                                           std::size_t frame) const {
+    ExpansionContext const context{m_fields, frame};
+    bool const staysTheSame = composed->GetReach() != ExpansionReach::Frame ||
+                              composed->GetText().size() > c_longestThatGoesOn ||
+                              composed->ShowsTheSame(context, ExpansionReach::Frame, from);
+    return staysTheSame ? composed : Kernel::MakeCounted<ComposedParagraph>(*composed, from, m_styles, context);
+}
+
+void ParagraphSource::Forget() {
+    m_shown.clear();
+    m_cache.Clear();
+}
+
+// The paragraph and those behind it that are not known yet, a batch at most. Those with objects are left to when it is
+// known in which frame they begin.
 void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
     std::vector<ParagraphRef> missing;
     std::uint64_t length = 0;
     auto const end = std::min(index + m_cache.TakeBatchSize(), m_story.GetParagraphCount());
     for (std::size_t i = index; i != end; ++i) {
         auto const& paragraph = m_story.GetParagraph(i);
+        if (!paragraph->GetObjects().empty())
+            continue;
         if (m_cache.Find(*paragraph).composed)
             break;
         missing.push_back(paragraph);
@@ -110,8 +154,7 @@ void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
             break;
     }
     auto const make = [&](std::size_t i) {
-        auto const composed =
-            Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, ExpansionContext{m_fields, 0});
+        auto const composed = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, ExpansionContext{});
         m_cache.Put(composed, Kernel::MakeCounted<BrokenLines>(composed, 0u, measure));
     };
     if (missing.size() == 1)
@@ -122,13 +165,27 @@ void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
 
 // FrameComposer
 
-FrameComposer::FrameComposer(ParagraphSource& paragraphs, Story const& story, FrameGeometry const& geometry)
-    : m_paragraphs(paragraphs), m_story(story), m_geometry(geometry) {}
+FrameComposer::FrameComposer(ParagraphSource& paragraphs, Story const& story, FrameGeometry const& geometry,
+                             std::size_t frame)
+    : m_paragraphs(paragraphs), m_story(story), m_geometry(geometry), m_frame(frame) {}
+
+ComposedParagraphRef FrameComposer::GetComposed(Cursor const& cursor) const {
+    return cursor.composed ? cursor.composed : m_paragraphs.GetParagraph(cursor.paragraph, m_frame);
+}
 
 Kernel::Counted<ComposedFrame> FrameComposer::Compose(Cursor& cursor) {
     auto frame = Kernel::MakeCounted<ComposedFrame>();
     frame->m_geometry = m_geometry;
     frame->m_range.begin = GetIndex(cursor);
+    // A paragraph that goes on here shows this frame's page from here on.
+    if (cursor.composed) {
+        auto const composed = m_paragraphs.GoOn(cursor.composed, cursor.begin, m_frame);
+        if (composed != cursor.composed)
+            cursor.lines = {};
+        cursor.composed = composed;
+    } else if (cursor.lines && cursor.lines->paragraph->GetReach() == ExpansionReach::Frame) {
+        cursor.lines = {};
+    }
     if (m_geometry.artOrigin) {
         auto const& origin = *m_geometry.artOrigin;
         FillColumn(cursor, {origin.x, origin.y, origin.x, origin.y}, *frame);
@@ -146,7 +203,7 @@ std::uint32_t FrameComposer::GetIndex(Cursor const& cursor) const {
     std::uint32_t const begin = m_story.GetParagraphBegin(cursor.paragraph);
     if (cursor.begin == 0)
         return begin;
-    return begin + m_paragraphs.GetParagraph(cursor.paragraph)->ToSource(cursor.begin);
+    return begin + GetComposed(cursor)->ToSource(cursor.begin);
 }
 
 double FrameComposer::SnapToGrid(double baseline, ComposedParagraph const& paragraph) const {
@@ -205,10 +262,10 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
             }
             break;
         }
-        auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
+        auto const composed = GetComposed(cursor);
         m_spaceAfter = composed->GetLength(ParagraphAtt::Double::SpaceAfter);
         m_keepsWithPrevious = composed->GetAtts()->Get(ParagraphAtt::Enum::KeepWithNext) != 0;
-        cursor = {cursor.paragraph + 1, 0, {}, 0};
+        cursor = {cursor.paragraph + 1, 0, {}, 0, {}};
     }
     m_keepsWithPrevious = false;
     AlignVertically(*column, cursor.paragraph >= m_story.GetParagraphCount());
@@ -219,7 +276,8 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
 bool FrameComposer::FillFromParagraph(Cursor& cursor) {
     LineMeasure const measure{RoundWidth(m_column->m_rect.GetWidth()), m_geometry.artOrigin.has_value()};
     if (!cursor.lines || !(cursor.lines->measure == measure)) {
-        cursor.lines = m_paragraphs.GetLines(cursor.paragraph, cursor.begin, measure);
+        cursor.lines = cursor.composed ? Kernel::MakeCounted<BrokenLines>(cursor.composed, cursor.begin, measure)
+                                       : m_paragraphs.GetLines(cursor.paragraph, m_frame, cursor.begin, measure);
         cursor.line = 0;
     }
     auto const& paragraph = *cursor.lines->paragraph;
@@ -249,6 +307,9 @@ bool FrameComposer::FillFromParagraph(Cursor& cursor) {
         return true;
     cursor.line = end;
     cursor.begin = lines[end].begin;
+    // Where nothing of the paragraph has found a place, it begins anew in the next frame.
+    if (cursor.begin != 0)
+        cursor.composed = cursor.lines->paragraph;
     return false;
 }
 

@@ -37,23 +37,39 @@ private:
     std::unordered_map<Paragraph const*, Entry> m_entries;
 };
 
-// The paragraphs of one story, shaped and broken when they are asked for.
+// The paragraphs of one version of a story, shaped and broken when they are asked for. What objects show is looked at
+// once for each paragraph and frame in which it begins.
 class ParagraphSource {
 public:
     ParagraphSource(Story const& story, StyleSheet const& styles, FieldDataSource const* fields, ParagraphCache& cache)
         : m_story(story), m_styles(styles), m_fields(fields), m_cache(cache) {}
-    ComposedParagraphRef GetParagraph(std::size_t index);
-    BrokenLinesRef GetLines(std::size_t index, std::uint32_t begin, LineMeasure const& measure);
+    // As it is where it begins in that frame.
+    ComposedParagraphRef GetParagraph(std::size_t index, std::size_t frame);
+    BrokenLinesRef GetLines(std::size_t index, std::size_t frame, std::uint32_t begin, LineMeasure const& measure);
+    // The paragraph from a place on, as it goes on in another frame; the same object where that shows the same.
+    ComposedParagraphRef GoOn(ComposedParagraphRef const& composed, std::uint32_t from, std::size_t frame) const;
+    void Forget();
 
 private:
     // Characters that are shaped ahead at most.
     static constexpr std::uint64_t c_maximumBatchLength = 1 << 19;
+    // Longer paragraphs show the page that they begin on throughout: each frame that they go on in would shape and
+    // break all that is left of them.
+    static constexpr std::size_t c_longestThatGoesOn = 1 << 14;
+    struct Shown {
+        ComposedParagraphRef composed;
+        std::size_t frame = 0;
+    };
     void Prepare(std::size_t index, LineMeasure const& measure);
+    // Of a paragraph with objects; shapes it where what is known shows something else.
+    ComposedParagraphRef GetShown(ParagraphRef const& paragraph, std::size_t frame);
 
     Story const& m_story;
     StyleSheet const& m_styles;
     FieldDataSource const* m_fields;
     ParagraphCache& m_cache;
+    // Of those with objects, as they were last asked for. The paragraphs are the story's, or their composed ones'.
+    std::unordered_map<Paragraph const*, Shown> m_shown;
 };
 
 // Where in a story the next line stands.
@@ -63,6 +79,8 @@ struct Cursor {
     // Lines that were broken already, and the next of them; may be empty.
     BrokenLinesRef lines;
     std::uint32_t line = 0;
+    // The paragraph as it was where it began, or last went on; only while the cursor stands inside it.
+    ComposedParagraphRef composed;
 };
 
 // A line in the room where it stands.
@@ -75,12 +93,15 @@ struct RowLine {
 // Fills one frame.
 class FrameComposer {
 public:
-    FrameComposer(ParagraphSource& paragraphs, Story const& story, FrameGeometry const& geometry);
+    // `frame` is the frame's index in its chain.
+    FrameComposer(ParagraphSource& paragraphs, Story const& story, FrameGeometry const& geometry, std::size_t frame);
     // Moves the cursor behind what found a place.
     Kernel::Counted<ComposedFrame> Compose(Cursor& cursor);
 
 private:
     std::uint32_t GetIndex(Cursor const& cursor) const;
+    // The cursor's paragraph as it is in this frame.
+    ComposedParagraphRef GetComposed(Cursor const& cursor) const;
     double SnapToGrid(double baseline, ComposedParagraph const& paragraph) const;
     double GetBaseline(LineData const& line, ComposedParagraph const& paragraph, double space) const;
     bool Fits(LineData const& line, double baseline) const;
@@ -103,6 +124,7 @@ private:
     ParagraphSource& m_paragraphs;
     Story const& m_story;
     FrameGeometry const& m_geometry;
+    std::size_t m_frame;
     ComposedColumn* m_column = nullptr;
     double m_baseline = 0;
     double m_spaceAfter = 0;

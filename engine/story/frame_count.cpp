@@ -31,13 +31,13 @@ std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> st
     std::uint32_t forgotten = 0;
     for (std::size_t count = 1; count <= maximum; ++count) {
         CheckAbort(abort);
-        auto const end = FrameComposer(paragraphs, story, geometry).Compose(cursor)->GetRange().end;
+        auto const end = FrameComposer(paragraphs, story, geometry, count - 1).Compose(cursor)->GetRange().end;
         if (progress)
             progress(static_cast<float>(end) / static_cast<float>(story.GetLength()));
         if (end >= story.GetLength())
             return count;
         if (end - forgotten >= c_keptLength) {
-            cache.Clear();
+            paragraphs.Forget();
             forgotten = end;
         }
     }

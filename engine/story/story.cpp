@@ -6,6 +6,7 @@
 #include "platform/kernel/inline_object.h"
 
 #include <algorithm>
+#include <limits>
 #include <mutex>
 
 namespace Story {
@@ -25,18 +26,61 @@ std::shared_ptr<Story::Content const> Story::Content::Make(std::vector<BlockRef>
     return content;
 }
 
+void Story::Block::Add(ParagraphRef paragraph) {
+    std::uint32_t const begin = begins.empty() ? 0 : begins.back();
+    if (begins.empty())
+        begins.push_back(0);
+    if (!paragraph->GetObjects().empty())
+        withObjects.push_back(static_cast<std::uint16_t>(paragraphs.size()));
+    begins.push_back(begin + paragraph->GetLength());
+    paragraphs.push_back(std::move(paragraph));
+}
+
+// A forged block may have any number of paragraphs of any length: what is too much is left out, as long as each number
+// here has room for it.
+void Story::Block::Settle() {
+    if (m_isSettled.load(std::memory_order_acquire))
+        return;
+    static std::mutex s_mutex;
+    std::lock_guard const lock(s_mutex);
+    if (m_isSettled.load(std::memory_order_acquire))
+        return;
+    for (auto const& paragraph : m_loaded) {
+        bool const isFull = paragraphs.size() == std::numeric_limits<std::uint16_t>::max() ||
+                            (!begins.empty() && begins.back() > c_maximumLength);
+        if (!paragraph || isFull)
+            continue;
+        paragraph->Settle();
+        Add(paragraph);
+    }
+    m_loaded = {};
+    m_isSettled.store(true, std::memory_order_release);
+}
+
+void Story::Block::Save(Kernel::OutSerialiser& out) const {
+    if (m_isSettled.load(std::memory_order_acquire))
+        Kernel::SaveValue(out, "Pars", paragraphs);
+    else
+        Kernel::SaveValue(out, "Pars", m_loaded);
+}
+bool Story::Block::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    paragraphs.clear();
+    begins.clear();
+    withObjects.clear();
+    m_loaded.clear();
+    Kernel::LoadValue(in, "Pars", m_loaded);
+    m_isSettled.store(false, std::memory_order_release);
+    return true;
+}
+
 void Story::Content::AppendBlocks(std::vector<BlockRef>& blocks, std::vector<ParagraphRef> const& paragraphs) {
     for (std::size_t i = 0; i < paragraphs.size(); i += Block::c_capacity) {
         auto block = Kernel::MakeCounted<Block>();
-        std::uint32_t length = 0;
-        for (std::size_t j = i; j != std::min(i + Block::c_capacity, paragraphs.size()); ++j) {
-            if (!paragraphs[j]->GetObjects().empty())
-                block->withObjects.push_back(static_cast<std::uint16_t>(j - i));
-            block->paragraphs.push_back(paragraphs[j]);
-            block->begins.push_back(length);
-            length += paragraphs[j]->GetLength();
-        }
-        block->begins.push_back(length);
+        std::size_t const end = std::min(i + Block::c_capacity, paragraphs.size());
+        block->paragraphs.reserve(end - i);
+        block->begins.reserve(end - i + 1);
+        for (std::size_t j = i; j != end; ++j)
+            block->Add(paragraphs[j]);
         blocks.push_back(std::move(block));
     }
 }
@@ -53,14 +97,16 @@ ParagraphRef const& Story::Content::GetParagraph(std::size_t index) const {
     return entry.block->paragraphs[std::min(index, paragraphCount - 1) - entry.firstParagraph];
 }
 
-Story::Story() {
+std::shared_ptr<Story::Content const> const& Story::GetEmptyContent() {
     static auto const& s_empty = *new std::shared_ptr<Content const>([] {
         std::vector<Content::BlockRef> blocks;
         Content::AppendBlocks(blocks, {Kernel::MakeCounted<Paragraph>()});
         return Content::Make(std::move(blocks));
     }());
-    m_content = s_empty;
+    return s_empty;
 }
+
+Story::Story() : m_content(GetEmptyContent()) {}
 
 Story::Story(Story const& other) : Kernel::Countable(), Kernel::Serialisable(other) {
     other.Get();
@@ -78,7 +124,19 @@ Story::Content const& Story::Get() const {
     if (m_isSettled.load(std::memory_order_acquire))
         return *m_content;
     std::vector<ParagraphRef> paragraphs;
+    std::vector<Content::BlockRef> blocks;
     std::uint64_t length = 0;
+    for (auto const& block : m_content->loaded) {
+        if (!block)
+            continue;
+        block->Settle();
+        bool const isEmpty = block->paragraphs.empty();
+        length += isEmpty ? 0 : block->begins.back();
+        if (length > c_maximumLength)
+            break;
+        if (!isEmpty)
+            blocks.push_back(block);
+    }
     for (auto const& paragraph : m_loaded) {
         if (!paragraph)
             continue;
@@ -88,11 +146,8 @@ Story::Content const& Story::Get() const {
             break;
         paragraphs.push_back(paragraph);
     }
-    if (!paragraphs.empty()) {
-        std::vector<Content::BlockRef> blocks;
-        Content::AppendBlocks(blocks, paragraphs);
-        m_content = Content::Make(std::move(blocks));
-    }
+    Content::AppendBlocks(blocks, paragraphs);
+    m_content = blocks.empty() ? GetEmptyContent() : Content::Make(std::move(blocks));
     m_loaded.clear();
     m_isSettled.store(true, std::memory_order_release);
     return *m_content;
@@ -187,8 +242,17 @@ bool operator==(Story const& a, Story const& b) {
     return true;
 }
 
+// A text of several blocks names these, so that versions share them on file. How a text is cut into blocks depends on
+// how it was edited and is no part of what it says: for its hash it names its paragraphs, as a short text always does.
 void Story::Save(Kernel::OutSerialiser& out) const {
     auto const& content = Get();
+    if (content.blocks.size() > 1 && !out.IsForHash()) {
+        std::size_t next = 0;
+        Kernel::SaveObjectArray(out, "Blks", content.blocks.size(), [&] {
+            return Kernel::NonCounted<Kernel::Serialisable const>(content.blocks[next++].block.get());
+        });
+        return;
+    }
     std::size_t block = 0, at = 0;
     Kernel::SaveObjectArray(out, "Pars", content.paragraphCount, [&] {
         while (at == content.blocks[block].block->paragraphs.size()) {
@@ -202,6 +266,10 @@ void Story::Save(Kernel::OutSerialiser& out) const {
 bool Story::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     m_loaded.clear();
     Kernel::LoadValue(in, "Pars", m_loaded);
+    auto content = std::make_shared<Content>();
+    Kernel::LoadValue(in, "Blks", content->loaded);
+    m_content = std::move(content);
+    m_ownGlyphs.clear();
     m_isSettled.store(false, std::memory_order_release);
     return true;
 }

@@ -5,14 +5,29 @@
 
 namespace Story {
 
-// Paragraphs in a row. Small enough that an edit copies few pointers, large enough that a story has few blocks.
-struct Story::Block final : public virtual Kernel::Countable {
-    static constexpr std::size_t c_capacity = 256;
+// Paragraphs in a row: an immutable value that versions of a story share, in memory and on file. Small enough that an
+// edit copies few pointers, large enough that a story has few blocks.
+struct Story::Block final : public Kernel::Serialisable {
+    static constexpr std::size_t c_capacity = 128;
     std::vector<ParagraphRef> paragraphs;
     // Where each paragraph begins within the block, and at last the block's length.
     std::vector<std::uint32_t> begins;
     // Those of them that have objects.
     std::vector<std::uint16_t> withObjects;
+
+    void Add(ParagraphRef paragraph);
+    // Fits what was loaded into a story: called once by each story that has loaded it.
+    void Settle();
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<Block>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+
+private:
+    std::vector<Kernel::Counted<Paragraph>> m_loaded;
+    std::atomic<bool> m_isSettled{true};
 };
 
 struct Story::Content {
@@ -23,6 +38,8 @@ struct Story::Content {
         std::uint32_t begin = 0;
     };
     std::vector<Entry> blocks;
+    // Of a story that was loaded and is not settled yet: all that there is.
+    std::vector<Kernel::Counted<Block>> loaded;
     std::size_t paragraphCount = 0;
     std::uint32_t length = 0;
 

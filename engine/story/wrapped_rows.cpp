@@ -117,7 +117,7 @@ std::size_t FrameComposer::KeepRowsTogether(ComposedParagraph const& paragraph, 
 }
 
 bool FrameComposer::FillAroundShapes(Cursor& cursor) {
-    auto const composed = m_paragraphs.GetParagraph(cursor.paragraph);
+    auto const composed = GetComposed(cursor);
     auto lines = Kernel::MakeCounted<BrokenLines>(composed);
     lines->begin = cursor.begin;
     lines->measure = {-1, false};
@@ -151,6 +151,7 @@ bool FrameComposer::FillAroundShapes(Cursor& cursor) {
             m_column->m_lines.erase(m_column->m_lines.begin() + static_cast<std::ptrdiff_t>(rows[kept].line),
                                     m_column->m_lines.end());
         }
+        cursor.composed = cursor.begin != 0 ? composed : ComposedParagraphRef();
         return false;
     }
     return true;

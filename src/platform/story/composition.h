@@ -233,6 +233,8 @@ public:
 
 private:
     struct State;
+    void TakeOver(ComposedStory& earlier);
+
     StoryRef m_story;
     Kernel::Counted<StyleSheet const> m_styleSheet;
     std::vector<FrameGeometry> m_geometries;

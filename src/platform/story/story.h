@@ -227,6 +227,7 @@ private:
     friend class GlyphSink;
     struct Block;
     struct Content;
+    static std::shared_ptr<Content const> const& GetEmptyContent();
     // Settles a loaded story first: while a graph is loaded, paragraphs may still be empty.
     Content const& Get() const;
     static Kernel::Counted<Glyph const> CopyGlyph(Glyph const& glyph);
