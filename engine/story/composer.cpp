@@ -73,9 +73,14 @@ std::size_t ParagraphCache::GetMemoryUse() {
 BrokenLinesRef ParagraphSource::GetLines(std::size_t index, std::size_t frame, std::uint32_t begin,
                                          LineMeasure const& measure) {
     auto const& paragraph = m_story.GetParagraph(index);
+    auto const prepareShown = [&] {
+        if (!m_shown.contains(paragraph.get()))
+            PrepareShown(index, frame, measure);
+        return GetShown(paragraph, frame);
+    };
+    auto const composed = paragraph->GetObjects().empty() ? ComposedParagraphRef() : prepareShown();
     auto entry = m_cache.Find(*paragraph);
-    if (!paragraph->GetObjects().empty()) {
-        auto const composed = GetShown(paragraph, frame);
+    if (composed) {
         if (entry.composed != composed)
             entry = {composed, {}};
     } else if (!entry.composed) {
@@ -120,6 +125,49 @@ ComposedParagraphRef ParagraphSource::GetShown(ParagraphRef const& paragraph, st
     shown = {Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, context), frame};
     m_cache.Put(shown.composed, {});
     return shown.composed;
+}
+
+// The paragraph and the next ones with objects, a batch at most, all at once. Those that show their page wait until it
+// is known where they begin.
+void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMeasure const& measure) {
+    std::vector<ComposedParagraphRef> made;
+    std::vector<ParagraphRef> missing;
+    ExpansionContext const context{m_fields, frame};
+    std::uint64_t length = 0;
+    for (auto i = index; i < m_story.GetParagraphCount() && missing.size() < m_shownBatch;
+         i = m_story.FindParagraphWithObjects(i + 1)) {
+        auto const& paragraph = m_story.GetParagraph(i);
+        auto const& objects = paragraph->GetObjects();
+        bool const hasPages = std::any_of(objects.begin(), objects.end(), [](ObjectAt const& object) {
+            return object.glyph->GetExpansionReach() == ExpansionReach::Frame;
+        });
+        if (i != index && (hasPages || m_shown.contains(paragraph.get())))
+            continue;
+        auto const known = m_cache.Find(*paragraph).composed;
+        if (known && known->ShowsTheSame(context, ExpansionReach::Document)) {
+            m_shown[paragraph.get()] = {known, frame};
+            // What is known is looked at in no greater numbers than what is made.
+            if (i != index && missing.empty())
+                break;
+            continue;
+        }
+        missing.push_back(paragraph);
+        length += paragraph->GetLength();
+        if (length > c_maximumBatchLength)
+            break;
+    }
+    m_shownBatch = std::min(m_shownBatch * 2, c_lastShownBatch);
+    made.resize(missing.size());
+    auto const make = [&](std::size_t i) {
+        made[i] = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, context);
+        m_cache.Put(made[i], Kernel::MakeCounted<BrokenLines>(made[i], 0u, measure));
+    };
+    if (missing.size() == 1)
+        make(0);
+    else
+        Kernel::ParallelFor(missing.size(), make);
+    for (std::size_t i = 0; i != missing.size(); ++i)
+        m_shown[missing[i].get()] = {made[i], frame};
 }
 
 ComposedParagraphRef ParagraphSource::GoOn(ComposedParagraphRef const& composed, std::uint32_t from,

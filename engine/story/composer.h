@@ -60,7 +60,11 @@ private:
         ComposedParagraphRef composed;
         std::size_t frame = 0;
     };
+    // Paragraphs with objects that are prepared in one go: few, since what is behind the frame that is asked for is
+    // prepared in vain when the next value comes first.
+    static constexpr std::size_t c_firstShownBatch = 8, c_lastShownBatch = 64;
     void Prepare(std::size_t index, LineMeasure const& measure);
+    void PrepareShown(std::size_t index, std::size_t frame, LineMeasure const& measure);
     // Of a paragraph with objects; shapes it where what is known shows something else.
     ComposedParagraphRef GetShown(ParagraphRef const& paragraph, std::size_t frame);
 
@@ -70,6 +74,7 @@ private:
     ParagraphCache& m_cache;
     // Of those with objects, as they were last asked for. The paragraphs are the story's, or their composed ones'.
     std::unordered_map<Paragraph const*, Shown> m_shown;
+    std::size_t m_shownBatch = c_firstShownBatch;
 };
 
 // Where in a story the next line stands.
