@@ -272,14 +272,20 @@ ParameterInfo DescribeParameter(ArgumentCard const& argument) {
     return info;
 }
 
-CommandForm MakeForm(CommandCard::Form const& card) {
+} // namespace
+
+CommandForm MakeForm(
+    std::vector<ArgumentCard> arguments, bool takesSelection,
+    std::function<Kernel::Counted<DocumentCommand>(std::vector<std::any> const& values, ValueContext const& context)>
+        make) {
     CommandForm form;
-    form.takesSelection = card.takesSelection;
-    for (auto const& argument : card.arguments)
+    form.takesSelection = takesSelection;
+    for (auto const& argument : arguments)
         form.parameters.push_back(DescribeParameter(argument));
-    form.make = [card](NamedValues const& given, ValueContext const& context) {
+    form.make = [arguments = std::move(arguments), make = std::move(make)](NamedValues const& given,
+                                                                           ValueContext const& context) {
         std::vector<std::any> values;
-        for (auto const& argument : card.arguments) {
+        for (auto const& argument : arguments) {
             auto const text = given.find(argument.name);
             if (text == given.end()) {
                 values.push_back(argument.defaultValue);
@@ -291,12 +297,10 @@ CommandForm MakeForm(CommandCard::Form const& card) {
                 throw Failure(ExitStatus::Usage, std::string(argument.name), error.what());
             }
         }
-        return card.make(values, context.selection);
+        return make(values, context);
     };
     return form;
 }
-
-} // namespace
 
 std::string_view GetTypeName(ArgumentCard const& argument) {
     if (argument.record != nullptr)
@@ -355,7 +359,11 @@ CommandEntry MakeEntry(CommandCard const& card) {
     entry.className = card.className;
     entry.shortName = MakeShortName(card.className);
     for (auto const& form : card.forms)
-        entry.forms.push_back(MakeForm(form));
+        entry.forms.push_back(
+            MakeForm(form.arguments, form.takesSelection,
+                     [make = form.make](std::vector<std::any> const& values, ValueContext const& context) {
+                         return make(values, context.selection);
+                     }));
     entry.reason = card.reason;
     entry.keptByUndo = card.keptByUndo;
     entry.canApplyTo = card.canApplyTo;

@@ -61,7 +61,8 @@ struct CommandForm {
 };
 
 struct CommandEntry {
-    // The plain class name, and the same in kebab-case without `Command`.
+    // The plain class name, and the same in kebab-case without `Command`; for a command that the engine has for others,
+    // the name of what it does here.
     std::string className;
     std::string shortName;
     std::vector<CommandForm> forms;
@@ -71,6 +72,8 @@ struct CommandEntry {
     std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
     // Works on all selected objects together: they have to be of one spread, and hidden ones count.
     bool combinesObjects = false;
+    // A command of the engine's own: its form here is no part of its class.
+    bool isInner = false;
     // The changes that Undo leaves on purpose, as one sentence; empty when it leaves nothing.
     std::string_view keptByUndo;
 
@@ -78,6 +81,11 @@ struct CommandEntry {
     CommandForm const& ChooseForm(NamedValues const& values) const;
 };
 
+// A way to make a command from arguments and the document that it is for.
+CommandForm MakeForm(
+    std::vector<ArgumentCard> arguments, bool takesSelection,
+    std::function<Kernel::Counted<DocumentCommand>(std::vector<std::any> const& values, ValueContext const& context)>
+        make);
 // The entry of a class by its card.
 CommandEntry MakeEntry(CommandCard const& card);
 

@@ -4,6 +4,7 @@
 #include "frame/contract/command_coverage.h"
 #include "platform/kernel/cast.h"
 #include "shell/failure.h"
+#include "shell/inner_commands.h"
 #include "shell/nearest.h"
 
 #include <algorithm>
@@ -23,6 +24,13 @@ bool IsOfLibrary(Kernel::Serialisable const& object) {
     return status == 0 && std::string_view(name.get()).starts_with("Commands::");
 }
 
+Kernel::ClassProperties const* FindClass(std::string_view name) {
+    auto const classes = Kernel::ClassRegistry::GetAll();
+    auto const found = std::find_if(classes.begin(), classes.end(),
+                                    [&](auto const* properties) { return properties->GetName() == name; });
+    return found == classes.end() ? nullptr : *found;
+}
+
 } // namespace
 
 std::vector<CommandEntry> const& GetCommandTable() {
@@ -30,6 +38,8 @@ std::vector<CommandEntry> const& GetCommandTable() {
         std::vector<CommandEntry> table;
         for (auto const& card : CommandCard::GetAll())
             table.push_back(MakeEntry(card));
+        for (auto& entry : MakeInnerEntries())
+            table.push_back(std::move(entry));
         std::sort(table.begin(), table.end(), [](auto const& a, auto const& b) { return a.className < b.className; });
         return table;
     }();
@@ -39,7 +49,7 @@ std::vector<CommandEntry> const& GetCommandTable() {
 CommandEntry const* FindCommand(std::string_view name) {
     auto const& table = GetCommandTable();
     auto const found = std::find_if(table.begin(), table.end(), [&](CommandEntry const& entry) {
-        return entry.className == name || entry.shortName == name;
+        return (entry.className == name && !entry.isInner) || entry.shortName == name;
     });
     return found == table.end() ? nullptr : &*found;
 }
@@ -48,7 +58,8 @@ void ThrowForCommand(std::string const& name) {
     std::vector<std::string_view> names;
     for (auto const& entry : GetCommandTable()) {
         names.push_back(entry.shortName);
-        names.push_back(entry.className);
+        if (!entry.isInner)
+            names.push_back(entry.className);
     }
     auto const nearest = SuggestNearest(name, names);
     throw Failure(ExitStatus::Usage, name,
@@ -79,8 +90,10 @@ std::vector<ListedCommand> ListCommands() {
             continue;
         auto& listed = commands.emplace_back();
         listed.entry = &entry;
+        if (entry.isInner)
+            listed.properties = FindClass(entry.className);
         listed.isOfLibrary = true;
-        listed.isCovered = coverage.IsRegistered(entry.className);
+        listed.isCovered = !entry.isInner && coverage.IsRegistered(entry.className);
     }
     return commands;
 }

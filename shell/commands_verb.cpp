@@ -15,6 +15,10 @@ std::string GetClassName(ListedCommand const& command) {
     return command.properties != nullptr ? command.properties->GetName() : command.entry->className;
 }
 
+std::string GetShortName(ListedCommand const& command) {
+    return command.entry == nullptr ? MakeShortName(GetClassName(command)) : command.entry->shortName;
+}
+
 std::string_view GetReason(ListedCommand const& command) {
     return command.entry == nullptr ? c_innerCommand : command.entry->reason;
 }
@@ -63,7 +67,9 @@ void AnswerParameters(JsonWriter& json, ListedCommand const& command) {
 void AnswerJson(JsonWriter& json, ListedCommand const& command) {
     json.BeginObject();
     json.Member("class", GetClassName(command));
-    json.Member("name", command.entry == nullptr ? MakeShortName(GetClassName(command)) : command.entry->shortName);
+    json.Member("name", GetShortName(command));
+    if (command.entry != nullptr && command.entry->isInner)
+        json.Member("inner", true);
     auto const* const properties = command.properties;
     if (properties != nullptr) {
         json.Member("tag", properties->GetClassUID().ToString());
@@ -124,10 +130,12 @@ void PrintLines(Session& session, ListedCommand const& command) {
 
 void PrintDetails(Session& session, ListedCommand const& command) {
     auto const* const properties = command.properties;
-    session.Print(GetClassName(command));
+    session.Print(command.entry != nullptr && command.entry->isInner ? GetShortName(command) : GetClassName(command));
     if (!command.description.GetText().empty())
         session.Print(": " + command.description.ToString().ToStdString());
     session.Print("\n");
+    if (command.entry != nullptr && command.entry->isInner)
+        session.Print("  a step of class " + GetClassName(command) + "\n");
     if (properties != nullptr) {
         session.Print("  tag " + properties->GetClassUID().ToString() + ", version " +
                       std::to_string(properties->GetVersion()) + ", base " +
@@ -158,7 +166,8 @@ ExitStatus RunCommands(Session& session, Arguments const& arguments) {
     auto const commands = ListCommands();
     if (name) {
         for (auto const& command : commands) {
-            if (GetClassName(command) != *name && MakeShortName(GetClassName(command)) != *name)
+            bool const isInner = command.entry != nullptr && command.entry->isInner;
+            if ((GetClassName(command) != *name || isInner) && GetShortName(command) != *name)
                 continue;
             if (session.IsJson())
                 AnswerJson(session.Json(), command);

@@ -113,6 +113,16 @@ void Answer(Session& session, DocumentController& document, DocumentCommand cons
     session.Print(line + "\n");
 }
 
+// What a value names may be found wrong only when the command is made.
+Kernel::Counted<DocumentCommand> MakeCommand(CommandForm const& form, NamedValues const& values,
+                                             ValueContext const& context, std::string const& name) {
+    try {
+        return form.make(values, context);
+    } catch (ValueError const& error) {
+        throw Failure(ExitStatus::Usage, name, error.what());
+    }
+}
+
 } // namespace
 
 ExitStatus RunDo(Session& session, Arguments const& arguments) {
@@ -129,7 +139,7 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
         session.SaveTo(*target, arguments.Has("--force"));
     Preparation preparation(document);
     auto const selection = preparation.Apply(arguments, form.takesSelection);
-    auto const command = form.make(values, ValueContext{document, selection});
+    auto const command = MakeCommand(form, values, {document, selection}, entry.shortName);
     if (!arguments.Has("--select") && RunsOnSelection(entry, form, *command))
         TellOfMissingNodes(*selection, entry.className);
     CombinedObjects const combined(entry, *selection);

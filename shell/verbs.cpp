@@ -69,6 +69,12 @@ std::vector<Verb> const& GetVerbs() {
                       {"--pages", "", "page by page, each line behind its page's number and a tab"},
                       {"--spread", "N", "only what this spread shows, from 0"}}},
          &RunText},
+        {{.verb = "anchors",
+          .summary = "Lists the anchors in the texts, with their pages and the names that commands take.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunAnchors},
         {{.verb = "mask",
           .summary = "Selects the pixels and channels that effects on layers may change, or tells which are.\nSHAPE:\n"
                      "  none                  no selection: effects change whole layers\n"

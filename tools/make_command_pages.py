@@ -173,6 +173,8 @@ def make_page(command, comments, call, pictures):
 
 def make_pages(program, calls, out):
     commands = json.loads(subprocess.run([program, "commands", "--json"], check=True, capture_output=True).stdout)
+    # Pages are for the library's classes; several roads lead to one inner class.
+    commands = [command for command in commands if "inner" not in command]
     comments = read_class_comments()
     made = {command["class"]: calls.make(command) for command in commands}
     pictures = calls.draw(out)

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "shell/text_objects.h"
+
+#include "platform/kernel/cast.h"
+#include "shell/failure.h"
+#include "shell/values.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace Shell {
+
+std::string TextPlace::GetSelector() const {
+    return "#" + std::to_string(node->GetId()) + "[" + std::to_string(index) + ":" + std::to_string(index + 1) + "]";
+}
+
+std::vector<PlacedAnchor> FindAnchors(DocumentController& document) {
+    std::vector<PlacedAnchor> anchors;
+    for (auto const& shown : FindStories(*document.GetDocument(), false)) {
+        for (auto const& object : shown.story->FindObjects(shown.story->GetAll())) {
+            if (auto const* const glyph = Kernel::CastPointer<Story::AnchorGlyph const>(object.glyph.get()))
+                anchors.push_back({glyph->GetAnchorData(), {shown.parts.front().node, object.index}});
+        }
+    }
+    return anchors;
+}
+
+Kernel::Counted<Story::AnchorData> FindAnchor(DocumentController& document, std::string_view name) {
+    auto const anchors = FindAnchors(document);
+    auto const hasId = [&](PlacedAnchor const& placed) {
+        return !placed.anchor->GetUid().empty() && placed.anchor->GetUid().view() == name;
+    };
+    if (auto const found = std::find_if(anchors.begin(), anchors.end(), hasId); found != anchors.end())
+        return found->anchor;
+    auto const hasName = [&](PlacedAnchor const& placed) { return placed.anchor->GetName().view() == name; };
+    auto const count = std::count_if(anchors.begin(), anchors.end(), hasName);
+    if (count == 0)
+        throw ValueError("names no anchor of the document: " + Quote(name) + "; `redraft anchors` lists them");
+    if (count > 1)
+        throw ValueError("names " + std::to_string(count) + " anchors of the document: " + Quote(name) +
+                         "; give one by its id");
+    return std::find_if(anchors.begin(), anchors.end(), hasName)->anchor;
+}
+
+Kernel::String MakeAnchorId(DocumentController& document) {
+    constexpr std::string_view c_prefix = "anchor-";
+    std::uint64_t last = 0;
+    for (auto const& placed : FindAnchors(document)) {
+        auto const id = placed.anchor->GetUid().view();
+        std::uint64_t number = 0;
+        if (id.starts_with(c_prefix) && id.size() < c_prefix.size() + 18)
+            std::from_chars(id.data() + c_prefix.size(), id.data() + id.size(), number);
+        last = std::max(last, number);
+    }
+    return {std::string(c_prefix) + std::to_string(last + 1)};
+}
+
+} // namespace Shell
