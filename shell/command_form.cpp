@@ -226,6 +226,8 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<Fill, &ParseFill>("colour", c_colourNotation),
         OptionalKind<Fill, &ParseFill>("colour", c_colourNotation),
         OptionalKind<bool, &ParseBool>("boolean", "true or false"),
+        OptionalKind<double, c_parseNumber>("number", ""),
+        OptionalKind<Kernel::String, &ParseText>("text", "as it is, or @FILE"),
         OptionalKind<Kernel::SizeT<double>, &ParseSize>("size", "WxH, or with mm, cm, in or pt behind"),
         OptionalKind<Kernel::EdgeOffsetsT<double>, &ParseEdges>("edges", "left,top,right,bottom"),
         OptionalKind<Kernel::PointT<double>, &ParseRatio>("ratio", "DRAWN:REAL, as 1:50"),

@@ -75,10 +75,14 @@ std::vector<ListedCommand> ListCommands() {
         ListedCommand listed;
         listed.properties = properties;
         listed.entry = FindCommand(properties->GetName());
+        // The road to it that has its own name, if there is one.
+        auto const* const inner = FindCommand(MakeShortName(properties->GetName()));
+        if (listed.entry == nullptr && inner != nullptr && inner->className == properties->GetName())
+            listed.entry = inner;
         listed.isCovered = coverage.IsRegistered(properties->GetName());
         auto const object = properties->Create();
         if (auto const* command = Kernel::CastPointer<DocumentCommand>(object.get())) {
-            listed.isOfLibrary = IsOfLibrary(*object);
+            listed.isOfLibrary = IsOfLibrary(*object) || listed.entry != nullptr;
             listed.description = command->GetDescription();
         }
         commands.push_back(std::move(listed));
@@ -95,6 +99,10 @@ std::vector<ListedCommand> ListCommands() {
         listed.isOfLibrary = true;
         listed.isCovered = !entry.isInner && coverage.IsRegistered(entry.className);
     }
+    // Behind those of the library.
+    std::stable_partition(commands.begin(), commands.end(), [](ListedCommand const& listed) {
+        return listed.entry == nullptr || !listed.entry->isInner;
+    });
     return commands;
 }
 

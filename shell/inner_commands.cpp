@@ -23,6 +23,10 @@ struct AddPagesOnOverflow {
 
 } // namespace
 
-std::vector<CommandEntry> MakeInnerEntries() { return {MakeInnerEntry<AddPagesOnOverflow>()}; }
+std::vector<CommandEntry> MakeInnerEntries() {
+    auto entries = MakeInnerTextEntries();
+    entries.push_back(MakeInnerEntry<AddPagesOnOverflow>());
+    return entries;
+}
 
 } // namespace Shell

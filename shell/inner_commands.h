@@ -42,5 +42,7 @@ CommandEntry MakeInnerEntry() {
 }
 
 std::vector<CommandEntry> MakeInnerEntries();
+// Those on texts.
+std::vector<CommandEntry> MakeInnerTextEntries();
 
 } // namespace Shell

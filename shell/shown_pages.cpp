@@ -43,34 +43,16 @@ std::vector<ShownStory> FindStories(DocumentNode const& document, bool withPlace
     return stories;
 }
 
-PageNumbers::PageNumbers(DocumentNode const& document) {
-    std::size_t page = 1;
-    for (auto const& spread : document.GetSpreads()) {
-        m_spreads.emplace(spread.get(), m_firstPages.size());
-        m_firstPages.push_back(page);
-        page += spread->CountChildren(NodeChildListType::Pages);
-    }
+PagePlaces::PagePlaces(DocumentNode const& document) : m_numbers(document) {
+    for (auto const& spread : document.GetSpreads())
+        m_spreads.emplace(spread.get(), m_spreads.size());
 }
 
-PagePlace PageNumbers::Find(Node const& node) const {
+PagePlace PagePlaces::Find(Node const& node) const {
     auto const* const spread = node.GetSpread();
-    PagePlace place;
     if (spread == nullptr)
-        return place;
-    place.spread = m_spreads.at(spread);
-    auto const bounds = node.GetBounds(false);
-    double const x = (bounds.left + bounds.right) / 2, y = (bounds.top + bounds.bottom) / 2;
-    auto number = m_firstPages[place.spread];
-    for (Node const* page = spread->GetFirstChild(NodeChildListType::Pages); page != nullptr;
-         page = page->GetNextSibling(), ++number) {
-        auto const* const box = Kernel::CastPointer<BaseBoxInterface const>(page);
-        auto const area = box == nullptr ? Kernel::RectT<double>() : box->GetBaseBox(false);
-        if (x >= area.left && x < area.right && y >= area.top && y < area.bottom) {
-            place.page = std::to_string(number);
-            break;
-        }
-    }
-    return place;
+        return {};
+    return {m_spreads.at(spread), m_numbers.GetPageLabel(node).ToStdString()};
 }
 
 } // namespace Shell

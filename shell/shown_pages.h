@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/document/page_numbers.h"
 #include "platform/document/text_nodes.h"
 
 #include <string>
@@ -35,16 +36,15 @@ struct PagePlace {
     std::string page;
 };
 
-// Pages count from 1, through all spreads.
-class PageNumbers {
+// As they were when it was made.
+class PagePlaces {
 public:
-    explicit PageNumbers(DocumentNode const& document);
+    explicit PagePlaces(DocumentNode const& document);
     PagePlace Find(Node const& node) const;
 
 private:
+    PageNumbers m_numbers;
     std::unordered_map<Node const*, std::size_t> m_spreads;
-    // The number of the spread's first page.
-    std::vector<std::size_t> m_firstPages;
 };
 
 } // namespace Shell

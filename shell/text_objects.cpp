@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/text_objects.h"
 
+#include "platform/document/custom_field_source.h"
 #include "platform/kernel/cast.h"
 #include "shell/failure.h"
 #include "shell/values.h"
@@ -40,6 +41,24 @@ Kernel::Counted<Story::AnchorData> FindAnchor(DocumentController& document, std:
         throw ValueError("names " + std::to_string(count) + " anchors of the document: " + Quote(name) +
                          "; give one by its id");
     return std::find_if(anchors.begin(), anchors.end(), hasName)->anchor;
+}
+
+Kernel::String FindField(DocumentController& document, std::string_view name) {
+    auto const& fields = document.GetDocument()->GetCustomFieldSource();
+    Kernel::String const text{name};
+    if (fields.Has(text))
+        return text;
+    std::vector<Kernel::String> found;
+    for (auto const& guid : fields.GetGuids()) {
+        if (fields.GetFieldName(guid) == text)
+            found.push_back(guid);
+    }
+    if (found.empty())
+        throw ValueError("names no field of the document: " + Quote(name) + "; `redraft fields` lists them");
+    if (found.size() > 1)
+        throw ValueError("names " + std::to_string(found.size()) + " fields of the document: " + Quote(name) +
+                         "; give one by its GUID");
+    return found.front();
 }
 
 Kernel::String MakeAnchorId(DocumentController& document) {

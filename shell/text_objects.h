@@ -29,6 +29,8 @@ struct PlacedAnchor {
 std::vector<PlacedAnchor> FindAnchors(DocumentController& document);
 // The one anchor of this id or name. Throws ValueError where there is none or more than one.
 Kernel::Counted<Story::AnchorData> FindAnchor(DocumentController& document, std::string_view name);
+// The GUID of the one custom field that has this GUID or name. Throws ValueError where there is none or more than one.
+Kernel::String FindField(DocumentController& document, std::string_view name);
 // An id that no anchor of the document's texts has.
 Kernel::String MakeAnchorId(DocumentController& document);
 

@@ -38,7 +38,7 @@ struct Piece {
 // In the order of spreads, pages and the tree; what has no place comes last.
 std::vector<Piece> CollectPieces(DocumentController& document, bool isComposed, std::optional<std::size_t> spread) {
     auto const& root = *document.GetDocument();
-    PageNumbers const numbers(root);
+    PagePlaces const numbers(root);
     std::vector<Piece> pieces, overflows;
     for (auto const& shown : FindStories(root, true)) {
         for (auto const& part : shown.parts) {

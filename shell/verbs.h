@@ -33,6 +33,7 @@ ExitStatus RunLink(Session& session, Arguments const& arguments);
 ExitStatus RunInfo(Session& session, Arguments const& arguments);
 ExitStatus RunTree(Session& session, Arguments const& arguments);
 ExitStatus RunText(Session& session, Arguments const& arguments);
+ExitStatus RunFields(Session& session, Arguments const& arguments);
 ExitStatus RunAnchors(Session& session, Arguments const& arguments);
 ExitStatus RunMask(Session& session, Arguments const& arguments);
 ExitStatus RunArtboard(Session& session, Arguments const& arguments);
