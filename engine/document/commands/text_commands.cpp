@@ -11,21 +11,38 @@
 
 #include <algorithm>
 
+void ChangedTextAreas::Note(TextNode& text) {
+    m_texts.push_back({ShownTexts(text), Kernel::Counted<TextNode>(&text.GetStoryOwner()), text.GetStory()});
+}
+
 void ChangedTextAreas::Gather() {
-    for (auto const& texts : m_texts)
-        texts.IncludeChanged(m_rects);
+    for (auto const& text : m_texts) {
+        text.shown.IncludeChanged(m_rects);
+        if (text.owner->GetStory() == text.story)
+            continue;
+        m_rects.IncludeWhereShown(*text.owner);
+        m_changedOwners.emplace_back(text.owner);
+    }
     m_texts.clear();
+}
+
+Kernel::Counted<Selection const> ChangedTextAreas::GetNodes(Kernel::Counted<Selection const> const& selection) const {
+    if (m_changedOwners.empty())
+        return selection;
+    auto nodes = selection ? selection->GetNodes() : std::vector<Kernel::Counted<Node>>();
+    nodes.insert(nodes.end(), m_changedOwners.begin(), m_changedOwners.end());
+    return Kernel::MakeCounted<Selection const>(nodes);
 }
 
 namespace {
 
 void NotifyOfTexts(Kernel::NotificationList& notifications, SelectionCommandBase& command,
-                   Kernel::Counted<Selection const> const& selection, SpreadRects const& areas) {
+                   Kernel::Counted<Selection const> const& selection, ChangedTextAreas const& areas) {
     auto const controller = command.GetDocumentController();
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
-        controller, areas, selection, command.IsPreview(), false, false, false));
-    notifications.push_back(
-        Kernel::MakeCounted<NodesAttributesChangedNotification>(selection, controller, command.IsPreview()));
+        controller, areas.GetRects(), selection, command.IsPreview(), false, false, false));
+    notifications.push_back(Kernel::MakeCounted<NodesAttributesChangedNotification>(areas.GetNodes(selection),
+                                                                                    controller, command.IsPreview()));
     notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, selection, command.IsPreview()));
 }
 
@@ -96,7 +113,7 @@ void FormatTextCommand::ReceiveInterface(Kernel::NonCounted<TextNode> text, Stor
 }
 
 void FormatTextCommand::Notify(Kernel::NotificationList& notifications) {
-    NotifyOfTexts(notifications, *this, m_selection, m_areas.GetRects());
+    NotifyOfTexts(notifications, *this, m_selection, m_areas);
 }
 
 bool FormatTextCommand::CanMerge(Kernel::Counted<Command const> newer) const {
@@ -199,7 +216,7 @@ void BaseReplaceTextCommand::SelectNewText() {
 }
 
 void BaseReplaceTextCommand::Notify(Kernel::NotificationList& notifications) {
-    NotifyOfTexts(notifications, *this, m_selection, m_areas.GetRects());
+    NotifyOfTexts(notifications, *this, m_selection, m_areas);
     if (m_hasNewSelection)
         NotifySelection(*this, notifications);
 }
@@ -466,7 +483,6 @@ void SetCustomFieldValueCommand::Notify(Kernel::NotificationList& notifications)
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
         controller, m_areas.GetRects(), m_shownIn, m_preview, false, false, false));
     notifications.push_back(Kernel::MakeCounted<NodesAttributesChangedNotification>(m_shownIn, controller, m_preview));
-    notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, m_shownIn, m_preview));
 }
 
 bool SetCustomFieldValueCommand::CanMerge(Kernel::Counted<Command const> newer) const {

@@ -243,7 +243,7 @@ void UpdateCrossReferencesCommand::PutBack(Direction direction) {
         return;
     m_areas.Around([&] {
         for (auto const& node : m_changed->GetNodes()) {
-            if (auto const* const text = Kernel::CastPointer<TextNode const>(node.get()))
+            if (auto* const text = Kernel::CastPointer<TextNode>(node.get()))
                 m_areas.Note(*text);
             RestoreInterfaces(Kernel::NonCounted<Kernel::Countable>(node.get()));
         }
@@ -266,7 +266,8 @@ void UpdateCrossReferencesCommand::Notify(Kernel::NotificationList& notification
     auto const controller = GetDocumentController();
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
         controller, m_areas.GetRects(), m_changed, m_preview, false, false, false));
-    notifications.push_back(Kernel::MakeCounted<NodesAttributesChangedNotification>(m_changed, controller, m_preview));
+    notifications.push_back(
+        Kernel::MakeCounted<NodesAttributesChangedNotification>(m_areas.GetNodes(m_changed), controller, m_preview));
     notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, m_changed, m_preview));
 }
 

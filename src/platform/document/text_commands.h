@@ -21,25 +21,34 @@ protected:
     using SelectionCommandWithSingleInterfaceOrStoryInterface<T, I>::ReceiveInterface;
 };
 
-// The areas in which texts lie or read otherwise than before.
+// The areas in which texts lie or read otherwise than before, or whose story is another one.
 class REDRAFT_ENGINE ChangedTextAreas {
 public:
     SpreadRects const& GetRects() const { return m_rects; }
+    // The nodes of a selection, and those that hold the stories that changed.
+    Kernel::Counted<Selection const> GetNodes(Kernel::Counted<Selection const> const& selection) const;
     // Runs an operation, which calls Note for each text right before it changes.
     template <class Operation>
     void Around(Operation const& operation) {
         m_rects = {};
         m_texts.clear();
+        m_changedOwners.clear();
         operation();
         Gather();
     }
-    void Note(TextNode const& text) { m_texts.emplace_back(text); }
+    void Note(TextNode& text);
 
 private:
+    struct Text {
+        ShownTexts shown;
+        Kernel::Counted<TextNode> owner;
+        Kernel::Counted<Story::Story const> story;
+    };
     void Gather();
 
     SpreadRects m_rects;
-    std::vector<ShownTexts> m_texts;
+    std::vector<Text> m_texts;
+    std::vector<Kernel::Counted<Node>> m_changedOwners;
 };
 
 // Changes attributes of the selected texts.
@@ -60,7 +69,6 @@ public:
     // slider do.
     bool CanMerge(Kernel::Counted<Command const> newer) const override;
     bool Merge(Kernel::Counted<Command const> newer) override;
-    bool CanRepeat() const override { return true; }
     Kernel::Counted<DocumentCommand> Clone() const override;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
@@ -96,7 +104,6 @@ public:
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
     bool ShouldStackForUndo() const override { return HasKeptStates(); }
-    bool CanRepeat() const override { return true; }
 
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;

@@ -38,7 +38,6 @@ public:
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
     bool ShouldStackForUndo() const override { return m_alwaysStacks || HasKeptStates(); }
-    bool CanRepeat() const override { return true; }
     Kernel::Counted<DocumentCommand> Clone() const override;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
