@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <iomanip>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -30,11 +31,15 @@ std::string DescribeState(DocumentController& controller) {
 }
 
 // One example of each class: the one that makes the smallest document. Each has a document of its own, so they are
-// tried before.
+// tried before. WRITE_SAVED_CLASSES, an expression, leaves out the classes that it does not match.
 std::vector<CommandExample const*> ChooseExamples() {
     std::map<std::string, std::pair<std::uintmax_t, CommandExample const*>> smallest;
     TemporaryFolder const folder;
+    auto const* const wanted = std::getenv("WRITE_SAVED_CLASSES");
+    std::regex const classes(wanted == nullptr ? ".*" : wanted);
     for (auto const& example : AllExamples()) {
+        if (!std::regex_match(example.className, classes))
+            continue;
         ExampleRun run(example);
         run.Do();
         if (!run.controller->GetLastResult().stacked)

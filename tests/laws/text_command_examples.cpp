@@ -81,7 +81,10 @@ void InsertAt(TextNode& text, std::uint32_t index, Kernel::Counted<Story::Glyph 
 // A field that three texts show, and the number of the page and of all pages.
 void Fields(DocumentController& controller) {
     auto const texts = PutTexts(controller);
-    controller.GetDocument()->GetCustomFieldSource().AddField(c_field, "Name", "a value of some words");
+    // Examples may share a document.
+    auto& source = controller.GetDocument()->GetCustomFieldSource();
+    if (!source.Has(c_field))
+        source.AddField(c_field, "Name", "a value of some words");
     auto const makeField = [] { return Kernel::MakeCounted<Story::CustomFieldGlyph>(Kernel::String(c_field)); };
     auto const begin = texts.chain[4]->MakeComposedFrame()->GetRange().begin;
     InsertAt(*texts.chain[0], begin + 5, makeField());
