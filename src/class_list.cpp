@@ -5,6 +5,7 @@
 #include "lines/class_list.h"
 #include "raster/class_list.h"
 #include "shapes/class_list.h"
+#include "text/class_list.h"
 
 #include <algorithm>
 #include <iterator>
@@ -16,7 +17,8 @@ public:
     Registrations() {
         std::vector<ListedClass> classes;
         for (auto const& chapter : {Commands::GetFrameClasses(), Commands::GetLinesClasses(),
-                                    Commands::GetRasterClasses(), Commands::GetShapesClasses()})
+                                    Commands::GetRasterClasses(), Commands::GetShapesClasses(),
+                                    Commands::GetTextClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);

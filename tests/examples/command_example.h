@@ -44,6 +44,10 @@ struct CommandExample {
     std::vector<Untold> untold = {};
     // The command has all of the document painted again.
     bool tellsWholeDocument = false;
+    // Files outside the document that the command or what it keeps names, in the order of their bytes.
+    std::vector<std::string> filePaths = {};
+    // The class only lets old histories load: it does nothing and has no words, and a history stops at its steps.
+    bool isShell = false;
 
     static void Register(CommandExample example);
     // By class name; those of one class in the order of its source.

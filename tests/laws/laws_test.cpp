@@ -66,7 +66,7 @@ TEST_P(Laws, UndoGivesTheDocumentBackAndRedoDoesItAgain) {
         }
         return;
     }
-    EXPECT_TRUE(run.before != after || selected != selectedAfter) << "the example changes nothing";
+    EXPECT_EQ(Example().isShell, run.before == after && selected == selectedAfter) << "the example changes nothing";
     for (int round = 0; round != 3; ++round) {
         run.controller->Undo();
         run.controller->GetDocument()->CheckInvariants();
@@ -83,7 +83,7 @@ TEST_P(Laws, ASavedHistoryUndoesAndRedoesTheSame) {
     ExampleRun run(Example());
     auto const selected = SelectedIds(*run.controller);
     run.Do();
-    if (!run.controller->GetLastResult().stacked)
+    if (!run.controller->GetLastResult().stacked || Example().isShell)
         return;
     auto const after = run.controller->GetHash(false);
     auto const selectedAfter = SelectedIds(*run.controller);
@@ -217,9 +217,12 @@ TEST_P(Laws, DamagedBytesAreRefusedOrLoad) {
 TEST_P(Laws, APathOnlyPassWritesNoField) {
     ExampleRun run(Example());
     run.Do();
-    EXPECT_TRUE(Kernel::GatherFilePaths(std::vector<Kernel::Counted<Kernel::Serialisable const>>{
-                                            Kernel::Counted<Kernel::Serialisable const>(run.command)})
-                    .empty());
+    std::vector<std::string> paths;
+    for (auto const& path : Kernel::GatherFilePaths(std::vector<Kernel::Counted<Kernel::Serialisable const>>{
+             Kernel::Counted<Kernel::Serialisable const>(run.command)}))
+        paths.push_back(path.ToStdString());
+    std::ranges::sort(paths);
+    EXPECT_EQ(Example().filePaths, paths);
 }
 
 TEST_P(Laws, TheSameCommandOnTheSameDocumentGivesTheSameState) {
@@ -326,7 +329,9 @@ TEST_P(Laws, NotificationsNameTheDocument) {
     EXPECT_EQ(first, notifications.front());
     for (auto const& notification : notifications)
         EXPECT_TRUE(notification);
-    EXPECT_FALSE(run.command->GetDescription().GetText().empty());
+    EXPECT_EQ(Example().isShell, run.command->GetDescription().GetText().empty());
+    if (Example().isShell)
+        return;
     // A plug-in's name is no text of this library.
     EXPECT_EQ(Example().className == "RasterPluginFilterCommand", run.command->GetDescription().GetContext().empty());
 }

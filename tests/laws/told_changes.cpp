@@ -290,7 +290,7 @@ private:
             m_operation.before.selection.get(), m_operation.after.selection.get(), command->GetSelection().get()};
         std::map<NodeId, Rect> touched;
         for (auto const& change : m_changes) {
-            bool const isTouched = change.LooksOther() || change.HasNewBox() || IsNamed(change.Any(), selections);
+            bool const isTouched = change.LooksOther() || change.HasNewBox() || IsStoryNamed(change.Any(), selections);
             for (auto const* at : {change.before, change.after}) {
                 if (at != nullptr && isTouched)
                     touched[at->spread] =

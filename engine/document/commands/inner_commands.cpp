@@ -137,6 +137,7 @@ bool InnerCommands::PostLoad(Kernel::NonCounted<DocumentController> controller) 
             command = std::move(replacement);
             anyReplaced = true;
         }
+        command->DocumentCommand::PostLoad(controller);
         command->PostLoad(controller);
     }
     return anyReplaced;

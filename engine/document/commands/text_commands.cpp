@@ -89,8 +89,23 @@ Kernel::LocalisedString FormatTextCommand::GetDescription() const {
 
 void FormatTextCommand::Do() {
     ForgetKeptStates();
-    m_areas.Around([this] { SubSelectionCommandWithSingleInterface::Do(); });
+    m_areas.Around([this] {
+        SubSelectionCommandWithSingleInterface::Do();
+        FormatTextsInTheMaking();
+    });
 }
+
+// A text that is about to enter the document takes part, too; a step of its own is nothing to it.
+void FormatTextCommand::FormatTextsInTheMaking() {
+    for (auto const& item : *GetSelection()) {
+        auto* const text = Kernel::CastPointer<TextNode>(item->GetSelectable().get());
+        if (text == nullptr || text->IsInDocument())
+            continue;
+        if (text->GetDocumentForComposition().get() == GetDocumentController()->GetDocument().get())
+            ReceiveInterface(Kernel::NonCounted<TextNode>(text), item->MakeStorySelection(true).GetRanges(true));
+    }
+}
+
 void FormatTextCommand::Undo() {
     m_areas.Around([this] { SubSelectionCommandWithSingleInterface::Undo(); });
 }

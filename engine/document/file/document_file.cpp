@@ -456,6 +456,8 @@ void DocumentController::PrepareLoadedHistory(Kernel::Counted<History> const& hi
     for (auto& step : history->m_steps) {
         if (!step.command)
             continue;
+        // Some commands hand on the controller that they have already.
+        step.command->DocumentCommand::PostLoad(this);
         step.command->PostLoad(this);
         if (IsOfUnsupportedBeta(step.command))
             step.command.reset();

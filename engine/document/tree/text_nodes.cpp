@@ -143,6 +143,9 @@ Story::Selection SubSelectionItem::MakeStorySelection(bool wholeObjects) const {
     return {text->GetStory(), part->GetRanges()};
 }
 
+Selection::Selection(Kernel::JailCounted<Selectable> object, Kernel::Counted<SubSelectable const> part)
+    : m_items{Kernel::MakeCounted<SubSelectionItem>(std::move(object), std::move(part))} {}
+
 void SubSelectionItem::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "SubS", m_part);
     SelectionItem::Save(out);

@@ -9,6 +9,7 @@
 #include <vector>
 
 class Node;
+class SubSelectable;
 
 namespace Story {
 class Selection;
@@ -48,6 +49,8 @@ public:
     Selection(Items items, bool ordered) : m_items(std::move(items)), m_ordered(ordered) {}
     // A selection of whole nodes, in the order given.
     explicit Selection(std::vector<Kernel::Counted<Node>> const& nodes);
+    // Of a part of one object, such as spans of a text.
+    Selection(Kernel::JailCounted<Selectable> object, Kernel::Counted<SubSelectable const> part);
     static Kernel::Counted<Selection const> CreateWithSingleObject(Kernel::JailCounted<Selectable> object);
 
     const_iterator begin() const { return m_items.begin(); }

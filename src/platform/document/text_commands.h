@@ -51,7 +51,8 @@ private:
     std::vector<Kernel::Counted<Node>> m_changedOwners;
 };
 
-// Changes attributes of the selected texts.
+// Changes attributes of the selected texts. A text in no tree takes part while it is composed with this document, as
+// one does that a command makes; undoing leaves it alone.
 class REDRAFT_ENGINE FormatTextCommand
     : public SubSelectionCommandWithSingleInterface<FormatTextCommand, StoryInterface> {
 public:
@@ -84,6 +85,8 @@ protected:
     void ReceiveInterface(Kernel::NonCounted<TextNode> text, Story::StoryRanges const& ranges) override;
 
 private:
+    void FormatTextsInTheMaking();
+
     Kernel::Counted<Story::Delta const> m_delta;
     ChangedTextAreas m_areas;
 };

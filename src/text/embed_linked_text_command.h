@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persistence/persisted.h"
+#include "platform/document/text_commands.h"
+
+namespace Commands {
+
+// Makes text that was taken from a file the document's own: the paragraphs forget the file, the text stays.
+class REDRAFT_API EmbedLinkedTextCommand final : public Persisted<EmbedLinkedTextCommand, FormatTextCommand> {
+public:
+    explicit EmbedLinkedTextCommand(Kernel::Counted<Selection const> selection);
+
+    Kernel::LocalisedString GetDescription() const override;
+    Kernel::Counted<DocumentCommand> Clone() const override;
+
+private:
+    friend struct Kernel::FieldAccess;
+    EmbedLinkedTextCommand() : EmbedLinkedTextCommand(nullptr) {}
+    // No arguments but the selection.
+    static constexpr auto Fields() { return Kernel::FieldList<>{}; }
+};
+
+} // namespace Commands

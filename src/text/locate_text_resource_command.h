@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "frame/persistence/persisted.h"
+#include "platform/document/selection_commands.h"
+
+namespace Commands {
+
+// Selects text that was taken from a file, and has the editor show it.
+class REDRAFT_API LocateTextResourceCommand final
+    : public Persisted<LocateTextResourceCommand, SetCurrentSelectionCommand> {
+public:
+    explicit LocateTextResourceCommand(Kernel::Counted<Selection const> selection);
+
+    Kernel::LocalisedString GetDescription() const override;
+    void Notify(Kernel::NotificationList& notifications) override;
+    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
+
+private:
+    friend struct Kernel::FieldAccess;
+    LocateTextResourceCommand() = default;
+    // No arguments but the selection.
+    static constexpr auto Fields() { return Kernel::FieldList<>{}; }
+};
+
+} // namespace Commands

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/examples/command_example.h"
+#include "tests/examples/scenes/field_documents.h"
+#include "text/add_caption_command.h"
+#include "text/caption_counter_type_command.h"
+
+namespace Commands {
+
+namespace {
+
+auto const PrepareObjects = [](DocumentController& controller) { ExampleDocuments::ObjectsToCaption(controller); };
+
+Kernel::Counted<CaptionInfo const> MakeCaption(char const* style, CaptionPosition position) {
+    CaptionInfo::Placing placing;
+    placing.position = position;
+    return Kernel::MakeCounted<CaptionInfo>(Story::GlyphString(U"Three objects that stand on a page"), style, placing);
+}
+
+} // namespace
+
+// Below an object that is turned.
+static ExampleRegistration const s_captionExample({
+    .className = "AddCaptionCommand",
+    .prepare = PrepareObjects,
+    .make =
+        [](auto&) {
+            return Kernel::MakeCounted<AddCaptionCommand>(MakeCaption("", CaptionPosition::Below), nullptr, true);
+        },
+});
+
+// Text of a style that needs more room than there is.
+static ExampleRegistration const s_grownCaptionExample({
+    .className = "AddCaptionCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            auto const nodes = ExampleDocuments::ObjectsToCaption(controller);
+            ExampleDocuments::Select(controller, {nodes.back()});
+        },
+    .make =
+        [](auto&) {
+            return Kernel::MakeCounted<AddCaptionCommand>(MakeCaption("Caption", CaptionPosition::Above), nullptr,
+                                                          true);
+        },
+});
+
+static ExampleRegistration const s_addCounterExample({
+    .className = "CaptionCounterTypeCommand",
+    .prepare = [](DocumentController& controller) { controller.GetDocument()->AddCustomCaptionCounterType("Map"); },
+    .make = [](auto&) { return Kernel::MakeCounted<CaptionCounterTypeCommand>("Chart", true); },
+});
+
+static ExampleRegistration const s_removeCounterExample({
+    .className = "CaptionCounterTypeCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            for (char const* name : {"Chart", "Map", "Plate"})
+                controller.GetDocument()->AddCustomCaptionCounterType(name);
+        },
+    .make = [](auto&) { return Kernel::MakeCounted<CaptionCounterTypeCommand>("Map", false); },
+});
+
+} // namespace Commands
