@@ -11,7 +11,10 @@
 #include "shell/failure.h"
 #include "shell/input_files.h"
 #include "shell/selector.h"
+#include "shell/text_objects.h"
 #include "shell/values.h"
+#include "text/anchor_reference.h"
+#include "text/field_reference.h"
 
 #include <algorithm>
 #include <cmath>
@@ -91,6 +94,15 @@ Curve ParseCurve(std::string const& text, ValueContext const&) {
 
 SymbolReference ParseSymbol(std::string const& text, ValueContext const& context) {
     return {FindSymbol(context.document, text)};
+}
+
+Commands::AnchorReference ParseAnchor(std::string const& text, ValueContext const& context) {
+    return text == "none" ? Commands::AnchorReference() : Commands::AnchorReference(FindAnchor(context.document, text));
+}
+std::string FormatAnchor(Commands::AnchorReference const&) { return "none"; }
+
+Commands::FieldReference ParseField(std::string const& text, ValueContext const& context) {
+    return {FindField(context.document, text)};
 }
 
 SpreadIndex ParseSpreadIndex(std::string const& text, ValueContext const& context) {
@@ -235,6 +247,8 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<Bitmap, &ParseBitmap>("picture", "a PNG, JPEG or TIFF file"),
         Kind<Plugin, &ParsePlugin>("plug-in", "the name of an installed filter, or NAME:PARAMETER=VALUE,..."),
         Kind<SymbolReference, &ParseSymbol>("symbol", "#ID or name:TEXT"),
+        Kind<Commands::AnchorReference, &ParseAnchor, &FormatAnchor>("anchor", "an anchor's name or identity, or none"),
+        Kind<Commands::FieldReference, &ParseField>("field", "a field's name or identity"),
         Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),
     };
     return s_kinds;
