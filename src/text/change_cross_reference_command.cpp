@@ -162,8 +162,11 @@ void ChangeCrossReferenceCommand::Notify(Kernel::NotificationList& notifications
         controller, m_invalidationRects, selection, m_preview, false, false, false));
     notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, selection, m_preview));
     m_changeResult.Notify(notifications, controller, selection, m_preview);
-    if (m_updateCommand)
-        m_updateCommand->Notify(notifications);
+    if (!m_updateCommand)
+        return;
+    // A preview may have become a step since the command ran.
+    m_updateCommand->SetPreview(IsPreview());
+    m_updateCommand->Notify(notifications);
 }
 
 // The first version kept nothing of references.

@@ -81,6 +81,7 @@ void CreateCustomFieldFromTextCommand::Do() {
 // Required: the field goes before the text comes back.
 void CreateCustomFieldFromTextCommand::Undo() {
     SetDirection(Direction::Undo);
+    NoteSelectedTexts();
     m_documentController->GetDocument()->GetCustomFieldSource().DeleteField(m_guid);
     BaseReplaceTextCommand::Undo();
 }

@@ -49,8 +49,11 @@ void DeleteCustomFieldCommand::Redo() {
 
 void DeleteCustomFieldCommand::Notify(Kernel::NotificationList& notifications) {
     notifications.push_back(Kernel::MakeCounted<AvailableFieldsChangedNotification>(GetDocumentController(), false));
-    for (auto const& expand : m_expandCommands)
+    for (auto const& expand : m_expandCommands) {
+        // A preview may have become a step since the command ran.
+        expand->SetPreview(IsPreview());
         expand->Notify(notifications);
+    }
 }
 
 bool DeleteCustomFieldCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {

@@ -245,6 +245,16 @@ private:
         });
     }
 
+    // Whether a text shows the story of one of these nodes.
+    static bool ShowsAny(Shown const& shown, std::set<Node const*> const& owners) {
+        auto const* const text = Kernel::CastPointer<TextNode const>(shown.node.get());
+        if (text == nullptr || owners.empty())
+            return false;
+        auto const flow = text->GetTextFlow();
+        return std::any_of(flow->begin(), flow->end(),
+                           [&](Kernel::Counted<TextNode> const& frame) { return owners.contains(frame.get()); });
+    }
+
     void JudgeNodes() {
         bool const isStructureTold = !Pick<DocumentStructureChangedNotification>(m_told).empty();
         std::vector<Selection const*> changedNodes;
@@ -288,9 +298,15 @@ private:
         auto const& command = m_operation.command;
         std::vector<Selection const*> const selections{
             m_operation.before.selection.get(), m_operation.after.selection.get(), command->GetSelection().get()};
+        std::set<Node const*> newStories;
+        for (auto const& change : m_changes) {
+            if (change.HasNewStory())
+                newStories.insert(change.Any().node.get());
+        }
         std::map<NodeId, Rect> touched;
         for (auto const& change : m_changes) {
-            bool const isTouched = change.LooksOther() || change.HasNewBox() || IsStoryNamed(change.Any(), selections);
+            bool const isTouched = change.LooksOther() || change.HasNewBox() || ShowsAny(change.Any(), newStories) ||
+                                   IsStoryNamed(change.Any(), selections);
             for (auto const* at : {change.before, change.after}) {
                 if (at != nullptr && isTouched)
                     touched[at->spread] =
@@ -349,6 +365,7 @@ private:
         auto const& before = m_operation.before;
         auto const& after = m_operation.after;
         RequireFor<GuidesChangedNotification>(before.guides != after.guides, "the colour of guides");
+        RequireFor<AvailableFieldsChangedNotification>(before.fieldNames != after.fieldNames, "the fields of texts");
         for (auto const& [id, properties] : before.artboardProperties) {
             auto const found = after.artboardProperties.find(id);
             bool const isOther = found != after.artboardProperties.end() && !SameStates(properties, found->second, {});
@@ -411,6 +428,9 @@ ShownDocument::ShownDocument(DocumentController& controller)
       anchorsToSpine(controller.GetPageManagementOptions()->GetShouldAnchorToSpine()),
       migration(controller.GetPageManagementOptions()->GetMasterMigrationStrategy()),
       pressureProfiles(controller.GetPressureProfiles()) {
+    auto const& fields = controller.GetDocument()->GetCustomFieldSource();
+    for (auto const& guid : fields.GetGuids())
+        fieldNames[guid] = fields.GetFieldName(guid);
     ForEachNode(*controller.GetDocument(), [&](Node& node) {
         if (node.GetParent() == nullptr)
             return;

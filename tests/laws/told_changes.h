@@ -52,6 +52,7 @@ public:
     Kernel::Counted<Selection const> selection;
     std::vector<NodeId> symbols;
     std::vector<ViewPointData> viewPoints;
+    std::map<Kernel::String, Kernel::String> fieldNames;
     Kernel::Counted<Renderer::FillDescriptor const> guides, defaultGuides;
     bool reflows = false;
     int scaleFlags = 0;

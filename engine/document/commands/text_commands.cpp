@@ -15,7 +15,15 @@ void ChangedTextAreas::Note(TextNode& text) {
     m_texts.push_back({ShownTexts(text), Kernel::Counted<TextNode>(&text.GetStoryOwner()), text.GetStory()});
 }
 
+void ChangedTextAreas::Begin() {
+    m_rects = {};
+    m_texts.clear();
+    m_changedOwners.clear();
+    m_hasBegun = true;
+}
+
 void ChangedTextAreas::Gather() {
+    m_hasBegun = false;
     for (auto const& text : m_texts) {
         text.shown.IncludeChanged(m_rects);
         if (text.owner->GetStory() == text.story)
@@ -173,6 +181,14 @@ bool FormatTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& 
 BaseReplaceTextCommand::BaseReplaceTextCommand(Kernel::Counted<Selection const> selection)
     : SubSelectionCommandWithSingleInterface(std::move(selection)) {}
 BaseReplaceTextCommand::~BaseReplaceTextCommand() = default;
+
+void BaseReplaceTextCommand::NoteSelectedTexts() {
+    m_areas.Begin();
+    for (auto const& item : *GetSelection()) {
+        if (auto* const text = Kernel::CastPointer<TextNode>(item->GetSelectable().get()))
+            m_areas.Note(*text);
+    }
+}
 
 void BaseReplaceTextCommand::Do() {
     ForgetKeptStates();

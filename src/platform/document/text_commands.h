@@ -30,13 +30,15 @@ public:
     // Runs an operation, which calls Note for each text right before it changes.
     template <class Operation>
     void Around(Operation const& operation) {
-        m_rects = {};
-        m_texts.clear();
-        m_changedOwners.clear();
+        if (!m_hasBegun)
+            Begin();
         operation();
         Gather();
     }
     void Note(TextNode& text);
+    // For an operation before which something else changes, such as a value that texts show: Note may be called from
+    // here on.
+    void Begin();
 
 private:
     struct Text {
@@ -49,6 +51,7 @@ private:
     SpreadRects m_rects;
     std::vector<Text> m_texts;
     std::vector<Kernel::Counted<Node>> m_changedOwners;
+    bool m_hasBegun = false;
 };
 
 // Changes attributes of the selected texts. A text in no tree takes part while it is composed with this document, as
@@ -112,6 +115,8 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
+    // To be called before what the selected texts show changes otherwise than by the operation that comes next.
+    void NoteSelectedTexts();
     // The text at which the command is, while ReplaceText runs.
     Kernel::Counted<TextNode> const& GetText() const { return m_text; }
     // Puts text in place of the ranges of a story that is the command's to edit, and gives the ranges of the new text.

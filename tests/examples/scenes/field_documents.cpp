@@ -33,8 +33,11 @@ std::u32string MakeFiller(int sentences) {
 
 FieldTexts TextsWithFields(DocumentController& controller) {
     auto& source = controller.GetDocument()->GetCustomFieldSource();
-    source.AddField(c_titleField, "Title", "Of Anchors");
-    source.AddField(c_authorField, "Author", "R. Penman");
+    // Several of these scenes may stand in one document.
+    if (!source.Has(c_titleField))
+        source.AddField(c_titleField, "Title", "Of Anchors");
+    if (!source.Has(c_authorField))
+        source.AddField(c_authorField, "Author", "R. Penman");
     GlyphRef const title = Kernel::MakeCounted<Story::CustomFieldGlyph>(c_titleField);
     GlyphRef const author = Kernel::MakeCounted<Story::CustomFieldGlyph>(c_authorField);
     Story::GlyphString text(U"This is ");
