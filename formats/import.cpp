@@ -10,6 +10,7 @@
 #include "formats/text/text_import.h"
 #include "platform/kernel/files.h"
 #include "platform/raster/bitmap_image.h"
+#include "platform/story/linked_file.h"
 
 #include <filesystem>
 #include <map>
@@ -201,6 +202,11 @@ ImportedText ReadMarkdownFile(Call const& call) {
 ImportedText ReadTextFile(Call const& call, bool isMarkdown) {
     auto text =
         isMarkdown ? ReadMarkdownFile(call) : ReadText(call.ReadFile(call.options.limits.textBytes), call.options);
+    if (call.options.linkTexts) {
+        Kernel::Counted<Kernel::Serialisable const> const link =
+            Kernel::MakeCounted<Story::LinkedFileAtt>(Kernel::String(call.path));
+        text.story->FormatText(*Story::MakeDelta(Story::ParagraphAtt::Object::LinkedFile, link));
+    }
     if (text.headings)
         call.report.headings = call.report.headings.value_or(0) + *text.headings;
     if (!text.recognised.empty())

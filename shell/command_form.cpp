@@ -383,6 +383,7 @@ CommandEntry MakeEntry(CommandCard const& card) {
     entry.reason = card.reason;
     entry.keptByUndo = card.keptByUndo;
     entry.canApplyTo = card.canApplyTo;
+    entry.runsOnlyWhereItApplies = card.runsOnlyWhereItApplies;
     entry.combinesObjects = card.combinesObjects;
     return entry;
 }

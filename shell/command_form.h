@@ -70,6 +70,7 @@ struct CommandEntry {
     std::string_view reason;
     // Asks the class whether it would run on a selection; empty for classes that do not say.
     std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
+    bool runsOnlyWhereItApplies = false;
     // Works on all selected objects together: they have to be of one spread, and hidden ones count.
     bool combinesObjects = false;
     // A command of the engine's own: its form here is no part of its class.

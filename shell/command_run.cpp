@@ -64,7 +64,7 @@ Outcome RunCommand(DocumentController& document, CommandEntry const& entry,
     Interrupt::Scope const interrupt(command->GetProgressAbortPointer(), documentPath);
     auto const outcome = Guarded(ExitStatus::Input, entry.className, [&]() -> Outcome {
         if (entry.canApplyTo && !entry.canApplyTo(selection))
-            return TryCommand(document, command);
+            return entry.runsOnlyWhereItApplies ? Outcome() : TryCommand(document, command);
         if (!command->ShouldStackForUndo())
             return RunUnstacked(document, command);
         document.Run(command);

@@ -27,6 +27,7 @@ Formats::ImportOptions ReadOptions(Arguments const& arguments) {
     if (arguments.Has("--keep-lines") && arguments.Has("--join-lines"))
         throw Failure(ExitStatus::Usage, "--join-lines", "contradicts --keep-lines");
     options.profile = ReadProfile(arguments);
+    options.linkTexts = arguments.Has("--link");
     if (auto const headings = arguments.Find("--headings")) {
         auto const& paths = arguments.GetAll("IN");
         if (std::none_of(paths.begin(), paths.end(),

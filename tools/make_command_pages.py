@@ -61,7 +61,15 @@ SAMPLES = {"boolean": "true", "integer": "1", "number": "0.5", "text": "Overview
            "picture": "photo.png", "plug-in": "squareblur", "numbers": "3,2"}
 # Of records, by the parameter's name.
 RECORDS = {"line": '{"weight":4,"dash":[3,2],"endHead":"arrow"}',
-           "changes": '{"size":"130x170"}'}
+           "changes": '{"size":"130x170"}',
+           "caption": '{"text":"Seen from the south","position":"below"}',
+           "style": '{"name":"Page","pattern":"page {page}"}'}
+# Of the documents of the examples, by the command's name and the parameter's.
+NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
+         "delete-custom-field": {"field": "Title"}, "rename-custom-field": {"field": "Title", "name": "Name"},
+         "add-custom-field": {"guid": "year", "name": "Year", "value": "1851"},
+         "create-custom-field-from-text": {"guid": "words", "name": "Words", "value": "words of"},
+         "caption-counter-type": {"name": "Chart"}}
 
 
 def choose_call(command, symbol):
@@ -71,7 +79,7 @@ def choose_call(command, symbol):
         for parameter in form:
             if "default" in parameter:
                 continue
-            value = SAMPLES.get(parameter["type"])
+            value = NAMED.get(command["name"], {}).get(parameter["name"], SAMPLES.get(parameter["type"]))
             if parameter["type"] == "name":
                 value = re.split(", | or ", parameter["notation"])[-1]
             elif parameter["type"] == "symbol":

@@ -23,6 +23,7 @@ public:
                                 Kernel::Counted<Selection const> selection);
     ~ChangeCrossReferenceCommand() override;
 
+    static constexpr bool c_runsOnlyWhereItApplies = true;
     // Whether there is a reference in the selected text.
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 

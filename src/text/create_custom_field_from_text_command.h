@@ -17,6 +17,7 @@ public:
 
     // True for one range of text without breaks and filler text that reads as something.
     static bool CanCreateCustomFieldFromSelection(Kernel::Counted<Selection const> selection);
+    static constexpr bool c_runsOnlyWhereItApplies = true;
     static bool CanApplyTo(Kernel::Counted<Selection const> selection) {
         return CanCreateCustomFieldFromSelection(std::move(selection));
     }

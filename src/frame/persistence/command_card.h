@@ -84,6 +84,8 @@ struct REDRAFT_API CommandCard {
     std::string_view reason;
     // Asks the class whether it would run on a selection; empty for classes that do not say.
     std::function<bool(Kernel::Counted<Selection const>)> canApplyTo;
+    // Programs do not run the command on other selections, on which it would do harm.
+    bool runsOnlyWhereItApplies = false;
     // Works on all selected objects together: they have to be of one spread, and hidden ones count.
     bool combinesObjects = false;
     // The things that Undo leaves changed on purpose, as one sentence; empty when it leaves nothing.

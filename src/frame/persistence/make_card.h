@@ -184,6 +184,8 @@ CommandCard MakeCard() {
         card.canApplyTo = [](Kernel::Counted<Selection const> selection) { return T::CanApplyTo(selection); };
     else if constexpr (std::derived_from<T, RasterCommand>)
         card.canApplyTo = &HasLayers;
+    if constexpr (requires { T::c_runsOnlyWhereItApplies; })
+        card.runsOnlyWhereItApplies = T::c_runsOnlyWhereItApplies;
     if constexpr (requires { T::c_combinesObjects; })
         card.combinesObjects = T::c_combinesObjects;
     if constexpr (requires { T::c_keptByUndo; })
