@@ -16,9 +16,9 @@ class Registrations {
 public:
     Registrations() {
         std::vector<ListedClass> classes;
-        for (auto const& chapter : {Commands::GetFrameClasses(), Commands::GetLinesClasses(),
-                                    Commands::GetRasterClasses(), Commands::GetShapesClasses(),
-                                    Commands::GetTextClasses()})
+        for (auto const& chapter :
+             {Commands::GetFrameClasses(), Commands::GetLinesClasses(), Commands::GetRasterClasses(),
+              Commands::GetShapesClasses(), Commands::GetTextClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);
