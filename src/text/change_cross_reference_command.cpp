@@ -47,6 +47,12 @@ void ChangeCrossReferenceCommand::ForgetAreas() {
 void ChangeCrossReferenceCommand::Do() {
     SetDirection(Direction::Do);
     BeginPass();
+    // A preview does it again.
+    m_oldTargetTypes.clear();
+    m_oldAnchors.clear();
+    m_oldAtts.clear();
+    m_oldAnchorFlags.clear();
+    m_oldUiScales.clear();
     m_newSelection = Kernel::MakeCounted<MutableSelection>();
     SelectionCommand::Do();
     auto const changed = m_newSelection->CloneImmutable();

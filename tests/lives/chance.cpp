@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/lives/chance.h"
 
+#include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "shell/command_table.h"
 #include "shell/failure.h"
 #include "shell/session.h"
+#include "shell/text_objects.h"
 #include "shell/verbs.h"
 #include "tests/examples/command_example.h"
 #include "tests/lives/fade_command.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace Lives {
@@ -42,6 +45,34 @@ std::string SymbolId(Random& random, DocumentController& document) {
     return "#" +
            std::to_string(
                document.GetSymbolAtIndex(static_cast<int>(random.Below(static_cast<std::size_t>(count))))->GetId());
+}
+
+std::string AnchorId(Random& random, DocumentController& document) {
+    auto const anchors = Shell::FindAnchors(document);
+    auto const id = anchors.empty() ? std::string() : random.Of(anchors).anchor->GetUid().ToStdString();
+    return id.empty() || random.Chance(10) ? "none" : "'" + id + "'";
+}
+
+// A name that is added to the list or taken out of it. One that is there already is never added, nor one removed that
+// is not: required of the command, undoing that does not lead back.
+std::string CounterName(Random& random, DocumentController& document) {
+    auto const& known = document.GetDocument()->GetCustomCaptionCounterTypes();
+    if (!known.empty() && random.Chance(50))
+        return " name='" + random.Of(known).ToStdString() + "' add=false";
+    auto name = "Kind " + std::to_string(known.size());
+    while (std::find(known.begin(), known.end(), Kernel::String(name)) != known.end())
+        name += " and more";
+    return " name='" + name + "' add=true";
+}
+
+// A part of a text; empty where the node is none, or has no text.
+std::string TextRange(Random& random, DocumentController& document, NodeId id) {
+    auto const text = Kernel::Cast<TextNode>(document.GetDocument()->FindNode(id));
+    auto const length = text ? text->GetStory()->GetLength() - 1 : 0;
+    if (length == 0)
+        return {};
+    auto const begin = random.Below(length), end = begin + 1 + random.Below(std::min<std::size_t>(length - begin, 12));
+    return "[" + std::to_string(begin) + ":" + std::to_string(std::min<std::size_t>(end, length)) + "]";
 }
 
 // The names of "a, b or c".
@@ -96,6 +127,19 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
         return "'{\"weight\":" + Number(random, 0, 12) + ",\"dash\":[" + random.Of<std::string>({"", "3,1", "0,2"}) +
                "],\"startHead\":\"" + random.Of<std::string>({"none", "arrow", "circle"}) +
                "\",\"scaleWithObject\":" + random.Of<std::string>({"true", "false"}) + "}'";
+    if (info.type == "record" && info.name == "caption")
+        return "'{\"text\":\"" + Number(random, 1, 9) + " words of a caption\",\"position\":\"" +
+               random.Of<std::string>({"below", "above", "left", "right"}) + "\",\"width\":" + Number(random, 0, 200) +
+               "}'";
+    if (info.type == "record" && info.name == "style")
+        return "'{\"name\":\"" + Number(random, 1, 3) + "\",\"pattern\":\"" +
+               random.Of<std::string>({"{}", "page {page}", "{text}, {name}"}) + "\"}'";
+    if (info.type == "anchor")
+        return AnchorId(random, document);
+    if (info.type == "field") {
+        auto const guids = document.GetDocument()->GetCustomFieldSource().GetGuids();
+        return guids.empty() ? "missing" : "'" + random.Of(guids).ToStdString() + "'";
+    }
     if (info.type == "record")
         return "'{\"name\":\"" + Number(random, 1, 1'000'000) + "\",\"spreadIndex\":0,\"viewBox\":[0,0,10,10]}'";
     if (info.type == "symbol")
@@ -118,8 +162,12 @@ std::string Selector(Random& random, DocumentController& document) {
     if (ids.empty() || random.Chance(25))
         return random.Of<std::string>({"all", "all", "all", "type:GroupNode", "type:ShapeNode", "type:RasterNode"});
     std::string text;
-    for (auto count = 1 + random.Below(4); count != 0; --count)
-        text += (text.empty() ? "#" : ",#") + std::to_string(random.Of(ids));
+    for (auto count = 1 + random.Below(4); count != 0; --count) {
+        auto const id = random.Of(ids);
+        text += (text.empty() ? "#" : ",#") + std::to_string(id);
+        if (random.Chance(30))
+            text += TextRange(random, document, id);
+    }
     return text;
 }
 
@@ -153,6 +201,8 @@ std::string Call(Random& random, Props const& props, DocumentController& documen
                  bool isPreview) {
     auto const* const entry = &called;
     std::string line = (isPreview ? "preview " : "do ") + entry->shortName;
+    if (entry->className == "CaptionCounterTypeCommand")
+        return line + CounterName(random, document) + (isPreview ? End(random, document) : "");
     for (auto const& info : random.Of(entry->forms).parameters) {
         if (!info.defaultValue || random.Chance(60))
             line += " " + std::string(info.name) + "=" + Value(random, props, document, info);

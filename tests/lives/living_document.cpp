@@ -62,7 +62,10 @@ Kernel::Counted<DocumentCommand> MakeCommand(DocumentController& document, std::
     Shell::NamedValues values;
     for (auto word = words.begin() + 1; word != words.end(); ++word)
         values.emplace(word->substr(0, word->find('=')), word->substr(word->find('=') + 1));
-    return entry->ChooseForm(values).make(values, {document, given ? given : document.GetCurrentSelection()});
+    auto const selection = given ? given : document.GetCurrentSelection();
+    if (entry->runsOnlyWhereItApplies && !entry->canApplyTo(selection))
+        return {};
+    return entry->ChooseForm(values).make(values, {document, selection});
 }
 
 std::size_t IndexOf(DocumentController const& document, SpreadNode const& spread) {
