@@ -113,7 +113,7 @@ void Answer(Session& session, DocumentController& document, DocumentCommand cons
     session.Print(line + "\n");
 }
 
-// What a value names may be found wrong only when the command is made.
+// A value may name something that turns out to be wrong only when the command is made.
 Kernel::Counted<DocumentCommand> MakeCommand(CommandForm const& form, NamedValues const& values,
                                              ValueContext const& context, std::string const& name) {
     try {

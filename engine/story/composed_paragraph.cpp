@@ -40,8 +40,8 @@ void ComposedParagraph::Compose(StyleSheet const& styles, ExpansionContext const
 
 ComposedParagraph::~ComposedParagraph() = default;
 
-// What an object shows is cut off where the paragraph would become longer than any that is stored may be by more than
-// the longest expansion: many objects that show much each must not fill the memory.
+// The text of an object is cut off where the paragraph would be longer, by more than the longest expansion, than any
+// that may be stored: many objects that show much each must not fill the memory.
 void ComposedParagraph::Expand(ExpansionContext const& context, ComposedParagraph const* earlier, std::uint32_t from) {
     auto const& objects = m_source->GetObjects();
     if (objects.empty())

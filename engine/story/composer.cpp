@@ -146,7 +146,7 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
         auto const known = m_cache.Find(*paragraph).composed;
         if (known && known->ShowsTheSame(context, ExpansionReach::Document)) {
             m_shown[paragraph.get()] = {known, frame};
-            // What is known is looked at in no greater numbers than what is made.
+            // Known paragraphs are looked at in no greater numbers than new ones.
             if (i != index && missing.empty())
                 break;
             continue;

@@ -316,7 +316,7 @@ private:
         return m_goesOn ? TextStyle::c_body : TextStyle::c_first;
     }
 
-    // What the words are by themselves: the innermost kind by its style, those around it by hand, since a glyph has one
+    // The look of words by themselves: the innermost kind by its style, those around it by hand, since a glyph has one
     // style.
     Story::GlyphAttsRef GetGlyphAtts() {
         unsigned around = 0;
@@ -442,7 +442,7 @@ private:
         AddPictureLine(placed.size.height);
         placed.place = static_cast<std::uint32_t>(m_length - 1);
         m_result.text.pictures.push_back(std::move(placed));
-        // What follows in the same paragraph is another one.
+        // The rest of the paragraph is another one.
         m_isParagraphDue = true;
         m_goesOn = false;
     }

@@ -77,7 +77,7 @@ TEST_F(Markdown, MakesHeadingsOfTheDocumentsOwnStyles) {
         EXPECT_LE(size, above);
         above = size;
     }
-    // What is shown is what the style says: the text says nothing of its size itself.
+    // The style says the size: the text says nothing of it itself.
     auto const resolved = styles->Resolve(GetAtts(U"One"), GetParagraphAtts(U"One"));
     EXPECT_EQ(resolved->Get(GlyphAtt::Double::Size), 28);
     EXPECT_EQ(resolved->Get(GlyphAtt::Double::Weight), 700);

@@ -410,7 +410,7 @@ Kernel::LocalisedString ExpandFieldGlyphCommand::GetDescription() const {
     return Kernel::LocalisedString("Expand field", "Command description");
 }
 
-// What a field shows may depend on its frame; that is asked for before anything moves.
+// The text of a field may depend on its frame: it is asked for before anything moves.
 Story::StoryRanges ExpandFieldGlyphCommand::ReplaceText(Kernel::NonCounted<Story::Story> story,
                                                         Story::StoryRanges const& ranges) {
     struct Shown {

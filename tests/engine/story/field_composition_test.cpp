@@ -36,7 +36,7 @@ StoryPtr MakeFieldStory(std::u32string_view text) {
     return story;
 }
 
-// What is seen of a frame, lines parted by bars.
+// The words that a frame shows, lines parted by bars.
 std::u32string FrameText(ComposedPtr const& composed, std::size_t frame) {
     std::u32string text;
     for (auto const& column : *composed->GetFrame(frame)) {
@@ -166,7 +166,7 @@ TEST(PageNumbers, AreThoseOfTheFrameInWhichTheyStand) {
     EXPECT_EQ(FrameText(composed, 2), U"fiii|giii|hiii");
 }
 
-// What is longer on the next page breaks the rest of the paragraph anew, and the page's end with it.
+// Text that is longer on the next page breaks the rest of the paragraph anew, and the page's end with it.
 TEST(PageNumbers, BreakWhatIsLeftOfAParagraphAnew) {
     std::u32string text;
     for (int i = 0; i != 60; ++i)
@@ -387,7 +387,7 @@ TEST(BadFields, AMillionFieldsInOneParagraph) {
     EXPECT_EQ(FrameText(composed, 199).substr(0, 3), U"111");
 }
 
-// What objects of one paragraph show together has a limit; nothing of the text is lost.
+// The texts of one paragraph's objects have a limit together; nothing of the text is lost.
 TEST(BadFields, ManyLongValuesAreCutOff) {
     GlyphString glyphs;
     for (int i = 0; i != 50; ++i) {
