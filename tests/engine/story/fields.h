@@ -6,6 +6,7 @@
 #include "platform/story/field_glyphs.h"
 #include "platform/story/story.h"
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,7 +19,8 @@ public:
     std::map<std::string, std::string> values;
     // By frame; the last one stands for those behind it too.
     std::vector<std::string> pages;
-    mutable std::size_t questions = 0;
+    // Composition asks from several threads.
+    mutable std::atomic<std::size_t> questions = 0;
 
     std::optional<Kernel::String> GetCustomFieldValue(Kernel::String const& guid) const override {
         ++questions;
