@@ -5,6 +5,7 @@
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
 #include "platform/story/cross_reference.h"
+#include "platform/story/index_mark.h"
 #include "platform/story/linked_file.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
@@ -60,6 +61,8 @@ Properties AnchorData::GetTypeClassProperties()          { return Register<Ancho
 Properties AnchorGlyph::GetTypeClassProperties()         { return Register<AnchorGlyph>(AnchorGlyph::c_classUid); }
 Properties CrossReferenceAtt::GetTypeClassProperties()   { return Register<CrossReferenceAtt, Kind::Value>("TxXA"); }
 Properties CrossReferenceGlyph::GetTypeClassProperties() { return Register<CrossReferenceGlyph>(CrossReferenceGlyph::c_classUid); }
+Properties IndexTopic::GetTypeClassProperties()          { return Register<IndexTopic>("TxIT"); }
+Properties IndexMarkGlyph::GetTypeClassProperties()      { return Register<IndexMarkGlyph>(IndexMarkGlyph::c_classUid); }
 // clang-format on
 
 namespace {
@@ -82,7 +85,9 @@ namespace {
                                              AnchorData::GetTypeClassProperties(),
                                              AnchorGlyph::GetTypeClassProperties(),
                                              CrossReferenceAtt::GetTypeClassProperties(),
-                                             CrossReferenceGlyph::GetTypeClassProperties()};
+                                             CrossReferenceGlyph::GetTypeClassProperties(),
+                                             IndexTopic::GetTypeClassProperties(),
+                                             IndexMarkGlyph::GetTypeClassProperties()};
 
 } // namespace
 

@@ -296,4 +296,42 @@ void GlyphString::Add(Kernel::Counted<Glyph const> glyph) {
     m_text.push_back(glyph->GetCharacter());
 }
 
+bool operator==(GlyphString const& a, GlyphString const& b) {
+    return a.m_text == b.m_text &&
+           std::equal(a.m_objects.begin(), a.m_objects.end(), b.m_objects.begin(), b.m_objects.end(),
+                      [](ObjectAt const& one, ObjectAt const& other) { return one.glyph == other.glyph; });
+}
+
+// Objects follow in their order; each has its place in the text.
+void GlyphString::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Text", Kernel::String(EncodeUtf8(m_text)));
+    if (m_objects.empty())
+        return;
+    std::vector<Kernel::Counted<Glyph const>> objects;
+    for (auto const& object : m_objects)
+        objects.push_back(object.glyph);
+    Kernel::SaveValue(out, "Objs", objects);
+}
+
+// A place without an object goes. So does an object that calls itself a character, as a forged file may have it.
+bool GlyphString::Load(Kernel::InSerialiser const& in, Kernel::ClassUID, unsigned short) {
+    Kernel::String text;
+    std::vector<Kernel::Counted<Glyph const>> objects;
+    Kernel::LoadValue(in, "Text", text);
+    Kernel::LoadValue(in, "Objs", objects);
+    m_text.clear();
+    m_objects.clear();
+    auto object = objects.begin();
+    for (char32_t const c : DecodeUtf8(text.view()).text) {
+        if (c != c_objectCharacter) {
+            m_text.push_back(c);
+        } else if (object != objects.end()) {
+            auto glyph = std::move(*object++);
+            if (glyph && Kernel::CastPointer<CharacterGlyph const>(glyph.get()) == nullptr)
+                Add(std::move(glyph));
+        }
+    }
+    return true;
+}
+
 } // namespace Story

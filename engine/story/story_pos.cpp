@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/break_iterator.h"
+#include "platform/story/index_mark.h"
 #include "platform/story/story.h"
 
 #include <algorithm>
@@ -10,9 +11,30 @@ Kernel::Counted<Glyph const> StoryPos::GetGlyph() const { return m_story->GetGly
 GlyphAttsRef StoryPos::GetGlyphAtts() const { return m_story->GetGlyphAtts(m_index); }
 ParagraphAttsRef StoryPos::GetParagraphAtts() const { return m_story->GetParagraphAtts(m_index); }
 
-StoryPos StoryPos::MoveBy(int count) const {
-    auto const target = static_cast<std::int64_t>(m_index) + count;
-    return {m_story, static_cast<std::uint32_t>(std::clamp<std::int64_t>(target, 0, m_story->GetLength()))};
+namespace {
+
+bool IsMark(Story const& story, std::uint32_t index) {
+    auto const glyph = story.GetGlyph(index);
+    return IsAnchorGlyph(*glyph) || IsIndexMarkGlyph(*glyph);
+}
+
+} // namespace
+
+StoryPos StoryPos::MoveBy(int count, bool overMarks) const {
+    if (!overMarks) {
+        auto const target = static_cast<std::int64_t>(m_index) + count;
+        return {m_story, static_cast<std::uint32_t>(std::clamp<std::int64_t>(target, 0, m_story->GetLength()))};
+    }
+    auto at = std::min(m_index, m_story->GetLength());
+    for (; count < 0 && at != 0; --at) {
+        if (!IsMark(*m_story, at - 1))
+            ++count;
+    }
+    for (; count > 0 && at != m_story->GetLength(); ++at) {
+        if (!IsMark(*m_story, at))
+            --count;
+    }
+    return {m_story, at};
 }
 
 namespace {
@@ -51,6 +73,15 @@ bool StoryPos::IsInWord() const { return FindWord(*m_story, m_index).isWord; }
 bool StoryPos::IsWordBegin() const {
     auto const word = FindWord(*m_story, m_index);
     return word.isWord && word.range.begin == m_index;
+}
+bool StoryPos::IsMarkupWordEnd() const {
+    auto end = std::min(m_index, m_story->GetLength());
+    while (end != 0 && IsMark(*m_story, end - 1))
+        --end;
+    if (end == 0)
+        return false;
+    auto const word = FindWord(*m_story, end - 1);
+    return word.isWord && word.range.end == end;
 }
 StoryPos StoryPos::GetWordBegin() const { return {m_story, FindWord(*m_story, m_index).range.begin}; }
 StoryPos StoryPos::GetWordEnd() const { return {m_story, FindWord(*m_story, m_index).range.end}; }

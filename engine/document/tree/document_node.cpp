@@ -8,6 +8,7 @@
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
 #include "platform/kernel/out_serialiser.h"
+#include "platform/story/story_index.h"
 
 #include <algorithm>
 #include <typeinfo>
@@ -151,6 +152,7 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
     if (!m_captionCounterTypes.empty())
         Kernel::SaveValue(out, "CapC", m_captionCounterTypes);
     m_customFields.Save(out);
+    m_index->Save(out);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -167,6 +169,7 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
     m_captionCounterTypes.erase(std::unique(m_captionCounterTypes.begin(), m_captionCounterTypes.end()),
                                 m_captionCounterTypes.end());
     m_customFields.Load(in);
+    m_index->Load(in);
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

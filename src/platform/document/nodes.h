@@ -300,12 +300,18 @@ public:
 // A new linked instance of a symbol, outside the tree: a group that shows what the symbol shows.
 REDRAFT_ENGINE Kernel::Counted<GroupNode> MakeSymbolInstance(SymbolNode& symbol);
 
+class IndexPreview;
 class StoredProfiles;
+
+namespace Story {
+class Index;
+}
 
 // The root of the tree, with what belongs to the document as a whole.
 class REDRAFT_ENGINE DocumentNode final : public Node {
 public:
-    DocumentNode() = default;
+    DocumentNode();
+    ~DocumentNode() override;
 
     Raster::Format GetFormat() const { return m_format; }
     void SetFormat(Raster::Format format);
@@ -334,6 +340,15 @@ public:
     CustomFieldSource& GetCustomFieldSource() { return m_customFields; }
     CustomFieldSource const& GetCustomFieldSource() const { return m_customFields; }
 
+    // The topics of the document's index; see platform/story/story_index.h.
+    Story::Index& GetIndex() const { return *m_index; }
+    // The marks in the document's texts; see platform/document/index_preview.h. `visibleOnly`: without those in hidden
+    // texts. `withPages`: with the pages on which they stand, for which texts are composed. `renew`: found now; without
+    // any of the three the preview that was made or set last will do, as long as no text has changed.
+    Kernel::Counted<IndexPreview const> GetIndexMarks(bool visibleOnly, bool withPages, bool renew) const;
+    // Null drops the preview.
+    void SetIndexMarkPreview(Kernel::Counted<IndexPreview> preview);
+
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
     std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
@@ -359,5 +374,8 @@ private:
     Kernel::Counted<Story::StyleSheet const> m_textStyles;
     std::vector<Kernel::String> m_captionCounterTypes;
     CustomFieldSource m_customFields{*this};
+    struct IndexMarkCache;
+    std::unique_ptr<Story::Index> m_index;
+    std::unique_ptr<IndexMarkCache> m_indexMarks;
     NodeId m_nextId = 1;
 };

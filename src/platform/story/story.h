@@ -30,8 +30,9 @@ public:
     Kernel::Counted<Glyph const> GetGlyph() const;
     GlyphAttsRef GetGlyphAtts() const;
     ParagraphAttsRef GetParagraphAtts() const;
-    // Clamped to the story.
-    StoryPos MoveBy(int count) const;
+    // Clamped to the story. `overMarks`: marks, which show nothing, are not counted, and going back passes over those
+    // in front of the last glyph that counts.
+    StoryPos MoveBy(int count, bool overMarks = false) const;
     // Whether what an object in front of the position expanded to is in front of it too, where the position is taken
     // for one in composed text.
     void SetIsToComposedForward(bool isForward) { m_isToComposedForward = isForward; }
@@ -40,6 +41,8 @@ public:
     // Words as Unicode Standard Annex 29 parts them; spaces and punctuation are between words.
     bool IsInWord() const;
     bool IsWordBegin() const;
+    // Right behind a word, or behind marks that stand at its end.
+    bool IsMarkupWordEnd() const;
     StoryPos GetWordBegin() const;
     StoryPos GetWordEnd() const;
     StoryPos GetNextWordBegin() const;
@@ -124,6 +127,12 @@ public:
     std::uint32_t GetLength() const { return static_cast<std::uint32_t>(m_text.size()); }
     std::u32string_view GetText() const { return m_text; }
     std::vector<ObjectAt> const& GetObjects() const { return m_objects; }
+    // The same characters, and the same objects.
+    friend REDRAFT_ENGINE bool operator==(GlyphString const& a, GlyphString const& b);
+
+    static constexpr Kernel::ClassUID GetClassUID() { return {"TxGS"}; }
+    void Save(Kernel::OutSerialiser& out) const;
+    bool Load(Kernel::InSerialiser const& in, Kernel::ClassUID uid, unsigned short version);
 
 private:
     std::u32string m_text;
