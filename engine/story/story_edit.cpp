@@ -84,6 +84,8 @@ void Story::ReplaceParagraphs(std::size_t first, std::size_t count, std::vector<
                 mixed.push_back(own[i]);
         }
     }
+    if (first == content.paragraphCount)
+        mixed = std::move(paragraphs);
     Content::AppendBlocks(blocks, mixed);
     m_content = Content::Make(std::move(blocks));
     MarkChanged();

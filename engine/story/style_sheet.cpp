@@ -24,10 +24,14 @@ void Style::Rename(Kernel::String const& oldName, Kernel::String const& newName)
 }
 
 std::size_t Style::GetHash() const { return std::hash<Kernel::String>()(m_name); }
+std::optional<Kernel::String> Style::GetTocStyleName() const { return {}; }
+bool Style::IsEqualTo(Style const& other) const {
+    return m_name == other.m_name && m_parent == other.m_parent && m_type == other.m_type &&
+           (m_delta == other.m_delta ||
+            (m_delta && other.m_delta && m_delta->CompareMembers(*other.m_delta, Kernel::CompareContext())));
+}
 bool operator==(Style const& a, Style const& b) {
-    return &a == &b || (a.m_name == b.m_name && a.m_parent == b.m_parent && a.m_type == b.m_type &&
-                        (a.m_delta == b.m_delta ||
-                         (a.m_delta && b.m_delta && a.m_delta->CompareMembers(*b.m_delta, Kernel::CompareContext()))));
+    return &a == &b || (a.GetObjectClassProperties() == b.GetObjectClassProperties() && a.IsEqualTo(b));
 }
 
 void Style::Save(Kernel::OutSerialiser& out) const {

@@ -103,7 +103,9 @@ struct REDRAFT_ENGINE ParagraphAtt {
     enum class Object : std::uint8_t {
         TabStops = 0,   // Story::TabStops
         LinkedFile = 7, // Story::LinkedFileAtt
-        Count = 8
+        Toc = 8,        // Story::TocAtt
+        Index = 9,      // Story::IndexAtt
+        Count = 10
     };
     static double GetDefault(Double att);
     static int GetDefault(Enum att);

@@ -12,6 +12,7 @@
 
 namespace Story {
 
+struct GeneratedParagraph;
 class RangeInStory;
 class Selection;
 class Story;
@@ -234,6 +235,8 @@ public:
 
 private:
     friend class GlyphSink;
+    friend REDRAFT_ENGINE StoryRange ReplaceWithParagraphs(Story& story, StoryRange range,
+                                                           std::vector<GeneratedParagraph> const& paragraphs);
     struct Block;
     struct Content;
     static std::shared_ptr<Content const> const& GetEmptyContent();

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace Story {
@@ -43,6 +44,8 @@ public:
     static Kernel::LocalisedString GetNoneName();
     virtual Kernel::Counted<Style> Clone() const;
     virtual void Rename(Kernel::String const& oldName, Kernel::String const& newName);
+    // The style of tables of contents that an entry style belongs to; nothing for other styles.
+    virtual std::optional<Kernel::String> GetTocStyleName() const;
 
     std::size_t GetHash() const;
     friend REDRAFT_ENGINE bool operator==(Style const& a, Style const& b);
@@ -52,6 +55,10 @@ public:
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
     static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<Style>(); }
     static Kernel::ClassProperties const* GetTypeClassProperties();
+
+protected:
+    // Asked of two styles of one class.
+    virtual bool IsEqualTo(Style const& other) const;
 
 private:
     Kernel::String m_name;
