@@ -8,6 +8,7 @@
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
+#include "platform/document/index_commands.h"
 #include "platform/document/line_commands.h"
 #include "platform/document/mask_node.h"
 #include "platform/document/raster_command.h"
@@ -80,6 +81,9 @@ Properties InsertGlyphsCommand::GetTypeClassProperties() { return Register<Inser
 Properties ExpandFieldGlyphCommand::GetTypeClassProperties() { return Register<ExpandFieldGlyphCommand>("ExpF", SelectionCommandBase::GetTypeClassProperties()); }
 Properties UpdateCrossReferencesCommand::GetTypeClassProperties() { return Register<UpdateCrossReferencesCommand>("UpXR", SelectionCommandBase::GetTypeClassProperties()); }
 Properties SetCustomFieldValueCommand::GetTypeClassProperties() { return Register<SetCustomFieldValueCommand>("SCFV", DocumentCommand::GetTypeClassProperties()); }
+Properties InsertIndexMarkCommand::GetTypeClassProperties() { return Register<InsertIndexMarkCommand>("IIxM", SelectionCommandBase::GetTypeClassProperties()); }
+Properties AddIndexTopicCommand::GetTypeClassProperties()  { return Register<AddIndexTopicCommand>("AIxT", DocumentCommand::GetTypeClassProperties()); }
+Properties SetLocalisableStringCommand::GetTypeClassProperties() { return Register<SetLocalisableStringCommand>("SLoS", DocumentCommand::GetTypeClassProperties()); }
 Properties TransformCommand::GetTypeClassProperties()      { return Register<TransformCommand>("TrfC", SelectionCommandBase::GetTypeClassProperties()); }
 Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
 Properties History::GetTypeClassProperties()               { return Register<History>("Hist"); }
@@ -162,16 +166,17 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
            CommandAndSetSelectionCommand, TransformCommand, FormatTextCommand, InsertTextCommand, DeleteTextCommand,
            InsertGlyphsCommand, ExpandFieldGlyphCommand, UpdateCrossReferencesCommand, SetCustomFieldValueCommand,
-           Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection,
-           SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode, DocumentNode, SpreadNode,
-           PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode,
-           CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape,
-           BlendModeState, VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState,
-           TransparencyState, LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState,
-           GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState,
-           EditabilityState, DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState, ContourState,
-           DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties, CaptionInfo, DrawingScale,
-           ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
+           InsertIndexMarkCommand, AddIndexTopicCommand, SetLocalisableStringCommand, Macro, History, HistoryEntry,
+           DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem, SubSelectionItem,
+           TextSelection, FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode,
+           ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode,
+           RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape, BlendModeState,
+           VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState, TransparencyState,
+           LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState, GUIDState,
+           AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState, EditabilityState,
+           DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState, ContourState, DataMergeState,
+           GeometryModifierState, ArtboardNode, ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState,
+           MarginsState, GridsAndGuidesState> const c_registered;
 
 } // namespace
 

@@ -325,9 +325,10 @@ bool InsertTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& 
 
 // DeleteTextCommand
 
-DeleteTextCommand::DeleteTextCommand(Kernel::Counted<Selection const> selection)
+DeleteTextCommand::DeleteTextCommand(Story::MoveCaret moveCaret, Kernel::Counted<Selection const> selection)
     : BaseReplaceTextCommand(std::move(selection)) {
-    SetSelectNewText(static_cast<unsigned>(NewTextSelection::CaretBehind));
+    if (moveCaret == Story::MoveCaret::Yes)
+        SetSelectNewText(static_cast<unsigned>(NewTextSelection::CaretBehind));
 }
 
 Kernel::LocalisedString DeleteTextCommand::GetDescription() const {
@@ -341,7 +342,9 @@ Story::StoryRanges DeleteTextCommand::ReplaceText(Kernel::NonCounted<Story::Stor
 }
 
 Kernel::Counted<DocumentCommand> DeleteTextCommand::Clone() const {
-    return Kernel::MakeCounted<DeleteTextCommand>(GetGivenSelection());
+    return Kernel::MakeCounted<DeleteTextCommand>(GetSelectNewText() == NewTextSelection::Keep ? Story::MoveCaret::No
+                                                                                               : Story::MoveCaret::Yes,
+                                                  GetGivenSelection());
 }
 Kernel::Counted<Kernel::Serialisable> DeleteTextCommand::CreateObject() {
     return Kernel::MakeCounted<DeleteTextCommand>();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/document/document_notification.h"
+#include "platform/document/index_topics_changed_notification.h"
 #include "platform/document/new_selection_notification.h"
 #include "platform/document/view_point_data.h"
 
@@ -28,9 +29,6 @@ public:
 };
 
 class REDRAFT_API CSSFilesChangedNotification final : public PlainDocumentNotification {
-    using PlainDocumentNotification::PlainDocumentNotification;
-};
-class REDRAFT_API IndexTopicsChangedNotification final : public PlainDocumentNotification {
     using PlainDocumentNotification::PlainDocumentNotification;
 };
 class REDRAFT_API DocumentUnitChangedNotification final : public PlainDocumentNotification {

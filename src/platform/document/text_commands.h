@@ -8,6 +8,11 @@
 
 // Commands on texts that others are made of.
 
+namespace Story {
+// Whether the caret goes to where text was taken away. Values are arguments of commands.
+enum class MoveCaret : std::uint32_t { No = 0, Yes = 1 };
+} // namespace Story
+
 // A command that receives the selected part of each story once, however many of the frames that show it are selected.
 template <class T, class I>
 class SubSelectionCommandWithSingleInterface : public SelectionCommandWithSingleInterfaceOrStoryInterface<T, I> {
@@ -104,6 +109,7 @@ public:
     // The selection afterwards. Values are part of the stored form.
     enum class NewTextSelection : std::uint32_t { Keep = 0, Select = 1, CaretBehind = 2 };
     void SetSelectNewText(unsigned selection) { m_selectNewText = static_cast<NewTextSelection>(selection); }
+    NewTextSelection GetSelectNewText() const { return m_selectNewText; }
 
     void Do() override;
     void Undo() override;
@@ -159,7 +165,9 @@ private:
 // Takes the selected text away.
 class REDRAFT_ENGINE DeleteTextCommand final : public BaseReplaceTextCommand {
 public:
-    explicit DeleteTextCommand(Kernel::Counted<Selection const> selection = {});
+    explicit DeleteTextCommand(Kernel::Counted<Selection const> selection = {})
+        : DeleteTextCommand(Story::MoveCaret::Yes, std::move(selection)) {}
+    DeleteTextCommand(Story::MoveCaret moveCaret, Kernel::Counted<Selection const> selection);
 
     Kernel::LocalisedString GetDescription() const override;
     Kernel::Counted<DocumentCommand> Clone() const override;
