@@ -4,6 +4,7 @@
 #include "shell/verbs.h"
 
 #include "platform/document/artboard.h"
+#include "platform/document/node_bounds.h"
 #include "platform/document/text_nodes.h"
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
@@ -16,7 +17,6 @@ namespace {
 
 using Kernel::CastPointer;
 using Rect = Kernel::RectT<double>;
-using Params = Raster::AffineTransform::Params;
 
 Node* FirstChild(Node const& node, int fromList) {
     for (int list = fromList; list < c_childListCount; ++list) {
@@ -62,43 +62,23 @@ void Walk(Node& top, Enter const& enter, Leave const& leave) {
     }
 }
 
-// The area that each node draws, lines counted, in spread space. As Node::GetBounds says for each, but in one walk for
-// all: that of one node looks at all below it.
+// The area that each node draws, lines counted, in spread space.
 class AllBounds {
 public:
     explicit AllBounds(Node& top) {
+        auto const keep = [this](Node const& node, Rect const& bounds) { m_bounds.emplace(&node, bounds); };
+        // Clips, masks and the like are the tops of walks of their own.
         Walk(
-            top, [this](Node& node, std::size_t) { Enter(node); }, [this](Node& node) { Leave(node); });
+            top,
+            [&](Node& node, std::size_t) {
+                if (!m_bounds.contains(&node))
+                    ForEachBounds(node, true, keep);
+            },
+            [](Node&) {});
     }
     Rect Get(Node const& node) const { return m_bounds.at(&node); }
 
 private:
-    void Enter(Node& node) {
-        auto toSpread = m_open.empty() ? Params() : m_open.back();
-        if (auto const* transform = CastPointer<TransformInterface>(&node))
-            toSpread = toSpread * transform->GetMatrix();
-        m_open.push_back(toSpread);
-        m_bounds[&node] = node.GetOwnBounds(toSpread, true);
-    }
-    void Leave(Node& node) {
-        m_open.pop_back();
-        auto& bounds = m_bounds[&node];
-        for (Node* child = node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
-             child != nullptr; child = child->GetNextSibling())
-            bounds = bounds.United(m_bounds[child]);
-        auto const* const artboard = CastPointer<ArtboardNode const>(&node);
-        if (artboard != nullptr && artboard->IsArtboardEnabled())
-            bounds = bounds.Intersected(node.GetOwnBounds(node.GetBaseToSpreadTransform(), true));
-        if (!node.HasChildren(NodeChildListType::Clipping))
-            return;
-        Rect clip;
-        for (Node* child = node.GetFirstChild(NodeChildListType::Clipping); child != nullptr;
-             child = child->GetNextSibling())
-            clip = clip.United(child->GetBounds(false));
-        bounds = bounds.Intersected(clip);
-    }
-
-    std::vector<Params> m_open;
     std::unordered_map<Node const*, Rect> m_bounds;
 };
 

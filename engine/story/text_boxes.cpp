@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/story/composition.h"
 
+#include <algorithm>
+
 namespace Story {
 
 Kernel::RectT<double> ComposedFrame::GetNeededBox(bool tight) const {

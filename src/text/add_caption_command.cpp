@@ -27,7 +27,8 @@ void AddCaptionCommand::Do() {
     auto const selected = selection ? selection->GetNodesInDocument() : std::vector<Kernel::Counted<Node>>();
     if (!m_captionInfo)
         throw Kernel::Exception("there is no caption to add");
-    if (selected.empty())
+    // Spreads, pages and the document itself have no captions.
+    if (selected.empty() || Kernel::CastPointer<SceneNode>(selected.front().get()) == nullptr)
         throw Kernel::Exception("no object is selected that a caption could go with");
     auto const controller = GetDocumentController();
     auto const defaults = controller->GetDocumentDefaults();
@@ -44,7 +45,6 @@ void AddCaptionCommand::Do() {
     auto const composed = node->MakeComposedStory(Story::CompositionEndConditions(node->GetStory()->GetAll()));
     auto const text = composed->GetFrame(0)->GetScaledTextBox({}, {}, Story::TextBox::Needed, false);
     if (text.GetHeight() > rect.GetHeight()) {
-        rect.bottom = rect.top + text.GetHeight();
         rect = m_captionInfo->GetPositionForCaption(target, text.GetHeight(), transform);
         static_cast<Story::ColumnFrame&>(*node->GetMutableStoryFrameI()).SetRect(rect);
     }

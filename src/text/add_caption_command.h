@@ -13,8 +13,8 @@ namespace Commands {
 // needs, and at least as tall as the caption asks for.
 class REDRAFT_API AddCaptionCommand final : public Persisted<AddCaptionCommand, AddChildNodesCommand> {
 public:
-    // With `selectNode` the caption is the new selection. Without a caption, or a selected object, Do throws
-    // Kernel::Exception; a loaded command has none, and is not run again but by Redo.
+    // With `selectNode` the caption is the new selection. Without a caption, or an object that is the first selected
+    // node, Do throws Kernel::Exception; a loaded command has none, and is not run again but by Redo.
     AddCaptionCommand(Kernel::Counted<CaptionInfo const> captionInfo, Kernel::Counted<Selection const> selection,
                       bool selectNode = true);
 

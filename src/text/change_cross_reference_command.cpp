@@ -22,6 +22,8 @@ ChangeCrossReferenceCommand::ChangeCrossReferenceCommand() = default;
 ChangeCrossReferenceCommand::~ChangeCrossReferenceCommand() = default;
 
 bool ChangeCrossReferenceCommand::CanApplyTo(Kernel::Counted<Selection const> selection) {
+    if (!selection)
+        return false;
     for (auto const& item : *selection) {
         auto const text = item->MakeStorySelection(true);
         if (text.IsSet() && !InsertGlyphsCommand::FindToggleGlyphs(text, Glyph::GetDefault()).empty())
@@ -47,12 +49,6 @@ void ChangeCrossReferenceCommand::ForgetAreas() {
 void ChangeCrossReferenceCommand::Do() {
     SetDirection(Direction::Do);
     BeginPass();
-    // A preview does it again.
-    m_oldTargetTypes.clear();
-    m_oldAnchors.clear();
-    m_oldAtts.clear();
-    m_oldAnchorFlags.clear();
-    m_oldUiScales.clear();
     m_newSelection = Kernel::MakeCounted<MutableSelection>();
     SelectionCommand::Do();
     auto const changed = m_newSelection->CloneImmutable();

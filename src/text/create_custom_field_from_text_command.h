@@ -31,6 +31,8 @@ public:
     void Undo() override;
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
+    // The catalogue has a new field, even where no text was there to show it.
+    bool ShouldStackForUndo() const override { return true; }
     bool Merge(Kernel::Counted<Command const> newer) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
 

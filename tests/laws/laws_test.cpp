@@ -271,6 +271,51 @@ TEST_P(Laws, AClonedCommandDoesTheSame) {
     EXPECT_EQ(run.controller->GetHash(false), other.controller->GetHash(false));
 }
 
+// Where there is nothing that the command is made for, it is refused, changes nothing, or is a step that can be taken
+// back: never a change without a step.
+TEST_P(Laws, OnAnySelectionAChangeIsAStep) {
+    if (Example().isShell)
+        return;
+    // Some commands change things that no history keeps.
+    ExampleRun usual(Example());
+    usual.Do();
+    if (!usual.controller->GetLastResult().stacked)
+        return;
+    constexpr char const* c_kinds[] = {"no selection at all", "nothing selected", "the document selected"};
+    for (int kind = 0; kind != 3; ++kind) {
+        SCOPED_TRACE(c_kinds[kind]);
+        ExampleRun run(Example());
+        if (kind == 0)
+            run.controller->SetSelection(nullptr, false);
+        else if (kind == 1)
+            run.controller->SetSelection(Kernel::MakeCounted<Selection>(), false);
+        else
+            run.controller->SetSelection(
+                Selection::CreateWithSingleObject(Kernel::JailCounted<Selectable>(run.controller->GetDocument().get())),
+                false);
+        auto const before = run.controller->GetHash(false);
+        auto const steps = run.controller->GetHistory()->GetCount();
+        try {
+            run.controller->Run(run.command);
+        } catch (Kernel::Exception const&) {
+            EXPECT_EQ(before, run.controller->GetHash(false)) << "refused after a change";
+            continue;
+        }
+        run.controller->GetDocument()->CheckInvariants();
+        auto const after = run.controller->GetHash(false);
+        if (run.controller->GetHistory()->GetCount() == steps) {
+            EXPECT_EQ(before, after) << "a change without a step";
+            continue;
+        }
+        run.controller->Undo();
+        if (Example().keptByContract.empty()) {
+            EXPECT_EQ(before, run.controller->GetHash(false));
+        }
+        run.controller->Redo();
+        EXPECT_EQ(after, run.controller->GetHash(false));
+    }
+}
+
 // Without a clone there is nothing to run: a plug-in is a thing of its process, which a loaded step has not.
 TEST_P(Laws, OnlyTheFiveRasterEffectsRepeat) {
     static std::set<std::string> const s_repeating{"RasterPluginFilterCommand", "RasterPolarToRectangularCommand",

@@ -169,6 +169,19 @@ TEST_F(Captions, WithoutAnObjectAreRefused) {
                  Kernel::Exception);
 }
 
+// In those lists of theirs stand pages, or nothing that is drawn.
+TEST_F(Captions, OfSpreadsPagesAndTheDocumentAreRefused) {
+    auto const spread = document->GetCurrentSpread();
+    Kernel::Counted<Node> const page(spread->GetFirstChild(NodeChildListType::Pages));
+    auto const before = document->GetHash(false);
+    for (auto const& node : Nodes{spread, page, document->GetDocument()}) {
+        EXPECT_THROW(document->Run(MakeCounted<AddCaptionCommand>(MakeCaption("Words", ""),
+                                                                  MakeCounted<Selection const>(Nodes{node}), false)),
+                     Kernel::Exception);
+    }
+    EXPECT_EQ(before, document->GetHash(false));
+}
+
 TEST_F(Captions, ClonesHaveNoSelectionOfTheirOwn) {
     AddCaptionCommand const command(MakeCaption("Words", ""), MakeCounted<Selection const>(Nodes{nodes[1]}), false);
     auto const clone = Kernel::Cast<AddCaptionCommand>(command.Clone());

@@ -196,6 +196,28 @@ TEST_F(CustomFields, TakeOverNameAndValueWhileTheyAreNew) {
     EXPECT_EQ("1851", Source().GetFieldValue("field-year"));
 }
 
+TEST_F(CustomFields, OfTheValueThatTheyHaveAreNoStep) {
+    document->Run(MakeCounted<SetCustomFieldValueCommand>(c_titleField, "Of Anchors"));
+    EXPECT_FALSE(document->CanUndo());
+    document->Run(MakeCounted<SetCustomFieldValueCommand>(c_titleField, ""));
+    EXPECT_TRUE(document->CanUndo());
+    EXPECT_EQ("", Source().GetFieldValue(c_titleField));
+    document->Undo();
+    EXPECT_EQ("Of Anchors", Source().GetFieldValue(c_titleField));
+}
+
+// A document may have no selection at all.
+TEST_F(CustomFields, AreNotMadeOfNoSelection) {
+    document->SetSelection(nullptr, false);
+    auto const before = texts.plain->GetStory();
+    document->Run(MakeCounted<CreateCustomFieldFromTextCommand>("field-made", "Made", "one"));
+    EXPECT_EQ(before, texts.plain->GetStory());
+    document->Undo();
+    EXPECT_FALSE(Source().Has("field-made"));
+    document->Run(MakeCounted<FormatTextCommand>(Story::MakeDelta(Story::GlyphAtt::Double::Size, 9.0), nullptr));
+    EXPECT_EQ(before, texts.plain->GetStory());
+}
+
 TEST_F(CustomFields, RenamedTwiceGoBackToTheFirstName) {
     auto const first = MakeCounted<RenameCustomFieldCommand>(c_titleField, "One");
     document->Run(first);

@@ -74,11 +74,18 @@ TEST_F(LinkedText, ThatIsLocatedIsSelectedAndShown) {
 }
 
 TEST_F(LinkedText, ThatIsSelectedAlreadyIsNotShownAgain) {
-    auto const wanted = Kernel::MakeCounted<Selection const>(frame, MakeCounted<TextSelection>(0, 12));
-    document->SetSelection(wanted, false);
-    auto const command = MakeCounted<LocateTextResourceCommand>(wanted);
-    document->Run(command);
-    EXPECT_FALSE(TellsToShow(*command));
+    auto const part = [&](int end) { return MakeCounted<Selection const>(frame, MakeCounted<TextSelection>(0, end)); };
+    document->SetSelection(part(12), false);
+    auto const same = MakeCounted<LocateTextResourceCommand>(part(12));
+    document->Run(same);
+    EXPECT_FALSE(TellsToShow(*same));
+    auto const other = MakeCounted<LocateTextResourceCommand>(part(4));
+    document->Run(other);
+    EXPECT_TRUE(TellsToShow(*other)) << "another part of the same text";
+    auto const whole =
+        MakeCounted<LocateTextResourceCommand>(MakeCounted<Selection const>(std::vector<Kernel::Counted<Node>>{frame}));
+    document->Run(whole);
+    EXPECT_TRUE(TellsToShow(*whole)) << "all of it";
 }
 
 } // namespace

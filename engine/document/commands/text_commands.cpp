@@ -88,7 +88,7 @@ bool CanTakePlaceOf(Story::Delta const& older, Story::Delta const& newer) {
 FormatTextCommand::FormatTextCommand() : FormatTextCommand({}, {}) {}
 FormatTextCommand::FormatTextCommand(Kernel::Counted<Story::Delta const> const& delta,
                                      Kernel::Counted<Selection const> selection)
-    : SubSelectionCommandWithSingleInterface(std::move(selection)), m_delta(delta) {}
+    : StoredClass(std::move(selection)), m_delta(delta) {}
 FormatTextCommand::~FormatTextCommand() = default;
 
 Kernel::LocalisedString FormatTextCommand::GetDescription() const {
@@ -105,7 +105,10 @@ void FormatTextCommand::Do() {
 
 // A text that is about to enter the document takes part, too; a step of its own is nothing to it.
 void FormatTextCommand::FormatTextsInTheMaking() {
-    for (auto const& item : *GetSelection()) {
+    auto const selection = GetSelection();
+    if (!selection)
+        return;
+    for (auto const& item : *selection) {
         auto* const text = Kernel::CastPointer<TextNode>(item->GetSelectable().get());
         if (text == nullptr || text->IsInDocument())
             continue;
@@ -162,20 +165,6 @@ Kernel::Counted<DocumentCommand> FormatTextCommand::Clone() const {
     return Kernel::MakeCounted<FormatTextCommand>(m_delta, GetGivenSelection());
 }
 
-Kernel::Counted<Kernel::Serialisable> FormatTextCommand::CreateObject() {
-    return Kernel::Counted<Kernel::Serialisable>(new FormatTextCommand);
-}
-
-void FormatTextCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "Dlta", m_delta);
-    SelectionCommandProxyStateManager::Save(out);
-}
-
-bool FormatTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadValue(in, "Dlta", m_delta);
-    return SelectionCommandProxyStateManager::Load(in, files, version);
-}
-
 // BaseReplaceTextCommand
 
 BaseReplaceTextCommand::BaseReplaceTextCommand(Kernel::Counted<Selection const> selection)
@@ -184,7 +173,10 @@ BaseReplaceTextCommand::~BaseReplaceTextCommand() = default;
 
 void BaseReplaceTextCommand::NoteSelectedTexts() {
     m_areas.Begin();
-    for (auto const& item : *GetSelection()) {
+    auto const selection = GetSelection();
+    if (!selection)
+        return;
+    for (auto const& item : *selection) {
         if (auto* const text = Kernel::CastPointer<TextNode>(item->GetSelectable().get()))
             m_areas.Note(*text);
     }
@@ -293,7 +285,7 @@ Story::StoryRanges ReplaceEach(Ranges const& ranges, Replace const& replace) {
 // InsertTextCommand
 
 InsertTextCommand::InsertTextCommand(Kernel::String text, Kernel::Counted<Selection const> selection)
-    : BaseReplaceTextCommand(std::move(selection)), m_text(std::move(text)) {
+    : StoredClass(std::move(selection)), m_text(std::move(text)) {
     SetSelectNewText(static_cast<unsigned>(NewTextSelection::CaretBehind));
 }
 
@@ -311,22 +303,10 @@ Story::StoryRanges InsertTextCommand::ReplaceText(Kernel::NonCounted<Story::Stor
 Kernel::Counted<DocumentCommand> InsertTextCommand::Clone() const {
     return Kernel::MakeCounted<InsertTextCommand>(m_text, GetGivenSelection());
 }
-Kernel::Counted<Kernel::Serialisable> InsertTextCommand::CreateObject() {
-    return Kernel::MakeCounted<InsertTextCommand>(Kernel::String());
-}
-void InsertTextCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "Text", m_text);
-    BaseReplaceTextCommand::Save(out);
-}
-bool InsertTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadValue(in, "Text", m_text);
-    return BaseReplaceTextCommand::Load(in, files, version);
-}
-
 // DeleteTextCommand
 
 DeleteTextCommand::DeleteTextCommand(Story::MoveCaret moveCaret, Kernel::Counted<Selection const> selection)
-    : BaseReplaceTextCommand(std::move(selection)) {
+    : StoredClass(std::move(selection)) {
     if (moveCaret == Story::MoveCaret::Yes)
         SetSelectNewText(static_cast<unsigned>(NewTextSelection::CaretBehind));
 }
@@ -346,15 +326,11 @@ Kernel::Counted<DocumentCommand> DeleteTextCommand::Clone() const {
                                                                                                : Story::MoveCaret::Yes,
                                                   GetGivenSelection());
 }
-Kernel::Counted<Kernel::Serialisable> DeleteTextCommand::CreateObject() {
-    return Kernel::MakeCounted<DeleteTextCommand>();
-}
-
 // InsertGlyphsCommand
 
 InsertGlyphsCommand::InsertGlyphsCommand(Kernel::Counted<Story::Glyph const> glyph,
                                          Kernel::Counted<Selection const> selection)
-    : BaseReplaceTextCommand(std::move(selection)), m_glyph(std::move(glyph)) {
+    : StoredClass(std::move(selection)), m_glyph(std::move(glyph)) {
     SetSelectNewText(static_cast<unsigned>(NewTextSelection::CaretBehind));
 }
 
@@ -392,22 +368,10 @@ Kernel::Counted<DocumentCommand> InsertGlyphsCommand::Clone() const {
     return Kernel::MakeCounted<InsertGlyphsCommand>(
         m_glyph ? m_glyph->Clone(Story::GlyphCloneContext::CloneGlyphs) : m_glyph, GetGivenSelection());
 }
-Kernel::Counted<Kernel::Serialisable> InsertGlyphsCommand::CreateObject() {
-    return Kernel::MakeCounted<InsertGlyphsCommand>(Kernel::Counted<Story::Glyph const>());
-}
-void InsertGlyphsCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "Glph", m_glyph);
-    BaseReplaceTextCommand::Save(out);
-}
-bool InsertGlyphsCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadValue(in, "Glph", m_glyph);
-    return BaseReplaceTextCommand::Load(in, files, version);
-}
-
 // ExpandFieldGlyphCommand
 
 ExpandFieldGlyphCommand::ExpandFieldGlyphCommand(Kernel::Counted<Selection const> selection)
-    : BaseReplaceTextCommand(std::move(selection)) {}
+    : StoredClass(std::move(selection)) {}
 
 Kernel::LocalisedString ExpandFieldGlyphCommand::GetDescription() const {
     return Kernel::LocalisedString("Expand field", "Command description");
@@ -445,10 +409,6 @@ Story::StoryRanges ExpandFieldGlyphCommand::ReplaceText(Kernel::NonCounted<Story
 Kernel::Counted<DocumentCommand> ExpandFieldGlyphCommand::Clone() const {
     return Kernel::MakeCounted<ExpandFieldGlyphCommand>(GetGivenSelection());
 }
-Kernel::Counted<Kernel::Serialisable> ExpandFieldGlyphCommand::CreateObject() {
-    return Kernel::MakeCounted<ExpandFieldGlyphCommand>();
-}
-
 // SetCustomFieldValueCommand
 
 namespace {
@@ -535,20 +495,4 @@ bool SetCustomFieldValueCommand::Merge(Kernel::Counted<Command const> newer) {
 
 Kernel::Counted<DocumentCommand> SetCustomFieldValueCommand::Clone() const {
     return Kernel::MakeCounted<SetCustomFieldValueCommand>(m_guid, m_value);
-}
-Kernel::Counted<Kernel::Serialisable> SetCustomFieldValueCommand::CreateObject() {
-    return Kernel::MakeCounted<SetCustomFieldValueCommand>(Kernel::String(), Kernel::String());
-}
-void SetCustomFieldValueCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "guid", m_guid);
-    Kernel::SaveValue(out, "valu", m_value);
-    Kernel::SaveValue(out, "oval", m_oldValue);
-    DocumentCommand::Save(out);
-}
-bool SetCustomFieldValueCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
-                                      unsigned short version) {
-    Kernel::LoadValue(in, "guid", m_guid);
-    Kernel::LoadValue(in, "valu", m_value);
-    Kernel::LoadValue(in, "oval", m_oldValue);
-    return DocumentCommand::Load(in, files, version);
 }

@@ -207,9 +207,7 @@ void UpdateCrossReferencesCommandHelper::Update(DocumentNode& document, std::vec
 
 UpdateCrossReferencesCommand::UpdateCrossReferencesCommand(Kernel::Counted<Selection const> selection, bool inSelection,
                                                            bool alwaysStacks)
-    : SelectionCommandProxyStateManager(std::move(selection)),
-      m_inSelection(inSelection),
-      m_alwaysStacks(alwaysStacks) {}
+    : StoredClass(std::move(selection)), m_inSelection(inSelection), m_alwaysStacks(alwaysStacks) {}
 
 Kernel::LocalisedString UpdateCrossReferencesCommand::GetDescription() const {
     return Kernel::LocalisedString("Update cross-references", "Command description");
@@ -273,23 +271,4 @@ void UpdateCrossReferencesCommand::Notify(Kernel::NotificationList& notification
 
 Kernel::Counted<DocumentCommand> UpdateCrossReferencesCommand::Clone() const {
     return Kernel::MakeCounted<UpdateCrossReferencesCommand>(GetGivenSelection(), m_inSelection, m_alwaysStacks);
-}
-
-Kernel::Counted<Kernel::Serialisable> UpdateCrossReferencesCommand::CreateObject() {
-    return Kernel::MakeCounted<UpdateCrossReferencesCommand>(Kernel::Counted<Selection const>(), true, false);
-}
-
-void UpdateCrossReferencesCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "InSe", m_inSelection);
-    Kernel::SaveValue(out, "Alwy", m_alwaysStacks);
-    Kernel::SaveValue(out, "Chgd", m_changed);
-    SelectionCommandProxyStateManager::Save(out);
-}
-
-bool UpdateCrossReferencesCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files,
-                                        unsigned short version) {
-    Kernel::LoadValue(in, "InSe", m_inSelection);
-    Kernel::LoadValue(in, "Alwy", m_alwaysStacks);
-    Kernel::LoadValue(in, "Chgd", m_changed);
-    return SelectionCommandProxyStateManager::Load(in, files, version);
 }

@@ -2,6 +2,7 @@
 #include "engine/document/tree/bounds.h"
 
 #include "platform/document/artboard.h"
+#include "platform/document/node_bounds.h"
 #include "platform/kernel/cast.h"
 #include "platform/renderer/filter.h"
 
@@ -21,9 +22,11 @@ Params ChildTransform(Node const& child, Params const& parentToSpread) {
     return scene == nullptr ? parentToSpread : parentToSpread * scene->GetMatrix();
 }
 
-// `captions`: with those of the top node, too.
+using Visit = std::function<void(Node const& node, Kernel::RectT<double> const& bounds)>;
+
+// `captions`: with those of the top node, too. `visit` is told of each node that the walk comes to; it may be null.
 Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth,
-                             bool captions);
+                             bool captions, Visit const* visit = nullptr);
 
 // Of what lies in all clips; nothing where none clips.
 std::optional<Kernel::RectT<double>> ClipBounds(Node const& node, Params const& toSpread, int clipDepth) {
@@ -89,7 +92,7 @@ Kernel::RectT<double> BoundsOfContent(Frame const& frame, bool includeLines, int
 }
 
 Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool includeLines, int clipDepth,
-                             bool captions) {
+                             bool captions, Visit const* visit) {
     auto const open = [&](Node const& node, Params const& toSpread, int filterDepth) {
         Node const* const first = node.DrawsChildren() ? node.GetFirstChild(NodeChildListType::Plain) : nullptr;
         filterDepth += node.FindState(InterfaceId::FilterEffects) == nullptr ? 0 : 1;
@@ -113,6 +116,8 @@ Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool in
                 continue;
         }
         auto const bounds = frame.bounds;
+        if (visit != nullptr)
+            (*visit)(*frame.node, bounds);
         frames.pop_back();
         if (frames.empty())
             return bounds;
@@ -124,4 +129,8 @@ Kernel::RectT<double> Bounds(Node const& top, Params const& topToSpread, bool in
 
 Kernel::RectT<double> ComputeBounds(Node const& node, Params const& toSpread, bool includeLines, bool captions) {
     return Bounds(node, toSpread, includeLines, 0, captions);
+}
+
+void ForEachBounds(Node const& top, bool includeLines, Visit const& visit) {
+    Bounds(top, top.GetBaseToSpreadTransform(), includeLines, 0, true, &visit);
 }

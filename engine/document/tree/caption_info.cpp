@@ -15,6 +15,9 @@ using Params = Raster::AffineTransform::Params;
 // A caption of an object that has no width, such as an upright line.
 constexpr double c_leastWidth = 48;
 
+// A length that is told; a forged caption may have any number.
+bool IsTold(double length) { return std::isfinite(length) && length > 0; }
+
 // The part of a transform that turns, as a transform without a translation.
 Params GetTurn(Params const& transform) {
     double const length = std::hypot(transform.a, transform.c);
@@ -27,7 +30,7 @@ Params GetTurn(Params const& transform) {
 } // namespace
 
 double CaptionInfo::GetDefaultFrameHeight(Kernel::Counted<DocumentController const> const& controller) const {
-    if (m_placing.height > 0)
+    if (IsTold(m_placing.height))
         return m_placing.height;
     auto const styles = controller->GetDocument()->GetTextStyleSheet();
     auto const paragraph = Kernel::MakeCounted<Story::ParagraphAtts>();
@@ -47,7 +50,7 @@ Kernel::RectT<double> CaptionInfo::GetPositionForCaption(Kernel::JailCounted<Nod
         box = {};
     transform = turn;
     double const gap = std::isfinite(m_placing.gap) ? m_placing.gap : 0;
-    double const width = std::max(m_placing.width > 0 ? m_placing.width : box.GetWidth(), c_leastWidth);
+    double const width = std::max(IsTold(m_placing.width) ? m_placing.width : box.GetWidth(), c_leastWidth);
     double const middle = (box.left + box.right) / 2;
     switch (m_placing.position) {
     case CaptionPosition::Above:

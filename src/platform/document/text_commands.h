@@ -4,6 +4,7 @@
 #include "frame/selection/selection_change.h"
 #include "frame/selection/story_selection_command.h"
 #include "platform/document/shown_texts.h"
+#include "platform/kernel/stored_class.h"
 #include "platform/story/story_selection.h"
 
 // Commands on texts that others are made of.
@@ -62,7 +63,8 @@ private:
 // Changes attributes of the selected texts. A text in no tree takes part while it is composed with this document, as
 // one does that a command makes; undoing leaves it alone.
 class REDRAFT_ENGINE FormatTextCommand
-    : public SubSelectionCommandWithSingleInterface<FormatTextCommand, StoryInterface> {
+    : public Kernel::StoredClass<FormatTextCommand,
+                                 SubSelectionCommandWithSingleInterface<FormatTextCommand, StoryInterface>> {
 public:
     FormatTextCommand(Kernel::Counted<Story::Delta const> const& delta, Kernel::Counted<Selection const> selection);
     ~FormatTextCommand() override;
@@ -80,11 +82,7 @@ public:
     bool Merge(Kernel::Counted<Command const> newer) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
     // For loading.
@@ -93,6 +91,8 @@ protected:
     void ReceiveInterface(Kernel::NonCounted<TextNode> text, Story::StoryRanges const& ranges) override;
 
 private:
+    friend struct Kernel::FieldAccess;
+    static constexpr auto Fields() { return Kernel::FieldList{Kernel::Field{"Dlta", &FormatTextCommand::m_delta}}; }
     void FormatTextsInTheMaking();
 
     Kernel::Counted<Story::Delta const> m_delta;
@@ -143,27 +143,27 @@ private:
 };
 
 // Types or pastes text in place of the selected one.
-class REDRAFT_ENGINE InsertTextCommand final : public BaseReplaceTextCommand {
+class REDRAFT_ENGINE InsertTextCommand final : public Kernel::StoredClass<InsertTextCommand, BaseReplaceTextCommand> {
 public:
     explicit InsertTextCommand(Kernel::String text, Kernel::Counted<Selection const> selection = {});
 
     Kernel::LocalisedString GetDescription() const override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
     Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
 
 private:
+    InsertTextCommand() : InsertTextCommand(Kernel::String()) {}
+    friend struct Kernel::FieldAccess;
+    static constexpr auto Fields() { return Kernel::FieldList{Kernel::Field{"Text", &InsertTextCommand::m_text}}; }
+
     Kernel::String m_text;
 };
 
 // Takes the selected text away.
-class REDRAFT_ENGINE DeleteTextCommand final : public BaseReplaceTextCommand {
+class REDRAFT_ENGINE DeleteTextCommand final : public Kernel::StoredClass<DeleteTextCommand, BaseReplaceTextCommand> {
 public:
     explicit DeleteTextCommand(Kernel::Counted<Selection const> selection = {})
         : DeleteTextCommand(Story::MoveCaret::Yes, std::move(selection)) {}
@@ -171,16 +171,15 @@ public:
 
     Kernel::LocalisedString GetDescription() const override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 
 protected:
     Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
 };
 
 // Puts an object, such as a field or a mark, in place of the selected text. Each place gets an object of its own.
-class REDRAFT_ENGINE InsertGlyphsCommand final : public BaseReplaceTextCommand {
+class REDRAFT_ENGINE InsertGlyphsCommand final
+    : public Kernel::StoredClass<InsertGlyphsCommand, BaseReplaceTextCommand> {
 public:
     explicit InsertGlyphsCommand(Kernel::Counted<Story::Glyph const> glyph,
                                  Kernel::Counted<Selection const> selection = {});
@@ -190,36 +189,36 @@ public:
 
     Kernel::LocalisedString GetDescription() const override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 protected:
     Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
 
 private:
+    InsertGlyphsCommand() : InsertGlyphsCommand(Kernel::Counted<Story::Glyph const>()) {}
+    friend struct Kernel::FieldAccess;
+    static constexpr auto Fields() { return Kernel::FieldList{Kernel::Field{"Glph", &InsertGlyphsCommand::m_glyph}}; }
+
     Kernel::Counted<Story::Glyph const> m_glyph;
 };
 
 // Puts in the place of each selected field the text that it shows.
-class REDRAFT_ENGINE ExpandFieldGlyphCommand final : public BaseReplaceTextCommand {
+class REDRAFT_ENGINE ExpandFieldGlyphCommand final
+    : public Kernel::StoredClass<ExpandFieldGlyphCommand, BaseReplaceTextCommand> {
 public:
     explicit ExpandFieldGlyphCommand(Kernel::Counted<Selection const> selection = {});
 
     Kernel::LocalisedString GetDescription() const override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
 
 protected:
     Story::StoryRanges ReplaceText(Kernel::NonCounted<Story::Story> story, Story::StoryRanges const& ranges) override;
 };
 
 // Gives a field of the document another value, which all texts show that show the field.
-class REDRAFT_ENGINE SetCustomFieldValueCommand final : public DocumentCommand {
+class REDRAFT_ENGINE SetCustomFieldValueCommand final
+    : public Kernel::StoredClass<SetCustomFieldValueCommand, DocumentCommand> {
 public:
     SetCustomFieldValueCommand(Kernel::String guid, Kernel::String value);
     Kernel::String const& GetGuid() const { return m_guid; }
@@ -230,17 +229,21 @@ public:
     void Undo() override;
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
+    bool ShouldStackForUndo() const override { return m_value != m_oldValue; }
     bool CanMerge(Kernel::Counted<Command const> newer) const override;
     bool Merge(Kernel::Counted<Command const> newer) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
+    SetCustomFieldValueCommand() = default;
+    friend struct Kernel::FieldAccess;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"guid", &SetCustomFieldValueCommand::m_guid},
+                                 Kernel::Field{"valu", &SetCustomFieldValueCommand::m_value},
+                                 Kernel::Field{"oval", &SetCustomFieldValueCommand::m_oldValue}};
+    }
     void Set(Kernel::String const& value);
 
     Kernel::String m_guid, m_value, m_oldValue;

@@ -25,8 +25,9 @@ protected:
 
 // Renews the texts that references to other places show. A reference whose anchor is not in the document keeps its
 // text.
-class REDRAFT_ENGINE UpdateCrossReferencesCommand final : public SelectionCommandProxyStateManager,
-                                                          public UpdateCrossReferencesCommandHelper {
+class REDRAFT_ENGINE UpdateCrossReferencesCommand final
+    : public Kernel::StoredClass<UpdateCrossReferencesCommand, SelectionCommandProxyStateManager>,
+      public UpdateCrossReferencesCommandHelper {
 public:
     // `inSelection`: only the references that are selected; otherwise all of the document. `alwaysStacks`: it is a step
     // of the history also when all were up to date.
@@ -40,13 +41,16 @@ public:
     bool ShouldStackForUndo() const override { return m_alwaysStacks || HasKeptStates(); }
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
 private:
+    UpdateCrossReferencesCommand() : UpdateCrossReferencesCommand(nullptr, true, false) {}
+    friend struct Kernel::FieldAccess;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"InSe", &UpdateCrossReferencesCommand::m_inSelection},
+                                 Kernel::Field{"Alwy", &UpdateCrossReferencesCommand::m_alwaysStacks},
+                                 Kernel::Field{"Chgd", &UpdateCrossReferencesCommand::m_changed}};
+    }
     void PutBack(Direction direction);
 
     bool m_inSelection, m_alwaysStacks;

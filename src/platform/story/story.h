@@ -34,8 +34,7 @@ public:
     // Clamped to the story. `overMarks`: marks, which show nothing, are not counted, and going back passes over those
     // in front of the last glyph that counts.
     StoryPos MoveBy(int count, bool overMarks = false) const;
-    // Whether what an object in front of the position expanded to is in front of it too, where the position is taken
-    // for one in composed text.
+    // True: in composed text the position is behind the text of an object in front of it; false: before that text.
     void SetIsToComposedForward(bool isForward) { m_isToComposedForward = isForward; }
     bool IsToComposedForward() const { return m_isToComposedForward; }
 

@@ -149,6 +149,106 @@ TEST_F(StructureCommands, NewNodesAreAppendedToTheListWhileTheyStandInTheTree) {
     EXPECT_TRUE(nodes.empty());
 }
 
+using Curve = Kernel::Counted<Geometry::CurveDbl>;
+
+TEST_F(StructureCommands, NewNodesGoBehindTheirSiblingsWhereAsked) {
+    auto const back = Put(Spread(), MakeBox({0, 0, 1, 1})), front = Put(Spread(), MakeBox({0, 0, 1, 1}));
+    auto const one = MakeBox({0, 0, 2, 2}), two = MakeBox({0, 0, 3, 3});
+    auto const command = MakeCounted<AddChildNodesCommand>(
+        false, List::Plain, true, false, false, Curve(), Kernel::Counted<Selection const>(),
+        InsertionMode::FrontOfSpread, 0, ApplyDefault::Never, ApplyDefault::Never);
+    command->AddNode(one);
+    command->AddNode(two);
+    document->Run(command);
+    EXPECT_EQ(ChildrenOf(Spread()), (Nodes{one, two, back, front}));
+    document->Undo();
+    EXPECT_EQ(ChildrenOf(Spread()), (Nodes{back, front}));
+    document->Redo();
+    EXPECT_EQ(ChildrenOf(Spread()), (Nodes{one, two, back, front}));
+}
+
+TEST_F(StructureCommands, NewNodesMayComeInTheSpaceOfTheirParent) {
+    auto const group = Put(Spread(), MakeCounted<GroupNode>());
+    group->SetTransform({2, 0, 100, 0, 2, 100}, false);
+    Select({group});
+    auto const box = MakeBox({10, 10, 20, 20});
+    auto const command = MakeCounted<AddChildNodesCommand>(false, List::Plain, false, false, true, Curve(),
+                                                           Kernel::Counted<Selection const>(), InsertionMode::Inside, 0,
+                                                           ApplyDefault::Never, ApplyDefault::Never);
+    command->AddNode(box);
+    document->Run(command);
+    ExpectBounds(*box, {120, 120, 140, 140});
+    auto const clone = Kernel::Cast<AddChildNodesCommand>(command->Clone());
+    document->Run(clone);
+    ASSERT_EQ(ChildrenOf(*group).size(), 2u);
+    ExpectBounds(*ChildrenOf(*group)[1], {120, 120, 140, 140});
+}
+
+TEST_F(StructureCommands, NewNodesGoToASpreadBesideTheCurrentOne) {
+    auto const pages = DocumentController::CreateNew({100, 100}, Raster::FormatRGBA8, 3);
+    auto const spreads = pages->GetDocument()->GetSpreads();
+    pages->SetCurrentSpread(spreads[1]);
+    auto const make = [&](int offset) {
+        auto const command = MakeCounted<AddChildNodesCommand>(
+            false, List::Plain, false, false, false, Curve(), Kernel::Counted<Selection const>(),
+            InsertionMode::FrontOfSpread, offset, ApplyDefault::Never, ApplyDefault::Never);
+        command->AddNode(MakeBox({0, 0, 1, 1}));
+        return command;
+    };
+    for (int const offset : {-1, 0, 1}) {
+        pages->Run(make(offset));
+        EXPECT_EQ(ChildrenOf(*spreads[static_cast<std::size_t>(1 + offset)]).size(), 1u);
+    }
+    auto const before = pages->GetHash(false);
+    EXPECT_THROW(pages->Run(make(2)), Kernel::Exception);
+    EXPECT_THROW(pages->Run(make(-2)), Kernel::Exception);
+    EXPECT_EQ(before, pages->GetHash(false));
+}
+
+// A default is taken where it is asked for; a pressure profile goes onto the line that the node then has.
+TEST_F(StructureCommands, NewNodesTakeTheDefaultLine) {
+    using Renderer::LineStyle, Renderer::LineStyleDescriptor;
+    auto const makeLine = [](double weight) {
+        auto const style = MakeCounted<LineStyle>();
+        style->SetWeight(weight);
+        return MakeCounted<LineStyleDescriptor const>(Kernel::Consolidated<LineStyle>(style));
+    };
+    auto const red = MakeCounted<Renderer::FillDescriptor const>(Renderer::Colour::FromRGB(1, 0, 0));
+    document->GetDocumentDefaults()->SetLineStyleDescriptor(makeLine(7));
+    document->GetDocumentDefaults()->SetPenFillDescriptor(red);
+    auto const pressure = MakeCounted<Geometry::CurveDbl>();
+    auto const run = [&](ApplyDefault line, ApplyDefault paint, Curve const& profile) {
+        auto const command = MakeCounted<AddChildNodesCommand>(false, List::Plain, false, false, false, profile,
+                                                               Kernel::Counted<Selection const>(),
+                                                               InsertionMode::FrontOfSpread, 0, line, paint);
+        auto const plain = MakeBox({0, 0, 1, 1}), lined = MakeBox({0, 0, 1, 1});
+        plain->SetLineStyleDescriptor(nullptr);
+        plain->SetPenFillDescriptor(nullptr);
+        lined->SetLineStyleDescriptor(makeLine(2));
+        command->AddNode(plain);
+        command->AddNode(lined);
+        document->Run(command);
+        return std::pair(plain, lined);
+    };
+    auto const weight = [](auto const& node) {
+        auto const line = node->GetLineStyleDescriptor();
+        return line ? line->GetLineStyle()->GetWeightOrZero() : -1;
+    };
+    auto const never = run(ApplyDefault::Never, ApplyDefault::Never, {});
+    EXPECT_EQ(weight(never.first), -1);
+    EXPECT_EQ(weight(never.second), 2);
+    EXPECT_FALSE(never.first->GetPenFillDescriptor());
+    auto const unset = run(ApplyDefault::WhereUnset, ApplyDefault::WhereUnset, {});
+    EXPECT_EQ(weight(unset.first), 7);
+    EXPECT_EQ(weight(unset.second), 2);
+    EXPECT_EQ(unset.first->GetPenFillDescriptor(), red);
+    auto const always = run(ApplyDefault::Always, ApplyDefault::Always, pressure);
+    EXPECT_EQ(weight(always.first), 7);
+    EXPECT_EQ(weight(always.second), 7);
+    EXPECT_EQ(always.second->GetPenFillDescriptor(), red);
+    EXPECT_EQ(always.second->GetLineStyleDescriptor()->GetPressure(), pressure);
+}
+
 // A clone adds nodes of its own, which stand where the first ones were given, in its own parent's space.
 TEST_F(StructureCommands, ACloneAddsCopiesAsTheyWereGiven) {
     auto const group = Put(Spread(), MakeCounted<GroupNode>());
