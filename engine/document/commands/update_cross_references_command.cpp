@@ -2,7 +2,6 @@
 #include "platform/document/update_cross_references_command.h"
 
 #include "platform/document/document_controller.h"
-#include "platform/document/document_notification.h"
 #include "platform/document/page_numbers.h"
 #include "platform/document/story_visitor.h"
 #include "platform/kernel/cast.h"
@@ -213,60 +212,11 @@ Kernel::LocalisedString UpdateCrossReferencesCommand::GetDescription() const {
     return Kernel::LocalisedString("Update cross-references", "Command description");
 }
 
-void UpdateCrossReferencesCommand::Do() {
-    SelectionCommandBase::Do();
-    SetDirection(Direction::Do);
-    ForgetKeptStates();
+void UpdateCrossReferencesCommand::UpdateTexts(BeforeChange const& beforeChange) {
     auto const document = m_documentController->GetDocument();
     auto const selection = GetSelection();
-    std::vector<Reference> references;
     if (!m_inSelection || selection)
-        references = FindReferences(*document, m_inSelection ? selection.get() : nullptr);
-    std::vector<Kernel::Counted<Node>> changed;
-    m_areas.Around([&] {
-        Update(*document, references, [&](TextNode& text) {
-            m_areas.Note(text);
-            StoreInterfaces(Kernel::NonCounted<Kernel::Countable>(&text));
-            changed.emplace_back(&text);
-        });
-        for (auto text = changed.rbegin(); text != changed.rend(); ++text)
-            RestoreInterfaces(Kernel::NonCounted<Kernel::Countable>(text->get()));
-    });
-    m_changed = Kernel::MakeCounted<Selection const>(changed);
-}
-
-void UpdateCrossReferencesCommand::PutBack(Direction direction) {
-    SetDirection(direction);
-    if (!m_changed)
-        return;
-    m_areas.Around([&] {
-        for (auto const& node : m_changed->GetNodes()) {
-            if (auto* const text = Kernel::CastPointer<TextNode>(node.get()))
-                m_areas.Note(*text);
-            RestoreInterfaces(Kernel::NonCounted<Kernel::Countable>(node.get()));
-        }
-    });
-}
-
-void UpdateCrossReferencesCommand::Undo() {
-    PutBack(Direction::Undo);
-    SelectionCommandBase::Undo();
-}
-
-void UpdateCrossReferencesCommand::Redo() {
-    SelectionCommandBase::Redo();
-    PutBack(Direction::Redo);
-}
-
-void UpdateCrossReferencesCommand::Notify(Kernel::NotificationList& notifications) {
-    if (!m_changed || m_changed->empty())
-        return;
-    auto const controller = GetDocumentController();
-    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
-        controller, m_areas.GetRects(), m_changed, m_preview, false, false, false));
-    notifications.push_back(
-        Kernel::MakeCounted<NodesAttributesChangedNotification>(m_areas.GetNodes(m_changed), controller, m_preview));
-    notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, m_changed, m_preview));
+        Update(*document, FindReferences(*document, m_inSelection ? selection.get() : nullptr), beforeChange);
 }
 
 Kernel::Counted<DocumentCommand> UpdateCrossReferencesCommand::Clone() const {

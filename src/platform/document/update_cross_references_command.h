@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/text_commands.h"
+#include "platform/document/text_update_command.h"
 #include "platform/story/cross_reference.h"
 
 // The references of a document that are to be brought up to date, and what they refer to.
@@ -26,7 +26,7 @@ protected:
 // Renews the texts that references to other places show. A reference whose anchor is not in the document keeps its
 // text.
 class REDRAFT_ENGINE UpdateCrossReferencesCommand final
-    : public Kernel::StoredClass<UpdateCrossReferencesCommand, SelectionCommandProxyStateManager>,
+    : public Kernel::StoredClass<UpdateCrossReferencesCommand, TextUpdateCommand>,
       public UpdateCrossReferencesCommandHelper {
 public:
     // `inSelection`: only the references that are selected; otherwise all of the document. `alwaysStacks`: it is a step
@@ -34,27 +34,21 @@ public:
     UpdateCrossReferencesCommand(Kernel::Counted<Selection const> selection, bool inSelection, bool alwaysStacks);
 
     Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
-    void Notify(Kernel::NotificationList& notifications) override;
     bool ShouldStackForUndo() const override { return m_alwaysStacks || HasKeptStates(); }
     Kernel::Counted<DocumentCommand> Clone() const override;
 
     static Kernel::ClassProperties const* GetTypeClassProperties();
+
+protected:
+    void UpdateTexts(BeforeChange const& beforeChange) override;
 
 private:
     UpdateCrossReferencesCommand() : UpdateCrossReferencesCommand(nullptr, true, false) {}
     friend struct Kernel::FieldAccess;
     static constexpr auto Fields() {
         return Kernel::FieldList{Kernel::Field{"InSe", &UpdateCrossReferencesCommand::m_inSelection},
-                                 Kernel::Field{"Alwy", &UpdateCrossReferencesCommand::m_alwaysStacks},
-                                 Kernel::Field{"Chgd", &UpdateCrossReferencesCommand::m_changed}};
+                                 Kernel::Field{"Alwy", &UpdateCrossReferencesCommand::m_alwaysStacks}};
     }
-    void PutBack(Direction direction);
 
     bool m_inSelection, m_alwaysStacks;
-    // The texts that changed.
-    Kernel::Counted<Selection const> m_changed;
-    ChangedTextAreas m_areas;
 };
