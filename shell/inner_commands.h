@@ -44,5 +44,7 @@ CommandEntry MakeInnerEntry() {
 std::vector<CommandEntry> MakeInnerEntries();
 // Those on texts.
 std::vector<CommandEntry> MakeInnerTextEntries();
+// Those that make the text of indices.
+std::vector<CommandEntry> MakeIndexTextEntries();
 
 } // namespace Shell

@@ -19,6 +19,7 @@
 #include "platform/document/text_nodes.h"
 #include "platform/document/transform_command.h"
 #include "platform/document/update_cross_references_command.h"
+#include "platform/document/update_index_command.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
@@ -81,6 +82,7 @@ Properties InsertGlyphsCommand::GetTypeClassProperties() { return Register<Inser
 Properties ExpandFieldGlyphCommand::GetTypeClassProperties() { return Register<ExpandFieldGlyphCommand>("ExpF", SelectionCommandBase::GetTypeClassProperties()); }
 Properties UpdateCrossReferencesCommand::GetTypeClassProperties() { return Register<UpdateCrossReferencesCommand>("UpXR", SelectionCommandBase::GetTypeClassProperties()); }
 Properties SetCustomFieldValueCommand::GetTypeClassProperties() { return Register<SetCustomFieldValueCommand>("SCFV", DocumentCommand::GetTypeClassProperties()); }
+Properties UpdateIndexCommand::GetTypeClassProperties() { return Register<UpdateIndexCommand>("UpIx", SelectionCommandBase::GetTypeClassProperties()); }
 Properties InsertIndexMarkCommand::GetTypeClassProperties() { return Register<InsertIndexMarkCommand>("IIxM", SelectionCommandBase::GetTypeClassProperties()); }
 Properties AddIndexTopicCommand::GetTypeClassProperties()  { return Register<AddIndexTopicCommand>("AIxT", DocumentCommand::GetTypeClassProperties()); }
 Properties SetLocalisableStringCommand::GetTypeClassProperties() { return Register<SetLocalisableStringCommand>("SLoS", DocumentCommand::GetTypeClassProperties()); }
@@ -166,9 +168,9 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
            CommandAndSetSelectionCommand, TransformCommand, FormatTextCommand, InsertTextCommand, DeleteTextCommand,
            InsertGlyphsCommand, ExpandFieldGlyphCommand, UpdateCrossReferencesCommand, SetCustomFieldValueCommand,
-           InsertIndexMarkCommand, AddIndexTopicCommand, SetLocalisableStringCommand, Macro, History, HistoryEntry,
-           DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem, SubSelectionItem,
-           TextSelection, FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode,
+           UpdateIndexCommand, InsertIndexMarkCommand, AddIndexTopicCommand, SetLocalisableStringCommand, Macro,
+           History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem,
+           SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode,
            ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode,
            RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape, BlendModeState,
            VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState, TransparencyState,

@@ -6,6 +6,7 @@
 #include "platform/kernel/hash_accumulator.h"
 #include "platform/renderer/fill_descriptor.h"
 #include "platform/renderer/line_style.h"
+#include "platform/story/index_text.h"
 #include "platform/story/linked_file.h"
 
 #include <algorithm>
@@ -96,7 +97,8 @@ bool IsOfKind(GlyphAtt::Object att, Kernel::Serialisable const* object) {
 }
 bool IsOfKind(ParagraphAtt::Object att, Kernel::Serialisable const* object) {
     return (att == ParagraphAtt::Object::TabStops && Is<TabStops>(object)) ||
-           (att == ParagraphAtt::Object::LinkedFile && Is<LinkedFileAtt>(object));
+           (att == ParagraphAtt::Object::LinkedFile && Is<LinkedFileAtt>(object)) ||
+           (att == ParagraphAtt::Object::Index && Is<IndexAtt>(object));
 }
 
 // Keys that this version does not know are left out.

@@ -6,6 +6,7 @@
 #include "platform/kernel/type_name.h"
 #include "platform/story/cross_reference.h"
 #include "platform/story/index_mark.h"
+#include "platform/story/index_text.h"
 #include "platform/story/linked_file.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
@@ -63,6 +64,7 @@ Properties CrossReferenceAtt::GetTypeClassProperties()   { return Register<Cross
 Properties CrossReferenceGlyph::GetTypeClassProperties() { return Register<CrossReferenceGlyph>(CrossReferenceGlyph::c_classUid); }
 Properties IndexTopic::GetTypeClassProperties()          { return Register<IndexTopic>("TxIT"); }
 Properties IndexMarkGlyph::GetTypeClassProperties()      { return Register<IndexMarkGlyph>(IndexMarkGlyph::c_classUid); }
+Properties IndexAtt::GetTypeClassProperties()            { return Register<IndexAtt, Kind::Value>("TxIA"); }
 // clang-format on
 
 namespace {
@@ -87,7 +89,8 @@ namespace {
                                              CrossReferenceAtt::GetTypeClassProperties(),
                                              CrossReferenceGlyph::GetTypeClassProperties(),
                                              IndexTopic::GetTypeClassProperties(),
-                                             IndexMarkGlyph::GetTypeClassProperties()};
+                                             IndexMarkGlyph::GetTypeClassProperties(),
+                                             IndexAtt::GetTypeClassProperties()};
 
 } // namespace
 

@@ -232,6 +232,8 @@ std::vector<CommandExample> const& AllExamples() {
             all.push_back(std::move(example));
         for (auto& example : TextCommandExamples())
             all.push_back(std::move(example));
+        for (auto& example : IndexTextExamples())
+            all.push_back(std::move(example));
         for (auto& example : EngineExamples())
             all.push_back(std::move(example));
         return all;

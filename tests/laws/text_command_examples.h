@@ -7,3 +7,5 @@
 
 // The engine's own commands on texts.
 std::vector<CommandExample> TextCommandExamples();
+// Those of the command that makes the text of an index.
+std::vector<CommandExample> IndexTextExamples();

@@ -55,7 +55,7 @@ protected:
         Kernel::Counted<TextNode> const owner(&GetTextNode()->GetStoryOwner());
         m_preview.m_sources.push_back({Kernel::Weak<TextNode>(owner), Story::StoryRef(story->Clone())});
         m_flow.reset();
-        m_labels.clear();
+        m_numbers.clear();
         story->VisitObjects(
             story->GetAll(), [&](std::uint32_t index, Kernel::Counted<Story::Glyph const> const& glyph) {
                 auto const* const mark = Kernel::CastPointer<Story::IndexMarkGlyph const>(glyph.get());
@@ -63,8 +63,10 @@ protected:
                     return true;
                 auto found = Kernel::MakeCounted<IndexMarkPreview>(Kernel::Counted<Story::IndexMarkGlyph const>(mark),
                                                                    TextBookmark(owner, glyph, index));
-                if (m_pages)
-                    found->m_pageLabel = GetPageLabel(*owner, index);
+                if (m_pages) {
+                    found->m_pageNumber = GetPageNumber(*owner, index);
+                    found->m_pageLabel = PageNumbers::GetLabel(found->m_pageNumber);
+                }
                 if (found->GetTopic())
                     m_preview.m_byTopic[found->GetTopic().get()].emplace_back(found);
                 m_preview.m_marks.emplace_back(std::move(found));
@@ -74,22 +76,22 @@ protected:
 
 private:
     // Of a frame's page once for all marks in it.
-    Kernel::String const& GetPageLabel(TextNode const& owner, std::uint32_t index) {
+    std::size_t GetPageNumber(TextNode const& owner, std::uint32_t index) {
         if (!m_flow)
             m_flow = owner.GetTextFlow();
         auto const frame = m_flow->FindNode(index);
-        auto const [label, isNew] = m_labels.try_emplace(frame.value_or(m_flow->size()));
+        auto const [number, isNew] = m_numbers.try_emplace(frame.value_or(m_flow->size()));
         if (isNew && frame) {
             if (auto const node = m_flow->GetNodeAt(*frame))
-                label->second = m_pages->GetPageLabel(*node);
+                number->second = m_pages->GetPageNumber(*node);
         }
-        return label->second;
+        return number->second;
     }
 
     IndexPreview& m_preview;
     std::optional<PageNumbers> m_pages;
     Kernel::Counted<TextFlow> m_flow;
-    std::unordered_map<std::size_t, Kernel::String> m_labels;
+    std::unordered_map<std::size_t, std::size_t> m_numbers;
 };
 
 IndexPreview::IndexPreview(DocumentNode const& document, bool visibleOnly, bool withPages)

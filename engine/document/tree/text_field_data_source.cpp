@@ -13,11 +13,11 @@ PageNumbers::PageNumbers(DocumentNode const& document) {
     }
 }
 
-Kernel::String PageNumbers::GetPageLabel(Node const& node) const {
+std::size_t PageNumbers::GetPageNumber(Node const& node) const {
     auto const* const spread = node.GetSpread();
     auto const first = m_firstPages.find(spread);
     if (spread == nullptr || first == m_firstPages.end())
-        return {};
+        return 0;
     // Of an art text the place where it begins, because its box would have to be composed.
     auto const toSpread = node.GetBaseToSpreadTransform();
     auto const* const art = Kernel::CastPointer<ArtTextNode const>(&node);
@@ -31,9 +31,9 @@ Kernel::String PageNumbers::GetPageLabel(Node const& node) const {
         auto const* const box = Kernel::CastPointer<BaseBoxInterface const>(page);
         auto const area = box == nullptr ? Kernel::RectT<double>() : box->GetBaseBox(false);
         if (middle.x >= area.left && middle.x < area.right && middle.y >= area.top && middle.y < area.bottom)
-            return Kernel::String(std::to_string(number));
+            return number;
     }
-    return {};
+    return 0;
 }
 
 TextFieldDataSource::TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages)

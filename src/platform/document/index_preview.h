@@ -44,12 +44,15 @@ public:
     // Of the page on which it stands; empty where it stands on none, as text that has no place, and in a preview
     // without pages.
     Kernel::String const& GetPageLabel() const { return m_pageLabel; }
+    // Counts from 1 through the document; 0 where it stands on none, and in a preview without pages.
+    std::size_t GetPageNumber() const { return m_pageNumber; }
 
 private:
     friend class IndexPreview;
     Kernel::Counted<Story::IndexMarkGlyph const> m_mark;
     TextBookmark m_bookmark;
     Kernel::String m_pageLabel;
+    std::size_t m_pageNumber = 0;
 };
 
 // The index marks of a document, as they were when it was made: in the order of the tree's stories, and within a story

@@ -10,8 +10,13 @@ class REDRAFT_ENGINE PageNumbers {
 public:
     explicit PageNumbers(DocumentNode const& document);
     std::size_t GetPageCount() const { return m_pageCount; }
-    // Of the page that the node's middle is on; empty beside all pages of its spread.
-    Kernel::String GetPageLabel(Node const& node) const;
+    // Of the page that the node's middle is on; 0 beside all pages of its spread.
+    std::size_t GetPageNumber(Node const& node) const;
+    // The same as it is shown; empty beside all pages.
+    Kernel::String GetPageLabel(Node const& node) const { return GetLabel(GetPageNumber(node)); }
+    static Kernel::String GetLabel(std::size_t number) {
+        return number == 0 ? Kernel::String() : Kernel::String(std::to_string(number));
+    }
 
 private:
     // The number of the spread's first page.

@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/document/update_index_command.h"
+
+#include "platform/document/document_controller.h"
+#include "platform/document/index_preview.h"
+#include "platform/document/story_visitor.h"
+#include "platform/kernel/cast.h"
+
+#include <optional>
+#include <ranges>
+#include <unordered_set>
+
+namespace {
+
+using Story::IndexAtt;
+using AttRef = Kernel::Counted<IndexAtt const>;
+
+struct FoundIndex {
+    AttRef att;
+    // Whole paragraphs, with their separators.
+    Story::StoryRange range;
+};
+
+// The paragraphs in a row that belong to one index.
+std::vector<FoundIndex> FindIndices(Story::Story const& story) {
+    std::vector<FoundIndex> found;
+    std::uint32_t begin = 0;
+    bool goesOn = false;
+    for (std::size_t i = 0; i != story.GetParagraphCount(); ++i) {
+        auto const& paragraph = *story.GetParagraph(i);
+        auto const end = begin + paragraph.GetLength();
+        auto const att = IndexAtt::Of(*paragraph.GetAtts());
+        if (!att)
+            goesOn = false;
+        else if (goesOn && found.back().att->GetId() == att->GetId())
+            found.back().range.end = end;
+        else
+            found.push_back({att, {begin, end}});
+        goesOn = static_cast<bool>(att);
+        begin = end;
+    }
+    return found;
+}
+
+class IndexFinder final : public StoryVisitor {
+public:
+    IndexFinder() : StoryVisitor(false) {}
+    std::vector<Kernel::Counted<TextNode>> texts;
+
+protected:
+    void ReceiveStory(Kernel::NonCounted<Story::Story const> story) override {
+        if (!FindIndices(*story).empty())
+            texts.push_back(GetTextNode());
+    }
+};
+
+Story::IndexedPages GetPages(DocumentNode const& document) {
+    Story::IndexedPages pages;
+    IndexPreview const marks(document, false, true);
+    for (auto const& mark : marks.GetMarks()) {
+        if (mark->GetTopic() && !mark->GetPageLabel().empty())
+            pages[mark->GetTopic().get()].push_back(
+                {mark->GetPageNumber(), mark->GetPageLabel(), mark->GetStyleName()});
+    }
+    return pages;
+}
+
+Story::IndexSeparators GetSeparators(Story::Index const& index) {
+    Story::IndexSeparators separators;
+    auto const take = [&](std::string_view key, Story::GlyphString& text) {
+        if (auto const* const own = index.FindString(Kernel::String(key)))
+            text = *own;
+    };
+    take(UpdateIndexCommand::AfterTopicTag, separators.afterTopic);
+    take(UpdateIndexCommand::BetweenListItemsTag, separators.betweenListItems);
+    take(UpdateIndexCommand::BetweenRangesTag, separators.betweenRanges);
+    take(UpdateIndexCommand::BeforeCrossReferencesTag, separators.beforeCrossReferences);
+    take(UpdateIndexCommand::SeeTag, separators.see);
+    take(UpdateIndexCommand::SeeAlsoTag, separators.seeAlso);
+    take(UpdateIndexCommand::AfterCrossReferencesTag, separators.afterCrossReferences);
+    return separators;
+}
+
+// An index without entries keeps its place.
+std::vector<Story::GeneratedParagraph> MakeEmptyIndex(AttRef const& att) {
+    auto const atts = Kernel::MakeCounted<Story::ParagraphAtts>();
+    atts->Set(Story::ParagraphAtt::Object::Index, Kernel::Counted<Kernel::Serialisable const>(att.get()));
+    Story::GeneratedParagraph paragraph;
+    paragraph.paragraphAtts = atts;
+    return {std::move(paragraph)};
+}
+
+// The text and the place that a selection names first.
+std::optional<std::pair<Kernel::Counted<TextNode>, std::uint32_t>> FindPlace(Selection const* selection) {
+    if (selection == nullptr)
+        return {};
+    for (auto const& item : *selection) {
+        auto const text = Kernel::Cast<TextNode>(item->GetSelectable());
+        auto const ranges = item->MakeStorySelection(true).GetRanges(true);
+        if (text && text->IsInDocument() && !ranges.empty())
+            return std::pair(text, ranges[0].begin);
+    }
+    return {};
+}
+
+// Texts, with a call before the first change of each.
+class Editor {
+public:
+    explicit Editor(std::function<void(TextNode& text)> const& beforeChange) : m_beforeChange(beforeChange) {}
+    // False where the story is the same as before.
+    bool SetStory(TextNode& text, Kernel::Counted<Story::Story> const& story) {
+        if (*story == *text.GetStory())
+            return false;
+        auto& owner = text.GetStoryOwner();
+        if (m_changed.insert(&owner).second)
+            m_beforeChange(owner);
+        owner.SetStory(story);
+        owner.OnStoryChange(nullptr, true, Story::StoryChange(Story::StoryChangeType::Text, Story::StoryRanges()),
+                            false);
+        return true;
+    }
+
+private:
+    std::function<void(TextNode& text)> const& m_beforeChange;
+    std::unordered_set<TextNode const*> m_changed;
+};
+
+// In an empty paragraph's place, else in front of the one that the selection begins in.
+void InsertIndex(Editor& editor, AttRef const& att, Selection const* selection) {
+    auto const place = FindPlace(selection);
+    if (!place)
+        return;
+    auto const story = place->first->GetStory()->Clone();
+    auto const at = story->Find(place->second);
+    auto const length = story->GetParagraph(at.paragraph)->GetLength();
+    Story::ReplaceWithParagraphs(*story, {at.paragraphBegin, at.paragraphBegin + (length == 1 ? 1 : 0)},
+                                 MakeEmptyIndex(att));
+    editor.SetStory(*place->first, story);
+}
+
+} // namespace
+
+UpdateIndexCommand::UpdateIndexCommand(AttRef att, Kernel::Counted<Selection const> selection)
+    : StoredClass(std::move(selection)), m_att(std::move(att)) {}
+UpdateIndexCommand::~UpdateIndexCommand() = default;
+
+std::vector<Kernel::String> UpdateIndexCommand::FindIds(Story::Story const& story) {
+    std::vector<Kernel::String> ids;
+    for (auto const& found : FindIndices(story))
+        ids.push_back(found.att->GetId());
+    return ids;
+}
+
+Kernel::LocalisedString UpdateIndexCommand::GetDescription() const {
+    return m_att ? Kernel::LocalisedString("Insert index", "Command description")
+                 : Kernel::LocalisedString("Update index", "Command description");
+}
+
+// A longer index may move pages that it names: it is made again until it stays as it is.
+void UpdateIndexCommand::UpdateTexts(BeforeChange const& beforeChange) {
+    auto const document = m_documentController->GetDocument();
+    Editor editor(beforeChange);
+    if (m_att)
+        InsertIndex(editor, m_att, GetSelection().get());
+    IndexFinder finder;
+    finder.Visit(Kernel::JailCounted<Node>(document.get()), {});
+    auto const& index = document->GetIndex();
+    auto const separators = GetSeparators(index);
+    bool changed = !finder.texts.empty();
+    for (int pass = 0; changed && pass != c_maximumPasses; ++pass) {
+        changed = false;
+        auto const pages = GetPages(*document);
+        for (auto const& text : finder.texts) {
+            auto const story = text->GetStory()->Clone();
+            for (auto const& found : std::views::reverse(FindIndices(*story))) {
+                auto paragraphs =
+                    Story::MakeIndexText(index, pages, separators, found.att, *document->GetTextStyleSheet());
+                if (paragraphs.empty())
+                    paragraphs = MakeEmptyIndex(found.att);
+                Story::ReplaceWithParagraphs(*story, found.range, paragraphs);
+            }
+            changed = editor.SetStory(*text, story) || changed;
+        }
+    }
+}
+
+Kernel::Counted<DocumentCommand> UpdateIndexCommand::Clone() const {
+    return Kernel::MakeCounted<UpdateIndexCommand>(m_att, GetGivenSelection());
+}
