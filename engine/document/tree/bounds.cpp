@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/tree/bounds.h"
 
+#include "engine/document/tree/line_bounds.h"
 #include "platform/document/artboard.h"
 #include "platform/document/node_bounds.h"
+#include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/renderer/filter.h"
 
@@ -133,4 +135,16 @@ Kernel::RectT<double> ComputeBounds(Node const& node, Params const& toSpread, bo
 
 void ForEachBounds(Node const& top, bool includeLines, Visit const& visit) {
     Bounds(top, top.GetBaseToSpreadTransform(), includeLines, 0, true, &visit);
+}
+
+std::optional<Kernel::RectT<double>> FindRoomOfShape(Node const& node) {
+    auto const* const shape = Kernel::CastPointer<PolyCurveNode const>(&node);
+    bool const isAlone = shape != nullptr && node.FindState(InterfaceId::FilterEffects) == nullptr &&
+                         !node.HasChildren(NodeChildListType::Plain) && !node.HasChildren(NodeChildListType::Captions);
+    auto const outline = isAlone ? shape->GetCurves() : Kernel::Counted<Geometry::PolyCurveDbl const>();
+    if (!outline)
+        return {};
+    auto const line = shape->IsLineStyleVisible() ? shape->GetLineStyleDescriptor()
+                                                  : Kernel::Counted<Renderer::LineStyleDescriptor const>();
+    return FindRoomOfLine(*outline, line.get(), node.GetBaseToSpreadTransform());
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <optional>
 
@@ -37,10 +38,16 @@ PointDbl GetEndDirection(Segment const& s) {
     return {-back.x, -back.y};
 }
 
+// A round pen of radius 1 on a line that scales with its object is an ellipse in the spread's space, this far from its
+// middle to its sides and to its top.
+PointDbl GetPenExtent(Params const& toSpread) {
+    return {std::hypot(toSpread.a, toSpread.b), std::hypot(toSpread.c, toSpread.d)};
+}
+
 class LineExtent {
 public:
     LineExtent(Renderer::LineStyle const& style, double halfWidth, Params const& toSpread)
-        : m_style(style), m_half(halfWidth), m_toSpread(toSpread) {}
+        : m_style(style), m_half(halfWidth), m_toSpread(toSpread), m_penExtent(GetPenExtent(toSpread)) {}
 
     void Add(Geometry::CurveDbl const& curve, Transform const& toLine) {
         std::optional<PointDbl> first, last;
@@ -85,10 +92,8 @@ private:
                             : r;
     }
 
-    // A round pen is an ellipse in the spread's space.
     void AddGrown(Rect const& r) {
-        double const x = m_half * std::hypot(m_toSpread.a, m_toSpread.b),
-                     y = m_half * std::hypot(m_toSpread.c, m_toSpread.d);
+        double const x = m_half * m_penExtent.x, y = m_half * m_penExtent.y;
         Unite({r.left - x, r.top - y, r.right + x, r.bottom + y});
     }
 
@@ -146,11 +151,12 @@ private:
     Renderer::LineStyle const& m_style;
     double m_half;
     Params m_toSpread;
+    PointDbl m_penExtent;
     std::optional<Rect> m_bounds;
 };
 
-// Surely enough, whatever the line does.
-double GetFarthestReach(Renderer::LineStyleDescriptorConst const& line, double half, double scale) {
+// Surely enough, whatever the line does, in the space that it is drawn in.
+double GetFarthestReach(Renderer::LineStyleDescriptorConst const& line, double half) {
     auto const& style = *line.GetLineStyle();
     double const corner = style.GetJoin() == Renderer::LineJoin::Mitre ? std::max(style.GetMitreLimit(), 1.0) : 1;
     double reach = half * std::max(corner, std::numbers::sqrt2);
@@ -169,7 +175,26 @@ double GetFarthestReach(Renderer::LineStyleDescriptorConst const& line, double h
             heads = std::max(
                 {heads, std::fabs(box->left), std::fabs(box->right), std::fabs(box->top), std::fabs(box->bottom)});
     }
-    return (reach + 2 * heads) * scale;
+    return reach + 2 * heads;
+}
+
+// Half the weight; the whole of it where the line lies beside the outline.
+double GetHalfWidth(Renderer::LineStyleDescriptorConst const& line) {
+    bool const isCentred = line.GetStrokeAlignment() == Renderer::StrokeAlignment::Centre;
+    return line.GetLineStyle()->GetWeightOrZero() * (isCentred ? 0.5 : 1);
+}
+
+// False for a line that reaches nowhere beyond its outline.
+bool ReachesOut(Renderer::LineStyleDescriptorConst const& line, double half) {
+    return line.GetStrokeAlignment() != Renderer::StrokeAlignment::Inside && half > 0 && std::isfinite(half);
+}
+
+Rect GrownByReach(Rect const& bounds, Renderer::LineStyleDescriptorConst const& line, double half,
+                  Params const& toSpread) {
+    double const reach = GetFarthestReach(line, half);
+    PointDbl const extent = line.GetScaleWithObject() ? GetPenExtent(toSpread) : PointDbl{1, 1};
+    return {bounds.left - reach * extent.x, bounds.top - reach * extent.y, bounds.right + reach * extent.x,
+            bounds.bottom + reach * extent.y};
 }
 
 } // namespace
@@ -180,17 +205,11 @@ Rect GetLineBounds(Geometry::PolyCurveDbl const& outline, Renderer::LineStyleDes
     if (!bounds)
         return {};
     bool const scales = line.GetScaleWithObject();
-    bool const isCentred = line.GetStrokeAlignment() == Renderer::StrokeAlignment::Centre;
-    double const weight = line.GetLineStyle()->GetWeightOrZero();
-    double const half = weight * (isCentred ? 0.5 : 1);
-    if (line.GetStrokeAlignment() == Renderer::StrokeAlignment::Inside || !(half > 0) || !std::isfinite(half))
+    double const half = GetHalfWidth(line);
+    if (!ReachesOut(line, half))
         return *bounds;
-    if (line.GetPressure() || line.GetFrontArrowHead() || line.GetBackArrowHead()) {
-        double const scale =
-            scales ? std::max(std::hypot(toSpread.a, toSpread.c), std::hypot(toSpread.b, toSpread.d)) : 1;
-        double const reach = GetFarthestReach(line, half, scale);
-        return {bounds->left - reach, bounds->top - reach, bounds->right + reach, bounds->bottom + reach};
-    }
+    if (line.GetPressure() || line.GetFrontArrowHead() || line.GetBackArrowHead())
+        return GrownByReach(*bounds, line, half, toSpread);
     LineExtent extent(*line.GetLineStyle(), half, scales ? toSpread : Params{});
     for (auto const& curve : outline.GetCurves()) {
         if (!curve->empty())
@@ -200,4 +219,31 @@ Rect GetLineBounds(Geometry::PolyCurveDbl const& outline, Renderer::LineStyleDes
     Rect const covered = extent.Get();
     return {std::min(bounds->left, covered.left), std::min(bounds->top, covered.top),
             std::max(bounds->right, covered.right), std::max(bounds->bottom, covered.bottom)};
+}
+
+std::optional<Rect> FindRoomOfLine(Geometry::PolyCurveDbl const& outline,
+                                   Renderer::LineStyleDescriptorConst const* line, Params const& toSpread) {
+    // Far more than what transforming corners in place of points can make of rounding.
+    constexpr double c_rounding = 1e-9;
+    constexpr double c_infinite = std::numeric_limits<double>::infinity();
+    Rect box{c_infinite, c_infinite, -c_infinite, -c_infinite};
+    for (auto const& curve : outline.GetCurves()) {
+        for (PointDbl const& p : curve->GetPoints())
+            box = {std::min(box.left, p.x), std::min(box.top, p.y), std::max(box.right, p.x),
+                   std::max(box.bottom, p.y)};
+    }
+    if (!(box.left <= box.right))
+        return {};
+    box = toSpread.Apply(box);
+    if (line != nullptr) {
+        double const half = GetHalfWidth(*line);
+        if (ReachesOut(*line, half))
+            box = GrownByReach(box, *line, half, toSpread);
+    }
+    double const slack = c_rounding * (std::fabs(box.left) + std::fabs(box.top) + std::fabs(box.right) +
+                                       std::fabs(box.bottom) + std::fabs(toSpread.tx) + std::fabs(toSpread.ty));
+    box = {box.left - slack, box.top - slack, box.right + slack, box.bottom + slack};
+    bool const isFinite =
+        std::isfinite(box.left) && std::isfinite(box.top) && std::isfinite(box.right) && std::isfinite(box.bottom);
+    return isFinite ? std::optional(box) : std::nullopt;
 }

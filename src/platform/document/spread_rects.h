@@ -32,6 +32,8 @@ public:
     // a clip or as a part of an outline, those of the parent. One rectangle a spread is kept. Nothing for a node that
     // is on no spread.
     void IncludeWhereShown(Node const& node);
+    // The same areas for many nodes, found faster.
+    void IncludeWhereShown(std::vector<Node const*> const& nodes);
     std::vector<SpreadRect> const& GetRects() const { return m_rects; }
     // The union of the rectangles on one spread.
     Kernel::RectT<double> GetUnion(Kernel::NonCounted<SpreadNode const> spread) const;
@@ -45,6 +47,9 @@ public:
     bool LoadLegacy(Kernel::InSerialiser const& in, Kernel::IDTag tag);
 
 private:
+    SpreadRect* Find(SpreadNode const* spread);
+    void IncludeBounds(Node const& shown);
+
     std::vector<SpreadRect> m_rects;
 };
 
