@@ -4,6 +4,7 @@
 #include "engine/story/itemiser.h"
 #include "engine/story/line_breaks.h"
 #include "engine/story/shaping.h"
+#include "engine/story/word_cache.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,9 +18,10 @@ constexpr std::uint32_t c_maximumShapedLength = 4096;
 
 } // namespace
 
-ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context)
+ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context,
+                                     ComposedParagraph const* other)
     : m_source(std::move(source)) {
-    Compose(styles, context, nullptr, 0);
+    Compose(styles, context, other, 0);
 }
 
 ComposedParagraph::ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
@@ -29,13 +31,13 @@ ComposedParagraph::ComposedParagraph(ComposedParagraph const& earlier, std::uint
 }
 
 void ComposedParagraph::Compose(StyleSheet const& styles, ExpansionContext const& context,
-                                ComposedParagraph const* earlier, std::uint32_t from) {
+                                ComposedParagraph const* other, std::uint32_t from) {
     m_atts = styles.Resolve(m_source->GetAtts());
     m_lengthScale = std::clamp(m_atts->Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6);
-    Expand(context, earlier, from);
+    Expand(context, other, from);
     Itemise(styles);
     FindBreaks();
-    ShapeRuns();
+    ShapeRuns(other);
 }
 
 ComposedParagraph::~ComposedParagraph() = default;
@@ -166,29 +168,80 @@ void ComposedParagraph::FindBreaks() {
     m_flags[text.size()] |= CharacterFlag::c_breakBefore | CharacterFlag::c_mustBreakBefore;
 }
 
-void ComposedParagraph::ShapeRuns() {
-    auto const text = GetText();
+void ComposedParagraph::ShapeRuns(ComposedParagraph const* other) {
     thread_local GlyphBuffer s_glyphs;
     s_glyphs.Clear();
-    for (auto& run : m_runs) {
+    bool const hasOther = other != nullptr && other->m_runs.size() == m_runs.size();
+    for (std::size_t i = 0; i != m_runs.size(); ++i) {
+        auto& run = m_runs[i];
         run.glyphBegin = static_cast<std::uint32_t>(s_glyphs.GetSize());
-        for (std::uint32_t begin = run.begin; begin != run.end;) {
-            std::uint32_t end = run.end;
-            if (end - begin > c_maximumShapedLength) {
-                end = begin + c_maximumShapedLength;
-                // A piece ends at a break where there is one.
-                std::uint32_t best = end;
-                while (best > begin && (m_flags[best] & CharacterFlag::c_breakBefore) == 0)
-                    --best;
-                end = best > begin ? best : end;
-            }
-            ShapeText(s_glyphs, text, begin, end, run);
-            begin = end;
-        }
+        if (!hasOther || !TakeOverRun(s_glyphs, run, *other, other->m_runs[i]))
+            ShapeRun(s_glyphs, run);
         run.glyphEnd = static_cast<std::uint32_t>(s_glyphs.GetSize());
     }
     m_glyphs.assign(s_glyphs.begin(), s_glyphs.end());
     s_glyphs.Trim();
+}
+
+void ComposedParagraph::ShapeRun(GlyphBuffer& glyphs, ShapedRun const& run) const {
+    auto const text = GetText();
+    for (std::uint32_t begin = run.begin; begin != run.end;) {
+        std::uint32_t end = run.end;
+        if (end - begin > c_maximumShapedLength) {
+            end = begin + c_maximumShapedLength;
+            // A piece ends at a break where there is one.
+            std::uint32_t best = end;
+            while (best > begin && (m_flags[best] & CharacterFlag::c_breakBefore) == 0)
+                --best;
+            end = best > begin ? best : end;
+        }
+        ShapeText(glyphs, text, begin, end, run);
+        begin = end;
+    }
+}
+
+// Where words do not see each other's glyphs, a change inside a run reaches the words that it touches and the spaces
+// beside them. Runs in other scripts, in which letters join across what stands between runs, are shaped again.
+bool ComposedParagraph::TakeOverRun(GlyphBuffer& glyphs, ShapedRun const& run, ComposedParagraph const& other,
+                                    ShapedRun const& otherRun) const {
+    bool const isAlike = run.face == otherRun.face && run.look == otherRun.look && run.script == otherRun.script &&
+                         run.level == otherRun.level && WordCache::CanPart(run) &&
+                         run.end - run.begin <= c_maximumShapedLength &&
+                         otherRun.end - otherRun.begin <= c_maximumShapedLength;
+    if (!isAlike)
+        return false;
+    auto const text = GetText(), otherText = other.GetText();
+    std::uint32_t const shift = run.end - otherRun.end; // modulo 2^32, as are the places that it is added to
+    std::uint32_t same = run.end;                       // the beginning of what both end in
+    while (same != run.begin && same - shift != otherRun.begin && text[same - 1] == otherText[same - shift - 1])
+        --same;
+    std::uint32_t from = run.begin; // what is taken over
+    if (same != run.begin || same - shift != otherRun.begin) {
+        auto const findParting = [&](std::uint32_t at) {
+            while (at < run.end && !(at + 1 < run.end && WordCache::PartsAt(text, at)))
+                ++at;
+            return at;
+        };
+        // The letter in front of the space must be the same in both, and the word behind it a whole one.
+        auto const space = findParting(same + 1), nextSpace = findParting(space + 1);
+        if (nextSpace >= run.end)
+            return false;
+        auto const first = glyphs.GetSize();
+        if (!WordCache::Shape(glyphs, text, run.begin, nextSpace + 1, run))
+            return false;
+        from = space + 1;
+        auto size = glyphs.GetSize();
+        while (size != first && glyphs.begin()[size - 1].cluster >= from)
+            --size;
+        glyphs.CutTo(size);
+    }
+    std::uint32_t const begin = other.FindGlyph(otherRun, from - shift), count = otherRun.glyphEnd - begin;
+    auto* glyph = glyphs.Append(count);
+    for (std::uint32_t i = 0; i != count; ++i, ++glyph) {
+        *glyph = other.m_glyphs[begin + i];
+        glyph->cluster += shift;
+    }
+    return true;
 }
 
 std::vector<ShapedGlyph> ComposedParagraph::ShapeAgain(ShapedRun const& run, std::uint32_t begin,

@@ -79,10 +79,15 @@ struct Expansion {
     bool isFiller = false;
 };
 
+class GlyphBuffer;
+
 // A paragraph shaped as one endless line: what does not depend on where it stands. Immutable but for its broken lines.
 class ComposedParagraph final : public virtual Kernel::Countable {
 public:
-    ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context);
+    // `other` may be null: the same paragraph with the same styles, when its objects showed something else. Shaping
+    // takes over from it what that cannot have changed.
+    ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context,
+                      ComposedParagraph const* other = nullptr);
     // The same paragraph, with what objects show from `from` on, a place in composed text, taken anew. The text in
     // front of it stays.
     ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
@@ -123,14 +128,20 @@ public:
     std::size_t GetMemoryUse() const;
 
 private:
-    void Compose(StyleSheet const& styles, ExpansionContext const& context, ComposedParagraph const* earlier,
+    // What objects show in front of `from` is taken from `other`, and glyphs wherever they are the same.
+    void Compose(StyleSheet const& styles, ExpansionContext const& context, ComposedParagraph const* other,
                  std::uint32_t from);
     void Expand(ExpansionContext const& context, ComposedParagraph const* earlier, std::uint32_t from);
     // The last expansion that begins at or before a place; none is the end.
     std::vector<Expansion>::const_iterator FindExpansionBefore(std::uint32_t composed) const;
     void FindBreaks();
     void Itemise(StyleSheet const& styles);
-    void ShapeRuns();
+    void ShapeRuns(ComposedParagraph const* other);
+    void ShapeRun(GlyphBuffer& glyphs, ShapedRun const& run) const;
+    // Appends a run's glyphs, as ShapeRun would, from those of the other's run. False, with nothing appended, where
+    // they may differ.
+    bool TakeOverRun(GlyphBuffer& glyphs, ShapedRun const& run, ComposedParagraph const& other,
+                     ShapedRun const& otherRun) const;
 
     ParagraphRef m_source;
     ParagraphAttsRef m_atts;

@@ -117,12 +117,13 @@ ComposedParagraphRef ParagraphSource::GetShown(ParagraphRef const& paragraph, st
         shown.frame = frame;
         if (isSame)
             return shown.composed;
-    } else if (auto const known = m_cache.Find(*paragraph).composed;
-               known && known->ShowsTheSame(context, ExpansionReach::Document)) {
-        shown = {known, frame};
-        return known;
+    } else {
+        shown = {m_cache.Find(*paragraph).composed, frame};
+        if (shown.composed && shown.composed->ShowsTheSame(context, ExpansionReach::Document))
+            return shown.composed;
     }
-    shown = {Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, context), frame};
+    auto const other = shown.composed;
+    shown = {Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, context, other.get()), frame};
     m_cache.Put(shown.composed, {});
     return shown.composed;
 }
@@ -130,7 +131,7 @@ ComposedParagraphRef ParagraphSource::GetShown(ParagraphRef const& paragraph, st
 // The paragraph and the next ones with objects, a batch at most, all at once. Those that show their page wait until it
 // is known where they begin.
 void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMeasure const& measure) {
-    std::vector<ComposedParagraphRef> made;
+    std::vector<ComposedParagraphRef> made, others;
     std::vector<ParagraphRef> missing;
     ExpansionContext const context{m_fields, frame};
     std::uint64_t length = 0;
@@ -152,6 +153,7 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
             continue;
         }
         missing.push_back(paragraph);
+        others.push_back(known);
         length += paragraph->GetLength();
         if (length > c_maximumBatchLength)
             break;
@@ -159,7 +161,7 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
     m_shownBatch = std::min(m_shownBatch * 2, c_lastShownBatch);
     made.resize(missing.size());
     auto const make = [&](std::size_t i) {
-        made[i] = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, context);
+        made[i] = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, context, others[i].get());
         m_cache.Put(made[i], Kernel::MakeCounted<BrokenLines>(made[i], 0u, measure));
     };
     if (missing.size() == 1)

@@ -10,8 +10,13 @@ namespace Story {
 
 namespace {
 
-// No character below this one is written from right to left or says anything of direction.
-constexpr char32_t c_firstDirectional = 0x590;
+// False for characters that are written from right to left or say something of direction, and for those above the
+// alphabets without such ones, but for the dashes, quotation marks and separators of any text and the places of
+// objects.
+bool IsPlainInDirection(char32_t c) {
+    constexpr char32_t c_firstDirectional = 0x590;
+    return c < c_firstDirectional || (c >= 0x2010 && c <= c_paragraphSeparator) || c == c_objectCharacter;
+}
 
 bool IsSpace(char32_t c) {
     return c == U' ' || c == 0x1680 || (c >= 0x2000 && c <= 0x200A && c != 0x2007) || c == 0x205F || c == 0x3000 ||
@@ -56,8 +61,7 @@ Itemiser::Itemiser(std::u32string_view text, int direction) : m_text(text) { Fin
 
 void Itemiser::FindLevels(int direction) {
     bool const isPlain = direction != static_cast<int>(ParagraphDirection::RightToLeft) &&
-                         std::all_of(m_text.begin(), m_text.end(),
-                                     [](char32_t c) { return c < c_firstDirectional || c == c_paragraphSeparator; });
+                         std::all_of(m_text.begin(), m_text.end(), IsPlainInDirection);
     if (isPlain)
         return;
     m_paragraphLevel = ComputeLevels(m_text, direction, m_levels);
@@ -82,12 +86,35 @@ hb_script_t Itemiser::GetScript(std::uint32_t index) {
         return m_script = script;
     }
     if (m_script == HB_SCRIPT_COMMON) {
-        for (std::size_t i = index + 1; i < std::min<std::size_t>(m_text.size(), index + 256); ++i) {
-            if (auto const script = scriptOf(m_text[i]); isOwn(script))
+        auto const end = std::min<std::size_t>(m_text.size(), index + 256);
+        for (m_lookedAt = std::max<std::size_t>(m_lookedAt, index + 1); m_lookedAt < end; ++m_lookedAt) {
+            if (auto const script = scriptOf(m_text[m_lookedAt]); isOwn(script))
                 return m_script = script;
         }
     }
     return m_script;
+}
+
+// The quick way for most text: Latin letters and what stands between them, up to the first character that might not go
+// on in the run. Returns its place.
+std::uint32_t Itemiser::GoOn(std::uint32_t begin, std::uint32_t end, TextLookRef const& look, ShapedRun& run,
+                             std::vector<std::uint8_t>& flags) const {
+    auto const* const face = look->fonts->GetPrimary().get();
+    bool const isPlain = face != nullptr && run.face == face && run.look == look && !look->smallCaps &&
+                         run.script == HB_SCRIPT_LATIN && m_script == HB_SCRIPT_LATIN;
+    if (!isPlain)
+        return begin;
+    std::uint32_t i = begin;
+    for (; i != end; ++i) {
+        char32_t const c = m_text[i];
+        bool const mayHaveMark = i + 1 < end && m_text[i + 1] >= 0x300;
+        if (c < 0x20 || c >= 0x7F || mayHaveMark || !face->HasCharacter(c))
+            break;
+        if (c == U' ')
+            flags[i] |= CharacterFlag::c_space;
+    }
+    run.end = i;
+    return i;
 }
 
 void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const& look, std::vector<ShapedRun>& runs,
@@ -97,6 +124,11 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
     FontFace const* previous = primary;
     bool isNewLook = true;
     for (std::uint32_t i = begin; i < end; ++i) {
+        if (!isNewLook && m_levels.empty() && (flags[i - 1] & CharacterFlag::c_tab) == 0) {
+            i = GoOn(i, end, look, runs.back(), flags);
+            if (i == end)
+                break;
+        }
         char32_t const c = m_text[i];
         FontFace const* face = nullptr;
         if (IsControl(c)) {

@@ -21,11 +21,15 @@ private:
     void FindLevels(int direction);
     std::uint8_t GetLevel(std::uint32_t index) const { return m_levels.empty() ? m_paragraphLevel : m_levels[index]; }
     hb_script_t GetScript(std::uint32_t index);
+    std::uint32_t GoOn(std::uint32_t begin, std::uint32_t end, TextLookRef const& look, ShapedRun& run,
+                       std::vector<std::uint8_t>& flags) const;
 
     std::u32string_view m_text;
     std::vector<std::uint8_t> m_levels; // empty where all are the paragraph's
     std::uint8_t m_paragraphLevel = 0;
     hb_script_t m_script = HB_SCRIPT_COMMON;
+    // No character in front of it is of one script, while there is none.
+    std::size_t m_lookedAt = 0;
 };
 
 // The bidirectional levels of a text, one for each character, and that of the paragraph (Unicode Standard Annex 9).

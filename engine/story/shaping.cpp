@@ -89,7 +89,7 @@ void ShapeText(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begi
             *glyph++ = {ShapedGlyph::c_noGlyph, i, 0, 0, 0};
         return;
     }
-    if (!run.look->isMadeSmallCaps && WordCache::Shape(glyphs, text, begin, end, run))
+    if (WordCache::Shape(glyphs, text, begin, end, run))
         return;
     thread_local std::vector<RawGlyph> s_raw;
     ShapeWithHarfBuzz(s_raw, text, begin, end, run);

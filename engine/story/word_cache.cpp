@@ -381,16 +381,23 @@ WordSet& GetSet(ShapedRun const& run) {
 
 } // namespace
 
-bool WordCache::Shape(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
-                      ShapedRun const& run) {
+bool WordCache::CanPart(ShapedRun const& run) {
     auto const isWhole = [](hb_feature_t const& feature) {
         return feature.start == HB_FEATURE_GLOBAL_START && feature.end == HB_FEATURE_GLOBAL_END;
     };
     auto const& features = run.look->features;
-    bool const canPart = begin != end && s_isEnabled.load(std::memory_order_relaxed) && !run.IsRightToLeft() &&
-                         IsSpacedScript(run.script) && run.face->HasSeparableSpaces() &&
-                         std::all_of(features.begin(), features.end(), isWhole);
-    return canPart && GetSet(run).Shape(glyphs, text, begin, end, run);
+    return run.face != nullptr && s_isEnabled.load(std::memory_order_relaxed) && !run.look->isMadeSmallCaps &&
+           !run.IsRightToLeft() && IsSpacedScript(run.script) && run.face->HasSeparableSpaces() &&
+           std::all_of(features.begin(), features.end(), isWhole);
+}
+
+bool WordCache::PartsAt(std::u32string_view text, std::uint32_t at) {
+    return at != 0 && at + 1 < text.size() && text[at] == U' ' && IsPlain(text[at - 1]) && IsPlain(text[at + 1]);
+}
+
+bool WordCache::Shape(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
+                      ShapedRun const& run) {
+    return begin != end && CanPart(run) && GetSet(run).Shape(glyphs, text, begin, end, run);
 }
 
 void WordCache::SetEnabled(bool isEnabled) { s_isEnabled.store(isEnabled, std::memory_order_relaxed); }

@@ -10,6 +10,11 @@ namespace Story {
 // the whole span. Each thread keeps words of its own, at most some megabytes of them.
 class WordCache {
 public:
+    // Whether a run may be put together from words.
+    static bool CanPart(ShapedRun const& run);
+    // Whether text may be parted at a space, so that what stands on either side of it, and only that, decides on the
+    // glyphs there. `at` is the place of a space inside a run that can be parted.
+    static bool PartsAt(std::u32string_view text, std::uint32_t at);
     // Appends the glyphs as ShapeText does. False, with nothing appended, when the span must be shaped in one go.
     static bool Shape(GlyphBuffer& glyphs, std::u32string_view text, std::uint32_t begin, std::uint32_t end,
                       ShapedRun const& run);
