@@ -38,7 +38,7 @@ void InsertIndexMarkCommand::Do() {
 
 Story::StoryRanges InsertIndexMarkCommand::ReplaceText(Kernel::NonCounted<Story::Story> story,
                                                        Story::StoryRanges const& ranges) {
-    if (std::exchange(m_isPlaced, true))
+    if (ranges.empty() || std::exchange(m_isPlaced, true))
         return ranges;
     auto const begin = ranges[0].begin;
     auto const mark = Kernel::MakeCounted<Story::IndexMarkGlyph>(m_topic, m_styleName);

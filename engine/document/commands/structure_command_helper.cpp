@@ -201,8 +201,24 @@ void StructureCommandHelper::UndoRemovalsBelow(Node const& top) {
 
 void StructureCommandHelper::UndoAdd(Kernel::Counted<Node> node) {
     Require(node);
-    if (m_records.contains(node.get()))
-        node->RemoveFromParent();
+    if (!m_records.contains(node.get()))
+        return;
+    Kernel::Counted<Node> const container(node->GetParent());
+    node->RemoveFromParent();
+    if (container)
+        RestoreLink(*container);
+}
+
+void StructureCommandHelper::RestoreLink(Node& node) {
+    for (auto link = m_detachedLinks.begin(); link != m_detachedLinks.end();) {
+        if (link->node.get() != &node) {
+            ++link;
+            continue;
+        }
+        link->node->SetLinkSource(link->source);
+        NoteLinks();
+        link = m_detachedLinks.erase(link);
+    }
 }
 
 // The sibling to stand in front of. Where the recorded one is still out of the tree, it was taken out later than this
@@ -228,15 +244,8 @@ void StructureCommandHelper::UndoRemove(Kernel::Counted<Node> node) {
     if (!record.parent)
         return;
     record.parent->InsertChild(record.list, node, FindNextInPlace(record));
-    for (auto link = m_detachedLinks.begin(); link != m_detachedLinks.end();) {
-        if (link->node != node && link->node != record.parent) {
-            ++link;
-            continue;
-        }
-        link->node->SetLinkSource(link->source);
-        NoteLinks();
-        link = m_detachedLinks.erase(link);
-    }
+    RestoreLink(*node);
+    RestoreLink(*record.parent);
 }
 
 void StructureCommandHelper::AddUnclippedArea(Node const& parent, Node const& child) {

@@ -35,10 +35,11 @@ public:
     AddChildNodesCommand(bool selectNodes, NodeChildListType list, InsertionMode mode,
                          Kernel::Counted<Selection const> selection = {});
     // `toBack`: behind all siblings, for modes that go by the selection, too. `keepLinks`: a parent that is linked to a
-    // symbol stays so. `inParentSpace`: the nodes are given in the space of their parent. `pressure`: the pressure
-    // profile of the nodes' lines; may be null. `spreadOffset`: where the mode goes by the current spread, the spread
-    // so many places behind it, or before it; without one there it throws when it runs. `line` and `paint`: whether the
-    // nodes get the default line and its paint.
+    // symbol stays so in classes, too, that detach what they edit (GetDetachInterfaces). `inParentSpace`: the nodes are
+    // given in the space of their parent. `pressure`: the pressure profile of the nodes' lines; may be null.
+    // `spreadOffset`: where the mode goes by the current spread, the spread so many places behind it, or before it;
+    // without one there it throws when it runs. `line` and `paint`: whether the nodes get the default line and its
+    // paint.
     AddChildNodesCommand(bool selectNodes, NodeChildListType list, bool toBack, bool keepLinks, bool inParentSpace,
                          Kernel::Counted<Geometry::CurveDbl> pressure, Kernel::Counted<Selection const> selection,
                          InsertionMode mode, int spreadOffset, ApplyDefault line, ApplyDefault paint);

@@ -84,6 +84,8 @@ private:
     void Insert(Node& parent, NodeChildListType list, Kernel::Counted<Node> const& child, Node* before, bool isMove,
                 bool detachLinks);
     void DetachIfAsked(Node& container, bool detachLinks);
+    // Nothing for a node whose link this command did not end.
+    void RestoreLink(Node& node);
 
     std::unordered_map<Node const*, Record> m_records;
     // In the order of their insertion; the set tells which of them are there, since pieces come by the hundred

@@ -167,6 +167,33 @@ TEST_F(StructureCommands, NewNodesGoBehindTheirSiblingsWhereAsked) {
     EXPECT_EQ(ChildrenOf(Spread()), (Nodes{one, two, back, front}));
 }
 
+class DetachingAddCommand final : public AddChildNodesCommand {
+public:
+    using AddChildNodesCommand::AddChildNodesCommand;
+    DetachInterfaces GetDocumentDetachLinkedAttributesOnEdit() const override { return DetachInterfaces::Structure; }
+};
+
+TEST_F(StructureCommands, ALinkedParentIsDetachedUnlessItsLinksAreKept) {
+    for (bool const keepLinks : {false, true}) {
+        SCOPED_TRACE(keepLinks);
+        auto const symbol = MakeCounted<SymbolNode>();
+        symbol->InsertChild(List::Plain, MakeCounted<GroupNode>(), nullptr);
+        document->InsertSymbolAtIndex(symbol, 0);
+        auto const instance = Put(Spread(), MakeSymbolInstance(*symbol));
+        Select({instance});
+        auto const command = MakeCounted<DetachingAddCommand>(false, List::Plain, false, keepLinks, false, Curve(),
+                                                              Kernel::Counted<Selection const>(), InsertionMode::Inside,
+                                                              0, ApplyDefault::Never, ApplyDefault::Never);
+        command->AddNode(MakeBox({0, 0, 1, 1}));
+        document->Run(command);
+        EXPECT_EQ(ChildrenOf(*instance).size(), 2u);
+        EXPECT_EQ(instance->IsLinked(false), keepLinks);
+        command->Undo();
+        EXPECT_TRUE(instance->IsLinked(false));
+        EXPECT_EQ(ChildrenOf(*instance).size(), 1u);
+    }
+}
+
 TEST_F(StructureCommands, NewNodesMayComeInTheSpaceOfTheirParent) {
     auto const group = Put(Spread(), MakeCounted<GroupNode>());
     group->SetTransform({2, 0, 100, 0, 2, 100}, false);
