@@ -2,6 +2,7 @@
 #include "shell/command_form.h"
 
 #include "frame/settings/symbol_reference.h"
+#include "index/topic_reference.h"
 #include "platform/document/spread_index.h"
 #include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
@@ -103,6 +104,32 @@ std::string FormatAnchor(Commands::AnchorReference const&) { return "none"; }
 
 Commands::FieldReference ParseField(std::string const& text, ValueContext const& context) {
     return {FindField(context.document, text)};
+}
+
+Commands::TopicReference ParseTopic(std::string const& text, ValueContext const& context) {
+    return {FindTopic(context.document, text)};
+}
+Commands::OptionalTopicReference ParseOptionalTopic(std::string const& text, ValueContext const& context) {
+    if (text == "none")
+        return {};
+    return {FindTopic(context.document, text)};
+}
+
+// Names may have commas: the whole text counts first.
+Commands::TopicReferences ParseTopics(std::string const& text, ValueContext const& context) {
+    try {
+        return {{FindTopic(context.document, text)}};
+    } catch (ValueError const&) {
+        if (text.find(',') == std::string::npos)
+            throw;
+    }
+    Commands::TopicReferences references;
+    for (std::size_t at = 0; at <= text.size();) {
+        auto const end = std::min(text.find(',', at), text.size());
+        references.topics.push_back(FindTopic(context.document, std::string_view(text).substr(at, end - at)));
+        at = end + 1;
+    }
+    return references;
 }
 
 SpreadIndex ParseSpreadIndex(std::string const& text, ValueContext const& context) {
@@ -249,6 +276,9 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<SymbolReference, &ParseSymbol>("symbol", "#ID or name:TEXT"),
         Kind<Commands::AnchorReference, &ParseAnchor, &FormatAnchor>("anchor", "an anchor's name or identity, or none"),
         Kind<Commands::FieldReference, &ParseField>("field", "a field's name or identity"),
+        Kind<Commands::TopicReference, &ParseTopic>("topic", "a topic's path, as Animals/Whales, or GUID"),
+        Kind<Commands::OptionalTopicReference, &ParseOptionalTopic>("topic or none", "a topic's path or GUID, or none"),
+        Kind<Commands::TopicReferences, &ParseTopics>("topics", "topics' paths or GUIDs with commas between"),
         Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),
     };
     return s_kinds;

@@ -4,6 +4,7 @@
 #include "shell/text_objects.h"
 #include "shell/values.h"
 
+#include "index/insert_index_mark_with_new_topic_command.h"
 #include "platform/document/text_commands.h"
 #include "platform/document/update_cross_references_command.h"
 #include "platform/kernel/cast.h"
@@ -277,6 +278,60 @@ struct UpdateCrossReferences {
     }
 };
 
+struct InsertIndexMark {
+    static constexpr char c_name[] = "insert-index-mark", c_class[] = "InsertIndexMarkWithNewTopicCommand";
+    static constexpr bool c_takesSelection = true;
+    String topic, style;
+    static constexpr auto Fields() {
+        using This = InsertIndexMark;
+        return FieldList{Unstored{&This::topic}.As("topic", "the path of the topic, such as Animals/Whales, or its "
+                                                            "GUID; levels that are missing are added"),
+                         Unstored{&This::style}.As("style", "the character style of the page number in the index",
+                                                   std::string_view())};
+    }
+    Command Make(ValueContext const& context) const {
+        auto const& index = context.document.GetDocument()->GetIndex();
+        auto const path = topic.view();
+        auto const slash = path.rfind('/');
+        auto const isTop = slash == std::string_view::npos;
+        auto const known = FindKnownTopic(context.document, path);
+        if (!known && (path.empty() || slash + 1 == path.size()))
+            throw ValueError("needs the name of a topic");
+        auto const parent = isTop ? std::string_view() : path.substr(0, slash);
+        // Levels above the parent would become one name: they are the business of add-index-topic.
+        if (!known && parent.find('/') != std::string_view::npos && !index.FindTopicByName(String(parent), false))
+            throw ValueError("names a topic below one that is not there, " + Quote(parent) +
+                             "; add-index-topic adds it");
+        return Commands::InsertIndexMarkWithNewTopicCommand::MakeInsertIndexMarkCommand(
+            Kernel::Counted<DocumentController const>(&context.document), known, nullptr,
+            String(isTop ? path : path.substr(slash + 1)), String(parent), MakeCaret(*context.selection), style, true);
+    }
+};
+
+struct AddIndexTopic {
+    static constexpr char c_name[] = "add-index-topic", c_class[] = "AddIndexTopicCommand";
+    static constexpr bool c_takesSelection = false;
+    String path;
+    static constexpr auto Fields() {
+        return FieldList{Unstored{&AddIndexTopic::path}.As(
+            "path", "the names from the top down, such as Animals/Whales; levels that are missing are added")};
+    }
+    Command Make(ValueContext const& context) const {
+        std::vector<String> names;
+        auto const text = path.view();
+        for (std::size_t at = 0; at <= text.size();) {
+            auto const end = std::min(text.find('/', at), text.size());
+            if (end != at)
+                names.emplace_back(text.substr(at, end - at));
+            at = end + 1;
+        }
+        if (names.empty())
+            throw ValueError("needs the name of a topic");
+        static_cast<void>(context);
+        return Kernel::MakeCounted<AddIndexTopicCommand>(std::move(names), nullptr, true);
+    }
+};
+
 } // namespace
 
 std::vector<CommandEntry> MakeInnerTextEntries() {
@@ -284,7 +339,8 @@ std::vector<CommandEntry> MakeInnerTextEntries() {
             MakeInnerEntry<FormatText>(),           MakeInnerEntry<SetTextStyle>(),
             MakeInnerEntry<InsertField>(),          MakeInnerEntry<ExpandField>(),
             MakeInnerEntry<SetFieldValue>(),        MakeInnerEntry<InsertAnchor>(),
-            MakeInnerEntry<InsertCrossReference>(), MakeInnerEntry<UpdateCrossReferences>()};
+            MakeInnerEntry<InsertCrossReference>(), MakeInnerEntry<UpdateCrossReferences>(),
+            MakeInnerEntry<InsertIndexMark>(),      MakeInnerEntry<AddIndexTopic>()};
 }
 
 } // namespace Shell

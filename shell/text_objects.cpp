@@ -61,6 +61,48 @@ Kernel::String FindField(DocumentController& document, std::string_view name) {
     return found.front();
 }
 
+namespace {
+
+using Topics = std::vector<Kernel::Counted<Story::IndexTopic const>>;
+
+template <class Get>
+Topics FindTopics(DocumentController& document, std::string_view name, Get const& getName) {
+    Topics found;
+    for (auto const& topic : document.GetDocument()->GetIndex()) {
+        // A full name ends in the topic's own.
+        if (name.ends_with(topic->GetName().view()) && getName(*topic) == Kernel::String(name))
+            found.emplace_back(topic);
+    }
+    return found;
+}
+
+Topics FindTopicsByPath(DocumentController& document, std::string_view path) {
+    return FindTopics(document, path, [](Story::IndexTopic const& topic) { return topic.GetNameWithParents(); });
+}
+
+} // namespace
+
+Kernel::Counted<Story::IndexTopic const> FindKnownTopic(DocumentController& document, std::string_view name) {
+    if (auto const byGuid = document.GetDocument()->GetIndex().FindTopicByGUID(Kernel::String(name)))
+        return byGuid;
+    auto const found = FindTopicsByPath(document, name);
+    return found.empty() ? Kernel::Counted<Story::IndexTopic const>() : found.front();
+}
+
+Kernel::Counted<Story::IndexTopic const> FindTopic(DocumentController& document, std::string_view name) {
+    if (auto const byGuid = document.GetDocument()->GetIndex().FindTopicByGUID(Kernel::String(name)))
+        return byGuid;
+    auto found = FindTopicsByPath(document, name);
+    if (found.empty())
+        found = FindTopics(document, name, [](Story::IndexTopic const& topic) { return topic.GetName(); });
+    if (found.empty())
+        throw ValueError("names no topic of the index: " + Quote(name) + "; `redraft topics` lists them");
+    if (found.size() > 1)
+        throw ValueError("names " + std::to_string(found.size()) + " topics of the index: " + Quote(name) +
+                         "; give one by its path or GUID");
+    return found.front();
+}
+
 Kernel::String MakeAnchorId(DocumentController& document) {
     constexpr std::string_view c_prefix = "anchor-";
     std::uint64_t last = 0;

@@ -5,6 +5,7 @@
 
 #include "platform/document/document_controller.h"
 #include "platform/story/cross_reference.h"
+#include "platform/story/story_index.h"
 
 #include <string>
 #include <vector>
@@ -31,6 +32,11 @@ std::vector<PlacedAnchor> FindAnchors(DocumentController& document);
 Kernel::Counted<Story::AnchorData> FindAnchor(DocumentController& document, std::string_view name);
 // The GUID of the one custom field that has this GUID or name. Throws ValueError where there is none or more than one.
 Kernel::String FindField(DocumentController& document, std::string_view name);
+// The one topic of the index that has this GUID, this full name, such as "Animals/Whales", or this name. Throws
+// ValueError where there is none or more than one.
+Kernel::Counted<Story::IndexTopic const> FindTopic(DocumentController& document, std::string_view name);
+// The topic of this GUID or full name; null where there is none.
+Kernel::Counted<Story::IndexTopic const> FindKnownTopic(DocumentController& document, std::string_view name);
 // An id that no anchor of the document's texts has.
 Kernel::String MakeAnchorId(DocumentController& document);
 

@@ -82,6 +82,27 @@ std::vector<Verb> const& GetVerbs() {
           .positionals = {},
           .options = {}},
          &RunAnchors},
+        {{.verb = "topics",
+          .summary = "Lists the topics of the index, each below the one that it belongs to, with their marks.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunTopics},
+        {{.verb = "marks",
+          .summary = "Lists the index marks in the texts, with their topics and pages.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunMarks},
+        {{.verb = "index-words",
+          .summary =
+              "Puts an index mark in front of each of the words of a list, wherever a text has it, as one step.\n"
+              "FILE has a word a line, in the letters of the text, and perhaps a tab and the path of its topic,\n"
+              "such as Animals/Whales; otherwise the topic is called like the word.",
+          .onDocument = true,
+          .positionals = {{"FILE"}},
+          .options = {}},
+         &RunIndexWords},
         {{.verb = "mask",
           .summary = "Selects the pixels and channels that effects on layers may change, or tells which are.\nSHAPE:\n"
                      "  none                  no selection: effects change whole layers\n"

@@ -2,6 +2,7 @@
 // Registers the classes of all chapters while the library is loaded.
 #include "frame/class_list.h"
 #include "class_order.h"
+#include "index/class_list.h"
 #include "lines/class_list.h"
 #include "raster/class_list.h"
 #include "shapes/class_list.h"
@@ -17,8 +18,8 @@ public:
     Registrations() {
         std::vector<ListedClass> classes;
         for (auto const& chapter :
-             {Commands::GetFrameClasses(), Commands::GetLinesClasses(), Commands::GetRasterClasses(),
-              Commands::GetShapesClasses(), Commands::GetTextClasses()})
+             {Commands::GetFrameClasses(), Commands::GetIndexClasses(), Commands::GetLinesClasses(),
+              Commands::GetRasterClasses(), Commands::GetShapesClasses(), Commands::GetTextClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);

@@ -48,6 +48,8 @@ struct CommandExample {
     std::vector<std::string> filePaths = {};
     // The class only lets old histories load: it does nothing and has no words, and a history stops at its steps.
     bool isShell = false;
+    // The class does nothing on purpose; it has words all the same.
+    bool doesNothing = false;
 
     static void Register(CommandExample example);
     // By class name; those of one class in the order of its source.

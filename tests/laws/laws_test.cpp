@@ -66,7 +66,8 @@ TEST_P(Laws, UndoGivesTheDocumentBackAndRedoDoesItAgain) {
         }
         return;
     }
-    EXPECT_EQ(Example().isShell, run.before == after && selected == selectedAfter) << "the example changes nothing";
+    EXPECT_EQ(Example().isShell || Example().doesNothing, run.before == after && selected == selectedAfter)
+        << "the example changes nothing";
     for (int round = 0; round != 3; ++round) {
         run.controller->Undo();
         run.controller->GetDocument()->CheckInvariants();

@@ -110,6 +110,7 @@ bool IsNeverOfAPreview(DocumentNotification const& notification, std::string con
     if (Kernel::CastPointer<PlainDocumentNotification const>(&notification) != nullptr ||
         Kernel::CastPointer<SymbolsChangedNotification const>(&notification) != nullptr ||
         Kernel::CastPointer<AvailableFieldsChangedNotification const>(&notification) != nullptr ||
+        Kernel::CastPointer<IndexTopicsChangedNotification const>(&notification) != nullptr ||
         Kernel::CastPointer<ViewPointChangedNotification const>(&notification) != nullptr)
         return true;
     // Required of these commands.

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/laws/text_command_examples.h"
 
+#include "platform/document/index_commands.h"
 #include "platform/document/text_commands.h"
 #include "platform/document/update_cross_references_command.h"
 #include "platform/kernel/type_name.h"
 #include "platform/story/field_glyphs.h"
+#include "tests/examples/scenes/index_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
 #include "tests/examples/scenes/text_documents.h"
 
@@ -114,6 +116,14 @@ void References(DocumentController& controller) {
     ExampleDocuments::Select(controller, {texts.plain});
 }
 
+void IndexMarks(DocumentController& controller) { ExampleDocuments::TextsWithIndexMarks(controller); }
+
+// A part of the last frame of a chain, and then one of another text.
+void PartsOfIndexedTexts(DocumentController& controller) {
+    auto const texts = ExampleDocuments::TextsWithIndexMarks(controller);
+    Select(controller, {Part(texts.second, {{300, 310}}), Part(texts.other, {{2, 4}})});
+}
+
 template <class C, class... Own>
 CommandExample Example(void (*prepare)(DocumentController&), Own const&... own) {
     return {std::string(Kernel::TypeName<C>()), prepare, [=](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -153,6 +163,38 @@ std::vector<CommandExample> TextCommandExamples() {
         {"SetCustomFieldValueCommand", Fields,
          [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
              return Kernel::MakeCounted<SetCustomFieldValueCommand>(c_field, "another value, which is longer");
+         }},
+        {"InsertIndexMarkCommand", PartsOfIndexedTexts,
+         [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<InsertIndexMarkCommand>(ExampleDocuments::FindTopic(controller, "Ships"),
+                                                                "Bold");
+         }},
+        {"AddIndexTopicCommand", IndexMarks,
+         [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<AddIndexTopicCommand>(std::vector<Kernel::String>{"Fish", "", "Herring"},
+                                                              ExampleDocuments::FindTopic(controller, "Animals"),
+                                                              false);
+         }},
+        {"AddIndexTopicCommand", IndexMarks,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<AddIndexTopicCommand>(
+                 std::vector<Kernel::String>{"Animals", "Whales", "Blue whale"}, nullptr, true);
+         }},
+        {"SetLocalisableStringCommand", IndexMarks,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             Story::GlyphString text(U", ");
+             text.Add(Kernel::MakeCounted<Story::FillerTextGlyph>(1u));
+             return Kernel::MakeCounted<SetLocalisableStringCommand>(Story::Language::Make("sv"), "BetweenListItems",
+                                                                     text, Story::GlyphString());
+         }},
+        {"SetLocalisableStringCommand",
+         [](DocumentController& controller) {
+             IndexMarks(controller);
+             controller.GetDocument()->GetIndex().SetString("AfterTopic", Story::GlyphString(U": "));
+         },
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<SetLocalisableStringCommand>(
+                 Kernel::Counted<Story::Language const>(), "AfterTopic", Story::GlyphString(), Story::GlyphString());
          }},
     };
 }

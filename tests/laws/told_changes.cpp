@@ -6,6 +6,7 @@
 #include "platform/document/document_renderer.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/story_index.h"
 
 #include <algorithm>
 #include <cmath>
@@ -366,6 +367,7 @@ private:
         auto const& after = m_operation.after;
         RequireFor<GuidesChangedNotification>(before.guides != after.guides, "the colour of guides");
         RequireFor<AvailableFieldsChangedNotification>(before.fieldNames != after.fieldNames, "the fields of texts");
+        RequireFor<IndexTopicsChangedNotification>(before.index != after.index, "the index");
         for (auto const& [id, properties] : before.artboardProperties) {
             auto const found = after.artboardProperties.find(id);
             bool const isOther = found != after.artboardProperties.end() && !SameStates(properties, found->second, {});
@@ -431,6 +433,26 @@ ShownDocument::ShownDocument(DocumentController& controller)
     auto const& fields = controller.GetDocument()->GetCustomFieldSource();
     for (auto const& guid : fields.GetGuids())
         fieldNames[guid] = fields.GetFieldName(guid);
+    auto const& topics = controller.GetDocument()->GetIndex();
+    for (auto const& topic : topics) {
+        index.push_back(topic->GetNameWithParents());
+        index.push_back(topic->GetGUID());
+        index.push_back(topic->GetSortString());
+        for (auto const& related : topic->GetRelatedTo())
+            index.push_back(related->GetNameWithParents());
+    }
+    // Those that examples set.
+    for (auto const* const key : {"AfterTopic", "BetweenListItems"}) {
+        for (auto const* const language : {"", "sv"}) {
+            auto const* const text = topics.GetString(key, language);
+            index.push_back(text == nullptr ? Kernel::String("none")
+                                            : Kernel::String(Story::EncodeUtf8(text->GetText())));
+        }
+    }
+    index.push_back(topics.GetIndexLanguage()->GetIdentifier());
+    for (bool const option : {topics.GetShouldIncludeSectionHeadings(), topics.GetShouldGroupPageRanges(),
+                              topics.GetShouldExpandCrossReferences()})
+        index.emplace_back(option ? "on" : "off");
     ForEachNode(*controller.GetDocument(), [&](Node& node) {
         if (node.GetParent() == nullptr)
             return;

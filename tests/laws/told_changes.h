@@ -53,6 +53,8 @@ public:
     std::vector<NodeId> symbols;
     std::vector<ViewPointData> viewPoints;
     std::map<Kernel::String, Kernel::String> fieldNames;
+    // Topics with all that is known of them, and how the index is made of them.
+    std::vector<Kernel::String> index;
     Kernel::Counted<Renderer::FillDescriptor const> guides, defaultGuides;
     bool reflows = false;
     int scaleFlags = 0;

@@ -3,6 +3,7 @@
 
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/story_index.h"
 #include "shell/command_table.h"
 #include "shell/failure.h"
 #include "shell/session.h"
@@ -139,6 +140,14 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
     if (info.type == "field") {
         auto const guids = document.GetDocument()->GetCustomFieldSource().GetGuids();
         return guids.empty() ? "missing" : "'" + random.Of(guids).ToStdString() + "'";
+    }
+    if (info.type == "topic" || info.type == "topics" || info.type == "topic or none") {
+        std::vector<std::string> paths;
+        for (auto const& topic : document.GetDocument()->GetIndex())
+            paths.push_back("'" + topic->GetNameWithParents().ToStdString() + "'");
+        if (info.type == "topic or none" && random.Chance(30))
+            return "none";
+        return paths.empty() ? "missing" : random.Of(paths);
     }
     if (info.type == "record")
         return "'{\"name\":\"" + Number(random, 1, 1'000'000) + "\",\"spreadIndex\":0,\"viewBox\":[0,0,10,10]}'";

@@ -31,13 +31,15 @@ struct StringElement {
     static constexpr unsigned short GetSchemaVersion() { return 1; }
 };
 
+Kernel::String GetDefaultLanguage() { return Language::Make({})->GetIdentifier(); }
+
 bool IsSame(Kernel::String const& a, Kernel::String const& b, bool ignoreCase) {
     return a == b || (ignoreCase && Kernel::CharTraits<Kernel::TEncUtf8>::CompareNoCase(a, b) == 0);
 }
 
 } // namespace
 
-Index::Index(DocumentNode& document) : m_document(document) {}
+Index::Index(DocumentNode& document) : m_document(document), m_language(GetDefaultLanguage()) {}
 
 Index::~Index() {
     for (auto const& [ordinal, topic] : m_topics)
@@ -243,7 +245,7 @@ Kernel::Counted<Language const> Index::GetIndexLanguage() const { return Languag
 
 void Index::SetIndexLangauge(Kernel::Counted<Language const> const& language) {
     EditJournal::NoteValue(m_document, m_language);
-    m_language = language ? language->GetIdentifier() : Kernel::String();
+    m_language = language ? language->GetIdentifier() : GetDefaultLanguage();
     m_document.MarkChanged();
 }
 
@@ -280,7 +282,7 @@ void Index::Save(Kernel::OutSerialiser& out) const {
         std::vector<Kernel::Counted<IndexTopic const>> topics(begin(), end());
         Kernel::SaveValue(out, "IxTp", topics);
     }
-    if (!m_language.empty())
+    if (m_language != GetDefaultLanguage())
         Kernel::SaveValue(out, "IxLg", m_language);
     Options const standard;
     if (m_options.sectionHeadings != standard.sectionHeadings)
@@ -315,6 +317,7 @@ void Index::Load(Kernel::InSerialiser const& in) {
         return false;
     });
     m_isSettled.store(m_loaded.empty(), std::memory_order_release);
+    m_language = GetDefaultLanguage();
     Kernel::LoadValue(in, "IxLg", m_language);
     m_options = {};
     Kernel::LoadValue(in, "IxHd", m_options.sectionHeadings);

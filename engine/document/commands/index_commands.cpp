@@ -158,6 +158,7 @@ void SetLocalisableStringCommand::Notify(Kernel::NotificationList& notifications
 }
 
 Kernel::Counted<DocumentCommand> SetLocalisableStringCommand::Clone() const {
-    return Kernel::MakeCounted<SetLocalisableStringCommand>(Story::Language::Make(m_language), m_key, m_text,
-                                                            m_oldText);
+    auto const language =
+        m_language.empty() ? Kernel::Counted<Story::Language const>() : Story::Language::Make(m_language);
+    return Kernel::MakeCounted<SetLocalisableStringCommand>(language, m_key, m_text, Story::GlyphString());
 }

@@ -11,8 +11,19 @@
 
 #include <algorithm>
 
+namespace {
+
+// Of the commands that this thread runs.
+thread_local TextChangeBatch* t_openBatch = nullptr;
+
+} // namespace
+
 void ChangedTextAreas::Note(TextNode& text) {
-    m_texts.push_back({ShownTexts(text), Kernel::Counted<TextNode>(&text.GetStoryOwner()), text.GetStory()});
+    bool const isInBatch = t_openBatch != nullptr;
+    m_texts.push_back({isInBatch ? ShownTexts() : ShownTexts(text), Kernel::Counted<TextNode>(&text.GetStoryOwner()),
+                       text.GetStory(), isInBatch});
+    if (isInBatch)
+        t_openBatch->Note(text, *this);
 }
 
 void ChangedTextAreas::Begin() {
@@ -28,10 +39,38 @@ void ChangedTextAreas::Gather() {
         text.shown.IncludeChanged(m_rects);
         if (text.owner->GetStory() == text.story)
             continue;
-        m_rects.IncludeWhereShown(*text.owner);
+        if (!text.isInBatch)
+            m_rects.IncludeWhereShown(*text.owner);
         m_changedOwners.emplace_back(text.owner);
     }
     m_texts.clear();
+}
+
+TextChangeBatch::TextChangeBatch() : m_isOpen(t_openBatch == nullptr) {
+    if (m_isOpen)
+        t_openBatch = this;
+}
+
+TextChangeBatch::~TextChangeBatch() {
+    if (m_isOpen)
+        t_openBatch = nullptr;
+}
+
+void TextChangeBatch::Note(TextNode& text, ChangedTextAreas& areas) {
+    auto& owner = text.GetStoryOwner();
+    if (m_known.insert(&owner).second)
+        m_texts.push_back({{ShownTexts(text), Kernel::Counted<TextNode>(&owner), text.GetStory()}, &areas});
+}
+
+void TextChangeBatch::Finish() {
+    if (!std::exchange(m_isOpen, false))
+        return;
+    t_openBatch = nullptr;
+    for (auto const& [before, areas] : m_texts) {
+        before.shown.IncludeChanged(areas->m_rects);
+        if (before.owner->GetStory() != before.story)
+            areas->m_rects.IncludeWhereShown(*before.owner);
+    }
 }
 
 Kernel::Counted<Selection const> ChangedTextAreas::GetNodes(Kernel::Counted<Selection const> const& selection) const {

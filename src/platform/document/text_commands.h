@@ -47,10 +47,13 @@ public:
     void Begin();
 
 private:
+    friend class TextChangeBatch;
     struct Text {
         ShownTexts shown;
         Kernel::Counted<TextNode> owner;
         Kernel::Counted<Story::Story const> story;
+        // The batch finds out where it lies otherwise.
+        bool isInBatch = false;
     };
     void Gather();
 
@@ -58,6 +61,29 @@ private:
     std::vector<Text> m_texts;
     std::vector<Kernel::Counted<Node>> m_changedOwners;
     bool m_hasBegun = false;
+};
+
+// For a command that runs many others on texts: while it lives, the others, on the same thread, do not look where the
+// texts lie otherwise after each of them. Finish looks once, and gives the areas of each text to the first command that
+// changed it; all those that ran live until then. Without Finish nobody gets them. One inside another does nothing.
+class REDRAFT_ENGINE TextChangeBatch {
+public:
+    TextChangeBatch();
+    ~TextChangeBatch();
+    TextChangeBatch(TextChangeBatch const&) = delete;
+    void Finish();
+
+private:
+    friend class ChangedTextAreas;
+    struct Text {
+        ChangedTextAreas::Text before;
+        ChangedTextAreas* areas;
+    };
+    void Note(TextNode& text, ChangedTextAreas& areas);
+
+    std::vector<Text> m_texts;
+    std::unordered_set<TextNode const*> m_known;
+    bool m_isOpen;
 };
 
 // Changes attributes of the selected texts. A text in no tree takes part while it is composed with this document, as

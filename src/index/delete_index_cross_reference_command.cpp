@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "index/delete_index_cross_reference_command.h"
+
+namespace Commands {
+
+Kernel::LocalisedString DeleteIndexCrossReferenceCommand::GetDescription() const {
+    return Kernel::LocalisedString("Delete Index Cross-Reference", "Command description");
+}
+
+void DeleteIndexCrossReferenceCommand::Apply(Story::Index& index, bool forward) {
+    if (forward)
+        index.RemoveRelatedTo(m_topic, m_relatedTopic);
+    else
+        index.AddRelatedTo(m_topic, m_relatedTopic);
+}
+
+Kernel::Counted<DocumentCommand> DeleteIndexCrossReferenceCommand::Clone() const {
+    return Kernel::MakeCounted<DeleteIndexCrossReferenceCommand>(m_topic, m_relatedTopic);
+}
+
+} // namespace Commands
