@@ -13,6 +13,8 @@ public:
     enum class Option : std::int32_t { SectionHeadings = 0, PageRanges = 1, ExpandCrossReferences = 2 };
     // Another option than these changes nothing.
     SetIndexOptionCommand(Option option, bool value) : m_option(option), m_value(value) {}
+    // In the order of the stored fields.
+    SetIndexOptionCommand(bool value, Option option) : SetIndexOptionCommand(option, value) {}
 
     Kernel::LocalisedString GetDescription() const override;
     void Do() override;
@@ -26,8 +28,9 @@ private:
     void Put(Direction direction, bool value);
     static constexpr auto Fields() {
         using This = SetIndexOptionCommand;
-        return Kernel::FieldList{Kernel::Field{"nwNm", &This::m_value}, Kernel::Field{"olNm", &This::m_oldValue},
-                                 Kernel::Field{"Optn", &This::m_option}};
+        return Kernel::FieldList{Kernel::Field{"nwNm", &This::m_value}.As("value", "whether indices are made so"),
+                                 Kernel::Field{"olNm", &This::m_oldValue},
+                                 Kernel::Field{"Optn", &This::m_option}.As("option", "the way to make indices")};
     }
 
     Option m_option = Option::SectionHeadings;
