@@ -2,6 +2,7 @@
 #include "engine/renderer/picture_renderer.h"
 
 #include "platform/kernel/dispatch.h"
+#include "platform/raster/hardware.h"
 
 #include <algorithm>
 
@@ -42,8 +43,12 @@ int PictureRenderer::GetRowsAtOnce(int width) const { return c_bandsAtOnce * Get
 
 template <class F>
 void PictureRenderer::ForEachIndex(std::size_t count, F const& work) const {
-    if (m_route == Route::Parallel)
-        return Kernel::ParallelFor(count, work);
+    if (m_route == Route::Parallel) {
+        return Kernel::ParallelFor(count, [&work](std::size_t i) {
+            Raster::HardwareGPUEnabledSession const software(false);
+            work(i);
+        });
+    }
     for (std::size_t i = 0; i != count; ++i)
         work(i);
 }

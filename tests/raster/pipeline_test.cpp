@@ -334,6 +334,21 @@ TEST(Pipeline, GoesOnByItselfWhenTheDeviceRefusesUnlessItWasAborted) {
     }
 }
 
+TEST(Pipeline, OffersNothingWhereTheThreadMayUseNoDevice) {
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(60, 30, 1));
+    RasterEffectOptions options;
+    FakeRoute route(true);
+    auto const refusedBefore = HardwareRoute::GetRefusedRuns();
+    {
+        Raster::HardwareGPUEnabledSession const software(false);
+        Apply(document, options);
+    }
+    EXPECT_EQ(0, route.m_offers);
+    EXPECT_EQ(refusedBefore + 1, HardwareRoute::GetRefusedRuns());
+    Apply(document, options);
+    EXPECT_EQ(1, route.m_offers);
+}
+
 TEST(Accessors, SayThatTheyWaitOutsideThePipeline) {
     auto const store = Kernel::MakeCounted<MemoryStore>();
     auto const loaded = Judge::RandomBitmap<RGBA8>(30, 27, 4);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/dynamic_node_rendering_engine.h"
 
+#include "engine/document/drawing/device_route.h"
 #include "platform/document/quorin_controller.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -83,6 +84,7 @@ DynamicNodeRenderingEngine::Run::Run(DynamicNodeRenderingEngine const& engine, K
     auto raster = settings.raster;
     raster.abort = abort;
     m_format = raster.format;
+    m_isSerial = settings.isSerial;
     auto const target = Kernel::MakeCounted<Renderer::RasterRenderTarget>(raster);
     DocumentRenderer renderer(target);
     renderer.LeaveOut(settings.options.leftOut);
@@ -102,6 +104,9 @@ Kernel::Counted<Raster::DynamicBuffer> DynamicNodeRenderingEngine::Run::RenderTi
     // All pixels are written: none are left of the tile before.
     if (!isFree)
         m_pixels = Kernel::MakeCounted<Raster::DynamicBuffer>(tile.GetWidth(), tile.GetHeight(), m_format);
-    m_parts->Render(tile, *m_pixels->GetBase());
+    RunWithDevices(m_isSerial, [&] {
+        m_parts->Render(tile, *m_pixels->GetBase());
+        return m_pixels->SyncHostCache(m_pixels->GetBounds(), false, nullptr);
+    });
     return m_pixels;
 }

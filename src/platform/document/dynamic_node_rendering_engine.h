@@ -46,12 +46,14 @@ public:
         Run(DynamicNodeRenderingEngine const& engine, Kernel::RectT<int> const& region, bool const* abort);
         ~Run();
         // The pixels of a tile; fastest from top to bottom. The buffer serves the next tile of its size, unless the
-        // caller has kept it. Throws Kernel::AbortException when *abort becomes true,
+        // caller has kept it. Work that one thread does may go to devices that the program has named; what a device
+        // that failed has made is made again without. Throws Kernel::AbortException when *abort becomes true,
         // Kernel::DamagedDataException when pixels of a bitmap cannot be read.
         Kernel::Counted<Raster::DynamicBuffer> RenderTile(Kernel::RectT<int> const& tile);
 
     private:
         Raster::Format m_format;
+        bool m_isSerial = false;
         Kernel::Counted<Raster::DynamicBuffer> m_pixels;
         std::unique_ptr<Renderer::PictureParts> m_parts;
     };

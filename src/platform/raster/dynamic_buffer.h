@@ -3,6 +3,9 @@
 
 #include "platform/raster/buffer.h"
 #include "platform/raster/dynamic_base.h"
+#include "platform/raster/hardware.h"
+
+#include <memory>
 
 namespace Raster {
 
@@ -45,8 +48,23 @@ public:
     }
     void Clear(DynamicPixel const& pixel) { m_buffer->Clear(pixel); }
 
+    // A device's copy of the pixels, which a clone has not; null as at first: all pixels are here.
+    void SetHardwareCopy(std::shared_ptr<HardwareCopy> copy) {
+        m_hardwareCopy = std::move(copy);
+        m_newerThere = {};
+    }
+    // The device has written a rectangle, or it was written here.
+    void InvalidateHostCache(Kernel::RectT<int> const& rect);
+    void InvalidateHardwareCache(Kernel::RectT<int> const& rect);
+    // Fetches what the device has written inside a rectangle. The flag has no meaning here. False, with the pixels as
+    // they were, when the device fails or *abort becomes true; `abort` may be null.
+    bool SyncHostCache(Kernel::RectT<int> const& rect, bool flag, bool const* abort);
+
 private:
     Kernel::Counted<BufferBase> m_buffer;
+    std::shared_ptr<HardwareCopy> m_hardwareCopy;
+    // Pixels that are newer on the device than here.
+    Kernel::RectT<int> m_newerThere;
 };
 
 } // namespace Raster

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/raster/hardware.h"
 #include "raster/pipeline/effects.h"
 #include "raster/pipeline/hardware_route.h"
 
@@ -100,7 +101,7 @@ private:
     void RunEngines(Raster::BitmapBase const& source, int level, RunRecord const& run) {
         constexpr bool c_isWhole = requires { m_effect.RunWhole(m_destination, run, m_options); };
         if constexpr (!c_isWhole) {
-            auto* const route = HardwareRoute::Get();
+            auto* const route = Raster::HardwareGPUEnabledSession::IsEnabled() ? HardwareRoute::Get() : nullptr;
             if (route != nullptr && route->TryRun({m_destination, source, run.rect, run.channels, m_mask,
                                                    typeid(Effect), &m_effect, run.abort})) {
                 SetTouched();

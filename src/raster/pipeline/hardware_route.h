@@ -24,7 +24,7 @@ struct HardwareRun {
     bool* abort;
 };
 
-// A way around the software engine. Every run is offered to it first.
+// A way around the software engine. Every run is offered to it first, but for those of threads that may use no device.
 class REDRAFT_API HardwareRoute {
 public:
     virtual ~HardwareRoute();

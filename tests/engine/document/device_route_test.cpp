@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/document/drawing/device_route.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using Devices = Raster::Hardware<Raster::DefaultImplementation>;
+
+int s_device;
+
+class DeviceRoute : public testing::Test {
+protected:
+    DeviceRoute() { Devices::SetDevices({&s_device}); }
+    ~DeviceRoute() override { Devices::SetDevices({}); }
+};
+
+} // namespace
+
+TEST_F(DeviceRoute, OnlyTheSerialOneAsksDevices) {
+    for (bool const isSerial : {false, true}) {
+        std::vector<void*> asked;
+        RunWithDevices(isSerial, [&] {
+            asked.push_back(Devices::GetDevice());
+            return true;
+        });
+        EXPECT_EQ(asked, std::vector<void*>{isSerial ? &s_device : nullptr});
+        EXPECT_TRUE(Raster::HardwareGPUEnabledSession::IsEnabled());
+        EXPECT_EQ(Raster::HardwareMultiGPUSession::GetState(), nullptr);
+    }
+}
+
+TEST_F(DeviceRoute, ATileOfADeviceThatFailsIsMadeAgainInSoftware) {
+    for (bool const givesBack : {false, true}) {
+        Devices::SetDevices({&s_device});
+        std::vector<void*> asked;
+        RunWithDevices(true, [&] {
+            auto* const device = Devices::GetDevice();
+            asked.push_back(device);
+            if (device != nullptr && givesBack)
+                Devices::MarkBroken(device);
+            return device == nullptr || givesBack;
+        });
+        EXPECT_EQ(asked, (std::vector<void*>{&s_device, nullptr}));
+    }
+    // Also inside a session in which another tile's device has failed.
+    Raster::HardwareMultiGPUState state("outer");
+    Raster::HardwareMultiGPUSession const session(state);
+    Devices::MarkBroken(&s_device);
+    int calls = 0;
+    RunWithDevices(false, [&] { return ++calls == 1; });
+    RunWithDevices(true, [&] { return ++calls == 2; });
+    EXPECT_EQ(calls, 2);
+}
+
+TEST_F(DeviceRoute, PixelsThatNobodyGivesBackAreAnError) {
+    EXPECT_THROW(RunWithDevices(true, [] { return false; }), Kernel::Exception);
+    EXPECT_THROW(RunWithDevices(false, [] { return false; }), Kernel::Exception);
+    EXPECT_TRUE(Raster::HardwareGPUEnabledSession::IsEnabled());
+}
