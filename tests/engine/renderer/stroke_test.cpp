@@ -227,4 +227,28 @@ TEST(Stroke, ArrowHeadsTakeTheirPlaceAtTheEnds) {
     EXPECT_EQ(pixels.Alpha(61, 92), 0);
 }
 
+// Where there is no direction heads have none to point to: what is drawn stays within their reach.
+TEST(Stroke, ArrowHeadsOfAPathOfNoLengthAreDrawnNearItOrNotAtAll) {
+    Paint paint = Lined(Style(5));
+    LineStyleDescriptor line(paint.lineStyle);
+    for (bool const beyond : {false, true}) {
+        line.SetFrontArrowHead(MakeCounted<LineStyleArrowHead>(Path("M0 0L-4 2L-4 -2Z"), 1.0, 1.0));
+        line.SetBackArrowHead(MakeCounted<LineStyleArrowHead>(Path("M0 0L-4 2L-4 -2Z"), 1.0, 1.0));
+        line.SetArrowHeadsBeyondEnds(beyond);
+        paint.lineStyle = line;
+        for (auto const* const path : {"M100 100", "M100 100H100", "M100 100C100 100 100 100 100 100", "M100 100Z"}) {
+            RasterRenderTarget target(Size(200, 200));
+            target.DrawCurves(Path(path), paint, WindingOrderMode::NonZero);
+            Pixels const pixels(target);
+            for (int y = 0; y != 200; ++y) {
+                for (int x = 0; x != 200; ++x) {
+                    bool const isNear = x >= 70 && x < 130 && y >= 70 && y < 130;
+                    ASSERT_TRUE(isNear || pixels.Alpha(x, y) == 0) << path;
+                }
+            }
+            EXPECT_LE(GetDrawnArea(Path(path), paint), 2 * 200 + 25) << path;
+        }
+    }
+}
+
 } // namespace
