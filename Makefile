@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # What people type. Each target installs the packages that it needs and builds what it needs.
-.PHONY: demo install test test-asan test-tsan lives mutants bench check check-levels check-format check-translations pot command-pages \
+.PHONY: demo install test test-asan test-tsan lives mutants bench judges check check-levels check-format check-translations pot command-pages \
     packages
 .DEFAULT_GOAL := test
 
@@ -65,6 +65,12 @@ bench: packages build/packages-bench.stamp
 	cmake --build --preset release -j $(JOBS) --target bench
 	for program in build/release/bench/bench-$(or $(BENCH),*); do \
 	    [ -f $$program ] && [ -x $$program ] || continue; echo "== $$program"; $$program || exit 1; done
+
+# What other programs make of the same things: indices by makeindex. TEXT= names a book. See docs/testing.md.
+judges: packages build/packages-judges.stamp
+	cmake --preset dev >build/dev-configure.log
+	cmake --build --preset dev -j $(JOBS) --target redraft-cli
+	tools/judge_index.py build/dev/shell/redraft build/judges $(if $(TEXT),"$(abspath $(TEXT))")
 
 check: check-levels check-format check-translations
 
