@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/command_form.h"
 
+#include "contents/toc_style_arguments.h"
 #include "frame/settings/symbol_reference.h"
 #include "index/topic_reference.h"
 #include "platform/document/spread_index.h"
@@ -130,6 +131,14 @@ Commands::TopicReferences ParseTopics(std::string const& text, ValueContext cons
         at = end + 1;
     }
     return references;
+}
+
+Commands::TocStyleReference ParseTocStyle(std::string const& text, ValueContext const& context) {
+    Kernel::String const name(text);
+    auto const style = context.document.GetDocument()->GetTextStyleSheet()->GetStyle(name);
+    if (!style || style->GetType() != Story::StyleType::Toc)
+        throw ValueError("names no style of tables of contents: " + Quote(text) + "; `redraft contents` lists tables");
+    return {name};
 }
 
 SpreadIndex ParseSpreadIndex(std::string const& text, ValueContext const& context) {
@@ -279,6 +288,8 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<Commands::TopicReference, &ParseTopic>("topic", "a topic's path, as Animals/Whales, or GUID"),
         Kind<Commands::OptionalTopicReference, &ParseOptionalTopic>("topic or none", "a topic's path or GUID, or none"),
         Kind<Commands::TopicReferences, &ParseTopics>("topics", "topics' paths or GUIDs with commas between"),
+        Kind<Commands::TocStyleReference, &ParseTocStyle>("contents style",
+                                                          "the name of a style of tables of contents"),
         Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),
     };
     return s_kinds;

@@ -27,6 +27,8 @@ std::vector<CommandEntry> MakeInnerEntries() {
     auto entries = MakeInnerTextEntries();
     for (auto& entry : MakeIndexTextEntries())
         entries.push_back(std::move(entry));
+    for (auto& entry : MakeInnerContentsEntries())
+        entries.push_back(std::move(entry));
     entries.push_back(MakeInnerEntry<AddPagesOnOverflow>());
     return entries;
 }

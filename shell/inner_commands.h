@@ -46,5 +46,7 @@ std::vector<CommandEntry> MakeInnerEntries();
 std::vector<CommandEntry> MakeInnerTextEntries();
 // Those that make the text of indices.
 std::vector<CommandEntry> MakeIndexTextEntries();
+// Those on tables of contents.
+std::vector<CommandEntry> MakeInnerContentsEntries();
 
 } // namespace Shell

@@ -103,6 +103,13 @@ std::vector<Verb> const& GetVerbs() {
           .positionals = {{"FILE"}},
           .options = {}},
          &RunIndexWords},
+        {{.verb = "contents",
+          .summary =
+              "Lists the tables of contents in the texts, with their lines and the selectors that commands take.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunContents},
         {{.verb = "mask",
           .summary = "Selects the pixels and channels that effects on layers may change, or tells which are.\nSHAPE:\n"
                      "  none                  no selection: effects change whole layers\n"

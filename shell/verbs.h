@@ -34,6 +34,7 @@ ExitStatus RunInfo(Session& session, Arguments const& arguments);
 ExitStatus RunTree(Session& session, Arguments const& arguments);
 ExitStatus RunText(Session& session, Arguments const& arguments);
 ExitStatus RunFields(Session& session, Arguments const& arguments);
+ExitStatus RunContents(Session& session, Arguments const& arguments);
 ExitStatus RunAnchors(Session& session, Arguments const& arguments);
 ExitStatus RunTopics(Session& session, Arguments const& arguments);
 ExitStatus RunMarks(Session& session, Arguments const& arguments);

@@ -2,6 +2,7 @@
 // Registers the classes of all chapters while the library is loaded.
 #include "frame/class_list.h"
 #include "class_order.h"
+#include "contents/class_list.h"
 #include "index/class_list.h"
 #include "lines/class_list.h"
 #include "raster/class_list.h"
@@ -19,7 +20,8 @@ public:
         std::vector<ListedClass> classes;
         for (auto const& chapter :
              {Commands::GetFrameClasses(), Commands::GetIndexClasses(), Commands::GetLinesClasses(),
-              Commands::GetRasterClasses(), Commands::GetShapesClasses(), Commands::GetTextClasses()})
+              Commands::GetRasterClasses(), Commands::GetShapesClasses(), Commands::GetTextClasses(),
+              Commands::GetContentsClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);

@@ -63,7 +63,8 @@ SAMPLES = {"boolean": "true", "integer": "1", "number": "0.5", "text": "Overview
 RECORDS = {"line": '{"weight":4,"dash":[3,2],"endHead":"arrow"}',
            "changes": '{"size":"130x170"}',
            "caption": '{"text":"Seen from the south","position":"below"}',
-           "style": '{"name":"Page","pattern":"page {page}"}'}
+           "style": '{"name":"Page","pattern":"page {page}"}',
+           "definition": '{"title":"Chapters"}'}
 # Of the documents of the examples, by the command's name and the parameter's.
 NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "delete-index-topic": {"topics": "Animals/Whales"},
@@ -78,7 +79,9 @@ NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "delete-custom-field": {"field": "Title"}, "rename-custom-field": {"field": "Title", "name": "Name"},
          "add-custom-field": {"guid": "year", "name": "Year", "value": "1851"},
          "create-custom-field-from-text": {"guid": "words", "name": "Words", "value": "words of"},
-         "caption-counter-type": {"name": "Chart"}}
+         "caption-counter-type": {"name": "Chart"},
+         "delete-toc-style": {"style": "Book"}, "rename-toc-style": {"style": "Book", "newName": "Novel"},
+         "update-toc-style": {"style": "Book"}}
 
 
 def choose_call(command, symbol):

@@ -2,6 +2,7 @@
 // Every persisted class of the document model, with its tag. Tags and versions are the stored format's key.
 
 #include "platform/document/add_child_nodes_command.h"
+#include "platform/document/alter_toc_command.h"
 #include "platform/document/artboard.h"
 #include "platform/document/caption_info.h"
 #include "platform/document/change_text_wrap_command.h"
@@ -17,6 +18,7 @@
 #include "platform/document/selection_commands.h"
 #include "platform/document/text_commands.h"
 #include "platform/document/text_nodes.h"
+#include "platform/document/text_style_command.h"
 #include "platform/document/transform_command.h"
 #include "platform/document/update_cross_references_command.h"
 #include "platform/document/update_index_command.h"
@@ -81,6 +83,8 @@ Properties DeleteTextCommand::GetTypeClassProperties() { return Register<DeleteT
 Properties InsertGlyphsCommand::GetTypeClassProperties() { return Register<InsertGlyphsCommand>("InsG", SelectionCommandBase::GetTypeClassProperties()); }
 Properties ExpandFieldGlyphCommand::GetTypeClassProperties() { return Register<ExpandFieldGlyphCommand>("ExpF", SelectionCommandBase::GetTypeClassProperties()); }
 Properties UpdateCrossReferencesCommand::GetTypeClassProperties() { return Register<UpdateCrossReferencesCommand>("UpXR", SelectionCommandBase::GetTypeClassProperties()); }
+Properties AlterTocCommand::GetTypeClassProperties() { return Register<AlterTocCommand>("AltT", SelectionCommandBase::GetTypeClassProperties()); }
+Properties TextStyleCommand::GetTypeClassProperties() { return Register<TextStyleCommand>("TxSC", DocumentCommand::GetTypeClassProperties()); }
 Properties SetCustomFieldValueCommand::GetTypeClassProperties() { return Register<SetCustomFieldValueCommand>("SCFV", DocumentCommand::GetTypeClassProperties()); }
 Properties UpdateIndexCommand::GetTypeClassProperties() { return Register<UpdateIndexCommand>("UpIx", SelectionCommandBase::GetTypeClassProperties()); }
 Properties InsertIndexMarkCommand::GetTypeClassProperties() { return Register<InsertIndexMarkCommand>("IIxM", SelectionCommandBase::GetTypeClassProperties()); }
@@ -168,17 +172,17 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            SetLineStylePressureCommand, AddChildNodesCommand, ChangeTextWrapCommand, SetCurrentSelectionCommand,
            CommandAndSetSelectionCommand, TransformCommand, FormatTextCommand, InsertTextCommand, DeleteTextCommand,
            InsertGlyphsCommand, ExpandFieldGlyphCommand, UpdateCrossReferencesCommand, SetCustomFieldValueCommand,
-           UpdateIndexCommand, InsertIndexMarkCommand, AddIndexTopicCommand, SetLocalisableStringCommand, Macro,
-           History, HistoryEntry, DocumentDefaults, PageManagementOptions, DocumentSettings, Selection, SelectionItem,
-           SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode,
-           ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode,
-           RasterNode, SelectionRasterNode, ImageNode, RectangleShape, EllipseShape, StarShape, BlendModeState,
-           VisibilityState, FilterEffectsState, TransformState, TransformSnapshot, BrushFillState, TransparencyState,
-           LineStyleState, CurvesState, RasterState, StoryState, TextFrameState, TextWrapState, GUIDState,
-           AdjustmentParamsState, FilterParamsState, ImageResourceState, PictureFrameState, TagState, EditabilityState,
-           DescriptionState, DrawOrderState, HyperlinkState, BaselineGridState, ContourState, DataMergeState,
-           GeometryModifierState, ArtboardNode, ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState,
-           MarginsState, GridsAndGuidesState> const c_registered;
+           AlterTocCommand, TextStyleCommand, UpdateIndexCommand, InsertIndexMarkCommand, AddIndexTopicCommand,
+           SetLocalisableStringCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
+           DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
+           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode,
+           ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape,
+           EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState,
+           TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState,
+           TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
+           PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
+           BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties,
+           CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
 
 } // namespace
 

@@ -8,6 +8,7 @@
 #include "platform/renderer/line_style.h"
 #include "platform/story/index_text.h"
 #include "platform/story/linked_file.h"
+#include "platform/story/toc.h"
 
 #include <algorithm>
 #include <cmath>
@@ -98,7 +99,8 @@ bool IsOfKind(GlyphAtt::Object att, Kernel::Serialisable const* object) {
 bool IsOfKind(ParagraphAtt::Object att, Kernel::Serialisable const* object) {
     return (att == ParagraphAtt::Object::TabStops && Is<TabStops>(object)) ||
            (att == ParagraphAtt::Object::LinkedFile && Is<LinkedFileAtt>(object)) ||
-           (att == ParagraphAtt::Object::Index && Is<IndexAtt>(object));
+           (att == ParagraphAtt::Object::Index && Is<IndexAtt>(object)) ||
+           (att == ParagraphAtt::Object::Toc && Is<TocAtt>(object));
 }
 
 // Keys that this version does not know are left out.

@@ -10,6 +10,7 @@
 #include "platform/story/linked_file.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
+#include "platform/story/toc.h"
 
 #include <optional>
 
@@ -21,10 +22,11 @@ enum class Kind { Object, Value };
 
 // Values are never changed once they are shared, and shared or not as edits and loading leave them.
 template <class T, Kind kind = Kind::Object>
-Kernel::ClassProperties const* Register(Kernel::ClassUID tag, unsigned short version = 1) {
+Kernel::ClassProperties const* Register(Kernel::ClassUID tag, unsigned short version = 1,
+                                        Kernel::ClassProperties const* base = nullptr) {
     struct Entry {
-        Entry(Kernel::ClassUID uid, unsigned short newest)
-            : properties(uid, &T::CreateObject, newest, nullptr, nullptr, Kernel::TypeName<T>().data()),
+        Entry(Kernel::ClassUID uid, unsigned short newest, Kernel::ClassProperties const* parent)
+            : properties(uid, &T::CreateObject, newest, nullptr, parent, Kernel::TypeName<T>().data()),
               init(&properties) {
             if constexpr (kind == Kind::Value)
                 value.emplace(&properties);
@@ -33,7 +35,7 @@ Kernel::ClassProperties const* Register(Kernel::ClassUID tag, unsigned short ver
         Kernel::ClassPropertiesBase::Init init;
         std::optional<Kernel::HashedByContent> value;
     };
-    static Entry const s_entry(tag, version);
+    static Entry const s_entry(tag, version, base);
     return &s_entry.properties;
 }
 
@@ -52,6 +54,10 @@ Properties TabStops::GetTypeClassProperties()            { return Register<TabSt
 Properties LinkedFileAtt::GetTypeClassProperties()       { return Register<LinkedFileAtt, Kind::Value>("TxLF"); }
 Properties Delta::GetTypeClassProperties()               { return Register<Delta, Kind::Value>("TxDe"); }
 Properties Style::GetTypeClassProperties()               { return Register<Style>("TxSt"); }
+Properties TocAtt::GetTypeClassProperties()              { return Register<TocAtt, Kind::Value>("TxTA"); }
+Properties TocStyleDelta::GetTypeClassProperties()       { return Register<TocStyleDelta, Kind::Value>("TxTD", 1, Delta::GetTypeClassProperties()); }
+Properties TocStyle::GetTypeClassProperties()            { return Register<TocStyle>("TxTC", 1, Style::GetTypeClassProperties()); }
+Properties TocEntryStyle::GetTypeClassProperties()       { return Register<TocEntryStyle>("TxTE", 1, Style::GetTypeClassProperties()); }
 Properties StyleSheet::GetTypeClassProperties()          { return Register<StyleSheet>("TxSh"); }
 Properties CharacterGlyph::GetTypeClassProperties()      { return Register<CharacterGlyph>("TxCh"); }
 Properties FillerTextGlyph::GetTypeClassProperties()     { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
@@ -78,6 +84,10 @@ namespace {
                                              LinkedFileAtt::GetTypeClassProperties(),
                                              Delta::GetTypeClassProperties(),
                                              Style::GetTypeClassProperties(),
+                                             TocAtt::GetTypeClassProperties(),
+                                             TocStyleDelta::GetTypeClassProperties(),
+                                             TocStyle::GetTypeClassProperties(),
+                                             TocEntryStyle::GetTypeClassProperties(),
                                              StyleSheet::GetTypeClassProperties(),
                                              CharacterGlyph::GetTypeClassProperties(),
                                              FillerTextGlyph::GetTypeClassProperties(),

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace Story {
 
@@ -153,10 +154,13 @@ void ComposedParagraph::Itemise(StyleSheet const& styles) {
 void ComposedParagraph::FindBreaks() {
     auto const text = GetText();
     FindLineBreaks(text, m_runs.front().look->languageTag, m_flags);
+    // A span that is to stay together may be several runs: a tab, or letters of another script, are runs of their own.
+    bool isTogether = false;
     for (auto const& run : m_runs) {
+        bool const goesOn = std::exchange(isTogether, run.look->noBreak);
         if (!run.look->noBreak)
             continue;
-        for (std::uint32_t i = run.begin + 1; i < run.end; ++i)
+        for (std::uint32_t i = run.begin + (goesOn ? 0 : 1); i < run.end; ++i)
             m_flags[i] &= static_cast<std::uint8_t>(~CharacterFlag::c_breakBefore);
     }
     // Only a line separator forces a line in this model: other controls that Unicode lets break are shown as nothing.

@@ -2,6 +2,7 @@
 #include "engine/story/composer.h"
 
 #include "platform/kernel/exception.h"
+#include "platform/story/toc.h"
 
 #include <algorithm>
 #include <optional>
@@ -201,7 +202,7 @@ ComposedStory::ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> s
       m_fields(std::move(fields)),
       m_state(std::make_unique<State>()) {
     m_state->cursors.emplace_back();
-    if (earlier && earlier->m_styleSheet == m_styleSheet)
+    if (earlier && LookAlike(*earlier->m_styleSheet, *m_styleSheet))
         TakeOver(*earlier);
     else
         m_state->cache = std::make_shared<ParagraphCache>();

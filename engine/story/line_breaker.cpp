@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 namespace Story {
 
@@ -287,13 +288,31 @@ LineEnd GreedyBreaker::BreakInWord(double measure, BreakCandidate const& limit) 
     return {chosen, false};
 }
 
-// Where tabs lead depends on where they stand, so that sums do not help. Stops of other kinds count as if text began at
-// them.
+// Where tabs lead depends on where they stand, so that sums do not help. What follows a stop at which text ends, or is
+// centred, fills the way to it first. A decimal stop counts as if text began at it.
 LineEnd GreedyBreaker::NextWithTabs(double measure, double indent) {
     auto const& runs = m_paragraph.GetRuns();
     auto const& glyphs = m_paragraph.GetGlyphs();
     auto const& flags = m_paragraph.GetFlags();
     double x = 0, visible = 0;
+    // The stop that text is being set to, where it does not begin there: where the tab stands, and how wide the text is
+    // so far.
+    struct {
+        std::optional<TabStop> stop;
+        double from = 0, width = 0;
+    } behind;
+    auto const goTo = [&](TabStop const& stop) {
+        bool const begins = stop.kind == TabStop::Kind::Start || stop.kind == TabStop::Kind::Decimal;
+        behind = {begins ? std::nullopt : std::optional(stop), x, 0};
+        return begins ? stop.position - indent : x;
+    };
+    auto const goOn = [&](double advance) {
+        if (!behind.stop)
+            return x + advance;
+        behind.width += advance;
+        double const share = behind.stop->kind == TabStop::Kind::End ? behind.width : behind.width / 2;
+        return std::max(behind.stop->position - indent - share, behind.from) + behind.width;
+    };
     std::size_t next = m_next, fitting = m_next;
     bool hasFitting = false;
     auto const look = [&](std::uint32_t at) {
@@ -314,8 +333,8 @@ LineEnd GreedyBreaker::NextWithTabs(double measure, double indent) {
         for (std::uint32_t i = m_paragraph.FindGlyph(runs[r], m_position); goesOn && i < runs[r].glyphEnd; ++i) {
             auto const cluster = glyphs[i].cluster;
             goesOn = look(cluster);
-            x = (flags[cluster] & CharacterFlag::c_tab) != 0 ? FindTabStop(m_paragraph, x + indent).position - indent
-                                                             : x + glyphs[i].advance;
+            x = (flags[cluster] & CharacterFlag::c_tab) != 0 ? goTo(FindTabStop(m_paragraph, x + indent))
+                                                             : goOn(glyphs[i].advance);
             if ((flags[cluster] & CharacterFlag::c_space) == 0)
                 visible = x;
         }

@@ -3,6 +3,7 @@
 
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hash_accumulator.h"
+#include "platform/story/toc.h"
 
 #include <algorithm>
 
@@ -79,10 +80,35 @@ Kernel::Counted<StyleSheet const> StyleSheet::Without(Kernel::String const& name
     return Kernel::MakeCounted<StyleSheet>(std::move(styles));
 }
 
+namespace {
+
+// Styles of tables of contents say nothing about the look of text.
+bool HasLook(Style const& style) { return style.GetType() != StyleType::TocEntry && style.GetType() != StyleType::Toc; }
+
+} // namespace
+
+bool LookAlike(StyleSheet const& one, StyleSheet const& other) {
+    if (&one == &other)
+        return true;
+    using Place = StyleSheet::Styles::const_iterator;
+    auto const next = [](Place& at, Place end) {
+        while (at != end && !(*at && HasLook(**at)))
+            ++at;
+        return at == end ? nullptr : at->get();
+    };
+    for (auto a = one.begin(), b = other.begin();; ++a, ++b) {
+        auto const* const style = next(a, one.end());
+        if (style != next(b, other.end()))
+            return false;
+        if (style == nullptr)
+            return true;
+    }
+}
+
 std::vector<Style const*> StyleSheet::GetChain(Kernel::String const& name) const {
     std::vector<Style const*> chain;
     auto style = name.empty() ? nullptr : GetStyle(name).get();
-    while (style != nullptr && std::find(chain.begin(), chain.end(), style) == chain.end()) {
+    while (style != nullptr && HasLook(*style) && std::find(chain.begin(), chain.end(), style) == chain.end()) {
         chain.push_back(style);
         style = style->GetParentName().empty() ? nullptr : GetStyle(style->GetParentName()).get();
     }

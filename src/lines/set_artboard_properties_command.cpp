@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lines/set_artboard_properties_command.h"
 
+#include "frame/contract/notifications.h"
 #include "lines/artboard_placing.h"
+#include "platform/document/document_controller.h"
 #include "platform/document/node_spaces.h"
 #include "platform/document/transform_command.h"
 

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/laws/text_command_examples.h"
 
+#include "platform/document/alter_toc_command.h"
 #include "platform/document/index_commands.h"
 #include "platform/document/text_commands.h"
+#include "platform/document/text_style_command.h"
 #include "platform/document/update_cross_references_command.h"
 #include "platform/kernel/type_name.h"
 #include "platform/story/field_glyphs.h"
+#include "tests/examples/scenes/contents_documents.h"
 #include "tests/examples/scenes/index_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
 #include "tests/examples/scenes/text_documents.h"
@@ -124,6 +127,11 @@ void PartsOfIndexedTexts(DocumentController& controller) {
     Select(controller, {Part(texts.second, {{300, 310}}), Part(texts.other, {{2, 4}})});
 }
 
+// Two tables of contents whose lines are not made yet.
+void StaleTables(DocumentController& controller) {
+    ExampleDocuments::TextsWithContents(controller, {ExampleDocuments::c_tocStyle, ExampleDocuments::c_tocStyle});
+}
+
 template <class C, class... Own>
 CommandExample Example(void (*prepare)(DocumentController&), Own const&... own) {
     return {std::string(Kernel::TypeName<C>()), prepare, [=](DocumentController&) -> Kernel::Counted<DocumentCommand> {
@@ -159,6 +167,20 @@ std::vector<CommandExample> TextCommandExamples() {
         {"UpdateCrossReferencesCommand", References,
          [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
              return Kernel::MakeCounted<UpdateCrossReferencesCommand>(Kernel::Counted<Selection const>(), false, true);
+         }},
+        {"AlterTocCommand", StaleTables,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> { return AlterTocCommand::MakeUpdateTocs(); }},
+        {"AlterTocCommand", StaleTables,
+         [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+             return AlterTocCommand::MakeInsertToc(Kernel::MakeCounted<Story::TocAtt>(ExampleDocuments::c_tocStyle, 3u),
+                                                   ExampleDocuments::MakeCaretInTable(controller, 0));
+         }},
+        {"TextStyleCommand", StaleTables,
+         [](DocumentController& controller) -> Kernel::Counted<DocumentCommand> {
+             auto const style = controller.GetDocument()->GetTextStyleSheet()->GetStyle("Heading 1")->Clone();
+             style->SetDelta(Story::MakeDelta(Story::GlyphAtt::Double::Size, 30));
+             return TextStyleCommand::MakeSetStyle(
+                 "Heading 1", Kernel::Consolidated<Story::Style>(Kernel::Counted<Story::Style const>(style)));
          }},
         {"SetCustomFieldValueCommand", Fields,
          [](DocumentController&) -> Kernel::Counted<DocumentCommand> {

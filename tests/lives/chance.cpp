@@ -149,6 +149,17 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
             return "none";
         return paths.empty() ? "missing" : random.Of(paths);
     }
+    if (info.type == "record" && info.name == "definition")
+        return "'{\"title\":\"" + Number(random, 1, 9) + " words\"}'";
+    if (info.type == "contents style") {
+        std::vector<std::string> names;
+        auto const styles = document.GetDocument()->GetTextStyleSheet();
+        for (auto const& style : *styles) {
+            if (style && style->GetType() == Story::StyleType::Toc)
+                names.push_back(style->GetName().ToStdString());
+        }
+        return names.empty() ? "missing" : "'" + random.Of(names) + "'";
+    }
     if (info.type == "record")
         return "'{\"name\":\"" + Number(random, 1, 1'000'000) + "\",\"spreadIndex\":0,\"viewBox\":[0,0,10,10]}'";
     if (info.type == "symbol")

@@ -3,6 +3,7 @@
 
 #include "engine/document/tree/text_wrap.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/toc.h"
 
 #include <algorithm>
 
@@ -27,14 +28,27 @@ bool LooksAlike(Story::LinePart const& a, Story::LinePart const& b) {
     });
 }
 
+// Whether the letters of lines that stand alike look the same with the styles of their sheets.
+bool HasSameStyles(Story::LinePart const& a, Story::StyleSheet const& styles, Story::LinePart const& b,
+                   Story::StyleSheet const& others) {
+    for (std::uint32_t i = 0; i != a.GetSize(); ++i) {
+        if (styles.Resolve(a.GetGlyphAtts(i), a.GetParagraphAtts()) !=
+            others.Resolve(b.GetGlyphAtts(i), b.GetParagraphAtts()))
+            return false;
+    }
+    return true;
+}
+
 bool LooksAlike(Story::ComposedFrame const& a, Story::ComposedFrame const& b) {
     if (&a == &b)
         return true;
-    if (a.GetStyleSheet() != b.GetStyleSheet())
-        return false;
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](auto const& one, auto const& other) {
-        return std::equal(one->begin(), one->end(), other->begin(), other->end(),
-                          [](auto const& line, auto const& peer) { return LooksAlike(line, peer); });
+    auto const &styles = *a.GetStyleSheet(), &others = *b.GetStyleSheet();
+    bool const hasSameSheet = Story::LookAlike(styles, others);
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](auto const& one, auto const& other) {
+        return std::equal(
+            one->begin(), one->end(), other->begin(), other->end(), [&](auto const& line, auto const& peer) {
+                return LooksAlike(line, peer) && (hasSameSheet || HasSameStyles(line, styles, peer, others));
+            });
     });
 }
 
