@@ -3,14 +3,13 @@
 
 #include "engine/document/commands/toc_text.h"
 #include "platform/document/document_controller.h"
-#include "platform/document/document_notification.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
 
 AlterTocCommand::AlterTocCommand(Kind kind, Story::TocAttRef toc, Kernel::String styleName,
                                  Kernel::Counted<Selection const> selection)
-    : SelectionCommandProxyStateManager(std::move(selection)),
+    : StoredClass(std::move(selection)),
       m_kind(kind),
       // Its own: whether it is one object with an attribute of a text would depend on what else is open.
       m_toc(toc ? Story::TocAttRef(toc->Clone()) : Story::TocAttRef()),
@@ -70,8 +69,10 @@ Kernel::LocalisedString AlterTocCommand::GetDescription() const {
 namespace {
 
 // The first text of a selection, and where its selected part begins.
-std::pair<Kernel::Counted<TextNode>, std::uint32_t> FindPlace(Selection const& selection) {
-    for (auto const& item : selection) {
+std::pair<Kernel::Counted<TextNode>, std::uint32_t> FindPlace(Selection const* selection) {
+    if (selection == nullptr)
+        return {};
+    for (auto const& item : *selection) {
         auto* const text = Kernel::CastPointer<TextNode>(item->GetSelectable().get());
         if (text == nullptr || !text->IsInDocument())
             continue;
@@ -83,101 +84,32 @@ std::pair<Kernel::Counted<TextNode>, std::uint32_t> FindPlace(Selection const& s
 
 } // namespace
 
-void AlterTocCommand::Do() {
-    SelectionCommandBase::Do();
-    SetDirection(Direction::Do);
-    ForgetKeptStates();
-    auto const document = m_documentController->GetDocument();
-    std::vector<Kernel::Counted<Node>> changed;
-    m_areas.Around([&] {
-        TocText tables(*document, [&](TextNode& text) {
-            m_areas.Note(text);
-            StoreInterfaces(Kernel::NonCounted<Kernel::Countable>(&text));
-            changed.emplace_back(&text);
-        });
-        Story::TocAttRef toc = m_toc ? Story::TocAttRef(m_toc->Clone()) : m_toc;
-        if (m_kind == Kind::Insert && toc) {
-            auto const [text, place] = FindPlace(*GetSelection());
-            if (text)
-                tables.Insert(*text, place, toc);
-        } else if (m_kind == Kind::Apply && toc && toc->GetTocStyleName() != m_styleName) {
-            auto const styled = toc->Clone();
-            styled->SetTocStyleName(m_styleName);
-            toc = styled;
-            tables.Replace(*m_toc, toc);
-        }
-        if (toc || m_kind == Kind::UpdateAll)
-            tables.MakeLines(
-                [&](Story::TocAtt const& table) {
-                    if (m_kind == Kind::UpdateAll)
-                        return true;
-                    return m_isNotLast ? table == *toc : table.GetTocStyleName() == m_styleName;
-                },
-                !m_isNotLast);
-        for (auto text = changed.rbegin(); text != changed.rend(); ++text)
-            RestoreInterfaces(Kernel::NonCounted<Kernel::Countable>(text->get()));
-    });
-    m_changed = Kernel::MakeCounted<Selection const>(changed);
-}
-
-void AlterTocCommand::PutBack(Direction direction) {
-    SetDirection(direction);
-    if (!m_changed)
+void AlterTocCommand::UpdateTexts(BeforeChange const& beforeChange) {
+    TocText tables(*m_documentController->GetDocument(), beforeChange);
+    Story::TocAttRef toc = m_toc ? Story::TocAttRef(m_toc->Clone()) : m_toc;
+    if (m_kind == Kind::Insert && toc) {
+        auto const [text, place] = FindPlace(GetSelection().get());
+        if (text)
+            tables.Insert(*text, place, toc);
+    } else if (m_kind == Kind::Apply && toc && toc->GetTocStyleName() != m_styleName) {
+        auto const styled = toc->Clone();
+        styled->SetTocStyleName(m_styleName);
+        toc = styled;
+        tables.Replace(*m_toc, toc);
+    }
+    if (!toc && m_kind != Kind::UpdateAll)
         return;
-    m_areas.Around([&] {
-        for (auto const& node : m_changed->GetNodes()) {
-            if (auto* const text = Kernel::CastPointer<TextNode>(node.get()))
-                m_areas.Note(*text);
-            RestoreInterfaces(Kernel::NonCounted<Kernel::Countable>(node.get()));
-        }
-    });
-}
-
-void AlterTocCommand::Undo() {
-    PutBack(Direction::Undo);
-    SelectionCommandBase::Undo();
-}
-
-void AlterTocCommand::Redo() {
-    SelectionCommandBase::Redo();
-    PutBack(Direction::Redo);
-}
-
-void AlterTocCommand::Notify(Kernel::NotificationList& notifications) {
-    if (!m_changed || m_changed->empty())
-        return;
-    auto const controller = GetDocumentController();
-    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
-        controller, m_areas.GetRects(), m_changed, m_preview, false, false, false));
-    notifications.push_back(
-        Kernel::MakeCounted<NodesAttributesChangedNotification>(m_areas.GetNodes(m_changed), controller, m_preview));
-    notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(controller, m_changed, m_preview));
+    tables.MakeLines(
+        [&](Story::TocAtt const& table) {
+            if (m_kind == Kind::UpdateAll)
+                return true;
+            return m_isNotLast ? table == *toc : table.GetTocStyleName() == m_styleName;
+        },
+        !m_isNotLast);
 }
 
 Kernel::Counted<DocumentCommand> AlterTocCommand::Clone() const {
     Kernel::Counted<AlterTocCommand> clone(new AlterTocCommand(m_kind, m_toc, m_styleName, GetGivenSelection()));
     clone->m_isNotLast = m_isNotLast;
     return clone;
-}
-
-Kernel::Counted<Kernel::Serialisable> AlterTocCommand::CreateObject() {
-    return Kernel::Counted<Kernel::Serialisable>(new AlterTocCommand(Kind::Apply, {}, {}, {}));
-}
-
-void AlterTocCommand::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "Kind", m_kind);
-    Kernel::SaveValue(out, "Toc_", m_toc);
-    Kernel::SaveValue(out, "StNm", m_styleName);
-    Kernel::SaveValue(out, "NtLs", m_isNotLast);
-    Kernel::SaveValue(out, "Chgd", m_changed);
-    SelectionCommandProxyStateManager::Save(out);
-}
-
-bool AlterTocCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadValue(in, "Kind", m_kind);
-    Kernel::LoadValue(in, "Toc_", m_toc);
-    Kernel::LoadValue(in, "StNm", m_styleName);
-    Kernel::LoadValue(in, "NtLs", m_isNotLast);
-    Kernel::LoadValue(in, "Chgd", m_changed);
-    return SelectionCommandProxyStateManager::Load(in, files, version);
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/text_commands.h"
+#include "platform/document/text_update_command.h"
+#include "platform/kernel/stored_class.h"
 #include "platform/story/toc.h"
 
 // Makes the text of tables of contents: a line for each paragraph of the document that an entry of the table's style
@@ -9,7 +10,7 @@
 //
 // Lines may move what they list to other pages: the text is made again until no page moves any more, or as many times
 // as make sense.
-class REDRAFT_ENGINE AlterTocCommand final : public SelectionCommandProxyStateManager {
+class REDRAFT_ENGINE AlterTocCommand final : public Kernel::StoredClass<AlterTocCommand, TextUpdateCommand> {
 public:
     // Gives a table another style, or the text that its style makes now. Null where the document has no such table.
     static Kernel::Counted<AlterTocCommand>
@@ -34,30 +35,27 @@ public:
     bool m_isNotLast = false;
 
     Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
-    void Notify(Kernel::NotificationList& notifications) override;
-    bool ShouldStackForUndo() const override { return HasKeptStates(); }
     Kernel::Counted<DocumentCommand> Clone() const override;
 
-    static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
-    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
-    void Save(Kernel::OutSerialiser& out) const override;
-    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+
+protected:
+    void UpdateTexts(BeforeChange const& beforeChange) override;
 
 private:
     // Values are part of the stored form.
     enum class Kind : std::uint32_t { Apply = 0, Insert = 1, UpdateAll = 2 };
     AlterTocCommand(Kind kind, Story::TocAttRef toc, Kernel::String styleName,
                     Kernel::Counted<Selection const> selection);
-    void PutBack(Direction direction);
+    friend struct Kernel::FieldAccess;
+    AlterTocCommand() : AlterTocCommand(Kind::Apply, {}, {}, {}) {}
+    static constexpr auto Fields() {
+        using This = AlterTocCommand;
+        return Kernel::FieldList{Kernel::Field{"Kind", &This::m_kind}, Kernel::Field{"Toc_", &This::m_toc},
+                                 Kernel::Field{"StNm", &This::m_styleName}, Kernel::Field{"NtLs", &This::m_isNotLast}};
+    }
 
     Kind m_kind;
     Story::TocAttRef m_toc;
     Kernel::String m_styleName;
-    // The texts that changed.
-    Kernel::Counted<Selection const> m_changed;
-    ChangedTextAreas m_areas;
 };
