@@ -332,6 +332,17 @@ TEST_F(IndexTopics, RelationThatWasThereIsGoneAfterUndo) {
     EXPECT_TRUE(texts.ships->GetRelatedTo().empty());
 }
 
+// A macro of one document may be played on another.
+TEST_F(IndexTopics, OfAnotherDocumentAreNotChanged) {
+    auto const other = DocumentController::CreateNew({600, 600}, Raster::FormatRGBA8, 1);
+    auto const before = document->GetHash(false), otherBefore = other->GetHash(false);
+    other->Run(MakeCounted<RenameIndexTopicCommand>(texts.ships, "Boats"));
+    other->Run(MakeCounted<AddIndexCrossReferenceCommand>(texts.whales, texts.ships));
+    other->Run(MakeCounted<ReparentIndexTopicCommand>(texts.ships, Topic()));
+    EXPECT_EQ(before, document->GetHash(false));
+    EXPECT_EQ(otherBefore, other->GetHash(false));
+}
+
 TEST_F(IndexTopics, RelationToTheTopicItselfIsNoneThatAnotherBecomes) {
     auto const before = document->GetHash(false);
     auto const command = MakeCounted<ReparentIndexCrossReferenceCommand>(texts.ships, texts.ships, texts.sea);

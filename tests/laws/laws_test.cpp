@@ -296,6 +296,19 @@ TEST_P(Laws, OnAnySelectionAChangeIsAStep) {
                 false);
         auto const before = run.controller->GetHash(false);
         auto const steps = run.controller->GetHistory()->GetCount();
+        if (auto const preview = run.command->Clone()) {
+            auto const selected = run.controller->GetCurrentSelection();
+            try {
+                run.controller->RunPreview(preview);
+                run.controller->EndPreview(false);
+            } catch (Kernel::Exception const&) {
+                // Refused.
+            }
+            EXPECT_EQ(selected, run.controller->GetCurrentSelection());
+            if (Example().keptByContract.empty()) {
+                EXPECT_EQ(before, run.controller->GetHash(false));
+            }
+        }
         try {
             run.controller->Run(run.command);
         } catch (Kernel::Exception const&) {

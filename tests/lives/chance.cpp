@@ -66,6 +66,37 @@ std::string CounterName(Random& random, DocumentController& document) {
     return " name='" + name + "' add=true";
 }
 
+// Topics for a command on relations. None is added that is there already, nor one taken away that is not: required of
+// the commands, undoing that does not lead back.
+std::string RelationArguments(Random& random, DocumentController& document, std::string const& className) {
+    using Topic = Kernel::Counted<Story::IndexTopic const>;
+    std::vector<std::pair<Topic, Topic>> related, others;
+    auto const& index = document.GetDocument()->GetIndex();
+    for (auto const& topic : index) {
+        auto const known = topic->GetRelatedTo();
+        for (auto const& other : index) {
+            bool const isRelated = std::find(known.begin(), known.end(), Topic(other)) != known.end();
+            (isRelated ? related : others).emplace_back(topic, other);
+        }
+    }
+    auto const name = [](char const* argument, Topic const& topic) {
+        return std::string(" ") + argument + "='" + topic->GetNameWithParents().ToStdString() + "'";
+    };
+    auto const missing = std::string(" topic=missing related=missing");
+    if (className == "AddIndexCrossReferenceCommand") {
+        auto const pair = others.empty() ? std::pair<Topic, Topic>() : random.Of(others);
+        return pair.first ? name("topic", pair.first) + name("related", pair.second) : missing;
+    }
+    if (related.empty())
+        return missing;
+    auto const pair = random.Of(related);
+    if (className == "DeleteIndexCrossReferenceCommand")
+        return name("topic", pair.first) + name("related", pair.second);
+    std::erase_if(others, [&](auto const& other) { return other.first != pair.first; });
+    auto const target = others.empty() ? pair.second : random.Of(others).second;
+    return name("topic", pair.first) + name("related", target) + name("oldRelated", pair.second);
+}
+
 // A part of a text; empty where the node is none, or has no text.
 std::string TextRange(Random& random, DocumentController& document, NodeId id) {
     auto const text = Kernel::Cast<TextNode>(document.GetDocument()->FindNode(id));
@@ -223,6 +254,8 @@ std::string Call(Random& random, Props const& props, DocumentController& documen
     std::string line = (isPreview ? "preview " : "do ") + entry->shortName;
     if (entry->className == "CaptionCounterTypeCommand")
         return line + CounterName(random, document) + (isPreview ? End(random, document) : "");
+    if (entry->className.ends_with("IndexCrossReferenceCommand"))
+        return line + RelationArguments(random, document, entry->className) + (isPreview ? End(random, document) : "");
     for (auto const& info : random.Of(entry->forms).parameters) {
         if (!info.defaultValue || random.Chance(60))
             line += " " + std::string(info.name) + "=" + Value(random, props, document, info);

@@ -139,8 +139,11 @@ bool Index::DeleteTopic(Kernel::Counted<IndexTopic const> const& topic) {
     return true;
 }
 
+// A topic of another document's index, as a command that was copied from there names it, is not this one's to change.
 template <class Value>
 void Index::SetValue(IndexTopic const& topic, Value& member, Value value) {
+    if (topic.m_index != nullptr && topic.m_index != this)
+        return;
     EditJournal::NoteFor(m_document, [held = Kernel::Counted<IndexTopic const>(&topic), &member,
                                       old = member](DocumentNode&) mutable { member = std::move(old); });
     member = std::move(value);

@@ -14,7 +14,11 @@ protected:
         m_newSelection = std::move(selection);
         controller.SetSelection(m_newSelection, false);
     }
-    void UndoSelection(DocumentController& controller) const { controller.SetSelection(m_oldSelection, false); }
+    // Nothing for a command that set none, as a preview that found nothing to do.
+    void UndoSelection(DocumentController& controller) const {
+        if (m_newSelection || m_oldSelection)
+            controller.SetSelection(m_oldSelection, false);
+    }
     void RedoSelection(DocumentController& controller) const { controller.SetSelection(m_newSelection, false); }
     // That the selection is another one, by what the command did last.
     void NotifySelection(DocumentCommand const& command, Kernel::NotificationList& notifications) const {
