@@ -134,7 +134,7 @@ Kernel::Counted<Story::Style const> MakeLineStyle(String const& name, std::uint3
         paragraph->Set(Paragraph::Double::SpaceAfter, size);
         paragraph->Set(Paragraph::Enum::KeepWithNext, 1);
     } else {
-        // What a line has no room for hangs behind its begin.
+        // The rest of a line that has no room hangs behind its begin.
         paragraph->Set(Paragraph::Double::LeftIndent, size * (1.5 * (level - 1) + 1));
         paragraph->Set(Paragraph::Double::FirstIndent, -size);
         if (level == 1 && isHeavy)

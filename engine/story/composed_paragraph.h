@@ -128,7 +128,7 @@ public:
     std::size_t GetMemoryUse() const;
 
 private:
-    // What objects show in front of `from` is taken from `other`, and glyphs wherever they are the same.
+    // The texts that objects show in front of `from` are taken from `other`, and glyphs wherever they are the same.
     void Compose(StyleSheet const& styles, ExpansionContext const& context, ComposedParagraph const* other,
                  std::uint32_t from);
     void Expand(ExpansionContext const& context, ComposedParagraph const* earlier, std::uint32_t from);

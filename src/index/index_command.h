@@ -12,7 +12,7 @@ REDRAFT_API Story::Index* FindIndex(DocumentCommand const& command);
 // One notification that topics, or how an index is made of them, changed.
 REDRAFT_API void NotifyOfTopics(DocumentCommand& command, Kernel::NotificationList& notifications);
 
-// What the commands on the index have in common: their fields are worth nothing without their base.
+// Base of the commands on the index. Their fields are read only where those of DocumentCommand could be.
 template <class T>
 class IndexCommand : public Persisted<T, DocumentCommand> {
 public:

@@ -24,7 +24,7 @@ public:
     HardwareGPUEnabledSession(HardwareGPUEnabledSession const&) = delete;
     HardwareGPUEnabledSession& operator=(HardwareGPUEnabledSession const&) = delete;
     ~HardwareGPUEnabledSession();
-    // What the calling thread's newest session says; true on a thread without one.
+    // The answer of the calling thread's newest session; true on a thread without one.
     static bool IsEnabled();
 
 private:
@@ -86,7 +86,7 @@ public:
     static bool GetHardwareBroken();
 };
 
-// What a device holds of a buffer.
+// The copy of a buffer that a device holds.
 class REDRAFT_ENGINE HardwareCopy {
 public:
     virtual ~HardwareCopy();

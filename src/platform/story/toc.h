@@ -109,7 +109,7 @@ struct TocEntry {
     TocPageNumber pageNumber = TocPageNumber::Behind;
     // Between the text and the page number.
     Kernel::String separator = "\t";
-    // What fills the way of a tab to a page number behind the text; 0 for nothing.
+    // The character that fills the way of a tab to a page number behind the text; 0 for nothing.
     char32_t leader = U'.';
     friend bool operator==(TocEntry const&, TocEntry const&) = default;
 };

@@ -120,7 +120,7 @@ TEST(TakenGlyphs, RunsOfPlainTextAreThoseOfItsCharacters) {
     }
 }
 
-// What any script uses takes the script of the letter that follows, if one comes within 256 characters.
+// Signs of no script of their own take the script of the letter that follows, if one comes within 256 characters.
 TEST(TakenGlyphs, FiguresInFrontOfLettersTakeTheirScript) {
     auto const look = TextLook::Get(Composing::MakeStory(U"x", 16, "DejaVu Sans")->GetGlyphAtts(0));
     for (std::u32string_view const letter : {U"a", U"\u0430", U"\u03B1"}) {
