@@ -106,7 +106,7 @@ public:
                          Field{"Unse", &Before::m_unset}.OnlyWhenSet()};
     }
 };
-Kernel::ClassProperties const Before::s_properties("Hist", &Create<Before>, 1, nullptr, nullptr, "Before");
+Kernel::ClassProperties const Before::s_properties("TWas", &Create<Before>, 1, nullptr, nullptr, "Before");
 
 class Now final : public Serialisable {
 public:
@@ -131,7 +131,7 @@ public:
             Field{"Unse", &Now::m_unset}};
     }
 };
-Kernel::ClassProperties const Now::s_properties("Hist", &Create<Now>, 1, nullptr, nullptr, "Now");
+Kernel::ClassProperties const Now::s_properties("TWas", &Create<Now>, 1, nullptr, nullptr, "Now");
 
 TEST(FieldList, ReadsOlderTagsAndSetsWhatIsMissing) {
     Registered const now(Now::s_properties);
