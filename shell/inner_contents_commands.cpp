@@ -172,7 +172,7 @@ struct InsertContents {
     Command Make(ValueContext const& context) const {
         auto& document = context.document;
         auto const sheet = document.GetDocument()->GetTextStyleSheet();
-        auto const name = style.empty() ? Story::TocAtt::GetDefaultTocStyleName().ToString() : style;
+        auto const name = style.empty() ? Story::TocAtt::GetDefaultTocStyleName().GetText() : style;
         auto const known = sheet->GetStyle(name);
         if (known && known->GetType() != Story::StyleType::Toc)
             throw ValueError("names a style of another kind: " + Quote(name.view()));

@@ -29,13 +29,9 @@ void DeleteTocStyleCommand::Do() {
     auto const selections = TocVisitor::FindTocs(controller);
     if (selections.empty())
         return;
-    std::vector<Story::TocAttRef> tables;
-    for (auto const& selection : selections) {
-        auto toc = TocVisitor::GetToc(selection);
-        if (toc && toc->GetTocStyleName() == m_tocStyleName)
-            tables.push_back(std::move(toc));
-    }
-    auto const defaultName = Story::TocAtt::GetDefaultTocStyleName().ToString();
+    auto const tables = TakeTables(selections, m_tocStyleName);
+    // As documents have it, whatever the user's language.
+    auto const defaultName = Story::TocAtt::GetDefaultTocStyleName().GetText();
     if (m_tocStyleName == defaultName) {
         auto const style = AlterTocCommand::MakeTocStyle(controller->GetDocument()->GetTextStyleSheet(), defaultName);
         InnerLists::Run(
@@ -43,49 +39,11 @@ void DeleteTocStyleCommand::Do() {
             TextStyleCommand::MakeSetStyle(
                 style->GetName(), Kernel::Consolidated<Story::Style>(Kernel::Counted<Story::Style const>(style))));
     }
-    for (auto const& toc : tables) {
-        if (auto alter = AlterTocCommand::MakeApplyTocStyle(toc, defaultName, controller))
-            InnerLists::Run(*this, m_alterCommands, std::move(alter));
-    }
-}
-
-void DeleteTocStyleCommand::Undo() {
-    SetDirection(Direction::Undo);
-    InnerLists::Undo(m_alterCommands);
-    InnerLists::Undo(m_textStyleCommands);
-}
-
-void DeleteTocStyleCommand::Redo() {
-    SetDirection(Direction::Redo);
-    InnerLists::Redo(m_textStyleCommands);
-    InnerLists::Redo(m_alterCommands);
-}
-
-void DeleteTocStyleCommand::Notify(Kernel::NotificationList& notifications) {
-    InnerLists::Notify(*this, m_textStyleCommands, notifications);
-    InnerLists::Notify(*this, m_alterCommands, notifications);
+    Apply(tables, defaultName);
 }
 
 bool DeleteTocStyleCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    return Persisted::Load(in, files, version) && InnerLists::IsComplete(m_textStyleCommands) &&
-           InnerLists::IsComplete(m_alterCommands);
-}
-
-void DeleteTocStyleCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
-    DocumentCommand::PostLoad(controller);
-    InnerLists::PostLoad(m_textStyleCommands, controller);
-    InnerLists::PostLoad(m_alterCommands, controller);
-}
-
-void DeleteTocStyleCommand::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
-    DocumentCommand::PostDequeueWithMutableController(controller);
-    InnerLists::PostDequeue(m_textStyleCommands, controller);
-    InnerLists::PostDequeue(m_alterCommands, controller);
-}
-
-void DeleteTocStyleCommand::AppendInnerCommands(InnerCommands::List& found) const {
-    found.insert(found.end(), m_textStyleCommands.begin(), m_textStyleCommands.end());
-    found.insert(found.end(), m_alterCommands.begin(), m_alterCommands.end());
+    return Persisted::Load(in, files, version) && IsComplete();
 }
 
 Kernel::Counted<DocumentCommand> DeleteTocStyleCommand::Clone() const {

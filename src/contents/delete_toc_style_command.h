@@ -1,34 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "contents/toc_style_arguments.h"
+#include "contents/toc_style_command.h"
 #include "frame/persistence/persisted.h"
-#include "platform/document/alter_toc_command.h"
-#include "platform/document/text_style_command.h"
 
 namespace Commands {
 
 // Takes a style of tables of contents and its entry styles out of the document's sheet. Its tables get the default
 // style.
-class REDRAFT_API DeleteTocStyleCommand final : public Persisted<DeleteTocStyleCommand, DocumentCommand> {
+class REDRAFT_API DeleteTocStyleCommand final : public Persisted<DeleteTocStyleCommand, TocStyleCommand> {
 public:
     explicit DeleteTocStyleCommand(Kernel::String tocStyleName) : m_tocStyleName(std::move(tocStyleName)) {}
 
     Kernel::LocalisedString GetDescription() const override;
     void Do() override;
-    void Undo() override;
-    void Redo() override;
-    void Notify(Kernel::NotificationList& notifications) override;
     // False where one of the inner commands is missing.
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
-    void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
-    void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-
-    // The changes of the sheet, and one command for each table that had the style, once the command has run.
-    std::vector<Kernel::Counted<TextStyleCommand>> const& GetTextStyleCommands() const { return m_textStyleCommands; }
-    std::vector<Kernel::Counted<AlterTocCommand>> const& GetAlterCommands() const { return m_alterCommands; }
-    void AppendInnerCommands(InnerCommands::List& found) const;
 
 private:
     friend struct Kernel::FieldAccess;
@@ -42,8 +30,6 @@ private:
     }
 
     Kernel::String m_tocStyleName;
-    std::vector<Kernel::Counted<AlterTocCommand>> m_alterCommands;
-    std::vector<Kernel::Counted<TextStyleCommand>> m_textStyleCommands;
 };
 
 } // namespace Commands

@@ -30,16 +30,7 @@ void RenameTocStyleCommand::Do() {
     InnerLists::Run(*this, m_textStyleCommands,
                     TextStyleCommand::MakeSetStyle(
                         m_oldName, Kernel::Consolidated<Story::Style>(Kernel::Counted<Story::Style const>(clone))));
-    std::vector<Story::TocAttRef> tables;
-    for (auto const& selection : TocVisitor::FindTocs(controller)) {
-        auto toc = TocVisitor::GetToc(selection);
-        if (toc && toc->GetTocStyleName() == m_oldName)
-            tables.push_back(std::move(toc));
-    }
-    for (auto const& toc : tables) {
-        if (auto alter = AlterTocCommand::MakeApplyTocStyle(toc, m_newName, controller))
-            InnerLists::Run(*this, m_alterCommands, std::move(alter));
-    }
+    Apply(TakeTables(TocVisitor::FindTocs(controller), m_oldName), m_newName);
 }
 
 void RenameTocStyleCommand::Rename(Kernel::Consolidated<Story::TocEntryStyle> const& style,
@@ -51,43 +42,8 @@ void RenameTocStyleCommand::Rename(Kernel::Consolidated<Story::TocEntryStyle> co
                                                                          Kernel::Counted<Story::Style const>(clone))));
 }
 
-void RenameTocStyleCommand::Undo() {
-    SetDirection(Direction::Undo);
-    InnerLists::Undo(m_alterCommands);
-    InnerLists::Undo(m_textStyleCommands);
-}
-
-void RenameTocStyleCommand::Redo() {
-    SetDirection(Direction::Redo);
-    InnerLists::Redo(m_textStyleCommands);
-    InnerLists::Redo(m_alterCommands);
-}
-
-void RenameTocStyleCommand::Notify(Kernel::NotificationList& notifications) {
-    InnerLists::Notify(*this, m_textStyleCommands, notifications);
-    InnerLists::Notify(*this, m_alterCommands, notifications);
-}
-
 bool RenameTocStyleCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    return Persisted::Load(in, files, version) && InnerLists::IsComplete(m_textStyleCommands) &&
-           InnerLists::IsComplete(m_alterCommands);
-}
-
-void RenameTocStyleCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
-    DocumentCommand::PostLoad(controller);
-    InnerLists::PostLoad(m_textStyleCommands, controller);
-    InnerLists::PostLoad(m_alterCommands, controller);
-}
-
-void RenameTocStyleCommand::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
-    DocumentCommand::PostDequeueWithMutableController(controller);
-    InnerLists::PostDequeue(m_textStyleCommands, controller);
-    InnerLists::PostDequeue(m_alterCommands, controller);
-}
-
-void RenameTocStyleCommand::AppendInnerCommands(InnerCommands::List& found) const {
-    found.insert(found.end(), m_textStyleCommands.begin(), m_textStyleCommands.end());
-    found.insert(found.end(), m_alterCommands.begin(), m_alterCommands.end());
+    return Persisted::Load(in, files, version) && IsComplete();
 }
 
 Kernel::Counted<DocumentCommand> RenameTocStyleCommand::Clone() const {

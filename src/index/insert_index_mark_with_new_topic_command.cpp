@@ -13,7 +13,9 @@ Kernel::Counted<DocumentCommand> InsertIndexMarkWithNewTopicCommand::MakeInsertI
     Kernel::Counted<DocumentController const> controller, Kernel::Counted<Story::IndexTopic const> topic,
     Kernel::Counted<Story::IndexTopic const> parent, Kernel::String name, Kernel::String parentName,
     Kernel::Counted<Selection const> selection, Kernel::String styleName, bool reuse) {
-    if (styleName == Story::Style::GetNoneName().ToString())
+    // As the user reads it, or as it is in the original.
+    auto const none = Story::Style::GetNoneName();
+    if (styleName == none.ToString() || styleName == none.GetText())
         styleName = {};
     if (topic)
         return Kernel::MakeCounted<InsertIndexMarkCommand>(topic, styleName, selection);

@@ -15,7 +15,7 @@ using namespace Commands;
 using ExampleDocuments::c_tocStyle;
 using Names = std::vector<std::string>;
 
-Kernel::String DefaultName() { return Story::TocAtt::GetDefaultTocStyleName().ToString(); }
+Kernel::String DefaultName() { return Story::TocAtt::GetDefaultTocStyleName().GetText(); }
 
 class TocStyles : public testing::Test {
 protected:

@@ -66,29 +66,11 @@ Kernel::LocalisedString AlterTocCommand::GetDescription() const {
                                   : Kernel::LocalisedString("Update table of contents", "Command description");
 }
 
-namespace {
-
-// The first text of a selection, and where its selected part begins.
-std::pair<Kernel::Counted<TextNode>, std::uint32_t> FindPlace(Selection const* selection) {
-    if (selection == nullptr)
-        return {};
-    for (auto const& item : *selection) {
-        auto* const text = Kernel::CastPointer<TextNode>(item->GetSelectable().get());
-        if (text == nullptr || !text->IsInDocument())
-            continue;
-        auto const selected = item->MakeStorySelection(true);
-        return {Kernel::Counted<TextNode>(text), selected.IsSet() ? selected.GetMaxBegin().GetIndex() : 0};
-    }
-    return {};
-}
-
-} // namespace
-
 void AlterTocCommand::UpdateTexts(BeforeChange const& beforeChange) {
     TocText tables(*m_documentController->GetDocument(), beforeChange);
     Story::TocAttRef toc = m_toc ? Story::TocAttRef(m_toc->Clone()) : m_toc;
     if (m_kind == Kind::Insert && toc) {
-        auto const [text, place] = FindPlace(GetSelection().get());
+        auto const [text, place] = FindPlace();
         if (text)
             tables.Insert(*text, place, toc);
     } else if (m_kind == Kind::Apply && toc && toc->GetTocStyleName() != m_styleName) {

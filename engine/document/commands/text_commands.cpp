@@ -342,6 +342,7 @@ Story::StoryRanges InsertTextCommand::ReplaceText(Kernel::NonCounted<Story::Stor
 Kernel::Counted<DocumentCommand> InsertTextCommand::Clone() const {
     return Kernel::MakeCounted<InsertTextCommand>(m_text, GetGivenSelection());
 }
+
 // DeleteTextCommand
 
 DeleteTextCommand::DeleteTextCommand(Story::MoveCaret moveCaret, Kernel::Counted<Selection const> selection)
@@ -365,6 +366,7 @@ Kernel::Counted<DocumentCommand> DeleteTextCommand::Clone() const {
                                                                                                : Story::MoveCaret::Yes,
                                                   GetGivenSelection());
 }
+
 // InsertGlyphsCommand
 
 InsertGlyphsCommand::InsertGlyphsCommand(Kernel::Counted<Story::Glyph const> glyph,
@@ -407,6 +409,7 @@ Kernel::Counted<DocumentCommand> InsertGlyphsCommand::Clone() const {
     return Kernel::MakeCounted<InsertGlyphsCommand>(
         m_glyph ? m_glyph->Clone(Story::GlyphCloneContext::CloneGlyphs) : m_glyph, GetGivenSelection());
 }
+
 // ExpandFieldGlyphCommand
 
 ExpandFieldGlyphCommand::ExpandFieldGlyphCommand(Kernel::Counted<Selection const> selection)
@@ -448,6 +451,7 @@ Story::StoryRanges ExpandFieldGlyphCommand::ReplaceText(Kernel::NonCounted<Story
 Kernel::Counted<DocumentCommand> ExpandFieldGlyphCommand::Clone() const {
     return Kernel::MakeCounted<ExpandFieldGlyphCommand>(GetGivenSelection());
 }
+
 // SetCustomFieldValueCommand
 
 namespace {

@@ -24,6 +24,20 @@ void TextUpdateCommand::Do() {
     m_changed = Kernel::MakeCounted<Selection const>(changed);
 }
 
+TextUpdateCommand::Place TextUpdateCommand::FindPlace() {
+    auto const selection = GetSelection();
+    if (!selection)
+        return {};
+    for (auto const& item : *selection) {
+        auto* const text = Kernel::CastPointer<TextNode>(item->GetSelectable().get());
+        if (text == nullptr || !text->IsInDocument())
+            continue;
+        auto const ranges = item->MakeStorySelection(true).GetRanges(true);
+        return {Kernel::Counted<TextNode>(text), ranges.empty() ? 0 : ranges[0].begin};
+    }
+    return {};
+}
+
 void TextUpdateCommand::PutBack(Direction direction) {
     SetDirection(direction);
     if (!m_changed)

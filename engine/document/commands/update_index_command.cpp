@@ -6,7 +6,6 @@
 #include "platform/document/story_visitor.h"
 #include "platform/kernel/cast.h"
 
-#include <optional>
 #include <ranges>
 #include <unordered_set>
 
@@ -90,19 +89,6 @@ std::vector<Story::GeneratedParagraph> MakeEmptyIndex(AttRef const& att) {
     return {std::move(paragraph)};
 }
 
-// The text and the place that a selection names first.
-std::optional<std::pair<Kernel::Counted<TextNode>, std::uint32_t>> FindPlace(Selection const* selection) {
-    if (selection == nullptr)
-        return {};
-    for (auto const& item : *selection) {
-        auto const text = Kernel::Cast<TextNode>(item->GetSelectable());
-        auto const ranges = item->MakeStorySelection(true).GetRanges(true);
-        if (text && text->IsInDocument() && !ranges.empty())
-            return std::pair(text, ranges[0].begin);
-    }
-    return {};
-}
-
 // Texts, with a call before the first change of each.
 class Editor {
 public:
@@ -125,17 +111,14 @@ private:
     std::unordered_set<TextNode const*> m_changed;
 };
 
-// In an empty paragraph's place, else in front of the one that the selection begins in.
-void InsertIndex(Editor& editor, AttRef const& att, Selection const* selection) {
-    auto const place = FindPlace(selection);
-    if (!place)
-        return;
-    auto const story = place->first->GetStory()->Clone();
-    auto const at = story->Find(place->second);
+// In an empty paragraph's place, else in front of the one that the place lies in.
+void InsertIndex(Editor& editor, AttRef const& att, TextNode& text, std::uint32_t place) {
+    auto const story = text.GetStory()->Clone();
+    auto const at = story->Find(place);
     auto const length = story->GetParagraph(at.paragraph)->GetLength();
     Story::ReplaceWithParagraphs(*story, {at.paragraphBegin, at.paragraphBegin + (length == 1 ? 1 : 0)},
                                  MakeEmptyIndex(att));
-    editor.SetStory(*place->first, story);
+    editor.SetStory(text, story);
 }
 
 } // namespace
@@ -160,8 +143,8 @@ Kernel::LocalisedString UpdateIndexCommand::GetDescription() const {
 void UpdateIndexCommand::UpdateTexts(BeforeChange const& beforeChange) {
     auto const document = m_documentController->GetDocument();
     Editor editor(beforeChange);
-    if (m_att)
-        InsertIndex(editor, m_att, GetSelection().get());
+    if (auto const [text, place] = FindPlace(); m_att && text)
+        InsertIndex(editor, m_att, *text, place);
     IndexFinder finder;
     finder.Visit(Kernel::JailCounted<Node>(document.get()), {});
     auto const& index = document->GetIndex();

@@ -31,10 +31,14 @@ bool LooksAlike(Story::LinePart const& a, Story::LinePart const& b) {
 // Whether the letters of lines that stand alike look the same with the styles of their sheets.
 bool HasSameStyles(Story::LinePart const& a, Story::StyleSheet const& styles, Story::LinePart const& b,
                    Story::StyleSheet const& others) {
+    Story::GlyphAttsRef last, lastOther;
     for (std::uint32_t i = 0; i != a.GetSize(); ++i) {
-        if (styles.Resolve(a.GetGlyphAtts(i), a.GetParagraphAtts()) !=
-            others.Resolve(b.GetGlyphAtts(i), b.GetParagraphAtts()))
+        auto const own = a.GetGlyphAtts(i), other = b.GetGlyphAtts(i);
+        bool const isRunning = i != 0 && own == last && other == lastOther;
+        if (!isRunning && styles.Resolve(own, a.GetParagraphAtts()) != others.Resolve(other, b.GetParagraphAtts()))
             return false;
+        last = own;
+        lastOther = other;
     }
     return true;
 }

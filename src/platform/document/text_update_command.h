@@ -20,6 +20,12 @@ public:
 
 protected:
     using BeforeChange = std::function<void(TextNode& text)>;
+    // The first selected text of the document, and where its selected part begins; null where there is none.
+    struct Place {
+        Kernel::Counted<TextNode> text;
+        std::uint32_t index = 0;
+    };
+    Place FindPlace();
     // Changes texts, with a call of `beforeChange` for each before its first change.
     virtual void UpdateTexts(BeforeChange const& beforeChange) = 0;
 

@@ -18,6 +18,7 @@ public:
     // The table that a paragraph belongs to; null for none.
     static Kernel::Counted<TocAtt const> Of(ParagraphAtts const& atts);
     Kernel::Counted<TocAtt> Clone() const { return Kernel::MakeCounted<TocAtt>(*this); }
+    // Documents have its original text; users read its translation.
     static Kernel::LocalisedString GetDefaultTocStyleName();
 
     Kernel::String const& GetTocStyleName() const { return m_tocStyleName; }

@@ -11,7 +11,7 @@ namespace {
 
 using ExampleDocuments::c_tocStyle;
 
-Kernel::String DefaultTocStyle() { return Story::TocAtt::GetDefaultTocStyleName().ToString(); }
+Kernel::String DefaultTocStyle() { return Story::TocAtt::GetDefaultTocStyleName().GetText(); }
 
 auto const PrepareTwoTables = [](DocumentController& controller) {
     ExampleDocuments::TextsWithContents(controller, {c_tocStyle, c_tocStyle});

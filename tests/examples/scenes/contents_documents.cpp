@@ -55,7 +55,7 @@ void AddStyles(DocumentController& controller, std::vector<Kernel::String> const
     for (auto const& [name, entry] :
          {std::pair("Book: 1", MakeEntry("Heading 1", 1)), std::pair("Book: 2", MakeEntry("Heading 2", 2))})
         sheet = sheet->With(Kernel::MakeCounted<Story::TocEntryStyle const>(name, c_tocStyle, entry));
-    auto const defaultName = Story::TocAtt::GetDefaultTocStyleName().ToString();
+    auto const defaultName = Story::TocAtt::GetDefaultTocStyleName().GetText();
     if (std::find(tables.begin(), tables.end(), defaultName) != tables.end())
         addTocStyle(defaultName, "Contents");
     controller.GetDocument()->SetTextStyleSheet(sheet);
