@@ -12,6 +12,7 @@
 #include "platform/document/index_commands.h"
 #include "platform/document/line_commands.h"
 #include "platform/document/mask_node.h"
+#include "platform/document/pinned_node.h"
 #include "platform/document/raster_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
@@ -100,6 +101,7 @@ Properties DocumentSettings::GetTypeClassProperties()      { return Register<Doc
 Properties Selection::GetTypeClassProperties()             { return Register<Selection>("Sele"); }
 Properties SelectionItem::GetTypeClassProperties()         { return Register<SelectionItem>("SelI"); }
 Properties SubSelectionItem::GetTypeClassProperties()      { return Register<SubSelectionItem>("SelS", SelectionItem::GetTypeClassProperties()); }
+Properties PinnedNode::GetTypeClassProperties()            { return Register<PinnedNode>("PinN"); }
 Properties TextSelection::GetTypeClassProperties()         { return Register<TextSelection>("SelT"); }
 
 Properties DocumentNode::GetTypeClassProperties()          { return Register<DocumentNode>("NDoc"); }
@@ -182,7 +184,7 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
            PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
            BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties,
-           CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState> const c_registered;
+           CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode> const c_registered;
 
 } // namespace
 

@@ -8,6 +8,7 @@
 #include "platform/story/index_mark.h"
 #include "platform/story/index_text.h"
 #include "platform/story/linked_file.h"
+#include "platform/story/pin.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
 #include "platform/story/toc.h"
@@ -70,6 +71,7 @@ Properties CrossReferenceAtt::GetTypeClassProperties()   { return Register<Cross
 Properties CrossReferenceGlyph::GetTypeClassProperties() { return Register<CrossReferenceGlyph>(CrossReferenceGlyph::c_classUid); }
 Properties IndexTopic::GetTypeClassProperties()          { return Register<IndexTopic>("TxIT"); }
 Properties IndexMarkGlyph::GetTypeClassProperties()      { return Register<IndexMarkGlyph>(IndexMarkGlyph::c_classUid); }
+Properties PinGlyph::GetTypeClassProperties()            { return Register<PinGlyph>(PinGlyph::c_classUid); }
 Properties IndexAtt::GetTypeClassProperties()            { return Register<IndexAtt, Kind::Value>("TxIA"); }
 // clang-format on
 
@@ -100,6 +102,7 @@ namespace {
                                              CrossReferenceGlyph::GetTypeClassProperties(),
                                              IndexTopic::GetTypeClassProperties(),
                                              IndexMarkGlyph::GetTypeClassProperties(),
+                                             PinGlyph::GetTypeClassProperties(),
                                              IndexAtt::GetTypeClassProperties()};
 
 } // namespace

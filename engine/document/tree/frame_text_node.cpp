@@ -6,6 +6,7 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/story/reading_direction.h"
+#include "platform/story/table.h"
 
 #include <algorithm>
 #include <cmath>
@@ -292,6 +293,8 @@ void FrameTextNode::CopyMembersFrom(Node const& other) {
 }
 
 // TextFrameInterface
+
+Kernel::Counted<Story::Table const> TextFrameInterface::GetTable() const { return {}; }
 
 void TextFrameInterface::SetColumns(int count, double gap) {
     EditState<TextFrameState>([&](TextFrameState& state) {

@@ -181,6 +181,15 @@ Story::ComposedFramePtr TextNode::MakeComposedText() const {
     return composed->GetFrame(GetTextFlow()->GetIndex(*this));
 }
 
+Story::Selection TextNode::GetContainedText(bool withStoryEnd) const {
+    auto const story = GetStory();
+    auto range = MakeComposedText()->GetRange();
+    if (!withStoryEnd)
+        range.end = std::min(range.end, story->GetClientAll().end);
+    range.begin = std::min(range.begin, range.end);
+    return {story, Story::StoryRanges({range})};
+}
+
 // TextFlow
 
 TextFlow::TextFlow(std::vector<TextNode*> const& nodes, Places places) : m_places(std::move(places)) {

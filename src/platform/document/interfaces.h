@@ -12,7 +12,9 @@
 class Node;
 namespace Story {
 class ComposedFrame;
-}
+class ComposedStory;
+class Table;
+} // namespace Story
 
 // The interfaces through which commands reach the behaviour of nodes, and of other objects that have some of it. Each
 // stands on the attribute owner that holds its state, under the id c_interface. Setters change the state at once and
@@ -225,6 +227,10 @@ public:
     static constexpr InterfaceId c_interface = InterfaceId::TextFrame;
     // The frame as composed now; never null.
     virtual Kernel::Counted<Story::ComposedFrame const> MakeComposedFrame() const = 0;
+    // The composition of the whole story, at least as far as its frames have room. Never null.
+    virtual Kernel::Counted<Story::ComposedStory> MakeComposedStory() const = 0;
+    // The table whose cell the frame is. Null: there are no tables in texts.
+    Kernel::Counted<Story::Table const> GetTable() const;
     // True where the text is kept up to date from elsewhere and cannot be made the frame's own.
     virtual bool IsTextGenerated() const { return GetState<TextFrameState>().generated; }
     // The frame's number in its chain.

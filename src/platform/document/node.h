@@ -99,6 +99,8 @@ public:
     // Of everything that the node draws, lines counted with `includeLines`, in spread space; an empty rectangle when
     // it draws nothing.
     Kernel::RectT<double> GetBounds(bool includeLines) const;
+    // The box of what the node itself is, without lines and children, in spread space.
+    Kernel::RectT<double> GetSpreadBaseBox() const { return GetOwnBounds(GetBaseToSpreadTransform(), false); }
     // True for a child that commands work on: visible and no helper of the engine.
     virtual bool IsContent() const;
     // Set for a node that belongs to an object which keeps it in its group.

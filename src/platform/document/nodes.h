@@ -273,6 +273,11 @@ public:
     Kernel::RectT<double> GetBaseBox(bool includeBleed) const override;
     void SetBaseBox(Kernel::RectT<double> box);
     void AddPage(Kernel::Counted<PageNode> page);
+    // The page that the middle of a box in spread space is on, from 0; where it is on none, the one nearest to it. 0
+    // for a spread without pages.
+    int GetPageIndexOfBox(Kernel::RectT<double> const& box) const;
+    // The number of pages on the spreads in front of this one; 0 outside of documents.
+    int GetFirstPageIndex() const;
     // The enabled artboards among the plain children, in their order; empty beyond their number.
     Kernel::Counted<ArtboardInterface> GetArtboardAtIndex(int index) const;
 
@@ -352,6 +357,10 @@ public:
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
     std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
+    // Of all spreads.
+    int GetPageCount() const;
+    // The number of a page, counted from 0 through all spreads, as the document shows it.
+    Kernel::String GetFormattedPageNumber(unsigned pageIndex) const;
 
     // Gives ids to a node that enters, and to all below it that have none.
     void AdoptIds(Node& top);

@@ -60,6 +60,11 @@ public:
 
     // The composition of the whole story, at least up to the end that the conditions name.
     Kernel::Counted<Story::ComposedStory> MakeComposedStory(Story::CompositionEndConditions const& conditions) const;
+    // The part of the story that the node shows, as composed now; `withStoryEnd`: with the story's own last separator.
+    // An empty span at the place where the text goes on for a node that shows none.
+    Story::Selection GetContainedText(bool withStoryEnd) const;
+    // The spread that the node stands on; null outside of spreads.
+    Kernel::JailCounted<SpreadNode> GetSpreadNode() const { return Kernel::JailCounted<SpreadNode>(GetSpread()); }
     // Composes what the node shows, so that the next one who asks need not wait.
     void EnsureTextComposed() const { static_cast<void>(MakeComposedText()); }
     // The composition of the whole story, as far as somebody has asked for it.
@@ -113,6 +118,8 @@ public:
     Kernel::Counted<TextFrameInterface> GetMaster() const override;
     std::vector<Kernel::Counted<TextFrameInterface>> GetSlaves() const override;
     Kernel::Counted<Story::ComposedFrame const> MakeComposedFrame() const override { return MakeComposedText(); }
+    using TextNode::MakeComposedStory;
+    Kernel::Counted<Story::ComposedStory> MakeComposedStory() const override { return TextNode::MakeComposedStory({}); }
     std::size_t GetTextFlowIndex() const override;
     Kernel::Counted<Geometry::PolyCurveDbl const> GetTextFrameAsCurves() const override;
     // How text is scaled on its way from text space to node space; a plain scale of both axes.

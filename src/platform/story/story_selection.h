@@ -47,6 +47,8 @@ public:
     // From the first begin to the last end.
     RangeInStory GetMaxRange() const { return {m_story, m_ranges.GetMaxRange()}; }
     StoryPos GetMaxBegin() const { return {m_story, m_ranges.GetMaxRange().begin}; }
+    // The place that the selection goes out from. Spans have no direction here: it is the first one's begin.
+    StoryPos GetAnchor() const { return GetMaxBegin(); }
     // Of all spans together, in glyphs.
     std::uint32_t GetSize() const;
     // The first glyph of a span that the predicate takes; not set when there is none.

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/story/story.h"
+
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+namespace Story {
+class AnchorData;
+}
+
+namespace EPub {
+
+// The places of a publication that links and lists lead to. Everything is registered before the text that it stands in
+// is written; the file names are those under which the texts are written later.
+class REDRAFT_ENGINE AnchorRegistry {
+public:
+    // A place in a file, by the id of an element.
+    struct Target {
+        Kernel::String file;
+        std::string id;
+    };
+    struct Page {
+        Target target;
+        Kernel::String label;
+    };
+    // Something to be marked in front of a glyph of a story.
+    struct Mark {
+        std::uint32_t index = 0;
+        std::string id;
+        // The page that begins here.
+        std::optional<Kernel::String> pageLabel;
+    };
+
+    AnchorRegistry();
+    AnchorRegistry(AnchorRegistry const&) = delete;
+    AnchorRegistry& operator=(AnchorRegistry const&) = delete;
+    ~AnchorRegistry();
+
+    // Anchors are told apart by identity: names may be equal, or hold any characters. An anchor that is registered
+    // again keeps its first place.
+    void RegisterAnchor(Kernel::String const& file, Kernel::Counted<Story::AnchorData const> const& anchor,
+                        Story::StoryPos const& position);
+    // A page of the document, from 0, that begins `offset` glyphs behind a position. `label`: its number as the
+    // document shows it. A page that is registered again keeps its first place.
+    void RegisterPage(Kernel::String const& file, int page, Kernel::String const& label,
+                      Story::StoryPos const& position, int offset);
+
+    // Nothing for an anchor that leads nowhere.
+    std::optional<Target> FindAnchor(Story::AnchorData const& anchor) const;
+    // In the order of their numbers.
+    std::vector<Page> GetPages() const;
+    // In the order of the story; what was registered first comes first in one place.
+    std::vector<Mark> GetMarks(Story::Story const& story) const;
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+} // namespace EPub
