@@ -9,6 +9,7 @@
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
+#include "platform/document/export_article.h"
 #include "platform/document/index_commands.h"
 #include "platform/document/line_commands.h"
 #include "platform/document/mask_node.h"
@@ -158,6 +159,10 @@ Properties GeometryModifierState::GetTypeClassProperties() { return Register<Geo
 Properties ArtboardState::GetTypeClassProperties()         { return Register<ArtboardState>("StAb"); }
 Properties MarginsState::GetTypeClassProperties()          { return Register<MarginsState>("StMg"); }
 Properties GridsAndGuidesState::GetTypeClassProperties()   { return Register<GridsAndGuidesState>("StGG"); }
+Properties ExportTaggingState::GetTypeClassProperties()    { return Register<ExportTaggingState>("StET"); }
+Properties MetadataState::GetTypeClassProperties()         { return Register<MetadataState>("StMD"); }
+Properties ExportArticle::GetTypeClassProperties()         { return Register<ExportArticle>("ExAr"); }
+Properties ExportArticleCollector::GetTypeClassProperties() { return Register<ExportArticleCollector>("ExAC"); }
 // clang-format on
 
 namespace {
@@ -184,7 +189,8 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
            PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
            BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties,
-           CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode> const c_registered;
+           CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode, ExportTaggingState,
+           MetadataState, ExportArticle, ExportArticleCollector> const c_registered;
 
 } // namespace
 

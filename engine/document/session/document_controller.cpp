@@ -2,6 +2,7 @@
 #include "platform/document/document_controller.h"
 
 #include "engine/document/file/document_file.h"
+#include "engine/document/tree/reading_order.h"
 #include "platform/document/document_notification.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/text_nodes.h"
@@ -26,6 +27,7 @@ Node* FindSymbol(DocumentNode const& document, int index) {
 
 DocumentController::DocumentController()
     : m_document(Kernel::MakeCounted<DocumentNode>()),
+      m_readingOrder(std::make_unique<ReadingOrderCache>()),
       m_settings(Kernel::MakeCounted<DocumentSettings>()),
       m_defaults(Kernel::MakeCounted<DocumentDefaults>()),
       m_selection(Kernel::MakeCounted<Selection>()),
@@ -121,6 +123,27 @@ void DocumentController::SetChannelMask(int channels) {
 int DocumentController::MergeChannelMask(Kernel::NonCounted<MutableRasterInterface const> layer) const {
     auto const bitmap = layer->GetBitmap();
     return bitmap ? Raster::GetFormatInfo(bitmap->GetFormat()).allChannels & m_channelMask : 0;
+}
+
+std::vector<Kernel::Counted<ExportArticleCollector>> const& DocumentController::GetExportArticles() const {
+    auto& order = *m_readingOrder;
+    std::lock_guard const lock(order.mutex);
+    auto const version = ReadingOrder::GetVersion();
+    if (!order.isCurrent || order.version != version) {
+        order.entries = ReadingOrder::Make(*m_document);
+        order.version = version;
+        order.isCurrent = true;
+    }
+    return order.entries;
+}
+
+// Numbers that are taken back were there when the order was made, or it is made anew.
+bool DocumentController::UpdateExportArticles(bool& wasRead) {
+    EditJournal::NoteFor(*this, [](DocumentController& controller) { controller.m_readingOrder->isCurrent = false; });
+    std::lock_guard const lock(m_readingOrder->mutex);
+    bool const wasCurrent = std::exchange(m_readingOrder->isCurrent, false);
+    wasRead = wasRead || wasCurrent;
+    return wasCurrent;
 }
 
 void DocumentController::SetShouldReflowPages(bool reflow) {

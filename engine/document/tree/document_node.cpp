@@ -4,6 +4,7 @@
 #include "engine/document/tree/layout_epoch.h"
 #include "engine/document/tree/stored_profiles.h"
 #include "platform/document/edit_journal.h"
+#include "platform/document/export_article.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
@@ -153,6 +154,8 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
         Kernel::SaveValue(out, "CapC", m_captionCounterTypes);
     m_customFields.Save(out);
     m_index->Save(out);
+    if (!m_articles.empty())
+        Kernel::SaveValue(out, "ExAr", m_articles);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -170,6 +173,9 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
                                 m_captionCounterTypes.end());
     m_customFields.Load(in);
     m_index->Load(in);
+    Articles articles;
+    Kernel::LoadValue(in, "ExAr", articles);
+    PutArticles(std::move(articles));
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/document/tree/reading_order.h"
 #include "engine/document/tree/text_flow.h"
 #include "engine/document/tree/text_wrap.h"
 #include "platform/document/caption_info.h"
@@ -61,6 +62,7 @@ void FrameTextNode::UpdateRegistration() {
         std::lock_guard const lock(master->GetCache().mutex);
         master->m_followers.insert(this);
     }
+    ReadingOrder::NoteFlowChange();
     ForgetTextFlow();
 }
 

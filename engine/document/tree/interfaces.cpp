@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 Kernel::Counted<ShapeDefinition const> ShapeInterface::GetShapeDefinition() const {
     return Kernel::Counted<ShapeDefinition const>(static_cast<ShapeDefinition const*>(FindState(InterfaceId::Shape)));
@@ -197,6 +198,58 @@ void ImageResourceInterface::SetImage(Kernel::Counted<Raster::DynamicBitmap cons
 
 void TagInterface::SetTags(std::vector<Kernel::String> tags) {
     EditState<TagState>([&](auto& state) { state.tags = std::move(tags); });
+}
+
+void TagInterface::SetMarkAsDecoration(bool isDecoration) {
+    EditState<MetadataState>([&](auto& state) { state.isDecoration = isDecoration; });
+}
+
+std::vector<Kernel::String const*> TagInterface::GetMetadataValuesForKey(Kernel::String const& key) const {
+    auto const& state = GetState<MetadataState>();
+    auto const range = std::ranges::equal_range(state.keys, key);
+    std::vector<Kernel::String const*> found;
+    for (auto each = range.begin(); each != range.end(); ++each)
+        found.push_back(&state.values[static_cast<std::size_t>(each - state.keys.begin())]);
+    return found;
+}
+
+void TagInterface::RemoveMetadataValuesForKey(Kernel::String const& key) {
+    if (!std::ranges::binary_search(GetMetadataKeys(), key))
+        return;
+    EditState<MetadataState>([&](auto& state) {
+        auto const range = std::ranges::equal_range(state.keys, key);
+        auto const first = range.begin() - state.keys.begin(), last = range.end() - state.keys.begin();
+        state.keys.erase(range.begin(), range.end());
+        state.values.erase(state.values.begin() + first, state.values.begin() + last);
+    });
+}
+
+void TagInterface::AddMetadataValueForKey(Kernel::String const& key, Kernel::String const& value) {
+    EditState<MetadataState>([&](auto& state) {
+        auto const place = std::ranges::upper_bound(state.keys, key);
+        state.values.insert(state.values.begin() + (place - state.keys.begin()), value);
+        state.keys.insert(place, key);
+    });
+}
+
+// Keys of a forged file may be in any order, or without a value.
+bool MetadataState::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    InterfaceStateT::Load(in, files, version);
+    auto const count = std::min(keys.size(), values.size());
+    keys.resize(count);
+    values.resize(count);
+    if (std::ranges::is_sorted(keys))
+        return true;
+    std::multimap<Kernel::String, Kernel::String> ordered;
+    for (std::size_t i = 0; i != count; ++i)
+        ordered.emplace(std::move(keys[i]), std::move(values[i]));
+    keys.clear();
+    values.clear();
+    for (auto& [key, value] : ordered) {
+        keys.push_back(key);
+        values.push_back(std::move(value));
+    }
+    return true;
 }
 
 void EditabilityInterface::SetEditable(bool editable) {

@@ -108,6 +108,9 @@ Params SceneNode::GetBaseToSpreadTransform() const { return GetParentToSpreadTra
 
 void SceneNode::CopyMembersFrom(Node const& other) {
     Node::CopyMembersFrom(other);
+    // Two objects cannot have one place in the reading order.
+    if (GetState<ExportTaggingState>().articleIndex != -1 || GetState<ExportTaggingState>().sequenceIndex != -1)
+        EditState<ExportTaggingState>([](auto& state) { state.articleIndex = state.sequenceIndex = -1; });
     if (auto const* scene = Kernel::CastPointer<SceneNode const>(&other))
         StoreMatrix(scene->GetMatrix());
 }

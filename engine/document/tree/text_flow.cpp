@@ -210,6 +210,12 @@ std::size_t TextFlow::GetIndex(TextNode const& node) const {
     return found == m_indices.end() ? size() : found->second;
 }
 
+Kernel::Counted<ExportTaggingInterface> TextFlow::GetExportTagging() const {
+    auto const first = GetFirst();
+    return first ? Kernel::Counted<ExportTaggingInterface>(&first->GetExportTaggingOwner())
+                 : Kernel::Counted<ExportTaggingInterface>();
+}
+
 std::optional<std::size_t> TextFlow::FindNode(std::uint32_t position) const {
     auto const first = GetFirst();
     auto const frame = first ? first->GetComposition()->FindFrame(position) : size();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/contract/notifications.h"
 
+#include "platform/document/export_article.h"
 #include "platform/kernel/cast.h"
 
 Kernel::Counted<Kernel::Notification> GuidesChangedNotification::Merge(Kernel::Counted<Kernel::Notification> other) {
@@ -23,3 +24,14 @@ InvalidateDocumentAllNotification::Merge(Kernel::Counted<Kernel::Notification> o
         return {};
     return InvalidateDocumentNotification::Merge(std::move(other));
 }
+
+ExportArticlesChangedNotification::ExportArticlesChangedNotification(
+    Kernel::Counted<DocumentController const> const& controller, bool isRenaming)
+    : ExportArticlesChangedNotification(controller, isRenaming, {}) {}
+
+ExportArticlesChangedNotification::ExportArticlesChangedNotification(
+    Kernel::Counted<DocumentController const> const& controller, bool isRenaming,
+    Kernel::Counted<ExportArticleCollector> collector)
+    : DocumentNotification(controller, false), m_isRenaming(isRenaming), m_collector(std::move(collector)) {}
+
+ExportArticlesChangedNotification::~ExportArticlesChangedNotification() = default;

@@ -75,17 +75,22 @@ private:
     bool m_namesChanged;
 };
 
+// Something of the reading order changed.
 class REDRAFT_API ExportArticlesChangedNotification final : public DocumentNotification {
 public:
-    ExportArticlesChangedNotification(Kernel::Counted<DocumentController const> const& controller, bool orderChanged)
-        : DocumentNotification(controller, false), m_orderChanged(orderChanged) {}
+    // `isRenaming`: the user gives an entry another name, and nothing else has changed. `collector`: the entry to show;
+    // null for none.
+    ExportArticlesChangedNotification(Kernel::Counted<DocumentController const> const& controller, bool isRenaming);
+    ExportArticlesChangedNotification(Kernel::Counted<DocumentController const> const& controller, bool isRenaming,
+                                      Kernel::Counted<ExportArticleCollector> collector);
+    ~ExportArticlesChangedNotification() override;
     bool ShouldForwardToFrontEnd() override { return IsActiveDocumentController(); }
-    bool HasOrderChanged() const { return m_orderChanged; }
-    int GetReserved() const { return m_reserved; }
+    bool IsRenaming() const { return m_isRenaming; }
+    Kernel::Counted<ExportArticleCollector> const& GetCollector() const { return m_collector; }
 
 private:
-    bool m_orderChanged;
-    int m_reserved = 0;
+    bool m_isRenaming;
+    Kernel::Counted<ExportArticleCollector> m_collector;
 };
 
 class REDRAFT_API ViewPointChangedNotification final : public DocumentNotification {

@@ -45,6 +45,8 @@ enum class InterfaceId : std::uint8_t {
     Artboard,
     Margins,
     GridsAndGuides,
+    ExportTagging,
+    Metadata,
     Count
 };
 

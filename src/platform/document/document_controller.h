@@ -17,6 +17,7 @@
 #include <unordered_set>
 
 class DocumentSeal;
+class ExportArticleCollector;
 namespace Kernel {
 class ChunkStorage;
 }
@@ -76,6 +77,15 @@ public:
     void SetChannelMask(int channels);
     // The channels of those that a layer's format has.
     int MergeChannelMask(Kernel::NonCounted<MutableRasterInterface const> layer) const;
+
+    // The reading order for export: articles and single objects by their numbers, then those without a number, articles
+    // first, objects in the order of the tree. Objects without a number are in it where they are included; frames of
+    // one text are one entry. It is made anew when nodes have come or gone since, and after UpdateExportArticles; the
+    // reference is good until then.
+    std::vector<Kernel::Counted<ExportArticleCollector>> const& GetExportArticles() const;
+    // To be called after a change of numbers. True, and `wasRead` set, when anyone has asked for the order since the
+    // last call; the entries that were given out then are no longer current.
+    bool UpdateExportArticles(bool& wasRead);
 
     // Settings.
     Kernel::Counted<DocumentDefaults> GetDocumentDefaults() const { return m_defaults; }
@@ -199,7 +209,10 @@ private:
     void PrepareLoadedHistory(Kernel::Counted<History> const& history, std::uint64_t untrustedSteps);
     void SaveLocked(std::string const& path);
 
+    struct ReadingOrderCache;
+
     Kernel::JailCounted<DocumentNode> m_document;
+    std::unique_ptr<ReadingOrderCache> m_readingOrder;
     Kernel::Counted<DocumentSettings> m_settings;
     Kernel::Counted<DocumentDefaults> m_defaults;
     Kernel::Counted<Selection const> m_selection;

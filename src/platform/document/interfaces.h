@@ -301,6 +301,18 @@ public:
     static constexpr InterfaceId c_interface = InterfaceId::Tag;
     std::vector<Kernel::String> const& GetTags() const { return GetState<TagState>().tags; }
     void SetTags(std::vector<Kernel::String> tags);
+
+    // Whether the object says nothing to those who cannot see it. This and the metadata are kept by the commands that
+    // set them, and not by the brackets around visits.
+    bool GetMarkAsDecoration() const { return GetState<MetadataState>().isDecoration; }
+    void SetMarkAsDecoration(bool isDecoration);
+    // All keys, each as often as it has values, in the order of their bytes.
+    std::vector<Kernel::String> const& GetMetadataKeys() const { return GetState<MetadataState>().keys; }
+    // In the order in which they were added. Valid until the object's metadata changes.
+    std::vector<Kernel::String const*> GetMetadataValuesForKey(Kernel::String const& key) const;
+    void RemoveMetadataValuesForKey(Kernel::String const& key);
+    // Behind the values that the key has.
+    void AddMetadataValueForKey(Kernel::String const& key, Kernel::String const& value);
 };
 
 class REDRAFT_ENGINE EditabilityInterface : public virtual AttributeOwner {

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "platform/document/custom_field_source.h"
+#include "platform/document/export_tagging.h"
 #include "platform/document/node.h"
 #include "platform/document/view_point_data.h"
 #include "platform/story/style_sheet.h"
 
+#include <map>
 #include <memory>
 #include <mutex>
 
@@ -18,7 +20,8 @@ class REDRAFT_ENGINE SceneNode : public Node,
                                  public BlendModeInterface,
                                  public FilterEffectsInterface,
                                  public TextWrapInterface,
-                                 public HyperlinkInterface {
+                                 public HyperlinkInterface,
+                                 public ExportTaggingInterface {
 public:
     Raster::AffineTransform::Params GetBaseToSpreadTransform() const override;
     bool IsContent() const override { return IsVisible() && !GetOwnerReference(); }
@@ -305,6 +308,7 @@ public:
 // A new linked instance of a symbol, outside the tree: a group that shows what the symbol shows.
 REDRAFT_ENGINE Kernel::Counted<GroupNode> MakeSymbolInstance(SymbolNode& symbol);
 
+class ExportArticle;
 class IndexPreview;
 class StoredProfiles;
 
@@ -354,6 +358,17 @@ public:
     // Null drops the preview.
     void SetIndexMarkPreview(Kernel::Counted<IndexPreview> preview);
 
+    // The articles of the reading order by their numbers; see platform/document/export_article.h. Numbers below 0 are
+    // for articles that have no place in the order. An article has one number: given two, it keeps the lower one.
+    using Articles = std::map<int, Kernel::Counted<ExportArticle>>;
+    Articles const& GetArticles() const { return m_articles; }
+    // Null when there is none.
+    Kernel::Counted<ExportArticle> GetArticle(int number) const;
+    // Null takes the number out of the map. Whoever changes numbers calls DocumentController::UpdateExportArticles.
+    void SetArticle(int number, Kernel::Counted<ExportArticle> article);
+    // Numbers without an article are left out.
+    void SetArticles(Articles const& articles);
+
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
     std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
@@ -383,6 +398,9 @@ private:
     Kernel::Counted<Story::StyleSheet const> m_textStyles;
     std::vector<Kernel::String> m_captionCounterTypes;
     CustomFieldSource m_customFields{*this};
+    void PutArticles(Articles articles) noexcept;
+
+    Articles m_articles;
     struct IndexMarkCache;
     std::unique_ptr<Story::Index> m_index;
     std::unique_ptr<IndexMarkCache> m_indexMarks;

@@ -252,6 +252,24 @@ public:
     static ClassProperties const* GetTypeClassProperties();
 };
 
+// Facts about an object for other programs, as keys with values. A key may have several values, which keep their order;
+// keys are in the order of their bytes.
+class REDRAFT_ENGINE MetadataState final : public InterfaceStateT<MetadataState> {
+public:
+    static constexpr InterfaceId c_interface = InterfaceId::Metadata;
+    // An object that says nothing to those who cannot see it.
+    bool isDecoration = false;
+    // One value for each key.
+    std::vector<Kernel::String> keys, values;
+    static constexpr auto Fields() {
+        return Kernel::FieldList{Kernel::Field{"Deco", &MetadataState::isDecoration},
+                                 Kernel::Field{"Keys", &MetadataState::keys},
+                                 Kernel::Field{"Vals", &MetadataState::values}};
+    }
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    static ClassProperties const* GetTypeClassProperties();
+};
+
 class REDRAFT_ENGINE EditabilityState final : public InterfaceStateT<EditabilityState> {
 public:
     static constexpr InterfaceId c_interface = InterfaceId::Editability;

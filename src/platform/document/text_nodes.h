@@ -135,6 +135,7 @@ public:
     Kernel::Counted<Story::Story const> GetStory() const override;
     void SetStory(Kernel::Counted<Story::Story const> story) override;
     TextNode& GetStoryOwner() override { return GetHead(); }
+    ExportTaggingInterface& GetExportTaggingOwner() override { return GetHead(); }
     // The outline of the frame; the text may hang over it.
     Kernel::RectT<double> GetOwnBounds(Raster::AffineTransform::Params const& toSpread,
                                        bool includeLines) const override;
@@ -243,6 +244,8 @@ public:
     // The node's number; size() for one that is not here.
     std::size_t GetIndex(TextNode const& node) const;
     Kernel::Counted<Story::Story const> GetStory() const { return GetFirst()->GetStory(); }
+    // The place of the whole text in the reading order, which its owner keeps.
+    Kernel::Counted<ExportTaggingInterface> GetExportTagging() const;
     // The node that shows a position, and its number; empty when it has no place in any. Composes as far as it must.
     Kernel::Counted<TextNode> GetNode(Story::StoryPos const& position) const;
     std::optional<std::size_t> FindNode(std::uint32_t position) const;
