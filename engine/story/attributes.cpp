@@ -6,8 +6,10 @@
 #include "platform/kernel/hash_accumulator.h"
 #include "platform/renderer/fill_descriptor.h"
 #include "platform/renderer/line_style.h"
+#include "platform/story/hyperlink.h"
 #include "platform/story/index_text.h"
 #include "platform/story/linked_file.h"
+#include "platform/story/numberer.h"
 #include "platform/story/toc.h"
 
 #include <algorithm>
@@ -59,9 +61,16 @@ namespace {
 
 std::size_t Mix(std::size_t hash, std::size_t value) { return (hash ^ value) * 0x9E3779B97F4A7C15u + (hash >> 29); }
 
+// A link's anchor is the anchor itself, however many others are called like it.
 bool AreSame(Kernel::Counted<Kernel::Serialisable const> const& a,
              Kernel::Counted<Kernel::Serialisable const> const& b) {
-    return a == b || (a && b && a->CompareMembers(*b, Kernel::CompareContext()));
+    if (a == b || !a || !b)
+        return a == b;
+    auto const* const link = Kernel::CastPointer<HyperlinkAtt const>(a.get());
+    auto const* const other = Kernel::CastPointer<HyperlinkAtt const>(b.get());
+    if (link != nullptr && other != nullptr)
+        return *link == *other;
+    return a->CompareMembers(*b, Kernel::CompareContext());
 }
 
 template <class Kind>
@@ -93,14 +102,21 @@ bool Is(Kernel::Serialisable const* object) {
     return object == nullptr || Kernel::CastPointer<T const>(object) != nullptr;
 }
 bool IsOfKind(GlyphAtt::Object att, Kernel::Serialisable const* object) {
-    return att == GlyphAtt::Object::LineStyle ? Is<Renderer::LineStyleDescriptor>(object)
-                                              : Is<Renderer::FillDescriptor>(object);
+    switch (att) {
+    case GlyphAtt::Object::LineStyle:
+        return Is<Renderer::LineStyleDescriptor>(object);
+    case GlyphAtt::Object::Hyperlink:
+        return Is<HyperlinkAtt>(object);
+    default:
+        return Is<Renderer::FillDescriptor>(object);
+    }
 }
 bool IsOfKind(ParagraphAtt::Object att, Kernel::Serialisable const* object) {
     return (att == ParagraphAtt::Object::TabStops && Is<TabStops>(object)) ||
            (att == ParagraphAtt::Object::LinkedFile && Is<LinkedFileAtt>(object)) ||
            (att == ParagraphAtt::Object::Index && Is<IndexAtt>(object)) ||
-           (att == ParagraphAtt::Object::Toc && Is<TocAtt>(object));
+           (att == ParagraphAtt::Object::Toc && Is<TocAtt>(object)) ||
+           (att == ParagraphAtt::Object::Numbering && Is<NumberingAtt>(object));
 }
 
 // Keys that this version does not know are left out.
@@ -201,6 +217,10 @@ std::size_t AttSet<Att>::GetHash() const {
     for (auto const& object : m_objects) {
         if (!object)
             continue;
+        if (auto const* const link = Kernel::CastPointer<HyperlinkAtt const>(object.get())) {
+            hash = Mix(hash, link->GetHash());
+            continue;
+        }
         Kernel::HashAccumulator content;
         content.AddObject(*object);
         hash = Mix(hash, content.GetHash().low);

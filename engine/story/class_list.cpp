@@ -5,9 +5,12 @@
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
 #include "platform/story/cross_reference.h"
+#include "platform/story/hyperlink.h"
 #include "platform/story/index_mark.h"
 #include "platform/story/index_text.h"
 #include "platform/story/linked_file.h"
+#include "platform/story/note.h"
+#include "platform/story/numberer.h"
 #include "platform/story/pin.h"
 #include "platform/story/story.h"
 #include "platform/story/style_sheet.h"
@@ -73,6 +76,9 @@ Properties IndexTopic::GetTypeClassProperties()          { return Register<Index
 Properties IndexMarkGlyph::GetTypeClassProperties()      { return Register<IndexMarkGlyph>(IndexMarkGlyph::c_classUid); }
 Properties PinGlyph::GetTypeClassProperties()            { return Register<PinGlyph>(PinGlyph::c_classUid); }
 Properties IndexAtt::GetTypeClassProperties()            { return Register<IndexAtt, Kind::Value>("TxIA"); }
+Properties NoteGlyph::GetTypeClassProperties()           { return Register<NoteGlyph>(NoteGlyph::c_classUid); }
+Properties NumberingAtt::GetTypeClassProperties()        { return Register<NumberingAtt, Kind::Value>("TxNu"); }
+Properties HyperlinkAtt::GetTypeClassProperties()        { return Register<HyperlinkAtt, Kind::Value>("TxHy"); }
 // clang-format on
 
 namespace {
@@ -103,7 +109,10 @@ namespace {
                                              IndexTopic::GetTypeClassProperties(),
                                              IndexMarkGlyph::GetTypeClassProperties(),
                                              PinGlyph::GetTypeClassProperties(),
-                                             IndexAtt::GetTypeClassProperties()};
+                                             IndexAtt::GetTypeClassProperties(),
+                                             NoteGlyph::GetTypeClassProperties(),
+                                             NumberingAtt::GetTypeClassProperties(),
+                                             HyperlinkAtt::GetTypeClassProperties()};
 
 } // namespace
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/composer.h"
+#include "engine/story/paragraph_numbers.h"
 
 #include "platform/kernel/exception.h"
+#include "platform/story/note.h"
 #include "platform/story/toc.h"
 
 #include <algorithm>
@@ -187,6 +189,9 @@ struct ComposedStory::State {
     std::mutex mutex;
     std::shared_ptr<ParagraphCache> cache;
     std::optional<ParagraphSource> paragraphs;
+    std::optional<ParagraphNumbers> numbers;
+    // Made when it is first asked for.
+    std::optional<std::unordered_map<Glyph const*, int>> noteNumbers;
     std::vector<ComposedFramePtr> frames;
     // Before each frame that is composed, and behind the last of them.
     std::vector<Cursor> cursors;
@@ -202,6 +207,7 @@ ComposedStory::ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> s
       m_fields(std::move(fields)),
       m_state(std::make_unique<State>()) {
     m_state->cursors.emplace_back();
+    m_state->numbers.emplace(*m_story, *m_styleSheet);
     if (earlier && LookAlike(*earlier->m_styleSheet, *m_styleSheet))
         TakeOver(*earlier);
     else
@@ -236,6 +242,7 @@ void ComposedStory::TakeOver(ComposedStory& earlier) {
     m_state->cache->DropUnused(*m_story);
     bool const isSameStory = earlier.m_story == m_story;
     std::size_t common = isSameStory ? m_story->GetParagraphCount() + 1 : m_story->CountCommonPrefix(*earlier.m_story);
+    m_state->numbers->TakeOver(*before.numbers, std::min(common, m_story->GetParagraphCount()));
     bool const hasOtherFields = !AreSame(earlier.m_fields, m_fields);
     auto const showsOther = [&](std::size_t paragraph, ExpansionReach reach, std::size_t frame) {
         return ShowsOther(*m_story->GetParagraph(paragraph), reach, {earlier.m_fields.get(), frame},
@@ -323,6 +330,27 @@ std::size_t ComposedStory::FindFrame(std::uint32_t index) {
             high = middle;
     }
     return low == composed ? count : low;
+}
+
+int ComposedStory::GetNoteNumber(NoteGlyph const& note) {
+    std::lock_guard const lock(m_state->mutex);
+    auto& numbers = m_state->noteNumbers;
+    if (!numbers) {
+        numbers.emplace();
+        int last = 0;
+        m_story->VisitObjects(m_story->GetAll(), [&](std::uint32_t, Kernel::Counted<Glyph const> const& glyph) {
+            if (IsNoteGlyph(*glyph))
+                numbers->emplace(glyph.get(), ++last);
+            return true;
+        });
+    }
+    auto const found = numbers->find(&note);
+    return found == numbers->end() ? 0 : found->second;
+}
+
+Kernel::Counted<Numberer> ComposedStory::MakeNumberer(StoryPos const& position) {
+    std::lock_guard const lock(m_state->mutex);
+    return m_state->numbers->MakeNumberer(m_story->Find(position.GetIndex()).paragraph);
 }
 
 std::size_t ComposedStory::GetComposedFrameCount() const {

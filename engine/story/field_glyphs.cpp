@@ -7,6 +7,7 @@
 #include "platform/story/field_data_source.h"
 #include "platform/story/glyph_predicates.h"
 #include "platform/story/paragraph.h"
+#include "platform/story/style_sheet.h"
 
 namespace Story {
 
@@ -17,6 +18,7 @@ std::optional<Kernel::String> FieldDataSource::GetCustomFieldValue(Kernel::Strin
 Kernel::String FieldDataSource::GetPageLabel(std::size_t) const { return {}; }
 Kernel::String FieldDataSource::GetPageCountLabel() const { return {}; }
 Kernel::String FieldDataSource::GetMetadata(Kernel::String const&) const { return {}; }
+Kernel::Counted<StyleSheet const> FieldDataSource::GetStyleSheet() const { return {}; }
 Kernel::String FieldDataSource::GetMergeFieldValue(Kernel::String const&) const { return {}; }
 bool FieldDataSource::IsEqualTo(FieldDataSource const& other) const { return this == &other; }
 

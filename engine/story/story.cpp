@@ -4,6 +4,7 @@
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/inline_object.h"
+#include "platform/story/note.h"
 
 #include <algorithm>
 #include <limits>
@@ -11,12 +12,25 @@
 
 namespace Story {
 
+namespace {
+
+std::uint32_t CountNotesBefore(Paragraph const& paragraph, std::uint32_t index) {
+    std::uint32_t count = 0;
+    for (auto const& object : paragraph.GetObjects())
+        count += object.index < index && IsNoteGlyph(*object.glyph) ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
 std::shared_ptr<Story::Content const> Story::Content::Make(std::vector<BlockRef> blocks) {
     auto content = std::make_shared<Content>();
     content->blocks.reserve(blocks.size());
     std::uint64_t length = 0;
+    std::uint32_t notes = 0;
     for (auto& block : blocks) {
-        content->blocks.push_back({block, content->paragraphCount, static_cast<std::uint32_t>(length)});
+        content->blocks.push_back({block, content->paragraphCount, static_cast<std::uint32_t>(length), notes});
+        notes += block->noteCount;
         content->paragraphCount += block->paragraphs.size();
         length += block->begins.back();
         if (length > c_maximumLength)
@@ -32,6 +46,7 @@ void Story::Block::Add(ParagraphRef paragraph) {
         begins.push_back(0);
     if (!paragraph->GetObjects().empty())
         withObjects.push_back(static_cast<std::uint16_t>(paragraphs.size()));
+    noteCount += CountNotesBefore(*paragraph, paragraph->GetLength());
     begins.push_back(begin + paragraph->GetLength());
     paragraphs.push_back(std::move(paragraph));
 }
@@ -67,6 +82,7 @@ bool Story::Block::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsi
     paragraphs.clear();
     begins.clear();
     withObjects.clear();
+    noteCount = 0;
     m_loaded.clear();
     Kernel::LoadValue(in, "Pars", m_loaded);
     m_isSettled.store(false, std::memory_order_release);
@@ -190,6 +206,28 @@ std::size_t Story::CountCommonPrefix(Story const& other) const {
     while (count < limit && a.GetParagraph(count) == b.GetParagraph(count))
         ++count;
     return count;
+}
+
+std::uint32_t Story::CountNotes(StoryRange range) const {
+    auto const& content = Get();
+    auto const countBefore = [&](std::uint32_t index) {
+        if (index >= content.length)
+            return content.blocks.back().notesBefore + content.blocks.back().block->noteCount;
+        auto const place = Find(index);
+        auto const& entry = content.FindBlockOfParagraph(place.paragraph);
+        std::uint32_t count = entry.notesBefore;
+        if (entry.block->noteCount == 0)
+            return count;
+        auto const number = place.paragraph - entry.firstParagraph;
+        for (auto const i : entry.block->withObjects) {
+            if (i >= number)
+                break;
+            auto const& paragraph = *entry.block->paragraphs[i];
+            count += CountNotesBefore(paragraph, paragraph.GetLength());
+        }
+        return count + CountNotesBefore(*entry.block->paragraphs[number], place.offset);
+    };
+    return range.empty() ? 0 : countBefore(range.end) - countBefore(range.begin);
 }
 
 Kernel::Counted<Glyph const> Story::GetGlyph(std::uint32_t index) const {

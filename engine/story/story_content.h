@@ -14,6 +14,7 @@ struct Story::Block final : public Kernel::Serialisable {
     std::vector<std::uint32_t> begins;
     // Those of them that have objects.
     std::vector<std::uint16_t> withObjects;
+    std::uint32_t noteCount = 0;
 
     void Add(ParagraphRef paragraph);
     // Fits what was loaded into a story: called once by each story that has loaded it.
@@ -36,6 +37,7 @@ struct Story::Content {
         BlockRef block;
         std::size_t firstParagraph = 0;
         std::uint32_t begin = 0;
+        std::uint32_t notesBefore = 0;
     };
     std::vector<Entry> blocks;
     // Of a story that was loaded and is not settled yet: all that there is.

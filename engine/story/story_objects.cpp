@@ -2,7 +2,8 @@
 // Objects that stand in a story: how they are found, and edited by copy.
 #include "engine/story/story_content.h"
 #include "platform/kernel/cast.h"
-#include "platform/story/cross_reference.h"
+#include "platform/story/hyperlink.h"
+#include "platform/story/note.h"
 
 #include <algorithm>
 #include <optional>
@@ -142,40 +143,96 @@ std::vector<Kernel::Counted<Glyph>> Story::GetMutableGlyphs(std::vector<std::uin
     return result;
 }
 
-// A copy that stands for the same thing: an anchor stays what references lead to.
+// A copy that stands for the same thing: an anchor stays what references lead to, and a note has the same text.
 Kernel::Counted<Glyph const> Story::CopyGlyph(Glyph const& glyph) {
     if (auto const* const anchor = Kernel::CastPointer<AnchorGlyph const>(&glyph))
         return Kernel::MakeCounted<AnchorGlyph>(anchor->GetAnchorData());
+    if (auto const* const note = Kernel::CastPointer<NoteGlyph const>(&glyph))
+        return Kernel::MakeCounted<NoteGlyph>(note->GetKind(), note->GetStory());
     return glyph.Clone(GlyphCloneContext::CloneGlyphs);
 }
 
+namespace {
+
+// Makes the objects of copied stories, those of their notes included, objects of their own.
+class OwnGlyphs {
+public:
+    explicit OwnGlyphs(std::function<Kernel::String(Glyph const&)> const& makeUid) : m_makeUid(makeUid) {}
+
+    void CopyIn(Kernel::Counted<Story> const& copy) {
+        auto objects = copy->FindObjects(copy->GetAll());
+        for (auto& object : objects)
+            object.glyph = Copy(*object.glyph);
+        copy->ReplaceObjects(objects);
+        m_stories.push_back(copy);
+    }
+    // What leads to an anchor that was copied leads to its copy from now on.
+    void Redirect() const {
+        for (auto const& story : m_stories) {
+            for (auto const& object : story->FindObjects(story->GetAll())) {
+                auto const* const reference = Kernel::CastPointer<CrossReferenceGlyph const>(object.glyph.get());
+                auto const copied = reference == nullptr ? nullptr : FindCopy(reference->GetAnchorData().get());
+                // The copy is this story's alone until it is handed over.
+                if (copied)
+                    const_cast<CrossReferenceGlyph*>(reference)->SetAnchorData(copied, reference->GetAnchorFlag());
+            }
+            if (!m_anchors.empty())
+                RedirectLinks(*story);
+        }
+    }
+
+private:
+    Kernel::Counted<Glyph const> Copy(Glyph const& from) {
+        if (auto const* const note = Kernel::CastPointer<NoteGlyph const>(&from)) {
+            auto text = note->GetStory()->Clone();
+            CopyIn(text);
+            return Kernel::MakeCounted<NoteGlyph>(note->GetKind(), text);
+        }
+        auto glyph = from.Clone(GlyphCloneContext::CloneGlyphs);
+        auto const* const anchor = Kernel::CastPointer<AnchorGlyph const>(&from);
+        auto const* const copied = Kernel::CastPointer<AnchorGlyph const>(glyph.get());
+        if (anchor == nullptr || copied == nullptr)
+            return glyph;
+        // Two marks of one anchor mark one anchor in the copy.
+        auto const [known, isNew] = m_anchors.try_emplace(anchor->GetAnchorData().get(), copied->GetAnchorData());
+        if (!isNew)
+            return Kernel::MakeCounted<AnchorGlyph>(known->second);
+        if (m_makeUid)
+            known->second->SetUid(m_makeUid(from));
+        return glyph;
+    }
+    Kernel::Counted<AnchorData> FindCopy(AnchorData const* anchor) const {
+        auto const known = m_anchors.find(anchor);
+        return known == m_anchors.end() ? Kernel::Counted<AnchorData>() : known->second;
+    }
+    void RedirectLinks(Story& story) const {
+        for (std::size_t i = 0; i != story.GetParagraphCount(); ++i) {
+            auto const paragraph = story.GetParagraph(i);
+            std::uint32_t const begin = story.GetParagraphBegin(i);
+            std::uint32_t at = 0;
+            for (auto const& run : paragraph->GetRuns()) {
+                auto const link = HyperlinkAtt::Of(*run.atts);
+                if (auto const copied = link ? FindCopy(link->GetAnchorData().get()) : nullptr)
+                    story.FormatText(
+                        {begin + at, begin + run.end},
+                        *MakeDelta(GlyphAtt::Object::Hyperlink, Kernel::MakeCounted<HyperlinkAtt>(copied)));
+                at = run.end;
+            }
+        }
+    }
+
+    std::function<Kernel::String(Glyph const&)> const& m_makeUid;
+    std::unordered_map<AnchorData const*, Kernel::Counted<AnchorData>> m_anchors;
+    std::vector<Kernel::Counted<Story>> m_stories;
+};
+
+} // namespace
+
 Kernel::Counted<Story> Story::CloneWithOwnGlyphs(std::function<Kernel::String(Glyph const&)> const& makeUid) const {
     auto copy = Clone();
-    auto objects = FindObjects(GetAll());
-    std::unordered_map<AnchorData const*, Kernel::Counted<AnchorData>> anchors;
-    for (auto& object : objects) {
-        auto glyph = object.glyph->Clone(GlyphCloneContext::CloneGlyphs);
-        auto const* const from = Kernel::CastPointer<AnchorGlyph const>(object.glyph.get());
-        auto const* const to = Kernel::CastPointer<AnchorGlyph const>(glyph.get());
-        if (from != nullptr && to != nullptr) {
-            // Two marks of one anchor mark one anchor in the copy.
-            auto const [known, isNew] = anchors.try_emplace(from->GetAnchorData().get(), to->GetAnchorData());
-            if (!isNew)
-                glyph = Kernel::MakeCounted<AnchorGlyph>(known->second);
-            else if (makeUid)
-                known->second->SetUid(makeUid(*object.glyph));
-        }
-        object.glyph = std::move(glyph);
-    }
-    for (auto const& object : objects) {
-        auto const* const reference = Kernel::CastPointer<CrossReferenceGlyph const>(object.glyph.get());
-        if (reference == nullptr)
-            continue;
-        // The copy is this story's alone until it is handed over.
-        if (auto const known = anchors.find(reference->GetAnchorData().get()); known != anchors.end())
-            const_cast<CrossReferenceGlyph*>(reference)->SetAnchorData(known->second, reference->GetAnchorFlag());
-    }
-    copy->ReplaceObjects(objects);
+    OwnGlyphs glyphs(makeUid);
+    glyphs.CopyIn(copy);
+    glyphs.Redirect();
     return copy;
 }
 

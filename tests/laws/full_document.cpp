@@ -3,6 +3,9 @@
 
 #include "platform/document/mask_node.h"
 #include "platform/renderer/recorded_drawing.h"
+#include "platform/story/hyperlink.h"
+#include "platform/story/note.h"
+#include "platform/story/numberer.h"
 #include "tests/examples/scenes/example_documents.h"
 #include "tests/examples/scenes/raster_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
@@ -89,6 +92,24 @@ void AddShapes(DocumentController& controller) {
     compound->SetFilterEffects({MakeFilter()});
 }
 
+// A numbered paragraph with links and a note, in which an anchor stands.
+void AddNote(FrameTextNode& frame) {
+    auto const anchor = Kernel::MakeCounted<Story::AnchorData>("anchor", "place");
+    auto const note = Kernel::MakeCounted<Story::Story>();
+    note->ReplaceText({0, 0}, Story::GlyphString(U"note"));
+    note->ReplaceText({2, 2}, Story::GlyphString(Kernel::MakeCounted<Story::AnchorGlyph>(anchor)));
+    auto const story = frame.GetMutableStory(true);
+    story->ReplaceText({4, 4}, Story::GlyphString(Kernel::MakeCounted<Story::NoteGlyph>(
+                                   Story::NoteGlyph::Kind::Endnote, Kernel::Counted<Story::Story const>(note))));
+    auto const link = [&](Story::StoryRange range, Kernel::Counted<Story::HyperlinkAtt> const& att) {
+        story->FormatText(range, *Story::MakeDelta(Story::GlyphAtt::Object::Hyperlink, att));
+    };
+    link({0, 2}, Kernel::MakeCounted<Story::HyperlinkAtt>(Kernel::String("https://example.org/")));
+    link({2, 4}, Kernel::MakeCounted<Story::HyperlinkAtt>(anchor));
+    story->FormatText(
+        {0, 1}, *Story::MakeDelta(Story::ParagraphAtt::Object::Numbering, Kernel::MakeCounted<Story::NumberingAtt>()));
+}
+
 } // namespace
 
 Kernel::Counted<DocumentController> MakeFullDocument() {
@@ -104,6 +125,7 @@ Kernel::Counted<DocumentController> MakeFullDocument() {
     controller->AddPressureProfile(profile);
     controller->SetChannelMask(3);
     auto const text = ExampleDocuments::MakeTextFrame({0, 0, 100, 20}, "selected");
+    AddNote(*text);
     ExampleDocuments::Append(*controller->GetCurrentSpread(), text);
     MutableSelection selection;
     selection.AddItem(Kernel::MakeCounted<SubSelectionItem>(text, Kernel::MakeCounted<TextSelection>(1, 3)), false);

@@ -44,6 +44,7 @@ TextFieldDataSource::TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow
     auto const document = first ? first->GetDocumentForComposition() : Kernel::Counted<DocumentNode const>();
     if (!document)
         return;
+    m_styles = document->GetTextStyleSheet();
     auto shown = FindShown(*flow, *first->GetStory(), document.get());
     m_pages = std::move(shown.pages);
     if (shown.values)
@@ -61,7 +62,7 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
             auto const uid = glyph->GetClassUID();
             if (uid == Story::PageNumberGlyph::c_classUid || uid == Story::PageCountGlyph::c_classUid)
                 showsPages = true;
-            else if (glyph->GetExpansionReach() != Story::ExpansionReach::Glyph)
+            else if (glyph->GetExpansionReach() >= Story::ExpansionReach::Document)
                 shown.values = true;
             return !showsPages || !shown.values;
         });

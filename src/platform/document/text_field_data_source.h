@@ -9,13 +9,14 @@
 // The values that the fields of one text show: those of its document, and the pages that its nodes stand on.
 class REDRAFT_ENGINE TextFieldDataSource final : public Story::FieldDataSource {
 public:
-    // As they are now; only those of a kind that the story shows.
+    // As they are now, with the document's styles; only values of a kind that the story shows.
     explicit TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow);
     ~TextFieldDataSource() override;
 
     std::optional<Kernel::String> GetCustomFieldValue(Kernel::String const& guid) const override;
     Kernel::String GetPageLabel(std::size_t frame) const override;
     Kernel::String GetPageCountLabel() const override;
+    Kernel::Counted<Story::StyleSheet const> GetStyleSheet() const override { return m_styles; }
     bool IsEqualTo(Story::FieldDataSource const& other) const override;
 
 private:
@@ -37,4 +38,6 @@ private:
     // May be null.
     Kernel::Counted<CustomFieldValues const> m_values;
     PagesRef m_pages;
+    // Null in those that compositions are made with, which have the styles themselves.
+    Kernel::Counted<Story::StyleSheet const> m_styles;
 };

@@ -55,6 +55,7 @@ struct REDRAFT_ENGINE GlyphAtt {
         SecondFill, // Renderer::FillDescriptor
         LineFill,   // Renderer::FillDescriptor
         LineStyle,  // Renderer::LineStyleDescriptor
+        Hyperlink,  // Story::HyperlinkAtt
         Count
     };
     static double GetDefault(Double att);
@@ -105,7 +106,8 @@ struct REDRAFT_ENGINE ParagraphAtt {
         LinkedFile = 7, // Story::LinkedFileAtt
         Toc = 8,        // Story::TocAtt
         Index = 9,      // Story::IndexAtt
-        Count = 10
+        Numbering = 10, // Story::NumberingAtt
+        Count = 11
     };
     static double GetDefault(Double att);
     static int GetDefault(Enum att);

@@ -60,6 +60,8 @@ inline constexpr unsigned c_drawnApart = 1u << 9;
 
 class BrokenLines;
 class ComposedParagraph;
+class NoteGlyph;
+class Numberer;
 struct LineData;
 
 // A cluster: glyphs for a few characters that cannot be split, such as a letter with its marks, or a ligature.
@@ -224,6 +226,11 @@ public:
     // it.
     std::size_t FindFrame(std::uint32_t index);
     bool HasOverflow() { return GetOverflowBegin() < m_story->GetLength() - 1; }
+    // The number of a note of the story, from 1; 0 for one that does not stand in it. Composes nothing.
+    int GetNoteNumber(NoteGlyph const& note);
+    // A numberer that stands before the paragraph that the position lies in: its next number is that paragraph's.
+    // Composes nothing. The caller's own.
+    Kernel::Counted<Numberer> MakeNumberer(StoryPos const& position);
     // The frames that are composed now.
     std::size_t GetComposedFrameCount() const;
     // Frames that were taken over from the earlier composition; for tests and the bench.

@@ -9,6 +9,8 @@
 
 namespace Story {
 
+class StyleSheet;
+
 // The values that fields in a text show, as they were when it was made: an immutable value that composition reads on
 // any thread. Each question has an answer that stands for a document without such values.
 class REDRAFT_ENGINE FieldDataSource : public virtual Kernel::Countable {
@@ -20,6 +22,8 @@ public:
     virtual Kernel::String GetPageLabel(std::size_t frame) const;
     virtual Kernel::String GetPageCountLabel() const;
     virtual Kernel::String GetMetadata(Kernel::String const& key) const;
+    // The styles of the document, for those who are told of a text without them; null where they are not known.
+    virtual Kernel::Counted<StyleSheet const> GetStyleSheet() const;
     virtual Kernel::String GetMergeFieldValue(Kernel::String const& field) const;
     // True when both answer every question alike. A source that says so too rarely costs time, one that says so wrongly
     // leaves old text on the page.

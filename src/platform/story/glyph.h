@@ -25,11 +25,14 @@ struct ExpansionContext {
     FieldDataSource const* fields = nullptr;
     // The frame in which the glyph stands, counted along the chain of frames.
     std::size_t frame = 0;
+    // The number of the note that is expanded, from 1; 0 where notes have none.
+    std::uint32_t note = 0;
 };
 
 // How far the text that a glyph shows depends on more than the glyph.
 enum class ExpansionReach : std::uint8_t {
     Glyph,    // on nothing else
+    Story,    // on what stands in front of it in its story
     Document, // on the source of fields
     Frame     // on the frame too in which the glyph stands
 };

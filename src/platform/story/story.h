@@ -196,6 +196,8 @@ public:
         std::function<bool(std::uint32_t index, Kernel::Counted<Glyph const> const& glyph)> const& visit) const;
     // The first paragraph from `index` on that has objects; GetParagraphCount() when there is none.
     std::size_t FindParagraphWithObjects(std::size_t index) const;
+    // The notes of a range. Quick in any story.
+    std::uint32_t CountNotes(StoryRange range) const;
     // Characters; objects as c_objectCharacter.
     std::u32string GetText(StoryRange range) const;
     // The same as UTF-8 without objects, paragraphs and lines separated by newlines.

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/story/field_data_source.h"
+#include "platform/story/numberer.h"
+#include "platform/story/style_sheet.h"
+
+#include <vector>
+
+namespace Story {
+
+class Story;
+class Table;
+
+// A story as RTF (Rich Text Format Specification 1.9.1), in ASCII: fonts, colours, styles by name, attributes of
+// letters and paragraphs, fields as the text that they show, links and references as HYPERLINK fields with bookmarks at
+// their anchors, notes as footnotes. The same story gives the same bytes.
+//
+// `table`: not written. Null `styles`, `numberer` (numbers begin with the story) and `fields` are allowed. A length of
+// the text divided by `scaleX` across lines, by `scaleY` along them, is in points; `resolutionScale`, units of the
+// document to a point, stands in for a scale that is not a positive number. `withNumbers`: the numbers of paragraphs
+// are written before their texts.
+REDRAFT_ENGINE std::vector<char>
+StoryToRtf(Kernel::Counted<Story const> const& story, Kernel::Counted<Table const> const& table,
+           Kernel::Counted<StyleSheet const> const& styles, Kernel::Counted<Numberer const> const& numberer,
+           FieldDataSourceRef const& fields, double scaleX, double scaleY, double resolutionScale, bool withNumbers);
+
+} // namespace Story
