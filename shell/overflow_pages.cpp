@@ -53,16 +53,16 @@ std::size_t CountSpreads(ShownStory const& shown, FramePattern const& pattern, s
     for (std::size_t count = 1; count <= c_mostSpreads; count *= 2) {
         while (geometries.size() < first + count * frames)
             geometries.insert(geometries.end(), added.begin(), added.end());
-        auto const before = composed->GetOverflowBegin();
+        auto const before = composed->GetComposedEnd();
         composed = Kernel::MakeCounted<Story::ComposedStory>(shown.story, shown.composed->GetStyleSheet(), geometries,
                                                              shown.composed->GetFields(), composed);
         if (!composed->HasOverflow()) {
             auto used = geometries.size();
-            while (used > first && composed->GetFrame(used - 1)->GetRange().empty())
+            while (used > first && !composed->GetFrame(used - 1)->HasLines())
                 --used;
             return (used - first + frames - 1) / frames;
         }
-        if (composed->GetOverflowBegin() == before)
+        if (composed->GetComposedEnd() == before)
             throw Failure(ExitStatus::Input, subject, "has no room in its frames for a line of its text");
     }
     throw Failure(ExitStatus::Input, subject, "fills more than " + std::to_string(c_mostSpreads) + " spreads more");

@@ -5,6 +5,7 @@
 #include "engine/story/line_breaks.h"
 #include "engine/story/shaping.h"
 #include "engine/story/word_cache.h"
+#include "platform/story/note.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,21 +18,46 @@ namespace {
 // Longer runs are shaped in pieces: shaping takes time beyond proportion for hostile fonts and texts.
 constexpr std::uint32_t c_maximumShapedLength = 4096;
 
+// The contexts of a paragraph's objects, asked for in their order.
+class ObjectContexts {
+public:
+    explicit ObjectContexts(ParagraphContext const& context)
+        : m_context{context.fields, context.frame}, m_note(context.notesBefore) {}
+    ExpansionContext const& Next(Glyph const& glyph) {
+        m_context.note = IsNoteGlyph(glyph) ? ++m_note : 0;
+        return m_context;
+    }
+
+private:
+    ExpansionContext m_context;
+    std::uint32_t m_note;
+};
+
+// How the number of a note stands in text that looks like that: small and raised.
+GlyphAttsRef MakeNoteMarkAtts(GlyphAttsRef const& resolved) {
+    constexpr double c_size = 0.65, c_shift = 0.35;
+    double const size = resolved->Get(GlyphAtt::Double::Size);
+    auto atts = resolved->Clone();
+    atts->Set(GlyphAtt::Double::Size, c_size * size);
+    atts->Set(GlyphAtt::Double::BaselineShift, resolved->Get(GlyphAtt::Double::BaselineShift) + c_shift * size);
+    return Kernel::Consolidated<GlyphAtts>(GlyphAttsRef(std::move(atts))).ToCounted();
+}
+
 } // namespace
 
-ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context,
+ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ParagraphContext const& context,
                                      ComposedParagraph const* other)
     : m_source(std::move(source)) {
     Compose(styles, context, other, 0);
 }
 
 ComposedParagraph::ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
-                                     ExpansionContext const& context)
+                                     ParagraphContext const& context)
     : m_source(earlier.m_source) {
     Compose(styles, context, &earlier, from);
 }
 
-void ComposedParagraph::Compose(StyleSheet const& styles, ExpansionContext const& context,
+void ComposedParagraph::Compose(StyleSheet const& styles, ParagraphContext const& context,
                                 ComposedParagraph const* other, std::uint32_t from) {
     m_atts = styles.Resolve(m_source->GetAtts());
     m_lengthScale = std::clamp(m_atts->Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6);
@@ -45,41 +71,53 @@ ComposedParagraph::~ComposedParagraph() = default;
 
 // The text of an object is cut off where the paragraph would be longer, by more than the longest expansion, than any
 // that may be stored: many objects that show much each must not fill the memory.
-void ComposedParagraph::Expand(ExpansionContext const& context, ComposedParagraph const* earlier, std::uint32_t from) {
+void ComposedParagraph::Expand(ParagraphContext const& context, ComposedParagraph const* earlier, std::uint32_t from) {
     auto const& objects = m_source->GetObjects();
-    if (objects.empty())
+    if (objects.empty() && context.number.empty())
         return;
+    ObjectContexts contexts(context);
+    m_text = context.number;
+    m_numberLength = static_cast<std::uint32_t>(m_text.size());
+    m_notesBefore = context.notesBefore;
     auto const text = m_source->GetText();
     m_expansions.reserve(objects.size());
-    std::uint32_t done = 0, made = 0;
+    // The number counts as made, so that places behind it are shifted by it.
+    std::uint32_t done = 0, made = m_numberLength;
     for (std::size_t i = 0; i != objects.size(); ++i) {
         auto const& glyph = *objects[i].glyph;
         m_text += text.substr(done, objects[i].index + 1 - done);
         done = objects[i].index + 1;
         m_reach = std::max(m_reach, glyph.GetExpansionReach());
+        auto const& objectContext = contexts.Next(glyph);
         auto const begin = static_cast<std::uint32_t>(m_text.size());
         if (earlier != nullptr && earlier->m_expansions[i].begin < from) {
             auto const& kept = earlier->m_expansions[i];
             m_text += std::u32string_view(earlier->m_text).substr(kept.begin, kept.end - kept.begin);
         } else {
-            auto const shown = ExpandGlyph(glyph, context);
+            auto const shown = ExpandGlyph(glyph, objectContext);
             m_text += std::u32string_view(shown).substr(0, c_maximumExpansion -
                                                                std::min<std::size_t>(made, c_maximumExpansion));
         }
         auto const end = static_cast<std::uint32_t>(m_text.size());
-        m_expansions.push_back({begin, end, made, IsFillerTextGlyph(glyph)});
+        bool const isNoteMark = IsNoteGlyph(glyph);
+        m_hasNoteMarks |= isNoteMark;
+        m_expansions.push_back({begin, end, made, IsFillerTextGlyph(glyph), isNoteMark});
         made += end - begin;
     }
     m_text += text.substr(done);
 }
 
-bool ComposedParagraph::ShowsTheSame(ExpansionContext const& context, ExpansionReach reach, std::uint32_t from) const {
+bool ComposedParagraph::ShowsTheSame(ParagraphContext const& context, ExpansionReach reach, std::uint32_t from) const {
     auto const& objects = m_source->GetObjects();
+    if (from == 0 && GetText().substr(0, m_numberLength) != context.number)
+        return false;
+    ObjectContexts contexts(context);
     for (std::size_t i = 0; i != objects.size(); ++i) {
         auto const& expansion = m_expansions[i];
+        auto const& objectContext = contexts.Next(*objects[i].glyph);
         if (expansion.begin < from || objects[i].glyph->GetExpansionReach() < reach)
             continue;
-        auto const shown = ExpandGlyph(*objects[i].glyph, context);
+        auto const shown = ExpandGlyph(*objects[i].glyph, objectContext);
         std::size_t const room = c_maximumExpansion - std::min<std::size_t>(expansion.madeBefore, c_maximumExpansion);
         if (std::u32string_view(shown).substr(0, room) !=
             std::u32string_view(m_text).substr(expansion.begin, expansion.end - expansion.begin))
@@ -97,7 +135,7 @@ std::vector<Expansion>::const_iterator ComposedParagraph::FindExpansionBefore(st
 std::uint32_t ComposedParagraph::ToSource(std::uint32_t composed) const {
     auto const found = FindExpansionBefore(composed);
     if (found == m_expansions.end())
-        return composed;
+        return composed - std::min(composed, m_numberLength);
     if (composed < found->end)
         return found->begin - 1 - found->madeBefore;
     return composed - found->madeBefore - (found->end - found->begin);
@@ -109,7 +147,7 @@ std::uint32_t ComposedParagraph::ToComposed(std::uint32_t source) const {
         return each.begin - each.madeBefore <= source;
     });
     if (next == m_expansions.begin())
-        return source;
+        return source + m_numberLength;
     auto const last = std::prev(next);
     return source + last->madeBefore + (last->end - last->begin);
 }
@@ -142,7 +180,19 @@ void ComposedParagraph::Itemise(StyleSheet const& styles) {
     for (auto const& run : m_source->GetRuns()) {
         std::uint32_t const end =
             run.end == m_source->GetLength() ? static_cast<std::uint32_t>(text.size()) : ToComposed(run.end);
-        itemiser.Itemise(begin, end, TextLook::Get(styles.Resolve(run.atts, m_source->GetAtts())), m_runs, m_flags);
+        auto const resolved = styles.Resolve(run.atts, m_source->GetAtts());
+        auto const look = TextLook::Get(resolved);
+        if (m_hasNoteMarks) {
+            auto const raised = TextLook::Get(MakeNoteMarkAtts(resolved));
+            for (auto const& mark : m_expansions) {
+                if (!mark.isNoteMark || mark.begin < begin || mark.end > end || mark.begin == mark.end)
+                    continue;
+                itemiser.Itemise(begin, mark.begin, look, m_runs, m_flags);
+                itemiser.Itemise(mark.begin, mark.end, raised, m_runs, m_flags);
+                begin = mark.end;
+            }
+        }
+        itemiser.Itemise(begin, end, look, m_runs, m_flags);
         begin = end;
     }
     for (std::uint32_t i = 0; i != text.size(); ++i)
@@ -167,6 +217,14 @@ void ComposedParagraph::FindBreaks() {
     for (std::size_t i = 0; i + 1 < text.size(); ++i) {
         if (text[i] == c_lineSeparator)
             m_flags[i + 1] |= CharacterFlag::c_breakBefore | CharacterFlag::c_mustBreakBefore;
+    }
+    // A note's number stays with the word in front of it.
+    for (auto const& mark : m_expansions) {
+        if (!mark.isNoteMark)
+            continue;
+        m_flags[mark.begin - 1] &= static_cast<std::uint8_t>(~CharacterFlag::c_breakBefore);
+        if (mark.begin != mark.end)
+            m_flags[mark.begin] &= static_cast<std::uint8_t>(~CharacterFlag::c_breakBefore);
     }
     m_flags[0] &= static_cast<std::uint8_t>(~CharacterFlag::c_breakBefore);
     m_flags[text.size()] |= CharacterFlag::c_breakBefore | CharacterFlag::c_mustBreakBefore;

@@ -77,6 +77,19 @@ struct Expansion {
     std::uint32_t begin = 0, end = 0; // in composed text; the object's own character stands at begin - 1
     std::uint32_t madeBefore = 0;     // characters of the expansions in front of it
     bool isFiller = false;
+    // The number of a note, which stands raised.
+    bool isNoteMark = false;
+};
+
+// Where a paragraph is shown, and what it shows in front of its text.
+struct ParagraphContext {
+    // Null: there is no document, and fields show nothing.
+    FieldDataSource const* fields = nullptr;
+    std::size_t frame = 0;
+    // Of the story, in front of the paragraph.
+    std::uint32_t notesBefore = 0;
+    // The paragraph's number, with what parts it from the text.
+    std::u32string number = {};
 };
 
 class GlyphBuffer;
@@ -86,28 +99,31 @@ class ComposedParagraph final : public virtual Kernel::Countable {
 public:
     // `other` may be null: the same paragraph with the same styles, when its objects showed something else. Shaping
     // takes over from it what that cannot have changed.
-    ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ExpansionContext const& context,
+    ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ParagraphContext const& context,
                       ComposedParagraph const* other = nullptr);
     // The same paragraph, with what objects show from `from` on, a place in composed text, taken anew. The text in
     // front of it stays.
     ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
-                      ExpansionContext const& context);
+                      ParagraphContext const& context);
     ~ComposedParagraph() override;
 
     ParagraphRef const& GetSource() const { return m_source; }
     // Resolved against the styles.
     ParagraphAttsRef const& GetAtts() const { return m_atts; }
     // The text that is shown, objects expanded, the separator at its end included.
-    std::u32string_view GetText() const { return m_expansions.empty() ? m_source->GetText() : m_text; }
+    std::u32string_view GetText() const { return m_text.empty() ? m_source->GetText() : m_text; }
+    // Characters in front of the text that are the paragraph's number.
+    std::uint32_t GetNumberLength() const { return m_numberLength; }
+    std::uint32_t GetNotesBefore() const { return m_notesBefore; }
     std::vector<std::uint8_t> const& GetFlags() const { return m_flags; }
     std::vector<ShapedRun> const& GetRuns() const { return m_runs; }
     std::vector<ShapedGlyph> const& GetGlyphs() const { return m_glyphs; }
     std::vector<Expansion> const& GetExpansions() const { return m_expansions; }
     // The farthest of its objects.
     ExpansionReach GetReach() const { return m_reach; }
-    // Whether its objects, those that show from `from` on, show the same in another context. `reach`: objects that
-    // depend on less are known to.
-    bool ShowsTheSame(ExpansionContext const& context, ExpansionReach reach, std::uint32_t from = 0) const;
+    // Whether its number and its objects, those that show from `from` on, show the same in another context. `reach`:
+    // objects that depend on less are known to.
+    bool ShowsTheSame(ParagraphContext const& context, ExpansionReach reach, std::uint32_t from = 0) const;
     bool IsRightToLeft() const { return m_isRightToLeft; }
     bool HasTabs() const { return m_hasTabs; }
     bool HasRightToLeftRuns() const { return m_hasRightToLeftRuns; }
@@ -129,9 +145,9 @@ public:
 
 private:
     // The texts that objects show in front of `from` are taken from `other`, and glyphs wherever they are the same.
-    void Compose(StyleSheet const& styles, ExpansionContext const& context, ComposedParagraph const* other,
+    void Compose(StyleSheet const& styles, ParagraphContext const& context, ComposedParagraph const* other,
                  std::uint32_t from);
-    void Expand(ExpansionContext const& context, ComposedParagraph const* earlier, std::uint32_t from);
+    void Expand(ParagraphContext const& context, ComposedParagraph const* earlier, std::uint32_t from);
     // The last expansion that begins at or before a place; none is the end.
     std::vector<Expansion>::const_iterator FindExpansionBefore(std::uint32_t composed) const;
     void FindBreaks();
@@ -151,6 +167,9 @@ private:
     std::vector<ShapedRun> m_runs;
     std::vector<ShapedGlyph> m_glyphs;
     double m_lengthScale = 1;
+    std::uint32_t m_numberLength = 0;
+    std::uint32_t m_notesBefore = 0;
+    bool m_hasNoteMarks = false;
     ExpansionReach m_reach = ExpansionReach::Glyph;
     bool m_isRightToLeft = false;
     bool m_hasTabs = false;

@@ -7,6 +7,7 @@
 #include "platform/story/toc.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 
 namespace Story {
@@ -59,6 +60,8 @@ unsigned LinePart::GetCompositionFlags(std::uint32_t index) const {
     if (!ToComposedIndex(line, index, at))
         return c_made | c_madeText;
     unsigned flags = 0;
+    if (m_isOfNote || at < paragraph.GetNumberLength())
+        flags |= c_made | c_madeText;
     if (auto const* expansion = paragraph.FindExpansion(at))
         flags |= c_made | (expansion->isFiller ? c_fillerText : c_madeText);
     char32_t const c = paragraph.GetText()[at];
@@ -91,7 +94,17 @@ Kernel::Counted<Glyph const> LinePart::GetGlyph(std::uint32_t index) const {
 GlyphAttsRef LinePart::GetGlyphAtts(std::uint32_t index) const {
     std::uint32_t at = 0;
     ToComposedIndex(GetData(), index, at);
-    return GetParagraph().GetSource()->GetGlyphAtts(GetParagraph().ToSource(at));
+    auto const& paragraph = GetParagraph();
+    auto own = paragraph.GetSource()->GetGlyphAtts(paragraph.ToSource(at));
+    auto const* const expansion = paragraph.FindExpansion(at);
+    if (expansion == nullptr || !expansion->isNoteMark)
+        return own;
+    // Whoever takes the number over as text is to see it raised.
+    auto raised = own->Clone();
+    auto const& shown = *paragraph.GetRuns()[paragraph.FindRun(at)].look->atts;
+    for (auto const att : {GlyphAtt::Double::Size, GlyphAtt::Double::BaselineShift})
+        raised->Set(att, shown.Get(att));
+    return Kernel::Consolidated<GlyphAtts>(GlyphAttsRef(std::move(raised))).ToCounted();
 }
 
 ParagraphAttsRef LinePart::GetParagraphAtts() const { return GetParagraph().GetSource()->GetAtts(); }
@@ -106,6 +119,8 @@ bool LinePart::IsHardBreak(bool orParagraphEnd) const {
 StoryRange LinePart::GetRange() const {
     auto const& line = GetData();
     auto const& paragraph = GetParagraph();
+    if (m_isOfNote)
+        return {m_paragraphBegin, m_paragraphBegin};
     std::uint32_t const end = line.endsParagraph ? paragraph.GetSource()->GetLength() : paragraph.ToSource(line.end);
     return {m_paragraphBegin + paragraph.ToSource(line.begin), m_paragraphBegin + end};
 }
@@ -183,6 +198,10 @@ Kernel::RectT<double> ComposedFrame::GetTextBounds() const {
     return bounds;
 }
 
+bool ComposedFrame::HasLines() const {
+    return std::any_of(m_columns.begin(), m_columns.end(), [](auto const& column) { return !column->empty(); });
+}
+
 // ComposedStory
 
 struct ComposedStory::State {
@@ -212,7 +231,7 @@ ComposedStory::ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> s
         TakeOver(*earlier);
     else
         m_state->cache = std::make_shared<ParagraphCache>();
-    m_state->paragraphs.emplace(*m_story, *m_styleSheet, m_fields.get(), *m_state->cache);
+    m_state->paragraphs.emplace(*m_story, *m_styleSheet, m_fields.get(), *m_state->cache, *m_state->numbers);
 }
 
 namespace {
@@ -241,7 +260,9 @@ void ComposedStory::TakeOver(ComposedStory& earlier) {
     m_state->cache = before.cache;
     m_state->cache->DropUnused(*m_story);
     bool const isSameStory = earlier.m_story == m_story;
-    std::size_t common = isSameStory ? m_story->GetParagraphCount() + 1 : m_story->CountCommonPrefix(*earlier.m_story);
+    // Notes count as paragraphs behind the story.
+    std::size_t common =
+        isSameStory ? std::numeric_limits<std::size_t>::max() : m_story->CountCommonPrefix(*earlier.m_story);
     m_state->numbers->TakeOver(*before.numbers, std::min(common, m_story->GetParagraphCount()));
     bool const hasOtherFields = !AreSame(earlier.m_fields, m_fields);
     auto const showsOther = [&](std::size_t paragraph, ExpansionReach reach, std::size_t frame) {
@@ -260,6 +281,9 @@ void ComposedStory::TakeOver(ComposedStory& earlier) {
         // The last paragraph's separator belongs to the story; where paragraphs follow now, it is one among others.
         bool const isReached = before.cursors[i + 1].paragraph >= common;
         if (isReached || !(earlier.m_geometries[i] == m_geometries[i]))
+            break;
+        bool const reachesNotes = before.cursors[i + 1].paragraph > m_story->GetParagraphCount();
+        if (hasOtherFields && reachesNotes)
             break;
         if (hasOtherFields) {
             auto const end = std::min(before.cursors[i + 1].paragraph + 1, m_story->GetParagraphCount());
@@ -307,6 +331,23 @@ std::uint32_t ComposedStory::GetOverflowBegin() {
     if (m_geometries.empty())
         return 0;
     return GetFrame(m_geometries.size() - 1)->GetRange().end;
+}
+
+std::pair<std::size_t, std::uint32_t> ComposedStory::GetComposedEnd() {
+    if (!m_geometries.empty())
+        GetFrame(m_geometries.size() - 1);
+    std::lock_guard const lock(m_state->mutex);
+    auto const& cursor = m_state->cursors.back();
+    return {cursor.paragraph, cursor.begin};
+}
+
+bool ComposedStory::HasOverflow() {
+    if (GetOverflowBegin() < m_story->GetLength() - 1)
+        return true;
+    auto const end = GetComposedEnd();
+    std::lock_guard const lock(m_state->mutex);
+    auto& paragraphs = *m_state->paragraphs;
+    return m_story->CountNotes(m_story->GetAll()) != 0 && paragraphs.HasParagraph(end.first);
 }
 
 std::size_t ComposedStory::FindFrame(std::uint32_t index) {

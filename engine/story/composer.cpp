@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/composer.h"
 
+#include "platform/kernel/cast.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
+#include "platform/story/note.h"
 
 #include <algorithm>
 #include <cmath>
@@ -52,9 +54,17 @@ std::size_t ParagraphCache::TakeBatchSize() {
 
 void ParagraphCache::DropUnused(Story const& story) {
     std::lock_guard const lock(m_mutex);
-    if (m_entries.size() <= 2 * story.GetParagraphCount() + 256)
+    if (m_entries.size() <= 2 * (story.GetParagraphCount() + story.CountNotes(story.GetAll())) + 256)
         return;
     std::unordered_map<Paragraph const*, Entry> kept;
+    for (auto const& object : story.FindObjects(story.GetAll())) {
+        auto const* const note = Kernel::CastPointer<NoteGlyph const>(object.glyph.get());
+        auto const text = note == nullptr ? StoryRef() : note->GetStory();
+        for (std::size_t i = 0; text && i != text->GetParagraphCount(); ++i) {
+            if (auto const found = m_entries.find(text->GetParagraph(i).get()); found != m_entries.end())
+                kept.insert(*found);
+        }
+    }
     for (std::size_t i = 0; i != story.GetParagraphCount(); ++i) {
         if (auto const found = m_entries.find(story.GetParagraph(i).get()); found != m_entries.end())
             kept.insert(*found);
@@ -72,13 +82,13 @@ std::size_t ParagraphCache::GetMemoryUse() {
 
 BrokenLinesRef ParagraphSource::GetLines(std::size_t index, std::size_t frame, std::uint32_t begin,
                                          LineMeasure const& measure) {
-    auto const& paragraph = m_story.GetParagraph(index);
+    auto const& paragraph = GetSource(index);
     auto const prepareShown = [&] {
-        if (!m_shown.contains(paragraph.get()))
+        if (!IsOfNote(index) && !m_shown.contains(paragraph.get()))
             PrepareShown(index, frame, measure);
-        return GetShown(paragraph, frame);
+        return GetShown(index, frame);
     };
-    auto const composed = paragraph->GetObjects().empty() ? ComposedParagraphRef() : prepareShown();
+    auto const composed = IsPlain(index) ? ComposedParagraphRef() : prepareShown();
     auto entry = m_cache.Find(*paragraph);
     if (composed) {
         if (entry.composed != composed)
@@ -98,32 +108,90 @@ BrokenLinesRef ParagraphSource::GetLines(std::size_t index, std::size_t frame, s
 }
 
 ComposedParagraphRef ParagraphSource::GetParagraph(std::size_t index, std::size_t frame) {
-    auto const& paragraph = m_story.GetParagraph(index);
-    if (!paragraph->GetObjects().empty())
-        return GetShown(paragraph, frame);
+    if (!IsPlain(index))
+        return GetShown(index, frame);
+    auto const& paragraph = GetSource(index);
     if (auto const entry = m_cache.Find(*paragraph); entry.composed)
         return entry.composed;
-    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, ExpansionContext{m_fields, frame});
+    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, ParagraphContext{m_fields, frame});
     m_cache.Put(composed, {});
     return composed;
 }
 
-ComposedParagraphRef ParagraphSource::GetShown(ParagraphRef const& paragraph, std::size_t frame) {
+bool ParagraphSource::HasParagraph(std::size_t index) {
+    if (!IsOfNote(index))
+        return true;
+    FindNotes();
+    return index - m_story.GetParagraphCount() < m_notes.size();
+}
+
+ParagraphRef const& ParagraphSource::GetSource(std::size_t index) {
+    if (!IsOfNote(index))
+        return m_story.GetParagraph(index);
+    FindNotes();
+    return m_notes[index - m_story.GetParagraphCount()].paragraph;
+}
+
+bool ParagraphSource::IsPlain(std::size_t index) {
+    return !IsOfNote(index) && m_story.GetParagraph(index)->GetObjects().empty() && m_numbers.Get(index).empty();
+}
+
+ParagraphContext ParagraphSource::GetContext(std::size_t index, std::size_t frame) {
+    if (IsOfNote(index))
+        return {m_fields, frame, 0, m_notes[index - m_story.GetParagraphCount()].number};
+    ParagraphContext context{m_fields, frame};
+    if (m_hasNotes)
+        context.notesBefore = m_story.CountNotes({0, m_story.GetParagraphBegin(index)});
+    if (auto const number = m_numbers.Get(index); !number.empty())
+        context.number = DecodeUtf8(number.view()).text + U'\t';
+    return context;
+}
+
+// The number of a note stands in front of its first paragraph, parted from it by a space of half the size.
+void ParagraphSource::FindNotes() {
+    if (std::exchange(m_hasFoundNotes, true) || !m_hasNotes)
+        return;
+    ResolvedParagraphs resolved(m_styles);
+    int count = 0;
+    m_story.VisitObjects(m_story.GetAll(), [&](std::uint32_t, Kernel::Counted<Glyph const> const& glyph) {
+        auto const* const note = Kernel::CastPointer<NoteGlyph const>(glyph.get());
+        if (note == nullptr)
+            return true;
+        auto const digits = std::to_string(++count);
+        std::u32string number(digits.begin(), digits.end());
+        number += U'\u2002';
+        auto const text = note->GetStory();
+        Numberer numberer;
+        for (std::size_t i = 0; i != text->GetParagraphCount(); ++i) {
+            auto const& paragraph = text->GetParagraph(i);
+            auto const own = numberer.Next(*resolved.Resolve(paragraph->GetAtts()));
+            if (!own.empty())
+                number += DecodeUtf8(own.view()).text + U'\t';
+            m_notes.push_back({paragraph, std::exchange(number, {})});
+        }
+        return true;
+    });
+}
+
+ComposedParagraphRef ParagraphSource::GetShown(std::size_t index, std::size_t frame) {
+    auto const& paragraph = GetSource(index);
     auto& shown = m_shown[paragraph.get()];
-    ExpansionContext const context{m_fields, frame};
-    if (shown.composed) {
-        bool const isSame = shown.frame == frame || shown.composed->GetReach() != ExpansionReach::Frame ||
-                            shown.composed->ShowsTheSame(context, ExpansionReach::Frame);
+    // One paragraph that stands in two places shows other numbers there.
+    bool const isHere = shown.composed && shown.index == index;
+    bool const isSettled = isHere && (shown.frame == frame || shown.composed->GetReach() != ExpansionReach::Frame);
+    if (isSettled) {
         shown.frame = frame;
-        if (isSame)
-            return shown.composed;
-    } else {
-        shown = {m_cache.Find(*paragraph).composed, frame};
-        if (shown.composed && shown.composed->ShowsTheSame(context, ExpansionReach::Document))
-            return shown.composed;
+        return shown.composed;
     }
+    auto const context = GetContext(index, frame);
+    if (!shown.composed)
+        shown.composed = m_cache.Find(*paragraph).composed;
+    shown.index = index;
+    shown.frame = frame;
+    if (shown.composed && shown.composed->ShowsTheSame(context, isHere ? ExpansionReach::Frame : ExpansionReach::Story))
+        return shown.composed;
     auto const other = shown.composed;
-    shown = {Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, context, other.get()), frame};
+    shown.composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, context, other.get());
     m_cache.Put(shown.composed, {});
     return shown.composed;
 }
@@ -133,7 +201,8 @@ ComposedParagraphRef ParagraphSource::GetShown(ParagraphRef const& paragraph, st
 void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMeasure const& measure) {
     std::vector<ComposedParagraphRef> made, others;
     std::vector<ParagraphRef> missing;
-    ExpansionContext const context{m_fields, frame};
+    std::vector<std::size_t> places;
+    std::vector<ParagraphContext> contexts;
     std::uint64_t length = 0;
     for (auto i = index; i < m_story.GetParagraphCount() && missing.size() < m_shownBatch;
          i = m_story.FindParagraphWithObjects(i + 1)) {
@@ -145,8 +214,9 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
         if (i != index && (hasPages || m_shown.contains(paragraph.get())))
             continue;
         auto const known = m_cache.Find(*paragraph).composed;
-        if (known && known->ShowsTheSame(context, ExpansionReach::Document)) {
-            m_shown[paragraph.get()] = {known, frame};
+        auto context = GetContext(i, frame);
+        if (known && known->ShowsTheSame(context, ExpansionReach::Story)) {
+            m_shown[paragraph.get()] = {known, i, frame};
             // Known paragraphs are looked at in no greater numbers than new ones.
             if (i != index && missing.empty())
                 break;
@@ -154,6 +224,8 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
         }
         missing.push_back(paragraph);
         others.push_back(known);
+        places.push_back(i);
+        contexts.push_back(std::move(context));
         length += paragraph->GetLength();
         if (length > c_maximumBatchLength)
             break;
@@ -161,7 +233,7 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
     m_shownBatch = std::min(m_shownBatch * 2, c_lastShownBatch);
     made.resize(missing.size());
     auto const make = [&](std::size_t i) {
-        made[i] = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, context, others[i].get());
+        made[i] = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, contexts[i], others[i].get());
         m_cache.Put(made[i], Kernel::MakeCounted<BrokenLines>(made[i], 0u, measure));
     };
     if (missing.size() == 1)
@@ -169,12 +241,13 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
     else
         Kernel::ParallelFor(missing.size(), make);
     for (std::size_t i = 0; i != missing.size(); ++i)
-        m_shown[missing[i].get()] = {made[i], frame};
+        m_shown[missing[i].get()] = {made[i], places[i], frame};
 }
 
 ComposedParagraphRef ParagraphSource::GoOn(ComposedParagraphRef const& composed, std::uint32_t from,
                                            std::size_t frame) const {
-    ExpansionContext const context{m_fields, frame};
+    ParagraphContext const context{m_fields, frame, composed->GetNotesBefore(),
+                                   std::u32string(composed->GetText().substr(0, composed->GetNumberLength()))};
     bool const staysTheSame = composed->GetReach() != ExpansionReach::Frame ||
                               composed->GetText().size() > c_longestThatGoesOn ||
                               composed->ShowsTheSame(context, ExpansionReach::Frame, from);
@@ -194,7 +267,7 @@ void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
     auto const end = std::min(index + m_cache.TakeBatchSize(), m_story.GetParagraphCount());
     for (std::size_t i = index; i != end; ++i) {
         auto const& paragraph = m_story.GetParagraph(i);
-        if (!paragraph->GetObjects().empty())
+        if (!IsPlain(i))
             continue;
         if (m_cache.Find(*paragraph).composed)
             break;
@@ -204,7 +277,7 @@ void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
             break;
     }
     auto const make = [&](std::size_t i) {
-        auto const composed = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, ExpansionContext{});
+        auto const composed = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, ParagraphContext());
         m_cache.Put(composed, Kernel::MakeCounted<BrokenLines>(composed, 0u, measure));
     };
     if (missing.size() == 1)
@@ -282,6 +355,7 @@ void FrameComposer::Place(BrokenLinesRef const& lines, std::uint32_t index, doub
     bool const isStoryEnd = paragraph + 1 == m_story.GetParagraphCount();
     m_column->m_lines.emplace_back(lines, index, Kernel::PointT<double>{left + lines->lines[index].left, baseline},
                                    m_story.GetParagraphBegin(paragraph), isStoryEnd);
+    m_column->m_lines.back().m_isOfNote = m_paragraphs.IsOfNote(paragraph);
     m_baseline = baseline;
 }
 
@@ -294,7 +368,7 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
     // Where the column would end if the last paragraph went on into the next one; see KeepWithNext.
     Cursor keepFrom = cursor;
     std::size_t keepCount = 0;
-    while (cursor.paragraph < m_story.GetParagraphCount()) {
+    while (m_paragraphs.HasParagraph(cursor.paragraph)) {
         bool const isAtBegin = cursor.begin == 0;
         std::size_t const placedBefore = column->m_lines.size();
         if (isAtBegin && !m_keepsWithPrevious) {
@@ -318,7 +392,7 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
         cursor = {cursor.paragraph + 1, 0, {}, 0, {}};
     }
     m_keepsWithPrevious = false;
-    AlignVertically(*column, cursor.paragraph >= m_story.GetParagraphCount());
+    AlignVertically(*column, !m_paragraphs.HasParagraph(cursor.paragraph));
     frame.m_columns.push_back(std::move(column));
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/story/broken_lines.h"
+#include "engine/story/paragraph_numbers.h"
 #include "engine/story/wrap_shapes.h"
 #include "platform/story/composition.h"
 
@@ -37,12 +38,21 @@ private:
     std::unordered_map<Paragraph const*, Entry> m_entries;
 };
 
-// The paragraphs of one version of a story, shaped and broken when they are asked for. What objects show is looked at
-// once for each paragraph and frame in which it begins.
+// The paragraphs of one version of a story, and behind them those of its notes, shaped and broken when they are asked
+// for. What objects show is looked at once for each paragraph and frame in which it begins.
 class ParagraphSource {
 public:
-    ParagraphSource(Story const& story, StyleSheet const& styles, FieldDataSource const* fields, ParagraphCache& cache)
-        : m_story(story), m_styles(styles), m_fields(fields), m_cache(cache) {}
+    ParagraphSource(Story const& story, StyleSheet const& styles, FieldDataSource const* fields, ParagraphCache& cache,
+                    ParagraphNumbers& numbers)
+        : m_story(story),
+          m_styles(styles),
+          m_fields(fields),
+          m_cache(cache),
+          m_numbers(numbers),
+          m_hasNotes(story.CountNotes(story.GetAll()) != 0) {}
+    bool HasParagraph(std::size_t index);
+    // Beyond the story's own, they are those of notes.
+    bool IsOfNote(std::size_t index) const { return index >= m_story.GetParagraphCount(); }
     // As it is where it begins in that frame.
     ComposedParagraphRef GetParagraph(std::size_t index, std::size_t frame);
     BrokenLinesRef GetLines(std::size_t index, std::size_t frame, std::uint32_t begin, LineMeasure const& measure);
@@ -58,20 +68,35 @@ private:
     static constexpr std::size_t c_longestThatGoesOn = 1 << 14;
     struct Shown {
         ComposedParagraphRef composed;
+        std::size_t index = 0;
         std::size_t frame = 0;
     };
+    struct NoteParagraph {
+        ParagraphRef paragraph;
+        std::u32string number;
+    };
+    ParagraphRef const& GetSource(std::size_t index);
+    // What it shows depends on its own text alone.
+    bool IsPlain(std::size_t index);
+    ParagraphContext GetContext(std::size_t index, std::size_t frame);
+    void FindNotes();
     // Paragraphs with objects that are prepared in one go: few, since what is behind the frame that is asked for is
     // prepared in vain when the next value comes first.
     static constexpr std::size_t c_firstShownBatch = 8, c_lastShownBatch = 64;
     void Prepare(std::size_t index, LineMeasure const& measure);
     void PrepareShown(std::size_t index, std::size_t frame, LineMeasure const& measure);
     // Of a paragraph with objects; shapes it where what is known shows something else.
-    ComposedParagraphRef GetShown(ParagraphRef const& paragraph, std::size_t frame);
+    ComposedParagraphRef GetShown(std::size_t index, std::size_t frame);
 
     Story const& m_story;
     StyleSheet const& m_styles;
     FieldDataSource const* m_fields;
     ParagraphCache& m_cache;
+    ParagraphNumbers& m_numbers;
+    bool m_hasNotes;
+    // Those of notes, once one of them is asked for.
+    std::vector<NoteParagraph> m_notes;
+    bool m_hasFoundNotes = false;
     // Of those with objects, as they were last asked for. The paragraphs are the story's, or their composed ones'.
     std::unordered_map<Paragraph const*, Shown> m_shown;
     std::size_t m_shownBatch = c_firstShownBatch;

@@ -26,7 +26,8 @@ std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> st
     if (!styleSheet)
         styleSheet = StyleSheet::GetEmpty();
     ParagraphCache cache;
-    ParagraphSource paragraphs(story, *styleSheet, fields.get(), cache);
+    ParagraphNumbers numbers(story, *styleSheet);
+    ParagraphSource paragraphs(story, *styleSheet, fields.get(), cache, numbers);
     Cursor cursor;
     std::uint32_t forgotten = 0;
     for (std::size_t count = 1; count <= maximum; ++count) {
@@ -34,7 +35,7 @@ std::size_t CountFrames(Story const& story, Kernel::Counted<StyleSheet const> st
         auto const end = FrameComposer(paragraphs, story, geometry, count - 1).Compose(cursor)->GetRange().end;
         if (progress)
             progress(static_cast<float>(end) / static_cast<float>(story.GetLength()));
-        if (end >= story.GetLength())
+        if (!paragraphs.HasParagraph(cursor.paragraph))
             return count;
         if (end - forgotten >= c_keptLength) {
             paragraphs.Forget();

@@ -9,7 +9,6 @@
 #include "platform/story/note.h"
 #include "platform/story/reading_direction.h"
 #include "platform/story/story_visitor.h"
-#include "platform/story/table.h"
 
 #include <cmath>
 #include <optional>

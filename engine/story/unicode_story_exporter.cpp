@@ -5,7 +5,6 @@
 #include "platform/kernel/cast.h"
 #include "platform/story/field_data_source.h"
 #include "platform/story/note.h"
-#include "platform/story/table.h"
 
 namespace Story {
 

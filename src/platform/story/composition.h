@@ -97,7 +97,9 @@ public:
     bool IsWholeLineBack() const { return m_isWholeLineBack; }
     // True when the line ends because the text says so: by a line separator or, asked for, a paragraph's end.
     bool IsHardBreak(bool orParagraphEnd) const;
-    // The story's glyphs that the line covers.
+    // A line of a note behind the text: none of its glyphs is the story's.
+    bool IsOfNote() const { return m_isOfNote; }
+    // The story's glyphs that the line covers; empty at the story's end for a line of a note.
     StoryRange GetRange() const;
 
     // Left end of the baseline, in text space, and how far the visible glyphs advance.
@@ -125,6 +127,7 @@ private:
     std::uint32_t m_line;
     std::uint32_t m_paragraphBegin;
     bool m_isStoryEnd;
+    bool m_isOfNote = false;
     bool m_isWholeLineBack = true;
 };
 
@@ -162,6 +165,8 @@ public:
     Columns::const_iterator end() const { return m_columns.end(); }
     std::size_t GetColumnCount() const { return m_columns.size(); }
     ComposedColumn const& GetColumn(std::size_t index) const { return *m_columns[index]; }
+    // Whether it shows anything, be it lines of notes.
+    bool HasLines() const;
     // The story's glyphs that stand in the frame.
     StoryRange GetRange() const { return m_range; }
     FrameGeometry const& GetGeometry() const { return m_geometry; }
@@ -225,7 +230,11 @@ public:
     // The frame in which a glyph of the story stands; the number of frames for one that has no place. Composes up to
     // it.
     std::size_t FindFrame(std::uint32_t index);
-    bool HasOverflow() { return GetOverflowBegin() < m_story->GetLength() - 1; }
+    // True too where notes have no place.
+    bool HasOverflow();
+    // Where the last frame ends: paragraphs, those of notes counted behind the story's, and a place in what the next
+    // one shows. Greater where more has a place. Composes everything.
+    std::pair<std::size_t, std::uint32_t> GetComposedEnd();
     // The number of a note of the story, from 1; 0 for one that does not stand in it. Composes nothing.
     int GetNoteNumber(NoteGlyph const& note);
     // A numberer that stands before the paragraph that the position lies in: its next number is that paragraph's.

@@ -4,13 +4,13 @@
 #include "platform/story/field_data_source.h"
 #include "platform/story/numberer.h"
 #include "platform/story/style_sheet.h"
+#include "platform/story/table.h"
 
 #include <vector>
 
 namespace Story {
 
 class Story;
-class Table;
 
 // A story as RTF (Rich Text Format Specification 1.9.1), in ASCII: fonts, colours, styles by name, attributes of
 // letters and paragraphs, fields as the text that they show, links and references as HYPERLINK fields with bookmarks at

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/story/field_data_source.h"
 #include "platform/story/numberer.h"
 #include "platform/story/story_visitor.h"
 #include "platform/story/style_sheet.h"
+#include "platform/story/table.h"
 
 #include <memory>
 #include <string>
 
 namespace Story {
 
-class FieldDataSource;
 class ResolvedParagraphs;
-class Table;
 
 // Collects what it visits as plain text. Paragraphs and lines end in line feeds, but for the paragraph that the visited
 // range ends in; objects are the text that they show; soft hyphens, marks and what no text may hold (controls but for

@@ -5,7 +5,6 @@
 #include "platform/story/note.h"
 #include "platform/story/numberer.h"
 #include "platform/story/story_to_rtf.h"
-#include "platform/story/table.h"
 #include "platform/story/unicode_story_exporter.h"
 #include "tests/engine/story/composing.h"
 #include "tests/engine/story/fields.h"

@@ -61,7 +61,7 @@ TEST(TakenGlyphs, AreThoseOfAParagraphThatIsMadeAfresh) {
         for (int step = 0; step != 4; ++step) {
             auto const source = MakeSource({{"f", EncodeUtf8(MakeWords(random, random() % 4))},
                                             {"g", EncodeUtf8(MakeWords(random, random() % 2))}});
-            ExpansionContext const context{source.get(), 0};
+            ParagraphContext const context{source.get(), 0};
             auto const afresh = Kernel::MakeCounted<ComposedParagraph>(paragraph, *styles, context);
             auto const taken = Kernel::MakeCounted<ComposedParagraph>(paragraph, *styles, context, other.get());
             ExpectSame(*taken, *afresh, seed);
