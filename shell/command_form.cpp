@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/command_form.h"
 
+#include "articles/article_reference.h"
 #include "contents/toc_style_arguments.h"
 #include "frame/settings/symbol_reference.h"
 #include "index/topic_reference.h"
@@ -10,6 +11,7 @@
 #include "platform/kernel/edge_offsets.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/raster/filter_plugin.h"
+#include "shell/articles.h"
 #include "shell/failure.h"
 #include "shell/input_files.h"
 #include "shell/selector.h"
@@ -132,6 +134,26 @@ Commands::TopicReferences ParseTopics(std::string const& text, ValueContext cons
     }
     return references;
 }
+
+Commands::ArticleNumber ParseArticleNumber(std::string const& text, ValueContext const& context) {
+    return {FindArticleNumber(context.document, text)};
+}
+Commands::ArticleEntry ParseArticleEntry(std::string const& text, ValueContext const& context) {
+    return {FindArticleEntry(context.document, text)};
+}
+Commands::ArticleEntries ParseArticleEntries(std::string const& text, ValueContext const& context) {
+    return {FindArticleEntries(context.document, text)};
+}
+Commands::ArticlePlace ParseArticlePlace(std::string const& text, ValueContext const& context) {
+    if (text == "start")
+        return {};
+    auto const entry = FindArticleEntry(context.document, text);
+    int const number = entry->GetArticleIndex(Kernel::Counted<DocumentController const>(&context.document), true);
+    if (number < 0)
+        throw ValueError("needs an entry that has a number, not " + Quote(text));
+    return Commands::ArticlePlace(number);
+}
+std::string FormatArticlePlace(Commands::ArticlePlace const&) { return "start"; }
 
 Commands::TocStyleReference ParseTocStyle(std::string const& text, ValueContext const& context) {
     Kernel::String const name(text);
@@ -288,6 +310,10 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<Commands::TopicReference, &ParseTopic>("topic", "a topic's path, as Animals/Whales, or GUID"),
         Kind<Commands::OptionalTopicReference, &ParseOptionalTopic>("topic or none", "a topic's path or GUID, or none"),
         Kind<Commands::TopicReferences, &ParseTopics>("topics", "topics' paths or GUIDs with commas between"),
+        Kind<Commands::ArticleNumber, &ParseArticleNumber>("article", "article:NUMBER"),
+        Kind<Commands::ArticleEntry, &ParseArticleEntry>("entry", "article:NUMBER, or #ID"),
+        Kind<Commands::ArticleEntries, &ParseArticleEntries>("entries", "article:NUMBER and #ID with commas between"),
+        Kind<Commands::ArticlePlace, &ParseArticlePlace, &FormatArticlePlace>("entry", "article:NUMBER, #ID, or start"),
         Kind<Commands::TocStyleReference, &ParseTocStyle>("contents style",
                                                           "the name of a style of tables of contents"),
         Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),

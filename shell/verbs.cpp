@@ -94,6 +94,19 @@ std::vector<Verb> const& GetVerbs() {
           .positionals = {},
           .options = {}},
          &RunMarks},
+        {{.verb = "articles",
+          .summary = "Lists the reading order: articles with their members, and single objects, by their numbers;\n"
+                     "behind them those that have no number. Commands take an entry as article:NUMBER or #ID.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunArticles},
+        {{.verb = "tags",
+          .summary = "Lists the objects that have a place in the reading order, metadata or the mark of a decoration.",
+          .onDocument = true,
+          .positionals = {},
+          .options = {}},
+         &RunTags},
         {{.verb = "index-words",
           .summary =
               "Puts an index mark in front of each of the words of a list, wherever a text has it, as one step.\n"

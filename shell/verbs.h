@@ -36,6 +36,8 @@ ExitStatus RunText(Session& session, Arguments const& arguments);
 ExitStatus RunFields(Session& session, Arguments const& arguments);
 ExitStatus RunContents(Session& session, Arguments const& arguments);
 ExitStatus RunAnchors(Session& session, Arguments const& arguments);
+ExitStatus RunArticles(Session& session, Arguments const& arguments);
+ExitStatus RunTags(Session& session, Arguments const& arguments);
 ExitStatus RunTopics(Session& session, Arguments const& arguments);
 ExitStatus RunMarks(Session& session, Arguments const& arguments);
 ExitStatus RunIndexWords(Session& session, Arguments const& arguments);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Registers the classes of all chapters while the library is loaded.
 #include "frame/class_list.h"
+#include "articles/class_list.h"
 #include "class_order.h"
 #include "contents/class_list.h"
 #include "index/class_list.h"
@@ -19,9 +20,9 @@ public:
     Registrations() {
         std::vector<ListedClass> classes;
         for (auto const& chapter :
-             {Commands::GetFrameClasses(), Commands::GetIndexClasses(), Commands::GetLinesClasses(),
-              Commands::GetRasterClasses(), Commands::GetShapesClasses(), Commands::GetTextClasses(),
-              Commands::GetContentsClasses()})
+             {Commands::GetFrameClasses(), Commands::GetArticlesClasses(), Commands::GetIndexClasses(),
+              Commands::GetLinesClasses(), Commands::GetRasterClasses(), Commands::GetShapesClasses(),
+              Commands::GetTextClasses(), Commands::GetContentsClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);

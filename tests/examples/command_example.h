@@ -50,6 +50,9 @@ struct CommandExample {
     bool isShell = false;
     // The class does nothing on purpose; it has words all the same.
     bool doesNothing = false;
+    // The things that Redo of a history that was loaded does otherwise than Do, as one sentence; empty when it does the
+    // same. Undo leads back from there, too.
+    std::string redoneOtherwiseAfterReload = {};
 
     static void Register(CommandExample example);
     // By class name; those of one class in the order of its source.

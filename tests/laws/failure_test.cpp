@@ -193,6 +193,11 @@ TEST_P(Failures, TheSameInAHistoryThatWasLoaded) {
     run.controller->Save(path);
     auto const loaded = DocumentController::Open(path, true);
     std::function<void()> const undo = [&] { loaded->Undo(); }, redo = [&] { loaded->Redo(); };
+    // From the first Redo on each does the same as before.
+    if (!Example().redoneOtherwiseAfterReload.empty()) {
+        undo();
+        redo();
+    }
     FailEverywhere(*loaded, "Undo", undo, redo);
     FailEverywhere(*loaded, "Redo", redo, undo);
 }

@@ -31,6 +31,10 @@ protected:
         else
             ExpectKept(true, m_undoneAfterReload, before, hash);
     }
+    // The document after Redo of a history that was loaded: as after Do, or as the first such Redo has left it.
+    void ExpectRedoneAfterReload(DocumentHash const& after, DocumentHash const& hash) {
+        ExpectKept(!Example().redoneOtherwiseAfterReload.empty(), m_redoneAfterReload, after, hash);
+    }
     static void ExpectKept(bool isKept, std::optional<DocumentHash>& known, DocumentHash const& before,
                            DocumentHash const& hash) {
         if (!isKept) {
@@ -41,7 +45,7 @@ protected:
         EXPECT_EQ(known.value_or(hash), hash);
         known = hash;
     }
-    std::optional<DocumentHash> m_undone, m_undoneAfterReload;
+    std::optional<DocumentHash> m_undone, m_undoneAfterReload, m_redoneAfterReload;
     TemporaryFolder m_folder;
 };
 
@@ -96,7 +100,7 @@ TEST_P(Laws, ASavedHistoryUndoesAndRedoesTheSame) {
     for (int reload = 0; reload != 3; ++reload) {
         auto loaded = DocumentController::Open(path, false);
         loaded->GetDocument()->CheckInvariants();
-        EXPECT_EQ(after, loaded->GetHash(false));
+        EXPECT_EQ(reload == 0 ? after : m_redoneAfterReload.value_or(after), loaded->GetHash(false));
         loaded->Undo();
         loaded->GetDocument()->CheckInvariants();
         ExpectUndoneAfterReload(run.before, loaded->GetHash(false));
@@ -107,12 +111,12 @@ TEST_P(Laws, ASavedHistoryUndoesAndRedoesTheSame) {
         ExpectUndoneAfterReload(run.before, again->GetHash(false));
         again->Redo();
         again->GetDocument()->CheckInvariants();
-        EXPECT_EQ(after, again->GetHash(false));
+        ExpectRedoneAfterReload(after, again->GetHash(false));
         EXPECT_EQ(selectedAfter, SelectedIds(*again));
         again->Undo();
         ExpectUndoneAfterReload(run.before, again->GetHash(false));
         again->Redo();
-        EXPECT_EQ(after, again->GetHash(false));
+        ExpectRedoneAfterReload(after, again->GetHash(false));
         again->Save(path);
     }
 }
@@ -251,12 +255,14 @@ TEST_P(Laws, AnIncrementalSaveEqualsAFullOne) {
     run.controller->Save(path);
     run.Do();
     run.controller->Save(path);
-    EXPECT_EQ(run.controller->GetHash(true), DocumentController::Open(path, false)->GetHash(true));
+    // A step that loses some of what it keeps is another one when it is read.
+    bool const withHistory = Example().keptAfterReload.empty();
+    EXPECT_EQ(run.controller->GetHash(withHistory), DocumentController::Open(path, false)->GetHash(withHistory));
     if (!run.controller->GetLastResult().stacked)
         return;
     run.controller->Undo();
     run.controller->Save(path);
-    EXPECT_EQ(run.controller->GetHash(true), DocumentController::Open(path, false)->GetHash(true));
+    EXPECT_EQ(run.controller->GetHash(withHistory), DocumentController::Open(path, false)->GetHash(withHistory));
 }
 
 TEST_P(Laws, AClonedCommandDoesTheSame) {

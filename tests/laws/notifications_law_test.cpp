@@ -111,11 +111,14 @@ bool IsNeverOfAPreview(DocumentNotification const& notification, std::string con
         Kernel::CastPointer<SymbolsChangedNotification const>(&notification) != nullptr ||
         Kernel::CastPointer<AvailableFieldsChangedNotification const>(&notification) != nullptr ||
         Kernel::CastPointer<IndexTopicsChangedNotification const>(&notification) != nullptr ||
+        Kernel::CastPointer<ExportArticlesChangedNotification const>(&notification) != nullptr ||
         Kernel::CastPointer<ViewPointChangedNotification const>(&notification) != nullptr)
         return true;
     // Required of these commands.
     return (className == "FlipCanvasCommand" &&
             Kernel::CastPointer<InvalidateDocumentAllNotification const>(&notification) != nullptr) ||
+           (className == "SetMarkAsDecorationCommand" &&
+            Kernel::CastPointer<MetadataChangedNotification const>(&notification) != nullptr) ||
            (className == "AddCaptionCommand" &&
             Kernel::CastPointer<InvalidateToolAllNotification const>(&notification) != nullptr);
 }

@@ -30,7 +30,8 @@ std::string DescribeState(DocumentController& controller) {
     return line + "\n";
 }
 
-// One example of each class: the one that makes the smallest document. Each has a document of its own, so they are
+// One example of each class: the one that makes the smallest document, of those whose loaded steps lead back if there
+// are any. Each has a document of its own, so they are
 // tried before. WRITE_SAVED_CLASSES, an expression, leaves out the classes that it does not match.
 std::vector<CommandExample const*> ChooseExamples() {
     std::map<std::string, std::pair<std::uintmax_t, CommandExample const*>> smallest;
@@ -50,7 +51,8 @@ std::vector<CommandExample const*> ChooseExamples() {
         auto const path = folder.Path("one.redraft");
         std::filesystem::remove(path);
         run.controller->Save(path);
-        auto const size = std::filesystem::file_size(path);
+        // One that leads back when it was loaded comes first.
+        auto const size = std::filesystem::file_size(path) + (example.keptAfterReload.empty() ? 0 : UINT32_MAX);
         auto const [known, isNew] = smallest.try_emplace(example.className, size, &example);
         if (!isNew && size < known->second.first)
             known->second = {size, &example};

@@ -4,6 +4,7 @@
 #include "frame/contract/notifications.h"
 #include "platform/document/artboard.h"
 #include "platform/document/document_renderer.h"
+#include "platform/document/export_article.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/story/story_index.h"
@@ -61,6 +62,27 @@ bool SameStates(AttributeTable const& a, AttributeTable const& b, std::set<Inter
     return true;
 }
 
+// States that say nothing of how an object looks.
+std::set<InterfaceId> const& GetUnseen() {
+    static std::set<InterfaceId> const s_unseen{InterfaceId::Description, InterfaceId::ExportTagging,
+                                                InterfaceId::Metadata};
+    return s_unseen;
+}
+
+std::vector<std::string> DescribeReadingOrder(DocumentController& controller) {
+    std::vector<std::string> entries;
+    Kernel::Counted<DocumentController const> const shared(&controller);
+    for (auto const& entry : controller.GetExportArticles()) {
+        auto line = std::to_string(entry->GetArticleIndex(shared, true)) + (entry->GetArticle() ? " article " : " ") +
+                    (entry->GetArticle() ? entry->GetName().ToStdString() : std::string());
+        line += std::to_string(entry->IsHidden()) + std::to_string(entry->IsAutoHide());
+        for (auto const& member : entry->GetMembers())
+            line += " #" + std::to_string(member->GetId());
+        entries.push_back(std::move(line));
+    }
+    return entries;
+}
+
 // The change of one node by one operation.
 struct Change {
     Shown const* before = nullptr;
@@ -73,16 +95,23 @@ struct Change {
     bool HasNewBox() const { return !CameOrWent() && before->box != after->box; }
     // The node's own, whatever became of its place.
     bool HasNewData() const {
-        return !CameOrWent() && (before->matrix != after->matrix ||
-                                 !SameStates(before->states, after->states, {InterfaceId::Description}));
+        return !CameOrWent() &&
+               (before->matrix != after->matrix || !SameStates(before->states, after->states, GetUnseen()));
+    }
+    bool HasNewMetadata() const {
+        auto const find = [](Shown const& shown) { return shown.states.Find(InterfaceId::Metadata); };
+        return !CameOrWent() && find(*before) != find(*after) &&
+               (find(*before) == nullptr || find(*after) == nullptr || !find(*before)->IsEqualTo(*find(*after)));
     }
     bool HasNewStory() const {
         return !CameOrWent() && before->states.Find(InterfaceId::Story) != after->states.Find(InterfaceId::Story);
     }
     // Pixels change in a part of a layer only: where, the picture tells.
     bool HasOnlyNewPixels() const {
+        auto unseen = GetUnseen();
+        unseen.insert(InterfaceId::MutableRaster);
         return !CameOrWent() && !IsMoved() && before->matrix == after->matrix && before->bounds == after->bounds &&
-               SameStates(before->states, after->states, {InterfaceId::Description, InterfaceId::MutableRaster});
+               SameStates(before->states, after->states, unseen);
     }
     // The text runs otherwise, though nothing of the node's own changed.
     bool HasOtherLines() const { return !CameOrWent() && before->lines != after->lines; }
@@ -258,11 +287,13 @@ private:
 
     void JudgeNodes() {
         bool const isStructureTold = !Pick<DocumentStructureChangedNotification>(m_told).empty();
-        std::vector<Selection const*> changedNodes;
+        std::vector<Selection const*> changedNodes, changedMetadata;
         for (auto const& changed : Pick<NodesChangedNotification>(m_told))
             changedNodes.push_back(changed->GetSelection().get());
-        for (auto const& changed : Pick<MetadataChangedNotification>(m_told))
+        for (auto const& changed : Pick<MetadataChangedNotification>(m_told)) {
             changedNodes.push_back(changed->GetSelection().get());
+            changedMetadata.push_back(changed->GetSelection().get());
+        }
         std::vector<Selection const*> changedStories;
         for (auto const& changed : Pick<StoryChangedNotification>(m_told))
             changedStories.push_back(changed->GetSelection().get());
@@ -275,6 +306,8 @@ private:
                 Miss(Untold::Structure, Describe(shown) + " came, went or moved untold");
             if (change.HasNewName() && !IsNamed(shown, changedNodes))
                 Refuse(Describe(shown) + " has another name untold");
+            if (change.HasNewMetadata() && !IsNamed(shown, changedMetadata))
+                Refuse(Describe(shown) + " has other metadata untold");
             if (change.HasNewData() && !change.IsMoved() && !m_isWhole && !IsNamed(shown, changedNodes))
                 Miss(Untold::NodeData, Describe(shown) + " has other data untold");
             if (change.HasNewStory() && !IsStoryNamed(shown, changedStories))
@@ -368,6 +401,10 @@ private:
         RequireFor<GuidesChangedNotification>(before.guides != after.guides, "the colour of guides");
         RequireFor<AvailableFieldsChangedNotification>(before.fieldNames != after.fieldNames, "the fields of texts");
         RequireFor<IndexTopicsChangedNotification>(before.index != after.index, "the index");
+        // Objects that come or go are told by the tree.
+        bool const isTree = !Pick<DocumentStructureChangedNotification>(m_told).empty();
+        RequireFor<ExportArticlesChangedNotification>(before.articles != after.articles && !isTree,
+                                                      "the reading order");
         for (auto const& [id, properties] : before.artboardProperties) {
             auto const found = after.artboardProperties.find(id);
             bool const isOther = found != after.artboardProperties.end() && !SameStates(properties, found->second, {});
@@ -497,6 +534,7 @@ ShownDocument::ShownDocument(DocumentController& controller)
     });
     for (auto const& spread : controller.GetDocument()->GetSpreads())
         pictures.emplace(spread->GetId(), Paint(*spread, Inflated({0, 0, 793.700787, 1122.519685}, c_margin)));
+    articles = DescribeReadingOrder(controller);
     for (int i = 0; i != controller.GetSymbolCount(); ++i)
         symbols.push_back(controller.GetSymbolAtIndex(i)->GetId());
 }

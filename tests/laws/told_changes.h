@@ -55,6 +55,8 @@ public:
     std::map<Kernel::String, Kernel::String> fieldNames;
     // Topics with all that is known of them, and how the index is made of them.
     std::vector<Kernel::String> index;
+    // Entries of the reading order with all that is known of them.
+    std::vector<std::string> articles;
     Kernel::Counted<Renderer::FillDescriptor const> guides, defaultGuides;
     bool reflows = false;
     int scaleFlags = 0;

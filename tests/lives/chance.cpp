@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/lives/chance.h"
 
+#include "platform/document/export_article.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/story/story_index.h"
@@ -13,6 +14,7 @@
 #include "tests/lives/fade_command.h"
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 
 namespace Lives {
@@ -95,6 +97,18 @@ std::string RelationArguments(Random& random, DocumentController& document, std:
     std::erase_if(others, [&](auto const& other) { return other.first != pair.first; });
     auto const target = others.empty() ? pair.second : random.Of(others).second;
     return name("topic", pair.first) + name("related", target) + name("oldRelated", pair.second);
+}
+
+// An entry of the reading order, or only an article.
+std::string ArticleEntry(Random& random, DocumentController& document, bool isArticle) {
+    std::vector<std::string> entries;
+    for (auto const& entry : document.GetExportArticles()) {
+        if (entry->GetArticle())
+            entries.push_back("article:" + std::to_string(entry->GetArticle()->GetNumber().value_or(-1)));
+        else if (!isArticle)
+            entries.push_back("'#" + std::to_string(entry->GetMembers().front()->GetId()) + "'");
+    }
+    return entries.empty() ? "missing" : random.Of(entries);
 }
 
 // A part of a text; empty where the node is none, or has no text.
@@ -180,6 +194,8 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
             return "none";
         return paths.empty() ? "missing" : random.Of(paths);
     }
+    if (info.type == "article" || info.type == "entry" || info.type == "entries")
+        return ArticleEntry(random, document, info.type == "article");
     if (info.type == "record" && info.name == "definition")
         return "'{\"title\":\"" + Number(random, 1, 9) + " words\"}'";
     if (info.type == "contents style") {
@@ -226,7 +242,7 @@ Shell::CommandEntry const& ChooseCommand(Random& random) {
     auto const& table = Shell::GetCommandTable();
     auto const* entry = &random.Of(table);
     // Those of the engine's own name fields, anchors and styles that are there, which no chance hits.
-    while (entry->forms.empty() || entry->isInner)
+    while (entry->forms.empty() || entry->isInner || IsInexact(entry->className))
         entry = &random.Of(table);
     return *entry;
 }
@@ -287,6 +303,13 @@ void ImportDrawing(std::string const& drawing, std::string const& path) {
 }
 
 } // namespace
+
+bool IsInexact(std::string const& className) {
+    static std::set<std::string> const s_names{"DeleteExportArticleCommand", "MoveExportArticlesCommand",
+                                               "RenameExportArticleCommand", "ReparentExportArticlesCommand",
+                                               "SetExportArticleIncludeUntaggedCommand"};
+    return s_names.contains(className);
+}
 
 void MakeStart(Random& random, Props const& props, std::string const& path) {
     if (!props.drawings.empty() && random.Chance(30)) {

@@ -26,4 +26,8 @@ void MakeStart(Random& random, Props const& props, std::string const& path);
 // what else a life knows. Throws std::runtime_error for a command with a parameter of a type that has no values here.
 std::string ChooseLine(Random& random, Props const& props, DocumentController& document);
 
+// Whether no life runs a command of the class: required of it, a history that was loaded does not lead back to the
+// states that it had, or not even one that was not loaded.
+bool IsInexact(std::string const& className);
+
 } // namespace Lives
