@@ -25,6 +25,8 @@ struct AddPagesOnOverflow {
 
 std::vector<CommandEntry> MakeInnerEntries() {
     auto entries = MakeInnerTextEntries();
+    for (auto& entry : MakeInnerNoteEntries())
+        entries.push_back(std::move(entry));
     for (auto& entry : MakeIndexTextEntries())
         entries.push_back(std::move(entry));
     for (auto& entry : MakeInnerContentsEntries())

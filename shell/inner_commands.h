@@ -42,8 +42,13 @@ CommandEntry MakeInnerEntry() {
 }
 
 std::vector<CommandEntry> MakeInnerEntries();
+// The selection with a caret in front of the one text that it names, or behind it: a mark takes no text away. Throws
+// ValueError where it names none.
+Kernel::Counted<Selection const> MakeCaret(Selection const& selection, bool isBehind = false);
 // Those on texts.
 std::vector<CommandEntry> MakeInnerTextEntries();
+// Those on notes, links and numbers of paragraphs.
+std::vector<CommandEntry> MakeInnerNoteEntries();
 // Those that make the text of indices.
 std::vector<CommandEntry> MakeIndexTextEntries();
 // Those on tables of contents.

@@ -192,28 +192,6 @@ struct SetFieldValue {
     }
 };
 
-// The selection with a caret in front of the one text that it names: a mark takes no text away.
-Kernel::Counted<Selection const> MakeCaret(Selection const& selection) {
-    auto const refuse = [](std::size_t count) {
-        throw ValueError("stands in one place, and " + std::to_string(count) + " are selected; #ID[from:to] names one");
-    };
-    if (selection.size() != 1)
-        refuse(selection.size());
-    auto const& item = **selection.begin();
-    int place = 0;
-    auto const* const part = Kernel::CastPointer<SubSelectionItem const>(&item);
-    auto const* const text =
-        part == nullptr ? nullptr : Kernel::CastPointer<TextSelection const>(part->GetSubSelection().get());
-    if (text != nullptr) {
-        if (text->GetRanges().size() != 1)
-            refuse(text->GetRanges().size());
-        place = std::min(text->GetRanges().front().anchor, text->GetRanges().front().end);
-    }
-    return Kernel::MakeCounted<Selection>(Selection::Items{Kernel::MakeCounted<SubSelectionItem>(
-                                              item.GetSelectable(), Kernel::MakeCounted<TextSelection>(place, place))},
-                                          false);
-}
-
 struct InsertAnchor {
     static constexpr char c_name[] = "insert-anchor", c_class[] = "InsertGlyphsCommand";
     static constexpr bool c_takesSelection = true;
@@ -333,6 +311,30 @@ struct AddIndexTopic {
 };
 
 } // namespace
+
+Kernel::Counted<Selection const> MakeCaret(Selection const& selection, bool isBehind) {
+    auto const refuse = [](std::size_t count) {
+        throw ValueError("stands in one place, and " + std::to_string(count) + " are selected; #ID[from:to] names one");
+    };
+    if (selection.size() != 1)
+        refuse(selection.size());
+    auto const& item = **selection.begin();
+    int place = 0;
+    auto const* const part = Kernel::CastPointer<SubSelectionItem const>(&item);
+    auto const* const text =
+        part == nullptr ? nullptr : Kernel::CastPointer<TextSelection const>(part->GetSubSelection().get());
+    if (text != nullptr) {
+        if (text->GetRanges().size() != 1)
+            refuse(text->GetRanges().size());
+        auto const [first, last] = std::minmax(text->GetRanges().front().anchor, text->GetRanges().front().end);
+        place = isBehind ? last : first;
+    } else if (isBehind) {
+        throw ValueError("stands behind a piece of text; #ID[from:to] names one");
+    }
+    return Kernel::MakeCounted<Selection>(Selection::Items{Kernel::MakeCounted<SubSelectionItem>(
+                                              item.GetSelectable(), Kernel::MakeCounted<TextSelection>(place, place))},
+                                          false);
+}
 
 std::vector<CommandEntry> MakeInnerTextEntries() {
     return {MakeInnerEntry<InsertText>(),           MakeInnerEntry<DeleteText>(),

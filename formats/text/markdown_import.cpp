@@ -3,12 +3,15 @@
 
 #include "formats/text/text_styles.h"
 #include "platform/kernel/exception.h"
+#include "platform/story/hyperlink.h"
+#include "platform/story/numberer.h"
 
 #include <algorithm>
 #include <array>
 #include <cmark.h>
 #include <map>
 #include <memory>
+#include <set>
 #include <tuple>
 #include <utility>
 
@@ -88,6 +91,7 @@ public:
     }
 
     ImportedMarkdown Read(cmark_node& root) {
+        m_anchors = FindLinkedHeadings(root);
         std::unique_ptr<cmark_iter, decltype(&cmark_iter_free)> const walk(cmark_iter_new(&root), &cmark_iter_free);
         if (!walk)
             throw std::bad_alloc();
@@ -112,15 +116,13 @@ private:
     struct List {
         bool isOrdered = false;
         bool isTight = false;
-        // Of the next item.
+        // Of the item that was begun last.
         int number = 0;
-        char32_t delimiter = U'.';
+        char delimiter = '.';
         int bulletDepth = 0;
+        Kernel::Counted<Story::NumberingAtt const> numbering;
     };
-    struct Link {
-        std::string target;
-        std::u32string text;
-    };
+    using LinkRef = Kernel::Counted<Story::HyperlinkAtt const>;
     enum class Words { Emphasis, Strong, Code };
 
     void Enter(cmark_node& node) {
@@ -173,7 +175,8 @@ private:
             BeginWords(Words::Strong);
             break;
         case CMARK_NODE_LINK:
-            m_links.push_back({GetText(cmark_node_get_url(&node)), {}});
+            m_links.push_back(MakeLink(GetText(cmark_node_get_url(&node))));
+            m_hasLinkText = false;
             break;
         case CMARK_NODE_IMAGE:
             EnterImage(node);
@@ -203,6 +206,8 @@ private:
                 BeginParagraph(TextStyle::c_list);
             break;
         case CMARK_NODE_HEADING:
+            if (!m_isParagraphDue)
+                AddAnchor(GetHeadingName(node));
             m_headingLevel = 0;
             m_isParagraphDue = false;
             m_goesOn = false;
@@ -248,28 +253,36 @@ private:
         list.isOrdered = cmark_node_get_list_type(&node) == CMARK_ORDERED_LIST;
         list.isTight = cmark_node_get_list_tight(&node) != 0;
         list.number = cmark_node_get_list_start(&node) - 1;
-        list.delimiter = cmark_node_get_list_delim(&node) == CMARK_PAREN_DELIM ? U')' : U'.';
+        list.delimiter = cmark_node_get_list_delim(&node) == CMARK_PAREN_DELIM ? ')' : '.';
         list.bulletDepth = m_lists.empty() ? 0 : m_lists.back().bulletDepth + 1;
         m_lists.push_back(list);
+        BeginNumbers(list.number + 1);
     }
 
-    // The mark of the item that begins here, with the tab behind it.
-    std::u32string TakeMarker() {
-        constexpr char32_t c_bullets[] = {U'\u2022', U'\u2013', U'\u00B7'};
-        m_hasMarker = false;
-        auto const& list = m_lists.back();
+    // Numbers of the innermost list, from that item on.
+    void BeginNumbers(int start) {
+        constexpr char const* c_bullets[] = {"\u2022", "\u2013", "\u00B7"};
+        auto& list = m_lists.back();
+        Story::NumberingAtt::Values values;
+        values.list = Kernel::String("list " + std::to_string(++m_listCount));
+        values.level =
+            static_cast<std::uint32_t>(std::min<std::size_t>(m_lists.size(), Story::NumberingAtt::c_levelCount) - 1);
+        values.style = list.isOrdered ? Story::NumberStyle::Decimal : Story::NumberStyle::Bullet;
+        values.format = list.isOrdered ? Kernel::String("{" + std::to_string(values.level + 1) + "}" + list.delimiter)
+                                       : Kernel::String(c_bullets[std::min(list.bulletDepth, 2)]);
+        values.start = start;
+        // All bullets of one depth are alike, whatever list they belong to.
         if (!list.isOrdered)
-            return {c_bullets[std::min(list.bulletDepth, 2)], U'\t'};
-        auto const digits = std::to_string(list.number);
-        std::u32string marker(digits.begin(), digits.end());
-        marker += list.delimiter;
-        return marker + U'\t';
+            values.list = {};
+        list.numbering = Kernel::MakeCounted<Story::NumberingAtt>(std::move(values));
     }
 
     // Attributes of a paragraph where it stands: equal ones are one object.
     Story::ParagraphAttsRef GetParagraphAtts(Kernel::String const& style, double leftIndent, double firstIndent,
-                                             double rightIndent, bool isTight) {
-        auto& atts = m_paragraphAtts[std::tuple(style.ToStdString(), leftIndent, firstIndent, rightIndent, isTight)];
+                                             double rightIndent, bool isTight,
+                                             Kernel::Counted<Story::NumberingAtt const> const& numbering) {
+        auto& atts = m_paragraphAtts[std::tuple(style.ToStdString(), leftIndent, firstIndent, rightIndent, isTight,
+                                                numbering.get())];
         if (atts)
             return atts;
         auto made = Kernel::MakeCounted<Story::ParagraphAtts>();
@@ -286,6 +299,8 @@ private:
         }
         if (!isTight)
             made->Set(ParagraphAtt::Double::SpaceAfter, c_looseSpace);
+        if (numbering)
+            made->Set(ParagraphAtt::Object::Numbering, Kernel::Counted<Kernel::Serialisable const>(numbering.get()));
         atts = made;
         return atts;
     }
@@ -299,12 +314,12 @@ private:
         left = std::min(left + c_itemIndent * static_cast<double>(m_lists.size()), c_mostIndent);
         double const right = std::min(c_quoteIndent * static_cast<double>(m_quotes), c_mostIndent / 4);
         bool const isTight = m_lists.empty() || m_lists.back().isTight || style.view() != TextStyle::c_list;
-        auto const marker = m_hasMarker ? TakeMarker() : std::u32string();
-        m_sink.SetParagraphAtts(GetParagraphAtts(style, left, marker.empty() ? 0.0 : -c_itemIndent, right, isTight));
-        if (!marker.empty()) {
+        auto const numbering =
+            std::exchange(m_hasMarker, false) ? m_lists.back().numbering : Kernel::Counted<Story::NumberingAtt const>();
+        m_sink.SetParagraphAtts(
+            GetParagraphAtts(style, left, numbering ? -c_itemIndent : 0.0, right, isTight, numbering));
+        if (numbering)
             m_sink.SetGlyphAtts(GetGlyphAtts());
-            Put(marker);
-        }
     }
 
     // The style of plain words here.
@@ -323,7 +338,8 @@ private:
         for (unsigned words = 0; words != m_open.size(); ++words)
             around |= (m_open[words] != 0 ? 1u : 0u) << words;
         int const innermost = m_words.empty() ? -1 : static_cast<int>(m_words.back());
-        auto& atts = m_glyphAtts[std::pair(around, innermost)];
+        auto const link = m_links.empty() ? LinkRef() : m_links.back();
+        auto& atts = m_glyphAtts[std::tuple(around, innermost, link.get())];
         if (atts)
             return atts;
         constexpr char const* c_styles[] = {TextStyle::c_emphasis, TextStyle::c_strong, TextStyle::c_codeWords};
@@ -335,6 +351,13 @@ private:
         };
         if (innermost >= 0)
             made->Set(GlyphAtt::String::StyleName, Kernel::String(c_styles[innermost]));
+        else if (link)
+            made->Set(GlyphAtt::String::StyleName, Kernel::String(TextStyle::c_link));
+        if (link) {
+            made->Set(GlyphAtt::Object::Hyperlink, Kernel::Counted<Kernel::Serialisable const>(link.get()));
+            if (innermost >= 0)
+                made->Set(GlyphAtt::Enum::Underline, 1);
+        }
         if (isAround(Words::Emphasis))
             made->Set(GlyphAtt::Enum::Italic, 1);
         if (isAround(Words::Strong))
@@ -367,8 +390,7 @@ private:
                 m_goesOn = true;
             }
         }
-        if (!m_links.empty())
-            m_links.back().text += text;
+        m_hasLinkText = true;
         m_sink.SetGlyphAtts(GetGlyphAtts());
         Put(text);
     }
@@ -400,15 +422,78 @@ private:
         m_goesOn = false;
     }
 
+    // Equal links are one object. Null for one that leads nowhere.
+    LinkRef MakeLink(std::string const& target) {
+        auto& link = m_knownLinks[target];
+        if (link || target.empty())
+            return link;
+        if (target.front() != '#')
+            link = Kernel::MakeCounted<Story::HyperlinkAtt>(Kernel::String(target));
+        else if (auto const anchor = m_anchors.find(target.substr(1)); anchor != m_anchors.end())
+            link = Kernel::MakeCounted<Story::HyperlinkAtt>(anchor->second);
+        return link;
+    }
+    // A link without words shows its address.
     void LeaveLink() {
-        auto const link = std::move(m_links.back());
+        if (!m_hasLinkText && m_links.back())
+            AddText(Story::DecodeUtf8(m_links.back()->GetUrl().view()).text);
         m_links.pop_back();
-        auto const target = Story::DecodeUtf8(link.target).text;
-        // A place within the text has no address on paper, and an address that is its own text is not said twice.
-        bool const isSaid = target == link.text || target == U"mailto:" + link.text;
-        if (target.empty() || target.front() == U'#' || isSaid)
+    }
+
+    using Anchors = std::map<std::string, Kernel::Counted<Story::AnchorData>>;
+    // The name by which links within a text call a heading: its words in small letters, with hyphens for spaces and
+    // without marks. Letters beyond ASCII stay as they are.
+    static std::string GetHeadingName(cmark_node& heading) {
+        std::string name;
+        std::unique_ptr<cmark_iter, decltype(&cmark_iter_free)> const walk(cmark_iter_new(&heading), &cmark_iter_free);
+        while (walk && cmark_iter_next(walk.get()) != CMARK_EVENT_DONE) {
+            auto& node = *cmark_iter_get_node(walk.get());
+            auto const type = cmark_node_get_type(&node);
+            if (type == CMARK_NODE_SOFTBREAK)
+                name += '-';
+            if (type != CMARK_NODE_TEXT && type != CMARK_NODE_CODE)
+                continue;
+            for (char const c : GetLiteral(node)) {
+                bool const isUpper = c >= 'A' && c <= 'Z', isDigit = c >= '0' && c <= '9';
+                bool const isKept = (c >= 'a' && c <= 'z') || isDigit || c == '-' || c == '_' || (c & 0x80) != 0;
+                if (c == ' ')
+                    name += '-';
+                else if (isUpper)
+                    name += static_cast<char>(c - 'A' + 'a');
+                else if (isKept)
+                    name += c;
+            }
+        }
+        return name;
+    }
+    // Anchors for the headings that links in the text lead to, by their names. The first of a name has it.
+    static Anchors FindLinkedHeadings(cmark_node& root) {
+        std::set<std::string> targets;
+        Anchors anchors;
+        std::unique_ptr<cmark_iter, decltype(&cmark_iter_free)> const walk(cmark_iter_new(&root), &cmark_iter_free);
+        std::vector<std::string> names;
+        for (auto event = CMARK_EVENT_NONE; walk && event != CMARK_EVENT_DONE; event = cmark_iter_next(walk.get())) {
+            auto* const node = cmark_iter_get_node(walk.get());
+            if (event != CMARK_EVENT_ENTER)
+                continue;
+            if (cmark_node_get_type(node) == CMARK_NODE_HEADING)
+                names.push_back(GetHeadingName(*node));
+            else if (cmark_node_get_type(node) == CMARK_NODE_LINK)
+                targets.insert(GetText(cmark_node_get_url(node)));
+        }
+        for (auto const& name : names) {
+            if (targets.contains("#" + name))
+                anchors.try_emplace(name, Kernel::MakeCounted<Story::AnchorData>(Kernel::String("heading-" + name),
+                                                                                 Kernel::String(name)));
+        }
+        return anchors;
+    }
+    void AddAnchor(std::string const& name) {
+        auto const anchor = m_anchors.find(name);
+        if (anchor == m_anchors.end() || !m_marked.insert(name).second)
             return;
-        AddText(link.text.empty() ? target : U" (" + target + U")");
+        m_sink.Add(Kernel::Counted<Story::Glyph const>(Kernel::MakeCounted<Story::AnchorGlyph>(anchor->second)));
+        ++m_length;
     }
 
     void EnterImage(cmark_node& node) {
@@ -456,8 +541,9 @@ private:
             m_line = MeasureLine(plain);
         double const size = height / (m_line.above + m_line.below);
         plain->Set(GlyphAtt::Double::Size, size);
-        // A picture has no mark in front.
-        m_hasMarker = false;
+        // A picture has no mark in front, and later items count it.
+        if (std::exchange(m_hasMarker, false) && m_lists.back().isOrdered)
+            BeginNumbers(m_lists.back().number + 1);
         BeginParagraph(TextStyle::c_figure);
         auto atts = Kernel::MakeCounted<Story::ParagraphAtts>();
         atts->Set(ParagraphAtt::String::StyleName, Kernel::String(TextStyle::c_figure));
@@ -495,8 +581,15 @@ private:
     ImportedMarkdown m_result;
     Kernel::Counted<Story::Story> m_story;
     Story::GlyphSink m_sink;
-    std::map<std::tuple<std::string, double, double, double, bool>, Story::ParagraphAttsRef> m_paragraphAtts;
-    std::map<std::pair<unsigned, int>, Story::GlyphAttsRef> m_glyphAtts;
+    // The attributes keep alive what their keys name.
+    std::map<std::tuple<std::string, double, double, double, bool, Story::NumberingAtt const*>, Story::ParagraphAttsRef>
+        m_paragraphAtts;
+    std::map<std::tuple<unsigned, int, Story::HyperlinkAtt const*>, Story::GlyphAttsRef> m_glyphAtts;
+    std::map<std::string, LinkRef> m_knownLinks;
+    Anchors m_anchors;
+    // Names of headings that have their anchor.
+    std::set<std::string> m_marked;
+    std::size_t m_listCount = 0;
     std::size_t m_quotes = 0;
     std::vector<List> m_lists;
     std::vector<Words> m_words;
@@ -506,7 +599,8 @@ private:
     int m_headingLevel = 0;
     // Characters that were put into the story.
     std::size_t m_length = 0;
-    std::vector<Link> m_links;
+    std::vector<LinkRef> m_links;
+    bool m_hasLinkText = false;
     // How many pictures are open: one may stand in the words for another.
     std::size_t m_images = 0;
     std::u32string m_imageText;

@@ -120,6 +120,7 @@ Story::StyleSheet::Styles MakeMarkup() {
     styles.push_back(StyleMaker().Set(GlyphAtt::Enum::Italic, 1).Make(c_emphasis, "", c_character));
     styles.push_back(StyleMaker().Set(GlyphAtt::Double::Weight, double{c_bold}).Make(c_strong, "", c_character));
     styles.push_back(StyleMaker().Set(GlyphAtt::String::FontFamily, "monospace").Make(c_codeWords, "", c_character));
+    styles.push_back(StyleMaker().Set(GlyphAtt::Enum::Underline, 1).Make(c_link, "", c_character));
     return styles;
 }
 

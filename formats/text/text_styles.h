@@ -15,7 +15,7 @@ inline constexpr int c_headingLevels = 6;
 namespace TextStyle {
 inline constexpr char c_body[] = "Body Text", c_first[] = "First Paragraph", c_quote[] = "Block Quote",
                       c_list[] = "List Item", c_code[] = "Code Block", c_figure[] = "Figure", c_rule[] = "Rule";
-inline constexpr char c_emphasis[] = "Emphasis", c_strong[] = "Strong", c_codeWords[] = "Code";
+inline constexpr char c_emphasis[] = "Emphasis", c_strong[] = "Strong", c_codeWords[] = "Code", c_link[] = "Link";
 } // namespace TextStyle
 
 // "Heading 1" to "Heading 6".

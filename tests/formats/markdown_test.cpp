@@ -4,6 +4,8 @@
 #include "formats/text_pattern.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/hyperlink.h"
+#include "platform/story/numberer.h"
 #include "tests/formats/files.h"
 
 namespace {
@@ -28,15 +30,18 @@ protected:
         auto const story = GetFrame().GetStory();
         return story->GetString(story->GetClientAll()).ToStdString();
     }
-    // "style: text" for each paragraph, with lines parted by bars.
+    // "style: text" for each paragraph, with its number and a tab in front of the text, and with lines parted by bars.
     std::vector<std::string> GetParagraphs() const {
         auto const story = GetFrame().GetStory();
         std::vector<std::string> lines;
+        Story::Numberer numberer;
         for (std::size_t i = 0; i != story->GetParagraphCount(); ++i) {
             auto const begin = story->GetParagraphBegin(i);
             auto const end = i + 1 == story->GetParagraphCount() ? story->GetLength() : story->GetParagraphBegin(i + 1);
             auto text = story->GetString({begin, end - 1}).ToStdString();
             std::replace(text.begin(), text.end(), '\n', '|');
+            if (auto const number = numberer.Next(*story->GetParagraphAtts(begin)); !number.empty())
+                text = number.ToStdString() + "\t" + text;
             lines.push_back(story->GetParagraphAtts(begin)->Get(ParagraphAtt::String::StyleName).ToStdString() + ": " +
                             text);
         }
@@ -100,9 +105,38 @@ TEST_F(Markdown, MarksWordsByStylesAndByHandWhereTwoKindsMeet) {
     EXPECT_FALSE(GetAtts(U"plain")->IsSet(GlyphAtt::Double::Weight));
 }
 
-TEST_F(Markdown, SaysTheTargetOfALinkOnce) {
-    Import("[a](http://x.org/1) <http://x.org/2> <me@x.org> [in](#place) [r]\n\n[r]: /r 'title'\n");
-    EXPECT_EQ(GetText(), "a (http://x.org/1) http://x.org/2 me@x.org in r (/r)");
+TEST_F(Markdown, LinksAreAttributesOfTheirWords) {
+    Import("[a](http://x.org/1) *b [c](x:y \"t\")* <me@x.org> [in](#place) [r] [](/empty) [d]()\n\n[r]: /r 'title'\n");
+    EXPECT_EQ(GetText(), "a b c me@x.org in r /empty d");
+    auto const getUrl = [&](std::u32string_view piece) {
+        auto const link = Story::HyperlinkAtt::Of(*GetAtts(piece));
+        return link ? link->GetUrl().ToStdString() : "none";
+    };
+    EXPECT_EQ(getUrl(U"a b"), "http://x.org/1");
+    EXPECT_EQ(getUrl(U"b c"), "none");
+    EXPECT_EQ(getUrl(U"c me"), "x:y");
+    EXPECT_EQ(getUrl(U"me@"), "mailto:me@x.org");
+    EXPECT_EQ(getUrl(U"in r"), "none");
+    EXPECT_EQ(getUrl(U"r /"), "/r");
+    EXPECT_EQ(getUrl(U"/empty"), "/empty");
+    EXPECT_EQ(getUrl(U"d"), "none");
+    EXPECT_EQ(GetAtts(U"a b")->Get(GlyphAtt::String::StyleName), "Link");
+    EXPECT_EQ(GetAtts(U"c me")->Get(GlyphAtt::String::StyleName), "Emphasis");
+    EXPECT_EQ(GetAtts(U"c me")->Get(GlyphAtt::Enum::Underline), 1);
+}
+
+TEST_F(Markdown, LinksWithinTheTextLeadToTheirHeadings) {
+    Import("see [it](#the-big-day) [no](#other)\n\n# The *Big* Day!\n\n# The Big Day\n\n# Unlinked\n");
+    auto const link = Story::HyperlinkAtt::Of(*GetAtts(U"it"));
+    ASSERT_TRUE(link && link->GetAnchorData());
+    EXPECT_FALSE(Story::HyperlinkAtt::Of(*GetAtts(U"no")));
+    auto const story = GetFrame().GetStory();
+    auto const objects = story->FindObjects(story->GetAll());
+    ASSERT_EQ(objects.size(), 1u);
+    EXPECT_EQ(Kernel::CastPointer<Story::AnchorGlyph const>(objects[0].glyph.get())->GetAnchorData(),
+              link->GetAnchorData());
+    // At the end of the first heading of that name.
+    EXPECT_EQ(story->GetString({0, objects[0].index}).ToStdString(), "see it no\nThe Big Day!");
 }
 
 TEST_F(Markdown, IndentsWhatStandsInListsAndQuotations) {
@@ -231,7 +265,7 @@ TEST_F(Markdown, ReadsWhatIsNestedDeeply) {
     Import(quotes + " a\n");
     EXPECT_EQ(GetText(), "a");
     Import(items + "a\n");
-    EXPECT_TRUE(GetText().ends_with("\ta"));
+    EXPECT_TRUE(GetParagraphs().back().ends_with("\ta"));
     std::string ends;
     for (int i = 0; i != c_deep; ++i)
         ends += "c** c*";

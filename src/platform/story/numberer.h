@@ -24,7 +24,7 @@ enum class NumberStyle : std::uint32_t {
 class REDRAFT_ENGINE NumberingAtt final : public Kernel::Serialisable {
 public:
     static constexpr std::uint32_t c_levelCount = 9;
-    static constexpr std::int32_t c_maximumStart = 1'000'000;
+    static constexpr std::int32_t c_maximumStart = 999'999'999;
 
     struct Values {
         Kernel::String list;
