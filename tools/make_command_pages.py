@@ -80,6 +80,11 @@ NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "add-custom-field": {"guid": "year", "name": "Year", "value": "1851"},
          "create-custom-field-from-text": {"guid": "words", "name": "Words", "value": "words of"},
          "caption-counter-type": {"name": "Chart"},
+         "delete-export-article": {"article": "article:2"}, "move-export-articles": {"entries": "article:2"},
+         "rename-export-article": {"entry": "article:2", "name": "The middle"},
+         "reparent-export-articles": {"entries": "#5", "article": "article:0"},
+         "set-hide-export-article-from-reader": {"entries": "article:0"},
+         "set-metadata-tag": {"key": "title", "value": "Seen from the south"},
          "delete-toc-style": {"style": "Book"}, "rename-toc-style": {"style": "Book", "newName": "Novel"},
          "update-toc-style": {"style": "Book"}}
 
