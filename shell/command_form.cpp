@@ -2,6 +2,7 @@
 #include "shell/command_form.h"
 
 #include "articles/article_reference.h"
+#include "articles/set_metadata_tag_command.h"
 #include "contents/toc_style_arguments.h"
 #include "frame/settings/symbol_reference.h"
 #include "index/topic_reference.h"
@@ -152,6 +153,9 @@ Commands::ArticlePlace ParseArticlePlace(std::string const& text, ValueContext c
     if (number < 0)
         throw ValueError("needs an entry that has a number, not " + Quote(text));
     return Commands::ArticlePlace(number);
+}
+Commands::MetadataValue ParseMetadataValue(std::string const& text, ValueContext const& context) {
+    return {ParseText(text, context)};
 }
 std::string FormatArticlePlace(Commands::ArticlePlace const&) { return "start"; }
 
@@ -314,6 +318,7 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<Commands::ArticleEntry, &ParseArticleEntry>("entry", "article:NUMBER, or #ID"),
         Kind<Commands::ArticleEntries, &ParseArticleEntries>("entries", "article:NUMBER and #ID with commas between"),
         Kind<Commands::ArticlePlace, &ParseArticlePlace, &FormatArticlePlace>("entry", "article:NUMBER, #ID, or start"),
+        Kind<Commands::MetadataValue, &ParseMetadataValue>("text", "as it is, or @FILE"),
         Kind<Commands::TocStyleReference, &ParseTocStyle>("contents style",
                                                           "the name of a style of tables of contents"),
         Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),

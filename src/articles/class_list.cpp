@@ -9,6 +9,7 @@
 #include "articles/set_export_article_include_untagged_command.h"
 #include "articles/set_hide_export_article_from_reader_command.h"
 #include "articles/set_mark_as_decoration_command.h"
+#include "articles/set_metadata_tag_command.h"
 
 namespace Commands {
 
@@ -23,6 +24,7 @@ std::vector<ListedClass> GetArticlesClasses() {
         Listed<SetExportArticleIncludeUntaggedCommand, DocumentCommand>("eaiu", 1, Coverage::No),
         Listed<SetHideExportArticleFromReaderCommand, DocumentCommand>("hdac", 1, Coverage::No),
         Listed<SetMarkAsDecorationCommand, SelectionCommandBase>("SMaD", 1, Coverage::Yes),
+        Listed<SetMetadataTagCommand, SelectionCommandBase>("SMtC", 1, Coverage::Yes),
     };
 }
 // clang-format on

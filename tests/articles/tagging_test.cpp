@@ -7,6 +7,7 @@
 #include "articles/set_export_article_include_untagged_command.h"
 #include "articles/set_hide_export_article_from_reader_command.h"
 #include "articles/set_mark_as_decoration_command.h"
+#include "articles/set_metadata_tag_command.h"
 #include "frame/contract/notifications.h"
 #include "tests/examples/scenes/reading_order_documents.h"
 #include "tests/support/documents.h"
@@ -182,6 +183,93 @@ TEST(Metadata, KeepsSeveralValuesOfAKeyInTheirOrder) {
     node->RemoveMetadataValuesForKey("none");
     EXPECT_EQ((Values{}), ValuesOf(*node, "alt"));
     EXPECT_EQ((Values{"t"}), ValuesOf(*node, "Title"));
+}
+
+class MetadataCommand : public Tagging {
+protected:
+    Kernel::Counted<SetMetadataTagCommand>
+    Set(char const* key, char const* value, std::vector<Kernel::Counted<Node>> const& nodes, bool allowEmpty = false) {
+        auto const command = MakeCounted<SetMetadataTagCommand>(key, value, SelectionOf(nodes));
+        command->SetAllowEmptyValue(allowEmpty);
+        document->Run(command);
+        return command;
+    }
+};
+
+TEST_F(MetadataCommand, TakesTheKeyAwayWithAnEmptyValue) {
+    order.single->AddMetadataValueForKey("title", "Old");
+    Set("title", "", {order.single});
+    EXPECT_TRUE(order.single->GetMetadataKeys().empty());
+    document->Undo();
+    EXPECT_EQ((Values{"Old"}), ValuesOf(*order.single, "title"));
+    document->Redo();
+    EXPECT_TRUE(order.single->GetMetadataKeys().empty());
+}
+
+TEST_F(MetadataCommand, KeepsTheKeyWithAnEmptyValueWhereThatIsAllowed) {
+    auto const command = Set("title", "", {order.single}, true);
+    EXPECT_EQ((Values{""}), ValuesOf(*order.single, "title"));
+    document->Undo();
+    document->Redo();
+    EXPECT_EQ((Values{""}), ValuesOf(*order.single, "title"));
+    // A clone does not have the permission.
+    document->Run(command->Clone());
+    EXPECT_TRUE(order.single->GetMetadataKeys().empty());
+}
+
+TEST_F(MetadataCommand, LeavesTheKeyAbsentInUndoWhereItWasAbsent) {
+    order.opening->AddMetadataValueForKey("title", "Old");
+    Set("title", "New", {order.single, order.opening});
+    EXPECT_EQ((Values{"New"}), ValuesOf(*order.single, "title"));
+    Reopen();
+    document->Undo();
+    auto const find = [&](Node const& node) { return document->GetDocument()->FindNode(node.GetId()); };
+    EXPECT_TRUE(find(*order.single)->GetMetadataKeys().empty());
+    EXPECT_EQ((Values{"Old"}), ValuesOf(*find(*order.opening), "title"));
+}
+
+TEST_F(MetadataCommand, MergesOnOneSelectionAndKeyOnly) {
+    Set("title", "One", {order.single});
+    Set("title", "Two", {order.single});
+    EXPECT_EQ(1u, document->GetHistory()->GetCount());
+    Set("author", "Three", {order.single});
+    EXPECT_EQ(2u, document->GetHistory()->GetCount());
+    Set("author", "Four", {order.opening});
+    EXPECT_EQ(3u, document->GetHistory()->GetCount());
+    document->GoTo(0);
+    EXPECT_TRUE(order.single->GetMetadataKeys().empty());
+    document->GoTo(1);
+    EXPECT_EQ((Values{"Two"}), ValuesOf(*order.single, "title"));
+}
+
+TEST_F(MetadataCommand, LosesAllButTheFirstOfSeveralValues) {
+    order.single->AddMetadataValueForKey("author", "One");
+    order.single->AddMetadataValueForKey("author", "Two");
+    Set("author", "New", {order.single});
+    EXPECT_EQ((Values{"New"}), ValuesOf(*order.single, "author"));
+    document->Undo();
+    EXPECT_EQ((Values{"One"}), ValuesOf(*order.single, "author"));
+}
+
+TEST_F(MetadataCommand, TellsOfMetadataNamesAndCaptions) {
+    auto const command = Set("title", "New", {order.single});
+    auto told = Support::NotificationsOf(*command);
+    ASSERT_EQ(2u, told.size());
+    EXPECT_TRUE(Support::As<MetadataChangedNotification>(told[0]));
+    EXPECT_TRUE(Support::As<DescriptionChangedNotification>(told[1]));
+    document->Undo();
+    auto const caption = MakeCounted<FrameTextNode>(Kernel::RectT<double>{0, 0, 50, 20});
+    order.single->InsertChild(NodeChildListType::Captions, caption, nullptr);
+    document->Redo();
+    told = Support::NotificationsOf(*command);
+    ASSERT_EQ(4u, told.size());
+    EXPECT_TRUE(Support::As<InvalidateDocumentNotification>(told[2]));
+    auto const changed = Support::As<StoryChangedNotification>(told[3]);
+    ASSERT_TRUE(changed);
+    EXPECT_EQ(1u, changed->GetSelection()->size());
+    caption->RemoveFromParent();
+    document->Undo();
+    EXPECT_EQ(2u, Support::NotificationsOf(*command).size());
 }
 
 // After a reload

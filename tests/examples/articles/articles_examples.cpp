@@ -7,6 +7,7 @@
 #include "articles/set_export_article_include_untagged_command.h"
 #include "articles/set_hide_export_article_from_reader_command.h"
 #include "articles/set_mark_as_decoration_command.h"
+#include "articles/set_metadata_tag_command.h"
 #include "tests/examples/command_example.h"
 #include "tests/examples/scenes/reading_order_documents.h"
 
@@ -165,6 +166,32 @@ static ExampleRegistration const s_decorationExample({
             order.single->SetMarkAsDecoration(true);
         },
     .make = [](auto&) { return Kernel::MakeCounted<SetMarkAsDecorationCommand>(true, nullptr); },
+});
+
+// One object has a value under the key, the text has none.
+static ExampleRegistration const s_metadataExample({
+    .className = "SetMetadataTagCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            auto const order = ExampleDocuments::ObjectsInReadingOrder(controller);
+            order.single->AddMetadataValueForKey("title", "Old");
+            order.single->AddMetadataValueForKey("author", "Somebody");
+        },
+    .make = [](auto&) { return Kernel::MakeCounted<SetMetadataTagCommand>("title", "New", nullptr); },
+});
+
+// Of several values only the first one comes back.
+static ExampleRegistration const s_metadataValuesExample({
+    .className = "SetMetadataTagCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            auto const order = ExampleDocuments::ObjectsInReadingOrder(controller);
+            order.single->AddMetadataValueForKey("author", "One");
+            order.single->AddMetadataValueForKey("author", "Two");
+        },
+    .make = [](auto&) { return Kernel::MakeCounted<SetMetadataTagCommand>("author", "", nullptr); },
+    .keptByContract = "the second value is lost",
+    .keptInDocument = true,
 });
 
 } // namespace Commands
