@@ -5,6 +5,8 @@
 #include "platform/document/page_numbers.h"
 #include "platform/document/story_visitor.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/composition.h"
+#include "platform/story/numberer.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -84,6 +86,8 @@ public:
             target.text = GetParagraphText(place);
         if (asksFor(CrossReferenceTargetType::Page, "{page}"))
             target.page = GetPage(place);
+        if (asksFor(CrossReferenceTargetType::Number, "{number}"))
+            target.number = GetNumber(place);
         return att.Format(glyph.GetTargetType(), target);
     }
 
@@ -92,6 +96,20 @@ private:
         auto const at = place.story->Find(place.index);
         auto const length = place.story->GetParagraph(at.paragraph)->GetLength();
         return place.story->GetString({at.paragraphBegin, at.paragraphBegin + length - 1});
+    }
+    // Without the full stop that parts it from the paragraph's text.
+    Kernel::String GetNumber(AnchorFinder::Place const& place) {
+        auto const styles = m_document.GetTextStyleSheet();
+        // Numbers need no frames.
+        auto& numbered = m_numbered[place.story.get()];
+        if (!numbered)
+            numbered =
+                Kernel::MakeCounted<Story::ComposedStory>(place.story, styles, std::vector<Story::FrameGeometry>());
+        auto const numberer = numbered->MakeNumberer({place.story, place.index});
+        auto number = numberer->Next(*styles->Resolve(place.story->GetParagraphAtts(place.index))).ToStdString();
+        if (number.ends_with('.'))
+            number.pop_back();
+        return {number};
     }
     Kernel::String GetPage(AnchorFinder::Place const& place) {
         auto const number = place.flow->FindNode(place.index);
@@ -110,6 +128,7 @@ private:
     AnchorFinder m_anchors;
     std::optional<PageNumbers> m_numbers;
     std::unordered_map<Node const*, Kernel::String> m_labels;
+    std::unordered_map<Story::Story const*, Kernel::Counted<Story::ComposedStory>> m_numbered;
 };
 
 // The new texts of the references of one story, and whether one differs.
