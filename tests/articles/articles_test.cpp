@@ -395,4 +395,29 @@ TEST_F(Articles, AreAsTheyWereAfterAStepThatFails) {
     EXPECT_GT(failures, 5);
 }
 
+// Groups in groups, each an article's member.
+TEST_F(Articles, HoldObjectsHoweverDeepTheyStand) {
+    constexpr int c_depth = 10'000;
+    document = DocumentController::CreateNew({600, 400}, Raster::FormatRGBA8, 1);
+    DocumentNode::Articles articles;
+    Kernel::Counted<GroupNode> inner;
+    for (int i = 0; i != c_depth; ++i) {
+        auto const group = MakeCounted<GroupNode>();
+        group->SetArticleIndex(i);
+        if (inner)
+            group->InsertChild(NodeChildListType::Plain, inner, nullptr);
+        inner = group;
+        articles[i] = MakeCounted<ExportArticle>();
+    }
+    document->GetCurrentSpread()->InsertChild(NodeChildListType::Plain, inner, nullptr);
+    document->GetDocument()->SetArticles(articles);
+    auto const before = document->GetHash(false);
+    Run<MoveExportArticlesCommand>(Collectors{Entry(c_depth - 1)}, -1);
+    EXPECT_EQ(0, inner->GetArticleIndex());
+    EXPECT_EQ(1u, Entry(0)->GetMembers().size());
+    document->Undo();
+    EXPECT_EQ(before, document->GetHash(false));
+    EXPECT_EQ(c_depth - 1, inner->GetArticleIndex());
+}
+
 } // namespace
