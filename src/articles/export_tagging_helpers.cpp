@@ -5,6 +5,7 @@
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <unordered_set>
 
@@ -127,9 +128,14 @@ void ExportTaggingHelpers::RenumberArticles(Controller controller, int first, in
 void ExportTaggingHelpers::RemapArticleNumbers(Controller controller, NumberMap map) {
     if (!controller)
         return;
+    // Numbers are mostly asked for in their order.
+    auto next = map.cbegin();
     auto const mapped = [&](int number) {
-        auto const found = map.find(number);
-        return found == map.end() ? number : found->second;
+        auto const found = next != map.cend() && next->first == number ? next : map.find(number);
+        if (found == map.cend())
+            return number;
+        next = std::next(found);
+        return found->second;
     };
     for (auto const& entry : controller->GetExportArticles()) {
         int const number = entry->GetArticleIndex(controller, true), wanted = mapped(number);

@@ -67,9 +67,13 @@ MoveExportArticlesCommand::KeepOldNumbers(Kernel::Counted<DocumentController> co
 void MoveExportArticlesCommand::CleanCollectors(Kernel::Counted<DocumentController> const& controller,
                                                 Collectors const& all) {
     std::unordered_map<ExportArticle const*, Kernel::Counted<ExportArticleCollector>> current;
-    for (auto const& entry : all) {
+    for (auto const& entry : m_collectors) {
         if (entry->GetArticle())
-            current.emplace(entry->GetArticle().get(), entry);
+            current.emplace(entry->GetArticle().get(), nullptr);
+    }
+    for (auto const& entry : all) {
+        if (auto const found = current.find(entry->GetArticle().get()); found != current.end() && !found->second)
+            found->second = entry;
     }
     std::set<int> seen;
     Collectors cleaned;
@@ -80,7 +84,7 @@ void MoveExportArticlesCommand::CleanCollectors(Kernel::Counted<DocumentControll
                 cleaned.push_back(entry);
             continue;
         }
-        if (auto const found = current.find(entry->GetArticle().get()); found != current.end())
+        if (auto const found = current.find(entry->GetArticle().get()); found->second)
             cleaned.push_back(found->second);
         seen.insert(article);
     }
@@ -98,7 +102,7 @@ void MoveExportArticlesCommand::MapNumbers(Kernel::Counted<DocumentController> c
         if (article == -1 || article - 1 == m_target)
             break;
         if (!moved.articles.contains(article))
-            m_articleMap[article] = next++;
+            m_articleMap.insert_or_assign(m_articleMap.end(), article, next++);
         if (sequence == -1) {
             sequenceCounts[article] = 0;
             continue;
@@ -114,7 +118,7 @@ void MoveExportArticlesCommand::MapNumbers(Kernel::Counted<DocumentController> c
         if (article == -1)
             break;
         if (!moved.articles.contains(article))
-            m_articleMap[article] = next++;
+            m_articleMap.insert_or_assign(m_articleMap.end(), article, next++);
     }
 }
 
