@@ -151,6 +151,14 @@ TEST(Endnotes, AnEarlierNoteMovesTheNumbersOfLaterOnes) {
     EXPECT_EQ(Lines(ComposeAll(story, {MakeFrame(400)}, after)), Lines(before));
 }
 
+TEST(Endnotes, OfOneParagraphCountOn) {
+    auto const story = MakeStory(U"head\none two");
+    for (std::uint32_t const place : {12u, 8u, 2u})
+        AddNote(story, place, U"n");
+    auto const composed = ComposeAll(story, {MakeFrame(400)});
+    EXPECT_EQ(Lines(composed), (Texts{U"he1ad", U"one2 two3", U"1\u2002n", U"2\u2002n", U"3\u2002n"}));
+}
+
 TEST(Endnotes, GoOnInOtherFramesAndOverflow) {
     auto const story = MakeStory(U"text");
     AddNote(story, 4, U"one\ntwo\nthree\nfour");
