@@ -100,7 +100,6 @@ void ComposedParagraph::Expand(ParagraphContext const& context, ComposedParagrap
         }
         auto const end = static_cast<std::uint32_t>(m_text.size());
         bool const isNoteMark = IsNoteGlyph(glyph);
-        m_hasNoteMarks |= isNoteMark;
         m_expansions.push_back({begin, end, made, IsFillerTextGlyph(glyph), isNoteMark});
         made += end - begin;
     }
@@ -177,20 +176,18 @@ void ComposedParagraph::Itemise(StyleSheet const& styles) {
     Itemiser itemiser(text, m_atts->Get(ParagraphAtt::Enum::Direction));
     m_isRightToLeft = itemiser.IsRightToLeft();
     std::uint32_t begin = 0;
+    auto mark = m_expansions.begin();
     for (auto const& run : m_source->GetRuns()) {
         std::uint32_t const end =
             run.end == m_source->GetLength() ? static_cast<std::uint32_t>(text.size()) : ToComposed(run.end);
         auto const resolved = styles.Resolve(run.atts, m_source->GetAtts());
         auto const look = TextLook::Get(resolved);
-        if (m_hasNoteMarks) {
-            auto const raised = TextLook::Get(MakeNoteMarkAtts(resolved));
-            for (auto const& mark : m_expansions) {
-                if (!mark.isNoteMark || mark.begin < begin || mark.end > end || mark.begin == mark.end)
-                    continue;
-                itemiser.Itemise(begin, mark.begin, look, m_runs, m_flags);
-                itemiser.Itemise(mark.begin, mark.end, raised, m_runs, m_flags);
-                begin = mark.end;
-            }
+        for (; mark != m_expansions.end() && mark->end <= end; ++mark) {
+            if (!mark->isNoteMark || mark->begin == mark->end)
+                continue;
+            itemiser.Itemise(begin, mark->begin, look, m_runs, m_flags);
+            itemiser.Itemise(mark->begin, mark->end, TextLook::Get(MakeNoteMarkAtts(resolved)), m_runs, m_flags);
+            begin = mark->end;
         }
         itemiser.Itemise(begin, end, look, m_runs, m_flags);
         begin = end;

@@ -169,7 +169,6 @@ private:
     double m_lengthScale = 1;
     std::uint32_t m_numberLength = 0;
     std::uint32_t m_notesBefore = 0;
-    bool m_hasNoteMarks = false;
     ExpansionReach m_reach = ExpansionReach::Glyph;
     bool m_isRightToLeft = false;
     bool m_hasTabs = false;

@@ -238,4 +238,22 @@ TEST(Endnotes, RandomEditsGiveWhatComposingAfreshGives) {
     }
 }
 
+// Time that grew with the square of their number would be minutes.
+TEST(Endnotes, AHundredThousandOfOneParagraphAreComposed) {
+    auto const story = MakeCounted<Story::Story>();
+    auto italic = MakeCounted<GlyphAtts>();
+    italic->Set(GlyphAtt::Enum::Italic, 1);
+    GlyphSink sink(story);
+    auto const text = MakeStory(U"n");
+    for (int i = 0; i != 100'000; ++i) {
+        sink.SetGlyphAtts(i % 2 == 0 ? GlyphAttsRef(italic) : GlyphAtts::GetDefault());
+        sink.Add(U"x ");
+        sink.Add(MakeShownNote(text));
+    }
+    sink.Flush();
+    auto const composed = ComposeAll(story, {MakeFrame(400, 100)});
+    EXPECT_TRUE(Lines(composed).front().starts_with(U"x 1x 2x 3"));
+    EXPECT_TRUE(composed->HasOverflow());
+}
+
 } // namespace
