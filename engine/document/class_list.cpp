@@ -10,6 +10,7 @@
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/export_article.h"
+#include "platform/document/epub_cover_info.h"
 #include "platform/document/index_commands.h"
 #include "platform/document/line_commands.h"
 #include "platform/document/mask_node.h"
@@ -18,12 +19,15 @@
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/document/selection_commands.h"
+#include "platform/document/slice_page.h"
 #include "platform/document/text_commands.h"
 #include "platform/document/text_nodes.h"
 #include "platform/document/text_style_command.h"
 #include "platform/document/transform_command.h"
 #include "platform/document/update_cross_references_command.h"
 #include "platform/document/update_index_command.h"
+#include "platform/epub/accessibility_metadata.h"
+#include "platform/epub/css_file.h"
 #include "platform/kernel/field_list.h"
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
@@ -98,6 +102,10 @@ Properties History::GetTypeClassProperties()               { return Register<His
 Properties HistoryEntry::GetTypeClassProperties()          { return Register<HistoryEntry>("HisE"); }
 Properties DocumentDefaults::GetTypeClassProperties()      { return Register<DocumentDefaults>("DcDf"); }
 Properties PageManagementOptions::GetTypeClassProperties() { return Register<PageManagementOptions>("PgMO"); }
+Properties SlicePage::GetTypeClassProperties()             { return Register<SlicePage>("SlcP"); }
+Properties EPubCoverInfo::GetTypeClassProperties()         { return Register<EPubCoverInfo>("EPCv"); }
+Properties EPub::CSSFile::GetTypeClassProperties()         { return Register<EPub::CSSFile>("CSSF"); }
+Properties EPub::AccessibilityMetadata::GetTypeClassProperties() { return Register<EPub::AccessibilityMetadata>("AcMd"); }
 Properties DocumentSettings::GetTypeClassProperties()      { return Register<DocumentSettings>("DcSe"); }
 Properties Selection::GetTypeClassProperties()             { return Register<Selection>("Sele"); }
 Properties SelectionItem::GetTypeClassProperties()         { return Register<SelectionItem>("SelI"); }

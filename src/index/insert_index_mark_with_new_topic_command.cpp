@@ -57,28 +57,23 @@ Kernel::String InsertIndexMarkWithNewTopicCommand::SuggestIndexTopic(Kernel::Cou
                                                                      Kernel::Counted<Selection const>& selection) {
     constexpr std::uint32_t c_longText = 80;
     auto const controller = tool ? tool->GetSafeDocumentController() : Kernel::Counted<DocumentController>();
-    auto const selected = controller ? controller->GetCurrentSelection() : Kernel::Counted<Selection const>();
-    if (!selected)
+    auto const selected = controller ? controller->GetUnrestrictedSelection() : Kernel::Counted<Selection const>();
+    auto const found =
+        selected ? selected->GetFirstSelectionItemOfType<StoryInterface>() : Kernel::Counted<SelectionItem const>();
+    auto const text = found ? found->MakeStorySelection(true) : Story::Selection();
+    if (!text.IsSet())
         return {};
-    for (auto const& item : *selected) {
-        auto const& selectable = item->GetSelectable();
-        if (Kernel::CastPointer<StoryInterface const>(selectable.get()) == nullptr)
-            continue;
-        auto const text = item->MakeStorySelection(true);
-        if (!text.IsSet())
-            return {};
-        auto const size = text.GetSize();
-        bool const isShort = size >= 1 && size < c_longText;
-        auto const suggested = isShort ? text.GetMaxRange() : FindSuggestedWord(text.GetMaxBegin());
-        auto const begin = text.GetMaxBegin().GetIndex();
-        Kernel::Counted<SubSelectable const> const place = Kernel::MakeCounted<TextSelection>(
-            isShort ? Story::StoryRange{begin, begin} : Story::StoryRange(suggested));
-        MutableSelection made;
-        made.AddItem(Kernel::MakeCounted<SubSelectionItem>(selectable, place), false);
-        selection = made.CloneImmutable();
-        return suggested.GetString(Story::IoFormat::c_oneLine | Story::IoFormat::c_plain, -1);
-    }
-    return {};
+    auto const size = text.GetSize();
+    bool const isShort = size >= 1 && size < c_longText;
+    auto const suggested = isShort ? text.GetMaxRange() : FindSuggestedWord(text.GetMaxBegin());
+    auto const begin = text.GetMaxBegin().GetIndex();
+    auto const item = found->CloneMutable();
+    item->SetSubSelection(
+        Kernel::MakeCounted<TextSelection>(isShort ? Story::StoryRange{begin, begin} : Story::StoryRange(suggested)));
+    MutableSelection made;
+    made.AppendMutableSelectionItem(item);
+    selection = made.CloneImmutable();
+    return suggested.GetString(Story::IoFormat::c_oneLine | Story::IoFormat::c_plain, -1);
 }
 
 InsertIndexMarkWithNewTopicCommand::InsertIndexMarkWithNewTopicCommand(

@@ -2,6 +2,7 @@
 #include "platform/document/document_settings.h"
 
 #include "platform/document/edit_journal.h"
+#include "platform/epub/accessibility_metadata.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
 
@@ -91,6 +92,9 @@ bool PageManagementOptions::Load(Kernel::InSerialiser const& in, Kernel::FileSto
     return true;
 }
 
+DocumentSettings::DocumentSettings() = default;
+DocumentSettings::~DocumentSettings() = default;
+
 Kernel::Counted<Kernel::Serialisable> DocumentSettings::CreateObject() {
     return Kernel::MakeCounted<DocumentSettings>();
 }
@@ -101,6 +105,8 @@ void DocumentSettings::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "ScFl", scaleOverrideFlags);
     Kernel::SaveValue(out, "PgMO", pageManagement);
     Kernel::SaveValue(out, "Prof", pressureProfiles);
+    if (accessibility)
+        Kernel::SaveValue(out, "Accs", accessibility);
 }
 
 bool DocumentSettings::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
@@ -109,6 +115,7 @@ bool DocumentSettings::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, 
     Kernel::LoadValue(in, "ScFl", scaleOverrideFlags);
     Kernel::LoadValue(in, "PgMO", pageManagement);
     Kernel::LoadValue(in, "Prof", pressureProfiles);
+    Kernel::LoadValue(in, "Accs", accessibility);
     if (!pageManagement)
         throw Kernel::DamagedDataException("the settings are damaged: the page options are missing");
     for (auto const& profile : pressureProfiles) {

@@ -7,6 +7,7 @@
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 
@@ -177,6 +178,11 @@ Kernel::Counted<ArtboardInterface> SpreadNode::GetArtboardAtIndex(int index) con
     if (index < 0 || static_cast<std::size_t>(index) >= artboards.size())
         return {};
     return artboards[static_cast<std::size_t>(index)];
+}
+
+bool DocumentController::HasArtboards() const {
+    return std::ranges::any_of(m_document->GetSpreads(),
+                               [](auto const& spread) { return !GetArtboards(*spread).empty(); });
 }
 
 int DocumentController::GetArtboardCount() const {

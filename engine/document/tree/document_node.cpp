@@ -5,6 +5,8 @@
 #include "engine/document/tree/stored_profiles.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/export_article.h"
+#include "platform/document/epub_cover_info.h"
+#include "platform/epub/css_file.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/in_serialiser.h"
@@ -156,6 +158,10 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
     m_index->Save(out);
     if (!m_articles.empty())
         Kernel::SaveValue(out, "ExAr", m_articles);
+    if (!m_cssFiles.empty())
+        Kernel::SaveValue(out, "CSSF", m_cssFiles);
+    if (m_ePubCover)
+        Kernel::SaveValue(out, "EPCv", m_ePubCover);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -176,6 +182,9 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
     Articles articles;
     Kernel::LoadValue(in, "ExAr", articles);
     PutArticles(std::move(articles));
+    Kernel::LoadValue(in, "CSSF", m_cssFiles);
+    std::erase(m_cssFiles, nullptr);
+    Kernel::LoadValue(in, "EPCv", m_ePubCover);
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

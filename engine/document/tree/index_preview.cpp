@@ -2,8 +2,10 @@
 #include "platform/document/index_preview.h"
 
 #include "engine/document/tree/layout_epoch.h"
+#include "platform/document/epub_cover_info.h"
 #include "platform/document/page_numbers.h"
 #include "platform/document/story_visitor.h"
+#include "platform/epub/css_file.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>

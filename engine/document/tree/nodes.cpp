@@ -395,34 +395,3 @@ bool PageNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, un
     Kernel::LoadValue(in, "PBox", m_box);
     return Node::Load(in, files, version);
 }
-
-Kernel::RectT<double> SpreadNode::GetBaseBox(bool) const { return m_box; }
-
-void SpreadNode::SetBaseBox(Kernel::RectT<double> box) {
-    if (m_box == box)
-        return;
-    EditJournal::NoteValue(*this, m_box);
-    m_box = box;
-    MarkChanged();
-    LayoutEpoch::Advance();
-}
-
-void SpreadNode::AddPage(Kernel::Counted<PageNode> page) {
-    InsertChild(NodeChildListType::Pages, std::move(page), nullptr);
-}
-
-void SpreadNode::CopyMembersFrom(Node const& other) {
-    Node::CopyMembersFrom(other);
-    if (auto const* peer = Kernel::CastPointer<SpreadNode const>(&other))
-        m_box = peer->m_box;
-}
-
-void SpreadNode::Save(Kernel::OutSerialiser& out) const {
-    Kernel::SaveValue(out, "SBox", m_box);
-    Node::Save(out);
-}
-
-bool SpreadNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
-    Kernel::LoadValue(in, "SBox", m_box);
-    return Node::Load(in, files, version);
-}

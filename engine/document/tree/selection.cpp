@@ -118,6 +118,12 @@ bool SelectionItem::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, uns
     return true;
 }
 
+Kernel::Counted<SubSelectionItem> SelectionItem::CloneMutable() const {
+    auto const* part = Kernel::CastPointer<SubSelectionItem const>(this);
+    return Kernel::MakeCounted<SubSelectionItem>(m_selectable, part == nullptr ? Kernel::Counted<SubSelectable const>()
+                                                                               : part->GetSubSelection());
+}
+
 Story::Selection SelectionItem::MakeStorySelection(bool wholeObjects) const {
     auto const* const text = wholeObjects ? Kernel::CastPointer<TextNode const>(m_selectable.get()) : nullptr;
     if (text == nullptr)
@@ -246,6 +252,11 @@ void MutableSelection::AddItem(Kernel::Counted<SelectionItem const> item, bool f
         item->IsWholeObject())
         return;
     m_items.insert(front ? m_items.begin() : m_items.end(), std::move(item));
+}
+
+void MutableSelection::AppendMutableSelectionItem(Kernel::Counted<SubSelectionItem> item) {
+    if (item)
+        AddItem(Kernel::Counted<SelectionItem const>(item.get()), false);
 }
 
 Kernel::Counted<Selection const> MutableSelection::CloneImmutable() const {

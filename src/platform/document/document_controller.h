@@ -55,9 +55,15 @@ public:
     Kernel::JailCounted<DocumentNode> const& GetDocument() const { return m_document; }
     Kernel::JailCounted<SpreadNode> GetCurrentSpread() const;
     void SetCurrentSpread(Kernel::JailCounted<SpreadNode> spread);
+    // Whether any spread has an enabled artboard.
+    bool HasArtboards() const;
     // Of the enabled artboards of the current spread.
     int GetArtboardCount() const;
     Kernel::Counted<Selection const> GetCurrentSelection() const { return m_selection; }
+    // All that is selected, also where a tool keeps its user to a part of it; the same wherever no tool does.
+    Kernel::Counted<Selection const> GetUnrestrictedSelection() const { return m_selection; }
+    // The styles of the document's texts; never null.
+    Kernel::Counted<Story::StyleSheet const> GetTextStyleSheet() const { return m_document->GetTextStyleSheet(); }
     // Pixel format and colour profiles of the document.
     Raster::Format GetFormat() const { return m_document->GetFormat(); }
     Raster::ICCProfileSet GetProfiles() const { return m_document->GetProfiles(); }
@@ -101,6 +107,9 @@ public:
     // Removes the first profile that is this object, or else equals it.
     void RemovePressureProfile(Kernel::Counted<Geometry::CurveDbl> profile);
     std::vector<Kernel::Counted<Geometry::CurveDbl>> const& GetPressureProfiles() const;
+    // How the document's publications may be read; null: nothing was said. See platform/epub/accessibility_metadata.h.
+    Kernel::Counted<EPub::AccessibilityMetadata const> GetAccessibilityMetadata() const;
+    void SetAccessibilityMetadata(Kernel::Counted<EPub::AccessibilityMetadata const> metadata);
 
     // Symbols, in the document's order.
     int GetSymbolCount() const;

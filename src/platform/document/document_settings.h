@@ -6,6 +6,10 @@
 #include "platform/renderer/line_style.h"
 #include "platform/story/attributes.h"
 
+namespace EPub {
+class AccessibilityMetadata;
+}
+
 // How masters are carried over when pages move.
 enum class MasterMigrationStrategy : std::uint32_t { Keep = 0, Adapt = 1, Drop = 2 };
 
@@ -66,6 +70,11 @@ public:
     int scaleOverrideFlags = 0;
     Kernel::Counted<PageManagementOptions> pageManagement = Kernel::MakeCounted<PageManagementOptions>();
     std::vector<Kernel::Counted<Geometry::CurveDbl>> pressureProfiles;
+    // Null: none was set.
+    Kernel::Counted<EPub::AccessibilityMetadata const> accessibility;
+
+    DocumentSettings();
+    ~DocumentSettings() override;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();

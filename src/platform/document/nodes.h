@@ -267,12 +267,18 @@ private:
 };
 
 class ArtboardInterface;
+class EPubCoverInfo;
+class SlicePage;
+namespace EPub {
+class CSSFile;
+}
 
 // A spread: pages side by side, in list Pages, and what is drawn on them, in list Plain. Its space is the domain.
 class REDRAFT_ENGINE SpreadNode final : public Node, public BaseBoxInterface {
 public:
-    SpreadNode() = default;
-    explicit SpreadNode(Kernel::RectT<double> box) : m_box(box) {}
+    SpreadNode();
+    explicit SpreadNode(Kernel::RectT<double> box);
+    ~SpreadNode() override;
     Kernel::RectT<double> GetBaseBox(bool includeBleed) const override;
     void SetBaseBox(Kernel::RectT<double> box);
     void AddPage(Kernel::Counted<PageNode> page);
@@ -283,6 +289,10 @@ public:
     int GetFirstPageIndex() const;
     // The enabled artboards among the plain children, in their order; empty beyond their number.
     Kernel::Counted<ArtboardInterface> GetArtboardAtIndex(int index) const;
+    // The slice that is the whole spread; see platform/document/slice_page.h. A new spread has one.
+    Kernel::Counted<SlicePage> const& GetSlicePage() const { return m_slicePage; }
+    // Null for none. A slice belongs to one spread.
+    void SetSlicePage(Kernel::Counted<SlicePage> slice);
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();
@@ -294,7 +304,10 @@ protected:
     void CopyMembersFrom(Node const& other) override;
 
 private:
+    void Own(Kernel::Counted<SlicePage> slice);
+
     Kernel::RectT<double> m_box;
+    Kernel::Counted<SlicePage> m_slicePage;
 };
 
 // The root of a symbol: what its instances show. Symbols stand in list Symbols of the document node.
@@ -368,6 +381,17 @@ public:
     void SetArticle(int number, Kernel::Counted<ExportArticle> article);
     // Numbers without an article are left out.
     void SetArticles(Articles const& articles);
+    // The style sheets of the document's e-books, in their order; see platform/epub/css_file.h.
+    std::vector<Kernel::Counted<EPub::CSSFile const>> const& GetCssFiles() const { return m_cssFiles; }
+    // In front of the file that stands at `index`; -1, or any number beyond the list: behind all.
+    void AddCssFile(Kernel::Counted<EPub::CSSFile const> file, int index);
+    // The first entry that is this object, if there is one.
+    void RemoveCssFile(Kernel::Counted<EPub::CSSFile const> const& file);
+    // Throws Kernel::Exception where there is no such entry.
+    void RemoveCssFile(int index);
+    // Null: no cover was set.
+    Kernel::Counted<EPubCoverInfo const> const& GetEPubCoverInfo() const { return m_ePubCover; }
+    void SetEPubCoverInfo(Kernel::Counted<EPubCoverInfo const> info);
 
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
@@ -404,5 +428,7 @@ private:
     struct IndexMarkCache;
     std::unique_ptr<Story::Index> m_index;
     std::unique_ptr<IndexMarkCache> m_indexMarks;
+    std::vector<Kernel::Counted<EPub::CSSFile const>> m_cssFiles;
+    Kernel::Counted<EPubCoverInfo const> m_ePubCover;
     NodeId m_nextId = 1;
 };

@@ -10,6 +10,7 @@
 
 class Node;
 class SubSelectable;
+class SubSelectionItem;
 
 namespace Story {
 class Selection;
@@ -26,6 +27,8 @@ public:
     // The part of a text that is selected; not set for anything else. A text that is selected as an object counts with
     // all that its user can edit, where `wholeObjects` says so.
     virtual Story::Selection MakeStorySelection(bool wholeObjects) const;
+    // A copy whose part can be set.
+    Kernel::Counted<SubSelectionItem> CloneMutable() const;
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<SelectionItem>(); }
     static Kernel::ClassProperties const* GetTypeClassProperties();
@@ -85,6 +88,15 @@ public:
     bool ContainsItem(Kernel::NonCounted<Selectable const> selectable) const { return Contains(selectable); }
     // The part of a text that is selected, of the first item that selects any; not set when there is none.
     Story::Selection MakeFirstStorySelection(bool wholeObjects) const;
+    // The first item whose object is a T; empty when there is none.
+    template <class T>
+    Kernel::Counted<SelectionItem const> GetFirstSelectionItemOfType() const {
+        for (auto const& item : m_items) {
+            if (dynamic_cast<T const*>(item->GetSelectable().get()) != nullptr)
+                return item;
+        }
+        return {};
+    }
     // The same objects in the same order.
     bool IsEqualTo(Selection const& other) const;
 
@@ -114,6 +126,8 @@ public:
     // With `front` the object goes to the beginning.
     void AddSelectable(Kernel::JailCounted<Selectable> selectable, bool front);
     void AddItem(Kernel::Counted<SelectionItem const> item, bool front);
+    // Behind the others. The selections that are made of this one share the item, which is not to be changed any more.
+    void AppendMutableSelectionItem(Kernel::Counted<SubSelectionItem> item);
     bool empty() const { return m_items.empty(); }
     Kernel::Counted<Selection const> CloneImmutable() const;
     // The same in tree order.

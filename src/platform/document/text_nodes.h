@@ -298,6 +298,8 @@ public:
     SubSelectionItem(Kernel::Counted<Selectable> selectable, Kernel::Counted<SubSelectable const> part)
         : SelectionItem(std::move(selectable)), m_part(std::move(part)) {}
     Kernel::Counted<SubSelectable const> const& GetSubSelection() const { return m_part; }
+    // Only of an item that is in no selection yet.
+    void SetSubSelection(Kernel::Counted<SubSelectable const> part) { m_part = std::move(part); }
     bool IsWholeObject() const override { return !m_part; }
     Story::Selection MakeStorySelection(bool wholeObjects) const override;
 
