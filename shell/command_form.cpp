@@ -12,6 +12,7 @@
 #include "platform/kernel/edge_offsets.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/raster/filter_plugin.h"
+#include "publishing/epub_cover_argument.h"
 #include "shell/articles.h"
 #include "shell/failure.h"
 #include "shell/input_files.h"
@@ -65,6 +66,12 @@ Bitmap ParseBitmap(std::string const& path, ValueContext const&) {
         return receiver.Finish();
     });
 }
+
+Commands::OptionalPicture ParseOptionalPicture(std::string const& path, ValueContext const& context) {
+    return path == "none" ? Bitmap() : ParseBitmap(path, context);
+}
+
+std::string FormatOptionalPicture(Commands::OptionalPicture const&) { return "none"; }
 
 Plugin ParsePlugin(std::string const& name, ValueContext const&) {
     auto const colon = name.find(':');
@@ -216,6 +223,20 @@ std::string FormatNumbers(std::vector<double> const& numbers) {
     return text;
 }
 
+std::vector<Kernel::String> ParseTexts(std::string const& text, ValueContext const&) {
+    std::vector<Kernel::String> texts;
+    for (auto const& term : SplitTerms(text))
+        texts.emplace_back(term);
+    return texts;
+}
+
+std::string FormatTexts(std::vector<Kernel::String> const& texts) {
+    std::string text;
+    for (auto const& term : texts)
+        text += (text.empty() ? "" : ",") + term.ToStdString();
+    return text;
+}
+
 int ParseInt(std::string const& text, ValueContext const&) {
     return static_cast<int>(ParseInteger(text, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
@@ -293,6 +314,7 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<double, c_parseNumber, &FormatNumber>("number"),
         Kind<std::vector<double>, &ParseNumbers, &FormatNumbers>("numbers", "numbers with commas between"),
         Kind<Kernel::String, &ParseText, c_formatText>("text", "as it is, or @FILE"),
+        Kind<std::vector<Kernel::String>, &ParseTexts, &FormatTexts>("texts", "texts with commas between"),
         Kind<Kernel::PointT<double>, &ParsePoint>("point", "x,y"),
         Kind<Kernel::RectT<double>, &ParseRectangle>("rectangle", "left,top,right,bottom"),
         Kind<Raster::AffineTransform::Params, &ParseTransform>("transform", "a,b,tx,c,d,ty"),
@@ -307,6 +329,8 @@ std::vector<ValueKind> const& GetKinds() {
         OptionalKind<Kernel::PointT<double>, &ParseRatio>("ratio", "DRAWN:REAL, as 1:50"),
         Kind<Curve, &ParseCurve>("path", "SVG path data of one contour, or @FILE"),
         Kind<Bitmap, &ParseBitmap>("picture", "a PNG, JPEG or TIFF file"),
+        Kind<Commands::OptionalPicture, &ParseOptionalPicture, &FormatOptionalPicture>(
+            "picture or none", "a PNG, JPEG or TIFF file, or none"),
         Kind<Plugin, &ParsePlugin>("plug-in", "the name of an installed filter, or NAME:PARAMETER=VALUE,..."),
         Kind<SymbolReference, &ParseSymbol>("symbol", "#ID or name:TEXT"),
         Kind<Commands::AnchorReference, &ParseAnchor, &FormatAnchor>("anchor", "an anchor's name or identity, or none"),

@@ -11,6 +11,7 @@
 #include "platform/document/document_controller.h"
 #include "platform/document/export_article.h"
 #include "platform/document/epub_cover_info.h"
+#include "platform/document/exportable_commands.h"
 #include "platform/document/index_commands.h"
 #include "platform/document/line_commands.h"
 #include "platform/document/mask_node.h"
@@ -102,6 +103,8 @@ Properties History::GetTypeClassProperties()               { return Register<His
 Properties HistoryEntry::GetTypeClassProperties()          { return Register<HistoryEntry>("HisE"); }
 Properties DocumentDefaults::GetTypeClassProperties()      { return Register<DocumentDefaults>("DcDf"); }
 Properties PageManagementOptions::GetTypeClassProperties() { return Register<PageManagementOptions>("PgMO"); }
+Properties SetExportableFilenameCommand::GetTypeClassProperties() { return Register<SetExportableFilenameCommand>("SEFN", DocumentCommand::GetTypeClassProperties()); }
+Properties SetExportableIncludeCommand::GetTypeClassProperties() { return Register<SetExportableIncludeCommand>("SEIn", DocumentCommand::GetTypeClassProperties()); }
 Properties SlicePage::GetTypeClassProperties()             { return Register<SlicePage>("SlcP"); }
 Properties EPubCoverInfo::GetTypeClassProperties()         { return Register<EPubCoverInfo>("EPCv"); }
 Properties EPub::CSSFile::GetTypeClassProperties()         { return Register<EPub::CSSFile>("CSSF"); }

@@ -7,6 +7,7 @@
 #include "platform/story/note.h"
 #include "platform/story/numberer.h"
 #include "tests/examples/scenes/example_documents.h"
+#include "tests/examples/scenes/publication_documents.h"
 #include "tests/examples/scenes/raster_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
 #include "tests/examples/scenes/text_documents.h"
@@ -124,6 +125,7 @@ Kernel::Counted<DocumentController> MakeFullDocument() {
     profile->LineTo({1, 1});
     controller->AddPressureProfile(profile);
     controller->SetChannelMask(3);
+    ExampleDocuments::Publication(*controller);
     auto const text = ExampleDocuments::MakeTextFrame({0, 0, 100, 20}, "selected");
     AddNote(*text);
     ExampleDocuments::Append(*controller->GetCurrentSpread(), text);

@@ -416,8 +416,11 @@ private:
         RequireFor<ScaleOverrideSettingsChangedNotification>(
             before.scaleFlags != after.scaleFlags || before.scaleEnabled != after.scaleEnabled, "scale override");
         if (before.anchorsToSpine != after.anchorsToSpine || before.migration != after.migration ||
-            before.pressureProfiles != after.pressureProfiles)
+            before.pressureProfiles != after.pressureProfiles || before.accessibility != after.accessibility)
             Miss(Untold::Setting, "a setting changed untold");
+        RequireFor<CSSFilesChangedNotification>(before.cssFiles != after.cssFiles, "the style sheets of e-books");
+        RequireFor<Notifications::EPubCoverInfoChangedNotification>(before.cover != after.cover, "the cover");
+        RequireFor<ExportablesChangedNotification>(before.slices != after.slices, "the export of a slice");
         JudgeViewPoints();
     }
 
@@ -466,7 +469,14 @@ ShownDocument::ShownDocument(DocumentController& controller)
       scaleEnabled(controller.GetScaleOverrideEnabled()),
       anchorsToSpine(controller.GetPageManagementOptions()->GetShouldAnchorToSpine()),
       migration(controller.GetPageManagementOptions()->GetMasterMigrationStrategy()),
-      pressureProfiles(controller.GetPressureProfiles()) {
+      pressureProfiles(controller.GetPressureProfiles()),
+      cssFiles(controller.GetDocument()->GetCssFiles()),
+      cover(controller.GetDocument()->GetEPubCoverInfo()),
+      accessibility(controller.GetAccessibilityMetadata()) {
+    for (auto const& spread : controller.GetDocument()->GetSpreads()) {
+        if (auto const& slice = spread->GetSlicePage())
+            slices.emplace_back(slice->GetExportFilename(), slice->IsIncludedInExport());
+    }
     auto const& fields = controller.GetDocument()->GetCustomFieldSource();
     for (auto const& guid : fields.GetGuids())
         fieldNames[guid] = fields.GetFieldName(guid);

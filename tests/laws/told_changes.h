@@ -2,6 +2,10 @@
 #pragma once
 
 #include "platform/document/document_controller.h"
+#include "platform/document/epub_cover_info.h"
+#include "platform/document/slice_page.h"
+#include "platform/epub/accessibility_metadata.h"
+#include "platform/epub/css_file.h"
 #include "tests/examples/command_example.h"
 
 #include <map>
@@ -64,6 +68,11 @@ public:
     bool anchorsToSpine = false;
     MasterMigrationStrategy migration{};
     std::vector<Kernel::Counted<Geometry::CurveDbl>> pressureProfiles;
+    std::vector<Kernel::Counted<EPub::CSSFile const>> cssFiles;
+    Kernel::Counted<EPubCoverInfo const> cover;
+    Kernel::Counted<EPub::AccessibilityMetadata const> accessibility;
+    // Of each spread: its slice's file name, and whether it is exported.
+    std::vector<std::pair<Kernel::String, bool>> slices;
 };
 
 struct Complaint {

@@ -14,11 +14,15 @@ struct ListedClass {
     std::function<std::shared_ptr<void>()> registerClass;
 };
 
-// Tag, version and registered base are the stored format's key: once they are released, a line is never changed.
+// Tag, version and registered base are the stored format's key: once they are released, a line is never changed. Base
+// is void for a class that is registered without one.
 template <class T, class Base>
 ListedClass Listed(Kernel::ClassUID tag, unsigned short version, Coverage coverage) {
     return {Kernel::TypeName<T>(), [=]() -> std::shared_ptr<void> {
-                return std::make_shared<RegisteredClass<T>>(tag, version, Base::GetTypeClassProperties(), coverage);
+                Kernel::ClassProperties const* base = nullptr;
+                if constexpr (!std::is_void_v<Base>)
+                    base = Base::GetTypeClassProperties();
+                return std::make_shared<RegisteredClass<T>>(tag, version, base, coverage);
             }};
 }
 

@@ -119,6 +119,12 @@ private:
     Kernel::Counted<Selection const> m_selection;
 };
 
+// What is exported of a document, or to which files.
+class REDRAFT_ENGINE ExportablesChangedNotification final : public DocumentNotification {
+public:
+    using DocumentNotification::DocumentNotification;
+};
+
 // Asks the front end to show a panel.
 class REDRAFT_ENGINE ShowPanelNotification : public DocumentNotification {
 public:

@@ -22,12 +22,16 @@ public:
     void Save(OutSerialiser& out) const override {
         if constexpr (FieldAccess::HasOwnFields<T, Base>())
             SaveFields(static_cast<T const&>(*this), out);
-        Base::Save(out);
+        if constexpr (!std::is_same_v<Base, Serialisable>)
+            Base::Save(out);
     }
     bool Load(InSerialiser const& in, FileStore& files, unsigned short version) override {
         if constexpr (FieldAccess::HasOwnFields<T, Base>())
             LoadFields(static_cast<T&>(*this), in);
-        return Base::Load(in, files, version);
+        if constexpr (std::is_same_v<Base, Serialisable>)
+            return true;
+        else
+            return Base::Load(in, files, version);
     }
 };
 
