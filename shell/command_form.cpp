@@ -68,7 +68,7 @@ Bitmap ParseBitmap(std::string const& path, ValueContext const&) {
 }
 
 Commands::OptionalPicture ParseOptionalPicture(std::string const& path, ValueContext const& context) {
-    return path == "none" ? Bitmap() : ParseBitmap(path, context);
+    return {path == "none" ? Bitmap() : ParseBitmap(path, context)};
 }
 
 std::string FormatOptionalPicture(Commands::OptionalPicture const&) { return "none"; }

@@ -79,8 +79,10 @@ void AssistantExportSetupCommand::MarkSpreads(bool setUp) {
 }
 
 void AssistantExportSetupCommand::Notify(Kernel::NotificationList& notifications) {
-    if (m_changed && m_innerCommand)
-        m_innerCommand->Notify(notifications);
+    if (!m_changed || !m_innerCommand)
+        return;
+    m_innerCommand->SetPreview(IsPreview());
+    m_innerCommand->Notify(notifications);
 }
 
 // Steps of the first form name no spreads.
