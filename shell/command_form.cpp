@@ -223,7 +223,10 @@ std::string FormatNumbers(std::vector<double> const& numbers) {
     return text;
 }
 
+// A text with a comma in it needs the form of an array.
 std::vector<Kernel::String> ParseTexts(std::string const& text, ValueContext const&) {
+    if (text.starts_with('['))
+        return ParseJsonTexts(text);
     std::vector<Kernel::String> texts;
     for (auto const& term : SplitTerms(text))
         texts.emplace_back(term);
@@ -314,7 +317,8 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<double, c_parseNumber, &FormatNumber>("number"),
         Kind<std::vector<double>, &ParseNumbers, &FormatNumbers>("numbers", "numbers with commas between"),
         Kind<Kernel::String, &ParseText, c_formatText>("text", "as it is, or @FILE"),
-        Kind<std::vector<Kernel::String>, &ParseTexts, &FormatTexts>("texts", "texts with commas between"),
+        Kind<std::vector<Kernel::String>, &ParseTexts, &FormatTexts>(
+            "texts", "texts with commas between, or a JSON array of them"),
         Kind<Kernel::PointT<double>, &ParsePoint>("point", "x,y"),
         Kind<Kernel::RectT<double>, &ParseRectangle>("rectangle", "left,top,right,bottom"),
         Kind<Raster::AffineTransform::Params, &ParseTransform>("transform", "a,b,tx,c,d,ty"),

@@ -33,6 +33,8 @@ std::string GetNotation(ArgumentCard const& argument);
 std::any ParseValue(ArgumentCard const& argument, std::string const& text, ValueContext const& context);
 // The text of an argument's default; empty when it has none. Throws std::logic_error for one that has no text form.
 std::optional<std::string> FormatDefault(ArgumentCard const& argument);
+// An array of texts from JSON, in value_json.cpp. Throws ValueError.
+std::vector<Kernel::String> ParseJsonTexts(std::string const& text);
 // A record from JSON, in value_json.cpp. Throws ValueError.
 std::any ParseRecordValue(RecordCard const& record, std::string const& text, ValueContext const& context);
 

@@ -51,6 +51,8 @@ std::vector<CommandEntry> MakeInnerTextEntries();
 std::vector<CommandEntry> MakeInnerNoteEntries();
 // Those that make the text of indices.
 std::vector<CommandEntry> MakeIndexTextEntries();
+// Those on the export of spreads.
+std::vector<CommandEntry> MakeExportSettingEntries();
 // Those on tables of contents.
 std::vector<CommandEntry> MakeInnerContentsEntries();
 

@@ -17,22 +17,26 @@ using Json = nlohmann::json;
 // Records here are flat; deeper text would only cost memory.
 constexpr int c_maximumDepth = 64;
 
-Json ParseRecord(std::string const& text) {
+Json ParseJson(std::string const& text) {
     try {
         auto const refuseDepth = [](int depth, Json::parse_event_t, Json&) {
             if (depth > c_maximumDepth)
-                throw ValueError("needs a JSON record that is nested less deeply");
+                throw ValueError("needs JSON that is nested less deeply");
             return true;
         };
-        auto record = Json::parse(ReadTextValue(text), refuseDepth);
-        if (record.is_object())
-            return record;
+        return Json::parse(ReadTextValue(text), refuseDepth);
     } catch (Json::parse_error const& error) {
-        throw ValueError("needs a JSON record: syntax error at byte " + std::to_string(error.byte) + " on");
+        throw ValueError("needs JSON: syntax error at byte " + std::to_string(error.byte) + " on");
     } catch (Json::exception const&) {
-        throw ValueError("needs a JSON record whose numbers are in range");
+        throw ValueError("needs JSON whose numbers are in range");
     }
-    throw ValueError("needs a JSON record, as {\"name\":...}, not " + Quote(text));
+}
+
+Json ParseRecord(std::string const& text) {
+    auto record = ParseJson(text);
+    if (!record.is_object())
+        throw ValueError("needs a JSON record, as {\"name\":...}, not " + Quote(text));
+    return record;
 }
 
 // The member of a record as the text that its argument takes.
@@ -41,7 +45,8 @@ std::string ToText(Json const& value) {
         return value.get<std::string>();
     if (value.is_number_float())
         return FormatNumber(value.get<double>());
-    if (!value.is_array())
+    bool const isTexts = value.is_array() && !value.empty() && value.front().is_string();
+    if (!value.is_array() || isTexts)
         return value.dump();
     std::string text;
     for (auto const& item : value) {
@@ -53,6 +58,16 @@ std::string ToText(Json const& value) {
 }
 
 } // namespace
+
+std::vector<Kernel::String> ParseJsonTexts(std::string const& text) {
+    std::vector<Kernel::String> texts;
+    for (auto const& item : ParseJson(text)) {
+        if (!item.is_string())
+            throw ValueError("needs an array of texts, as [\"one\",\"two\"]");
+        texts.emplace_back(item.get<std::string>());
+    }
+    return texts;
+}
 
 std::any ParseRecordValue(RecordCard const& card, std::string const& text, ValueContext const& context) {
     auto const record = ParseRecord(text);
@@ -71,9 +86,10 @@ std::any ParseRecordValue(RecordCard const& card, std::string const& text, Value
             continue;
         }
         auto const type = GetTypeName(member);
-        constexpr std::string_view c_textTypes[] = {"text", "name", "names", "colour", "size", "ratio"};
+        constexpr std::string_view c_textTypes[] = {"text", "name",  "names",          "colour",
+                                                    "size", "ratio", "picture or none"};
         bool const isText = std::find(std::begin(c_textTypes), std::end(c_textTypes), type) != std::end(c_textTypes);
-        if (isText != found->is_string())
+        if (isText != found->is_string() && !(type == "texts" && found->is_string()))
             throw ValueError("has no " + std::string(GetTypeName(member)) + " as " + std::string(member.name));
         try {
             values.push_back(ParseValue(member, ToText(*found), context));

@@ -64,7 +64,10 @@ RECORDS = {"line": '{"weight":4,"dash":[3,2],"endHead":"arrow"}',
            "changes": '{"size":"130x170"}',
            "caption": '{"text":"Seen from the south","position":"below"}',
            "style": '{"name":"Page","pattern":"page {page}"}',
-           "definition": '{"title":"Chapters"}'}
+           "definition": '{"title":"Chapters"}',
+           "file": '{"name":"book.css","text":"p { margin: 0 }"}',
+           "cover": '{"kind":"firstPage"}',
+           "metadata": '{"modes":["textual","visual"],"sufficientModes":["textual"],"features":["tableOfContents"]}'}
 # Of the documents of the examples, by the command's name and the parameter's.
 NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "delete-index-topic": {"topics": "Animals/Whales"},
@@ -85,6 +88,7 @@ NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "reparent-export-articles": {"entries": "#5", "article": "article:0"},
          "set-hide-export-article-from-reader": {"entries": "article:0"},
          "set-metadata-tag": {"key": "title", "value": "Seen from the south"},
+         "remove-css-file": {"index": "0"},
          "delete-toc-style": {"style": "Book"}, "rename-toc-style": {"style": "Book", "newName": "Novel"},
          "update-toc-style": {"style": "Book"}}
 

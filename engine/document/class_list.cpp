@@ -9,8 +9,8 @@
 #include "platform/document/compound_command.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
-#include "platform/document/export_article.h"
 #include "platform/document/epub_cover_info.h"
+#include "platform/document/export_article.h"
 #include "platform/document/exportable_commands.h"
 #include "platform/document/index_commands.h"
 #include "platform/document/line_commands.h"
@@ -191,17 +191,18 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            CommandAndSetSelectionCommand, TransformCommand, FormatTextCommand, InsertTextCommand, DeleteTextCommand,
            InsertGlyphsCommand, ExpandFieldGlyphCommand, UpdateCrossReferencesCommand, SetCustomFieldValueCommand,
            AlterTocCommand, TextStyleCommand, UpdateIndexCommand, InsertIndexMarkCommand, AddIndexTopicCommand,
-           SetLocalisableStringCommand, Macro, History, HistoryEntry, DocumentDefaults, PageManagementOptions,
-           DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection, FrameTextNode, ArtTextNode,
-           DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode, MaskNode, CloudSyncedNode,
-           ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode, ImageNode, RectangleShape,
-           EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState, TransformState,
-           TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState, RasterState, StoryState,
-           TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState, ImageResourceState,
-           PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState, HyperlinkState,
-           BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode, ArtboardProperties,
-           CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode, ExportTaggingState,
-           MetadataState, ExportArticle, ExportArticleCollector> const c_registered;
+           SetLocalisableStringCommand, SetExportableFilenameCommand, SetExportableIncludeCommand, SlicePage,
+           EPubCoverInfo, EPub::CSSFile, EPub::AccessibilityMetadata, Macro, History, HistoryEntry, DocumentDefaults,
+           PageManagementOptions, DocumentSettings, Selection, SelectionItem, SubSelectionItem, TextSelection,
+           FrameTextNode, ArtTextNode, DocumentNode, SpreadNode, PageNode, GroupNode, ConstraintsGroupNode, SymbolNode,
+           MaskNode, CloudSyncedNode, ShapeNode, PolyCurveNode, CompoundCurveNode, RasterNode, SelectionRasterNode,
+           ImageNode, RectangleShape, EllipseShape, StarShape, BlendModeState, VisibilityState, FilterEffectsState,
+           TransformState, TransformSnapshot, BrushFillState, TransparencyState, LineStyleState, CurvesState,
+           RasterState, StoryState, TextFrameState, TextWrapState, GUIDState, AdjustmentParamsState, FilterParamsState,
+           ImageResourceState, PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState,
+           HyperlinkState, BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode,
+           ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode,
+           ExportTaggingState, MetadataState, ExportArticle, ExportArticleCollector> const c_registered;
 
 } // namespace
 

@@ -234,6 +234,8 @@ std::vector<CommandExample> const& AllExamples() {
             all.push_back(std::move(example));
         for (auto& example : IndexTextExamples())
             all.push_back(std::move(example));
+        for (auto& example : ExportableExamples())
+            all.push_back(std::move(example));
         for (auto& example : EngineExamples())
             all.push_back(std::move(example));
         return all;

@@ -7,5 +7,7 @@
 
 // The engine's own commands on texts.
 std::vector<CommandExample> TextCommandExamples();
+// Those on the export of slices.
+std::vector<CommandExample> ExportableExamples();
 // Those of the command that makes the text of an index.
 std::vector<CommandExample> IndexTextExamples();

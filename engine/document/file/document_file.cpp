@@ -88,6 +88,13 @@ Kernel::ClassProperties const* DocumentRoot::GetTypeClassProperties() {
     return &s_properties;
 }
 
+namespace {
+
+// While the engine is loaded, as all other classes.
+[[maybe_unused]] auto const* const c_registered = DocumentRoot::GetTypeClassProperties();
+
+} // namespace
+
 void DocumentRoot::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Docu", document);
     Kernel::SaveValue(out, "Sett", settings);
@@ -402,7 +409,6 @@ Kernel::Counted<DocumentController> DocumentController::MakeCopy() const {
 Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<File> file,
                                                              Kernel::ChunkStorage const& objects,
                                                              Kernel::FileStore& files, std::uint64_t untrustedSteps) {
-    DocumentRoot::GetTypeClassProperties();
     OlderLineOrder lineOrder;
     auto const roots = file->graph.Load(objects, files, [](auto const& loaded) {
         auto const root = loaded.empty() ? nullptr : Kernel::Cast<DocumentRoot>(loaded.front());
