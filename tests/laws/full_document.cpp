@@ -2,10 +2,12 @@
 #include "tests/laws/full_document.h"
 
 #include "platform/document/mask_node.h"
+#include "platform/document/pinned_node.h"
 #include "platform/renderer/recorded_drawing.h"
 #include "platform/story/hyperlink.h"
 #include "platform/story/note.h"
 #include "platform/story/numberer.h"
+#include "platform/story/pin.h"
 #include "tests/examples/scenes/example_documents.h"
 #include "tests/examples/scenes/publication_documents.h"
 #include "tests/examples/scenes/raster_documents.h"
@@ -93,8 +95,8 @@ void AddShapes(DocumentController& controller) {
     compound->SetFilterEffects({MakeFilter()});
 }
 
-// A numbered paragraph with links and a note, in which an anchor stands.
-void AddNote(FrameTextNode& frame) {
+// A numbered paragraph with links, an object that is pinned to it and a note, in which an anchor stands.
+void AddNote(FrameTextNode& frame, Kernel::Counted<Node> const& pinned) {
     auto const anchor = Kernel::MakeCounted<Story::AnchorData>("anchor", "place");
     auto const note = Kernel::MakeCounted<Story::Story>();
     note->ReplaceText({0, 0}, Story::GlyphString(U"note"));
@@ -102,6 +104,8 @@ void AddNote(FrameTextNode& frame) {
     auto const story = frame.GetMutableStory(true);
     story->ReplaceText({4, 4}, Story::GlyphString(Kernel::MakeCounted<Story::NoteGlyph>(
                                    Story::NoteGlyph::Kind::Endnote, Kernel::Counted<Story::Story const>(note))));
+    story->ReplaceText(
+        {6, 6}, Story::GlyphString(Kernel::MakeCounted<Story::PinGlyph>(Kernel::MakeCounted<PinnedNode>(pinned))));
     auto const link = [&](Story::StoryRange range, Kernel::Counted<Story::HyperlinkAtt> const& att) {
         story->FormatText(range, *Story::MakeDelta(Story::GlyphAtt::Object::Hyperlink, att));
     };
@@ -127,7 +131,7 @@ Kernel::Counted<DocumentController> MakeFullDocument() {
     controller->SetChannelMask(3);
     ExampleDocuments::Publication(*controller);
     auto const text = ExampleDocuments::MakeTextFrame({0, 0, 100, 20}, "selected");
-    AddNote(*text);
+    AddNote(*text, Kernel::Counted<Node>(controller->GetCurrentSpread()->GetFirstChild(NodeChildListType::Plain)));
     ExampleDocuments::Append(*controller->GetCurrentSpread(), text);
     MutableSelection selection;
     selection.AddItem(Kernel::MakeCounted<SubSelectionItem>(text, Kernel::MakeCounted<TextSelection>(1, 3)), false);

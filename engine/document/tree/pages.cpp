@@ -38,14 +38,12 @@ int SpreadNode::GetPageIndexOfBox(Kernel::RectT<double> const& box) const {
 }
 
 int SpreadNode::GetFirstPageIndex() const {
-    auto const* const document = GetDocumentNode();
-    if (document == nullptr)
+    if (GetDocumentNode() == nullptr)
         return 0;
     std::size_t count = 0;
-    for (auto const& spread : document->GetSpreads()) {
-        if (spread.get() == this)
-            break;
-        count += spread->CountChildren(NodeChildListType::Pages);
+    for (Node const* before = GetPreviousSibling(); before != nullptr; before = before->GetPreviousSibling()) {
+        if (Kernel::CastPointer<SpreadNode const>(before) != nullptr)
+            count += before->CountChildren(NodeChildListType::Pages);
     }
     return static_cast<int>(count);
 }

@@ -28,7 +28,8 @@ CreateCachedTextDataSourceForStory(Kernel::Counted<Story::Story const> const& st
                                    Kernel::JailCounted<TextNode> const& node);
 
 // A picture of a node with all below it, as sRGB, or grey where `format` is grey; `profiles` are those of the node's
-// document. Nothing for a node that draws nothing. Throws Kernel::Exception.
+// document. Its alternative text is the node's metadata of the key "alt", else the name that the user gave the node.
+// Nothing for a node that draws nothing. Throws Kernel::Exception.
 REDRAFT_ENGINE std::optional<EPub::Picture> MakePicture(Node const& node, EPub::FlowingEPubOptions const& options,
                                                         Raster::ICCManager::ICCProfileSet const& profiles,
                                                         Raster::Format format);

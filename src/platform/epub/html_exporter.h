@@ -68,8 +68,9 @@ public:
     void WritePicture(Picture const& picture);
     void WriteStory(Kernel::Counted<Story::Story const> story);
 
-protected:
     struct State;
+
+protected:
     State& GetState() { return *m_state; }
 
 private:

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/epub/anchor_registry.h"
+
+#include "platform/story/cross_reference.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+
+namespace EPub {
+
+struct AnchorRegistry::State {
+    std::unordered_map<Story::AnchorData const*, Target> anchors;
+    std::map<int, Page> pages;
+    std::unordered_map<Story::Story const*, std::vector<Mark>> marks;
+    // What the keys above point to.
+    std::vector<Kernel::Counted<Story::AnchorData const>> keptAnchors;
+    std::vector<Story::StoryRef> keptStories;
+
+    void AddMark(Story::StoryPos const& position, std::int64_t offset, Mark mark) {
+        auto const& story = position.GetStory();
+        auto const index = std::clamp<std::int64_t>(std::int64_t{position.GetIndex()} + offset, 0, story->GetLength());
+        mark.index = static_cast<std::uint32_t>(index);
+        auto const [place, isNew] = marks.try_emplace(story.get());
+        if (isNew)
+            keptStories.push_back(story);
+        place->second.push_back(std::move(mark));
+    }
+};
+
+AnchorRegistry::AnchorRegistry() : m_state(std::make_unique<State>()) {}
+AnchorRegistry::~AnchorRegistry() = default;
+
+// Ids are counted and not made of names, which may be equal, or no names of XML.
+void AnchorRegistry::RegisterAnchor(Kernel::String const& file, Kernel::Counted<Story::AnchorData const> const& anchor,
+                                    Story::StoryPos const& position) {
+    if (!anchor || !position.IsSet())
+        return;
+    Target target{file, "anchor" + std::to_string(m_state->anchors.size() + 1)};
+    auto const [place, isNew] = m_state->anchors.try_emplace(anchor.get(), target);
+    if (!isNew)
+        return;
+    m_state->keptAnchors.push_back(anchor);
+    m_state->AddMark(position, 0, {0, std::move(target.id), {}});
+}
+
+void AnchorRegistry::RegisterPage(Kernel::String const& file, int page, Kernel::String const& label,
+                                  Story::StoryPos const& position, int offset) {
+    if (!position.IsSet())
+        return;
+    Target target{file, "page" + std::to_string(std::int64_t{page} + 1)};
+    auto const [place, isNew] = m_state->pages.try_emplace(page, Page{target, label});
+    if (isNew)
+        m_state->AddMark(position, offset, {0, std::move(target.id), label});
+}
+
+std::optional<AnchorRegistry::Target> AnchorRegistry::FindAnchor(Story::AnchorData const& anchor) const {
+    auto const found = m_state->anchors.find(&anchor);
+    return found == m_state->anchors.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::vector<AnchorRegistry::Page> AnchorRegistry::GetPages() const {
+    std::vector<Page> pages;
+    for (auto const& [number, page] : m_state->pages)
+        pages.push_back(page);
+    return pages;
+}
+
+std::vector<AnchorRegistry::Mark> AnchorRegistry::GetMarks(Story::Story const& story) const {
+    auto const found = m_state->marks.find(&story);
+    if (found == m_state->marks.end())
+        return {};
+    auto marks = found->second;
+    std::ranges::stable_sort(marks, {}, &Mark::index);
+    return marks;
+}
+
+} // namespace EPub

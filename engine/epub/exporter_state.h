@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/epub/style_classes.h"
+#include "platform/epub/html_exporter.h"
+#include "platform/kernel/file_store.h"
+#include "platform/kernel/files.h"
+
+#include <deque>
+#include <unordered_map>
+
+namespace EPub {
+
+class StoryWriter;
+
+struct HtmlExporter::State {
+    struct Heading {
+        unsigned level = 1;
+        std::u32string text;
+        std::string id;
+    };
+    // A file of an e-book, a section of HTML.
+    struct Part {
+        Kernel::String file, title;
+        std::string body;
+        std::vector<Heading> headings;
+    };
+    struct PictureFile {
+        std::string name;
+        std::vector<std::byte> png;
+    };
+
+    State(Kernel::Counted<ExportSettings const> exportSettings,
+          Kernel::Counted<FlowingEPubOptions const> exportOptions);
+
+    // The last part, or a new one behind it where that has another name.
+    Part& GetPart(Kernel::String const& file, Kernel::String const& title);
+    // The address of a picture's bytes: of a file in the book, or the bytes themselves. Equal pictures are one file.
+    std::string AddPicture(std::vector<std::byte> const& png);
+    std::string LookUp(Callbacks const& callbacks, char const* key, char const* fallback) const;
+    // Everything that is written to the file at once, or false.
+    bool WriteFile(std::span<std::byte const> bytes);
+
+    // Neither is null.
+    Kernel::Counted<ExportSettings const> settings;
+    Kernel::Counted<FlowingEPubOptions const> options;
+    std::string language;
+    AnchorRegistry anchors;
+    StyleClasses classes;
+    std::deque<Part> parts;
+    std::vector<PictureFile> pictures;
+    std::unordered_map<Kernel::BlobKey, std::string> pictureNames;
+    // Where the text is that is being written; the innermost last.
+    std::vector<StoryWriter*> writers;
+    int headingCount = 0, noteCount = 0;
+    Kernel::File file;
+    Kernel::Counted<Kernel::Countable const> source;
+};
+
+} // namespace EPub
