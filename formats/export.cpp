@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/export.h"
 
+#include "formats/file_output.h"
 #include "formats/path_ending.h"
 #include "formats/pictures/picture_export.h"
 #include "formats/svg/export.h"
-#include "platform/kernel/files.h"
 
 namespace Formats {
 
@@ -20,23 +20,6 @@ void ExportDrawing(DocumentController& document, Output& output, ExportOptions c
     output.Begin();
     output.Write(std::as_bytes(std::span(drawing.text)));
 }
-
-class FileOutput final : public Output {
-public:
-    explicit FileOutput(std::string const& path) : m_path(path) {}
-
-    void Begin() override {
-        // The file that was begun before is thrown away first.
-        m_file.reset();
-        m_file.emplace(Kernel::String(m_path));
-    }
-    void Write(std::span<std::byte const> bytes) override { m_file->Write(bytes); }
-    void Commit() { m_file->Commit(); }
-
-private:
-    std::string const& m_path;
-    std::optional<Kernel::AtomicFile> m_file;
-};
 
 } // namespace
 

@@ -5,7 +5,9 @@
 #include "shell/interrupt.h"
 #include "shell/progress.h"
 
-#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
 #include <string_view>
 
 namespace Shell {
@@ -41,13 +43,10 @@ void TellNotes(Formats::Report const& report, std::string const& document, std::
 Formats::ExportFormat FindExportFormat(std::string const& path) {
     if (auto const format = Formats::FindExportFormat(path))
         return *format;
-    constexpr std::array<std::string_view, 5> c_later{".rtf", ".txt", ".epub", ".htm", ".html"};
-    auto const ending = Formats::GetPathEnding(path);
-    for (auto const later : c_later) {
-        if (ending == later)
-            throw Failure(ExitStatus::Output, path, "the export of text is not available yet");
-    }
-    throw Failure(ExitStatus::Usage, path, "needs a file name extension for the format: .svg, .png or .tif");
+    if (Formats::GetPathEnding(path) == ".html")
+        throw Failure(ExitStatus::Usage, path, "HTML is written to files that end in .htm");
+    throw Failure(ExitStatus::Usage, path,
+                  "needs a file name extension for the format: .svg, .png, .tif, .epub, .htm, .rtf or .txt");
 }
 
 void WriteExport(Session& session, DocumentController& document, std::string const& path, Formats::ExportFormat format,
@@ -74,6 +73,35 @@ void WriteExport(Session& session, DocumentController& document, std::string con
     }
     session.Files().End();
     TellNotes(report, subject, path);
+}
+
+// The time that reproducible builds name (https://reproducible-builds.org/specs/source-date-epoch/).
+static std::optional<std::int64_t> GetSourceDate() {
+    char const* const text = std::getenv("SOURCE_DATE_EPOCH");
+    if (text == nullptr || *text == 0)
+        return std::nullopt;
+    std::string_view const digits(text);
+    std::int64_t seconds = 0;
+    auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), seconds);
+    if (error != std::errc() || end != digits.data() + digits.size() || seconds < 0)
+        throw Failure(ExitStatus::Usage, "SOURCE_DATE_EPOCH", "is no number of seconds: " + std::string(digits));
+    return seconds;
+}
+
+void WriteTextExport(Session& session, DocumentController& document, std::string const& path,
+                     Formats::TextFormat format, Formats::TextExportOptions options) {
+    options.modified = GetSourceDate();
+    if (options.title.empty())
+        options.title = std::filesystem::path(path).stem().string();
+    SessionOutput output(session.Files(), path);
+    try {
+        Formats::ExportText(document, format, output, options);
+    } catch (Kernel::DamagedDataException const&) {
+        RethrowAsFailure(ExitStatus::Input, session.GetDocumentPath());
+    } catch (...) {
+        RethrowAsFailure(ExitStatus::Output, path);
+    }
+    session.Files().End();
 }
 
 } // namespace Shell

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "formats/export.h"
+#include "formats/text_export.h"
 #include "shell/session.h"
 
 namespace Shell {
@@ -13,5 +14,9 @@ Formats::ExportFormat FindExportFormat(std::string const& path);
 // out. Control-C stops it. Throws Failure.
 void WriteExport(Session& session, DocumentController& document, std::string const& path, Formats::ExportFormat format,
                  Formats::ExportOptions options);
+
+// The same for a text. The file is not called by its temporary name in what is written.
+void WriteTextExport(Session& session, DocumentController& document, std::string const& path,
+                     Formats::TextFormat format, Formats::TextExportOptions options);
 
 } // namespace Shell

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/document/text_nodes.h"
 #include "shell/artboards.h"
 #include "shell/export.h"
 #include "shell/history_walk.h"
@@ -93,9 +94,54 @@ ExitStatus RunRender(Session& session, Arguments const& arguments) {
     return ExitStatus::Done;
 }
 
+namespace {
+
+// Options of pictures say nothing about a text, and the other way round: whoever gives them expects something else.
+void RefuseOptions(Arguments const& arguments, std::initializer_list<char const*> names, char const* reason) {
+    for (auto const* name : names) {
+        if (arguments.Has(name))
+            throw Failure(ExitStatus::Usage, name, reason);
+    }
+}
+
+ExitStatus ExportText(Session& session, Arguments const& arguments, Formats::TextFormat format) {
+    auto const& path = arguments.Get("-o");
+    RefuseOptions(arguments, {"--scale", "--background"}, "is for .png and .tif: a text has no pixels");
+    Formats::TextExportOptions options;
+    options.isInReadingOrder = arguments.Has("--articles");
+    if (options.isInReadingOrder) {
+        RefuseOptions(arguments, {"--select", "--spread"}, "chooses one text, and --articles takes all of them");
+        if (format == Formats::TextFormat::Rtf)
+            throw Failure(ExitStatus::Usage, "--articles", "is for .epub, .htm and .txt");
+    }
+    if (format != Formats::TextFormat::EPub && format != Formats::TextFormat::Html)
+        RefuseOptions(arguments, {"--title", "--author"}, "is for .epub and .htm");
+    auto& document = session.Open(arguments);
+    CurrentSpreadScope const spreadScope(document);
+    if (auto const number = arguments.Find("--spread"))
+        document.SetCurrentSpread(ParseOption("--spread", [&] { return FindSpread(document, *number); }));
+    if (auto const selector = arguments.Find("--select")) {
+        options.selection =
+            Kernel::MakeCounted<Selection>(ParseOption("--select", [&] { return FindNodes(document, *selector); }));
+        if (!options.selection->GetFirstSelectionItemOfType<FrameTextNode>())
+            throw Failure(ExitStatus::NothingToDo, "--select", "selects no frame of text");
+    }
+    options.title = arguments.Find("--title").value_or("");
+    options.creator = arguments.Find("--author").value_or("");
+    session.Files().SetForced(arguments.Has("--force"));
+    WriteTextExport(session, document, path, format, std::move(options));
+    AnswerFile(session, path);
+    return ExitStatus::Done;
+}
+
+} // namespace
+
 ExitStatus RunExport(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("-o");
+    if (auto const text = Formats::FindTextFormat(path))
+        return ExportText(session, arguments, *text);
     auto const format = FindExportFormat(path);
+    RefuseOptions(arguments, {"--articles", "--title", "--author"}, "is for texts: .epub, .htm, .rtf and .txt");
     auto& document = session.Open(arguments);
     CurrentSpreadScope const spreadScope(document);
     if (auto const number = arguments.Find("--spread"))

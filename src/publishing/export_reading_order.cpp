@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "publishing/export_reading_order.h"
+
+#include "platform/document/anchor_visitor.h"
+#include "platform/document/export_article.h"
+#include "platform/document/flowing_epub_helpers.h"
+#include "platform/document/text_field_data_source.h"
+#include "platform/epub/flowing_epub_exporter.h"
+#include "platform/kernel/files.h"
+#include "platform/story/numberer.h"
+#include "platform/story/table.h"
+#include "platform/story/unicode_story_exporter.h"
+#include "publishing/story_callbacks.h"
+
+#include <unordered_set>
+
+namespace Commands {
+
+namespace {
+
+// A part of the publication.
+struct Part {
+    Kernel::String file, title;
+    std::vector<Kernel::Counted<Node>> nodes;
+};
+
+bool IsShown(Node const& node) {
+    for (Node const* above = &node; above != nullptr; above = above->GetParent()) {
+        auto const* const visibility = Kernel::CastPointer<VisibilityInterface const>(above);
+        if (visibility != nullptr && !visibility->IsVisible())
+            return false;
+    }
+    return node.IsInDocument();
+}
+
+std::vector<Part> GatherParts(DocumentController const& document) {
+    std::vector<Part> parts;
+    VisitedStories visited;
+    bool isLoose = false;
+    for (auto const& entry : document.GetExportArticles()) {
+        if (entry->IsHidden())
+            continue;
+        bool const isArticle = static_cast<bool>(entry->GetArticle());
+        if (parts.empty() || isArticle || !isLoose)
+            parts.push_back({{}, isArticle ? entry->GetName() : Kernel::String(), {}});
+        isLoose = !isArticle;
+        for (auto const& node : entry->GetMembers()) {
+            auto const text = Kernel::Cast<TextNode>(node);
+            bool const isNew = !text || !visited.HasVisitedStory(Kernel::NonCounted<StoryInterface const>(
+                                            static_cast<StoryInterface const*>(&text->GetStoryOwner())));
+            if (isNew && IsShown(*node))
+                parts.back().nodes.push_back(node);
+        }
+    }
+    std::erase_if(parts, [](Part const& part) { return part.nodes.empty(); });
+    int number = 0;
+    for (auto& part : parts)
+        part.file = "Story" + std::to_string(++number) + ".xhtml";
+    return parts;
+}
+
+bool WriteParts(std::vector<Part> const& parts, Kernel::String const& path, EPub::HtmlExporter& exporter,
+                Kernel::Counted<DocumentController> const& controller) {
+    auto const& document = *controller->GetDocument();
+    ExportedStories stories;
+    exporter.GetCallbacks() = MakeStoryCallbacks(exporter, stories, {}, controller);
+    exporter.Start(path, controller);
+    std::vector<bool> isRegistered(static_cast<std::size_t>(document.GetPageCount()));
+    // Links lead forward too.
+    for (auto const& part : parts) {
+        for (auto const& node : part.nodes) {
+            auto const text = Kernel::Cast<TextNode>(node);
+            if (!text)
+                continue;
+            stories.Meet(text);
+            AnchorVisitor visitor(false);
+            visitor.Visit(*text);
+            for (auto const& [anchor, position] : visitor.GetAnchors())
+                exporter.GetAnchorRegistry().RegisterAnchor(part.file, anchor, position);
+            RegisterPages(exporter.GetAnchorRegistry(), part.file, document, *text->GetTextFlow(), isRegistered);
+        }
+    }
+    bool isWritten = true;
+    for (auto const& part : parts) {
+        for (auto const& node : part.nodes) {
+            if (auto const text = Kernel::Cast<TextNode>(node)) {
+                auto const story = text->GetStory();
+                isWritten = exporter.ExportStory(story, story->gend(), part.file, part.title) && isWritten;
+            } else if (auto const picture = FlowingEPubHelpers::MakePicture(
+                           *node, exporter.GetOptions(), controller->GetProfiles(), controller->GetFormat())) {
+                isWritten = exporter.ExportPicture(*picture, part.file, part.title) && isWritten;
+            }
+        }
+    }
+    isWritten = exporter.Finish() && isWritten;
+    exporter.GetCallbacks() = {};
+    return isWritten;
+}
+
+bool WriteText(std::vector<Part> const& parts, Kernel::String const& path) {
+    std::string whole;
+    for (auto const& part : parts) {
+        for (auto const& node : part.nodes) {
+            auto const text = Kernel::Cast<TextNode>(node);
+            if (!text)
+                continue;
+            auto const story = text->GetStory();
+            Kernel::Counted<TextFieldDataSource const> const fields(new TextFieldDataSource(text->GetTextFlow()));
+            Story::UnicodeStoryExporter exporter({}, fields, {}, true, true);
+            exporter.Visit(story->Bind(story->GetClientAll()));
+            whole += whole.empty() ? "" : "\n\n";
+            whole += exporter.GetText().view();
+        }
+    }
+    using File = Kernel::File;
+    File file;
+    if (!file.Open(path.c_str(), File::AccessMode::Create, File::ShareMode::Exclusive, File::VisibilityMode::Normal))
+        return false;
+    try {
+        file.Write(std::as_bytes(std::span(whole)));
+        file.Close();
+    } catch (Kernel::FileException const&) {
+        return false;
+    }
+    return true;
+}
+
+// That of the first text; null for none.
+Kernel::Counted<TextNode> FindFirstText(std::vector<Part> const& parts) {
+    for (auto const& part : parts) {
+        for (auto const& node : part.nodes) {
+            if (auto text = Kernel::Cast<TextNode>(node))
+                return text;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+bool ExportReadingOrder(Kernel::Counted<DocumentController> const& document, Kernel::String const& path,
+                        ReadingOrderFormat format, Kernel::Counted<EPub::FlowingEPubOptions const> const& options) {
+    auto const parts = GatherParts(*document);
+    if (parts.empty())
+        throw Kernel::Exception("nothing is in the document's reading order");
+    if (format == ReadingOrderFormat::Text)
+        return WriteText(parts, path);
+    auto const first = FindFirstText(parts);
+    Kernel::Counted<Story::Language const> language;
+    if (first) {
+        auto const begin = first->GetStory()->gbegin();
+        auto const atts = document->GetTextStyleSheet()->Resolve(begin.GetGlyphAtts(), begin.GetParagraphAtts());
+        language = Story::Language::Make(atts->Get(Story::GlyphAtt::String::Language));
+    }
+    bool const isEPub = format == ReadingOrderFormat::EPub;
+    auto const settings =
+        FlowingEPubHelpers::ExportSettingsForDocument(path, document, options, language, first, isEPub);
+    if (isEPub) {
+        EPub::FlowingEPubExporter exporter(settings, options);
+        return WriteParts(parts, path, exporter, document);
+    }
+    EPub::HtmlExporter exporter(settings, options);
+    return WriteParts(parts, path, exporter, document);
+}
+
+} // namespace Commands

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "publishing/export_story_command.h"
+
+#include "platform/document/anchor_visitor.h"
+#include "platform/document/document_controller.h"
+#include "platform/document/flowing_epub_helpers.h"
+#include "platform/document/text_field_data_source.h"
+#include "platform/epub/flowing_epub_exporter.h"
+#include "platform/kernel/files.h"
+#include "platform/story/story_to_rtf.h"
+#include "platform/story/table.h"
+#include "platform/story/unicode_story_exporter.h"
+#include "publishing/story_callbacks.h"
+
+#include <string_view>
+#include <vector>
+
+namespace Commands {
+
+namespace {
+
+constexpr char c_fileName[] = "Story1.xhtml";
+constexpr double c_unitsPerInch = 96, c_pointsPerInch = 72;
+
+// What stands behind the last point of the last part of a path; empty without a point.
+std::string_view GetExtension(std::string_view path) {
+    auto const place = path.find_last_of("./\\");
+    return place == path.npos || path[place] != '.' ? std::string_view() : path.substr(place + 1);
+}
+
+Kernel::JailCounted<FrameTextNode> FindFrame(Selection const* selection) {
+    auto const item = selection == nullptr ? Kernel::Counted<SelectionItem const>()
+                                           : selection->GetFirstSelectionItemOfType<FrameTextNode>();
+    return item ? Kernel::Cast<FrameTextNode>(item->GetSelectable()) : Kernel::JailCounted<FrameTextNode>();
+}
+
+} // namespace
+
+ExportStoryCommand::ExportStoryCommand(Kernel::Counted<Selection const> selection, Kernel::String path,
+                                       Kernel::Counted<Renderer::FileExportOptions const> options)
+    : Persisted(std::move(selection)), m_path(std::move(path)), m_options(std::move(options)) {}
+ExportStoryCommand::~ExportStoryCommand() = default;
+
+Kernel::LocalisedString ExportStoryCommand::GetDescription() const {
+    return Kernel::LocalisedString("Export story", "Command description");
+}
+
+void ExportStoryCommand::Do() {
+    SetDirection(Direction::Do);
+    m_result = Written;
+    auto const frame = FindFrame(GetSelection().get());
+    if (!frame)
+        return;
+    auto const story = frame->GetStory();
+    auto const extension = GetExtension(m_path.view());
+    // Required: nothing is thrown from here; the result tells.
+    try {
+        if (extension == "rtf")
+            WriteRtf(*frame, story);
+        else if (extension == "txt")
+            WriteText(*frame, story);
+        else if (extension == "epub" || extension == "htm")
+            WriteHtml(frame, story, extension == "epub");
+    } catch (Kernel::Exception const&) {
+        m_result = WriteFailed;
+    }
+}
+
+void ExportStoryCommand::WriteRtf(FrameTextNode const& frame, Kernel::Counted<Story::Story const> const& story) {
+    double const resolutionScale = c_unitsPerInch / c_pointsPerInch;
+    auto const scale = frame.GetTextUiScale();
+    Kernel::Counted<TextFieldDataSource const> const fields(new TextFieldDataSource(frame.GetTextFlow()));
+    WriteBytes(Story::StoryToRtf(story, frame.GetTable(), GetDocumentController()->GetTextStyleSheet(), {}, fields,
+                                 resolutionScale / scale.a, resolutionScale / scale.d, resolutionScale, true));
+}
+
+void ExportStoryCommand::WriteText(FrameTextNode const& frame, Kernel::Counted<Story::Story const> const& story) {
+    Kernel::Counted<TextFieldDataSource const> const fields(new TextFieldDataSource(frame.GetTextFlow()));
+    Story::UnicodeStoryExporter exporter({}, fields, frame.GetTable(), true, true);
+    exporter.Visit(story->Bind(story->GetClientAll()));
+    WriteBytes(exporter.GetText().view());
+}
+
+void ExportStoryCommand::WriteHtml(Kernel::JailCounted<FrameTextNode> const& frame,
+                                   Kernel::Counted<Story::Story const> const& story, bool isEPub) {
+    auto const options = Kernel::Cast<EPub::FlowingEPubOptions const>(m_options);
+    auto const controller = Kernel::Counted<DocumentController const>(GetDocumentController().get());
+    auto const begin = story->gbegin();
+    auto const atts = controller->GetTextStyleSheet()->Resolve(begin.GetGlyphAtts(), begin.GetParagraphAtts());
+    auto const language = Story::Language::Make(atts->Get(Story::GlyphAtt::String::Language));
+    auto const settings =
+        FlowingEPubHelpers::ExportSettingsForDocument(m_path, controller, options, language, frame, isEPub);
+    if (isEPub) {
+        EPub::FlowingEPubExporter exporter(settings, options);
+        DoExport(exporter, settings, frame, story);
+    } else {
+        EPub::HtmlExporter exporter(settings, options);
+        DoExport(exporter, settings, frame, story);
+    }
+}
+
+void ExportStoryCommand::DoExport(EPub::HtmlExporter& exporter, Kernel::Counted<EPub::ExportSettings>,
+                                  Kernel::JailCounted<TextNode> node, Kernel::Counted<Story::Story const> story) {
+    auto const controller = Kernel::Counted<DocumentController const>(GetDocumentController().get());
+    // Required: fields of every story, also of those inside pins, are expanded by this one.
+    auto const fields = FlowingEPubHelpers::CreateCachedTextDataSourceForStory(story, node);
+    ExportedStories stories;
+    stories.Meet(node);
+    exporter.GetCallbacks() = MakeStoryCallbacks(exporter, stories, fields, controller);
+    AnchorVisitor visitor(false);
+    visitor.Visit(*node);
+    exporter.Start(m_path, node);
+    auto& anchors = exporter.GetAnchorRegistry();
+    for (auto const& [anchor, position] : visitor.GetAnchors())
+        anchors.RegisterAnchor(c_fileName, anchor, position);
+    auto const& document = *controller->GetDocument();
+    std::vector<bool> isRegistered(static_cast<std::size_t>(document.GetPageCount()));
+    RegisterPages(anchors, c_fileName, document, *node->GetTextFlow(), isRegistered);
+    if (!exporter.ExportStory(story, story->gend(), c_fileName, {}))
+        m_result = WriteFailed;
+    if (!exporter.Finish())
+        m_result = WriteFailed;
+    exporter.GetCallbacks() = {};
+}
+
+void ExportStoryCommand::WriteBytes(std::span<char const> bytes) {
+    using File = Kernel::File;
+    File file;
+    if (!file.Open(m_path.c_str(), File::AccessMode::Create, File::ShareMode::Exclusive,
+                   File::VisibilityMode::Normal)) {
+        m_result = OpenFailed;
+        return;
+    }
+    try {
+        file.Write(std::as_bytes(bytes));
+        file.Close();
+    } catch (Kernel::FileException const&) {
+        m_result = WriteFailed;
+    }
+}
+
+// Required: neither path nor selection is stored.
+void ExportStoryCommand::Save(Kernel::OutSerialiser& out) const { DocumentCommand::Save(out); }
+bool ExportStoryCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
+    return DocumentCommand::Load(in, files, version);
+}
+
+} // namespace Commands
