@@ -2,6 +2,7 @@
 #include "formats/text/markdown_import.h"
 
 #include "formats/text/text_styles.h"
+#include "platform/document/pinned_node.h"
 #include "platform/kernel/exception.h"
 #include "platform/story/hyperlink.h"
 #include "platform/story/numberer.h"
@@ -526,6 +527,10 @@ private:
             placed.node->SetUserDescription(Kernel::String(Story::EncodeUtf8(alternative)));
         AddPictureLine(placed.size.height);
         placed.place = static_cast<std::uint32_t>(m_length - 1);
+        // Exports that have no pages put the picture here.
+        m_sink.Add(Kernel::Counted<Story::Glyph const>(
+            new Story::PinGlyph(Kernel::MakeCounted<PinnedNode>(Kernel::Counted<Node>(placed.node)))));
+        ++m_length;
         m_result.text.pictures.push_back(std::move(placed));
         // The rest of the paragraph is another one.
         m_isParagraphDue = true;
