@@ -66,11 +66,13 @@ bench: packages build/packages-bench.stamp
 	for program in build/release/bench/bench-$(or $(BENCH),*); do \
 	    [ -f $$program ] && [ -x $$program ] || continue; echo "== $$program"; $$program || exit 1; done
 
-# What other programs make of the same things: indices by makeindex. TEXT= names a book. See docs/testing.md.
+# What other programs make of the same things: indices by makeindex, exported texts by epubcheck, pandoc, LibreOffice and
+# tidy. TEXT= names a book. See docs/testing.md.
 judges: packages build/packages-judges.stamp
 	cmake --preset dev >build/dev-configure.log
 	cmake --build --preset dev -j $(JOBS) --target redraft-cli
 	tools/judge_index.py build/dev/shell/redraft build/judges $(if $(TEXT),"$(abspath $(TEXT))")
+	tools/judge_exports.py build/dev/shell/redraft build/judges/exports $(if $(TEXT),"$(abspath $(TEXT))")
 
 check: check-levels check-format check-translations
 
