@@ -12,8 +12,8 @@ enum class ReadingOrderFormat { EPub, Html, Text };
 // each run of objects that stand in no article. Hidden entries and hidden objects are left out; a text stands where the
 // order names it first. Plain text has no pictures. `options` may be null.
 //
-// False when the file could not be written; it may then hold a part. Throws Kernel::Exception for an empty reading order,
-// and for a picture that cannot be made.
+// False when the file could not be written; it may then hold a part. Throws Kernel::Exception for an empty reading
+// order, and for a picture that cannot be made.
 REDRAFT_API bool ExportReadingOrder(Kernel::Counted<DocumentController> const& document, Kernel::String const& path,
                                     ReadingOrderFormat format,
                                     Kernel::Counted<EPub::FlowingEPubOptions const> const& options);
