@@ -3,6 +3,7 @@
 
 #include "engine/document/tree/layout_epoch.h"
 #include "platform/document/epub_cover_info.h"
+#include "platform/document/export_article.h"
 #include "platform/document/page_numbers.h"
 #include "platform/document/story_visitor.h"
 #include "platform/epub/css_file.h"
