@@ -500,8 +500,10 @@ std::string MakeShortName(std::string_view className) {
     };
     std::string name;
     for (std::size_t i = 0; i != className.size(); ++i) {
-        // A row of capitals is one word, but for its last letter where a new word begins there: RemoveBGCommand.
-        if (isUpper(i) && i != 0 && (!isUpper(i - 1) || isLower(i + 1)))
+        // A row of capitals is one word, but for its last letter where a new word begins there: RemoveBGCommand. A row
+        // of two has no word before its last letter: SetEPubCoverInfoCommand.
+        bool const isLastOfRow = isLower(i + 1) && i >= 2 && isUpper(i - 2);
+        if (isUpper(i) && i != 0 && (!isUpper(i - 1) || isLastOfRow))
             name += '-';
         name += isUpper(i) ? static_cast<char>(className[i] - 'A' + 'a') : className[i];
     }

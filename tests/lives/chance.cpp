@@ -140,7 +140,7 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
     if (info.type == "boolean")
         return random.Chance(50) ? "true" : "false";
     if (info.type == "integer")
-        return Number(random, 0, info.name == "spreadIndex" ? 2 : 15);
+        return Number(random, 0, info.name == "spreadIndex" || info.name == "index" ? 2 : 15);
     if (info.type == "number")
         return Number(random, -50, 50);
     if (info.type == "text")
@@ -155,6 +155,10 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
         return random.Of<std::string>({"none", "#3366cc", "#ff000080", "cmyk(0.1,0.2,0.3,0.4)", "grey(0.5)"});
     if (info.type == "path")
         return random.Of<std::string>({"'M0 0L1 1'", "'M0 0.5C0.3 1 0.6 0 1 1'"});
+    if (info.type == "picture or none")
+        return random.Chance(50) ? "none" : props.picture;
+    if (info.type == "texts")
+        return random.Of<std::string>({"textual", "textual,visual", "'[\"textual,visual\"]'"});
     if (info.type == "picture")
         return props.picture;
     if (info.type == "plug-in")
@@ -196,6 +200,12 @@ std::string Value(Random& random, Props const& props, DocumentController& docume
     }
     if (info.type == "article" || info.type == "entry" || info.type == "entries")
         return ArticleEntry(random, document, info.type == "article");
+    if (info.type == "record" && info.name == "file")
+        return "'{\"name\":\"" + Number(random, 1, 9) + ".css\",\"text\":\"p { margin: 0 }\"}'";
+    if (info.type == "record" && info.name == "cover")
+        return random.Of<std::string>({"'{\"kind\":\"none\"}'", "'{\"kind\":\"firstPage\"}'"});
+    if (info.type == "record" && info.name == "metadata")
+        return "'{\"modes\":[\"textual\"],\"summary\":\"" + Number(random, 1, 9) + " words\"}'";
     if (info.type == "record" && info.name == "definition")
         return "'{\"title\":\"" + Number(random, 1, 9) + " words\"}'";
     if (info.type == "contents style") {

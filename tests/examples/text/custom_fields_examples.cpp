@@ -42,7 +42,9 @@ static ExampleRegistration const s_deleteUnusedFieldExample({
     .prepare =
         [](DocumentController& controller) {
             ExampleDocuments::TextsWithFields(controller);
-            controller.Run(Kernel::MakeCounted<AddCustomFieldCommand>("field-year", "Year", "1851"));
+            // Several of these scenes may stand in one document.
+            if (!controller.GetDocument()->GetCustomFieldSource().Has("field-year"))
+                controller.Run(Kernel::MakeCounted<AddCustomFieldCommand>("field-year", "Year", "1851"));
         },
     .make = [](auto&) { return Kernel::MakeCounted<DeleteCustomFieldCommand>("field-year"); },
 });
