@@ -2,12 +2,11 @@
 // The export of spreads: the files that they go to, and which of them an export of all takes along.
 #include "shell/failure.h"
 #include "shell/inner_commands.h"
+#include "shell/slices.h"
 #include "shell/values.h"
 
 #include "platform/document/document_controller.h"
 #include "platform/document/exportable_commands.h"
-
-#include <algorithm>
 
 namespace Shell {
 
@@ -40,11 +39,8 @@ struct SetExportFilename {
             Unstored{&This::spread}.As("spread", "the spread's number, from 1; 0: the current one", 0).AtLeast(0)};
     }
     Kernel::Counted<DocumentCommand> Make(ValueContext const& context) const {
-        auto const text = name.ToStdString();
-        bool const isPlain = text.find('/') == text.npos && text != "." && text != ".." &&
-                             std::none_of(text.begin(), text.end(), [](unsigned char c) { return c < ' '; });
-        if (!isPlain)
-            throw ValueError("is the name of a file, without a folder, and not " + Quote(text));
+        if (!name.empty() && !IsPlainFilename(name.view()))
+            throw ValueError("is the name of a file, without a folder, and not " + Quote(name.view()));
         return SetExportableFilenameCommand::Create(name, FindSlice(context.document, spread));
     }
 };

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -54,6 +55,19 @@ void RemoveUnlocked(std::string const& path) {
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
         ::unlink(path.c_str());
     ::close(descriptor);
+}
+
+// From this many files on, a call asks for more descriptors than the usual limit, as low as 256 on some systems.
+constexpr std::size_t c_manyFiles = 100;
+
+// Each file stays open for its lock until all appear. Where this fails, opening one of the next files does, and says
+// so.
+void RaiseDescriptorLimit() {
+    struct rlimit limit {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 // A file behind a symbolic link is replaced where it lies.
@@ -122,6 +136,8 @@ void OutputFiles::Begin(std::string const& path) {
         throw Failure(ExitStatus::Output, path, "cannot be written: it is not a regular file");
     if (exists && !m_isForced && IsDocument(target))
         throw Failure(ExitStatus::Output, path, "is a document; --force replaces it");
+    if (m_staged.size() == c_manyFiles)
+        RaiseDescriptorLimit();
     m_staged.push_back(MakeTemporaryFile(path, target));
     auto const& temporary = m_staged.back().temporaryPath;
     if (exists)

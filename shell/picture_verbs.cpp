@@ -4,9 +4,11 @@
 #include "shell/export.h"
 #include "shell/history_walk.h"
 #include "shell/selector.h"
+#include "shell/slices.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
 
+#include <filesystem>
 #include <optional>
 #include <unordered_set>
 
@@ -134,9 +136,83 @@ ExitStatus ExportText(Session& session, Arguments const& arguments, Formats::Tex
     return ExitStatus::Done;
 }
 
+// Those that pictures have in common, whatever they show.
+Formats::ExportOptions ParsePictureOptions(Arguments const& arguments, Formats::ExportFormat format) {
+    Formats::ExportOptions options;
+    if (auto const scale = arguments.Find("--scale"))
+        options.scale = ParseOption("--scale", [&] { return ParseNumber(*scale, c_scales); });
+    options.background = FindBackground(arguments);
+    if (options.scale && format == Formats::ExportFormat::Svg)
+        throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");
+    if (options.background && format == Formats::ExportFormat::Svg)
+        throw Failure(ExitStatus::Usage, "--background", "is for .png and .tif: a drawing has none");
+    return options;
+}
+
+struct SliceFormat {
+    std::string_view name;
+    Formats::ExportFormat format;
+    std::string_view ending;
+};
+constexpr SliceFormat c_sliceFormats[] = {{"png", Formats::ExportFormat::Png, ".png"},
+                                          {"tiff", Formats::ExportFormat::Tiff, ".tif"},
+                                          {"svg", Formats::ExportFormat::Svg, ".svg"}};
+
+SliceFormat ParseSliceFormat(std::string_view name) {
+    for (auto const& format : c_sliceFormats) {
+        if (format.name == name)
+            return format;
+    }
+    throw ValueError("is png, tiff or svg, not " + Quote(name));
+}
+
+void AnswerSlices(Session& session, std::vector<Slice> const& slices, std::vector<std::string> const& paths) {
+    if (!session.IsJson()) {
+        for (auto const& path : paths)
+            session.Print(OneLine(path) + "\n");
+        return;
+    }
+    auto& json = session.Json();
+    json.BeginObject();
+    json.Key("files").BeginArray();
+    for (std::size_t i = 0; i != slices.size(); ++i) {
+        json.BeginObject();
+        json.Member("number", slices[i].number);
+        json.Member("file", paths[i]);
+        json.EndObject();
+    }
+    json.EndArray();
+    json.EndObject();
+}
+
+// Each spread whose slice is included, to a file of its own; the files appear together.
+ExitStatus ExportSlices(Session& session, Arguments const& arguments) {
+    RefuseOptions(arguments, {"--articles", "--title", "--author"}, "is for texts, and --slices takes spreads");
+    RefuseOptions(arguments, {"--select", "--spread"}, "chooses what to export, and --slices takes what is included");
+    auto const& folder = arguments.Get("-o");
+    auto const format =
+        ParseOption("--format", [&] { return ParseSliceFormat(arguments.Find("--format").value_or("png")); });
+    auto options = ParsePictureOptions(arguments, format.format);
+    auto& document = session.Open(arguments);
+    auto const slices = FindExportedSlices(document, format.ending);
+    session.Files().SetForced(arguments.Has("--force"));
+    session.Files().MakeFolder(folder);
+    std::vector<std::string> paths;
+    for (auto const& slice : slices) {
+        paths.push_back((std::filesystem::path(folder) / (slice.filename + std::string(format.ending))).string());
+        options.spread = slice.spread;
+        WriteExport(session, document, paths.back(), format.format, options);
+    }
+    AnswerSlices(session, slices, paths);
+    return ExitStatus::Done;
+}
+
 } // namespace
 
 ExitStatus RunExport(Session& session, Arguments const& arguments) {
+    if (arguments.Has("--slices"))
+        return ExportSlices(session, arguments);
+    RefuseOptions(arguments, {"--format"}, "is for --slices: the file's ending tells the format");
     auto const& path = arguments.Get("-o");
     if (auto const text = Formats::FindTextFormat(path))
         return ExportText(session, arguments, *text);
@@ -146,20 +222,13 @@ ExitStatus RunExport(Session& session, Arguments const& arguments) {
     CurrentSpreadScope const spreadScope(document);
     if (auto const number = arguments.Find("--spread"))
         document.SetCurrentSpread(ParseOption("--spread", [&] { return FindSpread(document, *number); }));
-    Formats::ExportOptions options;
+    auto options = ParsePictureOptions(arguments, format);
     options.spread = document.GetCurrentSpread();
-    if (auto const scale = arguments.Find("--scale"))
-        options.scale = ParseOption("--scale", [&] { return ParseNumber(*scale, c_scales); });
     if (auto const selector = arguments.Find("--select")) {
         options.nodes = GetTopNodes(Selection(ParseOption("--select", [&] { return FindNodes(document, *selector); })));
         if (options.nodes.empty())
             throw Failure(ExitStatus::NothingToDo, "--select", "selects nothing to export");
     }
-    options.background = FindBackground(arguments);
-    if (options.scale && format == Formats::ExportFormat::Svg)
-        throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");
-    if (options.background && format == Formats::ExportFormat::Svg)
-        throw Failure(ExitStatus::Usage, "--background", "is for .png and .tif: a drawing has none");
     session.Files().SetForced(arguments.Has("--force"));
     WriteExport(session, document, path, format, options);
     AnswerFile(session, path);

@@ -38,6 +38,7 @@ ExitStatus RunContents(Session& session, Arguments const& arguments);
 ExitStatus RunAnchors(Session& session, Arguments const& arguments);
 ExitStatus RunArticles(Session& session, Arguments const& arguments);
 ExitStatus RunTags(Session& session, Arguments const& arguments);
+ExitStatus RunSlices(Session& session, Arguments const& arguments);
 ExitStatus RunTopics(Session& session, Arguments const& arguments);
 ExitStatus RunMarks(Session& session, Arguments const& arguments);
 ExitStatus RunIndexWords(Session& session, Arguments const& arguments);
