@@ -56,7 +56,19 @@ struct InsertNote {
     }
 
 private:
-    // The note looks as the text in front of its mark does.
+    // The place whose look a note at `index` takes: behind headings, as notes are no titles; `index` where all that
+    // follows are headings.
+    static std::uint32_t FindModel(Story::Story const& story, std::uint32_t index) {
+        auto const first = story.Find(index).paragraph;
+        for (auto paragraph = first; paragraph != story.GetParagraphCount(); ++paragraph) {
+            auto const place = paragraph == first ? index : story.GetParagraphBegin(paragraph);
+            auto const style = story.GetParagraphAtts(place)->Get(Story::ParagraphAtt::String::StyleName);
+            if (!style.view().starts_with("Heading "))
+                return place;
+        }
+        return index;
+    }
+    // The note looks as the text in front of its mark does, or as the text that the heading stands above.
     void Write(Story::Story& note, SelectionItem const& caret) const {
         auto const* const part = Kernel::CastPointer<SubSelectionItem const>(&caret);
         auto const* const place =
@@ -66,7 +78,8 @@ private:
         auto paragraph = Kernel::MakeCounted<Story::ParagraphAtts>();
         if (place != nullptr && node != nullptr) {
             auto const around = node->GetStory();
-            auto const index = static_cast<std::uint32_t>(std::max(place->GetRanges().front().end - 1, 0));
+            auto const index =
+                FindModel(*around, static_cast<std::uint32_t>(std::max(place->GetRanges().front().end - 1, 0)));
             letters = around->GetGlyphAtts(index)->Clone();
             letters->Unset(Story::GlyphAtt::Object::Hyperlink);
             letters->Unset(Story::GlyphAtt::String::StyleName);
