@@ -170,6 +170,20 @@ struct InsertField {
     }
 };
 
+struct InsertMetadata {
+    static constexpr char c_name[] = "insert-metadata", c_class[] = "InsertGlyphsCommand";
+    static constexpr bool c_takesSelection = true;
+    String key;
+    static constexpr auto Fields() {
+        return FieldList{Unstored{&InsertMetadata::key}.As("key", "a key of metadata, as title or description")};
+    }
+    Command Make(ValueContext const& context) const {
+        if (key.empty())
+            throw ValueError("needs a key of metadata, as title or description");
+        return MakeInsertGlyph(Kernel::MakeCounted<Story::MetadataGlyph>(key), context);
+    }
+};
+
 struct ExpandField {
     static constexpr char c_name[] = "expand-field", c_class[] = "ExpandFieldGlyphCommand";
     static constexpr bool c_takesSelection = true;
@@ -337,12 +351,19 @@ Kernel::Counted<Selection const> MakeCaret(Selection const& selection, bool isBe
 }
 
 std::vector<CommandEntry> MakeInnerTextEntries() {
-    return {MakeInnerEntry<InsertText>(),           MakeInnerEntry<DeleteText>(),
-            MakeInnerEntry<FormatText>(),           MakeInnerEntry<SetTextStyle>(),
-            MakeInnerEntry<InsertField>(),          MakeInnerEntry<ExpandField>(),
-            MakeInnerEntry<SetFieldValue>(),        MakeInnerEntry<InsertAnchor>(),
-            MakeInnerEntry<InsertCrossReference>(), MakeInnerEntry<UpdateCrossReferences>(),
-            MakeInnerEntry<InsertIndexMark>(),      MakeInnerEntry<AddIndexTopic>()};
+    return {MakeInnerEntry<InsertText>(),
+            MakeInnerEntry<DeleteText>(),
+            MakeInnerEntry<FormatText>(),
+            MakeInnerEntry<SetTextStyle>(),
+            MakeInnerEntry<InsertField>(),
+            MakeInnerEntry<InsertMetadata>(),
+            MakeInnerEntry<ExpandField>(),
+            MakeInnerEntry<SetFieldValue>(),
+            MakeInnerEntry<InsertAnchor>(),
+            MakeInnerEntry<InsertCrossReference>(),
+            MakeInnerEntry<UpdateCrossReferences>(),
+            MakeInnerEntry<InsertIndexMark>(),
+            MakeInnerEntry<AddIndexTopic>()};
 }
 
 } // namespace Shell

@@ -66,6 +66,7 @@ Properties StyleSheet::GetTypeClassProperties()          { return Register<Style
 Properties CharacterGlyph::GetTypeClassProperties()      { return Register<CharacterGlyph>("TxCh"); }
 Properties FillerTextGlyph::GetTypeClassProperties()     { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
 Properties CustomFieldGlyph::GetTypeClassProperties()    { return Register<CustomFieldGlyph>(CustomFieldGlyph::c_classUid); }
+Properties MetadataGlyph::GetTypeClassProperties()       { return Register<MetadataGlyph>(MetadataGlyph::c_classUid); }
 Properties PageNumberGlyph::GetTypeClassProperties()     { return Register<PageNumberGlyph>(PageNumberGlyph::c_classUid); }
 Properties PageCountGlyph::GetTypeClassProperties()      { return Register<PageCountGlyph>(PageCountGlyph::c_classUid); }
 Properties AnchorData::GetTypeClassProperties()          { return Register<AnchorData>("TxAD"); }
@@ -100,6 +101,7 @@ namespace {
                                              CharacterGlyph::GetTypeClassProperties(),
                                              FillerTextGlyph::GetTypeClassProperties(),
                                              CustomFieldGlyph::GetTypeClassProperties(),
+                                             MetadataGlyph::GetTypeClassProperties(),
                                              PageNumberGlyph::GetTypeClassProperties(),
                                              PageCountGlyph::GetTypeClassProperties(),
                                              AnchorData::GetTypeClassProperties(),

@@ -53,6 +53,20 @@ bool CustomFieldGlyph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, 
     return true;
 }
 
+std::u32string MetadataGlyph::Expand(ExpansionContext const& context) const {
+    return context.fields == nullptr ? std::u32string() : DecodeUtf8(context.fields->GetMetadata(m_key).view()).text;
+}
+Kernel::Counted<Glyph const> MetadataGlyph::Clone(GlyphCloneContext context) const {
+    if (context == GlyphCloneContext::NoCloneGlyphs)
+        return Kernel::Counted<Glyph const>(this);
+    return Kernel::MakeCounted<MetadataGlyph>(m_key);
+}
+void MetadataGlyph::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(out, "MKey", m_key); }
+bool MetadataGlyph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "MKey", m_key);
+    return true;
+}
+
 std::u32string PageNumberGlyph::Expand(ExpansionContext const& context) const {
     return context.fields == nullptr ? std::u32string()
                                      : DecodeUtf8(context.fields->GetPageLabel(context.frame).view()).text;

@@ -30,6 +30,7 @@ void SetMetadataTagCommand::Redo() {
 }
 
 void SetMetadataTagCommand::ReceiveNode(Kernel::NonCounted<Node> node) {
+    m_captionHelper.NoteCaptionParentNode(*node);
     switch (m_direction) {
     case Direction::Do:
         if (auto const values = node->GetMetadataValuesForKey(m_key); !values.empty())

@@ -9,6 +9,7 @@
 #include "articles/set_mark_as_decoration_command.h"
 #include "articles/set_metadata_tag_command.h"
 #include "frame/contract/notifications.h"
+#include "platform/story/field_glyphs.h"
 #include "tests/examples/scenes/reading_order_documents.h"
 #include "tests/support/documents.h"
 #include "tests/support/records.h"
@@ -270,6 +271,38 @@ TEST_F(MetadataCommand, TellsOfMetadataNamesAndCaptions) {
     caption->RemoveFromParent();
     document->Undo();
     EXPECT_EQ(2u, Support::NotificationsOf(*command).size());
+}
+
+TEST_F(MetadataCommand, TellsWhereTheTextOfACaptionReadOtherwise) {
+    order.single->AddMetadataValueForKey("title", "Old");
+    Story::GlyphString text(U"A title: ");
+    text.Add(Kernel::Counted<Story::Glyph const>(MakeCounted<Story::MetadataGlyph>("title")));
+    text.Add(U" with some more words behind it, for the next frame");
+    auto const caption = MakeCounted<FrameTextNode>(Kernel::RectT<double>{70, 200, 200, 225});
+    auto const rest = MakeCounted<FrameTextNode>(Kernel::RectT<double>{300, 300, 500, 340});
+    caption->SetText(text, {}, {});
+    order.single->InsertChild(NodeChildListType::Captions, caption, nullptr);
+    ExampleDocuments::Append(*document->GetCurrentSpread(), rest);
+    rest->LinkBehind(*caption);
+    rest->MakeComposedText();
+    auto const areaOf = [&](DocumentCommand& command) {
+        for (auto const& told : Support::NotificationsOf(command)) {
+            if (auto const area = Kernel::Cast<InvalidateDocumentNotification>(told))
+                return area->GetSpreadRects().GetUnion(
+                    Kernel::NonCounted<SpreadNode const>(document->GetCurrentSpread().get()));
+        }
+        return Kernel::RectT<double>();
+    };
+    auto const command = Set("title", "A longer title", {order.single});
+    auto area = areaOf(*command);
+    EXPECT_LE(area.left, 70);
+    EXPECT_GE(area.bottom, 340);
+    rest->MakeComposedText();
+    document->Undo();
+    EXPECT_GE(areaOf(*command).bottom, 340);
+    // A key that the caption does not show leaves the second frame as it was.
+    rest->MakeComposedText();
+    EXPECT_LT(areaOf(*Set("author", "Somebody", {order.single})).bottom, 300);
 }
 
 // After a reload

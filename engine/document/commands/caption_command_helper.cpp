@@ -8,21 +8,41 @@
 CaptionCommandHelper::CaptionCommandHelper() = default;
 CaptionCommandHelper::~CaptionCommandHelper() = default;
 
-void CaptionCommandHelper::PreProcess() { m_captions.clear(); }
+namespace {
 
 // The list of captions is that of the pages in a spread.
-void CaptionCommandHelper::HandleCaptionParentNode(Kernel::NonCounted<Node> node) {
-    if (!node->IsInDocument())
+template <class F>
+void ForEachCaption(Node const& node, F const& use) {
+    if (!node.IsInDocument())
         return;
-    for (Node* child = node->GetFirstChild(NodeChildListType::Captions); child != nullptr;
+    for (Node* child = node.GetFirstChild(NodeChildListType::Captions); child != nullptr;
          child = child->GetNextSibling()) {
-        if (Kernel::CastPointer<FrameTextNode>(child) != nullptr)
-            m_captions.emplace_back(child);
+        if (auto* const caption = Kernel::CastPointer<FrameTextNode>(child))
+            use(*caption);
     }
+}
+
+} // namespace
+
+void CaptionCommandHelper::PreProcess() {
+    m_captions.clear();
+    m_before.clear();
+    m_changed = {};
+}
+
+void CaptionCommandHelper::NoteCaptionParentNode(Node const& node) {
+    ForEachCaption(node, [&](FrameTextNode const& caption) { m_before.emplace_back(caption); });
+}
+
+void CaptionCommandHelper::HandleCaptionParentNode(Kernel::NonCounted<Node> node) {
+    ForEachCaption(*node, [&](FrameTextNode& caption) { m_captions.emplace_back(&caption); });
 }
 
 void CaptionCommandHelper::PostProcess() {
     std::erase_if(m_captions, [](Kernel::Counted<Node> const& caption) { return !caption->IsInDocument(); });
+    for (auto const& texts : m_before)
+        texts.IncludeChanged(m_changed);
+    m_before.clear();
 }
 
 void CaptionCommandHelper::CaptionNotify(Kernel::NonCounted<DocumentController> controller,
@@ -30,7 +50,7 @@ void CaptionCommandHelper::CaptionNotify(Kernel::NonCounted<DocumentController> 
                                          bool preview) {
     if (m_captions.empty())
         return;
-    SpreadRects areas;
+    SpreadRects areas = m_changed;
     Selection::Items items;
     for (auto const& caption : m_captions) {
         areas.IncludeWhereShown(*caption);

@@ -36,8 +36,9 @@ std::size_t PageNumbers::GetPageNumber(Node const& node) const {
     return 0;
 }
 
-TextFieldDataSource::TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages)
-    : m_values(std::move(values)), m_pages(std::move(pages)) {}
+TextFieldDataSource::TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages,
+                                         MetadataRef metadata)
+    : m_values(std::move(values)), m_pages(std::move(pages)), m_metadata(std::move(metadata)) {}
 
 TextFieldDataSource::TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow) {
     auto const first = flow->GetFirst();
@@ -49,6 +50,7 @@ TextFieldDataSource::TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow
     m_pages = std::move(shown.pages);
     if (shown.values)
         m_values = document->GetCustomFieldSource().GetValues();
+    m_metadata = FindMetadata(*first, shown.metadataKeys);
 }
 
 TextFieldDataSource::~TextFieldDataSource() = default;
@@ -62,9 +64,11 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
             auto const uid = glyph->GetClassUID();
             if (uid == Story::PageNumberGlyph::c_classUid || uid == Story::PageCountGlyph::c_classUid)
                 showsPages = true;
+            else if (uid == Story::MetadataGlyph::c_classUid)
+                shown.metadataKeys.push_back(Kernel::CastPointer<Story::MetadataGlyph const>(glyph.get())->GetKey());
             else if (glyph->GetExpansionReach() >= Story::ExpansionReach::Document)
                 shown.values = true;
-            return !showsPages || !shown.values;
+            return true;
         });
     if (!showsPages)
         return shown;
@@ -79,6 +83,28 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
     return shown;
 }
 
+TextFieldDataSource::MetadataRef TextFieldDataSource::FindMetadata(TextNode const& text,
+                                                                   std::vector<Kernel::String> const& keys) {
+    if (keys.empty())
+        return {};
+    Node const& caption = const_cast<TextNode&>(text).GetStoryOwner();
+    Node const* const object = caption.GetParent();
+    if (object == nullptr || caption.GetChildListType() != NodeChildListType::Captions)
+        return {};
+    Metadata metadata;
+    for (auto const& key : keys) {
+        std::string joined;
+        for (auto const* const value : object->GetMetadataValuesForKey(key)) {
+            if (!joined.empty() && !value->empty())
+                joined += ", ";
+            joined += value->view();
+        }
+        if (!joined.empty())
+            metadata.insert_or_assign(key, Kernel::String(joined));
+    }
+    return metadata.empty() ? MetadataRef() : std::make_shared<Metadata const>(std::move(metadata));
+}
+
 std::optional<Kernel::String> TextFieldDataSource::GetCustomFieldValue(Kernel::String const& guid) const {
     auto const* const value = m_values ? m_values->Find(guid) : nullptr;
     return value == nullptr ? std::nullopt : std::optional(*value);
@@ -90,10 +116,17 @@ Kernel::String TextFieldDataSource::GetPageLabel(std::size_t frame) const {
 
 Kernel::String TextFieldDataSource::GetPageCountLabel() const { return m_pages ? m_pages->count : Kernel::String(); }
 
+Kernel::String TextFieldDataSource::GetMetadata(Kernel::String const& key) const {
+    if (!m_metadata)
+        return {};
+    auto const found = m_metadata->find(key);
+    return found == m_metadata->end() ? Kernel::String() : found->second;
+}
+
 bool TextFieldDataSource::IsEqualTo(Story::FieldDataSource const& other) const {
     auto const* const peer = Kernel::CastPointer<TextFieldDataSource const>(&other);
     if (peer == nullptr)
         return false;
-    bool const sameValues = m_values == peer->m_values || (m_values && peer->m_values && *m_values == *peer->m_values);
-    return sameValues && (m_pages == peer->m_pages || (m_pages && peer->m_pages && *m_pages == *peer->m_pages));
+    auto const isSame = [](auto const& a, auto const& b) { return a == b || (a && b && *a == *b); };
+    return isSame(m_values, peer->m_values) && isSame(m_pages, peer->m_pages) && isSame(m_metadata, peer->m_metadata);
 }

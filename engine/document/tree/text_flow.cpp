@@ -149,15 +149,20 @@ Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
         if (!shown.pages || !cache.shown.pages || !(*shown.pages == *cache.shown.pages))
             cache.shown.pages = std::move(shown.pages);
         cache.shown.values = shown.values;
+        cache.shown.metadataKeys = std::move(shown.metadataKeys);
     }
     // A value that the story does not show disturbs it in no way.
     auto const& pages = cache.shown.pages;
     auto const values = document && cache.shown.values ? document->GetCustomFieldSource().GetValues()
                                                        : Kernel::Counted<CustomFieldValues const>();
-    if (!values && !pages)
+    auto metadata = TextFieldDataSource::FindMetadata(*this, cache.shown.metadataKeys);
+    if (metadata && cache.fields && cache.fields->m_metadata && *metadata == *cache.fields->m_metadata)
+        metadata = cache.fields->m_metadata;
+    if (!values && !pages && !metadata)
         cache.fields.reset();
-    else if (!cache.fields || cache.fields->m_values != values || cache.fields->m_pages != pages)
-        cache.fields = Kernel::Counted<TextFieldDataSource const>(new TextFieldDataSource(values, pages));
+    else if (!cache.fields || cache.fields->m_values != values || cache.fields->m_pages != pages ||
+             cache.fields->m_metadata != metadata)
+        cache.fields = Kernel::Counted<TextFieldDataSource const>(new TextFieldDataSource(values, pages, metadata));
     bool const isCurrent = isSameStory && composed->GetStyleSheet() == styles &&
                            composed->GetFields() == cache.fields &&
                            (isSameFlow || composed->GetGeometries() == flow->m_places.geometries);

@@ -4,9 +4,11 @@
 #include "platform/document/custom_field_source.h"
 #include "platform/document/text_nodes.h"
 
+#include <map>
 #include <memory>
 
-// The values that the fields of one text show: those of its document, and the pages that its nodes stand on.
+// The values that the fields of one text show: those of its document, the pages that its nodes stand on, and in a
+// caption the metadata of its object.
 class REDRAFT_ENGINE TextFieldDataSource final : public Story::FieldDataSource {
 public:
     // As they are now, with the document's styles; only values of a kind that the story shows.
@@ -16,6 +18,7 @@ public:
     std::optional<Kernel::String> GetCustomFieldValue(Kernel::String const& guid) const override;
     Kernel::String GetPageLabel(std::size_t frame) const override;
     Kernel::String GetPageCountLabel() const override;
+    Kernel::String GetMetadata(Kernel::String const& key) const override;
     Kernel::Counted<Story::StyleSheet const> GetStyleSheet() const override { return m_styles; }
     bool IsEqualTo(Story::FieldDataSource const& other) const override;
 
@@ -27,17 +30,25 @@ private:
         friend bool operator==(Pages const&, Pages const&) = default;
     };
     using PagesRef = std::shared_ptr<Pages const>;
-    TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages);
+    // Values by key, as they show.
+    using Metadata = std::map<Kernel::String, Kernel::String>;
+    using MetadataRef = std::shared_ptr<Metadata const>;
+    TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages, MetadataRef metadata);
     // The kinds of values that a story shows; the pages are null where it shows none.
     struct Shown {
         PagesRef pages;
+        std::vector<Kernel::String> metadataKeys;
         bool values = false;
     };
     static Shown FindShown(TextFlow const& flow, Story::Story const& story, DocumentNode const* document);
 
+    // Of the object that the text is a caption of. Null where there is nothing to show; counts no node.
+    static MetadataRef FindMetadata(TextNode const& text, std::vector<Kernel::String> const& keys);
+
     // May be null.
     Kernel::Counted<CustomFieldValues const> m_values;
     PagesRef m_pages;
+    MetadataRef m_metadata;
     // Null in those that compositions are made with, which have the styles themselves.
     Kernel::Counted<Story::StyleSheet const> m_styles;
 };

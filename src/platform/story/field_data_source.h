@@ -21,6 +21,8 @@ public:
     // The number, as the document writes it, of the page that a frame of the chain stands on.
     virtual Kernel::String GetPageLabel(std::size_t frame) const;
     virtual Kernel::String GetPageCountLabel() const;
+    // Of the object that the text is a caption of; several values of a key with ", " between them. Empty for a text
+    // that is no caption, and where the object has no such key.
     virtual Kernel::String GetMetadata(Kernel::String const& key) const;
     // The styles of the document, for those who are told of a text without them; null where they are not known.
     virtual Kernel::Counted<StyleSheet const> GetStyleSheet() const;

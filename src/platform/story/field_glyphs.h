@@ -33,6 +33,26 @@ private:
     Kernel::String m_guid;
 };
 
+// In a caption, the values that the captioned object has under a key of its metadata; elsewhere nothing.
+class REDRAFT_ENGINE MetadataGlyph final : public FieldGlyph {
+public:
+    static constexpr Kernel::ClassUID c_classUid{"TxMe"};
+    MetadataGlyph() = default;
+    explicit MetadataGlyph(Kernel::String key) : m_key(std::move(key)) {}
+    Kernel::String const& GetKey() const { return m_key; }
+    std::u32string Expand(ExpansionContext const& context) const override;
+    Kernel::Counted<Glyph const> Clone(GlyphCloneContext context) const override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<MetadataGlyph>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+
+private:
+    Kernel::String m_key;
+};
+
 // The number of the page on which it stands.
 class REDRAFT_ENGINE PageNumberGlyph final : public FieldGlyph {
 public:

@@ -109,6 +109,68 @@ TEST_F(TextFields, PagesAreNumberedThroughAllSpreads) {
     EXPECT_EQ(Shown(*plain), "Value: . Page  of 6.");
 }
 
+TEST_F(TextFields, ACaptionShowsTheMetadataOfItsObject) {
+    auto const group = Kernel::MakeCounted<GroupNode>(), other = Kernel::MakeCounted<GroupNode>();
+    for (auto const& node : {group, other})
+        document->GetDocument()->GetSpreads()[0]->InsertChild(NodeChildListType::Plain, node, nullptr);
+    auto const caption = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{10, 400, 500, 500});
+    caption->SetText(Story::GlyphString(U"Title: ."), {}, {});
+    Insert(*caption, 7, Kernel::MakeCounted<Story::MetadataGlyph>("title"));
+    group->InsertChild(NodeChildListType::Captions, caption, nullptr);
+    EXPECT_EQ(Shown(*caption), "Title: .");
+    group->AddMetadataValueForKey("author", "nobody");
+    group->AddMetadataValueForKey("title", "one");
+    EXPECT_EQ(Shown(*caption), "Title: one.");
+    for (char const* const value : {"", "two"})
+        group->AddMetadataValueForKey("title", value);
+    EXPECT_EQ(Shown(*caption), "Title: one, two.");
+    auto const flow = caption->GetTextFlow();
+    TextFieldDataSource const fields{Kernel::NonCounted<TextFlow const>(flow)};
+    EXPECT_EQ(fields.GetMetadata("title"), "one, two");
+    EXPECT_EQ(fields.GetMetadata("author"), "");
+    EXPECT_TRUE(fields.IsEqualTo(*caption->GetComposition()->GetFields()));
+    group->RemoveMetadataValuesForKey("title");
+    EXPECT_FALSE(fields.IsEqualTo(TextFieldDataSource(Kernel::NonCounted<TextFlow const>(flow))));
+    EXPECT_EQ(Shown(*caption), "Title: .");
+    // The object that it belongs to decides, not one further up, and not one that it merely stands in.
+    other->AddMetadataValueForKey("title", "other");
+    caption->RemoveFromParent();
+    other->InsertChild(NodeChildListType::Captions, caption, nullptr);
+    EXPECT_EQ(Shown(*caption), "Title: other.");
+    caption->RemoveFromParent();
+    other->InsertChild(NodeChildListType::Plain, caption, nullptr);
+    EXPECT_EQ(Shown(*caption), "Title: .");
+}
+
+TEST_F(TextFields, ACaptionIsComposedAnewOnlyForMetadataThatItShows) {
+    auto const group = Kernel::MakeCounted<GroupNode>();
+    document->GetDocument()->GetSpreads()[0]->InsertChild(NodeChildListType::Plain, group, nullptr);
+    plain->RemoveFromParent();
+    group->InsertChild(NodeChildListType::Captions, plain, nullptr);
+    Insert(*plain, 7, Kernel::MakeCounted<Story::MetadataGlyph>("title"));
+    group->AddMetadataValueForKey("title", "one");
+    EXPECT_EQ(Shown(*plain), "Value: one. Page  of .");
+    auto const composition = plain->GetComposition();
+    group->AddMetadataValueForKey("author", "nobody");
+    EXPECT_EQ(plain->GetComposition(), composition);
+    Source().AddField("a", "Name", "one");
+    EXPECT_EQ(plain->GetComposition(), composition);
+    group->AddMetadataValueForKey("title", "two");
+    EXPECT_NE(plain->GetComposition(), composition);
+}
+
+TEST_F(TextFields, ExpandedMetadataStaysAsText) {
+    auto const group = Kernel::MakeCounted<GroupNode>();
+    document->GetDocument()->GetSpreads()[0]->InsertChild(NodeChildListType::Plain, group, nullptr);
+    plain->RemoveFromParent();
+    group->InsertChild(NodeChildListType::Captions, plain, nullptr);
+    Insert(*plain, 7, Kernel::MakeCounted<Story::MetadataGlyph>("title"));
+    group->AddMetadataValueForKey("title", "one");
+    Run(Kernel::MakeCounted<ExpandFieldGlyphCommand>(Whole(plain)));
+    group->RemoveMetadataValuesForKey("title");
+    EXPECT_EQ(Shown(*plain), "Value: one. Page  of .");
+}
+
 TEST_F(TextFields, AFrameInNoTreeIsComposedWithTheDocumentThatItIsGiven) {
     Source().AddField("a", "Name", "one");
     auto const frame = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{0, 0, 200, 50});

@@ -140,6 +140,7 @@ TEST(StoryObjects, KnowTheirKinds) {
     EXPECT_TRUE(IsFieldGlyph(*MakeField("a")));
     EXPECT_TRUE(IsFieldGlyph(*MakeGlyph<PageNumberGlyph>()));
     EXPECT_TRUE(IsFieldGlyph(*MakeGlyph<PageCountGlyph>()));
+    EXPECT_TRUE(IsFieldGlyph(*MakeGlyph<MetadataGlyph>("title")));
     EXPECT_TRUE(IsFieldGlyph(*CrossReferenceGlyph::GetDefault()));
     EXPECT_FALSE(IsFieldGlyph(*MakeGlyph<AnchorGlyph>()));
     EXPECT_FALSE(IsFieldGlyph(*MakeGlyph<FillerTextGlyph>(1u)));
@@ -431,6 +432,7 @@ TEST(StoryObjects, ComeBackFromAFile) {
     glyphs.Add(MakeField("guid"));
     glyphs.Add(MakeGlyph<PageNumberGlyph>());
     glyphs.Add(MakeGlyph<PageCountGlyph>());
+    glyphs.Add(MakeGlyph<MetadataGlyph>("title"));
     auto const story = MakeStory(U"");
     story->ReplaceText({0, 0}, glyphs);
     story->FormatText({0, 1}, *MakeDelta(ParagraphAtt::Object::LinkedFile, Kernel::MakeCounted<LinkedFileAtt>("/a")));
@@ -450,6 +452,7 @@ TEST(StoryObjects, ComeBackFromAFile) {
     EXPECT_EQ(As<CustomFieldGlyph>(loaded->GetGlyph(2)).GetCustomFieldGuid(), "guid");
     EXPECT_EQ(loaded->GetGlyph(3)->GetClassUID(), PageNumberGlyph::c_classUid);
     EXPECT_EQ(loaded->GetGlyph(4)->GetClassUID(), PageCountGlyph::c_classUid);
+    EXPECT_EQ(As<MetadataGlyph>(loaded->GetGlyph(5)).GetKey(), "title");
     EXPECT_EQ(LinkedFileAtt::Of(*loaded->GetParagraphAtts(0))->GetPath(), "/a");
 }
 
@@ -493,7 +496,10 @@ TEST(Expansion, FieldsShowWhatTheSourceSays) {
     EXPECT_EQ(MakeGlyph<PageNumberGlyph>()->Expand({source.get(), 1}), U"ii");
     EXPECT_EQ(MakeGlyph<PageCountGlyph>()->Expand(third), U"3");
     EXPECT_EQ(MakeGlyph<AnchorGlyph>()->Expand(third), U"");
-    for (auto const& field : {MakeField("a"), MakeGlyph<PageNumberGlyph>(), MakeGlyph<PageCountGlyph>()})
+    // A source of values knows of no object.
+    EXPECT_EQ(MakeGlyph<MetadataGlyph>("a")->Expand(third), U"");
+    for (auto const& field :
+         {MakeField("a"), MakeGlyph<PageNumberGlyph>(), MakeGlyph<PageCountGlyph>(), MakeGlyph<MetadataGlyph>("a")})
         EXPECT_EQ(field->Expand({}), U"");
 }
 

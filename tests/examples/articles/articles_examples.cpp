@@ -8,6 +8,7 @@
 #include "articles/set_hide_export_article_from_reader_command.h"
 #include "articles/set_mark_as_decoration_command.h"
 #include "articles/set_metadata_tag_command.h"
+#include "platform/story/field_glyphs.h"
 #include "tests/examples/command_example.h"
 #include "tests/examples/scenes/reading_order_documents.h"
 
@@ -31,6 +32,22 @@ Kernel::Counted<Node> FindNamed(DocumentController& controller, char const* name
 
 Kernel::Counted<ExportArticleCollector> EntryOf(DocumentController& controller, char const* name) {
     return ExampleDocuments::MakeEntry(FindNamed(controller, name));
+}
+
+// A caption of the single shape that shows its title, over a chain of two frames.
+void PrepareCaption(DocumentController& controller) {
+    auto const order = ExampleDocuments::ObjectsInReadingOrder(controller);
+    order.single->AddMetadataValueForKey("title", "A title of some length");
+    Story::GlyphString text(U"The title of this shape is ");
+    text.Add(Kernel::Counted<Story::Glyph const>(Kernel::MakeCounted<Story::MetadataGlyph>("title")));
+    text.Add(U", and that is all that there is to say.");
+    auto const caption = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{70, 200, 200, 225});
+    caption->SetText(text, {}, {});
+    order.single->InsertChild(NodeChildListType::Captions, caption, nullptr);
+    auto const rest = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{70, 300, 400, 340});
+    ExampleDocuments::Append(*controller.GetCurrentSpread(), rest);
+    rest->LinkBehind(*caption);
+    ExampleDocuments::Select(controller, {order.single});
 }
 
 } // namespace
@@ -192,6 +209,13 @@ static ExampleRegistration const s_metadataValuesExample({
     .make = [](auto&) { return Kernel::MakeCounted<SetMetadataTagCommand>("author", "", nullptr); },
     .keptByContract = "the second value is lost",
     .keptInDocument = true,
+});
+
+// Of an object whose caption shows the value.
+static ExampleRegistration const s_captionedMetadataExample({
+    .className = "SetMetadataTagCommand",
+    .prepare = PrepareCaption,
+    .make = [](auto&) { return Kernel::MakeCounted<SetMetadataTagCommand>("title", "New", nullptr); },
 });
 
 } // namespace Commands
