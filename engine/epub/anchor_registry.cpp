@@ -13,7 +13,7 @@ struct AnchorRegistry::State {
     std::unordered_map<Story::AnchorData const*, Target> anchors;
     std::map<int, Page> pages;
     std::unordered_map<Story::Story const*, std::vector<Mark>> marks;
-    // What the keys above point to.
+    // The objects that the keys above point to.
     std::vector<Kernel::Counted<Story::AnchorData const>> keptAnchors;
     std::vector<Story::StoryRef> keptStories;
 

@@ -76,7 +76,7 @@ private:
         std::u32string number;
     };
     ParagraphRef const& GetSource(std::size_t index);
-    // What it shows depends on its own text alone.
+    // It shows nothing that depends on more than its own text.
     bool IsPlain(std::size_t index);
     ParagraphContext GetContext(std::size_t index, std::size_t frame);
     void FindNotes();

@@ -30,7 +30,7 @@ private:
 class ParagraphNumbers {
 public:
     ParagraphNumbers(Story const& story, StyleSheet const& styles) : m_story(story), m_resolved(styles) {}
-    // What is known of the first paragraphs, `common` of them, which both stories have. Their styles look alike.
+    // Facts about the first paragraphs, `common` of them, which both stories have. Their styles look alike.
     void TakeOver(ParagraphNumbers const& earlier, std::size_t common);
     // Empty for a paragraph without one.
     Kernel::String Get(std::size_t paragraph);

@@ -14,7 +14,7 @@ struct Scale {
     double x = 0.75, y = 0.75;
 };
 
-// What stands in front of an RTF text: its fonts, colours and styles, each numbered when it is first asked for, and the
+// The head of an RTF text: its fonts, colours and styles, each numbered when it is first asked for, and the
 // controls of attributes, which name them.
 class Tables {
 public:

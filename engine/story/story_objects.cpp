@@ -166,7 +166,7 @@ public:
         copy->ReplaceObjects(objects);
         m_stories.push_back(copy);
     }
-    // What leads to an anchor that was copied leads to its copy from now on.
+    // A link to an anchor that was copied leads to its copy from now on.
     void Redirect() const {
         for (auto const& story : m_stories) {
             for (auto const& object : story->FindObjects(story->GetAll())) {

@@ -22,7 +22,7 @@ namespace {
 constexpr char c_fileName[] = "Story1.xhtml";
 constexpr double c_unitsPerInch = 96, c_pointsPerInch = 72;
 
-// What stands behind the last point of the last part of a path; empty without a point.
+// The part of a path behind the last point in its last name; empty without a point.
 std::string_view GetExtension(std::string_view path) {
     auto const place = path.find_last_of("./\\");
     return place == path.npos || path[place] != '.' ? std::string_view() : path.substr(place + 1);

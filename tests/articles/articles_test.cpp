@@ -191,7 +191,7 @@ TEST_F(Articles, MoveWithoutMembersThatAreListedBehindThem) {
 }
 
 // An article takes a member along that is listed in front of it, and the number that the member was to get stays free.
-// What was kept of old sequence numbers is out of step with the entries, where an article stands in front of a member.
+// Old sequence numbers that were kept are out of step with the entries, where an article stands before a member.
 TEST_F(Articles, MoveBesideMembersThatAreListedInFrontOfThem) {
     Run<MoveExportArticlesCommand>(Collectors{Entry(order.members[1]), Entry(2)}, -1);
     EXPECT_EQ("1[first0 third2 second-1] 2[opening0 text1] 3:single 4[] 5:note 6:included", Order());

@@ -119,7 +119,7 @@ private:
     Kernel::Counted<Selection const> m_selection;
 };
 
-// What is exported of a document, or to which files.
+// Other parts of the document are exported from now on, or to other files.
 class REDRAFT_ENGINE ExportablesChangedNotification final : public DocumentNotification {
 public:
     using DocumentNotification::DocumentNotification;

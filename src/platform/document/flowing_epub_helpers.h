@@ -9,7 +9,7 @@
 
 class DocumentController;
 
-// What an export of an e-book or of HTML takes from a document.
+// The things that an export of an e-book or of HTML takes from a document.
 namespace FlowingEPubHelpers {
 
 // The settings of an export. `path`: the file to be written, whose name is the title where neither options nor document

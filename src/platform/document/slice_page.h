@@ -7,7 +7,7 @@
 class DocumentController;
 class SpreadNode;
 
-// What can be exported to a file of its own, as the user set it up.
+// An object that can be exported to a file of its own, as the user set it up.
 class REDRAFT_ENGINE ExportableInterface : public virtual Kernel::Countable {
 public:
     // Without folder and ending; empty until one has been set.

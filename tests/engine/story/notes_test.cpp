@@ -105,7 +105,7 @@ TEST(Note, IsLoadedAsItWasSaved) {
     EXPECT_EQ(HashOfNotes(*ReloadNotes(*loaded)), HashOfNotes(*story));
 }
 
-// What a forged file says of a note is never believed: it may hold itself.
+// Nothing that a forged file says of a note is believed: it may hold itself.
 TEST(Note, AForgedNoteWithinItselfIsLeftOut) {
     auto const story = MakeStory(U"text");
     auto const text = MakeStory(U"note");

@@ -194,7 +194,7 @@ TEST(Endnotes, ShowFieldsOfTheirTexts) {
     EXPECT_EQ(Lines(compose("Ishmael", first)), (Texts{U"text1", U"1\u2002see Ishmael"}));
 }
 
-// What every edit leaves is what composing afresh gives.
+// Every edit leaves the text as composing it afresh would.
 TEST(Endnotes, RandomEditsGiveWhatComposingAfreshGives) {
     std::uint32_t seed = 5;
     auto const pick = [&](std::uint32_t count) {

@@ -7,7 +7,7 @@
 
 namespace ExampleDocuments {
 
-// What texts of the scenes below refer to.
+// The things that texts of the scenes below refer to.
 inline constexpr char c_titleField[] = "field-title", c_authorField[] = "field-author";
 
 // The document has the fields of a title and of an author. A chain of two frames shows the title three times, in a
