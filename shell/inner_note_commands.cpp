@@ -13,6 +13,15 @@
 
 #include <algorithm>
 
+inline constexpr std::string_view c_noteKindNames[] = {"footnote", "endnote"};
+template <>
+inline constexpr std::span<std::string_view const> c_outsideNames<Story::NoteGlyph::Kind>{c_noteKindNames};
+
+inline constexpr std::string_view c_numberStyleNames[] = {"none",        "decimal",     "lower-letter", "upper-letter",
+                                                          "lower-roman", "upper-roman", "bullet"};
+template <>
+inline constexpr std::span<std::string_view const> c_outsideNames<Story::NumberStyle>{c_numberStyleNames};
+
 namespace Shell {
 
 namespace {
@@ -22,36 +31,22 @@ using Kernel::String;
 using Kernel::Unstored;
 using Command = Kernel::Counted<DocumentCommand>;
 
-// The place of a name in a list; `what` names the list's owner in the error.
-template <std::size_t count>
-std::uint32_t ParseName(std::string_view name, std::string_view const (&names)[count], char const* what) {
-    auto const* const found = std::find(std::begin(names), std::end(names), name);
-    if (found != std::end(names))
-        return static_cast<std::uint32_t>(found - std::begin(names));
-    std::string all;
-    for (auto const& each : names)
-        all += (all.empty() ? "" : ", ") + std::string(each);
-    throw ValueError(std::string(what) + " is one of " + all + ", not " + Quote(name));
-}
-
 struct InsertNote {
     static constexpr char c_name[] = "insert-note", c_class[] = "InsertGlyphsCommand";
     static constexpr bool c_takesSelection = true;
-    String text, kind;
+    String text;
+    Story::NoteGlyph::Kind kind{};
     static constexpr auto Fields() {
         using This = InsertNote;
-        return FieldList{Unstored{&This::text}.As("text", "of the note, whose number stands behind the selected text"),
-                         Unstored{&This::kind}.As("kind", "endnote or footnote; both are laid out behind the text",
-                                                  std::string_view("endnote"))};
+        return FieldList{
+            Unstored{&This::text}.As("text", "of the note, whose number stands behind the selected text"),
+            Unstored{&This::kind}.As("kind", "both are laid out behind the text", Story::NoteGlyph::Kind::Endnote)};
     }
     Command Make(ValueContext const& context) const {
-        constexpr std::string_view c_kinds[] = {"footnote", "endnote"};
         auto const caret = MakeCaret(*context.selection, true);
         auto const story = Kernel::MakeCounted<Story::Story>();
         Write(*story, **caret->begin());
-        auto const glyph = Kernel::MakeCounted<Story::NoteGlyph>(
-            static_cast<Story::NoteGlyph::Kind>(ParseName(kind.view(), c_kinds, "kind")),
-            Kernel::Counted<Story::Story const>(story));
+        auto const glyph = Kernel::MakeCounted<Story::NoteGlyph>(kind, Kernel::Counted<Story::Story const>(story));
         return Kernel::MakeCounted<InsertGlyphsCommand>(glyph, caret);
     }
 
@@ -118,32 +113,28 @@ struct SetLink {
 struct SetParagraphNumbering {
     static constexpr char c_name[] = "set-paragraph-numbering", c_class[] = "FormatTextCommand";
     static constexpr bool c_takesSelection = true;
-    String style, format, list;
+    Story::NumberStyle style{};
+    String format, list;
     int level = 1, start = 1;
     static constexpr auto Fields() {
         using This = SetParagraphNumbering;
         return FieldList{
-            Unstored{&This::style}.As("style",
-                                      "none, decimal, lower-letter, upper-letter, lower-roman, upper-roman, "
-                                      "bullet",
-                                      std::string_view("decimal")),
+            Unstored{&This::style}.As("style", "how the numbers are written", Story::NumberStyle::Decimal),
             Unstored{&This::format}.As("format",
                                        "such as \"{1}.{2}\" with the numbers of the outer levels; for bullets "
                                        "the bullet",
                                        std::string_view()),
-            Unstored{&This::level}.As("level", "from 1, the outermost, to 9", 1),
-            Unstored{&This::start}.As("start", "the first number of the list", 1),
+            Unstored{&This::level}
+                .As("level", "1 is the outermost one", 1)
+                .Between(1, Story::NumberingAtt::c_levelCount),
+            Unstored{&This::start}
+                .As("start", "the first number of the list", 1)
+                .Between(0, Story::NumberingAtt::c_maximumStart),
             Unstored{&This::list}.As("list", "paragraphs with the same name here count on", std::string_view())};
     }
     Command Make(ValueContext const& context) const {
-        constexpr std::string_view c_styles[] = {"none",        "decimal",     "lower-letter", "upper-letter",
-                                                 "lower-roman", "upper-roman", "bullet"};
-        if (level < 1 || level > static_cast<int>(Story::NumberingAtt::c_levelCount) || start < 0 ||
-            start > Story::NumberingAtt::c_maximumStart)
-            throw ValueError("needs a level from 1 to 9 and a start from 0 to 999999999");
-        auto const numbering = Kernel::MakeCounted<Story::NumberingAtt>(Story::NumberingAtt::Values{
-            list, static_cast<std::uint32_t>(level - 1),
-            static_cast<Story::NumberStyle>(ParseName(style.view(), c_styles, "style")), format, start});
+        auto const numbering = Kernel::MakeCounted<Story::NumberingAtt>(
+            Story::NumberingAtt::Values{list, static_cast<std::uint32_t>(level - 1), style, format, start});
         return Kernel::MakeCounted<FormatTextCommand>(
             Story::MakeDelta(Story::ParagraphAtt::Object::Numbering, numbering), context.selection);
     }

@@ -99,7 +99,7 @@ GlyphAttsRef LinePart::GetGlyphAtts(std::uint32_t index) const {
     auto const* const expansion = paragraph.FindExpansion(at);
     if (expansion == nullptr || !expansion->isNoteMark)
         return own;
-    // Whoever takes the number over as text is to see it raised.
+    // The number keeps its raised look where it becomes text, as in art text.
     auto raised = own->Clone();
     auto const& shown = *paragraph.GetRuns()[paragraph.FindRun(at)].look->atts;
     for (auto const att : {GlyphAtt::Double::Size, GlyphAtt::Double::BaselineShift})

@@ -122,7 +122,7 @@ void ExportTaggingHelpers::RenumberArticles(Controller controller, int first, in
     Articles articles;
     for (auto const& [number, article] : controller->GetDocument()->GetArticles())
         articles.insert_or_assign(articles.end(), number < first ? number : Add(number, delta), article);
-    controller->GetDocument()->SetArticles(articles);
+    controller->GetDocument()->SetArticles(std::move(articles));
 }
 
 void ExportTaggingHelpers::RemapArticleNumbers(Controller controller, NumberMap map) {
@@ -145,7 +145,7 @@ void ExportTaggingHelpers::RemapArticleNumbers(Controller controller, NumberMap 
     Articles articles;
     for (auto const& [number, article] : controller->GetDocument()->GetArticles())
         articles.insert_or_assign(articles.end(), mapped(number), article);
-    controller->GetDocument()->SetArticles(articles);
+    controller->GetDocument()->SetArticles(std::move(articles));
 }
 
 void ExportTaggingHelpers::RemapSequenceNumbers(Controller controller, int article, NumberMap const& map) {
@@ -181,7 +181,7 @@ void ExportTaggingHelpers::DesequenceArticles(Controller controller, Collectors&
     if (articles.empty())
         return;
     AddOthers(*controller->GetDocument(), collectors, articles);
-    controller->GetDocument()->SetArticles(articles);
+    controller->GetDocument()->SetArticles(std::move(articles));
 }
 
 void ExportTaggingHelpers::SetArticlesAndSequenceNumbers(Controller controller, Collectors& collectors,
@@ -210,7 +210,7 @@ void ExportTaggingHelpers::SetArticlesAndSequenceNumbers(Controller controller, 
     if (articles.empty())
         return;
     AddOthers(*controller->GetDocument(), collectors, articles);
-    controller->GetDocument()->SetArticles(articles);
+    controller->GetDocument()->SetArticles(std::move(articles));
 }
 
 } // namespace Commands

@@ -16,6 +16,11 @@ public:
     SetExportArticleIncludeUntaggedCommand(bool include, Kernel::Counted<Selection const> selection)
         : Persisted(std::move(selection)), m_include(include) {}
 
+    // False where no object of the document is selected.
+    static bool CanApplyTo(Kernel::Counted<Selection const> selection) {
+        return selection && !selection->GetNodesInDocument().empty();
+    }
+
     Kernel::LocalisedString GetDescription() const override;
     void Notify(Kernel::NotificationList& notifications) override;
     Kernel::Counted<DocumentCommand> Clone() const override { return {}; }

@@ -14,6 +14,11 @@ public:
     SetMarkAsDecorationCommand(bool value, Kernel::Counted<Selection const> selection)
         : Persisted(std::move(selection)), m_value(value) {}
 
+    // False where no object of the document is selected.
+    static bool CanApplyTo(Kernel::Counted<Selection const> selection) {
+        return selection && !selection->GetNodesInDocument().empty();
+    }
+
     Kernel::LocalisedString GetDescription() const override;
     void Notify(Kernel::NotificationList& notifications) override;
     void Save(Kernel::OutSerialiser& out) const override;

@@ -31,6 +31,11 @@ public:
 
     void SetAllowEmptyValue(bool allow) { m_allowEmptyValue = allow; }
 
+    // False where no object of the document is selected.
+    static bool CanApplyTo(Kernel::Counted<Selection const> selection) {
+        return selection && !selection->GetNodesInDocument().empty();
+    }
+
     Kernel::LocalisedString GetDescription() const override;
     void Do() override;
     void Undo() override;

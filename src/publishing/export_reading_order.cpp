@@ -4,12 +4,9 @@
 #include "platform/document/anchor_visitor.h"
 #include "platform/document/export_article.h"
 #include "platform/document/flowing_epub_helpers.h"
-#include "platform/document/text_field_data_source.h"
 #include "platform/epub/flowing_epub_exporter.h"
-#include "platform/kernel/files.h"
 #include "platform/story/numberer.h"
-#include "platform/story/table.h"
-#include "platform/story/unicode_story_exporter.h"
+#include "publishing/exported_text.h"
 #include "publishing/story_callbacks.h"
 
 #include <unordered_set>
@@ -104,28 +101,14 @@ bool WriteText(std::vector<Part> const& parts, Kernel::String const& path) {
             auto const text = Kernel::Cast<TextNode>(node);
             if (!text)
                 continue;
-            auto const story = text->GetStory();
-            Kernel::Counted<TextFieldDataSource const> const fields(new TextFieldDataSource(text->GetTextFlow()));
-            Story::UnicodeStoryExporter exporter({}, fields, {}, true, true);
-            exporter.Visit(story->Bind(story->GetClientAll()));
             whole += whole.empty() ? "" : "\n\n";
-            whole += exporter.GetText().view();
+            whole += MakePlainText(*text).view();
         }
     }
-    using File = Kernel::File;
-    File file;
-    if (!file.Open(path.c_str(), File::AccessMode::Create, File::ShareMode::Exclusive, File::VisibilityMode::Normal))
-        return false;
-    try {
-        file.Write(std::as_bytes(std::span(whole)));
-        file.Close();
-    } catch (Kernel::FileException const&) {
-        return false;
-    }
-    return true;
+    return WriteFile(path, std::as_bytes(std::span(whole))) == WrittenFile::Whole;
 }
 
-// That of the first text; null for none.
+// The first text; null for none.
 Kernel::Counted<TextNode> FindFirstText(std::vector<Part> const& parts) {
     for (auto const& part : parts) {
         for (auto const& node : part.nodes) {
@@ -146,12 +129,7 @@ bool ExportReadingOrder(Kernel::Counted<DocumentController> const& document, Ker
     if (format == ReadingOrderFormat::Text)
         return WriteText(parts, path);
     auto const first = FindFirstText(parts);
-    Kernel::Counted<Story::Language const> language;
-    if (first) {
-        auto const begin = first->GetStory()->gbegin();
-        auto const atts = document->GetTextStyleSheet()->Resolve(begin.GetGlyphAtts(), begin.GetParagraphAtts());
-        language = Story::Language::Make(atts->Get(Story::GlyphAtt::String::Language));
-    }
+    auto const language = first ? FindLanguage(*first, *document) : Kernel::Counted<Story::Language const>();
     bool const isEPub = format == ReadingOrderFormat::EPub;
     auto const settings =
         FlowingEPubHelpers::ExportSettingsForDocument(path, document, options, language, first, isEPub);

@@ -6,10 +6,9 @@
 #include "platform/document/flowing_epub_helpers.h"
 #include "platform/document/text_field_data_source.h"
 #include "platform/epub/flowing_epub_exporter.h"
-#include "platform/kernel/files.h"
 #include "platform/story/story_to_rtf.h"
 #include "platform/story/table.h"
-#include "platform/story/unicode_story_exporter.h"
+#include "publishing/exported_text.h"
 #include "publishing/story_callbacks.h"
 
 #include <string_view>
@@ -58,7 +57,7 @@ void ExportStoryCommand::Do() {
         if (extension == "rtf")
             WriteRtf(*frame, story);
         else if (extension == "txt")
-            WriteText(*frame, story);
+            WriteBytes(MakePlainText(*frame).view());
         else if (extension == "epub" || extension == "htm")
             WriteHtml(frame, story, extension == "epub");
     } catch (Kernel::Exception const&) {
@@ -74,22 +73,12 @@ void ExportStoryCommand::WriteRtf(FrameTextNode const& frame, Kernel::Counted<St
                                  resolutionScale / scale.a, resolutionScale / scale.d, resolutionScale, true));
 }
 
-void ExportStoryCommand::WriteText(FrameTextNode const& frame, Kernel::Counted<Story::Story const> const& story) {
-    Kernel::Counted<TextFieldDataSource const> const fields(new TextFieldDataSource(frame.GetTextFlow()));
-    Story::UnicodeStoryExporter exporter({}, fields, frame.GetTable(), true, true);
-    exporter.Visit(story->Bind(story->GetClientAll()));
-    WriteBytes(exporter.GetText().view());
-}
-
 void ExportStoryCommand::WriteHtml(Kernel::JailCounted<FrameTextNode> const& frame,
                                    Kernel::Counted<Story::Story const> const& story, bool isEPub) {
     auto const options = Kernel::Cast<EPub::FlowingEPubOptions const>(m_options);
     auto const controller = Kernel::Counted<DocumentController const>(GetDocumentController().get());
-    auto const begin = story->gbegin();
-    auto const atts = controller->GetTextStyleSheet()->Resolve(begin.GetGlyphAtts(), begin.GetParagraphAtts());
-    auto const language = Story::Language::Make(atts->Get(Story::GlyphAtt::String::Language));
-    auto const settings =
-        FlowingEPubHelpers::ExportSettingsForDocument(m_path, controller, options, language, frame, isEPub);
+    auto const settings = FlowingEPubHelpers::ExportSettingsForDocument(
+        m_path, controller, options, FindLanguage(*frame, *controller), frame, isEPub);
     if (isEPub) {
         EPub::FlowingEPubExporter exporter(settings, options);
         DoExport(exporter, settings, frame, story);
@@ -124,19 +113,9 @@ void ExportStoryCommand::DoExport(EPub::HtmlExporter& exporter, Kernel::Counted<
 }
 
 void ExportStoryCommand::WriteBytes(std::span<char const> bytes) {
-    using File = Kernel::File;
-    File file;
-    if (!file.Open(m_path.c_str(), File::AccessMode::Create, File::ShareMode::Exclusive,
-                   File::VisibilityMode::Normal)) {
-        m_result = OpenFailed;
-        return;
-    }
-    try {
-        file.Write(std::as_bytes(bytes));
-        file.Close();
-    } catch (Kernel::FileException const&) {
-        m_result = WriteFailed;
-    }
+    auto const written = WriteFile(m_path, std::as_bytes(bytes));
+    if (written != WrittenFile::Whole)
+        m_result = written == WrittenFile::NotOpened ? OpenFailed : WriteFailed;
 }
 
 // Required: neither path nor selection is stored.

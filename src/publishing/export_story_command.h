@@ -57,7 +57,6 @@ private:
     static constexpr auto Fields() { return Kernel::FieldList<>{}; }
 
     void WriteRtf(FrameTextNode const& frame, Kernel::Counted<Story::Story const> const& story);
-    void WriteText(FrameTextNode const& frame, Kernel::Counted<Story::Story const> const& story);
     void WriteHtml(Kernel::JailCounted<FrameTextNode> const& frame, Kernel::Counted<Story::Story const> const& story,
                    bool isEPub);
     void WriteBytes(std::span<char const> bytes);

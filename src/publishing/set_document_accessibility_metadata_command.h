@@ -1,27 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "platform/document/command.h"
+#include "frame/settings/setting_command.h"
 #include "publishing/accessibility_argument.h"
 
 namespace Commands {
 
 // Says how the document's publications may be read, and by whom.
 class REDRAFT_API SetDocumentAccessibilityMetadataCommand final
-    : public Persisted<SetDocumentAccessibilityMetadataCommand, DocumentCommand> {
+    : public SettingCommand<SetDocumentAccessibilityMetadataCommand,
+                            Kernel::Counted<EPub::AccessibilityMetadata const>> {
 public:
-    // Null: nothing is said.
-    explicit SetDocumentAccessibilityMetadataCommand(Kernel::Counted<EPub::AccessibilityMetadata const> metadata)
-        : m_metadata(std::move(metadata)) {}
+    // Takes the metadata; null: nothing is said.
+    using SettingCommand::SettingCommand;
 
-    Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
+    Kernel::LocalisedString GetDescription() const override {
+        return Kernel::LocalisedString("Set Accessibility Metadata", "Command description");
+    }
+    static Kernel::Counted<EPub::AccessibilityMetadata const> Get(DocumentController& document) {
+        return document.GetAccessibilityMetadata();
+    }
+    static void Set(DocumentController& document, Kernel::Counted<EPub::AccessibilityMetadata const> const& metadata) {
+        document.SetAccessibilityMetadata(metadata);
+    }
     // Required: nobody is told.
     void Notify(Kernel::NotificationList&) override {}
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;
@@ -29,11 +32,9 @@ private:
     static constexpr auto Fields() {
         using This = SetDocumentAccessibilityMetadataCommand;
         return Kernel::FieldList{
-            Kernel::Field{"meta", &This::m_metadata}.As<AccessibilityArgument>("metadata", "how it may be read"),
-            Kernel::Field{"omet", &This::m_oldMetadata}};
+            Kernel::Field{"meta", &This::m_value}.As<AccessibilityArgument>("metadata", "how it may be read"),
+            Kernel::Field{"omet", &This::m_oldValue}};
     }
-
-    Kernel::Counted<EPub::AccessibilityMetadata const> m_metadata, m_oldMetadata;
 };
 
 } // namespace Commands

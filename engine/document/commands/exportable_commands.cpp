@@ -2,104 +2,68 @@
 #include "platform/document/exportable_commands.h"
 
 #include "platform/document/document_notification.h"
-#include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 
 namespace {
 
-Kernel::Counted<Selectable> ToStored(Kernel::JailCounted<ExportableInterface> const& object) {
-    auto* const selectable = Kernel::CastPointer<Selectable>(object.get());
-    if (selectable == nullptr)
+template <class To, class From>
+To& CastExportable(Kernel::Counted<From> const& object) {
+    auto* const found = Kernel::CastPointer<To>(object.get());
+    if (found == nullptr)
         throw Kernel::Exception("there is nothing whose export could be set up");
-    return Kernel::Counted<Selectable>(selectable);
-}
-
-// A forged file may name anything else.
-ExportableInterface& ToExportable(Kernel::Counted<Selectable> const& object) {
-    auto* const exportable = Kernel::CastPointer<ExportableInterface>(object.get());
-    if (exportable == nullptr)
-        throw Kernel::Exception("there is nothing whose export could be set up");
-    return *exportable;
-}
-
-void NotifyExportables(DocumentCommand& command, Kernel::NotificationList& notifications) {
-    notifications.push_back(
-        Kernel::MakeCounted<ExportablesChangedNotification>(command.GetDocumentController(), command.IsPreview()));
+    return *found;
 }
 
 } // namespace
 
-Kernel::Counted<DocumentCommand> SetExportableFilenameCommand::Create(Kernel::String const& name,
-                                                                      Kernel::JailCounted<ExportableInterface> object) {
-    auto command = Kernel::Counted<SetExportableFilenameCommand>(new SetExportableFilenameCommand);
-    command->m_object = ToStored(object);
-    command->m_name = name;
+template <class T, class Value>
+Kernel::Counted<DocumentCommand>
+ExportableCommand<T, Value>::Create(Value const& value, Kernel::JailCounted<ExportableInterface> const& object) {
+    Kernel::Counted<T> const command(Kernel::FieldAccess::New<T>());
+    command->m_object = Kernel::Counted<Selectable>(&CastExportable<Selectable>(object));
+    command->m_new = value;
     return command;
 }
+
+template <class T, class Value>
+void ExportableCommand<T, Value>::Do() {
+    this->SetDirection(DomainCommand::Direction::Do);
+    auto& object = CastExportable<ExportableInterface>(m_object);
+    m_old = T::Get(object);
+    T::Set(object, m_new);
+}
+
+template <class T, class Value>
+void ExportableCommand<T, Value>::Undo() {
+    this->SetDirection(DomainCommand::Direction::Undo);
+    T::Set(CastExportable<ExportableInterface>(m_object), m_old);
+}
+
+template <class T, class Value>
+void ExportableCommand<T, Value>::Redo() {
+    this->SetDirection(DomainCommand::Direction::Redo);
+    T::Set(CastExportable<ExportableInterface>(m_object), m_new);
+}
+
+template <class T, class Value>
+void ExportableCommand<T, Value>::Notify(Kernel::NotificationList& notifications) {
+    notifications.push_back(
+        Kernel::MakeCounted<ExportablesChangedNotification>(this->GetDocumentController(), this->IsPreview()));
+}
+
+template <class T, class Value>
+Kernel::Counted<DocumentCommand> ExportableCommand<T, Value>::Clone() const {
+    return Create(m_new, Kernel::Counted<ExportableInterface>(&CastExportable<ExportableInterface>(m_object)));
+}
+
+template class ExportableCommand<SetExportableFilenameCommand, Kernel::String>;
+template class ExportableCommand<SetExportableIncludeCommand, bool>;
 
 Kernel::LocalisedString SetExportableFilenameCommand::GetDescription() const {
     return Kernel::LocalisedString("Set export file name", "Command description");
 }
 
-void SetExportableFilenameCommand::Do() {
-    SetDirection(Direction::Do);
-    auto& object = ToExportable(m_object);
-    m_oldName = object.GetExportFilename();
-    object.SetExportFilename(m_name);
-}
-
-void SetExportableFilenameCommand::Undo() {
-    SetDirection(Direction::Undo);
-    ToExportable(m_object).SetExportFilename(m_oldName);
-}
-
-void SetExportableFilenameCommand::Redo() {
-    SetDirection(Direction::Redo);
-    ToExportable(m_object).SetExportFilename(m_name);
-}
-
-void SetExportableFilenameCommand::Notify(Kernel::NotificationList& notifications) {
-    NotifyExportables(*this, notifications);
-}
-
-Kernel::Counted<DocumentCommand> SetExportableFilenameCommand::Clone() const {
-    return Create(m_name, Kernel::Counted<ExportableInterface>(&ToExportable(m_object)));
-}
-
-Kernel::Counted<DocumentCommand>
-SetExportableIncludeCommand::Create(bool include, Kernel::JailCounted<ExportableInterface> const& object) {
-    auto command = Kernel::Counted<SetExportableIncludeCommand>(new SetExportableIncludeCommand);
-    command->m_object = ToStored(object);
-    command->m_include = include;
-    return command;
-}
-
 Kernel::LocalisedString SetExportableIncludeCommand::GetDescription() const {
-    return m_include ? Kernel::LocalisedString("Include in export", "Command description")
-                     : Kernel::LocalisedString("Leave out of export", "Command description");
-}
-
-void SetExportableIncludeCommand::Do() {
-    SetDirection(Direction::Do);
-    auto& object = ToExportable(m_object);
-    m_oldInclude = object.IsIncludedInExport();
-    object.SetIncludedInExport(m_include);
-}
-
-void SetExportableIncludeCommand::Undo() {
-    SetDirection(Direction::Undo);
-    ToExportable(m_object).SetIncludedInExport(m_oldInclude);
-}
-
-void SetExportableIncludeCommand::Redo() {
-    SetDirection(Direction::Redo);
-    ToExportable(m_object).SetIncludedInExport(m_include);
-}
-
-void SetExportableIncludeCommand::Notify(Kernel::NotificationList& notifications) {
-    NotifyExportables(*this, notifications);
-}
-
-Kernel::Counted<DocumentCommand> SetExportableIncludeCommand::Clone() const {
-    return Create(m_include, Kernel::Counted<ExportableInterface>(&ToExportable(m_object)));
+    return m_new ? Kernel::LocalisedString("Include in export", "Command description")
+                 : Kernel::LocalisedString("Leave out of export", "Command description");
 }

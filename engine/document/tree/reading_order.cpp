@@ -112,7 +112,7 @@ void DocumentNode::SetArticle(int number, Kernel::Counted<ExportArticle> article
         auto articles = m_articles;
         articles.erase(*article->m_number);
         articles[number] = std::move(article);
-        return SetArticles(articles);
+        return SetArticles(std::move(articles));
     }
     EditJournal::NoteFor(
         *this, [number, old = GetArticle(number)](DocumentNode& document) { document.SetArticle(number, old); });
@@ -127,8 +127,7 @@ void DocumentNode::SetArticle(int number, Kernel::Counted<ExportArticle> article
     }
 }
 
-void DocumentNode::SetArticles(Articles const& articles) {
-    auto made = articles;
+void DocumentNode::SetArticles(Articles articles) {
     if (EditJournal::IsOpen()) {
         // Filled when nothing can fail any more.
         auto const old = std::make_shared<Articles>();
@@ -139,7 +138,7 @@ void DocumentNode::SetArticles(Articles const& articles) {
             article->m_number.reset();
         m_articles.clear();
     }
-    PutArticles(std::move(made));
+    PutArticles(std::move(articles));
 }
 
 void DocumentNode::PutArticles(Articles articles) noexcept {

@@ -6,6 +6,8 @@
 #include "platform/kernel/cast.h"
 #include "platform/story/field_glyphs.h"
 
+#include <set>
+
 PageNumbers::PageNumbers(DocumentNode const& document) {
     for (auto const& spread : document.GetSpreads()) {
         m_firstPages.emplace(spread.get(), m_pageCount + 1);
@@ -59,17 +61,19 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
                                                           DocumentNode const* document) {
     Shown shown;
     bool showsPages = false;
+    std::set<Kernel::String> keys;
     if (document != nullptr)
         story.VisitObjects(story.GetAll(), [&](std::uint32_t, Kernel::Counted<Story::Glyph const> const& glyph) {
             auto const uid = glyph->GetClassUID();
             if (uid == Story::PageNumberGlyph::c_classUid || uid == Story::PageCountGlyph::c_classUid)
                 showsPages = true;
             else if (uid == Story::MetadataGlyph::c_classUid)
-                shown.metadataKeys.push_back(Kernel::CastPointer<Story::MetadataGlyph const>(glyph.get())->GetKey());
+                keys.insert(Kernel::CastPointer<Story::MetadataGlyph const>(glyph.get())->GetKey());
             else if (glyph->GetExpansionReach() >= Story::ExpansionReach::Document)
                 shown.values = true;
             return true;
         });
+    shown.metadataKeys.assign(keys.begin(), keys.end());
     if (!showsPages)
         return shown;
     LayoutEpoch::LetPlacesMatter();

@@ -3,22 +3,37 @@
 
 #include "platform/document/command.h"
 #include "platform/document/slice_page.h"
+#include "platform/kernel/cast.h"
 #include "platform/kernel/stored_class.h"
 
-// Sets the file that an object is exported to.
-class REDRAFT_ENGINE SetExportableFilenameCommand final
-    : public Kernel::StoredClass<SetExportableFilenameCommand, DocumentCommand> {
+// Base of commands that set one value of how an object is exported. T lists the fields and says how the value is read
+// and set: `static Value Get(ExportableInterface const&)` and `static void Set(ExportableInterface&, Value const&)`.
+template <class T, class Value>
+class REDRAFT_ENGINE ExportableCommand : public Kernel::StoredClass<T, DocumentCommand> {
 public:
     // Throws Kernel::Exception where the object cannot be stored.
-    static Kernel::Counted<DocumentCommand> Create(Kernel::String const& name,
-                                                   Kernel::JailCounted<ExportableInterface> object);
+    static Kernel::Counted<DocumentCommand> Create(Value const& value,
+                                                   Kernel::JailCounted<ExportableInterface> const& object);
 
-    Kernel::LocalisedString GetDescription() const override;
     void Do() override;
     void Undo() override;
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
+
+protected:
+    // The object. A forged file may name anything else: Do, Undo and Redo throw Kernel::Exception then.
+    Kernel::Counted<Selectable> m_object;
+    Value m_new{}, m_old{};
+};
+
+// Sets the file that an object is exported to.
+class REDRAFT_ENGINE SetExportableFilenameCommand final
+    : public ExportableCommand<SetExportableFilenameCommand, Kernel::String> {
+public:
+    Kernel::LocalisedString GetDescription() const override;
+    static Kernel::String Get(ExportableInterface const& object) { return object.GetExportFilename(); }
+    static void Set(ExportableInterface& object, Kernel::String const& name) { object.SetExportFilename(name); }
     static Kernel::ClassProperties const* GetTypeClassProperties();
 
 private:
@@ -26,28 +41,17 @@ private:
     SetExportableFilenameCommand() = default;
     static constexpr auto Fields() {
         using This = SetExportableFilenameCommand;
-        return Kernel::FieldList{Kernel::Field{"Objt", &This::m_object}, Kernel::Field{"NewN", &This::m_name},
-                                 Kernel::Field{"OldN", &This::m_oldName}};
+        return Kernel::FieldList{Kernel::Field{"Objt", &This::m_object}, Kernel::Field{"NewN", &This::m_new},
+                                 Kernel::Field{"OldN", &This::m_old}};
     }
-
-    Kernel::Counted<Selectable> m_object;
-    Kernel::String m_name, m_oldName;
 };
 
 // Takes an object into the exports of all slices, or out of them.
-class REDRAFT_ENGINE SetExportableIncludeCommand final
-    : public Kernel::StoredClass<SetExportableIncludeCommand, DocumentCommand> {
+class REDRAFT_ENGINE SetExportableIncludeCommand final : public ExportableCommand<SetExportableIncludeCommand, bool> {
 public:
-    // Throws Kernel::Exception where the object cannot be stored.
-    static Kernel::Counted<DocumentCommand> Create(bool include,
-                                                   Kernel::JailCounted<ExportableInterface> const& object);
-
     Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
-    void Notify(Kernel::NotificationList& notifications) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
+    static bool Get(ExportableInterface const& object) { return object.IsIncludedInExport(); }
+    static void Set(ExportableInterface& object, bool include) { object.SetIncludedInExport(include); }
     static Kernel::ClassProperties const* GetTypeClassProperties();
 
 private:
@@ -55,11 +59,10 @@ private:
     SetExportableIncludeCommand() = default;
     static constexpr auto Fields() {
         using This = SetExportableIncludeCommand;
-        return Kernel::FieldList{Kernel::Field{"Objt", &This::m_object}, Kernel::Field{"NewI", &This::m_include},
-                                 Kernel::Field{"OldI", &This::m_oldInclude}};
+        return Kernel::FieldList{Kernel::Field{"Objt", &This::m_object}, Kernel::Field{"NewI", &This::m_new},
+                                 Kernel::Field{"OldI", &This::m_old}};
     }
-
-    Kernel::Counted<Selectable> m_object;
-    bool m_include = false;
-    bool m_oldInclude = false;
 };
+
+extern template class ExportableCommand<SetExportableFilenameCommand, Kernel::String>;
+extern template class ExportableCommand<SetExportableIncludeCommand, bool>;

@@ -380,7 +380,7 @@ public:
     // Null takes the number out of the map. Whoever changes numbers calls DocumentController::UpdateExportArticles.
     void SetArticle(int number, Kernel::Counted<ExportArticle> article);
     // Numbers without an article are left out.
-    void SetArticles(Articles const& articles);
+    void SetArticles(Articles articles);
     // The style sheets of the document's e-books, in their order; see platform/epub/css_file.h.
     std::vector<Kernel::Counted<EPub::CSSFile const>> const& GetCssFiles() const { return m_cssFiles; }
     // In front of the file that stands at `index`; -1, or any number beyond the list: behind all.
