@@ -7,6 +7,7 @@
 #include "platform/document/caption_info.h"
 #include "platform/document/change_text_wrap_command.h"
 #include "platform/document/compound_command.h"
+#include "platform/document/data_merge_filters.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/epub_cover_info.h"
@@ -174,6 +175,14 @@ Properties ExportTaggingState::GetTypeClassProperties()    { return Register<Exp
 Properties MetadataState::GetTypeClassProperties()         { return Register<MetadataState>("StMD"); }
 Properties ExportArticle::GetTypeClassProperties()         { return Register<ExportArticle>("ExAr"); }
 Properties ExportArticleCollector::GetTypeClassProperties() { return Register<ExportArticleCollector>("ExAC"); }
+Properties DataMergeRuleClause::GetTypeClassProperties() { return Register<DataMergeRuleClause>("DMRC"); }
+Properties DataMergeRule::GetTypeClassProperties() { return Register<DataMergeRule>("DMRu"); }
+Properties DataMergeFilter::GetTypeClassProperties() { return Register<DataMergeFilter>("DMFi"); }
+Properties DataMergeSelectedRecordsFilter::GetTypeClassProperties() { return Register<DataMergeSelectedRecordsFilter>("DMFS", DataMergeFilter::GetTypeClassProperties()); }
+Properties DataMergeRecordValueFilter::GetTypeClassProperties() { return Register<DataMergeRecordValueFilter>("DMFV", DataMergeFilter::GetTypeClassProperties()); }
+Properties DataMergeProcessFilter::GetTypeClassProperties() { return Register<DataMergeProcessFilter>("DMFP", DataMergeFilter::GetTypeClassProperties()); }
+Properties DataMergeJavaScriptFilter::GetTypeClassProperties() { return Register<DataMergeJavaScriptFilter>("DMFJ", DataMergeFilter::GetTypeClassProperties()); }
+Properties DataMergeSortFilter::GetTypeClassProperties() { return Register<DataMergeSortFilter>("DMFO", DataMergeFilter::GetTypeClassProperties()); }
 // clang-format on
 
 namespace {
@@ -202,7 +211,9 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            ImageResourceState, PictureFrameState, TagState, EditabilityState, DescriptionState, DrawOrderState,
            HyperlinkState, BaselineGridState, ContourState, DataMergeState, GeometryModifierState, ArtboardNode,
            ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode,
-           ExportTaggingState, MetadataState, ExportArticle, ExportArticleCollector> const c_registered;
+           ExportTaggingState, MetadataState, ExportArticle, ExportArticleCollector, DataMergeRuleClause, DataMergeRule,
+           DataMergeFilter, DataMergeSelectedRecordsFilter, DataMergeRecordValueFilter, DataMergeProcessFilter,
+           DataMergeJavaScriptFilter, DataMergeSortFilter> const c_registered;
 
 } // namespace
 
