@@ -8,6 +8,7 @@
 #include "platform/document/change_text_wrap_command.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/data_merge_filters.h"
+#include "platform/document/data_merge_source.h"
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/epub_cover_info.h"
@@ -21,6 +22,7 @@
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/document/selection_commands.h"
+#include "platform/document/set_data_merge_preview_command.h"
 #include "platform/document/slice_page.h"
 #include "platform/document/text_commands.h"
 #include "platform/document/text_nodes.h"
@@ -98,6 +100,10 @@ Properties UpdateIndexCommand::GetTypeClassProperties() { return Register<Update
 Properties InsertIndexMarkCommand::GetTypeClassProperties() { return Register<InsertIndexMarkCommand>("IIxM", SelectionCommandBase::GetTypeClassProperties()); }
 Properties AddIndexTopicCommand::GetTypeClassProperties()  { return Register<AddIndexTopicCommand>("AIxT", DocumentCommand::GetTypeClassProperties()); }
 Properties SetLocalisableStringCommand::GetTypeClassProperties() { return Register<SetLocalisableStringCommand>("SLoS", DocumentCommand::GetTypeClassProperties()); }
+Properties SetDataMergePreviewCommand::GetTypeClassProperties() { return Register<SetDataMergePreviewCommand>("SDPv", DocumentCommand::GetTypeClassProperties()); }
+Properties DataMergeSource::GetTypeClassProperties()       { return Register<DataMergeSource>("DMSo"); }
+Properties DataMergeFetcher::GetTypeClassProperties()      { return Register<DataMergeFetcher>("DMFe"); }
+Properties DataMergeParser::GetTypeClassProperties()       { return Register<DataMergeParser>("DMPa"); }
 Properties TransformCommand::GetTypeClassProperties()      { return Register<TransformCommand>("TrfC", SelectionCommandBase::GetTypeClassProperties()); }
 Properties Macro::GetTypeClassProperties()                 { return Register<Macro>("Macr"); }
 Properties History::GetTypeClassProperties()               { return Register<History>("Hist"); }
@@ -213,7 +219,8 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode,
            ExportTaggingState, MetadataState, ExportArticle, ExportArticleCollector, DataMergeRuleClause, DataMergeRule,
            DataMergeFilter, DataMergeSelectedRecordsFilter, DataMergeRecordValueFilter, DataMergeProcessFilter,
-           DataMergeJavaScriptFilter, DataMergeSortFilter> const c_registered;
+           DataMergeJavaScriptFilter, DataMergeSortFilter,
+           SetDataMergePreviewCommand, DataMergeSource, DataMergeFetcher, DataMergeParser> const c_registered;
 
 } // namespace
 

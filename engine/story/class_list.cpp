@@ -67,6 +67,7 @@ Properties CharacterGlyph::GetTypeClassProperties()      { return Register<Chara
 Properties FillerTextGlyph::GetTypeClassProperties()     { return Register<FillerTextGlyph>(FillerTextGlyph::c_classUid); }
 Properties CustomFieldGlyph::GetTypeClassProperties()    { return Register<CustomFieldGlyph>(CustomFieldGlyph::c_classUid); }
 Properties MetadataGlyph::GetTypeClassProperties()       { return Register<MetadataGlyph>(MetadataGlyph::c_classUid); }
+Properties MergeFieldGlyph::GetTypeClassProperties()     { return Register<MergeFieldGlyph>(MergeFieldGlyph::c_classUid); }
 Properties PageNumberGlyph::GetTypeClassProperties()     { return Register<PageNumberGlyph>(PageNumberGlyph::c_classUid); }
 Properties PageCountGlyph::GetTypeClassProperties()      { return Register<PageCountGlyph>(PageCountGlyph::c_classUid); }
 Properties AnchorData::GetTypeClassProperties()          { return Register<AnchorData>("TxAD"); }
@@ -102,6 +103,7 @@ namespace {
                                              FillerTextGlyph::GetTypeClassProperties(),
                                              CustomFieldGlyph::GetTypeClassProperties(),
                                              MetadataGlyph::GetTypeClassProperties(),
+                                             MergeFieldGlyph::GetTypeClassProperties(),
                                              PageNumberGlyph::GetTypeClassProperties(),
                                              PageCountGlyph::GetTypeClassProperties(),
                                              AnchorData::GetTypeClassProperties(),

@@ -19,7 +19,10 @@ Kernel::String FieldDataSource::GetPageLabel(std::size_t) const { return {}; }
 Kernel::String FieldDataSource::GetPageCountLabel() const { return {}; }
 Kernel::String FieldDataSource::GetMetadata(Kernel::String const&) const { return {}; }
 Kernel::Counted<StyleSheet const> FieldDataSource::GetStyleSheet() const { return {}; }
-Kernel::String FieldDataSource::GetMergeFieldValue(Kernel::String const&) const { return {}; }
+std::optional<Kernel::String> FieldDataSource::GetMergeFieldValue(Kernel::String const&, Kernel::String const&,
+                                                                  std::uint32_t) const {
+    return {};
+}
 bool FieldDataSource::IsEqualTo(FieldDataSource const& other) const { return this == &other; }
 
 // Predicates
@@ -64,6 +67,34 @@ Kernel::Counted<Glyph const> MetadataGlyph::Clone(GlyphCloneContext context) con
 void MetadataGlyph::Save(Kernel::OutSerialiser& out) const { Kernel::SaveValue(out, "MKey", m_key); }
 bool MetadataGlyph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, "MKey", m_key);
+    return true;
+}
+
+// Where no record is shown, the field's name, as users write it in a text.
+std::u32string MergeFieldGlyph::Expand(ExpansionContext const& context) const {
+    if (context.fields == nullptr)
+        return {};
+    auto const value = context.fields->GetMergeFieldValue(m_source, m_field, m_offset);
+    return DecodeUtf8(value ? value->view() : GetPlaceholder().view()).text;
+}
+Kernel::String MergeFieldGlyph::GetPlaceholder() const {
+    return Kernel::String("{{" + m_field.ToStdString() + (m_offset == 0 ? "" : "@" + std::to_string(m_offset + 1)) +
+                          "}}");
+}
+Kernel::Counted<Glyph const> MergeFieldGlyph::Clone(GlyphCloneContext context) const {
+    if (context == GlyphCloneContext::NoCloneGlyphs)
+        return Kernel::Counted<Glyph const>(this);
+    return Kernel::MakeCounted<MergeFieldGlyph>(m_source, m_field, m_offset);
+}
+void MergeFieldGlyph::Save(Kernel::OutSerialiser& out) const {
+    Kernel::SaveValue(out, "Srce", m_source);
+    Kernel::SaveValue(out, "Fiel", m_field);
+    Kernel::SaveValue(out, "Offs", m_offset);
+}
+bool MergeFieldGlyph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+    Kernel::LoadValue(in, "Srce", m_source);
+    Kernel::LoadValue(in, "Fiel", m_field);
+    Kernel::LoadValue(in, "Offs", m_offset);
     return true;
 }
 

@@ -164,8 +164,9 @@ public:
         return Find(m_metadata, key, [&] { return m_source.GetMetadata(key); });
     }
     Kernel::Counted<Story::StyleSheet const> GetStyleSheet() const override { return m_source.GetStyleSheet(); }
-    Kernel::String GetMergeFieldValue(Kernel::String const& field) const override {
-        return m_source.GetMergeFieldValue(field);
+    std::optional<Kernel::String> GetMergeFieldValue(Kernel::String const& source, Kernel::String const& field,
+                                                     std::uint32_t offset) const override {
+        return m_source.GetMergeFieldValue(source, field, offset);
     }
 
 private:

@@ -2,6 +2,7 @@
 #include "engine/document/file/document_file.h"
 
 #include "engine/document/history/at_spread.h"
+#include "engine/document/merge/loaded_merge_sources.h"
 #include "engine/document/tree/older_line_order.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/inner_commands.h"
@@ -382,6 +383,7 @@ Kernel::Counted<DocumentController> DocumentController::Open(std::string const& 
     Store::ReadSnapshot const snapshot(*container);
     auto const untrustedSteps = file->seal ? CountUntrustedSteps(*container, *file->seal) : UINT64_MAX;
     Kernel::FileStore files(container, path);
+    file->isTrusted = trusted || untrustedSteps == 0;
     return Load(std::move(file), *container, files, trusted ? 0 : untrustedSteps);
 }
 
@@ -397,7 +399,9 @@ Kernel::Counted<DocumentController> DocumentController::MakeCopy() const {
         Kernel::Counted<Kernel::Serialisable const> const roots[] = {source.root};
         Kernel::ObjectGraph::SaveCopy(roots, objects, values.get(), path);
         Kernel::FileStore files(values, path);
-        copy = Load(std::make_unique<File>(), objects, files, 0);
+        auto file = std::make_unique<File>();
+        file->isTrusted = !m_file || m_file->isTrusted;
+        copy = Load(std::move(file), objects, files, 0);
         for (std::size_t i = 0; i != m_history->GetCount(); ++i)
             copy->m_history->m_steps[i].needsValidation = m_history->m_steps[i].needsValidation;
     };
@@ -410,6 +414,7 @@ Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<Fil
                                                              Kernel::ChunkStorage const& objects,
                                                              Kernel::FileStore& files, std::uint64_t untrustedSteps) {
     OlderLineOrder lineOrder;
+    LoadedMergeSources mergeSources;
     auto const roots = file->graph.Load(objects, files, [](auto const& loaded) {
         auto const root = loaded.empty() ? nullptr : Kernel::Cast<DocumentRoot>(loaded.front());
         if (!root)
@@ -419,6 +424,7 @@ Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<Fil
             CheckParts(step.stored->GetCommand());
     });
     lineOrder.Migrate();
+    mergeSources.Place(files.GetFilePath(), file->isTrusted);
     file->root = Kernel::Cast<DocumentRoot>(roots.front());
     Kernel::Counted<DocumentController> controller(new DocumentController);
     auto const& root = *file->root;

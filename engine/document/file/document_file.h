@@ -37,6 +37,8 @@ struct DocumentController::File {
     Kernel::Counted<Store::Container> container;
     // The container was opened by a program that cannot change it, or while another one was editing it.
     bool isReadOnly = false;
+    // False: merge sources read data in the folder of the document alone.
+    bool isTrusted = true;
     // A save has looked for damaged pages since the file was opened.
     bool isLookedOver = false;
     std::shared_ptr<DocumentSeal> seal;

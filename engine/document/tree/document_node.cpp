@@ -3,6 +3,7 @@
 
 #include "engine/document/tree/layout_epoch.h"
 #include "engine/document/tree/stored_profiles.h"
+#include "platform/document/data_merge_source.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/epub_cover_info.h"
 #include "platform/document/export_article.h"
@@ -162,6 +163,8 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
         Kernel::SaveValue(out, "CSSF", m_cssFiles);
     if (m_ePubCover)
         Kernel::SaveValue(out, "EPCv", m_ePubCover);
+    if (!m_mergeSources.empty())
+        Kernel::SaveValue(out, "DtMg", m_mergeSources);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -185,6 +188,8 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
     Kernel::LoadValue(in, "CSSF", m_cssFiles);
     std::erase(m_cssFiles, nullptr);
     Kernel::LoadValue(in, "EPCv", m_ePubCover);
+    Kernel::LoadValue(in, "DtMg", m_mergeSources);
+    std::erase(m_mergeSources, nullptr);
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

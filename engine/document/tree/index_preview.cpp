@@ -2,6 +2,7 @@
 #include "platform/document/index_preview.h"
 
 #include "engine/document/tree/layout_epoch.h"
+#include "platform/document/data_merge_source.h"
 #include "platform/document/epub_cover_info.h"
 #include "platform/document/export_article.h"
 #include "platform/document/page_numbers.h"

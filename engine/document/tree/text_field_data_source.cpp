@@ -2,6 +2,7 @@
 #include "platform/document/text_field_data_source.h"
 
 #include "engine/document/tree/layout_epoch.h"
+#include "platform/document/data_merge_source.h"
 #include "platform/document/page_numbers.h"
 #include "platform/kernel/cast.h"
 #include "platform/story/field_glyphs.h"
@@ -39,8 +40,11 @@ std::size_t PageNumbers::GetPageNumber(Node const& node) const {
 }
 
 TextFieldDataSource::TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages,
-                                         MetadataRef metadata)
-    : m_values(std::move(values)), m_pages(std::move(pages)), m_metadata(std::move(metadata)) {}
+                                         MetadataRef metadata, RecordFieldsRef recordFields)
+    : m_values(std::move(values)),
+      m_pages(std::move(pages)),
+      m_metadata(std::move(metadata)),
+      m_recordFields(std::move(recordFields)) {}
 
 TextFieldDataSource::TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow) {
     auto const first = flow->GetFirst();
@@ -53,6 +57,7 @@ TextFieldDataSource::TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow
     if (shown.values)
         m_values = document->GetCustomFieldSource().GetValues();
     m_metadata = FindMetadata(*first, shown.metadataKeys);
+    m_recordFields = FindRecordFields(document.get(), shown.recordFields);
 }
 
 TextFieldDataSource::~TextFieldDataSource() = default;
@@ -62,6 +67,7 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
     Shown shown;
     bool showsPages = false;
     std::set<Kernel::String> keys;
+    std::set<RecordField> fields;
     if (document != nullptr)
         story.VisitObjects(story.GetAll(), [&](std::uint32_t, Kernel::Counted<Story::Glyph const> const& glyph) {
             auto const uid = glyph->GetClassUID();
@@ -69,11 +75,14 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
                 showsPages = true;
             else if (uid == Story::MetadataGlyph::c_classUid)
                 keys.insert(Kernel::CastPointer<Story::MetadataGlyph const>(glyph.get())->GetKey());
+            else if (auto const* const field = Kernel::CastPointer<Story::MergeFieldGlyph const>(glyph.get()))
+                fields.emplace(field->GetSource(), field->GetField(), field->GetOffset());
             else if (glyph->GetExpansionReach() >= Story::ExpansionReach::Document)
                 shown.values = true;
             return true;
         });
     shown.metadataKeys.assign(keys.begin(), keys.end());
+    shown.recordFields.assign(fields.begin(), fields.end());
     if (!showsPages)
         return shown;
     LayoutEpoch::LetPlacesMatter();
@@ -109,6 +118,29 @@ TextFieldDataSource::MetadataRef TextFieldDataSource::FindMetadata(TextNode cons
     return metadata.empty() ? MetadataRef() : std::make_shared<Metadata const>(std::move(metadata));
 }
 
+TextFieldDataSource::RecordFieldsRef TextFieldDataSource::FindRecordFields(DocumentNode const* document,
+                                                                           std::vector<RecordField> const& fields) {
+    if (document == nullptr || fields.empty() || document->GetDataMergeSettings().empty())
+        return {};
+    RecordFields values;
+    for (auto const& field : fields) {
+        auto const& [guid, name, offset] = field;
+        auto const source = FindDataMergeSource(*document, guid);
+        if (auto value = source ? source->GetShownValue(name, offset) : std::nullopt)
+            values.emplace(field, std::move(*value));
+    }
+    return values.empty() ? RecordFieldsRef() : std::make_shared<RecordFields const>(std::move(values));
+}
+
+std::optional<Kernel::String> TextFieldDataSource::GetMergeFieldValue(Kernel::String const& source,
+                                                                      Kernel::String const& field,
+                                                                      std::uint32_t offset) const {
+    if (!m_recordFields)
+        return {};
+    auto const found = m_recordFields->find({source, field, offset});
+    return found == m_recordFields->end() ? std::nullopt : std::optional(found->second);
+}
+
 std::optional<Kernel::String> TextFieldDataSource::GetCustomFieldValue(Kernel::String const& guid) const {
     auto const* const value = m_values ? m_values->Find(guid) : nullptr;
     return value == nullptr ? std::nullopt : std::optional(*value);
@@ -132,5 +164,6 @@ bool TextFieldDataSource::IsEqualTo(Story::FieldDataSource const& other) const {
     if (peer == nullptr)
         return false;
     auto const isSame = [](auto const& a, auto const& b) { return a == b || (a && b && *a == *b); };
-    return isSame(m_values, peer->m_values) && isSame(m_pages, peer->m_pages) && isSame(m_metadata, peer->m_metadata);
+    return isSame(m_values, peer->m_values) && isSame(m_pages, peer->m_pages) && isSame(m_metadata, peer->m_metadata) &&
+           isSame(m_recordFields, peer->m_recordFields);
 }

@@ -150,6 +150,7 @@ Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
             cache.shown.pages = std::move(shown.pages);
         cache.shown.values = shown.values;
         cache.shown.metadataKeys = std::move(shown.metadataKeys);
+        cache.shown.recordFields = std::move(shown.recordFields);
     }
     // A value that the story does not show disturbs it in no way.
     auto const& pages = cache.shown.pages;
@@ -158,11 +159,15 @@ Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
     auto metadata = TextFieldDataSource::FindMetadata(*this, cache.shown.metadataKeys);
     if (metadata && cache.fields && cache.fields->m_metadata && *metadata == *cache.fields->m_metadata)
         metadata = cache.fields->m_metadata;
-    if (!values && !pages && !metadata)
+    auto records = TextFieldDataSource::FindRecordFields(document.get(), cache.shown.recordFields);
+    if (records && cache.fields && cache.fields->m_recordFields && *records == *cache.fields->m_recordFields)
+        records = cache.fields->m_recordFields;
+    if (!values && !pages && !metadata && !records)
         cache.fields.reset();
     else if (!cache.fields || cache.fields->m_values != values || cache.fields->m_pages != pages ||
-             cache.fields->m_metadata != metadata)
-        cache.fields = Kernel::Counted<TextFieldDataSource const>(new TextFieldDataSource(values, pages, metadata));
+             cache.fields->m_metadata != metadata || cache.fields->m_recordFields != records)
+        cache.fields =
+            Kernel::Counted<TextFieldDataSource const>(new TextFieldDataSource(values, pages, metadata, records));
     bool const isCurrent = isSameStory && composed->GetStyleSheet() == styles &&
                            composed->GetFields() == cache.fields &&
                            (isSameFlow || composed->GetGeometries() == flow->m_places.geometries);

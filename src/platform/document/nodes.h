@@ -267,6 +267,7 @@ private:
 };
 
 class ArtboardInterface;
+class DataMergeSource;
 class EPubCoverInfo;
 class SlicePage;
 namespace EPub {
@@ -392,6 +393,10 @@ public:
     // Null: no cover was set.
     Kernel::Counted<EPubCoverInfo const> const& GetEPubCoverInfo() const { return m_ePubCover; }
     void SetEPubCoverInfo(Kernel::Counted<EPubCoverInfo const> info);
+    // The sources of records that fields of the document show; see platform/document/data_merge_source.h. The list that
+    // may be changed counts as changed, and is put back when the step fails.
+    std::vector<Kernel::JailCounted<DataMergeSource>> const& GetDataMergeSettings() const { return m_mergeSources; }
+    std::vector<Kernel::JailCounted<DataMergeSource>>& GetDataMergeSettings();
 
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
@@ -430,5 +435,6 @@ private:
     std::unique_ptr<IndexMarkCache> m_indexMarks;
     std::vector<Kernel::Counted<EPub::CSSFile const>> m_cssFiles;
     Kernel::Counted<EPubCoverInfo const> m_ePubCover;
+    std::vector<Kernel::JailCounted<DataMergeSource>> m_mergeSources;
     NodeId m_nextId = 1;
 };

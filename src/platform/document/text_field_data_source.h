@@ -6,9 +6,10 @@
 
 #include <map>
 #include <memory>
+#include <tuple>
 
-// The values that the fields of one text show: those of its document, the pages that its nodes stand on, and in a
-// caption the metadata of its object.
+// The values that the fields of one text show: those of its document, the pages that its nodes stand on, in a caption
+// the metadata of its object, and fields of the records that merge sources show.
 class REDRAFT_ENGINE TextFieldDataSource final : public Story::FieldDataSource {
 public:
     // As they are now, with the document's styles; only values of a kind that the story shows.
@@ -19,6 +20,8 @@ public:
     Kernel::String GetPageLabel(std::size_t frame) const override;
     Kernel::String GetPageCountLabel() const override;
     Kernel::String GetMetadata(Kernel::String const& key) const override;
+    std::optional<Kernel::String> GetMergeFieldValue(Kernel::String const& source, Kernel::String const& field,
+                                                     std::uint32_t offset) const override;
     Kernel::Counted<Story::StyleSheet const> GetStyleSheet() const override { return m_styles; }
     bool IsEqualTo(Story::FieldDataSource const& other) const override;
 
@@ -33,11 +36,17 @@ private:
     // Values by key, as they show.
     using Metadata = std::map<Kernel::String, Kernel::String>;
     using MetadataRef = std::shared_ptr<Metadata const>;
-    TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages, MetadataRef metadata);
+    // The field of a record: the source's id, the field's name and how many records behind the first of the page.
+    using RecordField = std::tuple<Kernel::String, Kernel::String, std::uint32_t>;
+    using RecordFields = std::map<RecordField, Kernel::String>;
+    using RecordFieldsRef = std::shared_ptr<RecordFields const>;
+    TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages, MetadataRef metadata,
+                        RecordFieldsRef recordFields);
     // The kinds of values that a story shows; the pages are null where it shows none.
     struct Shown {
         PagesRef pages;
         std::vector<Kernel::String> metadataKeys;
+        std::vector<RecordField> recordFields;
         bool values = false;
     };
     static Shown FindShown(TextFlow const& flow, Story::Story const& story, DocumentNode const* document);
@@ -45,10 +54,14 @@ private:
     // Of the object that the text is a caption of. Null where there is nothing to show; counts no node.
     static MetadataRef FindMetadata(TextNode const& text, std::vector<Kernel::String> const& keys);
 
+    // Null where no source shows a record.
+    static RecordFieldsRef FindRecordFields(DocumentNode const* document, std::vector<RecordField> const& fields);
+
     // May be null.
     Kernel::Counted<CustomFieldValues const> m_values;
     PagesRef m_pages;
     MetadataRef m_metadata;
+    RecordFieldsRef m_recordFields;
     // Null in those that compositions are made with, which have the styles themselves.
     Kernel::Counted<Story::StyleSheet const> m_styles;
 };

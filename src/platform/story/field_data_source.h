@@ -5,6 +5,7 @@
 #include "platform/kernel/string.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 namespace Story {
@@ -26,7 +27,10 @@ public:
     virtual Kernel::String GetMetadata(Kernel::String const& key) const;
     // The styles of the document, for those who are told of a text without them; null where they are not known.
     virtual Kernel::Counted<StyleSheet const> GetStyleSheet() const;
-    virtual Kernel::String GetMergeFieldValue(Kernel::String const& field) const;
+    // The text of a field of the record that a source of records shows, or of one that comes `offset` records behind
+    // it. Empty optional where the source shows no record.
+    virtual std::optional<Kernel::String> GetMergeFieldValue(Kernel::String const& source, Kernel::String const& field,
+                                                             std::uint32_t offset) const;
     // True when both answer every question alike. A source that says so too rarely costs time, one that says so wrongly
     // leaves old text on the page.
     virtual bool IsEqualTo(FieldDataSource const& other) const;

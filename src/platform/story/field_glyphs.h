@@ -53,6 +53,34 @@ private:
     Kernel::String m_key;
 };
 
+// A field of a record that a source of records shows. A page may show several records: those behind the first one are
+// shown by fields with an offset.
+class REDRAFT_ENGINE MergeFieldGlyph final : public FieldGlyph {
+public:
+    static constexpr Kernel::ClassUID c_classUid{"TxMF"};
+    MergeFieldGlyph() = default;
+    // `source`: its id in the document. `offset`: how many records behind the first one of the page.
+    MergeFieldGlyph(Kernel::String source, Kernel::String field, std::uint32_t offset)
+        : m_source(std::move(source)), m_field(std::move(field)), m_offset(offset) {}
+    Kernel::String const& GetSource() const { return m_source; }
+    Kernel::String const& GetField() const { return m_field; }
+    std::uint32_t GetOffset() const { return m_offset; }
+    // Such as "{{Name}}", or "{{Name@2}}" of the second record of a page.
+    Kernel::String GetPlaceholder() const;
+    std::u32string Expand(ExpansionContext const& context) const override;
+    Kernel::Counted<Glyph const> Clone(GlyphCloneContext context) const override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<MergeFieldGlyph>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+
+private:
+    Kernel::String m_source, m_field;
+    std::uint32_t m_offset = 0;
+};
+
 // The number of the page on which it stands.
 class REDRAFT_ENGINE PageNumberGlyph final : public FieldGlyph {
 public:
