@@ -219,8 +219,8 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode,
            ExportTaggingState, MetadataState, ExportArticle, ExportArticleCollector, DataMergeRuleClause, DataMergeRule,
            DataMergeFilter, DataMergeSelectedRecordsFilter, DataMergeRecordValueFilter, DataMergeProcessFilter,
-           DataMergeJavaScriptFilter, DataMergeSortFilter,
-           SetDataMergePreviewCommand, DataMergeSource, DataMergeFetcher, DataMergeParser> const c_registered;
+           DataMergeJavaScriptFilter, DataMergeSortFilter, SetDataMergePreviewCommand, DataMergeSource,
+           DataMergeFetcher, DataMergeParser> const c_registered;
 
 } // namespace
 
