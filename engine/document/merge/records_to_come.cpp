@@ -6,9 +6,6 @@
 
 namespace Records {
 
-__attribute__((weak)) Table::~Table() = default;
-struct Table::Content {};
-__attribute__((weak)) std::uint32_t Table::GetRowCount() const { return 0; }
 __attribute__((weak)) Result::~Result() = default;
 __attribute__((weak)) std::string_view Result::GetText(std::size_t, std::string_view) const { return {}; }
 __attribute__((weak)) ReadResult ReadTable(Kernel::String const&, ReadOptions const&, bool const*) {

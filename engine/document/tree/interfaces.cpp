@@ -189,6 +189,14 @@ void GUIDInterface::SetGUID(Kernel::String guid) {
     EditState<GUIDState>([&](auto& state) { state.guid = std::move(guid); });
 }
 
+void DataMergeInterface::SetMergeField(Kernel::String source, Kernel::String field, std::uint32_t offset) {
+    EditState<DataMergeState>([&](auto& state) {
+        state.source = std::move(source);
+        state.field = std::move(field);
+        state.offset = offset;
+    });
+}
+
 void ImageResourceInterface::SetImage(Kernel::Counted<Raster::DynamicBitmap const> bitmap, Kernel::String path) {
     EditState<ImageResourceState>([&](auto& state) {
         state.bitmap = std::move(bitmap);

@@ -359,6 +359,12 @@ public:
 class REDRAFT_ENGINE DataMergeInterface : public virtual AttributeOwner {
 public:
     static constexpr InterfaceId c_interface = InterfaceId::DataMerge;
+    // The field whose picture the object shows in its own place, while its source shows a record: the id of the source,
+    // the field's name, and how many records behind the first one of the page. An empty source: none.
+    Kernel::String const& GetMergeSource() const { return GetState<DataMergeState>().source; }
+    Kernel::String const& GetMergeField() const { return GetState<DataMergeState>().field; }
+    std::uint32_t GetMergeOffset() const { return GetState<DataMergeState>().offset; }
+    void SetMergeField(Kernel::String source, Kernel::String field, std::uint32_t offset);
 };
 class REDRAFT_ENGINE GeometryModifierInterface : public virtual AttributeOwner {
 public:

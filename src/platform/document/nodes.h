@@ -21,6 +21,7 @@ class REDRAFT_ENGINE SceneNode : public Node,
                                  public FilterEffectsInterface,
                                  public TextWrapInterface,
                                  public HyperlinkInterface,
+                                 public DataMergeInterface,
                                  public ExportTaggingInterface {
 public:
     Raster::AffineTransform::Params GetBaseToSpreadTransform() const override;

@@ -330,11 +330,15 @@ public:
 class REDRAFT_ENGINE DataMergeState final : public InterfaceStateT<DataMergeState> {
 public:
     static constexpr InterfaceId c_interface = InterfaceId::DataMerge;
-    Kernel::Counted<Kernel::Serialisable> source;
+    // The id of the source; empty where the object shows no field.
+    Kernel::String source;
     Kernel::String field;
+    // How many records behind the first one of the page.
+    std::uint32_t offset = 0;
     static constexpr auto Fields() {
-        return Kernel::FieldList{Kernel::Field{"Sour", &DataMergeState::source},
-                                 Kernel::Field{"Fiel", &DataMergeState::field}};
+        return Kernel::FieldList{Kernel::Field{"SrcI", &DataMergeState::source},
+                                 Kernel::Field{"Fiel", &DataMergeState::field},
+                                 Kernel::Field{"Offs", &DataMergeState::offset}};
     }
     static ClassProperties const* GetTypeClassProperties();
 };
