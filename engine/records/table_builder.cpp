@@ -29,7 +29,6 @@ GroupMaker::GroupMaker(std::uint32_t rowCount, std::span<std::size_t const> size
     for (auto const size : sizes) {
         auto* const starts = reinterpret_cast<std::uint32_t*>(place);
         auto* const bytes = reinterpret_cast<char*>(place + startBytes);
-        starts[0] = 0;
         m_starts.push_back(starts);
         m_bytes.push_back(bytes);
         m_group.columns.push_back({starts, bytes});
@@ -38,6 +37,8 @@ GroupMaker::GroupMaker(std::uint32_t rowCount, std::span<std::size_t const> size
 }
 
 RowGroup GroupMaker::Finish() {
+    for (auto* const starts : m_starts)
+        starts[0] = 0;
     for (auto const& part : m_group.columns) {
         auto readings = c_allReadings;
         for (std::uint32_t row = 0; row != m_group.rowCount && readings != 0; ++row)
@@ -136,15 +137,16 @@ TableRef TableBuilder::Finish(char decimalMark, bool isSemicolonUsual) {
         pointColumns += (all.back() & c_anyNumber) == c_numberWithPoint;
         commaColumns += (all.back() & c_anyNumber) == c_numberWithComma;
     }
+    m_decimalMark = decimalMark;
     if (decimalMark == 0)
-        decimalMark = commaColumns > pointColumns || (commaColumns == pointColumns && isSemicolonUsual) ? ',' : '.';
+        m_decimalMark = commaColumns > pointColumns || (commaColumns == pointColumns && isSemicolonUsual) ? ',' : '.';
     for (std::size_t i = 0; i != m_columns.size(); ++i) {
-        auto const reading = ChooseReading(all[i], decimalMark);
+        auto const reading = ChooseReading(all[i], m_decimalMark);
         content->readings.push_back(reading);
         content->columns.push_back({m_columns[i].column.name, GetType(reading)});
     }
     content->groups = std::move(m_groups);
-    content->decimalMark = decimalMark;
+    content->decimalMark = m_decimalMark;
     content->Index();
     return TableRef(new Table(std::move(content)));
 }

@@ -24,6 +24,8 @@ public:
     // The whole table. The mark is found by looking at the fields where it is 0; `isSemicolonUsual`: fields are divided
     // by semicolons, as where the comma is the decimal mark.
     TableRef Finish(char decimalMark, bool isSemicolonUsual);
+    // The one that was given or found.
+    char GetDecimalMark() const { return m_decimalMark; }
 
 private:
     struct Pending {
@@ -38,6 +40,7 @@ private:
     std::vector<RowGroup> m_groups;
     std::uint32_t m_rowCount = 0, m_pendingRows = 0;
     std::size_t m_pendingBytes = 0;
+    char m_decimalMark = '.';
 };
 
 } // namespace Records

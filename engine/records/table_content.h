@@ -30,8 +30,10 @@ class GroupMaker {
 public:
     // `sizes`: for each column the bytes of all its fields.
     GroupMaker(std::uint32_t rowCount, std::span<std::size_t const> sizes);
+    // Where each field begins, and where the last one ends; the first is put in by Finish.
     std::uint32_t* GetStarts(std::size_t column) { return m_starts[column]; }
-    // Up to c_slack bytes may be written behind the last field of a column before the next column is begun.
+    // Up to c_slack bytes may be written behind the last field of a column before starts and bytes of the next column
+    // are.
     char* GetBytes(std::size_t column) { return m_bytes[column]; }
     // Finds out the readings of the columns.
     RowGroup Finish();

@@ -17,7 +17,7 @@ struct ReadOptions {
     // ASCII characters; 0: found.
     char delimiter = 0, quote = 0, decimalMark = 0;
     // Of a spreadsheet; empty: the first one.
-    Kernel::String sheet;
+    Kernel::String sheet{};
     friend bool operator==(ReadOptions const&, ReadOptions const&) = default;
 };
 

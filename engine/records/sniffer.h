@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/records/record_reader.h"
+
+namespace Records {
+
+// How delimited data are written, found by taking their beginning in each likely way.
+struct Sniffed {
+    Dialect dialect;
+    bool hasHeader = true;
+    // Of most records; 0 if they do not agree.
+    std::size_t columnCount = 0;
+    // Where the first record begins: behind a line "sep=;", by which spreadsheets tell the delimiter.
+    std::size_t begin = 0;
+};
+// `isWhole`: the sample is all there is. Options that are given are followed. `hasTabEnding`: the file's name says that
+// tabs divide its fields.
+Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options, bool hasTabEnding);
+
+} // namespace Records
