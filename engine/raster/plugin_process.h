@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/kernel/host_process.h"
 #include "engine/raster/plugin_protocol.h"
 #include "platform/raster/filter_plugin.h"
 
 #include <filesystem>
 #include <span>
-#include <sys/types.h>
 #include <vector>
 
 namespace Raster {
@@ -18,9 +18,6 @@ public:
     // process cannot be started.
     PluginProcess(std::filesystem::path const& plugin, std::size_t memoryBytes,
                   std::vector<PluginProtocol::Setting> settings = {});
-    PluginProcess(PluginProcess const&) = delete;
-    PluginProcess& operator=(PluginProcess const&) = delete;
-    ~PluginProcess();
 
     // Both are false when the process died, or did not answer in time: it is of no more use then.
     bool Describe(PluginProtocol::Response& response, std::vector<PluginProtocol::Parameter>& parameters,
@@ -30,16 +27,12 @@ public:
              PluginProtocol::Response& response, void* results, std::chrono::milliseconds time);
 
 private:
-    using Clock = std::chrono::steady_clock;
-    bool Send(void const* bytes, std::size_t count, Clock::time_point deadline);
-    bool Receive(void* bytes, std::size_t count, Clock::time_point deadline);
+    using Clock = Kernel::HostProcess::Clock;
     bool SendSettings(Clock::time_point deadline);
-    bool Wait(short events, Clock::time_point deadline) const;
 
     // Not sent yet.
     std::vector<PluginProtocol::Setting> m_settings;
-    pid_t m_process = -1;
-    int m_socket = -1;
+    Kernel::HostProcess m_host;
 };
 
 } // namespace Raster
