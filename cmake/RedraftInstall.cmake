@@ -12,7 +12,7 @@ set_target_properties(redraft redraft-engine redraft-formats PROPERTIES INSTALL_
 file(RELATIVE_PATH libraries_from_programs ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 install(TARGETS redraft-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 set_target_properties(redraft-cli PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
-install(TARGETS redraft-plugin-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/redraft)
+install(TARGETS redraft-plugin-host redraft-script-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/redraft)
 # The public headers, and no others.
 foreach(library @library @formats)
     redraft_level_entries(entries ${library})
