@@ -60,11 +60,14 @@ bool ReadText(std::string& text) {
 // that a record costs no more than a store.
 class Watch {
 public:
-    explicit Watch(std::uint32_t milliseconds) {
+    // Handlers can be set only before the process is confined.
+    static void Install() {
         struct sigaction action {};
         action.sa_handler = &OnTick;
         action.sa_flags = SA_RESTART;
         sigaction(SIGALRM, &action, nullptr);
+    }
+    static void SetTime(std::uint32_t milliseconds) {
         std::uint32_t const tick = milliseconds / c_ticks + 1;
         timeval const interval{static_cast<time_t>(tick / 1000), static_cast<suseconds_t>(tick % 1000 * 1000)};
         itimerval const timer{interval, interval};
@@ -154,7 +157,7 @@ int Serve(unsigned long long memory) {
     std::string source;
     if (!ReadText(source))
         return 3;
-    Watch const watch(start.time);
+    Watch::SetTime(start.time);
     Watch::Begin(0);
     Script script(source, fields, memory);
     Watch::End();
@@ -190,6 +193,7 @@ int main(int count, char** arguments) {
     auto const memory = std::strtoull(arguments[1], nullptr, 10);
     // While files can still be read.
     tzset();
+    Watch::Install();
     Confine(memory + c_ownMemory);
     _exit(Serve(memory));
 }

@@ -169,11 +169,25 @@ void Script::Free(void* memory, void* block) {
     std::free(block);
 }
 
+// On one line with the script's first, so that line numbers are the script's. As an expression and as a declaration: of
+// one alone the compiler takes texts that close the function themselves. Without a name, by which a script could keep
+// something at its function.
+bool Script::Compile(std::string_view source) {
+    auto const rest = "(record, index) {\"use strict\"; " + std::string(source) + "\n}";
+    auto const compile = [&](std::string const& program, duk_uint_t flags) {
+        return duk_pcompile_lstring(m_context, flags, program.data(), program.size()) == 0;
+    };
+    if (!compile("(function " + rest + ")", DUK_COMPILE_EVAL))
+        return false;
+    duk_pop(m_context);
+    if (!compile("function script" + rest, 0))
+        return false;
+    duk_pop(m_context);
+    return compile("function " + rest, DUK_COMPILE_FUNCTION);
+}
+
 bool Script::Prepare(std::string_view source, std::vector<std::string> const& fields) {
-    // On one line with the script's first, so that line numbers are the script's.
-    auto const program = "function (record, index) {\"use strict\"; " + std::string(source) + "\n}";
-    if (duk_pcompile_lstring(m_context, DUK_COMPILE_FUNCTION, program.data(), program.size()) !=
-        0)
+    if (!Compile(source))
         return false;
     duk_require_stack(m_context, static_cast<duk_idx_t>(fields.size() + 16));
     for (auto const& field : fields) {

@@ -32,6 +32,7 @@ private:
         std::size_t left = 0;
     };
     struct Call;
+    bool Compile(std::string_view source);
     bool Prepare(std::string_view source, std::vector<std::string> const& fields);
     static void* Allocate(void* memory, std::size_t size);
     static void* Reallocate(void* memory, void* block, std::size_t size);

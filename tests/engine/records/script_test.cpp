@@ -1,0 +1,321 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/kernel/exception.h"
+#include "tests/engine/records/step_tables.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace Records;
+using namespace StepTests;
+
+namespace {
+
+// The process that a build has, also where the tests are linked to the objects instead of the library.
+class ScriptStep : public testing::Test {
+protected:
+    ScriptStep() { setenv("REDRAFT_SCRIPT_HOST", SCRIPT_HOST, 1); }
+
+    static Kernel::Counted<Result const> Run(TableRef const& table, std::string const& script,
+                                             Options const& options = {}) {
+        return Take(table, {RunScript{"s", Kernel::String(script)}}, options);
+    }
+    // The rows that a script keeps, and no warnings.
+    static Rows Keep(TableRef const& table, std::string const& script) {
+        auto const result = Run(table, script);
+        for (auto const& warning : result->warnings)
+            ADD_FAILURE() << warning.text.view() << " in " << script;
+        return result->rows;
+    }
+    // The warning of a script that must keep all three records.
+    static std::string Warn(std::string const& script, Options const& options = {}) {
+        auto const result = Run(People(), script, options);
+        EXPECT_EQ(result->rows.size(), 3u) << script;
+        EXPECT_GE(result->warnings.size(), 1u) << script;
+        return result->warnings.empty() ? std::string() : result->warnings.front().text.ToStdString();
+    }
+    static TableRef const& People() {
+        static auto const s_people = MakeTable({"Name", "Age", "Home town"},
+                                               {{"Ann", "30", "Ulm"}, {"Bob", "9", "Köln"}, {"Cat", "", "Rome 😀"}});
+        return s_people;
+    }
+};
+
+// A table of so many records that several processes take part.
+TableRef MakeLongTable(std::uint32_t rowCount) {
+    TableBuilder builder;
+    builder.AddColumn("n");
+    builder.AddColumn("text");
+    for (std::uint32_t row = 0; row != rowCount; ++row) {
+        builder.SetField(0, std::to_string(row * 7919 % 1000));
+        builder.SetField(1, "text " + std::to_string(row));
+        builder.EndRow();
+    }
+    return builder.Finish('.', false);
+}
+
+std::size_t CountEntries(char const* folder) {
+    std::filesystem::directory_iterator const begin(folder);
+    return static_cast<std::size_t>(std::distance(begin, {}));
+}
+
+// Our own processes that have not been waited for, or still run.
+std::size_t CountChildren() {
+    std::size_t count = 0;
+    for (auto const& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        auto* const file = std::fopen((thread.path() / "children").c_str(), "r");
+        int process = 0;
+        while (file != nullptr && std::fscanf(file, "%d", &process) == 1)
+            ++count;
+        if (file != nullptr)
+            std::fclose(file);
+    }
+    return count;
+}
+
+TEST_F(ScriptStep, KeepsWhatTheScriptSaysInAnyOfItsTrueValues) {
+    EXPECT_EQ(Keep(People(), "return record.Name == 'Bob'"), (Rows{1}));
+    EXPECT_EQ(Keep(People(), "return index != 1;"), (Rows{0, 2}));
+    EXPECT_EQ(Keep(People(), "return record.Name"), (Rows{0, 1, 2}));
+    EXPECT_EQ(Keep(People(), "return record.Age"), (Rows{0, 1}));
+    EXPECT_EQ(Keep(People(), "return"), Rows());
+    EXPECT_EQ(Keep(People(), ""), Rows());
+    EXPECT_EQ(Keep(People(), "return {} // all"), (Rows{0, 1, 2}));
+}
+
+TEST_F(ScriptStep, GetsNumbersAsNumbersAndAllElseAsText) {
+    EXPECT_EQ(Keep(People(), "return record.Age > 10 && typeof record.Age == 'number'"), (Rows{0}));
+    EXPECT_EQ(Keep(People(), "return record.Age === '' && typeof record.Name == 'string'"), (Rows{2}));
+    EXPECT_EQ(Keep(People(), "return record[\"Home town\"] == 'Köln'"), (Rows{1}));
+    EXPECT_EQ(Keep(People(), "return record['Home town'] == 'Rome 😀' && record['Home town'].length == 7"), (Rows{2}));
+}
+
+TEST_F(ScriptStep, GetsTheFieldsThatItNamesAndNoOthers) {
+    EXPECT_EQ(Keep(People(), "return Object.keys(record).join() == 'Name'"), (Rows{0, 1, 2}));
+    EXPECT_EQ(Keep(People(), "var r = record; return r.Age == 9 && r.Name == undefined"), Rows());
+    EXPECT_EQ(Keep(People(), "var r = record; return r.Age == 9 && !('Na' + 'me' in r)"), (Rows{1}));
+    EXPECT_EQ(Keep(People(), "return arguments[0].Age == 9"), (Rows{1}));
+    EXPECT_EQ(Keep(People(), "return eval('record.Age') == 9"), (Rows{1}));
+    EXPECT_EQ(Keep(People(), "return record\n  . Age == 9 && record [ 'Name' ] == 'Bob'"), (Rows{1}));
+    auto const result = Run(People(), "return record.Nam == undefined");
+    EXPECT_EQ(result->rows.size(), 3u);
+    ASSERT_EQ(result->warnings.size(), 1u);
+    EXPECT_EQ(result->warnings[0].column, "Nam");
+}
+
+TEST_F(ScriptStep, TakesFieldsOfAnyName) {
+    auto const table =
+        MakeTable({"__proto__", "toString", "a.b", "ü", "constructor"}, {{"1x", "2x", "3x", "4x", "5x"}});
+    EXPECT_EQ(Keep(table, "return record['__proto__'] == '1x' && record.toString == '2x' && record['a.b'] == '3x' && "
+                          "record.ü == '4x' && record.constructor == '5x'"),
+              (Rows{0}));
+}
+
+TEST_F(ScriptStep, SeesReplacedFieldsInTheOrderOfASort) {
+    ProcessRecords const replace{{{MakeClause("Name", DataMergeRuleOperator::Equal, "Cat")}, {}},
+                                 ProcessRecords::Action::Replace,
+                                 {},
+                                 "Age",
+                                 "99"};
+    auto const result =
+        Take(People(), {replace, SortRecords{"Name", false}, RunScript{"", "return record.Age + 1 > 11"}});
+    EXPECT_EQ(result->rows, (Rows{2, 0}));
+}
+
+TEST_F(ScriptStep, TellsOfAScriptThatIsNone) {
+    EXPECT_EQ(Warn("return (").substr(0, 42), "script 's' is no JavaScript: SyntaxError: ");
+    EXPECT_NE(Warn("var a;\nvar b;\nreturn )").find("(line 3"), std::string::npos);
+    EXPECT_NE(Warn("return true; }, function () {").find("is no JavaScript"), std::string::npos);
+    EXPECT_NE(Warn("} function a() {").find("is no JavaScript"), std::string::npos);
+    EXPECT_NE(Warn("with (record) return Name").find("is no JavaScript"), std::string::npos);
+    EXPECT_EQ(Run(People(), "return (")->warnings.size(), 1u);
+}
+
+TEST_F(ScriptStep, KeepsARecordOfWhichTheScriptThrows) {
+    auto const result = Run(People(), "if (index == 1)\n  throw new Error('no ' + record.Name);\nreturn false;");
+    EXPECT_EQ(result->rows, (Rows{1}));
+    ASSERT_EQ(result->warnings.size(), 1u);
+    EXPECT_EQ(result->warnings[0], (Warning{1, "", "script 's' failed: Error: no Bob (line 2)"}));
+    EXPECT_EQ(Warn("throw 'so'"), "script 's' failed: so");
+    EXPECT_EQ(Warn("throw null"), "script 's' failed: null");
+    EXPECT_EQ(Warn("throw '\\n😀'"), "script 's' failed:  😀");
+    EXPECT_NE(Warn("return record.Missing.length").find("field"), std::string::npos);
+    EXPECT_LT(Warn("throw new Array(100000).join('x')").size(), 500u);
+    // What it throws may be hostile itself.
+    EXPECT_NE(Warn("throw {toString: function () { throw this; }}").find("failed"), std::string::npos);
+}
+
+TEST_F(ScriptStep, CountsFailuresBeyondAHundred) {
+    auto const table = MakeLongTable(9000);
+    auto const result = Run(table, "if (index % 2) throw index; return false;");
+    EXPECT_EQ(result->rows.size(), 4500u);
+    ASSERT_EQ(result->warnings.size(), 100u);
+    EXPECT_EQ(result->furtherWarnings, 4400u);
+    for (std::size_t i = 0; i != 100; ++i)
+        ASSERT_EQ(result->warnings[i].row, static_cast<std::int64_t>(2 * i + 1));
+}
+
+TEST_F(ScriptStep, TakesManyRecordsInTheirOrder) {
+    auto const table = MakeLongTable(50'000);
+    Rows expected;
+    for (std::uint32_t row = 0; row != 50'000; ++row) {
+        if (row * 7919 % 1000 < 300)
+            expected.push_back(row);
+    }
+    EXPECT_EQ(Keep(table, "return record.n < 300 && record.text == 'text ' + index"), expected);
+}
+
+TEST_F(ScriptStep, KeepsNothingFromOneRecordToTheNext) {
+    auto const table = MakeLongTable(20'000);
+    for (char const* const script :
+         {"this.count = 1", "count = 1", "Object.prototype.count = 1", "Array.prototype.push = null", "Math.count = 1",
+          "(0, eval)('var count = 1')", "undefined = 1", "JSON.parse.x = 1",
+          "Object.getPrototypeOf(function () {}).count = 1", "Date.prototype.getTime.count = 1"}) {
+        auto const result = Run(table, std::string(script) + "; return false;");
+        EXPECT_EQ(result->rows.size(), 20'000u) << script;
+        ASSERT_FALSE(result->warnings.empty()) << script;
+        EXPECT_NE(result->warnings[0].text.view().find("Error"), std::string_view::npos)
+            << result->warnings[0].text.view();
+    }
+    // Where it is not strict it fails in silence.
+    EXPECT_EQ(Keep(table, "Function('count = 1; this.more = 1')(); return typeof count + typeof more != "
+                          "'undefinedundefined'"),
+              Rows());
+    EXPECT_EQ(Keep(table, "return typeof script + typeof anonymous != 'undefinedundefined'"), Rows());
+    // A record that a script changes is its own.
+    EXPECT_EQ(Keep(table, "if (record.n === 'kept1') return true; record.n = 'kept'; record['n'] += 1;"
+                          "Object.freeze(record); return false")
+                  .size(),
+              0u);
+}
+
+TEST_F(ScriptStep, TakesTheSameChanceForARecordEachTime) {
+    auto const table = MakeLongTable(20'000);
+    auto const first = Keep(table, "return Math.random() < 0.5 && Math.random() < 0.5");
+    EXPECT_GT(first.size(), 4500u);
+    EXPECT_LT(first.size(), 5500u);
+    EXPECT_EQ(Keep(table, "return Math.random() < 0.5 && Math.random() < 0.5"), first);
+}
+
+TEST_F(ScriptStep, EndsWhenOneRecordTakesTooLong) {
+    Options options;
+    options.scriptTime = std::chrono::milliseconds(100);
+    auto const result = Run(People(), "while (index == 1); return false;", options);
+    EXPECT_EQ(result->rows.size(), 3u);
+    EXPECT_EQ(result->warnings, (std::vector<Warning>{{1, "", "script 's' takes too long; it is left out"}}));
+    // In one call of the engine's own as well.
+    EXPECT_NE(Warn("return /^(a+)+$/.test('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab')", options).find("left out"),
+              std::string::npos);
+    EXPECT_NE(Warn("throw {toString: function () { for (;;); }}", options).find("left out"), std::string::npos);
+}
+
+TEST_F(ScriptStep, SurvivesScriptsThatTakeAllTheyCan) {
+    Options options;
+    options.scriptMemory = std::size_t(32) << 20;
+    options.scriptTime = std::chrono::milliseconds(400);
+    for (char const* const script :
+         {"var a = []; for (;;) a.push('x' + a.length)", "var s = 'x'; for (;;) s += s", "return new Uint8Array(1e9)",
+          "function f() { return f() + 1; } return f()", "var a = []; a = [a]; for (;;) a = [a, a]",
+          "var s = '['; while (s.length < 1e6) s += s; return JSON.parse(s)",
+          "var s = '('; while (s.length < 1e6) s += s; return new RegExp(s)",
+          "var s = '('; while (s.length < 1e6) s += s; return eval(s)",
+          "var s = 'a'; while (s.length < 1e6) s += s; return /(a|b)*c/.test(s)", "for (;;) new Array(1e6).join('abc')",
+          "var a = []; a.length = 4294967295; return a.sort()"}) {
+        auto const result = Run(People(), script, options);
+        EXPECT_EQ(result->rows.size(), 3u) << script;
+        EXPECT_FALSE(result->warnings.empty()) << script;
+    }
+    EXPECT_EQ(CountChildren(), 0u);
+    // The next script is not the worse for it.
+    EXPECT_EQ(Keep(People(), "return index == 0"), (Rows{0}));
+}
+
+TEST_F(ScriptStep, OffersNothingOutsideTheRecord) {
+    for (char const* const name : {"require", "process", "print", "console", "alert", "Duktape", "module", "load",
+                                   "quit", "XMLHttpRequest", "fetch", "setTimeout", "global", "window"})
+        EXPECT_EQ(Keep(People(), "return typeof " + std::string(name) + " == 'undefined'"), (Rows{0, 1, 2})) << name;
+}
+
+TEST_F(ScriptStep, LeavesNoProcessesAndNoFiles) {
+    Keep(People(), "return true");
+    auto const files = CountEntries("/proc/self/fd");
+    Options options;
+    options.scriptTime = std::chrono::milliseconds(20);
+    for (int turn = 0; turn != 20; ++turn) {
+        Keep(MakeLongTable(5000), "return record.n");
+        Run(People(), "return (");
+        Run(People(), "for (;;);", options);
+    }
+    EXPECT_EQ(CountEntries("/proc/self/fd"), files);
+    EXPECT_EQ(CountChildren(), 0u);
+}
+
+TEST_F(ScriptStep, IsKilledSoonAfterTheFlagIsSet) {
+    bool abort = false;
+    std::chrono::steady_clock::time_point set;
+    std::jthread const user([&] {
+        // Long enough that the script runs, though nothing is wrong if it does not.
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        set = std::chrono::steady_clock::now();
+        std::atomic_ref<bool>(abort).store(true);
+    });
+    EXPECT_THROW(RunSteps(MakeLongTable(10'000), {RunScript{"", "for (;;);"}}, {}, &abort), Kernel::AbortException);
+    EXPECT_LT(std::chrono::steady_clock::now() - set, std::chrono::milliseconds(100));
+    EXPECT_EQ(CountChildren(), 0u);
+}
+
+TEST_F(ScriptStep, WarnsWhereScriptsAreNotRun) {
+    Options options;
+    options.runScripts = false;
+    EXPECT_EQ(Warn("return false", options), "scripts are not run in this document");
+}
+
+TEST_F(ScriptStep, WarnsOnceWhereItsProgramIsMissing) {
+    // Beside the tests there is none; the installed one, if any, is found last.
+    setenv("REDRAFT_SCRIPT_HOST", "/nowhere", 1);
+    auto const result = Run(People(), "return index == 1");
+    if (!result->warnings.empty()) {
+        EXPECT_EQ(result->warnings,
+                  (std::vector<Warning>{{Warning::c_noRow, "",
+                                         "scripts cannot be run: the program redraft-script-host is not installed"}}));
+        EXPECT_EQ(result->rows.size(), 3u);
+    }
+}
+
+TEST_F(ScriptStep, WarnsWhereItsProgramIsAnotherOne) {
+    setenv("REDRAFT_SCRIPT_HOST", "/bin/true", 1);
+    EXPECT_NE(Warn("return false").find("broke its process"), std::string::npos);
+    setenv("REDRAFT_SCRIPT_HOST", "/bin/sh", 1);
+    EXPECT_NE(Warn("return false").find("broke its process"), std::string::npos);
+}
+
+TEST_F(ScriptStep, GetsLongFieldsAndDoesWithoutThoseThatAreTooLong) {
+    auto const table = MakeOneColumn({"short", std::string(5'000'000, 'x'), "short"});
+    EXPECT_EQ(Keep(table, "return record.a.length == 5000000"), (Rows{1}));
+    Options options;
+    options.scriptMemory = std::size_t(4) << 20;
+    auto const result = Run(table, "return record.a.length == 5000000", options);
+    EXPECT_EQ(result->rows, (Rows{1}));
+    ASSERT_EQ(result->warnings.size(), 1u);
+    EXPECT_EQ(result->warnings[0].row, 1);
+}
+
+TEST_F(ScriptStep, TakesARecordLongerThanABatchMayBe) {
+    std::string const field(std::size_t(60) << 20, 'x');
+    auto const table = MakeTable({"a", "b"}, {{"1x", "2x"}, {field, field}, {"3x", "4x"}});
+    auto const result = Run(table, "return record.a + record.b == '3x4x'");
+    EXPECT_EQ(result->rows, (Rows{1, 2}));
+    EXPECT_EQ(result->warnings,
+              (std::vector<Warning>{{1, "", "script 's' failed: the fields are too long for a script"}}));
+}
+
+TEST_F(ScriptStep, KnowsTheLocalTimeOfTheUser) {
+    setenv("TZ", "Asia/Tokyo", 1);
+    EXPECT_EQ(Keep(People(), "return new Date(2024, 0, 1).getTimezoneOffset() == -540"), (Rows{0, 1, 2}));
+    unsetenv("TZ");
+}
+
+} // namespace
