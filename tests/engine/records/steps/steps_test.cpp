@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/engine/records/naive_steps.h"
-#include "tests/engine/records/step_tables.h"
+#include "tests/engine/records/steps/naive_steps.h"
+#include "tests/engine/records/steps/step_tables.h"
 
 #include <gtest/gtest.h>
 

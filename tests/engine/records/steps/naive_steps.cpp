@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/engine/records/naive_steps.h"
+#include "tests/engine/records/steps/naive_steps.h"
 
 #include <algorithm>
 #include <cmath>

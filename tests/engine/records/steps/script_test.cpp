@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/kernel/exception.h"
-#include "tests/engine/records/step_tables.h"
+#include "tests/engine/records/steps/step_tables.h"
 
 #include <chrono>
 #include <cstdlib>
