@@ -18,6 +18,7 @@
 #include "platform/document/line_commands.h"
 #include "platform/document/mask_node.h"
 #include "platform/document/pinned_node.h"
+#include "platform/document/place_merge_fields_command.h"
 #include "platform/document/raster_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
@@ -101,6 +102,7 @@ Properties InsertIndexMarkCommand::GetTypeClassProperties() { return Register<In
 Properties AddIndexTopicCommand::GetTypeClassProperties()  { return Register<AddIndexTopicCommand>("AIxT", DocumentCommand::GetTypeClassProperties()); }
 Properties SetLocalisableStringCommand::GetTypeClassProperties() { return Register<SetLocalisableStringCommand>("SLoS", DocumentCommand::GetTypeClassProperties()); }
 Properties SetDataMergePreviewCommand::GetTypeClassProperties() { return Register<SetDataMergePreviewCommand>("SDPv", DocumentCommand::GetTypeClassProperties()); }
+Properties PlaceMergeFieldsCommand::GetTypeClassProperties() { return Register<PlaceMergeFieldsCommand>("PlMF", SelectionCommandBase::GetTypeClassProperties()); }
 Properties DataMergeSource::GetTypeClassProperties()       { return Register<DataMergeSource>("DMSo"); }
 Properties DataMergeFetcher::GetTypeClassProperties()      { return Register<DataMergeFetcher>("DMFe"); }
 Properties DataMergeParser::GetTypeClassProperties()       { return Register<DataMergeParser>("DMPa"); }
@@ -219,8 +221,8 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            ArtboardProperties, CaptionInfo, DrawingScale, ArtboardState, MarginsState, GridsAndGuidesState, PinnedNode,
            ExportTaggingState, MetadataState, ExportArticle, ExportArticleCollector, DataMergeRuleClause, DataMergeRule,
            DataMergeFilter, DataMergeSelectedRecordsFilter, DataMergeRecordValueFilter, DataMergeProcessFilter,
-           DataMergeJavaScriptFilter, DataMergeSortFilter, SetDataMergePreviewCommand, DataMergeSource,
-           DataMergeFetcher, DataMergeParser> const c_registered;
+           DataMergeJavaScriptFilter, DataMergeSortFilter, SetDataMergePreviewCommand, PlaceMergeFieldsCommand,
+           DataMergeSource, DataMergeFetcher, DataMergeParser> const c_registered;
 
 } // namespace
 

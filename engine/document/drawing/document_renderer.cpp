@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_renderer.h"
 
+#include "engine/document/merge/record_pictures.h"
 #include "engine/document/tree/bounds.h"
 #include "platform/document/artboard.h"
 #include "platform/document/mask_node.h"
@@ -203,10 +204,15 @@ private:
         auto const blendMode =
             silhouette || layered || scene == nullptr ? Renderer::BlendMode::Normal : scene->GetBlendMode();
         m_target.SetDrawnObject(Kernel::Counted<Kernel::Countable const>(&node));
+        auto const shown = scene == nullptr ? ShownPicture() : FindShownPicture(*scene);
+        if (shown.isShown) {
+            DrawShownPicture(*scene, shown, silhouette, opacity, blendMode);
+            return;
+        }
         if (auto const* raster = Kernel::CastPointer<RasterNode const>(&node))
-            DrawBitmap(raster->GetBitmap(), opacity, blendMode);
+            DrawBitmap(raster->GetBitmap(), {}, opacity, blendMode);
         if (auto const* image = Kernel::CastPointer<ImageNode const>(&node); image != nullptr && !silhouette)
-            DrawBitmap(image->GetImage(), opacity, blendMode);
+            DrawBitmap(image->GetImage(), {}, opacity, blendMode);
         if (auto const* curves = Kernel::CastPointer<CurvesNode const>(&node))
             DrawCurves(*curves, silhouette, opacity, blendMode);
         if (auto const* text = m_content.texts ? Kernel::CastPointer<TextNode const>(&node) : nullptr)
@@ -222,12 +228,31 @@ private:
             m_pending.push_back({Step::Enter, child, silhouette, false});
     }
 
-    void DrawBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap, double opacity,
+    // The picture of a record in place of a picture, or as the fill of a shape.
+    void DrawShownPicture(SceneNode const& node, ShownPicture const& shown, bool silhouette, double opacity,
+                          Renderer::BlendMode blendMode) {
+        auto const* const curves = Kernel::CastPointer<CurvesNode const>(&node);
+        bool const isShape = curves != nullptr && Kernel::CastPointer<ImageNode const>(&node) == nullptr;
+        if (!isShape) {
+            if (shown.bitmap)
+                DrawBitmap(shown.bitmap, shown.pixelsToObject, opacity, blendMode);
+            return;
+        }
+        if (silhouette)
+            return DrawCurves(*curves, true, opacity, blendMode);
+        Renderer::Paint paint;
+        paint.opacity = {opacity, opacity};
+        paint.blendMode = blendMode;
+        DrawFillAndLine(*curves, curves->GetOutline(), paint, curves->GetWindingOrderMode(), &shown);
+    }
+
+    void DrawBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap,
+                    Raster::AffineTransform::Params const& pixelsToObject, double opacity,
                     Renderer::BlendMode blendMode) {
         if (!m_content.bitmaps)
             return;
         bool const isReduced = m_target.GetTransform().GetUniformScale() < 1;
-        m_target.DrawBitmap(std::move(bitmap), {}, opacity, blendMode,
+        m_target.DrawBitmap(std::move(bitmap), pixelsToObject, opacity, blendMode,
                             isReduced ? m_content.reducing : m_content.enlarging);
     }
 
@@ -270,11 +295,14 @@ private:
         DrawFillAndLine(node, node.GetOutline(), paint, node.GetWindingOrderMode());
     }
 
-    // Of a shape or of a text's frame; the rest of the paint is given.
+    // Of a shape or of a text's frame; the rest of the paint is given. `shown`: the picture in place of the fill.
     template <class N>
     void DrawFillAndLine(N const& node, Kernel::Counted<Geometry::PolyCurveDbl const> const& outline,
-                         Renderer::Paint& paint, Geometry::WindingOrderMode winding) {
-        if (auto const fill = node.GetBrushFillDescriptor(true); fill && m_content.fills)
+                         Renderer::Paint& paint, Geometry::WindingOrderMode winding,
+                         ShownPicture const* shown = nullptr) {
+        if (shown != nullptr && shown->bitmap && m_content.bitmaps)
+            paint.mainFill = *MakePictureFill(shown->bitmap, shown->pixelsToObject);
+        if (auto const fill = node.GetBrushFillDescriptor(true); shown == nullptr && fill && m_content.fills)
             paint.mainFill = *fill;
         auto const line = node.GetLineStyleDescriptor();
         auto const pen = node.GetPenFillDescriptor();

@@ -2,7 +2,6 @@
 #include "engine/document/file/document_file.h"
 
 #include "engine/document/history/at_spread.h"
-#include "engine/document/merge/loaded_merge_sources.h"
 #include "engine/document/tree/older_line_order.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/inner_commands.h"
@@ -383,7 +382,8 @@ Kernel::Counted<DocumentController> DocumentController::Open(std::string const& 
     Store::ReadSnapshot const snapshot(*container);
     auto const untrustedSteps = file->seal ? CountUntrustedSteps(*container, *file->seal) : UINT64_MAX;
     Kernel::FileStore files(container, path);
-    file->isTrusted = trusted || untrustedSteps == 0;
+    using Trust = LoadedMergeSources::Trust;
+    file->trust = trusted ? Trust::User : untrustedSteps == 0 ? Trust::Seal : Trust::None;
     return Load(std::move(file), *container, files, trusted ? 0 : untrustedSteps);
 }
 
@@ -400,13 +400,20 @@ Kernel::Counted<DocumentController> DocumentController::MakeCopy() const {
         Kernel::ObjectGraph::SaveCopy(roots, objects, values.get(), path);
         Kernel::FileStore files(values, path);
         auto file = std::make_unique<File>();
-        file->isTrusted = !m_file || m_file->isTrusted;
+        if (m_file)
+            file->trust = m_file->trust;
         copy = Load(std::move(file), objects, files, 0);
         for (std::size_t i = 0; i != m_history->GetCount(); ++i)
             copy->m_history->m_steps[i].needsValidation = m_history->m_steps[i].needsValidation;
     };
     // Afterwards this document is as before, and no controller is const itself.
     RunExclusive([&] { File::WithoutPreview(const_cast<DocumentController&>(*this), make); });
+    return copy;
+}
+
+Kernel::Counted<DocumentController> DocumentController::MakeCopyWithoutHistory() const {
+    auto const copy = MakeCopy();
+    copy->m_history = Kernel::MakeCounted<History>();
     return copy;
 }
 
@@ -424,7 +431,7 @@ Kernel::Counted<DocumentController> DocumentController::Load(std::unique_ptr<Fil
             CheckParts(step.stored->GetCommand());
     });
     lineOrder.Migrate();
-    mergeSources.Place(files.GetFilePath(), file->isTrusted);
+    mergeSources.Place(files.GetFilePath(), file->trust);
     file->root = Kernel::Cast<DocumentRoot>(roots.front());
     Kernel::Counted<DocumentController> controller(new DocumentController);
     auto const& root = *file->root;

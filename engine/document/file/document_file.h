@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/document/merge/loaded_merge_sources.h"
 #include "engine/store/container.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_seal.h"
@@ -37,8 +38,8 @@ struct DocumentController::File {
     Kernel::Counted<Store::Container> container;
     // The container was opened by a program that cannot change it, or while another one was editing it.
     bool isReadOnly = false;
-    // False: merge sources read data in the folder of the document alone.
-    bool isTrusted = true;
+    // What its merge sources may read.
+    LoadedMergeSources::Trust trust = LoadedMergeSources::Trust::Seal;
     // A save has looked for damaged pages since the file was opened.
     bool isLookedOver = false;
     std::shared_ptr<DocumentSeal> seal;

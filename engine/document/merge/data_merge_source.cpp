@@ -87,6 +87,7 @@ struct DataMergeSource::Data {
     Kernel::Counted<Payload> payload, shown;
     std::string folder;
     bool isRestricted = false;
+    bool allowsPicturesAnywhere = false;
 };
 
 // DataMergeSourcePayload
@@ -172,6 +173,7 @@ DataMergeSource::Filters& DataMergeSource::GetFilters() {
 
 void DataMergeSource::SetFolder(Kernel::String folder) { m_data->folder = folder.ToStdString(); }
 void DataMergeSource::RestrictToFolder() { m_data->isRestricted = true; }
+void DataMergeSource::AllowPicturesAnywhere() { m_data->allowsPicturesAnywhere = true; }
 
 Kernel::String DataMergeSource::GetDataPath() const {
     if (!m_fetcher || m_fetcher->HasContent() || m_fetcher->GetPath().empty())
@@ -184,14 +186,14 @@ Kernel::String DataMergeSource::GetDataPath() const {
     return Kernel::String((hasMoved ? moved : found).string());
 }
 
-Kernel::String DataMergeSource::FindPicture(std::string_view field, bool anywhere) const {
+Kernel::String DataMergeSource::FindPicture(std::string_view field) const {
     if (field.find('\0') != std::string_view::npos)
         throw Kernel::Exception("the path of a picture holds a NUL");
     auto const data = GetDataPath().ToStdString();
     auto const folder = data.empty() ? Files::path(m_data->folder) : Files::path(data).parent_path();
     Files::path const named(field);
     auto const path = (named.is_absolute() ? named : folder / named).string();
-    if (!anywhere && !IsInFolder(path, folder.string()))
+    if (!m_data->allowsPicturesAnywhere && !IsInFolder(path, folder.string()))
         throw Kernel::Exception("the picture " + path + " lies outside of the folder of the data");
     std::error_code error;
     if (!Files::is_regular_file(path, error))

@@ -18,14 +18,16 @@ void LoadedMergeSources::Note(DataMergeSource& source) {
         s_reading->m_sources.emplace_back(&source);
 }
 
-void LoadedMergeSources::Place(Kernel::String const& path, bool isTrusted) {
+void LoadedMergeSources::Place(Kernel::String const& path, Trust trust) {
     std::error_code error;
     auto const folder =
         path.empty() ? std::filesystem::path() : std::filesystem::absolute(path.ToStdString(), error).parent_path();
     for (auto const& source : m_sources) {
         source->SetFolder(Kernel::String(folder.string()));
-        if (!isTrusted)
+        if (trust == Trust::None)
             source->RestrictToFolder();
+        else if (trust == Trust::User)
+            source->AllowPicturesAnywhere();
     }
     m_sources.clear();
 }

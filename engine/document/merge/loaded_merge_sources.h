@@ -16,8 +16,10 @@ public:
 
     // Of a source that has just been read.
     static void Note(DataMergeSource& source);
+    // Of whom a document has its trust: of nobody, of its seal, or of its user.
+    enum class Trust : std::uint8_t { None, Seal, User };
     // When everything has been read. `path`: of the document; empty for one that has no file.
-    void Place(Kernel::String const& path, bool isTrusted);
+    void Place(Kernel::String const& path, Trust trust);
 
 private:
     std::vector<Kernel::Counted<DataMergeSource>> m_sources;

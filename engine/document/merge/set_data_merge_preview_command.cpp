@@ -32,6 +32,16 @@ private:
     Kernel::String const& m_guid;
 };
 
+std::vector<Kernel::Counted<Node>> FindPictures(DocumentNode& document, Kernel::String const& guid) {
+    std::vector<Kernel::Counted<Node>> pictures;
+    ForEachNode(document, [&](Node& node) {
+        auto const* const scene = Kernel::CastPointer<SceneNode>(&node);
+        if (scene != nullptr && !scene->GetMergeSource().empty() && scene->GetMergeSource() == guid)
+            pictures.emplace_back(&node);
+    });
+    return pictures;
+}
+
 } // namespace
 
 SetDataMergePreviewCommand::SetDataMergePreviewCommand() = default;
@@ -52,18 +62,23 @@ Kernel::LocalisedString SetDataMergePreviewCommand::GetDescription() const {
 
 void SetDataMergePreviewCommand::Show(bool enabled, std::int64_t row) {
     m_shownIn.reset();
+    m_pictures.reset();
     if (!m_source)
         return;
+    auto const document = m_documentController->GetDocument();
     ShowingTexts showing(m_source->GetGuid());
-    showing.Visit(Kernel::JailCounted<Node>(m_documentController->GetDocument().get()), {});
-    m_areas.Around([&] {
-        for (auto const& text : showing.texts)
-            m_areas.Note(*Kernel::CastPointer<TextNode>(text.get()));
-        if (m_source->IsPreviewEnabled() != enabled)
-            m_source->SetPreviewEnabled(enabled);
-        if (row >= 0 && m_source->GetPreviewRow() != row)
-            m_source->SetPreviewRow(static_cast<unsigned>(row));
-        m_source->UpdatePreview();
+    showing.Visit(Kernel::JailCounted<Node>(document.get()), {});
+    m_pictures = Kernel::MakeCounted<Selection const>(FindPictures(*document, m_source->GetGuid()));
+    m_pictureAreas.Around(m_pictures, [&] {
+        m_areas.Around([&] {
+            for (auto const& text : showing.texts)
+                m_areas.Note(*Kernel::CastPointer<TextNode>(text.get()));
+            if (m_source->IsPreviewEnabled() != enabled)
+                m_source->SetPreviewEnabled(enabled);
+            if (row >= 0 && m_source->GetPreviewRow() != row)
+                m_source->SetPreviewRow(static_cast<unsigned>(row));
+            m_source->UpdatePreview();
+        });
     });
     m_shownIn = Kernel::MakeCounted<Selection const>(showing.texts);
 }
@@ -92,12 +107,16 @@ bool SetDataMergePreviewCommand::ShouldStackForUndo() const {
 }
 
 void SetDataMergePreviewCommand::Notify(Kernel::NotificationList& notifications) {
-    if (!m_shownIn || m_shownIn->empty())
-        return;
-    auto const controller = GetDocumentController();
-    notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(
-        controller, m_areas.GetRects(), m_shownIn, m_preview, false, false, false));
-    notifications.push_back(Kernel::MakeCounted<NodesAttributesChangedNotification>(m_shownIn, controller, m_preview));
+    auto const tell = [&](Kernel::Counted<Selection const> const& nodes, SpreadRects const& areas) {
+        if (!nodes || nodes->empty())
+            return;
+        auto const controller = GetDocumentController();
+        notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(controller, areas, nodes, m_preview,
+                                                                                    false, false, false));
+        notifications.push_back(Kernel::MakeCounted<NodesAttributesChangedNotification>(nodes, controller, m_preview));
+    };
+    tell(m_shownIn, m_areas.GetRects());
+    tell(m_pictures, m_pictureAreas.GetRects());
 }
 
 Kernel::Counted<DocumentCommand> SetDataMergePreviewCommand::Clone() const {

@@ -109,8 +109,10 @@ public:
     // not there, but of which one of its name is in the folder, has moved along with the document.
     Kernel::String GetDataPath() const;
     // The path of a picture that a field names, which begins at the folder of the data. Throws Kernel::Exception in one
-    // line when it lies outside of that folder and `anywhere` is false, or is no regular file.
-    Kernel::String FindPicture(std::string_view field, bool anywhere) const;
+    // line when it is no regular file, or lies outside of that folder and nobody has allowed that.
+    Kernel::String FindPicture(std::string_view field) const;
+    // For a document whose user trusts it. No part of what is stored.
+    void AllowPicturesAnywhere();
 
     static Kernel::Counted<Kernel::Serialisable> CreateObject();
     static Kernel::ClassProperties const* GetTypeClassProperties();

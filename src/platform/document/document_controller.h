@@ -40,6 +40,8 @@ public:
                                                     std::shared_ptr<DocumentSeal> seal = {});
     // A document of its own in the same state, with the same history, to look at others of its states.
     Kernel::Counted<DocumentController> MakeCopy() const;
+    // The same without the history.
+    Kernel::Counted<DocumentController> MakeCopyWithoutHistory() const;
     ~DocumentController() override;
 
     // Writes the document, whole or, to the file that it was read from or last saved to, what changed. Atomic.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/document/changed_areas.h"
 #include "platform/document/data_merge_source.h"
 #include "platform/document/text_commands.h"
 
@@ -44,6 +45,7 @@ private:
     std::int32_t m_row = -1;
     std::uint32_t m_oldRow = 0;
     ChangedTextAreas m_areas;
-    // The objects that show fields of the source.
-    Kernel::Counted<Selection const> m_shownIn;
+    ChangedAreas m_pictureAreas;
+    // The texts and the other objects that show fields of the source.
+    Kernel::Counted<Selection const> m_shownIn, m_pictures;
 };
