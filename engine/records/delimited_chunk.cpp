@@ -15,6 +15,9 @@ constexpr std::size_t c_longestRecord = std::size_t(512) << 20;
 constexpr std::size_t c_bytesPerLook = 64 << 10;
 // Line ends within a quoted field are not followed by as many fields as records have, most of the time.
 constexpr int c_guesses = 64;
+// A few bytes can ask for records of many fields that are not there. Of a chunk, in all and for each field that is
+// there.
+constexpr std::size_t c_mostMissing = std::size_t(1) << 20, c_missingPerField = 8;
 // Fields are copied so many bytes at a time.
 constexpr std::size_t c_step = GroupMaker::c_slack;
 
@@ -116,6 +119,7 @@ ChunkRecords DelimitedChunkReader::Read(Scratch& scratch, std::size_t start) con
     records.start = start;
     auto lookAt = start;
     std::uint32_t row = 0;
+    std::size_t missing = 0;
     while (reader.GetPlace() < scratch.text.GetOwnSize()) {
         if (reader.GetPlace() >= lookAt) {
             if (Kernel::IsAbortSet(m_layout.abort))
@@ -138,7 +142,9 @@ ChunkRecords DelimitedChunkReader::Read(Scratch& scratch, std::size_t start) con
             throw RefusedRecord(row, e.GetMessage());
         }
         if (reader.GetFields().size() - firstField != columns || !reader.GetOddFields().empty())
-            EvenOut(reader, firstField, row, records.warnings);
+            missing += EvenOut(reader, firstField, row, records.warnings);
+        if (missing > c_mostMissing && missing / c_missingPerField > reader.GetFields().size() - missing)
+            throw RefusedRecord(row, "too many fields are missing up to here");
         ++row;
     }
     auto const end = std::max(reader.GetPlace(), start);
@@ -148,9 +154,9 @@ ChunkRecords DelimitedChunkReader::Read(Scratch& scratch, std::size_t start) con
     return records;
 }
 
-// Exactly one field for each column.
-void DelimitedChunkReader::EvenOut(RecordReader& reader, std::size_t firstField, std::uint32_t row,
-                                   WarningList& warnings) const {
+// Exactly one field for each column. How many were missing.
+std::size_t DelimitedChunkReader::EvenOut(RecordReader& reader, std::size_t firstField, std::uint32_t row,
+                                          WarningList& warnings) const {
     auto const columns = m_layout.columns.size();
     auto& fields = reader.GetFields();
     for (auto const& odd : reader.GetOddFields()) {
@@ -174,6 +180,7 @@ void DelimitedChunkReader::EvenOut(RecordReader& reader, std::size_t firstField,
                              (columns == 1 ? " column" : " columns") + ": the last ones were left out");
     }
     fields.resize(firstField + columns);
+    return count < columns ? columns - count : 0;
 }
 
 void DelimitedChunkReader::CheckCharacters(RecordReader& reader, std::string_view read, ChunkRecords& records) const {

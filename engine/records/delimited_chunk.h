@@ -68,7 +68,7 @@ private:
     bool GuessStart(Scratch& scratch, std::size_t chunk, std::size_t& start) const;
     ChunkRecords Read(Scratch& scratch, std::size_t start) const;
     void AppendMore(Scratch& scratch) const;
-    void EvenOut(RecordReader& reader, std::size_t firstField, std::uint32_t row, WarningList& warnings) const;
+    std::size_t EvenOut(RecordReader& reader, std::size_t firstField, std::uint32_t row, WarningList& warnings) const;
     void CheckCharacters(RecordReader& reader, std::string_view read, ChunkRecords& records) const;
     RowGroup MakeGroup(RecordReader& reader) const;
 

@@ -44,7 +44,8 @@ FileFormat FindFormat(DataSource const& source, std::string_view name) {
     if (start.starts_with("PK\x03\x04"))
         return FileFormat::Spreadsheet;
     if (start.starts_with("\xd0\xcf\x11\xe0"))
-        throw Kernel::Exception("is a spreadsheet of the old binary kind; save it as .xlsx or as .csv");
+        throw Kernel::Exception(
+            "is a spreadsheet of the old binary kind or one with a password; save it as .xlsx without one, or as .csv");
     if (start.starts_with("\x1f\x8b") || start.starts_with("BZh") ||
         start.starts_with("\xfd"
                           "7zXZ"))

@@ -78,15 +78,25 @@ bool IsYear(std::string_view field) {
            FindReadings(field, c_numberWithPoint) != 0;
 }
 
-// A first record that is like the others where these are no text is one of them; one that differs from them there, or
-// where all is text, is a header.
-bool LooksLikeHeader(Trial const& trial) {
-    auto const& records = trial.records;
+std::string_view const c_delimiters = ",;\t|";
+
+// Of text that nothing seems to divide: a character that does not occur.
+char FindUnusedDelimiter(std::string_view sample) {
+    for (auto const c : c_delimiters) {
+        if (sample.find(c) == std::string_view::npos)
+            return c;
+    }
+    return c_delimiters[0];
+}
+
+} // namespace
+
+bool LooksLikeHeader(std::vector<std::vector<std::string>> const& records, std::size_t columnCount) {
     if (records.size() < 2)
         return true;
     bool isLikeOthers = false;
     std::size_t years = 0;
-    for (std::size_t column = 0; column != trial.columnCount; ++column) {
+    for (std::size_t column = 0; column != columnCount; ++column) {
         auto others = c_allReadings;
         bool isEmpty = true, areYears = true;
         for (std::size_t i = 1; i != records.size(); ++i) {
@@ -106,19 +116,6 @@ bool LooksLikeHeader(Trial const& trial) {
     }
     return !isLikeOthers || years >= c_fewestYears;
 }
-
-std::string_view const c_delimiters = ",;\t|";
-
-// Of text that nothing seems to divide: a character that does not occur.
-char FindUnusedDelimiter(std::string_view sample) {
-    for (auto const c : c_delimiters) {
-        if (sample.find(c) == std::string_view::npos)
-            return c;
-    }
-    return c_delimiters[0];
-}
-
-} // namespace
 
 Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options, bool hasTabEnding) {
     Sniffed sniffed;
@@ -162,8 +159,8 @@ Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options,
     if (best.score == 0)
         best = Try(sample, isWhole, dialect);
     sniffed.columnCount = best.isAgreed ? best.columnCount : 0;
-    sniffed.hasHeader =
-        options.header == HeaderRow::Automatic ? LooksLikeHeader(best) : options.header == HeaderRow::Present;
+    sniffed.hasHeader = options.header == HeaderRow::Automatic ? LooksLikeHeader(best.records, best.columnCount)
+                                                               : options.header == HeaderRow::Present;
     return sniffed;
 }
 

@@ -18,4 +18,8 @@ struct Sniffed {
 // tabs divide its fields.
 Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options, bool hasTabEnding);
 
+// Whether the first record names the columns. One that is like the others where these are no text is one of them; one
+// that differs from them there, or where all is text, is a header; so is one of years above columns of something else.
+bool LooksLikeHeader(std::vector<std::vector<std::string>> const& records, std::size_t columnCount);
+
 } // namespace Records

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/records/table_builder.h"
 
+#include "platform/kernel/exception.h"
 #include "platform/records/read_table.h"
 
 #include <algorithm>
@@ -75,6 +76,9 @@ void TableBuilder::EndRow() {
 void TableBuilder::FlushRows() {
     if (m_pendingRows == 0)
         return;
+    m_bytes += m_pendingBytes;
+    if (m_bytes > m_maximumBytes)
+        throw Kernel::Exception("the table would have more than " + std::to_string(m_maximumBytes >> 30) + " GiB");
     std::vector<std::size_t> sizes;
     for (auto const& column : m_columns)
         sizes.push_back(column.bytes.size());

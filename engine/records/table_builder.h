@@ -5,9 +5,15 @@
 
 namespace Records {
 
+// As much as tables take that are made field by field.
+inline constexpr std::uint64_t c_mostTableBytes = std::uint64_t(2) << 30;
+
 // Makes a table, field by field or of groups of rows.
 class TableBuilder {
 public:
+    // Fields that are set and rows of columns beyond `maximumBytes` in memory are refused with Kernel::Exception: a few
+    // bytes of a file can ask for many rows of many columns.
+    explicit TableBuilder(std::uint64_t maximumBytes = ~std::uint64_t(0)) : m_maximumBytes(maximumBytes) {}
     // A name that no other column has, never empty. Columns may be added after rows.
     std::size_t AddColumn(Kernel::String name);
     std::size_t GetColumnCount() const { return m_columns.size(); }
@@ -36,6 +42,7 @@ private:
     };
     void FlushRows();
 
+    std::uint64_t m_maximumBytes, m_bytes = 0;
     std::vector<Pending> m_columns;
     std::vector<RowGroup> m_groups;
     std::uint32_t m_rowCount = 0, m_pendingRows = 0;

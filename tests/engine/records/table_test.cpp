@@ -98,6 +98,19 @@ TEST(Table, StopsWhenItsAbortFlagIsSet) {
     EXPECT_EQ(table->GetNumbers(0)[1], 2);
 }
 
+// As an object of a few bytes for each row of many columns does, or a sheet whose last row is far below.
+TEST(Table, RefusesFewBytesThatAskForMuchMemory) {
+    TableBuilder builder(1 << 20);
+    for (int column = 0; column != 1000; ++column)
+        builder.AddColumn(std::to_string(column));
+    EXPECT_THROW(
+        {
+            for (int row = 0; row != 1000; ++row)
+                builder.EndRow();
+        },
+        Kernel::Exception);
+}
+
 TEST(ColumnTypes, AreNumbersWhereAllFieldsAreOrAreEmpty) {
     EXPECT_EQ(FindType({"1", "", "-2", "+3.5", "1e6", ".5", "1E-3"}), ColumnType::Number);
     EXPECT_EQ(FindType({"1", "x"}), ColumnType::Text);
