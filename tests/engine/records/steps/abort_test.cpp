@@ -13,7 +13,7 @@ using namespace StepTests;
 
 namespace {
 
-// Sets the flag at one of the looks, and measures the longest time between two.
+// Counts the looks at the flag, and sets it at one of them.
 class LookCounter final : public Kernel::AbortPollObserver {
 public:
     explicit LookCounter(std::size_t setAt) : m_setAt(setAt) { Set(this); }
@@ -57,7 +57,6 @@ TEST(AbortedSteps, EndAtWhicheverLookTheFlagIsSet) {
     auto const table = MakeRandomTable(random, 18'000);
     auto const expected = Take(table, ListSteps())->rows;
     auto const run = [&](std::size_t setAt) {
-        // Numbers and dictionaries are made anew.
         bool abort = false;
         LookCounter const counter(setAt);
         auto const rows = RunSteps(table, ListSteps(), {}, &abort)->rows;
