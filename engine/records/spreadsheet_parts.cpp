@@ -122,13 +122,13 @@ void AppendUnescaped(std::string_view from, std::string& text) {
 
 std::string_view GetLocalName(pugi::xml_node element) { return GetLocalPart(element.name()); }
 
-void AppendText(pugi::xml_node string, std::string& text) {
+void AppendStringText(pugi::xml_node string, std::string& text) {
     for (auto const child : string.children()) {
         auto const name = GetLocalName(child);
         if (name == "t")
             AppendUnescaped(child.text().get(), text);
         else if (name == "r")
-            AppendText(child, text);
+            AppendStringText(child, text);
     }
 }
 
@@ -253,7 +253,7 @@ void Workbook::LoadStyles(ZipPackage const& package, std::string const& part) {
 
 void Workbook::LoadSharedStrings(ZipPackage const& package, std::string const& part) {
     ElementRuns runs(part, "sst", "si", [&](pugi::xml_node string) {
-        AppendText(string, m_shared);
+        AppendStringText(string, m_shared);
         m_ends.push_back(m_shared.size());
         if (m_shared.size() > c_mostSharedBytes)
             RefuseXml(part, "its texts have more than " + DescribeSize(c_mostSharedBytes));

@@ -12,7 +12,7 @@ namespace Records {
 // The name of an element without the prefix of its namespace.
 std::string_view GetLocalName(pugi::xml_node element);
 // The texts of a shared or inline string, one behind the other, without how it is read aloud.
-void AppendText(pugi::xml_node string, std::string& text);
+void AppendStringText(pugi::xml_node string, std::string& text);
 
 // Takes XML that comes in pieces: every run of elements of one name as soon as it is complete. Names may have a prefix.
 // XML with a document type is refused: its entities could grow without bound.

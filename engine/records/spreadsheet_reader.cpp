@@ -103,7 +103,7 @@ private:
         auto& text = row.cells[column];
         std::string_view const type = cell.attribute("t").as_string("n");
         if (type == "inlineStr") {
-            AppendText(cell.find_child([](auto child) { return GetLocalName(child) == "is"; }), text);
+            AppendStringText(cell.find_child([](auto child) { return GetLocalName(child) == "is"; }), text);
         } else {
             auto const value =
                 std::string_view(cell.find_child([](auto child) { return GetLocalName(child) == "v"; }).text().get());
