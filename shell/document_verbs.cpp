@@ -4,6 +4,7 @@
 #include "shell/document_target.h"
 #include "shell/interrupt.h"
 #include "shell/mask_verb.h"
+#include "shell/merge_sources.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
 
@@ -143,6 +144,7 @@ void AnswerInfoJson(Session& session, DocumentController& document) {
     json.Member("position", history.GetPosition());
     json.EndObject();
     WriteMask(json, document);
+    WriteMergeSources(json, document);
     json.EndObject();
 }
 
@@ -192,6 +194,7 @@ void AnswerInfo(Session& session, DocumentController& document) {
     }
     session.Print("\nselected  " + std::to_string(document.GetCurrentSelection()->GetNodesInDocument().size()) + "\n");
     PrintMask(session, document, false);
+    PrintMergeSources(session, document);
     session.Print("history   at " + std::to_string(history.GetPosition()) + " of " +
                   std::to_string(history.GetCount()) + "\n");
 }
@@ -230,10 +233,6 @@ ExitStatus RunNew(Session& session, Arguments const& arguments) {
                       Raster::GetFormatName(format) + "\n");
     }
     return ExitStatus::Done;
-}
-
-ExitStatus RunLink(Session&, Arguments const& arguments) {
-    throw Failure(ExitStatus::Input, arguments.Get("DATA"), "linking data is not available yet");
 }
 
 ExitStatus RunInfo(Session& session, Arguments const& arguments) {

@@ -30,6 +30,7 @@ ExitStatus RunVerb(Session& session, std::span<std::string const> words);
 ExitStatus RunNew(Session& session, Arguments const& arguments);
 ExitStatus RunImport(Session& session, Arguments const& arguments);
 ExitStatus RunLink(Session& session, Arguments const& arguments);
+ExitStatus RunMerge(Session& session, Arguments const& arguments);
 ExitStatus RunInfo(Session& session, Arguments const& arguments);
 ExitStatus RunTree(Session& session, Arguments const& arguments);
 ExitStatus RunText(Session& session, Arguments const& arguments);

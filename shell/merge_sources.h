@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "shell/session.h"
+
+#include "platform/document/data_merge_warning_sink.h"
+
+namespace Shell {
+
+// What `info` tells of the merge sources of a document; nothing where it has none.
+void WriteMergeSources(JsonWriter& json, DocumentController& document);
+void PrintMergeSources(Session& session, DocumentController& document);
+
+void TellMergeWarnings(std::string const& subject, std::vector<Records::Warning> const& warnings,
+                       std::uint64_t furtherWarnings);
+
+} // namespace Shell
