@@ -2,8 +2,10 @@
 #pragma once
 
 #include "platform/kernel/abort_flag.h"
+#include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace Records {
@@ -30,5 +32,16 @@ private:
     bool const* m_abort;
     std::size_t m_spent = 0;
 };
+
+// Calls visit(share, first, last, look) for the shares of as many items, in parallel, and looks at the flag before
+// each.
+template <class Visit>
+void ForShares(std::size_t count, std::size_t itemsPerShare, bool const* abort, Visit const& visit) {
+    Kernel::ParallelFor((count + itemsPerShare - 1) / itemsPerShare, [&](std::size_t share) {
+        AbortLook look(abort);
+        look.Now();
+        visit(share, share * itemsPerShare, std::min(count, (share + 1) * itemsPerShare), look);
+    });
+}
 
 } // namespace Records

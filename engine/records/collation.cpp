@@ -4,6 +4,7 @@
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <mutex>
 #include <unicode/tblcoll.h>
 #include <unicode/ucol.h>
 #include <unicode/uset.h>
@@ -119,6 +120,22 @@ Collation::Collation(Kernel::String const& locale) {
     if (U_FAILURE(status) || !m_collator)
         throw Kernel::Exception("texts cannot be sorted: there are no rules of collation");
     m_asciiOrder = MakeAsciiOrder(*m_collator);
+}
+
+std::shared_ptr<Collation const> GetCollation(Kernel::String const& locale) {
+    struct Kept {
+        std::mutex mutex;
+        Kernel::String locale;
+        std::shared_ptr<Collation const> collation;
+    };
+    // Never destroyed: ICU may be gone before.
+    static auto& s_kept = *new Kept;
+    std::lock_guard const lock(s_kept.mutex);
+    if (!s_kept.collation || s_kept.locale != locale) {
+        s_kept.collation = std::make_shared<Collation const>(locale);
+        s_kept.locale = locale;
+    }
+    return s_kept.collation;
 }
 
 int Collation::Compare(std::string_view a, std::string_view b) const {

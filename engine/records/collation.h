@@ -41,6 +41,9 @@ private:
     std::optional<AsciiOrder> m_asciiOrder;
 };
 
+// The one of a locale; making it takes some milliseconds, so that the last one is kept.
+std::shared_ptr<Collation const> GetCollation(Kernel::String const& locale);
+
 // The beginning of a field by which it is sorted: the whole of all but very long ones.
 std::string_view CutToSortedLength(std::string_view text);
 

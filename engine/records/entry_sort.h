@@ -2,11 +2,9 @@
 #pragma once
 
 #include "engine/records/abort_look.h"
-#include "platform/kernel/dispatch.h"
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -14,10 +12,10 @@ namespace Records {
 
 // Something to sort by digits: `key` holds those that are looked at, `at` says where the next ones begin.
 struct SortEntry {
-    std::uint64_t key = 0;
+    std::uint64_t key;
     // Of what is sorted; the order of those whose digits are equal.
-    std::uint32_t item = 0;
-    std::uint32_t at = 0;
+    std::uint32_t item;
+    std::uint32_t at;
 };
 
 // Sorts entries by their digits, most significant first, and then by their items: in parallel, into buckets around a
@@ -29,25 +27,41 @@ class EntrySorter {
 public:
     EntrySorter(Digits const& digits, bool const* abort) : m_digits(digits), m_abort(abort) {}
 
-    // The entries come in the order of their items, without keys.
-    void Sort(std::vector<SortEntry>& entries) {
-        m_buffer.resize(entries.size());
+    // The order of the items below `count`.
+    std::vector<std::uint32_t> Sort(std::size_t count) {
+        // Their memory is first used where they are first written, in parallel.
+        auto const entries = std::make_unique_for_overwrite<SortEntry[]>(count);
+        m_entries = entries.get();
+        auto const buffer = std::make_unique_for_overwrite<SortEntry[]>(count);
+        m_buffer = buffer.get();
+        ForShares(count, c_share, m_abort, [&](std::size_t, std::size_t first, std::size_t last, AbortLook&) {
+            for (auto i = first; i != last; ++i)
+                m_entries[i] = {0, static_cast<std::uint32_t>(i), 0};
+        });
+        SortEntries({m_entries, count});
+        std::vector<std::uint32_t> items(count);
+        ForShares(count, c_share, m_abort, [&](std::size_t, std::size_t first, std::size_t last, AbortLook&) {
+            for (auto i = first; i != last; ++i)
+                items[i] = m_entries[i].item;
+        });
+        return items;
+    }
+
+private:
+    void SortEntries(std::span<SortEntry> entries) {
         std::vector<Range> large;
-        Settle(std::span(entries), true, large);
+        Settle(entries, true, large);
         while (!large.empty()) {
             auto const range = large.back();
             large.pop_back();
             Divide(range, large);
         }
-        Kernel::ParallelFor(m_small.size(), [&](std::size_t index) {
-            AbortLook look(m_abort);
-            look.Now();
+        ForShares(m_small.size(), 1, m_abort, [&](std::size_t index, std::size_t, std::size_t, AbortLook& look) {
             SortSmall(m_small[index], look);
         });
     }
 
-private:
-    static constexpr std::size_t c_small = 8192, c_share = 8192, c_splitters = 128;
+    static constexpr std::size_t c_small = 8192, c_share = 8192, c_splitters = 127;
     // `needsKeys`: the next digits have yet to be put in.
     struct Range {
         std::span<SortEntry> entries;
@@ -65,15 +79,6 @@ private:
             m_small.push_back({entries, needsKeys});
         else
             large.push_back({entries, needsKeys});
-    }
-
-    template <class Visit>
-    void ForShares(std::size_t count, Visit const& visit) const {
-        Kernel::ParallelFor((count + c_share - 1) / c_share, [&](std::size_t share) {
-            AbortLook look(m_abort);
-            look.Now();
-            visit(share, share * c_share, std::min(count, (share + 1) * c_share), look);
-        });
     }
 
     // Some keys of the range, sorted, each once.
@@ -95,10 +100,11 @@ private:
     void Divide(Range const& range, std::vector<Range>& large) {
         auto const entries = range.entries;
         if (range.needsKeys)
-            ForShares(entries.size(), [&](std::size_t, std::size_t first, std::size_t last, AbortLook& look) {
-                for (auto i = first; i != last; ++i)
-                    m_digits.Next(entries[i], look);
-            });
+            ForShares(entries.size(), c_share, m_abort,
+                      [&](std::size_t, std::size_t first, std::size_t last, AbortLook& look) {
+                          for (auto i = first; i != last; ++i)
+                              m_digits.Next(entries[i], look);
+                      });
         auto const splitters = ChooseSplitters(entries);
         auto const findBucket = [&](std::uint64_t key) {
             auto const at =
@@ -108,14 +114,15 @@ private:
         auto const bucketCount = 2 * splitters.size() + 1;
         auto const shareCount = (entries.size() + c_share - 1) / c_share;
         std::vector<std::uint32_t> places(shareCount * bucketCount);
-        std::vector<std::uint16_t> buckets(entries.size());
-        ForShares(entries.size(), [&](std::size_t share, std::size_t first, std::size_t last, AbortLook& look) {
-            for (auto i = first; i != last; ++i) {
-                buckets[i] = static_cast<std::uint16_t>(findBucket(entries[i].key));
-                ++places[share * bucketCount + buckets[i]];
-            }
-            look.Now();
-        });
+        auto const buckets = std::make_unique_for_overwrite<std::uint8_t[]>(entries.size());
+        ForShares(entries.size(), c_share, m_abort,
+                  [&](std::size_t share, std::size_t first, std::size_t last, AbortLook& look) {
+                      for (auto i = first; i != last; ++i) {
+                          buckets[i] = static_cast<std::uint8_t>(findBucket(entries[i].key));
+                          ++places[share * bucketCount + buckets[i]];
+                      }
+                      look.Now();
+                  });
         std::vector<std::uint32_t> begins;
         std::uint32_t sum = 0;
         for (std::size_t bucket = 0; bucket != bucketCount; ++bucket) {
@@ -124,15 +131,14 @@ private:
                 sum += std::exchange(places[share * bucketCount + bucket], sum);
         }
         begins.push_back(sum);
-        ForShares(entries.size(), [&](std::size_t share, std::size_t first, std::size_t last, AbortLook& look) {
-            for (auto i = first; i != last; ++i)
-                m_buffer[places[share * bucketCount + buckets[i]]++] = entries[i];
-            look.Now();
-        });
-        ForShares(entries.size(), [&](std::size_t, std::size_t first, std::size_t last, AbortLook&) {
-            std::copy(m_buffer.begin() + static_cast<std::ptrdiff_t>(first),
-                      m_buffer.begin() + static_cast<std::ptrdiff_t>(last),
-                      entries.begin() + static_cast<std::ptrdiff_t>(first));
+        ForShares(entries.size(), c_share, m_abort,
+                  [&](std::size_t share, std::size_t first, std::size_t last, AbortLook& look) {
+                      for (auto i = first; i != last; ++i)
+                          m_buffer[places[share * bucketCount + buckets[i]]++] = entries[i];
+                      look.Now();
+                  });
+        ForShares(entries.size(), c_share, m_abort, [&](std::size_t, std::size_t first, std::size_t last, AbortLook&) {
+            std::copy(m_buffer + first, m_buffer + last, entries.data() + first);
         });
         for (std::size_t bucket = 0; bucket != bucketCount; ++bucket) {
             auto const part = entries.subspan(begins[bucket], begins[bucket + 1] - begins[bucket]);
@@ -167,7 +173,7 @@ private:
 
     Digits const& m_digits;
     bool const* m_abort;
-    std::vector<SortEntry> m_buffer;
+    SortEntry *m_entries = nullptr, *m_buffer = nullptr;
     std::vector<Range> m_small;
 };
 

@@ -17,7 +17,7 @@ void Append(std::string& to, T const& value) {
     to.append(reinterpret_cast<char const*>(&value), sizeof value);
 }
 
-void AppendText(std::string& to, std::string_view text) {
+void AppendSizedText(std::string& to, std::string_view text) {
     Append(to, static_cast<std::uint32_t>(text.size()));
     to += text;
 }
@@ -39,8 +39,8 @@ ScriptProcess::ScriptProcess(RunScript const& step, std::vector<std::string_view
     auto const time = std::clamp<std::int64_t>(options.scriptTime.count(), 1, 3'600'000);
     Append(m_out, Start{c_magic, static_cast<std::uint32_t>(fields.size()), static_cast<std::uint32_t>(time)});
     for (auto const field : fields)
-        AppendText(m_out, field);
-    AppendText(m_out, step.script.view());
+        AppendSizedText(m_out, field);
+    AppendSizedText(m_out, step.script.view());
 }
 
 void ScriptProcess::AddBatch(std::uint32_t firstPlace, std::uint32_t count, std::string_view records) {

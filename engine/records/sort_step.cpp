@@ -30,20 +30,13 @@ private:
 };
 
 Rows SortNumbers(std::vector<double> const& numbers, bool const* abort) {
-    std::vector<SortEntry> entries(numbers.size());
-    for (std::uint32_t i = 0; i != entries.size(); ++i)
-        entries[i].item = i;
-    EntrySorter<NumberDigits>(NumberDigits(numbers), abort).Sort(entries);
-    Rows sorted(entries.size());
-    for (std::size_t i = 0; i != entries.size(); ++i)
-        sorted[i] = entries[i].item;
-    return sorted;
+    return EntrySorter<NumberDigits>(NumberDigits(numbers), abort).Sort(numbers.size());
 }
 
 // Sorts rows by what `sort`, a function that sorts ascending, makes of their values, and appends them. Descending, rows
 // and result are turned round, so that equal ones keep their order.
 template <class Value, class Sort>
-void AppendSorted(Rows& to, Rows rows, std::vector<Value> values, bool ascending, Sort const& sort) {
+void AppendSorted(Rows& to, Rows rows, std::vector<Value> values, bool ascending, bool const* abort, Sort const& sort) {
     if (!ascending) {
         std::reverse(rows.begin(), rows.end());
         std::reverse(values.begin(), values.end());
@@ -51,8 +44,13 @@ void AppendSorted(Rows& to, Rows rows, std::vector<Value> values, bool ascending
     auto places = sort(values);
     if (!ascending)
         std::reverse(places.begin(), places.end());
-    for (auto const place : places)
-        to.push_back(rows[place]);
+    auto const begin = to.size();
+    to.resize(begin + places.size());
+    constexpr std::size_t c_share = 16'384;
+    ForShares(places.size(), c_share, abort, [&](std::size_t, std::size_t first, std::size_t last, AbortLook&) {
+        for (auto i = first; i != last; ++i)
+            to[begin + i] = rows[places[i]];
+    });
 }
 
 // The places of distinct fields in the order of a collation; those that count as equal share one.
@@ -111,12 +109,14 @@ Rows SortRows(WorkingRecords const& records, std::size_t column, Rows const& row
     bool const isByValue = type == ColumnType::Number || type == ColumnType::Date;
     auto const& locale = records.GetOptions().locale;
     if (!isByValue && HasFewDistinctFields(table, column))
-        return SortByRanks(records, column, rows, ascending, Collation(locale));
+        return SortByRanks(records, column, rows, ascending, *GetCollation(locale));
     auto const columnNumbers = isByValue ? table.GetNumbers(column, abort) : std::span<double const>();
     FieldReader reader(records, column);
     Rows numberRows, textRows, emptyRows, sorted;
     std::vector<double> numbers;
     std::vector<std::string_view> texts;
+    numbers.reserve(isByValue ? rows.size() : 0);
+    texts.reserve(isByValue ? 0 : rows.size());
     (isByValue ? numberRows : textRows).reserve(rows.size());
     AbortLook look(abort);
     for (auto const row : rows) {
@@ -138,12 +138,12 @@ Rows SortRows(WorkingRecords const& records, std::size_t column, Rows const& row
         }
     }
     sorted.reserve(rows.size());
-    AppendSorted(sorted, std::move(numberRows), std::move(numbers), ascending,
+    AppendSorted(sorted, std::move(numberRows), std::move(numbers), ascending, abort,
                  [&](auto const& values) { return SortNumbers(values, abort); });
     if (!textRows.empty()) {
-        Collation const collation(locale);
-        AppendSorted(sorted, std::move(textRows), std::move(texts), ascending,
-                     [&](auto const& values) { return SortTexts(values, collation, abort); });
+        auto const collation = GetCollation(locale);
+        AppendSorted(sorted, std::move(textRows), std::move(texts), ascending, abort,
+                     [&](auto const& values) { return SortTexts(values, *collation, abort); });
     }
     sorted.insert(sorted.end(), emptyRows.begin(), emptyRows.end());
     return sorted;

@@ -2,7 +2,7 @@
 #include "engine/records/collation.h"
 #include "engine/records/entry_sort.h"
 
-#include <deque>
+#include <numeric>
 
 namespace Records {
 
@@ -18,10 +18,12 @@ bool IsAscii(std::string_view text) {
 // whose ranks are equal have as many characters that count, so that their cases stand in the same places.
 class AsciiDigits {
 public:
-    AsciiDigits(std::vector<std::string_view> const& texts, AsciiOrder const& order) : m_texts(texts), m_order(order) {}
+    AsciiDigits(std::vector<std::string_view> const& texts, std::vector<std::uint32_t> const& items,
+                AsciiOrder const& order)
+        : m_texts(texts), m_items(items), m_order(order) {}
 
     void Next(SortEntry& entry, AbortLook& look) const {
-        auto const text = CutToSortedLength(m_texts[entry.item]);
+        auto const text = CutToSortedLength(m_texts[m_items[entry.item]]);
         bool const isOfCases = (entry.at & c_ofCases) != 0;
         std::size_t at = entry.at & ~c_ofCases;
         auto const begin = at;
@@ -49,13 +51,14 @@ public:
 private:
     static constexpr std::uint32_t c_ofCases = std::uint32_t(1) << 31;
     std::vector<std::string_view> const& m_texts;
+    std::vector<std::uint32_t> const& m_items;
     AsciiOrder const& m_order;
 };
 
 // Keys of a collation, seven bytes at a time. They hold no zeros.
 class KeyDigits {
 public:
-    explicit KeyDigits(std::vector<std::string_view> const& keys) : m_keys(keys) {}
+    explicit KeyDigits(std::string_view const* keys) : m_keys(keys) {}
 
     void Next(SortEntry& entry, AbortLook& look) const {
         auto const text = m_keys[entry.item];
@@ -69,49 +72,40 @@ public:
     static bool Continues(std::uint64_t key) { return (key & 1) != 0; }
 
 private:
-    std::vector<std::string_view> const& m_keys;
+    std::string_view const* m_keys;
 };
 
+// The items in the order that their digits give. The digits number them by their places.
 template <class Digits>
 std::vector<std::uint32_t> SortItems(std::vector<std::uint32_t> const& items, Digits const& digits, bool const* abort) {
-    std::vector<SortEntry> entries(items.size());
-    for (std::size_t i = 0; i != items.size(); ++i)
-        entries[i].item = items[i];
-    EntrySorter<Digits>(digits, abort).Sort(entries);
-    std::vector<std::uint32_t> sorted(items.size());
-    for (std::size_t i = 0; i != entries.size(); ++i)
-        sorted[i] = entries[i].item;
-    return sorted;
-}
-
-template <class Visit>
-void ForItems(std::size_t count, bool const* abort, Visit const& visit) {
-    Kernel::ParallelFor((count + c_itemsPerShare - 1) / c_itemsPerShare, [&](std::size_t share) {
-        AbortLook look(abort);
-        look.Now();
-        for (auto i = share * c_itemsPerShare; i != std::min(count, (share + 1) * c_itemsPerShare); ++i)
-            visit(share, i, look);
+    auto sorted = EntrySorter<Digits>(digits, abort).Sort(items.size());
+    ForShares(items.size(), c_itemsPerShare, abort, [&](std::size_t, std::size_t first, std::size_t last, AbortLook&) {
+        for (auto i = first; i != last; ++i)
+            sorted[i] = items[sorted[i]];
     });
+    return sorted;
 }
 
 std::vector<std::uint32_t> SortByKeys(std::vector<std::string_view> const& texts,
                                       std::vector<std::uint32_t> const& items, Collation const& collation,
                                       bool const* abort) {
     std::vector<std::string> bytes((items.size() + c_itemsPerShare - 1) / c_itemsPerShare);
-    // Where each key ends in the bytes of its share.
-    std::vector<std::size_t> ends(items.size());
-    ForItems(items.size(), abort, [&](std::size_t share, std::size_t i, AbortLook& look) {
-        auto const text = CutToSortedLength(texts[items[i]]);
-        collation.AppendKey(text, bytes[share]);
-        ends[i] = bytes[share].size();
-        look.Spend(300 + 20 * text.size());
-    });
-    std::vector<std::string_view> keys(texts.size());
-    for (std::size_t i = 0; i != items.size(); ++i) {
-        auto const begin = i % c_itemsPerShare == 0 ? 0 : ends[i - 1];
-        keys[items[i]] = std::string_view(bytes[i / c_itemsPerShare]).substr(begin, ends[i] - begin);
-    }
-    return SortItems(items, KeyDigits(keys), abort);
+    auto const keys = std::make_unique_for_overwrite<std::string_view[]>(items.size());
+    ForShares(items.size(), c_itemsPerShare, abort,
+              [&](std::size_t share, std::size_t first, std::size_t last, AbortLook& look) {
+                  std::vector<std::size_t> ends;
+                  for (auto i = first; i != last; ++i) {
+                      auto const text = CutToSortedLength(texts[items[i]]);
+                      collation.AppendKey(text, bytes[share]);
+                      ends.push_back(bytes[share].size());
+                      look.Spend(300 + 20 * text.size());
+                  }
+                  for (auto i = first; i != last; ++i) {
+                      auto const begin = i == first ? 0 : ends[i - first - 1];
+                      keys[i] = std::string_view(bytes[share]).substr(begin, ends[i - first] - begin);
+                  }
+              });
+    return SortItems(items, KeyDigits(keys.get()), abort);
 }
 
 // Puts some sorted items among many.
@@ -119,7 +113,7 @@ std::vector<std::uint32_t> Merge(std::vector<std::uint32_t> const& many, std::ve
                                  std::vector<std::string_view> const& texts, Collation const& collation,
                                  bool const* abort) {
     std::vector<std::size_t> places(few.size());
-    ForItems(few.size(), abort, [&](std::size_t, std::size_t i, AbortLook& look) {
+    auto const findPlace = [&](std::size_t i, AbortLook& look) {
         auto const place = std::lower_bound(many.begin(), many.end(), few[i], [&](std::uint32_t a, std::uint32_t b) {
             auto const textA = CutToSortedLength(texts[a]), textB = CutToSortedLength(texts[b]);
             look.Spend(200 + 10 * std::min(textA.size(), textB.size()));
@@ -127,11 +121,17 @@ std::vector<std::uint32_t> Merge(std::vector<std::uint32_t> const& many, std::ve
             return compared != 0 ? compared < 0 : a < b;
         });
         places[i] = static_cast<std::size_t>(place - many.begin());
+    };
+    ForShares(few.size(), 64, abort, [&](std::size_t, std::size_t first, std::size_t last, AbortLook& look) {
+        for (auto i = first; i != last; ++i)
+            findPlace(i, look);
     });
     std::vector<std::uint32_t> merged;
     merged.reserve(many.size() + few.size());
     std::size_t from = 0;
+    AbortLook copying(abort);
     for (std::size_t i = 0; i != few.size(); ++i) {
+        copying.Spend(places[i] - from + 5);
         merged.insert(merged.end(), many.begin() + static_cast<std::ptrdiff_t>(from),
                       many.begin() + static_cast<std::ptrdiff_t>(places[i]));
         merged.push_back(few[i]);
@@ -158,22 +158,28 @@ std::vector<std::uint32_t> SortTexts(std::vector<std::string_view> const& texts,
     std::vector<std::uint8_t> isAscii(texts.size());
     auto const& order = collation.GetAsciiOrder();
     if (order)
-        ForItems(texts.size(), abort, [&](std::size_t, std::size_t i, AbortLook& look) {
-            auto const text = CutToSortedLength(texts[i]);
-            isAscii[i] = IsAscii(text);
-            look.Spend(text.size() + 5);
-        });
+        ForShares(texts.size(), c_itemsPerShare, abort,
+                  [&](std::size_t, std::size_t first, std::size_t last, AbortLook& look) {
+                      for (auto i = first; i != last; ++i) {
+                          auto const text = CutToSortedLength(texts[i]);
+                          isAscii[i] = IsAscii(text);
+                          look.Spend(text.size() + 5);
+                      }
+                  });
     std::vector<std::uint32_t> plain, others;
-    for (std::uint32_t i = 0; i != texts.size(); ++i)
+    plain.reserve(order ? texts.size() : 0);
+    AbortLook look(abort);
+    for (std::uint32_t i = 0; i != texts.size(); ++i) {
         (isAscii[i] != 0 ? plain : others).push_back(i);
+        look.Spend(3);
+    }
     // Each of the others costs a search by comparing; beyond that share keys of all texts are quicker.
     if (others.size() > texts.size() / 32) {
         std::vector<std::uint32_t> all(texts.size());
-        for (std::uint32_t i = 0; i != texts.size(); ++i)
-            all[i] = i;
+        std::iota(all.begin(), all.end(), 0u);
         return SortByKeys(texts, all, collation, abort);
     }
-    auto sorted = plain.empty() ? plain : SortItems(plain, AsciiDigits(texts, *order), abort);
+    auto sorted = plain.empty() ? plain : SortItems(plain, AsciiDigits(texts, plain, *order), abort);
     return others.empty() ? sorted
                           : Merge(sorted, SortByKeys(texts, others, collation, abort), texts, collation, abort);
 }

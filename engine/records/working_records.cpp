@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/records/working_records.h"
 
-#include "platform/kernel/dispatch.h"
 #include "platform/records/read_table.h"
 
 #include <algorithm>
@@ -73,16 +72,14 @@ void WorkingRecords::Warn(Warning warning) {
 }
 
 void WorkingRecords::ForWords(std::size_t work, std::function<void(std::size_t, AbortLook&)> const& visit) const {
-    constexpr std::size_t c_wordsPerItem = 256;
-    auto const count = m_rows.GetWordCount();
-    Kernel::ParallelFor((count + c_wordsPerItem - 1) / c_wordsPerItem, [&](std::size_t item) {
-        AbortLook look(m_abort);
-        look.Now();
-        for (auto word = item * c_wordsPerItem; word != std::min(count, (item + 1) * c_wordsPerItem); ++word) {
-            visit(word, look);
-            look.Spend(work);
-        }
-    });
+    constexpr std::size_t c_wordsPerShare = 256;
+    ForShares(m_rows.GetWordCount(), c_wordsPerShare, m_abort,
+              [&](std::size_t, std::size_t first, std::size_t last, AbortLook& look) {
+                  for (auto word = first; word != last; ++word) {
+                      visit(word, look);
+                      look.Spend(work);
+                  }
+              });
 }
 
 Kernel::Counted<Result const> WorkingRecords::Finish() {
