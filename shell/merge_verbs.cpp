@@ -51,9 +51,14 @@ void ReadData(DataMergeSource& source, std::string const& path) {
     auto const payload = source.PrepareFilterUpdate(&abort);
     Interrupt::Check(path);
     auto const& warnings = payload->GetWarnings()->GetWarnings();
-    if (!payload->GetResult()->table)
-        throw Failure(ExitStatus::Input, path,
-                      warnings.empty() ? "holds no data" : warnings.front().text.ToStdString());
+    if (!payload->GetResult()->table) {
+        auto reason = warnings.empty() ? "holds no data" : warnings.front().text.ToStdString();
+        // The line begins with the path in any case.
+        auto const named = source.GetDataPath().ToStdString() + ": ";
+        if (reason.starts_with(named))
+            reason.erase(0, named.size());
+        throw Failure(ExitStatus::Input, path, reason);
+    }
     source.CommitUpdate(payload);
     TellMergeWarnings(path, warnings, payload->GetWarnings()->GetFurtherWarnings());
 }

@@ -72,9 +72,8 @@ bool MetadataGlyph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, uns
 
 // Where no record is shown, the field's name, as users write it in a text.
 std::u32string MergeFieldGlyph::Expand(ExpansionContext const& context) const {
-    if (context.fields == nullptr)
-        return {};
-    auto const value = context.fields->GetMergeFieldValue(m_source, m_field, m_offset);
+    auto const value =
+        context.fields == nullptr ? std::nullopt : context.fields->GetMergeFieldValue(m_source, m_field, m_offset);
     return DecodeUtf8(value ? value->view() : GetPlaceholder().view()).text;
 }
 Kernel::String MergeFieldGlyph::GetPlaceholder() const {
