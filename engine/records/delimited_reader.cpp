@@ -62,6 +62,8 @@ private:
     TextPlace ReadHeader() {
         ChunkText text;
         text.Load(m_chunks, 0);
+        while (text.GetView().size() < c_sampleSize && !text.IsWhole())
+            text.AppendMore();
         auto const sample = text.GetView().substr(0, c_sampleSize);
         auto const sniffed =
             Sniff(sample, text.IsWhole() && sample.size() == text.GetView().size(), m_options, m_hasTabEnding);
