@@ -67,12 +67,13 @@ bench: packages build/packages-bench.stamp
 	    [ -f $$program ] && [ -x $$program ] || continue; echo "== $$program"; $$program || exit 1; done
 
 # What other programs make of the same things: indices by makeindex, exported texts by epubcheck, pandoc, LibreOffice and
-# tidy. TEXT= names a book. See docs/testing.md.
+# tidy, tables by Miller, sqlite3 and xlsx2csv. TEXT= names a book, TABLES= tables. See docs/testing.md.
 judges: packages build/packages-judges.stamp
 	cmake --preset dev >build/dev-configure.log
 	cmake --build --preset dev -j $(JOBS) --target redraft-cli
 	tools/judge_index.py build/dev/shell/redraft build/judges $(if $(TEXT),"$(abspath $(TEXT))")
 	tools/judge_exports.py build/dev/shell/redraft build/judges/exports $(if $(TEXT),"$(abspath $(TEXT))")
+	tools/judge_merge.py build/dev/shell/redraft build/judges/merge $(foreach table,$(TABLES),"$(abspath $(table))")
 
 check: check-levels check-format check-translations
 
