@@ -206,8 +206,7 @@ void DelimitedChunkReader::CheckCharacters(RecordReader& reader, std::string_vie
         return;
     records.isWellFormed = simdjson::validate_utf8(read.data(), read.size());
     if (records.isWellFormed) {
-        records.evidence.sequences += static_cast<std::uint64_t>(
-            std::count_if(read.begin(), read.end(), [](char c) { return static_cast<unsigned char>(c) >= 0xc0; }));
+        records.evidence.AddWellFormed(read);
         return;
     }
     records.evidence.Add(read);

@@ -66,7 +66,7 @@ private:
             text.AppendMore();
         auto const sample = text.GetView().substr(0, c_sampleSize);
         auto const sniffed =
-            Sniff(sample, text.IsWhole() && sample.size() == text.GetView().size(), m_options, m_hasTabEnding);
+            Sniff(sample, text.IsWhole() && sample.size() == text.GetView().size(), m_options, m_hasTabEnding, m_abort);
         m_layout = {&m_chunks, sniffed.dialect, {}, m_abort};
         m_hasHeader = sniffed.hasHeader;
         RecordReader reader(sniffed.dialect, c_maximumColumns);

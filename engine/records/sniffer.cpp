@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/records/sniffer.h"
 
+#include "engine/records/abort_look.h"
 #include "engine/records/field_types.h"
 #include "platform/kernel/exception.h"
 
@@ -24,7 +25,7 @@ struct Trial {
 
 // Takes the sample in one way. The better all records agree in the number of their fields, the more there are of these,
 // and the fewer are odd, the higher the score; 0 where fields are not divided at all.
-Trial Try(std::string_view sample, bool isWhole, Dialect const& dialect) {
+Trial Try(std::string_view sample, bool isWhole, Dialect const& dialect, AbortLook& look) {
     Trial trial;
     TextBuffer text;
     std::copy(sample.begin(), sample.end(), text.Extend(sample.size()));
@@ -41,10 +42,13 @@ Trial Try(std::string_view sample, bool isWhole, Dialect const& dialect) {
                 trial.quotedFields += (span.begin & FieldSpan::c_own) != 0 ||
                                       (span.begin != 0 && text.GetData()[span.begin - 1] == dialect.quote);
             }
+            look.Spend(100 * record.size());
             ++counts[record.size()];
             trial.oddFields += reader.GetOddFields().size();
             reader.GetFields().clear();
         }
+    } catch (Kernel::AbortException const&) {
+        throw;
     } catch (Kernel::Exception const&) {
         // So many fields are hardly meant, unless nothing else divides the data: then reading them says so.
         trial.score = c_refusedScore;
@@ -117,7 +121,8 @@ bool LooksLikeHeader(std::vector<std::vector<std::string>> const& records, std::
     return !isLikeOthers || years >= c_fewestYears;
 }
 
-Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options, bool hasTabEnding) {
+Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options, bool hasTabEnding, bool const* abort) {
+    AbortLook look(abort);
     Sniffed sniffed;
     auto& dialect = sniffed.dialect;
     dialect.lineEnd = FindLineEnd(sample);
@@ -133,7 +138,7 @@ Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options,
     dialect.delimiter = delimiter == 0 ? FindUnusedDelimiter(sample) : delimiter;
     auto const tryDelimiters = [&](char quote) {
         for (auto const c : delimiter == 0 ? c_delimiters : std::string_view(&delimiter, 1)) {
-            auto trial = Try(sample, isWhole, {c, quote, dialect.lineEnd});
+            auto trial = Try(sample, isWhole, {c, quote, dialect.lineEnd}, look);
             if (c == '\t' && hasTabEnding)
                 trial.score *= 2;
             if (trial.score > best.score) {
@@ -147,7 +152,7 @@ Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options,
     // Apostrophes quote where no quotation mark does and a good part of the fields is between them.
     if (options.quote == 0 && best.quotedFields == 0) {
         auto const plain = dialect;
-        auto const trial = Try(sample, isWhole, {dialect.delimiter, '\'', dialect.lineEnd});
+        auto const trial = Try(sample, isWhole, {dialect.delimiter, '\'', dialect.lineEnd}, look);
         if (trial.quotedFields >= c_fewestQuotedFields && trial.quotedFields * 10 >= trial.fields &&
             trial.oddFields == 0) {
             best.score = 0;
@@ -157,7 +162,7 @@ Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options,
             dialect = plain;
     }
     if (best.score == 0)
-        best = Try(sample, isWhole, dialect);
+        best = Try(sample, isWhole, dialect, look);
     sniffed.columnCount = best.isAgreed ? best.columnCount : 0;
     sniffed.hasHeader = options.header == HeaderRow::Automatic ? LooksLikeHeader(best.records, best.columnCount)
                                                                : options.header == HeaderRow::Present;

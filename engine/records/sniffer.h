@@ -16,7 +16,7 @@ struct Sniffed {
 };
 // `isWhole`: the sample is all there is. Options that are given are followed. `hasTabEnding`: the file's name says that
 // tabs divide its fields.
-Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options, bool hasTabEnding);
+Sniffed Sniff(std::string_view sample, bool isWhole, ReadOptions const& options, bool hasTabEnding, bool const* abort);
 
 // Whether the first record names the columns. One that is like the others where these are no text is one of them; one
 // that differs from them there, or where all is text, is a header; so is one of years above columns of something else.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 
 namespace Records {
 
@@ -230,6 +231,18 @@ Encoding GetEncoding(TextForm form) {
         break;
     }
     return Encoding::Utf8;
+}
+
+void Utf8Evidence::AddWellFormed(std::string_view text) {
+    constexpr std::uint64_t c_highBits = 0x8080'8080'8080'8080;
+    for (; text.size() >= 8; text.remove_prefix(8)) {
+        std::uint64_t bytes;
+        std::memcpy(&bytes, text.data(), 8);
+        // Lead bytes have the two highest bits.
+        sequences += static_cast<std::uint64_t>(std::popcount(bytes & (bytes << 1) & c_highBits));
+    }
+    for (auto const c : text)
+        sequences += ToByte(c) >= 0xc0;
 }
 
 void Utf8Evidence::Add(std::string_view text) {

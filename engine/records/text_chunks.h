@@ -90,6 +90,7 @@ struct Utf8Evidence {
     // Windows-1252 leaves undefined, and zero bytes.
     std::uint64_t sequences = 0, strayBytes = 0, undefinedBytes = 0;
     void Add(std::string_view text);
+    void AddWellFormed(std::string_view text);
     bool SpeaksForWindows1252() const { return strayBytes > sequences && undefinedBytes == 0; }
 };
 
