@@ -4,12 +4,14 @@
 #include "engine/document/commands/told_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
+#include "platform/document/merge_targets.h"
 #include "platform/kernel/cast.h"
 #include "platform/raster/dynamic_buffer.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <map>
 
 namespace {
 
@@ -19,6 +21,11 @@ constexpr int c_progressIntervalMilliseconds = 250;
 // In pixels, of the longer side; small things are not blown up beyond the scale.
 constexpr double c_thumbnailSide = 256;
 constexpr double c_largestThumbnailScale = 4;
+
+std::map<Kernel::ClassProperties const*, MergeTargetsComparison>& GetMergeTargets() {
+    static std::map<Kernel::ClassProperties const*, MergeTargetsComparison> s_comparisons;
+    return s_comparisons;
+}
 
 } // namespace
 
@@ -211,7 +218,22 @@ Kernel::Counted<DocumentCommand> DocumentCommand::GetReplacementCommand() { retu
 
 bool DocumentCommand::AffectsCrossReferences() const { return false; }
 
-bool DocumentCommand::CanMerge(Kernel::Counted<Command const> newer) const { return newer && newer.get() != this; }
+void RegisterMergeTargets(Kernel::ClassProperties const& ofClass, MergeTargetsComparison areSame) {
+    GetMergeTargets()[&ofClass] = areSame;
+}
+
+void UnregisterMergeTargets(Kernel::ClassProperties const& ofClass) { GetMergeTargets().erase(&ofClass); }
+
+bool DocumentCommand::CanMerge(Kernel::Counted<Command const> newer) const {
+    if (!newer || newer.get() == this)
+        return false;
+    auto const* const properties = GetObjectClassProperties();
+    auto const known = GetMergeTargets().find(properties);
+    if (known == GetMergeTargets().end())
+        return true;
+    auto const* const other = Kernel::CastPointer<DocumentCommand const>(newer.get());
+    return other != nullptr && other->GetObjectClassProperties() == properties && known->second(*this, *other);
+}
 
 Kernel::Counted<DomainController const> DocumentCommand::GetDomainController() const { return GetDocumentController(); }
 

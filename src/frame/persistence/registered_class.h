@@ -4,7 +4,10 @@
 #include "frame/contract/command_coverage.h"
 #include "frame/persistence/make_card.h"
 #include "frame/persistence/persisted.h"
+#include "platform/document/merge_targets.h"
 #include "platform/kernel/type_name.h"
+
+#include <tuple>
 
 // Whether a class takes part in the count of commands that tests ran.
 enum class Coverage { No, Yes };
@@ -27,11 +30,19 @@ public:
             RegisterInnerCommands(m_properties, [](DocumentCommand const& command, InnerCommands::List& found) {
                 InnerCommandFields::Append<T>(static_cast<T const&>(command), found);
             });
+        if constexpr (requires { T::MergeTargets(); })
+            RegisterMergeTargets(m_properties, [](DocumentCommand const& older, DocumentCommand const& newer) {
+                auto const areSame = [&](auto const... member) {
+                    return ((static_cast<T const&>(older).*member == static_cast<T const&>(newer).*member) && ...);
+                };
+                return std::apply(areSame, T::MergeTargets());
+            });
     }
     RegisteredClass(RegisteredClass const&) = delete;
     RegisteredClass& operator=(RegisteredClass const&) = delete;
     ~RegisteredClass() {
         UnregisterInnerCommands(m_properties);
+        UnregisterMergeTargets(m_properties);
         CommandCard::Unregister(Kernel::TypeName<T>());
     }
 
