@@ -16,6 +16,7 @@
 #include "shell/articles.h"
 #include "shell/failure.h"
 #include "shell/input_files.h"
+#include "shell/merge_values.h"
 #include "shell/selector.h"
 #include "shell/text_objects.h"
 #include "shell/values.h"
@@ -174,6 +175,43 @@ Commands::TocStyleReference ParseTocStyle(std::string const& text, ValueContext 
     return {name};
 }
 
+Commands::DataMergeSourceReference ParseMergeSource(std::string const& text, ValueContext const& context) {
+    return {FindMergeObject(context.document, text, MergeLevel::Source).source};
+}
+template <class T>
+Kernel::JailCounted<T> FindMergePart(std::string const& text, ValueContext const& context) {
+    if constexpr (std::is_same_v<T, DataMergeRuleClause>) {
+        return FindMergeObject(context.document, text, MergeLevel::Clause).clause;
+    } else if constexpr (std::is_same_v<T, DataMergeRule>) {
+        return FindMergeObject(context.document, text, MergeLevel::Rule).rule;
+    } else {
+        auto const filter = FindMergeObject(context.document, text, MergeLevel::Filter).filter;
+        auto const wanted = Kernel::Cast<T>(filter);
+        if (!wanted)
+            throw ValueError("names a filter of the type " + std::string(GetMergeFilterType(*filter)) +
+                             ", which has no such property");
+        return wanted;
+    }
+}
+template <class T>
+Commands::DataMergeReference<T> ParseMergePart(std::string const& text, ValueContext const& context) {
+    return {FindMergePart<T>(text, context)};
+}
+template <class T>
+Commands::DataMergePlace<T> ParseMergePlace(std::string const& text, ValueContext const& context) {
+    if (text == "end")
+        return {};
+    return Commands::DataMergePlace<T>(FindMergePart<T>(text, context));
+}
+template <class T>
+std::string FormatMergePlace(Commands::DataMergePlace<T> const&) {
+    return "end";
+}
+template <class T, auto parse>
+Commands::NewDataMergeObject<T> ParseNewMergePart(std::string const& text, ValueContext const&) {
+    return {parse(text)};
+}
+
 SpreadIndex ParseSpreadIndex(std::string const& text, ValueContext const& context) {
     auto const count = static_cast<std::int64_t>(context.document.GetDocument()->GetSpreads().size());
     return {static_cast<int>(ParseInteger(text, 0, count - 1))};
@@ -307,6 +345,17 @@ ValueKind OptionalKind(char const* name, char const* notation) {
             [](std::any const&) { return std::string(c_unchanged); }};
 }
 
+template <class T>
+ValueKind MergePartKind() {
+    using Value = Commands::DataMergeReference<T>;
+    if constexpr (std::is_same_v<T, DataMergeRuleClause>)
+        return Kind<Value, &ParseMergePart<T>>("merge clause", "source:NUMBER/filter:NUMBER/rule:NUMBER/clause:NUMBER");
+    else if constexpr (std::is_same_v<T, DataMergeRule>)
+        return Kind<Value, &ParseMergePart<T>>("merge rule", "source:NUMBER/filter:NUMBER/rule:NUMBER");
+    else
+        return Kind<Value, &ParseMergePart<T>>("merge filter", "source:NUMBER/filter:NUMBER");
+}
+
 constexpr char c_colourNotation[] = "a name of CSS such as tomato, #rgb, #rrggbb[aa], rgb(r,g,b), cmyk(c,m,y,k), "
                                     "lab(l,a,b), grey(g), or none";
 
@@ -350,6 +399,33 @@ std::vector<ValueKind> const& GetKinds() {
         Kind<Commands::TocStyleReference, &ParseTocStyle>("contents style",
                                                           "the name of a style of tables of contents"),
         Kind<SpreadIndex, &ParseSpreadIndex, c_formatInt>("integer"),
+        Kind<Commands::DataMergeSourceReference, &ParseMergeSource>("merge source", "source:NUMBER, or NUMBER"),
+        MergePartKind<DataMergeFilter>(),
+        MergePartKind<DataMergeSelectedRecordsFilter>(),
+        MergePartKind<DataMergeRecordValueFilter>(),
+        MergePartKind<DataMergeProcessFilter>(),
+        MergePartKind<DataMergeJavaScriptFilter>(),
+        MergePartKind<DataMergeSortFilter>(),
+        MergePartKind<DataMergeRule>(),
+        MergePartKind<DataMergeRuleClause>(),
+        Kind<Commands::DataMergePlace<DataMergeFilter>, &ParseMergePlace<DataMergeFilter>,
+             &FormatMergePlace<DataMergeFilter>>("merge filter", "source:NUMBER/filter:NUMBER, or end"),
+        Kind<Commands::DataMergePlace<DataMergeRule>, &ParseMergePlace<DataMergeRule>,
+             &FormatMergePlace<DataMergeRule>>("merge rule", "source:NUMBER/filter:NUMBER/rule:NUMBER, or end"),
+        Kind<Commands::DataMergePlace<DataMergeRuleClause>, &ParseMergePlace<DataMergeRuleClause>,
+             &FormatMergePlace<DataMergeRuleClause>>("merge clause",
+                                                     "source:NUMBER/filter:NUMBER/rule:NUMBER/clause:NUMBER, or end"),
+        Kind<Commands::NewDataMergeObject<DataMergeFilter>, &ParseNewMergePart<DataMergeFilter, &ParseMergeFilter>>(
+            "new merge filter", "JSON, or @FILE, with type, which is selected, records, process, script or sort, and "
+                                "more by the type; docs/data-merge.md has all of it"),
+        Kind<Commands::NewDataMergeObject<DataMergeRule>, &ParseNewMergePart<DataMergeRule, &ParseMergeRule>>(
+            "new merge rule", "JSON, or @FILE, with combine and clauses"),
+        Kind<Commands::NewDataMergeObject<DataMergeRuleClause>,
+             &ParseNewMergePart<DataMergeRuleClause, &ParseMergeClause>>(
+            "new merge clause", "JSON, or @FILE, with field, operator, value, includeAll and exceptions"),
+        Kind<Kernel::IndexRangeList, &ParseRows, &FormatRows>("rows", "counted from 0, as 0-9,20, or none"),
+        Kind<Commands::OptionalCharacter, &ParseCharacter, &FormatCharacter>("character",
+                                                                             "one ASCII character, tab, or automatic"),
     };
     return s_kinds;
 }

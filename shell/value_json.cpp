@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Values that are records, as JSON. The one source that compiles the JSON library.
+// Values that are records, as JSON.
 
 #include "shell/command_form.h"
 #include "shell/failure.h"
+#include "shell/json_values.h"
 #include "shell/values.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 namespace Shell {
 
@@ -16,6 +16,8 @@ using Json = nlohmann::json;
 
 // Records here are flat; deeper text would only cost memory.
 constexpr int c_maximumDepth = 64;
+
+} // namespace
 
 Json ParseJson(std::string const& text) {
     try {
@@ -38,6 +40,8 @@ Json ParseRecord(std::string const& text) {
         throw ValueError("needs a JSON record, as {\"name\":...}, not " + Quote(text));
     return record;
 }
+
+namespace {
 
 // The member of a record as the text that its argument takes.
 std::string ToText(Json const& value) {
@@ -86,8 +90,8 @@ std::any ParseRecordValue(RecordCard const& card, std::string const& text, Value
             continue;
         }
         auto const type = GetTypeName(member);
-        constexpr std::string_view c_textTypes[] = {"text", "name",  "names",          "colour",
-                                                    "size", "ratio", "picture or none"};
+        constexpr std::string_view c_textTypes[] = {
+            "text", "name", "names", "colour", "size", "ratio", "picture or none", "character", "rows"};
         bool const isText = std::find(std::begin(c_textTypes), std::end(c_textTypes), type) != std::end(c_textTypes);
         if (isText != found->is_string() && !(type == "texts" && found->is_string()))
             throw ValueError("has no " + std::string(GetTypeName(member)) + " as " + std::string(member.name));

@@ -6,6 +6,7 @@
 #include "contents/class_list.h"
 #include "index/class_list.h"
 #include "lines/class_list.h"
+#include "merge/class_list.h"
 #include "publishing/class_list.h"
 #include "raster/class_list.h"
 #include "shapes/class_list.h"
@@ -23,7 +24,8 @@ public:
         for (auto const& chapter :
              {Commands::GetFrameClasses(), Commands::GetArticlesClasses(), Commands::GetIndexClasses(),
               Commands::GetLinesClasses(), Commands::GetRasterClasses(), Commands::GetShapesClasses(),
-              Commands::GetTextClasses(), Commands::GetContentsClasses(), Commands::GetPublishingClasses()})
+              Commands::GetTextClasses(), Commands::GetContentsClasses(), Commands::GetPublishingClasses(),
+              Commands::GetMergeClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);

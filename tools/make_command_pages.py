@@ -27,7 +27,7 @@ PICTURES = PAGES / "pictures"
 def read_class_comments():
     """The comment before each class of the command headers, as one paragraph."""
     comments = {}
-    for header in sorted((ROOT / "src").rglob("*_command.h")):
+    for header in sorted((ROOT / "src").rglob("*_command*.h")):
         text = header.read_text()
         for match in re.finditer(r"((?:^//[^\n]*\n)+)class (?:REDRAFT_API )?(\w+)", text, re.MULTILINE):
             lines = [line[2:].strip() for line in match[1].splitlines()]
@@ -58,7 +58,12 @@ def describe_parameters(parameters):
 # A value of each type for the call of a page.
 SAMPLES = {"boolean": "true", "integer": "1", "number": "0.5", "text": "Overview", "colour": "tomato",
            "point": "100,100", "rectangle": "20,20,220,170", "transform": "1,0,20,0,1,10", "path": "M0 0 C10 30 20 30 30 0",
-           "picture": "photo.png", "plug-in": "squareblur", "numbers": "3,2"}
+           "picture": "photo.png", "plug-in": "squareblur", "numbers": "3,2",
+           "merge source": "source:0", "merge rule": "source:0/filter:1/rule:0",
+           "merge clause": "source:0/filter:1/rule:0/clause:1", "rows": "0-2,5",
+           "new merge filter": '{"type":"sort","field":"city","ascending":false}',
+           "new merge rule": '{"clauses":[{"field":"age","operator":"less","value":"50"}]}',
+           "new merge clause": '{"field":"age","operator":"less","value":"50"}'}
 # Of records, by the parameter's name.
 RECORDS = {"line": '{"weight":4,"dash":[3,2],"endHead":"arrow"}',
            "changes": '{"size":"130x170"}',
@@ -90,7 +95,29 @@ NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "set-metadata-tag": {"key": "title", "value": "Seen from the south"},
          "remove-css-file": {"index": "0"},
          "delete-toc-style": {"style": "Book"}, "rename-toc-style": {"style": "Book", "newName": "Novel"},
-         "update-toc-style": {"style": "Book"}}
+         "update-toc-style": {"style": "Book"},
+         "add-data-merge-filter-rule": {"filter": "source:0/filter:1"},
+         "delete-data-merge-filter": {"filter": "source:0/filter:0"},
+         "delete-data-merge-filter-clause": {"filter": "source:0/filter:1"},
+         "set-data-merge-fetcher-options": {"options": '{"path":"people.csv"}'},
+         "set-data-merge-parser-options": {"options": '{"delimiter":";","header":"present"}'},
+         "set-data-merge-filter-enabled": {"filter": "source:0/filter:0", "enabled": "false"},
+         "set-data-merge-enabled": {"enabled": "false"},
+         "set-data-merge-output-pages": {"startPage": "0", "endPage": "0"},
+         "set-data-merge-filter-allowed-records": {"filter": "source:0/filter:0"},
+         "set-data-merge-value-filter-rule-combine": {"filter": "source:0/filter:1"},
+         "set-data-merge-value-filter-field-id": {"field": "name"},
+         "set-data-merge-value-filter-match-value": {"value": "Oslo"},
+         "set-data-merge-value-filter-match-values": {"value": "Oslo"},
+         "set-data-merge-java-script-filter-name": {"filter": "source:0/filter:3", "name": "Long names"},
+         "set-data-merge-java-script-filter-script": {"filter": "source:0/filter:3",
+                                                      "script": "return record.name.length > 4;"},
+         "set-data-merge-process-filter-action": {"filter": "source:0/filter:2"},
+         "set-data-merge-process-filter-warning-message": {"filter": "source:0/filter:2", "message": "See {name}"},
+         "set-data-merge-process-filter-replacement-field": {"filter": "source:0/filter:2", "field": "name"},
+         "set-data-merge-process-filter-replacement-value": {"filter": "source:0/filter:2", "value": "Gent"},
+         "set-data-merge-sort-filter-field-id": {"filter": "source:0/filter:4", "field": "age"},
+         "set-data-merge-sort-filter-ascending": {"filter": "source:0/filter:4", "ascending": "false"}}
 
 
 def choose_call(command, symbol):
@@ -101,7 +128,9 @@ def choose_call(command, symbol):
             if "default" in parameter:
                 continue
             value = NAMED.get(command["name"], {}).get(parameter["name"], SAMPLES.get(parameter["type"]))
-            if parameter["type"] == "name":
+            if parameter["name"] in NAMED.get(command["name"], {}):
+                pass
+            elif parameter["type"] == "name":
                 value = re.split(", | or ", parameter["notation"])[-1]
             elif parameter["type"] == "symbol":
                 value = symbol

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/contract/notifications.h"
 #include "platform/document/ai_operation_notification.h"
+#include "platform/document/data_merge_source.h"
 #include "tests/frame/slots.h"
 #include "tests/support/documents.h"
 
@@ -82,9 +83,9 @@ TEST(Notifications, TwoOfChangedGuidesInOneBatchHaveOneIdAndMerge) {
 
 TEST(Notifications, OfMergeOptionsDoNotMergeForTwoSources) {
     auto const controller = NewDocument();
-    Kernel::Counted<Kernel::Countable> const one = Kernel::MakeCounted<Selection>();
-    Kernel::Counted<Kernel::Countable> const two = Kernel::MakeCounted<Selection>();
-    auto const about = [&](Kernel::Counted<Kernel::Countable> const& source) {
+    auto const one = Kernel::MakeCounted<DataMergeSource>("1", "one", nullptr, nullptr);
+    auto const two = Kernel::MakeCounted<DataMergeSource>("2", "two", nullptr, nullptr);
+    auto const about = [&](Kernel::Counted<DataMergeSource> const& source) {
         return Kernel::MakeCounted<DataMergeOptionsChangedNotification>(controller, false, source);
     };
     EXPECT_FALSE(about(one)->Merge(about(two)));

@@ -236,6 +236,8 @@ std::vector<CommandExample> const& AllExamples() {
             all.push_back(std::move(example));
         for (auto& example : ExportableExamples())
             all.push_back(std::move(example));
+        for (auto& example : MergeExamples())
+            all.push_back(std::move(example));
         for (auto& example : EngineExamples())
             all.push_back(std::move(example));
         return all;

@@ -11,3 +11,5 @@ std::vector<CommandExample> TextCommandExamples();
 std::vector<CommandExample> ExportableExamples();
 // Those of the command that makes the text of an index.
 std::vector<CommandExample> IndexTextExamples();
+// Those on data merges.
+std::vector<CommandExample> MergeExamples();

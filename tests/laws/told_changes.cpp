@@ -3,6 +3,9 @@
 
 #include "frame/contract/notifications.h"
 #include "platform/document/artboard.h"
+#include "platform/document/data_merge_filters.h"
+#include "platform/document/data_merge_source.h"
+#include "platform/document/data_merge_warnings_notification.h"
 #include "platform/document/document_renderer.h"
 #include "platform/document/export_article.h"
 #include "platform/document/text_nodes.h"
@@ -83,6 +86,54 @@ std::vector<std::string> DescribeReadingOrder(DocumentController& controller) {
     return entries;
 }
 
+std::string DescribeRule(DataMergeRule const& rule) {
+    auto text = " rule " + std::to_string(static_cast<int>(rule.GetAggregateFunction()));
+    for (auto const& clause : rule.GetClauses()) {
+        text += " " + clause->GetFieldId().ToStdString() + std::to_string(static_cast<int>(clause->GetOperator())) +
+                clause->GetMatchValue().ToStdString() + std::to_string(clause->GetMatchValues().GetDefaultInclude());
+        for (auto const& value : clause->GetMatchValues().GetExceptions())
+            text += "," + value.ToStdString();
+    }
+    return text;
+}
+
+std::string DescribeFilter(DataMergeFilter const& filter) {
+    std::string text = std::to_string(filter.IsEnabled());
+    if (auto const* const rows = Kernel::CastPointer<DataMergeSelectedRecordsFilter const>(&filter)) {
+        for (auto const& range : rows->GetAllowedIndexes().GetRanges())
+            text += " " + std::to_string(range.first) + "-" + std::to_string(range.last);
+    } else if (auto const* const byValue = Kernel::CastPointer<DataMergeRecordValueFilter const>(&filter)) {
+        text += " all " + std::to_string(static_cast<int>(byValue->GetAggregateFunction()));
+        for (auto const& rule : byValue->GetRules())
+            text += DescribeRule(*rule);
+    } else if (auto const* const process = Kernel::CastPointer<DataMergeProcessFilter const>(&filter)) {
+        text += DescribeRule(*process->GetRule()) + std::to_string(static_cast<int>(process->GetAction())) + " " +
+                process->GetWarningMessageValue().ToStdString() + " " + process->GetReplacementField().ToStdString() +
+                " " + process->GetReplacementValue().ToStdString();
+    } else if (auto const* const script = Kernel::CastPointer<DataMergeJavaScriptFilter const>(&filter)) {
+        text += " " + script->GetName().ToStdString() + " " + script->GetScript().ToStdString();
+    } else if (auto const* const sort = Kernel::CastPointer<DataMergeSortFilter const>(&filter)) {
+        text += " by " + sort->GetFieldId().ToStdString() + std::to_string(sort->GetAscending());
+    }
+    return text;
+}
+
+std::vector<std::string> DescribeMergeSources(DocumentNode const& document) {
+    std::vector<std::string> lines;
+    for (auto const& source : document.GetDataMergeSettings()) {
+        auto const fetcher = source->GetFetcher();
+        auto const parser = source->GetParser();
+        lines.push_back(source->GetGuid().ToStdString() + (source->IsUserEnabled() ? " enabled " : " ") +
+                        std::to_string(source->CoversWholeDocument()) + " " + std::to_string(source->GetStartPage()) +
+                        "-" + std::to_string(source->GetEndPage()) + " " +
+                        (fetcher ? fetcher->GetPath().ToStdString() + fetcher->GetContent().ToStdString() : "") + " " +
+                        parser->GetLocale().ToStdString() + parser->GetOptions().delimiter);
+        for (auto const& filter : std::as_const(*source).GetFilters())
+            lines.push_back(DescribeFilter(*filter));
+    }
+    return lines;
+}
+
 // The change of one node by one operation.
 struct Change {
     Shown const* before = nullptr;
@@ -114,7 +165,14 @@ struct Change {
                SameStates(before->states, after->states, unseen);
     }
     // The text runs otherwise, though nothing of the node's own changed.
-    bool HasOtherLines() const { return !CameOrWent() && before->lines != after->lines; }
+    bool HasOtherLines() const {
+        return !CameOrWent() && (before->lines != after->lines || before->characters != after->characters);
+    }
+    // The text is the same and reads otherwise, as its fields have other values.
+    bool HasOtherFields() const {
+        return !CameOrWent() && !HasNewStory() && before->lines == after->lines &&
+               before->characters != after->characters;
+    }
     bool LooksOther() const { return CameOrWent() || IsMoved() || HasNewData() || HasOtherLines(); }
     Shown const& Any() const { return after != nullptr ? *after : *before; }
 };
@@ -312,6 +370,8 @@ private:
                 Miss(Untold::NodeData, Describe(shown) + " has other data untold");
             if (change.HasNewStory() && !IsStoryNamed(shown, changedStories))
                 Miss(Untold::NodeData, Describe(shown) + " has another text untold");
+            if (change.HasOtherFields() && !IsStoryNamed(shown, changedNodes) && !IsStoryNamed(shown, changedStories))
+                Miss(Untold::NodeData, Describe(shown) + " has other values of fields untold");
             if (change.HasNewLink() && Pick<SymbolsChangedNotification>(m_told).empty())
                 Miss(Untold::Links, Describe(shown) + " was linked or detached untold");
             if (!change.HasNewBox() && (!change.LooksOther() || change.HasOnlyNewPixels()))
@@ -399,12 +459,20 @@ private:
         auto const& before = m_operation.before;
         auto const& after = m_operation.after;
         RequireFor<GuidesChangedNotification>(before.guides != after.guides, "the colour of guides");
-        RequireFor<AvailableFieldsChangedNotification>(before.fieldNames != after.fieldNames, "the fields of texts");
+        RequireFor<AvailableFieldsChangedNotification>(before.fieldNames != after.fieldNames ||
+                                                           before.mergeSourceIds != after.mergeSourceIds,
+                                                       "the fields of texts");
         RequireFor<IndexTopicsChangedNotification>(before.index != after.index, "the index");
         // Objects that come or go are told by the tree.
         bool const isTree = !Pick<DocumentStructureChangedNotification>(m_told).empty();
         RequireFor<ExportArticlesChangedNotification>(before.articles != after.articles && !isTree,
                                                       "the reading order");
+        // Only commands on properties of filters tell of warnings.
+        bool const tellsWarnings = !Pick<DataMergeFilterOptionsChangedNotification>(m_told).empty();
+        RequireFor<DataMergeWarningsNotification>(tellsWarnings && !after.mergeWarnings.empty() &&
+                                                      before.mergeWarnings != after.mergeWarnings,
+                                                  "the warnings of a data merge");
+        RequireFor<DataMergeNotification>(before.mergeSources != after.mergeSources, "a data merge");
         for (auto const& [id, properties] : before.artboardProperties) {
             auto const found = after.artboardProperties.find(id);
             bool const isOther = found != after.artboardProperties.end() && !SameStates(properties, found->second, {});
@@ -518,8 +586,11 @@ ShownDocument::ShownDocument(DocumentController& controller)
             shown.box = page->GetBaseBox(true);
         if (auto const* text = Kernel::CastPointer<TextNode const>(&node)) {
             for (auto const& column : *text->MakeComposedText()) {
-                for (auto const& line : *column)
+                for (auto const& line : *column) {
                     shown.lines.push_back(line.GetOrigin());
+                    for (std::uint32_t i = 0; i != line.GetSize(); ++i)
+                        shown.characters += line.GetCharacter(i);
+                }
             }
         }
         shown.node = Kernel::Counted<Node>(&node);
@@ -545,6 +616,13 @@ ShownDocument::ShownDocument(DocumentController& controller)
     for (auto const& spread : controller.GetDocument()->GetSpreads())
         pictures.emplace(spread->GetId(), Paint(*spread, Inflated({0, 0, 793.700787, 1122.519685}, c_margin)));
     articles = DescribeReadingOrder(controller);
+    mergeSources = DescribeMergeSources(*controller.GetDocument());
+    for (auto const& source : std::as_const(*controller.GetDocument()).GetDataMergeSettings()) {
+        mergeSourceIds.push_back(source->GetGuid());
+        auto const warnings = source->GetWarnings();
+        for (std::size_t i = 0; warnings && i != warnings->GetWarnings().size(); ++i)
+            mergeWarnings.push_back(warnings->GetWarnings()[i].text);
+    }
     for (int i = 0; i != controller.GetSymbolCount(); ++i)
         symbols.push_back(controller.GetSymbolAtIndex(i)->GetId());
 }

@@ -35,6 +35,8 @@ public:
         Kernel::Counted<Node> node;
         // Of a text: where its lines stand.
         std::vector<Kernel::PointT<double>> lines;
+        // The characters of these lines, those of the values of fields among them.
+        std::u32string characters;
         // Stands in a symbol and not on a spread.
         bool isInSymbol = false;
         // Draws itself, and is not only a clip or a part of another outline.
@@ -61,6 +63,12 @@ public:
     std::vector<Kernel::String> index;
     // Entries of the reading order with all that is known of them.
     std::vector<std::string> articles;
+    // Sources of data merges with all that is known of them.
+    std::vector<std::string> mergeSources;
+    // Those of their last updates.
+    std::vector<Kernel::String> mergeWarnings;
+    // By which fields name them.
+    std::vector<Kernel::String> mergeSourceIds;
     Kernel::Counted<Renderer::FillDescriptor const> guides, defaultGuides;
     bool reflows = false;
     int scaleFlags = 0;

@@ -12,6 +12,7 @@
 #include "shell/verbs.h"
 #include "tests/examples/command_example.h"
 #include "tests/lives/fade_command.h"
+#include "tests/lives/merge_chance.h"
 
 #include <algorithm>
 #include <set>
@@ -282,6 +283,8 @@ std::string Call(Random& random, Props const& props, DocumentController& documen
         return line + CounterName(random, document) + (isPreview ? End(random, document) : "");
     if (entry->className.ends_with("IndexCrossReferenceCommand"))
         return line + RelationArguments(random, document, entry->className) + (isPreview ? End(random, document) : "");
+    if (IsOfDataMerge(entry->className))
+        return line + MergeArguments(random, document, *entry) + (isPreview ? End(random, document) : "");
     for (auto const& info : random.Of(entry->forms).parameters) {
         if (!info.defaultValue || random.Chance(60))
             line += " " + std::string(info.name) + "=" + Value(random, props, document, info);

@@ -85,6 +85,8 @@ struct DataMergeSource::Data {
     Kernel::Counted<DataMergeParser> parser;
     FileStamp stamp;
     Kernel::Counted<Payload> payload, shown;
+    // Whether fields show a source that was enabled or disabled after the last update of the preview.
+    std::optional<bool> wasEnabled;
     std::string folder;
     bool isRestricted = false;
     bool allowsPicturesAnywhere = false;
@@ -120,9 +122,10 @@ Kernel::Counted<Kernel::Serialisable> DataMergeSource::CreateObject() {
 
 void DataMergeSource::SetUserEnabled(bool enabled) {
     EditJournal::NoteValue(*this, m_isUserEnabled);
+    EditJournal::NoteValue(*this, m_data->wasEnabled);
+    m_data->wasEnabled = IsShowing();
     m_isUserEnabled = enabled;
     MarkChanged();
-    LayoutEpoch::AdvanceForPlaces();
 }
 
 // What was read stays until it is asked for again; what came out of it goes.
@@ -297,7 +300,7 @@ void DataMergeSource::CommitUpdate(Kernel::Counted<DataMergeSourcePayload> paylo
     if (!payload)
         return;
     // Fields go on to show what they showed.
-    if (m_isPreviewEnabled && m_isUserEnabled && m_data->payload)
+    if (m_isPreviewEnabled && IsShowing() && m_data->payload)
         GetShownResult();
     EditJournal::NoteValue(*this, m_data->payload);
     m_data->payload = std::move(payload);
@@ -352,9 +355,13 @@ void DataMergeSource::SetPreviewRow(unsigned int row) {
 
 void DataMergeSource::UpdatePreview() {
     EditJournal::NoteValue(*this, m_data->shown);
+    EditJournal::NoteValue(*this, m_data->wasEnabled);
     m_data->shown.reset();
+    m_data->wasEnabled.reset();
     LayoutEpoch::AdvanceForPlaces();
 }
+
+bool DataMergeSource::IsShowing() const { return m_data->wasEnabled.value_or(m_isUserEnabled); }
 
 Kernel::Counted<Records::Result const> DataMergeSource::GetShownResult() const {
     {
@@ -370,7 +377,7 @@ Kernel::Counted<Records::Result const> DataMergeSource::GetShownResult() const {
 }
 
 std::optional<Kernel::String> DataMergeSource::GetShownValue(Kernel::String const& field, std::uint32_t offset) const {
-    if (!m_isUserEnabled || !m_isPreviewEnabled)
+    if (!IsShowing() || !m_isPreviewEnabled)
         return std::nullopt;
     auto const result = GetShownResult();
     if (result->rows.empty())

@@ -60,19 +60,29 @@ Kernel::LocalisedString SetDataMergePreviewCommand::GetDescription() const {
     return Kernel::LocalisedString("Set data merge preview", "Command description");
 }
 
+void SetDataMergePreviewCommand::NoteBeforeChange() {
+    if (!m_source)
+        return;
+    ShowingTexts showing(m_source->GetGuid());
+    showing.Visit(Kernel::JailCounted<Node>(m_documentController->GetDocument().get()), {});
+    m_areas.Begin();
+    for (auto const& text : showing.texts)
+        m_areas.Note(*Kernel::CastPointer<TextNode>(text.get()));
+    m_shownIn = Kernel::MakeCounted<Selection const>(showing.texts);
+    m_isNoted = true;
+}
+
 void SetDataMergePreviewCommand::Show(bool enabled, std::int64_t row) {
-    m_shownIn.reset();
+    if (!m_isNoted)
+        NoteBeforeChange();
+    m_isNoted = false;
     m_pictures.reset();
     if (!m_source)
         return;
     auto const document = m_documentController->GetDocument();
-    ShowingTexts showing(m_source->GetGuid());
-    showing.Visit(Kernel::JailCounted<Node>(document.get()), {});
     m_pictures = Kernel::MakeCounted<Selection const>(FindPictures(*document, m_source->GetGuid()));
     m_pictureAreas.Around(m_pictures, [&] {
         m_areas.Around([&] {
-            for (auto const& text : showing.texts)
-                m_areas.Note(*Kernel::CastPointer<TextNode>(text.get()));
             if (m_source->IsPreviewEnabled() != enabled)
                 m_source->SetPreviewEnabled(enabled);
             if (row >= 0 && m_source->GetPreviewRow() != row)
@@ -80,7 +90,6 @@ void SetDataMergePreviewCommand::Show(bool enabled, std::int64_t row) {
             m_source->UpdatePreview();
         });
     });
-    m_shownIn = Kernel::MakeCounted<Selection const>(showing.texts);
 }
 
 void SetDataMergePreviewCommand::Do() {
@@ -108,7 +117,7 @@ bool SetDataMergePreviewCommand::ShouldStackForUndo() const {
 
 void SetDataMergePreviewCommand::Notify(Kernel::NotificationList& notifications) {
     auto const tell = [&](Kernel::Counted<Selection const> const& nodes, SpreadRects const& areas) {
-        if (!nodes || nodes->empty())
+        if (!nodes || nodes->empty() || areas.IsEmpty())
             return;
         auto const controller = GetDocumentController();
         notifications.push_back(Kernel::MakeCounted<InvalidateDocumentNotification>(controller, areas, nodes, m_preview,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/contract/notifications.h"
 
+#include "platform/document/data_merge_source.h"
 #include "platform/document/export_article.h"
 #include "platform/kernel/cast.h"
 
@@ -9,6 +10,12 @@ Kernel::Counted<Kernel::Notification> GuidesChangedNotification::Merge(Kernel::C
         return {};
     return DocumentNotification::Merge(std::move(other));
 }
+
+DataMergeNotification::DataMergeNotification(Kernel::Counted<DocumentController const> const& controller, bool preview,
+                                             Kernel::Counted<DataMergeSource> source)
+    : DocumentNotification(controller, preview), m_source(std::move(source)) {}
+
+DataMergeNotification::~DataMergeNotification() = default;
 
 Kernel::Counted<Kernel::Notification>
 DataMergeOptionsChangedNotification::Merge(Kernel::Counted<Kernel::Notification> other) {

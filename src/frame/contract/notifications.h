@@ -130,12 +130,12 @@ private:
 class REDRAFT_API DataMergeNotification : public DocumentNotification {
 public:
     DataMergeNotification(Kernel::Counted<DocumentController const> const& controller, bool preview,
-                          Kernel::Counted<Kernel::Countable> source)
-        : DocumentNotification(controller, preview), m_source(std::move(source)) {}
-    Kernel::Counted<Kernel::Countable> const& GetSource() const { return m_source; }
+                          Kernel::Counted<DataMergeSource> source);
+    ~DataMergeNotification() override;
+    Kernel::Counted<DataMergeSource> const& GetSource() const { return m_source; }
 
 private:
-    Kernel::Counted<Kernel::Countable> m_source;
+    Kernel::Counted<DataMergeSource> m_source;
 };
 
 class REDRAFT_API DataMergeFiltersChangedNotification final : public DataMergeNotification {

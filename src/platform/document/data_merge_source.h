@@ -47,7 +47,7 @@ public:
 
     Kernel::String const& GetGuid() const { return m_guid; }
     Kernel::String const& GetName() const { return m_name; }
-    // A source that is not enabled fills no fields.
+    // A source that is not enabled fills no fields. Fields go on to show what they showed until the preview is updated.
     bool IsUserEnabled() const { return m_isUserEnabled; }
     void SetUserEnabled(bool enabled);
     Kernel::Counted<DataMergeFetcher const> GetFetcher() const { return m_fetcher; }
@@ -125,6 +125,7 @@ private:
     friend struct DataMergeUpdate;
     struct Data;
     void ForgetData();
+    bool IsShowing() const;
 
     Kernel::String m_guid, m_name;
     Kernel::Counted<DataMergeFetcher const> m_fetcher;

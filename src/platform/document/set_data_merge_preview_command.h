@@ -25,6 +25,8 @@ public:
     void Notify(Kernel::NotificationList& notifications) override;
     bool ShouldStackForUndo() const override;
     Kernel::Counted<DocumentCommand> Clone() const override;
+    // For a change of what fields show that comes right before a run: the run tells of both.
+    void NoteBeforeChange();
 
     static Kernel::ClassProperties const* GetTypeClassProperties();
 
@@ -45,6 +47,7 @@ private:
     std::int32_t m_row = -1;
     std::uint32_t m_oldRow = 0;
     ChangedTextAreas m_areas;
+    bool m_isNoted = false;
     ChangedAreas m_pictureAreas;
     // The texts and the other objects that show fields of the source.
     Kernel::Counted<Selection const> m_shownIn, m_pictures;

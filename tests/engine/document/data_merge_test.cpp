@@ -137,6 +137,9 @@ TEST_F(DataMerge, FieldsShowTheRecordOfThePreview) {
     Show(source, true, -1);
     EXPECT_EQ(Shown(*text), "Dear Sofja of Stockholm, before : {{other}} {{name@0}}");
     source->SetUserEnabled(false);
+    EXPECT_EQ(Shown(*text), "Dear Sofja of Stockholm, before : {{other}} {{name@0}}")
+        << "the preview is not updated yet";
+    source->UpdatePreview();
     EXPECT_EQ(Shown(*text), "Dear {{name}} of {{city}}, before {{name@2}}: {{other}} {{name@0}}");
 }
 
