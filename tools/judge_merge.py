@@ -216,6 +216,42 @@ def judge_made_up(judge):
         judge.compare(f"{name} and comma.csv", letters[name], letters["comma.csv"])
 
 
+# Filters, and what in SQL leaves the same records.
+FILTERS = [
+    ([{"type": "records", "rules": [{"clauses": [{"field": "amount", "operator": "greater", "value": "1000"},
+                                                 {"field": "name", "operator": "contains", "value": "a"}]}]}],
+     "WHERE CAST(amount AS REAL) > 1000 AND instr(name, 'a') > 0"),
+    ([{"type": "records", "combine": "any", "rules": [
+        {"clauses": [{"field": "quoted", "operator": "empty"}]},
+        {"clauses": [{"field": "day", "operator": "greaterOrEqual", "value": "2020-02-01"},
+                     {"field": "day", "operator": "less", "value": "2021-02-01"}]}]}],
+     "WHERE quoted = '' OR (day >= '2020-02-01' AND day < '2021-02-01')"),
+    ([{"type": "records", "rules": [{"combine": "none", "clauses": [
+        {"field": "remark", "operator": "beginsWith", "value": "a"}, {"field": "amount", "operator": "lessOrEqual", "value": "0"},
+        {"field": "name", "operator": "endsWith", "value": "b"}]}]}],
+     "WHERE NOT (substr(remark, 1, 1) = 'a' OR CAST(amount AS REAL) <= 0 OR substr(name, -1) = 'b')"),
+    ([{"type": "process", "action": "skip", "rule": {"clauses": [{"field": "amount", "operator": "less", "value": "5000"}]}},
+      {"type": "sort", "field": "amount", "ascending": False}],
+     "WHERE NOT CAST(amount AS REAL) < 5000 ORDER BY CAST(amount AS REAL) DESC, CAST(id AS INTEGER)"),
+    ([{"type": "selected", "records": "0-9,20,150-299"},
+      {"type": "records", "rules": [{"clauses": [{"field": "amount", "operator": "notEqual", "value": "0"}]}]}],
+     "WHERE id IN (1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 21) OR CAST(id AS INTEGER) BETWEEN 151 AND 300"),
+]
+
+
+def judge_filters(judge):
+    write_delimited("filtered.csv", make_table("filters"), ",")
+    for number, (filters, condition) in enumerate(FILTERS, 1):
+        judge.link("filtered.csv", ["id"])
+        for each in filters:
+            judge.redraft("do", "letter.redraft", "add-data-merge-filter", "source=0", "filter=" + json.dumps(each))
+        expected = read_delimited(run("sqlite3", ":memory:", ".mode csv", ".import 'filtered.csv' records",
+                                      "SELECT id FROM records " + condition))
+        judge.say(f"filter {number}, count of sqlite3", judge.describe()["records"] == len(expected),
+                  f"{judge.describe()['records']} and {len(expected)}")
+        judge.compare(f"filter {number}, letters of the records of sqlite3", judge.fill(1), expected)
+
+
 def find_rows(path):
     """Of a file that someone names, as the program that reads its kind reads it."""
     kind = os.path.splitext(path)[1].lower()
@@ -239,6 +275,7 @@ def main():
     os.makedirs(sys.argv[2], exist_ok=True)
     os.chdir(sys.argv[2])
     judge_made_up(judge)
+    judge_filters(judge)
     for path in tables:
         judge.compare_letters(os.path.basename(path), path, find_rows(path))
     sys.exit(1 if judge.failed else 0)
