@@ -94,7 +94,7 @@ bool DelimitedChunkReader::GuessStart(Scratch& scratch, std::size_t chunk, std::
         reader.SetText(scratch.text.GetView(), scratch.text.IsWhole());
         reader.Restart(start);
         auto const outcome = reader.Read();
-        if (outcome != RecordReader::Outcome::Record)
+        if (outcome == RecordReader::Outcome::NeedsMore || outcome == RecordReader::Outcome::End)
             return true;
         if (reader.GetFields().size() == m_layout.columns.size() && reader.GetOddFields().empty())
             return true;
@@ -131,6 +131,8 @@ ChunkRecords DelimitedChunkReader::Read(Scratch& scratch, std::size_t start) con
             auto const outcome = reader.Read();
             if (outcome == RecordReader::Outcome::End)
                 break;
+            if (outcome == RecordReader::Outcome::Blank)
+                continue;
             if (outcome == RecordReader::Outcome::NeedsMore) {
                 AppendMore(scratch);
                 lookAt = 0;

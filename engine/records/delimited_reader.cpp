@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/records/delimited_reader.h"
 
+#include "engine/records/abort_look.h"
 #include "engine/records/column_names.h"
 #include "engine/records/delimited_chunk.h"
 #include "engine/records/sniffer.h"
 #include "engine/records/table_builder.h"
-#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
@@ -72,11 +72,16 @@ private:
         RecordReader reader(sniffed.dialect, c_maximumColumns);
         reader.SetText(text.GetView(), text.IsWhole());
         reader.Restart(sniffed.begin);
-        while (ReadFirst(reader) == RecordReader::Outcome::NeedsMore) {
-            if (Kernel::IsAbortSet(m_abort))
-                throw Kernel::AbortException();
-            text.AppendMore();
-            reader.SetText(text.GetView(), text.IsWhole());
+        AbortLook look(m_abort);
+        for (auto outcome = RecordReader::Outcome::Blank;
+             outcome == RecordReader::Outcome::Blank || outcome == RecordReader::Outcome::NeedsMore;) {
+            outcome = ReadFirst(reader);
+            look.Spend(10);
+            if (outcome == RecordReader::Outcome::NeedsMore) {
+                look.Now();
+                text.AppendMore();
+                reader.SetText(text.GetView(), text.IsWhole());
+            }
         }
         auto const header = text.GetView().substr(0, reader.GetPlace());
         if (m_chunks.GetForm() == TextForm::Utf8 && !Kernel::IsValidUtf8(header)) {

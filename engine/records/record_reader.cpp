@@ -61,30 +61,29 @@ void RecordReader::Restart(std::size_t at) {
 
 RecordReader::Outcome RecordReader::Read() {
     m_odd.clear();
-    for (;;) {
-        if (m_place >= m_text.size())
-            return m_isWhole ? Outcome::End : Outcome::NeedsMore;
-        auto const begin = m_fieldBegin = m_place;
-        auto const ownSize = m_own.size();
-        m_firstField = m_fields.size();
-        m_isRecordEnd = false;
-        while (!m_isRecordEnd) {
-            if (!ReadField()) {
-                m_fields.resize(m_firstField);
-                m_own.resize(ownSize);
-                m_odd.clear();
-                m_finder.Restart(m_text, begin);
-                return Outcome::NeedsMore;
-            }
+    if (m_place >= m_text.size())
+        return m_isWhole ? Outcome::End : Outcome::NeedsMore;
+    auto const begin = m_fieldBegin = m_place;
+    auto const ownSize = m_own.size();
+    m_firstField = m_fields.size();
+    m_isRecordEnd = false;
+    while (!m_isRecordEnd) {
+        if (!ReadField()) {
+            m_fields.resize(m_firstField);
+            m_own.resize(ownSize);
+            m_odd.clear();
+            m_finder.Restart(m_text, begin);
+            return Outcome::NeedsMore;
         }
-        m_place = m_fieldBegin;
-        // A line without a character; a quoted empty field is one.
-        bool const isBlank = m_fields.size() == m_firstField + 1 && m_fields.back().begin == m_fields.back().end &&
-                             m_text[begin] != m_dialect.quote;
-        if (!isBlank)
-            return Outcome::Record;
-        m_fields.pop_back();
     }
+    m_place = m_fieldBegin;
+    // A quoted field without a character is a record.
+    bool const isBlank = m_fields.size() == m_firstField + 1 && m_fields.back().begin == m_fields.back().end &&
+                         m_text[begin] != m_dialect.quote;
+    if (!isBlank)
+        return Outcome::Record;
+    m_fields.pop_back();
+    return Outcome::Blank;
 }
 
 bool RecordReader::ReadField() {

@@ -69,6 +69,8 @@ class RecordReader {
 public:
     enum class Outcome {
         Record,
+        // A line without a character, which is no record.
+        Blank,
         // The text ends before it is known where the record does.
         NeedsMore,
         End

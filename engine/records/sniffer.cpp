@@ -34,7 +34,13 @@ Trial Try(std::string_view sample, bool isWhole, Dialect const& dialect, AbortLo
     reader.SetText(text.GetView(), isWhole);
     std::map<std::size_t, std::size_t> counts;
     try {
-        while (trial.records.size() != c_mostRecords && reader.Read() == RecordReader::Outcome::Record) {
+        while (trial.records.size() != c_mostRecords) {
+            auto const outcome = reader.Read();
+            look.Spend(10);
+            if (outcome == RecordReader::Outcome::Blank)
+                continue;
+            if (outcome != RecordReader::Outcome::Record)
+                break;
             auto& record = trial.records.emplace_back();
             for (auto const span : reader.GetFields()) {
                 record.emplace_back(reader.GetText(span));
