@@ -4,6 +4,7 @@
 #include "platform/document/data_merge_filters.h"
 #include "platform/document/data_merge_source.h"
 #include "platform/kernel/cast.h"
+#include "shell/merge_values.h"
 
 namespace Shell {
 
@@ -22,18 +23,6 @@ std::string_view GetTypeName(Records::ColumnType type) {
     }
 }
 
-std::string_view GetFilterType(DataMergeFilter const& filter) {
-    if (Kernel::CastPointer<DataMergeSelectedRecordsFilter const>(&filter) != nullptr)
-        return "selected";
-    if (Kernel::CastPointer<DataMergeRecordValueFilter const>(&filter) != nullptr)
-        return "records";
-    if (Kernel::CastPointer<DataMergeProcessFilter const>(&filter) != nullptr)
-        return "process";
-    if (Kernel::CastPointer<DataMergeJavaScriptFilter const>(&filter) != nullptr)
-        return "script";
-    return "sort";
-}
-
 std::string DescribeWarning(Records::Warning const& warning) {
     std::string place;
     if (warning.row != Records::Warning::c_noRow)
@@ -49,8 +38,7 @@ void WriteFilters(JsonWriter& json, DataMergeSource const& source, std::string c
     for (auto const& filter : source.GetFilters()) {
         json.BeginObject();
         json.Member("address", address + "/filter:" + std::to_string(number++));
-        json.Member("type", GetFilterType(*filter));
-        json.Member("enabled", filter->IsEnabled());
+        WriteMergeFilter(json, *filter);
         json.EndObject();
     }
     json.EndArray();

@@ -12,6 +12,8 @@
 // filters are written. All of these throw ValueError.
 namespace Shell {
 
+class JsonWriter;
+
 // The objects that an address names: each up to the one that it ends with, the others empty.
 struct MergeAddress {
     Kernel::JailCounted<DataMergeSource> source;
@@ -36,6 +38,9 @@ std::string FormatRows(Kernel::IndexRangeList const& rows);
 // One ASCII character, `tab`, or `automatic`.
 Commands::OptionalCharacter ParseCharacter(std::string_view text);
 std::string FormatCharacter(Commands::OptionalCharacter character);
+
+// The members of a filter, into an open object, as ParseMergeFilter takes them.
+void WriteMergeFilter(JsonWriter& json, DataMergeFilter const& filter);
 
 // New objects from JSON.
 Kernel::Counted<DataMergeFilter> ParseMergeFilter(std::string const& text);
