@@ -136,7 +136,7 @@ private:
         try {
             return reader.ReadFrom(from);
         } catch (RefusedRecord const& e) {
-            throw Kernel::Exception("record " + std::to_string(m_builder.GetRowCount() + e.GetRow() + 1) + ": " +
+            throw Kernel::Exception("record " + std::to_string(m_builder.GetRowCount() + e.GetRow()) + ": " +
                                     e.GetMessage().ToStdString());
         }
     }

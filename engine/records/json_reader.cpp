@@ -191,9 +191,9 @@ private:
                 WriteArray(document.get_array().value());
             else
                 CheckScalar(document, text);
-            ++m_othersCount;
             m_warnings.Add("value " + std::to_string(m_builder.GetRowCount() + m_othersCount) +
                            " is no object and was left out");
+            ++m_othersCount;
         } catch (simdjson::simdjson_error const& e) {
             RefuseRecord(simdjson::error_message(e.error()));
         }
@@ -209,7 +209,7 @@ private:
     }
     [[noreturn]] void RefuseRecord(std::string const& reason) const {
         throw Kernel::Exception("the JSON cannot be read: record " +
-                                std::to_string(m_builder.GetRowCount() + m_othersCount + 1) + ": " + reason);
+                                std::to_string(m_builder.GetRowCount() + m_othersCount) + ": " + reason);
     }
 
     void AddMembers(OnDemand::object object) {
@@ -248,7 +248,7 @@ private:
             m_warnings.Add(row, name, "a zero byte was replaced");
         }
         if (text.size() > c_maximumFieldSize)
-            throw Kernel::Exception("record " + std::to_string(row + 1) + ": a field has more than " +
+            throw Kernel::Exception("record " + std::to_string(row) + ": a field has more than " +
                                     DescribeSize(c_maximumFieldSize));
         if (!m_builder.SetField(column, text))
             m_warnings.Add(row, name, "the record has the member twice; the first one was taken");

@@ -280,7 +280,7 @@ TEST(Delimited, RefusesWhatBreaksABound) {
         Parse("a,b\n1,2\n3," + std::string(c_maximumFieldSize + 1, 'x') + "\n");
         FAIL();
     } catch (Kernel::Exception const& e) {
-        EXPECT_STREQ(e.what(), "table.csv: record 2: a field has more than 64 MiB");
+        EXPECT_STREQ(e.what(), "table.csv: record 1: a field has more than 64 MiB");
     }
     EXPECT_THROW(Parse("a,b\n" + std::string(100'000, ',') + "\n"), Kernel::Exception);
 }

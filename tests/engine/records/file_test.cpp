@@ -96,9 +96,9 @@ TEST_F(RecordFiles, WithOneLineOf200MegabytesAreRefused) {
     EXPECT_EQ(Refuse(Write("line.csv", std::string(200'000'000, 'x'))),
               GetPath("line.csv") + ": the first record: a field has more than 64 MiB");
     EXPECT_EQ(Refuse(Write("line.csv", "a,b\n" + std::string(200'000'000, ','))),
-              GetPath("line.csv") + ": record 1: a record has more than 16384 fields");
+              GetPath("line.csv") + ": record 0: a record has more than 16384 fields");
     EXPECT_EQ(Refuse(Write("line.csv", "a,b\n1,\"" + std::string(200'000'000, 'x'))),
-              GetPath("line.csv") + ": record 1: a field has more than 64 MiB");
+              GetPath("line.csv") + ": record 0: a field has more than 64 MiB");
 }
 
 TEST_F(RecordFiles, OfFewBytesThatAskForMuchMemoryAreRefused) {
@@ -108,7 +108,7 @@ TEST_F(RecordFiles, OfFewBytesThatAskForMuchMemoryAreRefused) {
     ReadOptions options;
     options.delimiter = ',';
     EXPECT_EQ(Refuse(Write("wide.csv", text), options),
-              GetPath("wide.csv") + ": record 105: too many fields are missing up to here");
+              GetPath("wide.csv") + ": record 104: too many fields are missing up to here");
 }
 
 } // namespace
