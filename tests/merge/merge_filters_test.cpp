@@ -80,6 +80,16 @@ TEST_F(MergeFilters, RedoKeepsThePlaceThatDoChose) {
     EXPECT_EQ(first, Filters()[2]);
 }
 
+TEST_F(MergeFilters, RedoKeepsTheEndThatDoChose) {
+    source->GetFilters().pop_back();
+    Filter const added = Kernel::MakeCounted<DataMergeProcessFilter>();
+    Add(added);
+    document->Undo();
+    source->GetFilters().push_back(Kernel::MakeCounted<DataMergeSortFilter>());
+    document->Redo();
+    EXPECT_EQ(added, Filters().back());
+}
+
 TEST_F(MergeFilters, OneThatIsThereAlreadyIsRefused) {
     auto const before = document->GetHash(true);
     EXPECT_THROW(Add(Filters()[1]), Kernel::Exception);
