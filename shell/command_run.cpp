@@ -3,6 +3,7 @@
 
 #include "platform/raster/filter_plugin.h"
 #include "shell/interrupt.h"
+#include "shell/merge_sources.h"
 #include "shell/progress.h"
 #include "shell/session.h"
 
@@ -58,7 +59,8 @@ private:
 Outcome RunCommand(DocumentController& document, CommandEntry const& entry,
                    Kernel::Counted<DocumentCommand> const& command, Kernel::Counted<Selection const> const& selection,
                    std::string const& documentPath) {
-    PluginWarnings const warnings(entry.className);
+    PluginWarnings const pluginWarnings(entry.className);
+    UpdateWarnings const updateWarnings(document);
     ProgressBar progress(command->GetDescription().ToString().ToStdString());
     ListeningToProgress const listening(document, progress);
     Interrupt::Scope const interrupt(command->GetProgressAbortPointer(), documentPath);

@@ -53,6 +53,8 @@ std::vector<CommandEntry> MakeInnerNoteEntries();
 std::vector<CommandEntry> MakeIndexTextEntries();
 // Those on the export of spreads.
 std::vector<CommandEntry> MakeExportSettingEntries();
+// Those of data merges.
+std::vector<CommandEntry> MakeInnerMergeEntries();
 // Those on tables of contents.
 std::vector<CommandEntry> MakeInnerContentsEntries();
 

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/merge_sources.h"
+#include "shell/merge_values.h"
 
 #include "platform/document/data_merge_filters.h"
 #include "platform/document/data_merge_source.h"
-#include "platform/kernel/cast.h"
-#include "shell/merge_values.h"
+
+#include <algorithm>
+#include <utility>
 
 namespace Shell {
 
@@ -112,6 +114,19 @@ void PrintMergeSources(Session& session, DocumentController& document) {
             (source->IsUserEnabled() ? "" : ", not enabled") + "\n");
         TellMergeWarnings(source->GetName().ToStdString(), payload->GetWarnings()->GetWarnings(),
                           payload->GetWarnings()->GetFurtherWarnings());
+    }
+}
+
+UpdateWarnings::UpdateWarnings(DocumentController& document) : m_document(document) {
+    for (auto const& source : std::as_const(*document.GetDocument()).GetDataMergeSettings())
+        m_known.push_back(source->GetWarnings());
+}
+
+UpdateWarnings::~UpdateWarnings() {
+    for (auto const& source : std::as_const(*m_document.GetDocument()).GetDataMergeSettings()) {
+        auto const warnings = source->GetWarnings();
+        if (warnings && std::ranges::find(m_known, warnings) == m_known.end())
+            TellMergeWarnings(source->GetName().ToStdString(), warnings->GetWarnings(), warnings->GetFurtherWarnings());
     }
 }
 

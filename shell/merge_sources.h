@@ -14,4 +14,17 @@ void PrintMergeSources(Session& session, DocumentController& document);
 void TellMergeWarnings(std::string const& subject, std::vector<Records::Warning> const& warnings,
                        std::uint64_t furtherWarnings);
 
+// Tells, at the end of its life, the warnings of sources that were updated meanwhile.
+class UpdateWarnings {
+public:
+    explicit UpdateWarnings(DocumentController& document);
+    UpdateWarnings(UpdateWarnings const&) = delete;
+    UpdateWarnings& operator=(UpdateWarnings const&) = delete;
+    ~UpdateWarnings();
+
+private:
+    DocumentController& m_document;
+    std::vector<Kernel::Counted<DataMergeWarningSink const>> m_known;
+};
+
 } // namespace Shell
