@@ -21,7 +21,16 @@ RowSet FindRows(WorkingRecords const& records, Test const& test) {
     return found;
 }
 
-// With the records' fields in place of their names in braces.
+// The beginning of a field that is too long for a message.
+std::string_view Shorten(std::string_view field) {
+    constexpr std::size_t c_longest = 200;
+    auto end = std::min(field.size(), c_longest);
+    while (end != field.size() && (static_cast<unsigned char>(field[end]) & 0xC0) == 0x80)
+        --end;
+    return field.substr(0, end);
+}
+
+// With the record's fields in place of their names in braces.
 Kernel::String MakeMessage(WorkingRecords const& records, std::string_view message, std::uint32_t row) {
     if (message.empty())
         return "the rule is true of this record";
@@ -37,7 +46,7 @@ Kernel::String MakeMessage(WorkingRecords const& records, std::string_view messa
                                 ? std::nullopt
                                 : records.GetTable().FindColumn(message.substr(1, close - 1));
         // Of braces in braces the inner ones may name a field.
-        text += column ? records.GetText(row, *column) : message.substr(0, 1);
+        text += column ? Shorten(records.GetText(row, *column)) : message.substr(0, 1);
         message.remove_prefix(column ? close + 1 : 1);
     }
     return Kernel::String(text);

@@ -42,8 +42,8 @@ constexpr int c_allowed[] = {
     SYS_exit,
     SYS_exit_group,
     SYS_restart_syscall,
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    // Of the sanitizers themselves.
+#ifdef __SANITIZE_ADDRESS__
+    // Of the sanitizer itself.
     SYS_futex,
     SYS_sched_yield,
     SYS_getpid,
@@ -87,7 +87,7 @@ void Confine([[maybe_unused]] unsigned long long memoryBytes) {
     Limit(RLIMIT_CORE, 0);
     Limit(RLIMIT_FSIZE, 0);
     Limit(RLIMIT_NOFILE, Records::ScriptProtocol::c_socket + 1);
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef __SANITIZE_ADDRESS__
     if (memoryBytes != 0)
         Limit(RLIMIT_AS, static_cast<rlim_t>(memoryBytes));
 #endif

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/exception.h"
 #include "tests/engine/records/steps/step_tables.h"
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace Records;
@@ -253,18 +254,50 @@ TEST_F(ScriptStep, LeavesNoProcessesAndNoFiles) {
     EXPECT_EQ(CountChildren(), 0u);
 }
 
-TEST_F(ScriptStep, IsKilledSoonAfterTheFlagIsSet) {
+// Of the first process of ours, or of none yet.
+std::string ReadFileOfChild(char const* name) {
+    std::ifstream children("/proc/self/task/" + std::to_string(gettid()) + "/children");
+    int process = 0;
+    if (!(children >> process))
+        return {};
+    std::ifstream file("/proc/" + std::to_string(process) + '/' + name);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Looks at the process of an endless script until it is confined, and then sets the flag.
+class ConfinementWatcher final : public Kernel::AbortPollObserver {
+public:
+    ConfinementWatcher() { Set(this); }
+    ~ConfinementWatcher() override { Set(nullptr); }
+    void BeforePoll(bool& flag) override {
+        auto const status = ReadFileOfChild("status");
+        if (flag || status.find("Seccomp:\t2") == std::string::npos)
+            return;
+        EXPECT_NE(status.find("NoNewPrivs:\t1"), std::string::npos);
+        m_limits = ReadFileOfChild("limits");
+        m_environment = ReadFileOfChild("environ");
+        std::atomic_ref<bool>(flag).store(true);
+    }
+    std::string m_limits, m_environment;
+};
+
+TEST_F(ScriptStep, IsConfinedBeforeItRunsAndKilledWhenTheFlagIsSet) {
+    setenv("A_SECRET", "of the user", 1);
+    Options options;
+    options.scriptTime = std::chrono::milliseconds(60'000);
+    options.scriptMemory = 50 << 20;
     bool abort = false;
-    std::chrono::steady_clock::time_point set;
-    std::jthread const user([&] {
-        // Long enough that the script runs, though nothing is wrong if it does not.
-        std::this_thread::sleep_for(std::chrono::milliseconds(150));
-        set = std::chrono::steady_clock::now();
-        std::atomic_ref<bool>(abort).store(true);
-    });
-    EXPECT_THROW(RunSteps(MakeLongTable(10'000), {RunScript{"", "for (;;);"}}, {}, &abort), Kernel::AbortException);
-    EXPECT_LT(std::chrono::steady_clock::now() - set, std::chrono::milliseconds(100));
+    ConfinementWatcher const watcher;
+    EXPECT_THROW(RunSteps(People(), {RunScript{"", "for (;;);"}}, options, &abort), Kernel::AbortException);
     EXPECT_EQ(CountChildren(), 0u);
+    EXPECT_NE(watcher.m_limits.find("Max file size             0 "), std::string::npos) << watcher.m_limits;
+    EXPECT_NE(watcher.m_limits.find("Max core file size        0 "), std::string::npos) << watcher.m_limits;
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_NE(watcher.m_limits.find("Max address space         " + std::to_string(306u << 20)), std::string::npos)
+        << watcher.m_limits;
+#endif
+    EXPECT_EQ(watcher.m_environment.find("A_SECRET"), std::string::npos);
+    EXPECT_NE(watcher.m_environment.find("TZ="), std::string::npos);
 }
 
 TEST_F(ScriptStep, WarnsWhereScriptsAreNotRun) {

@@ -205,6 +205,12 @@ TEST(ProcessStep, WarnsOfRecordsInTheirOrderWithTheirFields) {
     EXPECT_EQ(Take(table, {silent})->warnings.at(2), (Warning{2, "", "the rule is true of this record"}));
 }
 
+TEST(ProcessStep, ShortensLongFieldsInItsMessages) {
+    auto const table = MakeOneColumn({std::string(199, 'x') + "\xC3\xA9" + std::string(1'000'000, 'x')});
+    ProcessRecords const warn{{{}, Combine::All}, Action::Warn, "{a}{a}", {}, {}};
+    EXPECT_EQ(Take(table, {warn})->warnings.at(0).text, Kernel::String(std::string(398, 'x')));
+}
+
 TEST(ProcessStep, CountsWarningsBeyondAHundred) {
     auto const table = MakeOneColumn(std::vector<std::string>(250, "x"));
     ProcessRecords const warn{{{}, Combine::All}, Action::Warn, "w", {}, {}};
