@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <unistd.h>
 
 using namespace Records;
@@ -264,15 +265,25 @@ std::string ReadFileOfChild(char const* name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Looks at the process of an endless script until it is confined, and then sets the flag.
+// In hundredths of a second.
+int FindTimeOfChild() {
+    std::istringstream fields(ReadFileOfChild("stat"));
+    std::string field;
+    for (int i = 0; i != 14; ++i)
+        fields >> field;
+    return field.empty() ? 0 : std::atoi(field.c_str());
+}
+
+// Looks at the process of an endless script until it has been busy with that for a while, and then sets the flag.
 class ConfinementWatcher final : public Kernel::AbortPollObserver {
 public:
     ConfinementWatcher() { Set(this); }
     ~ConfinementWatcher() override { Set(nullptr); }
     void BeforePoll(bool& flag) override {
-        auto const status = ReadFileOfChild("status");
-        if (flag || status.find("Seccomp:\t2") == std::string::npos)
+        if (flag || FindTimeOfChild() < 10)
             return;
+        auto const status = ReadFileOfChild("status");
+        EXPECT_NE(status.find("Seccomp:\t2"), std::string::npos);
         EXPECT_NE(status.find("NoNewPrivs:\t1"), std::string::npos);
         m_limits = ReadFileOfChild("limits");
         m_environment = ReadFileOfChild("environ");
@@ -284,7 +295,8 @@ public:
 TEST_F(ScriptStep, IsConfinedBeforeItRunsAndKilledWhenTheFlagIsSet) {
     setenv("A_SECRET", "of the user", 1);
     Options options;
-    options.scriptTime = std::chrono::milliseconds(60'000);
+    // So that nothing else ends it.
+    options.scriptTime = std::chrono::hours(1);
     options.scriptMemory = 50 << 20;
     bool abort = false;
     ConfinementWatcher const watcher;
@@ -323,6 +335,37 @@ TEST_F(ScriptStep, WarnsWhereItsProgramIsAnotherOne) {
     EXPECT_NE(Warn("return false").find("broke its process"), std::string::npos);
     setenv("REDRAFT_SCRIPT_HOST", "/bin/sh", 1);
     EXPECT_NE(Warn("return false").find("broke its process"), std::string::npos);
+}
+
+// A program in place of ours that gives these answers, bytes as printf takes them, without having been asked.
+std::string WarnOfLies(std::string const& answers) {
+    auto const program = testing::TempDir() + "lying-script-host-" + std::to_string(getpid());
+    std::ofstream(program) << "#!/bin/sh\nprintf '" << answers << "' >&3\ncat <&3 >/dev/null\n";
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    setenv("REDRAFT_SCRIPT_HOST", program.c_str(), 1);
+    auto const result = Take(MakeOneColumn({"x", "y", "z"}), {RunScript{"", "return false"}});
+    std::filesystem::remove(program);
+    EXPECT_EQ(result->rows.size(), 3u);
+    EXPECT_EQ(result->warnings.size(), 1u);
+    return result->warnings.empty() ? std::string() : result->warnings[0].text.ToStdString();
+}
+
+TEST_F(ScriptStep, TrustsNoAnswerThatCannotBe) {
+    std::string const magic = "\\106\\123\\104\\122", none = "\\0\\0\\0\\0", one = "\\1\\0\\0\\0", two = "\\2\\0\\0\\0",
+                      three = "\\3\\0\\0\\0", much = "\\377\\377\\377\\377", started = magic + none + none;
+    for (auto const& answers :
+         {// Another program; a beginning twice; verdicts before it.
+          much + none + none, started + started, magic + two + none + "\\0\\0\\0",
+          // An unknown answer; a verdict that is none; too many messages.
+          started + magic + much + none, started + magic + two + none + "\\0\\7\\0", started + magic + two + much,
+          // A message of a record that was not in the batch; one too long; records that were not there.
+          started + magic + two + one + "\\2\\0\\0" + three + none,
+          started + magic + two + one + "\\2\\0\\0" + none + much, started + magic + three + three,
+          started + magic + three + much,
+          // No script after a beginning; a message without end.
+          started + magic + one + one + none, magic + one + one + much})
+        EXPECT_NE(WarnOfLies(answers).find("broke its process"), std::string::npos) << answers;
+    EXPECT_NE(WarnOfLies(started + magic + three + two).find("takes too long"), std::string::npos);
 }
 
 TEST_F(ScriptStep, GetsLongFieldsAndDoesWithoutThoseThatAreTooLong) {

@@ -65,6 +65,7 @@ TEST(SortStep, KeepsTheOrderOfEqualFieldsEitherWay) {
     EXPECT_EQ(Take(table, {SortRecords{"b", false}, SortRecords{"a", true}})->rows, (Rows{3, 2, 0, 4, 1}));
     // Forms of one number, and texts that differ only in what counts for nothing.
     EXPECT_EQ(Sort({"2", "1.0", "1", "1.00"}), (Fields{"1.0", "1", "1.00", "2"}));
+    EXPECT_EQ(Sort({"0", "-0", "0.0", "-1"}), (Fields{"-1", "0", "-0", "0.0"}));
     EXPECT_EQ(Sort({"a\x01", "a",
                     "\x01"
                     "a"}),
@@ -72,6 +73,25 @@ TEST(SortStep, KeepsTheOrderOfEqualFieldsEitherWay) {
                       "\x01"
                       "a"}));
     EXPECT_EQ(Sort({"e\xCC\x81", "\xC3\xA9", "e\xCC\x81"}), (Fields{"e\xCC\x81", "\xC3\xA9", "e\xCC\x81"}));
+}
+
+// So many records of so few different fields that these are sorted and the records counted into their places.
+TEST(SortStep, KeepsTheOrderOfEqualFieldsAmongFewDifferentOnes) {
+    std::mt19937 random{7};
+    std::vector<std::string> fields;
+    for (int row = 0; row != 10'000; ++row)
+        fields.push_back(Fields{"", "e\xCC\x81", "\xC3\xA9", "z\x01", "z", "a"}[random() % 6]);
+    for (bool const ascending : {true, false}) {
+        auto expected = fields;
+        std::stable_sort(expected.begin(), expected.end(), [&](auto const& a, auto const& b) {
+            auto const place = [&](std::string const& text) {
+                int const letter = text.empty() ? 4 : text[0] == 'a' ? 0 : text[0] == 'z' ? 2 : 1;
+                return letter == 4 || ascending ? letter : 2 - letter;
+            };
+            return place(a) < place(b);
+        });
+        EXPECT_EQ(Sort(fields, ascending), expected) << ascending;
+    }
 }
 
 // Texts of the characters that an alphabet gives, some of them long, with common beginnings, and many equal.
