@@ -101,6 +101,8 @@ TEST_F(ScriptStep, GetsTheFieldsThatItNamesAndNoOthers) {
     EXPECT_EQ(Keep(People(), "var r = record; return r.Age == 9 && !('Na' + 'me' in r)"), (Rows{1}));
     EXPECT_EQ(Keep(People(), "return arguments[0].Age == 9"), (Rows{1}));
     EXPECT_EQ(Keep(People(), "return eval('record.Age') == 9"), (Rows{1}));
+    EXPECT_EQ(Keep(People(), "return eval('reco' + 'rd.Age') == 9"), (Rows{1}));
+    EXPECT_EQ(Keep(People(), "return rec\\u006frd.Age == 9"), (Rows{1}));
     EXPECT_EQ(Keep(People(), "return record\n  . Age == 9 && record [ 'Name' ] == 'Bob'"), (Rows{1}));
     auto const result = Run(People(), "return record.Nam == undefined");
     EXPECT_EQ(result->rows.size(), 3u);
@@ -208,6 +210,8 @@ TEST_F(ScriptStep, EndsWhenOneRecordTakesTooLong) {
     auto const result = Run(People(), "while (index == 1); return false;", options);
     EXPECT_EQ(result->rows.size(), 3u);
     EXPECT_EQ(result->warnings, (std::vector<Warning>{{1, "", "script 's' takes too long; it is left out"}}));
+    // What it had said of other records counts for nothing.
+    EXPECT_EQ(Run(MakeLongTable(20'000), "while (index == 19000); return false;", options)->rows.size(), 20'000u);
     // In one call of the engine's own as well.
     EXPECT_NE(Warn("return /^(a+)+$/.test('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab')", options).find("left out"),
               std::string::npos);
