@@ -106,7 +106,7 @@ double GetPeak() {
     return 0;
 }
 
-// What a process needs at most over its start when it reads a file: measured in a new one.
+// The most memory that a process takes over its start when it reads a file: measured in a new one.
 double MeasurePeak(std::string const& path) {
     auto const program = std::filesystem::read_symlink("/proc/self/exe").string();
     auto* const output = popen(("'" + program + "' --peak '" + path + "'").c_str(), "r");

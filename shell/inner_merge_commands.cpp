@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the engine does for data merges: which record is shown, and where fields stand.
+// The engine's own commands of data merges: which record is shown, and where fields stand.
 #include "shell/inner_commands.h"
 #include "shell/merge_values.h"
 

@@ -7,7 +7,7 @@
 
 namespace Shell {
 
-// What `info` tells of the merge sources of a document; nothing where it has none.
+// The part of `info` on the merge sources of a document; nothing where it has none.
 void WriteMergeSources(JsonWriter& json, DocumentController& document);
 void PrintMergeSources(Session& session, DocumentController& document);
 

@@ -28,7 +28,7 @@ enum class MergeLevel : std::uint8_t { Source, Filter, Rule, Clause };
 // left out, as in `0/1/0/2`, and so may the source where the document has one only.
 MergeAddress FindMergeObject(DocumentController& document, std::string_view text, MergeLevel wanted);
 
-// What `type` of a filter's record makes it, as "records".
+// The word by which a filter's record gives its type, as "records".
 std::string_view GetMergeFilterType(DataMergeFilter const& filter);
 
 // `0-9,20`, counted from 0, both ends included; none for no rows.

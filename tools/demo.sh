@@ -77,6 +77,19 @@ say "The first and the last state, small, as README.md shows them"
 call render "$document" --position 0 --scale 0.3 -o "$out/first.png"
 call render "$document" --scale 0.3 -o "$out/last.png"
 
+say "A table fills a letter, once for each record"
+letter=$out/letter.redraft
+rm -f "$letter" "$out/letters.redraft"
+printf 'name,city,guests\nAda,London,36\nEmmy,Erlangen,4\nSofja,Stockholm,41\n' >"$out/guests.csv"
+printf 'Dear {{name}},\n\nyou and your {{guests}} guests are welcome in {{city}}.\n' >"$out/letter.txt"
+call import "$out/letter.txt" -o "$letter"
+call link "$letter" "$out/guests.csv"
+call do "$letter" add-data-merge-filter source=0 \
+    filter='{"type":"records","rules":[{"clauses":[{"field":"guests","operator":"greater","value":"10"}]}]}'
+call merge "$letter" -o "$out/letters.redraft"
+call text "$out/letters.redraft"
+echo
+
 say "All states on one page"
 call history "$document" --html "$out/film"
 echo

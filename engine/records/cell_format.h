@@ -7,7 +7,8 @@
 
 namespace Records {
 
-// What a number in a spreadsheet's cell stands for, by its number format (ECMA-376 part 1, 18.8.30 and 18.8.31).
+// The kind of value that a number in a spreadsheet's cell stands for, by its number format (ECMA-376 part 1, 18.8.30
+// and 18.8.31).
 enum class CellKind : std::uint8_t { Number, Date, DateAndTime, Time, ElapsedTime };
 CellKind FindCellKind(std::string_view formatCode);
 // Of the formats that have a number alone.

@@ -21,7 +21,7 @@ private:
     std::uint32_t m_row;
 };
 
-// What is known of delimited data before their records are read.
+// Known of delimited data before their records are read.
 struct DelimitedLayout {
     TextChunks const* chunks = nullptr;
     Dialect dialect;

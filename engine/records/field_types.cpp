@@ -66,8 +66,9 @@ public:
         }
         if (whole + decimals == 0)
             return false;
+        // A longer integer is an id: as numbers, some of them would be equal.
         if (text.empty())
-            return true;
+            return decimals != 0 || whole <= c_exactDigits;
         return ReadExponent(text);
     }
     double GetValue() const {
@@ -84,6 +85,8 @@ public:
 
 private:
     static constexpr std::size_t c_failed = ~std::size_t(0);
+    // Those of every integer that a double holds.
+    static constexpr std::size_t c_exactDigits = 15;
     void Add(char c) { m_text[m_size++] = c; }
     void Add(std::string_view& from, std::size_t count) {
         for (std::size_t i = 0; i != count; ++i)

@@ -173,7 +173,7 @@ private:
 
     void AddElement(std::string_view text) {
         try {
-            // What follows in the text is padding enough.
+            // The text that follows is padding enough.
             simdjson::padded_string_view const padded(text.data(), text.size(), text.size() + TextBuffer::c_padding);
             OnDemand::document document = m_parser.iterate(padded);
             if (text[0] == '{') {

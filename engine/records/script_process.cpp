@@ -77,7 +77,7 @@ bool ScriptProcess::ReceiveSome() {
 
 ScriptProcess::State ScriptProcess::Exchange(Listener& listener) {
     bool const isAlive = SendSome();
-    // What it said before its end counts.
+    // Its answers before its end count.
     bool const hasMore = ReceiveSome();
     while (auto const state = TakeAnswer(listener)) {
         if (*state != State::Working)

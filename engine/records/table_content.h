@@ -17,7 +17,7 @@ struct RowGroup {
     std::uint32_t firstRow = 0, rowCount = 0;
     // Columns that were not known when the group was made are missing; their fields are empty.
     std::vector<Part> columns;
-    // What all fields of a column can be read as.
+    // The types that all fields of a column can be read as.
     std::vector<Readings> readings;
     // Columns of which no field has a character, by then read as anything.
     std::vector<bool> isEmpty;

@@ -84,7 +84,7 @@ private:
 FoundForm FindForm(DataSource const& source, Encoding encoding);
 Encoding GetEncoding(TextForm form);
 
-// What speaks for and against UTF-8.
+// Counts that speak for and against UTF-8.
 struct Utf8Evidence {
     // Lead bytes of sequences of several bytes where the text is well-formed; bytes that are no part of one; bytes that
     // Windows-1252 leaves undefined, and zero bytes.

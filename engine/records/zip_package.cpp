@@ -22,7 +22,7 @@ constexpr std::uint64_t c_freeBytes = std::uint64_t(16) << 20, c_tightest = 250;
 
 } // namespace
 
-// What libzip asks of a source, answered from a DataSource.
+// The questions of libzip to a source, answered from a DataSource.
 struct ZipPackage::Stream {
     DataSource const& source;
     std::uint64_t at = 0;

@@ -38,7 +38,7 @@ struct DocumentController::File {
     Kernel::Counted<Store::Container> container;
     // The container was opened by a program that cannot change it, or while another one was editing it.
     bool isReadOnly = false;
-    // What its merge sources may read.
+    // Decides which files its merge sources may read.
     LoadedMergeSources::Trust trust = LoadedMergeSources::Trust::Seal;
     // A save has looked for damaged pages since the file was opened.
     bool isLookedOver = false;

@@ -128,7 +128,7 @@ void DataMergeSource::SetUserEnabled(bool enabled) {
     MarkChanged();
 }
 
-// What was read stays until it is asked for again; what came out of it goes.
+// The table stays until it is asked for again; the records that came out of it go.
 void DataMergeSource::ForgetData() {
     EditJournal::NoteValue(*this, m_data->payload);
     EditJournal::NoteValue(*this, m_data->shown);
@@ -208,7 +208,7 @@ Kernel::String DataMergeSource::FindPicture(std::string_view field) const {
 
 namespace {
 
-// What the data say of themselves, without a table where there is none.
+// Reads the data as they are now.
 Records::ReadResult Read(DataMergeFetcher const& fetcher, std::string const& path, Records::ReadOptions const& options,
                          bool const* abort) {
     return fetcher.HasContent() ? Records::ParseTable(fetcher.GetContent().view(), fetcher.GetPath(), options, abort)

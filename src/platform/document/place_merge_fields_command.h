@@ -21,7 +21,7 @@ public:
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
     Kernel::Counted<DocumentCommand> Clone() const override;
-    // What the last Do has placed.
+    // Placed by the last Do.
     std::size_t GetFieldCount() const { return m_fieldCount; }
     std::size_t GetPictureCount() const { return m_pictures ? m_pictures->GetNodes().size() : 0; }
 

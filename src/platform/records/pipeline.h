@@ -103,7 +103,7 @@ struct Options {
     Kernel::String locale;
     // For scripts: none are run, and a script step keeps every record and warns, where this is false.
     bool runScripts = true;
-    // What a script may take: time for one record, and memory in bytes for each process that runs it.
+    // The bounds of a script: time for one record, and memory in bytes for each process that runs it.
     std::chrono::milliseconds scriptTime{10'000};
     std::size_t scriptMemory = std::size_t(128) << 20;
 };

@@ -128,6 +128,10 @@ TEST(ColumnTypes, AreNumbersWhereAllFieldsAreOrAreEmpty) {
 TEST(ColumnTypes, AreTextWhereZerosLead) {
     EXPECT_EQ(FindType({"01067", "10115"}), ColumnType::Text);
     EXPECT_EQ(FindType({"0", "0.5", "10"}), ColumnType::Number);
+    // Ids that would be equal as numbers.
+    EXPECT_EQ(FindType({"999999999999999", "1"}), ColumnType::Number);
+    EXPECT_EQ(FindType({"9007199254740992", "9007199254740993"}), ColumnType::Text);
+    EXPECT_EQ(FindType({"0.12345678901234567", "3.1415926535897932385"}), ColumnType::Number);
 }
 
 TEST(ColumnTypes, KnowTheDecimalComma) {

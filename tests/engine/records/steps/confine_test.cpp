@@ -18,7 +18,7 @@
 
 namespace {
 
-// What a call gives in a process that has been confined; 99: the process was ended.
+// The answer of a call in a process that has been confined; 99: the process was ended.
 int CallConfined(std::function<bool()> const& succeeds) {
     auto const child = fork();
     if (child == 0) {

@@ -148,7 +148,7 @@ TEST_F(ScriptStep, KeepsARecordOfWhichTheScriptThrows) {
     EXPECT_EQ(Warn("throw '\\n😀'"), "script 's' failed:  😀");
     EXPECT_NE(Warn("return record.Missing.length").find("field"), std::string::npos);
     EXPECT_LT(Warn("throw new Array(100000).join('x')").size(), 500u);
-    // What it throws may be hostile itself.
+    // The thrown object may be hostile itself.
     EXPECT_NE(Warn("throw {toString: function () { throw this; }}").find("failed"), std::string::npos);
 }
 
@@ -210,7 +210,7 @@ TEST_F(ScriptStep, EndsWhenOneRecordTakesTooLong) {
     auto const result = Run(People(), "while (index == 1); return false;", options);
     EXPECT_EQ(result->rows.size(), 3u);
     EXPECT_EQ(result->warnings, (std::vector<Warning>{{1, "", "script 's' takes too long; it is left out"}}));
-    // What it had said of other records counts for nothing.
+    // Its answers for other records count for nothing.
     EXPECT_EQ(Run(MakeLongTable(20'000), "while (index == 19000); return false;", options)->rows.size(), 20'000u);
     // In one call of the engine's own as well.
     EXPECT_NE(Warn("return /^(a+)+$/.test('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab')", options).find("left out"),
