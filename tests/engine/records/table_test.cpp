@@ -178,7 +178,7 @@ TEST(ColumnTypes, ArePicturesByTheirEndings) {
 TEST(ColumnTypes, ReadNumbersAtTheEdgesOfDoubles) {
     EXPECT_EQ(MakeColumn({"1e-400"})->GetNumbers(0)[0], 0);
     EXPECT_TRUE(std::isnan(MakeColumn({"1e400"})->GetNumbers(0)[0]));
-    EXPECT_EQ(MakeColumn({"123456789012345678901234567890"})->GetNumbers(0)[0], 123456789012345678901234567890.0);
+    EXPECT_EQ(MakeColumn({"123456789012345678901234567890.0"})->GetNumbers(0)[0], 123456789012345678901234567890.0);
     EXPECT_EQ(MakeColumn({"0.1"})->GetNumbers(0)[0], 0.1);
 }
 
