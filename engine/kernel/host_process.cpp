@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/kernel/host_process.h"
 
+#include "engine/kernel/host_socket.h"
+
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
@@ -82,8 +84,8 @@ HostProcess::HostProcess(std::string const& program, std::string const& purpose,
     fcntl(m_socket, F_SETFL, O_NONBLOCK);
     SpawnActions actions;
     // Out of the way first, whatever number it has.
-    posix_spawn_file_actions_adddup2(actions.Get(), sockets[1], c_hostSocket + 1);
-    posix_spawn_file_actions_adddup2(actions.Get(), c_hostSocket + 1, c_hostSocket);
+    posix_spawn_file_actions_adddup2(actions.Get(), sockets[1], HostSocket::c_descriptor + 1);
+    posix_spawn_file_actions_adddup2(actions.Get(), HostSocket::c_descriptor + 1, HostSocket::c_descriptor);
     posix_spawn_file_actions_addopen(actions.Get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(actions.Get(), STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(actions.Get(), STDERR_FILENO, "/dev/null", O_WRONLY, 0);

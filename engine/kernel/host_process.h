@@ -10,12 +10,11 @@
 namespace Kernel {
 
 // A process of one of our own programs that runs what is not trusted, such as plug-ins and scripts, from construction
-// to destruction, which kills it. The two talk through a socket, which the process has as descriptor c_hostSocket; it
-// has no other files than /dev/null and an environment of two or three plain variables. One thread's.
+// to destruction, which kills it. The two talk through a socket, which the process has as descriptor
+// HostSocket::c_descriptor; it has no other files than /dev/null and an environment of two or three plain variables.
+// One thread's.
 class HostProcess {
 public:
-    static constexpr int c_hostSocket = 3;
-
     // `program`: such as redraft-plugin-host, looked for where the environment variable REDRAFT_PLUGIN_HOST says,
     // beside the engine's library, and where it is installed. `purpose` begins the messages of the exceptions that are
     // thrown when it is not there or cannot be started, such as "plug-ins cannot be run".

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/plugin_host/confine.h"
 
-#include "engine/raster/plugin_protocol.h"
+#include "engine/kernel/host_socket.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -122,7 +122,7 @@ void Limit(int resource, rlim_t value) {
 void Confine([[maybe_unused]] unsigned long long memoryBytes) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     signal(SIGPIPE, SIG_IGN);
-    close_range(Raster::PluginProtocol::c_socket + 1, ~0u, 0);
+    close_range(HostSocket::c_descriptor + 1, ~0u, 0);
     Limit(RLIMIT_CORE, 0);
     Limit(RLIMIT_FSIZE, 0);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -2,6 +2,7 @@
 // Runs one frei0r plug-in for the engine: redraft-plugin-host PLUGIN MEMORY. Requests come in through a socket and are
 // answered there. Foreign code may do here what it likes: the engine ends this process when it has waited long enough.
 
+#include "engine/kernel/host_socket.h"
 #include "engine/plugin_host/confine.h"
 #include "engine/raster/plugin_protocol.h"
 
@@ -17,6 +18,7 @@
 namespace {
 
 using namespace Raster::PluginProtocol;
+using HostSocket::ReadAll, HostSocket::WriteAll;
 
 // The plug-in's interface, frei0r 1.x, as its specification gives it.
 struct PluginInfo {
@@ -42,34 +44,6 @@ using SetFunction = void(void* instance, void* value, int index);
 using ConstructFunction = void*(unsigned width, unsigned height);
 using DestructFunction = void(void* instance);
 using UpdateFunction = void(void* instance, double time, std::uint32_t const* in, std::uint32_t* out);
-
-bool ReadAll(void* bytes, std::size_t count) {
-    auto* to = static_cast<char*>(bytes);
-    while (count != 0) {
-        ssize_t const got = read(c_socket, to, count);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return false;
-        to += got;
-        count -= static_cast<std::size_t>(got);
-    }
-    return true;
-}
-
-bool WriteAll(void const* bytes, std::size_t count) {
-    auto const* from = static_cast<char const*>(bytes);
-    while (count != 0) {
-        ssize_t const put = write(c_socket, from, count);
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put <= 0)
-            return false;
-        from += put;
-        count -= static_cast<std::size_t>(put);
-    }
-    return true;
-}
 
 class Plugin {
 public:

@@ -4,11 +4,10 @@
 #include <cstdint>
 
 // The messages between the engine and the process that runs a plug-in, over a socket, which the process has as
-// descriptor c_socket. Both are of one build, so numbers go as they lie.
+// descriptor HostSocket::c_descriptor. Both are of one build, so numbers go as they lie.
 namespace Raster::PluginProtocol {
 
 inline constexpr std::uint32_t c_magic = 0x52445046;
-inline constexpr int c_socket = 3;
 // Of a picture that is sent, both multiples of 8.
 inline constexpr std::uint32_t c_maximumPluginSide = 1 << 17;
 inline constexpr std::uint64_t c_maximumPixels = std::uint64_t(1) << 28;

@@ -4,7 +4,8 @@
 #include <cstdint>
 
 // The messages between the engine and the process that runs a script, over a socket, which the process has as
-// descriptor c_socket. Both are of one build, so numbers go as they lie, one behind the other without gaps.
+// descriptor HostSocket::c_descriptor. Both are of one build, so numbers go as they lie, one behind the other without
+// gaps.
 //
 // First the engine sends a Start, the names of the fields and the script, each a 32-bit length and its bytes in UTF-8.
 // The process answers with an Answer that says whether the script is one. Then come any number of batches: a Batch and
@@ -13,7 +14,6 @@
 namespace Records::ScriptProtocol {
 
 inline constexpr std::uint32_t c_magic = 0x52445346;
-inline constexpr int c_socket = 3;
 // Of a message; longer ones are cut.
 inline constexpr std::uint32_t c_maximumMessage = 400;
 // In one answer.

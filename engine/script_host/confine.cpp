@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/script_host/confine.h"
 
-#include "engine/records/script_protocol.h"
+#include "engine/kernel/host_socket.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -83,10 +83,10 @@ void Limit(int resource, rlim_t value) {
 void Confine([[maybe_unused]] unsigned long long memoryBytes) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     signal(SIGPIPE, SIG_IGN);
-    close_range(Records::ScriptProtocol::c_socket + 1, ~0u, 0);
+    close_range(HostSocket::c_descriptor + 1, ~0u, 0);
     Limit(RLIMIT_CORE, 0);
     Limit(RLIMIT_FSIZE, 0);
-    Limit(RLIMIT_NOFILE, Records::ScriptProtocol::c_socket + 1);
+    Limit(RLIMIT_NOFILE, HostSocket::c_descriptor + 1);
 #ifndef __SANITIZE_ADDRESS__
     if (memoryBytes != 0)
         Limit(RLIMIT_AS, static_cast<rlim_t>(memoryBytes));

@@ -2,6 +2,7 @@
 // Runs one script over records for the engine: redraft-script-host MEMORY. What goes in and out is in
 // script_protocol.h. A script may do here what it likes: the engine ends this process when it wants no more of it.
 
+#include "engine/kernel/host_socket.h"
 #include "engine/records/script_protocol.h"
 #include "engine/script_host/confine.h"
 #include "engine/script_host/script.h"
@@ -19,34 +20,7 @@
 namespace {
 
 using namespace Records::ScriptProtocol;
-
-bool ReadAll(void* bytes, std::size_t count) {
-    auto* to = static_cast<char*>(bytes);
-    while (count != 0) {
-        ssize_t const got = read(c_socket, to, count);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return false;
-        to += got;
-        count -= static_cast<std::size_t>(got);
-    }
-    return true;
-}
-
-bool WriteAll(void const* bytes, std::size_t count) {
-    auto const* from = static_cast<char const*>(bytes);
-    while (count != 0) {
-        ssize_t const put = write(c_socket, from, count);
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put <= 0)
-            return false;
-        from += put;
-        count -= static_cast<std::size_t>(put);
-    }
-    return true;
-}
+using HostSocket::ReadAll, HostSocket::WriteAll;
 
 bool ReadText(std::string& text) {
     std::uint32_t size = 0;
