@@ -154,10 +154,9 @@ void OutputFiles::Write(std::span<std::byte const> bytes) {
 void OutputFiles::End() {
     if (!m_open.IsOpen())
         return;
-    Guarded(ExitStatus::Output, m_staged.back().name, [&] {
-        m_open.Flush();
-        m_open.Close();
-    });
+    Guarded(ExitStatus::Output, m_staged.back().name, [&] { m_open.Close(); });
+    // The system begins to write it now; Commit waits for all files together, which takes far less time.
+    ::sync_file_range(m_staged.back().descriptor, 0, 0, SYNC_FILE_RANGE_WRITE);
 }
 
 void OutputFiles::Abandon() {
@@ -185,6 +184,11 @@ void OutputFiles::RefuseInputs() const {
 
 void OutputFiles::Commit() {
     End();
+    for (auto const& staged : m_staged) {
+        // Some volumes cannot be told to wait.
+        if (::fsync(staged.descriptor) != 0 && errno != EINVAL)
+            ThrowForErrno(staged.name);
+    }
     for (auto const& staged : m_staged) {
         if (std::rename(staged.temporaryPath.c_str(), staged.path.c_str()) != 0)
             ThrowForErrno(staged.name);
