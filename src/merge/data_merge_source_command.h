@@ -4,6 +4,8 @@
 #include "frame/persistence/persisted.h"
 #include "merge/data_merge_update.h"
 #include "merge/merge_references.h"
+#include "platform/document/document_controller.h"
+#include "platform/document/merge_field_areas.h"
 #include "platform/document/set_data_merge_preview_command.h"
 
 namespace Commands {
@@ -46,8 +48,8 @@ protected:
 };
 
 // Of those that give a source other options of some class. T says which, in `static Kernel::Counted<Options>
-// Get(DataMergeSource const&)` and `static void Set(DataMergeSource&, Kernel::Counted<Options> const&)`. Required: the
-// preview stays as it is.
+// Get(DataMergeSource const&)` and `static void Set(DataMergeSource&, Kernel::Counted<Options> const&)`. Required: there
+// is no preview command; fields that show a record show it as it is read now.
 template <class T, class Options>
 class DataMergeOptionsCommand : public DataMergeSourceCommand<T> {
 public:
@@ -58,12 +60,15 @@ public:
         return Kernel::LocalisedString("Set Data Merge Source Options", "Command description");
     }
     void Do() override {
-        this->SetDirection(DomainCommand::Direction::Do);
         m_oldOptions = T::Get(RequireSource(this->m_source));
-        T::Set(*this->m_source, m_newOptions);
+        Put(DomainCommand::Direction::Do, m_newOptions);
     }
     void Undo() override { Put(DomainCommand::Direction::Undo, m_oldOptions); }
     void Redo() override { Put(DomainCommand::Direction::Redo, m_newOptions); }
+    void Notify(Kernel::NotificationList& notifications) override {
+        DataMergeSourceCommand<T>::Notify(notifications);
+        m_areas.Notify(notifications, this->GetDocumentController(), this->IsPreview());
+    }
 
 protected:
     DataMergeOptionsCommand() = default;
@@ -73,8 +78,11 @@ protected:
 private:
     void Put(DomainCommand::Direction direction, Kernel::Counted<Options> const& options) {
         this->SetDirection(direction);
-        T::Set(RequireSource(this->m_source), options);
+        auto& source = RequireSource(this->m_source);
+        m_areas.Around(*this->m_documentController->GetDocument(), source, [&] { T::Set(source, options); });
     }
+
+    MergeFieldAreas m_areas;
 };
 
 } // namespace Commands

@@ -7,8 +7,10 @@
 #include "tests/support/documents.h"
 #include "tests/support/records.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
 #include <set>
+#include <thread>
 
 namespace {
 
@@ -202,6 +204,37 @@ TEST_F(MergeProperties, OfClausesStoreTheOldMatchValuesToo) {
                             source, clause, DataMergeRuleOperator::Less)));
     EXPECT_EQ(withKey,
               TagsOf(Kernel::MakeCounted<SetDataMergeValueFilterMatchValuesCommand>(source, clause, "1", true)));
+}
+
+// A reader that sees the new value beside the old records has come in between the two.
+TEST(MergeUpdates, LetReadersIn) {
+    std::string content = "name\n";
+    for (unsigned i = 0; i != 200'000; ++i)
+        content += std::to_string(i * 2'654'435'761U) + " name\n";
+    auto const document = NewDocument();
+    auto const source = MakePeople(*document);
+    source->SetFetcher(DataMergeFetcher::MakeWithContent("names.csv", Kernel::String(content)));
+    auto const sort = Kernel::MakeCounted<DataMergeSortFilter>("name", true);
+    source->GetFilters().push_back(sort);
+    auto const ascending = source->GetResult()->rows;
+    std::atomic<int> between = 0;
+    {
+        std::jthread const reader([&](std::stop_token const& stop) {
+            while (!stop.stop_requested()) {
+                auto const lock = document->LockForReading();
+                if (!sort->GetAscending() && source->GetResult()->rows.front() == ascending.front())
+                    ++between;
+            }
+        });
+        for (int round = 0; round != 50 && between == 0; ++round) {
+            document->Run(Kernel::MakeCounted<SetDataMergeSortFilterAscendingCommand>(source, sort, false));
+            if (between == 0)
+                document->Undo();
+        }
+    }
+    EXPECT_GT(between, 0);
+    EXPECT_FALSE(sort->GetAscending());
+    EXPECT_NE(ascending, source->GetResult()->rows);
 }
 
 } // namespace

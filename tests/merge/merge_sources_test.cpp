@@ -5,6 +5,8 @@
 #include "merge/set_data_merge_source_options_commands.h"
 
 #include "frame/contract/notifications.h"
+#include "platform/document/text_nodes.h"
+#include "platform/kernel/cast.h"
 #include "tests/examples/scenes/merge_documents.h"
 #include "tests/examples/scenes/publication_documents.h"
 #include "tests/support/documents.h"
@@ -143,6 +145,27 @@ TEST(SetDataMergeOptions, ChangeFetcherAndParser) {
     EXPECT_EQ(10u, source->GetUnfilteredRecordCount());
     document->Redo();
     EXPECT_EQ(fetcher, source->GetFetcher());
+}
+
+TEST(SetDataMergeOptions, TellWhereFieldsShowTheOtherData) {
+    auto const document = NewDocument();
+    DataMerge(*document);
+    auto const source = MergeSourceAt(*document, 0);
+    auto const command = Kernel::MakeCounted<SetDataMergeFetcherOptionsCommand>(
+        source, DataMergeFetcher::MakeWithContent("other.csv", "name,city,age\nMaximiliane,Oslo,77\n"));
+    // Texts that nobody has looked at need not be painted again.
+    ForEachNode(*document->GetDocument(), [](Node& node) {
+        if (auto const* const text = Kernel::CastPointer<TextNode const>(&node))
+            text->MakeComposedText();
+    });
+    document->Run(command);
+    EXPECT_EQ("Maximiliane", source->GetShownValue("name", 0).value_or("none"));
+    auto const told = NotificationsOf(*command);
+    ASSERT_EQ(3u, told.size());
+    EXPECT_TRUE(As<DataMergeOptionsChangedNotification>(told[0]));
+    auto const painted = As<InvalidateDocumentNotification>(told[1]);
+    ASSERT_TRUE(painted);
+    EXPECT_FALSE(painted->GetSpreadRects().IsEmpty());
 }
 
 TEST(DataMergeSourceCommands, WithoutASourceFailWithAWord) {

@@ -85,6 +85,8 @@ struct DataMergeSource::Data {
     Kernel::Counted<DataMergeParser> parser;
     FileStamp stamp;
     Kernel::Counted<Payload> payload, shown;
+    // The payload is of another fetcher or parser: it is made anew when it is asked for.
+    bool isOutdated = false;
     // Whether fields show a source that was enabled or disabled after the last update of the preview.
     std::optional<bool> wasEnabled;
     std::string folder;
@@ -128,11 +130,11 @@ void DataMergeSource::SetUserEnabled(bool enabled) {
     MarkChanged();
 }
 
-// The table stays until it is asked for again; the records that came out of it go.
-void DataMergeSource::ForgetData() {
-    EditJournal::NoteValue(*this, m_data->payload);
+// The table stays until it is asked for again, and the records that came out of it for an update that is stopped.
+void DataMergeSource::OutdateData() {
+    EditJournal::NoteValue(*this, m_data->isOutdated);
     EditJournal::NoteValue(*this, m_data->shown);
-    m_data->payload.reset();
+    m_data->isOutdated = true;
     m_data->shown.reset();
     MarkChanged();
     LayoutEpoch::AdvanceForPlaces();
@@ -141,13 +143,13 @@ void DataMergeSource::ForgetData() {
 void DataMergeSource::SetFetcher(Kernel::Counted<DataMergeFetcher const> fetcher) {
     EditJournal::NoteValue(*this, m_fetcher);
     m_fetcher = std::move(fetcher);
-    ForgetData();
+    OutdateData();
 }
 
 void DataMergeSource::SetParser(Kernel::Counted<DataMergeParser> parser) {
     EditJournal::NoteValue(*this, m_parser);
     m_parser = parser ? std::move(parser) : Kernel::MakeCounted<DataMergeParser>();
-    ForgetData();
+    OutdateData();
 }
 
 void DataMergeSource::SetCoversWholeDocument() {
@@ -300,10 +302,12 @@ void DataMergeSource::CommitUpdate(Kernel::Counted<DataMergeSourcePayload> paylo
     if (!payload)
         return;
     // Fields go on to show what they showed.
-    if (m_isPreviewEnabled && IsShowing() && m_data->payload)
+    if (m_isPreviewEnabled && IsShowing() && m_data->payload && !m_data->isOutdated)
         GetShownResult();
     EditJournal::NoteValue(*this, m_data->payload);
+    EditJournal::NoteValue(*this, m_data->isOutdated);
     m_data->payload = std::move(payload);
+    m_data->isOutdated = false;
 }
 
 Kernel::Counted<DataMergeWarningSink const> DataMergeSource::GetWarnings() const {
@@ -314,14 +318,16 @@ Kernel::Counted<DataMergeWarningSink const> DataMergeSource::GetWarnings() const
 Kernel::Counted<DataMergeSource::DataMergeSourcePayload> DataMergeSource::GetPayload() const {
     {
         std::lock_guard const lock(m_data->mutex);
-        if (m_data->payload)
+        if (m_data->payload && !m_data->isOutdated)
             return m_data->payload;
     }
     Deadline deadline(c_timeWithoutFlag);
     auto const made = PrepareFilterUpdate(deadline.GetFlag());
     std::lock_guard const lock(m_data->mutex);
-    if (!m_data->payload)
+    if (!m_data->payload || m_data->isOutdated) {
         m_data->payload = made;
+        m_data->isOutdated = false;
+    }
     return m_data->payload;
 }
 

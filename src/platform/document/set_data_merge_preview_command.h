@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/changed_areas.h"
 #include "platform/document/data_merge_source.h"
-#include "platform/document/text_commands.h"
+#include "platform/document/merge_field_areas.h"
 
 // Shows a record of a merge source in the fields of the document, or takes it from them. Every run has the fields show
 // what the source's last update gave.
@@ -46,9 +45,5 @@ private:
     bool m_enabled = false, m_oldEnabled = false;
     std::int32_t m_row = -1;
     std::uint32_t m_oldRow = 0;
-    ChangedTextAreas m_areas;
-    bool m_isNoted = false;
-    ChangedAreas m_pictureAreas;
-    // The texts and the other objects that show fields of the source.
-    Kernel::Counted<Selection const> m_shownIn, m_pictures;
+    MergeFieldAreas m_areas;
 };

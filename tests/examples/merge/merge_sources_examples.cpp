@@ -40,7 +40,7 @@ static ExampleRegistration const s_setDataMergeEnabledExample({
 
 static ExampleRegistration const s_setDataMergeFetcherOptionsExample({
     .className = "SetDataMergeFetcherOptionsCommand",
-    .prepare = DataMergeWithoutPreview,
+    .prepare = DataMerge,
     .make =
         [](auto& document) {
             return Kernel::MakeCounted<SetDataMergeFetcherOptionsCommand>(
@@ -61,7 +61,7 @@ static ExampleRegistration const s_setDataMergeFetcherContentExample({
 
 static ExampleRegistration const s_setDataMergeParserOptionsExample({
     .className = "SetDataMergeParserOptionsCommand",
-    .prepare = DataMergeWithoutPreview,
+    .prepare = DataMerge,
     .make =
         [](auto& document) {
             Records::ReadOptions options;
