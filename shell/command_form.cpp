@@ -175,17 +175,23 @@ Commands::TocStyleReference ParseTocStyle(std::string const& text, ValueContext 
     return {name};
 }
 
+MergeAddress FindMergeAddress(std::string const& text, ValueContext const& context, MergeLevel wanted) {
+    auto address = FindMergeObject(context.document, text, wanted);
+    if (context.mergeAddresses != nullptr)
+        context.mergeAddresses->Add(address);
+    return address;
+}
 Commands::DataMergeSourceReference ParseMergeSource(std::string const& text, ValueContext const& context) {
-    return {FindMergeObject(context.document, text, MergeLevel::Source).source};
+    return {FindMergeAddress(text, context, MergeLevel::Source).source};
 }
 template <class T>
 Kernel::JailCounted<T> FindMergePart(std::string const& text, ValueContext const& context) {
     if constexpr (std::is_same_v<T, DataMergeRuleClause>) {
-        return FindMergeObject(context.document, text, MergeLevel::Clause).clause;
+        return FindMergeAddress(text, context, MergeLevel::Clause).clause;
     } else if constexpr (std::is_same_v<T, DataMergeRule>) {
-        return FindMergeObject(context.document, text, MergeLevel::Rule).rule;
+        return FindMergeAddress(text, context, MergeLevel::Rule).rule;
     } else {
-        auto const filter = FindMergeObject(context.document, text, MergeLevel::Filter).filter;
+        auto const filter = FindMergeAddress(text, context, MergeLevel::Filter).filter;
         auto const wanted = Kernel::Cast<T>(filter);
         if (!wanted)
             throw ValueError("names a filter of the type " + std::string(GetMergeFilterType(*filter)) +
@@ -477,6 +483,8 @@ CommandForm MakeForm(
     form.make = [arguments = std::move(arguments), make = std::move(make)](NamedValues const& given,
                                                                            ValueContext const& context) {
         std::vector<std::any> values;
+        MergeAddresses mergeAddresses;
+        ValueContext const own{context.document, context.selection, &mergeAddresses};
         for (auto const& argument : arguments) {
             auto const text = given.find(argument.name);
             if (text == given.end()) {
@@ -484,7 +492,7 @@ CommandForm MakeForm(
                 continue;
             }
             try {
-                values.push_back(ParseValue(argument, text->second, context));
+                values.push_back(ParseValue(argument, text->second, own));
             } catch (ValueError const& error) {
                 throw Failure(ExitStatus::Usage, std::string(argument.name), error.what());
             }

@@ -14,11 +14,15 @@
 // of value is in command_form.cpp.
 namespace Shell {
 
+class MergeAddresses;
+
 // The objects that values may refer to.
 struct ValueContext {
     DocumentController& document;
     // The selection for the command: the one that was asked for, or else the document's.
     Kernel::Counted<Selection const> selection;
+    // Those of data merges that the values before have named; null where nothing is kept of them.
+    MergeAddresses* mergeAddresses = nullptr;
 };
 
 // The text of a value: the content of the file for `@file`, `@...` for `@@...`.

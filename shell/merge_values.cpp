@@ -91,6 +91,20 @@ MergeAddress FindMergeObject(DocumentController& document, std::string_view text
     return found;
 }
 
+void MergeAddresses::Add(MergeAddress const& address) {
+    auto const add = [](auto& known, auto const& named, MergeLevel level) {
+        if (known && named && known != named)
+            throw ValueError("names an object of another " + std::string(c_levelNames[At(level)]) +
+                             " than the values before");
+        if (named)
+            known = named;
+    };
+    add(m_known.source, address.source, MergeLevel::Source);
+    add(m_known.filter, address.filter, MergeLevel::Filter);
+    add(m_known.rule, address.rule, MergeLevel::Rule);
+    add(m_known.clause, address.clause, MergeLevel::Clause);
+}
+
 std::string_view GetMergeFilterType(DataMergeFilter const& filter) {
     if (Kernel::CastPointer<DataMergeSelectedRecordsFilter const>(&filter) != nullptr)
         return "selected";

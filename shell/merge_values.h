@@ -28,6 +28,16 @@ enum class MergeLevel : std::uint8_t { Source, Filter, Rule, Clause };
 // left out, as in `0/1/0/2`, and so may the source where the document has one only.
 MergeAddress FindMergeObject(DocumentController& document, std::string_view text, MergeLevel wanted);
 
+// The objects that the values of one command name: each lies in the others.
+class MergeAddresses {
+public:
+    // Throws ValueError for an object that lies elsewhere.
+    void Add(MergeAddress const& address);
+
+private:
+    MergeAddress m_known;
+};
+
 // The word by which a filter's record gives its type, as "records".
 std::string_view GetMergeFilterType(DataMergeFilter const& filter);
 
