@@ -4,21 +4,17 @@
 #include "platform/kernel/files.h"
 #include "shell/failure.h"
 
-#include <algorithm>
+#include <map>
 #include <sys/stat.h>
+#include <utility>
 
 namespace Shell::InputFiles {
 
 namespace {
 
-struct Input {
-    std::string path;
-    dev_t device;
-    ino_t number;
-};
-
-std::vector<Input>& GetInputs() {
-    static std::vector<Input> s_inputs;
+// Paths by the files that they lead to.
+std::map<std::pair<dev_t, ino_t>, std::string>& GetInputs() {
+    static std::map<std::pair<dev_t, ino_t>, std::string> s_inputs;
     return s_inputs;
 }
 
@@ -27,7 +23,7 @@ std::vector<Input>& GetInputs() {
 void Add(std::string const& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
-        GetInputs().push_back({path, status.st_dev, status.st_ino});
+        GetInputs().try_emplace({status.st_dev, status.st_ino}, path);
 }
 
 void Refuse(std::string const& path) {
@@ -35,12 +31,10 @@ void Refuse(std::string const& path) {
     if (::stat(path.c_str(), &status) != 0)
         return;
     auto const& inputs = GetInputs();
-    auto const same = std::find_if(inputs.begin(), inputs.end(), [&](Input const& input) {
-        return input.device == status.st_dev && input.number == status.st_ino;
-    });
+    auto const same = inputs.find({status.st_dev, status.st_ino});
     if (same == inputs.end())
         return;
-    auto const name = same->path == path ? "" : " as " + Quote(same->path);
+    auto const name = same->second == path ? "" : " as " + Quote(same->second);
     throw Failure(ExitStatus::Output, path, "is not replaced: this call reads it" + name);
 }
 

@@ -245,6 +245,8 @@ ExitStatus RunMerge(Session& session, Arguments const& arguments) {
         Interrupt::Scope const interrupt(&abort);
         output.emplace(Kernel::Counted<DocumentController const>(&document), &abort);
         copies = output->GetCopyCount();
+        for (auto const& path : output->GetPicturePaths())
+            InputFiles::Add(path.ToStdString());
         if (target) {
             ProgressBar progress("Merge " + subject);
             made = output->MakeDocument([&](std::size_t done) {

@@ -6,9 +6,12 @@
 #include "shell/interrupt.h"
 #include "shell/user_seal.h"
 
+#include "platform/document/data_merge_source.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
+#include <utility>
 
 namespace Shell {
 
@@ -32,6 +35,8 @@ DocumentController& Session::Open(Arguments const& arguments) {
         m_document->SetMergingEnabled(false);
         m_document->SetDirectDelivery(true);
         InputFiles::Add(m_path);
+        for (auto const& source : std::as_const(*m_document->GetDocument()).GetDataMergeSettings())
+            InputFiles::Add(source->GetDataPath().ToStdString());
         Interrupt::Check(m_path);
     }
     return *m_document;

@@ -48,8 +48,8 @@ protected:
 };
 
 // Of those that give a source other options of some class. T says which, in `static Kernel::Counted<Options>
-// Get(DataMergeSource const&)` and `static void Set(DataMergeSource&, Kernel::Counted<Options> const&)`. Required: there
-// is no preview command; fields that show a record show it as it is read now.
+// Get(DataMergeSource const&)` and `static void Set(DataMergeSource&, Kernel::Counted<Options> const&)`. Required:
+// there is no preview command; fields that show a record show it as it is read now.
 template <class T, class Options>
 class DataMergeOptionsCommand : public DataMergeSourceCommand<T> {
 public:

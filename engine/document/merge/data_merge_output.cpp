@@ -11,6 +11,7 @@
 #include "platform/story/field_glyphs.h"
 
 #include <algorithm>
+#include <set>
 #include <unordered_map>
 
 namespace {
@@ -91,6 +92,8 @@ struct DataMergeOutput::Implementation {
     std::vector<Records::Warning> warnings;
     std::uint64_t furtherWarnings = 0;
     Kernel::Counted<DocumentController> shown;
+    // Guids of sources, and names of columns that fields have and the data do not.
+    std::set<std::pair<std::string, std::string>> missingColumns;
 
     void Warn(Records::Warning warning) {
         if (warnings.size() < Records::c_maximumWarnings)
@@ -100,6 +103,8 @@ struct DataMergeOutput::Implementation {
     }
 
     void FindSources();
+    MergedSource* FindMerged(Kernel::String const& guid);
+    void MeetField(Kernel::String const& guid, Kernel::String const& field, std::uint32_t offset);
     std::size_t FindSpreadOfPage(int page) const;
     void CountRecordsPerCopy();
     void MakeBlocks();
@@ -150,22 +155,33 @@ std::size_t DataMergeOutput::Implementation::FindSpreadOfPage(int page) const {
                             ", and the document has " + std::to_string(end));
 }
 
+MergedSource* DataMergeOutput::Implementation::FindMerged(Kernel::String const& guid) {
+    auto const found =
+        std::ranges::find_if(sources, [&](auto const& merged) { return merged.source->GetGuid() == guid; });
+    return found == sources.end() ? nullptr : &*found;
+}
+
+void DataMergeOutput::Implementation::MeetField(Kernel::String const& guid, Kernel::String const& field,
+                                                std::uint32_t offset) {
+    auto* const merged = FindMerged(guid);
+    if (merged == nullptr)
+        return;
+    merged->recordsPerCopy = std::max<std::size_t>(merged->recordsPerCopy, std::size_t(offset) + 1);
+    if (!merged->result->table->FindColumn(field.view()) &&
+        missingColumns.emplace(guid.ToStdString(), field.ToStdString()).second)
+        Warn({Records::Warning::c_noRow, field, "the data have no such column: its fields are empty"});
+}
+
 void DataMergeOutput::Implementation::CountRecordsPerCopy() {
-    auto const meet = [&](Kernel::String const& guid, std::uint32_t offset) {
-        for (auto& merged : sources) {
-            if (merged.source->GetGuid() == guid)
-                merged.recordsPerCopy = std::max<std::size_t>(merged.recordsPerCopy, std::size_t(offset) + 1);
-        }
-    };
     for (auto const& spread : spreads) {
         ForEachNode(*spread, [&](Node& node) {
             if (auto const* const text = Kernel::CastPointer<TextNode const>(&node))
                 ForEachField(*text->GetStory(), [&](std::uint32_t, Story::MergeFieldGlyph const& field) {
-                    meet(field.GetSource(), field.GetOffset());
+                    MeetField(field.GetSource(), field.GetField(), field.GetOffset());
                 });
             auto const* const scene = Kernel::CastPointer<SceneNode const>(&node);
             if (scene != nullptr && !scene->GetMergeSource().empty())
-                meet(scene->GetMergeSource(), scene->GetMergeOffset());
+                MeetField(scene->GetMergeSource(), scene->GetMergeField(), scene->GetMergeOffset());
         });
     }
 }
@@ -376,6 +392,38 @@ Kernel::Counted<DocumentController> DataMergeOutput::MakeDocument(std::function<
         spread->RemoveFromParent();
     target->SetCurrentSpread(document.GetSpreads().front());
     return target;
+}
+
+std::vector<Kernel::String> DataMergeOutput::GetPicturePaths() const {
+    auto& own = *m_implementation;
+    std::set<std::pair<MergedSource const*, std::string>> fields;
+    for (auto const& spread : own.spreads) {
+        ForEachNode(*spread, [&](Node& node) {
+            auto const* const scene = Kernel::CastPointer<SceneNode const>(&node);
+            auto const* const merged = scene == nullptr ? nullptr : own.FindMerged(scene->GetMergeSource());
+            if (merged != nullptr)
+                fields.emplace(merged, scene->GetMergeField().ToStdString());
+        });
+    }
+    std::set<std::string, std::less<>> named;
+    std::vector<Kernel::String> paths;
+    for (auto const& [merged, field] : fields) {
+        named.clear();
+        for (std::size_t place = 0; place != merged->result->rows.size(); ++place) {
+            CheckAbort(own.abort);
+            auto const name = merged->result->GetText(place, field);
+            if (name.empty() || !named.emplace(name).second)
+                continue;
+            try {
+                paths.push_back(merged->source->FindPicture(name));
+            } catch (Kernel::AbortException const&) {
+                throw;
+            } catch (Kernel::Exception const&) {
+                // The copy that shows it says so.
+            }
+        }
+    }
+    return paths;
 }
 
 std::vector<Records::Warning> const& DataMergeOutput::GetWarnings() const { return m_implementation->warnings; }

@@ -29,7 +29,9 @@ public:
     Kernel::Counted<DocumentController> ShowCopy(std::size_t copy);
     // A document with all pages, without a history. `told`: how many copies are done.
     Kernel::Counted<DocumentController> MakeDocument(std::function<void(std::size_t done)> const& told = {});
-    // Of the sources, and of pictures that could not be read.
+    // Of the files that the copies read as pictures, those that are there now.
+    std::vector<Kernel::String> GetPicturePaths() const;
+    // Of the sources, of columns that fields name and the data do not have, and of pictures that could not be read.
     std::vector<Records::Warning> const& GetWarnings() const;
     std::uint64_t GetFurtherWarnings() const;
 

@@ -51,8 +51,8 @@ public:
     bool IsUserEnabled() const { return m_isUserEnabled; }
     void SetUserEnabled(bool enabled);
     Kernel::Counted<DataMergeFetcher const> GetFetcher() const { return m_fetcher; }
-    // Null: there are no data. The data are read anew when they are next asked for, by fields that show them at once; so
-    // they are after SetParser.
+    // Null: there are no data. The data are read anew when they are next asked for, by fields that show them at once;
+    // so they are after SetParser.
     void SetFetcher(Kernel::Counted<DataMergeFetcher const> fetcher);
     Kernel::Counted<DataMergeParser> GetParser() const { return m_parser; }
     // Null: a parser without settings.

@@ -240,6 +240,20 @@ TEST_F(DataMerge, OtherSettingsReadTheDataAnew) {
     EXPECT_EQ(source->GetUnfilteredRecordCount(), 0u);
 }
 
+TEST_F(DataMerge, AStoppedUpdateOfOtherDataGivesTheRecordsOfTheOneBefore) {
+    auto const source = LinkContent();
+    Update(source);
+    source->SetFetcher(DataMergeFetcher::MakeWithContent("other.csv", "name\nKurt\n"));
+    bool abort = true;
+    auto const payload = source->PrepareFilterUpdate(&abort);
+    EXPECT_TRUE(payload->IsStale());
+    EXPECT_EQ(payload->GetResult()->rows.size(), 3u);
+    source->CommitUpdate(payload);
+    EXPECT_EQ(source->GetResult()->rows.size(), 3u);
+    Update(source);
+    EXPECT_EQ(source->GetResult()->rows.size(), 1u);
+}
+
 TEST_F(DataMerge, DocumentsThatNobodyTrustsReadDataInTheirFolderOnly) {
     auto const inside = WriteFile("below/in.csv", c_people);
     auto const outside = Files::temp_directory_path() / ("redraft-outside-" + std::to_string(::getpid()) + ".csv");
@@ -417,6 +431,20 @@ TEST_F(DataMerge, PicturesBecomeTheCopiesOwn) {
     ASSERT_EQ(output.GetWarnings().size(), 1u);
     EXPECT_EQ(output.GetWarnings()[0].row, 1);
     EXPECT_EQ(output.GetWarnings()[0].column, "photo");
+    EXPECT_EQ(output.GetPicturePaths(), (std::vector<String>{String((folder / "p.png").string())}));
+}
+
+TEST_F(DataMerge, OutputTellsOnceOfEachColumnThatIsGone) {
+    auto const text = AddText(0, "{{name}} {{city}} {{name@2}}");
+    auto const box = AddBox("{{age}}");
+    auto const source = LinkContent();
+    Place(source);
+    source->SetFetcher(DataMergeFetcher::MakeWithContent("other.csv", "city\nBrno\n"));
+    DataMergeOutput const output(document, nullptr);
+    std::vector<String> columns;
+    for (auto const& warning : output.GetWarnings())
+        columns.push_back(warning.column);
+    EXPECT_EQ(columns, (std::vector<String>{"name", "age"}));
 }
 
 TEST_F(DataMerge, OutputRefusesWhatCannotBeFilled) {
