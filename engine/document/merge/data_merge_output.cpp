@@ -92,6 +92,8 @@ struct DataMergeOutput::Implementation {
     std::vector<Records::Warning> warnings;
     std::uint64_t furtherWarnings = 0;
     Kernel::Counted<DocumentController> shown;
+    // That document's own copies of the spreads.
+    std::vector<Kernel::Counted<SpreadNode>> shownModels;
     // Guids of sources, and names of columns that fields have and the data do not.
     std::set<std::pair<std::string, std::string>> missingColumns;
 
@@ -109,8 +111,10 @@ struct DataMergeOutput::Implementation {
     void CountRecordsPerCopy();
     void MakeBlocks();
 
-    // Copies of a block's spreads with one copy's records.
-    std::vector<Kernel::Counted<SpreadNode>> MakeCopy(Block const& block, std::size_t copy);
+    // Copies of a block's spreads with one copy's records. `models`: all spreads, as the document that gets the copies
+    // has them, for topics, symbols and the like that copies share with their models.
+    std::vector<Kernel::Counted<SpreadNode>> MakeCopy(std::vector<Kernel::Counted<SpreadNode>> const& models,
+                                                      Block const& block, std::size_t copy);
     void FillText(TextNode& text, CopyFields const& fields);
     void FillPicture(SceneNode& node, CopyFields const& fields);
     Kernel::Counted<DocumentController> MakeTarget();
@@ -257,8 +261,9 @@ void DataMergeOutput::Implementation::FillPicture(SceneNode& node, CopyFields co
     node.SetMergeField({}, {}, 0);
 }
 
-std::vector<Kernel::Counted<SpreadNode>> DataMergeOutput::Implementation::MakeCopy(Block const& block,
-                                                                                   std::size_t copy) {
+std::vector<Kernel::Counted<SpreadNode>>
+DataMergeOutput::Implementation::MakeCopy(std::vector<Kernel::Counted<SpreadNode>> const& models, Block const& block,
+                                          std::size_t copy) {
     CheckAbort(abort);
     std::vector<Kernel::Counted<SpreadNode>> made;
     // Texts by the nodes that they are copies of.
@@ -268,9 +273,9 @@ std::vector<Kernel::Counted<SpreadNode>> DataMergeOutput::Implementation::MakeCo
     std::vector<SceneNode*> pictures;
     for (std::size_t i = block.firstSpread; i != block.endSpread; ++i) {
         CloneContext context(CloneType::Copy);
-        auto const spread = Kernel::Cast<SpreadNode>(spreads[i]->Clone(context));
+        auto const spread = Kernel::Cast<SpreadNode>(models[i]->Clone(context));
         std::vector<Node const*> originals;
-        ForEachNode(*spreads[i], [&](Node& node) { originals.push_back(&node); });
+        ForEachNode(*models[i], [&](Node& node) { originals.push_back(&node); });
         std::size_t number = 0;
         ForEachNode(*spread, [&](Node& node) {
             Node const* const original = originals[number++];
@@ -361,10 +366,12 @@ Kernel::Counted<DocumentController> DataMergeOutput::ShowCopy(std::size_t copy) 
             copy -= block.copies;
             continue;
         }
-        if (!own.shown)
+        if (!own.shown) {
             own.shown = own.MakeTarget();
+            own.shownModels = own.shown->GetDocument()->GetSpreads();
+        }
         auto const old = own.shown->GetDocument()->GetSpreads();
-        PutSpreads(*own.shown, old, own.MakeCopy(block, copy));
+        PutSpreads(*own.shown, old, own.MakeCopy(own.shownModels, block, copy));
         return own.shown;
     }
     throw Kernel::Exception("the records fill fewer pages");
@@ -379,7 +386,7 @@ Kernel::Counted<DocumentController> DataMergeOutput::MakeDocument(std::function<
     auto& document = *target->GetDocument();
     for (auto const& block : own.blocks) {
         for (std::size_t copy = 0; copy != block.copies; ++copy) {
-            for (auto const& spread : own.MakeCopy(block, copy))
+            for (auto const& spread : own.MakeCopy(old, block, copy))
                 document.InsertChild(NodeChildListType::Plain, spread, nullptr);
             hasSpreads = true;
             if (!block.sources.empty() && told)
