@@ -13,6 +13,8 @@ struct AnchorRegistry::State {
     std::unordered_map<Story::AnchorData const*, Target> anchors;
     std::map<int, Page> pages;
     std::unordered_map<Story::Story const*, std::vector<Mark>> marks;
+    std::map<std::pair<Story::Story const*, std::uint32_t>, Target> places;
+    std::unordered_map<Story::Story const*, std::vector<Link>> links;
     // The objects that the keys above point to.
     std::vector<Kernel::Counted<Story::AnchorData const>> keptAnchors;
     std::vector<Story::StoryRef> keptStories;
@@ -44,6 +46,22 @@ void AnchorRegistry::RegisterAnchor(Kernel::String const& file, Kernel::Counted<
     m_state->AddMark(position, 0, {0, std::move(target.id), {}});
 }
 
+AnchorRegistry::Target AnchorRegistry::RegisterPlace(Kernel::String const& file, Story::StoryPos const& position) {
+    auto const [place, isNew] = m_state->places.try_emplace({position.GetStory().get(), position.GetIndex()});
+    if (isNew) {
+        place->second = {file, "place" + std::to_string(m_state->places.size())};
+        m_state->AddMark(position, 0, {0, place->second.id, {}});
+    }
+    return place->second;
+}
+
+void AnchorRegistry::RegisterLink(Story::StoryRef const& story, Story::StoryRange range, Target target) {
+    auto const [place, isNew] = m_state->links.try_emplace(story.get());
+    if (isNew)
+        m_state->keptStories.push_back(story);
+    place->second.push_back({range, std::move(target)});
+}
+
 void AnchorRegistry::RegisterPage(Kernel::String const& file, int page, Kernel::String const& label,
                                   Story::StoryPos const& position, int offset) {
     if (!position.IsSet())
@@ -73,6 +91,15 @@ std::vector<AnchorRegistry::Mark> AnchorRegistry::GetMarks(Story::Story const& s
     auto marks = found->second;
     std::ranges::stable_sort(marks, {}, &Mark::index);
     return marks;
+}
+
+std::vector<AnchorRegistry::Link> AnchorRegistry::GetLinks(Story::Story const& story) const {
+    auto const found = m_state->links.find(&story);
+    if (found == m_state->links.end())
+        return {};
+    auto links = found->second;
+    std::ranges::stable_sort(links, {}, [](Link const& link) { return link.range.begin; });
+    return links;
 }
 
 } // namespace EPub

@@ -8,6 +8,7 @@
 
 #include <deque>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace EPub {
 
@@ -47,6 +48,8 @@ struct HtmlExporter::State {
     std::string language;
     AnchorRegistry anchors;
     StyleClasses classes;
+    // Those whose places have their ids in the text.
+    std::unordered_set<Story::StoryRef> markedStories;
     std::deque<Part> parts;
     std::vector<PictureFile> pictures;
     std::unordered_map<Kernel::BlobKey, std::string> pictureNames;

@@ -16,8 +16,6 @@ namespace EPub {
 namespace {
 
 constexpr std::array<std::string_view, 6> c_headingElements{"h1", "h2", "h3", "h4", "h5", "h6"};
-// Of texts that are pinned in texts.
-constexpr std::size_t c_maximumDepth = 32;
 constexpr std::size_t c_maximumHeading = 1000;
 
 // HTML shows runs of spaces as one, and none at a paragraph's begin.
@@ -43,7 +41,10 @@ StoryWriter::StoryWriter(HtmlExporter::State& state, HtmlExporter::Callbacks con
       m_markup(markup),
       m_notes(notes),
       m_story(std::move(story)),
-      m_marks(state.anchors.GetMarks(*m_story)) {
+      m_links(state.anchors.GetLinks(*m_story)) {
+    // Ids are given once, also where a text is written twice.
+    if (state.markedStories.insert(m_story).second)
+        m_marks = state.anchors.GetMarks(*m_story);
     m_state.writers.push_back(this);
     if (m_callbacks.makeNumberer)
         m_numberer = m_callbacks.makeNumberer(m_story->gbegin());
@@ -113,36 +114,56 @@ void StoryWriter::WriteParagraph(Story::Paragraph const& paragraph, std::uint32_
 void StoryWriter::WriteContent(Story::Paragraph const& paragraph, std::uint32_t begin, std::uint32_t length) {
     std::uint32_t from = 0;
     Kernel::Counted<Story::HyperlinkAtt const> link;
+    AnchorRegistry::Link const* registered = nullptr;
     auto const endLink = [&] {
         if (std::exchange(m_isInLink, false))
             m_markup.End();
+    };
+    auto const beginLink = [&](Kernel::Counted<Story::HyperlinkAtt const> const& own,
+                               AnchorRegistry::Link const* other) {
+        if (own == link && other == registered)
+            return;
+        endLink();
+        link = own;
+        registered = other;
+        auto const address = own ? GetAddress(*own) : other != nullptr ? GetAddress(other->target) : std::string();
+        if (!address.empty()) {
+            m_markup.Begin("a").Attribute("href", address);
+            m_isInLink = true;
+        }
     };
     for (auto const& run : paragraph.GetRuns()) {
         auto const to = std::min(run.end, length);
         if (from >= to)
             break;
         auto const& look = m_state.classes.GetRunLook(run.atts, paragraph.GetAtts());
-        if (look.link != link) {
-            endLink();
-            link = look.link;
-            auto const address = link ? GetAddress(*link) : std::string();
-            if (!address.empty()) {
-                m_markup.Begin("a").Attribute("href", address);
-                m_isInLink = true;
+        while (from < to) {
+            auto const* const next = FindLink(begin + from);
+            bool const isInside = next != nullptr && next->range.begin <= begin + from;
+            auto const end =
+                next == nullptr ? to : std::min(to, (isInside ? next->range.end : next->range.begin) - begin);
+            beginLink(look.link, isInside && !look.link ? next : nullptr);
+            if (look.IsPlain()) {
+                WriteSpan(paragraph, from, end, begin);
+            } else {
+                m_markup.Begin(look.isBold ? "b" : look.isItalic ? "i" : "span").Optional("class", look.classes);
+                m_markup.Optional("xml:lang", m_state.settings->isEPub ? look.language : std::string());
+                m_markup.Optional("lang", look.language);
+                WriteSpan(paragraph, from, end, begin);
+                m_markup.End();
             }
+            from = end;
         }
-        if (look.IsPlain()) {
-            WriteSpan(paragraph, from, to, begin);
-        } else {
-            m_markup.Begin(look.isBold ? "b" : look.isItalic ? "i" : "span").Optional("class", look.classes);
-            m_markup.Optional("xml:lang", m_state.settings->isEPub ? look.language : std::string());
-            m_markup.Optional("lang", look.language);
-            WriteSpan(paragraph, from, to, begin);
-            m_markup.End();
-        }
-        from = to;
     }
     endLink();
+}
+
+// The registered link that a glyph is in, else the next one behind it; null for none. Glyphs are asked for in ascending
+// order.
+AnchorRegistry::Link const* StoryWriter::FindLink(std::uint32_t index) {
+    while (m_nextLink != m_links.size() && m_links[m_nextLink].range.end <= index)
+        ++m_nextLink;
+    return m_nextLink == m_links.size() ? nullptr : &m_links[m_nextLink];
 }
 
 // Glyphs `from` to `to` of a paragraph: text between marks and objects.
@@ -260,7 +281,7 @@ void WritePictureElement(HtmlExporter::State& state, MarkupWriter& markup, Pictu
 
 void StoryWriter::WriteInner(Story::StoryRef const& story) {
     bool const isOpen = std::ranges::any_of(m_state.writers, [&](auto* each) { return each->GetStory() == story; });
-    if (isOpen || m_state.writers.size() >= c_maximumDepth)
+    if (isOpen || m_state.writers.size() >= HtmlExporter::c_maximumDepth)
         return;
     m_markup.Begin("div").Raw("\n");
     StoryWriter inner(m_state, m_callbacks, m_part, m_markup, m_notes, story);
@@ -274,10 +295,12 @@ std::string StoryWriter::GetAddress(Story::HyperlinkAtt const& link) const {
 
 std::string StoryWriter::GetAddress(Story::AnchorData const& anchor) const {
     auto const target = m_state.anchors.FindAnchor(anchor);
-    if (!target)
-        return {};
-    bool const isHere = !m_state.settings->isEPub || target->file == m_part.file;
-    return (isHere ? std::string() : target->file.ToStdString()) + "#" + target->id;
+    return target ? GetAddress(*target) : std::string();
+}
+
+std::string StoryWriter::GetAddress(AnchorRegistry::Target const& target) const {
+    bool const isHere = !m_state.settings->isEPub || target.file == m_part.file;
+    return (isHere ? std::string() : target.file.ToStdString()) + "#" + target.id;
 }
 
 void StoryWriter::WriteNotes(HtmlExporter::State& state, HtmlExporter::Callbacks const& callbacks,

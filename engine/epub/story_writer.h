@@ -50,6 +50,8 @@ private:
     void WritePin(Kernel::JailCounted<Story::PinInterface> const& pin);
     std::string GetAddress(Story::HyperlinkAtt const& link) const;
     std::string GetAddress(Story::AnchorData const& anchor) const;
+    std::string GetAddress(AnchorRegistry::Target const& target) const;
+    AnchorRegistry::Link const* FindLink(std::uint32_t index);
 
     HtmlExporter::State& m_state;
     HtmlExporter::Callbacks const& m_callbacks;
@@ -60,6 +62,8 @@ private:
     Kernel::Counted<Story::Numberer> m_numberer;
     std::vector<AnchorRegistry::Mark> m_marks;
     std::size_t m_nextMark = 0;
+    std::vector<AnchorRegistry::Link> m_links;
+    std::size_t m_nextLink = 0;
     std::string m_prefix;
     // Text in the paragraph goes to the heading's entry, too.
     HtmlExporter::State::Heading* m_heading = nullptr;

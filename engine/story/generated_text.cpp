@@ -58,15 +58,8 @@ private:
             found->second = Kernel::Consolidated<T>(atts).ToCounted();
         return found->second;
     }
-    static char32_t Clean(char32_t c) {
-        if (c == U'\n' || c == U'\r' || c == 0x85 || c == c_paragraphSeparator)
-            return c_lineSeparator;
-        return c > 0x10FFFF || (c >= 0xD800 && c < 0xE000) ? c_replacementCharacter : c;
-    }
-
     void AddPart(GeneratedParagraph const& generated, std::size_t begin, std::size_t end) {
-        std::u32string text(generated.text.GetText().substr(begin, end - begin));
-        std::transform(text.begin(), text.end(), text.begin(), Clean);
+        auto text = CleanGeneratedText(generated.text.GetText().substr(begin, end - begin));
         auto const length = static_cast<std::uint32_t>(text.size());
         text.push_back(c_paragraphSeparator);
         std::vector<GlyphRun> runs;
@@ -107,6 +100,16 @@ private:
 };
 
 } // namespace
+
+std::u32string CleanGeneratedText(std::u32string_view text) {
+    std::u32string clean(text);
+    std::transform(clean.begin(), clean.end(), clean.begin(), [](char32_t c) {
+        if (c == U'\n' || c == U'\r' || c == 0x85 || c == c_paragraphSeparator)
+            return c_lineSeparator;
+        return c > 0x10FFFF || (c >= 0xD800 && c < 0xE000) ? c_replacementCharacter : c;
+    });
+    return clean;
+}
 
 StoryRange ReplaceWithParagraphs(Story& story, StoryRange range, std::vector<GeneratedParagraph> const& paragraphs) {
     std::uint32_t const length = story.GetLength();

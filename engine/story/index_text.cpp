@@ -80,12 +80,14 @@ private:
 class IndexWriter {
 public:
     IndexWriter(Index const& index, IndexedPages const& pages, IndexSeparators const& separators,
-                Kernel::Counted<IndexAtt const> const& att, StyleSheet const& styles)
+                Kernel::Counted<IndexAtt const> const& att, StyleSheet const& styles,
+                std::vector<IndexPageNumber>* numbers)
         : m_index(index),
           m_pages(pages),
           m_separators(separators),
           m_att(att),
           m_styles(styles),
+          m_numbers(numbers),
           m_alphabet(index.GetIndexLanguage()->GetIdentifier()) {}
 
     std::vector<GeneratedParagraph> Write() {
@@ -119,11 +121,11 @@ private:
         return topic.GetSortString().empty() ? topic.GetName() : topic.GetSortString();
     }
 
-    // Each page once for each style, in order.
+    // Each page once for each style, in order, with the mark that was given first.
     static std::vector<IndexedPage> GetDistinct(std::vector<IndexedPage> pages) {
         auto const key = [](IndexedPage const& page) { return std::tie(page.ordinal, page.styleName, page.label); };
         std::erase_if(pages, [](IndexedPage const& page) { return page.label.empty(); });
-        std::sort(pages.begin(), pages.end(), [&](auto const& a, auto const& b) { return key(a) < key(b); });
+        std::stable_sort(pages.begin(), pages.end(), [&](auto const& a, auto const& b) { return key(a) < key(b); });
         pages.erase(
             std::unique(pages.begin(), pages.end(), [&](auto const& a, auto const& b) { return key(a) == key(b); }),
             pages.end());
@@ -236,6 +238,8 @@ private:
     void WritePage(GeneratedParagraph& paragraph, IndexedPage const& page) {
         auto const begin = paragraph.text.GetLength();
         Append(paragraph.text, GlyphString(page.label));
+        if (m_numbers != nullptr)
+            m_numbers->push_back({m_paragraphs.size(), {begin, paragraph.text.GetLength()}, page.mark});
         if (page.styleName.empty())
             return;
         auto& atts = m_pageAtts[std::string(page.styleName.view())];
@@ -317,6 +321,7 @@ private:
     IndexSeparators const& m_separators;
     Kernel::Counted<IndexAtt const> m_att;
     StyleSheet const& m_styles;
+    std::vector<IndexPageNumber>* m_numbers;
     Alphabet m_alphabet;
     std::vector<Entry> m_entries;
     std::vector<std::size_t> m_top;
@@ -348,8 +353,9 @@ bool IndexAtt::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned
 
 std::vector<GeneratedParagraph> MakeIndexText(Index const& index, IndexedPages const& pages,
                                               IndexSeparators const& separators,
-                                              Kernel::Counted<IndexAtt const> const& att, StyleSheet const& styles) {
-    return IndexWriter(index, pages, separators, att, styles).Write();
+                                              Kernel::Counted<IndexAtt const> const& att, StyleSheet const& styles,
+                                              std::vector<IndexPageNumber>* numbers) {
+    return IndexWriter(index, pages, separators, att, styles, numbers).Write();
 }
 
 } // namespace Story

@@ -8,6 +8,7 @@
 #include "platform/story/numberer.h"
 #include "publishing/exported_text.h"
 #include "publishing/story_callbacks.h"
+#include "publishing/written_stories.h"
 
 #include <unordered_set>
 
@@ -63,6 +64,7 @@ bool WriteParts(std::vector<Part> const& parts, Kernel::String const& path, EPub
     exporter.GetCallbacks() = MakeStoryCallbacks(exporter, stories, {}, controller);
     exporter.Start(path, controller);
     std::vector<bool> isRegistered(static_cast<std::size_t>(document.GetPageCount()));
+    WrittenStories written;
     // Links lead forward too.
     for (auto const& part : parts) {
         for (auto const& node : part.nodes) {
@@ -70,6 +72,7 @@ bool WriteParts(std::vector<Part> const& parts, Kernel::String const& path, EPub
             if (!text)
                 continue;
             stories.Meet(text);
+            written.Add(part.file, *text);
             AnchorVisitor visitor(false);
             visitor.Visit(*text);
             for (auto const& [anchor, position] : visitor.GetAnchors())
@@ -77,6 +80,7 @@ bool WriteParts(std::vector<Part> const& parts, Kernel::String const& path, EPub
             RegisterPages(exporter.GetAnchorRegistry(), part.file, document, *text->GetTextFlow(), isRegistered);
         }
     }
+    written.RegisterGeneratedLinks(exporter.GetAnchorRegistry(), *controller->GetDocument());
     bool isWritten = true;
     for (auto const& part : parts) {
         for (auto const& node : part.nodes) {

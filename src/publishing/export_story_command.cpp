@@ -10,6 +10,7 @@
 #include "platform/story/table.h"
 #include "publishing/exported_text.h"
 #include "publishing/story_callbacks.h"
+#include "publishing/written_stories.h"
 
 #include <string_view>
 #include <vector>
@@ -105,6 +106,9 @@ void ExportStoryCommand::DoExport(EPub::HtmlExporter& exporter, Kernel::Counted<
     auto const& document = *controller->GetDocument();
     std::vector<bool> isRegistered(static_cast<std::size_t>(document.GetPageCount()));
     RegisterPages(anchors, c_fileName, document, *node->GetTextFlow(), isRegistered);
+    WrittenStories written;
+    written.Add(c_fileName, *node);
+    written.RegisterGeneratedLinks(anchors, *controller->GetDocument());
     if (!exporter.ExportStory(story, story->gend(), c_fileName, {}))
         m_result = WriteFailed;
     if (!exporter.Finish())

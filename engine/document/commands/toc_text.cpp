@@ -323,23 +323,31 @@ void TocText::FindPages(std::vector<Heading>& headings) const {
         headings[i] = std::move(sorted[i].second);
 }
 
+Story::TocAttRef TocText::FindDefinition(Story::TocAtt const& toc) const {
+    auto const style = m_document.GetTextStyleSheet()->GetStyle(toc.GetTocStyleName());
+    if (!style || style->GetType() != Story::StyleType::Toc)
+        return {};
+    auto const delta =
+        Story::GetTocStyleDeltaFromDelta(Kernel::NonCounted<Story::Delta const>(style->GetDelta().get()));
+    return delta ? Story::TocAttRef(delta->GetTocAtt()) : Story::TocAttRef();
+}
+
+Kernel::String TocText::GetTitle(Story::TocAtt const& toc) const {
+    auto const definition = toc.GetTitle().empty() ? FindDefinition(toc) : Story::TocAttRef();
+    return definition ? definition->GetTitle() : toc.GetTitle();
+}
+
 std::vector<Story::GeneratedParagraph> TocText::MakeTable(Table const& table, std::vector<Heading> const& headings,
                                                           bool hasPages) const {
     auto const styles = m_document.GetTextStyleSheet();
-    auto const style = styles->GetStyle(table.toc->GetTocStyleName());
-    auto const delta =
-        style && style->GetType() == Story::StyleType::Toc
-            ? Story::GetTocStyleDeltaFromDelta(Kernel::NonCounted<Story::Delta const>(style->GetDelta().get()))
-            : Kernel::Counted<Story::TocStyleDelta const>();
     LineLooks looks(*styles, table.toc, GetColumnWidth(*table.text, table.range, hasPages));
     std::vector<Story::GeneratedParagraph> paragraphs;
-    auto title = table.toc->GetTitle();
-    if (title.empty() && delta)
-        title = delta->GetTocAtt()->GetTitle();
-    if (!title.empty())
+    if (auto const title = GetTitle(*table.toc); !title.empty()) {
+        auto const definition = FindDefinition(*table.toc);
         paragraphs.push_back({Story::GlyphString(title),
-                              looks.GetTitle(delta ? delta->GetTocAtt()->GetTitleStyleName() : Kernel::String()),
+                              looks.GetTitle(definition ? definition->GetTitleStyleName() : Kernel::String()),
                               {}});
+    }
     auto const entries = Story::GetTocEntries(*styles, table.toc->GetTocStyleName());
     std::map<Kernel::String, Story::TocEntry const*> byStyle;
     for (auto const& entry : entries)

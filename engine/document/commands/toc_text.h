@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/document/generated_links.h"
 #include "platform/document/page_numbers.h"
 #include "platform/document/toc_visitor.h"
 #include "platform/story/generated_text.h"
@@ -18,6 +19,9 @@ public:
     void Replace(Story::TocAtt const& toc, Story::TocAttRef const& other);
     // Makes the lines of the tables that `isWanted` takes. Without `findPages` page numbers are stand-ins.
     void MakeLines(std::function<bool(Story::TocAtt const& toc)> const& isWanted, bool findPages);
+
+    // The lines of all tables with the headings that they list; see `FindContentsLinks`.
+    std::vector<GeneratedLink> FindLinks() const;
 
     static constexpr int c_maximumPasses = 8;
 
@@ -37,6 +41,11 @@ private:
     void FindPages(std::vector<Heading>& headings) const;
     std::vector<Story::GeneratedParagraph> MakeTable(Table const& table, std::vector<Heading> const& headings,
                                                      bool hasPages) const;
+    // That of the style of a table; null without one.
+    Story::TocAttRef FindDefinition(Story::TocAtt const& toc) const;
+    // The own title of a table, else that of its style.
+    Kernel::String GetTitle(Story::TocAtt const& toc) const;
+    void AddLinks(std::vector<GeneratedLink>& links, Table const& table, std::vector<Heading> const& headings) const;
     // False when the text has such a story.
     bool SetStory(TextNode& text, Kernel::Counted<Story::Story> const& story, Story::StoryRange range);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/update_index_command.h"
 
+#include "engine/document/commands/index_paragraphs.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/index_preview.h"
 #include "platform/document/story_visitor.h"
@@ -14,33 +15,6 @@ namespace {
 using Story::IndexAtt;
 using AttRef = Kernel::Counted<IndexAtt const>;
 
-struct FoundIndex {
-    AttRef att;
-    // Whole paragraphs, with their separators.
-    Story::StoryRange range;
-};
-
-// The paragraphs in a row that belong to one index.
-std::vector<FoundIndex> FindIndices(Story::Story const& story) {
-    std::vector<FoundIndex> found;
-    std::uint32_t begin = 0;
-    bool goesOn = false;
-    for (std::size_t i = 0; i != story.GetParagraphCount(); ++i) {
-        auto const& paragraph = *story.GetParagraph(i);
-        auto const end = begin + paragraph.GetLength();
-        auto const att = IndexAtt::Of(*paragraph.GetAtts());
-        if (!att)
-            goesOn = false;
-        else if (goesOn && found.back().att->GetId() == att->GetId())
-            found.back().range.end = end;
-        else
-            found.push_back({att, {begin, end}});
-        goesOn = static_cast<bool>(att);
-        begin = end;
-    }
-    return found;
-}
-
 class IndexFinder final : public StoryVisitor {
 public:
     IndexFinder() : StoryVisitor(false) {}
@@ -52,33 +26,6 @@ protected:
             texts.push_back(GetTextNode());
     }
 };
-
-Story::IndexedPages GetPages(DocumentNode const& document) {
-    Story::IndexedPages pages;
-    IndexPreview const marks(document, false, true);
-    for (auto const& mark : marks.GetMarks()) {
-        if (mark->GetTopic() && !mark->GetPageLabel().empty())
-            pages[mark->GetTopic().get()].push_back(
-                {mark->GetPageNumber(), mark->GetPageLabel(), mark->GetStyleName()});
-    }
-    return pages;
-}
-
-Story::IndexSeparators GetSeparators(Story::Index const& index) {
-    Story::IndexSeparators separators;
-    auto const take = [&](std::string_view key, Story::GlyphString& text) {
-        if (auto const* const own = index.FindString(Kernel::String(key)))
-            text = *own;
-    };
-    take(UpdateIndexCommand::AfterTopicTag, separators.afterTopic);
-    take(UpdateIndexCommand::BetweenListItemsTag, separators.betweenListItems);
-    take(UpdateIndexCommand::BetweenRangesTag, separators.betweenRanges);
-    take(UpdateIndexCommand::BeforeCrossReferencesTag, separators.beforeCrossReferences);
-    take(UpdateIndexCommand::SeeTag, separators.see);
-    take(UpdateIndexCommand::SeeAlsoTag, separators.seeAlso);
-    take(UpdateIndexCommand::AfterCrossReferencesTag, separators.afterCrossReferences);
-    return separators;
-}
 
 // An index without entries keeps its place.
 std::vector<Story::GeneratedParagraph> MakeEmptyIndex(AttRef const& att) {
@@ -148,11 +95,11 @@ void UpdateIndexCommand::UpdateTexts(BeforeChange const& beforeChange) {
     IndexFinder finder;
     finder.Visit(Kernel::JailCounted<Node>(document.get()), {});
     auto const& index = document->GetIndex();
-    auto const separators = GetSeparators(index);
+    auto const separators = GetIndexSeparators(index);
     bool changed = !finder.texts.empty();
     for (int pass = 0; changed && pass != c_maximumPasses; ++pass) {
         changed = false;
-        auto const pages = GetPages(*document);
+        auto const pages = GetIndexedPages(IndexPreview(*document, false, true));
         for (auto const& text : finder.texts) {
             auto const story = text->GetStory()->Clone();
             for (auto const& found : std::views::reverse(FindIndices(*story))) {

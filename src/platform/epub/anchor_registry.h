@@ -26,6 +26,11 @@ public:
         Target target;
         Kernel::String label;
     };
+    // A part of a story that leads to a place.
+    struct Link {
+        Story::StoryRange range;
+        Target target;
+    };
     // Something to be marked in front of a glyph of a story.
     struct Mark {
         std::uint32_t index = 0;
@@ -43,6 +48,10 @@ public:
     // again keeps its first place.
     void RegisterAnchor(Kernel::String const& file, Kernel::Counted<Story::AnchorData const> const& anchor,
                         Story::StoryPos const& position);
+    // Of any glyph. The same place has one target.
+    Target RegisterPlace(Kernel::String const& file, Story::StoryPos const& position);
+    // The parts of one story that are registered do not overlap. Where the text has a link of its own, that one holds.
+    void RegisterLink(Story::StoryRef const& story, Story::StoryRange range, Target target);
     // A page of the document, from 0, that begins `offset` glyphs behind a position. `label`: its number as the
     // document shows it. A page that is registered again keeps its first place.
     void RegisterPage(Kernel::String const& file, int page, Kernel::String const& label,
@@ -54,6 +63,8 @@ public:
     std::vector<Page> GetPages() const;
     // In the order of the story; what was registered first comes first in one place.
     std::vector<Mark> GetMarks(Story::Story const& story) const;
+    // In the order of the story.
+    std::vector<Link> GetLinks(Story::Story const& story) const;
 
 private:
     struct State;

@@ -64,7 +64,8 @@ public:
     virtual bool Finish();
 
     // For handlePin, while ExportStory runs: at the place that it has come to. A story that is just being written is
-    // left out, so that texts that are pinned to one another end.
+    // left out, so that texts that are pinned to one another end, and so are those in `c_maximumDepth` others.
+    static constexpr std::size_t c_maximumDepth = 32;
     void WritePicture(Picture const& picture);
     void WriteStory(Kernel::Counted<Story::Story const> story);
 

@@ -24,6 +24,9 @@ struct GeneratedParagraph {
     std::vector<Run> runs;
 };
 
+// A text as a generated paragraph shows it: ends of paragraphs as line separators, and what is no character as U+FFFD.
+REDRAFT_ENGINE std::u32string CleanGeneratedText(std::u32string_view text);
+
 // Puts whole paragraphs in place of those that the range touches, and leaves all others alone. An empty range replaces
 // none: the new paragraphs stand in front of a paragraph that begins there, behind one that ends there, and else part
 // the paragraph that the place lies in, whose halves keep its attributes; the story's end is behind all of them.

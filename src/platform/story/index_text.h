@@ -52,6 +52,17 @@ struct IndexedPage {
     Kernel::String label;
     // The character style of the number; empty for that of its paragraph.
     Kernel::String styleName;
+    // The caller's number of the mark, which comes back with the page number.
+    std::size_t mark = 0;
+};
+// A page number in the text of an index.
+struct IndexPageNumber {
+    // Counts the index's paragraphs from 0.
+    std::size_t paragraph = 0;
+    // Of the glyphs in its text.
+    StoryRange range;
+    // Of the marks that the number stands for, the one that was given first.
+    std::size_t mark = 0;
 };
 // The pages of each topic, in any order, as often as they are marked.
 using IndexedPages = std::unordered_map<IndexTopic const*, std::vector<IndexedPage>>;
@@ -61,10 +72,11 @@ using IndexedPages = std::unordered_map<IndexTopic const*, std::vector<IndexedPa
 // out. Three or more pages in a row are a range where the index groups them; a page is named once for each style.
 // References read "See" where the topic has no page of its own, else "See also"; an index that expands them shows the
 // pages of the other topics instead of "See". Headings of sections are those of the language (ICU's AlphabeticIndex);
-// "#" heads what begins with no letter.
+// "#" heads what begins with no letter. `numbers` may be null; the page numbers are added to it in their order.
 REDRAFT_ENGINE std::vector<GeneratedParagraph> MakeIndexText(Index const& index, IndexedPages const& pages,
                                                              IndexSeparators const& separators,
                                                              Kernel::Counted<IndexAtt const> const& att,
-                                                             StyleSheet const& styles);
+                                                             StyleSheet const& styles,
+                                                             std::vector<IndexPageNumber>* numbers = nullptr);
 
 } // namespace Story
