@@ -52,6 +52,7 @@ private:
     };
     Staged MakeTemporaryFile(std::string const& name, std::string const& path);
     void RemoveStrays(std::string const& folder);
+    void WaitForDisk() const;
 
     Kernel::File m_open;
     std::vector<Staged> m_staged;
