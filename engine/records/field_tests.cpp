@@ -12,6 +12,8 @@ namespace {
 
 // In pieces, so that the longest field does not keep an abort waiting.
 bool Contains(std::string_view text, std::string_view part, AbortLook& look) {
+    if (part.empty())
+        return true;
     auto const piece = std::max<std::size_t>(AbortLook::c_workPerLook, 2 * part.size());
     while (text.size() > piece) {
         if (memmem(text.data(), piece, part.data(), part.size()) != nullptr)
@@ -20,7 +22,8 @@ bool Contains(std::string_view text, std::string_view part, AbortLook& look) {
         text.remove_prefix(piece - part.size());
     }
     look.Spend(text.size());
-    return part.empty() || memmem(text.data(), text.size(), part.data(), part.size()) != nullptr;
+    // An empty field may have no address at all.
+    return !text.empty() && memmem(text.data(), text.size(), part.data(), part.size()) != nullptr;
 }
 
 bool IsByValue(DataMergeRuleOperator comparison) {
