@@ -17,30 +17,22 @@ REDRAFT_API void NotifyOfFilters(DocumentCommand const& command, Kernel::Counted
 // source, and Do has the fields of the document show what comes out. T says what it changes, in `void Apply()`, which
 // goes by the direction; the list of T's fields names m_source and m_updatePreviewCommand.
 template <class T>
-class DataMergeFilterCommand : public Persisted<T, DocumentCommand> {
+class DataMergeFilterCommand : public Persisted<T, DataMergeUpdateCommand> {
 public:
     void Do() override {
         ApplyAndUpdate(DomainCommand::Direction::Do);
-        m_updatePreviewCommand = DoUpdatePreview(*this, m_source);
+        this->m_updatePreviewCommand = DoUpdatePreview(*this, m_source);
     }
     void Undo() override {
         ApplyAndUpdate(DomainCommand::Direction::Undo);
-        UndoUpdatePreview(m_updatePreviewCommand);
+        UndoUpdatePreview(this->m_updatePreviewCommand);
     }
     void Redo() override {
         ApplyAndUpdate(DomainCommand::Direction::Redo);
-        RedoUpdatePreview(m_updatePreviewCommand);
+        RedoUpdatePreview(this->m_updatePreviewCommand);
     }
     void Notify(Kernel::NotificationList& notifications) override {
-        NotifyOfFilters(*this, m_source, m_updatePreviewCommand, notifications);
-    }
-    DomainCommand::ProgressType GetProgressType() const override { return DomainCommand::ProgressType::Bar; }
-    int GetProgressInterval() const override { return 1000; }
-    bool* GetProgressAbortPointer() const override { return &m_abort; }
-    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
-    void PostLoad(Kernel::NonCounted<DocumentController> controller) override {
-        PostLoadUpdatePreview(m_updatePreviewCommand, controller);
-        DocumentCommand::PostLoad(controller);
+        NotifyOfFilters(*this, m_source, this->m_updatePreviewCommand, notifications);
     }
 
 protected:
@@ -48,7 +40,6 @@ protected:
     explicit DataMergeFilterCommand(Kernel::JailCounted<DataMergeSource> source) : m_source(std::move(source)) {}
 
     Kernel::JailCounted<DataMergeSource> m_source;
-    Kernel::Counted<SetDataMergePreviewCommand> m_updatePreviewCommand;
 
 private:
     void ApplyAndUpdate(DomainCommand::Direction direction) {
@@ -57,9 +48,6 @@ private:
         static_cast<T&>(*this).Apply();
         UpdateFilters(*this, source);
     }
-
-    // Set by whoever shows the progress.
-    mutable bool m_abort = false;
 };
 
 } // namespace Commands

@@ -54,4 +54,9 @@ void NotifyOfUpdatePreview(DocumentCommand const& command, Kernel::Counted<SetDa
     preview->Notify(notifications);
 }
 
+void DataMergeUpdateCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
+    PostLoadUpdatePreview(m_updatePreviewCommand, controller);
+    DocumentCommand::PostLoad(controller);
+}
+
 } // namespace Commands

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/document/command.h"
-
-class DataMergeSource;
-class SetDataMergePreviewCommand;
+#include "platform/document/set_data_merge_preview_command.h"
 
 namespace Commands {
 
@@ -28,5 +25,23 @@ REDRAFT_API void PostLoadUpdatePreview(Kernel::Counted<SetDataMergePreviewComman
 REDRAFT_API void NotifyOfUpdatePreview(DocumentCommand const& command,
                                        Kernel::Counted<SetDataMergePreviewCommand> const& preview,
                                        Kernel::NotificationList& notifications);
+
+// Base of the commands that take a source through its filters: how that is watched and stopped, and the command that
+// has fields show what comes out, which is made by Do.
+class REDRAFT_API DataMergeUpdateCommand : public DocumentCommand {
+public:
+    ProgressType GetProgressType() const override { return ProgressType::Bar; }
+    int GetProgressInterval() const override { return 1000; }
+    bool* GetProgressAbortPointer() const override { return &m_abort; }
+    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
+    void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
+
+protected:
+    Kernel::Counted<SetDataMergePreviewCommand> m_updatePreviewCommand;
+
+private:
+    // Set by whoever shows the progress.
+    mutable bool m_abort = false;
+};
 
 } // namespace Commands

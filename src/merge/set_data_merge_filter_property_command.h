@@ -27,25 +27,26 @@ inline constexpr auto c_dataMergeEnumNames<DataMergeProcessFilter::Action> =
 // and has the fields of the document show what comes out. F is the object's class, V the value's type. A derived class
 // says how the property is read and written.
 template <class F, class V>
-class SetDataMergeFilterPropertyCommand : public Persisted<SetDataMergeFilterPropertyCommand<F, V>, DocumentCommand> {
+class SetDataMergeFilterPropertyCommand
+    : public Persisted<SetDataMergeFilterPropertyCommand<F, V>, DataMergeUpdateCommand> {
 public:
     void Do() override {
         this->SetDirection(DomainCommand::Direction::Do);
         m_oldPreviewRow = RequireSource(m_source).GetPreviewRow();
         m_oldValue = GetValue(RequireTarget());
         Put(m_newValue);
-        m_updatePreviewCommand = DoUpdatePreview(*this, m_source);
+        this->m_updatePreviewCommand = DoUpdatePreview(*this, m_source);
     }
     void Undo() override {
         this->SetDirection(DomainCommand::Direction::Undo);
         Put(m_oldValue);
         m_source->SetPreviewRow(m_oldPreviewRow);
-        UndoUpdatePreview(m_updatePreviewCommand);
+        UndoUpdatePreview(this->m_updatePreviewCommand);
     }
     void Redo() override {
         this->SetDirection(DomainCommand::Direction::Redo);
         Put(m_newValue);
-        RedoUpdatePreview(m_updatePreviewCommand);
+        RedoUpdatePreview(this->m_updatePreviewCommand);
     }
     void Notify(Kernel::NotificationList& notifications) override {
         auto const controller = this->GetDocumentController();
@@ -53,7 +54,7 @@ public:
             m_warnings->Notify(notifications, controller);
         notifications.push_back(
             Kernel::MakeCounted<DataMergeFilterOptionsChangedNotification>(controller, this->m_preview, m_source));
-        NotifyOfUpdatePreview(*this, m_updatePreviewCommand, notifications);
+        NotifyOfUpdatePreview(*this, this->m_updatePreviewCommand, notifications);
     }
     // Required: commands merge whether or not they are previews.
     bool Merge(Kernel::Counted<Command const> newer) override {
@@ -63,14 +64,6 @@ public:
             return false;
         m_newValue = other->m_newValue;
         return true;
-    }
-    DomainCommand::ProgressType GetProgressType() const override { return DomainCommand::ProgressType::Bar; }
-    int GetProgressInterval() const override { return 1000; }
-    bool* GetProgressAbortPointer() const override { return &m_abort; }
-    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
-    void PostLoad(Kernel::NonCounted<DocumentController> controller) override {
-        PostLoadUpdatePreview(m_updatePreviewCommand, controller);
-        DocumentCommand::PostLoad(controller);
     }
 
 protected:
@@ -117,9 +110,6 @@ private:
     }
 
     std::uint32_t m_oldPreviewRow = 0;
-    // Set by whoever shows the progress.
-    mutable bool m_abort = false;
-    Kernel::Counted<SetDataMergePreviewCommand> m_updatePreviewCommand;
     Kernel::Counted<DataMergeWarningSink const> m_warnings;
 };
 

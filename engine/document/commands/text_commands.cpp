@@ -454,32 +454,6 @@ Kernel::Counted<DocumentCommand> ExpandFieldGlyphCommand::Clone() const {
 
 // SetCustomFieldValueCommand
 
-namespace {
-
-// The texts of a tree that show a field.
-class FieldFinder final : public StoryVisitor {
-public:
-    explicit FieldFinder(Kernel::String const& guid) : StoryVisitor(false), m_guid(guid) {}
-    std::vector<Kernel::Counted<Node>> texts;
-
-protected:
-    void ReceiveStory(Kernel::NonCounted<Story::Story const> story) override {
-        bool isShown = false;
-        story->VisitObjects(story->GetAll(), [&](std::uint32_t, Kernel::Counted<Story::Glyph const> const& glyph) {
-            auto const* const field = Kernel::CastPointer<Story::CustomFieldGlyph const>(glyph.get());
-            isShown = field != nullptr && field->GetCustomFieldGuid() == m_guid;
-            return !isShown;
-        });
-        if (isShown)
-            texts.emplace_back(GetTextNode());
-    }
-
-private:
-    Kernel::String const& m_guid;
-};
-
-} // namespace
-
 SetCustomFieldValueCommand::SetCustomFieldValueCommand(Kernel::String guid, Kernel::String value)
     : m_guid(std::move(guid)), m_value(std::move(value)) {}
 
@@ -489,14 +463,16 @@ Kernel::LocalisedString SetCustomFieldValueCommand::GetDescription() const {
 
 void SetCustomFieldValueCommand::Set(Kernel::String const& value) {
     auto const document = m_documentController->GetDocument();
-    FieldFinder finder(m_guid);
-    finder.Visit(Kernel::JailCounted<Node>(document.get()), {});
+    auto const texts = FindTextsWithObject(*document, [&](Story::Glyph const& object) {
+        auto const* const field = Kernel::CastPointer<Story::CustomFieldGlyph const>(&object);
+        return field != nullptr && field->GetCustomFieldGuid() == m_guid;
+    });
     m_areas.Around([&] {
-        for (auto const& text : finder.texts)
+        for (auto const& text : texts)
             m_areas.Note(*Kernel::CastPointer<TextNode>(text.get()));
         document->GetCustomFieldSource().SetFieldValue(m_guid, value);
     });
-    m_shownIn = Kernel::MakeCounted<Selection const>(finder.texts);
+    m_shownIn = Kernel::MakeCounted<Selection const>(texts);
 }
 
 void SetCustomFieldValueCommand::Do() {

@@ -8,39 +8,15 @@
 #include "platform/kernel/cast.h"
 #include "platform/story/field_glyphs.h"
 
-namespace {
-
-// The texts of a tree that show fields of a source.
-class ShowingTexts final : public StoryVisitor {
-public:
-    explicit ShowingTexts(Kernel::String const& guid) : StoryVisitor(false), m_guid(guid) {}
-    std::vector<Kernel::Counted<Node>> texts;
-
-protected:
-    void ReceiveStory(Kernel::NonCounted<Story::Story const> story) override {
-        bool isShown = false;
-        story->VisitObjects(story->GetAll(), [&](std::uint32_t, Kernel::Counted<Story::Glyph const> const& glyph) {
-            auto const* const field = Kernel::CastPointer<Story::MergeFieldGlyph const>(glyph.get());
-            isShown = field != nullptr && field->GetSource() == m_guid;
-            return !isShown;
-        });
-        if (isShown)
-            texts.emplace_back(GetTextNode());
-    }
-
-private:
-    Kernel::String const& m_guid;
-};
-
-} // namespace
-
 void MergeFieldAreas::Begin(DocumentNode& document, DataMergeSource const& source) {
-    ShowingTexts showing(source.GetGuid());
-    showing.Visit(Kernel::JailCounted<Node>(&document), {});
+    auto const texts = FindTextsWithObject(document, [&](Story::Glyph const& object) {
+        auto const* const field = Kernel::CastPointer<Story::MergeFieldGlyph const>(&object);
+        return field != nullptr && field->GetSource() == source.GetGuid();
+    });
     m_textAreas.Begin();
-    for (auto const& text : showing.texts)
+    for (auto const& text : texts)
         m_textAreas.Note(*Kernel::CastPointer<TextNode>(text.get()));
-    m_texts = Kernel::MakeCounted<Selection const>(showing.texts);
+    m_texts = Kernel::MakeCounted<Selection const>(texts);
     m_hasBegun = true;
 }
 

@@ -42,3 +42,35 @@ void StoryVisitor::ReceiveTextNode(Kernel::NonCounted<TextNode> text) {
     auto const story = text->GetStory();
     ReceiveStory(Kernel::NonCounted<Story::Story const>(story));
 }
+
+namespace {
+
+class ObjectFinder final : public StoryVisitor {
+public:
+    explicit ObjectFinder(std::function<bool(Story::Glyph const& object)> const& isWanted)
+        : StoryVisitor(false), m_isWanted(isWanted) {}
+    std::vector<Kernel::Counted<Node>> texts;
+
+protected:
+    void ReceiveStory(Kernel::NonCounted<Story::Story const> story) override {
+        bool isFound = false;
+        story->VisitObjects(story->GetAll(), [&](std::uint32_t, Kernel::Counted<Story::Glyph const> const& glyph) {
+            isFound = m_isWanted(*glyph);
+            return !isFound;
+        });
+        if (isFound)
+            texts.emplace_back(GetTextNode());
+    }
+
+private:
+    std::function<bool(Story::Glyph const& object)> const& m_isWanted;
+};
+
+} // namespace
+
+std::vector<Kernel::Counted<Node>>
+FindTextsWithObject(Node& top, std::function<bool(Story::Glyph const& object)> const& isWanted) {
+    ObjectFinder finder(isWanted);
+    finder.Visit(Kernel::JailCounted<Node>(&top), {});
+    return std::move(finder.texts);
+}

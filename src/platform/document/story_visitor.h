@@ -5,6 +5,9 @@
 #include "platform/document/selection.h"
 #include "platform/document/visited_stories.h"
 
+#include <functional>
+#include <vector>
+
 // Walks over the stories of a node tree, in the order of the tree: each story once, at the first of its nodes that the
 // walk meets.
 class REDRAFT_ENGINE StoryVisitor : public DOMVisitorT<StoryVisitor> {
@@ -32,3 +35,7 @@ private:
     VisitedStories m_visited;
     Kernel::Counted<TextNode> m_text;
 };
+
+// The texts of a tree, hidden ones too, that have an object of some kind, each by the first node that shows it.
+REDRAFT_ENGINE std::vector<Kernel::Counted<Node>>
+FindTextsWithObject(Node& top, std::function<bool(Story::Glyph const& object)> const& isWanted);

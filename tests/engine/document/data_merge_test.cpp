@@ -11,6 +11,8 @@
 #include "platform/raster/bitmap_image.h"
 #include "platform/story/field_glyphs.h"
 
+#include "tests/engine/document/shown_text.h"
+
 #include <atomic>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -24,22 +26,6 @@ using Source = Kernel::Counted<DataMergeSource>;
 namespace Files = std::filesystem;
 
 constexpr char c_people[] = "name,city,age\nAda,London,36\nEmmy,Erlangen,53\nSofja,Stockholm,41\n";
-
-// The text of a node as it shows.
-std::string Shown(TextNode const& text) {
-    std::string shown;
-    auto const frame = text.MakeComposedText();
-    for (auto const& column : *frame) {
-        for (auto const& line : *column) {
-            for (std::uint32_t i = 0; i != line.GetSize(); ++i) {
-                auto const c = line.GetCharacter(i);
-                if (c != Story::c_objectCharacter && !Story::IsHardBreakCharacter(c))
-                    shown += static_cast<char>(c);
-            }
-        }
-    }
-    return shown;
-}
 
 std::string GetWords(TextNode const& text) {
     return text.GetStory()->GetString(text.GetStory()->GetClientAll()).ToStdString();

@@ -9,6 +9,8 @@
 #include "platform/kernel/exception.h"
 #include "platform/story/field_glyphs.h"
 
+#include "tests/engine/document/shown_text.h"
+
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -17,22 +19,6 @@ namespace {
 
 using Frame = Kernel::Counted<FrameTextNode>;
 using Kernel::String;
-
-// The text of a node as it shows, objects replaced by what they show.
-std::string Shown(TextNode const& text) {
-    std::string shown;
-    auto const frame = text.MakeComposedText();
-    for (auto const& column : *frame) {
-        for (auto const& line : *column) {
-            for (std::uint32_t i = 0; i != line.GetSize(); ++i) {
-                auto const c = line.GetCharacter(i);
-                if (c != Story::c_objectCharacter && !Story::IsHardBreakCharacter(c))
-                    shown += static_cast<char>(c);
-            }
-        }
-    }
-    return shown;
-}
 
 class TextFields : public testing::Test {
 protected:
