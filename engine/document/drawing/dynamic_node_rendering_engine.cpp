@@ -9,11 +9,6 @@
 
 #include <cmath>
 
-QuorinController& QuorinController::GetInstance() {
-    static QuorinController s_instance;
-    return s_instance;
-}
-
 struct DynamicNodeRenderingEngine::Settings {
     Kernel::Counted<Node const> node;
     Node::NodeRenderOptions options;

@@ -2,41 +2,12 @@
 #pragma once
 
 #include "platform/document/document_notification.h"
+#include "platform/document/ostra_ai_command.h"
 #include "platform/kernel/string.h"
+#include "platform/learning/remote_inference.h"
 
 #include <cstdint>
 #include <optional>
-
-namespace Learning {
-
-// The values that go to and come from a remote model. The service gives them their meaning.
-class REDRAFT_ENGINE RemoteInference {
-public:
-    enum class TextToImageAspect : std::uint32_t {};
-    enum class TextToImageGuidanceMode : std::uint32_t {};
-    enum class GenerationStyle : std::uint32_t { Vector = 8 };
-
-    // How a request ended.
-    struct Result {
-        // 0: it was answered.
-        int code = 0;
-        // For the user, when it was not.
-        Kernel::String detail;
-    };
-
-    // A model that the service offers.
-    struct TextToImageModel {
-        Kernel::String texts[4];
-        std::uint32_t numbers[2] = {};
-        std::uint8_t options[7] = {};
-        friend bool operator==(TextToImageModel const&, TextToImageModel const&) = default;
-    };
-};
-
-} // namespace Learning
-
-// Where in the user interface a request to a remote model came from; 0 when nobody told. Stored and handed on only.
-enum class OstraAICommandSource : std::uint32_t { Unknown = 0 };
 
 // A request to a remote model has ended, well or not. Whoever made it sets what it knows.
 class REDRAFT_ENGINE AIOperationCompletedNotification : public Kernel::Notification {
