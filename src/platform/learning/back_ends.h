@@ -71,7 +71,8 @@ public:
 using Matte = Raster::Buffer<Raster::Alpha8, Raster::X2, Raster::X3, Raster::X4, Raster::X5>;
 
 // A remover that only tells how much of each pixel belongs to the subject. The answer is the image itself, in its own
-// format and colours, with alpha times that.
+// format and colours, with alpha times that; tiles whose alpha does not change stay shared. Masks are taken as black
+// pictures with that alpha. Code TooLarge for images of more than 2^27 pixels.
 class REDRAFT_ENGINE MatteRemover : public BackgroundRemover {
 public:
     RemoteInference::Result RemoveBackground(Kernel::Counted<Raster::DynamicBitmap const> image,
