@@ -2,6 +2,8 @@
 #include "platform/document/compound_command.h"
 
 #include "platform/document/document_controller.h"
+#include "platform/document/ostra_ai_command.h"
+#include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
 
 #include <algorithm>
@@ -20,6 +22,8 @@ void CompoundCommand::SetDescription(Kernel::LocalisedString description) {
 }
 
 void CompoundCommand::AppendCommand(Kernel::Counted<DocumentCommand> command) {
+    if (dynamic_cast<OstraAICommand const*>(command.get()) != nullptr)
+        throw Kernel::Exception("a command that asks a model cannot be a part of another one");
     m_commands.Append(std::move(command));
     MarkChanged();
 }

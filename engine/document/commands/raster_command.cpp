@@ -61,6 +61,12 @@ void RasterCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& n
 
 bool RasterCommand::Merge(Kernel::Counted<Command const>) { return false; }
 
+void RasterCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
+    SelectionCommandWithSingleInterface::PostLoad(controller);
+    if (!m_selection)
+        m_selectionResolved = true;
+}
+
 DomainCommand::ProgressType RasterCommand::GetProgressType() const { return ProgressType::None; }
 
 bool RasterCommand::CanFadeRewind() const { return true; }

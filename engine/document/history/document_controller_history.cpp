@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/history/at_spread.h"
 #include "engine/document/history/other_document.h"
+#include "engine/document/history/run_do.h"
 #include "engine/document/history/stored_size.h"
 #include "platform/document/compound_command.h"
 #include "platform/document/document_controller.h"
@@ -48,7 +49,7 @@ void DocumentController::Perform(Kernel::Counted<DocumentCommand>&& owned, Kerne
     Bind(command);
     RefuseOtherDocument(command, *m_document);
     command.ClearAbortFlag();
-    EditJournal::RunOrRollBack([&] { command.DoAndUpdateCaches(); });
+    RunDo(command);
     // The document has changed: whatever fails from here on, the command has its place in the history.
     std::exception_ptr failure;
     try {

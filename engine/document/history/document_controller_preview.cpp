@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/history/at_spread.h"
 #include "engine/document/history/other_document.h"
+#include "engine/document/history/run_do.h"
 #include "platform/document/edit_journal.h"
 #include "platform/kernel/exception.h"
 
@@ -51,7 +52,7 @@ void DocumentController::ShowPreview(Kernel::Counted<DocumentCommand> const& com
 void DocumentController::DoPreview(Kernel::Counted<DocumentCommand> const& command,
                                    Kernel::NotificationList& notifications) {
     command->ClearAbortFlag();
-    EditJournal::RunOrRollBack([&] { command->DoAndUpdateCaches(); });
+    RunDo(*command);
     m_preview = command;
     m_previewSpread = m_currentSpread;
     command->NotifyWithCacheUpdates(notifications);

@@ -1,9 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/history.h"
 
+#include "platform/document/ostra_ai_command.h"
+#include "platform/document/raster_command.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/field_value.h"
+
+namespace {
+
+// The stored form of a command that asks a model about pixels has neither its selection nor what it keeps for undo: the
+// entry has them in its place. Null for every other command.
+RasterCommand* FindUnstored(Kernel::Serialisable* command) {
+    return dynamic_cast<OstraAICommand*>(command) == nullptr ? nullptr : Kernel::CastPointer<RasterCommand>(command);
+}
+
+} // namespace
 
 HistoryEntry::HistoryEntry(Kernel::Counted<DocumentCommand> const& command, Kernel::JailCounted<SpreadNode> spread)
     : m_spread(std::move(spread)) {
@@ -26,16 +38,20 @@ void HistoryEntry::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Ctxt", m_description.GetContext());
     if (m_spread)
         Kernel::SaveValue(out, "Sprd", m_spread);
+    if (auto const* const unstored = FindUnstored(m_command.get()))
+        unstored->RasterCommand::Save(out);
 }
 
-bool HistoryEntry::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
+bool HistoryEntry::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
     Kernel::String text, context;
     Kernel::LoadValue(in, "Comm", m_command);
     Kernel::LoadValue(in, "Text", text);
     Kernel::LoadValue(in, "Ctxt", context);
     Kernel::LoadValue(in, "Sprd", m_spread);
     m_description = Kernel::LocalisedString(std::move(text), std::move(context));
-    return true;
+    // Whether the command itself has been read yet makes no difference: it reads none of this.
+    auto* const unstored = FindUnstored(m_command.get());
+    return unstored == nullptr || unstored->RasterCommand::Load(in, files, version);
 }
 
 History::~History() = default;

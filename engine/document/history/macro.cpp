@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_controller.h"
+#include "platform/document/ostra_ai_command.h"
 #include "platform/kernel/field_value.h"
 
 #include <algorithm>
 
 void Macro::Record(Kernel::NonCounted<DocumentCommand const> command) {
-    if (!command->ShouldStackForMacro())
+    // Commands that ask a model cannot be parts of another command: whether they are steps shows when they have run.
+    if (!command->ShouldStackForMacro() || dynamic_cast<OstraAICommand const*>(command.get()) != nullptr)
         return;
     auto clone = command->Clone();
     if (!clone || (!m_commands.empty() && m_commands.back()->MacroMerge(clone)))

@@ -32,7 +32,7 @@ public:
     void GetNewNodes(std::vector<Kernel::Counted<Node>>& nodes) const override;
 
     std::vector<Kernel::Counted<DocumentCommand>> const& GetCommands() const { return m_commands.Get(); }
-    // A child that has not run; it runs with the compound.
+    // A child that has not run; it runs with the compound. Exception for a command that asks a model (OstraAICommand).
     void AppendCommand(Kernel::Counted<DocumentCommand> command);
     // Without it a compound is a "Compound Command".
     void SetDescription(Kernel::LocalisedString description);

@@ -16,6 +16,8 @@ public:
     // False: an effect acts on what the one before it has left.
     bool Merge(Kernel::Counted<Command const> newer) override;
     ProgressType GetProgressType() const override;
+    // A stored step whose selection is missing works on nothing, and not on what is selected when it is undone.
+    void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
 
     static Kernel::ClassProperties const* GetTypeClassProperties();
     void Save(Kernel::OutSerialiser& out) const override;
