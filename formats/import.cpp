@@ -196,6 +196,10 @@ ImportedText ReadMarkdownFile(Call const& call) {
     if (markdown.html != 0)
         call.Add(Note::Kind::NotTakenOver,
                  "HTML: " + std::to_string(markdown.html) + " (first " + markdown.firstHtml + ")");
+    if (!markdown.unusedNotes.empty())
+        call.Add(Note::Kind::NotTakenOver,
+                 "notes that the text does not refer to: " + std::to_string(markdown.unusedNotes.size()) + " (first " +
+                     markdown.unusedNotes.front() + ")");
     return std::move(markdown.text);
 }
 

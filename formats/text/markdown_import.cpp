@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/text/markdown_import.h"
 
+#include "formats/text/markdown_notes.h"
 #include "formats/text/text_styles.h"
 #include "platform/document/pinned_node.h"
 #include "platform/kernel/exception.h"
 #include "platform/story/hyperlink.h"
+#include "platform/story/note.h"
 #include "platform/story/numberer.h"
 
 #include <algorithm>
@@ -83,11 +85,20 @@ LineReach MeasureLine(Story::GlyphAttsRef const& atts) {
     return {1, 0};
 }
 
+NodePtr Parse(std::string const& markdown) {
+    NodePtr root(cmark_parse_document(markdown.data(), markdown.size(), CMARK_OPT_DEFAULT), &cmark_node_free);
+    if (!root)
+        throw std::bad_alloc();
+    // Brackets are nodes of their own at first.
+    cmark_consolidate_text_nodes(root.get());
+    return root;
+}
+
 // Walks the parser's tree and writes the story.
 class MarkdownReader {
 public:
-    explicit MarkdownReader(MarkdownOptions const& options)
-        : m_options(options), m_story(Kernel::MakeCounted<Story::Story>()), m_sink(m_story) {
+    MarkdownReader(MarkdownOptions const& options, std::map<std::string, std::string, std::less<>> const& notes)
+        : m_options(options), m_notes(notes), m_story(Kernel::MakeCounted<Story::Story>()), m_sink(m_story) {
         m_result.text.headings = 0;
     }
 
@@ -156,7 +167,7 @@ private:
             m_goesOn = false;
             break;
         case CMARK_NODE_TEXT:
-            AddText(Story::DecodeUtf8(GetLiteral(node)).text);
+            AddWords(GetLiteral(node));
             break;
         case CMARK_NODE_SOFTBREAK:
             AddText(U" ");
@@ -376,24 +387,66 @@ private:
             m_imageText += text;
             return;
         }
+        // Spaces at a paragraph's begin, as behind a picture, show nothing.
+        if (m_isParagraphDue)
+            text.erase(0, std::min(text.find_first_not_of(U" \t\u2028"), text.size()));
         if (text.empty())
             return;
-        if (m_isParagraphDue) {
-            // Spaces at a paragraph's begin, as behind a picture, show nothing.
-            text.erase(0, std::min(text.find_first_not_of(U" \t\u2028"), text.size()));
-            if (text.empty())
-                return;
-            if (m_headingLevel != 0) {
-                BeginParagraph(GetHeadingStyleName(m_headingLevel));
-                ++*m_result.text.headings;
-            } else {
-                BeginParagraph(GetBodyStyle());
-                m_goesOn = true;
-            }
-        }
+        BeginDueParagraph();
         m_hasLinkText = true;
         m_sink.SetGlyphAtts(GetGlyphAtts());
         Put(text);
+    }
+
+    void BeginDueParagraph() {
+        if (!m_isParagraphDue)
+            return;
+        if (m_headingLevel != 0) {
+            BeginParagraph(GetHeadingStyleName(m_headingLevel));
+            ++*m_result.text.headings;
+        } else {
+            BeginParagraph(GetBodyStyle());
+            m_goesOn = true;
+        }
+    }
+
+    // Words with references to notes among them.
+    void AddWords(std::string_view words) {
+        while (auto const reference = FindNoteReference(words)) {
+            auto const note = m_notes.find(reference->label);
+            auto const end = note == m_notes.end() ? reference->end : reference->begin;
+            AddText(Story::DecodeUtf8(words.substr(0, end)).text);
+            if (note != m_notes.end())
+                AddNote(note->first, note->second);
+            words.remove_prefix(reference->end);
+        }
+        AddText(Story::DecodeUtf8(words).text);
+    }
+
+    // A note that is referred to more than once is there as often.
+    void AddNote(std::string const& label, std::string const& text) {
+        constexpr std::size_t c_mostNoteBytes = std::size_t{64} << 20;
+        if (m_images != 0)
+            return;
+        m_noteBytes += text.size() + 1;
+        if (m_noteBytes > c_mostNoteBytes)
+            throw Kernel::Exception("refers too often to its notes, such as " + label);
+        m_result.usedNotes.insert(label);
+        MarkdownOptions options = m_options;
+        // A picture needs a place on a page, which a note has not.
+        options.loadPicture = {};
+        auto const note = Parse(text);
+        std::map<std::string, std::string, std::less<>> const none;
+        auto read = MarkdownReader(options, none).Read(*note);
+        if (m_result.html == 0)
+            m_result.firstHtml = read.firstHtml;
+        m_result.html += read.html;
+        BeginDueParagraph();
+        m_hasLinkText = true;
+        m_sink.SetGlyphAtts(GetGlyphAtts());
+        m_sink.Add(Kernel::Counted<Story::Glyph const>(Kernel::MakeCounted<Story::NoteGlyph>(
+            Story::NoteGlyph::Kind::Footnote, Kernel::Counted<Story::Story const>(read.text.story))));
+        ++m_length;
     }
 
     void AddCodeBlock(std::string const& literal) {
@@ -583,6 +636,10 @@ private:
     static constexpr double c_looseSpace = 6;
 
     MarkdownOptions const& m_options;
+    // Their Markdown by their labels.
+    std::map<std::string, std::string, std::less<>> const& m_notes;
+    // Of all notes so far.
+    std::size_t m_noteBytes = 0;
     ImportedMarkdown m_result;
     Kernel::Counted<Story::Story> m_story;
     Story::GlyphSink m_sink;
@@ -624,13 +681,15 @@ private:
 
 ImportedMarkdown ReadMarkdown(std::span<std::byte const> bytes, MarkdownOptions const& options) {
     auto decoded = DecodeFile(bytes, options.encoding);
-    auto const source = Tame(decoded.text);
+    auto const source = TakeNotes(Tame(decoded.text));
     options.work.CheckAbort();
-    NodePtr const root(cmark_parse_document(source.data(), source.size(), CMARK_OPT_DEFAULT), &cmark_node_free);
-    if (!root)
-        throw std::bad_alloc();
+    auto const root = Parse(source.text);
     options.work.CheckAbort();
-    auto result = MarkdownReader(options).Read(*root);
+    auto result = MarkdownReader(options, source.notes).Read(*root);
+    for (auto const& [label, text] : source.notes) {
+        if (!result.usedNotes.contains(label))
+            result.unusedNotes.push_back(label);
+    }
     result.text.replaced = decoded.replaced;
     result.text.recognised = std::move(decoded.recognised);
     return result;

@@ -4,6 +4,7 @@
 #include "formats/text/text_import.h"
 
 #include <functional>
+#include <set>
 
 namespace Formats {
 
@@ -27,10 +28,13 @@ struct ImportedMarkdown {
     // Elements of HTML, which are left out, and the first of them.
     std::size_t html = 0;
     std::string firstHtml;
+    // Labels of the notes that the text refers to, and of those that it does not.
+    std::set<std::string> usedNotes;
+    std::vector<std::string> unusedNotes;
 };
 
-// Reads CommonMark. Throws Kernel::Exception for an encoding that is not known and for text that would take a parser
-// far more time than its length.
+// Reads CommonMark, with notes as markdown_notes.h has them. Throws Kernel::Exception for an encoding that is not known
+// and for text that would take a parser far more time than its length.
 ImportedMarkdown ReadMarkdown(std::span<std::byte const> bytes, MarkdownOptions const& options);
 
 } // namespace Formats

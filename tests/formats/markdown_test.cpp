@@ -5,6 +5,7 @@
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/story/hyperlink.h"
+#include "platform/story/note.h"
 #include "platform/story/numberer.h"
 #include "tests/formats/files.h"
 
@@ -177,9 +178,48 @@ TEST_F(Markdown, LeavesHtmlOutAndTellsOfIt) {
     EXPECT_EQ(GetNotes(), (Lines{"HTML: 2 (first <div>)"}));
 }
 
-TEST_F(Markdown, ShowsNotesAsTheyAreWritten) {
-    Import("word[^1]\n\n[^1]: a note of words\n");
-    EXPECT_EQ(GetText(), "word[^1]\n[^1]: a note of words");
+// The notes' texts by their places in the story.
+std::vector<std::string> GetNoteTexts(Story::Story const& story) {
+    std::vector<std::string> texts;
+    for (std::uint32_t i = 0; i != story.GetLength(); ++i) {
+        auto const glyph = story.GetGlyph(i);
+        auto const* const note = Kernel::CastPointer<Story::NoteGlyph const>(glyph.get());
+        if (note == nullptr)
+            continue;
+        auto const own = note->GetStory();
+        texts.push_back(own->GetString(own->GetClientAll()).ToStdString());
+    }
+    return texts;
+}
+
+TEST_F(Markdown, TakesNotesOutOfTheTextAndPutsThemWhereTheyAreReferredTo) {
+    Import("[^b]One[^a] two `[^a]` and [^none].\n\n"
+           "[^a]: The *first*\nnote.\n\n    Its second paragraph.\n\nMore text.\n[^not]: lazy\n\n"
+           "```\n[^b]: code\n```\n[^b]: b\n[^c]: is not used\n[^a]: comes too late\n");
+    auto const story = GetFrame().GetStory();
+    auto const notes = GetNoteTexts(*story);
+    ASSERT_EQ(2u, notes.size());
+    EXPECT_EQ("b", notes[0]);
+    EXPECT_EQ("The first note.\nIts second paragraph.", notes[1]);
+    auto const lines = GetParagraphs();
+    ASSERT_EQ(3u, lines.size());
+    EXPECT_NE(lines[0].npos, lines[0].find(" two [^a] and"));
+    EXPECT_NE(lines[0].npos, lines[0].find("[^none]."));
+    EXPECT_EQ("Body Text: More text.", lines[1]);
+    EXPECT_EQ("Code Block: [^b]: code", lines[2]);
+    EXPECT_EQ("notes that the text does not refer to: 2 (first c)", GetNotes().front());
+}
+
+TEST_F(Markdown, NotesStandInHeadingsListsAndLinksAndHaveNoneThemselves) {
+    Import("# Title[^1]\n\n- item[^1]\n\n[words[^1]](http://example.org/)\n\n[^1]: see [^1] ![p](p.png)\n");
+    EXPECT_EQ(std::vector<std::string>(3, "see [^1] [p]"), GetNoteTexts(*GetFrame().GetStory()));
+}
+
+TEST_F(Markdown, RefusesNotesThatWouldFillTheMemory) {
+    std::string text = "[^1]: " + std::string(1 << 20, 'x') + "\n\n";
+    for (int i = 0; i != 80; ++i)
+        text += "[^1]\n\n";
+    EXPECT_THROW(Import(text), Kernel::Exception);
 }
 
 TEST_F(Markdown, ReplacesMalformedTextAsOtherTextDoes) {
