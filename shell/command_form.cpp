@@ -56,7 +56,8 @@ CommandForm MakeForm(
 CommandEntry MakeEntry(CommandCard const& card) {
     CommandEntry entry;
     entry.className = card.className;
-    entry.shortName = MakeShortName(card.className);
+    entry.plainName = MakeShortName(card.className);
+    entry.shortName = card.outsideName.empty() ? entry.plainName : std::string(card.outsideName);
     for (auto const& form : card.forms)
         entry.forms.push_back(
             MakeForm(form.arguments, form.takesSelection,

@@ -42,6 +42,8 @@ struct CommandEntry {
     // the name of what it does here.
     std::string className;
     std::string shortName;
+    // The kebab-case name of a class that says another short name; both lead to it.
+    std::string plainName;
     std::vector<CommandForm> forms;
     // Why the class has no form; empty when it has one.
     std::string_view reason;

@@ -49,7 +49,8 @@ std::vector<CommandEntry> const& GetCommandTable() {
 CommandEntry const* FindCommand(std::string_view name) {
     auto const& table = GetCommandTable();
     auto const found = std::find_if(table.begin(), table.end(), [&](CommandEntry const& entry) {
-        return (entry.className == name && !entry.isInner) || entry.shortName == name;
+        return (entry.className == name && !entry.isInner) || entry.shortName == name ||
+               (entry.plainName == name && !entry.isInner);
     });
     return found == table.end() ? nullptr : &*found;
 }

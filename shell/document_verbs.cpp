@@ -9,6 +9,7 @@
 #include "shell/verbs.h"
 
 #include "platform/document/damaged_bitmaps.h"
+#include "platform/document/generative_interface.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
@@ -283,6 +284,8 @@ ExitStatus RunCheck(Session& session, Arguments const& arguments) {
             auto const* const raster = Kernel::CastPointer<ConstRasterInterface>(&node);
             auto const* const image = Kernel::CastPointer<ImageResourceInterface>(&node);
             bitmaps += (raster != nullptr && raster->GetBitmap()) || (image != nullptr && image->GetImage());
+            if (auto const* const generative = Kernel::CastPointer<GenerativeInterface>(&node))
+                bitmaps += generative->GetGenerations().size();
         });
         RefuseDamagedBitmaps(path, FindDamagedBitmaps(*document.GetDocument(), &abort));
         Interrupt::Check(path);

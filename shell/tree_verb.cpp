@@ -4,6 +4,7 @@
 #include "shell/verbs.h"
 
 #include "platform/document/artboard.h"
+#include "platform/document/generated_image_node.h"
 #include "platform/document/node_bounds.h"
 #include "platform/document/text_nodes.h"
 #include "platform/geometry/path_data.h"
@@ -148,6 +149,16 @@ void WriteArtboard(JsonWriter& json, ArtboardNode const& artboard) {
     }
 }
 
+// The bitmap that shows.
+Kernel::Counted<Raster::DynamicBitmap const> WriteGenerations(JsonWriter& json, GeneratedImageNode const& node) {
+    json.Member("generations", node.GetGenerations().size());
+    if (auto const* const chosen = node.FindChosenGeneration()) {
+        json.Member("chosen", node.GetChosenGeneration());
+        json.Member("prompt", chosen->GetPrompt().view());
+    }
+    return node.GetShownBitmap();
+}
+
 void WriteMembers(JsonWriter& json, Node const& node, bool isTop, AllBounds const& bounds) {
     json.Member("id", node.GetId());
     json.Member("type", node.GetTypeName());
@@ -176,6 +187,8 @@ void WriteMembers(JsonWriter& json, Node const& node, bool isTop, AllBounds cons
         bitmap = raster->GetBitmap();
     else if (auto const* image = CastPointer<ImageResourceInterface const>(&node))
         bitmap = image->GetImage();
+    else if (auto const* generated = CastPointer<GeneratedImageNode const>(&node))
+        bitmap = WriteGenerations(json, *generated);
     if (bitmap)
         WriteBitmap(json, *bitmap);
 }

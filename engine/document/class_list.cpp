@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every persisted class of the document model, with its tag. Tags and versions are the stored format's key.
 
+#include "engine/document/catalogues/document_property_collection.h"
 #include "platform/document/add_child_nodes_command.h"
 #include "platform/document/alter_toc_command.h"
 #include "platform/document/artboard.h"
@@ -14,6 +15,8 @@
 #include "platform/document/epub_cover_info.h"
 #include "platform/document/export_article.h"
 #include "platform/document/exportable_commands.h"
+#include "platform/document/generated_image_node.h"
+#include "platform/document/generations_property.h"
 #include "platform/document/index_commands.h"
 #include "platform/document/line_commands.h"
 #include "platform/document/mask_node.h"
@@ -23,6 +26,7 @@
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_command_proxy_state_manager.h"
 #include "platform/document/selection_commands.h"
+#include "platform/document/set_chosen_generation_command.h"
 #include "platform/document/set_data_merge_preview_command.h"
 #include "platform/document/slice_page.h"
 #include "platform/document/text_commands.h"
@@ -191,6 +195,11 @@ Properties DataMergeRecordValueFilter::GetTypeClassProperties() { return Registe
 Properties DataMergeProcessFilter::GetTypeClassProperties() { return Register<DataMergeProcessFilter>("DMFP", DataMergeFilter::GetTypeClassProperties()); }
 Properties DataMergeJavaScriptFilter::GetTypeClassProperties() { return Register<DataMergeJavaScriptFilter>("DMFJ", DataMergeFilter::GetTypeClassProperties()); }
 Properties DataMergeSortFilter::GetTypeClassProperties() { return Register<DataMergeSortFilter>("DMFO", DataMergeFilter::GetTypeClassProperties()); }
+Properties SetChosenGenerationCommand::GetTypeClassProperties() { return Register<SetChosenGenerationCommand>("SChG", SelectionCommandBase::GetTypeClassProperties()); }
+Properties GenerativeState::GetTypeClassProperties()      { return Register<GenerativeState>("StGe"); }
+Properties GeneratedImageNode::GetTypeClassProperties()   { return Register<GeneratedImageNode>("NGen"); }
+Properties GenerationsProperty::GetTypeClassProperties()  { return Register<GenerationsProperty>("GnPr"); }
+Properties DocumentPropertyCollection::GetTypeClassProperties() { return Register<DocumentPropertyCollection>("PrCl"); }
 // clang-format on
 
 namespace {
@@ -222,7 +231,8 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            ExportTaggingState, MetadataState, ExportArticle, ExportArticleCollector, DataMergeRuleClause, DataMergeRule,
            DataMergeFilter, DataMergeSelectedRecordsFilter, DataMergeRecordValueFilter, DataMergeProcessFilter,
            DataMergeJavaScriptFilter, DataMergeSortFilter, SetDataMergePreviewCommand, PlaceMergeFieldsCommand,
-           DataMergeSource, DataMergeFetcher, DataMergeParser> const c_registered;
+           DataMergeSource, DataMergeFetcher, DataMergeParser, GenerativeState, GeneratedImageNode, GenerationsProperty,
+           DocumentPropertyCollection, SetChosenGenerationCommand> const c_registered;
 
 } // namespace
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/pictures/own_pixels.h"
 
+#include "platform/document/generated_image_node.h"
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
@@ -54,16 +55,19 @@ bool HasClip(Node const& node) {
 void AddContent(Node const& node, Contents& contents) {
     auto const* const raster = Kernel::CastPointer<RasterNode const>(&node);
     auto const* const image = Kernel::CastPointer<ImageNode const>(&node);
-    Kernel::Counted<Raster::DynamicBitmap const> const bitmap = raster != nullptr  ? raster->GetBitmap()
-                                                                : image != nullptr ? image->GetImage()
-                                                                                   : nullptr;
+    auto const* const generated = Kernel::CastPointer<GeneratedImageNode const>(&node);
+    auto const bitmap = raster != nullptr      ? raster->GetBitmap()
+                        : image != nullptr     ? image->GetImage()
+                        : generated != nullptr ? generated->GetShownBitmap()
+                                               : nullptr;
+    auto const toNode = generated != nullptr ? generated->GetShownTransform() : Params();
     if (bitmap && !bitmap->IsEmpty())
         contents.bitmaps.push_back(
-            {Kernel::CastPointer<SceneNode const>(&node), bitmap, node.GetBaseToSpreadTransform()});
+            {Kernel::CastPointer<SceneNode const>(&node), bitmap, node.GetBaseToSpreadTransform() * toNode});
     // A placed image has an outline that may be drawn with a line.
     bool const isGroup = Kernel::CastPointer<GroupNode const>(&node) != nullptr;
     bool const isScene = Kernel::CastPointer<SceneNode const>(&node) != nullptr;
-    contents.hasOthers = contents.hasOthers || (isScene && raster == nullptr && !isGroup);
+    contents.hasOthers = contents.hasOthers || (isScene && raster == nullptr && generated == nullptr && !isGroup);
 }
 
 Contents GatherContents(std::vector<Kernel::Counted<Node const>> const& nodes) {

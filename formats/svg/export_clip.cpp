@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/svg/exporter.h"
+#include "platform/document/generated_image_node.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/story/text_renderer.h"
@@ -16,6 +17,7 @@ constexpr std::size_t c_maximumClipDepth = 64;
 bool IsPlainGroup(Node const& node) {
     return Kernel::CastPointer<CurvesNode const>(&node) == nullptr &&
            Kernel::CastPointer<RasterNode const>(&node) == nullptr &&
+           Kernel::CastPointer<GeneratedImageNode const>(&node) == nullptr &&
            Kernel::CastPointer<TextNode const>(&node) == nullptr;
 }
 
@@ -98,7 +100,8 @@ void Exporter::WriteClipContent(XmlWriter& out, Node const& content, Matrix cons
         auto const* const curves = Kernel::CastPointer<CurvesNode const>(step.node);
         auto const* const text = Kernel::CastPointer<TextNode const>(step.node);
         if (curves == nullptr && text == nullptr) {
-            if (Kernel::CastPointer<RasterNode const>(step.node) != nullptr)
+            if (Kernel::CastPointer<RasterNode const>(step.node) != nullptr ||
+                Kernel::CastPointer<GeneratedImageNode const>(step.node) != nullptr)
                 m_report.Add("bitmap in a clip", Describe(*scene));
             for (Node const* child = scene->GetLastChild(NodeChildListType::Plain); child != nullptr;
                  child = child->GetPreviousSibling())

@@ -4,6 +4,7 @@
 
 #include "platform/document/artboard.h"
 #include "platform/document/document_renderer.h"
+#include "platform/document/generated_image_node.h"
 #include "platform/document/mask_node.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
@@ -202,6 +203,7 @@ void Exporter::Write(Step top) {
         bool const isOpen = Kernel::CastPointer<CurvesNode const>(step.node) == nullptr &&
                             Kernel::CastPointer<TextNode const>(step.node) == nullptr &&
                             Kernel::CastPointer<RasterNode const>(step.node) == nullptr &&
+                            Kernel::CastPointer<GeneratedImageNode const>(step.node) == nullptr &&
                             Kernel::CastPointer<SceneNode const>(step.node) != nullptr &&
                             FindShownSymbol(*step.node) == nullptr;
         if (!isOpen)
@@ -293,6 +295,12 @@ void Exporter::WriteNode(Step const& step) {
         return WriteBitmap(*raster, raster->GetBitmap().get(), step);
     if (auto const* image = Kernel::CastPointer<ImageNode const>(step.node))
         return WriteBitmap(*image, image->GetImage().get(), step);
+    if (auto const* generated = Kernel::CastPointer<GeneratedImageNode const>(step.node)) {
+        Step placed = step;
+        if (auto const toNode = generated->GetShownTransform(); !toNode.IsIdentity())
+            placed.matrix = step.matrix.value_or(generated->GetMatrix()) * toNode;
+        return WriteBitmap(*generated, generated->GetShownBitmap().get(), placed);
+    }
     if (auto const* curves = Kernel::CastPointer<CurvesNode const>(step.node))
         return WriteShape(*curves, step);
     if (auto const* text = Kernel::CastPointer<TextNode const>(step.node))

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/persistence/command_card.h"
+#include "frame/persistence/optional_picture.h"
 #include "platform/document/epub_cover_info.h"
 
 // How programs outside the library give covers.
@@ -11,12 +12,6 @@ template <>
 inline constexpr std::span<std::string_view const> c_outsideNames<EPubCoverKind>{c_ePubCoverKindNames};
 
 namespace Commands {
-
-// A picture, or none.
-struct OptionalPicture {
-    OptionalPicture(Kernel::Counted<Raster::DynamicBitmap const> given = {}) : picture(std::move(given)) {}
-    Kernel::Counted<Raster::DynamicBitmap const> picture;
-};
 
 // A cover as a record of values.
 struct EPubCoverArgument {

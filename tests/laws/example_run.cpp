@@ -8,11 +8,13 @@
 #include "platform/document/detach_symbol_command.h"
 #include "platform/document/reflow_pages_command.h"
 #include "platform/document/selection_commands.h"
+#include "platform/document/set_chosen_generation_command.h"
 #include "platform/document/transform_command.h"
 #include "platform/kernel/type_name.h"
 #include "shapes/fill_holes_command.h"
 #include "tests/examples/scenes/artboard_documents.h"
 #include "tests/examples/scenes/example_documents.h"
+#include "tests/examples/scenes/generated_documents.h"
 #include "tests/examples/scenes/line_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
 #include "tests/examples/scenes/text_documents.h"
@@ -121,6 +123,12 @@ std::vector<CommandExample> StructureExamples() {
         {"AddChildNodesCommand",
          ExampleDocuments::GroupsWithLooks,
          add(false, List::Clipping, InsertionMode::Inside),
+         {}},
+        {"SetChosenGenerationCommand",
+         ExampleDocuments::GeneratedImages,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<SetChosenGenerationCommand>(1u);
+         },
          {}},
         // A shape that text runs around comes itself.
         {"AddChildNodesCommand",

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/laws/full_document.h"
 
+#include "platform/document/common_property_collections.h"
+#include "platform/document/generations_property.h"
 #include "platform/document/mask_node.h"
 #include "platform/document/pinned_node.h"
 #include "platform/renderer/recorded_drawing.h"
@@ -9,10 +11,12 @@
 #include "platform/story/numberer.h"
 #include "platform/story/pin.h"
 #include "tests/examples/scenes/example_documents.h"
+#include "tests/examples/scenes/generated_documents.h"
 #include "tests/examples/scenes/publication_documents.h"
 #include "tests/examples/scenes/raster_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
 #include "tests/examples/scenes/text_documents.h"
+#include "tests/support/ink_profile.h"
 
 namespace {
 
@@ -115,6 +119,23 @@ void AddNote(FrameTextNode& frame, Kernel::Counted<Node> const& pinned) {
         {0, 1}, *Story::MakeDelta(Story::ParagraphAtt::Object::Numbering, Kernel::MakeCounted<Story::NumberingAtt>()));
 }
 
+// A generated picture, and a memory of it.
+void AddGenerated(Kernel::Counted<DocumentController> const& controller) {
+    auto const generated = ExampleDocuments::MakeGenerated(Raster::FormatRGBA8);
+    generated->SetChosenGeneration(1);
+    ExampleDocuments::Append(*controller->GetCurrentSpread(), generated);
+    Raster::ICCProfileSet profiles;
+    profiles.Set(Support::MakeInkProfile());
+    auto const collection = CommonPropertyCollections::MakeMutableSession(
+                                controller, CommonPropertyCollections::tagCollectionGenerationsUID)
+                                .GetPropertyCollection();
+    CloneContext context(CloneType::Copy);
+    auto const group = collection->AddNode(collection->GetRootNode(), "whales");
+    collection->AddLeaf(group, "first",
+                        Kernel::MakeCounted<GenerationsProperty>(Kernel::Counted<Node const>(generated->Clone(context)),
+                                                                 Raster::FormatCMYKA8, profiles));
+}
+
 } // namespace
 
 Kernel::Counted<DocumentController> MakeFullDocument() {
@@ -129,6 +150,7 @@ Kernel::Counted<DocumentController> MakeFullDocument() {
     profile->LineTo({1, 1});
     controller->AddPressureProfile(profile);
     controller->SetChannelMask(3);
+    AddGenerated(controller);
     ExampleDocuments::Publication(*controller);
     auto const text = ExampleDocuments::MakeTextFrame({0, 0, 100, 20}, "selected");
     AddNote(*text, Kernel::Counted<Node>(controller->GetCurrentSpread()->GetFirstChild(NodeChildListType::Plain)));

@@ -2,6 +2,7 @@
 #include "platform/document/selection_command_proxy_state_manager.h"
 
 #include "engine/document/tree/brackets.h"
+#include "platform/document/generative_interface.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
@@ -308,7 +309,7 @@ SelectionCommandProxyStateManager::AllStates SelectionCommandProxyStateManager::
                          TextWrapInterface, GUIDInterface, AdjustmentParamsInterface, FilterParamsInterface,
                          ImageResourceInterface, PictureFrameInterface, TagInterface, EditabilityInterface,
                          DescriptionInterface, DrawOrderInterface, HyperlinkInterface, BaselineGridInterface,
-                         ContourInterface, DataMergeInterface, GeometryModifierInterface>();
+                         ContourInterface, DataMergeInterface, GeometryModifierInterface, GenerativeInterface>();
 }
 
 void SelectionCommandProxyStateManager::ForgetKeptStates() {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/document_renderer.h"
+#include "platform/document/generated_image_node.h"
 
 #include "engine/document/merge/record_pictures.h"
 #include "engine/document/tree/bounds.h"
@@ -190,7 +191,8 @@ private:
             return true;
         if (node.HasChildren(NodeChildListType::Plain) && node.DrawsChildren())
             return true;
-        if (Kernel::CastPointer<RasterNode const>(&node) != nullptr)
+        if (Kernel::CastPointer<RasterNode const>(&node) != nullptr ||
+            Kernel::CastPointer<GeneratedImageNode const>(&node) != nullptr)
             return false;
         auto const* const curves = Kernel::CastPointer<CurvesNode const>(&node);
         if (curves == nullptr || Kernel::CastPointer<ImageNode const>(&node) != nullptr)
@@ -213,6 +215,8 @@ private:
             DrawBitmap(raster->GetBitmap(), {}, opacity, blendMode);
         if (auto const* image = Kernel::CastPointer<ImageNode const>(&node); image != nullptr && !silhouette)
             DrawBitmap(image->GetImage(), {}, opacity, blendMode);
+        if (auto const* generated = Kernel::CastPointer<GeneratedImageNode const>(&node))
+            DrawGenerated(*generated, opacity, blendMode);
         if (auto const* curves = Kernel::CastPointer<CurvesNode const>(&node))
             DrawCurves(*curves, silhouette, opacity, blendMode);
         if (auto const* text = m_content.texts ? Kernel::CastPointer<TextNode const>(&node) : nullptr)
@@ -244,6 +248,11 @@ private:
         paint.opacity = {opacity, opacity};
         paint.blendMode = blendMode;
         DrawFillAndLine(*curves, curves->GetOutline(), paint, curves->GetWindingOrderMode(), &shown);
+    }
+
+    void DrawGenerated(GeneratedImageNode const& node, double opacity, Renderer::BlendMode blendMode) {
+        if (auto bitmap = m_content.bitmaps ? node.GetShownBitmap() : nullptr)
+            DrawBitmap(std::move(bitmap), node.GetShownTransform(), opacity, blendMode);
     }
 
     void DrawBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap,

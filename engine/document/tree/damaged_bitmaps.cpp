@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/damaged_bitmaps.h"
 
+#include "platform/document/generative_interface.h"
 #include "platform/document/nodes.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -39,6 +40,11 @@ std::vector<Bitmap> GetBitmaps(Node& node) {
         bitmaps.push_back(raster->GetBitmap());
     if (auto const* const image = Kernel::CastPointer<ImageResourceInterface>(&node))
         bitmaps.push_back(image->GetImage());
+    if (auto const* const generative = Kernel::CastPointer<GenerativeInterface>(&node)) {
+        bitmaps.push_back(generative->GetGenerationMask());
+        for (auto const& generation : generative->GetGenerations())
+            bitmaps.push_back(generation.GetImage());
+    }
     if (auto const* const curves = Kernel::CastPointer<CurvesNode>(&node)) {
         SeenDrawings seen;
         AddFill(curves->GetBrushFillDescriptor(true).get(), bitmaps, seen);

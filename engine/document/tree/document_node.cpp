@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/nodes.h"
 
+#include "engine/document/catalogues/document_property_collection.h"
 #include "engine/document/tree/layout_epoch.h"
 #include "engine/document/tree/stored_profiles.h"
 #include "platform/document/data_merge_source.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/epub_cover_info.h"
 #include "platform/document/export_article.h"
+#include "platform/document/generations_property.h"
 #include "platform/epub/css_file.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
@@ -75,6 +77,18 @@ void DocumentNode::RemoveCustomCaptionCounterType(Kernel::String const& name) {
     MarkChanged();
 }
 
+Kernel::Counted<DocumentPropertyCollection> DocumentNode::FindPropertyCollection(Kernel::IDTag uid) const {
+    auto const found = std::ranges::find_if(m_propertyCollections,
+                                            [&](auto const& collection) { return collection->GetUID() == uid; });
+    return found == m_propertyCollections.end() ? nullptr : *found;
+}
+
+void DocumentNode::AddPropertyCollection(Kernel::Counted<DocumentPropertyCollection> collection) {
+    EditJournal::NoteValue(*this, m_propertyCollections);
+    m_propertyCollections.push_back(std::move(collection));
+    MarkChanged();
+}
+
 std::vector<Kernel::Counted<SpreadNode>> DocumentNode::GetSpreads() const {
     std::vector<Kernel::Counted<SpreadNode>> spreads;
     for (Node* child = GetFirstChild(NodeChildListType::Plain); child != nullptr; child = child->GetNextSibling()) {
@@ -124,6 +138,14 @@ bool AreDistinct(std::vector<NodeId>& ids, NodeId end) {
     return ids.front() != 0 && std::ranges::adjacent_find(ids) == ids.end();
 }
 
+// A property keeps a node of its own, which does not keep the document alive in turn.
+void CheckKeptNode(DocumentNode const& document, Kernel::Serialisable const& property) {
+    auto const* const generations = Kernel::CastPointer<GenerationsProperty const>(&property);
+    auto const* const node = generations == nullptr ? nullptr : generations->GetNode().get();
+    if (node != nullptr && (node->GetParent() != nullptr || node->Holds(document)))
+        throw Kernel::DamagedDataException("the tree is damaged: a node of it is kept as generated");
+}
+
 } // namespace
 
 void DocumentNode::CheckInvariants() const {
@@ -142,6 +164,10 @@ void DocumentNode::CheckInvariants() const {
     });
     if (!AreDistinct(ids, m_nextId))
         throw Kernel::DamagedDataException("the tree is damaged: two nodes have one id");
+    for (auto const& collection : m_propertyCollections) {
+        for (auto const& property : collection->GetProperties())
+            CheckKeptNode(*this, *property);
+    }
 }
 
 // The next id is no part of the document's state: it goes on from where it was when an edit is undone.
@@ -165,6 +191,8 @@ void DocumentNode::Save(Kernel::OutSerialiser& out) const {
         Kernel::SaveValue(out, "EPCv", m_ePubCover);
     if (!m_mergeSources.empty())
         Kernel::SaveValue(out, "DtMg", m_mergeSources);
+    if (!m_propertyCollections.empty())
+        Kernel::SaveValue(out, "PrCo", m_propertyCollections);
     if (!out.IsForHash())
         Kernel::SaveValue(out, "NxId", m_nextId);
     Node::Save(out);
@@ -190,6 +218,8 @@ bool DocumentNode::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files
     Kernel::LoadValue(in, "EPCv", m_ePubCover);
     Kernel::LoadValue(in, "DtMg", m_mergeSources);
     std::erase(m_mergeSources, nullptr);
+    Kernel::LoadValue(in, "PrCo", m_propertyCollections);
+    std::erase(m_propertyCollections, nullptr);
     Kernel::LoadValue(in, "NxId", m_nextId);
     return Node::Load(in, files, version);
 }

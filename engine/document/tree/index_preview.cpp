@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/index_preview.h"
 
+#include "engine/document/catalogues/document_property_collection.h"
 #include "engine/document/tree/layout_epoch.h"
 #include "platform/document/data_merge_source.h"
 #include "platform/document/epub_cover_info.h"

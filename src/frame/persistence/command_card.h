@@ -79,6 +79,8 @@ struct REDRAFT_API CommandCard {
 
     // The plain name of the class.
     std::string className;
+    // The name that programs outside show, where it does not follow from the class's; otherwise empty.
+    std::string_view outsideName;
     std::vector<Form> forms;
     // Why the class has no form; empty when it has one.
     std::string_view reason;

@@ -176,6 +176,8 @@ template <class T>
 CommandCard MakeCard() {
     CommandCard card;
     card.className = std::string(Kernel::TypeName<T>());
+    if constexpr (requires { T::c_outsideName; })
+        card.outsideName = T::c_outsideName;
     if constexpr (c_namedCount<T> == 0 && !c_isMade<T>)
         card.reason = "its class names none of its arguments";
     else

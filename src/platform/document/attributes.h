@@ -47,6 +47,7 @@ enum class InterfaceId : std::uint8_t {
     GridsAndGuides,
     ExportTagging,
     Metadata,
+    Generative,
     Count
 };
 

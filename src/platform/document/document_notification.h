@@ -128,7 +128,7 @@ public:
 // Asks the front end to show a panel.
 class REDRAFT_ENGINE ShowPanelNotification : public DocumentNotification {
 public:
-    enum class Panel : std::uint32_t { None = 0, Layers = 1, Generations = 2, Text = 3, Merge = 4 };
+    enum class Panel : std::uint32_t { None = 0, Layers = 1, Text = 3, Merge = 4, Generations = 10 };
     // The reason for the update, a number whose meaning belongs to the panel.
     class REDRAFT_ENGINE ShowPanelInfo : public virtual Kernel::Countable {};
 

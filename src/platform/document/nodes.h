@@ -323,6 +323,7 @@ public:
 // A new linked instance of a symbol, outside the tree: a group that shows what the symbol shows.
 REDRAFT_ENGINE Kernel::Counted<GroupNode> MakeSymbolInstance(SymbolNode& symbol);
 
+class DocumentPropertyCollection;
 class ExportArticle;
 class IndexPreview;
 class StoredProfiles;
@@ -399,6 +400,10 @@ public:
     std::vector<Kernel::JailCounted<DataMergeSource>> const& GetDataMergeSettings() const { return m_mergeSources; }
     std::vector<Kernel::JailCounted<DataMergeSource>>& GetDataMergeSettings();
 
+    // See platform/document/common_property_collections.h. Null when there is none of the name.
+    Kernel::Counted<DocumentPropertyCollection> FindPropertyCollection(Kernel::IDTag uid) const;
+    void AddPropertyCollection(Kernel::Counted<DocumentPropertyCollection> collection);
+
     // The node of an id, also one that is out of the tree at present but kept by history; empty when there is none.
     Kernel::Counted<Node> FindNode(NodeId id) const;
     std::vector<Kernel::Counted<SpreadNode>> GetSpreads() const;
@@ -437,5 +442,6 @@ private:
     std::vector<Kernel::Counted<EPub::CSSFile const>> m_cssFiles;
     Kernel::Counted<EPubCoverInfo const> m_ePubCover;
     std::vector<Kernel::JailCounted<DataMergeSource>> m_mergeSources;
+    std::vector<Kernel::Counted<DocumentPropertyCollection>> m_propertyCollections;
     NodeId m_nextId = 1;
 };

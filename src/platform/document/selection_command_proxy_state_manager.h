@@ -8,6 +8,8 @@
 #include <array>
 #include <vector>
 
+class GenerativeInterface;
+
 // One interface's states for undo: for each object whose state the command changed, the state before and after. A
 // state is a counted value; an empty one stands for the default.
 class REDRAFT_ENGINE ProxyStates {
@@ -113,7 +115,8 @@ class REDRAFT_ENGINE SelectionCommandProxyStateManager : public SelectionCommand
                                                          public ProxyStateManager<BaselineGridInterface>,
                                                          public ProxyStateManager<ContourInterface>,
                                                          public ProxyStateManager<DataMergeInterface>,
-                                                         public ProxyStateManager<GeometryModifierInterface> {
+                                                         public ProxyStateManager<GeometryModifierInterface>,
+                                                         public ProxyStateManager<GenerativeInterface> {
 public:
     explicit SelectionCommandProxyStateManager(Kernel::Counted<Selection const> selection);
     ~SelectionCommandProxyStateManager() override;

@@ -10,7 +10,10 @@ namespace Commands {
 //   WithShader<SourceTraits, Traits>(source, level, use)
 //                                     makes what a run needs, tables and the shader, calls use(shader), and lets it go.
 //                                     With level > 0 the source is that mipmap level.
-// or, in place of WithShader, for an effect that cannot be split into tiles, and that no device is offered:
+// or, in place of WithShader, for an effect that finds its way for any pair of formats when it runs:
+//   RunFrom(source, level, destination, run)
+//                                     writes the run's rectangle of the destination
+// or, for an effect that cannot be split into tiles, and that no device is offered:
 //   RunWhole(destination, run, options)
 //                                     works on the destination, which is the source as well.
 

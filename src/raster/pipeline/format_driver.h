@@ -114,6 +114,8 @@ private:
         SetTouched();
         if constexpr (c_isWhole) {
             m_effect.RunWhole(m_destination, run, m_options);
+        } else if constexpr (requires { m_effect.RunFrom(source, level, m_destination, run); }) {
+            m_effect.RunFrom(source, level, m_destination, run);
         } else {
             m_effect.template WithShader<SourceTraits, Traits>(source, level, [&](auto const& shader) {
                 TileEngine<Traits, std::decay_t<decltype(shader)>>(m_destination, shader, run, m_mask).Run();
