@@ -2,6 +2,7 @@
 #include "engine/learning/picture_files.h"
 #include "engine/learning/service_back_ends.h"
 #include "platform/kernel/exception.h"
+#include "platform/raster/codec.h"
 #include "platform/raster/dynamic_bitmap.h"
 
 namespace Learning {
