@@ -51,6 +51,8 @@ std::vector<CommandEntry> MakeInnerEntries() {
         entries.push_back(std::move(entry));
     for (auto& entry : MakeInnerMergeEntries())
         entries.push_back(std::move(entry));
+    for (auto& entry : MakeInnerPictureEntries())
+        entries.push_back(std::move(entry));
     for (auto& entry : MakeExportSettingEntries())
         entries.push_back(std::move(entry));
     entries.push_back(MakeInnerEntry<AddPagesOnOverflow>());

@@ -55,6 +55,8 @@ std::vector<CommandEntry> MakeIndexTextEntries();
 std::vector<CommandEntry> MakeExportSettingEntries();
 // Those of data merges.
 std::vector<CommandEntry> MakeInnerMergeEntries();
+// Those on pictures.
+std::vector<CommandEntry> MakeInnerPictureEntries();
 // Those on tables of contents.
 std::vector<CommandEntry> MakeInnerContentsEntries();
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/merge_sources.h"
 #include "shell/merge_values.h"
+#include "shell/values.h"
 
 #include "platform/document/data_merge_filters.h"
 #include "platform/document/data_merge_source.h"

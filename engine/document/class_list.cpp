@@ -35,6 +35,7 @@
 #include "platform/document/transform_command.h"
 #include "platform/document/update_cross_references_command.h"
 #include "platform/document/update_index_command.h"
+#include "platform/document/vectorise_object_command.h"
 #include "platform/epub/accessibility_metadata.h"
 #include "platform/epub/css_file.h"
 #include "platform/kernel/field_list.h"
@@ -107,6 +108,7 @@ Properties AddIndexTopicCommand::GetTypeClassProperties()  { return Register<Add
 Properties SetLocalisableStringCommand::GetTypeClassProperties() { return Register<SetLocalisableStringCommand>("SLoS", DocumentCommand::GetTypeClassProperties()); }
 Properties SetDataMergePreviewCommand::GetTypeClassProperties() { return Register<SetDataMergePreviewCommand>("SDPv", DocumentCommand::GetTypeClassProperties()); }
 Properties PlaceMergeFieldsCommand::GetTypeClassProperties() { return Register<PlaceMergeFieldsCommand>("PlMF", SelectionCommandBase::GetTypeClassProperties()); }
+Properties VectoriseObjectCommand::GetTypeClassProperties() { return Register<VectoriseObjectCommand>("VecO", SelectionCommandBase::GetTypeClassProperties()); }
 Properties DataMergeSource::GetTypeClassProperties()       { return Register<DataMergeSource>("DMSo"); }
 Properties DataMergeFetcher::GetTypeClassProperties()      { return Register<DataMergeFetcher>("DMFe"); }
 Properties DataMergeParser::GetTypeClassProperties()       { return Register<DataMergeParser>("DMPa"); }
@@ -232,7 +234,8 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            DataMergeFilter, DataMergeSelectedRecordsFilter, DataMergeRecordValueFilter, DataMergeProcessFilter,
            DataMergeJavaScriptFilter, DataMergeSortFilter, SetDataMergePreviewCommand, PlaceMergeFieldsCommand,
            DataMergeSource, DataMergeFetcher, DataMergeParser, GenerativeState, GeneratedImageNode, GenerationsProperty,
-           DocumentPropertyCollection, SetChosenGenerationCommand> const c_registered;
+           DocumentPropertyCollection, SetChosenGenerationCommand,
+           VectoriseObjectCommand> const c_registered;
 
 } // namespace
 

@@ -10,12 +10,14 @@
 #include "platform/document/selection_commands.h"
 #include "platform/document/set_chosen_generation_command.h"
 #include "platform/document/transform_command.h"
+#include "platform/document/vectorise_object_command.h"
 #include "platform/kernel/type_name.h"
 #include "shapes/fill_holes_command.h"
 #include "tests/examples/scenes/artboard_documents.h"
 #include "tests/examples/scenes/example_documents.h"
 #include "tests/examples/scenes/generated_documents.h"
 #include "tests/examples/scenes/line_documents.h"
+#include "tests/examples/scenes/raster_documents.h"
 #include "tests/examples/scenes/shape_documents.h"
 #include "tests/examples/scenes/text_documents.h"
 #include "tests/laws/text_command_examples.h"
@@ -176,6 +178,12 @@ CommandExample TransformExample(Raster::AffineTransform::Params const& transform
 
 std::vector<CommandExample> EngineExamples() {
     return {
+        {"VectoriseObjectCommand",
+         ExampleDocuments::RasterLayers,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<VectoriseObjectCommand>(TracingOptions{4, 1, 40});
+         },
+         {}},
         TransformExample({1.5, 0, 7, 0, 1.2, -3}, true, false, true, ExampleDocuments::Artboards),
         TransformExample({1.5, 0, 7, 0, 1.2, -3}, true, true, false, ExampleDocuments::Artboards),
         TransformExample({0.8, -0.6, 7, 0.6, 0.8, -3}, false, true, false, ExampleDocuments::NestedGroups),

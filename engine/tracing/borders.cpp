@@ -1,0 +1,374 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/tracing/borders.h"
+
+#include "engine/tracing/curve_fit.h"
+#include "platform/kernel/abort_flag.h"
+#include "platform/kernel/dispatch.h"
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace Tracing {
+
+namespace {
+
+// The ways from a corner of pixels to the next: right, down, left, up.
+constexpr std::array<int, 4> c_stepX{1, 0, -1, 0}, c_stepY{0, 1, 0, -1};
+constexpr unsigned c_turnRight = 1, c_turnBack = 2, c_turnLeft = 3;
+
+// A chain of sides of pixels between two regions.
+struct SideChain {
+    std::int32_t x = 0, y = 0;
+    std::size_t firstStep = 0;
+    std::uint32_t count = 0;
+    bool isRing = false;
+};
+
+class BorderFinder {
+public:
+    BorderFinder(Picture const& picture, Labels const& labels, Regions const& regions, Options const& options)
+        : m_picture(picture), m_labels(labels), m_regions(regions), m_options(options) {}
+
+    Borders Find() {
+        FollowAll();
+        m_found.borders.resize(m_chains.size());
+        constexpr std::size_t c_share = 32;
+        Kernel::ParallelFor((m_chains.size() + c_share - 1) / c_share, [&](std::size_t share) {
+            if (Kernel::IsAbortSet(m_options.abort))
+                throw Kernel::AbortException();
+            for (std::size_t i = share * c_share; i != std::min(m_chains.size(), (share + 1) * c_share); ++i)
+                MakeBorder(i);
+        });
+        FindRings();
+        return std::move(m_found);
+    }
+
+private:
+    // The pixels beside a way from a corner.
+    std::int32_t GetLeft(int x, int y, unsigned way) const {
+        return m_regions.At(x - (way == 2 || way == 3), y - (way == 0 || way == 3));
+    }
+    std::int32_t GetRight(int x, int y, unsigned way) const {
+        return m_regions.At(x - (way == 1 || way == 2), y - (way == 2 || way == 3));
+    }
+
+    // The ways on which a border leaves a corner, one bit each, and whether it is a meeting of borders.
+    struct Corner {
+        unsigned ways = 0;
+        bool isMeeting = false;
+        // Two borders touch: the pixels above left and below right are joined, or the others.
+        bool isFalling = false, isRising = false;
+    };
+    Corner GetCorner(int x, int y) const {
+        auto const a = m_regions.At(x - 1, y - 1), b = m_regions.At(x, y - 1), c = m_regions.At(x - 1, y),
+                   d = m_regions.At(x, y);
+        Corner corner;
+        corner.ways = static_cast<unsigned>(b != d) | static_cast<unsigned>(c != d) << 1 |
+                      static_cast<unsigned>(a != c) << 2 | static_cast<unsigned>(a != b) << 3;
+        int const count = std::popcount(corner.ways);
+        if (count == 4) {
+            corner.isFalling = a == d && (b != c || IsRarer(x, y, a, b));
+            corner.isRising = b == c && !corner.isFalling;
+        }
+        corner.isMeeting = count == 3 || (count == 4 && !corner.isFalling && !corner.isRising);
+        return corner;
+    }
+    bool IsRarer(int x, int y, std::int32_t region, std::int32_t other) const {
+        int more = 0;
+        for (int row = std::max(-1, y - 2); row <= std::min(m_regions.height, y + 1); ++row) {
+            for (int column = std::max(-1, x - 2); column <= std::min(m_regions.width, x + 1); ++column)
+                more += (m_regions.At(column, row) == region) - (m_regions.At(column, row) == other);
+        }
+        return more != 0 ? more < 0 : region < other;
+    }
+
+    static unsigned GetNextWay(Corner const& corner, unsigned way) {
+        if (corner.isFalling)
+            return (way & 1) != 0 ? (way + c_turnLeft) & 3 : (way + c_turnRight) & 3;
+        if (corner.isRising)
+            return (way & 1) != 0 ? (way + c_turnRight) & 3 : (way + c_turnLeft) & 3;
+        unsigned const others = corner.ways & ~(1u << ((way + c_turnBack) & 3));
+        return static_cast<unsigned>(std::countr_zero(others));
+    }
+
+    std::uint8_t& GetSeen(int x, int y) {
+        return m_seen[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_regions.width + 1) +
+                      static_cast<std::size_t>(x)];
+    }
+    // A side of a pixel is known by its upper or left corner: bit 0 for the one to the right, bit 1 for that below.
+    bool TakeSide(int x, int y, unsigned way) {
+        auto& seen = GetSeen(x - (way == 2), y - (way == 3));
+        auto const bit = static_cast<std::uint8_t>(1u << (way & 1));
+        bool const isNew = (seen & bit) == 0;
+        seen = static_cast<std::uint8_t>(seen | bit);
+        return isNew;
+    }
+
+    void Follow(int x, int y, unsigned way, bool isRing) {
+        if (!TakeSide(x, y, way))
+            return;
+        SideChain chain{x, y, m_steps.size(), 0, isRing};
+        int const startX = x, startY = y;
+        unsigned const startWay = way;
+        while (true) {
+            m_steps.push_back(static_cast<std::uint8_t>(way));
+            x += c_stepX[way];
+            y += c_stepY[way];
+            auto const corner = GetCorner(x, y);
+            if (corner.isMeeting)
+                break;
+            way = GetNextWay(corner, way);
+            if (isRing && x == startX && y == startY && way == startWay)
+                break;
+            TakeSide(x, y, way);
+        }
+        chain.count = static_cast<std::uint32_t>(m_steps.size() - chain.firstStep);
+        m_chains.push_back(chain);
+    }
+
+    void FollowAll() {
+        m_seen.assign(static_cast<std::size_t>(m_regions.width + 1) * static_cast<std::size_t>(m_regions.height + 1),
+                      0);
+        // Corners where a border passes, a row at a time, so that the many others cost next to nothing.
+        for (bool const isRing : {false, true}) {
+            for (int y = 0; y <= m_regions.height; ++y) {
+                if (y % 64 == 0 && Kernel::IsAbortSet(m_options.abort))
+                    throw Kernel::AbortException();
+                auto const* const above =
+                    &m_regions.ofPixel[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_regions.width + 2)];
+                auto const* const below = above + m_regions.width + 2;
+                for (int x = 0; x <= m_regions.width; ++x) {
+                    if (above[x] == above[x + 1] && below[x] == below[x + 1] && above[x] == below[x])
+                        continue;
+                    auto const corner = GetCorner(x, y);
+                    if (isRing) {
+                        for (unsigned way = 0; way != 2; ++way) {
+                            if ((corner.ways >> way & 1) != 0)
+                                Follow(x, y, way, true);
+                        }
+                    } else if (corner.isMeeting) {
+                        for (unsigned way = 0; way != 4; ++way) {
+                            if ((corner.ways >> way & 1) != 0)
+                                Follow(x, y, way, false);
+                        }
+                    }
+                }
+            }
+        }
+    }
+
+    MixedColour GetMixed(int x, int y) const { return ToMixed(m_picture.At(x, y)); }
+
+    // How much of the other side's colour a pixel shows, 0 to 1; 0 where it is no mix of both.
+    float GetForeignShare(int x, int y, MixedColour const& own, MixedColour const& other, float squaredLength) const {
+        auto const mix = FindMix(GetMixed(x, y), own, other);
+        return mix.squaredRest <= std::max(14.0f * 14, 0.04f * squaredLength) ? mix.share : 0;
+    }
+
+    // On one side of a pixel's side: the share of the other colour there, which the border cuts off.
+    float GetCutOff(int x, int y, int stepX, int stepY, std::int32_t region, MixedColour const& own,
+                    MixedColour const& other, float squaredLength) const {
+        float const first = GetForeignShare(x, y, own, other, squaredLength);
+        if (first == 0)
+            return 0;
+        // Half belongs to the opposite border of a line that is one pixel thin.
+        if (m_regions.At(x + stepX, y + stepY) != region)
+            return 0.5f * first;
+        if (m_regions.At(x + 2 * stepX, y + 2 * stepY) != region)
+            return first;
+        return first + GetForeignShare(x + stepX, y + stepY, own, other, squaredLength);
+    }
+
+    // How far to the right of the way the border runs, judged by the mixed colours of the pixels beside it.
+    double GetShift(int x, int y, unsigned way, std::int32_t left, std::int32_t right) const {
+        auto const& own = m_labels.mixed[m_regions.labels[static_cast<std::size_t>(left)]];
+        auto const& other = m_labels.mixed[m_regions.labels[static_cast<std::size_t>(right)]];
+        float const squaredLength = SquaredDistance(own, other);
+        if (squaredLength < 16)
+            return 0;
+        int const leftX = x - (way == 2 || way == 3), leftY = y - (way == 0 || way == 3);
+        int const rightX = x - (way == 1 || way == 2), rightY = y - (way == 2 || way == 3);
+        int const stepX = rightX - leftX, stepY = rightY - leftY;
+        float const shift = GetCutOff(rightX, rightY, stepX, stepY, right, other, own, squaredLength) -
+                            GetCutOff(leftX, leftY, -stepX, -stepY, left, own, other, squaredLength);
+        return std::clamp(shift, -0.75f, 0.75f);
+    }
+
+    void MakeBorder(std::size_t index) {
+        auto const& chain = m_chains[index];
+        auto& border = m_found.borders[index];
+        int x = chain.x, y = chain.y;
+        border.left = GetLeft(x, y, m_steps[chain.firstStep]);
+        border.right = GetRight(x, y, m_steps[chain.firstStep]);
+        border.isRing = chain.isRing;
+        bool const isEdge = border.left == Regions::c_outside || border.right == Regions::c_outside;
+        std::vector<Point> points;
+        points.reserve(chain.count + 2);
+        for (std::uint32_t i = 0; i != chain.count; ++i) {
+            unsigned const way = m_steps[chain.firstStep + i];
+            bool const turns = i != 0 && way != m_steps[chain.firstStep + i - 1];
+            if (isEdge && (turns || (i == 0 && chain.isRing)))
+                points.push_back({static_cast<double>(x), static_cast<double>(y)});
+            if (!isEdge) {
+                double const shift = GetShift(x, y, way, border.left, border.right);
+                points.push_back(
+                    {x + 0.5 * c_stepX[way] - shift * c_stepY[way], y + 0.5 * c_stepY[way] + shift * c_stepX[way]});
+            }
+            int const nextX = x + c_stepX[way], nextY = y + c_stepY[way];
+            border.doubleArea += std::int64_t{x} * nextY - std::int64_t{nextX} * y;
+            x = nextX;
+            y = nextY;
+        }
+        if (!chain.isRing) {
+            points.insert(points.begin(), GetMeetingPlace(chain.x, chain.y));
+            points.push_back(GetMeetingPlace(x, y));
+        }
+        if (isEdge)
+            border.curve = MakePolygon(points, chain.isRing);
+        else if (chain.isRing && chain.count <= 12)
+            border.curve = MakeDot(points);
+        else
+            border.curve = FitCurve(points, chain.isRing, m_options.tolerance);
+    }
+
+    static std::vector<Geometry::Segment> MakePolygon(std::vector<Point> const& points, bool isRing) {
+        std::vector<Geometry::Segment> lines;
+        for (std::size_t i = 0; i + 1 < points.size(); ++i)
+            lines.push_back(Geometry::Segment::Line(points[i], points[i + 1]));
+        if (isRing)
+            lines.push_back(Geometry::Segment::Line(points.back(), points.front()));
+        return lines;
+    }
+    // A ring of so few sides has no more to tell than its points.
+    static std::vector<Geometry::Segment> MakeDot(std::vector<Point> const& points) {
+        std::vector<Geometry::Segment> curve;
+        std::size_t const count = points.size();
+        auto const middle = [&](std::size_t i) {
+            Point const &a = points[i % count], &b = points[(i + 1) % count];
+            return Point{(a.x + b.x) / 2, (a.y + b.y) / 2};
+        };
+        for (std::size_t i = 0; i != count; ++i) {
+            Point const from = middle(i), to = middle(i + 1), corner = points[(i + 1) % count];
+            curve.push_back(Geometry::Segment::Cubic(
+                from, {from.x + (corner.x - from.x) * 2 / 3, from.y + (corner.y - from.y) * 2 / 3},
+                {to.x + (corner.x - to.x) * 2 / 3, to.y + (corner.y - to.y) * 2 / 3}, to));
+        }
+        return curve;
+    }
+
+    // A meeting is shifted as the borders that meet are, along each axis by those across it; at the picture's edge only
+    // along that.
+    Point GetMeetingPlace(int x, int y) const {
+        double shiftX = 0, shiftY = 0;
+        int countX = 0, countY = 0;
+        auto const corner = GetCorner(x, y);
+        for (unsigned way = 0; way != 4; ++way) {
+            if ((corner.ways >> way & 1) == 0)
+                continue;
+            auto const left = GetLeft(x, y, way), right = GetRight(x, y, way);
+            bool const isEdge = left == Regions::c_outside || right == Regions::c_outside;
+            double const shift = isEdge ? 0 : GetShift(x, y, way, left, right);
+            if ((way & 1) == 0) {
+                shiftY += shift * c_stepX[way];
+                ++countY;
+            } else {
+                shiftX -= shift * c_stepY[way];
+                ++countX;
+            }
+        }
+        bool const isAtSide = x == 0 || x == m_regions.width, isAtEnd = y == 0 || y == m_regions.height;
+        return {x + (countX == 0 || isAtSide ? 0 : shiftX / countX),
+                y + (countY == 0 || isAtEnd ? 0 : shiftY / countY)};
+    }
+
+    bool IsPainted(std::int32_t region) const {
+        return region != Regions::c_outside && m_regions.labels[static_cast<std::size_t>(region)] != 0;
+    }
+
+    void FindRings() {
+        // The parts that leave each meeting: a number of corner and way, and the part.
+        struct Leaving {
+            std::uint64_t place = 0;
+            BorderPart part;
+        };
+        std::vector<Leaving> leaving;
+        std::vector<std::uint64_t> ends(2 * m_chains.size());
+        auto const place = [&](int x, int y, unsigned way) {
+            return (static_cast<std::uint64_t>(y) * static_cast<std::uint64_t>(m_regions.width + 1) +
+                    static_cast<std::uint64_t>(x))
+                       << 2 |
+                   way;
+        };
+        for (std::size_t i = 0; i != m_chains.size(); ++i) {
+            auto const& chain = m_chains[i];
+            if (chain.isRing)
+                continue;
+            int x = chain.x, y = chain.y;
+            for (std::uint32_t k = 0; k != chain.count; ++k) {
+                x += c_stepX[m_steps[chain.firstStep + k]];
+                y += c_stepY[m_steps[chain.firstStep + k]];
+            }
+            unsigned const first = m_steps[chain.firstStep], last = m_steps[chain.firstStep + chain.count - 1];
+            auto const number = static_cast<std::uint32_t>(i);
+            leaving.push_back({place(chain.x, chain.y, first), {number, false}});
+            leaving.push_back({place(x, y, (last + c_turnBack) & 3), {number, true}});
+            // Where a part arrives, and on which way.
+            ends[2 * i] = place(x, y, last);
+            ends[2 * i + 1] = place(chain.x, chain.y, (first + c_turnBack) & 3);
+        }
+        std::sort(leaving.begin(), leaving.end(), [](Leaving const& a, Leaving const& b) { return a.place < b.place; });
+        auto const findNext = [&](BorderPart const& part) {
+            auto const end = ends[2 * part.border + part.isReversed];
+            unsigned const way = end & 3;
+            for (unsigned const turn : {c_turnLeft, 0u, c_turnRight, c_turnBack}) {
+                auto const wanted = (end & ~std::uint64_t{3}) | ((way + turn) & 3);
+                auto const found = std::lower_bound(leaving.begin(), leaving.end(), wanted,
+                                                    [](Leaving const& a, std::uint64_t b) { return a.place < b; });
+                if (found != leaving.end() && found->place == wanted)
+                    return found->part;
+            }
+            return part;
+        };
+        std::vector<bool> isUsed(2 * m_chains.size());
+        for (std::size_t half = 0; half != isUsed.size(); ++half) {
+            BorderPart part{static_cast<std::uint32_t>(half / 2), half % 2 != 0};
+            auto const& begin = m_found.borders[part.border];
+            auto const region = part.isReversed ? begin.right : begin.left;
+            if (isUsed[half] || !IsPainted(region))
+                continue;
+            Ring ring{region, false, 0, {}};
+            std::int64_t doubleArea = 0;
+            while (!isUsed[2 * part.border + part.isReversed]) {
+                isUsed[2 * part.border + part.isReversed] = true;
+                ring.parts.push_back(part);
+                auto const& border = m_found.borders[part.border];
+                doubleArea += part.isReversed ? -border.doubleArea : border.doubleArea;
+                if (border.isRing)
+                    break;
+                part = findNext(part);
+            }
+            ring.isOuter = doubleArea < 0;
+            ring.area = std::abs(static_cast<double>(doubleArea)) / 2;
+            m_found.rings.push_back(std::move(ring));
+        }
+    }
+
+    Picture const& m_picture;
+    Labels const& m_labels;
+    Regions const& m_regions;
+    Options const& m_options;
+    std::vector<std::uint8_t> m_seen;
+    std::vector<std::uint8_t> m_steps;
+    std::vector<SideChain> m_chains;
+    Borders m_found;
+};
+
+} // namespace
+
+Borders FindBorders(Picture const& picture, Labels const& labels, Regions const& regions, Options const& options) {
+    return BorderFinder(picture, labels, regions, options).Find();
+}
+
+} // namespace Tracing

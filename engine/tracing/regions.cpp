@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/tracing/regions.h"
+
+#include "platform/kernel/abort_flag.h"
+#include "platform/kernel/dispatch.h"
+#include "platform/kernel/exception.h"
+
+#include <algorithm>
+
+namespace Tracing {
+
+namespace {
+
+// Pixels of one label side by side in a row.
+struct Run {
+    std::int32_t begin = 0;
+    // Of the set of runs that it is in, once all are known.
+    std::int32_t set = 0;
+};
+
+// Sets of runs, and later of sets: each names its parent, and one that names itself stands for its set.
+class DisjointSets {
+public:
+    explicit DisjointSets(std::size_t count) : m_parents(count) {
+        for (std::size_t i = 0; i != count; ++i)
+            m_parents[i] = static_cast<std::int32_t>(i);
+    }
+    std::int32_t Find(std::int32_t item) {
+        while (m_parents[static_cast<std::size_t>(item)] != item) {
+            auto& parent = m_parents[static_cast<std::size_t>(item)];
+            parent = m_parents[static_cast<std::size_t>(parent)];
+            item = parent;
+        }
+        return item;
+    }
+    // The first item stands for both.
+    void Join(std::int32_t keeps, std::int32_t joins) { m_parents[static_cast<std::size_t>(joins)] = keeps; }
+
+private:
+    std::vector<std::int32_t> m_parents;
+};
+
+class RegionFinder {
+public:
+    RegionFinder(Picture const& picture, Labels const& labels, Options const& options)
+        : m_width(picture.width), m_height(picture.height), m_labels(labels), m_options(options) {}
+
+    Regions Find() {
+        FindRuns();
+        ConnectRuns();
+        JoinSmallSets();
+        return MakeRegions();
+    }
+
+private:
+    std::uint8_t LabelAt(int x, int y) const {
+        return m_labels
+            .ofPixel[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width) + static_cast<std::size_t>(x)];
+    }
+    void CheckAbort() const {
+        if (Kernel::IsAbortSet(m_options.abort))
+            throw Kernel::AbortException();
+    }
+
+    void FindRuns() {
+        m_rows.reserve(static_cast<std::size_t>(m_height) + 1);
+        for (int y = 0; y != m_height; ++y) {
+            if (y % 64 == 0)
+                CheckAbort();
+            m_rows.push_back(m_runs.size());
+            auto const* const row = &m_labels.ofPixel[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width)];
+            for (int x = 0; x != m_width;) {
+                m_runs.push_back({x, 0});
+                auto const label = row[x];
+                while (x != m_width && row[x] == label)
+                    ++x;
+            }
+        }
+        m_rows.push_back(m_runs.size());
+    }
+
+    int GetEnd(std::size_t run, std::size_t rowEnd) const {
+        return run + 1 == rowEnd ? m_width : m_runs[run + 1].begin;
+    }
+
+    // Calls visit(upper run, lower run) for those of two rows that have a column in common, or with `diagonal` touch at
+    // a corner only.
+    template <class F>
+    void ForEachPair(int y, F const& visit) const {
+        auto const row = static_cast<std::size_t>(y);
+        std::size_t upper = m_rows[row], lower = m_rows[row + 1];
+        std::size_t const upperEnd = m_rows[row + 1], lowerEnd = m_rows[row + 2];
+        while (upper != upperEnd && lower != lowerEnd) {
+            visit(upper, lower);
+            int const a = GetEnd(upper, upperEnd), b = GetEnd(lower, lowerEnd);
+            if (a <= b)
+                ++upper;
+            if (b <= a)
+                ++lower;
+        }
+    }
+
+    std::uint8_t GetLabel(std::size_t run, int y) const { return LabelAt(m_runs[run].begin, y); }
+
+    void ConnectRuns() {
+        DisjointSets sets(m_runs.size());
+        auto const join = [&](std::size_t a, std::size_t b) {
+            auto const first = sets.Find(static_cast<std::int32_t>(a)),
+                       second = sets.Find(static_cast<std::int32_t>(b));
+            if (first != second)
+                sets.Join(std::min(first, second), std::max(first, second));
+        };
+        for (int y = 0; y + 1 < m_height; ++y) {
+            if (y % 64 == 0)
+                CheckAbort();
+            std::size_t const upperEnd = m_rows[static_cast<std::size_t>(y) + 1];
+            std::size_t const lowerEnd = m_rows[static_cast<std::size_t>(y) + 2];
+            ForEachPair(y, [&](std::size_t upper, std::size_t lower) {
+                if (GetLabel(upper, y) == GetLabel(lower, y + 1))
+                    join(upper, lower);
+                // The corner at which both end, with the runs behind them.
+                int const end = GetEnd(upper, upperEnd);
+                if (end == m_width || end != GetEnd(lower, lowerEnd))
+                    return;
+                bool const falls = GetLabel(upper, y) == GetLabel(lower + 1, y + 1);
+                bool const rises = GetLabel(upper + 1, y) == GetLabel(lower, y + 1);
+                if (falls && (!rises || IsRarer(end, y, GetLabel(upper, y), GetLabel(lower, y + 1))))
+                    join(upper, lower + 1);
+                else if (rises)
+                    join(upper + 1, lower);
+            });
+        }
+        std::vector<std::int32_t> numbers(m_runs.size(), -1);
+        for (int y = 0; y != m_height; ++y) {
+            auto const row = static_cast<std::size_t>(y);
+            for (std::size_t i = m_rows[row]; i != m_rows[row + 1]; ++i) {
+                auto& number = numbers[static_cast<std::size_t>(sets.Find(static_cast<std::int32_t>(i)))];
+                if (number < 0) {
+                    number = static_cast<std::int32_t>(m_areas.size());
+                    m_areas.push_back(0);
+                    m_setLabels.push_back(GetLabel(i, y));
+                }
+                m_runs[i].set = number;
+                m_areas[static_cast<std::size_t>(number)] += GetEnd(i, m_rows[row + 1]) - m_runs[i].begin;
+            }
+        }
+    }
+
+    // Whether `label` has fewer pixels around a corner than `other`: the line that is thin goes on.
+    bool IsRarer(int x, int y, std::uint8_t label, std::uint8_t other) const {
+        int more = 0;
+        for (int row = std::max(0, y - 1); row <= std::min(m_height - 1, y + 2); ++row) {
+            for (int column = std::max(0, x - 2); column <= std::min(m_width - 1, x + 1); ++column)
+                more += (LabelAt(column, row) == label) - (LabelAt(column, row) == other);
+        }
+        return more != 0 ? more < 0 : label < other;
+    }
+
+    // Each round joins every small set to a neighbour, so that their number at least halves.
+    void JoinSmallSets() {
+        std::size_t const count = m_areas.size();
+        m_joined.resize(count);
+        for (std::size_t i = 0; i != count; ++i)
+            m_joined[i] = static_cast<std::int32_t>(i);
+        DisjointSets sets(count);
+        while (true) {
+            CheckAbort();
+            std::vector<std::int32_t> nearest(count, -1);
+            std::vector<float> distances(count, 1e9f);
+            auto const offer = [&](std::int32_t small, std::int32_t other) {
+                auto const at = static_cast<std::size_t>(small), to = static_cast<std::size_t>(other);
+                if (m_areas[at] >= m_options.smallestArea)
+                    return;
+                float const distance =
+                    SquaredDistance(m_labels.mixed[m_setLabels[at]], m_labels.mixed[m_setLabels[to]]);
+                auto const best = nearest[at];
+                bool const isNearer = best < 0 || distance < distances[at] ||
+                                      (distance == distances[at] &&
+                                       (m_areas[to] > m_areas[static_cast<std::size_t>(best)] ||
+                                        (m_areas[to] == m_areas[static_cast<std::size_t>(best)] && other < best)));
+                if (isNearer) {
+                    nearest[at] = other;
+                    distances[at] = distance;
+                }
+            };
+            auto const meet = [&](std::size_t a, std::size_t b) {
+                auto const first = m_joined[static_cast<std::size_t>(m_runs[a].set)],
+                           second = m_joined[static_cast<std::size_t>(m_runs[b].set)];
+                if (first == second)
+                    return;
+                offer(first, second);
+                offer(second, first);
+            };
+            for (int y = 0; y != m_height; ++y) {
+                auto const row = static_cast<std::size_t>(y);
+                if (y % 64 == 0)
+                    CheckAbort();
+                for (std::size_t i = m_rows[row]; i + 1 < m_rows[row + 1]; ++i)
+                    meet(i, i + 1);
+                if (y + 1 != m_height)
+                    ForEachPair(y, meet);
+            }
+            bool isChanged = false;
+            for (std::size_t i = 0; i != count; ++i) {
+                if (nearest[i] < 0)
+                    continue;
+                auto const a = sets.Find(static_cast<std::int32_t>(i)), b = sets.Find(nearest[i]);
+                if (a == b)
+                    continue;
+                auto const [keeps, joins] = m_areas[static_cast<std::size_t>(a)] > m_areas[static_cast<std::size_t>(b)]
+                                                ? std::pair(a, b)
+                                                : std::pair(b, a);
+                sets.Join(keeps, joins);
+                m_areas[static_cast<std::size_t>(keeps)] += m_areas[static_cast<std::size_t>(joins)];
+                isChanged = true;
+            }
+            for (std::size_t i = 0; i != count; ++i)
+                m_joined[i] = sets.Find(static_cast<std::int32_t>(i));
+            if (!isChanged)
+                return;
+        }
+    }
+
+    Regions MakeRegions() {
+        Regions regions;
+        regions.width = m_width;
+        regions.height = m_height;
+        regions.labels.push_back(0);
+        std::vector<std::int32_t> numbers(m_areas.size(), 0);
+        for (std::size_t i = 0; i != m_areas.size(); ++i) {
+            if (m_joined[i] == static_cast<std::int32_t>(i)) {
+                numbers[i] = static_cast<std::int32_t>(regions.labels.size());
+                regions.labels.push_back(m_setLabels[i]);
+            }
+        }
+        auto const across = static_cast<std::size_t>(m_width + 2);
+        regions.ofPixel.resize(across * static_cast<std::size_t>(m_height + 2));
+        Kernel::ParallelFor(static_cast<std::size_t>((m_height + 63) / 64), [&](std::size_t band) {
+            int const end = std::min(m_height, static_cast<int>(band + 1) * 64);
+            for (int y = static_cast<int>(band) * 64; y != end; ++y) {
+                auto const row = static_cast<std::size_t>(y);
+                for (std::size_t i = m_rows[row]; i != m_rows[row + 1]; ++i) {
+                    auto* const begin = &regions.ofPixel[(row + 1) * across + 1];
+                    std::fill(begin + m_runs[i].begin, begin + GetEnd(i, m_rows[row + 1]),
+                              numbers[static_cast<std::size_t>(m_joined[static_cast<std::size_t>(m_runs[i].set)])]);
+                }
+            }
+        });
+        return regions;
+    }
+
+    int m_width, m_height;
+    Labels const& m_labels;
+    Options const& m_options;
+    // The first run of each row, and one more.
+    std::vector<std::size_t> m_rows;
+    std::vector<Run> m_runs;
+    // By set of runs; the label is that of the largest one that was joined.
+    std::vector<std::int32_t> m_areas;
+    std::vector<std::uint8_t> m_setLabels;
+    std::vector<std::int32_t> m_joined;
+};
+
+} // namespace
+
+Regions FindRegions(Picture const& picture, Labels const& labels, Options const& options) {
+    return RegionFinder(picture, labels, options).Find();
+}
+
+} // namespace Tracing
