@@ -46,7 +46,6 @@ public:
     Kernel::LocalisedString GetDescription() const override;
     bool CanOnlyOperateOnCurrentSpread() const override { return false; }
     Kernel::Counted<DocumentCommand> Clone() const override;
-    bool CanRepeat() const override { return true; }
     void Do() override;
     void Undo() override;
     void Redo() override;
