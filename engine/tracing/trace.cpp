@@ -126,7 +126,11 @@ private:
     Kernel::Counted<Geometry::CurveDbl> MakeContour(Ring const& ring) const {
         auto const contour = Kernel::MakeCounted<Geometry::CurveDbl>();
         PointDbl at;
-        auto const go = [&](Segment const& s) {
+        auto const go = [&](Segment s) {
+            // Curves bulge, and shapes that reach under others would reach out of the picture.
+            for (auto* const point : {&s.start, &s.control1, &s.control2, &s.end})
+                *point = {std::clamp<double>(point->x, 0, m_regions.width),
+                          std::clamp<double>(point->y, 0, m_regions.height)};
             if (contour->empty()) {
                 contour->MoveTo(s.start);
             } else if (s.start != at) {
