@@ -234,8 +234,7 @@ Registered<DocumentCommand, CompoundCommand, SelectionCommandBase, RasterCommand
            DataMergeFilter, DataMergeSelectedRecordsFilter, DataMergeRecordValueFilter, DataMergeProcessFilter,
            DataMergeJavaScriptFilter, DataMergeSortFilter, SetDataMergePreviewCommand, PlaceMergeFieldsCommand,
            DataMergeSource, DataMergeFetcher, DataMergeParser, GenerativeState, GeneratedImageNode, GenerationsProperty,
-           DocumentPropertyCollection, SetChosenGenerationCommand,
-           VectoriseObjectCommand> const c_registered;
+           DocumentPropertyCollection, SetChosenGenerationCommand, VectoriseObjectCommand> const c_registered;
 
 } // namespace
 
