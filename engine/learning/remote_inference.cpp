@@ -33,7 +33,7 @@ struct RemoteInference::State {
     }
 };
 
-RemoteInference::RemoteInference() : m_state(std::make_unique<State>()) {}
+RemoteInference::RemoteInference() : m_state(std::make_unique<State>()) { m_state->remover = MakePlainGroundRemover(); }
 
 RemoteInference::~RemoteInference() = default;
 
