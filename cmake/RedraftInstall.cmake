@@ -13,6 +13,9 @@ file(RELATIVE_PATH libraries_from_programs ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_
 install(TARGETS redraft-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 set_target_properties(redraft-cli PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
 install(TARGETS redraft-plugin-host redraft-script-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/redraft)
+if(TARGET redraft-model-host)
+    install(TARGETS redraft-model-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/redraft)
+endif()
 # The public headers, and no others.
 foreach(library @library @formats)
     redraft_level_entries(entries ${library})
