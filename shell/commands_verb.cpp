@@ -167,7 +167,8 @@ ExitStatus RunCommands(Session& session, Arguments const& arguments) {
     if (name) {
         for (auto const& command : commands) {
             bool const isInner = command.entry != nullptr && command.entry->isInner;
-            if ((GetClassName(command) != *name || isInner) && GetShortName(command) != *name)
+            bool const isPlain = command.entry != nullptr && !isInner && command.entry->plainName == *name;
+            if ((GetClassName(command) != *name || isInner) && GetShortName(command) != *name && !isPlain)
                 continue;
             if (session.IsJson())
                 AnswerJson(session.Json(), command);

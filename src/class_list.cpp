@@ -4,6 +4,7 @@
 #include "articles/class_list.h"
 #include "class_order.h"
 #include "contents/class_list.h"
+#include "generative/class_list.h"
 #include "index/class_list.h"
 #include "lines/class_list.h"
 #include "merge/class_list.h"
@@ -25,7 +26,7 @@ public:
              {Commands::GetFrameClasses(), Commands::GetArticlesClasses(), Commands::GetIndexClasses(),
               Commands::GetLinesClasses(), Commands::GetRasterClasses(), Commands::GetShapesClasses(),
               Commands::GetTextClasses(), Commands::GetContentsClasses(), Commands::GetPublishingClasses(),
-              Commands::GetMergeClasses()})
+              Commands::GetMergeClasses(), Commands::GetGenerativeClasses()})
             classes.insert(classes.end(), chapter.begin(), chapter.end());
         auto const position = [](ListedClass const& listed) {
             return std::find(std::begin(c_classOrder), std::end(c_classOrder), listed.name) - std::begin(c_classOrder);

@@ -118,6 +118,8 @@ NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "set-data-merge-process-filter-replacement-value": {"filter": "source:0/filter:2", "value": "Gent"},
          "set-data-merge-sort-filter-field-id": {"filter": "source:0/filter:4", "field": "age"},
          "set-data-merge-sort-filter-ascending": {"filter": "source:0/filter:4", "ascending": "false"}}
+# Those that ask a service have no call that runs by itself.
+ASKING = {"generate-image", "generate-vector"}
 
 
 def choose_call(command, symbol):
@@ -175,7 +177,7 @@ class Calls:
     def make(self, command):
         """The lines of a page about the call of a command, which has been run. Empty for commands that have none."""
         document = f"{command['class']}.redraft"
-        if "reason" in command:
+        if "reason" in command or command["name"] in ASKING:
             return []
         if not (self.folder / document).exists():
             sys.exit(f"{command['class']} has no example")

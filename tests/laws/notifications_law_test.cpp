@@ -116,6 +116,8 @@ bool IsNeverOfAPreview(DocumentNotification const& notification, std::string con
         Kernel::CastPointer<ExportArticlesChangedNotification const>(&notification) != nullptr ||
         Kernel::CastPointer<ViewPointChangedNotification const>(&notification) != nullptr)
         return true;
+    if (Kernel::CastPointer<ShowPanelNotification const>(&notification) != nullptr)
+        return true;
     // Required of these commands.
     return (className == "FlipCanvasCommand" &&
             Kernel::CastPointer<InvalidateDocumentAllNotification const>(&notification) != nullptr) ||
@@ -281,8 +283,8 @@ TEST_P(NotificationLaws, WhatIsLeftOutOrBentIsNoticed) {
             Example().className == "SetDataMergeJavaScriptFilterScriptCommand" && name.find("DataMerge") != name.npos;
         // Required of another: it tells of guides after each change of size, and of a scale that nothing keeps.
         // A third has the editor scroll to what it selects, or draw its tool again, of which a document shows nothing;
-        // a fourth tells of the names that a front end may make of metadata, and of captions, which read otherwise
-        // while their stories are as before.
+        // another has a panel of the editor shown; a fourth tells of the names that a front end may make of metadata,
+        // and of captions, which read otherwise while their stories are as before.
         auto const tells = [&](char const* className, char const* notification) {
             return Example().className == className && name.find(notification) != name.npos;
         };
@@ -290,7 +292,7 @@ TEST_P(NotificationLaws, WhatIsLeftOutOrBentIsNoticed) {
             tells("SetArtboardPropertiesCommand", "Guides") || tells("SetArtboardPropertiesCommand", "DocumentUnit") ||
             tells("LocateTextResourceCommand", "EnsureSelectionVisible") ||
             tells("AddCaptionCommand", "InvalidateTool") || tells("SetMetadataTagCommand", "DescriptionChanged") ||
-            tells("SetMetadataTagCommand", "StoryChanged");
+            tells("SetMetadataTagCommand", "StoryChanged") || tells("GenerateImageNodeCommand", "ShowPanel");
         bool const isAllowed =
             isDouble || isOfScript || isUnseen || (name == "the whole spread" && Example().keptInDocument);
         EXPECT_TRUE(!isBent || isNoticed || isAllowed) << name;

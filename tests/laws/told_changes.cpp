@@ -3,6 +3,7 @@
 
 #include "frame/contract/notifications.h"
 #include "platform/document/artboard.h"
+#include "platform/document/common_property_collections.h"
 #include "platform/document/data_merge_filters.h"
 #include "platform/document/data_merge_source.h"
 #include "platform/document/data_merge_warnings_notification.h"
@@ -489,6 +490,7 @@ private:
         RequireFor<CSSFilesChangedNotification>(before.cssFiles != after.cssFiles, "the style sheets of e-books");
         RequireFor<Notifications::EPubCoverInfoChangedNotification>(before.cover != after.cover, "the cover");
         RequireFor<ExportablesChangedNotification>(before.slices != after.slices, "the export of a slice");
+        RequireFor<GenerationsChangedNotification>(before.generations != after.generations, "the generated objects");
         JudgeViewPoints();
     }
 
@@ -545,6 +547,9 @@ ShownDocument::ShownDocument(DocumentController& controller)
         if (auto const& slice = spread->GetSlicePage())
             slices.emplace_back(slice->GetExportFilename(), slice->IsIncludedInExport());
     }
+    if (auto const remembered =
+            CommonPropertyCollections::Find(controller, CommonPropertyCollections::tagCollectionGenerationsUID))
+        generations = remembered->GetChildren(remembered->GetRootNode()).size();
     auto const& fields = controller.GetDocument()->GetCustomFieldSource();
     for (auto const& guid : fields.GetGuids())
         fieldNames[guid] = fields.GetFieldName(guid);

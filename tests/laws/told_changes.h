@@ -81,6 +81,8 @@ public:
     Kernel::Counted<EPub::AccessibilityMetadata const> accessibility;
     // Of each spread: its slice's file name, and whether it is exported.
     std::vector<std::pair<Kernel::String, bool>> slices;
+    // How many generated objects it remembers.
+    std::size_t generations = 0;
 };
 
 struct Complaint {

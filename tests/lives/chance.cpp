@@ -318,8 +318,13 @@ void ImportDrawing(std::string const& drawing, std::string const& path) {
 } // namespace
 
 bool IsInexact(std::string const& className) {
-    static std::set<std::string> const s_names{"DeleteExportArticleCommand", "MoveExportArticlesCommand",
-                                               "RenameExportArticleCommand", "ReparentExportArticlesCommand",
+    static std::set<std::string> const s_names{"GenerateImageNodeCommand",
+                                               "GenerateVectorNodeCommand",
+                                               "RemoveBGCommand",
+                                               "DeleteExportArticleCommand",
+                                               "MoveExportArticlesCommand",
+                                               "RenameExportArticleCommand",
+                                               "ReparentExportArticlesCommand",
                                                "SetExportArticleIncludeUntaggedCommand"};
     return s_names.contains(className);
 }

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "generative/generate_image_node_command.h"
+
+#include "frame/contract/notifications.h"
+#include "generative/generated_object.h"
+#include "generative/remote_request.h"
+
+namespace Commands {
+
+namespace {
+
+// The whole of a bitmap shows.
+Kernel::Counted<Raster::DynamicBitmap> MakeOpaqueMask(Raster::DynamicBitmap const& image, Raster::Format format) {
+    auto mask = Kernel::MakeCounted<Raster::DynamicBitmap>();
+    mask->Create(image.GetWidth(), image.GetHeight(), Raster::GetFormatInfo(format).maskFormat,
+                 Raster::MipmapMode::Deferred, Raster::HardwareCachePolicy::Automatic);
+    auto& base = mask->GetMutableBase();
+    Raster::VisitFormat(mask->GetFormat(), [&](auto traits) {
+        using Channel = typename decltype(traits)::template Channel<0>;
+        base.GetPlane(0) = Raster::Region<Channel>(base.GetBounds(), Raster::Default::Maximum);
+    });
+    base.FinishChange(base.GetBounds());
+    return mask;
+}
+
+} // namespace
+
+GenerateImageNodeCommand::GenerateImageNodeCommand(OstraAICommandSource source, Inference::TextToImageModel model,
+                                                   Inference::TextToImageAspect aspect,
+                                                   Kernel::Counted<Raster::BufferRGBA8> guidanceImage,
+                                                   Inference::TextToImageGuidanceMode guidanceMode,
+                                                   Kernel::String prompt, Kernel::String secondaryPrompt, int count,
+                                                   bool enhancePrompt, Inference::GenerationStyle style, int reserved)
+    : Persisted(true, NodeChildListType::Plain, false, true, false, nullptr, nullptr, InsertionMode::FrontOfSpread, 0,
+                ApplyDefault::Never, ApplyDefault::Never),
+      OstraAICommand(source),
+      m_prompt(std::move(prompt)),
+      m_secondaryPrompt(std::move(secondaryPrompt)),
+      m_count(count),
+      m_model(std::move(model)),
+      m_aspect(aspect),
+      m_guidanceImage(std::move(guidanceImage)),
+      m_guidanceMode(guidanceMode),
+      m_enhancePrompt(enhancePrompt),
+      m_style(style),
+      m_reserved(reserved) {}
+
+GenerateImageNodeCommand::GenerateImageNodeCommand(Kernel::String prompt, Kernel::String secondaryPrompt, int count,
+                                                   Kernel::String const& model, Inference::TextToImageAspect aspect,
+                                                   OptionalPicture const& guidance,
+                                                   Inference::TextToImageGuidanceMode guidanceMode, bool enhancePrompt,
+                                                   Inference::GenerationStyle style)
+    : GenerateImageNodeCommand(OstraAICommandSource::Unknown, MakeModel(model), aspect, MakeGuidanceImage(guidance),
+                               guidanceMode, std::move(prompt), std::move(secondaryPrompt), count, enhancePrompt, style,
+                               0) {}
+
+Kernel::LocalisedString GenerateImageNodeCommand::GetDescription() const {
+    return Kernel::LocalisedString("Generate image", "Command description");
+}
+
+void GenerateImageNodeCommand::Do() {
+    SetDirection(Direction::Do);
+    auto const document = GetDocumentController();
+    RemoteRequest request(*this);
+    Images images;
+    auto const promptBefore = m_prompt;
+    auto const result = Ask(request, images);
+    SendReports(request, result, promptBefore, static_cast<int>(images.size()));
+    if (result.code != Inference::Answered) {
+        m_shouldStack = false;
+        return;
+    }
+    request.Acquire();
+    auto const node = MakeNode(images);
+    RememberGenerated(document, *node, document->GetFormat(), document->GetProfiles());
+    node->Transform(GetFitting(node->GetBaseBox(true), document->GetCurrentSpread()->GetBaseBox(true)), false);
+    AddNode(node);
+    AddChildNodesCommand::Do();
+}
+
+Learning::RemoteInference::Result GenerateImageNodeCommand::Ask(RemoteRequest const& request, Images& images) {
+    return Inference::GetInstance().InferTextToImage(m_model, m_aspect, m_guidanceImage, m_guidanceMode, m_prompt,
+                                                     m_secondaryPrompt, m_enhancePrompt, m_style, m_count, images,
+                                                     &RemoteRequest::ReportProgress, request.GetData());
+}
+
+// Required: a prompt that was rewritten is told of before a failure, which it may have come with.
+void GenerateImageNodeCommand::SendReports(RemoteRequest const& request, Inference::Result const& result,
+                                           Kernel::String const& promptBefore, int returnedCount) const {
+    auto const completed = Kernel::MakeCounted<AIOperationCompletedNotification>();
+    completed->operation = AIOperationCompletedNotification::Operation::Generate;
+    completed->reserved = 0;
+    completed->model = m_model;
+    completed->style = m_style;
+    completed->aspect = m_aspect;
+    completed->guidanceMode = m_guidanceMode;
+    completed->prompt = promptBefore;
+    completed->secondaryPrompt = m_secondaryPrompt;
+    completed->enhancesPrompt = m_enhancePrompt;
+    completed->enhancedPrompt = m_enhancePrompt ? m_prompt : Kernel::String();
+    completed->requestedCount = m_count;
+    completed->returnedCount = returnedCount;
+    request.SendCompleted(completed, result);
+    if (promptBefore != m_prompt)
+        request.Send(Kernel::MakeCounted<PromptEnhancedNotification>(promptBefore, m_prompt, GetDocumentController()));
+    if (result.code != Inference::Answered)
+        request.SendFailed(result, Kernel::LocalisedString("Image Generation Failed", "Remote inference"), GetSource());
+}
+
+// Models answer in sRGB; from here on the pictures are in the document's format and colours.
+Kernel::Counted<GeneratedImageNode> GenerateImageNodeCommand::MakeNode(Images const& images) const {
+    auto const document = GetDocumentController();
+    auto const profile = Raster::ICCManager::GetInstance().GetProfileForString("sRGB IEC61966-2.1");
+    std::vector<GenerativeInterface::Generation> generations;
+    for (auto const& image : images) {
+        auto& generation = generations.emplace_back(m_prompt, image, profile, Raster::AffineTransform::Params());
+        generation.ConvertFormatOrProfile(document->GetFormat(), document->GetProfiles());
+    }
+    auto node = Kernel::MakeCounted<GeneratedImageNode>();
+    node->SetGenerationMask(MakeOpaqueMask(*generations.front().GetImage(), document->GetFormat()));
+    node->SetGenerations(generations);
+    node->SetUserDescription(m_prompt);
+    return node;
+}
+
+void GenerateImageNodeCommand::Undo() {
+    SetDirection(Direction::Undo);
+    AddChildNodesCommand::Undo();
+}
+
+void GenerateImageNodeCommand::Redo() {
+    SetDirection(Direction::Redo);
+    AddChildNodesCommand::Redo();
+}
+
+void GenerateImageNodeCommand::Notify(Kernel::NotificationList& notifications) {
+    AddChildNodesCommand::Notify(notifications);
+    if (m_direction != Direction::Do || !m_shouldStack)
+        return;
+    notifications.push_back(Kernel::MakeCounted<GenerationsChangedNotification>());
+    notifications.push_back(Kernel::MakeCounted<ShowPanelNotification>(
+        GetDocumentController(), ShowPanelNotification::Panel::Generations, nullptr));
+}
+
+} // namespace Commands
