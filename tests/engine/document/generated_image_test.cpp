@@ -2,6 +2,7 @@
 #include "platform/document/generated_image_node.h"
 
 #include "platform/document/common_property_collections.h"
+#include "platform/document/document_renderer.h"
 #include "platform/document/edit_journal.h"
 #include "platform/document/generations_property.h"
 #include "platform/document/set_chosen_generation_command.h"
@@ -103,6 +104,50 @@ TEST(GeneratedImage, AGenerationKeepsItsProfileAndConvertsIntoASet) {
     EXPECT_THROW(generation.ConvertFormatOrProfile(Raster::FormatNone, {}), Kernel::Exception);
     EXPECT_THROW(Generation("", nullptr, GetSRGB(), {}), Kernel::Exception);
     EXPECT_THROW(Generation("", MakeImage(4, 4, Raster::FormatIA8, 1), GetSRGB(), {}), Kernel::Exception);
+}
+
+Kernel::Counted<Raster::DynamicBitmap> Draw(Kernel::Counted<Node> const& node) {
+    auto const document = Doubles::MakeDocument();
+    document->GetCurrentSpread()->InsertChild(NodeChildListType::Plain, node, nullptr);
+    auto picture = Kernel::MakeCounted<Raster::DynamicBitmap>(100, 200, Raster::FormatRGBA8);
+    MakeSpreadPicture(*document->GetCurrentSpread(), {})->Render([&](Raster::BufferBase const& rows, int top) {
+        Raster::ConvertPixels(rows, picture->GetMutableBase(), {0, top},
+                              *Raster::PixelConverter::MakePlain(rows.GetFormat(), Raster::FormatRGBA8));
+        return true;
+    });
+    return picture;
+}
+
+TEST(GeneratedImage, IsDrawnAsALayerOfTheShownPixelsWouldBe) {
+    auto const node = MakeNode();
+    auto second = node->GetGenerations()[1];
+    node->SetGenerations(
+        {node->GetGenerations()[0], Generation("two", second.GetImage(), GetSRGB(), {2, 0, 3, 0, 2, 4})});
+    node->SetChosenGeneration(1);
+    node->SetGenerationMask(MakeMask(25, 20, Raster::FormatA8, 70));
+    node->SetTransform({0.8, -0.3, 20, 0.3, 0.8, 10}, false);
+    node->SetOpacity(0.7);
+    auto const layer = Kernel::MakeCounted<RasterNode>();
+    layer->SetBitmap(node->GetShownBitmap());
+    layer->SetTransform(node->GetMatrix() * node->GetShownTransform(), false);
+    layer->SetOpacity(0.7);
+    auto const drawn = Draw(node);
+    EXPECT_TRUE(drawn->GetBase()->HasEqualPixels(*Draw(layer)->GetBase()));
+    EXPECT_FALSE(drawn->GetBase()->HasEqualPixels(*Draw(Kernel::MakeCounted<GeneratedImageNode>())->GetBase()));
+}
+
+TEST(GeneratedImage, ACopyHasAllPicturesAndTheChoice) {
+    auto const node = MakeNode();
+    node->SetChosenGeneration(1);
+    node->SetUserDescription("whale");
+    CloneContext context(CloneType::Copy);
+    auto const copy = Kernel::Cast<GeneratedImageNode>(node->Clone(context));
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(node->GetGenerations(), copy->GetGenerations());
+    EXPECT_EQ(1u, copy->GetChosenGeneration());
+    EXPECT_EQ("whale", copy->GetDescription(true).view());
+    copy->SetChosenGeneration(0);
+    EXPECT_EQ(1u, node->GetChosenGeneration());
 }
 
 TEST(GeneratedImage, AnotherGenerationIsOneStepThatIsTakenBackInAnotherProcess) {

@@ -4,6 +4,7 @@
 #include "formats/svg/xml_writer.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
+#include "platform/document/generated_image_node.h"
 #include "platform/raster/buffer.h"
 #include "platform/renderer/recorded_drawing.h"
 
@@ -238,6 +239,36 @@ TEST(SvgExport, BitmapsComeBack) {
     EXPECT_EQ(raster.GetMatrix(), node->GetMatrix());
     EXPECT_EQ(raster.GetBitmap()->GetFormat(), Raster::FormatIA16);
     EXPECT_TRUE(raster.GetBitmap()->GetBase()->HasEqualPixels(*bitmap->GetBase()));
+}
+
+// As pictures: the chosen one, with what hides a part of it in its alpha.
+TEST(SvgExport, GeneratedPicturesAreWrittenAsTheyShow) {
+    auto const makeBitmap = [](int width, int height, Raster::Format format, double value) {
+        auto const bitmap = Kernel::MakeCounted<Raster::DynamicBitmap>(width, height, format);
+        Raster::DynamicPixel pixel(format);
+        for (int c = 0; c != Raster::GetFormatInfo(format).channelCount; ++c)
+            pixel.SetSample(c, value);
+        bitmap->Clear(pixel);
+        return bitmap;
+    };
+    auto const profile = Raster::ICCProfileSet().Get(Raster::ColourModel::RGB);
+    auto const node = Kernel::MakeCounted<GeneratedImageNode>();
+    node->SetGenerations({{"one", makeBitmap(9, 9, Raster::FormatRGBA8, 80), profile, {}},
+                          {"two", makeBitmap(5, 3, Raster::FormatRGBA8, 255), profile, {2, 0, 1, 0, 2, 0}}});
+    node->SetChosenGeneration(1);
+    node->SetGenerationMask(makeBitmap(2, 3, Raster::FormatA8, 100));
+    node->SetTransform({1, 0, 10, 0, 1, 20}, false);
+    ImportedDrawing drawing;
+    drawing.pageSize = {100, 50};
+    drawing.nodes.push_back(node);
+    auto const document = MakeDocument(drawing);
+    auto const second = Import(ExportOf(*document), {});
+    ASSERT_EQ(second.nodes.size(), 1u);
+    auto const& raster = dynamic_cast<RasterNode&>(*second.nodes[0]);
+    EXPECT_EQ(raster.GetMatrix(), (Matrix{2, 0, 11, 0, 2, 20}));
+    EXPECT_EQ(raster.GetBitmap()->GetSize(), (Kernel::SizeT<int>{5, 3}));
+    EXPECT_EQ(raster.GetBitmap()->GetBase()->GetPixel(1, 1).GetSample(3), 100);
+    EXPECT_EQ(raster.GetBitmap()->GetBase()->GetPixel(2, 1).GetSample(3), 255);
 }
 
 TEST(SvgExport, SelectedNodesAreWrittenWhereTheyStand) {
