@@ -216,12 +216,24 @@ private:
             return 0;
         }
         try {
+            if (transfer.m_body.empty())
+                transfer.MakeRoom();
             transfer.m_body.append(bytes, size * count);
         } catch (std::bad_alloc const&) {
             transfer.m_isTooLarge = true;
             return 0;
         }
         return size * count;
+    }
+
+    // For as much as the answer says it is, within reason, and for what readers of it want behind it.
+    void MakeRoom() {
+        constexpr curl_off_t c_mostTrusted = 64 << 20;
+        constexpr std::size_t c_roomBehind = 64;
+        curl_off_t length = 0;
+        m_curl.getInfo(m_easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+        if (0 < length && length <= c_mostTrusted)
+            m_body.reserve(static_cast<std::size_t>(length) + c_roomBehind);
     }
 
     static std::size_t OnHeader(char*, std::size_t size, std::size_t count, void* data) {

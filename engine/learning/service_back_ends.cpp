@@ -48,15 +48,16 @@ bool IsGuided(ImageGenerator::Request const& request) {
 
 RemoteInference::Result AskForJson(HttpSession& session, HttpRequest const& request, InferenceCall const& call,
                                    std::optional<ServiceJson>& json, HttpPoll const* poll) {
-    auto const answer = session.Send(request, call, poll);
+    auto answer = session.Send(request, call, poll);
     if (answer.failure.code != RemoteInference::Answered)
         return answer.failure;
     if (auto refusal = CheckStatus(answer, session); refusal.code != RemoteInference::Answered)
         return refusal;
-    json = ServiceJson::Parse(answer.body);
+    if (answer.body.empty())
+        return FailFor(session, RemoteInference::BadAnswer, "the answer is empty");
+    json = ServiceJson::Parse(std::move(answer.body));
     if (!json)
-        return FailFor(session, RemoteInference::BadAnswer,
-                       answer.body.empty() ? "the answer is empty" : "the answer is not of this protocol");
+        return FailFor(session, RemoteInference::BadAnswer, "the answer is not of this protocol");
     return {};
 }
 

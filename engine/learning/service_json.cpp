@@ -61,11 +61,13 @@ ServiceJson::ServiceJson(ServiceJson&&) noexcept = default;
 ServiceJson& ServiceJson::operator=(ServiceJson&&) noexcept = default;
 ServiceJson::~ServiceJson() = default;
 
-std::optional<ServiceJson> ServiceJson::Parse(std::string_view text) {
+std::optional<ServiceJson> ServiceJson::Parse(std::string text) {
     if (!HasModestShape(text))
         return std::nullopt;
     auto state = std::make_unique<State>();
-    if (state->parser.parse(text.data(), text.size()).get(state->root) != simdjson::SUCCESS)
+    // With this room behind it the text need not be copied.
+    text.reserve(text.size() + simdjson::SIMDJSON_PADDING);
+    if (state->parser.parse(text.data(), text.size(), false).get(state->root) != simdjson::SUCCESS)
         return std::nullopt;
     return ServiceJson(std::move(state));
 }

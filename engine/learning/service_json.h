@@ -16,7 +16,7 @@ class ServiceJson {
 public:
     // None where the text is not JSON, is nested deeper than 64, or has so many values that it is no answer about
     // pictures. Takes memory in proportion to the text.
-    static std::optional<ServiceJson> Parse(std::string_view text);
+    static std::optional<ServiceJson> Parse(std::string text);
     ServiceJson(ServiceJson&&) noexcept;
     ServiceJson& operator=(ServiceJson&&) noexcept;
     ~ServiceJson();

@@ -142,7 +142,7 @@ private:
         std::size_t first = 0;
         // A text that is JSON itself.
         auto const text = json.GetText("/info");
-        if (auto const info = text ? ServiceJson::Parse(*text) : std::nullopt) {
+        if (auto const info = text ? ServiceJson::Parse(std::string(*text)) : std::nullopt) {
             if (auto const prompt = info->GetText("/prompt"); prompt && !prompt->empty() && *prompt != sentPrompt)
                 answer.prompt = CleanPrompt(*prompt, m_session.GetOptions().token);
             // An overview of all pictures may stand in front.
