@@ -8,6 +8,7 @@
 #include "engine/model_host/onnx_outline.h"
 
 #include <algorithm>
+#include <malloc.h>
 #include <opencv2/core.hpp>
 #include <opencv2/dnn.hpp>
 #include <unistd.h>
@@ -117,6 +118,10 @@ int Serve() {
 } // namespace
 
 int main() {
+    // Each thread takes address space for its stack and its heap, of which the process has only so much.
+    constexpr int c_mostThreads = 16, c_mostHeaps = 4;
+    mallopt(M_ARENA_MAX, c_mostHeaps);
+    cv::setNumThreads(std::min(cv::getNumThreads(), c_mostThreads));
     // While files of the system can still be read: the number of processors, and the workers of loops.
     cv::parallel_for_(cv::Range(0, 64), [](cv::Range const&) {});
     Confine(c_memory);
