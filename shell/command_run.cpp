@@ -4,9 +4,11 @@
 #include "platform/raster/filter_plugin.h"
 #include "shell/interrupt.h"
 #include "shell/merge_sources.h"
+#include "shell/model_requests.h"
 #include "shell/progress.h"
 #include "shell/session.h"
 
+#include <optional>
 #include <vector>
 
 namespace Shell {
@@ -54,6 +56,21 @@ private:
     std::vector<std::string> m_lines;
 };
 
+// Control-C while a command runs: its own flag or, where it asks a model, the end of the request.
+class InterruptOf {
+public:
+    InterruptOf(DocumentCommand const& command, ModelReports const& reports, std::string const& documentPath) {
+        Learning::RemoteInference::ResetCancel();
+        if (reports.AreExpected())
+            m_scope.emplace(&Learning::RemoteInference::Cancel);
+        else
+            m_scope.emplace(command.GetProgressAbortPointer(), documentPath);
+    }
+
+private:
+    std::optional<Interrupt::Scope> m_scope;
+};
+
 } // namespace
 
 Outcome RunCommand(DocumentController& document, CommandEntry const& entry,
@@ -63,8 +80,9 @@ Outcome RunCommand(DocumentController& document, CommandEntry const& entry,
     UpdateWarnings const updateWarnings(document);
     ProgressBar progress(command->GetDescription().ToString().ToStdString());
     ListeningToProgress const listening(document, progress);
-    Interrupt::Scope const interrupt(command->GetProgressAbortPointer(), documentPath);
-    auto const outcome = Guarded(ExitStatus::Input, entry.className, [&]() -> Outcome {
+    ModelReports const reports(*command);
+    InterruptOf const interrupt(*command, reports, documentPath);
+    auto outcome = Guarded(ExitStatus::Input, entry.className, [&]() -> Outcome {
         if (entry.canApplyTo && !entry.canApplyTo(selection))
             return entry.runsOnlyWhereItApplies ? Outcome() : TryCommand(document, command);
         if (!command->ShouldStackForUndo())
@@ -73,7 +91,10 @@ Outcome RunCommand(DocumentController& document, CommandEntry const& entry,
         auto const result = document.GetLastResult();
         return {result.stacked || result.merged, result.stacked, result.merged};
     });
+    reports.Check(entry.className, documentPath);
     Interrupt::Check(documentPath);
+    reports.Tell(entry.className);
+    outcome.pictures = reports.GetPictureCount();
     return outcome;
 }
 

@@ -4,6 +4,7 @@
 #include "platform/document/document_controller.h"
 #include "shell/command_table.h"
 
+#include <optional>
 #include <string>
 
 namespace Shell {
@@ -14,6 +15,8 @@ struct Outcome {
     bool didSomething = false;
     bool stacked = false;
     bool merged = false;
+    // The pictures that a model made; none for other commands.
+    std::optional<int> pictures = std::nullopt;
 };
 
 // Runs a command that was made for this selection, with a bar and the note of control-C, and tells where plug-ins fail.

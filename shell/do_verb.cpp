@@ -2,6 +2,7 @@
 #include "shell/combined_objects.h"
 #include "shell/command_run.h"
 #include "shell/dissolved_groups.h"
+#include "shell/model_requests.h"
 #include "shell/selector.h"
 #include "shell/values.h"
 #include "shell/verbs.h"
@@ -100,6 +101,8 @@ void Answer(Session& session, DocumentController& document, DocumentCommand cons
         json.Member("stacked", outcome.stacked);
         json.Member("merged", outcome.merged);
         json.Member("position", history.GetPosition());
+        if (outcome.pictures)
+            json.Member("pictures", *outcome.pictures);
         json.EndObject();
         return;
     }
@@ -110,6 +113,8 @@ void Answer(Session& session, DocumentController& document, DocumentCommand cons
         line += ": merged into step " + std::to_string(history.GetPosition());
     else
         line += ": done, not part of the history";
+    if (outcome.pictures)
+        line += ", " + Count(static_cast<std::size_t>(*outcome.pictures), "picture", "pictures");
     session.Print(line + "\n");
 }
 
@@ -142,6 +147,7 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
     auto const command = MakeCommand(form, values, {document, selection}, entry.shortName);
     if (!arguments.Has("--select") && RunsOnSelection(entry, form, *command))
         TellOfMissingNodes(*selection, entry.className);
+    ChosenBackEnds const backEnds(arguments, session.GetScript(), *command, entry.shortName);
     CombinedObjects const combined(entry, *selection);
     DissolvedGroups const groups(*selection);
 

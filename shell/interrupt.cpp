@@ -13,6 +13,7 @@ namespace {
 
 std::atomic<int> s_asked{0};
 std::atomic<bool*> s_abort{nullptr};
+std::atomic<Scope::Cancel> s_cancel{nullptr};
 // The line that is printed when control-C ends the program at once; empty where it does not. Written before its length.
 char s_farewell[1024];
 std::atomic<std::size_t> s_farewellLength{0};
@@ -27,6 +28,8 @@ extern "C" void OnInterrupt(int) {
     }
     if (bool* const abort = s_abort.load())
         std::atomic_ref<bool>(*abort).store(true);
+    if (auto const cancel = s_cancel.load())
+        cancel();
 }
 
 } // namespace
@@ -72,9 +75,16 @@ Scope::Scope(bool* abort, std::string const& subject) {
         std::atomic_ref<bool>(*abort).store(true);
 }
 
+Scope::Scope(Cancel cancel) {
+    s_cancel.store(cancel);
+    if (WasAsked())
+        cancel();
+}
+
 Scope::~Scope() {
     s_farewellLength.store(0);
     s_abort.store(nullptr);
+    s_cancel.store(nullptr);
 }
 
 } // namespace Shell::Interrupt

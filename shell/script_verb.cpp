@@ -66,7 +66,7 @@ ExitStatus RunScript(Session& session, Arguments const& arguments) {
     document.SetMergingEnabled(arguments.Has("--merge"));
     if (session.IsJson())
         session.Json().BeginArray();
-    session.SetInScript(true);
+    session.SetScript(&arguments);
     bool didSomething = false;
     bool foundNothing = false;
     std::size_t number = 0;
@@ -90,7 +90,7 @@ ExitStatus RunScript(Session& session, Arguments const& arguments) {
         if (!session.IsJson())
             session.Flush();
     }
-    session.SetInScript(false);
+    session.SetScript(nullptr);
     if (session.IsJson())
         session.Json().EndArray();
     if (foundNothing && !didSomething)

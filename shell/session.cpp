@@ -44,7 +44,7 @@ DocumentController& Session::Open(Arguments const& arguments) {
 
 DocumentController& Session::OpenToLook(Arguments const& arguments) {
     auto& document = Open(arguments);
-    if (!m_isInScript)
+    if (!IsInScript())
         return document;
     m_lookedAt = Guarded(ExitStatus::Input, m_path, [&] { return document.MakeCopy(); });
     return *m_lookedAt;

@@ -30,8 +30,11 @@ public:
     // A document that the call has made.
     void SetDocument(Kernel::Counted<DocumentController> document, std::string const& path);
     std::string const& GetDocumentPath() const { return m_path; }
-    bool IsInScript() const { return m_isInScript; }
-    void SetInScript(bool inScript) { m_isInScript = inScript; }
+    // The call whose script the lines are of; null where the verb is no script's line.
+    Arguments const* GetScript() const { return m_script; }
+    bool IsInScript() const { return m_script != nullptr; }
+    // Not owned.
+    void SetScript(Arguments const* script) { m_script = script; }
 
     // The document is to be saved when the call ends: in its place, or where SaveTo says.
     void MarkChanged() { m_isChanged = true; }
@@ -56,7 +59,7 @@ public:
 
 private:
     bool m_isJson;
-    bool m_isInScript = false;
+    Arguments const* m_script = nullptr;
     bool m_isChanged = false;
     // The call has made the document.
     bool m_isNew = false;

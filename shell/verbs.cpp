@@ -2,6 +2,7 @@
 #include "shell/verbs.h"
 
 #include "shell/help.h"
+#include "shell/model_requests.h"
 #include "shell/nearest.h"
 
 #include <algorithm>
@@ -11,6 +12,12 @@ namespace Shell {
 namespace {
 
 constexpr OptionSpec c_forcedDocument{"--force", "", "replaces a document that has a history, or another file"};
+std::vector<OptionSpec> WithModelOptions(std::vector<OptionSpec> options) {
+    auto const more = GetModelOptions();
+    options.insert(options.end(), more.begin(), more.end());
+    return options;
+}
+
 constexpr OptionSpec c_forcedFile{"--force", "", "replaces a document of that name"};
 
 } // namespace
@@ -169,12 +176,13 @@ std::vector<Verb> const& GetVerbs() {
           .summary = "Runs a command as one step of the document's history.",
           .onDocument = true,
           .positionals = {{"COMMAND"}, {"name=value", Times::Any}},
-          .options = {{"--select", "SELECTOR",
-                       "what it runs on: #ID, #ID[from:to], #ID[/regex/], type:CLASS, name:TEXT, all, none"},
-                      {"--set-selection", "", "stores the selection in the document first, whatever the command takes"},
-                      {"--spread", "N", "makes this the current spread first, from 0"},
-                      {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
-                      c_forcedDocument}},
+          .options = WithModelOptions(
+              {{"--select", "SELECTOR",
+                "what it runs on: #ID, #ID[from:to], #ID[/regex/], type:CLASS, name:TEXT, all, none"},
+               {"--set-selection", "", "stores the selection in the document first, whatever the command takes"},
+               {"--spread", "N", "makes this the current spread first, from 0"},
+               {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
+               c_forcedDocument})},
          &RunDo},
         {{.verb = "undo",
           .summary = "Takes the newest step back, or the newest N.",
@@ -251,9 +259,10 @@ std::vector<Verb> const& GetVerbs() {
           .summary = "Runs the lines of a script, each a call without DOC, on one document; saves once at the end.",
           .onDocument = true,
           .positionals = {{"SCRIPT"}},
-          .options = {{"--merge", "", "lets commands merge into the step before them, as in interactive work"},
-                      {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
-                      c_forcedDocument}},
+          .options = WithModelOptions(
+              {{"--merge", "", "lets commands merge into the step before them, as in interactive work"},
+               {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
+               c_forcedDocument})},
          &RunScript,
          InScript::No},
         {{.verb = "help",

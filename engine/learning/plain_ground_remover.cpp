@@ -51,8 +51,8 @@ public:
             return {RemoteInference::Refused, "the ground of the picture is clear already"};
         m_field.Fit(edge);
         if (!IsPlain(edge))
-            return {RemoteInference::BusyGround, "the ground of the picture is not plain enough: give a model with "
-                                                 "--model, or a service with --service"};
+            return {RemoteInference::BusyGround,
+                    "the ground of the picture is not plain enough to be removed without a model or a service"};
         // The second time the field is fitted to all of the ground.
         constexpr int c_rounds = 2;
         for (int round = 0; round != c_rounds; ++round) {

@@ -30,7 +30,9 @@ protected:
     std::string Export() {
         Session session(false);
         session.SetDocument(m_document, "a.redraft");
-        session.SetInScript(true);
+        static Usage const s_script{.verb = "run", .summary = {}, .positionals = {}, .options = {}};
+        Arguments const script(s_script, {}, false);
+        session.SetScript(&script);
         std::string const words[] = {"export", "--slices", "-o", m_folder.string()};
         try {
             RunVerb(session, words);
