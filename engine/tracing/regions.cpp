@@ -156,20 +156,33 @@ private:
         return more != 0 ? more < 0 : label < other;
     }
 
-    // Each round joins every small set to a neighbour, so that their number at least halves.
+    // Where too many are left, such as of noise, larger ones go, too.
     void JoinSmallSets() {
         std::size_t const count = m_areas.size();
         m_joined.resize(count);
         for (std::size_t i = 0; i != count; ++i)
             m_joined[i] = static_cast<std::int32_t>(i);
         DisjointSets sets(count);
+        for (std::int64_t fewest = m_options.smallestArea;; fewest *= 2) {
+            JoinSetsBelow(fewest, sets);
+            std::size_t left = 0;
+            for (std::size_t i = 0; i != count; ++i)
+                left += m_joined[i] == static_cast<std::int32_t>(i);
+            if (left <= c_mostRegions)
+                return;
+        }
+    }
+
+    // Each round joins every small set to a neighbour, so that their number at least halves.
+    void JoinSetsBelow(std::int64_t fewest, DisjointSets& sets) {
+        std::size_t const count = m_areas.size();
         while (true) {
             CheckAbort();
             std::vector<std::int32_t> nearest(count, -1);
             std::vector<float> distances(count, 1e9f);
             auto const offer = [&](std::int32_t small, std::int32_t other) {
                 auto const at = static_cast<std::size_t>(small), to = static_cast<std::size_t>(other);
-                if (m_areas[at] >= m_options.smallestArea)
+                if (m_areas[at] >= fewest)
                     return;
                 float const distance =
                     SquaredDistance(m_labels.mixed[m_setLabels[at]], m_labels.mixed[m_setLabels[to]]);

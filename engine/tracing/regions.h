@@ -24,7 +24,11 @@ struct Regions {
     }
 };
 
-// Regions of fewer pixels than options.smallestArea are joined to the neighbour of the nearest colour.
+// The most regions of a picture.
+inline constexpr std::size_t c_mostRegions = 100'000;
+
+// Regions of fewer pixels than options.smallestArea are joined to the neighbour of the nearest
+// colour; where more than c_mostRegions are left, larger ones are, too.
 Regions FindRegions(Picture const& picture, Labels const& labels, Options const& options);
 
 } // namespace Tracing

@@ -179,6 +179,21 @@ TEST(Tracing, PicturesOfAnySizeAndNoise) {
     }
 }
 
+TEST(Tracing, NoiseHasABoundOfShapes) {
+    std::uint32_t seed = 1;
+    Picture picture{900, 900, {}};
+    for (int i = 0; i != 900 * 900; ++i) {
+        seed = seed * 1664525u + 1013904223u;
+        picture.pixels.push_back({static_cast<std::uint8_t>(seed >> 24), static_cast<std::uint8_t>(seed >> 16),
+                                  static_cast<std::uint8_t>(seed >> 8), 255});
+    }
+    Options options;
+    options.smallestArea = 1;
+    auto const count = TracePicture(picture, options).size();
+    EXPECT_LE(count, 100'000u);
+    EXPECT_GE(count, 10'000u);
+}
+
 TEST(Tracing, AnAbortEndsIt) {
     bool abort = true;
     Options options;
