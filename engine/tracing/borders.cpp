@@ -67,7 +67,9 @@ private:
         Corner corner;
         corner.ways = static_cast<unsigned>(b != d) | static_cast<unsigned>(c != d) << 1 |
                       static_cast<unsigned>(a != c) << 2 | static_cast<unsigned>(a != b) << 3;
-        int const count = std::popcount(corner.ways);
+        // The number of bits of numbers below 16.
+        constexpr std::uint64_t c_bitCounts = 0x4332322132212110;
+        int const count = static_cast<int>(c_bitCounts >> (4 * corner.ways) & 15);
         if (count == 4) {
             corner.isFalling = a == d && (b != c || IsRarer(x, y, a, b));
             corner.isRising = b == c && !corner.isFalling;
@@ -131,30 +133,59 @@ private:
     void FollowAll() {
         m_seen.assign(static_cast<std::size_t>(m_regions.width + 1) * static_cast<std::size_t>(m_regions.height + 1),
                       0);
-        // Corners where a border passes, a row at a time, so that the many others cost next to nothing.
-        for (bool const isRing : {false, true}) {
-            for (int y = 0; y <= m_regions.height; ++y) {
-                if (y % 64 == 0 && Kernel::IsAbortSet(m_options.abort))
-                    throw Kernel::AbortException();
-                auto const* const above =
-                    &m_regions.ofPixel[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_regions.width + 2)];
-                auto const* const below = above + m_regions.width + 2;
-                for (int x = 0; x <= m_regions.width; ++x) {
-                    if (above[x] == above[x + 1] && below[x] == below[x + 1] && above[x] == below[x])
-                        continue;
-                    auto const corner = GetCorner(x, y);
-                    if (isRing) {
-                        for (unsigned way = 0; way != 2; ++way) {
-                            if ((corner.ways >> way & 1) != 0)
-                                Follow(x, y, way, true);
-                        }
-                    } else if (corner.isMeeting) {
-                        for (unsigned way = 0; way != 4; ++way) {
-                            if ((corner.ways >> way & 1) != 0)
-                                Follow(x, y, way, false);
-                        }
-                    }
+        constexpr int c_rows = 64;
+        std::vector<Starts> starts(static_cast<std::size_t>(m_regions.height / c_rows + 1));
+        Kernel::ParallelFor(starts.size(), [&](std::size_t band) {
+            if (Kernel::IsAbortSet(m_options.abort))
+                throw Kernel::AbortException();
+            int const begin = static_cast<int>(band) * c_rows;
+            for (int y = begin; y != std::min(m_regions.height + 1, begin + c_rows); ++y)
+                FindStarts(y, starts[band]);
+        });
+        for (auto const& band : starts) {
+            for (auto const& [x, y, ways] : band.meetings) {
+                for (unsigned way = 0; way != 4; ++way) {
+                    if ((ways >> way & 1) != 0)
+                        Follow(x, y, way, false);
                 }
+            }
+        }
+        for (auto const& band : starts) {
+            for (auto const& [x, y, ways] : band.upperLefts)
+                Follow(x, y, 0, true);
+        }
+    }
+
+    struct Start {
+        std::int32_t x, y;
+        unsigned ways;
+    };
+    struct Starts {
+        std::vector<Start> meetings;
+        // Corners from which a border leads to the right and down. Each ring has one.
+        std::vector<Start> upperLefts;
+    };
+    void FindStarts(int y, Starts& starts) const {
+        int const width = m_regions.width;
+        auto const* const above = &m_regions.ofPixel[static_cast<std::size_t>(y) * static_cast<std::size_t>(width + 2)];
+        auto const* const below = above + width + 2;
+        constexpr int c_block = 16;
+        for (int x = 0; x <= width;) {
+            if (x + c_block <= width && above[x + c_block] == above[x] && below[x + c_block] == above[x] &&
+                AreAll<c_block>(above + x, above[x]) && AreAll<c_block>(below + x, above[x])) {
+                x += c_block;
+                continue;
+            }
+            for (int const end = std::min(width + 1, x + c_block); x != end; ++x) {
+                // Nothing begins where the border only passes.
+                if ((above[x] == below[x] && above[x + 1] == below[x + 1]) ||
+                    (above[x] == above[x + 1] && below[x] == below[x + 1]))
+                    continue;
+                auto const corner = GetCorner(x, y);
+                if (corner.isMeeting)
+                    starts.meetings.push_back({x, y, corner.ways});
+                else if ((corner.ways & 3) == 3)
+                    starts.upperLefts.push_back({x, y, corner.ways});
             }
         }
     }
@@ -163,7 +194,10 @@ private:
 
     // How much of the other side's colour a pixel shows, 0 to 1; 0 where it is no mix of both.
     float GetForeignShare(int x, int y, MixedColour const& own, MixedColour const& other, float squaredLength) const {
-        auto const mix = FindMix(GetMixed(x, y), own, other);
+        auto const colour = GetMixed(x, y);
+        if (colour == own)
+            return 0;
+        auto const mix = FindMix(colour, own, other);
         return mix.squaredRest <= std::max(14.0f * 14, 0.04f * squaredLength) ? mix.share : 0;
     }
 

@@ -68,11 +68,16 @@ double GetSharpness(Chain const& chain, int i) {
     if (!chain.Has(i - c_arm) || !chain.Has(i + c_arm))
         return -1;
     Point const before = Subtract(chain[i - 1], chain[i - c_arm]), behind = Subtract(chain[i + c_arm], chain[i + 1]);
+    constexpr double c_leastTurn = 28 * std::numbers::pi / 180, c_leastExcess = 20 * std::numbers::pi / 180;
+    // The tangent of the least turn tells nearly all points apart without an angle.
+    constexpr double c_tangent = 0.5317;
+    double const dot = Dot(before, behind);
+    if (dot > 0 && std::abs(Cross(before, behind)) < c_tangent * dot)
+        return -1;
     double const turn = AngleBetween(before, behind);
     double const curving =
         AngleBetween(Subtract(chain[i - 3], chain[i - c_arm]), Subtract(chain[i - 1], chain[i - 3])) +
         AngleBetween(Subtract(chain[i + 3], chain[i + 1]), Subtract(chain[i + c_arm], chain[i + 3]));
-    constexpr double c_leastTurn = 28 * std::numbers::pi / 180, c_leastExcess = 20 * std::numbers::pi / 180;
     // The middles of the arms are three halves of an arm's length apart, those of its halves half of it.
     double const excess = turn - 1.5 * curving;
     return turn >= c_leastTurn && excess >= c_leastExcess ? excess : -1;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <unordered_map>
 
 namespace Tracing {
@@ -60,19 +61,16 @@ std::size_t FindNearestLabel(Labels const& labels, MixedColour const& colour, st
 class Neighbours {
 public:
     Neighbours(Labels const& labels, Picture const& picture, int x, int y, int reach) {
-        for (int dy = -reach; dy <= reach; ++dy) {
-            int const row = y + dy;
-            if (row < 0 || row >= picture.height)
-                continue;
-            for (int dx = -reach; dx <= reach; ++dx) {
-                int const column = x + dx;
-                if (column < 0 || column >= picture.width)
-                    continue;
-                auto const label =
-                    labels.ofPixel[static_cast<std::size_t>(row) * static_cast<std::size_t>(picture.width) +
-                                   static_cast<std::size_t>(column)];
-                if (label != c_unknown)
-                    Add(label);
+        int const left = std::max(0, x - reach), right = std::min(picture.width - 1, x + reach);
+        std::uint8_t last = c_unknown;
+        for (int row = std::max(0, y - reach); row <= std::min(picture.height - 1, y + reach); ++row) {
+            auto const* const values =
+                &labels.ofPixel[static_cast<std::size_t>(row) * static_cast<std::size_t>(picture.width)];
+            for (int column = left; column <= right; ++column) {
+                if (values[column] != last && values[column] != c_unknown) {
+                    last = values[column];
+                    Add(last);
+                }
             }
         }
     }
@@ -160,6 +158,12 @@ void AddThinColours(Labels& labels, std::vector<std::uint32_t> const& unexplaine
     }
 }
 
+std::uint8_t const* FindUnknown(std::uint8_t const* begin, std::uint8_t const* end) {
+    auto const* const found =
+        begin == end ? nullptr : std::memchr(begin, c_unknown, static_cast<std::size_t>(end - begin));
+    return found == nullptr ? end : static_cast<std::uint8_t const*>(found);
+}
+
 // Second step: gives labels to the pixels that have none yet, looking at those that had one before this step.
 void LabelMixedPixels(Labels& labels, Picture const& picture, Options const& options, bool isPlain) {
     auto const width = static_cast<std::size_t>(picture.width);
@@ -169,10 +173,11 @@ void LabelMixedPixels(Labels& labels, Picture const& picture, Options const& opt
     ForEachBand(picture, options.abort, [&](int begin, int end) {
         auto& open = unexplained[static_cast<std::size_t>(begin / c_bandRows)];
         for (int y = begin; y != end; ++y) {
-            for (int x = 0; x != picture.width; ++x) {
+            auto const* const row = &labels.ofPixel[static_cast<std::size_t>(y) * width];
+            auto const* found = row - 1;
+            while ((found = FindUnknown(found + 1, row + width)) != row + width) {
+                int const x = static_cast<int>(found - row);
                 std::size_t const at = static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x);
-                if (labels.ofPixel[at] != c_unknown)
-                    continue;
                 auto const colour = ToMixed(picture.pixels[at]);
                 auto label = FindMixedLabel(labels, Neighbours(labels, picture, x, y, 1), colour);
                 if (label == c_unknown)
@@ -214,7 +219,15 @@ void LabelPlainPixels(Labels& labels, Picture const& picture, Options const& opt
         std::uint32_t last = 0;
         std::uint8_t label = 0;
         auto const width = static_cast<std::size_t>(picture.width);
-        for (std::size_t i = static_cast<std::size_t>(begin) * width; i != static_cast<std::size_t>(end) * width; ++i) {
+        std::size_t const stop = static_cast<std::size_t>(end) * width;
+        auto const* const values = reinterpret_cast<std::uint32_t const*>(picture.pixels.data());
+        for (std::size_t i = static_cast<std::size_t>(begin) * width; i != stop; ++i) {
+            constexpr std::size_t c_block = 16;
+            if (i + c_block < stop && AreAll<c_block>(values + i, last)) {
+                std::fill_n(&labels.ofPixel[i], c_block, label);
+                i += c_block - 1;
+                continue;
+            }
             auto const& pixel = picture.pixels[i];
             auto const key = pixel[3] == 0 ? 0 : std::bit_cast<std::uint32_t>(pixel);
             if (key != last) {
@@ -273,20 +286,6 @@ void LabelEvenPixels(Labels& labels, Picture const& picture, Options const& opti
 }
 
 } // namespace
-
-Mix FindMix(MixedColour const& colour, MixedColour const& from, MixedColour const& to) {
-    float along = 0, squaredLength = 0, squared = 0;
-    for (std::size_t i = 0; i != 4; ++i) {
-        float const way = to[i] - from[i], place = colour[i] - from[i];
-        along += way * place;
-        squaredLength += way * way;
-        squared += place * place;
-    }
-    if (squaredLength <= 0)
-        return {0, squared};
-    float const share = std::clamp(along / squaredLength, 0.0f, 1.0f);
-    return {share, squared - 2 * share * along + share * share * squaredLength};
-}
 
 Labels FindLabels(Picture const& picture, Options const& options) {
     Labels labels;

@@ -3,6 +3,8 @@
 
 #include "engine/tracing/trace.h"
 
+#include <algorithm>
+
 namespace Tracing {
 
 // Red, green, blue and alpha from 0 to 255, colours multiplied by alpha: in these numbers the pixel that an edge
@@ -27,7 +29,19 @@ struct Mix {
     float share = 0;
     float squaredRest = 0;
 };
-Mix FindMix(MixedColour const& colour, MixedColour const& from, MixedColour const& to);
+inline Mix FindMix(MixedColour const& colour, MixedColour const& from, MixedColour const& to) {
+    float along = 0, squaredLength = 0, squared = 0;
+    for (std::size_t i = 0; i != 4; ++i) {
+        float const way = to[i] - from[i], place = colour[i] - from[i];
+        along += way * place;
+        squaredLength += way * way;
+        squared += place * place;
+    }
+    if (squaredLength <= 0)
+        return {0, squared};
+    float const share = std::clamp(along / squaredLength, 0.0f, 1.0f);
+    return {share, squared - 2 * share * along + share * share * squaredLength};
+}
 
 // The colour of each pixel as a number in a short list. Number 0 is clear.
 struct Labels {

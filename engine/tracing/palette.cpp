@@ -242,8 +242,18 @@ std::vector<WeightedColour> FindPlainColours(Picture const& picture, bool const*
                 auto const* const row = &picture.At(0, y);
                 auto const* const below = &picture.At(0, y + 1);
                 std::uint32_t current = 0, count = 0;
+                auto const *const values = reinterpret_cast<std::uint32_t const*>(row),
+                                  *const valuesBelow = reinterpret_cast<std::uint32_t const*>(below);
                 for (int x = 0; x + 1 < picture.width; ++x) {
                     std::uint32_t const key = ToKey(row[x]);
+                    constexpr int c_block = 16;
+                    if (x + c_block < picture.width && key == current && values[x + c_block] == key &&
+                        valuesBelow[x + c_block] == key && AreAll<c_block>(values + x, key) &&
+                        AreAll<c_block>(valuesBelow + x, key)) {
+                        count += c_block;
+                        x += c_block - 1;
+                        continue;
+                    }
                     if (key != ToKey(row[x + 1]) || key != ToKey(below[x]) || key != ToKey(below[x + 1]))
                         continue;
                     if (key != current && count != 0) {

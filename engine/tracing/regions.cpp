@@ -72,6 +72,9 @@ private:
             for (int x = 0; x != m_width;) {
                 m_runs.push_back({x, 0});
                 auto const label = row[x];
+                constexpr int c_block = 16;
+                while (x + c_block <= m_width && AreAll<c_block>(row + x, label))
+                    x += c_block;
                 while (x != m_width && row[x] == label)
                     ++x;
             }

@@ -36,6 +36,15 @@ struct Shape {
     Kernel::Counted<Geometry::PolyCurveDbl> outline;
 };
 
+// Whether `count` values in a row are all equal to `value`: a loop that is done several values at a time.
+template <std::size_t count, class T>
+bool AreAll(T const* values, T value) {
+    T difference = 0;
+    for (std::size_t i = 0; i != count; ++i)
+        difference = static_cast<T>(difference | (values[i] ^ value));
+    return difference == 0;
+}
+
 // The most pixels of a picture.
 inline constexpr std::int64_t c_mostPixels = std::int64_t{1} << 28;
 
