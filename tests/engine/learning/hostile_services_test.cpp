@@ -2,7 +2,7 @@
 #include "engine/learning/service_text.h"
 #include "tests/engine/learning/services.h"
 
-#include <fstream>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -309,6 +309,7 @@ TEST(HostileServices, CertificatesAreVerified) {
         << refused.detail.view();
     options.certificates = folder + "/cert.pem";
     EXPECT_EQ(Generate(options, Ask("fox")).code, 0);
+    std::filesystem::remove_all(folder);
     options.certificates = folder + "/missing.pem";
     EXPECT_EQ(Generate(options, Ask("fox")).code, RemoteInference::Unreachable);
 }

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
@@ -84,6 +85,7 @@ protected:
     }
     ~ModelRemover() override {
         setenv("REDRAFT_MODEL_HOST", MODEL_HOST, 1);
+        std::filesystem::remove_all(m_folder);
         RemoteInference::ResetCancel();
     }
 

@@ -3,6 +3,7 @@
 #include "tests/engine/learning/services.h"
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -12,15 +13,19 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Gone at the end of the tests.
+struct ProgramFolder {
+    std::string path = testing::TempDir() + "learning-programs-" + std::to_string(getpid());
+    ProgramFolder() {
+        std::filesystem::create_directory(path);
+        std::ofstream(path + "/made.png", std::ios::binary) << Encode(MakePicture(40, 30, 2));
+    }
+    ~ProgramFolder() { std::filesystem::remove_all(path); }
+};
+
 std::string const& GetFolder() {
-    static std::string const s_folder = [] {
-        std::string const folder = testing::TempDir() + "learning-programs-" + std::to_string(getpid());
-        if (std::system(("rm -rf '" + folder + "' && mkdir -p '" + folder + "'").c_str()) != 0)
-            std::abort();
-        std::ofstream(folder + "/made.png", std::ios::binary) << Encode(MakePicture(40, 30, 2));
-        return folder;
-    }();
-    return s_folder;
+    static ProgramFolder const s_folder;
+    return s_folder.path;
 }
 
 std::string ReadFile(std::string const& name) {
