@@ -117,9 +117,11 @@ NAMED = {"set-anchor-data-guid": {"anchor": "anchor-end"},
          "set-data-merge-process-filter-replacement-field": {"filter": "source:0/filter:2", "field": "name"},
          "set-data-merge-process-filter-replacement-value": {"filter": "source:0/filter:2", "value": "Gent"},
          "set-data-merge-sort-filter-field-id": {"filter": "source:0/filter:4", "field": "age"},
-         "set-data-merge-sort-filter-ascending": {"filter": "source:0/filter:4", "ascending": "false"}}
-# Those that ask a service have no call that runs by itself.
-ASKING = {"generate-image", "generate-vector"}
+         "set-data-merge-sort-filter-ascending": {"filter": "source:0/filter:4", "ascending": "false"},
+         "generate-image": {"prompt": "a lighthouse at dusk"},
+         "generate-vector": {"prompt": "a lighthouse, flat colours"}}
+# Of the call, by the command's name.
+OPTIONS = {"generate-image": ["--generator", "cat photo.png"], "generate-vector": ["--generator", "cat photo.png"]}
 
 
 def choose_call(command, symbol):
@@ -177,13 +179,14 @@ class Calls:
     def make(self, command):
         """The lines of a page about the call of a command, which has been run. Empty for commands that have none."""
         document = f"{command['class']}.redraft"
-        if "reason" in command or command["name"] in ASKING:
+        if "reason" in command:
             return []
         if not (self.folder / document).exists():
             sys.exit(f"{command['class']} has no example")
         words = choose_call(command, self.find_symbol(document))
         if words is None:
             sys.exit(f"{command['class']}: there is no sample of a value that it needs")
+        words += OPTIONS.get(command["name"], [])
         done = self.run("do", document, *words, "-o", f"{command['class']}-after.redraft")
         idle = done.returncode == 1 and done.stderr.endswith(": nothing to do\n")
         if done.returncode != 0 and not idle:

@@ -320,7 +320,7 @@ void ImportDrawing(std::string const& drawing, std::string const& path) {
 bool IsInexact(std::string const& className) {
     static std::set<std::string> const s_names{"GenerateImageNodeCommand",
                                                "GenerateVectorNodeCommand",
-                                               "RemoveBGCommand",
+
                                                "DeleteExportArticleCommand",
                                                "MoveExportArticlesCommand",
                                                "RenameExportArticleCommand",

@@ -27,7 +27,8 @@ void MakeStart(Random& random, Props const& props, std::string const& path);
 std::string ChooseLine(Random& random, Props const& props, DocumentController& document);
 
 // Whether no life runs a command of the class: required of it, a history that was loaded does not lead back to the
-// states that it had, or not even one that was not loaded. Nor does a life have a model to ask.
+// states that it had, or not even one that was not loaded. Nor does a life
+// have a service that makes pictures.
 bool IsInexact(std::string const& className);
 
 } // namespace Lives

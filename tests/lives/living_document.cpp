@@ -106,7 +106,9 @@ void LivingDocument::Attach(Kernel::Counted<DocumentController> controller, bool
     m_controller->SetDirectDelivery(true);
     m_session = std::make_unique<Shell::Session>(false);
     m_session->SetDocument(m_controller, m_folder + "/life.redraft");
-    m_session->SetInScript(true);
+    static std::vector<std::string> const s_words{"life.redraft", "-"};
+    static Shell::Arguments const s_script(Shell::FindVerb("run")->usage, s_words, false);
+    m_session->SetScript(&s_script);
 }
 
 LivingDocument::Moment LivingDocument::Look() const {
@@ -282,6 +284,13 @@ LivingDocument::Outcome LivingDocument::Play() {
     auto const macro = m_controller->StopMacroRecording();
     if (!macro || macro->GetCommands().empty())
         return Outcome::Refused;
+    // Done a second time they find their name or relation there already, or gone, and, required of them, undoing that
+    // does not lead back.
+    for (auto const& command : macro->GetCommands()) {
+        std::string const name(command->GetObjectClassProperties()->GetName());
+        if (name == "CaptionCounterTypeCommand" || name.ends_with("IndexCrossReferenceCommand"))
+            return Outcome::Refused;
+    }
     try {
         m_controller->PlayMacro(macro);
         return Outcome::Ran;
