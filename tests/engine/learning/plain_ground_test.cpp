@@ -153,6 +153,25 @@ TEST_F(PlainGround, EdgesOfOneColourAreAsTheyWere) {
     EXPECT_LE(GetMeanError(), 0.04);
 }
 
+// A light stripe behind a dark one is no soft edge.
+TEST_F(PlainGround, ASubjectOfStripesStaysWhole) {
+    Composite composite;
+    composite.alpha = Disc(240, 180, 110, 2);
+    composite.noise = 2;
+    composite.subject = [](double x, double y) {
+        double const depth = 110 - std::hypot(x - 240, y - 180);
+        return std::fmod(depth + 100, 4) < 2 ? Colour{20, 20, 20} : Colour{150, 150, 145};
+    };
+    ASSERT_EQ(Remove(composite).code, RemoteInference::Answered);
+    int thin = 0;
+    for (int y = 0; y != 360; ++y) {
+        for (int x = 0; x != 480; ++x)
+            thin += std::hypot(x - 240, y - 180) < 108 && GetAlpha(x, y) < 0.95;
+    }
+    EXPECT_LE(thin, 30);
+    EXPECT_GE(GetOverlap(), 0.98);
+}
+
 TEST_F(PlainGround, TheHoleOfAHandleIsGround) {
     Composite composite;
     auto const outer = Disc(240, 180, 120, 2), inner = Disc(240, 180, 40, 2);
