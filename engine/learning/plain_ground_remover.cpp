@@ -265,14 +265,23 @@ private:
         std::replace(m_kinds.begin(), m_kinds.end(), std::uint8_t{Kept}, std::uint8_t{Other});
     }
 
-    // Grains of noise and dust.
+    // Whether some pixel of an area is far from the ground's colours, not only at the limit of what is told from them.
+    bool StandsOut(std::vector<std::uint32_t> const& area) const {
+        return std::any_of(area.begin(), area.end(), [&](std::uint32_t at) {
+            auto const width = static_cast<std::uint32_t>(m_width);
+            auto const sample = GetSample(static_cast<int>(at % width), static_cast<int>(at / width));
+            return m_field.GetResidual(sample) > 1.6f * m_threshold;
+        });
+    }
+
+    // Grains of noise and dust, and bits of the rims of shadows.
     void DropSpecks() {
         std::size_t const fewest = 6 + m_kinds.size() / 100000;
         for (std::uint32_t i = 0; i != m_kinds.size(); ++i) {
             if (m_kinds[i] != Other)
                 continue;
             auto const area = TakeArea(i, Other, Kept);
-            if (area.size() >= fewest)
+            if (area.size() >= fewest && (area.size() >= m_kinds.size() / 200 || StandsOut(area)))
                 continue;
             for (auto const at : area)
                 m_kinds[at] = Ground;
@@ -397,7 +406,7 @@ private:
         if (!isGround && IsInside(x, y, awayX, awayY, farthest))
             return 255;
         auto subject = here;
-        int sinceFarther = 0;
+        int sinceFarther = 0, steps = 0;
         int const most = m_reach + 2;
         for (int step = 1; step <= most && sinceFarther < 2; ++step) {
             int const nextX = static_cast<int>(std::lround(static_cast<float>(x) + awayX * static_cast<float>(step))),
@@ -416,6 +425,7 @@ private:
             if (distance > farthest) {
                 farthest = distance;
                 subject = colour;
+                steps = step;
             }
         }
         float along = 0, whole = 0, own = 0;
@@ -424,7 +434,11 @@ private:
             whole += (subject[c] - ground[c]) * (subject[c] - ground[c]);
             own += (here[c] - ground[c]) * (here[c] - ground[c]);
         }
-        if (whole <= m_threshold * m_threshold)
+        // The rim of a soft shadow is no edge: colours change little from one pixel to the next, or are too near the
+        // ground's to tell how much of each there is.
+        constexpr float c_leastSlope = 7;
+        if (whole <= 4 * m_threshold * m_threshold ||
+            std::sqrt(whole) - std::sqrt(own) < c_leastSlope * static_cast<float>(steps))
             return isGround ? 0 : 255;
         float const share = std::clamp(along / whole, 0.0f, 1.0f);
         // A colour that is no mix of the two is the subject's own.
