@@ -90,6 +90,14 @@ call merge "$letter" -o "$out/letters.redraft"
 call text "$out/letters.redraft"
 echo
 
+say "The drawing as a picture: its plain ground becomes clear, and the rest is traced into curves again"
+picture=$out/picture.redraft
+rm -f "$picture"
+call import "$out/last.png" -o "$picture"
+call do "$picture" remove-bg --select all || [ $? -eq 3 ]
+call do "$picture" vectorise-object --select all
+call export "$picture" -o "$out/traced.svg"
+
 say "All states on one page"
 call history "$document" --html "$out/film"
 echo

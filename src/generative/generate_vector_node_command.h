@@ -56,7 +56,7 @@ private:
             Unstored{&This::m_secondaryPrompt}.As("negative", c_negativeHelp, std::string_view()),
             Unstored{&This::m_aspect}.As("aspect", c_aspectHelp, Inference::TextToImageAspect::Square),
             Unstored{&This::m_guidanceImage}.As<OptionalPicture>("guidance", c_guidanceHelp, nullptr),
-            Unstored{&This::m_guidanceMode}.As("mode", c_guidanceModeHelp, Inference::TextToImageGuidanceMode::None),
+            Unstored{&This::m_guidanceMode}.As("mode", c_guidanceModeHelp, Inference::TextToImageGuidanceMode::Loose),
             Unstored{&This::m_enhancePrompt}.As("enhance", c_enhanceHelp, false)};
     }
 

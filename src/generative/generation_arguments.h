@@ -29,7 +29,7 @@ namespace Commands {
 inline constexpr std::string_view c_promptHelp = "the words that say what is to be seen";
 inline constexpr std::string_view c_negativeHelp = "the words for what is not wanted";
 inline constexpr std::string_view c_aspectHelp = "the shape of the picture";
-inline constexpr std::string_view c_guidanceHelp = "a picture that shows the way";
+inline constexpr std::string_view c_guidanceHelp = "a picture to begin with";
 inline constexpr std::string_view c_guidanceModeHelp = "the use that is made of that picture";
 inline constexpr std::string_view c_enhanceHelp = "whether the service may write the prompt anew";
 

@@ -184,6 +184,12 @@ std::vector<CommandExample> EngineExamples() {
              return Kernel::MakeCounted<VectoriseObjectCommand>(TracingOptions{4, 1, 40});
          },
          {}},
+        {"VectoriseObjectCommand",
+         ExampleDocuments::GeneratedImages,
+         [](DocumentController&) -> Kernel::Counted<DocumentCommand> {
+             return Kernel::MakeCounted<VectoriseObjectCommand>(TracingOptions{2, 1, 200});
+         },
+         {}},
         TransformExample({1.5, 0, 7, 0, 1.2, -3}, true, false, true, ExampleDocuments::Artboards),
         TransformExample({1.5, 0, 7, 0, 1.2, -3}, true, true, false, ExampleDocuments::Artboards),
         TransformExample({0.8, -0.6, 7, 0.6, 0.8, -3}, false, true, false, ExampleDocuments::NestedGroups),

@@ -4,6 +4,7 @@
 #include "engine/tracing/trace.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
+#include "platform/document/generated_image_node.h"
 #include "platform/kernel/exception.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/raster/icc_manager.h"
@@ -70,6 +71,7 @@ VectoriseObjectCommand::VectoriseObjectCommand(TracingOptions const& options,
     m_smallestArea = usable.smallestArea;
     AppendTranslator(std::make_unique<TerminatingTranslatorT<VectoriseObjectCommand, RasterNode>>());
     AppendTranslator(std::make_unique<TerminatingTranslatorT<VectoriseObjectCommand, ImageNode>>());
+    AppendTranslator(std::make_unique<TerminatingTranslatorT<VectoriseObjectCommand, GeneratedImageNode>>());
 }
 
 VectoriseObjectCommand::~VectoriseObjectCommand() = default;
@@ -146,7 +148,13 @@ void VectoriseObjectCommand::Receive(Kernel::Counted<RasterNode> node) { Exchang
 
 void VectoriseObjectCommand::Receive(Kernel::Counted<ImageNode> node) { Exchange(*node, node->GetImage()); }
 
-void VectoriseObjectCommand::Exchange(SceneNode& node, Kernel::Counted<Raster::DynamicBitmap const> const& bitmap) {
+void VectoriseObjectCommand::Receive(Kernel::Counted<GeneratedImageNode> node) {
+    Exchange(*node, node->GetShownBitmap(), node->GetShownTransform());
+}
+void VectoriseObjectCommand::Receive(Kernel::NonCounted<GeneratedImageNode> node) { Receive(node.ToCounted()); }
+
+void VectoriseObjectCommand::Exchange(SceneNode& node, Kernel::Counted<Raster::DynamicBitmap const> const& bitmap,
+                                      Raster::AffineTransform::Params const& toNode) {
     if (m_direction == Direction::Undo)
         return UndoReplaceObject(node, *this, *this);
     if (m_direction == Direction::Redo)
@@ -157,7 +165,7 @@ void VectoriseObjectCommand::Exchange(SceneNode& node, Kernel::Counted<Raster::D
         VectoriseBitmap(Raster::WithProfileOf(bitmap, GetDocumentProfiles(node)), node.GetDescription(true));
     if (group->GetFirstChild(NodeChildListType::Plain) == nullptr)
         return;
-    group->SetTransform(node.GetMatrix(), false);
+    group->SetTransform(node.GetMatrix() * toNode, false);
     group->SetOpacity(node.GetOpacity());
     group->SetBlendMode(node.GetBlendMode());
     group->SetVisible(node.IsVisible());

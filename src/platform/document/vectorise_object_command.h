@@ -7,6 +7,8 @@
 #include "platform/document/object_replacement_command_helper.h"
 #include "platform/kernel/stored_class.h"
 
+class GeneratedImageNode;
+
 // How a picture is traced.
 struct TracingOptions {
     // The most colours that the drawing has, 1 to c_mostColours; 0: as many as the picture needs, c_mostColours at
@@ -22,8 +24,8 @@ struct TracingOptions {
 };
 
 // Puts drawings in the place of selected pictures: each area of one colour becomes a curve with a fill, all of a
-// picture a group that stands where the picture stood. Layers of pixels and placed pictures are traced; other objects,
-// and pictures that are clear everywhere, stay as they are.
+// picture a group that stands where the picture stood. Layers of pixels, placed pictures and the picture that a
+// generated one shows are traced; other objects, and pictures that are clear everywhere, stay as they are.
 class REDRAFT_ENGINE VectoriseObjectCommand final
     : public Kernel::StoredClass<VectoriseObjectCommand, SelectionCommand<VectoriseObjectCommand>>,
       public ObjectReplacementCommandHelper,
@@ -56,6 +58,8 @@ public:
     void Receive(Kernel::NonCounted<RasterNode> node) { Receive(node.ToCounted()); }
     void Receive(Kernel::Counted<ImageNode> node);
     void Receive(Kernel::NonCounted<ImageNode> node) { Receive(node.ToCounted()); }
+    void Receive(Kernel::Counted<GeneratedImageNode> node);
+    void Receive(Kernel::NonCounted<GeneratedImageNode> node);
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
 
     static Kernel::ClassProperties const* GetTypeClassProperties();
@@ -69,7 +73,9 @@ private:
                                  Kernel::Field{"OldS", &This::m_oldSelection},
                                  Kernel::Field{"NewS", &This::m_newSelection}};
     }
-    void Exchange(SceneNode& node, Kernel::Counted<Raster::DynamicBitmap const> const& bitmap);
+    // `toNode`: from the bitmap's pixels to the node's space.
+    void Exchange(SceneNode& node, Kernel::Counted<Raster::DynamicBitmap const> const& bitmap,
+                  Raster::AffineTransform::Params const& toNode = {});
 
     int m_colours = 0;
     double m_tolerance = 0.4;
