@@ -5,6 +5,7 @@
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/document/generated_image_node.h"
+#include "platform/kernel/cast.h"
 #include "platform/kernel/exception.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/raster/icc_manager.h"
@@ -56,6 +57,25 @@ Kernel::Counted<Renderer::FillDescriptor const> MakeFill(Tracing::Picture::Pixel
         Kernel::MakeConsolidated<Renderer::SolidFill>(Renderer::Colour::FromRGB(part(0), part(1), part(2), part(3)));
     return Kernel::MakeCounted<Renderer::FillDescriptor>(fill, true, Raster::AffineTransform::Params(),
                                                          Renderer::BlendMode::Normal, false);
+}
+
+// The drawing stands as the picture did, under the same masks, clips and filters, and has its captions.
+void TakeOverLook(SceneNode const& picture, GroupNode& drawing, Raster::AffineTransform::Params const& toNode) {
+    drawing.SetTransform(picture.GetMatrix() * toNode, false);
+    for (auto const id : {InterfaceId::Transparency, InterfaceId::BlendMode, InterfaceId::Visibility,
+                          InterfaceId::FilterEffects, InterfaceId::TextWrap})
+        drawing.SetState(id, Kernel::Counted<InterfaceState const>(picture.FindState(id)));
+    CloneContext context(CloneType::Copy);
+    for (int i = 0; i != c_childListCount; ++i) {
+        auto const list = static_cast<NodeChildListType>(i);
+        auto const* child = list == NodeChildListType::Plain ? nullptr : picture.GetFirstChild(list);
+        for (; child != nullptr; child = child->GetNextSibling()) {
+            auto const copy = child->Clone(context);
+            if (auto* const place = Kernel::CastPointer<TransformInterface>(copy.get()))
+                place->SetTransform(toNode.GetInverse() * place->GetMatrix(), false);
+            drawing.InsertChild(list, copy, nullptr);
+        }
+    }
 }
 
 } // namespace
@@ -165,10 +185,7 @@ void VectoriseObjectCommand::Exchange(SceneNode& node, Kernel::Counted<Raster::D
         VectoriseBitmap(Raster::WithProfileOf(bitmap, GetDocumentProfiles(node)), node.GetDescription(true));
     if (group->GetFirstChild(NodeChildListType::Plain) == nullptr)
         return;
-    group->SetTransform(node.GetMatrix() * toNode, false);
-    group->SetOpacity(node.GetOpacity());
-    group->SetBlendMode(node.GetBlendMode());
-    group->SetVisible(node.IsVisible());
+    TakeOverLook(node, *group, toNode);
     Kernel::Counted<Node> const drawing(group.get());
     DoReplaceObject(Kernel::Counted<Node>(&node), drawing, *this, *this);
     m_workSelection->AddSelectable(drawing, false);
