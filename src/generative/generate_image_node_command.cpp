@@ -31,19 +31,11 @@ GenerateImageNodeCommand::GenerateImageNodeCommand(OstraAICommandSource source, 
                                                    Inference::TextToImageGuidanceMode guidanceMode,
                                                    Kernel::String prompt, Kernel::String secondaryPrompt, int count,
                                                    bool enhancePrompt, Inference::GenerationStyle style, int reserved)
-    : Persisted(true, NodeChildListType::Plain, false, true, false, nullptr, nullptr, InsertionMode::FrontOfSpread, 0,
-                ApplyDefault::Never, ApplyDefault::Never),
-      OstraAICommand(source),
-      m_prompt(std::move(prompt)),
-      m_secondaryPrompt(std::move(secondaryPrompt)),
+    : Persisted(source, aspect, std::move(guidanceImage), guidanceMode, std::move(prompt), std::move(secondaryPrompt),
+                enhancePrompt, reserved),
       m_count(count),
       m_model(std::move(model)),
-      m_aspect(aspect),
-      m_guidanceImage(std::move(guidanceImage)),
-      m_guidanceMode(guidanceMode),
-      m_enhancePrompt(enhancePrompt),
-      m_style(style),
-      m_reserved(reserved) {}
+      m_style(style) {}
 
 GenerateImageNodeCommand::GenerateImageNodeCommand(Kernel::String prompt, Kernel::String secondaryPrompt, int count,
                                                    Kernel::String const& model, Inference::TextToImageAspect aspect,
@@ -58,53 +50,28 @@ Kernel::LocalisedString GenerateImageNodeCommand::GetDescription() const {
     return Kernel::LocalisedString("Generate image", "Command description");
 }
 
+// Required: a prompt that was rewritten is told of before a failure, which it may have come with.
 void GenerateImageNodeCommand::Do() {
     SetDirection(Direction::Do);
     auto const document = GetDocumentController();
     RemoteRequest request(*this);
     Images images;
     auto const promptBefore = m_prompt;
-    auto const result = Ask(request, images);
-    SendReports(request, result, promptBefore, static_cast<int>(images.size()));
-    if (result.code != Inference::Answered) {
-        m_shouldStack = false;
-        return;
-    }
+    auto const result = Ask(request, m_model, m_style, m_count, images);
+    auto const report = MakeReport(m_model, m_style, promptBefore, images);
+    report->aspect = m_aspect;
+    report->requestedCount = m_count;
+    request.SendCompleted(report, result);
+    if (promptBefore != m_prompt)
+        request.Send(Kernel::MakeCounted<PromptEnhancedNotification>(promptBefore, m_prompt, document));
+    if (result.code != Inference::Answered)
+        return Fail(request, result);
     request.Acquire();
     auto const node = MakeNode(images);
     RememberGenerated(document, *node, document->GetFormat(), document->GetProfiles());
     node->Transform(GetFitting(node->GetBaseBox(true), document->GetCurrentSpread()->GetBaseBox(true)), false);
     AddNode(node);
     AddChildNodesCommand::Do();
-}
-
-Learning::RemoteInference::Result GenerateImageNodeCommand::Ask(RemoteRequest const& request, Images& images) {
-    return Inference::GetInstance().InferTextToImage(m_model, m_aspect, m_guidanceImage, m_guidanceMode, m_prompt,
-                                                     m_secondaryPrompt, m_enhancePrompt, m_style, m_count, images,
-                                                     &RemoteRequest::ReportProgress, request.GetData());
-}
-
-// Required: a prompt that was rewritten is told of before a failure, which it may have come with.
-void GenerateImageNodeCommand::SendReports(RemoteRequest const& request, Inference::Result const& result,
-                                           Kernel::String const& promptBefore, int returnedCount) const {
-    auto const completed = Kernel::MakeCounted<AIOperationCompletedNotification>();
-    completed->operation = AIOperationCompletedNotification::Operation::Generate;
-    completed->reserved = 0;
-    completed->model = m_model;
-    completed->style = m_style;
-    completed->aspect = m_aspect;
-    completed->guidanceMode = m_guidanceMode;
-    completed->prompt = promptBefore;
-    completed->secondaryPrompt = m_secondaryPrompt;
-    completed->enhancesPrompt = m_enhancePrompt;
-    completed->enhancedPrompt = m_enhancePrompt ? m_prompt : Kernel::String();
-    completed->requestedCount = m_count;
-    completed->returnedCount = returnedCount;
-    request.SendCompleted(completed, result);
-    if (promptBefore != m_prompt)
-        request.Send(Kernel::MakeCounted<PromptEnhancedNotification>(promptBefore, m_prompt, GetDocumentController()));
-    if (result.code != Inference::Answered)
-        request.SendFailed(result, Kernel::LocalisedString("Image Generation Failed", "Remote inference"), GetSource());
 }
 
 // Models answer in sRGB; from here on the pictures are in the document's format and colours.
@@ -123,19 +90,9 @@ Kernel::Counted<GeneratedImageNode> GenerateImageNodeCommand::MakeNode(Images co
     return node;
 }
 
-void GenerateImageNodeCommand::Undo() {
-    SetDirection(Direction::Undo);
-    AddChildNodesCommand::Undo();
-}
-
-void GenerateImageNodeCommand::Redo() {
-    SetDirection(Direction::Redo);
-    AddChildNodesCommand::Redo();
-}
-
 void GenerateImageNodeCommand::Notify(Kernel::NotificationList& notifications) {
     AddChildNodesCommand::Notify(notifications);
-    if (m_direction != Direction::Do || !m_shouldStack)
+    if (!HasNewGenerations())
         return;
     notifications.push_back(Kernel::MakeCounted<GenerationsChangedNotification>());
     notifications.push_back(Kernel::MakeCounted<ShowPanelNotification>(

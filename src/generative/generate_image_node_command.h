@@ -1,26 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "generative/generation_arguments.h"
-#include "platform/document/add_child_nodes_command.h"
+#include "generative/generate_node_base.h"
 #include "platform/document/generated_image_node.h"
-#include "platform/document/ostra_ai_command.h"
 
 namespace Commands {
 
-class RemoteRequest;
-
 // Asks a model for pictures, and puts them onto the middle of the current spread, as one object that shows the first of
-// them. A command that was loaded adds the object or takes it away, and never asks again.
-class REDRAFT_API GenerateImageNodeCommand final : public Persisted<GenerateImageNodeCommand, AddChildNodesCommand>,
-                                                   public OstraAICommand {
-    using Inference = Learning::RemoteInference;
-
+// them.
+class REDRAFT_API GenerateImageNodeCommand final : public Persisted<GenerateImageNodeCommand, GenerateNodeBase> {
 public:
     static constexpr std::string_view c_outsideName = "generate-image";
-    static constexpr std::string_view c_keptByUndo =
-        "A copy of the generated object stays in the document's collection of them.";
 
     // `reserved` is kept and never looked at.
     GenerateImageNodeCommand(OstraAICommandSource source, Inference::TextToImageModel model,
@@ -34,19 +24,9 @@ public:
                              OptionalPicture const& guidance, Inference::TextToImageGuidanceMode guidanceMode,
                              bool enhancePrompt, Inference::GenerationStyle style);
 
-    // As it was given or, after Do, as the service rewrote it.
-    Kernel::String const& GetPrompt() const { return m_prompt; }
-
     Kernel::LocalisedString GetDescription() const override;
     void Do() override;
-    void Undo() override;
-    void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
-    bool ShouldStackForUndo() const override { return m_shouldStack; }
-    ProgressType GetProgressType() const override { return ProgressType::LargeBar; }
-    int GetProgressInterval() const override { return 0; }
-    // Nobody asks a second time without being told to.
-    Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
 
 private:
     friend struct Kernel::FieldAccess;
@@ -67,23 +47,11 @@ private:
             Unstored{&This::m_style}.As("style", "the manner of the picture", Inference::GenerationStyle::None)};
     }
 
-    using Images = std::vector<Kernel::Counted<Raster::DynamicBitmap>>;
-    Inference::Result Ask(RemoteRequest const& request, Images& images);
-    void SendReports(RemoteRequest const& request, Inference::Result const& result, Kernel::String const& promptBefore,
-                     int returnedCount) const;
     Kernel::Counted<GeneratedImageNode> MakeNode(Images const& images) const;
 
-    Kernel::String m_prompt;
-    Kernel::String m_secondaryPrompt;
     int m_count = 0;
     Inference::TextToImageModel m_model;
-    Inference::TextToImageAspect m_aspect{};
-    // May be null.
-    Kernel::Counted<Raster::BufferRGBA8> m_guidanceImage;
-    Inference::TextToImageGuidanceMode m_guidanceMode{};
-    bool m_enhancePrompt = false;
     Inference::GenerationStyle m_style{};
-    int m_reserved = 0;
 };
 
 } // namespace Commands
