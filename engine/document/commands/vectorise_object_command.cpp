@@ -59,17 +59,22 @@ Kernel::Counted<Renderer::FillDescriptor const> MakeFill(Tracing::Picture::Pixel
                                                          Renderer::BlendMode::Normal, false);
 }
 
-// The drawing stands as the picture did, under the same masks, clips and filters, and has its captions.
+// The states that a drawing takes over, beside its name and its place.
+constexpr InterfaceId c_keptStates[] = {InterfaceId::Visibility, InterfaceId::Editability, InterfaceId::Transparency,
+                                        InterfaceId::BlendMode,  InterfaceId::TextWrap,    InterfaceId::FilterEffects,
+                                        InterfaceId::Hyperlink,  InterfaceId::Metadata,    InterfaceId::ExportTagging};
+
+// The drawing stands as the picture did, under the same masks, clips and filters, and has its captions and all that
+// stands in it.
 void TakeOverLook(SceneNode const& picture, GroupNode& drawing, Raster::AffineTransform::Params const& toNode) {
     drawing.SetTransform(picture.GetMatrix() * toNode, false);
-    for (auto const id : {InterfaceId::Transparency, InterfaceId::BlendMode, InterfaceId::Visibility,
-                          InterfaceId::FilterEffects, InterfaceId::TextWrap})
+    drawing.SetTransformConstraints(picture.GetTransformConstraints());
+    for (auto const id : c_keptStates)
         drawing.SetState(id, Kernel::Counted<InterfaceState const>(picture.FindState(id)));
     CloneContext context(CloneType::Copy);
     for (int i = 0; i != c_childListCount; ++i) {
         auto const list = static_cast<NodeChildListType>(i);
-        auto const* child = list == NodeChildListType::Plain ? nullptr : picture.GetFirstChild(list);
-        for (; child != nullptr; child = child->GetNextSibling()) {
+        for (Node const* child = picture.GetFirstChild(list); child != nullptr; child = child->GetNextSibling()) {
             auto const copy = child->Clone(context);
             if (auto* const place = Kernel::CastPointer<TransformInterface>(copy.get()))
                 place->SetTransform(toNode.GetInverse() * place->GetMatrix(), false);

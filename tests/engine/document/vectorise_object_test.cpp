@@ -98,4 +98,41 @@ TEST_F(VectoriseObject, TracesThePictureThatAGeneratedOneShows) {
     ExpectDrawing(Trace(generated), {105, 206, 145, 286});
 }
 
+TEST_F(VectoriseObject, TakesOverTextForTheBlindLinksAndConstraints) {
+    auto const layer = MakeCounted<RasterNode>();
+    layer->SetBitmap(MakePicture(40, 20));
+    layer->AddMetadataValueForKey("alternative-text", "two halves");
+    layer->SetTransformConstraints(c_nearDistanceStays);
+    auto const link = MakeCounted<HyperlinkState>();
+    link->target = "https://example.org";
+    layer->SetState(InterfaceId::Hyperlink, Kernel::Counted<InterfaceState const>(link));
+    auto const& group = Trace(layer);
+    EXPECT_EQ("two halves", group.GetMetadataValuesForKey("alternative-text").at(0)->view());
+    EXPECT_EQ(unsigned{c_nearDistanceStays}, group.GetTransformConstraints());
+    EXPECT_EQ(link.get(), group.FindState(InterfaceId::Hyperlink));
+}
+
+TEST_F(VectoriseObject, WhatStandsInAPictureStaysAboveItsDrawing) {
+    auto const layer = MakeCounted<RasterNode>();
+    layer->SetBitmap(MakePicture(40, 20));
+    layer->SetTransform({2, 0, 10, 0, 2, 30}, false);
+    auto const inside = MakeCounted<PolyCurveNode>();
+    inside->SetCurves(MakeCounted<Geometry::PolyCurveDbl>(Kernel::RectT<double>{1, 2, 3, 4}));
+    layer->InsertChild(List::Plain, inside, nullptr);
+    auto const& group = Trace(layer);
+    ASSERT_EQ(3u, group.CountChildren(List::Plain));
+    EXPECT_EQ((Kernel::RectT<double>{12, 34, 16, 38}), group.GetLastChild(List::Plain)->GetBounds(false));
+    document->Undo();
+    EXPECT_EQ(m_before, document->GetHash(false));
+}
+
+TEST_F(VectoriseObject, TheMaskOfAGeneratedPictureHidesPartsOfItFromTheDrawing) {
+    auto const generated = MakeCounted<GeneratedImageNode>();
+    generated->SetGenerations({{"a", MakePicture(40, 20), {}, {}}});
+    generated->SetGenerationMask(MakeCounted<Raster::DynamicBitmap>(20, 20, Raster::FormatA8));
+    auto const& group = Trace(generated);
+    ASSERT_EQ(1u, group.CountChildren(List::Plain));
+    EXPECT_NEAR(20, group.GetBounds(false).left, 0.5);
+}
+
 } // namespace
