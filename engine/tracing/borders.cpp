@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/tracing/borders.h"
 
+#include "engine/tracing/corners.h"
 #include "engine/tracing/curve_fit.h"
 #include "platform/kernel/abort_flag.h"
 #include "platform/kernel/dispatch.h"
@@ -29,7 +30,7 @@ struct SideChain {
 class BorderFinder {
 public:
     BorderFinder(Picture const& picture, Labels const& labels, Regions const& regions, Options const& options)
-        : m_picture(picture), m_labels(labels), m_regions(regions), m_options(options) {}
+        : m_picture(picture), m_labels(labels), m_regions(regions), m_options(options), m_corners(FindCorners(regions, options)) {}
 
     Borders Find() {
         FollowAll();
@@ -54,58 +55,24 @@ private:
         return m_regions.At(x - (way == 1 || way == 2), y - (way == 2 || way == 3));
     }
 
-    // The ways on which a border leaves a corner, one bit each, and whether it is a meeting of borders.
-    struct Corner {
-        unsigned ways = 0;
-        bool isMeeting = false;
-        // Two borders touch: the pixels above left and below right are joined, or the others.
-        bool isFalling = false, isRising = false;
-    };
-    Corner GetCorner(int x, int y) const {
-        auto const a = m_regions.At(x - 1, y - 1), b = m_regions.At(x, y - 1), c = m_regions.At(x - 1, y),
-                   d = m_regions.At(x, y);
-        Corner corner;
-        corner.ways = static_cast<unsigned>(b != d) | static_cast<unsigned>(c != d) << 1 |
-                      static_cast<unsigned>(a != c) << 2 | static_cast<unsigned>(a != b) << 3;
-        // The number of bits of numbers below 16.
-        constexpr std::uint64_t c_bitCounts = 0x4332322132212110;
-        int const count = static_cast<int>(c_bitCounts >> (4 * corner.ways) & 15);
-        if (count == 4) {
-            corner.isFalling = a == d && (b != c || IsRarer(x, y, a, b));
-            corner.isRising = b == c && !corner.isFalling;
-        }
-        corner.isMeeting = count == 3 || (count == 4 && !corner.isFalling && !corner.isRising);
-        return corner;
+    Corner& GetCorner(int x, int y) {
+        return m_corners.all[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_regions.width + 1) +
+                             static_cast<std::size_t>(x)];
     }
-    bool IsRarer(int x, int y, std::int32_t region, std::int32_t other) const {
-        int more = 0;
-        for (int row = std::max(-1, y - 2); row <= std::min(m_regions.height, y + 1); ++row) {
-            for (int column = std::max(-1, x - 2); column <= std::min(m_regions.width, x + 1); ++column)
-                more += (m_regions.At(column, row) == region) - (m_regions.At(column, row) == other);
-        }
-        return more != 0 ? more < 0 : region < other;
-    }
+    Corner GetCorner(int x, int y) const { return const_cast<BorderFinder*>(this)->GetCorner(x, y); }
 
     static unsigned GetNextWay(Corner const& corner, unsigned way) {
-        if (corner.isFalling)
+        if (corner.IsFalling())
             return (way & 1) != 0 ? (way + c_turnLeft) & 3 : (way + c_turnRight) & 3;
-        if (corner.isRising)
+        if (corner.IsRising())
             return (way & 1) != 0 ? (way + c_turnRight) & 3 : (way + c_turnLeft) & 3;
-        unsigned const others = corner.ways & ~(1u << ((way + c_turnBack) & 3));
+        unsigned const others = corner.GetWays() & ~(1u << ((way + c_turnBack) & 3));
         return static_cast<unsigned>(std::countr_zero(others));
     }
 
-    std::uint8_t& GetSeen(int x, int y) {
-        return m_seen[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_regions.width + 1) +
-                      static_cast<std::size_t>(x)];
-    }
-    // A side of a pixel is known by its upper or left corner: bit 0 for the one to the right, bit 1 for that below.
+    // A side of a pixel is known by its upper or left corner.
     bool TakeSide(int x, int y, unsigned way) {
-        auto& seen = GetSeen(x - (way == 2), y - (way == 3));
-        auto const bit = static_cast<std::uint8_t>(1u << (way & 1));
-        bool const isNew = (seen & bit) == 0;
-        seen = static_cast<std::uint8_t>(seen | bit);
-        return isNew;
+        return GetCorner(x - (way == 2), y - (way == 3)).Take((way & 1) != 0);
     }
 
     void Follow(int x, int y, unsigned way, bool isRing) {
@@ -119,7 +86,7 @@ private:
             x += c_stepX[way];
             y += c_stepY[way];
             auto const corner = GetCorner(x, y);
-            if (corner.isMeeting)
+            if (corner.IsMeeting())
                 break;
             way = GetNextWay(corner, way);
             if (isRing && x == startX && y == startY && way == startWay)
@@ -131,63 +98,15 @@ private:
     }
 
     void FollowAll() {
-        m_seen.assign(static_cast<std::size_t>(m_regions.width + 1) * static_cast<std::size_t>(m_regions.height + 1),
-                      0);
-        constexpr int c_rows = 64;
-        std::vector<Starts> starts(static_cast<std::size_t>(m_regions.height / c_rows + 1));
-        Kernel::ParallelFor(starts.size(), [&](std::size_t band) {
-            if (Kernel::IsAbortSet(m_options.abort))
-                throw Kernel::AbortException();
-            int const begin = static_cast<int>(band) * c_rows;
-            for (int y = begin; y != std::min(m_regions.height + 1, begin + c_rows); ++y)
-                FindStarts(y, starts[band]);
-        });
-        for (auto const& band : starts) {
-            for (auto const& [x, y, ways] : band.meetings) {
-                for (unsigned way = 0; way != 4; ++way) {
-                    if ((ways >> way & 1) != 0)
-                        Follow(x, y, way, false);
-                }
+        for (auto const& [x, y] : m_corners.meetings) {
+            unsigned const ways = GetCorner(x, y).GetWays();
+            for (unsigned way = 0; way != 4; ++way) {
+                if ((ways >> way & 1) != 0)
+                    Follow(x, y, way, false);
             }
         }
-        for (auto const& band : starts) {
-            for (auto const& [x, y, ways] : band.upperLefts)
-                Follow(x, y, 0, true);
-        }
-    }
-
-    struct Start {
-        std::int32_t x, y;
-        unsigned ways;
-    };
-    struct Starts {
-        std::vector<Start> meetings;
-        // Corners from which a border leads to the right and down. Each ring has one.
-        std::vector<Start> upperLefts;
-    };
-    void FindStarts(int y, Starts& starts) const {
-        int const width = m_regions.width;
-        auto const* const above = &m_regions.ofPixel[static_cast<std::size_t>(y) * static_cast<std::size_t>(width + 2)];
-        auto const* const below = above + width + 2;
-        constexpr int c_block = 16;
-        for (int x = 0; x <= width;) {
-            if (x + c_block <= width && above[x + c_block] == above[x] && below[x + c_block] == above[x] &&
-                AreAll<c_block>(above + x, above[x]) && AreAll<c_block>(below + x, above[x])) {
-                x += c_block;
-                continue;
-            }
-            for (int const end = std::min(width + 1, x + c_block); x != end; ++x) {
-                // Nothing begins where the border only passes.
-                if ((above[x] == below[x] && above[x + 1] == below[x + 1]) ||
-                    (above[x] == above[x + 1] && below[x] == below[x + 1]))
-                    continue;
-                auto const corner = GetCorner(x, y);
-                if (corner.isMeeting)
-                    starts.meetings.push_back({x, y, corner.ways});
-                else if ((corner.ways & 3) == 3)
-                    starts.upperLefts.push_back({x, y, corner.ways});
-            }
-        }
+        for (auto const& [x, y] : m_corners.upperLefts)
+            Follow(x, y, 0, true);
     }
 
     MixedColour GetMixed(int x, int y) const { return ToMixed(m_picture.At(x, y)); }
@@ -299,7 +218,7 @@ private:
         int countX = 0, countY = 0;
         auto const corner = GetCorner(x, y);
         for (unsigned way = 0; way != 4; ++way) {
-            if ((corner.ways >> way & 1) == 0)
+            if ((corner.GetWays() >> way & 1) == 0)
                 continue;
             auto const left = GetLeft(x, y, way), right = GetRight(x, y, way);
             bool const isEdge = left == Regions::c_outside || right == Regions::c_outside;
@@ -393,7 +312,7 @@ private:
     Labels const& m_labels;
     Regions const& m_regions;
     Options const& m_options;
-    std::vector<std::uint8_t> m_seen;
+    Corners m_corners;
     std::vector<std::uint8_t> m_steps;
     std::vector<SideChain> m_chains;
     Borders m_found;

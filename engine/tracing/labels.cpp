@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/tracing/labels.h"
 
+#include "engine/tracing/changes.h"
 #include "engine/tracing/palette.h"
 #include "platform/kernel/abort_flag.h"
 #include "platform/kernel/dispatch.h"
@@ -215,30 +216,35 @@ void LabelPlainPixels(Labels& labels, Picture const& picture, Options const& opt
             at = (at + 1) & 1023;
         slots[at] = {key, static_cast<std::uint8_t>(i)};
     }
+    auto const find = [&](Picture::Pixel const& pixel) {
+        auto const key = pixel[3] == 0 ? 0 : std::bit_cast<std::uint32_t>(pixel);
+        std::size_t at = hash(key);
+        while (slots[at].second != c_unknown && slots[at].first != key)
+            at = (at + 1) & 1023;
+        return slots[at].second;
+    };
     ForEachBand(picture, options.abort, [&](int begin, int end) {
-        std::uint32_t last = 0;
-        std::uint8_t label = 0;
         auto const width = static_cast<std::size_t>(picture.width);
         std::size_t const stop = static_cast<std::size_t>(end) * width;
-        auto const* const values = reinterpret_cast<std::uint32_t const*>(picture.pixels.data());
-        for (std::size_t i = static_cast<std::size_t>(begin) * width; i != stop; ++i) {
-            constexpr std::size_t c_block = 16;
-            if (i + c_block < stop && AreAll<c_block>(values + i, last)) {
-                std::fill_n(&labels.ofPixel[i], c_block, label);
-                i += c_block - 1;
-                continue;
+        std::size_t i = static_cast<std::size_t>(begin) * width;
+        std::uint8_t label = labels.ofPixel[i] = find(picture.pixels[i]);
+        ++i;
+        constexpr std::size_t c_block = 16;
+        for (; i + c_block <= stop; i += c_block) {
+            std::array<std::uint32_t, c_block + 1> values;
+            std::memcpy(values.data(), &picture.pixels[i - 1], sizeof values);
+            auto changes = FindFlags16([&](std::size_t k) { return values[k] != values[k + 1]; });
+            std::array<std::uint8_t, 2 * c_block> found;
+            std::fill_n(found.data(), c_block, label);
+            for (; changes != 0; changes &= changes - 1) {
+                auto const at = static_cast<std::size_t>(std::countr_zero(changes));
+                label = find(picture.pixels[i + at]);
+                std::fill_n(&found[at], c_block, label);
             }
-            auto const& pixel = picture.pixels[i];
-            auto const key = pixel[3] == 0 ? 0 : std::bit_cast<std::uint32_t>(pixel);
-            if (key != last) {
-                std::size_t at = hash(key);
-                while (slots[at].second != c_unknown && slots[at].first != key)
-                    at = (at + 1) & 1023;
-                label = slots[at].second;
-                last = key;
-            }
-            labels.ofPixel[i] = label;
+            std::copy_n(found.data(), c_block, &labels.ofPixel[i]);
         }
+        for (; i < stop; ++i)
+            labels.ofPixel[i] = find(picture.pixels[i]);
     });
 }
 

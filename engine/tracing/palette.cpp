@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/tracing/palette.h"
 
+#include "engine/tracing/changes.h"
 #include "platform/kernel/abort_flag.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <unordered_map>
 
 namespace Tracing {
@@ -228,10 +230,33 @@ std::size_t FindNearest(std::vector<Perceived> const& centres, Perceived const& 
 
 } // namespace
 
+namespace {
+
+constexpr int c_block = 16;
+
+// At which of sixteen places in two rows a square of two by two equal pixels begins, a bit each. Reads seventeen pixels
+// of each row.
+std::uint32_t FindSquares(Picture::Pixel const* row, Picture::Pixel const* below) {
+    std::array<std::uint32_t, c_block + 1> values, valuesBelow;
+    std::memcpy(values.data(), row, sizeof values);
+    std::memcpy(valuesBelow.data(), below, sizeof valuesBelow);
+    // All clear pixels are equal.
+    constexpr auto c_alpha = std::bit_cast<std::uint32_t>(Picture::Pixel{0, 0, 0, 255});
+    for (std::size_t i = 0; i != values.size(); ++i) {
+        values[i] = (values[i] & c_alpha) == 0 ? 0 : values[i];
+        valuesBelow[i] = (valuesBelow[i] & c_alpha) == 0 ? 0 : valuesBelow[i];
+    }
+    return FindFlags16([&](std::size_t i) {
+        return ((values[i] ^ values[i + 1]) | (values[i] ^ valuesBelow[i]) | (values[i] ^ valuesBelow[i + 1])) == 0;
+    });
+}
+
+} // namespace
+
 std::vector<WeightedColour> FindPlainColours(Picture const& picture, bool const* abort) {
     std::size_t const bands = static_cast<std::size_t>((picture.height - 1 + c_countedRows - 1) / c_countedRows);
-    constexpr std::size_t c_shares = 8;
-    std::vector<KeyCounts> counts(std::max<std::size_t>(1, std::min(bands, c_shares)));
+    std::vector<KeyCounts> counts(
+        std::clamp<std::size_t>(Kernel::Dispatch::GetThreadCount(), 1, std::max<std::size_t>(1, bands)));
     Kernel::ParallelFor(counts.size(), [&](std::size_t share) {
         auto& keys = counts[share];
         for (std::size_t band = share; band < bands && !keys.IsFull(); band += counts.size()) {
@@ -242,26 +267,28 @@ std::vector<WeightedColour> FindPlainColours(Picture const& picture, bool const*
                 auto const* const row = &picture.At(0, y);
                 auto const* const below = &picture.At(0, y + 1);
                 std::uint32_t current = 0, count = 0;
-                auto const *const values = reinterpret_cast<std::uint32_t const*>(row),
-                                  *const valuesBelow = reinterpret_cast<std::uint32_t const*>(below);
-                for (int x = 0; x + 1 < picture.width; ++x) {
-                    std::uint32_t const key = ToKey(row[x]);
-                    constexpr int c_block = 16;
-                    if (x + c_block < picture.width && key == current && values[x + c_block] == key &&
-                        valuesBelow[x + c_block] == key && AreAll<c_block>(values + x, key) &&
-                        AreAll<c_block>(valuesBelow + x, key)) {
-                        count += c_block;
-                        x += c_block - 1;
-                        continue;
-                    }
-                    if (key != ToKey(row[x + 1]) || key != ToKey(below[x]) || key != ToKey(below[x + 1]))
-                        continue;
+                auto const add = [&](std::uint32_t key, std::uint32_t more) {
                     if (key != current && count != 0) {
                         keys.Add(current, count);
                         count = 0;
                     }
                     current = key;
-                    ++count;
+                    count += more;
+                };
+                int x = 0;
+                for (; x + c_block < picture.width; x += c_block) {
+                    auto squares = FindSquares(row + x, below + x);
+                    while (squares != 0) {
+                        int const first = std::countr_zero(squares);
+                        int const length = std::countr_one(squares >> first);
+                        add(ToKey(row[x + first]), static_cast<std::uint32_t>(length));
+                        squares &= ~(((1u << length) - 1) << first);
+                    }
+                }
+                for (; x + 1 < picture.width; ++x) {
+                    std::uint32_t const key = ToKey(row[x]);
+                    if (key == ToKey(row[x + 1]) && key == ToKey(below[x]) && key == ToKey(below[x + 1]))
+                        add(key, 1);
                 }
                 if (count != 0)
                     keys.Add(current, count);

@@ -6,17 +6,12 @@
 #include "platform/kernel/exception.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 
 namespace Tracing {
 
 namespace {
-
-// Pixels of one label side by side in a row.
-struct Run {
-    std::int32_t begin = 0;
-    // Of the set of runs that it is in, once all are known.
-    std::int32_t set = 0;
-};
 
 // Sets of runs, and later of sets: each names its parent, and one that names itself stands for its set.
 class DisjointSets {
@@ -69,17 +64,30 @@ private:
                 CheckAbort();
             m_rows.push_back(m_runs.size());
             auto const* const row = &m_labels.ofPixel[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width)];
-            for (int x = 0; x != m_width;) {
-                m_runs.push_back({x, 0});
-                auto const label = row[x];
-                constexpr int c_block = 16;
-                while (x + c_block <= m_width && AreAll<c_block>(row + x, label))
-                    x += c_block;
-                while (x != m_width && row[x] == label)
-                    ++x;
+            AddRun(0, row[0]);
+            int x = 1;
+            // Eight pixels and those before them as two numbers: bytes that differ begin a run.
+            for (; x + 8 <= m_width; x += 8) {
+                std::uint64_t before = 0, values = 0;
+                std::memcpy(&before, row + x - 1, sizeof before);
+                std::memcpy(&values, row + x, sizeof values);
+                for (auto changes = before ^ values; changes != 0;) {
+                    int const at = std::countr_zero(changes) / 8;
+                    AddRun(x + at, row[x + at]);
+                    changes &= ~(std::uint64_t{255} << (8 * at));
+                }
+            }
+            for (; x != m_width; ++x) {
+                if (row[x] != row[x - 1])
+                    AddRun(x, row[x]);
             }
         }
         m_rows.push_back(m_runs.size());
+    }
+
+    void AddRun(int begin, std::uint8_t label) {
+        m_runs.push_back({begin, 0});
+        m_runLabels.push_back(label);
     }
 
     int GetEnd(std::size_t run, std::size_t rowEnd) const {
@@ -103,8 +111,6 @@ private:
         }
     }
 
-    std::uint8_t GetLabel(std::size_t run, int y) const { return LabelAt(m_runs[run].begin, y); }
-
     void ConnectRuns() {
         DisjointSets sets(m_runs.size());
         auto const join = [&](std::size_t a, std::size_t b) {
@@ -119,15 +125,15 @@ private:
             std::size_t const upperEnd = m_rows[static_cast<std::size_t>(y) + 1];
             std::size_t const lowerEnd = m_rows[static_cast<std::size_t>(y) + 2];
             ForEachPair(y, [&](std::size_t upper, std::size_t lower) {
-                if (GetLabel(upper, y) == GetLabel(lower, y + 1))
+                if (m_runLabels[upper] == m_runLabels[lower])
                     join(upper, lower);
                 // The corner at which both end, with the runs behind them.
                 int const end = GetEnd(upper, upperEnd);
                 if (end == m_width || end != GetEnd(lower, lowerEnd))
                     return;
-                bool const falls = GetLabel(upper, y) == GetLabel(lower + 1, y + 1);
-                bool const rises = GetLabel(upper + 1, y) == GetLabel(lower, y + 1);
-                if (falls && (!rises || IsRarer(end, y, GetLabel(upper, y), GetLabel(lower, y + 1))))
+                bool const falls = m_runLabels[upper] == m_runLabels[lower + 1];
+                bool const rises = m_runLabels[upper + 1] == m_runLabels[lower];
+                if (falls && (!rises || IsRarer(end, y, m_runLabels[upper], m_runLabels[lower])))
                     join(upper, lower + 1);
                 else if (rises)
                     join(upper + 1, lower);
@@ -141,9 +147,9 @@ private:
                 if (number < 0) {
                     number = static_cast<std::int32_t>(m_areas.size());
                     m_areas.push_back(0);
-                    m_setLabels.push_back(GetLabel(i, y));
+                    m_setLabels.push_back(m_runLabels[i]);
                 }
-                m_runs[i].set = number;
+                m_runs[i].region = number;
                 m_areas[static_cast<std::size_t>(number)] += GetEnd(i, m_rows[row + 1]) - m_runs[i].begin;
             }
         }
@@ -176,9 +182,35 @@ private:
         }
     }
 
+    std::int32_t GetSet(std::size_t run) const {
+        return m_joined[static_cast<std::size_t>(m_runs[run].region)];
+    }
+
+    // Neighbours of which one is small at least. As sets join, no others come to be that are small.
+    std::vector<std::pair<std::int32_t, std::int32_t>> FindPairsOfSmall(std::int64_t fewest) const {
+        std::vector<std::pair<std::int32_t, std::int32_t>> pairs;
+        auto const meet = [&](std::size_t a, std::size_t b) {
+            auto const first = GetSet(a), second = GetSet(b);
+            if (first != second && (m_areas[static_cast<std::size_t>(first)] < fewest ||
+                                    m_areas[static_cast<std::size_t>(second)] < fewest))
+                pairs.emplace_back(first, second);
+        };
+        for (int y = 0; y != m_height; ++y) {
+            auto const row = static_cast<std::size_t>(y);
+            if (y % 64 == 0)
+                CheckAbort();
+            for (std::size_t i = m_rows[row]; i + 1 < m_rows[row + 1]; ++i)
+                meet(i, i + 1);
+            if (y + 1 != m_height)
+                ForEachPair(y, meet);
+        }
+        return pairs;
+    }
+
     // Each round joins every small set to a neighbour, so that their number at least halves.
     void JoinSetsBelow(std::int64_t fewest, DisjointSets& sets) {
         std::size_t const count = m_areas.size();
+        auto const pairs = FindPairsOfSmall(fewest);
         while (true) {
             CheckAbort();
             std::vector<std::int32_t> nearest(count, -1);
@@ -199,22 +231,12 @@ private:
                     distances[at] = distance;
                 }
             };
-            auto const meet = [&](std::size_t a, std::size_t b) {
-                auto const first = m_joined[static_cast<std::size_t>(m_runs[a].set)],
-                           second = m_joined[static_cast<std::size_t>(m_runs[b].set)];
+            for (auto const& [a, b] : pairs) {
+                auto const first = m_joined[static_cast<std::size_t>(a)], second = m_joined[static_cast<std::size_t>(b)];
                 if (first == second)
-                    return;
+                    continue;
                 offer(first, second);
                 offer(second, first);
-            };
-            for (int y = 0; y != m_height; ++y) {
-                auto const row = static_cast<std::size_t>(y);
-                if (y % 64 == 0)
-                    CheckAbort();
-                for (std::size_t i = m_rows[row]; i + 1 < m_rows[row + 1]; ++i)
-                    meet(i, i + 1);
-                if (y + 1 != m_height)
-                    ForEachPair(y, meet);
             }
             bool isChanged = false;
             for (std::size_t i = 0; i != count; ++i) {
@@ -249,19 +271,36 @@ private:
                 regions.labels.push_back(m_setLabels[i]);
             }
         }
+        // Runs that have come into one region become one.
+        std::size_t count = 0, old = 0;
+        for (std::size_t row = 0; row != static_cast<std::size_t>(m_height); ++row) {
+            std::size_t const first = count, end = m_rows[row + 1];
+            for (; old != end; ++old) {
+                auto const region = numbers[static_cast<std::size_t>(GetSet(old))];
+                if (count == first || m_runs[count - 1].region != region)
+                    m_runs[count++] = {m_runs[old].begin, region};
+            }
+            m_rows[row] = first;
+        }
+        m_rows.back() = count;
+        m_runs.resize(count);
         auto const across = static_cast<std::size_t>(m_width + 2);
-        regions.ofPixel.resize(across * static_cast<std::size_t>(m_height + 2));
+        regions.ofPixel =
+            std::make_unique_for_overwrite<std::int32_t[]>(across * static_cast<std::size_t>(m_height + 2));
+        std::fill_n(&regions.ofPixel[0], across, Regions::c_outside);
+        std::fill_n(&regions.ofPixel[across * static_cast<std::size_t>(m_height + 1)], across, Regions::c_outside);
         Kernel::ParallelFor(static_cast<std::size_t>((m_height + 63) / 64), [&](std::size_t band) {
             int const end = std::min(m_height, static_cast<int>(band + 1) * 64);
             for (int y = static_cast<int>(band) * 64; y != end; ++y) {
                 auto const row = static_cast<std::size_t>(y);
-                for (std::size_t i = m_rows[row]; i != m_rows[row + 1]; ++i) {
-                    auto* const begin = &regions.ofPixel[(row + 1) * across + 1];
-                    std::fill(begin + m_runs[i].begin, begin + GetEnd(i, m_rows[row + 1]),
-                              numbers[static_cast<std::size_t>(m_joined[static_cast<std::size_t>(m_runs[i].set)])]);
-                }
+                auto* const begin = &regions.ofPixel[(row + 1) * across + 1];
+                begin[-1] = begin[m_width] = Regions::c_outside;
+                for (std::size_t i = m_rows[row]; i != m_rows[row + 1]; ++i)
+                    std::fill(begin + m_runs[i].begin, begin + GetEnd(i, m_rows[row + 1]), m_runs[i].region);
             }
         });
+        regions.runs = std::move(m_runs);
+        regions.rows = std::move(m_rows);
         return regions;
     }
 
@@ -270,7 +309,9 @@ private:
     Options const& m_options;
     // The first run of each row, and one more.
     std::vector<std::size_t> m_rows;
-    std::vector<Run> m_runs;
+    // Until all regions are known, `region` is the set of runs that the run is in.
+    std::vector<RegionRun> m_runs;
+    std::vector<std::uint8_t> m_runLabels;
     // By set of runs; the label is that of the largest one that was joined.
     std::vector<std::int32_t> m_areas;
     std::vector<std::uint8_t> m_setLabels;

@@ -3,7 +3,15 @@
 
 #include "engine/tracing/labels.h"
 
+#include <memory>
+
 namespace Tracing {
+
+// Pixels of one region side by side in a row, up to the next run or the end of the row.
+struct RegionRun {
+    std::int32_t begin = 0;
+    std::int32_t region = 0;
+};
 
 // Connected areas of one label. Pixels that touch only at a corner are connected where the two others at that corner
 // do not keep them apart.
@@ -14,7 +22,10 @@ struct Regions {
     int width = 0;
     int height = 0;
     // A frame of one pixel outside is around the picture.
-    std::vector<std::int32_t> ofPixel;
+    std::unique_ptr<std::int32_t[]> ofPixel;
+    // Row by row from left to right, and the first run of each row, and one more.
+    std::vector<RegionRun> runs;
+    std::vector<std::size_t> rows;
     // By region; that of c_outside is 0.
     std::vector<std::uint8_t> labels;
 
