@@ -109,44 +109,81 @@ private:
             Follow(x, y, 0, true);
     }
 
-    MixedColour GetMixed(int x, int y) const { return ToMixed(m_picture.At(x, y)); }
+    // The colours on both sides of a border.
+    struct Sides {
+        struct Side {
+            std::int32_t region = 0;
+            // The bits of its pixels.
+            std::uint32_t bits = 0;
+            MixedColour mixed{};
+        };
+        Side left, right;
+        // From the left colour to the right one.
+        MixedColour way{};
+        float squaredLength = 0;
+    };
+    Sides GetSides(std::int32_t left, std::int32_t right) const {
+        auto const get = [&](std::int32_t region) {
+            auto const label = m_regions.labels[static_cast<std::size_t>(region)];
+            return Sides::Side{region, std::bit_cast<std::uint32_t>(m_labels.colours[label]), m_labels.mixed[label]};
+        };
+        Sides sides{get(left), get(right), {}, 0};
+        for (std::size_t i = 0; i != 4; ++i)
+            sides.way[i] = sides.right.mixed[i] - sides.left.mixed[i];
+        sides.squaredLength = SquaredDistance(sides.left.mixed, sides.right.mixed);
+        return sides;
+    }
 
-    // How much of the other side's colour a pixel shows, 0 to 1; 0 where it is no mix of both.
-    float GetForeignShare(int x, int y, MixedColour const& own, MixedColour const& other, float squaredLength) const {
-        auto const colour = GetMixed(x, y);
-        if (colour == own)
+    // How much of the other side's colour a pixel shows, 0 to 1; 0 where it is no mix of both. The sign is -1 on the
+    // right, from where the way to the other colour is the opposite one.
+    float GetForeignShare(int x, int y, Sides const& sides, Sides::Side const& own, float sign) const {
+        auto const& pixel = m_picture.At(x, y);
+        if (std::bit_cast<std::uint32_t>(pixel) == own.bits)
             return 0;
-        auto const mix = FindMix(colour, own, other);
-        return mix.squaredRest <= std::max(14.0f * 14, 0.04f * squaredLength) ? mix.share : 0;
+        auto const colour = ToMixed(pixel);
+        float along = 0, squared = 0;
+        for (std::size_t i = 0; i != 4; ++i) {
+            float const place = colour[i] - own.mixed[i];
+            along += sides.way[i] * place;
+            squared += place * place;
+        }
+        along *= sign;
+        float const share = std::clamp(along / sides.squaredLength, 0.0f, 1.0f);
+        float const squaredRest = squared - 2 * share * along + share * share * sides.squaredLength;
+        return squaredRest <= std::max(14.0f * 14, 0.04f * sides.squaredLength) ? share : 0;
     }
 
     // On one side of a pixel's side: the share of the other colour there, which the border cuts off.
-    float GetCutOff(int x, int y, int stepX, int stepY, std::int32_t region, MixedColour const& own,
-                    MixedColour const& other, float squaredLength) const {
-        float const first = GetForeignShare(x, y, own, other, squaredLength);
+    float GetCutOff(int x, int y, int stepX, int stepY, Sides const& sides, Sides::Side const& own, float sign) const {
+        float const first = GetForeignShare(x, y, sides, own, sign);
         if (first == 0)
             return 0;
         // Half belongs to the opposite border of a line that is one pixel thin.
-        if (m_regions.At(x + stepX, y + stepY) != region)
+        if (m_regions.At(x + stepX, y + stepY) != own.region)
             return 0.5f * first;
-        if (m_regions.At(x + 2 * stepX, y + 2 * stepY) != region)
+        if (m_regions.At(x + 2 * stepX, y + 2 * stepY) != own.region)
             return first;
-        return first + GetForeignShare(x + stepX, y + stepY, own, other, squaredLength);
+        return first + GetForeignShare(x + stepX, y + stepY, sides, own, sign);
     }
 
     // How far to the right of the way the border runs, judged by the mixed colours of the pixels beside it.
-    double GetShift(int x, int y, unsigned way, std::int32_t left, std::int32_t right) const {
-        auto const& own = m_labels.mixed[m_regions.labels[static_cast<std::size_t>(left)]];
-        auto const& other = m_labels.mixed[m_regions.labels[static_cast<std::size_t>(right)]];
-        float const squaredLength = SquaredDistance(own, other);
-        if (squaredLength < 16)
+    double GetShift(int x, int y, unsigned way, Sides const& sides) const {
+        if (sides.squaredLength < 16)
             return 0;
         int const leftX = x - (way == 2 || way == 3), leftY = y - (way == 0 || way == 3);
         int const rightX = x - (way == 1 || way == 2), rightY = y - (way == 2 || way == 3);
         int const stepX = rightX - leftX, stepY = rightY - leftY;
-        float const shift = GetCutOff(rightX, rightY, stepX, stepY, right, other, own, squaredLength) -
-                            GetCutOff(leftX, leftY, -stepX, -stepY, left, own, other, squaredLength);
+        float const shift = GetCutOff(rightX, rightY, stepX, stepY, sides, sides.right, -1) -
+                            GetCutOff(leftX, leftY, -stepX, -stepY, sides, sides.left, 1);
         return std::clamp(shift, -0.75f, 0.75f);
+    }
+
+    // Borders lead from row to row, and each row is in other cache lines: without this most of the time is waiting.
+    static constexpr std::uint32_t c_fetchedAhead = 12;
+    void Fetch(int x, int y) const {
+        int const insideX = std::min(x, m_regions.width - 1), insideY = std::min(y, m_regions.height - 1);
+        __builtin_prefetch(&m_picture.At(insideX, insideY));
+        __builtin_prefetch(&m_regions.At(x, y));
     }
 
     void MakeBorder(std::size_t index) {
@@ -159,13 +196,23 @@ private:
         bool const isEdge = border.left == Regions::c_outside || border.right == Regions::c_outside;
         std::vector<Point> points;
         points.reserve(chain.count + 2);
+        auto const sides = GetSides(border.left, border.right);
+        if (!chain.isRing)
+            points.push_back(GetMeetingPlace(x, y));
+        int aheadX = x, aheadY = y;
+        std::uint32_t ahead = 0;
         for (std::uint32_t i = 0; i != chain.count; ++i) {
+            for (; ahead != std::min(chain.count, i + c_fetchedAhead); ++ahead) {
+                Fetch(aheadX, aheadY);
+                aheadX += c_stepX[m_steps[chain.firstStep + ahead]];
+                aheadY += c_stepY[m_steps[chain.firstStep + ahead]];
+            }
             unsigned const way = m_steps[chain.firstStep + i];
             bool const turns = i != 0 && way != m_steps[chain.firstStep + i - 1];
             if (isEdge && (turns || (i == 0 && chain.isRing)))
                 points.push_back({static_cast<double>(x), static_cast<double>(y)});
             if (!isEdge) {
-                double const shift = GetShift(x, y, way, border.left, border.right);
+                double const shift = GetShift(x, y, way, sides);
                 points.push_back(
                     {x + 0.5 * c_stepX[way] - shift * c_stepY[way], y + 0.5 * c_stepY[way] + shift * c_stepX[way]});
             }
@@ -174,10 +221,8 @@ private:
             x = nextX;
             y = nextY;
         }
-        if (!chain.isRing) {
-            points.insert(points.begin(), GetMeetingPlace(chain.x, chain.y));
+        if (!chain.isRing)
             points.push_back(GetMeetingPlace(x, y));
-        }
         if (isEdge)
             border.curve = MakePolygon(points, chain.isRing);
         else if (chain.isRing && chain.count <= 12)
@@ -222,7 +267,7 @@ private:
                 continue;
             auto const left = GetLeft(x, y, way), right = GetRight(x, y, way);
             bool const isEdge = left == Regions::c_outside || right == Regions::c_outside;
-            double const shift = isEdge ? 0 : GetShift(x, y, way, left, right);
+            double const shift = isEdge ? 0 : GetShift(x, y, way, GetSides(left, right));
             if ((way & 1) == 0) {
                 shiftY += shift * c_stepX[way];
                 ++countY;

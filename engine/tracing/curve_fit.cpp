@@ -236,13 +236,16 @@ private:
         SetParametersByLength(points);
         double const most = m_tolerance * m_tolerance;
         constexpr int c_rounds = 4;
+        double last = 1e300;
         for (int round = 0; round != c_rounds; ++round) {
             Segment const cubic = FitToParameters(points, d1, d2);
             double const error = FindWorst(points, cubic, split);
             if (error <= most)
                 return cubic;
-            if (error > 16 * most)
+            // Each round takes a part of the error away, and less than the round before.
+            if (error > 16 * most || error - (last - error) * (c_rounds - 1 - round) > most)
                 break;
+            last = error;
             ImproveParameters(points, cubic);
         }
         split = std::clamp<std::size_t>(split, 1, points.size() - 2);

@@ -63,30 +63,27 @@ class Neighbours {
 public:
     Neighbours(Labels const& labels, Picture const& picture, int x, int y, int reach) {
         int const left = std::max(0, x - reach), right = std::min(picture.width - 1, x + reach);
-        std::uint8_t last = c_unknown;
+        // A bit for each label below 128.
+        std::array<std::uint64_t, 2> seen{};
         for (int row = std::max(0, y - reach); row <= std::min(picture.height - 1, y + reach); ++row) {
             auto const* const values =
                 &labels.ofPixel[static_cast<std::size_t>(row) * static_cast<std::size_t>(picture.width)];
             for (int column = left; column <= right; ++column) {
-                if (values[column] != last && values[column] != c_unknown) {
-                    last = values[column];
-                    Add(last);
-                }
+                auto const label = values[column];
+                seen[0] |= static_cast<std::uint64_t>(label >> 6 == 0) << (label & 63);
+                seen[1] |= static_cast<std::uint64_t>(label >> 6 == 1) << (label & 63);
             }
+        }
+        for (std::size_t word = 0; word != seen.size(); ++word) {
+            for (auto bits = seen[word]; bits != 0 && m_count != m_labels.size(); bits &= bits - 1)
+                m_labels[m_count++] =
+                    static_cast<std::uint8_t>(64 * word + static_cast<std::size_t>(std::countr_zero(bits)));
         }
     }
     std::size_t GetCount() const { return m_count; }
     std::uint8_t operator[](std::size_t i) const { return m_labels[i]; }
 
 private:
-    void Add(std::uint8_t label) {
-        for (std::size_t i = 0; i != m_count; ++i) {
-            if (m_labels[i] == label)
-                return;
-        }
-        if (m_count != m_labels.size())
-            m_labels[m_count++] = label;
-    }
     std::array<std::uint8_t, 6> m_labels{};
     std::size_t m_count = 0;
 };
@@ -159,10 +156,20 @@ void AddThinColours(Labels& labels, std::vector<std::uint32_t> const& unexplaine
     }
 }
 
-std::uint8_t const* FindUnknown(std::uint8_t const* begin, std::uint8_t const* end) {
-    auto const* const found =
-        begin == end ? nullptr : std::memchr(begin, c_unknown, static_cast<std::size_t>(end - begin));
-    return found == nullptr ? end : static_cast<std::uint8_t const*>(found);
+// Calls visit(x) for the pixels of a row that have no label.
+template <class F>
+void ForEachUnknown(std::uint8_t const* row, int width, F const& visit) {
+    int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        auto const* const block = row + x;
+        auto unknown = FindFlags16([&](std::size_t i) { return block[i] == c_unknown; });
+        for (; unknown != 0; unknown &= unknown - 1)
+            visit(x + std::countr_zero(unknown));
+    }
+    for (; x != width; ++x) {
+        if (row[x] == c_unknown)
+            visit(x);
+    }
 }
 
 // Second step: gives labels to the pixels that have none yet, looking at those that had one before this step.
@@ -172,12 +179,17 @@ void LabelMixedPixels(Labels& labels, Picture const& picture, Options const& opt
     std::size_t const bands = static_cast<std::size_t>((picture.height + c_bandRows - 1) / c_bandRows);
     std::vector<std::vector<std::uint32_t>> unexplained(bands);
     ForEachBand(picture, options.abort, [&](int begin, int end) {
+        std::vector<int> unknown;
         auto& open = unexplained[static_cast<std::size_t>(begin / c_bandRows)];
         for (int y = begin; y != end; ++y) {
             auto const* const row = &labels.ofPixel[static_cast<std::size_t>(y) * width];
-            auto const* found = row - 1;
-            while ((found = FindUnknown(found + 1, row + width)) != row + width) {
-                int const x = static_cast<int>(found - row);
+            // These pixels are far from each other: all are fetched before the first is needed.
+            unknown.clear();
+            ForEachUnknown(row, picture.width, [&](int x) {
+                __builtin_prefetch(&picture.At(x, y));
+                unknown.push_back(x);
+            });
+            for (int const x : unknown) {
                 std::size_t const at = static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x);
                 auto const colour = ToMixed(picture.pixels[at]);
                 auto label = FindMixedLabel(labels, Neighbours(labels, picture, x, y, 1), colour);
@@ -219,7 +231,8 @@ void LabelPlainPixels(Labels& labels, Picture const& picture, Options const& opt
     auto const find = [&](Picture::Pixel const& pixel) {
         auto const key = pixel[3] == 0 ? 0 : std::bit_cast<std::uint32_t>(pixel);
         std::size_t at = hash(key);
-        while (slots[at].second != c_unknown && slots[at].first != key)
+        // One condition: which of its parts ends the search can't be foretold, and nearly always one does at once.
+        while (static_cast<int>(slots[at].second != c_unknown) & static_cast<int>(slots[at].first != key))
             at = (at + 1) & 1023;
         return slots[at].second;
     };
