@@ -29,7 +29,7 @@ struct Regions {
     // By region; that of c_outside is 0.
     std::vector<std::uint8_t> labels;
 
-    std::int32_t const& At(int x, int y) const {
+    std::int32_t At(int x, int y) const {
         return ofPixel[static_cast<std::size_t>(y + 1) * static_cast<std::size_t>(width + 2) +
                        static_cast<std::size_t>(x + 1)];
     }
