@@ -30,7 +30,11 @@ struct SideChain {
 class BorderFinder {
 public:
     BorderFinder(Picture const& picture, Labels const& labels, Regions const& regions, Options const& options)
-        : m_picture(picture), m_labels(labels), m_regions(regions), m_options(options), m_corners(FindCorners(regions, options)) {}
+        : m_picture(picture),
+          m_labels(labels),
+          m_regions(regions),
+          m_options(options),
+          m_corners(FindCorners(regions, options)) {}
 
     Borders Find() {
         FollowAll();
@@ -71,9 +75,7 @@ private:
     }
 
     // A side of a pixel is known by its upper or left corner.
-    bool TakeSide(int x, int y, unsigned way) {
-        return GetCorner(x - (way == 2), y - (way == 3)).Take((way & 1) != 0);
-    }
+    bool TakeSide(int x, int y, unsigned way) { return GetCorner(x - (way == 2), y - (way == 3)).Take((way & 1) != 0); }
 
     void Follow(int x, int y, unsigned way, bool isRing) {
         if (!TakeSide(x, y, way))
@@ -184,19 +186,12 @@ private:
         return std::clamp(shift, -0.75f, 0.75f);
     }
 
-    // Borders lead from row to row, and each row is in other cache lines: without this most of the time is waiting. Two
-    // pixels are looked at on either side.
-    static constexpr std::uint32_t c_fetchedAhead = 16;
-    void Fetch(int x, int y, unsigned way) const {
-        bool const isAcross = (way & 1) == 0;
+    // Borders lead from row to row, and each row is in other cache lines: without this much of the time is waiting.
+    static constexpr std::uint32_t c_fetchedAhead = 12;
+    void Fetch(int x, int y) const {
         int const column = std::min(x, m_regions.width - 1);
-        for (int row = std::max(0, isAcross ? y - 2 : y - 1); row <= std::min(m_regions.height - 1, y + isAcross);
-             ++row) {
-            __builtin_prefetch(&m_picture.At(column, row));
-            __builtin_prefetch(&m_corners.all[static_cast<std::size_t>(row) *
-                                                  static_cast<std::size_t>(m_regions.width + 1) +
-                                              static_cast<std::size_t>(x)]);
-        }
+        __builtin_prefetch(&m_picture.At(column, std::min(y, m_regions.height - 1)));
+        __builtin_prefetch(&m_picture.At(column, std::max(0, y - 1)));
     }
 
     void MakeBorder(std::size_t index) {
@@ -217,7 +212,7 @@ private:
         for (std::uint32_t i = 0; i != chain.count; ++i) {
             for (; ahead != std::min(chain.count, i + c_fetchedAhead); ++ahead) {
                 unsigned const way = m_steps[chain.firstStep + ahead];
-                Fetch(aheadX, aheadY, way);
+                Fetch(aheadX, aheadY);
                 aheadX += c_stepX[way];
                 aheadY += c_stepY[way];
             }

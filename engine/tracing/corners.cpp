@@ -44,8 +44,8 @@ void FindInRow(Regions const& regions, int y, Corner* row, Corners& found) {
             static_cast<unsigned>(aboveLeft != belowLeft) << 2 | static_cast<unsigned>(aboveLeft != aboveRight) << 3;
         bool isFalling = false, isRising = false;
         if (ways == 15) {
-            isFalling = aboveLeft == belowRight &&
-                        (aboveRight != belowLeft || IsRarer(regions, x, y, aboveLeft, aboveRight));
+            isFalling =
+                aboveLeft == belowRight && (aboveRight != belowLeft || IsRarer(regions, x, y, aboveLeft, aboveRight));
             isRising = aboveRight == belowLeft && !isFalling;
         }
         row[x] = Corner(ways, isFalling, isRising);

@@ -182,9 +182,7 @@ private:
         }
     }
 
-    std::int32_t GetSet(std::size_t run) const {
-        return m_joined[static_cast<std::size_t>(m_runs[run].region)];
-    }
+    std::int32_t GetSet(std::size_t run) const { return m_joined[static_cast<std::size_t>(m_runs[run].region)]; }
 
     // Neighbours of which one is small at least. As sets join, no others come to be that are small.
     std::vector<std::pair<std::int32_t, std::int32_t>> FindPairsOfSmall(std::int64_t fewest) const {
@@ -232,7 +230,8 @@ private:
                 }
             };
             for (auto const& [a, b] : pairs) {
-                auto const first = m_joined[static_cast<std::size_t>(a)], second = m_joined[static_cast<std::size_t>(b)];
+                auto const first = m_joined[static_cast<std::size_t>(a)],
+                           second = m_joined[static_cast<std::size_t>(b)];
                 if (first == second)
                     continue;
                 offer(first, second);
