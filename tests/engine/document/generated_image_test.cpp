@@ -51,6 +51,13 @@ std::string SaveToMemory(DocumentController& document, std::string const& name) 
     return path;
 }
 
+TEST(GeneratedImage, OtherGenerationsBeginWithTheFirstOneChosen) {
+    auto const node = MakeNode();
+    node->SetChosenGeneration(1);
+    node->SetGenerations(node->GetGenerations());
+    EXPECT_EQ(0u, node->GetChosenGeneration());
+}
+
 TEST(GeneratedImage, ANewNodeShowsNothingAndSaysItsKind) {
     auto const node = Kernel::MakeCounted<GeneratedImageNode>();
     EXPECT_EQ(nullptr, node->FindChosenGeneration());

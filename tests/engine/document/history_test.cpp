@@ -91,6 +91,16 @@ TEST(History, ANewStepCutsTheRedoTailOffNewestFirst) {
     EXPECT_EQ(document->GetScaleOverrideFlags(true), 1);
 }
 
+// Only commands that ask a model are taken back when they turn out to be no step.
+TEST(History, ACommandThatIsNotStackedKeepsItsChange) {
+    auto const document = MakeDocument();
+    auto const once = MakeSet(3);
+    once->stacks = false;
+    document->Run(once);
+    EXPECT_EQ(document->GetHistory()->GetCount(), 0u);
+    EXPECT_EQ(document->GetScaleOverrideFlags(true), 3);
+}
+
 TEST(History, ACommandThatIsNotStackedLeavesTheRedoTail) {
     auto const document = MakeDocument();
     document->Run(MakeSet(1));
