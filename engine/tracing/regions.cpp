@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <optional>
 
 namespace Tracing {
 
@@ -184,14 +185,14 @@ private:
 
     std::int32_t GetSet(std::size_t run) const { return m_joined[static_cast<std::size_t>(m_runs[run].region)]; }
 
-    // Neighbours of which one is small at least. As sets join, no others come to be that are small.
-    std::vector<std::pair<std::int32_t, std::int32_t>> FindPairsOfSmall(std::int64_t fewest) const {
-        std::vector<std::pair<std::int32_t, std::int32_t>> pairs;
+    // Calls visit(a, b) for the sets of runs that are neighbours and of which one is small at least.
+    template <class F>
+    void ForEachPairOfSmall(std::int64_t fewest, F const& visit) const {
         auto const meet = [&](std::size_t a, std::size_t b) {
             auto const first = GetSet(a), second = GetSet(b);
             if (first != second && (m_areas[static_cast<std::size_t>(first)] < fewest ||
                                     m_areas[static_cast<std::size_t>(second)] < fewest))
-                pairs.emplace_back(first, second);
+                visit(first, second);
         };
         for (int y = 0; y != m_height; ++y) {
             auto const row = static_cast<std::size_t>(y);
@@ -202,13 +203,26 @@ private:
             if (y + 1 != m_height)
                 ForEachPair(y, meet);
         }
-        return pairs;
+    }
+
+    using Pairs = std::vector<std::pair<std::int32_t, std::int32_t>>;
+    // As sets join, no other small ones come to be, so that later rounds need to look at these only. Nothing where they
+    // would take more than a byte for a pixel, as in noise.
+    std::optional<Pairs> ListPairsOfSmall(std::int64_t fewest) const {
+        std::size_t const most =
+            static_cast<std::size_t>(m_width) * static_cast<std::size_t>(m_height) / sizeof(Pairs::value_type);
+        Pairs pairs;
+        ForEachPairOfSmall(fewest, [&](std::int32_t a, std::int32_t b) {
+            if (pairs.size() <= most)
+                pairs.emplace_back(a, b);
+        });
+        return pairs.size() <= most ? std::optional(std::move(pairs)) : std::nullopt;
     }
 
     // Each round joins every small set to a neighbour, so that their number at least halves.
     void JoinSetsBelow(std::int64_t fewest, DisjointSets& sets) {
         std::size_t const count = m_areas.size();
-        auto const pairs = FindPairsOfSmall(fewest);
+        auto const pairs = ListPairsOfSmall(fewest);
         while (true) {
             CheckAbort();
             std::vector<std::int32_t> nearest(count, -1);
@@ -229,13 +243,19 @@ private:
                     distances[at] = distance;
                 }
             };
-            for (auto const& [a, b] : pairs) {
-                auto const first = m_joined[static_cast<std::size_t>(a)],
-                           second = m_joined[static_cast<std::size_t>(b)];
-                if (first == second)
-                    continue;
-                offer(first, second);
-                offer(second, first);
+            auto const meet = [&](std::int32_t a, std::int32_t b) {
+                offer(a, b);
+                offer(b, a);
+            };
+            if (pairs) {
+                for (auto const& [a, b] : *pairs) {
+                    auto const first = m_joined[static_cast<std::size_t>(a)],
+                               second = m_joined[static_cast<std::size_t>(b)];
+                    if (first != second)
+                        meet(first, second);
+                }
+            } else {
+                ForEachPairOfSmall(fewest, meet);
             }
             bool isChanged = false;
             for (std::size_t i = 0; i != count; ++i) {
@@ -283,6 +303,7 @@ private:
         }
         m_rows.back() = count;
         m_runs.resize(count);
+        m_runs.shrink_to_fit();
         auto const across = static_cast<std::size_t>(m_width + 2);
         regions.ofPixel =
             std::make_unique_for_overwrite<std::int32_t[]>(across * static_cast<std::size_t>(m_height + 2));
