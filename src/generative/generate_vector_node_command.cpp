@@ -46,6 +46,7 @@ void GenerateVectorNodeCommand::Do() {
     request.Acquire();
     auto const group = Kernel::MakeCounted<VectoriseObjectCommand>()->VectoriseBitmap(images.front(), m_prompt);
     RememberGenerated(document, *group, Raster::FormatRGBA8, {});
+    VectoriseObjectCommand::ConvertColours(*group, document->GetProfiles());
     group->Transform(GetCentring(group->GetBounds(false), document->GetCurrentSpread()->GetBaseBox(true)), false);
     AddNode(group);
     AddChildNodesCommand::Do();

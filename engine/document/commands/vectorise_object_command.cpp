@@ -9,6 +9,7 @@
 #include "platform/kernel/exception.h"
 #include "platform/raster/bitmap_image.h"
 #include "platform/raster/icc_manager.h"
+#include "platform/renderer/colour_profiles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -51,10 +52,13 @@ Tracing::Picture MakePicture(Raster::DynamicBitmap const& bitmap) {
     return picture;
 }
 
-Kernel::Counted<Renderer::FillDescriptor const> MakeFill(Tracing::Picture::Pixel const& pixel) {
+Renderer::Colour ToColour(Tracing::Picture::Pixel const& pixel) {
     auto const part = [&](std::size_t i) { return static_cast<float>(pixel[i]) / 255; };
-    Kernel::Consolidated<Renderer::Fill> const fill =
-        Kernel::MakeConsolidated<Renderer::SolidFill>(Renderer::Colour::FromRGB(part(0), part(1), part(2), part(3)));
+    return Renderer::Colour::FromRGB(part(0), part(1), part(2), part(3));
+}
+
+Kernel::Counted<Renderer::FillDescriptor const> MakeFill(Renderer::Colour const& colour) {
+    Kernel::Consolidated<Renderer::Fill> const fill = Kernel::MakeConsolidated<Renderer::SolidFill>(colour);
     return Kernel::MakeCounted<Renderer::FillDescriptor>(fill, true, Raster::AffineTransform::Params(),
                                                          Renderer::BlendMode::Normal, false);
 }
@@ -115,7 +119,7 @@ Kernel::Counted<GroupNode> VectoriseObjectCommand::VectoriseBitmap(Kernel::Count
     for (auto const& shape : shapes) {
         auto& fill = fills[shape.colour];
         if (!fill)
-            fill = MakeFill(shape.colour);
+            fill = MakeFill(ToColour(shape.colour));
         auto const node = Kernel::MakeCounted<PolyCurveNode>();
         node->SetCurves(shape.outline);
         node->SetWindingOrderMode(Geometry::WindingOrderMode::NonZero);
@@ -123,6 +127,26 @@ Kernel::Counted<GroupNode> VectoriseObjectCommand::VectoriseBitmap(Kernel::Count
         group->InsertChild(NodeChildListType::Plain, node, nullptr);
     }
     return group;
+}
+
+void VectoriseObjectCommand::ConvertColours(GroupNode& drawing, Raster::ICCProfileSet const& profiles) {
+    Raster::ICCProfileSet const srgb;
+    if (profiles.Get(Raster::ColourModel::RGB) == srgb.Get(Raster::ColourModel::RGB))
+        return;
+    std::map<Renderer::FillDescriptor const*, Kernel::Counted<Renderer::FillDescriptor const>> converted;
+    for (auto* child = drawing.GetFirstChild(NodeChildListType::Plain); child != nullptr;
+         child = child->GetNextSibling()) {
+        auto* const shape = Kernel::CastPointer<PolyCurveNode>(child);
+        auto const fill = shape == nullptr ? nullptr : shape->GetBrushFillDescriptor(false);
+        auto const* const solid =
+            !fill ? nullptr : Kernel::CastPointer<Renderer::SolidFill const>(fill->GetFill().get());
+        if (solid == nullptr)
+            continue;
+        auto& result = converted[fill.get()];
+        if (!result)
+            result = MakeFill(Renderer::ConvertColour(solid->GetColour(), srgb, Renderer::ColourFormat::RGB, profiles));
+        shape->SetBrushFillDescriptor(result);
+    }
 }
 
 Kernel::LocalisedString VectoriseObjectCommand::GetDescription() const {
@@ -190,6 +214,7 @@ void VectoriseObjectCommand::Exchange(SceneNode& node, Kernel::Counted<Raster::D
         VectoriseBitmap(Raster::WithProfileOf(bitmap, GetDocumentProfiles(node)), node.GetDescription(true));
     if (group->GetFirstChild(NodeChildListType::Plain) == nullptr)
         return;
+    ConvertColours(*group, GetDocumentProfiles(node));
     TakeOverLook(node, *group, toNode);
     Kernel::Counted<Node> const drawing(group.get());
     DoReplaceObject(Kernel::Counted<Node>(&node), drawing, *this, *this);

@@ -38,12 +38,15 @@ public:
     ~VectoriseObjectCommand() override;
     TracingOptions GetOptions() const { return {m_colours, m_tolerance, m_smallestArea}; }
 
-    // The drawing of a bitmap, one unit a pixel, from (0, 0), in no document; `description` is the group's name.
-    // Needs no controller and may be asked of a command that never runs. The group is empty where the bitmap is clear
-    // everywhere. Kernel::AbortException when the command's abort flag is set, Kernel::Exception for a bitmap without
-    // pixels.
+    // The drawing of a bitmap, in sRGB, one unit a pixel, from (0, 0), in no document; `description` is the group's
+    // name. Needs no controller and may be asked of a command that never runs. The group is empty where the bitmap is
+    // clear everywhere. Kernel::AbortException when the command's abort flag is set, Kernel::Exception for a bitmap
+    // without pixels.
     Kernel::Counted<GroupNode> VectoriseBitmap(Kernel::Counted<Raster::DynamicBitmap const> bitmap,
                                                Kernel::String description);
+
+    // Of such a drawing, whose colours are sRGB: makes them the same ones as they are meant in a set of profiles.
+    static void ConvertColours(GroupNode& drawing, Raster::ICCProfileSet const& profiles);
 
     Kernel::LocalisedString GetDescription() const override;
     bool CanOnlyOperateOnCurrentSpread() const override { return false; }
