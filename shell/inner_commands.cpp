@@ -2,7 +2,6 @@
 #include "shell/inner_commands.h"
 
 #include "platform/document/add_child_nodes_command.h"
-#include "platform/document/set_chosen_generation_command.h"
 #include "shell/overflow_pages.h"
 
 namespace Shell {
@@ -19,23 +18,6 @@ struct AddPagesOnOverflow {
         for (auto const& spread : MakeOverflowSpreads(context.document, *context.selection))
             command->AddNode(spread);
         return command;
-    }
-};
-
-struct SetChosenGeneration {
-    using This = SetChosenGeneration;
-    static constexpr char c_name[] = "set-chosen-generation", c_class[] = "SetChosenGenerationCommand";
-    static constexpr bool c_takesSelection = true;
-    int index = 0;
-
-    static constexpr auto Fields() {
-        return Kernel::FieldList{
-            Kernel::Unstored{&This::index}
-                .As("index", "the picture that generated objects show, among those that were made for them; from 0")
-                .AtLeast(0)};
-    }
-    Kernel::Counted<DocumentCommand> Make(ValueContext const& context) const {
-        return Kernel::MakeCounted<SetChosenGenerationCommand>(static_cast<std::uint32_t>(index), context.selection);
     }
 };
 
@@ -56,7 +38,6 @@ std::vector<CommandEntry> MakeInnerEntries() {
     for (auto& entry : MakeExportSettingEntries())
         entries.push_back(std::move(entry));
     entries.push_back(MakeInnerEntry<AddPagesOnOverflow>());
-    entries.push_back(MakeInnerEntry<SetChosenGeneration>());
     return entries;
 }
 

@@ -2,7 +2,11 @@
 // The engine's own commands on pictures.
 #include "shell/inner_commands.h"
 
+#include "platform/document/set_chosen_generation_command.h"
 #include "platform/document/vectorise_object_command.h"
+#include "platform/kernel/cast.h"
+
+#include <algorithm>
 
 namespace Shell {
 
@@ -36,8 +40,40 @@ struct Vectorise {
     }
 };
 
+struct SetChosenGeneration {
+    static constexpr char c_name[] = "set-chosen-generation", c_class[] = "SetChosenGenerationCommand";
+    static constexpr bool c_takesSelection = true;
+    int index = 0;
+    static constexpr auto Fields() {
+        return FieldList{
+            Unstored{&SetChosenGeneration::index}
+                .As("index", "the picture that generated objects show, among those that were made for them; from 0")
+                .AtLeast(0)};
+    }
+    Kernel::Counted<DocumentCommand> Make(ValueContext const& context) const {
+        auto const wanted = static_cast<std::size_t>(index), most = CountMost(*context.selection);
+        if (most != 0 && wanted >= most)
+            throw ValueError("index: counts from 0, and there " +
+                             (most == 1 ? std::string("is 1 picture") : "are " + std::to_string(most) + " pictures"));
+        return Kernel::MakeCounted<SetChosenGenerationCommand>(static_cast<std::uint32_t>(index), context.selection);
+    }
+
+private:
+    // The pictures of the object that has most of them.
+    static std::size_t CountMost(Selection const& selection) {
+        std::size_t most = 0;
+        for (auto const& node : selection.GetNodes()) {
+            if (auto const* const generated = Kernel::CastPointer<GenerativeInterface const>(node.get()))
+                most = std::max(most, generated->GetGenerations().size());
+        }
+        return most;
+    }
+};
+
 } // namespace
 
-std::vector<CommandEntry> MakeInnerPictureEntries() { return {MakeInnerEntry<Vectorise>()}; }
+std::vector<CommandEntry> MakeInnerPictureEntries() {
+    return {MakeInnerEntry<Vectorise>(), MakeInnerEntry<SetChosenGeneration>()};
+}
 
 } // namespace Shell
