@@ -129,7 +129,7 @@ private:
         if (request.guidanceMode != Mode::Fill)
             return;
         fields.AddText("mask", EncodeBase64(EncodePicture(*request.guidanceImage, PngContent::ClearParts, call)));
-        // What is clear begins as noise.
+        // Clear parts begin as noise.
         fields.AddNumber("inpainting_fill", 2);
         fields.AddPlain("inpaint_full_res", "false");
     }

@@ -100,7 +100,7 @@ public:
             return;
         m_isOpen = false;
         m_result.notes.try_emplace(std::move(m_label), std::move(m_text));
-        // What stood around the note are two paragraphs.
+        // The texts in front of the note and behind it are two paragraphs.
         m_result.text += '\n';
     }
 

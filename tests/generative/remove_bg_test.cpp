@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "generative/remove_bg_command.h"
 
+#include "platform/document/compound_command.h"
 #include "platform/kernel/exception.h"
 #include "raster/pipeline/convert_pixels.h"
 #include "tests/examples/scenes/raster_documents.h"
@@ -149,6 +150,29 @@ TEST_F(RemoveBackground, ALoadedStepPutsThePixelsBackWithoutAsking) {
     loaded->Redo();
     EXPECT_EQ(done, loaded->GetHash(false));
     EXPECT_EQ(1, models.remover->requestCount);
+}
+
+TEST_F(RemoveBackground, ALoadedStepWithoutASelectionDoesNotTakeTodays) {
+    AddLayer(Raster::FormatRGBA8);
+    auto const command = Kernel::Cast<RemoveBGCommand>(RemoveBGCommand::CreateObject());
+    command->DocumentCommand::PostLoad(document);
+    command->PostLoad(document);
+    auto const before = document->GetHash(false);
+    EXPECT_FALSE(command->GetSelection());
+    command->Redo();
+    command->Undo();
+    EXPECT_EQ(before, document->GetHash(false));
+    EXPECT_EQ(0, models.remover->requestCount);
+}
+
+TEST_F(RemoveBackground, IsNoPartOfMacrosAndCompounds) {
+    AddLayer(Raster::FormatRGBA8);
+    document->StartMacroRecording("none");
+    document->Run(MakeRemoval());
+    EXPECT_TRUE(document->StopMacroRecording()->GetCommands().empty());
+    auto const compound = Kernel::MakeCounted<CompoundCommand>(false, true, true);
+    EXPECT_THROW(compound->AppendCommand(MakeRemoval()), Kernel::Exception);
+    EXPECT_TRUE(compound->GetCommands().empty());
 }
 
 TEST_F(RemoveBackground, NeitherSelectedPixelsNorTheChannelMaskHaveASay) {

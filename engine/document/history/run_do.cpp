@@ -7,12 +7,7 @@
 
 void RunDo(DocumentCommand& command) {
     EditJournal journal;
-    try {
-        command.DoAndUpdateCaches();
-    } catch (...) {
-        journal.RollBack();
-        throw;
-    }
+    EditJournal::RunOrRollBack([&] { command.DoAndUpdateCaches(); });
     if (!command.ShouldStackForUndo() && dynamic_cast<OstraAICommand const*>(&command) != nullptr) [[unlikely]]
         journal.RollBack();
 }
