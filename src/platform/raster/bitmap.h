@@ -32,6 +32,8 @@ template <class Model, class Extend, class Transform>
 class ConstPixelAccessor;
 template <class Model, class Extend, class Transform>
 class PixelAccessor;
+class HardwareRecipe;
+class Prolongation;
 
 // A bitmap of any format: its planes in the order of the format's channels.
 //
@@ -109,6 +111,34 @@ public:
     // True when both have the same format, size and pixels. Reads what is pending.
     bool HasEqualPixels(BitmapBase const& other) const;
 
+    // Copies on a device. Pixels that only a device holds count as loaded: whatever reads them fetches them. Handles are
+    // those of HardwareDevices. Rectangles are clipped to the bitmap; flags without a name are false. What fails leaves
+    // the pixels as they are.
+    //
+    // The device that holds pixels of this bitmap, the first of several; null for none.
+    void* GetHardwareDevice() const;
+    // The next kernel writes all pixels of the rectangle before any are read: what is there need not be brought to the
+    // device. Holds until InvalidateHostCache.
+    void ExpectOverwriting(Kernel::RectT<int> const& rect);
+    // Brings what the device lacks of a rectangle there. False when it cannot, or when *abort becomes true.
+    bool SyncHardwareCache(void* device, Kernel::RectT<int> const& rect, bool, bool const* abort) const;
+    // Fetches what only a device holds of a rectangle. False when *abort becomes true.
+    bool SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const* abort) const;
+    // A kernel has written the rectangle in the buffer that RetainHardwareBuffer gave to be written to: the bitmap's
+    // pixels are those from now on. The recipe makes them again should the device lose them.
+    void InvalidateHostCache(Kernel::RectT<int> const& rect, std::shared_ptr<HardwareRecipe const> recipe);
+    // The pixels of a rectangle have changed here. Nothing to do where they were written through this class or its
+    // tiles, which tells the device by itself.
+    void InvalidateHardwareCache(Kernel::RectT<int> const& rect);
+    // The buffer on the device that holds the bitmap, brought there before, at least inside the rectangle; null when
+    // the device cannot. One to write to is the bitmap's own. It stays until the last reference to the holder goes.
+    void* RetainHardwareBuffer(void* device, void* queue, bool readOnly, bool, Kernel::RectT<int> const& rect,
+                               Prolongation& holder, int slot) const;
+    // The block of kernel parameters that describes such a buffer, appended to `parameters`; its length. The buffer
+    // holds the planes one after another, rows of `row samples` samples: {width, height, row samples}.
+    int GetHardwareParams(void const* buffer, float* parameters) const;
+    static constexpr int c_hardwareParameterCount = 3;
+
     ~BitmapBase() override;
 
 protected:
@@ -117,6 +147,7 @@ protected:
 
 private:
     struct Mipmaps;
+    struct HardwareState;
 
     void CheckRect(Kernel::RectT<int> const& rect) const;
 
@@ -127,6 +158,8 @@ private:
     HardwareCachePolicy m_policy;
     std::vector<RegionBase> m_planes;
     std::unique_ptr<Mipmaps> m_mipmaps;
+    // Of the next kernel that writes to this bitmap. Clones begin without.
+    mutable std::shared_ptr<HardwareState> m_hardware;
 };
 
 // A tiled, planar bitmap with copy-on-write tiles.
@@ -154,6 +187,8 @@ public:
     }
 
     Kernel::Counted<Bitmap> Clone(bool*) const { return Kernel::Counted<Bitmap>(new Bitmap(*this)); }
+    // How a kernel writes to such a bitmap's buffer; null for a language that does not exist.
+    static char const* GetDestHardwareFragment(int language);
     Kernel::Counted<Bitmap const> GetMipmap(int level) const {
         return Kernel::Counted<Bitmap const>(static_cast<Bitmap const*>(BitmapBase::GetMipmap(level).get()));
     }

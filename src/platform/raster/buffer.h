@@ -6,6 +6,7 @@
 #include "platform/raster/pixel.h"
 
 #include <cstddef>
+#include <memory>
 
 namespace Raster {
 
@@ -13,6 +14,7 @@ template <class Model, class Extend, class Transform>
 class ConstPixelAccessor;
 template <class Model, class Extend, class Transform>
 class PixelAccessor;
+class Prolongation;
 
 // Pixels of any format in one flat block of memory: the planes one after another, each row padded to 64 bytes and
 // aligned to them. New buffers are all zero, that is transparent. Copies share the block until one is written to.
@@ -55,6 +57,18 @@ public:
     void Fill(Kernel::RectT<int> const& rect, DynamicPixel const& pixel);
     void Clear(DynamicPixel const& pixel) { Fill(GetBounds(), pixel); }
 
+    // Copies on a device, as the operations of BitmapBase of the same names. A buffer is not watched: who has written to
+    // it says so by InvalidateHardwareCache, and who reads what a kernel has written calls SyncHostCache before, which
+    // is false when the device has lost it.
+    void* GetHardwareDevice() const;
+    bool SyncHardwareCache(void* device, Kernel::RectT<int> const& rect, bool, bool const* abort) const;
+    bool SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const* abort);
+    void InvalidateHostCache(Kernel::RectT<int> const& rect);
+    void InvalidateHardwareCache(Kernel::RectT<int> const& rect);
+    void* RetainHardwareBuffer(void* device, void* queue, bool readOnly, bool, Kernel::RectT<int> const& rect,
+                               Prolongation& holder, int slot) const;
+    int GetHardwareParams(void const* buffer, float* parameters) const;
+
     ~BufferBase() override;
 
 protected:
@@ -73,6 +87,8 @@ private:
     struct Owner;
     Owner* m_owner;
     void* m_block;
+    struct HardwareState;
+    mutable std::shared_ptr<HardwareState> m_hardware;
 };
 
 inline constexpr std::size_t c_maximumBufferBytes = std::size_t(1) << 33;
@@ -96,6 +112,8 @@ public:
     }
     Sample* GetRow(int channel, int y) { return static_cast<Sample*>(BufferBase::GetRow(channel, y)); }
     Kernel::Counted<Buffer> Clone(bool*) const { return Kernel::Counted<Buffer>(new Buffer(*this)); }
+    // How a kernel reads a pixel of such a buffer, or of a bitmap's; null for a language that does not exist.
+    static char const* GetSourceHardwareFragment(int language);
 
 private:
     Buffer(Buffer const&) = default;

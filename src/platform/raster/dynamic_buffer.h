@@ -3,9 +3,8 @@
 
 #include "platform/raster/buffer.h"
 #include "platform/raster/dynamic_base.h"
-#include "platform/raster/hardware.h"
 
-#include <memory>
+#include <utility>
 
 namespace Raster {
 
@@ -48,23 +47,19 @@ public:
     }
     void Clear(DynamicPixel const& pixel) { m_buffer->Clear(pixel); }
 
-    // A device's copy of the pixels, which a clone has not; null as at first: all pixels are here.
-    void SetHardwareCopy(std::shared_ptr<HardwareCopy> copy) {
-        m_hardwareCopy = std::move(copy);
-        m_newerThere = {};
+    // Copies on a device, as the operations of BufferBase of the same names. The buffer exists.
+    void* GetHardwareDevice() const { return m_buffer->GetHardwareDevice(); }
+    bool SyncHardwareCache(void* device, Kernel::RectT<int> const& rect, bool flag, bool const* abort) const {
+        return m_buffer->SyncHardwareCache(device, rect, flag, abort);
     }
-    // The device has written a rectangle, or it was written here.
-    void InvalidateHostCache(Kernel::RectT<int> const& rect);
-    void InvalidateHardwareCache(Kernel::RectT<int> const& rect);
-    // Fetches what the device has written inside a rectangle. The flag has no meaning here. False, with the pixels as
-    // they were, when the device fails or *abort becomes true; `abort` may be null.
-    bool SyncHostCache(Kernel::RectT<int> const& rect, bool flag, bool const* abort);
+    bool SyncHostCache(Kernel::RectT<int> const& rect, bool flag, bool const* abort) {
+        return m_buffer->SyncHostCache(rect, flag, abort);
+    }
+    void InvalidateHostCache(Kernel::RectT<int> const& rect) { m_buffer->InvalidateHostCache(rect); }
+    void InvalidateHardwareCache(Kernel::RectT<int> const& rect) { m_buffer->InvalidateHardwareCache(rect); }
 
 private:
     Kernel::Counted<BufferBase> m_buffer;
-    std::shared_ptr<HardwareCopy> m_hardwareCopy;
-    // Pixels that are newer on the device than here.
-    Kernel::RectT<int> m_newerThere;
 };
 
 } // namespace Raster

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/kernel/counted.h"
 #include "platform/kernel/export.h"
-#include "platform/kernel/geometry_values.h"
 #include "platform/kernel/string.h"
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
-// Devices that work on pixels in place of the processors, and which of them a thread may use. This library brings none
-// and looks into none: a program that has one names it to Hardware and takes runs over pixels by a route of its own.
-// Without a device all work is done in software, in the same sessions.
+// Devices that work on pixels in place of the processors, and which of them a thread may use: those of its newest
+// HardwareDevicesSession. Without one all work is done in software, in the same sessions.
 namespace Raster {
 
-class BufferBase;
+class BitmapBase;
 
 // While it lives, work of the calling thread may go to a device, or may not. Sessions nest; each ends on the thread
 // where it began, the newest first.
@@ -31,7 +31,7 @@ private:
     bool m_before;
 };
 
-// The devices that one piece of work is shared among: those that the process had when it was made.
+// The devices that one piece of work is shared among: those that the thread could use where it was made.
 class REDRAFT_ENGINE HardwareMultiGPUState {
 public:
     // The name is for those who look at a run.
@@ -68,32 +68,45 @@ struct DefaultImplementation;
 template <class Implementation>
 class Hardware;
 
-// The devices of the process. Safe from any thread.
+// Devices, as the work of the calling thread sees them. Handles are those of HardwareDevices. Safe from any thread.
 template <>
 class REDRAFT_ENGINE Hardware<DefaultImplementation> {
 public:
-    // In place of those that were named before; none at first. Handles are the program's, are not null, and outlive
-    // the work that is done on them.
-    static void SetDevices(std::vector<void*> devices);
+    // Those that the calling thread's work may go to.
     static std::vector<void*> GetDevices();
-    // Where the calling thread's next work may go: the next device of its session's state, or the first of the process.
+    // Where the calling thread's next work may go: the next device of its session's state, or the first that works.
     // Null when it must be done in software.
     static void* GetDevice();
+    // The queue of a device that pixels are written and kernels are run in.
+    static void* GetHardwareWriteQueue(void* device);
+    // A small block that stands for an input which a kernel does not have.
+    static void* GetIdentityBuffer(void* device);
+
     // A device has failed during work of the calling thread, and gets no more.
     static void MarkBroken(void* device);
     // Whether one has since the thread's newest HardwareMultiGPUSession began: what was made in it may be wrong. False
     // outside of such sessions.
     static bool GetHardwareBroken();
+
+    // Counts a run that no device did, though nobody aborted it: the software engine does it. Null: there was none to
+    // ask. Required: a run counts also where it is too small, and where the effect has nothing to offer to a device.
+    static void IncrementFailedKernels(void* device);
+    static void IncrementExecutedKernels(void* device);
+    // Of this process, on all devices and on none.
+    static std::uint64_t GetFailedKernels();
+    static std::uint64_t GetExecutedKernels();
 };
 
-// The copy of a buffer that a device holds.
-class REDRAFT_ENGINE HardwareCopy {
+// The value of c_kernelLanguage... that the device takes; -1 for null.
+REDRAFT_ENGINE int GetKernelLanguage(void* device);
+
+// Makes the pixels that a kernel has made once more, without a device: for the day that the device loses them. Called
+// once at most, by any thread.
+class REDRAFT_ENGINE HardwareRecipe {
 public:
-    virtual ~HardwareCopy();
-    // Writes the device's pixels of a rectangle into the buffer. False when it cannot, or was aborted.
-    virtual bool CopyToHost(BufferBase& buffer, Kernel::RectT<int> const& rect, bool const* abort) = 0;
-    // The pixels of a rectangle have changed outside the device.
-    virtual void Invalidate(Kernel::RectT<int> const& rect) = 0;
+    virtual ~HardwareRecipe();
+    // A bitmap of the same format and size that holds the same pixels, or those of the software engine.
+    virtual Kernel::Counted<BitmapBase const> Make() const = 0;
 };
 
 } // namespace Raster

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/hardware/device.h"
 #include "platform/raster/hardware.h"
 
-#include "platform/raster/dynamic_buffer.h"
-
 #include <algorithm>
-#include <mutex>
+#include <atomic>
 #include <utility>
 
 namespace Raster {
@@ -13,22 +12,15 @@ namespace {
 
 struct ThreadSessions {
     bool isEnabled = true;
+    HardwareDevices const* devices = nullptr;
     HardwareMultiGPUState* state = nullptr;
     bool isBroken = false;
 };
 
 thread_local ThreadSessions s_sessions;
 
-struct Devices {
-    std::mutex mutex;
-    std::vector<void*> all, broken;
-    bool Works(void* device) const { return std::find(broken.begin(), broken.end(), device) == broken.end(); }
-};
-
-Devices& GetProcessDevices() {
-    static Devices s_devices;
-    return s_devices;
-}
+std::atomic<std::uint64_t> s_failedKernels{0};
+std::atomic<std::uint64_t> s_executedKernels{0};
 
 } // namespace
 
@@ -37,15 +29,17 @@ HardwareGPUEnabledSession::HardwareGPUEnabledSession(bool isEnabled)
 HardwareGPUEnabledSession::~HardwareGPUEnabledSession() { s_sessions.isEnabled = m_before; }
 bool HardwareGPUEnabledSession::IsEnabled() { return s_sessions.isEnabled; }
 
+HardwareDevicesSession::HardwareDevicesSession(Kernel::Counted<HardwareDevices const> devices)
+    : m_before(std::exchange(s_sessions.devices, devices.get())), m_devices(std::move(devices)) {}
+HardwareDevicesSession::~HardwareDevicesSession() { s_sessions.devices = m_before; }
+
 HardwareMultiGPUState::HardwareMultiGPUState(Kernel::String name)
     : m_name(std::move(name)), m_devices(Hardware<DefaultImplementation>::GetDevices()) {}
 
 void* HardwareMultiGPUState::TakeNextDevice() {
-    auto& devices = GetProcessDevices();
-    std::lock_guard const lock(devices.mutex);
     for (std::size_t i = 0; i != m_devices.size(); ++i) {
         void* const device = m_devices[m_next++ % m_devices.size()];
-        if (devices.Works(device))
+        if (!Device::FromHandle(device).IsLost())
             return device;
     }
     return nullptr;
@@ -62,17 +56,8 @@ HardwareMultiGPUSession::~HardwareMultiGPUSession() {
 
 HardwareMultiGPUState* HardwareMultiGPUSession::GetState() { return s_sessions.state; }
 
-void Hardware<DefaultImplementation>::SetDevices(std::vector<void*> all) {
-    auto& devices = GetProcessDevices();
-    std::lock_guard const lock(devices.mutex);
-    devices.all = std::move(all);
-    devices.broken.clear();
-}
-
 std::vector<void*> Hardware<DefaultImplementation>::GetDevices() {
-    auto& devices = GetProcessDevices();
-    std::lock_guard const lock(devices.mutex);
-    return devices.all;
+    return s_sessions.devices == nullptr ? std::vector<void*>() : s_sessions.devices->GetDevices();
 }
 
 void* Hardware<DefaultImplementation>::GetDevice() {
@@ -80,44 +65,48 @@ void* Hardware<DefaultImplementation>::GetDevice() {
         return nullptr;
     if (s_sessions.state != nullptr)
         return s_sessions.state->TakeNextDevice();
-    auto& devices = GetProcessDevices();
-    std::lock_guard const lock(devices.mutex);
+    auto const devices = GetDevices();
     auto const found =
-        std::find_if(devices.all.begin(), devices.all.end(), [&](void* device) { return devices.Works(device); });
-    return found == devices.all.end() ? nullptr : *found;
+        std::find_if(devices.begin(), devices.end(), [](void* device) { return !Device::FromHandle(device).IsLost(); });
+    return found == devices.end() ? nullptr : *found;
+}
+
+void* Hardware<DefaultImplementation>::GetHardwareWriteQueue(void* device) { return device; }
+
+void* Hardware<DefaultImplementation>::GetIdentityBuffer(void* device) {
+    return Device::FromHandle(device).GetIdentityBuffer();
 }
 
 void Hardware<DefaultImplementation>::MarkBroken(void* device) {
     s_sessions.isBroken = s_sessions.state != nullptr;
-    auto& devices = GetProcessDevices();
-    std::lock_guard const lock(devices.mutex);
-    if (devices.Works(device))
-        devices.broken.push_back(device);
+    Device::FromHandle(device).MarkLost();
 }
 
 bool Hardware<DefaultImplementation>::GetHardwareBroken() { return s_sessions.isBroken; }
 
-HardwareCopy::~HardwareCopy() = default;
-
-void DynamicBuffer::InvalidateHostCache(Kernel::RectT<int> const& rect) {
-    if (m_hardwareCopy)
-        m_newerThere = m_newerThere.United(rect.Intersected(GetBounds()));
+void Hardware<DefaultImplementation>::IncrementFailedKernels(void* device) {
+    s_failedKernels.fetch_add(1, std::memory_order_relaxed);
+    if (device != nullptr)
+        Device::FromHandle(device).CountFailed();
 }
 
-void DynamicBuffer::InvalidateHardwareCache(Kernel::RectT<int> const& rect) {
-    if (m_hardwareCopy)
-        m_hardwareCopy->Invalidate(rect.Intersected(GetBounds()));
+void Hardware<DefaultImplementation>::IncrementExecutedKernels(void* device) {
+    s_executedKernels.fetch_add(1, std::memory_order_relaxed);
+    if (device != nullptr)
+        Device::FromHandle(device).CountExecuted();
 }
 
-bool DynamicBuffer::SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const* abort) {
-    auto const wanted = rect.Intersected(m_newerThere);
-    if (!m_hardwareCopy || wanted.IsEmpty())
-        return true;
-    // All of it, so that what is left stays one rectangle.
-    if (!m_hardwareCopy->CopyToHost(*m_buffer, m_newerThere, abort))
-        return false;
-    m_newerThere = {};
-    return true;
+std::uint64_t Hardware<DefaultImplementation>::GetFailedKernels() {
+    return s_failedKernels.load(std::memory_order_relaxed);
 }
+std::uint64_t Hardware<DefaultImplementation>::GetExecutedKernels() {
+    return s_executedKernels.load(std::memory_order_relaxed);
+}
+
+int GetKernelLanguage(void* device) {
+    return device == nullptr ? -1 : Device::FromHandle(device).GetKernelLanguage();
+}
+
+HardwareRecipe::~HardwareRecipe() = default;
 
 } // namespace Raster
