@@ -103,9 +103,7 @@ std::uint64_t Hardware<DefaultImplementation>::GetExecutedKernels() {
     return s_executedKernels.load(std::memory_order_relaxed);
 }
 
-int GetKernelLanguage(void* device) {
-    return device == nullptr ? -1 : Device::FromHandle(device).GetKernelLanguage();
-}
+int GetKernelLanguage(void* device) { return device == nullptr ? -1 : Device::FromHandle(device).GetKernelLanguage(); }
 
 HardwareRecipe::~HardwareRecipe() = default;
 

@@ -111,9 +111,9 @@ public:
     // True when both have the same format, size and pixels. Reads what is pending.
     bool HasEqualPixels(BitmapBase const& other) const;
 
-    // Copies on a device. Pixels that only a device holds count as loaded: whatever reads them fetches them. Handles are
-    // those of HardwareDevices. Rectangles are clipped to the bitmap; flags without a name are false. What fails leaves
-    // the pixels as they are.
+    // Copies on a device. Pixels that only a device holds count as loaded: whatever reads them fetches them. Handles
+    // are those of HardwareDevices. Rectangles are clipped to the bitmap; flags without a name are false. What fails
+    // leaves the pixels as they are.
     //
     // The device that holds pixels of this bitmap, the first of several; null for none.
     void* GetHardwareDevice() const;

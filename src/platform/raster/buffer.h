@@ -57,9 +57,9 @@ public:
     void Fill(Kernel::RectT<int> const& rect, DynamicPixel const& pixel);
     void Clear(DynamicPixel const& pixel) { Fill(GetBounds(), pixel); }
 
-    // Copies on a device, as the operations of BitmapBase of the same names. A buffer is not watched: who has written to
-    // it says so by InvalidateHardwareCache, and who reads what a kernel has written calls SyncHostCache before, which
-    // is false when the device has lost it.
+    // Copies on a device, as the operations of BitmapBase of the same names. A buffer is not watched: who has written
+    // to it says so by InvalidateHardwareCache, and who reads what a kernel has written calls SyncHostCache before,
+    // which is false when the device has lost it.
     void* GetHardwareDevice() const;
     bool SyncHardwareCache(void* device, Kernel::RectT<int> const& rect, bool, bool const* abort) const;
     bool SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const* abort);

@@ -10,8 +10,8 @@
 namespace Raster {
 
 struct HardwareSettings {
-    // A folder for compiled kernels, as UTF-8, made when it is first written to; empty: none are kept. Several processes may
-    // share it, and it may be deleted at any time.
+    // A folder for compiled kernels, as UTF-8, made when it is first written to; empty: none are kept. Several
+    // processes may share it, and it may be deleted at any time.
     std::string kernelFolder;
     // The share of a device's memory that pixels may take.
     double memoryShare = 0.5;
