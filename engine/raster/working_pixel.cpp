@@ -176,6 +176,15 @@ float FromUnit(float x, float y, float z) {
 
 } // namespace
 
+LabMatrices GetLabMatrices() {
+    return {{{c_toUnit<0, 0>, c_toUnit<0, 1>, c_toUnit<0, 2>},
+             {c_toUnit<1, 0>, c_toUnit<1, 1>, c_toUnit<1, 2>},
+             {c_toUnit<2, 0>, c_toUnit<2, 1>, c_toUnit<2, 2>}},
+            {{c_fromUnit<0, 0>, c_fromUnit<0, 1>, c_fromUnit<0, 2>},
+             {c_fromUnit<1, 0>, c_fromUnit<1, 1>, c_fromUnit<1, 2>},
+             {c_fromUnit<2, 0>, c_fromUnit<2, 1>, c_fromUnit<2, 2>}}};
+}
+
 // The steps are loops of their own: none of them needs more registers than there are.
 void LabToWorking(float const lab[3][c_spanLength], WorkingSpan& span) {
     float x[c_spanLength], y[c_spanLength], z[c_spanLength];

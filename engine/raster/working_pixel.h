@@ -25,4 +25,11 @@ StoreWorkingSpan GetWorkingStorer(Format format);
 void LabToWorking(float const lab[3][c_spanLength], WorkingSpan& span);
 void WorkingToLab(WorkingSpan const& span, float lab[3][c_spanLength]);
 
+// The numbers that the two work with: rows of the matrices between linear sRGB and X, Y and Z under a white of 1.
+struct LabMatrices {
+    float toUnit[3][3];
+    float fromUnit[3][3];
+};
+LabMatrices GetLabMatrices();
+
 } // namespace Raster

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/polar_location.h"
 
+#include "platform/raster/hardware_driver.h"
 #include "raster/pipeline/cpu_dispatch.h"
 #include "raster/vector_math.h"
 
@@ -159,6 +160,32 @@ Kernel::PointT<float> LocatePolar(PolarDirection direction, PolarParameters cons
     double const angle = std::atan2(dx, dy) + c_shortPi;
     float const along = static_cast<float>(angle * p.size.width / c_shortTwoPi);
     return ApplyRounded(p.domainToRaster, static_cast<double>(along) + p.offset.x, radius * p.size.height + p.offset.y);
+}
+
+char const* GetPolarTransformFragment(int language, PolarDirection direction) {
+    static constexpr char c_toRectangular[] = R"(
+FUNCTION float2 Transform(CONTEXT, float2 location, int block) {
+    float const pi = 3.14159f;
+    float const radius = (location.y - PARAMETER(block + 5)) / PARAMETER(block + 3);
+    float const angle = -pi + ((location.x - PARAMETER(block + 4)) * 2.0f * pi) / PARAMETER(block + 2);
+    return MAKE_FLOAT2(PARAMETER(block) + radius * SIN(angle) * 0.5f * PARAMETER(block + 2),
+                       PARAMETER(block + 1) + radius * COS(angle) * 0.5f * PARAMETER(block + 3));
+}
+)";
+    static constexpr char c_toPolar[] = R"(
+FUNCTION float2 Transform(CONTEXT, float2 location, int block) {
+    float const pi = 3.14159f;
+    float const dx = (location.x - PARAMETER(block)) * PARAMETER(block + 4);
+    float const dy = (location.y - PARAMETER(block + 1)) * PARAMETER(block + 5);
+    float const radius = SQRT(dx * dx + dy * dy);
+    float const angle = ATAN2(dx, dy) + pi;
+    return MAKE_FLOAT2((angle * PARAMETER(block + 2)) / (2.0f * pi) + PARAMETER(block + 6),
+                       radius * PARAMETER(block + 3) + PARAMETER(block + 7));
+}
+)";
+    if (language != Raster::c_kernelLanguageCuda && language != Raster::c_kernelLanguageOpenCL)
+        return nullptr;
+    return direction == PolarDirection::PolarToRectangular ? c_toRectangular : c_toPolar;
 }
 
 PolarLocator::PolarLocator(PolarDirection direction, PolarParameters const& parameters, std::vector<double> xs,

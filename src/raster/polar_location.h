@@ -36,6 +36,11 @@ inline constexpr double c_shortTwoPi = 6.283180236816406;
 REDRAFT_API Kernel::PointT<float> LocatePolar(PolarDirection direction, PolarParameters const& parameters, double x,
                                               double y);
 
+// The polar step alone as a Transform of kernels, from spread to spread, with 3.14159 for pi both ways; null for a
+// language that does not exist. Required: pictures made with it are kept. Its parameters: centre x and y, size x and y;
+// then, to rectangular, offset x and y; to polar, 1 / (size x * 0.5), 1 / (size y * 0.5), offset x and y.
+REDRAFT_API char const* GetPolarTransformFragment(int language, PolarDirection direction);
+
 // The same for rows of sample points, by vector code with sine, cosine and arc tangent of its own, which are within
 // 3 units in the last place: a float differs from the rule's where a double lies that close to the middle of two
 // floats. One thread's.

@@ -3,6 +3,7 @@
 
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
+#include "platform/raster/hardware_driver.h"
 #include "raster/pipeline/cpu_dispatch.h"
 
 #include <new>
@@ -228,6 +229,26 @@ void MeanOfSamples<Traits>::Finish(Sample* const* out) {
     RunBest<MeanLoop<Traits>>(sums, alphas, out, m_count);
     std::fill(std::begin(m_sums), std::end(m_sums), 0.0f);
     std::fill(std::begin(m_alphas), std::end(m_alphas), 0.0f);
+}
+
+char const* GetMeanOfSamplesFragment(int language) {
+    static constexpr char c_text[] = R"(
+FUNCTION source_type Sample(CONTEXT, int2 location, int image, int transform, int sampler) {
+    accumulator_type sum = accumulator_from_source(source_minimum());
+    for (int j = 0; j < 5; ++j) {
+        for (int i = 0; i < 5; ++i) {
+            float2 const point =
+                MAKE_FLOAT2((float)location.x + (float)i * 0.2f, (float)location.y + (float)j * 0.2f);
+            float2 const place = Transform(context, point, transform);
+            source_type const pixel = Extend(context, MAKE_INT2(Whole(place.x), Whole(place.y)), image);
+            sum = sum + premultiply_source(accumulator_from_source(pixel));
+        }
+    }
+    return source_from_accumulator(postdivide_source(sum / 25.0f));
+}
+)";
+    bool const isLanguage = language == Raster::c_kernelLanguageCuda || language == Raster::c_kernelLanguageOpenCL;
+    return isLanguage ? c_text : nullptr;
 }
 
 template class InterleavedPixels<Raster::FormatTraits<Raster::FormatRGBA8>>;

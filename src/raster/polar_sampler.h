@@ -57,6 +57,10 @@ private:
     alignas(64) float m_alphas[Traits::c_channelCount == 5 ? Raster::c_tileSide : 1];
 };
 
+// The same as a Sample of kernels, for all formats; null for a language that does not exist. The sum is divided by 25,
+// where the class multiplies it by 0.04.
+REDRAFT_API char const* GetMeanOfSamplesFragment(int language);
+
 template <class Traits>
 class PolarShader {
 public:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/solarise_rule.h"
 
+#include "platform/raster/hardware_driver.h"
 #include "raster/pipeline/cpu_dispatch.h"
 
 namespace Commands {
@@ -29,6 +30,18 @@ struct SolariseLoop {
 template <class Sample>
 void SolariseRow(Sample const* in, Sample* out, int count) {
     RunBest<SolariseLoop<Sample>, VectorTarget::Avx2>(in, out, count);
+}
+
+char const* SolariseRule::GetHardwareFragment(int language) {
+    static constexpr char c_text[] = R"(
+FUNCTION dest_type Process(CONTEXT, dest_type source, int2 location, int block) {
+    dest_type const mixer = dest_greater_than_middle(source);
+    dest_type const dest = (dest_maximum() - source) * mixer + source * (1.0f - mixer);
+    return dest_copy_alpha(source, dest);
+}
+)";
+    bool const isLanguage = language == Raster::c_kernelLanguageCuda || language == Raster::c_kernelLanguageOpenCL;
+    return isLanguage ? c_text : nullptr;
 }
 
 template void SolariseRow(std::uint8_t const*, std::uint8_t*, int);

@@ -27,6 +27,10 @@ template <class Sample>
 REDRAFT_API void SolariseRow(Sample const* in, Sample* out, int count);
 
 struct SolariseRule {
+    // The same as a Process of kernels; null for a language that does not exist. Floats that are not finite may come
+    // out as no number.
+    REDRAFT_API static char const* GetHardwareFragment(int language);
+
     template <class Traits>
     struct ForFormat {
         static constexpr int c_passedChannels = 1 << Traits::c_alphaIndex;
