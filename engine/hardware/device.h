@@ -43,8 +43,8 @@ private:
 class Device : public std::enable_shared_from_this<Device> {
 public:
     using Compose = std::function<std::string(int language, HardwareKernelDescriptor const&)>;
-    // `compose` makes the source texts of kernels: ComposeKernel where there is none, as tests have texts of their own.
-    Device(std::unique_ptr<HardwareDriver> driver, HardwareSettings settings, Compose compose = {});
+    // `compose` makes the source texts of kernels; tests have texts of their own.
+    Device(std::unique_ptr<HardwareDriver> driver, HardwareSettings settings, Compose compose = &ComposeKernel);
     ~Device();
     static Device& FromHandle(void* handle) { return *static_cast<Device*>(handle); }
     void* GetHandle() { return this; }

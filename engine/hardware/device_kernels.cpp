@@ -11,9 +11,6 @@
 
 namespace Raster {
 
-// Weak, so that programs without the fragments of kernels can be linked; they have no kernels then.
-__attribute__((weak)) std::string ComposeKernel(int language, HardwareKernelDescriptor const& descriptor);
-
 namespace {
 
 // How often a waiting thread looks at its abort flag.
@@ -37,7 +34,7 @@ std::size_t DeviceKernels::Hash::operator()(HardwareKernelDescriptor const& one)
 DeviceKernels::DeviceKernels(Device& device, HardwareDriver& driver, Compose compose)
     : m_device(device),
       m_driver(driver),
-      m_compose(compose || &ComposeKernel == nullptr ? std::move(compose) : Compose(&ComposeKernel)),
+      m_compose(std::move(compose)),
       m_folder(device.GetSettings().kernelFolder) {}
 
 DeviceKernels::~DeviceKernels() {
@@ -122,7 +119,7 @@ HardwareStatus DeviceKernels::Load(std::span<std::byte const> binary, void*& ker
 
 void DeviceKernels::Make(HardwareKernelDescriptor const& descriptor) {
     int const language = m_driver.GetKernelLanguage();
-    auto const source = m_compose ? m_compose(language, descriptor) : std::string();
+    auto const source = m_compose(language, descriptor);
     auto const& info = m_driver.GetInfo();
     auto const languageName = std::to_string(language);
     std::string_view const identity[]{info.interfaceName, info.name, info.version, languageName, source};
