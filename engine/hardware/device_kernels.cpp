@@ -32,10 +32,7 @@ std::size_t DeviceKernels::Hash::operator()(HardwareKernelDescriptor const& one)
 }
 
 DeviceKernels::DeviceKernels(Device& device, HardwareDriver& driver, Compose compose)
-    : m_device(device),
-      m_driver(driver),
-      m_compose(std::move(compose)),
-      m_folder(device.GetSettings().kernelFolder) {}
+    : m_device(device), m_driver(driver), m_compose(std::move(compose)), m_folder(device.GetSettings().kernelFolder) {}
 
 DeviceKernels::~DeviceKernels() {
     {

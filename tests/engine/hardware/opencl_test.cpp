@@ -219,7 +219,8 @@ TEST_F(OpenCLTest, EachPixelOfTheRectangleIsMadeOnce) {
 TEST_F(OpenCLTest, TextsThatDoNotCompileAreRefused) {
     std::vector<std::byte> binary;
     std::string log;
-    EXPECT_EQ(driver->Compile("kernel void redraft_kernel(global nonsense* a) {}", binary, log), HardwareStatus::Failed);
+    EXPECT_EQ(driver->Compile("kernel void redraft_kernel(global nonsense* a) {}", binary, log),
+              HardwareStatus::Failed);
     EXPECT_NE(log.find("nonsense"), std::string::npos) << log;
     // Compiles, and has no kernel of that name.
     void* kernel = nullptr;
