@@ -163,6 +163,10 @@ bool RunKernel(HardwareDriver& driver, HardwareKernelDescriptor const& descripto
     return isDone;
 }
 
+std::string NameLanguage(testing::TestParamInfo<int> const& language) {
+    return language.param == c_kernelLanguageCuda ? "Cuda" : "OpenCL";
+}
+
 HardwareDriver& GetDriver(int) {
     // Never destroyed, as the kernels are not.
     static auto& cuda = *new ShimDriver(TEST_COMPILER);

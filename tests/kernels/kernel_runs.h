@@ -8,6 +8,7 @@
 #include "platform/raster/pixel_transform.h"
 
 #include <array>
+#include <gtest/gtest.h>
 #include <vector>
 
 namespace Tests {
@@ -38,7 +39,10 @@ bool RunKernel(Raster::HardwareDriver& driver, Raster::HardwareKernelDescriptor 
                Raster::BufferBase const& source, Raster::BufferBase& destination, Raster::BufferBase const* mask,
                KernelBlocks const& blocks, int pixelsPerItem = 4, Kernel::RectT<int> const* rect = nullptr);
 
-// One device for each language, made when it is first asked for.
+// The languages that there is a device for.
+inline constexpr int c_testedLanguages[] = {Raster::c_kernelLanguageCuda};
+std::string NameLanguage(testing::TestParamInfo<int> const& language);
+// One device for each of them, made when it is first asked for.
 Raster::HardwareDriver& GetDriver(int language);
 
 } // namespace Tests

@@ -31,7 +31,7 @@ struct HardwareKernelDescriptor {
     char const* filter = nullptr;
     int flag = 1;
 
-    bool IsComplete() const;
+    REDRAFT_ENGINE bool IsComplete() const;
     friend bool operator==(HardwareKernelDescriptor const&, HardwareKernelDescriptor const&) = default;
 };
 
