@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/raster/bitmap.h"
 
+#include "engine/raster/hardware_state.h"
 #include "engine/raster/interleave.h"
 #include "engine/raster/mipmaps.h"
 #include "platform/kernel/abortable.h"
@@ -29,6 +30,7 @@ BitmapBase::BitmapBase(int width, int height, Format format, MipmapMode mipmaps,
     for (int channel = 0; channel != m_info.channelCount; ++channel)
         m_planes.emplace_back(m_info.sampleBytes, width, height, 0);
     m_mipmaps = std::make_unique<Mipmaps>(*this);
+    m_hardware = std::make_shared<HardwareState>();
 }
 
 BitmapBase::BitmapBase(BitmapBase const& other)
@@ -39,7 +41,8 @@ BitmapBase::BitmapBase(BitmapBase const& other)
       m_mipmapMode(other.m_mipmapMode),
       m_policy(other.m_policy),
       m_planes(other.m_planes),
-      m_mipmaps(std::make_unique<Mipmaps>(*other.m_mipmaps)) {}
+      m_mipmaps(std::make_unique<Mipmaps>(*other.m_mipmaps)),
+      m_hardware(std::make_shared<HardwareState>()) {}
 
 BitmapBase::~BitmapBase() = default;
 

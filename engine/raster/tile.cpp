@@ -28,7 +28,7 @@ int Tile::GetSampleBytes() const noexcept { return m_block->GetSampleBytes(); }
 bool Tile::IsPendingDelayLoad() const noexcept { return m_block->IsPending(); }
 
 void Tile::Load() const {
-    if (m_block->IsPending())
+    if (m_block->IsPending() || m_block->IsOnlyOnDevice())
         m_block->GetSamples();
 }
 

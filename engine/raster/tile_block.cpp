@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/raster/tile_block.h"
 
+#include "engine/raster/device_pixels.h"
 #include "engine/raster/tile_memory.h"
 #include "platform/kernel/exception.h"
 
@@ -170,11 +171,55 @@ TileBlock::~TileBlock() {
         if (entry != stored.blocks.end() && entry->second == this)
             stored.blocks.erase(entry);
     }
+    // Before the samples go: until then the device may look at the block.
+    if (m_link.load(std::memory_order_relaxed) != nullptr)
+        ForgetDevices();
     if (void* const samples = m_samples.load(std::memory_order_relaxed))
         FreeSamples{GetBytes()}(samples);
 }
 
+TileBlock* TileBlock::MakeOnDevice(int sampleBytes, std::shared_ptr<DevicePixels> pixels, std::size_t slot) {
+    auto link = std::make_unique<DeviceLink>(std::move(pixels), slot);
+    auto* const block = new TileBlock(sampleBytes, Kind::OnDevice);
+    DeviceLink const& place = *link;
+    block->m_link.store(link.release(), std::memory_order_release);
+    place.origin->AddBlock(slot, *block, place.contentName);
+    return block;
+}
+
+std::uint64_t TileBlock::GetContentName() {
+    if (m_kind == Kind::Constant)
+        return DeviceLink::GetNameOfConstant(m_constant);
+    DeviceLink* link = GetDeviceLink();
+    if (link == nullptr) {
+        auto made = std::make_unique<DeviceLink>();
+        // Another thread may have been quicker.
+        if (m_link.compare_exchange_strong(link, made.get(), std::memory_order_acq_rel))
+            link = made.release();
+    }
+    return link->contentName.load(std::memory_order_relaxed);
+}
+
+void TileBlock::ForgetDevices() noexcept {
+    std::unique_ptr<DeviceLink> const link(m_link.exchange(nullptr, std::memory_order_acq_rel));
+    if (link->origin != nullptr)
+        link->origin->RemoveBlock(link->originSlot, *this);
+}
+
+void TileBlock::SetFetchedSamples(std::function<void(std::byte*)> const& fill) {
+    auto buffer = AllocateSamples(GetBytes());
+    fill(static_cast<std::byte*>(buffer.get()));
+    void* expected = nullptr;
+    if (m_samples.compare_exchange_strong(expected, buffer.get(), std::memory_order_acq_rel))
+        static_cast<void>(buffer.release());
+}
+
 void const* TileBlock::MakeBuffer() {
+    if (m_kind == Kind::OnDevice) {
+        TileBlock* const blocks[] = {this};
+        GetDeviceLink()->origin->Fetch(blocks);
+        return m_samples.load(std::memory_order_acquire);
+    }
     auto buffer = AllocateSamples(GetBytes());
     if (m_kind == Kind::Constant) {
         FillSamples(buffer.get(), m_sampleBytes, c_tileSamples, m_constant);
@@ -201,7 +246,7 @@ void* TileBlock::GetOwnSamples(bool overwrite) {
             m_samples.store(AllocateSamples(GetBytes()).release(), std::memory_order_release);
         m_kind = Kind::Samples;
     }
-    ForgetKey();
+    ForgetContent();
     return m_samples.load(std::memory_order_acquire);
 }
 
@@ -216,8 +261,6 @@ void TileBlock::UnloadIfUnshared() noexcept {
         FreeSamples{GetBytes()}(samples);
 }
 
-void TileBlock::ForgetKey() noexcept { m_keyExtent.store(0, std::memory_order_release); }
-
 TileKey TileBlock::GetKey(int width, int height) {
     if (m_kind == Kind::Constant)
         return MakeConstantKey(m_constant);
@@ -229,7 +272,7 @@ TileKey TileBlock::GetKey(int width, int height) {
     }
     TileKey const key = ComputeKey(width, height);
     // The key of stored samples is also their address; it stays.
-    if (m_kind == Kind::Samples) {
+    if (m_kind != Kind::Stored) {
         std::lock_guard const lock(s_keyMutex);
         m_key = key;
         m_keyExtent.store(extent, std::memory_order_release);
