@@ -113,8 +113,12 @@ std::shared_ptr<Arenas> GetArenas(unsigned threadCount) {
 void RunParallel(Dispatch::Function function, std::size_t count, void* data, Dispatch::DispatchPriority priority,
                  unsigned threadCount) {
     auto const arenas = GetArenas(threadCount);
-    arenas->Get(priority).execute(
-        [&] { tbb::parallel_for(std::size_t{0}, count, [&](std::size_t index) { function(data, index); }); });
+    auto const run = [&] {
+        tbb::parallel_for(std::size_t{0}, count, [&](std::size_t index) { function(data, index); });
+    };
+    // A thread that waits for the end of its loop takes no items of others meanwhile: it may hold a lock that those
+    // want.
+    arenas->Get(priority).execute([&] { tbb::this_task_arena::isolate(run); });
 }
 
 #endif

@@ -87,18 +87,6 @@ std::shared_ptr<DevicePixels> BringTiles(std::span<TileOfPicture const> tiles, s
     return pixels != nullptr && pixels->Bring(tiles, abort) ? pixels : nullptr;
 }
 
-// The result of work that is done in software when it fails: a device is an offer. Samples that cannot be read are
-// told of by the software engine, should it need them.
-template <class F>
-auto TryOnDevice(F const& work) -> decltype(work()) {
-    try {
-        return work();
-    } catch (Kernel::Exception const&) {
-    } catch (std::bad_alloc const&) {
-    }
-    return {};
-}
-
 } // namespace
 
 void* BitmapBase::GetHardwareDevice() const {

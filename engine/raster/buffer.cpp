@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/raster/buffer.h"
 
+#include "engine/raster/buffer_device.h"
 #include "engine/raster/interleave.h"
 #include "engine/raster/tile_block.h"
 #include "platform/kernel/exception.h"
@@ -53,6 +54,7 @@ BufferBase::BufferBase(int width, int height, Format format)
     if (GetBufferBytes() > c_maximumBufferBytes)
         throw Kernel::Exception("a buffer of " + std::to_string(width) + " x " + std::to_string(height) +
                                 " pixels is too large");
+    m_hardware = std::make_shared<HardwareState>();
     m_owner = new Owner(GetBufferBytes());
     m_block = m_owner->GetBlock();
 }
@@ -65,7 +67,8 @@ BufferBase::BufferBase(BufferBase const& other)
       m_rowBytes(other.m_rowBytes),
       m_planeBytes(other.m_planeBytes),
       m_owner(other.m_owner),
-      m_block(other.m_block) {
+      m_block(other.m_block),
+      m_hardware(std::make_shared<HardwareState>(*other.m_hardware)) {
     m_owner->references.fetch_add(1, std::memory_order_relaxed);
 }
 

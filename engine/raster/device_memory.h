@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/hardware/device.h"
+#include "platform/kernel/exception.h"
 #include "platform/raster/format.h"
 
 #include <atomic>
@@ -85,5 +86,17 @@ private:
     // Counts up over all objects: the least is the one that was used least recently.
     std::atomic<std::uint64_t> m_lastUse{0};
 };
+
+// The result of work that is done in software when it fails: a device is an offer. Samples that cannot be read are
+// told of by the software engine, should it need them.
+template <class F>
+auto TryOnDevice(F const& work) -> decltype(work()) {
+    try {
+        return work();
+    } catch (Kernel::Exception const&) {
+    } catch (std::bad_alloc const&) {
+    }
+    return {};
+}
 
 } // namespace Raster

@@ -101,7 +101,7 @@ public:
 REDRAFT_ENGINE int GetKernelLanguage(void* device);
 
 // Makes the pixels that a kernel has made once more, without a device: for the day that the device loses them. Called
-// once at most, by any thread.
+// by any thread, and again only when it threw.
 class REDRAFT_ENGINE HardwareRecipe {
 public:
     virtual ~HardwareRecipe();

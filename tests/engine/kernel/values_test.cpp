@@ -134,6 +134,23 @@ TEST(Dispatch, RunsEachItemOnce) {
     }
 }
 
+TEST(Dispatch, AThreadThatWaitsForALoopInsideAnItemBeginsNoOtherItem) {
+    ThreadCount const count(4);
+    static thread_local bool s_isInItem = false;
+    std::atomic<int> begunInside{0};
+    ParallelFor(200, [&](std::size_t) {
+        begunInside += s_isInItem ? 1 : 0;
+        bool const before = std::exchange(s_isInItem, true);
+        std::atomic<unsigned> sum{0};
+        ParallelFor(16, [&](std::size_t) {
+            for (unsigned i = 0; i != 20000; ++i)
+                sum.fetch_add(i, std::memory_order_relaxed);
+        });
+        s_isInItem = before;
+    });
+    EXPECT_EQ(begunInside.load(), 0);
+}
+
 TEST(Dispatch, OneThreadWorksInOrder) {
     ThreadCount const count(1);
     std::vector<std::uint64_t> order;
