@@ -35,13 +35,20 @@ void CompareConversion(int language) {
     }
 }
 
+// In OpenCL C a quarter of the pairs, which takes long enough: each format comes in and goes out, and the texts are the
+// same.
 TEST_P(ConversionKernels, ConvertAsTheSoftwareEngineDoes) {
     int pairs = 0;
+    bool const isQuarter = GetParam() == c_kernelLanguageOpenCL;
     for (int from = 0; from != c_formatCount; ++from) {
         for (int to = 0; to != c_formatCount; ++to) {
             VisitFormat(static_cast<Format>(from), [&](auto source) {
                 if constexpr (decltype(source)::c_colourCount != 0) {
                     VisitFormat(static_cast<Format>(to), [&](auto destination) {
+                        EXPECT_EQ(GetConversionFragment(0, static_cast<Format>(from), static_cast<Format>(to)),
+                                  GetConversionFragment(1, static_cast<Format>(from), static_cast<Format>(to)));
+                        if (isQuarter && (from + to) % 4 != 0)
+                            return;
                         CompareConversion<decltype(source), decltype(destination)>(GetParam());
                         ++pairs;
                     });
@@ -49,7 +56,7 @@ TEST_P(ConversionKernels, ConvertAsTheSoftwareEngineDoes) {
             });
         }
     }
-    EXPECT_EQ(pairs, 7 * 10);
+    EXPECT_EQ(pairs, isQuarter ? 16 : 7 * 10);
 }
 
 TEST(Conversions, HaveNoFragmentFromAlphaAlone) {

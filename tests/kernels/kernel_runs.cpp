@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <map>
+#include <stdexcept>
 
 namespace Tests {
 
@@ -167,10 +168,15 @@ std::string NameLanguage(testing::TestParamInfo<int> const& language) {
     return language.param == c_kernelLanguageCuda ? "Cuda" : "OpenCL";
 }
 
-HardwareDriver& GetDriver(int) {
+HardwareDriver& GetDriver(int language) {
     // Never destroyed, as the kernels are not.
     static auto& cuda = *new ShimDriver(TEST_COMPILER);
-    return cuda;
+    if (language == c_kernelLanguageCuda)
+        return cuda;
+    static auto& openCL = *new std::vector(FindOpenCLDrivers(true));
+    if (openCL.empty())
+        throw std::runtime_error("these tests need OpenCL on the machine's processors (Debian: pocl-opencl-icd)");
+    return *openCL.front();
 }
 
 } // namespace Tests

@@ -39,8 +39,8 @@ bool RunKernel(Raster::HardwareDriver& driver, Raster::HardwareKernelDescriptor 
                Raster::BufferBase const& source, Raster::BufferBase& destination, Raster::BufferBase const* mask,
                KernelBlocks const& blocks, int pixelsPerItem = 4, Kernel::RectT<int> const* rect = nullptr);
 
-// The languages that there is a device for.
-inline constexpr int c_testedLanguages[] = {Raster::c_kernelLanguageCuda};
+// The languages of kernels.
+inline constexpr int c_testedLanguages[] = {Raster::c_kernelLanguageCuda, Raster::c_kernelLanguageOpenCL};
 std::string NameLanguage(testing::TestParamInfo<int> const& language);
 // One device for each of them, made when it is first asked for.
 Raster::HardwareDriver& GetDriver(int language);
