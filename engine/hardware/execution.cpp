@@ -12,7 +12,7 @@ namespace Raster {
 namespace {
 
 // A rectangle of fewer pixels is done in software before a device has begun.
-constexpr std::int64_t c_fewestPixels = 64 * 64;
+constexpr std::uint64_t c_fewestPixels = 64 * 64;
 constexpr int c_mostPixelsPerItem = 256;
 
 class DeviceRetainGuard final : public HardwareSemaphoreGuard {
@@ -68,9 +68,8 @@ bool IsBufferValid(Prolongation const& prolongation, int slot, void* buffer, int
 } // namespace
 
 bool ShouldExecuteKernel(Kernel::RectT<int> const& rect) {
-    return !rect.IsEmpty() &&
-           std::int64_t{rect.right - std::int64_t{rect.left}} * (rect.bottom - std::int64_t{rect.top}) >=
-               c_fewestPixels;
+    auto const measure = [](int first, int last) { return static_cast<std::uint64_t>(std::int64_t{last} - first); };
+    return !rect.IsEmpty() && measure(rect.left, rect.right) * measure(rect.top, rect.bottom) >= c_fewestPixels;
 }
 
 bool IsKernelBroken(HardwareKernelDescriptor const& descriptor, void* device) {

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/hardware/device.h"
-#include "tests/support/hardware/failing_driver.h"
-#include "tests/support/hardware/memory_driver.h"
+#include "tests/engine/hardware/test_device.h"
 
 #include <gtest/gtest.h>
 
@@ -13,23 +11,22 @@ namespace {
 
 using namespace Raster;
 using Tests::DriverCall;
-using Tests::Failures;
-using Tests::MemoryDriver;
 
 constexpr std::size_t c_kilobyte = 1024;
 
-struct TestDevice {
-    explicit TestDevice(std::size_t memoryBytes = 256 * c_kilobyte * c_kilobyte, double share = 1) {
-        auto info = MemoryDriver::MakeInfo();
-        info.memoryBytes = info.largestBlockBytes = memoryBytes;
+struct SizedDevice : Tests::TestDevice {
+    explicit SizedDevice(std::size_t memoryBytes = 256 * c_kilobyte * c_kilobyte, double share = 1)
+        : TestDevice(MakeSettings(share), MakeInfo(memoryBytes)) {}
+    static HardwareSettings MakeSettings(double share) {
         HardwareSettings settings;
         settings.memoryShare = share;
-        device = std::make_shared<Device>(
-            std::make_unique<Tests::FailingDriver>(std::make_unique<MemoryDriver>(record, info), failures), settings);
+        return settings;
     }
-    std::shared_ptr<MemoryDriver::Record> record = std::make_shared<MemoryDriver::Record>();
-    std::shared_ptr<Failures> failures = std::make_shared<Failures>();
-    std::shared_ptr<Device> device;
+    static HardwareInfo MakeInfo(std::size_t bytes) {
+        auto info = Tests::MemoryDriver::MakeInfo();
+        info.memoryBytes = info.largestBlockBytes = bytes;
+        return info;
+    }
 };
 
 std::vector<unsigned char> MakeBytes(std::size_t count) {
@@ -41,7 +38,7 @@ std::vector<unsigned char> MakeBytes(std::size_t count) {
 } // namespace
 
 TEST(DeviceMemory, RowsAreWrittenReadAndCopied) {
-    TestDevice test;
+    SizedDevice test;
     auto const a = test.device->Allocate(1000), b = test.device->Allocate(1000);
     ASSERT_TRUE(a && b);
     auto const bytes = MakeBytes(1000);
@@ -57,7 +54,7 @@ TEST(DeviceMemory, RowsAreWrittenReadAndCopied) {
 }
 
 TEST(DeviceMemory, OneRowIsWrittenToMany) {
-    TestDevice test;
+    SizedDevice test;
     std::size_t const rowBytes = 3000, rows = 1000;
     auto const block = test.device->Allocate(rowBytes * rows);
     auto const row = MakeBytes(rowBytes);
@@ -69,7 +66,7 @@ TEST(DeviceMemory, OneRowIsWrittenToMany) {
 }
 
 TEST(DeviceMemory, RowsOutsideOfABlockAreRefused) {
-    TestDevice test, other;
+    SizedDevice test, other;
     auto const block = test.device->Allocate(1024), second = test.device->Allocate(1024);
     auto const strange = other.device->Allocate(1024);
     ASSERT_EQ(block->GetBytes(), 1024u);
@@ -100,7 +97,7 @@ TEST(DeviceMemory, RowsOutsideOfABlockAreRefused) {
 }
 
 TEST(DeviceMemory, BlocksOfOneSizeAreUsedAgain) {
-    TestDevice test;
+    SizedDevice test;
     void* first = nullptr;
     {
         auto const block = test.device->Allocate(100000);
@@ -119,7 +116,7 @@ TEST(DeviceMemory, BlocksOfOneSizeAreUsedAgain) {
 }
 
 TEST(DeviceMemory, KeptBlocksAreBounded) {
-    TestDevice test(1024 * c_kilobyte);
+    SizedDevice test(1024 * c_kilobyte);
     std::vector<std::shared_ptr<DeviceBlock>> blocks;
     for (int i = 0; i != 16; ++i)
         blocks.push_back(test.device->Allocate(64 * c_kilobyte));
@@ -136,20 +133,20 @@ TEST(DeviceMemory, KeptBlocksAreBounded) {
 }
 
 TEST(DeviceMemory, NoMoreThanTheShareIsTaken) {
-    TestDevice test(1024 * c_kilobyte, 0.25);
+    SizedDevice test(1024 * c_kilobyte, 0.25);
     EXPECT_EQ(test.device->GetMemoryLimit(), 256 * c_kilobyte);
     EXPECT_EQ(test.device->Allocate(257 * c_kilobyte), nullptr);
     auto const half = test.device->Allocate(128 * c_kilobyte);
     EXPECT_NE(half, nullptr);
     EXPECT_EQ(test.device->Allocate(129 * c_kilobyte), nullptr);
     EXPECT_NE(test.device->Allocate(128 * c_kilobyte), nullptr);
-    EXPECT_EQ(TestDevice(1024 * c_kilobyte, 7).device->GetMemoryLimit(), 1024 * c_kilobyte);
+    EXPECT_EQ(SizedDevice(1024 * c_kilobyte, 7).device->GetMemoryLimit(), 1024 * c_kilobyte);
     for (double const share : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()})
-        EXPECT_EQ(TestDevice(1024 * c_kilobyte, share).device->Allocate(1), nullptr);
+        EXPECT_EQ(SizedDevice(1024 * c_kilobyte, share).device->Allocate(1), nullptr);
 }
 
 TEST(DeviceMemory, HoldersAreAskedForWhatIsMissing) {
-    TestDevice test(1024 * c_kilobyte);
+    SizedDevice test(1024 * c_kilobyte);
     std::vector<std::shared_ptr<DeviceBlock>> blocks;
     std::vector<std::size_t> asked;
     test.device->SetEvict([&](std::size_t bytes) {
@@ -179,7 +176,7 @@ TEST(DeviceMemory, HoldersAreAskedForWhatIsMissing) {
 
 TEST(DeviceMemory, HoldersAreAskedWhenTheDriverHasNoMore) {
     for (auto const kind : {DriverCall::Allocate, DriverCall::Write, DriverCall::Read, DriverCall::Copy}) {
-        TestDevice test;
+        SizedDevice test;
         auto const block = test.device->Allocate(1000);
         auto const bytes = MakeBytes(1000);
         int asked = 0;
@@ -213,7 +210,7 @@ TEST(DeviceMemory, HoldersAreAskedWhenTheDriverHasNoMore) {
 }
 
 TEST(DeviceMemory, KeptBlocksGoBeforeHoldersAreAsked) {
-    TestDevice test;
+    SizedDevice test;
     int asked = 0;
     test.device->SetEvict([&](std::size_t) { ++asked; });
     test.device->Allocate(1000).reset();
@@ -226,7 +223,7 @@ TEST(DeviceMemory, KeptBlocksGoBeforeHoldersAreAsked) {
 }
 
 TEST(DeviceMemory, AFailedCallIsFalseAndNoMore) {
-    TestDevice test;
+    SizedDevice test;
     auto const block = test.device->Allocate(1000);
     std::vector<unsigned char> bytes(1000);
     for (auto const kind : {DriverCall::Write, DriverCall::Read, DriverCall::Copy, DriverCall::Allocate}) {
@@ -243,7 +240,7 @@ TEST(DeviceMemory, AFailedCallIsFalseAndNoMore) {
 
 TEST(DeviceMemory, ALostDeviceIsAskedForNothingMore) {
     for (auto const kind : {DriverCall::Allocate, DriverCall::Write, DriverCall::Read, DriverCall::Copy}) {
-        TestDevice test;
+        SizedDevice test;
         auto const block = test.device->Allocate(1000);
         std::vector<unsigned char> bytes(1000);
         bool isAsked = false;
@@ -270,7 +267,7 @@ TEST(DeviceMemory, ALostDeviceIsAskedForNothingMore) {
 }
 
 TEST(DeviceMemory, BlocksKeepTheirDevice) {
-    TestDevice test;
+    SizedDevice test;
     auto const block = test.device->Allocate(1000);
     std::weak_ptr<Device> const device = test.device;
     test.device.reset();
@@ -281,7 +278,7 @@ TEST(DeviceMemory, BlocksKeepTheirDevice) {
 }
 
 TEST(DeviceMemory, TheIdentityBufferIsOneAndCountsNothing) {
-    TestDevice test(c_kilobyte);
+    SizedDevice test(c_kilobyte);
     test.failures->Set(DriverCall::Write, 1, HardwareStatus::Failed);
     EXPECT_EQ(test.device->GetIdentityBuffer(), nullptr);
     test.failures->Set(DriverCall::Allocate, 1, HardwareStatus::OutOfMemory);
@@ -295,7 +292,7 @@ TEST(DeviceMemory, TheIdentityBufferIsOneAndCountsNothing) {
 }
 
 TEST(DeviceMemory, ThreadsShareADeviceThatIsShortOfMemory) {
-    TestDevice test(1024 * c_kilobyte);
+    SizedDevice test(1024 * c_kilobyte);
     std::mutex mutex;
     std::vector<std::shared_ptr<DeviceBlock>> held;
     test.device->SetEvict([&](std::size_t) {
