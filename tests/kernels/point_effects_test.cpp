@@ -83,8 +83,9 @@ TEST_P(PointEffectKernels, BlendThroughMasksAndStoreChannelsByTheRule) {
             // Turned, scaled and moved, so that some pixels lie outside of the mask.
             std::array<float, 6> const terms = {0.75f, 0.125f, -3.25f, -0.0078125f, 2, 0.5f};
             AffineStage const stage{{terms[0], terms[1], terms[2], terms[3], terms[4], terms[5]}};
-            for (int channels : {Traits::c_allChannels, 1, Traits::c_allChannels & 0b01010, 1 << Traits::c_alphaIndex,
-                                 Traits::c_allChannels & ~(1 << Traits::c_alphaIndex)}) {
+            // Bits of channels that the format lacks have no effect.
+            for (int channels : {Traits::c_allChannels, 31, 1, Traits::c_allChannels & 0b01010,
+                                 1 << Traits::c_alphaIndex, Traits::c_allChannels & ~(1 << Traits::c_alphaIndex)}) {
                 auto const existing = MakePicture<Traits>(c_pointWidth, c_pointHeight, 5);
                 auto const destination = existing->Clone(nullptr);
                 KernelBlocks blocks;

@@ -19,8 +19,9 @@ std::vector<Sample> GetSpecialSamples() {
     else if constexpr (std::is_same_v<Sample, std::uint16_t>)
         return {0, 1, 127, 128, 255, 256, 257, 32767, 32768, 32769, 65279, 65534, 65535, 65535};
     else
-        return {0.0f,  -0.0f,  1.0f,   1.0f,   0.5f,       0.50001f,    0.25f,      std::nextafter(1.0f, 0.0f),
-                1.25f, 300.0f, -0.75f, 1e-30f, 1.0f / 255, -c_infinite, c_infinite, c_nothing};
+        return {0.0f,        -0.0f,      1.0f,     1.0f,   0.5f,   0.50001f, 0.25f, std::nextafter(1.0f, 0.0f),
+                1.25f,       300.0f,     -0.75f,   1e-30f, 1e-21f, 1e-18f,   1e-5f, 1.0f / 255,
+                -c_infinite, c_infinite, c_nothing};
 }
 
 // Every other sample is special, the rest are all others in turn or anything. Integers of 8 bits come all.

@@ -96,8 +96,8 @@ typedef struct Context {
 
 constexpr char c_sharedFunctions[] = R"(
 FUNCTION offset_type PlaneOffset(CONTEXT, int image, int2 location, int plane) {
-    offset_type const height = (offset_type)PARAMETER(image + 1);
-    offset_type const rowSamples = (offset_type)PARAMETER(image + 2);
+    offset_type const height = (offset_type)(int)PARAMETER(image + 1);
+    offset_type const rowSamples = (offset_type)(int)PARAMETER(image + 2);
     return ((offset_type)plane * height + (offset_type)location.y) * rowSamples + (offset_type)location.x;
 }
 
@@ -145,13 +145,15 @@ FUNCTION int2 TransformPixelCenterToInt(CONTEXT, int2 location, int transform) {
 }
 )";
 
-// %1: words before the function. %2: memory of the device. %3, %4: numbers of the work item. %5: whose functions.
+// %1: words before the function. %2: memory of the device. %3, %4: numbers of the work item. %5: whose functions. %6:
+// says that no store changes the parameters, which are read once then.
 constexpr char c_entry[] = R"(
 %1 void redraft_kernel(%2 void const* source, %2 void* destination, %2 void const* mask, %2 void const* secondMask,
-                       %2 void const* sampler, %2 void const* process, %2 float const* parameters, int sourceWidth,
-                       int sourceHeight, int destinationWidth, int destinationHeight, int maskWidth, int maskHeight,
-                       int secondMaskWidth, int secondMaskHeight, int samplerWidth, int samplerHeight,
-                       int parameterCount, int left, int top, int right, int bottom, int pixelsPerItem) {
+                       %2 void const* sampler, %2 void const* process, %2 float const* %6 parameters,
+                       int sourceWidth, int sourceHeight, int destinationWidth, int destinationHeight, int maskWidth,
+                       int maskHeight, int secondMaskWidth, int secondMaskHeight, int samplerWidth,
+                       int samplerHeight, int parameterCount, int left, int top, int right, int bottom,
+                       int pixelsPerItem) {
     int const y = top + (int)(%4);
     int const first = left + (int)(%3) * pixelsPerItem;
     if (y >= bottom || first >= right)
@@ -182,8 +184,8 @@ char const* GetPixelCentreText() { return c_pixelCentre; }
 char const* GetEntry(int language) {
     static char const* const texts[c_languageCount] = {
         Keep(Fill(c_entry, {"extern \"C\" __global__", "", "blockIdx.x * blockDim.x + threadIdx.x",
-                            "blockIdx.y * blockDim.y + threadIdx.y", "PixelKernel::"})),
-        Keep(Fill(c_entry, {"__kernel", "__global", "get_global_id(0)", "get_global_id(1)", ""}))};
+                            "blockIdx.y * blockDim.y + threadIdx.y", "PixelKernel::", "__restrict__"})),
+        Keep(Fill(c_entry, {"__kernel", "__global", "get_global_id(0)", "get_global_id(1)", "", "restrict"}))};
     return IsLanguage(language) ? texts[language] : nullptr;
 }
 

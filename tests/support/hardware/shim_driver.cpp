@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/hardware/shim_driver.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,8 +18,9 @@ using Raster::HardwareStatus;
 
 namespace {
 
-// Blocks begin with their size.
-constexpr std::size_t c_blockHead = 64;
+// Blocks begin with their size, and end with bytes that kernels leave alone.
+constexpr std::size_t c_blockHead = 64, c_blockTail = 4096;
+constexpr auto c_tailByte = std::byte(0x5A);
 
 std::atomic<int> s_compiledKernels{0};
 
@@ -127,11 +129,12 @@ HardwareStatus ShimDriver::Allocate(std::size_t bytes, void*& block) {
     if (bytes > m_info.memoryBytes - m_usedBytes)
         return HardwareStatus::OutOfMemory;
     auto* const memory =
-        static_cast<std::byte*>(::operator new(bytes + c_blockHead, std::align_val_t(64), std::nothrow));
+        static_cast<std::byte*>(::operator new(c_blockHead + bytes + c_blockTail, std::align_val_t(64), std::nothrow));
     if (memory == nullptr)
         return HardwareStatus::OutOfMemory;
     // Anything but what a kernel would write.
     std::memset(memory + c_blockHead, 0xA5, bytes);
+    std::fill_n(memory + c_blockHead + bytes, c_blockTail, c_tailByte);
     std::memcpy(memory, &bytes, sizeof bytes);
     m_usedBytes += bytes;
     block = memory + c_blockHead;
@@ -143,6 +146,11 @@ void ShimDriver::Free(void* block) noexcept {
     std::size_t bytes;
     std::memcpy(&bytes, memory, sizeof bytes);
     m_usedBytes -= bytes;
+    std::byte const* const tail = memory + c_blockHead + bytes;
+    if (std::any_of(tail, tail + c_blockTail, [](std::byte b) { return b != c_tailByte; })) {
+        std::fprintf(stderr, "a kernel has written behind a block of %zu bytes\n", bytes);
+        std::abort();
+    }
     ::operator delete(memory, std::align_val_t(64));
 }
 
