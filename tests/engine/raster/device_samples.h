@@ -7,6 +7,8 @@
 #include "tests/support/hardware/failing_driver.h"
 #include "tests/support/hardware/memory_driver.h"
 
+#include <gtest/gtest.h>
+
 namespace Raster::Tests {
 
 // A device whose memory is the host's and whose calls can fail.

@@ -7,48 +7,15 @@
 #include "platform/raster/deduplication.h"
 #include "platform/raster/dynamic_bitmap.h"
 #include "platform/raster/pixel_accessor.h"
+#include "tests/engine/raster/memory_blobs.h"
 #include "tests/engine/raster/samples.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
-#include <mutex>
 
 namespace Raster {
 namespace {
-
-// A document's store in memory, which counts what is asked of it.
-class MemoryBlobs final : public Kernel::BlobSource, public Kernel::BlobSink {
-public:
-    Kernel::BlobKey Put(std::span<std::byte const> bytes) override {
-        std::lock_guard const lock(m_mutex);
-        ++puts;
-        auto const key = Kernel::ComputeBlobKey(bytes);
-        blobs[key].assign(bytes.begin(), bytes.end());
-        return key;
-    }
-    void Keep(Kernel::BlobKey const&) override { ++keeps; }
-    std::vector<std::byte> Get(Kernel::BlobKey key) const override {
-        std::lock_guard const lock(m_mutex);
-        ++gets;
-        auto const found = blobs.find(key);
-        if (found == blobs.end())
-            throw Kernel::DamagedDataException("no such blob");
-        return found->second;
-    }
-    bool Has(Kernel::BlobKey key) const override {
-        std::lock_guard const lock(m_mutex);
-        return blobs.contains(key);
-    }
-
-    std::map<Kernel::BlobKey, std::vector<std::byte>> blobs;
-    int puts = 0;
-    int keeps = 0;
-    mutable int gets = 0;
-
-private:
-    mutable std::mutex m_mutex;
-};
 
 using BitmapReference = Kernel::Counted<DynamicBitmap>;
 
