@@ -22,21 +22,48 @@ bool IsInside(Kernel::RectT<int> const& inner, Kernel::RectT<int> const& outer) 
            inner.bottom <= outer.bottom;
 }
 
-// The tiles that `rect` touches, but for those that lie inside of `leftOut`.
-std::vector<TileOfPicture> FindTiles(BitmapBase const& bitmap, Kernel::RectT<int> const& rect,
-                                     Kernel::RectT<int> const& leftOut) {
-    std::vector<TileOfPicture> tiles;
+// Calls visit(slot, tile, part) for the tiles of a snapshot that `rect` touches; `part` is the pixels of the tile.
+template <class F>
+void VisitTiles(BitmapBase const& bitmap, Kernel::RectT<int> const& rect, F const& visit) {
     // As they are now: tiles that are being written to are copied.
     std::vector<RegionBase> planes;
+    planes.reserve(static_cast<std::size_t>(bitmap.GetInfo().channelCount));
     for (int channel = 0; channel != bitmap.GetInfo().channelCount; ++channel)
         planes.push_back(bitmap.GetPlane(channel));
     DevicePixels::VisitSlots(GetLayout(bitmap), rect, [&](int channel, int tileX, int tileY, std::size_t slot) {
         int const left = tileX << c_tileShift, top = tileY << c_tileShift;
-        auto const part = bitmap.GetBounds().Intersected({left, top, left + c_tileSide, top + c_tileSide});
+        visit(slot, planes[static_cast<std::size_t>(channel)].PeekTile(tileX, tileY),
+              bitmap.GetBounds().Intersected({left, top, left + c_tileSide, top + c_tileSide}));
+    });
+}
+
+// The tiles that `rect` touches, but for those that lie inside of `leftOut`.
+std::vector<TileOfPicture> FindTiles(BitmapBase const& bitmap, Kernel::RectT<int> const& rect,
+                                     Kernel::RectT<int> const& leftOut = {}) {
+    std::vector<TileOfPicture> tiles;
+    VisitTiles(bitmap, rect, [&](std::size_t slot, Tile const& tile, Kernel::RectT<int> const& part) {
         if (!IsInside(part, leftOut))
-            tiles.push_back({slot, planes[static_cast<std::size_t>(channel)].PeekTile(tileX, tileY)});
+            tiles.push_back({slot, tile});
     });
     return tiles;
+}
+
+// How many results, one made of the other, the pixels rest on that only a device has.
+int FindChain(BitmapBase const& bitmap) {
+    int longest = 0;
+    VisitTiles(bitmap, bitmap.GetBounds(), [&](std::size_t, Tile const& tile, Kernel::RectT<int> const&) {
+        if (tile.GetBlock()->IsOnlyOnDevice())
+            longest = std::max(longest, tile.GetBlock()->GetDeviceLink()->origin->GetChain());
+    });
+    return longest;
+}
+
+// Whether a picture of the bitmap's size can be on the device at all; tiles of one value make bitmaps that are larger
+// than all memory.
+bool Fits(BitmapBase const& bitmap, void* device) {
+    return device != nullptr && bitmap.GetHardwareCachePolicy() != HardwareCachePolicy::Never &&
+           !Device::FromHandle(device).IsLost() &&
+           GetLayout(bitmap).GetBytes() <= Device::FromHandle(device).GetMemoryLimit();
 }
 
 // The pictures of the bitmap's kind on the device that have some of these tiles, those with most of them first.
@@ -90,27 +117,31 @@ std::shared_ptr<DevicePixels> BringTiles(std::span<TileOfPicture const> tiles, s
 } // namespace
 
 void* BitmapBase::GetHardwareDevice() const {
-    if (m_policy == HardwareCachePolicy::Never)
+    // More than any device has.
+    constexpr std::size_t c_largest = std::size_t(1) << 37;
+    if (m_policy == HardwareCachePolicy::Never || GetLayout(*this).GetBytes() > c_largest)
         return nullptr;
-    auto const tiles = FindTiles(*this, GetBounds(), {});
-    std::vector<std::shared_ptr<DevicePixels>> pictures;
-    {
-        std::lock_guard const lock(DeviceLink::GetMutex());
-        for (auto const& [slot, tile] : tiles) {
-            auto const* const link = tile.GetBlock()->GetDeviceLink();
-            if (link == nullptr)
-                continue;
-            for (auto const& pixels : {link->origin, link->copy}) {
-                if (pixels != nullptr && (pictures.empty() || pictures.back() != pixels))
-                    pictures.push_back(pixels);
-            }
+    void* device = nullptr;
+    // Those that are on no device any more.
+    std::vector<std::shared_ptr<DevicePixels>> met;
+    VisitTiles(*this, GetBounds(), [&](std::size_t, Tile const& tile, Kernel::RectT<int> const&) {
+        auto const* const link = device == nullptr ? tile.GetBlock()->GetDeviceLink() : nullptr;
+        if (link == nullptr)
+            return;
+        std::shared_ptr<DevicePixels> copy;
+        {
+            std::lock_guard const lock(DeviceLink::GetMutex());
+            copy = link->copy;
         }
-    }
-    for (auto const& pixels : pictures) {
-        if (Device* const device = pixels->GetDevice())
-            return device->GetHandle();
-    }
-    return nullptr;
+        for (auto const& pixels : {link->origin, copy}) {
+            if (pixels == nullptr || device != nullptr || (!met.empty() && met.back() == pixels))
+                continue;
+            met.push_back(pixels);
+            if (Device* const found = pixels->GetDevice())
+                device = found->GetHandle();
+        }
+    });
+    return device;
 }
 
 void BitmapBase::ExpectOverwriting(Kernel::RectT<int> const& rect) {
@@ -119,8 +150,7 @@ void BitmapBase::ExpectOverwriting(Kernel::RectT<int> const& rect) {
 }
 
 bool BitmapBase::SyncHardwareCache(void* device, Kernel::RectT<int> const& rect, bool, bool const* abort) const {
-    if (device == nullptr || m_policy == HardwareCachePolicy::Never || Device::FromHandle(device).IsLost() ||
-        Kernel::IsAbortSet(abort))
+    if (!Fits(*this, device) || Kernel::IsAbortSet(abort))
         return false;
     std::shared_ptr<DevicePixels> likely;
     {
@@ -131,7 +161,7 @@ bool BitmapBase::SyncHardwareCache(void* device, Kernel::RectT<int> const& rect,
         likely = m_hardware->synced;
     }
     return TryOnDevice([&] {
-        auto const tiles = FindTiles(*this, rect, {});
+        auto const tiles = FindTiles(*this, rect);
         if (tiles.empty())
             return true;
         auto pixels = BringTiles(tiles, likely, GetLayout(*this), Device::FromHandle(device), abort);
@@ -142,7 +172,7 @@ bool BitmapBase::SyncHardwareCache(void* device, Kernel::RectT<int> const& rect,
 }
 
 bool BitmapBase::SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const* abort) const {
-    auto const tiles = FindTiles(*this, rect, {});
+    auto const tiles = FindTiles(*this, rect);
     // A row of tiles at a time, as far as they come from one picture.
     constexpr std::size_t c_most = 64;
     std::vector<TileBlock*> blocks;
@@ -172,7 +202,7 @@ bool BitmapBase::SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const*
 
 void* BitmapBase::RetainHardwareBuffer(void* device, void*, bool readOnly, bool, Kernel::RectT<int> const& rect,
                                        Prolongation& holder, int slot) const {
-    if (device == nullptr || m_policy == HardwareCachePolicy::Never || Device::FromHandle(device).IsLost())
+    if (!Fits(*this, device))
         return nullptr;
     Kernel::RectT<int> expected;
     std::shared_ptr<DevicePixels> synced, former;
@@ -189,7 +219,7 @@ void* BitmapBase::RetainHardwareBuffer(void* device, void*, bool readOnly, bool,
     return TryOnDevice([&]() -> void* {
         auto const layout = GetLayout(*this);
         auto const tiles = FindTiles(*this, rect, expected);
-        int const chain = DevicePixels::FindChain(FindTiles(*this, GetBounds(), {}));
+        int const chain = FindChain(*this);
         std::shared_ptr<DevicePixels> pixels;
         if (readOnly) {
             pixels = BringTiles(tiles, synced, layout, Device::FromHandle(device), nullptr);
@@ -254,7 +284,7 @@ void BitmapBase::InvalidateHardwareCache(Kernel::RectT<int> const& rect) {
         m_hardware->expected = {};
     }
     // For those who write by pointers that they should no longer have.
-    auto const tiles = FindTiles(*this, rect, {});
+    auto const tiles = FindTiles(*this, rect);
     std::vector<std::shared_ptr<DevicePixels>> forgotten;
     std::lock_guard const lock(DeviceLink::GetMutex());
     for (auto const& [slot, tile] : tiles) {

@@ -11,9 +11,6 @@ namespace Raster {
 // in it.
 class DeviceBuffer final : public DeviceMemory {
 public:
-    static std::shared_ptr<DeviceBuffer> Make(Device& device, DeviceLayout const& layout);
-    explicit DeviceBuffer(DeviceLayout const& layout) : DeviceMemory(layout) {}
-
     // While one of these lives, the device cannot ask the memory back: only it has some pixels, or will have.
     class Hold {
     public:
@@ -21,10 +18,14 @@ public:
         Hold(Hold const&) = delete;
         Hold& operator=(Hold const&) = delete;
         ~Hold();
+        std::shared_ptr<DeviceBuffer> const& GetBuffer() const { return m_buffer; }
 
     private:
         std::shared_ptr<DeviceBuffer> m_buffer;
     };
+    // Null when the device has no room.
+    static std::unique_ptr<Hold> Make(Device& device, DeviceLayout const& layout);
+    explicit DeviceBuffer(DeviceLayout const& layout) : DeviceMemory(layout) {}
 
 private:
     std::size_t GiveUp() override;
@@ -47,10 +48,9 @@ struct BufferBase::HardwareState {
     // Brings what of a rectangle is not on the device there.
     bool Bring(BufferBase const& buffer, Device& device, Kernel::RectT<int> const& rect, bool const* abort);
     // Something that clones and runs do not see, with the same pixels.
-    std::shared_ptr<DeviceBuffer> CopyPixels() const;
+    std::unique_ptr<DeviceBuffer::Hold> CopyPixels() const;
     // Where the next kernel writes the rectangle.
     bool PrepareWriting(Kernel::RectT<int> const& rect);
-    void EndWriting();
     void NoteHolds();
 
     mutable std::mutex mutex;
@@ -59,9 +59,8 @@ struct BufferBase::HardwareState {
     RectSet onDevice, onlyOnDevice;
     std::unique_ptr<DeviceBuffer::Hold> hold;
     // What the next kernel writes to, `pixels` or what takes its place, and where it has the buffer as it is.
-    std::shared_ptr<DeviceBuffer> written;
+    std::unique_ptr<DeviceBuffer::Hold> written;
     RectSet onWritten;
-    std::unique_ptr<DeviceBuffer::Hold> holdOfWritten;
 };
 
 } // namespace Raster

@@ -29,9 +29,9 @@ std::size_t GetRowBytes(Kernel::RectT<int> const& rect, int sampleBytes) {
 
 } // namespace
 
-std::shared_ptr<DeviceBuffer> DeviceBuffer::Make(Device& device, DeviceLayout const& layout) {
-    auto buffer = std::make_shared<DeviceBuffer>(layout);
-    return buffer->Allocate(device) ? buffer : nullptr;
+std::unique_ptr<DeviceBuffer::Hold> DeviceBuffer::Make(Device& device, DeviceLayout const& layout) {
+    auto hold = std::make_unique<Hold>(std::make_shared<DeviceBuffer>(layout));
+    return hold->GetBuffer()->Allocate(device) ? std::move(hold) : nullptr;
 }
 
 std::size_t DeviceBuffer::GiveUp() {
@@ -68,11 +68,6 @@ void BufferBase::HardwareState::NoteHolds() {
         hold = std::make_unique<DeviceBuffer::Hold>(pixels);
 }
 
-void BufferBase::HardwareState::EndWriting() {
-    holdOfWritten.reset();
-    written.reset();
-}
-
 void BufferBase::HardwareState::ForgetLostCopies() {
     if (pixels == nullptr || pixels->GetBlock() != nullptr || !onlyOnDevice.IsEmpty())
         return;
@@ -80,13 +75,13 @@ void BufferBase::HardwareState::ForgetLostCopies() {
     onDevice.Clear();
 }
 
-std::shared_ptr<DeviceBuffer> BufferBase::HardwareState::CopyPixels() const {
+std::unique_ptr<DeviceBuffer::Hold> BufferBase::HardwareState::CopyPixels() const {
     auto const from = pixels->GetBlock();
     if (from == nullptr)
         return nullptr;
     auto const& layout = pixels->GetLayout();
     auto copy = DeviceBuffer::Make(from->GetDevice(), layout);
-    auto const to = copy == nullptr ? nullptr : copy->GetBlock();
+    auto const to = copy == nullptr ? nullptr : copy->GetBuffer()->GetBlock();
     if (to == nullptr)
         return nullptr;
     bool const isDone = ForEachPart(onDevice, layout.channelCount, [&](int channel, Kernel::RectT<int> const& rect) {
@@ -94,7 +89,7 @@ std::shared_ptr<DeviceBuffer> BufferBase::HardwareState::CopyPixels() const {
         return from->GetDevice().Copy(*from, rows, *to, rows, Raster::GetRowBytes(rect, layout.sampleBytes),
                                       static_cast<std::size_t>(rect.GetHeight()));
     });
-    return isDone ? copy : nullptr;
+    return isDone ? std::move(copy) : nullptr;
 }
 
 bool BufferBase::HardwareState::Bring(BufferBase const& buffer, Device& device, Kernel::RectT<int> const& rect,
@@ -111,8 +106,10 @@ bool BufferBase::HardwareState::Bring(BufferBase const& buffer, Device& device, 
     auto const missing = onDevice.Missing(rect);
     if (pixels != nullptr && missing.IsEmpty())
         return true;
-    auto target = pixels == nullptr ? DeviceBuffer::Make(device, layout) : IsShared() ? CopyPixels() : pixels;
-    auto const block = target == nullptr ? nullptr : target->GetBlock();
+    auto const target = pixels == nullptr ? DeviceBuffer::Make(device, layout)
+                        : IsShared()      ? CopyPixels()
+                                          : std::make_unique<DeviceBuffer::Hold>(pixels);
+    auto const block = target == nullptr ? nullptr : target->GetBuffer()->GetBlock();
     if (block == nullptr)
         return false;
     bool const isDone = ForEachPart(missing, layout.channelCount, [&](int channel, Kernel::RectT<int> const& part) {
@@ -124,26 +121,23 @@ bool BufferBase::HardwareState::Bring(BufferBase const& buffer, Device& device, 
     });
     if (!isDone)
         return false;
-    pixels = std::move(target);
+    pixels = target->GetBuffer();
     onDevice.Add(rect);
     NoteHolds();
     return true;
 }
 
 bool BufferBase::HardwareState::PrepareWriting(Kernel::RectT<int> const& rect) {
-    EndWriting();
+    written.reset();
     // A kernel that fails has spoilt the rectangle: it may not be where clones look, nor where only the device has it.
     if (IsShared() || !onlyOnDevice.Intersected(rect).IsEmpty()) {
         written = CopyPixels();
     } else {
-        written = pixels;
+        written = std::make_unique<DeviceBuffer::Hold>(pixels);
         onDevice.Subtract(rect);
     }
     onWritten = onDevice;
-    if (written == nullptr)
-        return false;
-    holdOfWritten = std::make_unique<DeviceBuffer::Hold>(written);
-    return true;
+    return written != nullptr;
 }
 
 void* BufferBase::GetHardwareDevice() const {
@@ -201,7 +195,7 @@ void* BufferBase::RetainHardwareBuffer(void* device, void*, bool readOnly, bool,
             return nullptr;
         if (readOnly)
             return state.pixels->Retain(holder, slot, true);
-        return state.PrepareWriting(clipped) ? state.written->Retain(holder, slot, false) : nullptr;
+        return state.PrepareWriting(clipped) ? state.written->GetBuffer()->Retain(holder, slot, false) : nullptr;
     });
 }
 
@@ -211,19 +205,19 @@ void BufferBase::InvalidateHostCache(Kernel::RectT<int> const& rect) {
     std::lock_guard const lock(state.mutex);
     if (state.written == nullptr)
         throw Kernel::Exception("a buffer was not retained for the kernel that has written to it");
-    state.pixels = state.written;
+    state.pixels = state.written->GetBuffer();
     state.onDevice = std::move(state.onWritten);
     state.onDevice.Add(clipped);
     state.onlyOnDevice.Add(clipped);
     state.NoteHolds();
-    state.EndWriting();
+    state.written.reset();
 }
 
 void BufferBase::InvalidateHardwareCache(Kernel::RectT<int> const& rect) {
     auto const clipped = rect.Intersected(GetBounds());
     auto& state = *m_hardware;
     std::lock_guard const lock(state.mutex);
-    state.EndWriting();
+    state.written.reset();
     state.onDevice.Subtract(clipped);
     state.onlyOnDevice.Subtract(clipped);
     state.NoteHolds();

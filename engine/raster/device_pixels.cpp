@@ -104,20 +104,6 @@ void DevicePixels::ExtendChain(int chain) {
     }
 }
 
-int DevicePixels::FindChain(std::span<TileOfPicture const> tiles) {
-    int longest = 0;
-    DevicePixels const* last = nullptr;
-    for (auto const& [slot, tile] : tiles) {
-        if (!tile.GetBlock()->IsOnlyOnDevice())
-            continue;
-        auto const* const origin = tile.GetBlock()->GetDeviceLink()->origin.get();
-        if (origin != last)
-            longest = std::max(longest, origin->GetChain());
-        last = origin;
-    }
-    return longest;
-}
-
 bool DevicePixels::Bring(std::span<TileOfPicture const> tiles, bool const* abort) {
     std::vector<Source> missing;
     if (!FindMissing(tiles, missing) || (!missing.empty() && !BringMissing(missing, abort)))

@@ -56,8 +56,6 @@ public:
     int GetChain() const { return m_chain.load(std::memory_order_relaxed); }
     // The pixels come of others, whose chain is this long.
     void ExtendChain(int chain) override;
-    // Of tiles whose samples are only on a device; 0 for none.
-    static int FindChain(std::span<TileOfPicture const> tiles);
 
 private:
     struct Slot {

@@ -99,9 +99,9 @@ TEST(DevicePixels, AHolderKeepsTheBufferAndCountsItsUse) {
     EXPECT_EQ(holder->buffers[Prolongation::c_mask], nullptr);
     // A slot that is in use, or does not exist, is refused.
     for (int const slot : {int(Prolongation::c_source), -1, 3})
-        EXPECT_EQ(bitmap->RetainHardwareBuffer(device->handle, nullptr, true, false, bitmap->GetBounds(), *holder,
-                                               slot),
-                  nullptr);
+        EXPECT_EQ(
+            bitmap->RetainHardwareBuffer(device->handle, nullptr, true, false, bitmap->GetBounds(), *holder, slot),
+            nullptr);
     // Not to be asked back meanwhile.
     AskForAllMemory(*device);
     EXPECT_EQ(device->Get().GetUsedBytes() / GetPictureBytes(*bitmap), 2u);
@@ -366,9 +366,9 @@ TEST(DevicePixels, MemoryThatIsShortIsTakenFromThePicturesThatWereUsedLeastRecen
     }
     // The first is used again.
     auto const holder = Kernel::MakeCounted<Prolongation>();
-    ASSERT_NE(results[0]->RetainHardwareBuffer(device.handle, nullptr, true, false, results[0]->GetBounds(), *holder,
-                                               1),
-              nullptr);
+    ASSERT_NE(
+        results[0]->RetainHardwareBuffer(device.handle, nullptr, true, false, results[0]->GetBounds(), *holder, 1),
+        nullptr);
     EXPECT_EQ(GetReads(device), 0);
     auto const added = BitmapBase::Create(300, 300, c_format);
     FillOnDevice(device, *added, 50, nullptr);
