@@ -2,9 +2,13 @@
 #include "engine/hardware/opencl_driver.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <sstream>
+#include <unistd.h>
 #include <utility>
 
 namespace Raster {
@@ -59,6 +63,27 @@ std::string GetDeviceText(OpenCLFunctions const& cl, cl_device_id device, cl_dev
     return text;
 }
 
+// Whether a program of this name is on the path.
+bool IsOnPath(char const* program) {
+    auto const* const path = std::getenv("PATH");
+    std::istringstream folders(path == nullptr ? "" : path);
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (::access((folder + '/' + program).c_str(), X_OK) == 0)
+            return true;
+    }
+    return false;
+}
+
+// PoCL calls the system's linker for kernels that run on processors, and ends the whole process where there is none.
+bool MayEndTheProcess(OpenCLFunctions const& cl, cl_device_id device) {
+    cl_platform_id platform = nullptr;
+    std::array<char, 256> name{};
+    if (cl.getDeviceInfo(device, CL_DEVICE_PLATFORM, sizeof platform, &platform, nullptr) != CL_SUCCESS ||
+        cl.getPlatformInfo(platform, CL_PLATFORM_NAME, name.size() - 1, name.data(), nullptr) != CL_SUCCESS)
+        return false;
+    return std::string_view(name.data()) == "Portable Computing Language" && !IsOnPath("ld");
+}
+
 // Whether its version, such as "OpenCL 1.2 and more", is 1.2 or later, and it compiles what this machine's numbers are
 // passed to.
 bool IsUsable(OpenCLFunctions const& cl, cl_device_id device) {
@@ -70,7 +95,7 @@ bool IsUsable(OpenCLFunctions const& cl, cl_device_id device) {
         if (GetDeviceValue<cl_bool>(cl, device, static_cast<cl_device_info>(needed)).value_or(CL_FALSE) != CL_TRUE)
             return false;
     }
-    return true;
+    return !MayEndTheProcess(cl, device);
 }
 
 HardwareInfo MakeInfo(OpenCLFunctions const& cl, cl_device_id device) {

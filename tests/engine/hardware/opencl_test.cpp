@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <numeric>
 #include <random>
@@ -377,4 +378,16 @@ TEST_F(OpenCLTest, AQueueThatIsGoneIsALostDevice) {
         EXPECT_EQ(drivers.front()->Finish(), status);
     }
     s_answer = CL_SUCCESS;
+}
+
+// Such a device would end the process at its first kernel.
+TEST_F(OpenCLTest, ADeviceThatNeedsALinkerIsLeftOutWithoutOne) {
+    bool const isPocl = driver->GetInfo().version.find("PoCL") != std::string::npos;
+    auto const count = FindOpenCLDrivers(functions, true).size();
+    std::string const path = std::getenv("PATH");
+    ASSERT_EQ(::setenv("PATH", "/nowhere", 1), 0);
+    auto const without = FindOpenCLDrivers(functions, true).size();
+    ASSERT_EQ(::setenv("PATH", path.c_str(), 1), 0);
+    EXPECT_EQ(without < count, isPocl);
+    EXPECT_EQ(FindOpenCLDrivers(functions, true).size(), count);
 }
