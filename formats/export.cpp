@@ -33,6 +33,8 @@ std::optional<ExportFormat> FindExportFormat(std::string const& path) {
         return ExportFormat::Png;
     if (ending == ".tif" || ending == ".tiff")
         return ExportFormat::Tiff;
+    if (ending == ".jpg" || ending == ".jpeg")
+        return ExportFormat::Jpeg;
     return std::nullopt;
 }
 
@@ -49,7 +51,7 @@ void Export(DocumentController& document, ExportFormat format, Output& output, E
 void Export(DocumentController& document, std::string const& path, ExportOptions const& options, Report* report) {
     auto const format = FindExportFormat(path);
     if (!format)
-        throw Kernel::Exception(path + ": needs a file name extension for the format: .svg, .png or .tif");
+        throw Kernel::Exception(path + ": needs a file name extension for the format: .svg, .png, .jpg or .tif");
     FileOutput output(path);
     Export(document, *format, output, options, report);
     output.Commit();

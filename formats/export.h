@@ -3,6 +3,7 @@
 
 #include "formats/report.h"
 #include "platform/document/document_controller.h"
+#include "platform/raster/codec.h"
 #include "platform/renderer/colour.h"
 
 #include <cstddef>
@@ -14,9 +15,9 @@
 
 namespace Formats {
 
-enum class ExportFormat { Svg, Png, Tiff };
+enum class ExportFormat { Svg, Png, Tiff, Jpeg };
 
-// By the path's ending: .svg, .png, .tif or .tiff.
+// By the path's ending: .svg, .png, .tif, .tiff, .jpg or .jpeg.
 REDRAFT_API std::optional<ExportFormat> FindExportFormat(std::string const& path);
 
 struct ExportOptions {
@@ -27,9 +28,13 @@ struct ExportOptions {
     // Of pictures: pixels a document unit. Empty: those of the pictures on the spread, which then keep every pixel, or
     // else one.
     std::optional<double> scale;
-    // Of pictures; empty: the document's. PNG, which has neither ink nor Lab nor floats, gets RGB.
+    // Of JPEG, 1 to 100.
+    int quality = Raster::c_usualJpegQuality;
+    // Of pictures; empty: the document's. PNG, which has neither ink nor Lab nor floats, gets RGB, as JPEG does for
+    // Lab.
     std::optional<Raster::Format> pixelFormat;
     // Of pictures: the colour below everything, with its alpha. Empty: white, or nothing where only nodes are drawn.
+    // JPEG has no alpha: white below nodes, and Kernel::Exception for a background that is not opaque.
     std::optional<Renderer::Colour> background;
     // Called now and then with the share that is done, 0 to 1, on the thread that exports.
     std::function<void(float)> progress;

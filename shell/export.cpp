@@ -46,7 +46,7 @@ Formats::ExportFormat FindExportFormat(std::string const& path) {
     if (Formats::GetPathEnding(path) == ".html")
         throw Failure(ExitStatus::Usage, path, "HTML is written to files that end in .htm");
     throw Failure(ExitStatus::Usage, path,
-                  "needs a file name extension for the format: .svg, .png, .tif, .epub, .htm, .rtf or .txt");
+                  "needs a file name extension for the format: .svg, .png, .jpg, .tif, .epub, .htm, .rtf or .txt");
 }
 
 void WriteExport(Session& session, DocumentController& document, std::string const& path, Formats::ExportFormat format,

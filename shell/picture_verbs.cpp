@@ -108,7 +108,8 @@ void RefuseOptions(Arguments const& arguments, std::initializer_list<char const*
 
 ExitStatus ExportText(Session& session, Arguments const& arguments, Formats::TextFormat format) {
     auto const& path = arguments.Get("-o");
-    RefuseOptions(arguments, {"--scale", "--background"}, "is for .png and .tif: a text has no pixels");
+    RefuseOptions(arguments, {"--scale", "--background", "--quality"},
+                  "is for .png, .jpg and .tif: a text has no pixels");
     Formats::TextExportOptions options;
     options.isInReadingOrder = arguments.Has("--articles");
     if (options.isInReadingOrder) {
@@ -142,10 +143,17 @@ Formats::ExportOptions ParsePictureOptions(Arguments const& arguments, Formats::
     if (auto const scale = arguments.Find("--scale"))
         options.scale = ParseOption("--scale", [&] { return ParseNumber(*scale, c_scales); });
     options.background = FindBackground(arguments);
+    if (auto const quality = arguments.Find("--quality")) {
+        if (format != Formats::ExportFormat::Jpeg)
+            throw Failure(ExitStatus::Usage, "--quality", "is for .jpg");
+        options.quality = static_cast<int>(ParseOption("--quality", [&] { return ParseInteger(*quality, 1, 100); }));
+    }
+    if (options.background && options.background->GetAlpha() < 1 && format == Formats::ExportFormat::Jpeg)
+        throw Failure(ExitStatus::Usage, "--background", "has to be opaque for .jpg");
     if (options.scale && format == Formats::ExportFormat::Svg)
-        throw Failure(ExitStatus::Usage, "--scale", "is for .png and .tif: a drawing has no pixels");
+        throw Failure(ExitStatus::Usage, "--scale", "is for .png, .jpg and .tif: a drawing has no pixels");
     if (options.background && format == Formats::ExportFormat::Svg)
-        throw Failure(ExitStatus::Usage, "--background", "is for .png and .tif: a drawing has none");
+        throw Failure(ExitStatus::Usage, "--background", "is for .png, .jpg and .tif: a drawing has none");
     return options;
 }
 
@@ -155,6 +163,7 @@ struct SliceFormat {
     std::string_view ending;
 };
 constexpr SliceFormat c_sliceFormats[] = {{"png", Formats::ExportFormat::Png, ".png"},
+                                          {"jpeg", Formats::ExportFormat::Jpeg, ".jpg"},
                                           {"tiff", Formats::ExportFormat::Tiff, ".tif"},
                                           {"svg", Formats::ExportFormat::Svg, ".svg"}};
 
@@ -163,7 +172,7 @@ SliceFormat ParseSliceFormat(std::string_view name) {
         if (format.name == name)
             return format;
     }
-    throw ValueError("is png, tiff or svg, not " + Quote(name));
+    throw ValueError("is png, jpeg, tiff or svg, not " + Quote(name));
 }
 
 void AnswerSlices(Session& session, std::vector<Slice> const& slices, std::vector<std::string> const& paths) {

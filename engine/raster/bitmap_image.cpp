@@ -317,8 +317,23 @@ Kernel::Counted<DynamicBitmap> MakeBitmapFromImage(DecodedImage const& image, Mi
 
 namespace {
 
+Format ChooseJpegFormat(Format format) {
+    switch (GetFormatInfo(format).colourModel) {
+    case ColourModel::AlphaOnly:
+        return FormatA8;
+    case ColourModel::Grey:
+        return FormatIA8;
+    case ColourModel::CMYK:
+        return FormatCMYKA8;
+    default:
+        return FormatRGBA8;
+    }
+}
+
 // The format in which a file holds a bitmap.
 Format ChooseFileFormat(Format format, ImageFileType type) {
+    if (type == ImageFileType::Jpeg)
+        return ChooseJpegFormat(format);
     if (format == FormatAF)
         return FormatA16;
     if (type == ImageFileType::Tiff)
@@ -361,7 +376,7 @@ bool HasOnlyFullAlpha(BitmapBase const& bitmap) {
     return true;
 }
 
-bool IsOpaque(BitmapBase const& bitmap) {
+bool HasOnlyFullAlpha(BitmapBase const& bitmap) {
     switch (bitmap.GetInfo().sampleBytes) {
     case 1:
         return HasOnlyFullAlpha<std::uint8_t>(bitmap);
@@ -373,6 +388,11 @@ bool IsOpaque(BitmapBase const& bitmap) {
 }
 
 } // namespace
+
+bool IsOpaque(DynamicBitmap const& bitmap) {
+    return !bitmap.IsEmpty() && bitmap.GetBase()->GetInfo().colourModel != ColourModel::AlphaOnly &&
+           HasOnlyFullAlpha(*bitmap.GetBase());
+}
 
 void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileOptions const& options, ByteSink const& sink) {
     if (bitmap.IsEmpty())
@@ -394,7 +414,8 @@ void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileOptions const& options, 
     else if (profile)
         info.iccProfile.assign(profile->GetData().begin(), profile->GetData().end());
     std::vector<std::byte> withAlpha;
-    if (info.hasAlpha && options.dropOpaqueAlpha && IsOpaque(*pixels)) {
+    if (info.hasAlpha && (options.dropOpaqueAlpha || options.type == ImageFileType::Jpeg) &&
+        HasOnlyFullAlpha(*pixels)) {
         withAlpha.resize(info.GetRowBytes());
         info.hasAlpha = false;
     }
@@ -412,6 +433,8 @@ void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileOptions const& options, 
     };
     if (options.type == ImageFileType::Png)
         EncodePng(info, readRow, sink);
+    else if (options.type == ImageFileType::Jpeg)
+        EncodeJpeg(info, options.quality, readRow, sink);
     else
         EncodeTiff(info, readRow, sink);
 }

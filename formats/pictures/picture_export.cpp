@@ -40,6 +40,29 @@ Raster::Format GetPngFormat(Raster::Format format) {
     }
 }
 
+Raster::Format GetJpegFormat(Raster::Format format) {
+    switch (format) {
+    case Raster::FormatIA8:
+    case Raster::FormatIA16:
+        return Raster::FormatIA8;
+    case Raster::FormatCMYKA8:
+        return format;
+    default:
+        return Raster::FormatRGBA8;
+    }
+}
+
+Raster::ImageFileType GetFileType(ExportFormat kind) {
+    switch (kind) {
+    case ExportFormat::Png:
+        return Raster::ImageFileType::Png;
+    case ExportFormat::Jpeg:
+        return Raster::ImageFileType::Jpeg;
+    default:
+        return Raster::ImageFileType::Tiff;
+    }
+}
+
 template <class Sample, std::size_t Channels>
 void CopyPixels(void const* const* planes, std::size_t width, std::byte* row) {
     Sample const* from[Channels];
@@ -122,8 +145,8 @@ private:
 };
 
 // The picture, unless some of its pixels cannot be read: Kernel::DamagedDataException.
-void WriteSound(ExportFormat kind, Output& output, SpreadNode const& spread, SpreadPictureOptions const& options,
-                Work const& work) {
+void WriteSound(ExportFormat kind, int quality, Output& output, SpreadNode const& spread,
+                SpreadPictureOptions const& options, Work const& work) {
     auto const target = MakeSpreadPicture(spread, options);
     auto const format = Raster::GetFormatInfo(options.format);
     Raster::ImageInfo info;
@@ -145,17 +168,21 @@ void WriteSound(ExportFormat kind, Output& output, SpreadNode const& spread, Spr
     auto const sink = [&](std::span<std::byte const> bytes) { output.Write(bytes); };
     if (kind == ExportFormat::Png)
         Raster::EncodePng(info, source, sink);
+    else if (kind == ExportFormat::Jpeg)
+        Raster::EncodeJpeg(info, quality, source, sink);
     else
         Raster::EncodeTiff(info, source, sink);
 }
 
-void DrawPicture(ExportFormat kind, Output& output, SpreadNode const& spread, SpreadPictureOptions options,
+void DrawPicture(ExportFormat kind, int quality, Output& output, SpreadNode const& spread, SpreadPictureOptions options,
                  Work const& work, Report& report) {
     options.abort = work.abort;
     if (kind == ExportFormat::Png)
         options.format = GetPngFormat(options.format);
+    else if (kind == ExportFormat::Jpeg)
+        options.format = GetJpegFormat(options.format);
     try {
-        WriteSound(kind, output, spread, options, work);
+        WriteSound(kind, quality, output, spread, options, work);
         return;
     } catch (Kernel::DamagedDataException const&) {
         for (auto const& damaged : FindDamagedBitmaps(spread, work.abort)) {
@@ -164,14 +191,15 @@ void DrawPicture(ExportFormat kind, Output& output, SpreadNode const& spread, Sp
             options.leftOut.push_back(damaged.node);
         }
     }
-    WriteSound(kind, output, spread, options, work);
+    WriteSound(kind, quality, output, spread, options, work);
 }
 
 // False: pixels of the picture are damaged.
-bool WriteOwnPicture(ExportFormat kind, Output& output, OwnPicture const& picture,
+bool WriteOwnPicture(ExportFormat kind, int quality, Output& output, OwnPicture const& picture,
                      Raster::ICCProfileSet const& profiles, Work const& work) {
     Raster::ImageFileOptions options;
-    options.type = kind == ExportFormat::Png ? Raster::ImageFileType::Png : Raster::ImageFileType::Tiff;
+    options.type = GetFileType(kind);
+    options.quality = quality;
     options.dpiX = picture.dpiX;
     options.dpiY = picture.dpiY;
     options.dropOpaqueAlpha = true;
@@ -186,6 +214,14 @@ bool WriteOwnPicture(ExportFormat kind, Output& output, OwnPicture const& pictur
         return false;
     }
     return true;
+}
+
+bool IsSoundAndOpaque(Raster::DynamicBitmap const& bitmap) {
+    try {
+        return Raster::IsOpaque(bitmap);
+    } catch (Kernel::DamagedDataException const&) {
+        return false;
+    }
 }
 
 Kernel::RectT<double> GetBounds(std::vector<Kernel::Counted<Node>> const& nodes) {
@@ -223,18 +259,23 @@ void ExportPicture(DocumentController& document, ExportFormat format, Output& ou
         if (tops.empty())
             tops.emplace_back(spread);
         auto const own = FindOwnPixels(tops, area);
-        if (own.picture && !wanted.background &&
-            WriteOwnPicture(format, output, *own.picture, document.GetProfiles(), work))
+        // JPEG has no alpha: what is below it is drawn.
+        bool const isTaken = own.picture && !wanted.background &&
+                             (format != ExportFormat::Jpeg || IsSoundAndOpaque(*own.picture->bitmap));
+        if (isTaken && WriteOwnPicture(format, wanted.quality, output, *own.picture, document.GetProfiles(), work))
             return;
         options.scale = own.scale.value_or(1);
     }
     if (!wanted.nodes.empty()) {
         options.area = GetWholePixels(area, options.scale);
-        options.background = options.background.WithAlpha(0);
+        if (format != ExportFormat::Jpeg)
+            options.background = options.background.WithAlpha(0);
     }
     if (wanted.background)
         options.background = *wanted.background;
-    DrawPicture(format, output, *spread, options, work, report);
+    if (format == ExportFormat::Jpeg && options.background.GetAlpha() < 1)
+        throw Kernel::Exception("a JPEG picture cannot be transparent: the background has to be opaque");
+    DrawPicture(format, wanted.quality, output, *spread, options, work, report);
 }
 
 } // namespace Formats

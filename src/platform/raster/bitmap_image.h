@@ -42,7 +42,7 @@ private:
 REDRAFT_ENGINE Kernel::Counted<DynamicBitmap> MakeBitmapFromImage(DecodedImage const& image,
                                                                   MipmapMode mipmaps = MipmapMode::None);
 
-enum class ImageFileType { Png, Tiff };
+enum class ImageFileType { Png, Tiff, Jpeg };
 
 // How a bitmap is written as an image file.
 struct ImageFileOptions {
@@ -50,15 +50,21 @@ struct ImageFileOptions {
     // Pixels per inch, 0 for none.
     double dpiX = 0;
     double dpiY = 0;
-    // Whether alpha is left out where every pixel is opaque.
+    // Of JPEG, 1 to 100.
+    int quality = c_usualJpegQuality;
+    // Whether alpha is left out where every pixel is opaque. JPEG has none in any case.
     bool dropOpaqueAlpha = false;
     // Polled with each row when it is not null; Kernel::AbortException.
     bool const* abort = nullptr;
 };
 
 // Writes a bitmap as an image file with its profile. Masks become grey images. PNG holds grey and RGB of 8 and 16 bits:
-// other colours become sRGB, of 8 bits for CMYK, else of 16. Errors as EncodePng and EncodeTiff.
+// other colours become sRGB, of 8 bits for CMYK, else of 16. JPEG holds grey, RGB and CMYK of 8 bits; Lab becomes sRGB,
+// and a bitmap that is not opaque is refused. Errors as EncodePng, EncodeTiff and EncodeJpeg.
 REDRAFT_ENGINE void EncodeBitmap(DynamicBitmap const& bitmap, ImageFileOptions const& options, ByteSink const& sink);
+
+// Whether all pixels have full alpha; false for masks. Reads what is pending.
+REDRAFT_ENGINE bool IsOpaque(DynamicBitmap const& bitmap);
 
 // Gives a bitmap without a profile that of its format's default, where the document that it goes into has another one
 // for such colours.

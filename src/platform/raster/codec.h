@@ -121,6 +121,16 @@ using ByteSink = std::function<void(std::span<std::byte const> bytes)>;
 // Kernel::Exception where PNG has no place for what `info` says; orientation, gamma and chromaticities are not written.
 REDRAFT_ENGINE void EncodePng(ImageInfo const& info, RowSource const& source, ByteSink const& sink);
 
+// The quality that JPEG files get where nobody asks for another.
+inline constexpr int c_usualJpegQuality = 90;
+
+// Writes a JPEG file (ITU-T T.81, JFIF 1.02): grey, RGB or CMYK of 8 bits without alpha, at most 65500 pixels a side,
+// with profile and, but for ink, resolution. `quality` is 1 to 100 on the scale of the Independent JPEG Group; below 90
+// colours are stored at half the resolution. Ink is stored inverted and marked so, as most programs do it. The file is
+// handed over when all rows are there. The same input gives the same bytes. Throws Kernel::Exception where JPEG has no
+// place for what `info` says; orientation, gamma and chromaticities are not written.
+REDRAFT_ENGINE void EncodeJpeg(ImageInfo const& info, int quality, RowSource const& source, ByteSink const& sink);
+
 // Writes a TIFF 6.0 file, BigTIFF above 4 GB: all that ImageInfo can tell but gamma and chromaticities, compressed with
 // Deflate. The file is built in memory and given to the sink in one piece. The same input gives the same bytes.
 REDRAFT_ENGINE void EncodeTiff(ImageInfo const& info, RowSource const& source, ByteSink const& sink);

@@ -238,5 +238,87 @@ TEST(CodecJpeg, RefusesScansWithoutEnd) {
     EXPECT_NE(GetFailure(longer), "");
 }
 
+ImageInfo MakeJpegInfo(std::uint32_t width, std::uint32_t height, ColourModel model) {
+    ImageInfo info;
+    info.width = width;
+    info.height = height;
+    info.colourModel = model;
+    return info;
+}
+
+Bytes Encode(ImageInfo const& info, int quality, Bytes const& samples) {
+    Bytes file;
+    EncodeJpeg(
+        info, quality,
+        [&](std::uint32_t y, std::span<std::byte> row) {
+            std::copy_n(samples.begin() + static_cast<std::ptrdiff_t>(y * row.size()), row.size(), row.begin());
+        },
+        [&](std::span<std::byte const> bytes) { file.insert(file.end(), bytes.begin(), bytes.end()); });
+    return file;
+}
+
+TEST(CodecJpeg, WritesWhatItReads) {
+    for (auto const model : {ColourModel::Grey, ColourModel::RGB, ColourModel::CMYK}) {
+        auto info = MakeJpegInfo(50, 41, model);
+        info.dpiX = 300;
+        info.dpiY = 150;
+        info.iccProfile.assign(100000, std::byte{7});
+        auto const samples = MakeGradient(50, 41, info.GetChannelCount());
+        auto const file = Encode(info, 95, samples);
+        EXPECT_EQ(file, Encode(info, 95, samples));
+        auto const image = DecodeImage(file);
+        EXPECT_EQ(model, image.info.colourModel);
+        // JFIF, which has the place for it, knows no ink.
+        EXPECT_EQ(model == ColourModel::CMYK ? 0 : 300, image.info.dpiX);
+        EXPECT_EQ(model == ColourModel::CMYK ? 0 : 150, image.info.dpiY);
+        EXPECT_EQ(info.iccProfile, image.info.iccProfile);
+        ExpectNear(image.samples, samples, 12);
+        EXPECT_LT(Encode(info, 30, samples).size(), file.size());
+    }
+}
+
+TEST(CodecJpeg, RefusesToWriteWhatItHasNoPlaceFor) {
+    auto const refused = [](auto const& change, int quality) {
+        auto info = MakeJpegInfo(4, 4, ColourModel::RGB);
+        change(info);
+        bool isWritten = false;
+        EXPECT_THROW(EncodeJpeg(
+                         info, quality, [](std::uint32_t, std::span<std::byte>) {},
+                         [&](std::span<std::byte const>) { isWritten = true; }),
+                     Kernel::Exception);
+        EXPECT_FALSE(isWritten);
+    };
+    refused([](ImageInfo& info) { info.hasAlpha = true; }, 90);
+    refused([](ImageInfo& info) { info.sampleFormat = SampleFormat::Integer16; }, 90);
+    refused([](ImageInfo& info) { info.colourModel = ColourModel::Lab; }, 90);
+    refused([](ImageInfo& info) { info.width = 0; }, 90);
+    refused([](ImageInfo& info) { info.height = 65501; }, 90);
+    refused([](ImageInfo&) {}, 0);
+    refused([](ImageInfo&) {}, 101);
+}
+
+TEST(CodecJpeg, PassesOnWhatTheRowsAndTheFileThrow) {
+    struct Own {};
+    auto const info = MakeJpegInfo(900, 900, ColourModel::RGB);
+    EXPECT_THROW(
+        EncodeJpeg(
+            info, 90, [](std::uint32_t, std::span<std::byte>) { throw Own(); }, [](std::span<std::byte const>) {}),
+        Own);
+    auto const noise = [](std::uint32_t y, std::span<std::byte> row) {
+        for (std::size_t i = 0; i != row.size(); ++i)
+            row[i] = static_cast<std::byte>(i * i * 31 + y * y * 17);
+    };
+    for (int last : {1, 2}) {
+        int calls = 0;
+        EXPECT_THROW(EncodeJpeg(info, 90, noise,
+                                [&](std::span<std::byte const>) {
+                                    if (++calls == last)
+                                        throw Own();
+                                }),
+                     Own);
+        EXPECT_EQ(last, calls);
+    }
+}
+
 } // namespace
 } // namespace Raster
