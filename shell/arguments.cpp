@@ -110,7 +110,8 @@ void Arguments::TakePositionals(std::vector<std::string> words, bool inScript) {
                        std::string(name) + " is missing; usage: " + FormatUsage(*m_usage));
     };
     auto next = words.begin();
-    if (m_usage->onDocument && !inScript) {
+    bool const isElsewhere = !m_usage->insteadOfDocument.empty() && Has(m_usage->insteadOfDocument);
+    if (m_usage->onDocument && !inScript && !isElsewhere) {
         if (next == words.end())
             throw missing(c_document);
         m_document = *next++;
@@ -156,12 +157,15 @@ std::vector<std::string> const& Arguments::GetAll(std::string_view name) const {
 
 std::string FormatUsage(Usage const& usage) {
     std::string text = "redraft " + std::string(usage.verb);
-    if (usage.onDocument)
+    if (!usage.insteadOfDocument.empty())
+        text += " DOC|" + std::string(usage.insteadOfDocument);
+    else if (usage.onDocument)
         text += " DOC";
     for (auto const& positional : usage.positionals)
         text += " " + FormatPositional(positional);
     for (auto const& option : usage.options)
-        text += option.isRequired ? " " + FormatOption(option) : " [" + FormatOption(option) + "]";
+        if (option.name != usage.insteadOfDocument)
+            text += option.isRequired ? " " + FormatOption(option) : " [" + FormatOption(option) + "]";
     return text;
 }
 

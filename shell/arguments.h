@@ -32,6 +32,8 @@ struct Usage {
     std::string_view summary;
     // A verb on a document names it first, except in a script, whose lines are all about one document.
     bool onDocument = false;
+    // A switch that takes the document's place; empty: there is none.
+    std::string_view insteadOfDocument = {};
     std::vector<PositionalSpec> positionals;
     std::vector<OptionSpec> options;
 };

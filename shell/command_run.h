@@ -3,6 +3,7 @@
 
 #include "platform/document/document_controller.h"
 #include "shell/command_table.h"
+#include "shell/devices.h"
 
 #include <optional>
 #include <string>
@@ -17,6 +18,7 @@ struct Outcome {
     bool merged = false;
     // The pictures that a model made; none for other commands.
     std::optional<int> pictures = std::nullopt;
+    KernelCounts kernels = {};
 };
 
 // Runs a command that was made for this selection, with a bar and the note of control-C, and tells where plug-ins fail.

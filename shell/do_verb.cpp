@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/combined_objects.h"
 #include "shell/command_run.h"
+#include "shell/devices.h"
 #include "shell/dissolved_groups.h"
 #include "shell/model_requests.h"
 #include "shell/selector.h"
@@ -103,6 +104,8 @@ void Answer(Session& session, DocumentController& document, DocumentCommand cons
         json.Member("position", history.GetPosition());
         if (outcome.pictures)
             json.Member("pictures", *outcome.pictures);
+        if (outcome.kernels.executed + outcome.kernels.refused != 0)
+            WriteKernels(json, outcome.kernels);
         json.EndObject();
         return;
     }
@@ -147,17 +150,20 @@ ExitStatus RunDo(Session& session, Arguments const& arguments) {
     auto const command = MakeCommand(form, values, {document, selection}, entry.shortName);
     if (!arguments.Has("--select") && RunsOnSelection(entry, form, *command))
         TellOfMissingNodes(*selection, entry.className);
+    DeviceWork const deviceWork(session, arguments, document);
     ChosenBackEnds const backEnds(arguments, session.GetScript(), *command, entry.shortName);
     CombinedObjects const combined(entry, *selection);
     DissolvedGroups const groups(*selection);
 
-    auto const outcome = RunCommand(document, entry, command, selection, session.GetDocumentPath());
+    auto outcome = RunCommand(document, entry, command, selection, session.GetDocumentPath());
     if (!outcome.didSomething) {
         Session::Note(entry.className, "nothing to do");
         return ExitStatus::NothingToDo;
     }
+    outcome.kernels = deviceWork.GetKernels();
     preparation.Keep();
     session.MarkChanged();
+    deviceWork.Tell(entry.className);
     combined.Tell(*command);
     groups.Tell(entry.className);
     Answer(session, document, *command, entry, outcome);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/colour_profile.h"
 #include "shell/colour_profile.h"
+#include "shell/devices.h"
 #include "shell/document_target.h"
 #include "shell/interrupt.h"
 #include "shell/mask_verb.h"
@@ -237,6 +238,8 @@ ExitStatus RunNew(Session& session, Arguments const& arguments) {
 }
 
 ExitStatus RunInfo(Session& session, Arguments const& arguments) {
+    if (arguments.Has("--devices"))
+        return TellDevices(session);
     auto& document = session.Open(arguments);
     if (session.IsJson())
         AnswerInfoJson(session, document);

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/session.h"
 
+#include "shell/devices.h"
 #include "shell/document_target.h"
 #include "shell/input_files.h"
 #include "shell/interrupt.h"
 #include "shell/user_seal.h"
 
 #include "platform/document/data_merge_source.h"
+#include "platform/raster/hardware_devices.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -24,6 +26,13 @@ constexpr std::size_t c_printedBytes = 1 << 20;
 Session::Session(bool json) : m_isJson(json), m_json([this](std::string_view text) { Print(text); }) {}
 
 Session::~Session() = default;
+
+Kernel::Counted<Raster::HardwareDevices const> Session::GetDevices(std::string const& choice) {
+    auto found = m_devices.find(choice);
+    if (found == m_devices.end())
+        found = m_devices.emplace(choice, MakeDevices(choice)).first;
+    return found->second;
+}
 
 DocumentController& Session::Open(Arguments const& arguments) {
     if (!m_document) {

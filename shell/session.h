@@ -7,6 +7,7 @@
 #include "shell/json_writer.h"
 #include "shell/output_files.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -42,6 +43,9 @@ public:
     // Throws Failure where a document may not be saved there; `isForced` lets it replace any file.
     void SaveTo(std::string const& path, bool isForced);
 
+    // The devices of a choice of --device, the same for all lines of a script; null for none.
+    Kernel::Counted<Raster::HardwareDevices const> GetDevices(std::string const& choice);
+
     OutputFiles& Files() { return m_files; }
 
     bool IsJson() const { return m_isJson; }
@@ -67,6 +71,7 @@ private:
     Kernel::Counted<DocumentController> m_lookedAt;
     std::string m_path;
     std::string m_target;
+    std::map<std::string, Kernel::Counted<Raster::HardwareDevices const>> m_devices;
     OutputFiles m_files;
     std::string m_printed;
     JsonWriter m_json;

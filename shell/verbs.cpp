@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/verbs.h"
 
+#include "shell/devices.h"
 #include "shell/help.h"
 #include "shell/model_requests.h"
 #include "shell/nearest.h"
@@ -12,9 +13,11 @@ namespace Shell {
 namespace {
 
 constexpr OptionSpec c_forcedDocument{"--force", "", "replaces a document that has a history, or another file"};
-std::vector<OptionSpec> WithModelOptions(std::vector<OptionSpec> options) {
+// Those of the verbs that run commands.
+std::vector<OptionSpec> WithRunOptions(std::vector<OptionSpec> options) {
     auto const more = GetModelOptions();
     options.insert(options.end(), more.begin(), more.end());
+    options.push_back(GetDeviceOption());
     return options;
 }
 
@@ -72,10 +75,11 @@ std::vector<Verb> const& GetVerbs() {
                       c_forcedDocument}},
          &RunMerge},
         {{.verb = "info",
-          .summary = "Tells what a document holds.",
+          .summary = "Tells what a document holds, or with --devices what this machine has to work on pixels with.",
           .onDocument = true,
+          .insteadOfDocument = "--devices",
           .positionals = {},
-          .options = {}},
+          .options = {{"--devices", "", "in place of DOC: lists the graphics and OpenCL devices"}}},
          &RunInfo},
         {{.verb = "tree", .summary = "Lists the node tree.", .onDocument = true, .positionals = {}, .options = {}},
          &RunTree},
@@ -176,7 +180,7 @@ std::vector<Verb> const& GetVerbs() {
           .summary = "Runs a command as one step of the document's history.",
           .onDocument = true,
           .positionals = {{"COMMAND"}, {"name=value", Times::Any}},
-          .options = WithModelOptions(
+          .options = WithRunOptions(
               {{"--select", "SELECTOR",
                 "what it runs on: #ID, #ID[from:to], #ID[/regex/], type:CLASS, name:TEXT, all, none"},
                {"--set-selection", "", "stores the selection in the document first, whatever the command takes"},
@@ -225,17 +229,18 @@ std::vector<Verb> const& GetVerbs() {
                      "or with --slices several spreads into a folder.",
           .onDocument = true,
           .positionals = {},
-          .options = {{"-o", "OUT", "the file: .svg, .png, .tif; of a text .epub, .htm, .rtf or .txt; or the folder",
-                       true},
+          .options = {{"-o", "OUT",
+                       "the file: .svg, .png, .jpg, .tif; of a text .epub, .htm, .rtf or .txt; or a folder", true},
                       {"--select", "SELECTOR", "only these nodes; the text of the first frame among them"},
                       {"--spread", "N", "which spread, from 0 (the current one)"},
                       {"--articles", "", "all texts and pictures in the reading order: .epub, .htm or .txt"},
                       {"--slices", "", "each spread whose slice is included, to the slice's file in the folder OUT"},
-                      {"--format", "FORMAT", "of slices: png, tiff or svg (png)"},
+                      {"--format", "FORMAT", "of slices: png, jpeg, tiff or svg (png)"},
                       {"--title", "TEXT", "the title of an e-book or of HTML (the file's name)"},
                       {"--author", "TEXT", "the author of an e-book or of HTML"},
                       {"--scale", "S", "pixels a unit of 1/96 inch (those of the pictures in it, or else 1)"},
                       {"--background", "COLOUR", "below everything, or none (white, or none with --select)"},
+                      {"--quality", "N", "of .jpg, 1 to 100 (90)"},
                       c_forcedFile}},
          &RunExport},
         {{.verb = "hash",
@@ -259,10 +264,10 @@ std::vector<Verb> const& GetVerbs() {
           .summary = "Runs the lines of a script, each a call without DOC, on one document; saves once at the end.",
           .onDocument = true,
           .positionals = {{"SCRIPT"}},
-          .options = WithModelOptions(
-              {{"--merge", "", "lets commands merge into the step before them, as in interactive work"},
-               {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
-               c_forcedDocument})},
+          .options =
+              WithRunOptions({{"--merge", "", "lets commands merge into the step before them, as in interactive work"},
+                              {"-o", "OUT.redraft", "saves there and leaves DOC as it is"},
+                              c_forcedDocument})},
          &RunScript,
          InScript::No},
         {{.verb = "help",

@@ -120,9 +120,15 @@ private:
 };
 
 // The effect as the pipeline takes it.
-struct PolarEffect {
-    PolarDirection direction;
+struct REDRAFT_API PolarEffect final : HardwareStages {
+    PolarDirection direction = PolarDirection::PolarToRectangular;
     PolarParameters parameters;
+
+    HardwareStages const& GetHardwareStages() const { return *this; }
+    char const* GetTransform(int language) const override;
+    char const* GetSample(int language) const override;
+    char const* GetExtend(int language) const override;
+    bool AppendTransform(KernelParameters& block) const override;
 
     double GetLeastScale() const { return parameters.GetLeastScale(); }
     template <class SourceTraits, class Traits, class F>

@@ -9,7 +9,10 @@ namespace Commands {
 namespace {
 
 // Diffuses errors in place. The options' link leads to the palette.
-struct DiffusionEffect {
+struct DiffusionEffect final : HardwareStages {
+    HardwareStages const& GetHardwareStages() const { return *this; }
+    // Each pixel hangs on those before it.
+    bool HasKernel() const override { return false; }
     double GetLeastScale() const { return 1; }
     void RunWhole(Raster::BitmapBase& destination, RunRecord const& run, PipelineOptions const& options) const {
         using WorkingBitmap = Raster::FormatTraits<Raster::FormatRGBA16>::BitmapType;

@@ -68,6 +68,7 @@ void DomainController::Run(Kernel::Counted<DomainCommand> command) {
         return;
     }
     Implementation::Turn const turn(domain);
+    Implementation::OwnDevices const devices(domain);
     domain.RunCommand(std::move(command));
 }
 
@@ -81,6 +82,7 @@ void DomainController::RunStep(Step step, std::uintptr_t argument) {
         return;
     }
     Implementation::Turn const turn(domain);
+    Implementation::OwnDevices const devices(domain);
     step(*this, argument, domain.outgoing);
 }
 
@@ -170,6 +172,13 @@ void DomainController::UpdateProgress(Kernel::Counted<DomainCommand const> comma
 }
 
 bool DomainController::IsReaderWaiting() const noexcept { return m_implementation->lock.AreReadersWaiting(); }
+
+void DomainController::SetHardware(Kernel::Counted<Raster::HardwareDevices const> devices) {
+    auto& domain = *m_implementation;
+    std::lock_guard const lock(domain.queueMutex);
+    domain.hasHardware = bool(devices);
+    domain.hardware = std::move(devices);
+}
 
 void DomainController::SetClock(DomainClock const* clock) { m_implementation->clock = clock; }
 

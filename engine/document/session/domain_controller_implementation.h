@@ -4,11 +4,13 @@
 #include "engine/document/session/domain_lock.h"
 #include "engine/document/session/notification_delivery.h"
 #include "platform/document/background_task_command.h"
+#include "platform/raster/hardware_devices.h"
 
 #include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -36,6 +38,20 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
         std::unique_ptr<Completion> completion;
         bool avoidsMultiple = false;
         bool dropped = false;
+    };
+
+    // While it lives, work of this thread may go to the domain's devices.
+    class OwnDevices {
+    public:
+        explicit OwnDevices(Implementation& domain) {
+            if (domain.hasHardware.load(std::memory_order_acquire)) [[unlikely]] {
+                std::lock_guard const hold(domain.queueMutex);
+                m_session.emplace(domain.hardware);
+            }
+        }
+
+    private:
+        std::optional<Raster::HardwareDevicesSession> m_session;
     };
 
     // Has the turn and the writing from construction to destruction. Its end runs what was queued meanwhile on this
@@ -114,6 +130,10 @@ struct DomainController::Implementation : std::enable_shared_from_this<DomainCon
     std::atomic<bool> readersAbortTask{false};
     bool abortTask = false;
     std::atomic<bool> hasDeferred{false};
+
+    // Guarded by queueMutex, but for the question whether there are any.
+    Kernel::Counted<Raster::HardwareDevices const> hardware;
+    std::atomic<bool> hasHardware{false};
 
     std::atomic<DomainClock const*> clock{nullptr};
     std::atomic<ProgressListener*> progressListener{nullptr};

@@ -155,6 +155,7 @@ bool DomainController::Implementation::MustDefer(Item const& item) const {
 void DomainController::Implementation::RunItem(Item& item) noexcept {
     std::exception_ptr error;
     auto const told = outgoing.size();
+    OwnDevices const devices(*this);
     try {
         if (item.dropped)
             throw Kernel::AbortException();

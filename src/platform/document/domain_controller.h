@@ -8,6 +8,10 @@
 #include <functional>
 #include <memory>
 
+namespace Raster {
+class HardwareDevices;
+}
+
 // Listens to what commands change. Called by the delivery thread, or by the thread that runs commands when delivery is
 // direct; by one thread at a time. The document does not change during the call, except for notifications that ask to
 // be processed without the document lock. A listener may queue commands and read the document; it cannot wait for a
@@ -102,6 +106,10 @@ public:
 
     // True while a reader waits for the command that runs: a reason for long work to give way.
     bool IsReaderWaiting() const noexcept;
+
+    // The devices that commands from the next on may work on pixels with; null, as at first: none. The domain owns
+    // them, as pixels do that they hold.
+    void SetHardware(Kernel::Counted<Raster::HardwareDevices const> devices);
 
     // Null: the system's. Not owned.
     void SetClock(DomainClock const* clock);

@@ -12,7 +12,7 @@ namespace Raster {
 struct HardwareSettings {
     // A folder for compiled kernels, as UTF-8, made when it is first written to; empty: none are kept. Several
     // processes may share it, and it may be deleted at any time.
-    std::string kernelFolder;
+    std::string kernelFolder = {};
     // The share of a device's memory that pixels may take.
     double memoryShare = 0.5;
     // Waits for kernels that are compiled; otherwise the software engine works meanwhile.

@@ -8,8 +8,10 @@ namespace Commands {
 namespace {
 
 // The pair of formats is looked up when it runs: one converter serves what a shader for each pair would be.
-class FormatPairEffect {
+class FormatPairEffect final : public HardwareStages {
 public:
+    HardwareStages const& GetHardwareStages() const { return *this; }
+    bool Blends() const override { return false; }
     double GetLeastScale() const { return 1; }
 
     // `level`: of the source, as in WithShader.
@@ -50,9 +52,12 @@ void ConvertPixelsInto(Raster::DynamicBitmap& destination, Raster::DynamicBitmap
     if (!HasColours(destination) || !HasColours(source))
         return;
     auto& target = destination.GetMutableBase();
-    if (source.GetWidth() < target.GetWidth() || source.GetHeight() < target.GetHeight())
-        target.Clear(Raster::DynamicPixel(target.GetFormat()));
     RasterEffectOptions options;
+    auto const common = target.GetBounds().Intersected(source.GetBounds());
+    if (common != target.GetBounds()) {
+        target.Clear(Raster::DynamicPixel(target.GetFormat()));
+        options.region = &common;
+    }
     PipelineOptions own(options, -1);
     Raster::VisitFormat(target.GetFormat(), [&](auto traits) {
         using Traits = decltype(traits);

@@ -1,11 +1,57 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/raster/hardware.h"
 #include "raster/pipeline/effects.h"
-#include "raster/pipeline/hardware_route.h"
+#include "raster/pipeline/hardware_attempt.h"
 
 namespace Commands {
+
+// The software engine's run of an effect, and the data to do it again.
+template <class SourceTraits, class Traits, class Effect>
+class SoftwareRun final : public Raster::HardwareRecipe {
+public:
+    // It works on the destination as a whole, and is never repeated.
+    static constexpr bool c_isWhole = requires(Effect const& effect, Raster::BitmapBase& destination,
+                                               RunRecord const& run, PipelineOptions const& options) {
+        effect.RunWhole(destination, run, options);
+    };
+
+    SoftwareRun(Raster::BitmapBase const& source, int level, Kernel::Counted<Raster::BitmapBase const> destination,
+                RunRecord const& run, MaskRecord const* mask, Effect const& effect)
+        : m_source(source.Clone(nullptr)),
+          m_level(level),
+          m_destination(std::move(destination)),
+          m_mask(mask == nullptr ? std::nullopt : std::optional(*mask)),
+          m_effect(effect) {
+        m_run.rect = run.rect;
+        m_run.channels = run.channels;
+    }
+
+    Kernel::Counted<Raster::BitmapBase const> Make() const override {
+        auto result = m_destination->Clone(nullptr);
+        Run(*result, *m_source, m_level, m_run, m_mask ? &*m_mask : nullptr, m_effect);
+        return result;
+    }
+
+    static void Run(Raster::BitmapBase& destination, Raster::BitmapBase const& source, int level, RunRecord const& run,
+                    MaskRecord const* mask, Effect const& effect) {
+        if constexpr (requires { effect.RunFrom(source, level, destination, run); }) {
+            effect.RunFrom(source, level, destination, run);
+        } else {
+            effect.template WithShader<SourceTraits, Traits>(source, level, [&](auto const& shader) {
+                TileEngine<Traits, std::decay_t<decltype(shader)>>(destination, shader, run, mask).Run();
+            });
+        }
+    }
+
+private:
+    Kernel::Counted<Raster::BitmapBase const> m_source;
+    int m_level;
+    Kernel::Counted<Raster::BitmapBase const> m_destination;
+    std::optional<MaskRecord> m_mask;
+    Effect m_effect;
+    RunRecord m_run;
+};
 
 // One run of an effect from a source into a destination of the same size: loading, mipmap levels, the engines, and the
 // destination's levels afterwards. The source and destination may have different formats where the effect converts.
@@ -27,6 +73,9 @@ public:
     }
 
 private:
+    using Software = SoftwareRun<SourceTraits, Traits, Effect>;
+    using Recipe = std::shared_ptr<Raster::HardwareRecipe const>;
+
     bool IsAborted() const {
         Kernel::Abortable flag;
         flag.SetAbortPointer(m_options.abort);
@@ -99,28 +148,29 @@ private:
     }
 
     void RunEngines(Raster::BitmapBase const& source, int level, RunRecord const& run) {
-        constexpr bool c_isWhole = requires { m_effect.RunWhole(m_destination, run, m_options); };
-        if constexpr (!c_isWhole) {
-            auto* const route = Raster::HardwareGPUEnabledSession::IsEnabled() ? HardwareRoute::Get() : nullptr;
-            if (route != nullptr && route->TryRun({m_destination, source, run.rect, run.channels, m_mask,
-                                                   typeid(Effect), &m_effect, run.abort})) {
-                SetTouched();
-                return;
-            }
+        bool const storesAll = run.channels == Traits::c_allChannels;
+        if (TryHardware({m_destination, source, level, run.rect, run.channels, storesAll, m_mask,
+                         m_effect.GetHardwareStages(), run.abort, [&](auto before) -> Recipe {
+                             if constexpr (!Software::c_isWhole)
+                                 return std::make_shared<Software>(source, level, std::move(before), run, m_mask,
+                                                                   m_effect);
+                             return {};
+                         }})) {
+            SetTouched();
+            return;
         }
         if (run.IsAborted())
             return;
-        HardwareRoute::CountRefusedRun();
         SetTouched();
-        if constexpr (c_isWhole) {
+        if (!source.SyncHostCache(source.GetBounds(), false, run.abort) ||
+            !m_destination.SyncHostCache(run.rect, false, run.abort))
+            return;
+        if constexpr (Software::c_isWhole)
             m_effect.RunWhole(m_destination, run, m_options);
-        } else if constexpr (requires { m_effect.RunFrom(source, level, m_destination, run); }) {
-            m_effect.RunFrom(source, level, m_destination, run);
-        } else {
-            m_effect.template WithShader<SourceTraits, Traits>(source, level, [&](auto const& shader) {
-                TileEngine<Traits, std::decay_t<decltype(shader)>>(m_destination, shader, run, m_mask).Run();
-            });
-        }
+        else
+            Software::Run(m_destination, source, level, run, m_mask, m_effect);
+        if (!run.IsAborted())
+            m_destination.InvalidateHardwareCache(run.rect);
     }
 
     void FinishMipmaps() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/raster/conversion.h"
+#include "platform/raster/hardware_fragments.h"
 #include "platform/raster/pixel_accessor.h"
 #include "raster/pipeline/tile_engine.h"
 
@@ -153,6 +154,7 @@ private:
 
 // The pixel itself.
 struct CopyRule {
+    static char const* GetHardwareFragment(int language) { return Raster::GetCopyFragment(language); }
     template <class Traits>
     struct ForFormat {
         static constexpr int c_passedChannels = Traits::c_allChannels;
