@@ -251,25 +251,25 @@ FUNCTION source_type Sample(CONTEXT, int2 location, int image, int transform, in
     return isLanguage ? c_text : nullptr;
 }
 
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatRGBA8>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatRGBA16>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatIA8>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatIA16>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatCMYKA8>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatLABA16>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatA8>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatA16>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatRGBAF>>;
-template class InterleavedPixels<Raster::FormatTraits<Raster::FormatAF>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatRGBA8>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatRGBA16>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatIA8>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatIA16>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatCMYKA8>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatLABA16>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatA8>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatA16>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatRGBAF>>;
-template class MeanOfSamples<Raster::FormatTraits<Raster::FormatAF>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatRGBA8>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatRGBA16>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatIA8>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatIA16>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatCMYKA8>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatLABA16>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatA8>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatA16>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatRGBAF>>;
+template class REDRAFT_API InterleavedPixels<Raster::FormatTraits<Raster::FormatAF>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatRGBA8>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatRGBA16>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatIA8>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatIA16>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatCMYKA8>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatLABA16>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatA8>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatA16>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatRGBAF>>;
+template class REDRAFT_API MeanOfSamples<Raster::FormatTraits<Raster::FormatAF>>;
 
 } // namespace Commands
