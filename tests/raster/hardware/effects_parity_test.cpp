@@ -30,13 +30,13 @@ struct EffectRun {
 
     MaskRecord const* GetMask() const { return mask ? &*mask : nullptr; }
 
-    template <class Traits>
+    template <class Traits, class SourceTraits = Traits>
     Planes<Traits> InSoftware() const {
         auto const result = destination->Clone(nullptr);
         RunRecord run;
         run.rect = rect;
         run.channels = channels;
-        SoftwareRun<Traits, Traits, Effect>::Run(*result, *source, level, run, GetMask(), effect);
+        SoftwareRun<SourceTraits, Traits, Effect>::Run(*result, *source, level, run, GetMask(), effect);
         return Read<Traits>(*result);
     }
 
@@ -207,6 +207,29 @@ TYPED_TEST(RemappedParity, OfLevels) {
             EXPECT_LE(Compare(remapped, polar.template OnDevice<Traits>(language)).most, GetWaveBound<Traits>(level))
                 << level;
         }
+    }
+}
+
+// As the dither merges its 16-bit pixels into a layer; also from a level.
+TYPED_TEST(RemappedParity, OfConversionsThroughMasks) {
+    using Traits = TypeParam;
+    using From = FormatTraits<Raster::FormatRGBA16>;
+    auto const existing = Judge::RandomBitmap<Traits>(c_layerWidth, c_layerHeight, 21)->GetBase().ToCounted();
+    auto const mask = MakeSoftMask<FormatTraits<Traits::c_maskFormat>>(240, 200, 5);
+    for (int level : {0, 1}) {
+        int const width = ((c_layerWidth - 1) >> level) + 1, height = ((c_layerHeight - 1) >> level) + 1;
+        EffectRun<ConversionEffect> const run{{},
+                                              Judge::RandomBitmap<From>(width, height, 22)->GetBase().ToCounted(),
+                                              level,
+                                              existing,
+                                              MaskRecord{mask->GetBase().ToCounted(), {1, 0, -31, 0, 1, -17}},
+                                              Traits::c_allChannels,
+                                              existing->GetBounds()};
+        auto const expected = run.template InSoftware<Traits, From>();
+        EXPECT_NE(Compare(expected, run.template Read<Traits>(*existing)).most, 0);
+        for (int language : {0, 1})
+            EXPECT_LE(Compare(expected, run.template OnDevice<Traits>(language)).most, Traits::c_isFloat ? 1e-6 : 0)
+                << "level " << level << ", language " << language;
     }
 }
 
