@@ -148,6 +148,20 @@ TEST_F(DeviceDoors, WritingLeavesClonesAlone) {
     EXPECT_EQ(bitmap->GetPixel(256 + 100, 256), plain->GetPixel(256 + 100, 256));
 }
 
+// The device could find the block and store what it has fetched while the samples are being written to.
+TEST_F(DeviceDoors, TilesOfADeviceAreNeverWrittenToInPlace) {
+    auto const& place = Plane().GetMutableTile(0, 0);
+    EXPECT_FALSE(place.GetBlock()->IsWritable());
+    place.Load();
+    EXPECT_FALSE(place.GetBlock()->IsWritable());
+    auto const* const block = place.GetBlock();
+    Tile& written = Plane().PinMutableTile(0, 0);
+    EXPECT_TRUE(written.GetBlock()->IsWritable());
+    EXPECT_EQ(written.GetBlock()->GetDeviceLink(), nullptr);
+    EXPECT_NE(written.GetBlock(), block);
+    Plane().UnpinMutableTile(written);
+}
+
 TEST_F(DeviceDoors, CopiesOfTilesHaveSamplesOfTheirOwn) {
     Tile const tile = Plane().GetConstTile(0, 1), copy = tile.GetCopy();
     EXPECT_FALSE(copy.SharesSamplesWith(tile));

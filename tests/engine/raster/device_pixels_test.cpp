@@ -253,7 +253,8 @@ TEST(DevicePixels, AReadThatFailsIsMadeGoodByTheRecipe) {
     device.failures->Set(DriverCall::Read, 2, HardwareStatus::Failed);
     EXPECT_EQ(ReadAll(*result), ReadAll(*MakeResult(*layer, layer->GetBounds())));
     EXPECT_EQ(*made, 1);
-    // The device works on; the result is brought there anew.
+    // The device works on, but what it held is not to be trusted: the result is brought there anew.
+    EXPECT_EQ(result->GetHardwareDevice(), nullptr);
     auto const next = result->Clone(nullptr);
     ASSERT_TRUE(TryOnDevice(device.handle, *next, *result, result->GetBounds(), true));
     EXPECT_EQ(ReadAll(*next), ReadAll(*MakeResult(*result, layer->GetBounds(), true)));
@@ -481,7 +482,8 @@ TEST(DevicePixels, OtherDevicesGetThePixelsByWayOfTheHost) {
 
 TEST(DevicePixels, PixelsThatWereChangedBehindTheBitmapsBackAreBroughtAnew) {
     TestDevice device;
-    auto const bitmap = MakeNoiseBitmap(FormatA8, 256, 256, 1);
+    // The second tile keeps the picture on the device.
+    auto const bitmap = MakeNoiseBitmap(FormatA8, 512, 256, 1);
     auto* const samples = static_cast<std::uint8_t*>(bitmap->GetPlane(0).GetMutableTile(0, 0).GetMutableBuffer());
     ASSERT_TRUE(bitmap->SyncHardwareCache(device.handle, bitmap->GetBounds(), false, nullptr));
     samples[5] ^= 0xFF;
@@ -491,6 +493,7 @@ TEST(DevicePixels, PixelsThatWereChangedBehindTheBitmapsBackAreBroughtAnew) {
         bitmap->RetainHardwareBuffer(device.handle, nullptr, true, false, bitmap->GetBounds(), *holder, 1));
     ASSERT_NE(buffer, nullptr);
     EXPECT_EQ(buffer[5], samples[5]);
+    EXPECT_EQ(GetWrites(device), 2);
 }
 
 TEST(DevicePixels, TilesThatMoveAreCopiedOnTheDevice) {
