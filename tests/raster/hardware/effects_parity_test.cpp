@@ -110,7 +110,7 @@ constexpr int c_layerWidth = 311, c_layerHeight = 230;
 PolarEffect MakePolarEffect(PolarDirection direction, Judge::Params const& layerToSpread) {
     PolarEffect effect;
     effect.direction = direction;
-    effect.parameters = {layerToSpread, {0, 0}, {240, 180}, {480, 360}, layerToSpread.GetInverse()};
+    effect.parameters = {layerToSpread, {7, -4}, {240, 180}, {480, 360}, layerToSpread.GetInverse()};
     return effect;
 }
 
