@@ -172,32 +172,27 @@ bool BitmapBase::SyncHardwareCache(void* device, Kernel::RectT<int> const& rect,
 }
 
 bool BitmapBase::SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const* abort) const {
-    auto const tiles = FindTiles(*this, rect);
-    // A row of tiles at a time, as far as they come from one picture.
+    std::vector<Tile> tiles;
+    VisitTiles(*this, rect, [&](std::size_t, Tile const& tile, Kernel::RectT<int> const&) {
+        if (tile.GetBlock()->IsOnlyOnDevice())
+            tiles.push_back(tile);
+    });
+    // Some rows of tiles at a time, as far as they come from one picture.
     constexpr std::size_t c_most = 64;
     std::vector<TileBlock*> blocks;
-    DevicePixels* origin = nullptr;
-    auto const fetch = [&] {
-        if (!blocks.empty())
-            origin->Fetch(blocks);
+    for (std::size_t next = 0; next != tiles.size();) {
+        if (Kernel::IsAbortSet(abort))
+            return false;
+        auto* const origin = tiles[next].GetBlock()->GetDeviceLink()->origin.get();
         blocks.clear();
-    };
-    for (auto const& [slot, tile] : tiles) {
-        if (!tile.GetBlock()->IsOnlyOnDevice())
-            continue;
-        auto* const pixels = tile.GetBlock()->GetDeviceLink()->origin.get();
-        if (pixels != origin || blocks.size() == c_most) {
-            fetch();
-            if (Kernel::IsAbortSet(abort))
-                return false;
+        for (; next != tiles.size() && blocks.size() != c_most; ++next) {
+            if (tiles[next].GetBlock()->GetDeviceLink()->origin.get() != origin)
+                break;
+            blocks.push_back(tiles[next].GetBlock());
         }
-        origin = pixels;
-        blocks.push_back(tile.GetBlock());
+        origin->Fetch(blocks);
     }
-    if (Kernel::IsAbortSet(abort))
-        return false;
-    fetch();
-    return true;
+    return !Kernel::IsAbortSet(abort);
 }
 
 void* BitmapBase::RetainHardwareBuffer(void* device, void*, bool readOnly, bool, Kernel::RectT<int> const& rect,

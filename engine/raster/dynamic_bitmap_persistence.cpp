@@ -87,6 +87,8 @@ void DynamicBitmap::Save(Kernel::OutSerialiser& out) const {
         SaveInt(out, "Mipm", static_cast<int>(m_bitmap->GetMipmapMode()));
         SaveInt(out, "HwCP", static_cast<int>(m_bitmap->GetHardwareCachePolicy()));
     }
+    // From a device together rather than tile by tile.
+    m_bitmap->SyncHostCache(m_bitmap->GetBounds(), false, nullptr);
     BlobStore store(out.GetBlobSink());
     SaveProfile(out);
     std::vector<TileKey> keys;

@@ -224,6 +224,9 @@ void BitmapBase::Mipmaps::Update(BitmapBase const& owner, int last, bool* abort)
             // Clones and callers may hold the level as it was.
             if (level.bitmap->GetControlBlock()->GetStrongCount() > 1)
                 level.bitmap = level.bitmap->Clone(nullptr);
+            // Together rather than tile by tile.
+            if (above == &owner && !owner.SyncHostCache(level.dirty, false, abort))
+                return;
             ReduceByTwo(*above, *level.bitmap, ToLevel(level.dirty, number), abort);
             if (Kernel::IsAbortSet(abort))
                 return;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/raster/device_pixels.h"
 
+#include "platform/kernel/abort_flag.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 #include "tests/engine/raster/device_samples.h"
@@ -515,6 +516,77 @@ TEST(DevicePixels, TilesThatMoveAreCopiedOnTheDevice) {
     EXPECT_EQ(GetWrites(device), writes);
     EXPECT_EQ(GetReads(device), 0);
     EXPECT_EQ(ReadAll(*next), ReadAll(*MakeResult(*wanted, wanted->GetBounds(), true)));
+}
+
+// Two bitmaps want different pixels in the slot that a picture has free, one while the other is being brought.
+TEST(DevicePixels, ASlotThatSomebodyElseHasFilledMeanwhileIsLeftToThem) {
+    class Interruption final : public Kernel::AbortPollObserver {
+    public:
+        Interruption(int poll, std::function<void()> work) : m_poll(poll), m_work(std::move(work)) {
+            Kernel::AbortPollObserver::Set(this);
+        }
+        ~Interruption() override { Kernel::AbortPollObserver::Set(nullptr); }
+        void BeforePoll(bool&) override {
+            if (--m_poll == 0)
+                m_work();
+        }
+
+    private:
+        int m_poll;
+        std::function<void()> m_work;
+    };
+    int interrupted = 0;
+    // Looks at the flag before the picture is locked.
+    for (int poll = 1; poll != 4; ++poll) {
+        TestDevice device;
+        auto const layer = MakeNoiseBitmap(FormatA8, 512, 256, 1);
+        auto const result = layer->Clone(nullptr);
+        result->ExpectOverwriting({0, 0, 256, 256});
+        {
+            auto const holder = Kernel::MakeCounted<Prolongation>();
+            ASSERT_NE(result->RetainHardwareBuffer(device.handle, nullptr, false, false, {0, 0, 256, 256}, *holder, 0),
+                      nullptr);
+            result->InvalidateHostCache({0, 0, 256, 256}, nullptr);
+        }
+        auto const one = result->Clone(nullptr), other = result->Clone(nullptr);
+        one->GetPlane(0).FillSamples({300, 0, 301, 1}, 11);
+        other->GetPlane(0).FillSamples({300, 0, 301, 1}, 22);
+        auto const holder = Kernel::MakeCounted<Prolongation>();
+        auto const retain = [&](BitmapBase const& bitmap, int slot) {
+            return static_cast<std::uint8_t const*>(
+                bitmap.RetainHardwareBuffer(device.handle, nullptr, true, false, bitmap.GetBounds(), *holder, slot));
+        };
+        std::uint8_t const* ofOther = nullptr;
+        {
+            Interruption const interruption(poll, [&] {
+                ofOther = retain(*other, 1);
+                ++interrupted;
+            });
+            bool const abort = false;
+            EXPECT_TRUE(one->SyncHardwareCache(device.handle, one->GetBounds(), false, &abort));
+        }
+        auto const* const ofOne = retain(*one, 2);
+        ASSERT_NE(ofOne, nullptr);
+        EXPECT_EQ(ofOne[300], 11) << poll;
+        EXPECT_TRUE(ofOther == nullptr || ofOther[300] == 22) << poll;
+    }
+    EXPECT_EQ(interrupted, 3);
+}
+
+TEST(DevicePixels, ResultsThatNobodyHoldsYetAreNotAskedBack) {
+    TestDevice device(std::size_t(4) << 20);
+    auto const bitmap = BitmapBase::Create(300, 300, c_format);
+    bitmap->ExpectOverwriting(bitmap->GetBounds());
+    {
+        auto const holder = Kernel::MakeCounted<Prolongation>();
+        void* const buffer =
+            bitmap->RetainHardwareBuffer(device.handle, nullptr, false, false, bitmap->GetBounds(), *holder, 0);
+        ASSERT_NE(buffer, nullptr);
+        std::memset(buffer, 6, GetPictureBytes(*bitmap));
+    }
+    AskForAllMemory(device);
+    bitmap->InvalidateHostCache(bitmap->GetBounds(), nullptr);
+    EXPECT_EQ(ReadAll(*bitmap), Bytes(4 * 300 * 300, 6));
 }
 
 TEST(DevicePixels, ThreadsMayFetchCloneAndAskForMemoryAtOnce) {
