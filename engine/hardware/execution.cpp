@@ -11,7 +11,8 @@ namespace Raster {
 
 namespace {
 
-// A rectangle of fewer pixels is done in software before a device has begun.
+// Of fewer pixels even the costliest effect takes the software engine less, 0.1 ms for the polar ones, than it costs to
+// hand a run over to a device that has the pixels already: 0.14 ms, measured with PoCL (bench/hardware_effects.cpp).
 constexpr std::uint64_t c_fewestPixels = 64 * 64;
 constexpr int c_mostPixelsPerItem = 256;
 

@@ -12,6 +12,11 @@ struct HardwareDevices::Implementation {
     Implementation(Finder itsFind, HardwareSettings itsSettings)
         : find(std::move(itsFind)), settings(std::move(itsSettings)) {}
 
+    // Those that were found, if anybody has looked for them.
+    std::vector<std::shared_ptr<Device>> GetFoundDevices() {
+        std::scoped_lock const lock(mutex);
+        return devices;
+    }
     std::vector<std::shared_ptr<Device>> const& GetDevices() {
         std::scoped_lock const lock(mutex);
         if (find) {
@@ -55,7 +60,7 @@ std::vector<HardwareDevices::Report> HardwareDevices::GetReports() const {
 }
 
 void HardwareDevices::WaitForKernels() const {
-    for (auto const& device : m_implementation->GetDevices())
+    for (auto const& device : m_implementation->GetFoundDevices())
         device->GetKernels().Wait();
 }
 
