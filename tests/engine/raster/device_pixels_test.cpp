@@ -166,6 +166,7 @@ TEST(DevicePixels, TilesThatAreOverwrittenAreNotBrought) {
     Rect const rect{0, 0, 600, 512};
     bitmap->ExpectOverwriting(rect);
     ASSERT_TRUE(bitmap->SyncHardwareCache(device.handle, rect, false, nullptr));
+    EXPECT_EQ(GetWrites(device), 0);
     auto const holder = Kernel::MakeCounted<Prolongation>();
     auto* const buffer = static_cast<std::uint8_t*>(
         bitmap->RetainHardwareBuffer(device.handle, nullptr, false, false, rect, *holder, 0));
