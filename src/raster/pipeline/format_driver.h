@@ -23,6 +23,9 @@ public:
           m_destination(std::move(destination)),
           m_mask(mask == nullptr ? std::nullopt : std::optional(*mask)),
           m_effect(effect) {
+        // The selection may be changed before the pixels are made again.
+        if (m_mask)
+            m_mask->bitmap = m_mask->bitmap->Clone(nullptr);
         m_run.rect = run.rect;
         m_run.channels = run.channels;
     }

@@ -285,6 +285,33 @@ TEST(HardwareAttempt, SurvivesTheFailureOfEachCall) {
     }
 }
 
+TEST(HardwareAttempt, OfALostDeviceIsMadeGoodThroughTheMaskThatItHad) {
+    auto const source = Judge::RandomBitmap<RGBA8>(300, 270, 3);
+    auto const mask = Raster::BitmapBase::Create(300, 270, Raster::FormatA8);
+    Raster::DynamicPixel selected(Raster::FormatA8);
+    selected.SetSample(0, 255);
+    mask->Fill({20, 20, 280, 200}, selected);
+    MaskRecord const record{mask, {}};
+    auto const run = [&] {
+        auto const result = source->Clone(nullptr);
+        RasterEffectOptions options;
+        PipelineOptions own(options, -1);
+        DriveEffect(result->GetMutableBase(), *source->GetBase(), own, &record, Solarise());
+        return result;
+    };
+    auto const expected = run();
+    KernelFolder const folder;
+    FaultyDevice device(folder.GetPath());
+    Raster::HardwareDevicesSession const session(device.devices);
+    Counts const counts;
+    auto const result = run();
+    EXPECT_EQ(1u, counts.GetExecuted());
+    mask->Clear(selected);
+    device.failures->Set(DriverCall::Read, 1, HardwareStatus::Lost);
+    EXPECT_TRUE(AreEqual(*expected, *result));
+    EXPECT_GT(device.failures->GetFailed(), 0);
+}
+
 // A device that has failed once is used again, and what it failed at leaves nothing behind.
 TEST(HardwareAttempt, GoesOnWithADeviceThatFailedOnce) {
     auto const source = Judge::RandomBitmap<RGBA8>(300, 270, 3);
