@@ -519,6 +519,20 @@ TEST(DevicePixels, TilesThatMoveAreCopiedOnTheDevice) {
     EXPECT_EQ(ReadAll(*next), ReadAll(*MakeResult(*wanted, wanted->GetBounds(), true)));
 }
 
+// The device has nothing of such a tile beyond the edge, where it is zero.
+TEST(DevicePixels, TilesOfAnEdgeThatComeIntoTheMiddleAreBroughtWhole) {
+    TestDevice device;
+    auto const layer = MakeNoiseBitmap(FormatA8, 300, 256, 1);
+    auto const result = layer->Clone(nullptr), large = BitmapBase::Create(600, 256, FormatA8);
+    ASSERT_TRUE(TryOnDevice(device.handle, *result, *layer, layer->GetBounds(), false));
+    auto const plain = large->Clone(nullptr), host = MakeResult(*layer, layer->GetBounds());
+    large->GetPlane(0).GetMutableTile(0, 0) = result->GetPlane(0).GetConstTile(1, 0);
+    plain->GetPlane(0).GetMutableTile(0, 0) = host->GetPlane(0).GetConstTile(1, 0);
+    auto const next = large->Clone(nullptr);
+    ASSERT_TRUE(TryOnDevice(device.handle, *next, *large, large->GetBounds(), true));
+    EXPECT_EQ(ReadAll(*next), ReadAll(*MakeResult(*plain, plain->GetBounds(), true)));
+}
+
 // Two bitmaps want different pixels in the slot that a picture has free, one while the other is being brought.
 TEST(DevicePixels, ASlotThatSomebodyElseHasFilledMeanwhileIsLeftToThem) {
     class Interruption final : public Kernel::AbortPollObserver {
