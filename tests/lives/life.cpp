@@ -39,7 +39,7 @@ void LiveHere(Conditions const& conditions, std::uint64_t seed, std::vector<std:
     Random random(seed);
     auto const start = StartPath(conditions, seed);
     MakeStart(random, conditions.props, start);
-    LivingDocument life(start, conditions.folder, ChecksPictures(seed));
+    LivingDocument life(start, conditions.folder, conditions.device, ChecksPictures(seed));
     auto const count = lines == nullptr ? conditions.lineCount : lines->size();
     for (std::size_t i = 0; i != count; ++i) {
         auto const line = lines == nullptr ? ChooseLine(random, conditions.props, life.GetController()) : (*lines)[i];

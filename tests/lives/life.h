@@ -22,6 +22,8 @@ struct Conditions {
     Props props;
     // Where the processes of this run keep their files.
     std::string folder;
+    // What effects on pixels run on, as --device names it.
+    std::string device = "none";
     std::size_t lineCount = 14;
     unsigned cpuSeconds = 120;
 };

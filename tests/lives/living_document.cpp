@@ -4,6 +4,8 @@
 #include "platform/document/document_renderer.h"
 #include "platform/kernel/exception.h"
 #include "platform/kernel/hash_accumulator.h"
+#include "platform/raster/hardware_devices.h"
+#include "shell/devices.h"
 #include "shell/command_table.h"
 #include "shell/selector.h"
 #include "shell/values.h"
@@ -90,8 +92,14 @@ bool Accepts(F const& call) {
 
 } // namespace
 
-LivingDocument::LivingDocument(std::string startPath, std::string folder, bool checksPictures)
-    : m_start(std::move(startPath)), m_folder(std::move(folder)), m_checksPictures(checksPictures) {
+LivingDocument::LivingDocument(std::string startPath, std::string folder, std::string const& device,
+                               bool checksPictures)
+    : m_start(std::move(startPath)),
+      m_folder(std::move(folder)),
+      m_scriptWords{"life.redraft", "-", "--device", device},
+      m_script(Shell::FindVerb("run")->usage, m_scriptWords, false),
+      m_devices(Shell::MakeDevices(device)),
+      m_checksPictures(checksPictures) {
     Attach(DocumentController::Open(m_start, true), false);
     auto const position = m_controller->GetHistory()->GetPosition();
     m_states.resize(position + 1);
@@ -106,9 +114,8 @@ void LivingDocument::Attach(Kernel::Counted<DocumentController> controller, bool
     m_controller->SetDirectDelivery(true);
     m_session = std::make_unique<Shell::Session>(false);
     m_session->SetDocument(m_controller, m_folder + "/life.redraft");
-    static std::vector<std::string> const s_words{"life.redraft", "-"};
-    static Shell::Arguments const s_script(Shell::FindVerb("run")->usage, s_words, false);
-    m_session->SetScript(&s_script);
+    m_session->SetScript(&m_script);
+    m_controller->SetHardware(m_devices);
 }
 
 LivingDocument::Moment LivingDocument::Look() const {
@@ -249,6 +256,7 @@ void LivingDocument::ComparePreviewWithCopy(std::vector<std::string> const& word
     auto const copy = m_controller->MakeCopy();
     if (copy->GetHash(false) != m_behind->hash)
         throw Fault("a copy is not exact: of a document with a preview");
+    copy->SetHardware(m_devices);
     if (!isTakenOver)
         return;
     auto const index = IndexOf(*m_controller, *m_controller->GetCurrentSpread());
@@ -322,6 +330,7 @@ void LivingDocument::RunElsewhere() {
     if (!clone)
         return;
     auto const other = DocumentController::Open(m_start, true);
+    other->SetHardware(m_devices);
     auto const before = other->GetHash(false);
     try {
         other->Run(clone);

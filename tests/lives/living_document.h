@@ -38,7 +38,7 @@ private:
 class LivingDocument {
 public:
     // Starts with the document in the file. Files of its own go into the folder.
-    LivingDocument(std::string startPath, std::string folder, bool checksPictures);
+    LivingDocument(std::string startPath, std::string folder, std::string const& device, bool checksPictures);
 
     // Throws Fault.
     void Run(std::string const& line);
@@ -89,6 +89,9 @@ private:
     std::string DrawPicture() const;
 
     std::string m_start, m_folder;
+    std::vector<std::string> m_scriptWords;
+    Shell::Arguments m_script;
+    Kernel::Counted<Raster::HardwareDevices const> m_devices;
     bool m_checksPictures;
     Clock m_clock;
     Kernel::Counted<DocumentController> m_controller;

@@ -30,13 +30,15 @@ struct Call {
     std::string folder = "lives";
     std::string drawings;
     std::string picture;
+    std::string device = "none";
     std::vector<std::string> replayed;
     bool isReplay = false;
 };
 
 constexpr char c_usage[] =
     "lives --picture FILE [--lives N | --minutes M] [--seed FIRST] [--processes N] [--folder DIR] [--drawings DIR]\n"
-    "lives --picture FILE --seed SEED --replay FILE [--folder DIR] [--drawings DIR]\n";
+    "      [--device none|opencl|cuda]\n"
+    "lives --picture FILE --seed SEED --replay FILE [--folder DIR] [--drawings DIR] [--device D]\n";
 
 std::vector<std::string> ReadLines(std::string const& path);
 
@@ -58,6 +60,8 @@ Call ReadCall(int count, char** words) {
             call.drawings = value;
         else if (name == "--picture")
             call.picture = value;
+        else if (name == "--device")
+            call.device = value;
         else if (name == "--replay") {
             call.replayed = ReadLines(value);
             call.isReplay = true;
@@ -188,6 +192,7 @@ int main(int count, char** words) {
         Lives::Conditions conditions;
         conditions.props = {call.picture, ListPlugins(), ListDrawings(call.drawings)};
         conditions.folder = call.folder;
+        conditions.device = call.device;
         if (!call.isReplay)
             return LiveAll(call, conditions);
         auto const record = Lives::Replay(conditions, call.firstSeed, call.replayed);

@@ -155,8 +155,9 @@ constexpr char c_entry[] = R"(
                        int samplerHeight, int parameterCount, int left, int top, int right, int bottom,
                        int pixelsPerItem) {
     int const y = top + (int)(%4);
-    int const first = left + (int)(%3) * pixelsPerItem;
-    if (y >= bottom || first >= right)
+    int const step = (right - left + pixelsPerItem - 1) / pixelsPerItem;
+    int const item = (int)(%3);
+    if (y >= bottom || item >= step)
         return;
     Context context;
     context.source = source;
@@ -166,7 +167,7 @@ constexpr char c_entry[] = R"(
     context.sampler = sampler;
     context.process = process;
     context.parameters = parameters;
-    %5RunItem(&context, first, right - first < pixelsPerItem ? right : first + pixelsPerItem, y);
+    %5RunItem(&context, left + item, right, step, y);
 }
 )";
 

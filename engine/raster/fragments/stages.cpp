@@ -103,8 +103,8 @@ FUNCTION void Filter(CONTEXT, int2 location, dest_type pixel, int block) {
 // %1: the last two arguments of Blend.
 constexpr char c_perPixel[] = R"(
 FUNCTION dest_type ReadSource(dest_type const* input_pixels) { return input_pixels[0]; }
-FUNCTION void RunItem(CONTEXT, int left, int right, int y) {
-    for (int x = left; x < right; ++x) {
+FUNCTION void RunItem(CONTEXT, int left, int right, int step, int y) {
+    for (int x = left; x < right; x += step) {
         int2 const location = MAKE_INT2(x, y);
         dest_type input_pixels[1];
         input_pixels[0] = Convert(

@@ -82,8 +82,10 @@ struct HardwareLaunch {
 //   left, top, right, bottom                                      of the pixels to make
 //   pixels per work item
 //
-// One work item makes up to that many pixels of a row: item (i, j) those from left + i * pixels per item on, in row
-// top + j. Items beyond the right or bottom edge make nothing.
+// One work item makes up to that many pixels of a row. With n items in a row, the width divided by the pixels per item
+// and rounded up, item (i, j) makes pixels left + i, left + i + n, left + i + 2 n, ... of row top + j: neighbours are
+// worked on at the same time, which lets a device join their reads and writes. Items beyond the right or bottom edge
+// make nothing.
 class REDRAFT_ENGINE HardwareDriver {
 public:
     virtual ~HardwareDriver();
