@@ -43,7 +43,7 @@ private:
 
 // Kernels that were compiled once; they go with the process.
 void* GetKernel(HardwareDriver& driver, std::string const& source) {
-    static std::map<std::pair<HardwareDriver*, std::string>, void*> kernels;
+    static auto& kernels = *new std::map<std::pair<HardwareDriver*, std::string>, void*>;
     auto const [place, isNew] = kernels.try_emplace({&driver, source}, nullptr);
     if (isNew) {
         std::vector<std::byte> binary;

@@ -43,7 +43,7 @@ extern "C" float atan2f(float, float) noexcept;
 inline int __float_as_int(float v) { return __builtin_bit_cast(int, v); }
 inline float __int_as_float(int v) { return __builtin_bit_cast(float, v); }
 struct ShimIndex { unsigned x, y, z; };
-static thread_local ShimIndex blockIdx, blockDim, threadIdx;
+static ShimIndex blockIdx, blockDim, threadIdx;
 )";
 
 // Each work item is a block of its own.
