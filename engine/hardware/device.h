@@ -61,7 +61,8 @@ public:
     // the same thread, where Allocate then does without. At most one; empty: none.
     using Evict = std::function<void(std::size_t bytes)>;
     void SetEvict(Evict evict);
-    // What blocks of this device may take, and what they take, blocks that wait to be used again left out.
+    // The bytes that blocks of this device may take, and those that they take; blocks that wait to be used again left
+    // out.
     std::size_t GetMemoryLimit() const { return m_memoryLimit; }
     std::size_t GetUsedBytes() const;
 

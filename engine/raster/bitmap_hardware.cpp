@@ -264,7 +264,7 @@ void BitmapBase::InvalidateHostCache(Kernel::RectT<int> const& rect, std::shared
         try {
             written->FetchAll();
         } catch (Kernel::Exception const&) {
-            // Whoever reads the pixels is told.
+            // The one who reads the pixels is told.
         } catch (std::bad_alloc const&) {
         }
     }

@@ -58,7 +58,8 @@ struct BufferBase::HardwareState {
     // Where `pixels` has the buffer as it is, and where only it has.
     RectSet onDevice, onlyOnDevice;
     std::unique_ptr<DeviceBuffer::Hold> hold;
-    // What the next kernel writes to, `pixels` or what takes its place, and where it has the buffer as it is.
+    // The pixels that the next kernel writes to, `pixels` or what takes its place, and where it has the buffer as it
+    // is.
     std::unique_ptr<DeviceBuffer::Hold> written;
     RectSet onWritten;
 };

@@ -23,7 +23,7 @@ struct JpegWriterState {
     char message[JMSG_LENGTH_MAX] = {};
     ByteSink const* sink = nullptr;
     JOCTET buffer[1 << 15];
-    // What the sink threw, which may not pass through the library.
+    // The exception of the sink, which may not pass through the library.
     std::exception_ptr failure;
 };
 

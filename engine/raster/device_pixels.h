@@ -97,7 +97,7 @@ private:
     std::shared_ptr<HardwareRecipe const> m_recipe;
 };
 
-// What a tile block knows of devices. The members below `origin` change under the mutex.
+// The knowledge of a tile block about devices. The members below `origin` change under the mutex.
 struct DeviceLink {
     DeviceLink() : contentName(MakeName()) {}
     DeviceLink(std::shared_ptr<DevicePixels> pixels, std::size_t slot)

@@ -13,10 +13,10 @@ struct BitmapBase::HardwareState {
     //
     // Of ExpectOverwriting.
     Kernel::RectT<int> expected{};
-    // What the last SyncHardwareCache brought, until it is retained: pixels of one value have nothing else that keeps
-    // them on the device.
+    // The pixels that the last SyncHardwareCache brought, until it is retained: pixels of one value have nothing else
+    // that keeps them on the device.
     std::shared_ptr<DevicePixels> synced;
-    // What a kernel writes to, from RetainHardwareBuffer to InvalidateHostCache.
+    // The pixels that a kernel writes to, from RetainHardwareBuffer to InvalidateHostCache.
     std::shared_ptr<DevicePixels> written;
 };
 

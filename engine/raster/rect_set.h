@@ -18,7 +18,7 @@ public:
     std::span<Rect const> GetRects() const { return m_rects; }
     void Add(Rect const& rect);
     void Subtract(Rect const& rect);
-    // What the set has of a rectangle, and what it lacks of it.
+    // The parts of a rectangle that the set has, and those that it lacks.
     RectSet Intersected(Rect const& rect) const;
     RectSet Missing(Rect const& rect) const;
 

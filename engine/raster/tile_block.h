@@ -29,7 +29,8 @@ public:
     // block while it lives, so that the bitmaps of a history share what they load.
     static TileBlock* MakeStored(int sampleBytes, TileKey const& key, int width, int height,
                                  Kernel::Counted<Kernel::BlobSource> const& source);
-    // What a device holds at that place of `pixels` (see there), as far as it lies inside the bitmap; zero beyond.
+    // The samples that a device holds at that place of `pixels` (see there), as far as it lies inside the bitmap; zero
+    // beyond.
     static TileBlock* MakeOnDevice(int sampleBytes, std::shared_ptr<DevicePixels> pixels, std::size_t slot);
     TileBlock(TileBlock const&) = delete;
     TileBlock& operator=(TileBlock const&) = delete;

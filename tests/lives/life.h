@@ -22,7 +22,7 @@ struct Conditions {
     Props props;
     // Where the processes of this run keep their files.
     std::string folder;
-    // What effects on pixels run on, as --device names it.
+    // The device that effects on pixels run on, as --device names it.
     std::string device = "none";
     std::size_t lineCount = 14;
     unsigned cpuSeconds = 120;

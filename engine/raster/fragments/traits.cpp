@@ -105,7 +105,7 @@ std::string MakeDestinationTraits(Format format) {
     auto const info = GetFormatInfo(format);
     auto const names = GetTraitNames(info);
     auto const rounded = "round_" + std::string(names.pixel) + "(v)";
-    // What is no number becomes 0.
+    // A sample that is no number becomes 0.
     std::string_view const stored =
         info.isFloat ? "v" : "v > 0.0f ? (dest_sample)(int)(least_float(v, DEST_MAXIMUM) + 0.5f) : (dest_sample)0";
     return Fill(c_destinationTraits, {names.pixel, names.sample, names.maximum, names.alpha,

@@ -36,7 +36,7 @@ REDRAFT_ENGINE char const* GetBlendFragment(int language);
 // Goes along rows.
 struct Horizontal {};
 
-// What calls the other stages for each pixel.
+// The stage that calls the others for each pixel.
 template <class Direction>
 struct REDRAFT_ENGINE KernelPerPixel {
     // `blends`: the pixel that was there is read, and blended with through the mask. `stores`: the pixel is written.

@@ -113,7 +113,7 @@ TEST(KernelFolder, WhatIsNoFileIsIgnored) {
     EXPECT_TRUE(folder.Read(MakeName("kernel")).empty());
     folder.Write(MakeName("kernel"), MakeBinary(5));
     EXPECT_TRUE(folder.Read(MakeName("kernel")).empty());
-    // What was written meanwhile is no longer there.
+    // A file that was written meanwhile is no longer there.
     EXPECT_EQ(GetOnlyFile(temporary.GetPath()), path);
     fs::remove(path);
     // One that nobody writes to would let a reader wait for ever.

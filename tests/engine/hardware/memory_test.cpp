@@ -151,7 +151,7 @@ TEST(DeviceMemory, HoldersAreAskedForWhatIsMissing) {
     std::vector<std::size_t> asked;
     test.device->SetEvict([&](std::size_t bytes) {
         asked.push_back(bytes);
-        // What it wants itself while it makes room comes without asking again.
+        // Memory that it wants itself while it makes room comes without asking again.
         EXPECT_EQ(test.device->Allocate(512 * c_kilobyte), nullptr);
         if (!blocks.empty())
             blocks.erase(blocks.begin());

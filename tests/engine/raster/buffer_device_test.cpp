@@ -22,7 +22,7 @@ BufferReference MakeNoiseBuffer(Format format, int width, int height, unsigned s
     return buffer;
 }
 
-// What the host has.
+// The pixels that the host has.
 Bytes ReadHost(BufferBase const& buffer) {
     Image image(buffer.GetFormat(), buffer.GetWidth(), buffer.GetHeight());
     buffer.ReadPixels(buffer.GetBounds(), image.pixels.data(), image.rowBytes);
@@ -159,7 +159,7 @@ TEST(DeviceBuffers, ClonesSeeNothingOfLaterWrites) {
     auto wanted = ReadHost(*buffer);
     RunOnPixels(wanted, ReadHost(*source), *buffer, all, true);
     ASSERT_TRUE(TryOnDevice(device.handle, *buffer, *source, all, true));
-    // What only the device has is the clone's as well.
+    // The pixels that only the device has are the clone's as well.
     auto const clone = buffer->Clone(nullptr), other = buffer->Clone(nullptr);
     auto wantedOfBuffer = wanted;
     RunOnPixels(wantedOfBuffer, ReadHost(*source), *buffer, {0, 0, 50, 20}, true);

@@ -87,7 +87,7 @@ private:
     std::shared_ptr<std::atomic<int>> m_made;
 };
 
-// What a kernel does with two buffers of the same layout.
+// The work of a kernel on two buffers of the same layout.
 inline void RunInMemory(void* destination, void const* source, FormatInfo const& info, float const* block,
                         Kernel::RectT<int> const& rect, bool readsDestination) {
     auto const height = static_cast<std::size_t>(block[1]), rowSamples = static_cast<std::size_t>(block[2]);

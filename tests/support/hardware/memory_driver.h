@@ -23,7 +23,7 @@ namespace Raster::Tests {
 // twice end the process.
 class MemoryDriver final : public HardwareDriver {
 public:
-    // What the driver has been asked for, and what a kernel does. Shared, since a driver belongs to its device.
+    // The calls that the driver has had, and the work of a kernel. Shared, since a driver belongs to its device.
     struct Record {
         std::mutex mutex;
         // Every call by its name, such as "Write".

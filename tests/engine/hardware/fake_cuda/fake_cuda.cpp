@@ -75,7 +75,7 @@ void DemandBlock(CudaPointer pointer, std::size_t bytes) {
 }
 unsigned char* ToBytes(CudaPointer pointer) { return reinterpret_cast<unsigned char*>(pointer); }
 
-// What the kernel of the tests does, for one work item.
+// The work of the tests' kernel for one work item.
 void AddBytes(void** a, unsigned itemX, unsigned itemY) {
     auto const pointer = [a](int i) { return *static_cast<CudaPointer*>(a[i]); };
     auto const number = [a](int i) { return *static_cast<int*>(a[i]); };

@@ -23,7 +23,7 @@ struct State {
     int maximumPitch = 1 << 20;
     // Rectangles of copies between places of the device are refused as invalid, as some devices do.
     bool takesNoRectangles = false;
-    // What is not given back.
+    // The blocks that are not given back.
     int blocks = 0, streams = 0, modules = 0, contexts = 0, programs = 0;
     int mostBlocksDown = 0;
 };

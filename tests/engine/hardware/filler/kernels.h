@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// What the processes of a test put into one folder: each what the others put, more than there is room for.
+// The files that the processes of a test put into one folder: each what the others put, more than there is room for.
 namespace Raster::Tests {
 
 inline constexpr int c_kernelsOfProcess = 60;
