@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/drawing/device_route.h"
+#include "platform/raster/hardware_devices.h"
+#include "tests/support/hardware/memory_driver.h"
 
 #include <gtest/gtest.h>
 
@@ -9,12 +11,21 @@ namespace {
 
 using Devices = Raster::Hardware<Raster::DefaultImplementation>;
 
-int s_device;
+Kernel::Counted<Raster::HardwareDevices const> MakeOneDevice() {
+    auto const find = [] {
+        std::vector<std::unique_ptr<Raster::HardwareDriver>> drivers;
+        drivers.push_back(std::make_unique<Raster::Tests::MemoryDriver>());
+        return drivers;
+    };
+    return Kernel::MakeCounted<Raster::HardwareDevices>(find, Raster::HardwareSettings());
+}
 
+// A thread with one device.
 class DeviceRoute : public testing::Test {
 protected:
-    DeviceRoute() { Devices::SetDevices({&s_device}); }
-    ~DeviceRoute() override { Devices::SetDevices({}); }
+    Kernel::Counted<Raster::HardwareDevices const> const m_devices = MakeOneDevice();
+    Raster::HardwareDevicesSession const m_session{m_devices};
+    void* const m_device = m_devices->GetDevices().front();
 };
 
 } // namespace
@@ -26,7 +37,7 @@ TEST_F(DeviceRoute, OnlyTheSerialOneAsksDevices) {
             asked.push_back(Devices::GetDevice());
             return true;
         });
-        EXPECT_EQ(asked, std::vector<void*>{isSerial ? &s_device : nullptr});
+        EXPECT_EQ(asked, std::vector<void*>{isSerial ? m_device : nullptr});
         EXPECT_TRUE(Raster::HardwareGPUEnabledSession::IsEnabled());
         EXPECT_EQ(Raster::HardwareMultiGPUSession::GetState(), nullptr);
     }
@@ -34,7 +45,8 @@ TEST_F(DeviceRoute, OnlyTheSerialOneAsksDevices) {
 
 TEST_F(DeviceRoute, ATileOfADeviceThatFailsIsMadeAgainInSoftware) {
     for (bool const givesBack : {false, true}) {
-        Devices::SetDevices({&s_device});
+        auto const devices = MakeOneDevice();
+        Raster::HardwareDevicesSession const fresh(devices);
         std::vector<void*> asked;
         RunWithDevices(true, [&] {
             auto* const device = Devices::GetDevice();
@@ -43,12 +55,12 @@ TEST_F(DeviceRoute, ATileOfADeviceThatFailsIsMadeAgainInSoftware) {
                 Devices::MarkBroken(device);
             return device == nullptr || givesBack;
         });
-        EXPECT_EQ(asked, (std::vector<void*>{&s_device, nullptr}));
+        EXPECT_EQ(asked, (std::vector<void*>{devices->GetDevices().front(), nullptr}));
     }
     // Also inside a session in which another tile's device has failed.
     Raster::HardwareMultiGPUState state("outer");
     Raster::HardwareMultiGPUSession const session(state);
-    Devices::MarkBroken(&s_device);
+    Devices::MarkBroken(m_device);
     int calls = 0;
     RunWithDevices(false, [&] { return ++calls == 1; });
     RunWithDevices(true, [&] { return ++calls == 2; });
