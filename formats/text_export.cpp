@@ -76,10 +76,9 @@ Kernel::Counted<Selection const> FindText(DocumentController& document) {
 
 void WriteReadingOrder(DocumentController& document, TextFormat format, std::string const& path,
                        Kernel::Counted<EPub::FlowingEPubOptions const> const& options) {
-    if (format == TextFormat::Rtf)
-        throw Kernel::Exception("the reading order can be exported as .epub, .htm or .txt only");
     auto const kind = format == TextFormat::EPub   ? Commands::ReadingOrderFormat::EPub
                       : format == TextFormat::Html ? Commands::ReadingOrderFormat::Html
+                      : format == TextFormat::Rtf  ? Commands::ReadingOrderFormat::Rtf
                                                    : Commands::ReadingOrderFormat::Text;
     if (!Commands::ExportReadingOrder(Kernel::Counted<DocumentController>(&document), path, kind, options))
         throw Kernel::Exception("the temporary file cannot be written");

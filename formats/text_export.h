@@ -16,7 +16,7 @@ REDRAFT_API std::optional<TextFormat> FindTextFormat(std::string const& path);
 struct TextExportOptions {
     // The text of the first frame among these; null: of the first frame of the current spread, or else of the document.
     Kernel::Counted<Selection const> selection;
-    // All texts and pictures in the reading order of the document, instead of one text. Not for RTF.
+    // All texts and pictures in the reading order of the document, instead of one text.
     bool isInReadingOrder = false;
     // Of e-books and HTML.
     std::string title, creator;

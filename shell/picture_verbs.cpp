@@ -114,8 +114,6 @@ ExitStatus ExportText(Session& session, Arguments const& arguments, Formats::Tex
     options.isInReadingOrder = arguments.Has("--articles");
     if (options.isInReadingOrder) {
         RefuseOptions(arguments, {"--select", "--spread"}, "chooses one text, and --articles takes all of them");
-        if (format == Formats::TextFormat::Rtf)
-            throw Failure(ExitStatus::Usage, "--articles", "is for .epub, .htm and .txt");
     }
     if (format != Formats::TextFormat::EPub && format != Formats::TextFormat::Html)
         RefuseOptions(arguments, {"--title", "--author"}, "is for .epub and .htm");

@@ -233,7 +233,7 @@ std::vector<Verb> const& GetVerbs() {
                        "the file: .svg, .png, .jpg, .tif; of a text .epub, .htm, .rtf or .txt; or a folder", true},
                       {"--select", "SELECTOR", "only these nodes; the text of the first frame among them"},
                       {"--spread", "N", "which spread, from 0 (the current one)"},
-                      {"--articles", "", "all texts and pictures in the reading order: .epub, .htm or .txt"},
+                      {"--articles", "", "all texts and pictures in the reading order: .epub, .htm, .rtf or .txt"},
                       {"--slices", "", "each spread whose slice is included, to the slice's file in the folder OUT"},
                       {"--format", "FORMAT", "of slices: png, jpeg, tiff or svg (png)"},
                       {"--title", "TEXT", "the title of an e-book or of HTML (the file's name)"},

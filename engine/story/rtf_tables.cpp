@@ -86,9 +86,16 @@ double GetScale(double scale) { return std::clamp(scale, 0.0, 1e6); }
 
 } // namespace
 
-Tables::Tables(StyleSheet const& styles, Scale scale) : m_styles(styles), m_scale(scale) {
+Tables::Tables(StyleSheet const& styles, Scale scale) : m_styles(styles), m_scale(scale), m_styleScale(scale) {
     // The first font is the one of text that names none.
     m_fonts.emplace_back("Times New Roman");
+}
+
+void Tables::SetScale(Scale scale) {
+    if (scale == m_scale)
+        return;
+    m_scale = scale;
+    m_letters.clear();
 }
 
 long Tables::ToTwips(double length, double scale) const {
@@ -276,6 +283,7 @@ void Tables::AppendStyle(std::string& out, Style const& style) {
 }
 
 std::string Tables::Print() {
+    SetScale(m_styleScale);
     std::string styles = "{\\stylesheet{\\s0 Normal;}\n";
     for (auto const& style : m_styles) {
         bool const isOfText =

@@ -12,6 +12,7 @@ namespace Story::Rtf {
 // Points to a unit of the text's lengths, across and along lines.
 struct Scale {
     double x = 0.75, y = 0.75;
+    friend bool operator==(Scale const&, Scale const&) = default;
 };
 
 // The head of an RTF text: its fonts, colours and styles, each numbered when it is first asked for, and the
@@ -19,6 +20,8 @@ struct Scale {
 class Tables {
 public:
     Tables(StyleSheet const& styles, Scale scale);
+    // Of the texts that come from now on. Styles have that of the first.
+    void SetScale(Scale scale);
 
     // Of letters, without their styles. `resolved` is alive as long as the tables.
     std::string const& GetLetterControls(GlyphAttsRef const& resolved);
@@ -50,7 +53,7 @@ private:
     long ToTwips(double length, double scale) const;
 
     StyleSheet const& m_styles;
-    Scale m_scale;
+    Scale m_scale, m_styleScale;
     std::vector<std::string> m_fonts;
     std::vector<unsigned> m_colours;
     std::unordered_map<GlyphAtts const*, Letters> m_letters;

@@ -228,37 +228,115 @@ double GetPoints(double scale, double resolutionScale) {
     return isUsable(scale) ? 1 / scale : isUsable(resolutionScale) ? 1 / resolutionScale : c_pointsPerUnit;
 }
 
+constexpr double c_twipsPerPoint = 20;
+
+Rtf::Scale GetScale(RtfPart const& part, double resolutionScale) {
+    return {GetPoints(part.scaleX, resolutionScale), GetPoints(part.scaleY, resolutionScale)};
+}
+
+// Big-endian, as PNG has its numbers.
+long ReadNumber(std::span<std::byte const> bytes) {
+    long number = 0;
+    for (std::byte const byte : bytes)
+        number = number << 8 | std::to_integer<long>(byte);
+    return number;
+}
+
+// A paragraph of its own.
+void AppendPicture(std::string& out, RtfPart const& part) {
+    // Of the file: the signature, the length and name of its first chunk, and in this the width and the height.
+    constexpr std::size_t c_sizeAt = 16;
+    constexpr double c_pageWidth = 6 * 72, c_pageHeight = 9 * 72;
+    if (part.png.size() < c_sizeAt + 8 || !(part.width > 0) || !(part.height > 0))
+        return;
+    double const shrink = std::min({1.0, c_pageWidth / part.width, c_pageHeight / part.height});
+    out += "\\pard\\plain{\\pict";
+    if (!part.description.empty()) {
+        out += "{\\*\\picprop{\\sp{\\sn wzDescription}{\\sv ";
+        Rtf::AppendText(out, DecodeUtf8(part.description.view()).text);
+        out += "}}}";
+    }
+    out += "\\pngblip";
+    Rtf::AppendControl(out, "\\picw", ReadNumber(part.png.subspan(c_sizeAt, 4)));
+    Rtf::AppendControl(out, "\\pich", ReadNumber(part.png.subspan(c_sizeAt + 4, 4)));
+    Rtf::AppendControl(out, "\\picwgoal", std::lround(part.width * shrink * c_twipsPerPoint));
+    Rtf::AppendControl(out, "\\pichgoal", std::lround(part.height * shrink * c_twipsPerPoint));
+    out += '\n';
+    constexpr std::size_t c_lineBytes = 64;
+    for (std::size_t i = 0; i != part.png.size(); ++i) {
+        auto const byte = std::to_integer<unsigned>(part.png[i]);
+        out += "0123456789abcdef"[byte >> 4];
+        out += "0123456789abcdef"[byte & 15];
+        if (i % c_lineBytes == c_lineBytes - 1)
+            out += '\n';
+    }
+    out += '}';
+}
+
+std::vector<char> WriteRtf(std::span<RtfPart const> parts, StyleSheet const& sheet,
+                           Kernel::Counted<Numberer const> const& numberer, double resolutionScale, bool withNumbers) {
+    AnchorNames anchors;
+    bool hasNotes = false;
+    RtfPart const* first = nullptr;
+    for (auto const& part : parts) {
+        if (!part.story)
+            continue;
+        FindAnchors(anchors, *part.story);
+        hasNotes = hasNotes || part.story->CountNotes(part.story->GetAll()) != 0;
+        first = first == nullptr ? &part : first;
+    }
+    auto const scale = first == nullptr ? Rtf::Scale() : GetScale(*first, resolutionScale);
+    Rtf::Tables tables(sheet, scale);
+    RtfWriter::Shared shared{sheet, nullptr, tables, anchors, {}, withNumbers};
+    std::string body;
+    for (auto const& part : parts) {
+        if (!body.empty())
+            body += "\\par\n";
+        if (!part.story) {
+            AppendPicture(body, part);
+            continue;
+        }
+        shared.fields = part.fields.get();
+        tables.SetScale(GetScale(part, resolutionScale));
+        Kernel::Counted<Numberer> ownNumberer;
+        if (withNumbers)
+            ownNumberer = numberer ? numberer->Clone() : Kernel::MakeCounted<Numberer>();
+        RtfWriter writer(shared, std::move(ownNumberer), false);
+        writer.Visit(part.story->Bind(part.story->GetClientAll()));
+        body += writer.GetText();
+    }
+    std::string head = "{\\rtf1\\ansi\\ansicpg1252\\deff0\\uc1\n" + tables.Print();
+    if (first != nullptr) {
+        double const tab =
+            first->story->GetParagraphAtts(0)->Get(ParagraphAtt::Double::TabInterval) * scale.x * c_twipsPerPoint;
+        Rtf::AppendControl(head, "\\deftab", std::lround(std::fmin(std::fmax(tab, 1), 31680)));
+    }
+    // Notes of both kinds, those at the end behind the document, in Arabic numerals.
+    if (hasNotes)
+        head += "\\fet2\\aenddoc\\ftnnar\\aftnnar";
+    head += '\n';
+    std::vector<char> rtf;
+    rtf.reserve(head.size() + body.size() + 2);
+    rtf.insert(rtf.end(), head.begin(), head.end());
+    rtf.insert(rtf.end(), body.begin(), body.end());
+    rtf.push_back('}');
+    rtf.push_back('\n');
+    return rtf;
+}
+
 } // namespace
 
 std::vector<char> StoryToRtf(Kernel::Counted<Story const> const& story, Kernel::Counted<Table const> const&,
                              Kernel::Counted<StyleSheet const> const& styles,
                              Kernel::Counted<Numberer const> const& numberer, FieldDataSourceRef const& fields,
                              double scaleX, double scaleY, double resolutionScale, bool withNumbers) {
-    auto const& sheet = styles ? *styles : *StyleSheet::GetEmpty();
-    Rtf::Scale const scale{GetPoints(scaleX, resolutionScale), GetPoints(scaleY, resolutionScale)};
-    Rtf::Tables tables(sheet, scale);
-    AnchorNames anchors;
-    FindAnchors(anchors, *story);
-    RtfWriter::Shared shared{sheet, fields.get(), tables, anchors, {}, withNumbers};
-    Kernel::Counted<Numberer> ownNumberer;
-    if (withNumbers)
-        ownNumberer = numberer ? numberer->Clone() : Kernel::MakeCounted<Numberer>();
-    RtfWriter writer(shared, std::move(ownNumberer), false);
-    writer.Visit(story->Bind(story->GetClientAll()));
-    double const tab = story->GetParagraphAtts(0)->Get(ParagraphAtt::Double::TabInterval) * scale.x * 20;
-    std::string head = "{\\rtf1\\ansi\\ansicpg1252\\deff0\\uc1\n" + tables.Print();
-    Rtf::AppendControl(head, "\\deftab", std::lround(std::fmin(std::fmax(tab, 1), 31680)));
-    // Notes of both kinds, those at the end behind the document, in Arabic numerals.
-    if (story->CountNotes(story->GetAll()) != 0)
-        head += "\\fet2\\aenddoc\\ftnnar\\aftnnar";
-    head += '\n';
-    std::vector<char> rtf;
-    rtf.reserve(head.size() + writer.GetText().size() + 2);
-    rtf.insert(rtf.end(), head.begin(), head.end());
-    rtf.insert(rtf.end(), writer.GetText().begin(), writer.GetText().end());
-    rtf.push_back('}');
-    rtf.push_back('\n');
-    return rtf;
+    RtfPart const part{.story = story, .fields = fields, .scaleX = scaleX, .scaleY = scaleY};
+    return WriteRtf({&part, 1}, styles ? *styles : *StyleSheet::GetEmpty(), numberer, resolutionScale, withNumbers);
+}
+
+std::vector<char> StoriesToRtf(std::span<RtfPart const> parts, Kernel::Counted<StyleSheet const> const& styles,
+                               double resolutionScale, bool withNumbers) {
+    return WriteRtf(parts, styles ? *styles : *StyleSheet::GetEmpty(), {}, resolutionScale, withNumbers);
 }
 
 } // namespace Story

@@ -6,6 +6,7 @@
 #include "platform/document/flowing_epub_helpers.h"
 #include "platform/epub/flowing_epub_exporter.h"
 #include "platform/story/numberer.h"
+#include "platform/story/story_to_rtf.h"
 #include "publishing/exported_text.h"
 #include "publishing/story_callbacks.h"
 #include "publishing/written_stories.h"
@@ -98,6 +99,13 @@ bool WriteParts(std::vector<Part> const& parts, Kernel::String const& path, EPub
     return isWritten;
 }
 
+std::size_t CountNodes(std::vector<Part> const& parts) {
+    std::size_t count = 0;
+    for (auto const& part : parts)
+        count += part.nodes.size();
+    return count;
+}
+
 bool WriteText(std::vector<Part> const& parts, Kernel::String const& path) {
     std::string whole;
     for (auto const& part : parts) {
@@ -110,6 +118,31 @@ bool WriteText(std::vector<Part> const& parts, Kernel::String const& path) {
         }
     }
     return WriteFile(path, std::as_bytes(std::span(whole))) == WrittenFile::Whole;
+}
+
+bool WriteRtf(std::vector<Part> const& parts, Kernel::String const& path, DocumentController const& document,
+              EPub::FlowingEPubOptions const& options) {
+    double const resolutionScale = c_unitsPerInch / c_pointsPerInch;
+    std::vector<Story::RtfPart> written;
+    std::vector<EPub::Picture> pictures;
+    pictures.reserve(CountNodes(parts));
+    for (auto const& part : parts) {
+        for (auto const& node : part.nodes) {
+            if (auto const text = Kernel::Cast<TextNode>(node)) {
+                written.push_back(MakeRtfPart(*text));
+            } else if (auto picture = FlowingEPubHelpers::MakePicture(*node, options, document.GetProfiles(),
+                                                                      document.GetFormat())) {
+                auto const& kept = pictures.emplace_back(std::move(*picture));
+                Story::RtfPart& one = written.emplace_back();
+                one.png = kept.png;
+                one.width = kept.width / resolutionScale;
+                one.height = kept.height / resolutionScale;
+                one.description = kept.isDecoration ? Kernel::String() : kept.alternativeText;
+            }
+        }
+    }
+    auto const rtf = Story::StoriesToRtf(written, document.GetTextStyleSheet(), resolutionScale, true);
+    return WriteFile(path, std::as_bytes(std::span(rtf))) == WrittenFile::Whole;
 }
 
 // The first text; null for none.
@@ -132,6 +165,8 @@ bool ExportReadingOrder(Kernel::Counted<DocumentController> const& document, Ker
         throw Kernel::Exception("nothing is in the document's reading order");
     if (format == ReadingOrderFormat::Text)
         return WriteText(parts, path);
+    if (format == ReadingOrderFormat::Rtf)
+        return WriteRtf(parts, path, *document, options ? *options : EPub::FlowingEPubOptions());
     auto const first = FindFirstText(parts);
     auto const language = first ? FindLanguage(*first, *document) : Kernel::Counted<Story::Language const>();
     bool const isEPub = format == ReadingOrderFormat::EPub;

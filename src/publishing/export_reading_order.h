@@ -6,7 +6,7 @@
 
 namespace Commands {
 
-enum class ReadingOrderFormat { EPub, Html, Text };
+enum class ReadingOrderFormat { EPub, Html, Text, Rtf };
 
 // Writes the texts and pictures of a document in its reading order: an article is a part of the publication, and so is
 // each run of objects that stand in no article. Hidden entries and hidden objects are left out; a text stands where the

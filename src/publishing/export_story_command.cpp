@@ -20,7 +20,6 @@ namespace Commands {
 namespace {
 
 constexpr char c_fileName[] = "Story1.xhtml";
-constexpr double c_unitsPerInch = 96, c_pointsPerInch = 72;
 
 // The part of a path behind the last point in its last name; empty without a point.
 std::string_view GetExtension(std::string_view path) {
@@ -68,10 +67,9 @@ void ExportStoryCommand::Do() {
 
 void ExportStoryCommand::WriteRtf(FrameTextNode const& frame, Kernel::Counted<Story::Story const> const& story) {
     double const resolutionScale = c_unitsPerInch / c_pointsPerInch;
-    auto const scale = frame.GetTextUiScale();
-    Kernel::Counted<TextFieldDataSource const> const fields(new TextFieldDataSource(frame.GetTextFlow()));
-    WriteBytes(Story::StoryToRtf(story, frame.GetTable(), GetDocumentController()->GetTextStyleSheet(), {}, fields,
-                                 resolutionScale / scale.a, resolutionScale / scale.d, resolutionScale, true));
+    auto const part = MakeRtfPart(frame);
+    WriteBytes(Story::StoryToRtf(story, frame.GetTable(), GetDocumentController()->GetTextStyleSheet(), {}, part.fields,
+                                 part.scaleX, part.scaleY, resolutionScale, true));
 }
 
 void ExportStoryCommand::WriteHtml(Kernel::JailCounted<FrameTextNode> const& frame,

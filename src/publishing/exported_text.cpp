@@ -15,6 +15,18 @@ Kernel::Counted<Story::Language const> FindLanguage(TextNode const& text, Docume
     return Story::Language::Make(atts->Get(Story::GlyphAtt::String::Language));
 }
 
+Story::RtfPart MakeRtfPart(TextNode const& text) {
+    constexpr double c_resolutionScale = c_unitsPerInch / c_pointsPerInch;
+    auto const* const frame = Kernel::CastPointer<FrameTextNode const>(&text);
+    auto const scale = frame == nullptr ? Raster::AffineTransform::Params() : frame->GetTextUiScale();
+    Story::RtfPart part;
+    part.story = text.GetStory();
+    part.fields = Story::FieldDataSourceRef(new TextFieldDataSource(text.GetTextFlow()));
+    part.scaleX = c_resolutionScale / scale.a;
+    part.scaleY = c_resolutionScale / scale.d;
+    return part;
+}
+
 Kernel::String MakePlainText(TextNode const& text) {
     auto const story = text.GetStory();
     Kernel::Counted<TextFieldDataSource const> const fields(new TextFieldDataSource(text.GetTextFlow()));

@@ -131,11 +131,29 @@ TEST_F(ReadingOrder, WritesItsTextsOneBehindTheOther) {
     EXPECT_EQ(ReadText(path.Get()), "item 3.\n\nitem 1.");
 }
 
+TEST_F(ReadingOrder, WritesTextsAndPicturesAsOneRtf) {
+    Put(3, 0, -1);
+    Put(1, 1, -1);
+    Put(2, 2, -1);
+    BookPath const path("-order.rtf");
+    EXPECT_TRUE(ExportReadingOrder(controller, path.Get(), ReadingOrderFormat::Rtf, {}));
+    auto const rtf = ReadText(path.Get());
+    std::size_t at = 0;
+    for (auto const* const part : {"{\\rtf1", "item 3.", "\\par\n", "item 1.", "\\par\n", "\\pngblip", "89504e47"}) {
+        at = rtf.find(part, at);
+        ASSERT_NE(at, rtf.npos) << part;
+    }
+    EXPECT_EQ(rtf.find("{\\rtf1", 1), rtf.npos);
+    EXPECT_EQ(std::count(rtf.begin(), rtf.end(), '{'), std::count(rtf.begin(), rtf.end(), '}'));
+    EXPECT_TRUE(rtf.ends_with("}\n"));
+}
+
 TEST_F(ReadingOrder, FailsWithoutEntriesAndSaysThatItCannotWrite) {
     EXPECT_THROW(ExportReadingOrder(controller, "/nonexistent/x.epub", ReadingOrderFormat::EPub, {}),
                  Kernel::Exception);
     Put(1, 0, -1);
-    for (auto const format : {ReadingOrderFormat::EPub, ReadingOrderFormat::Html, ReadingOrderFormat::Text}) {
+    for (auto const format :
+         {ReadingOrderFormat::EPub, ReadingOrderFormat::Html, ReadingOrderFormat::Text, ReadingOrderFormat::Rtf}) {
         EXPECT_FALSE(ExportReadingOrder(controller, "/nonexistent/x", format, {}));
         EXPECT_FALSE(ExportReadingOrder(controller, "/dev/full", format, {}));
     }

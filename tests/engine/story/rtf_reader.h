@@ -122,7 +122,7 @@ private:
             state.place = Place::FontTable;
         } else if (word == "stylesheet") {
             state.place = Place::StyleSheet;
-        } else if (word == "colortbl") {
+        } else if (word == "colortbl" || word == "pict") {
             state.place = Place::Ignored;
         } else if (word == "footnote") {
             state.place = Place::Note;

@@ -251,6 +251,36 @@ TEST(RtfExport, ReferencesLeadToTheirAnchors) {
     EXPECT_EQ(reader.fields[1].second, U"page 7");
 }
 
+// A link in front of the text that it leads to, a picture between them, and a text of another scale.
+TEST(RtfExport, OfSeveralTextsIsOneDocument) {
+    auto const anchor = MakeCounted<AnchorData>("a", "x");
+    auto const first = MakeStory(U"go there"), second = MakeStory(U"here"), third = MakeStory(U"small");
+    first->FormatText({3, 8}, *MakeDelta(GlyphAtt::Object::Hyperlink, MakeCounted<HyperlinkAtt>(anchor)));
+    PutGlyph(second, 0, MakeCounted<AnchorGlyph>(anchor));
+    PutGlyph(third, 5, MakeEndnote(MakeStory(U"note")));
+    std::vector<std::byte> png(24);
+    png[19] = std::byte{40};
+    png[23] = std::byte{10};
+    double const scale = 96.0 / 72;
+    RtfPart const parts[] = {{.story = first, .scaleX = scale, .scaleY = scale},
+                             {.png = png, .width = 864, .height = 100, .description = "a {map}"},
+                             {.story = second, .scaleX = scale, .scaleY = scale},
+                             {.story = third, .scaleX = 2 * scale, .scaleY = 2 * scale}};
+    auto const rtf = StoriesToRtf(parts, {}, scale, true);
+    std::string const text(rtf.begin(), rtf.end());
+    RtfReading::Reader const reader(text);
+    EXPECT_EQ(reader.text, U"go there\n\nhere\nsmall[1]");
+    ASSERT_EQ(reader.fields.size(), 1u);
+    EXPECT_EQ(reader.fields[0].first, "HYPERLINK \\l \"anchor1\"");
+    EXPECT_EQ(reader.bookmarks, std::vector<std::string>{"anchor1"});
+    EXPECT_NE(reader.FindControlsOf(U"here").find("\\fs24"), std::string::npos);
+    EXPECT_NE(reader.FindControlsOf(U"small").find("\\fs12"), std::string::npos);
+    // As wide as a page, and in proportion.
+    EXPECT_NE(text.find("\\pngblip\\picw40\\pich10\\picwgoal8640\\pichgoal1000\n"), std::string::npos);
+    EXPECT_NE(text.find("{\\sv a \\{map\\}}"), std::string::npos);
+    EXPECT_EQ(reader.words.at("aenddoc"), 1);
+}
+
 TEST(RtfExport, NotesAreFootnotes) {
     auto const story = MakeStory(U"one two.");
     PutGlyph(story, 8, MakeEndnote(MakeStory(U"")));
