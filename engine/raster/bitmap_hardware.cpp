@@ -119,7 +119,8 @@ std::shared_ptr<DevicePixels> BringTiles(std::span<TileOfPicture const> tiles, s
 void* BitmapBase::GetHardwareDevice() const {
     // More than any device has.
     constexpr std::size_t c_largest = std::size_t(1) << 37;
-    if (m_policy == HardwareCachePolicy::Never || GetLayout(*this).GetBytes() > c_largest)
+    if (!DevicePixels::IsThereAny() || m_policy == HardwareCachePolicy::Never ||
+        GetLayout(*this).GetBytes() > c_largest)
         return nullptr;
     void* device = nullptr;
     // Those that are on no device any more.
@@ -172,6 +173,8 @@ bool BitmapBase::SyncHardwareCache(void* device, Kernel::RectT<int> const& rect,
 }
 
 bool BitmapBase::SyncHostCache(Kernel::RectT<int> const& rect, bool, bool const* abort) const {
+    if (!DevicePixels::IsThereAny())
+        return !Kernel::IsAbortSet(abort);
     std::vector<Tile> tiles;
     VisitTiles(*this, rect, [&](std::size_t, Tile const& tile, Kernel::RectT<int> const&) {
         if (tile.GetBlock()->IsOnlyOnDevice())
@@ -278,6 +281,8 @@ void BitmapBase::InvalidateHardwareCache(Kernel::RectT<int> const& rect) {
         synced.swap(m_hardware->synced);
         m_hardware->expected = {};
     }
+    if (!DevicePixels::IsThereAny())
+        return;
     // For those who write by pointers that they should no longer have.
     auto const tiles = FindTiles(*this, rect);
     std::vector<std::shared_ptr<DevicePixels>> forgotten;

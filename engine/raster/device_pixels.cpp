@@ -16,6 +16,8 @@ namespace {
 // are slow on their way to a device.
 constexpr std::size_t c_stagingBytes = std::size_t(4) << 20;
 
+std::atomic<std::size_t> s_pictures{0};
+
 // The longest run of items whose `continues(last, next)` holds, from `first` on.
 template <class Items, class F>
 std::size_t FindRun(Items const& items, std::size_t first, F const& continues) {
@@ -26,6 +28,8 @@ std::size_t FindRun(Items const& items, std::size_t first, F const& continues) {
 }
 
 } // namespace
+
+bool DevicePixels::IsThereAny() noexcept { return s_pictures.load(std::memory_order_acquire) != 0; }
 
 std::uint64_t DeviceLink::MakeName() {
     // Above those of constants.
@@ -87,9 +91,11 @@ DevicePixels::DevicePixels(DeviceLayout const& layout, bool isForKernel)
       m_tilesAcross((layout.width + c_tileSide - 1) >> c_tileShift),
       m_planeSlots(static_cast<std::size_t>(m_tilesAcross) *
                    static_cast<std::size_t>((layout.height + c_tileSide - 1) >> c_tileShift)),
-      m_isPublished(!isForKernel) {}
+      m_isPublished(!isForKernel) {
+    s_pictures.fetch_add(1, std::memory_order_acq_rel);
+}
 
-DevicePixels::~DevicePixels() = default;
+DevicePixels::~DevicePixels() { s_pictures.fetch_sub(1, std::memory_order_acq_rel); }
 
 Kernel::RectT<int> DevicePixels::GetPart(std::size_t slot) const {
     auto const inPlane = static_cast<int>(slot % m_planeSlots);

@@ -30,6 +30,8 @@ public:
     static std::shared_ptr<DevicePixels> Make(Device& device, DeviceLayout const& layout, bool isForKernel);
     DevicePixels(DeviceLayout const& layout, bool isForKernel);
     ~DevicePixels() override;
+    // False in a process where no bitmap has anything on a device, as most of the time: no tile need be looked at.
+    static bool IsThereAny() noexcept;
 
     // Places of the tiles that a rectangle touches, channel by channel, row by row.
     template <class F>
