@@ -60,6 +60,9 @@ ExitStatus RunScript(Session& session, Arguments const& arguments) {
     auto const& path = arguments.Get("SCRIPT");
     auto const script = ReadScript(path);
     InputFiles::Add(path);
+    // A choice that does not exist is wrong before the first line runs.
+    if (auto const device = arguments.Find("--device"))
+        session.GetDevices(*device);
     auto& document = session.Open(arguments);
     if (auto const target = arguments.Find("-o"))
         session.SaveTo(*target, arguments.Has("--force"));

@@ -330,7 +330,8 @@ Format ChooseJpegFormat(Format format) {
     }
 }
 
-// The format in which a file holds a bitmap.
+} // namespace
+
 Format ChooseFileFormat(Format format, ImageFileType type) {
     if (type == ImageFileType::Jpeg)
         return ChooseJpegFormat(format);
@@ -348,6 +349,8 @@ Format ChooseFileFormat(Format format, ImageFileType type) {
         return format;
     }
 }
+
+namespace {
 
 ImageInfo DescribeFile(BitmapBase const& bitmap) {
     FormatInfo const& format = bitmap.GetInfo();

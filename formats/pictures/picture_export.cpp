@@ -26,32 +26,6 @@ Raster::SampleFormat GetSampleFormat(Raster::FormatInfo const& format) {
     return format.sampleBytes == 2 ? Raster::SampleFormat::Integer16 : Raster::SampleFormat::Integer8;
 }
 
-// PNG has neither ink nor Lab nor floats.
-Raster::Format GetPngFormat(Raster::Format format) {
-    switch (format) {
-    case Raster::FormatIA8:
-    case Raster::FormatIA16:
-    case Raster::FormatRGBA8:
-        return format;
-    case Raster::FormatCMYKA8:
-        return Raster::FormatRGBA8;
-    default:
-        return Raster::FormatRGBA16;
-    }
-}
-
-Raster::Format GetJpegFormat(Raster::Format format) {
-    switch (format) {
-    case Raster::FormatIA8:
-    case Raster::FormatIA16:
-        return Raster::FormatIA8;
-    case Raster::FormatCMYKA8:
-        return format;
-    default:
-        return Raster::FormatRGBA8;
-    }
-}
-
 Raster::ImageFileType GetFileType(ExportFormat kind) {
     switch (kind) {
     case ExportFormat::Png:
@@ -61,6 +35,14 @@ Raster::ImageFileType GetFileType(ExportFormat kind) {
     default:
         return Raster::ImageFileType::Tiff;
     }
+}
+
+// A document of masks alone has no colours to show, and is drawn in some that files have.
+Raster::Format GetDrawnFormat(ExportFormat kind, Raster::Format format) {
+    if (kind == ExportFormat::Tiff)
+        return format;
+    bool const isMask = Raster::GetFormatInfo(format).colourModel == Raster::ColourModel::AlphaOnly;
+    return Raster::ChooseFileFormat(isMask ? Raster::FormatRGBA16 : format, GetFileType(kind));
 }
 
 template <class Sample, std::size_t Channels>
@@ -177,10 +159,7 @@ void WriteSound(ExportFormat kind, int quality, Output& output, SpreadNode const
 void DrawPicture(ExportFormat kind, int quality, Output& output, SpreadNode const& spread, SpreadPictureOptions options,
                  Work const& work, Report& report) {
     options.abort = work.abort;
-    if (kind == ExportFormat::Png)
-        options.format = GetPngFormat(options.format);
-    else if (kind == ExportFormat::Jpeg)
-        options.format = GetJpegFormat(options.format);
+    options.format = GetDrawnFormat(kind, options.format);
     try {
         WriteSound(kind, quality, output, spread, options, work);
         return;

@@ -44,6 +44,9 @@ REDRAFT_ENGINE Kernel::Counted<DynamicBitmap> MakeBitmapFromImage(DecodedImage c
 
 enum class ImageFileType { Png, Tiff, Jpeg };
 
+// The format that a file holds pixels of a format in. Masks become grey images; their format is one of masks.
+REDRAFT_ENGINE Format ChooseFileFormat(Format format, ImageFileType type);
+
 // How a bitmap is written as an image file.
 struct ImageFileOptions {
     ImageFileType type = ImageFileType::Png;

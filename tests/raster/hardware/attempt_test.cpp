@@ -2,6 +2,7 @@
 #include "platform/raster/hardware.h"
 #include "platform/raster/hardware_devices.h"
 #include "raster/pipeline/pipeline.h"
+#include "raster/raster_polar_to_rectangular_command.h"
 #include "raster/raster_solarise_command.h"
 #include "raster/raster_web_safe_dither_command.h"
 #include "raster/solarise_rule.h"
@@ -363,6 +364,32 @@ TEST(HardwareAttempt, IsUndoneAndRedoneExactly) {
     document.controller->Redo();
     document.controller->Redo();
     EXPECT_EQ(after, document.controller->GetHash(false));
+}
+
+// The software engine would make other pixels: steps keep those of the device, in any process.
+TEST(HardwareAttempt, OfAStepIsNotRepeatedByUndoAndRedo) {
+    LayerDocument document(Judge::RandomBitmap<RGBA8>(300, 270, 1));
+    document.controller->SetHardware(GetTestDevices(0));
+    auto const before = document.controller->GetHash(false);
+    document.controller->Run(Kernel::MakeCounted<RasterPolarToRectangularCommand>());
+    auto const after = document.controller->GetHash(false);
+    LayerDocument other(Judge::RandomBitmap<RGBA8>(300, 270, 1));
+    other.controller->Run(Kernel::MakeCounted<RasterPolarToRectangularCommand>());
+    EXPECT_FALSE(AreEqual(*document.layer->GetBitmap(), *other.layer->GetBitmap()));
+    std::string const path = testing::TempDir() + "kept-" + std::to_string(::getpid()) + ".redraft";
+    document.controller->Save(path);
+    auto const reloaded = DocumentController::Open(path, true);
+    std::filesystem::remove(path);
+    document.controller->SetHardware({});
+    Counts const counts;
+    for (auto const& controller : {document.controller, reloaded}) {
+        EXPECT_EQ(after, controller->GetHash(false));
+        controller->Undo();
+        EXPECT_EQ(before, controller->GetHash(false));
+        controller->Redo();
+        EXPECT_EQ(after, controller->GetHash(false));
+    }
+    EXPECT_EQ(0u, counts.GetExecuted() + counts.GetFailed());
 }
 
 // Each pixel of a dither hangs on those before it.
