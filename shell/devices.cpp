@@ -5,9 +5,9 @@
 #include "platform/raster/hardware_devices.h"
 #include "shell/failure.h"
 #include "shell/session.h"
+#include "shell/user_folder.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <unistd.h>
 
@@ -23,15 +23,9 @@ constexpr OptionSpec c_option{"--device", "D",
                               "effects on pixels: none, opencl or cuda (a graphics device if there is one)"};
 constexpr std::string_view c_usual = "auto";
 
-// As the XDG base directory specification has it: a relative path is as good as none.
 std::string GetKernelFolder() {
-    char const* const cache = std::getenv("XDG_CACHE_HOME");
-    if (cache != nullptr && cache[0] == '/')
-        return std::string(cache) + "/redraft/kernels";
-    char const* const home = std::getenv("HOME");
-    if (home != nullptr && home[0] == '/')
-        return std::string(home) + "/.cache/redraft/kernels";
-    return {};
+    auto const cache = FindUserFolder("XDG_CACHE_HOME", "/.cache");
+    return cache.empty() ? cache : cache + "/redraft/kernels";
 }
 
 // The system's nodes for graphics devices. Opening OpenCL takes 25 ms where there is only an implementation on

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "shell/user_seal.h"
 
+#include "shell/user_folder.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <sodium.h>
@@ -143,15 +144,9 @@ public:
 
 std::shared_ptr<DocumentSeal> MakeUserSeal() { return std::make_shared<UserSeal>(); }
 
-// As the XDG base directory specification has it: a relative path is as good as none.
 std::string GetKeyPath() {
-    char const* const data = std::getenv("XDG_DATA_HOME");
-    if (data != nullptr && data[0] == '/')
-        return std::string(data) + "/redraft/key";
-    char const* const home = std::getenv("HOME");
-    if (home != nullptr && home[0] == '/')
-        return std::string(home) + "/.local/share/redraft/key";
-    return {};
+    auto const data = FindUserFolder("XDG_DATA_HOME", "/.local/share");
+    return data.empty() ? data : data + "/redraft/key";
 }
 
 } // namespace Shell
