@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/font.h"
 
+#include "engine/story/colour_glyphs.h"
 #include "engine/story/separable_spaces.h"
 
 #include <algorithm>
@@ -119,6 +120,8 @@ FontFaceRef FontFace::Load(std::string const& path, unsigned index) {
     if ((index >> 16) != 0)
         hb_font_set_var_named_instance(result->m_font.get(), (index >> 16) - 1);
     result->m_parts = std::make_unique<GlyphParts>(face.get());
+    result->m_colours = std::make_unique<ColourGlyphs>(face.get());
+    result->m_hasColours = !result->m_colours->IsEmpty();
     result->ReadMetrics();
     result->m_hasPictures = HasPictureTable(face.get());
     result->m_hasSmallCaps = HasFeature(face.get(), HB_TAG('s', 'm', 'c', 'p'));
@@ -175,6 +178,10 @@ bool FontFace::HasSeparableSpaces() const {
         m_hasSeparableSpaces = space != 0 && AreSpacesSeparable(hb_font_get_face(m_font.get()), space);
     });
     return m_hasSeparableSpaces;
+}
+
+ColourGlyphRef FontFace::FindColourGlyph(unsigned glyph, double pixelsPerEm) const {
+    return m_hasColours ? m_colours->Find(*this, glyph, pixelsPerEm) : ColourGlyphRef();
 }
 
 Kernel::Counted<Geometry::PolyCurveDbl const> FontFace::GetOutline(unsigned glyph) const {

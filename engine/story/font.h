@@ -9,10 +9,14 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 namespace Story {
+
+class ColourGlyphs;
+struct ColourGlyph;
 
 // One face of a font file. Lengths are in em, y grows downwards. Immutable but for its cache of outlines; safe from any
 // thread.
@@ -44,6 +48,11 @@ public:
     double GetUnderlineThickness() const { return m_underlineThickness; }
     double GetStrikethroughOffset() const { return m_strikethroughOffset; }
 
+    // True when glyphs may have colours that can be shown.
+    bool HasColours() const { return m_hasColours; }
+    // Null for a glyph without colours: see ColourGlyphs::Find.
+    Kernel::Counted<ColourGlyph const> FindColourGlyph(unsigned glyph, double pixelsPerEm) const;
+
     // The outline of a glyph; null for one that has none, such as a space.
     Kernel::Counted<Geometry::PolyCurveDbl const> GetOutline(unsigned glyph) const;
 
@@ -61,6 +70,7 @@ private:
     double m_underlineOffset = 0.1, m_underlineThickness = 0.05, m_strikethroughOffset = -0.3;
     bool m_hasSmallCaps = false;
     bool m_hasPictures = false;
+    bool m_hasColours = false;
     // Characters by pages of 256: number of the page's four words, from 1; 0 for an empty page.
     std::vector<std::uint16_t> m_pages;
     std::vector<std::uint64_t> m_bits;
@@ -68,6 +78,7 @@ private:
     mutable bool m_hasSeparableSpaces = false;
     mutable std::mutex m_mutex;
     std::unique_ptr<GlyphParts> m_parts;
+    std::unique_ptr<ColourGlyphs> m_colours;
     mutable std::unordered_map<unsigned, Kernel::Counted<Geometry::PolyCurveDbl const>> m_outlines;
 };
 using FontFaceRef = Kernel::Counted<FontFace const>;
@@ -97,6 +108,9 @@ public:
     FontFace const* FindFace(char32_t c) const { return FindFace(c, 0); }
     // With both where there is such a face; `mark` 0 stands for none.
     FontFace const* FindFace(char32_t c, char32_t mark) const;
+    // A face that shows an emoji as a text asks for it: in colours, which the primary face and then the system's
+    // fonts are asked for, or as an outline. Null where there is none.
+    FontFace const* FindEmojiFace(std::u32string_view sequence, bool inColours) const;
 
 private:
     struct Fallback;

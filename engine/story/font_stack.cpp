@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/kernel/sanitizers.h"
+#include "engine/story/colour_glyphs.h"
+#include "engine/story/emoji.h"
 #include "engine/story/font.h"
 #include "platform/story/composition.h"
 
@@ -81,9 +83,10 @@ public:
         FcResult result{};
         return Pattern(FcFontMatch(m_config, pattern, &result));
     }
-    std::unique_ptr<FcFontSet, void (*)(FcFontSet*)> Sort(FcPattern* pattern) {
+    // `trim` leaves out fonts whose characters those in front of them have.
+    std::unique_ptr<FcFontSet, void (*)(FcFontSet*)> Sort(FcPattern* pattern, FcBool trim) {
         FcResult result{};
-        return {FcFontSort(m_config, pattern, FcTrue, nullptr, &result), [](FcFontSet* set) {
+        return {FcFontSort(m_config, pattern, trim, nullptr, &result), [](FcFontSet* set) {
                     if (set != nullptr)
                         FcFontSetDestroy(set);
                 }};
@@ -154,20 +157,38 @@ struct FontStack::Fallback {
         FcPattern* pattern = nullptr;
         bool isOpened = false;
         FontFaceRef face;
+
+        // Null where it has no such character, or cannot be read.
+        FontFace const* Open(SystemFonts& fonts, char32_t c, char32_t mark) {
+            if (FcCharSetHasChar(characters, c) == FcFalse ||
+                (mark != 0 && FcCharSetHasChar(characters, mark) == FcFalse))
+                return nullptr;
+            if (!isOpened)
+                face = fonts.Open(pattern);
+            isOpened = true;
+            // The list of characters may be older than the file.
+            bool const has = face && face->HasCharacter(c) && (mark == 0 || face->HasCharacter(mark));
+            return has ? face.get() : nullptr;
+        }
     };
+    using FontSet = std::unique_ptr<FcFontSet, void (*)(FcFontSet*)>;
     FontQuery query;
     bool isSorted = false;
-    std::unique_ptr<FcFontSet, void (*)(FcFontSet*)> set{nullptr, nullptr};
-    std::vector<Candidate> candidates;
+    FontSet set{nullptr, nullptr}, colourSet{nullptr, nullptr};
+    // With outlines; with colours, of which some may have outlines, too.
+    std::vector<Candidate> candidates, coloured;
     std::map<std::pair<char32_t, char32_t>, FontFace const*> answers;
+    std::map<std::pair<std::u32string, bool>, FontFace const*> emoji;
 
     void Sort(SystemFonts& fonts) {
         isSorted = true;
+        SortColoured(fonts);
         set = fonts.Sort(fonts
                              .MakePattern(query, SplitFamilies(query.families).empty()
                                                      ? "serif"
                                                      : SplitFamilies(query.families).front())
-                             .get());
+                             .get(),
+                         FcTrue);
         if (!set)
             return;
         for (int i = 0; i != set->nfont; ++i) {
@@ -181,21 +202,62 @@ struct FontStack::Fallback {
         }
     }
 
+    // The family "emoji" is the one that fontconfig has for this.
+    void SortColoured(SystemFonts& fonts) {
+        auto const pattern = fonts.MakePattern(query, "emoji");
+        FcPatternDel(pattern.get(), FC_OUTLINE);
+        FcPatternAddBool(pattern.get(), FC_COLOR, FcTrue);
+        colourSet = fonts.Sort(pattern.get(), FcFalse);
+        for (int i = 0; colourSet && i != colourSet->nfont; ++i) {
+            Candidate candidate;
+            candidate.pattern = colourSet->fonts[i];
+            FcBool isColoured = FcFalse;
+            FcPatternGetBool(candidate.pattern, FC_COLOR, 0, &isColoured);
+            if (isColoured == FcTrue &&
+                FcPatternGetCharSet(candidate.pattern, FC_CHARSET, 0, &candidate.characters) == FcResultMatch)
+                coloured.push_back(candidate);
+        }
+    }
+
     FontFace const* Find(SystemFonts& fonts, char32_t c, char32_t mark) {
         if (!isSorted)
             Sort(fonts);
-        for (auto& candidate : candidates) {
-            if (FcCharSetHasChar(candidate.characters, c) == FcFalse ||
-                (mark != 0 && FcCharSetHasChar(candidate.characters, mark) == FcFalse))
-                continue;
-            if (!candidate.isOpened)
-                candidate.face = fonts.Open(candidate.pattern);
-            candidate.isOpened = true;
-            // The list of characters may be older than the file.
-            if (candidate.face && candidate.face->HasCharacter(c) && (mark == 0 || candidate.face->HasCharacter(mark)))
-                return candidate.face.get();
+        for (auto* const list : {&candidates, &coloured}) {
+            for (auto& candidate : *list) {
+                if (auto const* const face = candidate.Open(fonts, c, mark))
+                    return face;
+            }
         }
         return nullptr;
+    }
+
+    // The face must have all that the sequence shows, or at least, among the second choices, its first character.
+    FontFace const* FindEmoji(SystemFonts& fonts, FontFace const* primary, std::u32string_view sequence,
+                              bool inColours) {
+        if (!isSorted)
+            Sort(fonts);
+        for (auto const characters : {sequence, sequence.substr(0, 1)}) {
+            if (primary != nullptr && ShowsEmoji(*primary, characters, inColours))
+                return primary;
+            for (auto& candidate : inColours ? coloured : candidates) {
+                auto const* const face = candidate.Open(fonts, sequence.front(), 0);
+                if (face != nullptr && ShowsEmoji(*face, characters, inColours))
+                    return face;
+            }
+        }
+        return nullptr;
+    }
+
+    static bool ShowsEmoji(FontFace const& face, std::u32string_view characters, bool inColours) {
+        bool const hasAll = std::all_of(characters.begin(), characters.end(),
+                                        [&](char32_t c) { return IsShapingControl(c) || face.HasCharacter(c); });
+        if (!hasAll || face.HasColours() != inColours)
+            return false;
+        // A font may have a character for its sequences alone: letters of flags, digits of keys.
+        constexpr char32_t c_key = 0x20E3;
+        if (!inColours || IsRegionalIndicator(characters.front()) || characters.find(c_key) != characters.npos)
+            return true;
+        return face.FindColourGlyph(face.GetGlyphOfCharacter(characters.front()), 0) != nullptr;
     }
 };
 
@@ -262,6 +324,22 @@ FontFace const* FontStack::FindFace(char32_t c, char32_t mark) const {
         if (answer->second == nullptr)
             answer->second = m_primary.get();
     }
+    return answer->second;
+}
+
+FontFace const* FontStack::FindEmojiFace(std::u32string_view sequence, bool inColours) const {
+    // Sequences come from documents, and there is no end of them.
+    constexpr std::size_t c_maximumCount = 10'000;
+    if (!m_primary || sequence.empty())
+        return nullptr;
+    auto& fonts = SystemFonts::Get();
+    std::lock_guard const lock(fonts.GetMutex());
+    auto& answers = m_fallback->emoji;
+    if (answers.size() >= c_maximumCount)
+        answers.clear();
+    auto const [answer, isNew] = answers.try_emplace({std::u32string(sequence), inColours}, nullptr);
+    if (isNew)
+        answer->second = m_fallback->FindEmoji(fonts, m_primary.get(), sequence, inColours);
     return answer->second;
 }
 

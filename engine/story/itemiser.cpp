@@ -2,6 +2,7 @@
 #include "engine/story/itemiser.h"
 
 #include "engine/story/break_iterator.h"
+#include "engine/story/emoji.h"
 
 #include <algorithm>
 #include <unicode/uchar.h>
@@ -122,6 +123,8 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
     auto const& fonts = *look->fonts;
     FontFace const* const primary = fonts.GetPrimary().get();
     FontFace const* previous = primary;
+    FontFace const* emojiFace = nullptr;
+    std::uint32_t emojiEnd = begin;
     bool isNewLook = true;
     for (std::uint32_t i = begin; i < end; ++i) {
         if (!isNewLook && m_levels.empty() && (flags[i - 1] & CharacterFlag::c_tab) == 0) {
@@ -130,8 +133,15 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
                 break;
         }
         char32_t const c = m_text[i];
-        FontFace const* face = nullptr;
-        if (IsControl(c)) {
+        if (i >= emojiEnd) {
+            auto const emoji = FindEmojiSequence(m_text, i, end);
+            emojiFace = emoji ? fonts.FindEmojiFace(m_text.substr(i, emoji->end - i), emoji->inColours) : nullptr;
+            emojiEnd = emoji ? emoji->end : i;
+        }
+        FontFace const* face = i < emojiEnd ? emojiFace : nullptr;
+        if (face != nullptr) {
+            // Found for the whole sequence.
+        } else if (IsControl(c)) {
             flags[i] |= c == U'\t' ? CharacterFlag::c_tab : CharacterFlag::c_control | CharacterFlag::c_space;
             // The leader of a tab comes from a face.
             if (c == U'\t')
@@ -162,7 +172,7 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
                 face = fonts.FindFace(c, mark);
         }
         // A Latin letter whose mark stands behind it may have to leave the primary face, too.
-        if (face != nullptr && c >= 0x41 && c < 0x300 && i + 1 < end && m_text[i + 1] >= 0x300 &&
+        if (face != nullptr && i >= emojiEnd && c >= 0x41 && c < 0x300 && i + 1 < end && m_text[i + 1] >= 0x300 &&
             IsMark(m_text[i + 1]) && !face->HasCharacter(m_text[i + 1]))
             face = fonts.FindFace(c, m_text[i + 1]);
         // A small capital that is made is a run of its own.

@@ -2,11 +2,15 @@
 #include "platform/story/text_renderer.h"
 
 #include "engine/story/broken_lines.h"
+#include "engine/story/colour_glyphs.h"
 #include "platform/geometry/shapes.h"
 #include "platform/kernel/cast.h"
+#include "platform/renderer/colour_profiles.h"
 
+#include <algorithm>
 #include <span>
 #include <unicode/uchar.h>
+#include <vector>
 
 namespace Story {
 
@@ -46,8 +50,10 @@ RunView View(LinePart const& line, LineRun const& run) {
     return {paragraph.GetRuns()[run.run], {all.data() + run.glyphBegin, run.glyphEnd - run.glyphBegin}};
 }
 
-// Adds the outlines of a span in text space. Returns how far it advances.
-double AddOutlines(PolyCurveDbl& outline, LinePart const& line, LineRun const& run) {
+// Calls `visit(face, glyph, emToText, character)` for each glyph of a span that draws something, in the order in which
+// they are drawn. Returns how far the span advances.
+template <class Visit>
+double VisitGlyphs(LinePart const& line, LineRun const& run, Visit const& visit) {
     auto const [shaped, glyphs] = View(line, run);
     auto const& look = *shaped.look;
     auto const text = line.GetParagraph().GetText();
@@ -57,20 +63,74 @@ double AddOutlines(PolyCurveDbl& outline, LinePart const& line, LineRun const& r
     double pen = begin;
     for (std::size_t i = 0; i != glyphs.size(); ++i) {
         auto const& glyph = glyphs[shaped.IsRightToLeft() ? glyphs.size() - 1 - i : i];
-        if (shaped.face != nullptr && glyph.GetId() != ShapedGlyph::c_noGlyph) {
-            auto letter = shaped.face->GetOutline(glyph.GetId());
-            if (!letter && MustShow(*shaped.face, glyph, text[glyph.cluster]))
-                letter = GetMissingLetter();
-            if (letter && scaleX > 0 && scaleY > 0) {
-                auto const placed = letter->Clone();
-                placed->ApplyTransform(
-                    Transform({scaleX, -look.skew * scaleX, pen + glyph.offsetX, 0, scaleY, baseline - glyph.offsetY}));
-                outline.AddPolyCurve(*placed);
-            }
-        }
+        if (shaped.face != nullptr && glyph.GetId() != ShapedGlyph::c_noGlyph && scaleX > 0 && scaleY > 0)
+            visit(*shaped.face, glyph,
+                  Transform({scaleX, -look.skew * scaleX, pen + glyph.offsetX, 0, scaleY, baseline - glyph.offsetY}),
+                  text[glyph.cluster]);
         pen += glyph.advance + (glyph.Has(ShapedGlyph::c_stretches) ? line.GetSpaceExtra() : 0);
     }
     return pen - begin;
+}
+
+void AddPlaced(PolyCurveDbl& outline, PolyCurveDbl const& glyph, Transform const& emToText) {
+    auto const placed = glyph.Clone();
+    placed->ApplyTransform(emToText);
+    outline.AddPolyCurve(*placed);
+}
+
+void AddLetter(PolyCurveDbl& outline, FontFace const& face, ShapedGlyph const& glyph, Transform const& emToText,
+               char32_t character) {
+    auto letter = face.GetOutline(glyph.GetId());
+    if (!letter && MustShow(face, glyph, character))
+        letter = GetMissingLetter();
+    if (letter)
+        AddPlaced(outline, *letter, emToText);
+}
+
+struct PlacedColours {
+    ColourGlyphRef glyph;
+    Transform emToText;
+};
+
+// Layers and pictures take from the text's paint how much they show, how they blend, and nothing of its line.
+void DrawColours(Renderer::RenderTarget& target, PlacedColours const& placed, Renderer::Paint const& text) {
+    Renderer::Paint paint = text;
+    paint.lineFill = {};
+    paint.lineStyle = {};
+    auto const& textFill = text.mainFill.GetFill();
+    double const alpha = textFill && textFill->GetType() == Renderer::FillType::Solid ? textFill->GetMaximumAlpha() : 1;
+    auto const draw = [&](Kernel::Counted<PolyCurveDbl> outline) {
+        target.DrawCurves(std::move(outline), paint, Geometry::WindingOrderMode::NonZero);
+    };
+    for (auto const& layer : placed.glyph->layers) {
+        paint.mainFill = text.mainFill;
+        if (layer.colour) {
+            auto const colour = Renderer::ConvertColour(*layer.colour, Raster::ICCProfileSet(),
+                                                        Renderer::ColourFormat::RGB, target.GetColourProfiles());
+            paint.mainFill = Renderer::FillDescriptorConst(
+                Kernel::Consolidated<Renderer::Fill>(Kernel::Counted<Renderer::Fill const>(
+                    new Renderer::SolidFill(colour.WithAlpha(static_cast<float>(colour.GetAlpha() * alpha))))),
+                true, {}, text.mainFill.GetBlendMode());
+        }
+        auto const outline = layer.outline->Clone();
+        outline->ApplyTransform(placed.emToText);
+        draw(outline);
+    }
+    if (auto const& picture = placed.glyph->picture) {
+        auto const pixelsToText = placed.emToText * placed.glyph->pixelsToEm;
+        paint.mainFill = Renderer::FillDescriptorConst(
+            Kernel::Consolidated<Renderer::Fill>(Kernel::Counted<Renderer::Fill const>(new Renderer::BitmapFill(
+                picture, Renderer::TileMode::Clamp, Renderer::TileMode::Clamp, Renderer::Resampling::Bilinear, alpha))),
+            true, pixelsToText.GetParams(), text.mainFill.GetBlendMode());
+        auto const outline = placed.glyph->MakeOutline()->Clone();
+        outline->ApplyTransform(placed.emToText);
+        draw(outline);
+    }
+}
+
+// Pixels of the target that an em of a span takes.
+double FindPixelsPerEm(Renderer::RenderTarget const& target, TextLook const& look) {
+    return look.size * std::max(look.horizontalScale, look.verticalScale) * target.GetTransform().GetUniformScale();
 }
 
 template <class T>
@@ -136,9 +196,25 @@ void TextRenderer::RenderLine(LinePart const& line, unsigned mode, bool withInvi
         if (!isVisible && !withInvisible)
             continue;
         auto outline = Kernel::MakeCounted<PolyCurveDbl>();
-        double const width = AddOutlines(*outline, line, run);
+        std::vector<PlacedColours> coloured;
+        bool const hasFill = paint.mainFill.IsFillVisible(0);
+        double const width = VisitGlyphs(
+            line, run,
+            [&](FontFace const& face, ShapedGlyph const& glyph, Transform const& emToText, char32_t character) {
+                auto colours = hasFill && face.HasColours()
+                                   ? face.FindColourGlyph(glyph.GetId(), FindPixelsPerEm(*m_target, look))
+                                   : ColourGlyphRef();
+                if (colours && m_isSilhouette && !colours->layers.empty())
+                    AddPlaced(*outline, *colours->MakeOutline(), emToText);
+                else if (colours)
+                    coloured.push_back({std::move(colours), emToText});
+                else
+                    AddLetter(*outline, face, glyph, emToText, character);
+            });
         if (!outline->empty())
             m_target->DrawCurves(std::move(outline), paint, Geometry::WindingOrderMode::NonZero);
+        for (auto const& placed : coloured)
+            DrawColours(*m_target, placed, paint);
         if ((mode & static_cast<unsigned>(DrawMode::Decorations)) == 0)
             continue;
         auto decorations = Kernel::MakeCounted<PolyCurveDbl>();
@@ -157,16 +233,45 @@ void TextRenderer::Render(DrawMode mode, bool withInvisible) {
     m_target->PopTransform();
 }
 
-Kernel::Counted<PolyCurveDbl const> GetTextOutline(ComposedFrame const& frame) {
-    auto outline = Kernel::MakeCounted<PolyCurveDbl>();
+namespace {
+
+// Calls `visit(face, glyph, colours, emToText, character)` for each glyph of a frame.
+template <class Visit>
+void VisitGlyphs(ComposedFrame const& frame, Visit const& visit) {
     for (auto const& column : frame) {
         for (auto const& line : *column) {
-            for (auto const& run : line.GetData().runs)
-                AddOutlines(*outline, line, run);
+            for (auto const& run : line.GetData().runs) {
+                double const size = line.GetParagraph().GetRuns()[run.run].look->size;
+                VisitGlyphs(
+                    line, run,
+                    [&](FontFace const& face, ShapedGlyph const& glyph, Transform const& emToText, char32_t character) {
+                        visit(face, glyph, face.FindColourGlyph(glyph.GetId(), size), emToText, character);
+                    });
+            }
         }
     }
+}
+
+} // namespace
+
+Kernel::Counted<PolyCurveDbl const> GetTextOutline(ComposedFrame const& frame) {
+    auto outline = Kernel::MakeCounted<PolyCurveDbl>();
+    VisitGlyphs(frame, [&](FontFace const& face, ShapedGlyph const& glyph, ColourGlyphRef const& colours,
+                           Transform const& emToText, char32_t character) {
+        if (colours)
+            AddPlaced(*outline, *colours->MakeOutline(), emToText);
+        else
+            AddLetter(*outline, face, glyph, emToText, character);
+    });
     outline->ApplyTransform(Transform(frame.GetGeometry().renderScale));
     return outline;
+}
+
+bool HasPictureGlyphs(ComposedFrame const& frame) {
+    bool found = false;
+    VisitGlyphs(frame, [&](FontFace const&, ShapedGlyph const&, ColourGlyphRef const& colours, Transform const&,
+                           char32_t) { found = found || (colours && colours->picture); });
+    return found;
 }
 
 } // namespace Story

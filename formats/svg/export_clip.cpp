@@ -148,6 +148,8 @@ void Exporter::WriteClipText(XmlWriter& out, TextNode const& text, std::string_v
     m_report.Add("text (exported as outlines) in a clip", Describe(text));
     auto const outline = Kernel::MakeCounted<PolyCurveNode>();
     outline->SetCurves(Story::GetTextOutline(*text.MakeComposedText()));
+    if (Story::HasPictureGlyphs(*text.MakeComposedText()))
+        m_report.Add("letters that are pictures (exported as rectangles) in a clip", Describe(text));
     open("path");
     WriteGeometry(out, *outline, "path", "clip-rule");
     out.EndEmpty();

@@ -27,7 +27,9 @@ protected:
         auto node = Kernel::MakeCounted<PolyCurveNode>();
         node->SetCurves(placed);
         node->SetWindingOrderMode(windingOrderMode);
-        node->SetBrushFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(mainFill));
+        // Its transform leads to the space of the text, which the outline has left.
+        auto const fill = Kernel::MakeCounted<Renderer::FillDescriptor>(mainFill);
+        node->SetBrushFillDescriptor(fill->CloneWithNewTransform(GetTransform().GetParams() * mainFill.GetTransform()));
         if (lineStyle.IsLineStyleVisible(lineFill)) {
             node->SetLineStyleDescriptor(Kernel::MakeCounted<Renderer::LineStyleDescriptor>(lineStyle));
             node->SetPenFillDescriptor(Kernel::MakeCounted<Renderer::FillDescriptor>(lineFill));
@@ -241,6 +243,7 @@ void Exporter::WriteOutline(PolyCurveNode const& node) {
 
 void Exporter::WriteTextOutlines(TextNode const& text) {
     auto const target = Kernel::MakeCounted<OutlineTarget>();
+    target->SetColourFormatAndProfiles(target->GetColourFormat(), m_profiles);
     Story::TextRenderer(target, text.MakeComposedText()).Render(Story::DrawMode::All, false);
     for (auto const& node : target->GetNodes())
         WriteOutline(*node);

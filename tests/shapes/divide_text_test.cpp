@@ -61,6 +61,24 @@ TEST(DivideText, WithoutAFillTheFrameIsNoInput) {
     EXPECT_NEAR(area, AreaIn(*scene.spread), 1e-3);
 }
 
+TEST(DivideText, PicturesOfLettersBecomeFillsOfTheirPieces) {
+    Scene scene;
+    auto const text = MakeTextFrame({10, 10, 210, 110}, "\xF0\x9F\xA6\xA9");
+    text->SetBrushFillDescriptor({});
+    scene.PutAndSelect({text});
+    auto const before = scene.controller->GetHash(false);
+    auto const composed = text->MakeComposedText();
+    ASSERT_TRUE(Story::HasPictureGlyphs(*composed));
+    auto const outline = Story::GetTextOutline(*composed);
+    Divide(scene);
+    auto const pieces = PiecesIn(*scene.spread);
+    ASSERT_EQ(1u, pieces.size());
+    EXPECT_NEAR(outline->GetArea(), AreaOf(*pieces.front()), 1e-3);
+    EXPECT_EQ(Renderer::FillType::Bitmap, pieces.front()->GetBrushFillDescriptor(true)->GetFill()->GetType());
+    scene.controller->Undo();
+    EXPECT_EQ(before, scene.controller->GetHash(false));
+}
+
 TEST(DivideText, LettersAreCutByWhatLiesOverThem) {
     Scene scene;
     auto const text = MakeTextFrame({10, 10, 210, 110}, "Hi");

@@ -17,7 +17,9 @@ enum class DrawMode : unsigned {
     All = 39
 };
 
-// Replays composed text into a target, as outlines: one call for each span of one appearance on a line.
+// Replays composed text into a target, as outlines: one call for each span of one appearance on a line, and one for
+// each layer or picture of a glyph with colours of its own. These are shown where the span's fill is: with the alpha
+// and the blend mode of the fill, and without the span's line.
 class REDRAFT_ENGINE TextRenderer {
 public:
     TextRenderer(Kernel::Counted<Renderer::RenderTarget> target, ComposedFramePtr const& frame)
@@ -40,7 +42,10 @@ private:
     bool m_isSilhouette = false;
 };
 
-// The outlines of all glyphs of a frame in the space of its node, without decorations.
+// The outlines of all glyphs of a frame in the space of its node, without decorations. A glyph with layers has those of
+// its layers, one that is a picture the picture's rectangle.
 REDRAFT_ENGINE Kernel::Counted<Geometry::PolyCurveDbl const> GetTextOutline(ComposedFrame const& frame);
+// Whether a glyph of the frame is a picture.
+REDRAFT_ENGINE bool HasPictureGlyphs(ComposedFrame const& frame);
 
 } // namespace Story

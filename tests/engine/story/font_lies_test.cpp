@@ -1,118 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/font.h"
+#include "tests/engine/story/made_fonts.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
+using namespace MadeFonts;
 using Story::FontFace;
-
-// Bytes as font files have them: the greater first.
-class Bytes {
-public:
-    Bytes& U8(unsigned value) {
-        m_bytes.push_back(static_cast<char>(value));
-        return *this;
-    }
-    Bytes& U16(unsigned value) { return U8(value >> 8 & 0xFF).U8(value & 0xFF); }
-    Bytes& U32(std::uint64_t value) {
-        return U16(static_cast<unsigned>(value >> 16 & 0xFFFF)).U16(static_cast<unsigned>(value & 0xFFFF));
-    }
-    Bytes& Zeros(std::size_t count) {
-        m_bytes.append(count, '\0');
-        return *this;
-    }
-    std::string const& Get() const { return m_bytes; }
-
-private:
-    std::string m_bytes;
-};
-
-using Tables = std::map<std::string, std::string>;
-
-// Triangles in a font of 1000 units.
-std::string MakeTriangle() {
-    Bytes glyph;
-    glyph.U16(1).U16(0).U16(0).U16(500).U16(500).U16(2).U16(0);
-    glyph.U8(1).U8(1).U8(1);
-    glyph.U16(0).U16(500).U16(0xFE0C).U16(0).U16(0).U16(500).U8(0);
-    return glyph.Get();
-}
-std::string MakeComposite(std::vector<unsigned> const& parts) {
-    Bytes glyph;
-    glyph.U16(0xFFFF).Zeros(8);
-    for (std::size_t i = 0; i != parts.size(); ++i)
-        glyph.U16(i + 1 == parts.size() ? 0x0003 : 0x0023).U16(parts[i]).U16(0).U16(0);
-    return glyph.Get();
-}
-
-// A font whose letters from A on are the glyphs from 1 on.
-Tables MakeTables(std::vector<std::string> const& glyphs) {
-    Tables tables;
-    auto const count = static_cast<unsigned>(glyphs.size());
-    tables["head"] = Bytes()
-                         .U32(0x10000)
-                         .U32(0x10000)
-                         .U32(0)
-                         .U32(0x5F0F3CF5)
-                         .U16(0)
-                         .U16(1000)
-                         .Zeros(16)
-                         .U16(0)
-                         .U16(0)
-                         .U16(1000)
-                         .U16(1000)
-                         .U16(0)
-                         .U16(8)
-                         .U16(2)
-                         .U16(1)
-                         .U16(0)
-                         .Get();
-    tables["hhea"] = Bytes().U32(0x10000).U16(800).U16(0xFF38).U16(0).U16(1000).Zeros(22).U16(0).U16(1).Get();
-    tables["maxp"] = Bytes().U32(0x10000).U16(count).Zeros(26).Get();
-    Bytes metrics;
-    metrics.U16(600).U16(0).Zeros(2 * (count - 1));
-    tables["hmtx"] = metrics.Get();
-    Bytes cmap;
-    cmap.U16(0).U16(1).U16(3).U16(10).U32(12);
-    cmap.U16(12).U16(0).U32(28).U32(0).U32(1).U32('A').U32('A' + count - 2).U32(1);
-    tables["cmap"] = cmap.Get();
-    Bytes places;
-    std::string all;
-    for (auto const& glyph : glyphs) {
-        places.U32(all.size());
-        all += glyph;
-        all.resize((all.size() + 3) / 4 * 4);
-    }
-    places.U32(all.size());
-    tables["loca"] = places.Get();
-    tables["glyf"] = all;
-    return tables;
-}
-
-std::string MakeFile(Tables const& tables) {
-    Bytes directory;
-    auto const count = static_cast<unsigned>(tables.size());
-    directory.U32(0x10000).U16(count).U16(128).U16(3).U16(0);
-    std::size_t at = 12 + tables.size() * 16;
-    std::string content;
-    for (auto const& [tag, bytes] : tables) {
-        for (char const c : tag)
-            directory.U8(static_cast<unsigned char>(c));
-        directory.U32(0).U32(at + content.size()).U32(bytes.size());
-        content += bytes;
-        content.resize((content.size() + 3) / 4 * 4);
-    }
-    return directory.Get() + content;
-}
 
 class FontLies : public testing::Test {
 protected:
