@@ -5,6 +5,7 @@
 #include "shell/values.h"
 
 #include <array>
+#include <numbers>
 
 namespace Shell {
 
@@ -93,6 +94,10 @@ void WriteLine(JsonWriter& json, LineStyleDescriptorConst const& line, bool behi
         json.Member("cap", GetName(c_caps, style->GetCap()));
         json.Member("join", GetName(c_joins, style->GetJoin()));
         json.Member("mitreLimit", style->GetMitreLimit());
+        if (auto const& brush = style->GetBrush(); brush.IsBroad()) {
+            json.Member("brushRoundness", brush.roundness);
+            json.Member("brushAngle", brush.angle * 180 / std::numbers::pi);
+        }
         if (!style->GetDashPattern().empty()) {
             json.Key("dashes").BeginArray();
             for (double const length : style->GetDashPattern())

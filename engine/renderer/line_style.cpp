@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/renderer/line_style.h"
 
+#include "engine/geometry/deterministic_math.h"
 #include "engine/renderer/value_hash.h"
+
+#include <algorithm>
+#include <cmath>
 
 namespace Renderer {
 
@@ -25,6 +29,17 @@ void LineStyle::SetWeight(std::optional<double> weight) {
     m_weight = weight.value_or(0);
 }
 
+bool LineBrush::IsBroad() const { return roundness > 0 && roundness < 1 && std::isfinite(angle); }
+
+Geometry::Transform LineBrush::GetShape() const {
+    constexpr double c_narrowest = 0.01;
+    if (!IsBroad())
+        return {};
+    auto const [sine, cosine] = Geometry::Detail::GetSineCosine(angle);
+    Geometry::Transform const turn({cosine, -sine, 0, sine, cosine, 0}), back({cosine, sine, 0, -sine, cosine, 0});
+    return turn * Geometry::Transform::Scale(1, std::max(roundness, c_narrowest)) * back;
+}
+
 std::size_t LineStyle::GetHash() const {
     Detail::ValueHash hash;
     hash.Add(std::uint64_t{static_cast<std::uint32_t>(m_type)} * 65536 + static_cast<std::uint32_t>(m_cap) * 256u +
@@ -32,13 +47,15 @@ std::size_t LineStyle::GetHash() const {
     hash.Add(std::uint64_t{m_hasWeight}).Add(m_weight).Add(m_mitreLimit).Add(m_dashPhase);
     for (double const length : m_dashPattern)
         hash.Add(length);
+    if (m_brush != LineBrush())
+        hash.Add(m_brush.roundness).Add(m_brush.angle);
     return hash.Get();
 }
 
 bool operator==(LineStyle const& a, LineStyle const& b) {
     return a.m_type == b.m_type && a.m_cap == b.m_cap && a.m_join == b.m_join && a.m_hasWeight == b.m_hasWeight &&
            a.m_weight == b.m_weight && a.m_mitreLimit == b.m_mitreLimit && a.m_dashPhase == b.m_dashPhase &&
-           a.m_dashPattern == b.m_dashPattern;
+           a.m_dashPattern == b.m_dashPattern && a.m_brush == b.m_brush;
 }
 
 Kernel::Counted<LineStyleArrowHead> LineStyleArrowHead::CloneWithNewScale(double scaleX, double scaleY) const {

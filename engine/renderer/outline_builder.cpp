@@ -3,6 +3,7 @@
 
 #include "engine/renderer/stroker.h"
 #include "platform/geometry/curve_operations.h"
+#include "platform/renderer/line_outline.h"
 
 #include <algorithm>
 #include <cmath>
@@ -113,8 +114,10 @@ public:
         }
         weight *= request.widthFactor;
         m_shape.halfWidth = weight / 2;
-        m_shape.cap = style.GetCap();
-        m_shape.join = style.GetJoin();
+        m_shape.cap = style.GetDrawnCap();
+        m_shape.join = style.GetDrawnJoin();
+        if (style.GetBrush().IsBroad())
+            m_nib = GetNib(style.GetBrush());
         m_shape.mitreLimit = std::isfinite(style.GetMitreLimit()) ? std::max(1.0, style.GetMitreLimit()) : 1;
         m_shape.tolerance = c_flatteningTolerance / pixelsPerUnit;
         // The doubled line of an alignment has the dashes of the single one.
@@ -176,7 +179,41 @@ private:
             AddStroke(out);
     }
 
+    // In the space that the line is made in: it turns with an object that the line scales with.
+    Transform GetNib(LineBrush const& brush) const {
+        Transform const shape = brush.GetShape();
+        if (!m_request.style.GetScaleWithObject() || m_space.IsIdentity())
+            return shape;
+        auto turn = m_space.GetParams();
+        turn.tx = turn.ty = 0;
+        return Transform(turn) * shape * Transform(turn).GetInverse();
+    }
+
     void AddStroke(Polygons& out) {
+        if (m_nib.IsIdentity()) {
+            AddDashes(out);
+            return;
+        }
+        Polygons piece;
+        AddDashes(piece);
+        piece.ApplyTransform(m_nib);
+        out.Append(piece);
+    }
+
+    // One dash, or the whole contour. Under a nib lines are made where it is a circle.
+    void Stroke(Stroker& stroker, Polyline const& line) const {
+        if (m_nib.IsIdentity()) {
+            stroker.Stroke(line);
+            return;
+        }
+        Transform const toCircle = m_nib.GetInverse();
+        Polyline turned = line;
+        for (LinePoint& point : turned.points)
+            point.p = toCircle.Apply(point.p);
+        stroker.Stroke(turned);
+    }
+
+    void AddDashes(Polygons& out) {
         Stroker stroker(m_shape, out);
         if (!m_dashes.lengths.empty()) {
             Polygons dashes;
@@ -187,7 +224,7 @@ private:
             double pixels = 0;
             if (ForEachDash(m_line, m_dashes, m_visible, [&](Polyline const& dash) {
                     if (IsSeen(dash)) {
-                        dashStroker.Stroke(dash);
+                        Stroke(dashStroker, dash);
                         pixels += pixelsEach;
                     }
                     return dashes.GetPoints().size() <= c_maximumDashPoints && pixels <= c_maximumDashPixels;
@@ -196,7 +233,7 @@ private:
                 return;
             }
         }
-        stroker.Stroke(m_line);
+        Stroke(stroker, m_line);
     }
 
     bool IsSeen(Polyline const& line) const {
@@ -326,6 +363,8 @@ private:
     // From the curves' space to the one the line is made in, and on to pixels.
     Transform m_space;
     Transform m_toPixels;
+    // From a circle to the nib; the identity for a plain line.
+    Transform m_nib;
     StrokeShape m_shape;
     DashPattern m_dashes;
     RectDbl m_visible;
@@ -371,8 +410,8 @@ double GetLineReach(LineRequest const& request) {
     double const weight = style.GetWeightOrZero() * request.widthFactor * pixelsPerUnit;
     StrokeShape shape;
     shape.halfWidth = weight / 2;
-    shape.cap = style.GetCap();
-    shape.join = style.GetJoin();
+    shape.cap = style.GetDrawnCap();
+    shape.join = style.GetDrawnJoin();
     shape.mitreLimit = style.GetMitreLimit();
     double reach = shape.GetReach();
     if (auto const& pressure = line.GetPressure()) {
@@ -401,3 +440,34 @@ void AddLineOutline(Geometry::PolyCurveDbl const& curves, LineRequest const& req
 }
 
 } // namespace Renderer::Detail
+
+namespace Renderer {
+
+Kernel::Counted<Geometry::PolyCurveDbl> MakeLineOutline(Geometry::PolyCurveDbl const& curves,
+                                                        LineStyleDescriptorConst const& line,
+                                                        Geometry::Transform const& toTarget, double tolerance) {
+    // A pixel is as large as its tolerance says.
+    double const scale = Detail::c_flatteningTolerance / tolerance;
+    Geometry::Transform const toPixels = Geometry::Transform::Scale(scale, scale) * toTarget;
+    auto const visible = Detail::GetHullBounds(curves, toPixels);
+    if (!visible)
+        return {};
+    Detail::Polygons polygons;
+    Detail::AddLineOutline(curves, {line, toPixels, scale, *visible}, polygons);
+    if (polygons.empty())
+        return {};
+    polygons.ApplyTransform(toPixels.GetInverse());
+    auto const outline = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
+    for (std::size_t i = 0; i != polygons.GetCount(); ++i) {
+        auto const polygon = polygons.GetPolygon(i);
+        auto const curve = Kernel::MakeCounted<Geometry::CurveDbl>();
+        curve->MoveTo(polygon.front());
+        for (auto const& p : polygon.subspan(1))
+            curve->LineTo(p);
+        curve->Close();
+        outline->AddCurve(curve);
+    }
+    return outline;
+}
+
+} // namespace Renderer

@@ -125,6 +125,11 @@ void LineStyle::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Mitr", m_mitreLimit);
     Kernel::SaveValue(out, "Dash", m_dashPattern);
     Kernel::SaveValue(out, "DPhs", m_dashPhase);
+    // Lines without a nib keep the form, and so the hash, that they had before there were nibs.
+    if (m_brush == LineBrush())
+        return;
+    Kernel::SaveValue(out, "BRnd", m_brush.roundness);
+    Kernel::SaveValue(out, "BAng", m_brush.angle);
 }
 bool LineStyle::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, "Type", m_type);
@@ -135,6 +140,8 @@ bool LineStyle::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigne
     Kernel::LoadValue(in, "Mitr", m_mitreLimit);
     Kernel::LoadValue(in, "Dash", m_dashPattern);
     Kernel::LoadValue(in, "DPhs", m_dashPhase);
+    Kernel::LoadValue(in, "BRnd", m_brush.roundness);
+    Kernel::LoadValue(in, "BAng", m_brush.angle);
     Limit(m_type, LineType::Dashed);
     Limit(m_cap, LineCap::Round);
     Limit(m_join, LineJoin::Bevel);

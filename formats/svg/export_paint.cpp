@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "formats/svg/exporter.h"
+#include "platform/geometry/path_data.h"
 #include "platform/kernel/cast.h"
 #include "platform/renderer/colour_profiles.h"
+#include "platform/renderer/line_outline.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
@@ -220,6 +223,54 @@ void Exporter::WriteLine(LineStyleInterface const& line, Node const& node) {
         m_report.Add("line pressure", Describe(node));
     if (descriptor->GetFrontArrowHead() || descriptor->GetBackArrowHead())
         m_report.Add("arrow head", Describe(node));
+    if (style.GetBrush().IsBroad())
+        m_report.Add("line brush", Describe(node));
+}
+
+Kernel::Counted<Geometry::PolyCurveDbl> Exporter::FindLineOutline(CurvesNode const& node) {
+    auto const line = node.GetLineStyleDescriptor();
+    auto const pen = node.GetPenFillDescriptor();
+    auto const curves = node.GetOutline();
+    if (!line || !pen || !curves || !line->IsLineStyleVisible(*pen))
+        return {};
+    bool const hasHeads = (line->GetFrontArrowHead() || line->GetBackArrowHead()) &&
+                          std::ranges::any_of(curves->GetCurves(), [](auto const& curve) { return !curve->IsClosed(); });
+    if (!hasHeads && !line->GetPressure() && !line->GetLineStyle()->GetBrush().IsBroad())
+        return {};
+    // No farther off than pictures of twice the size show.
+    constexpr double c_tolerance = 1.0 / 64;
+    return Renderer::MakeLineOutline(*curves, *line, node.GetBaseToSpreadTransform(), c_tolerance);
+}
+
+void Exporter::WriteShapeWithOutline(CurvesNode const& node, Geometry::PolyCurveDbl const& outline, Step const& step) {
+    m_out.Open("g");
+    WriteCommon(node, step);
+    m_out.EndStart();
+    WriteTitle(m_out, node, FindId(node, step));
+    auto const writeFill = [&] {
+        if (node.IsBrushFillNone())
+            return;
+        std::string_view const element = ChooseElement(node);
+        m_out.Open(element);
+        WritePaint("fill", *node.GetBrushFillDescriptor(true), node);
+        WriteGeometry(m_out, node, element, "fill-rule");
+        m_out.EndEmpty();
+    };
+    auto const writeLine = [&] {
+        m_out.Open("path");
+        WritePaint("fill", *node.GetPenFillDescriptor(), node);
+        m_out.Attribute("d", Geometry::WritePathData(outline));
+        m_out.EndEmpty();
+    };
+    if (node.IsLineBehindFill()) {
+        writeLine();
+        writeFill();
+    } else {
+        writeFill();
+        writeLine();
+    }
+    m_out.Close("g");
+    m_report.Add("line drawn as an outline", Describe(node));
 }
 
 } // namespace Formats::Svg

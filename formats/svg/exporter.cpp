@@ -318,6 +318,8 @@ void Exporter::WriteNode(Step const& step) {
 }
 
 void Exporter::WriteShape(CurvesNode const& node, Step const& step) {
+    if (auto const outline = FindLineOutline(node))
+        return WriteShapeWithOutline(node, *outline, step);
     std::string_view const element = ChooseElement(node);
     m_out.Open(element);
     WriteCommon(node, step);

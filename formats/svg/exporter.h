@@ -113,6 +113,10 @@ private:
     // The id of the `pattern` that shows a bitmap or a pattern; an empty text is one that paints nothing.
     std::string FindPattern(Renderer::FillDescriptorConst const& paint, Node const& node);
     void WriteLine(LineStyleInterface const& line, Node const& node);
+    // The outline of a line that the format has no words for: with heads, pressure or a nib. Null for others.
+    static Kernel::Counted<Geometry::PolyCurveDbl> FindLineOutline(CurvesNode const& node);
+    // A shape as a group of its fill and such an outline.
+    void WriteShapeWithOutline(CurvesNode const& node, Geometry::PolyCurveDbl const& outline, Step const& step);
     std::string DefineGradient(Renderer::FillDescriptorConst const& paint, Node const& node);
     void WriteColour(XmlWriter& out, std::string_view property, Renderer::Colour const& colour, Node const& node);
 

@@ -3,6 +3,8 @@
 
 #include "platform/geometry/path_data.h"
 
+#include <numbers>
+
 namespace Commands {
 
 namespace {
@@ -10,11 +12,12 @@ namespace {
 // As SVG path data.
 constexpr std::string_view c_arrowHeadPaths[] = {
     "",
-    "M0,0 L-4,2 L-4,-2 Z",
-    "M0,0 L-5,2.5 L-3.5,0 L-5,-2.5 Z",
-    "M0,0 C0,1.1 -0.9,2 -2,2 C-3.1,2 -4,1.1 -4,0 C-4,-1.1 -3.1,-2 -2,-2 C-0.9,-2 0,-1.1 0,0 Z",
-    "M0,1.5 L-3,1.5 L-3,-1.5 L0,-1.5 Z",
-    "M0,2 L-1,2 L-1,-2 L0,-2 Z",
+    "M4,0 L0,2 L0,-2 Z",
+    "M3.5,0 L-1.5,2.5 L0,0 L-1.5,-2.5 Z",
+    // The line reaches into the circle to where that is as wide.
+    "M3.93,0 C3.93,1.1 3.03,2 1.93,2 C0.83,2 -0.07,1.1 -0.07,0 C-0.07,-1.1 0.83,-2 1.93,-2 C3.03,-2 3.93,-1.1 3.93,0 Z",
+    "M3,1.5 L0,1.5 L0,-1.5 L3,-1.5 Z",
+    "M1,2 L0,2 L0,-2 L1,-2 Z",
 };
 static_assert(std::size(c_arrowHeadPaths) == std::size(c_arrowHeadNames));
 
@@ -39,6 +42,7 @@ LineArgument::operator Kernel::Counted<Renderer::LineStyleDescriptor>() const {
     style->SetCap(cap);
     style->SetJoin(join);
     style->SetMitreLimit(mitreLimit);
+    style->SetBrush({brushRoundness, brushAngle * std::numbers::pi / 180});
     style->SetDashPattern(dash);
     style->SetDashPhase(dashPhase);
     auto line = Kernel::MakeCounted<Renderer::LineStyleDescriptor>(Kernel::Consolidated<Renderer::LineStyle>(style));

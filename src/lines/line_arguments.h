@@ -35,7 +35,7 @@ using LinePropertySet = OutsideFlags<LineProperty>;
 
 enum class ArrowHeadShape : std::uint32_t { None = 0, Arrow = 1, Barbed = 2, Circle = 3, Square = 4, Bar = 5 };
 
-// The outline of a head, in weights of the line: its tip is at (0, 0), x leads out of the line. Null for None.
+// The outline of a head, in weights of the line: the line ends at (0, 0), x leads out of it. Null for None.
 REDRAFT_API Kernel::Counted<Geometry::PolyCurveDbl const> MakeArrowHeadShape(ArrowHeadShape shape);
 
 // A line as a record of values. Lengths are in document units (1/96 inch); dashes are in multiples of the weight.
@@ -45,6 +45,9 @@ struct LineArgument {
     Renderer::LineCap cap = Renderer::LineCap::Butt;
     Renderer::LineJoin join = Renderer::LineJoin::Mitre;
     double mitreLimit = 4;
+    double brushRoundness = 1;
+    // In degrees.
+    double brushAngle = 0;
     // A solid line with a pattern is a dashed one.
     std::vector<double> dash;
     double dashPhase = 0;
@@ -66,6 +69,12 @@ struct LineArgument {
             Unstored{&This::cap}.As("cap", "the ends of lines and dashes", Renderer::LineCap::Butt),
             Unstored{&This::join}.As("join", "the corners", Renderer::LineJoin::Mitre),
             Unstored{&This::mitreLimit}.As("mitreLimit", "sharper corners are bevelled, as in SVG", 4.0).AtLeast(1),
+            Unstored{&This::brushRoundness}
+                .As("brushRoundness", "the nib's width by its length; below 1 it is a broad pen", 1.0)
+                .AtLeast(0),
+            Unstored{&This::brushAngle}
+                .As("brushAngle", "which way the nib's length lies, clockwise from the x axis", 0.0)
+                .In("degrees"),
             Unstored{&This::dash}
                 .As("dash", "lengths of dashes and gaps", std::array<double, 0>())
                 .In("multiples of the weight")

@@ -2,9 +2,12 @@
 #include "lines/set_line_descriptor_command.h"
 #include "lines/set_scale_line_style_command.h"
 #include "platform/document/document_controller.h"
+#include "platform/geometry/path_data.h"
+#include "platform/renderer/line_outline.h"
 #include "tests/support/documents.h"
 
 #include <gtest/gtest.h>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -109,6 +112,48 @@ TEST(SetLineDescriptor, OfTypeAndWeightIsOneInnerCommand) {
     EXPECT_EQ("Set linestyle", command->GetDescription().GetText().ToStdString());
     command->Do();
     EXPECT_EQ(5, scene.WeightOf(*scene.lined));
+}
+
+TEST(SetLineDescriptor, OfABrushSetsTheNibAlone) {
+    Scene const scene;
+    Kernel::Counted<LineStyleDescriptor> const line = LineArgument{
+        .weight = 9, .cap = Renderer::LineCap::Round, .brushRoundness = 0.25, .brushAngle = 90, .dash = {}};
+    auto const command = scene.Dequeued(line, Bit(LineProperty::Brush));
+    EXPECT_EQ("SetLineStyleCommand", NamesOf(*command));
+    command->Do();
+    auto const style = scene.lined->GetLineStyleDescriptor()->GetLineStyle();
+    EXPECT_EQ(0.25, style->GetBrush().roundness);
+    EXPECT_DOUBLE_EQ(std::acos(0.0), style->GetBrush().angle);
+    EXPECT_EQ(2, style->GetWeightOrZero());
+    EXPECT_EQ(Renderer::LineCap::Butt, style->GetCap());
+    command->Undo();
+    EXPECT_EQ(Renderer::LineBrush(), scene.lined->GetLineStyleDescriptor()->GetLineStyle()->GetBrush());
+}
+
+// Every head ends in its own shape: the line neither shows beyond its tip nor leaves a gap behind it.
+TEST(SetLineDescriptor, HeadsLieOnTheEndsOfTheLineOrBeyondThem) {
+    auto const curve = Geometry::ReadPathData("M20 50H120").curves;
+    for (auto const shape : {ArrowHeadShape::Arrow, ArrowHeadShape::Barbed, ArrowHeadShape::Circle,
+                             ArrowHeadShape::Square, ArrowHeadShape::Bar}) {
+        double const length = MakeArrowHeadShape(shape)->GetBounds()->right;
+        for (bool const isBeyond : {false, true}) {
+            auto const line = Line(6)->Clone();
+            line->SetBackArrowHead(Kernel::MakeCounted<LineStyleArrowHead const>(MakeArrowHeadShape(shape), 1, 1));
+            line->SetArrowHeadsBeyondEnds(isBeyond);
+            auto const outline = Renderer::MakeLineOutline(*curve, *line, {}, 1.0 / 64);
+            auto const bounds = outline->GetBounds();
+            ASSERT_TRUE(bounds);
+            EXPECT_NEAR(bounds->right, isBeyond ? 120 + 6 * length : 120, 0.05) << static_cast<int>(shape);
+            // The shaft ends where the head begins.
+            double shaftEnd = 0;
+            for (auto const& polygon : outline->GetCurves()) {
+                auto const box = *polygon->GetBounds();
+                if (box.left < 21)
+                    shaftEnd = box.right;
+            }
+            EXPECT_NEAR(shaftEnd, isBeyond ? 120 : 120 - 6 * length, 0.05) << static_cast<int>(shape);
+        }
+    }
 }
 
 TEST(SetLineDescriptor, IsDescribedByItsWholeMask) {

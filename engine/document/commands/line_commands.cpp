@@ -269,6 +269,8 @@ void SetLineStyleCommand::Apply(LineStyleArguments const& arguments, LineStyleDe
         style->SetType(wanted.GetType());
     if (isMeant(2 | 256))
         style->SetWeight(wanted.GetWeight());
+    if (isMeant(4))
+        style->SetBrush(wanted.GetBrush());
     if (isMeant(8))
         style->SetCap(wanted.GetCap());
     if (isMeant(16))

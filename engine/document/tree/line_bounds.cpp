@@ -120,12 +120,12 @@ private:
     }
 
     void AddJoin(PointDbl p, PointDbl from, PointDbl to) {
-        if (m_style.GetJoin() == Renderer::LineJoin::Round)
+        if (m_style.GetDrawnJoin() == Renderer::LineJoin::Round)
             return AddPen(p);
         double const cosine = from.x * to.x + from.y * to.y;
         double const limit = std::max(1.0, m_style.GetMitreLimit());
         // The square of the mitre's length over the width is 2 / (1 + cosine).
-        if (m_style.GetJoin() != Renderer::LineJoin::Mitre || !(2 <= limit * limit * (1 + cosine)))
+        if (m_style.GetDrawnJoin() != Renderer::LineJoin::Mitre || !(2 <= limit * limit * (1 + cosine)))
             return;
         double const cross = from.x * to.y - from.y * to.x;
         double const reach = (cross < 0 ? -m_half : m_half) / (1 + cosine);
@@ -133,17 +133,17 @@ private:
     }
 
     void AddCap(PointDbl p, PointDbl direction) {
-        if (m_style.GetCap() == Renderer::LineCap::Round)
+        if (m_style.GetDrawnCap() == Renderer::LineCap::Round)
             AddPen(p);
-        else if (m_style.GetCap() == Renderer::LineCap::Square)
+        else if (m_style.GetDrawnCap() == Renderer::LineCap::Square)
             AddAcross({p.x + direction.x * m_half, p.y + direction.y * m_half}, direction);
     }
 
     void AddDot(PointDbl p) {
         AddPoint(p);
-        if (m_style.GetCap() == Renderer::LineCap::Round)
+        if (m_style.GetDrawnCap() == Renderer::LineCap::Round)
             AddPen(p);
-        else if (m_style.GetCap() == Renderer::LineCap::Square)
+        else if (m_style.GetDrawnCap() == Renderer::LineCap::Square)
             for (PointDbl const& direction : {PointDbl{1, 0}, PointDbl{-1, 0}})
                 AddAcross({p.x + direction.x * m_half, p.y}, direction);
     }
@@ -158,7 +158,7 @@ private:
 // Surely enough, whatever the line does, in the space that it is drawn in.
 double GetFarthestReach(Renderer::LineStyleDescriptorConst const& line, double half) {
     auto const& style = *line.GetLineStyle();
-    double const corner = style.GetJoin() == Renderer::LineJoin::Mitre ? std::max(style.GetMitreLimit(), 1.0) : 1;
+    double const corner = style.GetDrawnJoin() == Renderer::LineJoin::Mitre ? std::max(style.GetMitreLimit(), 1.0) : 1;
     double reach = half * std::max(corner, std::numbers::sqrt2);
     if (auto const& pressure = line.GetPressure()) {
         auto const bounds = pressure->GetBounds();
@@ -210,10 +210,19 @@ Rect GetLineBounds(Geometry::PolyCurveDbl const& outline, Renderer::LineStyleDes
         return *bounds;
     if (line.GetPressure() || line.GetFrontArrowHead() || line.GetBackArrowHead())
         return GrownByReach(*bounds, line, half, toSpread);
-    LineExtent extent(*line.GetLineStyle(), half, scales ? toSpread : Params{});
+    auto const& style = *line.GetLineStyle();
+    Transform toLine = scales ? Transform() : Transform(toSpread);
+    Transform fromLine = scales ? Transform(toSpread) : Transform();
+    if (style.GetBrush().IsBroad()) {
+        // The line is made where its nib is a circle.
+        Transform const nib = style.GetBrush().GetShape();
+        toLine = nib.GetInverse() * toLine;
+        fromLine = fromLine * nib;
+    }
+    LineExtent extent(style, half, fromLine.GetParams());
     for (auto const& curve : outline.GetCurves()) {
         if (!curve->empty())
-            extent.Add(*curve, scales ? Transform() : Transform(toSpread));
+            extent.Add(*curve, toLine);
     }
     // The fill may reach farther than a bevelled line of it.
     Rect const covered = extent.Get();

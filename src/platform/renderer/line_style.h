@@ -15,6 +15,23 @@ enum class LineCap : std::uint32_t { Butt = 0, Square = 1, Round = 2 };
 enum class LineJoin : std::uint32_t { Mitre = 0, Round = 1, Bevel = 2 };
 enum class StrokeAlignment : std::uint32_t { Centre = 0, Inside = 1, Outside = 2 };
 
+// The nib of a broad pen: an ellipse as long as the line's weight. A line drawn with it is all that the nib passes over,
+// so that it has neither caps nor joins of its own.
+struct REDRAFT_ENGINE LineBrush {
+    // The nib's width as a part of its length, above 0; from 1 on it is the round point of a plain line, which has caps
+    // and joins. Below 0.01 it is drawn as 0.01.
+    double roundness = 1;
+    // Of its long axis, in radians from the x axis to the y axis; the nib turns with the object where the line scales
+    // with it.
+    double angle = 0;
+
+    // Whether there is a nib. Values that are not finite, and a roundness of 0 or less, give none.
+    bool IsBroad() const;
+    // Maps a circle to the nib.
+    Geometry::Transform GetShape() const;
+    friend bool operator==(LineBrush const&, LineBrush const&) = default;
+};
+
 // The shape of a line, without its paint. Immutable once it is consolidated.
 class REDRAFT_ENGINE LineStyle final : public Kernel::Serialisable {
 public:
@@ -34,6 +51,11 @@ public:
     void SetCap(LineCap cap) { m_cap = cap; }
     LineJoin GetJoin() const { return m_join; }
     void SetJoin(LineJoin join) { m_join = join; }
+    LineBrush const& GetBrush() const { return m_brush; }
+    void SetBrush(LineBrush const& brush) { m_brush = brush; }
+    // What is drawn: under a broad nib both are round ones of the nib.
+    LineCap GetDrawnCap() const { return m_brush.IsBroad() ? LineCap::Round : m_cap; }
+    LineJoin GetDrawnJoin() const { return m_brush.IsBroad() ? LineJoin::Round : m_join; }
     // The largest ratio of a mitre's length to the weight; sharper corners are bevelled (SVG 2, 13.5.5).
     double GetMitreLimit() const { return m_mitreLimit; }
     void SetMitreLimit(double limit) { m_mitreLimit = limit; }
@@ -62,6 +84,7 @@ private:
     double m_mitreLimit = 4;
     double m_dashPhase = 0;
     std::vector<double> m_dashPattern;
+    LineBrush m_brush;
 };
 
 // A filled shape at the end of a line. Immutable once it is shared.

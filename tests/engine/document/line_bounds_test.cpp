@@ -91,6 +91,8 @@ TEST(LineBounds, NothingIsPaintedOutsideAndStraightLinesFillThem) {
         style.SetMitreLimit(number(1, 5));
         style.SetCap(static_cast<LineCap>(random() % 3));
         style.SetJoin(static_cast<LineJoin>(random() % 3));
+        if (i % 3 == 0)
+            style.SetBrush({number(0.05, 1), number(-4, 4)});
         Paint const paint = Lined(style);
         auto const bounds = GetLineBounds(*Path(curve), paint.lineStyle, {});
         RasterRenderTarget target(Size(120, 120));

@@ -35,6 +35,73 @@ TEST(Stroke, CapsHaveTheirAreas) {
     EXPECT_NEAR(GetDrawnArea(line, Lined(Style(12, LineCap::Round))), length * 12 + pi * 36, 1);
 }
 
+LineStyle Nibbed(double weight, double roundness, double angle) {
+    // Neither cap nor join shows.
+    LineStyle style = Style(weight, LineCap::Square, LineJoin::Bevel);
+    style.SetBrush({roundness, angle});
+    return style;
+}
+
+TEST(Stroke, ANibGivesLinesItsExtentAcrossThem) {
+    double const nib = pi * 10 * 2; // of 20 units at 0.2
+    EXPECT_NEAR(GetDrawnArea(Path("M40 60H150"), Lined(Nibbed(20, 0.2, 0))), 110 * 4 + nib, 1);
+    EXPECT_NEAR(GetDrawnArea(Path("M40 60H150"), Lined(Nibbed(20, 0.2, pi / 2))), 110 * 20 + nib, 1);
+    EXPECT_NEAR(GetDrawnArea(Path("M60 40V150"), Lined(Nibbed(20, 0.2, 0))), 110 * 20 + nib, 1);
+    // Along an axis of the nib's own at 30 degrees it is as narrow as the nib.
+    double const x = 110 * std::cos(pi / 6), y = 110 * std::sin(pi / 6);
+    auto const curve = MakeCounted<Geometry::CurveDbl>();
+    curve->MoveTo({40, 40});
+    curve->LineTo({40 + x, 40 + y});
+    EXPECT_NEAR(GetDrawnArea(Path(curve), Lined(Nibbed(20, 0.2, pi / 6))), 110 * 4 + nib, 1);
+    // A ring: twice the mean extent across it, by the perimeter of the ellipse over pi.
+    double const ring = GetDrawnArea(Path(Geometry::MakeEllipse({40, 40, 140, 140})), Lined(Nibbed(12, 0.5, 1)));
+    double perimeter = 0;
+    for (int i = 0; i != 1000; ++i) {
+        double const t = 2 * pi * (i + 0.5) / 1000;
+        perimeter += std::hypot(6 * std::sin(t), 3 * std::cos(t)) * 2 * pi / 1000;
+    }
+    EXPECT_NEAR(ring, 2 * pi * 50 * perimeter / pi, 3);
+}
+
+TEST(Stroke, ANibTurnsAndStretchesWithAnObjectThatItsLineScalesWith) {
+    auto const area = [](LineStyle const& style, Geometry::Transform const& transform, bool scales) {
+        Paint paint = Lined(style);
+        LineStyleDescriptor line(paint.lineStyle);
+        line.SetScaleWithObject(scales);
+        paint.lineStyle = line;
+        RasterRenderTarget target(Size(200, 200));
+        target.PushTransform(transform);
+        target.DrawCurves(Path("M0 0H50"), paint, WindingOrderMode::NonZero);
+        target.PopTransform();
+        return Pixels(target).GetArea();
+    };
+    double const nib = pi * 10 * 2;
+    Geometry::Transform const turned({0, -1, 100, 1, 0, 40}), mirrored({-1, 0, 150, 0, 1, 60}),
+        doubled({2, 0, 40, 0, 2, 60}), wide({2, 0, 40, 0, 1, 60});
+    LineStyle const flat = Nibbed(20, 0.2, 0), slanted = Nibbed(20, 0.2, pi / 4);
+    EXPECT_NEAR(area(flat, turned, true), 50 * 4 + nib, 1);
+    EXPECT_NEAR(area(flat, turned, false), 50 * 20 + nib, 1);
+    EXPECT_NEAR(area(flat, doubled, true), 4 * (50 * 4 + nib), 2);
+    EXPECT_NEAR(area(flat, wide, true), 2 * (50 * 4 + nib), 2);
+    EXPECT_NEAR(area(slanted, mirrored, true), area(slanted, {{1, 0, 50, 0, 1, 60}}, true), 0.5);
+}
+
+TEST(Stroke, NibsThatAreNoneAreRound) {
+    double const plain = GetDrawnArea(Path("M40 60H150"), Lined(Style(20)));
+    for (double const roundness : {1.0, 7.0, 0.0, -3.0, std::nan(""), HUGE_VAL})
+        EXPECT_EQ(GetDrawnArea(Path("M40 60H150"), Lined([&] {
+                                   LineStyle style = Style(20);
+                                   style.SetBrush({roundness, 1});
+                                   return style;
+                               }())),
+                  plain)
+            << roundness;
+    LineStyle lost = Style(20);
+    lost.SetBrush({0.5, std::nan("")});
+    EXPECT_EQ(GetDrawnArea(Path("M40 60H150"), Lined(lost)), plain);
+    EXPECT_GT(GetDrawnArea(Path("M40 60H150"), Lined(Nibbed(20, 1e-300, 0))), 0);
+}
+
 TEST(Stroke, JoinsHaveTheirAreas) {
     // A right angle: two strips of 80, less the square they share a half of, and the outer corner.
     auto const corner = Path("M40 40H120V120");

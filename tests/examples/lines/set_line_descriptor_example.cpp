@@ -10,6 +10,8 @@ namespace {
 LineArgument const c_wide{.weight = 6,
                           .cap = Renderer::LineCap::Round,
                           .join = Renderer::LineJoin::Round,
+                          .brushRoundness = 0.4,
+                          .brushAngle = 30,
                           .dash = {2, 1.5},
                           .alignment = Renderer::StrokeAlignment::Outside,
                           .behindFill = true,

@@ -5,6 +5,7 @@
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/document/generated_image_node.h"
+#include "platform/geometry/path_data.h"
 #include "platform/raster/buffer.h"
 #include "platform/renderer/recorded_drawing.h"
 
@@ -300,6 +301,63 @@ TEST(SvgExport, WhatHasNoCounterpartIsCounted) {
     EXPECT_EQ(report.GetCount("blend mode"), 1u);
     EXPECT_EQ(report.GetCount("colour outside RGB"), 1u);
     EXPECT_EQ(report.GetEntries().front().first, "r");
+}
+
+// Heads, pressure and nibs leave as outlines that paint the same pixels.
+TEST(SvgExport, LinesWithoutAFormLookTheSame) {
+    auto const drawing = Import(
+        "<svg xmlns='http://www.w3.org/2000/svg' width='60' height='60'><g transform='rotate(10) scale(1.5 1)'>"
+        "<path d='M8 8C20 0 30 20 36 6' fill='#fd0' stroke='#00f' stroke-width='3' opacity='.5' id='heads'/></g>"
+        "<rect x='10' y='24' width='20' height='14' rx='3' fill='#0c0' stroke='#808' stroke-width='5' id='nib'/>"
+        "<path d='M34 30L54 54' fill='none' stroke='#000' stroke-width='6' stroke-dasharray='6 3' id='pressure'/>"
+        "<path d='M8 54H30' stroke='#000' vector-effect='non-scaling-stroke' transform='scale(.8)' id='fixed'/></svg>",
+        {});
+    auto const document = MakeDocument(drawing);
+    auto const change = [&](std::string_view name, auto const& set) {
+        for (auto const& root : drawing.nodes) {
+            bool const isGroup = root->GetFirstChild(NodeChildListType::Plain) != nullptr;
+            auto& curves = dynamic_cast<CurvesNode&>(isGroup ? *root->GetFirstChild(NodeChildListType::Plain) : *root);
+            if (curves.GetDescription(false).ToStdString() != name)
+                continue;
+            auto const line = curves.GetLineStyleDescriptor()->Clone();
+            set(*line, curves);
+            curves.SetLineStyleDescriptor(line);
+        }
+    };
+    auto const setNib = [](Renderer::LineStyleDescriptor& line, CurvesNode& node) {
+        auto const style = line.GetLineStyle()->Clone();
+        style->SetBrush({0.3, 0.7});
+        line.SetLineStyle(Kernel::Consolidated<Renderer::LineStyle>(style));
+        node.SetLineBehindFill(true);
+    };
+    auto const triangle = Geometry::ReadPathData("M0,0 L-4,2 L-4,-2 Z").curves;
+    auto const setHeads = [&](Renderer::LineStyleDescriptor& line, CurvesNode&) {
+        line.SetBackArrowHead(Kernel::MakeCounted<Renderer::LineStyleArrowHead const>(triangle, 0.8, 0.8));
+    };
+    change("heads", setHeads);
+    change("fixed", setHeads);
+    change("nib", setNib);
+    change("pressure", [](Renderer::LineStyleDescriptor& line, CurvesNode&) {
+        line.SetPressure(Geometry::ReadPathData("M0 1L1 .2").curves->GetCurves().front());
+    });
+    auto const draw = [](DocumentController& from) {
+        auto const target = MakeSpreadPicture(*from.GetCurrentSpread(), {});
+        return Kernel::Cast<Raster::BufferRGBA8>(target->Render({0, 0, 60, 60}));
+    };
+    auto const exported = ExportSpread(*document->GetCurrentSpread());
+    EXPECT_EQ(exported.report.GetCount("line drawn as an outline"), 4u);
+    EXPECT_EQ(exported.report.GetCount("arrow head") + exported.report.GetCount("line pressure"), 0u);
+    auto const again = MakeDocument(Import(exported.text, {}));
+    auto const before = draw(*document), after = draw(*again);
+    int farthest = 0;
+    for (int channel = 0; channel != 4; ++channel) {
+        for (int y = 0; y != 60; ++y) {
+            for (int x = 0; x != 60; ++x)
+                farthest = std::max(farthest, std::abs(before->GetRow(channel, y)[x] - after->GetRow(channel, y)[x]));
+        }
+    }
+    // Each edge of a line is within 1/64 pixel of the true one in the file, and within 1/32 in a picture.
+    EXPECT_LE(farthest, 2 * 255 * 3 / 64) << exported.text;
 }
 
 TEST(SvgExport, NestingOfAnyDepthIsWritten) {
