@@ -233,8 +233,9 @@ Kernel::Counted<Geometry::PolyCurveDbl> Exporter::FindLineOutline(CurvesNode con
     auto const curves = node.GetOutline();
     if (!line || !pen || !curves || !line->IsLineStyleVisible(*pen))
         return {};
-    bool const hasHeads = (line->GetFrontArrowHead() || line->GetBackArrowHead()) &&
-                          std::ranges::any_of(curves->GetCurves(), [](auto const& curve) { return !curve->IsClosed(); });
+    bool const hasHeads =
+        (line->GetFrontArrowHead() || line->GetBackArrowHead()) &&
+        std::ranges::any_of(curves->GetCurves(), [](auto const& curve) { return !curve->IsClosed(); });
     if (!hasHeads && !line->GetPressure() && !line->GetLineStyle()->GetBrush().IsBroad())
         return {};
     // No farther off than pictures of twice the size show.

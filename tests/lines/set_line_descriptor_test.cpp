@@ -6,8 +6,8 @@
 #include "platform/renderer/line_outline.h"
 #include "tests/support/documents.h"
 
-#include <gtest/gtest.h>
 #include <cmath>
+#include <gtest/gtest.h>
 #include <limits>
 
 namespace {

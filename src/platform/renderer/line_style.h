@@ -15,8 +15,8 @@ enum class LineCap : std::uint32_t { Butt = 0, Square = 1, Round = 2 };
 enum class LineJoin : std::uint32_t { Mitre = 0, Round = 1, Bevel = 2 };
 enum class StrokeAlignment : std::uint32_t { Centre = 0, Inside = 1, Outside = 2 };
 
-// The nib of a broad pen: an ellipse as long as the line's weight. A line drawn with it is all that the nib passes over,
-// so that it has neither caps nor joins of its own.
+// The nib of a broad pen: an ellipse as long as the line's weight. A line drawn with it is all that the nib passes
+// over, so that it has neither caps nor joins of its own.
 struct REDRAFT_ENGINE LineBrush {
     // The nib's width as a part of its length, above 0; from 1 on it is the round point of a plain line, which has caps
     // and joins. Below 0.01 it is drawn as 0.01.
