@@ -113,7 +113,31 @@ public:
         CutAtNode(node);
     }
 
+    // Two nodes that follow each other on a curve in the other order than on the chords, but lie as near to each other
+    // as curves do that count as one: each takes the other's place. False, with nothing changed, for others.
+    bool Exchange(std::uint32_t a, std::uint32_t b) {
+        constexpr double c_near = 64;
+        PointDbl const p = m_places.grid[a], q = m_places.grid[b];
+        if (m_vertices[a] != c_noIndex || m_vertices[b] != c_noIndex || std::fabs(p.x - q.x) > c_near ||
+            std::fabs(p.y - q.y) > c_near)
+            return false;
+        MoveTo(a, q);
+        MoveTo(b, p);
+        return true;
+    }
+
 private:
+    // All curves are cut where they pass nearest to the place.
+    void MoveTo(std::uint32_t node, PointDbl place) {
+        m_places.grid[node] = place;
+        CollectStrands(node);
+        for (std::size_t i = 0; i != m_firstOfStrand.size(); ++i) {
+            Strand const& first = m_strands[m_firstOfStrand[i]];
+            double const t = (first.atStart ? m_places.start : m_places.end)[first.subSegment];
+            SetParameter(i, RefineNearest(m_net.GetGridCurve(first.curve), place, t, 0, 1));
+        }
+    }
+
     void CollectStrands(std::uint32_t node) {
         m_strands.clear();
         for (std::uint32_t const h : m_map.Leaving(node)) {
@@ -270,10 +294,13 @@ private:
         }
     }
 
-    // Nodes that changed places with a neighbour on one of their curves go back to where the chords have them.
+    // Nodes that changed places with a neighbour on one of their curves change again, where that moves them hardly at
+    // all, or go back to where the chords have them, which may be far from the curves.
     void TakeBackDisorder() {
+        constexpr std::uint8_t c_mostExchanges = 4;
         auto const& subs = m_map.subSegments;
         std::vector<bool> isBack(m_map.nodes.size(), false);
+        std::vector<std::uint8_t> exchanges(m_map.nodes.size(), 0);
         NodeMover mover(m_map, m_net, m_positions.vertices, m_places, m_monitor);
         auto const takeBack = [&](std::uint32_t node) {
             if (isBack[node])
@@ -289,6 +316,12 @@ private:
                 m_monitor.Tick();
                 if (m_places.start[i] < m_places.end[i])
                     continue;
+                if (!isBack[subs[i].from] && !isBack[subs[i].to] && exchanges[subs[i].from] < c_mostExchanges &&
+                    mover.Exchange(subs[i].from, subs[i].to)) {
+                    ++exchanges[subs[i].from];
+                    again = true;
+                    continue;
+                }
                 bool const from = takeBack(subs[i].from), to = takeBack(subs[i].to);
                 again = again || from || to;
             }

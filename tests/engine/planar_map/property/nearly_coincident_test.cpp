@@ -108,6 +108,30 @@ double LengthOf(std::vector<Graph::Input> const& inputs) {
 } // namespace
 
 // Of a shape and the same one moved by a small gap the lower keeps a lune of the gap times its height.
+// Three curves within 1e-7 of each other that a line crosses: the line's crossings lie on the line, although they
+// follow each other there in another order than on the chords.
+TEST(NearlyCoincident, ALineThatCrossesABundleStaysStraight) {
+    std::vector<Graph::Input> const inputs = {
+        MakeInput(Geometry::ReadPathData(
+                      "M40.14525724844504 29.923406436206214C36.92689413376959 32.0958034986641 34.34327365069333 "
+                      "35.59911752457019 33.39468769241188 35.655828244252206 32.033039132680386 35.737233697392426 "
+                      "34.04041070642051 28.7168466472729 42.375439980900474 0.46384083768855805L90.01182704232633 "
+                      "6.641215039417148Z")
+                      .curves),
+        MakeInput(Geometry::ReadPathData(
+                      "M40.1452572317794 29.92340645287186C36.31478176101379 32.50897972848011 33.383457959512235 "
+                      "36.979878094544794 33.03775994051627 35.28128843591724 32.676068434749894 33.50411466705236 "
+                      "35.14478143618725 24.9733933313363 42.37543996423483 0.46384085435420275 97.75072154588997 "
+                      "23.561569559387863 6.582464557141066 26.21042989194393 6.582464557141066 26.21042989194393Z")
+                      .curves),
+        MakeInput(Geometry::ReadPathData(
+                      "M40.145257262111926 29.923406422539333C32.307091944449866 35.21417278557149 28.233852430776974 "
+                      "48.3991680363479 42.37543999456736 0.4638408240216752 22.61060825549066 55.76594022568315 "
+                      "21.464631892740726 78.07422075420618 21.464631892740726 78.07422075420618Z")
+                      .curves)};
+    EXPECT_EQ(FindFault(inputs), "");
+}
+
 TEST(NearlyCoincident, ShapesMovedByNextToNothingGiveTheirLunes) {
     for (double const relative : {1e-10, 2e-10, 5e-10, 1e-9, 3e-9, 1e-8, 1e-7, 1e-6, 1e-5}) {
         double const gap = 200 * relative;

@@ -188,6 +188,30 @@ private:
         return clips == m_clipCount ? owner : m_inputs.size();
     }
 
+    // Three strands that all cross each other between two heights may do it between two of the places that are looked
+    // at, and enclose a small area there. About how large it could be.
+    double GetHiddenArea(double from, double to) {
+        auto const heightAt = [&](double s) { return m_from + m_size * s * s * (3 - 2 * s); };
+        double const low = heightAt(from), high = heightAt(to);
+        m_ends.clear();
+        for (Strand const* strand : m_active)
+            m_ends.push_back({Solve(*strand, low), Solve(*strand, high)});
+        std::sort(m_ends.begin(), m_ends.end());
+        auto const cross = [&](std::size_t i, std::size_t k) { return m_ends[k].second < m_ends[i].second; };
+        double area = 0;
+        for (std::size_t i = 0; i != m_ends.size(); ++i) {
+            for (std::size_t k = i + 2; k < m_ends.size(); ++k) {
+                for (std::size_t middle = i + 1; cross(i, k) && middle != k; ++middle) {
+                    if (cross(i, middle) && cross(middle, k))
+                        area += std::min(
+                            {m_ends[middle].first - m_ends[i].first, m_ends[k].first - m_ends[middle].first,
+                             m_ends[i].second - m_ends[middle].second, m_ends[middle].second - m_ends[k].second});
+                }
+            }
+        }
+        return area * (high - low);
+    }
+
     void Integrate(double from, double to, double tolerance, int depth) {
         // Abscissas and weights of the rules, as R. Piessens et al. give them in "QUADPACK", 1983; Gauss's are every
         // second of Kronrod's.
@@ -220,7 +244,7 @@ private:
                     break;
             }
         }
-        double error = 0;
+        double error = GetHiddenArea(from, to);
         for (std::size_t k = 0; k != fine.size(); ++k)
             error += std::fabs(fine[k] - coarse[k]);
         if (error > tolerance && depth < 40) {
@@ -247,6 +271,7 @@ private:
     std::vector<Strand const*> m_active;
     double m_from = 0, m_size = 0;
     std::vector<Crossing> m_crossings;
+    std::vector<std::pair<double, double>> m_ends;
     std::vector<int> m_windings;
     OwnedAreas m_areas;
 };
