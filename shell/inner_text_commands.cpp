@@ -184,6 +184,14 @@ struct InsertMetadata {
     }
 };
 
+struct InsertCaptionNumber {
+    static constexpr char c_name[] = "insert-caption-number", c_class[] = "InsertGlyphsCommand";
+    static constexpr bool c_takesSelection = true;
+    Command Make(ValueContext const& context) const {
+        return MakeInsertGlyph(Kernel::MakeCounted<Story::CaptionNumberGlyph>(), context);
+    }
+};
+
 struct ExpandField {
     static constexpr char c_name[] = "expand-field", c_class[] = "ExpandFieldGlyphCommand";
     static constexpr bool c_takesSelection = true;
@@ -351,19 +359,13 @@ Kernel::Counted<Selection const> MakeCaret(Selection const& selection, bool isBe
 }
 
 std::vector<CommandEntry> MakeInnerTextEntries() {
-    return {MakeInnerEntry<InsertText>(),
-            MakeInnerEntry<DeleteText>(),
-            MakeInnerEntry<FormatText>(),
-            MakeInnerEntry<SetTextStyle>(),
-            MakeInnerEntry<InsertField>(),
-            MakeInnerEntry<InsertMetadata>(),
-            MakeInnerEntry<ExpandField>(),
-            MakeInnerEntry<SetFieldValue>(),
-            MakeInnerEntry<InsertAnchor>(),
-            MakeInnerEntry<InsertCrossReference>(),
-            MakeInnerEntry<UpdateCrossReferences>(),
-            MakeInnerEntry<InsertIndexMark>(),
-            MakeInnerEntry<AddIndexTopic>()};
+    return {MakeInnerEntry<InsertText>(),           MakeInnerEntry<DeleteText>(),
+            MakeInnerEntry<FormatText>(),           MakeInnerEntry<SetTextStyle>(),
+            MakeInnerEntry<InsertField>(),          MakeInnerEntry<InsertMetadata>(),
+            MakeInnerEntry<InsertCaptionNumber>(),  MakeInnerEntry<ExpandField>(),
+            MakeInnerEntry<SetFieldValue>(),        MakeInnerEntry<InsertAnchor>(),
+            MakeInnerEntry<InsertCrossReference>(), MakeInnerEntry<UpdateCrossReferences>(),
+            MakeInnerEntry<InsertIndexMark>(),      MakeInnerEntry<AddIndexTopic>()};
 }
 
 } // namespace Shell

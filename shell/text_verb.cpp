@@ -19,10 +19,16 @@ namespace {
 std::string GetStoryText(ShownStory const& shown, Story::StoryRange range, bool isComposed) {
     if (!isComposed)
         return shown.story->GetString(range).ToStdString();
-    auto const at = [&](std::uint32_t index) {
-        return Story::ComposedPos(shown.composed, Story::StoryPos(shown.story, index));
+    // Every object is shown by the piece that it stands in. A paragraph that begins with the piece begins behind its
+    // place, so that its number is there.
+    auto const at = [&](std::uint32_t index, bool isForward) {
+        Story::StoryPos position(shown.story, index);
+        position.SetIsToComposedForward(isForward);
+        return Story::ComposedPos(shown.composed, position);
     };
-    return Story::ComposedRange(at(range.begin), at(range.end)).GetString({}).ToStdString();
+    bool const isBehindObject =
+        range.begin != 0 && shown.story->GetText({range.begin - 1, range.begin}).front() == Story::c_objectCharacter;
+    return Story::ComposedRange(at(range.begin, isBehindObject), at(range.end, true)).GetString({}).ToStdString();
 }
 
 // A piece of a text that stands in one place.

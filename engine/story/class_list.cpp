@@ -68,6 +68,7 @@ Properties FillerTextGlyph::GetTypeClassProperties()     { return Register<Fille
 Properties CustomFieldGlyph::GetTypeClassProperties()    { return Register<CustomFieldGlyph>(CustomFieldGlyph::c_classUid); }
 Properties MetadataGlyph::GetTypeClassProperties()       { return Register<MetadataGlyph>(MetadataGlyph::c_classUid); }
 Properties MergeFieldGlyph::GetTypeClassProperties()     { return Register<MergeFieldGlyph>(MergeFieldGlyph::c_classUid); }
+Properties CaptionNumberGlyph::GetTypeClassProperties()  { return Register<CaptionNumberGlyph>(CaptionNumberGlyph::c_classUid); }
 Properties PageNumberGlyph::GetTypeClassProperties()     { return Register<PageNumberGlyph>(PageNumberGlyph::c_classUid); }
 Properties PageCountGlyph::GetTypeClassProperties()      { return Register<PageCountGlyph>(PageCountGlyph::c_classUid); }
 Properties AnchorData::GetTypeClassProperties()          { return Register<AnchorData>("TxAD"); }
@@ -103,6 +104,7 @@ namespace {
                                              FillerTextGlyph::GetTypeClassProperties(),
                                              CustomFieldGlyph::GetTypeClassProperties(),
                                              MetadataGlyph::GetTypeClassProperties(),
+                                             CaptionNumberGlyph::GetTypeClassProperties(),
                                              MergeFieldGlyph::GetTypeClassProperties(),
                                              PageNumberGlyph::GetTypeClassProperties(),
                                              PageCountGlyph::GetTypeClassProperties(),

@@ -18,6 +18,7 @@ std::optional<Kernel::String> FieldDataSource::GetCustomFieldValue(Kernel::Strin
 Kernel::String FieldDataSource::GetPageLabel(std::size_t) const { return {}; }
 Kernel::String FieldDataSource::GetPageCountLabel() const { return {}; }
 Kernel::String FieldDataSource::GetMetadata(Kernel::String const&) const { return {}; }
+Kernel::String FieldDataSource::GetCaptionNumber() const { return {}; }
 Kernel::Counted<StyleSheet const> FieldDataSource::GetStyleSheet() const { return {}; }
 std::optional<Kernel::String> FieldDataSource::GetMergeFieldValue(Kernel::String const&, Kernel::String const&,
                                                                   std::uint32_t) const {
@@ -69,6 +70,17 @@ bool MetadataGlyph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, uns
     Kernel::LoadValue(in, "MKey", m_key);
     return true;
 }
+
+std::u32string CaptionNumberGlyph::Expand(ExpansionContext const& context) const {
+    return context.fields == nullptr ? std::u32string() : DecodeUtf8(context.fields->GetCaptionNumber().view()).text;
+}
+Kernel::Counted<Glyph const> CaptionNumberGlyph::Clone(GlyphCloneContext context) const {
+    if (context == GlyphCloneContext::NoCloneGlyphs)
+        return Kernel::Counted<Glyph const>(this);
+    return Kernel::MakeCounted<CaptionNumberGlyph>();
+}
+void CaptionNumberGlyph::Save(Kernel::OutSerialiser&) const {}
+bool CaptionNumberGlyph::Load(Kernel::InSerialiser const&, Kernel::FileStore&, unsigned short) { return true; }
 
 // Where no record is shown, the field's name, as users write it in a text.
 std::u32string MergeFieldGlyph::Expand(ExpansionContext const& context) const {

@@ -171,12 +171,17 @@ void AddChildNodesCommand::WithAreas(Operation const& operation) {
     };
     m_areas = {};
     auto const texts = ShownTexts::AnyWraps() && m_parent ? ShownTexts({m_parent->GetSpread()}) : ShownTexts();
+    // Captions that come or go change the numbers of others.
+    bool const mayCount =
+        GetList() == NodeChildListType::Captions && m_parent && m_parent->GetDocumentNode() != nullptr;
+    auto const captions = mayCount ? ShownTexts::OfNumberedCaptions(*m_parent->GetDocumentNode()) : ShownTexts();
     IncludeParent();
     includeNodes();
     operation();
     IncludeParent();
     includeNodes();
     texts.IncludeChanged(m_areas);
+    m_renumbered = captions.IncludeChanged(m_areas);
 }
 
 void AddChildNodesCommand::Notify(Kernel::NotificationList& notifications) {
@@ -195,6 +200,9 @@ void AddChildNodesCommand::Notify(Kernel::NotificationList& notifications) {
         notifications.push_back(Kernel::MakeCounted<NodesAttributesChangedNotification>(
             Kernel::MakeCounted<Selection const>(holders), controller, m_preview));
     }
+    if (!m_renumbered.empty())
+        notifications.push_back(Kernel::MakeCounted<StoryChangedNotification>(
+            controller, Kernel::MakeCounted<Selection const>(m_renumbered), m_preview));
     StructureCommandHelper::Notify(notifications);
 }
 

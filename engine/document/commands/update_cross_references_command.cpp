@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/update_cross_references_command.h"
 
+#include "engine/document/tree/caption_numbers.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/page_numbers.h"
 #include "platform/document/story_visitor.h"
@@ -97,7 +98,7 @@ private:
         auto const length = place.story->GetParagraph(at.paragraph)->GetLength();
         return place.story->GetString({at.paragraphBegin, at.paragraphBegin + length - 1});
     }
-    // Without the full stop that parts it from the paragraph's text.
+    // Of the paragraph, without the full stop that parts it from its text, or else of the caption that it stands in.
     Kernel::String GetNumber(AnchorFinder::Place const& place) {
         auto const styles = m_document.GetTextStyleSheet();
         // Numbers need no frames.
@@ -109,7 +110,11 @@ private:
         auto number = numberer->Next(*styles->Resolve(place.story->GetParagraphAtts(place.index))).ToStdString();
         if (number.ends_with('.'))
             number.pop_back();
-        return {number};
+        if (!number.empty())
+            return {number};
+        auto const first = place.flow->GetFirst();
+        auto const ofCaption = first ? CaptionNumbers::Get(m_document)->Find(first->GetStoryOwner()) : 0;
+        return Kernel::String(ofCaption == 0 ? "" : std::to_string(ofCaption));
     }
     Kernel::String GetPage(AnchorFinder::Place const& place) {
         auto const number = place.flow->FindNode(place.index);

@@ -163,6 +163,7 @@ public:
     Kernel::String GetMetadata(Kernel::String const& key) const override {
         return Find(m_metadata, key, [&] { return m_source.GetMetadata(key); });
     }
+    Kernel::String GetCaptionNumber() const override { return m_source.GetCaptionNumber(); }
     Kernel::Counted<Story::StyleSheet const> GetStyleSheet() const override { return m_source.GetStyleSheet(); }
     std::optional<Kernel::String> GetMergeFieldValue(Kernel::String const& source, Kernel::String const& field,
                                                      std::uint32_t offset) const override {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "engine/document/tree/layout_epoch.h"
 #include "engine/document/tree/reading_order.h"
 #include "engine/document/tree/text_flow.h"
 #include "engine/document/tree/text_wrap.h"
@@ -244,6 +245,8 @@ Kernel::Counted<CaptionInfo const> FrameTextNode::GetCaptionInfo() const { retur
 
 void FrameTextNode::SetCaptionInfo(Kernel::Counted<CaptionInfo const> info) {
     m_captionInfo = std::move(info);
+    // It may count by another name.
+    LayoutEpoch::Advance();
     MarkChanged();
 }
 

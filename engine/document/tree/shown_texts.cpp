@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/shown_texts.h"
 
+#include "engine/document/tree/caption_numbers.h"
 #include "engine/document/tree/text_wrap.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/field_glyphs.h"
 #include "platform/story/toc.h"
 
 #include <algorithm>
@@ -103,14 +105,40 @@ ShownTexts::ShownTexts(TextNode const& text) {
         AddSpread(*spread);
 }
 
-void ShownTexts::IncludeChanged(SpreadRects& areas) const {
+ShownTexts ShownTexts::OfNumberedCaptions(DocumentNode const& document) {
+    ShownTexts texts;
+    // Kept while they are composed.
+    auto const numbers = CaptionNumbers::Get(document);
+    for (auto* const caption : numbers->GetCaptions()) {
+        bool showsNumber = false;
+        auto const story = caption->GetStory();
+        story->VisitObjects(story->GetAll(), [&](std::uint32_t, Kernel::Counted<Story::Glyph const> const& glyph) {
+            showsNumber = glyph->GetClassUID() == Story::CaptionNumberGlyph::c_classUid;
+            return !showsNumber;
+        });
+        if (!showsNumber)
+            continue;
+        for (auto each : *caption->GetTextFlow()) {
+            if (each) {
+                auto composed = each->MakeComposedText();
+                texts.Add(std::move(each), std::move(composed));
+            }
+        }
+    }
+    return texts;
+}
+
+std::vector<Kernel::Counted<Node>> ShownTexts::IncludeChanged(SpreadRects& areas) const {
+    std::vector<Kernel::Counted<Node>> changed;
     for (auto const& text : m_texts) {
         if (LooksAlike(*text.composed, *text.node->MakeComposedText()))
             continue;
         for (auto const& before : text.area.GetRects())
             areas.Append(before);
         areas.IncludeWhereShown(*text.node);
+        changed.push_back(text.node);
     }
+    return changed;
 }
 
 bool ShownTexts::AnyWraps() { return HasTextWrap(); }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/text_field_data_source.h"
 
+#include "engine/document/tree/caption_numbers.h"
 #include "engine/document/tree/layout_epoch.h"
 #include "platform/document/data_merge_source.h"
 #include "platform/document/page_numbers.h"
@@ -40,11 +41,13 @@ std::size_t PageNumbers::GetPageNumber(Node const& node) const {
 }
 
 TextFieldDataSource::TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages,
-                                         MetadataRef metadata, RecordFieldsRef recordFields)
+                                         MetadataRef metadata, RecordFieldsRef recordFields,
+                                         Kernel::String captionNumber)
     : m_values(std::move(values)),
       m_pages(std::move(pages)),
       m_metadata(std::move(metadata)),
-      m_recordFields(std::move(recordFields)) {}
+      m_recordFields(std::move(recordFields)),
+      m_captionNumber(std::move(captionNumber)) {}
 
 TextFieldDataSource::TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow) {
     auto const first = flow->GetFirst();
@@ -58,6 +61,7 @@ TextFieldDataSource::TextFieldDataSource(Kernel::NonCounted<TextFlow const> flow
         m_values = document->GetCustomFieldSource().GetValues();
     m_metadata = FindMetadata(*first, shown.metadataKeys);
     m_recordFields = FindRecordFields(document.get(), shown.recordFields);
+    m_captionNumber = std::move(shown.captionNumber);
 }
 
 TextFieldDataSource::~TextFieldDataSource() = default;
@@ -65,7 +69,7 @@ TextFieldDataSource::~TextFieldDataSource() = default;
 TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, Story::Story const& story,
                                                           DocumentNode const* document) {
     Shown shown;
-    bool showsPages = false;
+    bool showsPages = false, showsCaptionNumber = false;
     std::set<Kernel::String> keys;
     std::set<RecordField> fields;
     if (document != nullptr)
@@ -73,6 +77,8 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
             auto const uid = glyph->GetClassUID();
             if (uid == Story::PageNumberGlyph::c_classUid || uid == Story::PageCountGlyph::c_classUid)
                 showsPages = true;
+            else if (uid == Story::CaptionNumberGlyph::c_classUid)
+                showsCaptionNumber = true;
             else if (uid == Story::MetadataGlyph::c_classUid)
                 keys.insert(Kernel::CastPointer<Story::MetadataGlyph const>(glyph.get())->GetKey());
             else if (auto const* const field = Kernel::CastPointer<Story::MergeFieldGlyph const>(glyph.get()))
@@ -83,6 +89,14 @@ TextFieldDataSource::Shown TextFieldDataSource::FindShown(TextFlow const& flow, 
         });
     shown.metadataKeys.assign(keys.begin(), keys.end());
     shown.recordFields.assign(fields.begin(), fields.end());
+    if (auto const first = flow.GetFirst(); showsCaptionNumber && first) {
+        auto const numbers = CaptionNumbers::Get(*document);
+        // A caption that is measured before it stands in the document needs room for the greatest number that it may
+        // get.
+        auto const number = first->GetDocumentNode() == nullptr ? numbers->GetCaptions().size() + 1
+                                                                : numbers->Find(first->GetStoryOwner());
+        shown.captionNumber = Kernel::String(number == 0 ? "" : std::to_string(number));
+    }
     if (!showsPages)
         return shown;
     LayoutEpoch::LetPlacesMatter();
@@ -165,5 +179,5 @@ bool TextFieldDataSource::IsEqualTo(Story::FieldDataSource const& other) const {
         return false;
     auto const isSame = [](auto const& a, auto const& b) { return a == b || (a && b && *a == *b); };
     return isSame(m_values, peer->m_values) && isSame(m_pages, peer->m_pages) && isSame(m_metadata, peer->m_metadata) &&
-           isSame(m_recordFields, peer->m_recordFields);
+           isSame(m_recordFields, peer->m_recordFields) && m_captionNumber == peer->m_captionNumber;
 }

@@ -151,6 +151,7 @@ Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
         cache.shown.values = shown.values;
         cache.shown.metadataKeys = std::move(shown.metadataKeys);
         cache.shown.recordFields = std::move(shown.recordFields);
+        cache.shown.captionNumber = std::move(shown.captionNumber);
     }
     // A value that the story does not show disturbs it in no way.
     auto const& pages = cache.shown.pages;
@@ -162,12 +163,14 @@ Kernel::Counted<Story::ComposedStory> TextNode::GetComposition() const {
     auto records = TextFieldDataSource::FindRecordFields(document.get(), cache.shown.recordFields);
     if (records && cache.fields && cache.fields->m_recordFields && *records == *cache.fields->m_recordFields)
         records = cache.fields->m_recordFields;
-    if (!values && !pages && !metadata && !records)
+    auto const& number = cache.shown.captionNumber;
+    if (!values && !pages && !metadata && !records && number.empty())
         cache.fields.reset();
     else if (!cache.fields || cache.fields->m_values != values || cache.fields->m_pages != pages ||
-             cache.fields->m_metadata != metadata || cache.fields->m_recordFields != records)
-        cache.fields =
-            Kernel::Counted<TextFieldDataSource const>(new TextFieldDataSource(values, pages, metadata, records));
+             cache.fields->m_metadata != metadata || cache.fields->m_recordFields != records ||
+             cache.fields->m_captionNumber != number)
+        cache.fields = Kernel::Counted<TextFieldDataSource const>(
+            new TextFieldDataSource(values, pages, metadata, records, number));
     bool const isCurrent = isSameStory && composed->GetStyleSheet() == styles &&
                            composed->GetFields() == cache.fields &&
                            (isSameFlow || composed->GetGeometries() == flow->m_places.geometries);

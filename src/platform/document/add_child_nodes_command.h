@@ -131,4 +131,6 @@ private:
     // The sibling that they stand in front of; null at the end of the list.
     Kernel::Counted<Node> m_before;
     SpreadRects m_areas;
+    // Captions that count on from others than before.
+    std::vector<Kernel::Counted<Node>> m_renumbered;
 };

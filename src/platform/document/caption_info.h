@@ -42,7 +42,8 @@ public:
 
     Story::GlyphString const& GetText() const { return m_text; }
     Kernel::String const& GetParagraphStyleName() const { return m_paragraphStyleName; }
-    // Captions of one name are numbered from 1 on, in the order of the document's tree.
+    // Captions of one name are numbered from 1 on: in the order of the pages that they stand on, those of one page in
+    // the order of the document's tree, those beside the pages behind all others of their spread.
     Kernel::String const& GetCounterType() const { return m_counterType; }
     Placing const& GetPlacing() const { return m_placing; }
 

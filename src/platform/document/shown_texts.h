@@ -15,8 +15,10 @@ public:
     // Of the nodes that show one story, as far as it has been composed: nobody has seen the others. Where texts may run
     // round the node itself, those on its spread too.
     explicit ShownTexts(TextNode const& text);
-    // Adds where the texts show, or showed, that lie or read otherwise now.
-    void IncludeChanged(SpreadRects& areas) const;
+    // Of the captions of a document that show their numbers.
+    static ShownTexts OfNumberedCaptions(DocumentNode const& document);
+    // Adds where the texts show, or showed, that lie or read otherwise now, and gives their nodes.
+    std::vector<Kernel::Counted<Node>> IncludeChanged(SpreadRects& areas) const;
     // Until some object has had a wrap style no text runs around anything.
     static bool AnyWraps();
 

@@ -9,7 +9,7 @@
 #include <tuple>
 
 // The values that the fields of one text show: those of its document, the pages that its nodes stand on, in a caption
-// the metadata of its object, and fields of the records that merge sources show.
+// the metadata of its object and its number, and fields of the records that merge sources show.
 class REDRAFT_ENGINE TextFieldDataSource final : public Story::FieldDataSource {
 public:
     // As they are now, with the document's styles; only values of a kind that the story shows.
@@ -20,6 +20,7 @@ public:
     Kernel::String GetPageLabel(std::size_t frame) const override;
     Kernel::String GetPageCountLabel() const override;
     Kernel::String GetMetadata(Kernel::String const& key) const override;
+    Kernel::String GetCaptionNumber() const override { return m_captionNumber; }
     std::optional<Kernel::String> GetMergeFieldValue(Kernel::String const& source, Kernel::String const& field,
                                                      std::uint32_t offset) const override;
     Kernel::Counted<Story::StyleSheet const> GetStyleSheet() const override { return m_styles; }
@@ -41,12 +42,14 @@ private:
     using RecordFields = std::map<RecordField, Kernel::String>;
     using RecordFieldsRef = std::shared_ptr<RecordFields const>;
     TextFieldDataSource(Kernel::Counted<CustomFieldValues const> values, PagesRef pages, MetadataRef metadata,
-                        RecordFieldsRef recordFields);
+                        RecordFieldsRef recordFields, Kernel::String captionNumber);
     // The kinds of values that a story shows; the pages are null where it shows none.
     struct Shown {
         PagesRef pages;
         std::vector<Kernel::String> metadataKeys;
         std::vector<RecordField> recordFields;
+        // Empty for a text that shows none, and one that has none.
+        Kernel::String captionNumber;
         bool values = false;
     };
     static Shown FindShown(TextFlow const& flow, Story::Story const& story, DocumentNode const* document);
@@ -62,6 +65,7 @@ private:
     PagesRef m_pages;
     MetadataRef m_metadata;
     RecordFieldsRef m_recordFields;
+    Kernel::String m_captionNumber;
     // Null in those that compositions are made with, which have the styles themselves.
     Kernel::Counted<Story::StyleSheet const> m_styles;
 };

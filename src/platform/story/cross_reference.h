@@ -59,7 +59,7 @@ enum class CrossReferenceTargetType : int {
     Page = 1,
     Text = 2, // of the anchor's paragraph
     AnchorName = 3,
-    Number = 4 // of the anchor's paragraph
+    Number = 4 // of the anchor's paragraph, or of the caption that it stands in
 };
 
 class REDRAFT_ENGINE CrossReferenceTargetTypeEnumSerialiser final : public Kernel::EnumSerialiser {

@@ -25,6 +25,9 @@ public:
     // Of the object that the text is a caption of; several values of a key with ", " between them. Empty for a text
     // that is no caption, and where the object has no such key.
     virtual Kernel::String GetMetadata(Kernel::String const& key) const;
+    // The number of the caption that the text is, among those that count by the same name. Empty for a text that is no
+    // caption, and for one that does not count.
+    virtual Kernel::String GetCaptionNumber() const;
     // The styles of the document, for those who are told of a text without them; null where they are not known.
     virtual Kernel::Counted<StyleSheet const> GetStyleSheet() const;
     // The text of a field of the record that a source of records shows, or of one that comes `offset` records behind

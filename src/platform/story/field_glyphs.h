@@ -53,6 +53,20 @@ private:
     Kernel::String m_key;
 };
 
+// In a caption that counts by a name, its number among those; elsewhere nothing.
+class REDRAFT_ENGINE CaptionNumberGlyph final : public FieldGlyph {
+public:
+    static constexpr Kernel::ClassUID c_classUid{"TxCN"};
+    std::u32string Expand(ExpansionContext const& context) const override;
+    Kernel::Counted<Glyph const> Clone(GlyphCloneContext context) const override;
+
+    void Save(Kernel::OutSerialiser& out) const override;
+    bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
+    Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+    static Kernel::Counted<Kernel::Serialisable> CreateObject() { return Kernel::MakeCounted<CaptionNumberGlyph>(); }
+    static Kernel::ClassProperties const* GetTypeClassProperties();
+};
+
 // A field of a record that a source of records shows. A page may show several records: those behind the first one are
 // shown by fields with an offset.
 class REDRAFT_ENGINE MergeFieldGlyph final : public FieldGlyph {

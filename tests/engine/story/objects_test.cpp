@@ -141,6 +141,7 @@ TEST(StoryObjects, KnowTheirKinds) {
     EXPECT_TRUE(IsFieldGlyph(*MakeGlyph<PageNumberGlyph>()));
     EXPECT_TRUE(IsFieldGlyph(*MakeGlyph<PageCountGlyph>()));
     EXPECT_TRUE(IsFieldGlyph(*MakeGlyph<MetadataGlyph>("title")));
+    EXPECT_TRUE(IsFieldGlyph(*MakeGlyph<CaptionNumberGlyph>()));
     EXPECT_TRUE(IsFieldGlyph(*CrossReferenceGlyph::GetDefault()));
     EXPECT_FALSE(IsFieldGlyph(*MakeGlyph<AnchorGlyph>()));
     EXPECT_FALSE(IsFieldGlyph(*MakeGlyph<FillerTextGlyph>(1u)));
@@ -433,6 +434,7 @@ TEST(StoryObjects, ComeBackFromAFile) {
     glyphs.Add(MakeGlyph<PageNumberGlyph>());
     glyphs.Add(MakeGlyph<PageCountGlyph>());
     glyphs.Add(MakeGlyph<MetadataGlyph>("title"));
+    glyphs.Add(MakeGlyph<CaptionNumberGlyph>());
     auto const story = MakeStory(U"");
     story->ReplaceText({0, 0}, glyphs);
     story->FormatText({0, 1}, *MakeDelta(ParagraphAtt::Object::LinkedFile, Kernel::MakeCounted<LinkedFileAtt>("/a")));
@@ -453,6 +455,7 @@ TEST(StoryObjects, ComeBackFromAFile) {
     EXPECT_EQ(loaded->GetGlyph(3)->GetClassUID(), PageNumberGlyph::c_classUid);
     EXPECT_EQ(loaded->GetGlyph(4)->GetClassUID(), PageCountGlyph::c_classUid);
     EXPECT_EQ(As<MetadataGlyph>(loaded->GetGlyph(5)).GetKey(), "title");
+    EXPECT_EQ(loaded->GetGlyph(6)->GetClassUID(), CaptionNumberGlyph::c_classUid);
     EXPECT_EQ(LinkedFileAtt::Of(*loaded->GetParagraphAtts(0))->GetPath(), "/a");
 }
 
@@ -498,8 +501,9 @@ TEST(Expansion, FieldsShowWhatTheSourceSays) {
     EXPECT_EQ(MakeGlyph<AnchorGlyph>()->Expand(third), U"");
     // A source of values knows of no object.
     EXPECT_EQ(MakeGlyph<MetadataGlyph>("a")->Expand(third), U"");
-    for (auto const& field :
-         {MakeField("a"), MakeGlyph<PageNumberGlyph>(), MakeGlyph<PageCountGlyph>(), MakeGlyph<MetadataGlyph>("a")})
+    EXPECT_EQ(MakeGlyph<CaptionNumberGlyph>()->Expand(third), U"");
+    for (auto const& field : {MakeField("a"), MakeGlyph<PageNumberGlyph>(), MakeGlyph<PageCountGlyph>(),
+                              MakeGlyph<MetadataGlyph>("a"), MakeGlyph<CaptionNumberGlyph>()})
         EXPECT_EQ(field->Expand({}), U"");
 }
 

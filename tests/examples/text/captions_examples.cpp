@@ -2,6 +2,7 @@
 #include "tests/examples/command_example.h"
 #include "tests/examples/scenes/field_documents.h"
 #include "text/add_caption_command.h"
+#include "text/caption_arguments.h"
 #include "text/caption_counter_type_command.h"
 
 namespace Commands {
@@ -14,6 +15,13 @@ Kernel::Counted<CaptionInfo const> MakeCaption(char const* style, CaptionPositio
     CaptionInfo::Placing placing;
     placing.position = position;
     return Kernel::MakeCounted<CaptionInfo>(Story::GlyphString(U"Three objects that stand on a page"), style, placing);
+}
+
+Kernel::Counted<CaptionInfo const> MakeNumberedCaption() {
+    CaptionArgument caption;
+    caption.text = "Figure {number}: an object";
+    caption.counter = "Figure";
+    return caption;
 }
 
 } // namespace
@@ -41,6 +49,19 @@ static ExampleRegistration const s_grownCaptionExample({
             return Kernel::MakeCounted<AddCaptionCommand>(MakeCaption("Caption", CaptionPosition::Above), nullptr,
                                                           true);
         },
+});
+
+// Of the first object, where the last one has a caption that counts by the same name: its number grows.
+static ExampleRegistration const s_numberedCaptionExample({
+    .className = "AddCaptionCommand",
+    .prepare =
+        [](DocumentController& controller) {
+            auto const nodes = ExampleDocuments::ObjectsToCaption(controller);
+            controller.Run(Kernel::MakeCounted<AddCaptionCommand>(
+                MakeNumberedCaption(), Kernel::MakeCounted<Selection const>(std::vector{nodes.back()}), false));
+            ExampleDocuments::Select(controller, {nodes.front()});
+        },
+    .make = [](auto&) { return Kernel::MakeCounted<AddCaptionCommand>(MakeNumberedCaption(), nullptr, true); },
 });
 
 static ExampleRegistration const s_addCounterExample({
