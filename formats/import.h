@@ -33,6 +33,8 @@ struct ImportOptions {
     // Of .txt files: a regular expression, as TextPattern takes it. Paragraphs of at most three lines in which it
     // matches get the style "Heading 1", or that of the group named h1 to h6 that took part in the match.
     std::string headings;
+    // Of .txt files: lines run from top to bottom, the next one on the left.
+    bool isVertical = false;
     // Texts remember the file that they were taken from, paragraph by paragraph.
     bool linkTexts = false;
     // The document's profile for the colours of its format; empty: the embedded one of a picture, or else the default.

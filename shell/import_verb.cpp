@@ -20,6 +20,13 @@ namespace Shell {
 
 namespace {
 
+void RequireTextFile(Arguments const& arguments, std::string const& option) {
+    auto const& paths = arguments.GetAll("IN");
+    if (std::none_of(paths.begin(), paths.end(),
+                     [](std::string const& path) { return Formats::GetPathEnding(path) == ".txt"; }))
+        throw Failure(ExitStatus::Usage, option, "is for .txt files, and none is imported");
+}
+
 Formats::ImportOptions ReadOptions(Arguments const& arguments) {
     Formats::ImportOptions options;
     options.encoding = arguments.Has("--encoding") ? arguments.Get("--encoding") : "";
@@ -28,11 +35,11 @@ Formats::ImportOptions ReadOptions(Arguments const& arguments) {
         throw Failure(ExitStatus::Usage, "--join-lines", "contradicts --keep-lines");
     options.profile = ReadProfile(arguments);
     options.linkTexts = arguments.Has("--link");
+    options.isVertical = arguments.Has("--vertical");
+    if (options.isVertical)
+        RequireTextFile(arguments, "--vertical");
     if (auto const headings = arguments.Find("--headings")) {
-        auto const& paths = arguments.GetAll("IN");
-        if (std::none_of(paths.begin(), paths.end(),
-                         [](std::string const& path) { return Formats::GetPathEnding(path) == ".txt"; }))
-            throw Failure(ExitStatus::Usage, "--headings", "is for .txt files, and none is imported");
+        RequireTextFile(arguments, "--headings");
         try {
             Formats::TextPattern const pattern(*headings);
         } catch (Kernel::Exception const& failure) {

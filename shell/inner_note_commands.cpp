@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Notes, links and numbers of paragraphs.
+// Notes, links, numbers of paragraphs, drop caps and the way in which lines run.
 #include "shell/inner_commands.h"
 #include "shell/text_objects.h"
 #include "shell/values.h"
@@ -7,6 +7,7 @@
 #include "platform/document/text_commands.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/cast.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/hyperlink.h"
 #include "platform/story/note.h"
 #include "platform/story/numberer.h"
@@ -21,6 +22,10 @@ inline constexpr std::string_view c_numberStyleNames[] = {"none",        "decima
                                                           "lower-roman", "upper-roman", "bullet"};
 template <>
 inline constexpr std::span<std::string_view const> c_outsideNames<Story::NumberStyle>{c_numberStyleNames};
+
+inline constexpr std::string_view c_writingModeNames[] = {"horizontal", "vertical"};
+template <>
+inline constexpr std::span<std::string_view const> c_outsideNames<Story::WritingMode>{c_writingModeNames};
 
 namespace Shell {
 
@@ -140,6 +145,48 @@ struct SetParagraphNumbering {
     }
 };
 
+struct SetDropCap {
+    static constexpr char c_name[] = "set-drop-cap", c_class[] = "FormatTextCommand";
+    static constexpr bool c_takesSelection = true;
+    int lines = 3, characters = 1;
+    double gap = 0;
+    String style;
+    static constexpr auto Fields() {
+        using This = SetDropCap;
+        return FieldList{Unstored{&This::lines}
+                             .As("lines", "how many lines high the first letters are; 0 takes them away", 3)
+                             .Between(0, Story::DropCapAtt::c_maximumLines),
+                         Unstored{&This::characters}
+                             .As("characters", "how many letters they are", 1)
+                             .Between(1, Story::DropCapAtt::c_maximumCharacters),
+                         Unstored{&This::gap}.As("gap", "room behind them", 0.0).In("px (1/96 inch)").AtLeast(0),
+                         Unstored{&This::style}.As("style", "a character style of theirs", std::string_view())};
+    }
+    Command Make(ValueContext const& context) const {
+        auto const found = context.document.GetDocument()->GetTextStyleSheet()->GetStyle(style);
+        if (!style.empty() && (!found || found->GetType() != Story::StyleType::Character))
+            throw ValueError("names no character style of the document: " + Quote(style.view()));
+        auto const cap = Kernel::MakeCounted<Story::DropCapAtt>(Story::DropCapAtt::Values{
+            static_cast<std::uint32_t>(lines), static_cast<std::uint32_t>(characters), gap, style});
+        return Kernel::MakeCounted<FormatTextCommand>(Story::MakeDelta(Story::ParagraphAtt::Object::DropCap, cap),
+                                                      context.selection);
+    }
+};
+
+struct SetWritingMode {
+    static constexpr char c_name[] = "set-writing-mode", c_class[] = "FormatTextCommand";
+    static constexpr bool c_takesSelection = true;
+    Story::WritingMode mode{};
+    static constexpr auto Fields() {
+        return FieldList{Unstored{&SetWritingMode::mode}.As(
+            "mode", "how the lines of whole texts run: from left to right, or from top to bottom with the next line on "
+                    "the left")};
+    }
+    Command Make(ValueContext const& context) const {
+        return Kernel::MakeCounted<FormatTextCommand>(Story::MakeDelta(mode), context.selection);
+    }
+};
+
 } // namespace
 
 std::vector<CommandEntry> MakeInnerNoteEntries() {
@@ -147,6 +194,8 @@ std::vector<CommandEntry> MakeInnerNoteEntries() {
     entries.push_back(MakeInnerEntry<InsertNote>());
     entries.push_back(MakeInnerEntry<SetLink>());
     entries.push_back(MakeInnerEntry<SetParagraphNumbering>());
+    entries.push_back(MakeInnerEntry<SetDropCap>());
+    entries.push_back(MakeInnerEntry<SetWritingMode>());
     return entries;
 }
 

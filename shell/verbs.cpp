@@ -52,6 +52,7 @@ std::vector<Verb> const& GetVerbs() {
                       {"--join-lines", "", "makes the lines between blank lines one paragraph, also of verse"},
                       {"--headings", "REGEX",
                        "of .txt files: paragraphs that are headings, by groups named h1 to h6 or all h1"},
+                      {"--vertical", "", "of .txt files: lines run from top to bottom, as in Japanese books"},
                       {"--link", "", "texts remember the file that they came from"},
                       c_forcedDocument}},
          &RunImport,

@@ -4,6 +4,7 @@
 #include "platform/kernel/cast.h"
 #include "platform/renderer/colour_profiles.h"
 #include "platform/renderer/fill_descriptor.h"
+#include "platform/story/drop_cap.h"
 
 #include <algorithm>
 #include <charconv>
@@ -166,8 +167,8 @@ void AppendParagraphDeclarations(std::string& css, Story::ParagraphAtts const& o
     length(Double::LeftIndent, "margin-inline-start", false);
     length(Double::RightIndent, "margin-inline-end", false);
     length(Double::FirstIndent, "text-indent", false);
-    length(Double::SpaceBefore, "margin-top", true);
-    length(Double::SpaceAfter, "margin-bottom", true);
+    length(Double::SpaceBefore, units.isVertical ? "margin-block-start" : "margin-top", true);
+    length(Double::SpaceAfter, units.isVertical ? "margin-block-end" : "margin-bottom", true);
     if (own.IsSet(Double::Leading) || own.IsSet(Enum::LeadingMode)) {
         auto const leading = resolved.Get(Double::Leading);
         if (resolved.Get(Enum::LeadingMode) == static_cast<int>(Story::LeadingMode::Automatic))
@@ -187,6 +188,40 @@ void AppendParagraphDeclarations(std::string& css, Story::ParagraphAtts const& o
         Declare(css, "widows", std::to_string(std::clamp(resolved.Get(Enum::Widows), 1, 100)));
     if (own.IsSet(Enum::KeepWithNext))
         Declare(css, "page-break-after", resolved.Get(Enum::KeepWithNext) == 1 ? "avoid" : "auto");
+}
+
+void AppendDropCapRules(std::string& css, std::string const& className, Story::ParagraphAtts const& own,
+                        Story::ParagraphAtts const& resolved, double size, CssUnits const& units) {
+    if (!own.IsSet(ParagraphAtt::Object::DropCap))
+        return;
+    auto const selector = "." + className + "::first-letter";
+    auto const* const cap = Story::DropCapAtt::Of(resolved);
+    if (cap == nullptr) {
+        css += selector +
+               " { float: none; font-size: inherit; line-height: inherit; margin: 0; initial-letter: normal; }\n";
+        return;
+    }
+    // Of most faces' em.
+    constexpr double c_capHeight = 0.7;
+    auto const leading = resolved.Get(ParagraphAtt::Double::Leading);
+    double lineHeight = leading > 0 ? leading : 1.2;
+    if (resolved.Get(ParagraphAtt::Enum::LeadingMode) != static_cast<int>(Story::LeadingMode::Automatic))
+        lineHeight = leading > 0 && size > 0 ? leading / size : 1.2;
+    double const lines = cap->GetValues().lines;
+    double const enlarged = ((lines - 1) * lineHeight + c_capHeight) / c_capHeight;
+    std::string look;
+    bool const isRightToLeft =
+        resolved.Get(ParagraphAtt::Enum::Direction) == static_cast<int>(Story::ParagraphDirection::RightToLeft);
+    Declare(look, "float", isRightToLeft ? "right" : "left");
+    Declare(look, "font-size", FormatCssNumber(enlarged) + "em");
+    Declare(look, "line-height", FormatCssNumber(lines * lineHeight / enlarged));
+    auto const scale = std::clamp(resolved.Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6);
+    if (cap->GetValues().gap > 0)
+        Declare(look, isRightToLeft ? "margin-left" : "margin-right", FormatRem(cap->GetValues().gap * scale, units));
+    css += selector + " { " + look + "}\n";
+    auto const supported = std::to_string(cap->GetValues().lines);
+    css += "@supports (initial-letter: " + supported + ") { " + selector +
+           " { float: none; font-size: inherit; line-height: inherit; initial-letter: " + supported + "; } }\n";
 }
 
 } // namespace EPub

@@ -56,6 +56,8 @@ struct HtmlExporter::State {
     // Where the text is that is being written; the innermost last.
     std::vector<StoryWriter*> writers;
     int headingCount = 0, noteCount = 0;
+    // Lines run from top to bottom, as those of the first text do.
+    bool isVertical = false;
     Kernel::File file;
     Kernel::Counted<Kernel::Countable const> source;
 };

@@ -39,7 +39,7 @@ bool FlowingEPubExporter::Finish() {
     };
     add("Package.opf", MakePackageDocument(state));
     add(c_navigationPath, MakeNavigationDocument(state, GetCallbacks()));
-    add(c_styleSheetPath, state.classes.MakeSheet());
+    add(c_styleSheetPath, state.classes.MakeSheet(state.isVertical));
     for (std::size_t i = 0; i != state.settings->cssFiles.size(); ++i)
         add(GetCssPath(*state.settings, i), state.settings->cssFiles[i]->GetText().ToStdString());
     if (state.settings->cover) {

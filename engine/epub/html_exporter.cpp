@@ -87,6 +87,8 @@ bool HtmlExporter::ExportStory(Kernel::Counted<Story::Story const> story, Story:
                                Kernel::String const& file, Kernel::String const& title) {
     if (!m_state->file.IsOpen() || !story)
         return false;
+    if (m_state->parts.empty())
+        m_state->isVertical = story->GetWritingMode() == Story::WritingMode::Vertical;
     auto& part = m_state->GetPart(file, title);
     MarkupWriter markup(part.body);
     std::vector<StoryWriter::PendingNote> notes;
@@ -130,7 +132,7 @@ bool HtmlExporter::Finish() {
             .Attribute("content", settings.creator.view())
             .EndVoid()
             .Raw("\n");
-    auto sheet = m_state->classes.MakeSheet();
+    auto sheet = m_state->classes.MakeSheet(m_state->isVertical);
     for (auto const& css : settings.cssFiles) {
         if (css)
             sheet += css->GetText().ToStdString() + "\n";

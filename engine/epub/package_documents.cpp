@@ -128,7 +128,8 @@ private:
     }
 
     void WriteSpine() {
-        m_markup.Begin("spine").Optional("page-progression-direction", m_settings.isRightToLeft ? "rtl" : "");
+        bool const turnsToTheLeft = m_settings.isRightToLeft || m_state.isVertical;
+        m_markup.Begin("spine").Optional("page-progression-direction", turnsToTheLeft ? "rtl" : "");
         m_markup.Raw("\n");
         auto const write = [&](std::string_view id) {
             m_markup.Begin("itemref").Attribute("idref", id).EndVoid().Raw("\n");

@@ -195,7 +195,7 @@ void StyleClasses::CountText(ParagraphLook const& look, std::size_t length) {
     m_sizes[GetSize(*look.glyphAtts)] += length;
 }
 
-std::string StyleClasses::MakeSheet() const {
+std::string StyleClasses::MakeSheet(bool isVertical) const {
     double base = 16;
     std::size_t most = 0;
     for (auto const& [size, count] : m_sizes) {
@@ -204,7 +204,7 @@ std::string StyleClasses::MakeSheet() const {
             base = size;
         }
     }
-    CssUnits const units{base, m_profiles};
+    CssUnits const units{base, m_profiles, isVertical};
     auto const standard = FormatCssNumber(Story::GlyphAtt::GetDefault(GlyphAtt::Double::Size) / base) + "rem";
     std::string css = "p, h1, h2, h3, h4, h5, h6 { margin: 0; font-weight: normal; font-size: " + standard +
                       "; }\n"
@@ -215,6 +215,9 @@ std::string StyleClasses::MakeSheet() const {
                       ".cover { margin: 0; text-align: center; }\n"
                       "img { max-width: 100%; height: auto; }\n"
                       ".cover img { max-height: 100%; }\n";
+    if (isVertical)
+        css +=
+            "html { -epub-writing-mode: vertical-rl; -webkit-writing-mode: vertical-rl; writing-mode: vertical-rl; }\n";
     auto const append = [&](Rule const& rule) {
         std::string declarations;
         if (rule.paragraph)
@@ -222,6 +225,10 @@ std::string StyleClasses::MakeSheet() const {
         if (rule.glyphs)
             AppendGlyphDeclarations(declarations, *rule.glyphs, *rule.resolvedGlyphs, units);
         css += "." + rule.name + " { " + declarations + "}\n";
+        if (rule.paragraph)
+            AppendDropCapRules(css, rule.name, *rule.paragraph, *rule.resolvedParagraph,
+                               GetSize(rule.resolvedGlyphs ? *rule.resolvedGlyphs : *Story::GlyphAtts::GetDefault()),
+                               units);
     };
     std::ranges::for_each(m_styleRules, append);
     std::ranges::for_each(m_localRules, append);

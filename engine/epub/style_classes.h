@@ -51,7 +51,7 @@ public:
     void CountText(ParagraphLook const& look, std::size_t length);
 
     // The sheet with the rules of all looks that were asked for.
-    std::string MakeSheet() const;
+    std::string MakeSheet(bool isVertical) const;
 
 private:
     struct Rule {

@@ -6,6 +6,7 @@
 #include "platform/kernel/hash_accumulator.h"
 #include "platform/renderer/fill_descriptor.h"
 #include "platform/renderer/line_style.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/hyperlink.h"
 #include "platform/story/index_text.h"
 #include "platform/story/linked_file.h"
@@ -116,7 +117,8 @@ bool IsOfKind(ParagraphAtt::Object att, Kernel::Serialisable const* object) {
            (att == ParagraphAtt::Object::LinkedFile && Is<LinkedFileAtt>(object)) ||
            (att == ParagraphAtt::Object::Index && Is<IndexAtt>(object)) ||
            (att == ParagraphAtt::Object::Toc && Is<TocAtt>(object)) ||
-           (att == ParagraphAtt::Object::Numbering && Is<NumberingAtt>(object));
+           (att == ParagraphAtt::Object::Numbering && Is<NumberingAtt>(object)) ||
+           (att == ParagraphAtt::Object::DropCap && Is<DropCapAtt>(object));
 }
 
 // Keys that this version does not know are left out.
@@ -350,6 +352,8 @@ void Delta::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Rset", m_values.resetLocal);
     Kernel::SaveValue(out, "LScl", m_values.lengthScale);
     Kernel::SaveValue(out, "HScl", m_values.horizontalScale);
+    if (m_values.writingMode)
+        Kernel::SaveValue(out, "WMod", static_cast<std::uint32_t>(*m_values.writingMode));
 }
 bool Delta::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, "GAtt", m_values.glyphAtts);
@@ -357,6 +361,12 @@ bool Delta::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned sh
     Kernel::LoadValue(in, "Rset", m_values.resetLocal);
     Kernel::LoadValue(in, "LScl", m_values.lengthScale);
     Kernel::LoadValue(in, "HScl", m_values.horizontalScale);
+    constexpr std::uint32_t c_none = 0xFFFFFFFF;
+    auto mode = c_none;
+    Kernel::LoadValue(in, "WMod", mode);
+    m_values.writingMode.reset();
+    if (mode <= static_cast<std::uint32_t>(WritingMode::Vertical))
+        m_values.writingMode = static_cast<WritingMode>(mode);
     return std::isfinite(m_values.lengthScale) && std::isfinite(m_values.horizontalScale);
 }
 
@@ -399,6 +409,12 @@ DeltaRef MakeDelta(ParagraphAtt::String att, Kernel::String const& value, bool r
 DeltaRef MakeDelta(ParagraphAtt::Object att, Kernel::Counted<Kernel::Serialisable const> const& value,
                    bool resetLocal) {
     return MakeParagraphDelta(att, value, resetLocal);
+}
+
+DeltaRef MakeDelta(WritingMode mode) {
+    Delta::Values values;
+    values.writingMode = mode;
+    return Kernel::MakeCounted<Delta>(values);
 }
 
 DeltaRef TransformDelta(Raster::AffineTransform::Params const& transform, bool scaleLengths) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/broken_lines.h"
 
+#include "engine/story/drop_cap.h"
 #include "engine/story/shaping.h"
+#include "platform/story/drop_cap.h"
 
 #include <algorithm>
 #include <cmath>
@@ -30,8 +32,8 @@ bool HasOverlongBox(std::vector<BreakCandidate> const& candidates, double measur
     return false;
 }
 
-std::vector<LineEnd> FindTotalFit(ComposedParagraph const& paragraph, std::uint32_t begin, double first,
-                                  double measure) {
+std::vector<LineEnd> FindTotalFit(ComposedParagraph const& paragraph, std::uint32_t begin,
+                                  std::vector<double> const& first, double measure) {
     auto candidates = FindCandidates(paragraph, begin, {});
     auto ends = BreakTotalFit(candidates, first, measure, c_toleranceWhole);
     if (!ends.empty())
@@ -42,7 +44,7 @@ std::vector<LineEnd> FindTotalFit(ComposedParagraph const& paragraph, std::uint3
         if (!ends.empty())
             return ends;
     }
-    if (HasOverlongBox(candidates, std::min(first, measure)))
+    if (HasOverlongBox(candidates, std::min(*std::min_element(first.begin(), first.end()), measure)))
         return {};
     return BreakTotalFit(candidates, first, measure, std::numeric_limits<double>::infinity());
 }
@@ -236,9 +238,13 @@ void SetHeights(LineData& line, ComposedParagraph const& paragraph) {
     auto const take = [&](ShapedRun const& run) {
         auto const& look = *run.look;
         auto const* const face = run.face != nullptr ? run.face : look.fonts->GetPrimary().get();
-        double const em = look.size * look.verticalScale;
-        double const ascent = (face == nullptr ? 0.8 : face->GetAscent()) * em + look.baselineShift;
-        double const descent = (face == nullptr ? 0.2 : face->GetDescent()) * em - look.baselineShift;
+        double const em = look.size * (run.isUpright ? look.horizontalScale : look.verticalScale);
+        double above = (face == nullptr ? 0.8 : face->GetAscent()) * em;
+        double below = (face == nullptr ? 0.2 : face->GetDescent()) * em;
+        if (paragraph.IsVertical())
+            above = below = (run.isUpright ? em : above + below) / 2;
+        double const ascent = above + look.baselineShift;
+        double const descent = below - look.baselineShift;
         line.ascent = std::max(line.ascent, static_cast<float>(ascent));
         line.descent = std::max(line.descent, static_cast<float>(descent));
         size = std::max(size, look.size);
@@ -247,20 +253,7 @@ void SetHeights(LineData& line, ComposedParagraph const& paragraph) {
         take(paragraph.GetRuns()[run.run]);
     if (line.runs.empty())
         take(paragraph.GetRuns()[paragraph.FindRun(line.begin)]);
-    auto const& atts = *paragraph.GetAtts();
-    double const leading = std::max(atts.Get(ParagraphDouble::Leading), 0.0);
-    double const exact = leading * paragraph.GetLengthScale();
-    switch (static_cast<LeadingMode>(atts.Get(ParagraphEnum::LeadingMode))) {
-    case LeadingMode::Exact:
-        line.leading = static_cast<float>(exact);
-        break;
-    case LeadingMode::AtLeast:
-        line.leading = static_cast<float>(std::max(exact, 1.2 * size));
-        break;
-    default:
-        line.leading = static_cast<float>((leading == 0 ? 1.2 : leading) * size);
-        break;
-    }
+    line.leading = GetLeading(paragraph, size);
 }
 
 Alignment Settle(int value, bool isRightToLeft) {
@@ -288,8 +281,36 @@ LineIndents GetIndents(ComposedParagraph const& paragraph, bool isFirst) {
     return paragraph.IsRightToLeft() ? LineIndents{end, start, start} : LineIndents{start, end, start};
 }
 
+double GetBaselineOffset(ComposedParagraph const& paragraph, ShapedRun const& run, double scale) {
+    auto const* const face = run.face != nullptr ? run.face : run.look->fonts->GetPrimary().get();
+    if (!paragraph.IsVertical() || face == nullptr)
+        return 0;
+    return (face->GetAscent() - face->GetDescent()) / 2 * run.look->size * run.look->verticalScale * scale;
+}
+
+LineIndents GetIndentsBesideCap(ComposedParagraph const& paragraph, double capEnd) {
+    auto indents = GetIndents(paragraph, false);
+    indents.start = std::max(indents.start, capEnd);
+    (paragraph.IsRightToLeft() ? indents.right : indents.left) = indents.start;
+    return indents;
+}
+
+float GetLeading(ComposedParagraph const& paragraph, double size) {
+    auto const& atts = *paragraph.GetAtts();
+    double const leading = std::max(atts.Get(ParagraphDouble::Leading), 0.0);
+    double const exact = leading * paragraph.GetLengthScale();
+    switch (static_cast<LeadingMode>(atts.Get(ParagraphEnum::LeadingMode))) {
+    case LeadingMode::Exact:
+        return static_cast<float>(exact);
+    case LeadingMode::AtLeast:
+        return static_cast<float>(std::max(exact, 1.2 * size));
+    default:
+        return static_cast<float>((leading == 0 ? 1.2 : leading) * size);
+    }
+}
+
 LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, LineEnd const& end,
-                   LineMeasure const& measure) {
+                   LineMeasure const& measure, LineIndents const& indents) {
     auto const& flags = paragraph.GetFlags();
     LineData line;
     line.begin = begin;
@@ -305,7 +326,6 @@ LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, Line
                std::min(line.visibleEnd, runs[r].end));
     if (line.hyphen)
         AddHyphen(line, paragraph);
-    auto const indents = GetIndents(paragraph, begin == 0);
     bool hasTabs = false;
     for (std::uint32_t i = begin; paragraph.HasTabs() && i != line.visibleEnd; ++i)
         hasTabs |= (flags[i] & CharacterFlag::c_tab) != 0;
@@ -354,31 +374,89 @@ LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, Line
 
 BrokenLines::~BrokenLines() = default;
 
-BrokenLines::BrokenLines(ComposedParagraphRef composed, std::uint32_t from, LineMeasure const& columnMeasure)
-    : paragraph(std::move(composed)), begin(from), measure(columnMeasure) {
-    auto const& atts = *paragraph->GetAtts();
-    auto const roomOf = [&](bool isFirst) {
-        auto const indents = GetIndents(*paragraph, isFirst);
+namespace {
+
+// Line after line from a place on. `first`: the indents of the first lines; the others have those of the paragraph.
+std::vector<LineData> BreakLines(ComposedParagraph const& paragraph, std::uint32_t begin, LineMeasure const& measure,
+                                 std::vector<LineIndents> const& first) {
+    auto const& atts = *paragraph.GetAtts();
+    auto const others = GetIndents(paragraph, false);
+    auto const indentsOf = [&](std::size_t line) -> LineIndents const& {
+        return line < first.size() ? first[line] : others;
+    };
+    auto const roomOf = [&](LineIndents const& indents) {
         return measure.endless ? std::numeric_limits<double>::infinity() : measure.width - indents.left - indents.right;
     };
     bool const isTotalFit = atts.Get(ParagraphEnum::Alignment) == static_cast<int>(Alignment::Justify) &&
                             atts.Get(ParagraphEnum::Breaking) == static_cast<int>(LineBreaking::TotalFit) &&
-                            !measure.endless && !paragraph->HasTabs();
+                            !measure.endless && !paragraph.HasTabs();
     std::vector<LineEnd> ends;
-    if (isTotalFit)
-        ends = FindTotalFit(*paragraph, begin, roomOf(begin == 0), roomOf(false));
-    if (ends.empty()) {
-        GreedyBreaker breaker(*paragraph, begin);
-        while (!breaker.IsAtEnd())
-            ends.push_back(breaker.Next(roomOf(ends.empty() && begin == 0),
-                                        GetIndents(*paragraph, ends.empty() && begin == 0).start));
+    if (isTotalFit) {
+        std::vector<double> rooms;
+        for (auto const& indents : first)
+            rooms.push_back(roomOf(indents));
+        ends = FindTotalFit(paragraph, begin, rooms, roomOf(others));
     }
+    if (ends.empty()) {
+        GreedyBreaker breaker(paragraph, begin);
+        while (!breaker.IsAtEnd()) {
+            auto const& indents = indentsOf(ends.size());
+            ends.push_back(breaker.Next(roomOf(indents), indents.start));
+        }
+    }
+    std::vector<LineData> lines;
     lines.reserve(ends.size());
     std::uint32_t at = begin;
     for (auto const& end : ends) {
-        lines.push_back(BuildLine(*paragraph, at, end, measure));
+        lines.push_back(BuildLine(paragraph, at, end, measure, indentsOf(lines.size())));
         at = end.position;
     }
+    return lines;
+}
+
+} // namespace
+
+BrokenLines::BrokenLines(ComposedParagraphRef composed, std::uint32_t from, LineMeasure const& columnMeasure)
+    : paragraph(std::move(composed)), begin(from), measure(columnMeasure) {
+    bool const beginsWithCap = begin == 0 && paragraph->GetDropCapEnd() != 0 && !measure.endless;
+    if (!beginsWithCap || !BreakBesideDropCap())
+        lines = BreakLines(*paragraph, begin, measure, {GetIndents(*paragraph, begin == 0)});
+}
+
+// The cap is as large as the distance of the lines beside it wants it, which depends on the letters that stand in them,
+// which depend on the room that the cap leaves: the distance of plain lines is tried first. False where there is no
+// room for a cap.
+bool BrokenLines::BreakBesideDropCap() {
+    constexpr int c_maximumTries = 4;
+    constexpr double c_slack = 1e-3;
+    auto const height = DropCapAtt::Of(*paragraph->GetAtts())->GetValues().lines;
+    bool const isOnGrid = measure.gridSpacing > 0 && paragraph->GetAtts()->Get(ParagraphEnum::BaselineGrid) != 0;
+    auto const toGrid = [&](double leading) {
+        return isOnGrid ? std::ceil(leading / measure.gridSpacing - 1e-6) * measure.gridSpacing : leading;
+    };
+    double const plain = GetDropCapLeading(*paragraph);
+    double depth = (height - 1) * toGrid(plain);
+    for (int tries = 0; tries != c_maximumTries; ++tries) {
+        auto cap = BuildDropCap(*paragraph, depth, measure);
+        if (!cap)
+            return false;
+        std::vector<LineIndents> const beside(height, GetIndentsBesideCap(*paragraph, cap->end));
+        lines = BreakLines(*paragraph, paragraph->GetDropCapEnd(), measure, beside);
+        double actual = 0;
+        for (std::size_t i = 1; i != height; ++i)
+            actual += toGrid(i < lines.size() ? double{lines[i].leading} : plain);
+        // The cap's box is that of the lines beside it.
+        cap->line.ascent = static_cast<float>(depth + cap->drop) + lines.front().ascent;
+        cap->line.descent = std::max(lines.front().descent - static_cast<float>(cap->drop), 0.0f);
+        besideCap = std::min(height, static_cast<std::uint32_t>(lines.size()));
+        capDrop = cap->drop;
+        lines.insert(lines.begin(), std::move(cap->line));
+        if (std::fabs(actual - depth) <= c_slack)
+            break;
+        depth = actual;
+    }
+    capHeight = height;
+    return true;
 }
 
 std::size_t BrokenLines::GetMemoryUse() const {

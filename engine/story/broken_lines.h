@@ -19,7 +19,8 @@ struct LineRun {
     float x = 0;
 };
 
-// One line, with lengths from its own left end and baseline. See LinePart.
+// One line, with lengths from its own left end and baseline. See LinePart. Where lines run from top to bottom, the
+// middle of what stands on it is in place of the baseline.
 struct LineData {
     std::uint32_t begin = 0, end = 0; // composed text, what hangs included
     std::uint32_t visibleEnd = 0;
@@ -31,6 +32,7 @@ struct LineData {
     bool hyphen = false;
     bool endsParagraph = false;
     Alignment alignment = Alignment::Left; // Left, Right, Centre or Justify
+    float scale = 1;                       // of the letters of a drop cap, against what their attributes say
     std::vector<LineRun> runs;             // in visual order
     std::vector<ShapedGlyph> own;
 };
@@ -39,6 +41,7 @@ struct LineData {
 struct LineMeasure {
     double width = 0; // of the column; 0 for art text
     bool endless = false;
+    double gridSpacing = 0; // of the frame's baselines; 0 for no grid
     friend bool operator==(LineMeasure const&, LineMeasure const&) = default;
 };
 
@@ -55,8 +58,16 @@ public:
     std::uint32_t begin = 0;
     LineMeasure measure;
     std::vector<LineData> lines;
+    // Set where the first of the lines is a drop cap: the lines that it is high, whether the paragraph has so many or
+    // not; those of `lines` behind it that stand beside it; and how far its baseline is below the last of them.
+    std::uint32_t capHeight = 0;
+    std::uint32_t besideCap = 0;
+    double capDrop = 0;
 
     std::size_t GetMemoryUse() const;
+
+private:
+    bool BreakBesideDropCap();
 };
 using BrokenLinesRef = Kernel::Counted<BrokenLines const>;
 
@@ -66,9 +77,16 @@ struct LineIndents {
     double start = 0;
 };
 LineIndents GetIndents(ComposedParagraph const& paragraph, bool isFirst);
+// Those of a line that does not begin before `capEnd`, counted from the side at which text begins.
+LineIndents GetIndentsBesideCap(ComposedParagraph const& paragraph, double capEnd);
+// How far the baseline of a run is below the line's: half of the difference of ascent and descent on a line that runs
+// from top to bottom, else 0. The run's letters are drawn larger by `scale`.
+double GetBaselineOffset(ComposedParagraph const& paragraph, ShapedRun const& run, double scale);
+// The distance to the baseline above of a line whose largest letters are of that size.
+float GetLeading(ComposedParagraph const& paragraph, double size);
 
 // Builds the line that ends there, in a column of that measure.
 LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, LineEnd const& end,
-                   LineMeasure const& measure);
+                   LineMeasure const& measure, LineIndents const& indents);
 
 } // namespace Story

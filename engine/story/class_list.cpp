@@ -81,6 +81,7 @@ Properties PinGlyph::GetTypeClassProperties()            { return Register<PinGl
 Properties IndexAtt::GetTypeClassProperties()            { return Register<IndexAtt, Kind::Value>("TxIA"); }
 Properties NoteGlyph::GetTypeClassProperties()           { return Register<NoteGlyph>(NoteGlyph::c_classUid); }
 Properties NumberingAtt::GetTypeClassProperties()        { return Register<NumberingAtt, Kind::Value>("TxNu"); }
+Properties DropCapAtt::GetTypeClassProperties()          { return Register<DropCapAtt, Kind::Value>("TxDC"); }
 Properties HyperlinkAtt::GetTypeClassProperties()        { return Register<HyperlinkAtt, Kind::Value>("TxHy"); }
 // clang-format on
 
@@ -118,6 +119,7 @@ namespace {
                                              IndexAtt::GetTypeClassProperties(),
                                              NoteGlyph::GetTypeClassProperties(),
                                              NumberingAtt::GetTypeClassProperties(),
+                                             DropCapAtt::GetTypeClassProperties(),
                                              HyperlinkAtt::GetTypeClassProperties()};
 
 } // namespace

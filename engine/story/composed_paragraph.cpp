@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/story/composed_paragraph.h"
 
+#include "engine/story/drop_cap.h"
 #include "engine/story/itemiser.h"
 #include "engine/story/line_breaks.h"
 #include "engine/story/shaping.h"
 #include "engine/story/word_cache.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/note.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace Story {
@@ -47,21 +50,33 @@ GlyphAttsRef MakeNoteMarkAtts(GlyphAttsRef const& resolved) {
 
 ComposedParagraph::ComposedParagraph(ParagraphRef source, StyleSheet const& styles, ParagraphContext const& context,
                                      ComposedParagraph const* other)
-    : m_source(std::move(source)) {
+    : ComposedParagraph(std::move(source)) {
     Compose(styles, context, other, 0);
 }
 
 ComposedParagraph::ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
                                      ParagraphContext const& context)
-    : m_source(earlier.m_source) {
+    : ComposedParagraph(earlier.m_source) {
+    m_leavesDropCapOut = earlier.m_leavesDropCapOut;
     Compose(styles, context, &earlier, from);
+}
+
+Kernel::Counted<ComposedParagraph const> ComposedParagraph::MakeWithoutDropCap(ComposedParagraph const& other,
+                                                                               StyleSheet const& styles,
+                                                                               ParagraphContext const& context) {
+    Kernel::Counted<ComposedParagraph> const made(new ComposedParagraph(other.m_source));
+    made->m_leavesDropCapOut = true;
+    made->Compose(styles, context, &other, std::numeric_limits<std::uint32_t>::max());
+    return made;
 }
 
 void ComposedParagraph::Compose(StyleSheet const& styles, ParagraphContext const& context,
                                 ComposedParagraph const* other, std::uint32_t from) {
     m_atts = styles.Resolve(m_source->GetAtts());
     m_lengthScale = std::clamp(m_atts->Get(ParagraphAtt::Double::LengthScale), 0.0, 1e6);
+    m_isVertical = context.isVertical;
     Expand(context, other, from);
+    FindDropCap(styles);
     Itemise(styles);
     FindBreaks();
     ShapeRuns(other);
@@ -170,10 +185,23 @@ std::uint32_t ComposedParagraph::FindGlyph(ShapedRun const& run, std::uint32_t c
     return static_cast<std::uint32_t>(found - m_glyphs.begin());
 }
 
+// Behind a number, of the paragraph or of its note, there is no drop cap; the number of a note is no letter of one.
+void ComposedParagraph::FindDropCap(StyleSheet const& styles) {
+    auto const* const att = m_leavesDropCapOut ? nullptr : DropCapAtt::Of(*m_atts);
+    if (att == nullptr || m_numberLength != 0)
+        return;
+    auto const mark =
+        std::find_if(m_expansions.begin(), m_expansions.end(), [](Expansion const& each) { return each.isNoteMark; });
+    auto const limit = mark == m_expansions.end() ? GetText().size() - 1 : mark->begin - 1;
+    auto const look = TextLook::Get(styles.Resolve(m_source->GetRuns().front().atts, m_source->GetAtts()));
+    m_dropCapEnd =
+        FindDropCapEnd(GetText(), att->GetValues().characters, static_cast<std::uint32_t>(limit), look->languageTag);
+}
+
 void ComposedParagraph::Itemise(StyleSheet const& styles) {
     auto const text = GetText();
     m_flags.assign(text.size() + 1, 0);
-    Itemiser itemiser(text, m_atts->Get(ParagraphAtt::Enum::Direction));
+    Itemiser itemiser(text, m_atts->Get(ParagraphAtt::Enum::Direction), m_isVertical);
     m_isRightToLeft = itemiser.IsRightToLeft();
     std::uint32_t begin = 0;
     auto mark = m_expansions.begin();
@@ -182,6 +210,12 @@ void ComposedParagraph::Itemise(StyleSheet const& styles) {
             run.end == m_source->GetLength() ? static_cast<std::uint32_t>(text.size()) : ToComposed(run.end);
         auto const resolved = styles.Resolve(run.atts, m_source->GetAtts());
         auto const look = TextLook::Get(resolved);
+        if (begin < m_dropCapEnd) {
+            auto const capEnd = std::min(end, m_dropCapEnd);
+            auto const own = WithDropCapStyle(run.atts, *m_atts);
+            itemiser.Itemise(begin, capEnd, TextLook::Get(styles.Resolve(own, m_source->GetAtts())), m_runs, m_flags);
+            begin = capEnd;
+        }
         for (; mark != m_expansions.end() && mark->end <= end; ++mark) {
             if (!mark->isNoteMark || mark->begin == mark->end)
                 continue;

@@ -11,7 +11,8 @@
 
 namespace Story {
 
-// One glyph of a font as shaping placed it. Lengths in text units; y grows upwards as fonts have it.
+// One glyph of a font as shaping placed it. Lengths in text units; y grows upwards as fonts have it. Along a line and
+// across it where lines run from top to bottom, too.
 struct ShapedGlyph {
     static constexpr std::uint32_t c_unsafeToBreak = 1u << 31; // a line cannot begin here without shaping again
     // Justification widens what follows it: a space, an ideograph, or the end of a South East Asian letter.
@@ -37,6 +38,8 @@ struct ShapedRun {
     FontFace const* face = nullptr; // kept by the look's fonts, or by the system's; null shows nothing
     hb_script_t script = HB_SCRIPT_COMMON;
     std::uint8_t level = 0; // bidirectional embedding level
+    // Letters stand upright on a line that runs from top to bottom; others lie on their side there.
+    bool isUpright = false;
     bool IsRightToLeft() const { return (level & 1) != 0; }
 };
 
@@ -90,6 +93,8 @@ struct ParagraphContext {
     std::uint32_t notesBefore = 0;
     // The paragraph's number, with what parts it from the text.
     std::u32string number = {};
+    // Its lines run from top to bottom.
+    bool isVertical = false;
 };
 
 class GlyphBuffer;
@@ -105,6 +110,9 @@ public:
     // front of it stays.
     ComposedParagraph(ComposedParagraph const& earlier, std::uint32_t from, StyleSheet const& styles,
                       ParagraphContext const& context);
+    // The same paragraph without its drop cap: its letters stand among the others.
+    static Kernel::Counted<ComposedParagraph const>
+    MakeWithoutDropCap(ComposedParagraph const& other, StyleSheet const& styles, ParagraphContext const& context);
     ~ComposedParagraph() override;
 
     ParagraphRef const& GetSource() const { return m_source; }
@@ -115,6 +123,8 @@ public:
     // Characters in front of the text that are the paragraph's number.
     std::uint32_t GetNumberLength() const { return m_numberLength; }
     std::uint32_t GetNotesBefore() const { return m_notesBefore; }
+    // Characters at its beginning that are to stand as a drop cap; runs end there. 0 for none.
+    std::uint32_t GetDropCapEnd() const { return m_dropCapEnd; }
     std::vector<std::uint8_t> const& GetFlags() const { return m_flags; }
     std::vector<ShapedRun> const& GetRuns() const { return m_runs; }
     std::vector<ShapedGlyph> const& GetGlyphs() const { return m_glyphs; }
@@ -125,6 +135,8 @@ public:
     // objects that depend on less are known to.
     bool ShowsTheSame(ParagraphContext const& context, ExpansionReach reach, std::uint32_t from = 0) const;
     bool IsRightToLeft() const { return m_isRightToLeft; }
+    // Lines run from top to bottom: what stands on one is centred on it, and is not put on a baseline.
+    bool IsVertical() const { return m_isVertical; }
     bool HasTabs() const { return m_hasTabs; }
     bool HasRightToLeftRuns() const { return m_hasRightToLeftRuns; }
     double GetLengthScale() const { return m_lengthScale; }
@@ -144,6 +156,7 @@ public:
     std::size_t GetMemoryUse() const;
 
 private:
+    explicit ComposedParagraph(ParagraphRef source) : m_source(std::move(source)) {}
     // The texts that objects show in front of `from` are taken from `other`, and glyphs wherever they are the same.
     void Compose(StyleSheet const& styles, ParagraphContext const& context, ComposedParagraph const* other,
                  std::uint32_t from);
@@ -151,6 +164,7 @@ private:
     // The last expansion that begins at or before a place; none is the end.
     std::vector<Expansion>::const_iterator FindExpansionBefore(std::uint32_t composed) const;
     void FindBreaks();
+    void FindDropCap(StyleSheet const& styles);
     void Itemise(StyleSheet const& styles);
     void ShapeRuns(ComposedParagraph const* other);
     void ShapeRun(GlyphBuffer& glyphs, ShapedRun const& run) const;
@@ -169,10 +183,13 @@ private:
     double m_lengthScale = 1;
     std::uint32_t m_numberLength = 0;
     std::uint32_t m_notesBefore = 0;
+    std::uint32_t m_dropCapEnd = 0;
     ExpansionReach m_reach = ExpansionReach::Glyph;
     bool m_isRightToLeft = false;
+    bool m_isVertical = false;
     bool m_hasTabs = false;
     bool m_hasRightToLeftRuns = false;
+    bool m_leavesDropCapOut = false;
 };
 using ComposedParagraphRef = Kernel::Counted<ComposedParagraph const>;
 

@@ -96,6 +96,8 @@ GlyphAttsRef LinePart::GetGlyphAtts(std::uint32_t index) const {
     ToComposedIndex(GetData(), index, at);
     auto const& paragraph = GetParagraph();
     auto own = paragraph.GetSource()->GetGlyphAtts(paragraph.ToSource(at));
+    if (at < paragraph.GetDropCapEnd())
+        own = WithDropCapStyle(own, *paragraph.GetAtts());
     auto const* const expansion = paragraph.FindExpansion(at);
     if (expansion == nullptr || !expansion->isNoteMark)
         return own;
@@ -128,6 +130,7 @@ StoryRange LinePart::GetRange() const {
 double LinePart::GetWidth() const { return GetData().width; }
 double LinePart::GetAscent() const { return GetData().ascent; }
 double LinePart::GetDescent() const { return GetData().descent; }
+double LinePart::GetScale() const { return GetData().scale; }
 double LinePart::GetSpaceExtra() const { return GetData().spaceExtra; }
 bool LinePart::IsRightToLeft() const { return GetParagraph().IsRightToLeft(); }
 Alignment LinePart::GetAlignment() const { return GetData().alignment; }
@@ -176,7 +179,9 @@ std::vector<LineCell> LinePart::GetCells() const {
 Kernel::PointT<double> ComposedColumn::GetArtOrigin() const {
     if (m_lines.empty())
         return {m_rect.left, m_rect.top};
-    auto const& first = m_lines.front();
+    // A drop cap stands lower than the line that begins beside it.
+    bool const beginsWithCap = m_lines.front().GetLines().capHeight != 0 && m_lines.front().GetLineIndex() == 0;
+    auto const& first = m_lines[beginsWithCap ? 1 : 0];
     auto alignment = first.GetAlignment();
     if (alignment == Alignment::Justify)
         alignment = first.IsRightToLeft() ? Alignment::Right : Alignment::Left;
@@ -227,7 +232,8 @@ ComposedStory::ComposedStory(StoryRef story, Kernel::Counted<StyleSheet const> s
       m_state(std::make_unique<State>()) {
     m_state->cursors.emplace_back();
     m_state->numbers.emplace(*m_story, *m_styleSheet);
-    if (earlier && LookAlike(*earlier->m_styleSheet, *m_styleSheet))
+    bool const runsAlike = earlier && earlier->m_story->GetWritingMode() == m_story->GetWritingMode();
+    if (runsAlike && LookAlike(*earlier->m_styleSheet, *m_styleSheet))
         TakeOver(*earlier);
     else
         m_state->cache = std::make_shared<ParagraphCache>();

@@ -113,7 +113,7 @@ ComposedParagraphRef ParagraphSource::GetParagraph(std::size_t index, std::size_
     auto const& paragraph = GetSource(index);
     if (auto const entry = m_cache.Find(*paragraph); entry.composed)
         return entry.composed;
-    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, ParagraphContext{m_fields, frame});
+    auto composed = Kernel::MakeCounted<ComposedParagraph>(paragraph, m_styles, MakeContext(frame));
     m_cache.Put(composed, {});
     return composed;
 }
@@ -136,10 +136,15 @@ bool ParagraphSource::IsPlain(std::size_t index) {
     return !IsOfNote(index) && m_story.GetParagraph(index)->GetObjects().empty() && m_numbers.Get(index).empty();
 }
 
+ParagraphContext ParagraphSource::MakeContext(std::size_t frame, std::uint32_t notesBefore,
+                                              std::u32string number) const {
+    return {m_fields, frame, notesBefore, std::move(number), m_isVertical};
+}
+
 ParagraphContext ParagraphSource::GetContext(std::size_t index, std::size_t frame) {
     if (IsOfNote(index))
-        return {m_fields, frame, 0, m_notes[index - m_story.GetParagraphCount()].number};
-    ParagraphContext context{m_fields, frame};
+        return MakeContext(frame, 0, m_notes[index - m_story.GetParagraphCount()].number);
+    auto context = MakeContext(frame);
     if (m_hasNotes)
         context.notesBefore = m_story.CountNotes({0, m_story.GetParagraphBegin(index)});
     if (auto const number = m_numbers.Get(index); !number.empty())
@@ -246,12 +251,16 @@ void ParagraphSource::PrepareShown(std::size_t index, std::size_t frame, LineMea
 
 ComposedParagraphRef ParagraphSource::GoOn(ComposedParagraphRef const& composed, std::uint32_t from,
                                            std::size_t frame) const {
-    ParagraphContext const context{m_fields, frame, composed->GetNotesBefore(),
-                                   std::u32string(composed->GetText().substr(0, composed->GetNumberLength()))};
+    auto const context = MakeContext(frame, composed->GetNotesBefore(),
+                                     std::u32string(composed->GetText().substr(0, composed->GetNumberLength())));
     bool const staysTheSame = composed->GetReach() != ExpansionReach::Frame ||
                               composed->GetText().size() > c_longestThatGoesOn ||
                               composed->ShowsTheSame(context, ExpansionReach::Frame, from);
     return staysTheSame ? composed : Kernel::MakeCounted<ComposedParagraph>(*composed, from, m_styles, context);
+}
+
+ComposedParagraphRef ParagraphSource::WithoutDropCap(ComposedParagraph const& composed, std::size_t frame) const {
+    return ComposedParagraph::MakeWithoutDropCap(composed, m_styles, MakeContext(frame, composed.GetNotesBefore()));
 }
 
 void ParagraphSource::Forget() {
@@ -277,7 +286,8 @@ void ParagraphSource::Prepare(std::size_t index, LineMeasure const& measure) {
             break;
     }
     auto const make = [&](std::size_t i) {
-        auto const composed = Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, ParagraphContext());
+        auto const composed =
+            Kernel::MakeCounted<ComposedParagraph>(missing[i], m_styles, ParagraphContext{.isVertical = m_isVertical});
         m_cache.Put(composed, Kernel::MakeCounted<BrokenLines>(composed, 0u, measure));
     };
     if (missing.size() == 1)
@@ -396,44 +406,65 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
     frame.m_columns.push_back(std::move(column));
 }
 
+std::uint32_t FrameComposer::CountFitting(BrokenLines const& lines, std::uint32_t first, double space) const {
+    auto const count = static_cast<std::uint32_t>(lines.lines.size());
+    double baseline = m_baseline;
+    std::uint32_t fitting = first;
+    for (; fitting != count; ++fitting) {
+        auto const& line = lines.lines[fitting];
+        double const next = fitting == first ? GetBaseline(line, *lines.paragraph, space)
+                                             : SnapToGrid(baseline + line.leading, *lines.paragraph);
+        if (!Fits(line, next))
+            break;
+        baseline = next;
+    }
+    return fitting - first;
+}
+
 // Puts lines of the cursor's paragraph into the column. False when some are left, at which the cursor then stands.
 bool FrameComposer::FillFromParagraph(Cursor& cursor) {
-    LineMeasure const measure{RoundWidth(m_column->m_rect.GetWidth()), m_geometry.artOrigin.has_value()};
+    LineMeasure const measure{RoundWidth(m_column->m_rect.GetWidth()), m_geometry.artOrigin.has_value(),
+                              m_geometry.gridSpacing};
     if (!cursor.lines || !(cursor.lines->measure == measure)) {
         cursor.lines = cursor.composed ? Kernel::MakeCounted<BrokenLines>(cursor.composed, cursor.begin, measure)
                                        : m_paragraphs.GetLines(cursor.paragraph, m_frame, cursor.begin, measure);
         cursor.line = 0;
     }
+    bool const isColumnEmpty = m_column->m_lines.empty();
+    auto const spaceBefore = cursor.lines->paragraph->GetLength(ParagraphAtt::Double::SpaceBefore);
+    double const space = cursor.begin == 0 ? m_spaceAfter + spaceBefore : 0;
+    bool const beginsWithCap = cursor.begin == 0 && cursor.lines->paragraph->GetDropCapEnd() != 0;
+    if (beginsWithCap && !HasRoomForDropCap(*cursor.lines, space)) {
+        if (cursor.lines->capHeight != 0 && !isColumnEmpty)
+            return false;
+        cursor.lines = Kernel::MakeCounted<BrokenLines>(m_paragraphs.WithoutDropCap(*cursor.lines->paragraph, m_frame),
+                                                        0u, measure);
+    }
     auto const& paragraph = *cursor.lines->paragraph;
     auto const& lines = cursor.lines->lines;
     auto const count = static_cast<std::uint32_t>(lines.size());
-    bool const isColumnEmpty = m_column->m_lines.empty();
-    double const space = cursor.begin == 0 ? m_spaceAfter + paragraph.GetLength(ParagraphAtt::Double::SpaceBefore) : 0;
-    std::uint32_t fitting = cursor.line;
-    double baseline = m_baseline;
-    for (; fitting != count; ++fitting) {
-        auto const& line = lines[fitting];
-        bool const isFirstPlaced = fitting == cursor.line;
-        double const next =
-            isFirstPlaced ? GetBaseline(line, paragraph, space) : SnapToGrid(baseline + line.leading, paragraph);
-        if (!Fits(line, next))
-            break;
-        baseline = next;
-    }
+    bool const hasCap = cursor.begin == 0 && cursor.lines->capHeight != 0;
+    auto const first = cursor.line + (hasCap ? 1 : 0);
+    auto const fitting = first + CountFitting(*cursor.lines, first, space);
     std::uint32_t const end = fitting == count ? count : KeepLinesTogether(cursor, fitting, count, isColumnEmpty);
-    for (std::uint32_t i = cursor.line; i != end; ++i) {
-        bool const isFirstPlaced = i == cursor.line;
-        double const next = isFirstPlaced ? GetBaseline(lines[i], paragraph, space)
-                                          : SnapToGrid(m_baseline + lines[i].leading, paragraph);
+    auto const placedBefore = m_column->m_lines.size();
+    for (std::uint32_t i = first; i < end; ++i) {
+        double const next =
+            i == first ? GetBaseline(lines[i], paragraph, space) : SnapToGrid(m_baseline + lines[i].leading, paragraph);
         Place(cursor.lines, i, m_column->m_rect.left, next, cursor.paragraph);
     }
+    if (hasCap && end > first)
+        PlaceDropCap(cursor.lines, placedBefore, m_column->m_rect.left, GetBottomOfDropCap(*cursor.lines, placedBefore),
+                     cursor.paragraph);
     if (end == count)
         return true;
     cursor.line = end;
     cursor.begin = lines[end].begin;
-    // Where nothing of the paragraph has found a place, it begins anew in the next frame.
+    // Where nothing of the paragraph has found a place, it begins anew in the next frame, and its cap is tried again.
     if (cursor.begin != 0)
         cursor.composed = cursor.lines->paragraph;
+    else if (beginsWithCap)
+        cursor.lines = {};
     return false;
 }
 
@@ -444,58 +475,18 @@ std::uint32_t FrameComposer::KeepLinesTogether(Cursor const& cursor, std::uint32
     auto const least = [&](ParagraphAtt::Enum att) {
         return static_cast<std::uint32_t>(std::clamp(atts.Get(att), 1, 100));
     };
+    // A drop cap stays with the lines beside it.
+    bool const hasCap = cursor.begin == 0 && cursor.lines->capHeight != 0;
+    auto const orphans = hasCap ? 1 + std::max(cursor.lines->besideCap, least(ParagraphAtt::Enum::Orphans))
+                                : least(ParagraphAtt::Enum::Orphans);
     std::uint32_t end = fitting;
     if (count - end < least(ParagraphAtt::Enum::Widows))
         end = std::max(cursor.line, count - std::min(count, least(ParagraphAtt::Enum::Widows)));
     end = std::min(end, fitting);
-    if (cursor.begin == 0 && end - cursor.line < least(ParagraphAtt::Enum::Orphans))
+    if (cursor.begin == 0 && end - cursor.line < orphans)
         end = cursor.line;
     // A column must take something: one that cannot keep the rules breaks them.
     return end == cursor.line && isColumnEmpty ? fitting : end;
-}
-
-// Art text has no column, and the origin is where its first line is aligned to. Lines that are aligned to another side,
-// as those of a paragraph in the other direction, stand in the column that the widest line would need.
-void FrameComposer::AlignArtLines(ComposedColumn& column) const {
-    if (column.m_lines.empty())
-        return;
-    auto const first = column.m_lines.front().GetAlignment();
-    bool const areAlike = std::all_of(column.m_lines.begin(), column.m_lines.end(),
-                                      [&](LinePart const& line) { return line.GetAlignment() == first; });
-    if (areAlike)
-        return;
-    double width = 0;
-    for (auto const& line : column.m_lines) {
-        auto const indents = GetIndents(line.GetParagraph(), line.GetData().begin == 0);
-        width = std::max(width, line.GetWidth() + indents.left + indents.right);
-    }
-    auto const getSide = [&](Alignment alignment) {
-        return alignment == Alignment::Right ? width : alignment == Alignment::Centre ? width / 2 : 0;
-    };
-    for (auto& line : column.m_lines) {
-        auto const origin = line.GetOrigin();
-        line.SetOrigin({origin.x + getSide(line.GetAlignment()) - getSide(first), origin.y});
-    }
-}
-
-void FrameComposer::AlignVertically(ComposedColumn& column, bool isStoryEnd) const {
-    if (column.m_lines.empty() || m_geometry.artOrigin || m_geometry.verticalAlignment == VerticalAlignment::Top)
-        return;
-    auto const& last = column.m_lines.back();
-    double const room = column.m_rect.bottom - last.GetOrigin().y - last.GetDescent();
-    if (!(room > 0))
-        return;
-    double shift = m_geometry.verticalAlignment == VerticalAlignment::Centre   ? room / 2
-                   : m_geometry.verticalAlignment == VerticalAlignment::Bottom ? room
-                                                                               : 0;
-    // Only a column that is full is spread out.
-    bool const spreads = m_geometry.verticalAlignment == VerticalAlignment::Justify && !isStoryEnd;
-    double const step =
-        spreads && column.m_lines.size() > 1 ? room / static_cast<double>(column.m_lines.size() - 1) : 0;
-    for (auto& line : column.m_lines) {
-        line.SetOrigin({line.GetOrigin().x, line.GetOrigin().y + shift});
-        shift += step;
-    }
 }
 
 } // namespace Story

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/story/broken_lines.h"
+#include "engine/story/drop_cap.h"
 #include "engine/story/paragraph_numbers.h"
 #include "engine/story/wrap_shapes.h"
 #include "platform/story/composition.h"
 
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 
 namespace Story {
@@ -49,6 +50,7 @@ public:
           m_fields(fields),
           m_cache(cache),
           m_numbers(numbers),
+          m_isVertical(story.GetWritingMode() == WritingMode::Vertical),
           m_hasNotes(story.CountNotes(story.GetAll()) != 0) {}
     bool HasParagraph(std::size_t index);
     // Beyond the story's own, they are those of notes.
@@ -58,6 +60,8 @@ public:
     BrokenLinesRef GetLines(std::size_t index, std::size_t frame, std::uint32_t begin, LineMeasure const& measure);
     // The paragraph from a place on, as it goes on in another frame; the same object where that shows the same.
     ComposedParagraphRef GoOn(ComposedParagraphRef const& composed, std::uint32_t from, std::size_t frame) const;
+    // The paragraph as it is where its drop cap has no room.
+    ComposedParagraphRef WithoutDropCap(ComposedParagraph const& composed, std::size_t frame) const;
     void Forget();
 
 private:
@@ -78,6 +82,7 @@ private:
     ParagraphRef const& GetSource(std::size_t index);
     // It shows nothing that depends on more than its own text.
     bool IsPlain(std::size_t index);
+    ParagraphContext MakeContext(std::size_t frame, std::uint32_t notesBefore = 0, std::u32string number = {}) const;
     ParagraphContext GetContext(std::size_t index, std::size_t frame);
     void FindNotes();
     // Paragraphs with objects that are prepared in one go: few, since what is behind the frame that is asked for is
@@ -93,6 +98,7 @@ private:
     FieldDataSource const* m_fields;
     ParagraphCache& m_cache;
     ParagraphNumbers& m_numbers;
+    bool m_isVertical;
     bool m_hasNotes;
     // Those of notes, once one of them is asked for.
     std::vector<NoteParagraph> m_notes;
@@ -120,6 +126,21 @@ struct RowLine {
     double left = 0;
 };
 
+// Where rows of text stand that no shape reaches into.
+struct Row {
+    Interval whole;
+    // From the column's sides.
+    LineIndents indents;
+};
+
+// A drop cap among shapes.
+struct CapPlace {
+    // Of its box, the room behind it included.
+    Interval box;
+    // Baselines of the first line beside it, of the last one, and the first one below it.
+    double first = 0, last = 0, clear = 0;
+};
+
 // Fills one frame.
 class FrameComposer {
 public:
@@ -138,16 +159,30 @@ private:
     void Place(BrokenLinesRef const& lines, std::uint32_t index, double left, double baseline, std::size_t paragraph);
     void FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect, ComposedFrame& frame);
     bool FillFromParagraph(Cursor& cursor);
+    // How many of the lines from one on fit below what the column has; `space` is left before the first.
+    std::uint32_t CountFitting(BrokenLines const& lines, std::uint32_t first, double space) const;
     std::uint32_t KeepLinesTogether(Cursor const& cursor, std::uint32_t fitting, std::uint32_t count,
                                     bool isColumnEmpty) const;
     // wrapped_rows.cpp: the same in rows, each line of which stands in one of the rooms that shapes leave.
     bool FillAroundShapes(Cursor& cursor);
+    bool FillRows(Cursor& cursor, Kernel::Counted<BrokenLines> const& lines, double space, bool hasBegin);
     std::vector<RowLine> BreakRow(ComposedParagraph const& paragraph, GreedyBreaker& breaker,
-                                  std::vector<Interval> const& rooms, Interval const& whole, bool partsWords) const;
+                                  std::vector<Interval> const& rooms, Row const& whole, bool partsWords) const;
+    Row GetRow(ComposedParagraph const& paragraph, bool isFirst, double baseline) const;
+    // Looks for the highest place where no shape reaches into a cap, from the first line down. False where the column
+    // has none; `cap` is empty where no column of that width has.
+    bool FindPlaceForDropCap(ComposedParagraph const& paragraph, double space, std::optional<DropCap>& cap);
     bool PlaceRow(Kernel::Counted<BrokenLines> const& lines, GreedyBreaker& breaker, std::size_t paragraph,
                   double space, bool partsWords);
-    std::size_t KeepRowsTogether(ComposedParagraph const& paragraph, GreedyBreaker& breaker, std::size_t rowCount,
+    std::size_t KeepRowsTogether(BrokenLines const& lines, GreedyBreaker& breaker, std::size_t rowCount,
                                  bool hasBegin) const;
+    // placed_lines.cpp: lines that stand in the column.
+    bool HasRoomForDropCap(BrokenLines const& lines, double space) const;
+    // Puts the cap, the first of the lines, in front of those that stand in the column from `firstBeside` on. What
+    // follows begins below `bottom`, the baseline of the last line beside it.
+    void PlaceDropCap(BrokenLinesRef const& lines, std::size_t firstBeside, double left, double bottom,
+                      std::size_t paragraph);
+    double GetBottomOfDropCap(BrokenLines const& lines, std::size_t firstBeside) const;
     void AlignArtLines(ComposedColumn& column) const;
     void AlignVertically(ComposedColumn& column, bool isStoryEnd) const;
 
@@ -156,6 +191,7 @@ private:
     FrameGeometry const& m_geometry;
     std::size_t m_frame;
     ComposedColumn* m_column = nullptr;
+    std::optional<CapPlace> m_capPlace;
     double m_baseline = 0;
     double m_spaceAfter = 0;
     bool m_keepsWithPrevious = false;

@@ -158,6 +158,10 @@ void FontFace::ReadMetrics() {
         m_descent = sane(-extents.descender, 0, 5, m_descent);
     }
     hb_position_t value = 0;
+    if (hb_ot_metrics_get_position(m_font.get(), HB_OT_METRICS_TAG_CAP_HEIGHT, &value) != 0)
+        m_capHeight = sane(value, 0.2, 2, m_capHeight);
+    else if (hb_glyph_extents_t box{}; hb_font_get_glyph_extents(m_font.get(), GetGlyphOfCharacter(U'H'), &box) != 0)
+        m_capHeight = sane(box.y_bearing, 0.2, 2, m_capHeight);
     if (hb_ot_metrics_get_position(m_font.get(), HB_OT_METRICS_TAG_UNDERLINE_OFFSET, &value) != 0)
         m_underlineOffset = sane(-value, -1, 1, m_underlineOffset);
     if (hb_ot_metrics_get_position(m_font.get(), HB_OT_METRICS_TAG_UNDERLINE_SIZE, &value) != 0)
@@ -182,6 +186,23 @@ bool FontFace::HasSeparableSpaces() const {
 
 ColourGlyphRef FontFace::FindColourGlyph(unsigned glyph, double pixelsPerEm) const {
     return m_hasColours ? m_colours->Find(*this, glyph, pixelsPerEm) : ColourGlyphRef();
+}
+
+bool FontFace::HasVerticalForm(char32_t c, hb_script_t script) const {
+    auto const key = static_cast<std::uint64_t>(script) << 32 | c;
+    std::lock_guard const lock(m_mutex);
+    auto const [known, isNew] = m_verticalForms.try_emplace(key, false);
+    if (!isNew)
+        return known->second;
+    std::unique_ptr<hb_buffer_t, void (*)(hb_buffer_t*)> const buffer(hb_buffer_create(), hb_buffer_destroy);
+    hb_buffer_add(buffer.get(), c, 0);
+    hb_buffer_set_content_type(buffer.get(), HB_BUFFER_CONTENT_TYPE_UNICODE);
+    hb_buffer_set_direction(buffer.get(), HB_DIRECTION_TTB);
+    hb_buffer_set_script(buffer.get(), script);
+    hb_shape(m_font.get(), buffer.get(), nullptr, 0);
+    unsigned count = 0;
+    auto const* const glyphs = hb_buffer_get_glyph_infos(buffer.get(), &count);
+    return known->second = count != 1 || glyphs[0].codepoint != GetGlyphOfCharacter(c);
 }
 
 Kernel::Counted<Geometry::PolyCurveDbl const> FontFace::GetOutline(unsigned glyph) const {

@@ -38,12 +38,16 @@ public:
     unsigned GetGlyphOfCharacter(char32_t c) const;
     // See AreSpacesSeparable. Found out when it is first asked for.
     bool HasSeparableSpaces() const;
+    // Whether a character has a form of its own on lines that run from top to bottom.
+    bool HasVerticalForm(char32_t c, hb_script_t script) const;
     bool HasSmallCaps() const { return m_hasSmallCaps; }
     // True when letters may be bitmaps or layers of colours, and have no outline then.
     bool HasPictures() const { return m_hasPictures; }
     double GetAscent() const { return m_ascent; }
     // Positive below the baseline.
     double GetDescent() const { return m_descent; }
+    // The height of capitals.
+    double GetCapHeight() const { return m_capHeight; }
     double GetUnderlineOffset() const { return m_underlineOffset; }
     double GetUnderlineThickness() const { return m_underlineThickness; }
     double GetStrikethroughOffset() const { return m_strikethroughOffset; }
@@ -66,7 +70,7 @@ private:
 
     std::unique_ptr<hb_font_t, DestroyFont> m_font;
     double m_unitsPerEm = 1000;
-    double m_ascent = 0.8, m_descent = 0.2;
+    double m_ascent = 0.8, m_descent = 0.2, m_capHeight = 0.7;
     double m_underlineOffset = 0.1, m_underlineThickness = 0.05, m_strikethroughOffset = -0.3;
     bool m_hasSmallCaps = false;
     bool m_hasPictures = false;
@@ -77,6 +81,7 @@ private:
     mutable std::once_flag m_spacesAreKnown;
     mutable bool m_hasSeparableSpaces = false;
     mutable std::mutex m_mutex;
+    mutable std::unordered_map<std::uint64_t, bool> m_verticalForms;
     std::unique_ptr<GlyphParts> m_parts;
     std::unique_ptr<ColourGlyphs> m_colours;
     mutable std::unordered_map<unsigned, Kernel::Counted<Geometry::PolyCurveDbl const>> m_outlines;

@@ -58,7 +58,9 @@ std::uint8_t ComputeLevels(std::u32string_view text, int direction, std::vector<
     return ubidi_getParaLevel(s_bidi.get());
 }
 
-Itemiser::Itemiser(std::u32string_view text, int direction) : m_text(text) { FindLevels(direction); }
+Itemiser::Itemiser(std::u32string_view text, int direction, bool isVertical) : m_text(text), m_isVertical(isVertical) {
+    FindLevels(direction);
+}
 
 void Itemiser::FindLevels(int direction) {
     bool const isPlain = direction != static_cast<int>(ParagraphDirection::RightToLeft) &&
@@ -96,13 +98,30 @@ hb_script_t Itemiser::GetScript(std::uint32_t index) {
     return m_script;
 }
 
+// Unicode Standard Annex 50, 2: marks and controls go with their letter. A letter whose form differs on vertical lines
+// stands as that form does where the face has it, and lies on its side elsewhere.
+bool Itemiser::StandsUpright(std::uint32_t index, FontFace const* face, hb_script_t script) {
+    char32_t const c = m_text[index];
+    if (!m_isVertical || (index != 0 && (IsMark(c) || IsNeutralForFonts(c))))
+        return m_isUpright;
+    switch (u_getIntPropertyValue(static_cast<UChar32>(c), UCHAR_VERTICAL_ORIENTATION)) {
+    case U_VO_UPRIGHT:
+    case U_VO_TRANSFORMED_UPRIGHT:
+        return m_isUpright = true;
+    case U_VO_TRANSFORMED_ROTATED:
+        return m_isUpright = face != nullptr && face->HasVerticalForm(c, script);
+    default:
+        return m_isUpright = false;
+    }
+}
+
 // The quick way for most text: Latin letters and what stands between them, up to the first character that might not go
 // on in the run. Returns its place.
 std::uint32_t Itemiser::GoOn(std::uint32_t begin, std::uint32_t end, TextLookRef const& look, ShapedRun& run,
                              std::vector<std::uint8_t>& flags) const {
     auto const* const face = look->fonts->GetPrimary().get();
     bool const isPlain = face != nullptr && run.face == face && run.look == look && !look->smallCaps &&
-                         run.script == HB_SCRIPT_LATIN && m_script == HB_SCRIPT_LATIN;
+                         run.script == HB_SCRIPT_LATIN && m_script == HB_SCRIPT_LATIN && !run.isUpright;
     if (!isPlain)
         return begin;
     std::uint32_t i = begin;
@@ -183,13 +202,15 @@ void Itemiser::Itemise(std::uint32_t begin, std::uint32_t end, TextLookRef const
         auto const& runLook = look->smallCaps && (isMade || joinsMark) ? look->smallCaps : look;
         auto const script = face == nullptr ? m_script : GetScript(i);
         auto const level = GetLevel(i);
+        bool const isUpright = StandsUpright(i, face, script);
         bool const joins = !isNewLook && runs.back().face == face && runs.back().look == runLook &&
                            runs.back().script == script && runs.back().level == level &&
-                           (flags[i] & CharacterFlag::c_tab) == 0 && (flags[i - 1] & CharacterFlag::c_tab) == 0;
+                           runs.back().isUpright == isUpright && (flags[i] & CharacterFlag::c_tab) == 0 &&
+                           (flags[i - 1] & CharacterFlag::c_tab) == 0;
         if (joins)
             runs.back().end = i + 1;
         else
-            runs.push_back({i, i + 1, 0, 0, runLook, face, script, level});
+            runs.push_back({i, i + 1, 0, 0, runLook, face, script, level, isUpright});
         isNewLook = false;
         if (face != nullptr)
             previous = face;

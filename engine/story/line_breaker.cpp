@@ -155,48 +155,61 @@ LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, doubl
     return cost;
 }
 
-std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates, double firstMeasure, double measure,
-                                   double tolerance) {
+std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates,
+                                   std::vector<double> const& firstMeasures, double measure, double tolerance) {
     constexpr std::uint32_t c_none = 0xFFFFFFFF;
+    // A way to break the text up to a candidate, the cheapest one with so many lines; beyond the first lines their
+    // number makes no difference.
     struct Node {
         double demerits = 0;
+        std::uint32_t candidate = c_none;
+        std::uint32_t lines = 0;
         std::uint32_t before = c_none;
     };
-    std::vector<Node> nodes(candidates.size());
-    // Breaks that a line can still begin at; c_none is the paragraph's beginning.
-    std::vector<std::uint32_t> active{c_none};
+    auto const mostLines = static_cast<std::uint32_t>(firstMeasures.size());
+    std::vector<Node> nodes;
+    nodes.reserve(candidates.size() + 1);
+    nodes.emplace_back();
+    // Those that a line can still begin at.
+    std::vector<std::uint32_t> active{0};
+    std::vector<Node> best(mostLines + 1);
     for (std::uint32_t i = 0; i != candidates.size(); ++i) {
         auto const& to = candidates[i];
-        double best = std::numeric_limits<double>::infinity();
-        std::uint32_t bestFrom = c_none;
+        for (auto& each : best)
+            each.demerits = std::numeric_limits<double>::infinity();
         std::size_t kept = 0;
         for (std::uint32_t const from : active) {
-            bool const isFirst = from == c_none;
-            auto const cost = GetLineCost(isFirst ? nullptr : &candidates[from], to, isFirst ? firstMeasure : measure);
+            auto const& node = nodes[from];
+            double const room = node.lines < mostLines ? firstMeasures[node.lines] : measure;
+            auto const cost = GetLineCost(node.candidate == c_none ? nullptr : &candidates[node.candidate], to, room);
             // A text that does not fit to here fits to no place behind, but for a hyphen that is not there.
             if (cost.demerits >= 0 || to.hyphen)
                 active[kept++] = from;
             if (cost.demerits < 0 || cost.ratio > tolerance)
                 continue;
-            double const total = cost.demerits + (isFirst ? 0 : nodes[from].demerits);
-            if (total < best) {
-                best = total;
-                bestFrom = from;
-            }
+            double const total = cost.demerits + node.demerits;
+            auto const lines = std::min(node.lines + 1, mostLines);
+            if (total < best[lines].demerits)
+                best[lines] = {total, i, lines, from};
         }
         active.resize(kept);
         if (to.must)
             active.clear();
-        if (best < std::numeric_limits<double>::infinity()) {
-            nodes[i] = {best, bestFrom};
-            active.push_back(i);
+        for (auto const& each : best) {
+            if (each.demerits == std::numeric_limits<double>::infinity())
+                continue;
+            active.push_back(static_cast<std::uint32_t>(nodes.size()));
+            nodes.push_back(each);
         }
         if (active.empty())
             return {};
     }
     std::vector<LineEnd> ends;
-    for (auto i = static_cast<std::uint32_t>(candidates.size()) - 1; i != c_none; i = nodes[i].before)
-        ends.push_back({candidates[i].position, candidates[i].hyphen});
+    auto const cheapest = std::min_element(best.begin(), best.end(),
+                                           [](Node const& a, Node const& b) { return a.demerits < b.demerits; });
+    auto const* node = &*cheapest;
+    for (; node->candidate != c_none; node = &nodes[node->before])
+        ends.push_back({candidates[node->candidate].position, candidates[node->candidate].hyphen});
     std::reverse(ends.begin(), ends.end());
     return ends;
 }

@@ -45,10 +45,11 @@ struct LineCost {
 };
 LineCost GetLineCost(BreakCandidate const* from, BreakCandidate const& to, double measure);
 
-// The cheapest line ends of all for lines of constant length, the first one apart. Empty when no line breaking keeps
-// all ratios at most at `tolerance`.
-std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates, double firstMeasure, double measure,
-                                   double tolerance);
+// The cheapest line ends of all for lines of constant length but for the first ones, one at least, whose lengths are
+// `firstMeasures`. Empty when no line breaking keeps all ratios at most at `tolerance`. Takes time in proportion to the
+// number of first lines.
+std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates,
+                                   std::vector<double> const& firstMeasures, double measure, double tolerance);
 
 // Fills one line after the other. Words that are longer than a line are split between letters.
 class GreedyBreaker {

@@ -33,8 +33,8 @@ void GlyphBuffer::Trim() {
 GlyphScaler::GlyphScaler(ShapedRun const& run) {
     auto const& look = *run.look;
     double const unit = look.size / run.face->GetUnitsPerEm();
-    m_unitX = unit * look.horizontalScale;
-    m_unitY = unit * look.verticalScale;
+    m_unitX = unit * (run.isUpright ? look.verticalScale : look.horizontalScale);
+    m_unitY = unit * (run.isUpright ? look.horizontalScale : look.verticalScale);
     m_limit = c_maximumAdvance * look.size * look.horizontalScale;
     m_tracking = static_cast<float>(look.tracking);
 }
@@ -56,7 +56,10 @@ void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, 
         hb_buffer_add_utf32(buffer, reinterpret_cast<std::uint32_t const*>(text.data()), static_cast<int>(text.size()),
                             begin, static_cast<int>(end - begin));
     }
-    hb_buffer_set_direction(buffer, run.IsRightToLeft() ? HB_DIRECTION_RTL : HB_DIRECTION_LTR);
+    bool const isReversed = run.IsRightToLeft() && !run.isUpright;
+    hb_buffer_set_direction(buffer, run.isUpright ? HB_DIRECTION_TTB
+                                    : isReversed  ? HB_DIRECTION_RTL
+                                                  : HB_DIRECTION_LTR);
     hb_buffer_set_script(buffer, run.script);
     hb_buffer_set_language(buffer, look.language);
     hb_shape(run.face->GetFont(), buffer, look.features.data(), static_cast<unsigned>(look.features.size()));
@@ -66,16 +69,17 @@ void ShapeWithHarfBuzz(std::vector<RawGlyph>& glyphs, std::u32string_view text, 
     glyphs.resize(count);
     for (unsigned i = 0; i != count; ++i) {
         // Kept in logical order: shaping gives runs from right to left in visual order.
-        unsigned const from = run.IsRightToLeft() ? count - 1 - i : i;
+        unsigned const from = isReversed ? count - 1 - i : i;
         auto const& position = positions[from];
         bool const isUnsafe = (hb_glyph_info_get_glyph_flags(infos + from) & HB_GLYPH_FLAG_UNSAFE_TO_BREAK) != 0;
         bool const endsCluster =
-            i + 1 == count || infos[run.IsRightToLeft() ? from - 1 : from + 1].cluster != infos[from].cluster;
+            i + 1 == count || infos[isReversed ? from - 1 : from + 1].cluster != infos[from].cluster;
+        // Upright letters count downwards, as their line runs: along it and across it they are turned.
         glyphs[i] = {infos[from].codepoint & 0xFFFFFF,
                      infos[from].cluster,
-                     position.x_advance,
-                     position.x_offset,
-                     position.y_offset,
+                     run.isUpright ? -position.y_advance : position.x_advance,
+                     run.isUpright ? -position.y_offset : position.x_offset,
+                     run.isUpright ? position.x_offset : position.y_offset,
                      isUnsafe,
                      endsCluster};
     }

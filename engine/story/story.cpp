@@ -127,6 +127,7 @@ Story::Story() : m_content(GetEmptyContent()) {}
 Story::Story(Story const& other) : Kernel::Countable(), Kernel::Serialisable(other) {
     other.Get();
     m_content = other.m_content;
+    m_writingMode = other.m_writingMode;
     other.m_copyCount.fetch_add(1, std::memory_order_acq_rel);
 }
 
@@ -269,7 +270,8 @@ Kernel::String Story::GetString(StoryRange range) const {
 }
 
 bool operator==(Story const& a, Story const& b) {
-    if (a.GetLength() != b.GetLength() || a.GetParagraphCount() != b.GetParagraphCount())
+    if (a.GetLength() != b.GetLength() || a.GetParagraphCount() != b.GetParagraphCount() ||
+        a.m_writingMode != b.m_writingMode)
         return false;
     for (std::size_t i = 0; i != a.GetParagraphCount(); ++i) {
         auto const& left = a.GetParagraph(i);
@@ -284,6 +286,8 @@ bool operator==(Story const& a, Story const& b) {
 // how it was edited and is no part of what it says: for its hash it names its paragraphs, as a short text always does.
 void Story::Save(Kernel::OutSerialiser& out) const {
     auto const& content = Get();
+    if (m_writingMode != WritingMode::Horizontal)
+        Kernel::SaveValue(out, "WMod", static_cast<std::uint32_t>(m_writingMode));
     if (content.blocks.size() > 1 && !out.IsForHash()) {
         std::size_t next = 0;
         Kernel::SaveObjectArray(out, "Blks", content.blocks.size(), [&] {
@@ -306,6 +310,10 @@ bool Story::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned sh
     Kernel::LoadValue(in, "Pars", m_loaded);
     auto content = std::make_shared<Content>();
     Kernel::LoadValue(in, "Blks", content->loaded);
+    std::uint32_t mode = 0;
+    Kernel::LoadValue(in, "WMod", mode);
+    m_writingMode =
+        mode == static_cast<std::uint32_t>(WritingMode::Vertical) ? WritingMode::Vertical : WritingMode::Horizontal;
     m_content = std::move(content);
     m_ownGlyphs.clear();
     m_isSettled.store(false, std::memory_order_release);

@@ -198,6 +198,7 @@ void Story::FormatText(StoryRange range, Delta const& delta) {
     }
     if (differs)
         ReplaceParagraphs(from.paragraph, to.paragraph - from.paragraph + 1, std::move(paragraphs));
+    m_writingMode = delta.GetValues().writingMode.value_or(m_writingMode);
 }
 
 // GlyphSink

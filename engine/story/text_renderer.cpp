@@ -57,15 +57,19 @@ double VisitGlyphs(LinePart const& line, LineRun const& run, Visit const& visit)
     auto const [shaped, glyphs] = View(line, run);
     auto const& look = *shaped.look;
     auto const text = line.GetParagraph().GetText();
-    double const scaleX = look.size * look.horizontalScale, scaleY = look.size * look.verticalScale;
-    double const baseline = line.GetOrigin().y - look.baselineShift;
+    double const size = look.size * line.GetScale();
+    double const scaleX = size * look.horizontalScale, scaleY = size * look.verticalScale;
+    double const baseline = line.GetOrigin().y - look.baselineShift +
+                            (shaped.isUpright ? 0 : GetBaselineOffset(line.GetParagraph(), shaped, line.GetScale()));
     double const begin = line.GetOrigin().x + run.x;
     double pen = begin;
     for (std::size_t i = 0; i != glyphs.size(); ++i) {
         auto const& glyph = glyphs[shaped.IsRightToLeft() ? glyphs.size() - 1 - i : i];
+        double const x = pen + glyph.offsetX, y = baseline - glyph.offsetY;
         if (shaped.face != nullptr && glyph.GetId() != ShapedGlyph::c_noGlyph && scaleX > 0 && scaleY > 0)
             visit(*shaped.face, glyph,
-                  Transform({scaleX, -look.skew * scaleX, pen + glyph.offsetX, 0, scaleY, baseline - glyph.offsetY}),
+                  shaped.isUpright ? Transform({0, scaleY, x, -scaleX, look.skew * scaleX, y})
+                                   : Transform({scaleX, -look.skew * scaleX, x, 0, scaleY, y}),
                   text[glyph.cluster]);
         pen += glyph.advance + (glyph.Has(ShapedGlyph::c_stretches) ? line.GetSpaceExtra() : 0);
     }
@@ -165,9 +169,10 @@ void AddDecorations(PolyCurveDbl& outline, LinePart const& line, LineRun const& 
     auto const* const face = shaped.face != nullptr ? shaped.face : look.fonts->GetPrimary().get();
     if (face == nullptr || !(width > 0))
         return;
-    double const em = look.size * look.verticalScale;
+    double const em = look.size * look.verticalScale * line.GetScale();
     auto const add = [&](double middle) {
-        double const y = line.GetOrigin().y - look.baselineShift + middle * em;
+        double const y = line.GetOrigin().y - look.baselineShift + middle * em +
+                         GetBaselineOffset(line.GetParagraph(), shaped, line.GetScale());
         double const half = face->GetUnderlineThickness() * em / 2;
         double const x = line.GetOrigin().x + run.x;
         outline.AddPolyCurve(PolyCurveDbl(Geometry::RectDbl{x, y - half, x + width, y + half}));
@@ -201,9 +206,10 @@ void TextRenderer::RenderLine(LinePart const& line, unsigned mode, bool withInvi
         double const width = VisitGlyphs(
             line, run,
             [&](FontFace const& face, ShapedGlyph const& glyph, Transform const& emToText, char32_t character) {
-                auto colours = hasFill && face.HasColours()
-                                   ? face.FindColourGlyph(glyph.GetId(), FindPixelsPerEm(*m_target, look))
-                                   : ColourGlyphRef();
+                auto colours =
+                    hasFill && face.HasColours()
+                        ? face.FindColourGlyph(glyph.GetId(), line.GetScale() * FindPixelsPerEm(*m_target, look))
+                        : ColourGlyphRef();
                 if (colours && m_isSilhouette && !colours->layers.empty())
                     AddPlaced(*outline, *colours->MakeOutline(), emToText);
                 else if (colours)

@@ -387,7 +387,7 @@ bool WordCache::CanPart(ShapedRun const& run) {
     };
     auto const& features = run.look->features;
     return run.face != nullptr && s_isEnabled.load(std::memory_order_relaxed) && !run.look->isMadeSmallCaps &&
-           !run.IsRightToLeft() && IsSpacedScript(run.script) && run.face->HasSeparableSpaces() &&
+           !run.IsRightToLeft() && !run.isUpright && IsSpacedScript(run.script) && run.face->HasSeparableSpaces() &&
            std::all_of(features.begin(), features.end(), isWhole);
 }
 

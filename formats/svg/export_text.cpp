@@ -164,6 +164,9 @@ void Exporter::WriteTextRows(XmlWriter& out, std::span<TextRow const> rows, Node
         place(rows.front());
     if (rows.front().isRightToLeft)
         out.Attribute("direction", "rtl");
+    auto const* const text = Kernel::CastPointer<TextNode const>(&node);
+    if (text != nullptr && text->GetStory()->GetWritingMode() == Story::WritingMode::Vertical)
+        out.Attribute("writing-mode", "vertical-rl");
     out.Attribute("xml:space", "preserve");
     if (isOneRun)
         look(*rows.front().runs.front().atts);

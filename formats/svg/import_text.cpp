@@ -113,6 +113,10 @@ Kernel::Counted<Story::GlyphAtts> MakePaintedAtts(GlyphAttsRef const& font, bool
     return atts;
 }
 
+Matrix GetTurn(Story::WritingMode mode) {
+    return mode == Story::WritingMode::Vertical ? Story::c_verticalTurn : Matrix{};
+}
+
 // Cells that one node holds.
 struct TextPiece {
     std::size_t begin = 0, end = 0;
@@ -152,12 +156,14 @@ std::vector<TextPiece> FindPieces(std::vector<PlacedCell> const& cells, bool par
 class PieceMaker {
 public:
     PieceMaker(TextReader const& text, TextLayout const& layout, TextLayout::StyleAtts fonts,
-               std::vector<Kernel::Counted<PolyCurveNode>> paints, bool isRightToLeft)
+               std::vector<Kernel::Counted<PolyCurveNode>> paints, bool isRightToLeft, Story::WritingMode mode)
         : m_text(text),
           m_layout(layout),
           m_fonts(std::move(fonts)),
           m_paints(std::move(paints)),
-          m_isRightToLeft(isRightToLeft) {}
+          m_isRightToLeft(isRightToLeft),
+          m_mode(mode),
+          m_turn(GetTurn(mode)) {}
 
     Kernel::Counted<ArtTextNode> Make(TextPiece const& piece, bool isWholeText) {
         auto const& cells = m_layout.GetCells();
@@ -172,7 +178,7 @@ public:
         bool const isWholeChunk =
             cells[piece.begin].beginsChunk && (piece.end == cells.size() || cells[piece.end].beginsChunk) && !isTurned;
         auto const alignment = isWholeChunk ? GetAlignment(piece) : Story::Alignment::Left;
-        auto const place = isTurned ? GetPlace(leftmost) : Matrix{};
+        auto const place = isTurned ? m_turn * GetPlace(leftmost) * m_turn.GetInverse() : Matrix{};
         auto const story = MakeStory(piece, alignment, isWholeText, place);
         double const left = isTurned ? 0 : leftmost.place.x;
         Kernel::PointT<double> origin{left, isTurned ? 0 : leftmost.place.y};
@@ -180,13 +186,14 @@ public:
             origin.x += alignment == Story::Alignment::Right ? width : width / 2;
         if (isWholeChunk)
             origin = Snapped(origin, m_text.GetCharacters()[cells[piece.begin].begin]);
-        auto node = Kernel::MakeCounted<ArtTextNode>(story, origin);
+        auto node = Kernel::MakeCounted<ArtTextNode>(story, m_turn.Apply(origin));
         if (alignment != Story::Alignment::Left || m_layout.HasRightToLeftText()) {
             // Spaces at a line's end hang, and a chunk may end in them.
             double const actual = node->MakeComposedText()->GetColumn(0).begin()->GetOrigin().x;
             double const hung = m_hangsAtLeft ? m_hungWidth : 0;
             if (double const off = left + hung - actual; std::fabs(off) > 1e-3)
-                node = Kernel::MakeCounted<ArtTextNode>(story, Kernel::PointT<double>{origin.x + off, origin.y});
+                node = Kernel::MakeCounted<ArtTextNode>(story,
+                                                        m_turn.Apply(Kernel::PointT<double>{origin.x + off, origin.y}));
         }
         if (isTurned)
             node->SetTransform(WithoutNegativeZeros(place), false);
@@ -246,6 +253,7 @@ private:
             m_hungWidth += cells[i - 1].advance;
         m_hangsAtLeft = isRightToLeft;
         sink.Flush();
+        story->SetWritingMode(m_mode);
         return story;
     }
 
@@ -270,6 +278,9 @@ private:
     TextLayout::StyleAtts m_fonts;
     std::vector<Kernel::Counted<PolyCurveNode>> m_paints;
     bool m_isRightToLeft;
+    Story::WritingMode m_mode;
+    // From the space of the layout to that of the text element.
+    Matrix m_turn;
     Matrix m_place;
     std::map<std::pair<std::size_t, double>, GlyphAttsRef> m_made;
     double m_hungWidth = 0;
@@ -315,7 +326,7 @@ Kernel::Counted<Geometry::PolyCurveDbl const> Importer::FindTextPath(Element con
 
 // Gradients and patterns over text are laid over the box of all of its glyphs.
 Importer::SceneNodePointer Importer::BuildText(Element const& element, bool isClip) {
-    TextReader const text(m_drawing, element);
+    TextReader text(m_drawing, element);
     auto const& styles = text.GetStyles();
     TextLayout::StyleAtts fonts;
     for (std::size_t i = 0; i != styles.size(); ++i)
@@ -323,14 +334,18 @@ Importer::SceneNodePointer Importer::BuildText(Element const& element, bool isCl
     TextLayout::Paths paths;
     for (auto const style : text.GetPaths())
         paths.push_back(FindTextPath(styles[style]));
-    if (element.GetStyle().isVertical)
-        m_drawing.GetReport().Add("vertical text", element.Describe());
+    bool const isVertical = element.GetStyle().isVertical && paths.empty();
+    if (element.GetStyle().isVertical && !isVertical)
+        m_drawing.GetReport().Add("vertical text on a path", element.Describe());
+    if (isVertical)
+        text.TurnPlaces();
+    auto const mode = isVertical ? Story::WritingMode::Vertical : Story::WritingMode::Horizontal;
     bool const isRightToLeft = element.GetStyle().isRightToLeft;
-    TextLayout const layout(text, fonts, std::move(paths), isRightToLeft);
+    TextLayout const layout(text, fonts, std::move(paths), isRightToLeft, mode);
     auto const& cells = layout.GetCells();
     if (cells.empty())
         return {};
-    auto const box = GetBox(layout);
+    auto const box = GetTurn(mode).Apply(GetBox(layout));
     std::vector<Kernel::Counted<PolyCurveNode>> paints;
     for (auto const& style : styles) {
         paints.push_back(Kernel::MakeCounted<PolyCurveNode>());
@@ -347,7 +362,7 @@ Importer::SceneNodePointer Importer::BuildText(Element const& element, bool isCl
     if (pieces.back().end != cells.size())
         m_drawing.GetReport().Add("characters after the first " + std::to_string(c_maximumPieces) + " pieces of a text",
                                   element.Describe());
-    PieceMaker maker(text, layout, std::move(fonts), std::move(paints), isRightToLeft);
+    PieceMaker maker(text, layout, std::move(fonts), std::move(paints), isRightToLeft, mode);
     auto const group = Kernel::MakeCounted<GroupNode>();
     for (auto const& piece : pieces) {
         if (!cells[piece.begin].isHidden)

@@ -66,11 +66,12 @@ private:
 
 } // namespace
 
-TextLayout::TextLayout(TextReader const& text, StyleAtts atts, Paths paths, bool isRightToLeft)
+TextLayout::TextLayout(TextReader const& text, StyleAtts atts, Paths paths, bool isRightToLeft, Story::WritingMode mode)
     : m_text(text),
       m_atts(std::move(atts)),
       m_paths(std::move(paths)),
       m_isRightToLeft(isRightToLeft),
+      m_mode(mode),
       m_extra(text.GetCharacters().size()) {
     Compose();
     FitLengths();
@@ -122,6 +123,7 @@ void TextLayout::Compose() {
     }
     sink.Add(c_wordJoiner);
     sink.Flush();
+    story->SetWritingMode(m_mode);
     m_cells.clear();
     m_hasRightToLeftText = false;
     auto const frame = Kernel::MakeCounted<ArtTextNode>(story, Kernel::PointT<double>{})->MakeComposedText();

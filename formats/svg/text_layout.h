@@ -33,15 +33,16 @@ inline bool JoinsNeighbours(char32_t c) {
            (c >= 0x1E900 && c < 0x1E944);
 }
 
-// Lays out a text element as SVG 2, 11.5.1 tells: the text is composed as one line, and then its characters are moved.
-// The places are those of characters, in the order of the text.
+// Lays out a text element as SVG 2, 11.5.1 tells, in the turned space where lines run from top to bottom: the text is
+// composed as one line, and then its characters are moved. The places are those of characters, in the order of the
+// text.
 class TextLayout {
 public:
     // Glyph attributes without paints, by style; they are given the spacing of letters and words.
     using StyleAtts = std::vector<Kernel::Counted<Story::GlyphAtts const>>;
     // Outlines in the space of the text element, by path number less one; null where there is none.
     using Paths = std::vector<Kernel::Counted<Geometry::PolyCurveDbl const>>;
-    TextLayout(TextReader const& text, StyleAtts atts, Paths paths, bool isRightToLeft);
+    TextLayout(TextReader const& text, StyleAtts atts, Paths paths, bool isRightToLeft, Story::WritingMode mode);
 
     std::vector<PlacedCell> const& GetCells() const { return m_cells; }
     bool HasRightToLeftText() const { return m_hasRightToLeftText; }
@@ -67,6 +68,7 @@ private:
     StyleAtts m_atts;
     Paths m_paths;
     bool m_isRightToLeft;
+    Story::WritingMode m_mode;
     bool m_hasRightToLeftText = false;
     double m_ascent = 0, m_descent = 0;
     // Lengths that `textLength` puts behind characters.

@@ -4,6 +4,7 @@
 #include "platform/story/paragraph.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Formats::Svg {
 
@@ -238,6 +239,15 @@ void TextReader::FindPosition(TextCharacter& placed) const {
             placed.rotation = list->rotations[std::min(index, list->rotations.size() - 1)];
             hasRotation = true;
         }
+    }
+}
+
+void TextReader::TurnPlaces() {
+    for (auto& character : m_characters) {
+        auto const x = character.x;
+        character.x = character.y;
+        character.y = x ? std::optional(-*x) : std::nullopt;
+        character.dy = -std::exchange(character.dx, character.dy);
     }
 }
 

@@ -36,6 +36,8 @@ class TextReader {
 public:
     TextReader(Drawing& drawing, Element const& text);
 
+    // Lets places count in the space of lines that run from top to bottom, in which x grows along them.
+    void TurnPlaces();
     std::vector<TextCharacter> const& GetCharacters() const { return m_characters; }
     // The elements that characters stand in.
     std::vector<Element> const& GetStyles() const { return m_styles; }

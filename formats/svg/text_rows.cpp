@@ -40,10 +40,18 @@ TextRow::Anchor FindAnchor(Story::Alignment alignment, bool isRightToLeft) {
     return TextRow::Anchor::Start;
 }
 
+Story::GlyphAttsRef WithSize(Story::GlyphAttsRef const& own, double size) {
+    auto atts = own->Clone();
+    atts->Set(GlyphAtt::Double::Size, size);
+    return Kernel::Consolidated<Story::GlyphAtts>(Story::GlyphAttsRef(std::move(atts))).ToCounted();
+}
+
 class RowFinder {
 public:
     explicit RowFinder(TextNode const& text) : m_frame(text.MakeComposedText()) {
-        m_found.toNode = m_frame->GetGeometry().renderScale;
+        m_found.isVertical = text.GetStory()->GetWritingMode() == Story::WritingMode::Vertical;
+        m_turn = m_found.isVertical ? Story::c_verticalTurn : Raster::AffineTransform::Params();
+        m_found.toNode = m_frame->GetGeometry().renderScale * m_turn.GetInverse();
     }
 
     TextRows Find() {
@@ -62,7 +70,7 @@ public:
             TextRow& row = m_found.rows.front();
             auto const alignment = paragraph->Get(Story::ParagraphAtt::Enum::Alignment);
             row.anchor = FindAnchor(static_cast<Story::Alignment>(alignment), row.isRightToLeft);
-            row.place = *origin;
+            row.place = m_turn.Apply(*origin);
         }
         return std::move(m_found);
     }
@@ -92,9 +100,9 @@ private:
         AddRow(std::move(row));
     }
 
-    static TextRow BeginRow(Story::LinePart const& line, double x) {
+    TextRow BeginRow(Story::LinePart const& line, double x) const {
         TextRow row;
-        row.place = {line.GetOrigin().x + x, line.GetOrigin().y};
+        row.place = m_turn.Apply(Kernel::PointT<double>{line.GetOrigin().x + x, line.GetOrigin().y});
         row.isRightToLeft = line.IsRightToLeft();
         row.wordSpacing = line.GetSpaceExtra();
         return row;
@@ -116,7 +124,9 @@ private:
     }
 
     void AddCharacter(TextRow& row, Story::LinePart const& line, std::uint32_t index, char32_t c) {
-        auto const atts = m_frame->GetStyleSheet()->Resolve(line.GetGlyphAtts(index), line.GetParagraphAtts());
+        auto atts = m_frame->GetStyleSheet()->Resolve(line.GetGlyphAtts(index), line.GetParagraphAtts());
+        if (line.GetScale() != 1)
+            atts = WithSize(atts, line.GetScale() * atts->Get(GlyphAtt::Double::Size));
         if (row.runs.empty() || row.runs.back().atts != atts) {
             row.runs.push_back({atts, {}});
             if (m_found.obstacle.empty())
@@ -126,6 +136,7 @@ private:
     }
 
     Story::ComposedFramePtr m_frame;
+    Raster::AffineTransform::Params m_turn;
     TextRows m_found;
 };
 

@@ -19,7 +19,7 @@ struct TextRun {
 // A part of a line that has a position of its own: the whole line, or the part behind a tab.
 struct TextRow {
     enum class Anchor { Start, Middle, End };
-    // Where the baseline begins, has its middle or ends, in text space.
+    // Where the baseline begins, has its middle or ends; the middle of the letters on a line from top to bottom.
     Kernel::PointT<double> place;
     Anchor anchor = Anchor::Start;
     bool isRightToLeft = false;
@@ -30,8 +30,10 @@ struct TextRow {
 
 // A text as a drawing can say it.
 struct TextRows {
-    // From text space to the node's.
+    // From the space of the rows to the node's: text space, but for its turn where lines run from top to bottom.
     Raster::AffineTransform::Params toNode;
+    // Lines run from top to bottom.
+    bool isVertical = false;
     std::vector<TextRow> rows;
     // Why only outlines show the text as it is; empty where rows do.
     std::string_view obstacle;

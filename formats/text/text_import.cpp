@@ -241,10 +241,14 @@ Kernel::Counted<FrameTextNode> MakeFrame(Kernel::RectT<double> const& page) {
 // The frames of a document would say the same, but they are made when their number is known.
 std::size_t CountPages(ImportedText const& text, std::size_t maximumPages, Work const& work) {
     auto const rect = GetFrameRect({0, 0, c_page.width, c_page.height});
-    double const width = GetTextColumnSize().width;
+    // Columns stand one below the other where lines run from top to bottom, in the turned space.
+    auto const room = text.story->GetWritingMode() == Story::WritingMode::Vertical
+                          ? Kernel::RectT<double>{rect.top, -rect.right, rect.bottom, -rect.left}
+                          : rect;
+    double const width = (room.GetWidth() - c_columnGap) / c_columns;
     Story::FrameGeometry geometry;
-    geometry.columns = {{rect.left, rect.top, rect.left + width, rect.bottom},
-                        {rect.right - width, rect.top, rect.right, rect.bottom}};
+    geometry.columns = {{room.left, room.top, room.left + width, room.bottom},
+                        {room.right - width, room.top, room.right, room.bottom}};
     auto const count = Story::CountFrames(*text.story, text.styles, geometry, maximumPages, work.abort,
                                           [&](float fraction) { work.Update(fraction); });
     if (count > maximumPages)
@@ -381,6 +385,8 @@ ImportedText ReadText(std::span<std::byte const> bytes, ImportOptions const& opt
         sink.Add(text);
     }
     sink.Flush();
+    if (options.isVertical)
+        result.story->SetWritingMode(Story::WritingMode::Vertical);
     if (headings.IsOn()) {
         result.headings = headings.GetCount();
         result.styles = GetHeadingStyles();

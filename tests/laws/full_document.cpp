@@ -6,6 +6,7 @@
 #include "platform/document/mask_node.h"
 #include "platform/document/pinned_node.h"
 #include "platform/renderer/recorded_drawing.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/hyperlink.h"
 #include "platform/story/note.h"
 #include "platform/story/numberer.h"
@@ -117,6 +118,8 @@ void AddNote(FrameTextNode& frame, Kernel::Counted<Node> const& pinned) {
     link({2, 4}, Kernel::MakeCounted<Story::HyperlinkAtt>(anchor));
     story->FormatText(
         {0, 1}, *Story::MakeDelta(Story::ParagraphAtt::Object::Numbering, Kernel::MakeCounted<Story::NumberingAtt>()));
+    story->FormatText(
+        {0, 1}, *Story::MakeDelta(Story::ParagraphAtt::Object::DropCap, Kernel::MakeCounted<Story::DropCapAtt>()));
 }
 
 // A generated picture, and a memory of it.

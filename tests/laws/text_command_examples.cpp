@@ -7,6 +7,7 @@
 #include "platform/document/text_style_command.h"
 #include "platform/document/update_cross_references_command.h"
 #include "platform/kernel/type_name.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/field_glyphs.h"
 #include "tests/examples/scenes/contents_documents.h"
 #include "tests/examples/scenes/index_documents.h"
@@ -145,6 +146,10 @@ std::vector<CommandExample> TextCommandExamples() {
     auto const large = Story::MakeDelta(Story::GlyphAtt::Double::Size, 24);
     auto const styled = Story::MakeDelta(Story::ParagraphAtt::String::StyleName, Kernel::String("Heading"));
     auto const centred = Story::MakeDelta(Story::ParagraphAtt::Enum::Alignment, 1);
+    auto const capped = Story::MakeDelta(
+        Story::ParagraphAtt::Object::DropCap,
+        Kernel::MakeCounted<Story::DropCapAtt>(Story::DropCapAtt::Values{.lines = 2, .characters = 1, .gap = 3}));
+    auto const vertical = Story::MakeDelta(Story::WritingMode::Vertical);
     Kernel::Counted<Story::Glyph const> const field =
         Kernel::MakeCounted<Story::CustomFieldGlyph>(Kernel::String(c_field));
     Kernel::Counted<Story::Glyph const> const filler = Kernel::MakeCounted<Story::FillerTextGlyph>(8u);
@@ -153,6 +158,9 @@ std::vector<CommandExample> TextCommandExamples() {
         Example<FormatTextCommand>(PartOfFifthFrame, large),
         Example<FormatTextCommand>(PartsOfTexts, centred),
         Example<FormatTextCommand>(PartsOfTexts, styled),
+        Example<FormatTextCommand>(PartsOfTexts, capped),
+        Example<FormatTextCommand>(FifthFrame, vertical),
+        Example<FormatTextCommand>(PartsOfTexts, vertical),
         Example<InsertTextCommand>(PartOfFifthFrame, Kernel::String("other words\nand a paragraph")),
         Example<InsertTextCommand>(PartsOfTexts, Kernel::String("x")),
         Example<DeleteTextCommand>(PartsOfTexts),

@@ -116,8 +116,8 @@ bool CanTakePlaceOf(Story::Delta const& older, Story::Delta const& newer) {
         return values.lengthScale != 1 || values.horizontalScale != 1;
     };
     return typeid(older) == typeid(Story::Delta) && typeid(newer) == typeid(Story::Delta) && !hasFactor(a) &&
-           !hasFactor(b) && a.resetLocal == b.resetLocal && SetTheSame(a.glyphAtts, b.glyphAtts) &&
-           SetTheSame(a.paragraphAtts, b.paragraphAtts);
+           !hasFactor(b) && a.resetLocal == b.resetLocal && a.writingMode.has_value() == b.writingMode.has_value() &&
+           SetTheSame(a.glyphAtts, b.glyphAtts) && SetTheSame(a.paragraphAtts, b.paragraphAtts);
 }
 
 } // namespace

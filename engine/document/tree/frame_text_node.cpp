@@ -168,29 +168,39 @@ Params FrameTextNode::GetTextRenderScale() const {
     return usable(x) && usable(y) ? Params{x, 0, 0, 0, y, 0} : Params{};
 }
 
-Story::FrameGeometry FrameTextNode::MakeGeometry(bool isRightToLeft) const {
+// Where lines run from top to bottom, all of it stands in the turned text space: columns one below the other, and the
+// grid counts from the right.
+Story::FrameGeometry FrameTextNode::MakeGeometry(bool isRightToLeft, Story::WritingMode mode) const {
     auto const& state = GetState<TextFrameState>();
     Story::FrameGeometry geometry;
-    geometry.renderScale = GetTextRenderScale();
-    double const scaleX = geometry.renderScale.a, scaleY = geometry.renderScale.d;
+    bool const isVertical = mode == Story::WritingMode::Vertical;
+    auto const scale = GetTextRenderScale();
+    geometry.renderScale = isVertical ? scale * Story::c_verticalTurn : scale;
     auto const& rect = state.rect;
-    Kernel::RectT<double> const inner{(rect.left + state.insets.left) / scaleX, (rect.top + state.insets.top) / scaleY,
-                                      (rect.right - state.insets.right) / scaleX,
-                                      (rect.bottom - state.insets.bottom) / scaleY};
+    double const left = (rect.left + state.insets.left) / scale.a, top = (rect.top + state.insets.top) / scale.d;
+    double const right = (rect.right - state.insets.right) / scale.a;
+    double const bottom = (rect.bottom - state.insets.bottom) / scale.d;
+    auto const inner = isVertical ? Kernel::RectT<double>{top, -right, bottom, -left}
+                                  : Kernel::RectT<double>{left, top, right, bottom};
     int const count = std::clamp(state.columnCount, 1, c_maximumColumns);
-    double const gap = state.columnGap / scaleX;
+    double const gap = state.columnGap / (isVertical ? scale.d : scale.a);
     double const width = (inner.GetWidth() - gap * (count - 1)) / count;
     for (int i = 0; i != count; ++i) {
-        double const left = inner.left + (isRightToLeft ? count - 1 - i : i) * (width + gap);
-        geometry.columns.push_back({left, inner.top, left + width, inner.bottom});
+        double const begin = inner.left + (isRightToLeft ? count - 1 - i : i) * (width + gap);
+        geometry.columns.push_back({begin, inner.top, begin + width, inner.bottom});
     }
     geometry.verticalAlignment = static_cast<Story::VerticalAlignment>(std::min(state.verticalAlignment, 3u));
     auto const& grid = GetState<BaselineGridState>();
     if (grid.enabled && grid.spacing > 0) {
-        geometry.gridStart = (rect.top + grid.start) / scaleY;
-        geometry.gridSpacing = grid.spacing / scaleY;
+        geometry.gridStart = isVertical ? (grid.start - rect.right) / scale.a : (rect.top + grid.start) / scale.d;
+        geometry.gridSpacing = grid.spacing / (isVertical ? scale.a : scale.d);
     }
     geometry.wrapShapes = CollectWrapShapes(*this, (GetBaseToSpreadTransform() * geometry.renderScale).GetInverse());
+    if (isVertical) {
+        for (auto& shape : geometry.wrapShapes)
+            shape.distances = {shape.distances.top, shape.distances.right, shape.distances.bottom,
+                               shape.distances.left};
+    }
     return geometry;
 }
 
@@ -202,9 +212,10 @@ Kernel::Counted<TextFlow> FrameTextNode::MakeTextFlow() const {
     });
     if (hasColumns)
         places.isRightToLeft = IsReadRightToLeft();
+    places.writingMode = GetStory()->GetWritingMode();
     places.geometries.reserve(chain.size());
     for (auto const* const frame : chain)
-        places.geometries.push_back(frame->MakeGeometry(places.isRightToLeft.value_or(false)));
+        places.geometries.push_back(frame->MakeGeometry(places.isRightToLeft.value_or(false), places.writingMode));
     return Kernel::MakeCounted<TextFlow>(std::vector<TextNode*>(chain.begin(), chain.end()), std::move(places));
 }
 

@@ -14,7 +14,8 @@ namespace {
 // A story that is being edited changes in place; versions are told apart by their paragraphs.
 bool IsSameVersion(Story::Story const& a, Story::Story const& b) {
     auto const count = a.GetParagraphCount();
-    return count == b.GetParagraphCount() && a.CountCommonPrefix(b) == count;
+    return count == b.GetParagraphCount() && a.GetWritingMode() == b.GetWritingMode() &&
+           a.CountCommonPrefix(b) == count;
 }
 
 } // namespace
@@ -110,7 +111,8 @@ Kernel::Counted<TextFlow> TextNode::GetTextFlow() const {
     }
     auto const holds = [&](TextFlow const& flow) {
         auto const& isRightToLeft = flow.m_places.isRightToLeft;
-        return flow.m_key == key && (!isRightToLeft || *isRightToLeft == IsReadRightToLeft());
+        return flow.m_key == key && flow.m_places.writingMode == GetStory()->GetWritingMode() &&
+               (!isRightToLeft || *isRightToLeft == IsReadRightToLeft());
     };
     if (known && holds(*known))
         return known;
@@ -119,7 +121,8 @@ Kernel::Counted<TextFlow> TextNode::GetTextFlow() const {
     std::lock_guard const lock(cache.mutex);
     // Another thread may have been faster.
     if (cache.flow && cache.flow != known && cache.flow->m_key == key &&
-        cache.flow->m_places.isRightToLeft == made->m_places.isRightToLeft)
+        cache.flow->m_places.isRightToLeft == made->m_places.isRightToLeft &&
+        cache.flow->m_places.writingMode == made->m_places.writingMode)
         return cache.flow;
     cache.flow = made;
     return made;

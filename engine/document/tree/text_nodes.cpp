@@ -89,14 +89,17 @@ void ArtTextNode::SetStory(Kernel::Counted<Story::Story const> story) { PutStory
 
 Kernel::Counted<TextFlow> ArtTextNode::MakeTextFlow() const {
     Story::FrameGeometry geometry;
-    geometry.artOrigin = m_origin;
+    if (GetStory()->GetWritingMode() == Story::WritingMode::Vertical)
+        geometry.renderScale = Story::c_verticalTurn;
+    geometry.artOrigin = geometry.renderScale.GetInverse().Apply(m_origin);
     return Kernel::MakeCounted<TextFlow>(std::vector<TextNode*>{const_cast<ArtTextNode*>(this)},
-                                         TextFlow::Places{{geometry}, {}});
+                                         TextFlow::Places{{geometry}, {}, GetStory()->GetWritingMode()});
 }
 
 Kernel::RectT<double> ArtTextNode::GetOwnBounds(Raster::AffineTransform::Params const& toSpread, bool) const {
-    auto const bounds = MakeComposedText()->GetTextBounds();
-    return bounds.IsEmpty() ? Kernel::RectT<double>() : toSpread.Apply(bounds);
+    auto const composed = MakeComposedText();
+    auto const bounds = composed->GetTextBounds();
+    return bounds.IsEmpty() ? Kernel::RectT<double>() : (toSpread * composed->GetGeometry().renderScale).Apply(bounds);
 }
 
 Kernel::Counted<Kernel::Serialisable> ArtTextNode::CreateObject() { return Kernel::MakeCounted<ArtTextNode>(); }

@@ -158,8 +158,8 @@ private:
     FrameTextNode& GetHead();
     // The frames of the chain that stand in the same tree as this one, in order.
     std::vector<FrameTextNode*> GetChain() const;
-    // `isRightToLeft`: the first column is the one on the right.
-    Story::FrameGeometry MakeGeometry(bool isRightToLeft) const;
+    // `isRightToLeft`: the first column is the one on the right, or at the bottom where lines run from top to bottom.
+    Story::FrameGeometry MakeGeometry(bool isRightToLeft, Story::WritingMode mode) const;
     void Follow(FrameTextNode& head, int flowIndex);
     void UpdateRegistration();
 
@@ -231,6 +231,8 @@ public:
         std::vector<Story::FrameGeometry> geometries;
         // Whether the columns of a frame stand from right to left, where any frame has several.
         std::optional<bool> isRightToLeft;
+        // Of the story that they are for.
+        Story::WritingMode writingMode = Story::WritingMode::Horizontal;
     };
     TextFlow(std::vector<TextNode*> const& nodes, Places places);
     ~TextFlow() override;

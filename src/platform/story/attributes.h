@@ -5,6 +5,7 @@
 #include "platform/kernel/serialisable.h"
 #include "platform/kernel/string.h"
 #include "platform/raster/affine_transform.h"
+#include "platform/story/writing_mode.h"
 
 #include <array>
 #include <bit>
@@ -107,7 +108,8 @@ struct REDRAFT_ENGINE ParagraphAtt {
         Toc = 8,        // Story::TocAtt
         Index = 9,      // Story::IndexAtt
         Numbering = 10, // Story::NumberingAtt
-        Count = 11
+        DropCap = 11,   // Story::DropCapAtt
+        Count = 12
     };
     static double GetDefault(Double att);
     static int GetDefault(Enum att);
@@ -240,6 +242,8 @@ public:
         // Factors that are put on those which are there.
         double lengthScale = 1;
         double horizontalScale = 1;
+        // Of the whole story whose text is changed; none leaves it as it is.
+        std::optional<WritingMode> writingMode = {};
     };
     Delta() = default;
     explicit Delta(Values values) : m_values(std::move(values)) {}
@@ -272,6 +276,7 @@ REDRAFT_ENGINE DeltaRef MakeDelta(ParagraphAtt::Enum att, int value, bool resetL
 REDRAFT_ENGINE DeltaRef MakeDelta(ParagraphAtt::String att, Kernel::String const& value, bool resetLocal = false);
 REDRAFT_ENGINE DeltaRef MakeDelta(ParagraphAtt::Object att, Kernel::Counted<Kernel::Serialisable const> const& value,
                                   bool resetLocal = false);
+REDRAFT_ENGINE DeltaRef MakeDelta(WritingMode mode);
 // The delta that makes text look as if the transform's scale had been applied to it: lengths by its vertical scale, and
 // widths of letters by the ratio of both. Rotation, shear and translation are not represented. `scaleLengths` false
 // leaves lengths alone.

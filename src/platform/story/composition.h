@@ -23,7 +23,12 @@ struct WrapShape {
     friend bool operator==(WrapShape const&, WrapShape const&) = default;
 };
 
-// Where text goes. All lengths are in text space; `renderScale` takes it to the space of the frame's node.
+// The transform that lets lines of text space, which run from left to right and one below the other, run from top to
+// bottom, the next one on the left.
+inline constexpr Raster::AffineTransform::Params c_verticalTurn{0, -1, 0, 1, 0, 0};
+
+// Where text goes. All lengths are in text space; `renderScale` takes it to the space of the frame's node, and turns it
+// where the story's lines run from top to bottom.
 struct FrameGeometry {
     // In the order of reading. Empty for art text.
     std::vector<Kernel::RectT<double>> columns;
@@ -102,12 +107,16 @@ public:
     // The story's glyphs that the line covers; empty at the story's end for a line of a note.
     StoryRange GetRange() const;
 
-    // Left end of the baseline, in text space, and how far the visible glyphs advance.
+    // Left end of the baseline, in text space, and how far the visible glyphs advance. On lines that run from top to
+    // bottom the middle of the letters is in place of the baseline.
     Kernel::PointT<double> GetOrigin() const { return m_origin; }
     void SetOrigin(Kernel::PointT<double> origin) { m_origin = origin; }
     double GetWidth() const;
     double GetAscent() const;
     double GetDescent() const;
+    // How much larger than their attributes say the letters are drawn: those of a drop cap, which is a piece of a line
+    // in front of that at its side; 1 for others.
+    double GetScale() const;
     // The width that each space that stretches was given beyond its own advance.
     double GetSpaceExtra() const;
     bool IsRightToLeft() const;

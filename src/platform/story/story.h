@@ -211,8 +211,11 @@ public:
     StoryRange ReplaceText(StoryRange range, GlyphString const& text, GlyphAttsRef const& glyphAtts = {},
                            ParagraphAttsRef const& paragraphAtts = {});
     // Glyph attributes change in the range, paragraph attributes in each paragraph that the range touches. An empty
-    // range counts for its paragraph.
+    // range counts for its paragraph. A writing mode changes that of the story.
     void FormatText(StoryRange range, Delta const& delta);
+    // How its lines run, in each frame and art text that shows it.
+    WritingMode GetWritingMode() const { return m_writingMode; }
+    void SetWritingMode(WritingMode mode) { m_writingMode = mode; }
     // Everything, the last separator included.
     void FormatText(Delta const& delta) { FormatText(GetAll(), delta); }
 
@@ -250,6 +253,7 @@ private:
     mutable std::shared_ptr<Content const> m_content;
     mutable std::vector<Kernel::Counted<Paragraph>> m_loaded;
     mutable std::atomic<bool> m_isSettled{true};
+    WritingMode m_writingMode = WritingMode::Horizontal;
     // Objects that were copied for this version. They are its own until the story is copied: m_copyCount tells.
     std::unordered_map<Glyph const*, Kernel::Counted<Glyph const>> m_ownGlyphs;
     std::uint32_t m_ownSince = 0;

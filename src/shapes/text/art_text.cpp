@@ -18,14 +18,16 @@ bool IsNearlyIdentity(Raster::AffineTransform::Params const& p) {
     return isNear(p.a, 1) && isNear(p.b, 0) && isNear(p.tx, 0) && isNear(p.c, 0) && isNear(p.d, 1) && isNear(p.ty, 0);
 }
 
-Kernel::Counted<ArtTextNode> MakeArtTextOfColumn(FrameTextNode const& frame, Story::ComposedColumn const& column,
-                                                 LaidOutText& text,
+Kernel::Counted<ArtTextNode> MakeArtTextOfColumn(FrameTextNode const& frame, Story::ComposedFrame const& composed,
+                                                 Story::ComposedColumn const& column, LaidOutText& text,
                                                  Kernel::Counted<DocumentController const> const& controller) {
     auto const story = text.CopyColumn(column);
+    story->SetWritingMode(frame.GetStory()->GetWritingMode());
     auto const scale = frame.GetTextRenderScale();
     if (!IsNearlyIdentity(scale))
         story->FormatText(*Story::TransformDelta(scale, true));
-    auto node = Kernel::MakeCounted<ArtTextNode>(story, scale.Apply(column.GetArtOrigin()));
+    auto node =
+        Kernel::MakeCounted<ArtTextNode>(story, composed.GetGeometry().renderScale.Apply(column.GetArtOrigin()));
     TakeWholeStyle(frame, *controller->GetDocument())->Apply(node, controller, false);
     node->SetTransform(frame.GetTransform(false, false), false);
     node->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
@@ -42,7 +44,7 @@ Kernel::Counted<Node> MakeArtText(FrameTextNode const& frame, Story::ComposedFra
     LaidOutText text;
     for (auto const& column : composed) {
         if (!column->empty())
-            columns.push_back(MakeArtTextOfColumn(frame, *column, text, controller));
+            columns.push_back(MakeArtTextOfColumn(frame, composed, *column, text, controller));
     }
     if (columns.empty())
         return {};

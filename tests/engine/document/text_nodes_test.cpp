@@ -97,6 +97,49 @@ TEST_F(TextFrames, ColumnsOfRightToLeftTextRunFromRightToLeft) {
     EXPECT_GT(second->MakeComposedFrame()->GetColumn(0).GetRect().left, 200);
 }
 
+// Lines from top to bottom begin at the right; columns stand one below the other.
+TEST_F(TextFrames, AllFramesOfAChainTurnWithTheirStory) {
+    auto const turn = [&](Story::WritingMode mode) {
+        first->GetMutableStory(true)->FormatText(*Story::MakeDelta(mode));
+        first->OnStoryChange(nullptr, true, Story::StoryChange(false), false);
+    };
+    auto const before = Shown(*second);
+    EXPECT_EQ(second->MakeComposedFrame()->GetGeometry().renderScale, Raster::AffineTransform::Params());
+    turn(Story::WritingMode::Vertical);
+    EXPECT_EQ(AllShown(), std::string(c_text) + "\n");
+    EXPECT_NE(Shown(*second), before);
+    auto const& geometry = second->MakeComposedFrame()->GetGeometry();
+    EXPECT_EQ(geometry.renderScale, Story::c_verticalTurn);
+    EXPECT_EQ(geometry.renderScale.Apply(geometry.columns[0]), (Kernel::RectT<double>{200, 0, 350, 60}));
+    auto const& line = *second->MakeComposedFrame()->GetColumn(0).begin();
+    auto const place = geometry.renderScale.Apply(line.GetOrigin());
+    EXPECT_NEAR(place.x, 350 - line.GetAscent(), 1e-6);
+    EXPECT_EQ(place.y, 0);
+    first->SetColumns(2, 10);
+    first->SetInsets({1, 2, 3, 4});
+    auto const columns = first->MakeComposedFrame()->GetGeometry();
+    ASSERT_EQ(columns.columns.size(), 2u);
+    EXPECT_EQ(columns.renderScale.Apply(columns.columns[0]), (Kernel::RectT<double>{1, 2, 147, 24}));
+    EXPECT_EQ(columns.renderScale.Apply(columns.columns[1]), (Kernel::RectT<double>{1, 34, 147, 56}));
+    turn(Story::WritingMode::Horizontal);
+    first->SetColumns(1, 0);
+    first->SetInsets({});
+    EXPECT_EQ(Shown(*second), before);
+}
+
+TEST_F(TextFrames, ArtTextRunsDownFromItsOrigin) {
+    auto const story = Kernel::MakeCounted<Story::Story>();
+    story->ReplaceText(story->GetClientAll(), Story::GlyphString(std::u32string_view(U"\u6F22\u5B57")));
+    story->FormatText(*Story::MakeDelta(Story::GlyphAtt::Double::Size, 20));
+    story->SetWritingMode(Story::WritingMode::Vertical);
+    auto const art = Kernel::MakeCounted<ArtTextNode>(story, Kernel::PointT<double>{100, 50});
+    auto const bounds = art->GetOwnBounds({}, false);
+    EXPECT_NEAR(bounds.left, 90, 1e-6);
+    EXPECT_NEAR(bounds.right, 110, 1e-6);
+    EXPECT_NEAR(bounds.top, 50, 1e-6);
+    EXPECT_NEAR(bounds.bottom, 90, 1e-6);
+}
+
 TEST_F(TextFrames, ManyFramesAreLinkedAsIfOneByOne) {
     auto const shown = AllShown();
     auto const index = [](FrameTextNode const& frame) { return frame.GetState<TextFrameState>().flowIndex; };

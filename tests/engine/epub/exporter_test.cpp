@@ -4,6 +4,7 @@
 #include "platform/epub/accessibility_metadata.h"
 #include "platform/epub/css_file.h"
 #include "platform/story/cross_reference.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/hyperlink.h"
 #include "platform/story/note.h"
 #include "platform/story/numberer.h"
@@ -337,6 +338,29 @@ TEST(EPubExporter, WritesStylesByTheirNamesAndOwnAttributesOnTopOfThem) {
     auto const& css = book.Get("Styles.css");
     EXPECT_NE(css.find(".body-text { font-size: 1rem; }"), std::string::npos) << css;
     EXPECT_NE(css.find(".c1 { font-weight: 700; }"), std::string::npos) << css;
+}
+
+TEST(EPubExporter, WritesDropCapsAsInitialLetters) {
+    auto const story = MakeStory({{"Body Text", U"Once upon a time"}, {"Body Text", U"and then"}})->Clone();
+    story->FormatText(
+        {0, 1}, *MakeDelta(ParagraphAtt::Object::DropCap,
+                           Kernel::MakeCounted<DropCapAtt>(DropCapAtt::Values{.lines = 3, .characters = 1, .gap = 8})));
+    auto const book = WriteBook(MakeSettings(), {story});
+    auto const& css = book.Get("Styles.css");
+    EXPECT_NE(book.Get("Story1.xhtml").find("<p class=\"body-text p1\">Once"), std::string::npos);
+    EXPECT_NE(css.find(".p1::first-letter { float: left; font-size: 4."), std::string::npos) << css;
+    EXPECT_NE(css.find("@supports (initial-letter: 3) { .p1::first-letter { float: none;"), std::string::npos) << css;
+}
+
+TEST(EPubExporter, WritesLinesFromTopToBottom) {
+    auto const story = MakeStory({{"Body Text", U"\u6F22\u5B57"}})->Clone();
+    auto const across = WriteBook(MakeSettings(), {story});
+    EXPECT_EQ(across.Get("Styles.css").find("writing-mode"), std::string::npos);
+    EXPECT_EQ(across.Get("Package.opf").find("page-progression-direction"), std::string::npos);
+    story->SetWritingMode(WritingMode::Vertical);
+    auto const down = WriteBook(MakeSettings(), {story});
+    EXPECT_NE(down.Get("Styles.css").find("html { -epub-writing-mode: vertical-rl;"), std::string::npos);
+    EXPECT_NE(down.Get("Package.opf").find("page-progression-direction=\"rtl\""), std::string::npos);
 }
 
 TEST(EPubExporter, TurnsBooksRound) {

@@ -249,16 +249,20 @@ TEST(Composition, TotalFitIsTheCheapestOfAllLineBreakings) {
             }
         }
         double const measure = 60 + static_cast<double>(random() % 60);
-        double const first = random() % 2 == 0 ? measure : measure - 20;
+        std::vector<double> first(1 + random() % 3);
+        for (auto& each : first)
+            each = random() % 2 == 0 ? measure : measure - 20;
+        auto const roomOf = [&](std::size_t line) { return line < first.size() ? first[line] : measure; };
         double const tolerance = random() % 2 == 0 ? 3 : 1e30;
         double best = 1e300;
         for (unsigned chosen = 0; chosen != 1u << (count - 1); ++chosen) {
             double total = 0;
             BreakCandidate const* from = nullptr;
+            std::size_t line = 0;
             for (std::size_t i = 0; i != count; ++i) {
                 if (i + 1 != count && (chosen >> i & 1) == 0)
                     continue;
-                auto const cost = GetLineCost(from, candidates[i], from == nullptr ? first : measure);
+                auto const cost = GetLineCost(from, candidates[i], roomOf(line++));
                 total = cost.demerits < 0 || cost.ratio > tolerance ? 1e300 : std::min(total + cost.demerits, 1e300);
                 from = &candidates[i];
                 if (total >= 1e300)
@@ -274,9 +278,10 @@ TEST(Composition, TotalFitIsTheCheapestOfAllLineBreakings) {
         ASSERT_FALSE(ends.empty());
         double total = 0;
         BreakCandidate const* from = nullptr;
+        std::size_t line = 0;
         for (auto const& end : ends) {
             auto const* const to = &candidates[end.position - 1];
-            total += GetLineCost(from, *to, from == nullptr ? first : measure).demerits;
+            total += GetLineCost(from, *to, roomOf(line++)).demerits;
             from = to;
         }
         EXPECT_NEAR(total, best, best * 1e-12);

@@ -2,6 +2,7 @@
 #include "platform/kernel/files.h"
 #include "platform/raster/codec.h"
 #include "platform/renderer/raster_render_target.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/text_renderer.h"
 #include "tests/engine/story/composing.h"
 
@@ -24,6 +25,8 @@ struct Page {
     char const* language;
     std::u32string_view text;
     Alignment alignment = Alignment::Start;
+    DropCapAtt::Values cap = {0, 1, 0, {}};
+    WritingMode mode = WritingMode::Horizontal;
 };
 
 // Article 1 of the Universal Declaration of Human Rights; the Hebrew page is Genesis 1:1-2, for its vowels.
@@ -56,13 +59,53 @@ Page const c_pages[] = {
      U"すべての人間は、生まれながらにして自由であり、かつ、尊厳と権利とについて平等である。人間は、理性と良心とを授けら"
      U"れており、"
      U"互いに同胞の精神をもって行動しなければならない。"},
+    {"english_drop_cap",
+     "Liberation Serif",
+     "en",
+     U"\u201CAll human beings are born free and equal in dignity and rights. They are endowed with reason and "
+     U"conscience and should act towards one another in a spirit of brotherhood.\u201D",
+     Alignment::Justify,
+     {3, 1, 4, {}}},
+    {"hebrew_drop_cap",
+     "Noto Sans Hebrew",
+     "he",
+     U"בראשית ברא אלהים את השמים ואת הארץ׃ והארץ היתה תהו ובהו וחשך על־פני תהום ורוח אלהים מרחפת על־פני המים׃",
+     Alignment::Start,
+     {2, 1, 4, {}}},
+    {"japanese_drop_cap",
+     "IPAGothic",
+     "ja",
+     U"人間は、理性と良心とを授けられており、互いに同胞の精神をもって行動しなければならない。すべての人間は、生まれなが"
+     U"らにして自由である。",
+     Alignment::Justify,
+     {2, 1, 4, {}}},
+    {"japanese_vertical",
+     "IPAGothic",
+     "ja",
+     U"「すべて」の人間は、（生まれながらにして）自由であり、ゲーテのいう12の Human Rights "
+     U"とについて平等である。人間は、理性と"
+     U"良心とを授けられており、互いに同胞の精神をもって行動しなければならない。",
+     Alignment::Justify,
+     {0, 1, 0, {}},
+     WritingMode::Vertical},
 };
+
+FrameGeometry MakePageFrame(Page const& page) {
+    auto frame = MakeFrame(c_width, c_height);
+    if (page.mode == WritingMode::Vertical) {
+        frame.columns = {{0, -c_width, c_height, 0}};
+        frame.renderScale = c_verticalTurn;
+    }
+    return frame;
+}
 
 Kernel::Counted<Story::Story> MakePage(Page const& page) {
     auto const story = MakeStory(page.text, 18, page.family);
     story->FormatText(*MakeDelta(GlyphAtt::String::Language, Kernel::String(page.language)));
     story->FormatText(*MakeDelta(ParagraphAtt::Enum::Alignment, static_cast<int>(page.alignment)));
     story->FormatText(*MakeDelta(ParagraphAtt::Enum::Hyphenate, 1));
+    story->FormatText(*MakeDelta(ParagraphAtt::Object::DropCap, Kernel::MakeCounted<DropCapAtt>(page.cap)));
+    story->SetWritingMode(page.mode);
     return story;
 }
 
@@ -130,7 +173,7 @@ class Pages : public testing::TestWithParam<Page> {};
 // The stored pictures were made by this test and looked at; REDRAFT_WRITE_PICTURES names a folder to make them anew.
 TEST_P(Pages, LookAsTheyDid) {
     auto const& page = GetParam();
-    auto const grey = Draw(Compose(MakePage(page), MakeFrame(c_width, c_height)));
+    auto const grey = Draw(Compose(MakePage(page), MakePageFrame(page)));
     if (auto const* folder = std::getenv("REDRAFT_WRITE_PICTURES"))
         Write(GetPath(folder, page.name), grey);
     auto const file = Kernel::ReadWholeFile(GetPath(REDRAFT_TEST_PICTURES, page.name), 1 << 20);
@@ -146,10 +189,10 @@ TEST_P(Pages, LookAsTheyDid) {
 // The comparison would see a letter that has moved or changed.
 TEST_P(Pages, WouldBeSeenToDiffer) {
     auto const& page = GetParam();
-    auto const grey = Draw(Compose(MakePage(page), MakeFrame(c_width, c_height)));
+    auto const grey = Draw(Compose(MakePage(page), MakePageFrame(page)));
     auto const story = MakePage(page);
     story->ReplaceText({10, 11}, GlyphString(U"\u2588"));
-    EXPECT_GT(Compare(grey, Draw(Compose(story, MakeFrame(c_width, c_height)))).second, 24);
+    EXPECT_GT(Compare(grey, Draw(Compose(story, MakePageFrame(page)))).second, 24);
 }
 
 INSTANTIATE_TEST_SUITE_P(TextPictures, Pages, testing::ValuesIn(c_pages),

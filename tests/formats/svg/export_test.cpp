@@ -393,6 +393,14 @@ TEST(SvgExport, TextComesBackAsText) {
     EXPECT_NE(text.find("One &lt;line&gt;</text>"), std::string::npos) << text;
 }
 
+TEST(SvgExport, TextFromTopToBottomComesBack) {
+    auto const text =
+        ExpectRoundTrip("<text x='90' y='5' font-family='IPAGothic' font-size='10' writing-mode='vertical-rl'>"
+                        "\u300C\u6F22\u5B57\u300D\u3002ab</text>");
+    EXPECT_NE(text.find("writing-mode=\"vertical-rl\""), text.npos) << text;
+    EXPECT_NE(text.find("x=\"90\" y=\"5\""), text.npos) << text;
+}
+
 TEST(SvgExport, PiecesOfTextComeBack) {
     ExpectRoundTrip(
         "<linearGradient id='l'><stop stop-color='red'/><stop offset='1' stop-color='blue'/></linearGradient>"

@@ -112,13 +112,33 @@ TEST(ImportText, AMiddleAnchorTakesTheWholeChunk) {
 }
 
 TEST(ImportText, WhatIsNotTakenOverIsNamed) {
-    auto const drawing = Read("<text>a<textPath href='#missing'>along</textPath></text>"
-                              "<text writing-mode='tb'>b</text>");
+    auto const drawing =
+        Read("<text>a<textPath href='#missing'>along</textPath></text>"
+             "<path id='p' d='M0 0H99'/><text writing-mode='tb'><textPath href='#p'>b</textPath></text>");
     std::string lines;
     for (auto const& line : drawing.report.GetLines())
         lines += line + "\n";
     EXPECT_NE(lines.find("text on a missing path"), lines.npos);
-    EXPECT_NE(lines.find("vertical text"), lines.npos);
+    EXPECT_NE(lines.find("vertical text on a path"), lines.npos);
+}
+
+TEST(ImportText, LinesRunFromTopToBottomWhereTheWritingModeSaysSo) {
+    auto const drawing = Read("<text x='100' y='20' font-size='20' writing-mode='vertical-rl'>\u6F22\u5B57</text>");
+    auto const& text = TextAt(drawing);
+    EXPECT_EQ(text.GetStory()->GetWritingMode(), Story::WritingMode::Vertical);
+    EXPECT_EQ(text.GetOrigin(), (Kernel::PointT<double>{100, 20}));
+    EXPECT_NEAR((Bounds(text).left + Bounds(text).right) / 2, 100, 0.01);
+    EXPECT_NEAR(Bounds(text).top, 20, 0.01);
+    EXPECT_NEAR(Bounds(text).bottom, 60, 0.01);
+    // A place of its own moves the letters behind it, an anchor the whole.
+    auto const parted = Read("<text x='100 50' y='20' font-size='20' writing-mode='tb'>\u6F22\u5B57</text>");
+    auto const pieces = PiecesOf(parted);
+    ASSERT_EQ(pieces.size(), 2u);
+    EXPECT_NEAR(pieces[1]->GetOrigin().x, 50, 1e-6);
+    EXPECT_NEAR(pieces[1]->GetOrigin().y, 40, 1e-3);
+    auto const ended =
+        Read("<text x='100' y='90' text-anchor='end' font-size='20' writing-mode='tb-rl'>\u6F22\u5B57</text>");
+    EXPECT_NEAR(Bounds(TextAt(ended)).bottom, 90, 0.01);
 }
 
 TEST(ImportText, TransformsAndOpacityAreThoseOfTheElement) {
