@@ -43,14 +43,14 @@ void AnchorRegistry::RegisterAnchor(Kernel::String const& file, Kernel::Counted<
     if (!isNew)
         return;
     m_state->keptAnchors.push_back(anchor);
-    m_state->AddMark(position, 0, {0, std::move(target.id), {}});
+    m_state->AddMark(position, 0, {0, Mark::Kind::Anchor, std::move(target.id), {}});
 }
 
 AnchorRegistry::Target AnchorRegistry::RegisterPlace(Kernel::String const& file, Story::StoryPos const& position) {
     auto const [place, isNew] = m_state->places.try_emplace({position.GetStory().get(), position.GetIndex()});
     if (isNew) {
         place->second = {file, "place" + std::to_string(m_state->places.size())};
-        m_state->AddMark(position, 0, {0, place->second.id, {}});
+        m_state->AddMark(position, 0, {0, Mark::Kind::Place, place->second.id, {}});
     }
     return place->second;
 }
@@ -69,7 +69,7 @@ void AnchorRegistry::RegisterPage(Kernel::String const& file, int page, Kernel::
     Target target{file, "page" + std::to_string(std::int64_t{page} + 1)};
     auto const [place, isNew] = m_state->pages.try_emplace(page, Page{target, label});
     if (isNew)
-        m_state->AddMark(position, offset, {0, std::move(target.id), label});
+        m_state->AddMark(position, offset, {0, Mark::Kind::Page, std::move(target.id), label});
 }
 
 std::optional<AnchorRegistry::Target> AnchorRegistry::FindAnchor(Story::AnchorData const& anchor) const {
@@ -84,13 +84,19 @@ std::vector<AnchorRegistry::Page> AnchorRegistry::GetPages() const {
     return pages;
 }
 
-std::vector<AnchorRegistry::Mark> AnchorRegistry::GetMarks(Story::Story const& story) const {
+void AnchorRegistry::TakeMarks(Story::Story const& story, std::size_t& taken, std::vector<Mark>& marks) const {
     auto const found = m_state->marks.find(&story);
-    if (found == m_state->marks.end())
-        return {};
-    auto marks = found->second;
-    std::ranges::stable_sort(marks, {}, &Mark::index);
-    return marks;
+    if (found == m_state->marks.end() || taken == found->second.size())
+        return;
+    auto const& all = found->second;
+    auto const old = static_cast<std::ptrdiff_t>(marks.size());
+    marks.insert(marks.end(), all.begin() + static_cast<std::ptrdiff_t>(taken), all.end());
+    taken = all.size();
+    auto const isBefore = [](Mark const& a, Mark const& b) {
+        return std::pair(a.index, a.kind) < std::pair(b.index, b.kind);
+    };
+    std::stable_sort(marks.begin() + old, marks.end(), isBefore);
+    std::inplace_merge(marks.begin(), marks.begin() + old, marks.end(), isBefore);
 }
 
 std::vector<AnchorRegistry::Link> AnchorRegistry::GetLinks(Story::Story const& story) const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/epub/deflated_text.h"
 #include "engine/epub/style_classes.h"
 #include "platform/epub/html_exporter.h"
 #include "platform/kernel/file_store.h"
@@ -23,8 +24,10 @@ struct HtmlExporter::State {
     // A file of an e-book, a section of HTML.
     struct Part {
         Kernel::String file, title;
+        // The end of it where the beginning is compressed already.
         std::string body;
         std::vector<Heading> headings;
+        std::unique_ptr<DeflatedText> compressed;
     };
     struct PictureFile {
         std::string name;
@@ -36,6 +39,8 @@ struct HtmlExporter::State {
 
     // The last part, or a new one behind it where that has another name.
     Part& GetPart(Kernel::String const& file, Kernel::String const& title);
+    // Between paragraphs: compresses what a part of a package has, once it is long enough.
+    void CompressBody(Part& part) const;
     // The address of a picture's bytes: of a file in the book, or the bytes themselves. Equal pictures are one file.
     std::string AddPicture(std::vector<std::byte> const& png);
     std::string LookUp(Callbacks const& callbacks, char const* key, char const* fallback) const;
@@ -46,6 +51,7 @@ struct HtmlExporter::State {
     Kernel::Counted<ExportSettings const> settings;
     Kernel::Counted<FlowingEPubOptions const> options;
     std::string language;
+    bool isPackage = false;
     AnchorRegistry anchors;
     StyleClasses classes;
     // Those whose places have their ids in the text.

@@ -8,10 +8,16 @@
 #include "platform/epub/css_file.h"
 
 #include <list>
+#include <utility>
 
 namespace EPub {
 
 FlowingEPubExporter::~FlowingEPubExporter() = default;
+
+void FlowingEPubExporter::Start(Kernel::String const& path, Kernel::Counted<Kernel::Countable const> source) {
+    GetState().isPackage = true;
+    HtmlExporter::Start(path, std::move(source));
+}
 
 bool FlowingEPubExporter::Finish() {
     auto& state = GetState();
@@ -31,9 +37,10 @@ bool FlowingEPubExporter::Finish() {
                 "</container>\n");
     // A book without a page is none.
     if (state.parts.empty())
-        state.parts.push_back({"Story1.xhtml", {}, "<p><br/></p>\n", {}});
+        state.parts.push_back({"Story1.xhtml", {}, "<p><br/></p>\n", {}, {}});
     // The archive reads them when it ends.
     std::list<std::string> texts;
+    std::list<DeflatedText::Result> compressed;
     auto const add = [&](std::string const& path, std::string text) {
         archive.Add(folder + path, texts.emplace_back(std::move(text)));
     };
@@ -48,8 +55,13 @@ bool FlowingEPubExporter::Finish() {
         archive.Add(folder + c_coverPicturePath, state.settings->cover->png, ZipArchive::Method::Stored);
     }
     for (auto& part : state.parts) {
-        add(part.file.ToStdString(), MakePartDocument(state, part));
-        part.body = {};
+        if (part.compressed == nullptr) {
+            add(part.file.ToStdString(), MakePartBegin(state, part) + part.body + std::string(c_partEnd));
+            part.body = {};
+            continue;
+        }
+        part.compressed->Append(std::exchange(part.body, {}) + std::string(c_partEnd));
+        archive.Add(folder + part.file.ToStdString(), compressed.emplace_back(part.compressed->Finish()));
     }
     for (auto const& picture : state.pictures)
         archive.Add(folder + picture.name, picture.png, ZipArchive::Method::Stored);

@@ -3,9 +3,12 @@
 
 #include "engine/epub/base64.h"
 #include "engine/epub/exporter_state.h"
+#include "engine/epub/package_documents.h"
 #include "engine/epub/story_writer.h"
 #include "platform/epub/accessibility_metadata.h"
 #include "platform/epub/css_file.h"
+
+#include <utility>
 
 namespace EPub {
 
@@ -36,8 +39,21 @@ HtmlExporter::State::State(Kernel::Counted<ExportSettings const> exportSettings,
 
 HtmlExporter::State::Part& HtmlExporter::State::GetPart(Kernel::String const& name, Kernel::String const& title) {
     if (parts.empty() || !(parts.back().file == name))
-        parts.push_back({name, title, {}, {}});
+        parts.push_back({name, title, {}, {}, {}});
     return parts.back();
+}
+
+void HtmlExporter::State::CompressBody(Part& part) const {
+    constexpr std::size_t c_enough = 1 << 16;
+    if (!isPackage || part.body.size() < c_enough)
+        return;
+    if (part.compressed == nullptr) {
+        part.compressed = std::make_unique<DeflatedText>();
+        part.compressed->Append(MakePartBegin(*this, part));
+    }
+    std::string next;
+    next.reserve(c_enough + c_enough / 4);
+    part.compressed->Append(std::exchange(part.body, std::move(next)));
 }
 
 std::string HtmlExporter::State::AddPicture(std::vector<std::byte> const& png) {

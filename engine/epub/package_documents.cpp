@@ -258,13 +258,11 @@ std::string MakeCoverDocument(State const& state, HtmlExporter::Callbacks const&
     return text;
 }
 
-std::string MakePartDocument(State const& state, State::Part const& part) {
+std::string MakePartBegin(State const& state, State::Part const& part) {
     std::string text;
-    text.reserve(part.body.size() + 1000);
     MarkupWriter markup(text);
     BeginPage(markup, state, OrDash(part.title.empty() ? state.settings->title : part.title), true);
-    markup.Begin("body").Attribute("epub:type", "bodymatter").Raw("\n").Raw(part.body);
-    EndPage(markup);
+    markup.Begin("body").Attribute("epub:type", "bodymatter").Raw("\n");
     return text;
 }
 

@@ -17,6 +17,8 @@ std::string GetCssPath(ExportSettings const& settings, std::size_t index);
 std::string MakePackageDocument(HtmlExporter::State const& state);
 std::string MakeNavigationDocument(HtmlExporter::State const& state, HtmlExporter::Callbacks const& callbacks);
 std::string MakeCoverDocument(HtmlExporter::State const& state, HtmlExporter::Callbacks const& callbacks);
-std::string MakePartDocument(HtmlExporter::State const& state, HtmlExporter::State::Part const& part);
+// A part's document is its begin, its body and this end.
+std::string MakePartBegin(HtmlExporter::State const& state, HtmlExporter::State::Part const& part);
+inline constexpr std::string_view c_partEnd = "\n</body>\n</html>\n";
 
 } // namespace EPub

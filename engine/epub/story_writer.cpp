@@ -43,8 +43,7 @@ StoryWriter::StoryWriter(HtmlExporter::State& state, HtmlExporter::Callbacks con
       m_story(std::move(story)),
       m_links(state.anchors.GetLinks(*m_story)) {
     // Ids are given once, also where a text is written twice.
-    if (state.markedStories.insert(m_story).second)
-        m_marks = state.anchors.GetMarks(*m_story);
+    m_hasMarks = state.markedStories.insert(m_story).second;
     m_state.writers.push_back(this);
     if (m_callbacks.makeNumberer)
         m_numberer = m_callbacks.makeNumberer(m_story->gbegin());
@@ -59,12 +58,23 @@ void StoryWriter::Write(std::uint32_t end) {
         // The separator has nothing to show.
         auto const length = std::min(paragraph.GetLength() - 1, end - begin);
         m_isLast = i + 1 == m_story->GetParagraphCount() || begin + paragraph.GetLength() >= end;
+        TakeMarks(m_isLast ? m_story->GetLength() : begin + paragraph.GetLength());
         WriteParagraph(paragraph, begin, length);
         begin += paragraph.GetLength();
         auto const pins = std::exchange(m_pendingPins, {});
         for (auto const& pin : pins)
             m_callbacks.handlePin(pin);
+        m_state.CompressBody(m_part);
     }
+}
+
+// The marks before `end`, and maybe some behind it.
+void StoryWriter::TakeMarks(std::uint32_t end) {
+    if (!m_hasMarks)
+        return;
+    if (m_callbacks.reach)
+        m_callbacks.reach({m_story, end});
+    m_state.anchors.TakeMarks(*m_story, m_takenMarks, m_marks);
 }
 
 void StoryWriter::WriteParagraph(Story::Paragraph const& paragraph, std::uint32_t begin, std::uint32_t length) {

@@ -44,6 +44,7 @@ private:
     void WriteContent(Story::Paragraph const& paragraph, std::uint32_t begin, std::uint32_t length);
     void WriteSpan(Story::Paragraph const& paragraph, std::uint32_t from, std::uint32_t to, std::uint32_t begin);
     void WriteText(std::u32string_view text);
+    void TakeMarks(std::uint32_t end);
     void WriteMarks(std::uint32_t end);
     void WriteObject(Kernel::Counted<Story::Glyph const> const& glyph, std::uint32_t index);
     void WriteNoteReference(Kernel::Counted<Story::NoteGlyph const> const& note, std::uint32_t index);
@@ -60,8 +61,10 @@ private:
     std::vector<PendingNote>& m_notes;
     Story::StoryRef m_story;
     Kernel::Counted<Story::Numberer> m_numberer;
+    // False for a story that was written before.
+    bool m_hasMarks = false;
     std::vector<AnchorRegistry::Mark> m_marks;
-    std::size_t m_nextMark = 0;
+    std::size_t m_takenMarks = 0, m_nextMark = 0;
     std::vector<AnchorRegistry::Link> m_links;
     std::size_t m_nextLink = 0;
     std::string m_prefix;

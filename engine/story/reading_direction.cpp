@@ -49,7 +49,17 @@ bool IsReadRightToLeft(Story const& story, StyleSheet const& styles) {
     return 2 * rightToLeft > letters;
 }
 
+// The first letter decides (Unicode Standard Annex 9, rules P2 and P3). Where isolates or paragraph separators stand
+// before it, the whole algorithm tells.
 bool BeginsRightToLeft(std::u32string_view text) {
+    for (char32_t const c : text) {
+        if (auto const direction = GetDirection(c); direction != LetterDirection::None)
+            return direction == LetterDirection::RightToLeft;
+        auto const kind = u_charDirection(static_cast<UChar32>(c));
+        if (kind == U_BLOCK_SEPARATOR || kind == U_LEFT_TO_RIGHT_ISOLATE || kind == U_RIGHT_TO_LEFT_ISOLATE ||
+            kind == U_FIRST_STRONG_ISOLATE)
+            break;
+    }
     std::vector<std::uint8_t> levels;
     return (ComputeLevels(text, static_cast<int>(ParagraphDirection::Automatic), levels) & 1) != 0;
 }

@@ -78,7 +78,8 @@ bool WriteParts(std::vector<Part> const& parts, Kernel::String const& path, EPub
             visitor.Visit(*text);
             for (auto const& [anchor, position] : visitor.GetAnchors())
                 exporter.GetAnchorRegistry().RegisterAnchor(part.file, anchor, position);
-            RegisterPages(exporter.GetAnchorRegistry(), part.file, document, *text->GetTextFlow(), isRegistered);
+            PageRegistrar(exporter.GetAnchorRegistry(), part.file, document, text->GetTextFlow(), isRegistered)
+                .ReachEnd();
         }
     }
     written.RegisterGeneratedLinks(exporter.GetAnchorRegistry(), *controller->GetDocument());

@@ -103,7 +103,13 @@ void ExportStoryCommand::DoExport(EPub::HtmlExporter& exporter, Kernel::Counted<
         anchors.RegisterAnchor(c_fileName, anchor, position);
     auto const& document = *controller->GetDocument();
     std::vector<bool> isRegistered(static_cast<std::size_t>(document.GetPageCount()));
-    RegisterPages(anchors, c_fileName, document, *node->GetTextFlow(), isRegistered);
+    // Pages are composed while the text is written, and what is written is compressed meanwhile.
+    PageRegistrar pages(anchors, c_fileName, document, node->GetTextFlow(), isRegistered);
+    exporter.GetCallbacks().reach = [&](Story::StoryPos const& position) {
+        bool const isEnd = position.GetIndex() == story->GetLength();
+        if (position.GetStory() == story)
+            isEnd ? pages.ReachEnd() : pages.Reach(position.GetIndex());
+    };
     WrittenStories written;
     written.Add(c_fileName, *node);
     written.RegisterGeneratedLinks(anchors, *controller->GetDocument());

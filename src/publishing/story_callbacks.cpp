@@ -61,21 +61,38 @@ EPub::HtmlExporter::Callbacks MakeStoryCallbacks(EPub::HtmlExporter& exporter, E
     return callbacks;
 }
 
-void RegisterPages(EPub::AnchorRegistry& anchors, Kernel::String const& file, DocumentNode const& document,
-                   TextFlow const& flow, std::vector<bool>& isRegistered) {
-    for (auto const& frame : flow) {
-        auto const spread = frame ? frame->GetSpreadNode() : Kernel::JailCounted<SpreadNode>();
-        if (!spread)
-            continue;
-        auto const index = spread->GetPageIndexOfBox(frame->GetSpreadBaseBox()) + spread->GetFirstPageIndex();
-        auto const page = static_cast<std::size_t>(index);
-        // A spread may have no pages.
-        if (page >= isRegistered.size() || isRegistered[page])
-            continue;
-        anchors.RegisterPage(file, index, document.GetFormattedPageNumber(static_cast<unsigned>(index)),
-                             frame->GetContainedText(false).GetAnchor(), 0);
-        isRegistered[page] = true;
-    }
+PageRegistrar::PageRegistrar(EPub::AnchorRegistry& anchors, Kernel::String file, DocumentNode const& document,
+                             Kernel::Counted<TextFlow const> flow, std::vector<bool>& isRegistered)
+    : m_anchors(anchors),
+      m_file(std::move(file)),
+      m_document(document),
+      m_flow(std::move(flow)),
+      m_isRegistered(isRegistered) {}
+
+void PageRegistrar::Reach(std::uint32_t index) {
+    while (m_next != m_flow->size() && m_reached < index)
+        RegisterNext();
+}
+
+void PageRegistrar::ReachEnd() {
+    while (m_next != m_flow->size())
+        RegisterNext();
+}
+
+void PageRegistrar::RegisterNext() {
+    auto const frame = m_flow->GetNodeAt(m_next++);
+    auto const spread = frame ? frame->GetSpreadNode() : Kernel::JailCounted<SpreadNode>();
+    if (!spread)
+        return;
+    auto const index = spread->GetPageIndexOfBox(frame->GetSpreadBaseBox()) + spread->GetFirstPageIndex();
+    auto const page = static_cast<std::size_t>(index);
+    // A spread may have no pages.
+    if (page >= m_isRegistered.size() || m_isRegistered[page])
+        return;
+    auto const begin = frame->GetContainedText(false).GetAnchor();
+    m_anchors.RegisterPage(m_file, index, m_document.GetFormattedPageNumber(static_cast<unsigned>(index)), begin, 0);
+    m_isRegistered[page] = true;
+    m_reached = begin.GetIndex();
 }
 
 } // namespace Commands

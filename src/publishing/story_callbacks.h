@@ -32,9 +32,28 @@ EPub::HtmlExporter::Callbacks MakeStoryCallbacks(EPub::HtmlExporter& exporter, E
                                                  Kernel::Counted<Story::FieldDataSource> const& fields,
                                                  Kernel::Counted<DocumentController const> const& controller);
 
-// Registers each page with the first node of the flow that stands on it, unless the page is registered already.
-// `isRegistered` has one bit for each page of the document.
-void RegisterPages(EPub::AnchorRegistry& anchors, Kernel::String const& file, DocumentNode const& document,
-                   TextFlow const& flow, std::vector<bool>& isRegistered);
+// Registers each page with the first frame of a flow that stands on it, unless the page is registered already. Frames
+// are composed when it comes to them.
+class PageRegistrar {
+public:
+    // `isRegistered` has one bit for each page of the document. Everything that is given outlives this object.
+    PageRegistrar(EPub::AnchorRegistry& anchors, Kernel::String file, DocumentNode const& document,
+                  Kernel::Counted<TextFlow const> flow, std::vector<bool>& isRegistered);
+    // The pages that begin before a glyph of the flow's story.
+    void Reach(std::uint32_t index);
+    void ReachEnd();
+
+private:
+    void RegisterNext();
+
+    EPub::AnchorRegistry& m_anchors;
+    Kernel::String m_file;
+    DocumentNode const& m_document;
+    Kernel::Counted<TextFlow const> m_flow;
+    std::vector<bool>& m_isRegistered;
+    std::size_t m_next = 0;
+    // Where the last frame that was looked at begins.
+    std::uint32_t m_reached = 0;
+};
 
 } // namespace Commands

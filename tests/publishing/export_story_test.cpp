@@ -7,6 +7,7 @@
 #include "platform/story/cross_reference.h"
 #include "platform/story/note.h"
 #include "tests/engine/epub/exported_book.h"
+#include "tests/examples/scenes/publication_documents.h"
 #include "tests/support/documents.h"
 
 #include <fstream>
@@ -94,6 +95,56 @@ TEST_F(ExportStory, RegistersAPageOnceForItsTwoFrames) {
     EXPECT_EQ(page.find("epub:type=\"pagebreak\"", first + 1), page.npos);
     // In front of all text: the first frame's.
     EXPECT_LT(first, page.find("Call me"));
+}
+
+// The places of page breaks in a page of XHTML, in letters and paragraph ends before them.
+std::vector<std::uint32_t> FindPageBreaks(std::string const& page) {
+    std::vector<std::uint32_t> places;
+    std::uint32_t length = 0;
+    for (auto at = page.find("<body"); at < page.size(); ++at) {
+        if (page[at] != '<') {
+            length += page[at] != '\n' ? 1 : 0;
+            continue;
+        }
+        auto const end = page.find('>', at);
+        auto const tag = page.substr(at, end - at);
+        if (tag.find("pagebreak") != tag.npos)
+            places.push_back(length);
+        length += tag == "</p" ? 1 : 0;
+        at = end;
+    }
+    return places;
+}
+
+// Pages are composed while the text before them is written.
+TEST_F(ExportStory, BreaksPagesWhereFramesBegin) {
+    constexpr int c_spreads = 30;
+    ExampleDocuments::AddSpreads(*controller, c_spreads);
+    for (auto* spread = controller->GetDocument()->GetFirstChild(NodeChildListType::Plain); spread != nullptr;
+         spread = spread->GetNextSibling()) {
+        auto const frame = Kernel::MakeCounted<FrameTextNode>(Kernel::RectT<double>{10, 10, 90, 90});
+        spread->InsertChild(NodeChildListType::Plain, frame, nullptr);
+        frame->LinkBehind(*frames.back());
+        frames.push_back(frame);
+    }
+    std::u32string text;
+    for (int i = 0; i != 40; ++i) {
+        text += U"Some years ago, never mind how long precisely, I thought I would sail about a little and see the "
+                U"watery part of the world.";
+        text += Story::c_paragraphSeparator;
+    }
+    SetText(Story::GlyphString(text));
+    // The frames at which pages begin; the first three stand on one page.
+    std::vector<std::uint32_t> expected{0};
+    for (std::size_t i = 3; i != frames.size(); ++i)
+        expected.push_back(frames[i]->GetContainedText(false).GetAnchor().GetIndex());
+    ASSERT_GT(expected[20], expected[10]);
+    ASSERT_LT(expected.back(), frames.front()->GetStory()->GetLength());
+
+    EXPECT_EQ(Export(In("x.epub")), 0);
+    auto const book = ReadBook(In("x.epub"));
+    ExpectSound(book);
+    EXPECT_EQ(FindPageBreaks(book.Get("Story1.xhtml")), expected);
 }
 
 TEST_F(ExportStory, WritesAnEmptyText) {

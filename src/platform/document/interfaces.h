@@ -227,7 +227,7 @@ public:
     static constexpr InterfaceId c_interface = InterfaceId::TextFrame;
     // The frame as composed now; never null.
     virtual Kernel::Counted<Story::ComposedFrame const> MakeComposedFrame() const = 0;
-    // The composition of the whole story, at least as far as its frames have room. Never null.
+    // The composition of the whole story, in all of its frames. They are composed when they are asked for. Never null.
     virtual Kernel::Counted<Story::ComposedStory> MakeComposedStory() const = 0;
     // The table whose cell the frame is. Null: there are no tables in texts.
     Kernel::Counted<Story::Table const> GetTable() const;

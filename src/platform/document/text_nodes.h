@@ -119,7 +119,7 @@ public:
     std::vector<Kernel::Counted<TextFrameInterface>> GetSlaves() const override;
     Kernel::Counted<Story::ComposedFrame const> MakeComposedFrame() const override { return MakeComposedText(); }
     using TextNode::MakeComposedStory;
-    Kernel::Counted<Story::ComposedStory> MakeComposedStory() const override { return TextNode::MakeComposedStory({}); }
+    Kernel::Counted<Story::ComposedStory> MakeComposedStory() const override { return GetComposition(); }
     std::size_t GetTextFlowIndex() const override;
     Kernel::Counted<Geometry::PolyCurveDbl const> GetTextFrameAsCurves() const override;
     // How text is scaled on its way from text space to node space; a plain scale of both axes.

@@ -14,7 +14,8 @@ class AnchorData;
 namespace EPub {
 
 // The places of a publication that links and lists lead to. Everything is registered before the text that it stands in
-// is written; the file names are those under which the texts are written later.
+// is written, at the latest while HtmlExporter's callback `reach` runs; the file names are those under which the texts
+// are written later.
 class REDRAFT_ENGINE AnchorRegistry {
 public:
     // A place in a file, by the id of an element.
@@ -33,7 +34,10 @@ public:
     };
     // Something to be marked in front of a glyph of a story.
     struct Mark {
+        // In their order in one place.
+        enum class Kind { Anchor, Page, Place };
         std::uint32_t index = 0;
+        Kind kind = Kind::Anchor;
         std::string id;
         // The page that begins here.
         std::optional<Kernel::String> pageLabel;
@@ -61,8 +65,9 @@ public:
     std::optional<Target> FindAnchor(Story::AnchorData const& anchor) const;
     // In the order of their numbers.
     std::vector<Page> GetPages() const;
-    // In the order of the story; what was registered first comes first in one place.
-    std::vector<Mark> GetMarks(Story::Story const& story) const;
+    // Appends the marks of a story but for the first `taken` that were registered, which becomes the number of all. The
+    // marks are then in the order of the story, and in one place by their kinds, then as they were registered.
+    void TakeMarks(Story::Story const& story, std::size_t& taken, std::vector<Mark>& marks) const;
     // In the order of the story.
     std::vector<Link> GetLinks(Story::Story const& story) const;
 

@@ -11,6 +11,7 @@ class REDRAFT_ENGINE FlowingEPubExporter final : public HtmlExporter {
 public:
     using HtmlExporter::HtmlExporter;
     ~FlowingEPubExporter() override;
+    void Start(Kernel::String const& path, Kernel::Counted<Kernel::Countable const> source) override;
     bool Finish() override;
 };
 

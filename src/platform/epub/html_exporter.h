@@ -19,7 +19,8 @@ namespace EPub {
 // Writes texts as one page of HTML (the WHATWG's living standard), with its styles and pictures inside.
 //
 // Start, then any number of texts and pictures in the order of reading, then Finish. Places that links lead to are
-// registered before the text that they stand in is written. Characters that XML has no place for become U+FFFD.
+// registered before the text that they stand in is written. An e-book compresses long texts while they are written.
+// Characters that XML has no place for become U+FFFD.
 class REDRAFT_ENGINE HtmlExporter {
 public:
     // `options` may be null.
@@ -40,6 +41,8 @@ public:
         // Counts on from a position; null for a text whose paragraphs have no numbers.
         std::function<Kernel::Counted<Story::Numberer>(Story::StoryPos const&)> makeNumberer;
         std::function<Kernel::String(Kernel::Counted<Story::FieldGlyph const>, Story::StoryPos const&)> expandField;
+        // Before the text up to a position is written: marks that lie before it may be registered until this returns.
+        std::function<void(Story::StoryPos const&)> reach;
         // Words that stand around texts, in a language; the last one where there are none in it.
         std::function<Kernel::String(Kernel::String const& key, Kernel::Counted<Story::Language const>,
                                      Kernel::String const& fallback)>

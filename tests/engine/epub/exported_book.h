@@ -62,6 +62,9 @@ inline Book ReadBook(std::string const& path) {
         std::string text(stat.size, 0);
         auto* const file = zip_fopen_index(archive, static_cast<zip_uint64_t>(i), 0);
         EXPECT_EQ(zip_fread(file, text.data(), text.size()), static_cast<zip_int64_t>(text.size()));
+        // Sums are checked at the end.
+        char beyond = 0;
+        EXPECT_EQ(zip_fread(file, &beyond, 1), 0) << stat.name;
         zip_fclose(file);
         book.names.push_back(stat.name);
         book.files[stat.name] = std::move(text);
