@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <set>
 #include <unordered_set>
+#include <utility>
 
 namespace Commands {
 
@@ -46,6 +48,30 @@ void AddOthers(DocumentNode const& document, ExportTaggingHelpers::Collectors co
         if (!own.contains(article.get()))
             articles.insert_or_assign(articles.end(), number, article);
     }
+}
+
+// Puts articles under numbers of their own. Where another article of the document has the number, that one stays and
+// the article is in the document no more. Few articles among many go by themselves, without the map being made anew:
+// nobody can tell the difference. False, with nothing changed, where they are many, or not all different.
+bool PutFew(DocumentNode& document, std::vector<std::pair<int, Kernel::Counted<ExportArticle>>> const& placed) {
+    constexpr std::size_t c_share = 4;
+    if (placed.size() * c_share > document.GetArticles().size())
+        return false;
+    std::set<int> numbers;
+    std::set<ExportArticle const*> articles;
+    for (auto const& [number, article] : placed) {
+        if (!numbers.insert(number).second || !articles.insert(article.get()).second)
+            return false;
+    }
+    for (auto const& [number, article] : placed) {
+        if (auto const before = article->GetNumber())
+            document.SetArticle(*before, nullptr);
+    }
+    for (auto const& [number, article] : placed) {
+        if (!document.GetArticles().contains(number))
+            document.SetArticle(number, article);
+    }
+    return true;
 }
 
 } // namespace
@@ -172,14 +198,14 @@ void ExportTaggingHelpers::ReparentArticles(Controller, Collectors const& collec
 void ExportTaggingHelpers::DesequenceArticles(Controller controller, Collectors& collectors) {
     if (!controller)
         return;
-    Articles articles;
-    int key = -1;
+    std::vector<std::pair<int, Kernel::Counted<ExportArticle>>> placed;
     for (auto const& collector : collectors) {
         if (collector && collector->GetArticle())
-            articles[key--] = collector->GetArticle();
+            placed.emplace_back(-1 - static_cast<int>(placed.size()), collector->GetArticle());
     }
-    if (articles.empty())
+    if (placed.empty() || PutFew(*controller->GetDocument(), placed))
         return;
+    Articles articles(placed.begin(), placed.end());
     AddOthers(*controller->GetDocument(), collectors, articles);
     controller->GetDocument()->SetArticles(std::move(articles));
 }
@@ -189,7 +215,7 @@ void ExportTaggingHelpers::SetArticlesAndSequenceNumbers(Controller controller, 
                                                          std::vector<int> const& sequenceNumbers) {
     if (!controller)
         return;
-    Articles articles;
+    std::vector<std::pair<int, Kernel::Counted<ExportArticle>>> placed;
     for (std::size_t i = 0; i != collectors.size(); ++i) {
         auto const& collector = collectors[i];
         if (!collector)
@@ -197,7 +223,7 @@ void ExportTaggingHelpers::SetArticlesAndSequenceNumbers(Controller controller, 
         int const number = At(articleNumbers, i);
         bool const isArticle = static_cast<bool>(collector->GetArticle());
         if (isArticle)
-            articles[number] = collector->GetArticle();
+            placed.emplace_back(number, collector->GetArticle());
         for (auto const& member : collector->GetMembers()) {
             auto* const tagging = FindTagging(member);
             if (tagging == nullptr)
@@ -207,8 +233,12 @@ void ExportTaggingHelpers::SetArticlesAndSequenceNumbers(Controller controller, 
                 tagging->SetSequenceIndex(At(sequenceNumbers, i));
         }
     }
-    if (articles.empty())
+    if (placed.empty() || PutFew(*controller->GetDocument(), placed))
         return;
+    // Of several with one number the last one has it.
+    Articles articles;
+    for (auto const& [number, article] : placed)
+        articles[number] = article;
     AddOthers(*controller->GetDocument(), collectors, articles);
     controller->GetDocument()->SetArticles(std::move(articles));
 }
