@@ -40,9 +40,9 @@ test-asan: packages
 test-tsan: packages
 	cmake --preset tsan >build/tsan-configure.log
 	cmake --build --preset tsan -j $(JOBS) --target test-kernel test-document test-story test-records test-record-steps \
-	    test-raster-commands test-planar-map test-tracing test-generative test-learning redraft-engine
+	    test-raster-commands test-planar-map test-tracing test-generative test-learning test-epub redraft-engine
 	ctest --preset tsan -j $(JOBS) \
-	    -R '^(kernel|document|story|records|record-steps|raster-commands|planar-map|tracing|generative|learning)$$'
+	    -R '^(kernel|document|story|records|record-steps|raster-commands|planar-map|tracing|generative|learning|epub)$$'
 
 # Random lives of documents for so many minutes; SEED= starts elsewhere, DRAWINGS= names a folder of SVG files that lives
 # may begin with. See docs/testing.md.
