@@ -92,7 +92,7 @@ std::vector<int> CountNumbers(int first, std::size_t count) {
 ExportTaggingHelpers::NumberMap Invert(ExportTaggingHelpers::NumberMap const& map) {
     ExportTaggingHelpers::NumberMap inverse;
     for (auto const& [before, after] : map)
-        inverse[after] = before;
+        inverse.insert_or_assign(inverse.end(), after, before);
     return inverse;
 }
 
