@@ -91,67 +91,148 @@ void Story::ReplaceParagraphs(std::size_t first, std::size_t count, std::vector<
     MarkChanged();
 }
 
+namespace {
+
+// Paragraphs that are made anew, from text that stays and text that comes in between.
+class ParagraphMaker {
+public:
+    explicit ParagraphMaker(ParagraphAttsRef openAtts) : m_openAtts(std::move(openAtts)) {}
+
+    // Characters so far, separators included.
+    std::uint32_t GetLength() const { return m_closedLength + static_cast<std::uint32_t>(m_open.text.size()); }
+
+    // A part of a paragraph that stays; it is parted where it would become too long.
+    void Keep(Paragraph const& paragraph, std::uint32_t begin, std::uint32_t end, ParagraphAttsRef const& atts) {
+        if (m_open.text.size() + (end - begin) > Paragraph::c_maximumLength)
+            Close(paragraph.GetGlyphAtts(begin), atts);
+        m_open.Append(paragraph, begin, end);
+    }
+
+    // Text that comes in. Paragraphs that begin in it have `paragraphAtts`. True when some do.
+    bool Insert(GlyphString const& string, GlyphAttsRef const& atts, ParagraphAttsRef const& paragraphAtts) {
+        auto const text = string.GetText();
+        auto object = string.GetObjects().begin();
+        bool isParted = false;
+        for (std::size_t i = 0; i != text.size(); ++i) {
+            char32_t c = text[i];
+            if (IsParagraphEnd(c) || m_open.text.size() + 1 == Paragraph::c_maximumLength) {
+                Close(atts, paragraphAtts);
+                isParted = true;
+                if (c == U'\r' && i + 1 != text.size() && text[i + 1] == U'\n')
+                    ++i;
+                if (IsParagraphEnd(c))
+                    continue;
+            }
+            bool const isObject = object != string.GetObjects().end() && object->index == i;
+            if (isObject)
+                m_open.objects.push_back({static_cast<std::uint32_t>(m_open.text.size()), (object++)->glyph});
+            if (c > 0x10FFFF || (c >= 0xD800 && c < 0xE000))
+                c = c_replacementCharacter;
+            m_open.text.push_back(c);
+            m_open.AddRun(static_cast<std::uint32_t>(m_open.text.size()), atts);
+        }
+        return isParted;
+    }
+
+    // Of the paragraph that is open.
+    void SetAtts(ParagraphAttsRef const& atts) { m_openAtts = atts; }
+
+    // `last` ends what is open, with its separator.
+    std::vector<ParagraphRef> Take(Paragraph const& last, std::uint32_t begin, ParagraphAttsRef const& atts) {
+        Keep(last, begin, last.GetLength(), atts);
+        Put();
+        return std::move(m_paragraphs);
+    }
+
+private:
+    void Close(GlyphAttsRef const& atts, ParagraphAttsRef const& next) {
+        m_open.text.push_back(c_paragraphSeparator);
+        m_open.AddRun(static_cast<std::uint32_t>(m_open.text.size()), atts);
+        Put();
+        m_openAtts = next;
+    }
+    void Put() {
+        m_closedLength += static_cast<std::uint32_t>(m_open.text.size());
+        m_paragraphs.push_back(Kernel::MakeCounted<Paragraph>(std::move(m_open.text), std::move(m_open.runs),
+                                                              std::move(m_open.objects), m_openAtts));
+        m_open = {};
+    }
+
+    std::vector<ParagraphRef> m_paragraphs;
+    Stretch m_open;
+    ParagraphAttsRef m_openAtts;
+    std::uint32_t m_closedLength = 0;
+};
+
+} // namespace
+
 StoryRange Story::ReplaceText(StoryRange range, GlyphString const& replacement, GlyphAttsRef const& glyphAtts,
                               ParagraphAttsRef const& paragraphAtts) {
-    std::uint32_t const clientEnd = GetClientAll().end;
-    range.begin = std::min(range.begin, clientEnd);
-    range.end = std::clamp(range.end, range.begin, clientEnd);
-    if (range.empty() && replacement.empty())
-        return range;
-    auto const from = Find(range.begin);
-    auto const to = Find(range.end);
-    auto const first = GetParagraph(from.paragraph);
-    auto const last = GetParagraph(to.paragraph);
-    GlyphAttsRef const atts =
-        glyphAtts ? Intern<GlyphAtts>(glyphAtts) : first->GetGlyphAtts(from.offset == 0 ? 0 : from.offset - 1);
-    ParagraphAttsRef const ownParagraphAtts = paragraphAtts ? Intern<ParagraphAtts>(paragraphAtts) : first->GetAtts();
+    return ReplaceTexts({{range, replacement, glyphAtts, paragraphAtts}}).front();
+}
 
-    std::vector<ParagraphRef> paragraphs;
-    Stretch open;
-    open.Append(*first, 0, from.offset);
-    std::uint32_t const before = from.offset;
-    std::uint64_t added = 0;
-    auto const close = [&](ParagraphAttsRef const& own) {
-        open.text.push_back(c_paragraphSeparator);
-        open.AddRun(static_cast<std::uint32_t>(open.text.size()), atts);
-        paragraphs.push_back(
-            Kernel::MakeCounted<Paragraph>(std::move(open.text), std::move(open.runs), std::move(open.objects), own));
-        open = {};
-        ++added;
+std::vector<StoryRange> Story::ReplaceTexts(std::vector<TextReplacement> const& replacements) {
+    struct Target {
+        StoryRange range;
+        Place from, to;
     };
-    auto const text = replacement.GetText();
-    auto object = replacement.GetObjects().begin();
-    for (std::size_t i = 0; i != text.size(); ++i) {
-        char32_t c = text[i];
-        if (IsParagraphEnd(c) || open.text.size() + 1 == Paragraph::c_maximumLength) {
-            close(ownParagraphAtts);
-            if (c == U'\r' && i + 1 != text.size() && text[i + 1] == U'\n')
-                ++i;
-            if (IsParagraphEnd(c))
-                continue;
-        }
-        bool const isObject = object != replacement.GetObjects().end() && object->index == i;
-        if (isObject)
-            open.objects.push_back({static_cast<std::uint32_t>(open.text.size()), (object++)->glyph});
-        if (c > 0x10FFFF || (c >= 0xD800 && c < 0xE000))
-            c = c_replacementCharacter;
-        open.text.push_back(c);
-        open.AddRun(static_cast<std::uint32_t>(open.text.size()), atts);
-        ++added;
+    std::uint32_t const clientEnd = GetClientAll().end;
+    std::vector<Target> places;
+    std::uint32_t least = 0;
+    for (auto const& replacement : replacements) {
+        auto range = replacement.range;
+        range.begin = std::clamp(range.begin, std::min(least, clientEnd), clientEnd);
+        range.end = std::clamp(range.end, range.begin, clientEnd);
+        least = range.end;
+        places.push_back({range, Find(range.begin), Find(range.end)});
     }
-    // The rest of the last paragraph keeps that one's attributes where the edit has split it off.
-    bool const isParted = !paragraphs.empty() || paragraphAtts;
-    ParagraphAttsRef const restAtts = !isParted || to.paragraph == from.paragraph
-                                          ? (paragraphAtts ? ownParagraphAtts : first->GetAtts())
-                                          : last->GetAtts();
-    if (open.text.size() + last->GetLength() - to.offset > Paragraph::c_maximumLength)
-        close(ownParagraphAtts);
-    open.Append(*last, to.offset, last->GetLength());
-    paragraphs.push_back(
-        Kernel::MakeCounted<Paragraph>(std::move(open.text), std::move(open.runs), std::move(open.objects), restAtts));
-    std::uint32_t const begin = from.paragraphBegin + before;
-    ReplaceParagraphs(from.paragraph, to.paragraph - from.paragraph + 1, std::move(paragraphs));
-    return {begin, static_cast<std::uint32_t>(begin + added)};
+    std::vector<StoryRange> replaced(places.size());
+    std::vector<std::int64_t> growth(places.size(), 0);
+    // From the last to the first, so that paragraphs in front keep their numbers. Those in one paragraph go together.
+    for (std::size_t end = places.size(), begin = 0; end != 0; end = begin) {
+        begin = end - 1;
+        while (begin != 0 && places[begin - 1].to.paragraph == places[begin].from.paragraph)
+            --begin;
+        auto const& head = places[begin].from;
+        auto const& tail = places[end - 1].to;
+        bool isChanged = false;
+        ParagraphMaker maker(GetParagraph(head.paragraph)->GetAtts());
+        std::uint32_t kept = 0; // of the paragraph that the next one begins in
+        for (std::size_t i = begin; i != end; ++i) {
+            auto const& [range, text, glyphAtts, paragraphAtts] = replacements[i];
+            auto const& [place, from, to] = places[i];
+            auto const first = GetParagraph(from.paragraph), last = GetParagraph(to.paragraph);
+            auto const own = paragraphAtts ? Intern<ParagraphAtts>(paragraphAtts) : first->GetAtts();
+            auto const atts =
+                glyphAtts ? Intern<GlyphAtts>(glyphAtts) : first->GetGlyphAtts(from.offset == 0 ? 0 : from.offset - 1);
+            maker.Keep(*first, kept, from.offset, own);
+            if (paragraphAtts)
+                maker.SetAtts(own);
+            replaced[i].begin = head.paragraphBegin + maker.GetLength();
+            // The rest of the last paragraph keeps that one's attributes where the edit has split it off.
+            bool const isParted = maker.Insert(text, atts, own) || paragraphAtts;
+            if (isParted && to.paragraph != from.paragraph)
+                maker.SetAtts(last->GetAtts());
+            replaced[i].end = head.paragraphBegin + maker.GetLength();
+            kept = to.offset;
+            isChanged = isChanged || !place.empty() || !text.empty();
+        }
+        if (!isChanged)
+            continue;
+        auto const last = GetParagraph(tail.paragraph);
+        std::uint32_t const before = tail.paragraphBegin + last->GetLength() - head.paragraphBegin;
+        auto paragraphs = maker.Take(*last, kept, last->GetAtts());
+        growth[end - 1] = std::int64_t{maker.GetLength()} - before;
+        ReplaceParagraphs(head.paragraph, tail.paragraph - head.paragraph + 1, std::move(paragraphs));
+    }
+    // Growth counts from the paragraphs behind those that grew.
+    std::int64_t shift = 0;
+    for (std::size_t i = 0; i != replaced.size(); ++i) {
+        replaced[i].begin = static_cast<std::uint32_t>(replaced[i].begin + shift);
+        replaced[i].end = static_cast<std::uint32_t>(replaced[i].end + shift);
+        shift += growth[i];
+    }
+    return replaced;
 }
 
 namespace {

@@ -301,22 +301,16 @@ bool BaseReplaceTextCommand::Load(Kernel::InSerialiser const& in, Kernel::FileSt
 
 namespace {
 
-// Replaces each range by `replace(number, range)`, which gives the range of the new text. From the last to the first,
-// so that those in front keep their places; the ranges that come out count in the new story.
-template <class Ranges, class Replace>
-Story::StoryRanges ReplaceEach(Ranges const& ranges, Replace const& replace) {
-    std::vector<Story::StoryRange> replaced(ranges.size());
-    for (auto at = ranges.size(); at-- != 0;)
-        replaced[at] = replace(at, ranges[at]);
-    std::int64_t shift = 0;
-    for (std::size_t at = 0; at != replaced.size(); ++at) {
-        auto& range = replaced[at];
-        auto const grown = static_cast<std::int64_t>(range.GetSize()) - static_cast<std::int64_t>(ranges[at].GetSize());
-        range.begin = static_cast<std::uint32_t>(range.begin + shift);
-        range.end = static_cast<std::uint32_t>(range.end + shift);
-        shift += grown;
+// Replaces each range by `make(number)`, a text with its attributes, and gives the ranges of the new texts.
+template <class Ranges, class Make>
+Story::StoryRanges ReplaceEach(Story::Story& story, Ranges const& ranges, Make const& make) {
+    std::vector<Story::TextReplacement> replacements;
+    replacements.reserve(ranges.size());
+    for (std::size_t at = 0; at != ranges.size(); ++at) {
+        replacements.push_back(make(at));
+        replacements.back().range = ranges[at];
     }
-    return Story::StoryRanges(std::move(replaced));
+    return Story::StoryRanges(story.ReplaceTexts(replacements));
 }
 
 } // namespace
@@ -335,8 +329,7 @@ Kernel::LocalisedString InsertTextCommand::GetDescription() const {
 Story::StoryRanges InsertTextCommand::ReplaceText(Kernel::NonCounted<Story::Story> story,
                                                   Story::StoryRanges const& ranges) {
     Story::GlyphString const text(m_text);
-    return ReplaceEach(ranges,
-                       [&](std::size_t, Story::StoryRange const& range) { return story->ReplaceText(range, text); });
+    return ReplaceEach(*story, ranges, [&](std::size_t) { return Story::TextReplacement{{}, text}; });
 }
 
 Kernel::Counted<DocumentCommand> InsertTextCommand::Clone() const {
@@ -357,8 +350,7 @@ Kernel::LocalisedString DeleteTextCommand::GetDescription() const {
 
 Story::StoryRanges DeleteTextCommand::ReplaceText(Kernel::NonCounted<Story::Story> story,
                                                   Story::StoryRanges const& ranges) {
-    return ReplaceEach(ranges,
-                       [&](std::size_t, Story::StoryRange const& range) { return story->ReplaceText(range, {}); });
+    return ReplaceEach(*story, ranges, [](std::size_t) { return Story::TextReplacement(); });
 }
 
 Kernel::Counted<DocumentCommand> DeleteTextCommand::Clone() const {
@@ -399,9 +391,9 @@ Story::StoryRanges InsertGlyphsCommand::ReplaceText(Kernel::NonCounted<Story::St
                                                     Story::StoryRanges const& ranges) {
     if (!m_glyph)
         return ranges;
-    return ReplaceEach(ranges, [&](std::size_t number, Story::StoryRange const& range) {
+    return ReplaceEach(*story, ranges, [&](std::size_t number) {
         auto const glyph = number == 0 ? m_glyph : m_glyph->Clone(Story::GlyphCloneContext::CloneGlyphs);
-        return story->ReplaceText(range, Story::GlyphString(glyph));
+        return Story::TextReplacement{{}, Story::GlyphString(glyph)};
     });
 }
 
@@ -443,8 +435,8 @@ Story::StoryRanges ExpandFieldGlyphCommand::ReplaceText(Kernel::NonCounted<Story
     std::vector<Story::StoryRange> places;
     for (auto const& field : shown)
         places.push_back({field.index, field.index + 1});
-    return ReplaceEach(places, [&](std::size_t number, Story::StoryRange const& range) {
-        return story->ReplaceText(range, Story::GlyphString(shown[number].text), shown[number].atts);
+    return ReplaceEach(*story, places, [&](std::size_t number) {
+        return Story::TextReplacement{{}, Story::GlyphString(shown[number].text), shown[number].atts};
     });
 }
 

@@ -139,6 +139,14 @@ private:
     std::vector<ObjectAt> m_objects;
 };
 
+// One of several edits, as ReplaceText takes them.
+struct TextReplacement {
+    StoryRange range;
+    GlyphString text;
+    GlyphAttsRef glyphAtts = {};
+    ParagraphAttsRef paragraphAtts = {};
+};
+
 // A text as a sequence of glyphs in paragraphs, with attributes.
 //
 // A story is a value: a copy shares all paragraphs with its source, edits replace those that they touch, so that a
@@ -210,6 +218,9 @@ public:
     // part paragraphs. Surrogates and values beyond U+10FFFF become U+FFFD.
     StoryRange ReplaceText(StoryRange range, GlyphString const& text, GlyphAttsRef const& glyphAtts = {},
                            ParagraphAttsRef const& paragraphAtts = {});
+    // Several at once, in the order of the text, each paragraph made anew once; what overlaps an earlier range is left
+    // out of the later one. Gives the ranges of the new texts in the text that comes out.
+    std::vector<StoryRange> ReplaceTexts(std::vector<TextReplacement> const& replacements);
     // Glyph attributes change in the range, paragraph attributes in each paragraph that the range touches. An empty
     // range counts for its paragraph. A writing mode changes that of the story.
     void FormatText(StoryRange range, Delta const& delta);

@@ -45,6 +45,60 @@ TEST(Story, ReplacementGivesTheRangeOfTheNewText) {
     EXPECT_EQ(story->GetParagraphCount(), 1u);
 }
 
+// Edits in one go are the same as one by one from the last on.
+TEST(Story, SeveralReplacementsAreAsOneByOne) {
+    std::mt19937 random(11);
+    auto const below = [&](std::uint32_t bound) { return static_cast<std::uint32_t>(random() % bound); };
+    std::u32string_view const texts[] = {U"", U"x", U"two words", U"\n", U"a\nb", U"\n\nend", U"tail\n"};
+    for (int round = 0; round != 400; ++round) {
+        auto const story =
+            MakeStory(U"The first paragraph.\nThe second is a little longer than that.\n\nA fourth.\nEnd");
+        for (int i = 0; i != 5; ++i) {
+            std::uint32_t const begin = below(story->GetLength());
+            story->FormatText({begin, begin + below(20)}, *MakeDelta(GlyphAtt::Double::Size, 5.0 + i));
+            story->FormatText({begin, begin}, *MakeDelta(ParagraphAtt::Double::SpaceAfter, 1.0 + i));
+        }
+        std::vector<TextReplacement> replacements;
+        for (std::uint32_t at = below(12); at < story->GetLength(); at += below(30)) {
+            std::uint32_t const end = at + (below(3) == 0 ? below(40) : below(4));
+            GlyphString const text =
+                below(4) == 0 ? GlyphString(Kernel::Counted<Glyph const>(Kernel::MakeCounted<FillerTextGlyph>(3u)))
+                              : GlyphString(texts[below(std::size(texts))]);
+            replacements.push_back({{at, end}, text, {}, {}});
+            at = end;
+        }
+        auto const together = story->Clone(), single = story->Clone();
+        auto const ranges = together->ReplaceTexts(replacements);
+        std::vector<StoryRange> expected(replacements.size());
+        for (std::size_t i = replacements.size(); i-- != 0;)
+            expected[i] = single->ReplaceText(replacements[i].range, replacements[i].text);
+        std::int64_t shift = 0;
+        for (std::size_t i = 0; i != expected.size(); ++i) {
+            auto const& old = replacements[i].range;
+            auto const inside =
+                std::min(old.end, story->GetClientAll().end) - std::min(old.begin, story->GetClientAll().end);
+            auto const size = expected[i].GetSize();
+            EXPECT_EQ(ranges[i], StoryRange(static_cast<std::uint32_t>(expected[i].begin + shift),
+                                            static_cast<std::uint32_t>(expected[i].end + shift)))
+                << round << ' ' << i;
+            shift += std::int64_t{size} - inside;
+        }
+        EXPECT_TRUE(*together == *single) << round;
+    }
+}
+
+// The time of each used to grow with the length of the paragraph that it was in.
+TEST(Story, VeryManyReplacementsInOneParagraph) {
+    auto const story = MakeStory(std::u32string(200'000, U'a'));
+    std::vector<TextReplacement> replacements;
+    for (std::uint32_t at = 0; at < 200'000; at += 2)
+        replacements.push_back({{at, at + 1}, GlyphString(U"bcd"), {}, {}});
+    auto const ranges = story->ReplaceTexts(replacements);
+    EXPECT_EQ(story->GetLength(), 400'001u);
+    EXPECT_EQ(ranges.back(), StoryRange(399'996, 399'999));
+    EXPECT_EQ(story->GetText({0, 8}), U"bcdabcda");
+}
+
 TEST(Story, TheLastSeparatorOutlivesEveryEdit) {
     auto const story = MakeStory(U"a\nb");
     story->ReplaceText({0, 1000}, GlyphString());
