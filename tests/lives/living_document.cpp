@@ -26,6 +26,13 @@ std::vector<NodeId> IdsOf(Selection const& selection) {
     return ids;
 }
 
+// Where their name or relation is there already, or gone, required of these commands, undoing them does not lead back.
+// The program refuses them there; a macro's second run, and a preview that takes the place of another, come past that.
+bool IsInexactWhereMade(DocumentCommand const& command) {
+    std::string const name(command.GetObjectClassProperties()->GetName());
+    return name == "CaptionCounterTypeCommand" || name.ends_with("IndexCrossReferenceCommand");
+}
+
 std::string ToText(DocumentHash const& hash) {
     std::string text;
     for (std::size_t i = 0; i != 4; ++i) {
@@ -232,7 +239,8 @@ LivingDocument::Outcome LivingDocument::Preview(std::vector<std::string> words) 
             m_controller->SetCurrentSpread(Shell::FindSpread(*m_controller, *spread));
         command = MakeCommand(*m_controller, words, select);
         // Commands that only do have nothing that takes them back.
-        return command && (command->ShouldStackForUndo() || command->MakesDOMDirty());
+        return command && (command->ShouldStackForUndo() || command->MakesDOMDirty()) &&
+               !(isUp && IsInexactWhereMade(*command));
     });
     bool const isShown = isMade && Accepts([&] {
                              m_controller->RunPreview(command);
@@ -292,11 +300,8 @@ LivingDocument::Outcome LivingDocument::Play() {
     auto const macro = m_controller->StopMacroRecording();
     if (!macro || macro->GetCommands().empty())
         return Outcome::Refused;
-    // Done a second time they find their name or relation there already, or gone, and, required of them, undoing that
-    // does not lead back.
     for (auto const& command : macro->GetCommands()) {
-        std::string const name(command->GetObjectClassProperties()->GetName());
-        if (name == "CaptionCounterTypeCommand" || name.ends_with("IndexCrossReferenceCommand"))
+        if (IsInexactWhereMade(*command))
             return Outcome::Refused;
     }
     try {
