@@ -24,7 +24,7 @@ public:
     DeflatedText();
     DeflatedText(DeflatedText const&) = delete;
     DeflatedText& operator=(DeflatedText const&) = delete;
-    // What has not been compressed yet is dropped.
+    // Text that has not been compressed yet is dropped.
     ~DeflatedText();
 
     void Append(std::string piece);

@@ -30,7 +30,7 @@ public:
     void Add(std::string const& name, std::string_view text, Method method = Method::Deflated) {
         Add(name, std::as_bytes(std::span(text)), method);
     }
-    // What was compressed before. `text` stays as it is until Finish.
+    // The bytes compressed before. `text` stays as it is until Finish.
     void Add(std::string const& name, DeflatedText::Result const& text);
     // The whole archive; nothing is added any more.
     std::vector<std::byte> Finish();

@@ -53,7 +53,7 @@ public:
     void SetJoin(LineJoin join) { m_join = join; }
     LineBrush const& GetBrush() const { return m_brush; }
     void SetBrush(LineBrush const& brush) { m_brush = brush; }
-    // What is drawn: under a broad nib both are round ones of the nib.
+    // As they are drawn: under a broad nib both are round ones of the nib.
     LineCap GetDrawnCap() const { return m_brush.IsBroad() ? LineCap::Round : m_cap; }
     LineJoin GetDrawnJoin() const { return m_brush.IsBroad() ? LineJoin::Round : m_join; }
     // The largest ratio of a mitre's length to the weight; sharper corners are bevelled (SVG 2, 13.5.5).

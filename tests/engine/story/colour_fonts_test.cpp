@@ -233,7 +233,7 @@ TEST(ColourText, LayersAreDrawnOverEachOther) {
     EXPECT_EQ(pixelAt(36, 8), plain(Colour::FromGrey(1))) << "beside the letter";
 }
 
-// Whatever a document's format is: as its own drawing in that colour.
+// As its own drawing in that colour, in each format of documents.
 TEST(ColourText, LayersBecomeColoursOfTheDocument) {
     auto const frame = ComposeInCanvas(MakeColoured(U"A"));
     for (auto const format : {Raster::FormatRGBA8, Raster::FormatIA8, Raster::FormatCMYKA8}) {

@@ -366,7 +366,7 @@ TEST(DropCap, IdeographsFillTheSquareOfTheLines) {
     EXPECT_NEAR(lines[0].GetOrigin().y + 0.12 * (c_leading + c_size), lines[2].GetOrigin().y + 0.12 * c_size, 1e-3);
 }
 
-// Whatever is set, every letter stands in exactly one place, and composition ends.
+// Every letter stands in exactly one place, for all settings, and composition ends.
 TEST(DropCap, NoLetterIsLost) {
     std::mt19937 random(5);
     for (int round = 0; round != 400; ++round) {
