@@ -357,7 +357,11 @@ LineData BuildLine(ComposedParagraph const& paragraph, std::uint32_t begin, Line
         double const extra = std::max((room - extent.width) / places, -extent.spaces / places / 3 - 1e-3);
         line.spaceExtra = static_cast<float>(extra);
     }
-    SetPositions(line, paragraph);
+    // One run without extra room was measured already.
+    if (line.runs.size() == 1 && line.spaceExtra == 0)
+        line.width = static_cast<float>(extent.width);
+    else
+        SetPositions(line, paragraph);
     line.width -= static_cast<float>(extent.spaceCount - places) * line.spaceExtra;
     if (isJustified)
         line.alignment = Alignment::Justify;

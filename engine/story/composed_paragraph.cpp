@@ -91,10 +91,12 @@ void ComposedParagraph::Expand(ParagraphContext const& context, ComposedParagrap
     if (objects.empty() && context.number.empty())
         return;
     ObjectContexts contexts(context);
+    auto const text = m_source->GetText();
+    constexpr std::size_t c_likelyExpansion = 16, c_mostInAdvance = 4096;
+    m_text.reserve(context.number.size() + text.size() + std::min(objects.size() * c_likelyExpansion, c_mostInAdvance));
     m_text = context.number;
     m_numberLength = static_cast<std::uint32_t>(m_text.size());
     m_notesBefore = context.notesBefore;
-    auto const text = m_source->GetText();
     m_expansions.reserve(objects.size());
     // The number counts as made, so that places behind it are shifted by it.
     std::uint32_t done = 0, made = m_numberLength;
@@ -178,6 +180,12 @@ std::size_t ComposedParagraph::FindRun(std::uint32_t composed) const {
 }
 
 std::uint32_t ComposedParagraph::FindGlyph(ShapedRun const& run, std::uint32_t composed) const {
+    // In most text each character has one glyph.
+    auto const likely = run.glyphBegin + std::uint64_t{composed - run.begin};
+    bool const isThere = composed >= run.begin && likely < run.glyphEnd && m_glyphs[likely].cluster == composed &&
+                         (likely == run.glyphBegin || m_glyphs[likely - 1].cluster < composed);
+    if (isThere)
+        return static_cast<std::uint32_t>(likely);
     auto const begin = m_glyphs.begin() + run.glyphBegin;
     auto const found =
         std::lower_bound(begin, m_glyphs.begin() + run.glyphEnd, composed,
@@ -226,8 +234,7 @@ void ComposedParagraph::Itemise(StyleSheet const& styles) {
         itemiser.Itemise(begin, end, look, m_runs, m_flags);
         begin = end;
     }
-    for (std::uint32_t i = 0; i != text.size(); ++i)
-        m_hasTabs |= (m_flags[i] & CharacterFlag::c_tab) != 0;
+    m_hasTabs = text.find(U'\t') != std::u32string_view::npos;
     for (auto const& run : m_runs)
         m_hasRightToLeftRuns |= run.IsRightToLeft();
 }
@@ -306,6 +313,11 @@ bool ComposedParagraph::TakeOverRun(GlyphBuffer& glyphs, ShapedRun const& run, C
     auto const text = GetText(), otherText = other.GetText();
     std::uint32_t const shift = run.end - otherRun.end; // modulo 2^32, as are the places that it is added to
     std::uint32_t same = run.end;                       // the beginning of what both end in
+    bool const isSame =
+        run.begin - shift == otherRun.begin &&
+        std::equal(text.begin() + run.begin, text.begin() + run.end, otherText.begin() + otherRun.begin);
+    if (isSame)
+        same = run.begin;
     while (same != run.begin && same - shift != otherRun.begin && text[same - 1] == otherText[same - shift - 1])
         --same;
     std::uint32_t from = run.begin; // what is taken over
@@ -329,11 +341,10 @@ bool ComposedParagraph::TakeOverRun(GlyphBuffer& glyphs, ShapedRun const& run, C
         glyphs.CutTo(size);
     }
     std::uint32_t const begin = other.FindGlyph(otherRun, from - shift), count = otherRun.glyphEnd - begin;
-    auto* glyph = glyphs.Append(count);
-    for (std::uint32_t i = 0; i != count; ++i, ++glyph) {
-        *glyph = other.m_glyphs[begin + i];
-        glyph->cluster += shift;
-    }
+    auto* const taken = glyphs.Append(count);
+    std::copy_n(other.m_glyphs.data() + begin, count, taken);
+    for (std::uint32_t i = 0; i != count; ++i)
+        taken[i].cluster += shift;
     return true;
 }
 

@@ -360,13 +360,30 @@ bool FrameComposer::Fits(LineData const& line, double baseline) const {
     return m_geometry.artOrigin || baseline + line.descent <= m_column->m_rect.bottom + c_slack;
 }
 
+ParagraphPlace FrameComposer::GetPlace(std::size_t paragraph) const {
+    return {m_story.GetParagraphBegin(paragraph), paragraph + 1 == m_story.GetParagraphCount(),
+            m_paragraphs.IsOfNote(paragraph)};
+}
+
 void FrameComposer::Place(BrokenLinesRef const& lines, std::uint32_t index, double left, double baseline,
                           std::size_t paragraph) {
-    bool const isStoryEnd = paragraph + 1 == m_story.GetParagraphCount();
+    Place(lines, index, left, baseline, GetPlace(paragraph));
+}
+
+void FrameComposer::Place(BrokenLinesRef const& lines, std::uint32_t index, double left, double baseline,
+                          ParagraphPlace const& place) {
     m_column->m_lines.emplace_back(lines, index, Kernel::PointT<double>{left + lines->lines[index].left, baseline},
-                                   m_story.GetParagraphBegin(paragraph), isStoryEnd);
-    m_column->m_lines.back().m_isOfNote = m_paragraphs.IsOfNote(paragraph);
+                                   place.begin, place.isStoryEnd);
+    m_column->m_lines.back().m_isOfNote = place.isOfNote;
     m_baseline = baseline;
+}
+
+// Room for the lines that the column is likely to have.
+void FrameComposer::ReserveLines(double leading) {
+    constexpr double c_most = 256;
+    double const count = m_column->m_rect.GetHeight() / leading + 1;
+    if (count > 1 && count < c_most)
+        m_column->m_lines.reserve(static_cast<std::size_t>(count));
 }
 
 void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect, ComposedFrame& frame) {
@@ -403,6 +420,8 @@ void FrameComposer::FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect
     }
     m_keepsWithPrevious = false;
     AlignVertically(*column, !m_paragraphs.HasParagraph(cursor.paragraph));
+    if (column->m_lines.capacity() > 2 * column->m_lines.size())
+        column->m_lines.shrink_to_fit();
     frame.m_columns.push_back(std::move(column));
 }
 
@@ -447,11 +466,14 @@ bool FrameComposer::FillFromParagraph(Cursor& cursor) {
     auto const first = cursor.line + (hasCap ? 1 : 0);
     auto const fitting = first + CountFitting(*cursor.lines, first, space);
     std::uint32_t const end = fitting == count ? count : KeepLinesTogether(cursor, fitting, count, isColumnEmpty);
+    if (isColumnEmpty && end > first)
+        ReserveLines(lines[first].leading);
     auto const placedBefore = m_column->m_lines.size();
+    auto const place = GetPlace(cursor.paragraph);
     for (std::uint32_t i = first; i < end; ++i) {
         double const next =
             i == first ? GetBaseline(lines[i], paragraph, space) : SnapToGrid(m_baseline + lines[i].leading, paragraph);
-        Place(cursor.lines, i, m_column->m_rect.left, next, cursor.paragraph);
+        Place(cursor.lines, i, m_column->m_rect.left, next, place);
     }
     if (hasCap && end > first)
         PlaceDropCap(cursor.lines, placedBefore, m_column->m_rect.left, GetBottomOfDropCap(*cursor.lines, placedBefore),

@@ -141,6 +141,13 @@ struct CapPlace {
     double first = 0, last = 0, clear = 0;
 };
 
+// Where a paragraph stands, for its lines.
+struct ParagraphPlace {
+    std::uint32_t begin = 0; // in the story
+    bool isStoryEnd = false;
+    bool isOfNote = false;
+};
+
 // Fills one frame.
 class FrameComposer {
 public:
@@ -157,6 +164,10 @@ private:
     double GetBaseline(LineData const& line, ComposedParagraph const& paragraph, double space) const;
     bool Fits(LineData const& line, double baseline) const;
     void Place(BrokenLinesRef const& lines, std::uint32_t index, double left, double baseline, std::size_t paragraph);
+    void Place(BrokenLinesRef const& lines, std::uint32_t index, double left, double baseline,
+               ParagraphPlace const& place);
+    ParagraphPlace GetPlace(std::size_t paragraph) const;
+    void ReserveLines(double leading);
     void FillColumn(Cursor& cursor, Kernel::RectT<double> const& rect, ComposedFrame& frame);
     bool FillFromParagraph(Cursor& cursor);
     // How many of the lines from one on fit below what the column has; `space` is left before the first.

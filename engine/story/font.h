@@ -30,10 +30,11 @@ public:
     // For shaping: positions come in units of the em.
     hb_font_t* GetFont() const { return m_font.get(); }
     double GetUnitsPerEm() const { return m_unitsPerEm; }
-    bool HasCharacter(char32_t c) const {
+    bool HasCharacter(char32_t c) const { return (GetCoverage(c) >> (c & 63) & 1) != 0; }
+    // A bit, from the lowest on, for each of the 64 characters among which `c` is.
+    std::uint64_t GetCoverage(char32_t c) const {
         auto const page = c >> 8;
-        return page < m_pages.size() && m_pages[page] != 0 &&
-               (m_bits[(m_pages[page] - 1) * 4 + (c >> 6 & 3)] >> (c & 63) & 1) != 0;
+        return page < m_pages.size() && m_pages[page] != 0 ? m_bits[(m_pages[page] - 1) * 4 + (c >> 6 & 3)] : 0;
     }
     unsigned GetGlyphOfCharacter(char32_t c) const;
     // See AreSpacesSeparable. Found out when it is first asked for.

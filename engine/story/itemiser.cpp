@@ -64,7 +64,7 @@ Itemiser::Itemiser(std::u32string_view text, int direction, bool isVertical) : m
 
 void Itemiser::FindLevels(int direction) {
     bool const isPlain = direction != static_cast<int>(ParagraphDirection::RightToLeft) &&
-                         std::all_of(m_text.begin(), m_text.end(), IsPlainInDirection);
+                         std::all_of(m_text.begin(), m_text.end(), [](char32_t c) { return IsPlainInDirection(c); });
     if (isPlain)
         return;
     m_paragraphLevel = ComputeLevels(m_text, direction, m_levels);
@@ -124,15 +124,20 @@ std::uint32_t Itemiser::GoOn(std::uint32_t begin, std::uint32_t end, TextLookRef
                          run.script == HB_SCRIPT_LATIN && m_script == HB_SCRIPT_LATIN && !run.isUpright;
     if (!isPlain)
         return begin;
+    std::uint64_t const covered[] = {face->GetCoverage(0), face->GetCoverage(64)};
+    auto const* const text = m_text.data();
+    auto* const flag = flags.data();
     std::uint32_t i = begin;
     for (; i != end; ++i) {
-        char32_t const c = m_text[i];
-        bool const mayHaveMark = i + 1 < end && m_text[i + 1] >= 0x300;
-        if (c < 0x20 || c >= 0x7F || mayHaveMark || !face->HasCharacter(c))
+        char32_t const c = text[i];
+        if (c < 0x20 || c >= 0x7F || (covered[c >> 6] >> (c & 63) & 1) == 0)
             break;
         if (c == U' ')
-            flags[i] |= CharacterFlag::c_space;
+            flag[i] |= CharacterFlag::c_space;
     }
+    bool const mayBeMark = i != end && text[i] >= 0x300;
+    if (mayBeMark && i != begin)
+        --i;
     run.end = i;
     return i;
 }

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <utility>
 
 namespace Story {
 
@@ -27,6 +28,11 @@ constexpr double c_hyphenPenalty = 50;
 constexpr double c_doubleHyphenDemerits = 10'000;
 // Rounding of sums must not push a line over that fits.
 constexpr double c_fittingSlack = 1e-3;
+
+// Of the breaker that was last done with, for the thread's next one: allocating them for each paragraph takes longer
+// than many of its steps. Not those of an unusually long one.
+thread_local std::vector<BreakCandidate> s_spareCandidates;
+constexpr std::size_t c_mostSpareCandidates = 4096;
 
 double GetHyphenWidth(ShapedRun const& run) {
     if (run.face == nullptr)
@@ -65,20 +71,21 @@ std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, s
     auto const& flags = paragraph.GetFlags();
     auto const& runs = paragraph.GetRuns();
     auto const& glyphs = paragraph.GetGlyphs();
-    std::vector<BreakCandidate> candidates;
+    constexpr std::uint32_t c_none = 0xFFFFFFFF;
+    std::vector<BreakCandidate> candidates = std::exchange(s_spareCandidates, {});
+    candidates.clear();
     candidates.reserve((text.size() - begin) / 5 + places.size() + 2);
-    BreakCandidate sum;
     auto place = std::lower_bound(places.begin(), places.end(), begin + 1);
-    std::uint32_t at = begin;
     std::size_t runIndex = paragraph.FindRun(begin);
     double hyphenWidth = -1;
-    // Candidates at the characters up to `limit`, with the sums as they are.
-    auto const emit = [&](std::uint32_t limit) {
+    // Candidates at the characters from `at` up to `limit`; `sum` is of what stands in front of them. Returns the place
+    // for a hyphen behind them.
+    auto const emit = [&](std::uint32_t at, std::uint32_t limit, BreakCandidate sum) {
         for (; at <= limit; ++at) {
             bool const isPlace = place != places.end() && *place == at;
             if (isPlace)
                 ++place;
-            if (at == begin || (!isPlace && (flags[at] & CharacterFlag::c_breakBefore) == 0))
+            if (!isPlace && (flags[at] & CharacterFlag::c_breakBefore) == 0)
                 continue;
             sum.position = at;
             sum.must = (flags[at] & CharacterFlag::c_mustBreakBefore) != 0;
@@ -89,29 +96,45 @@ std::vector<BreakCandidate> FindCandidates(ComposedParagraph const& paragraph, s
             sum.hyphenWidth = sum.hyphen ? hyphenWidth : 0;
             candidates.push_back(sum);
         }
+        return place == places.end() ? c_none : *place;
     };
+    // Of every glyph: these stay in registers, since nothing else refers to them.
+    double width = 0, visibleWidth = 0, stretch = 0, visibleStretch = 0;
+    auto const getSum = [](double w, double visible, double s, double visibleS) {
+        return BreakCandidate{.width = w, .visibleWidth = visible, .spaces = s, .visibleSpaces = visibleS};
+    };
+    std::uint32_t next = begin + 1;
+    std::uint32_t nextPlace = place == places.end() ? c_none : *place;
+    auto const* const flag = flags.data();
     for (; runIndex != runs.size(); ++runIndex) {
         auto const& run = runs[runIndex];
         hyphenWidth = -1;
         std::uint32_t const first = run.begin < begin ? paragraph.FindGlyph(run, begin) : run.glyphBegin;
-        for (std::uint32_t i = first; i != run.glyphEnd; ++i) {
-            auto const& glyph = glyphs[i];
-            if (glyph.cluster >= at)
-                emit(glyph.cluster);
-            sum.width += glyph.advance;
-            bool const stretches = glyph.Has(ShapedGlyph::c_stretches);
-            if (stretches)
-                sum.spaces += GetStretch(text[glyph.cluster], double{glyph.advance}, run.look->size);
-            if ((flags[glyph.cluster] & CharacterFlag::c_space) == 0) {
-                sum.visibleWidth = sum.width;
-                sum.visibleSpaces = sum.spaces;
+        auto const* const end = glyphs.data() + run.glyphEnd;
+        for (auto const* glyph = glyphs.data() + first; glyph < end; ++glyph) {
+            auto const cluster = glyph->cluster;
+            if (cluster >= next) {
+                bool const isNone =
+                    cluster == next && cluster != nextPlace && (flag[cluster] & CharacterFlag::c_breakBefore) == 0;
+                if (!isNone)
+                    nextPlace = emit(next, cluster, getSum(width, visibleWidth, stretch, visibleStretch));
+                next = cluster + 1;
+            }
+            width += glyph->advance;
+            if (glyph->Has(ShapedGlyph::c_stretches))
+                stretch += GetStretch(text[cluster], double{glyph->advance}, run.look->size);
+            if ((flag[cluster] & CharacterFlag::c_space) == 0) {
+                visibleWidth = width;
+                visibleStretch = stretch;
             }
         }
         // Characters whose glyphs joined those before them.
-        if (runIndex + 1 != runs.size() && run.end > begin)
-            emit(run.end - 1);
+        if (runIndex + 1 != runs.size() && run.end > next) {
+            nextPlace = emit(next, run.end - 1, getSum(width, visibleWidth, stretch, visibleStretch));
+            next = run.end;
+        }
     }
-    emit(static_cast<std::uint32_t>(text.size()));
+    emit(next, static_cast<std::uint32_t>(text.size()), getSum(width, visibleWidth, stretch, visibleStretch));
     return candidates;
 }
 
@@ -229,6 +252,11 @@ TabStop FindTabStop(ComposedParagraph const& paragraph, double x) {
 
 double GreedyBreaker::GetLeastWidth() const {
     return m_candidates[m_next].visibleWidth - m_widthBefore + m_candidates[m_next].hyphenWidth;
+}
+
+GreedyBreaker::~GreedyBreaker() {
+    if (m_candidates.capacity() <= c_mostSpareCandidates)
+        s_spareCandidates = std::move(m_candidates);
 }
 
 GreedyBreaker::GreedyBreaker(ComposedParagraph const& paragraph, std::uint32_t begin)

@@ -55,6 +55,9 @@ std::vector<LineEnd> BreakTotalFit(std::vector<BreakCandidate> const& candidates
 class GreedyBreaker {
 public:
     GreedyBreaker(ComposedParagraph const& paragraph, std::uint32_t begin);
+    ~GreedyBreaker();
+    GreedyBreaker(GreedyBreaker const&) = delete;
+    GreedyBreaker& operator=(GreedyBreaker const&) = delete;
     bool IsAtEnd() const { return m_next == m_candidates.size(); }
     std::uint32_t GetPosition() const { return m_position; }
     // `measure` may be any number; a line has one letter at least. Tab stops count from `indent` before the line.

@@ -33,14 +33,16 @@ Class ToClass(int property) {
     }
 }
 
-Class GetClass(char32_t c) {
+using Classes = std::array<Class, c_classedEnd>;
+
+Classes const& GetClasses() {
     static auto const s_classes = [] {
-        std::array<Class, c_classedEnd> classes{};
+        Classes classes{};
         for (char32_t i = 0; i != c_classedEnd; ++i)
             classes[i] = ToClass(u_getIntPropertyValue(static_cast<UChar32>(i), UCHAR_LINE_BREAK));
         return classes;
     }();
-    return c < c_classedEnd ? s_classes[c] : c_other;
+    return s_classes;
 }
 
 // Whether the second class directly behind the first is never split from it: rules LB13, 19, 23, 25, 28 and 29. What
@@ -82,6 +84,7 @@ public:
     }
 
 private:
+    Class GetClass(char32_t c) const { return c < c_classedEnd ? m_classes[c] : c_other; }
     void Mark(std::size_t at) { m_flags[at] |= CharacterFlag::c_breakBefore; }
 
     // Behind spaces from `at` on.
@@ -139,6 +142,7 @@ private:
     std::u32string_view m_text;
     std::string const& m_language;
     std::vector<std::uint8_t>& m_flags;
+    Classes const& m_classes = GetClasses();
     BreakIterator* m_lines = nullptr;
 };
 
