@@ -118,8 +118,13 @@ bool Paragraph::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigne
     m_text = DecodeUtf8(text.view()).text;
     if (m_text.size() >= c_maximumLength)
         m_text.resize(c_maximumLength - 1);
-    std::replace(m_text.begin(), m_text.end(), c_paragraphSeparator, c_lineSeparator);
+    constexpr char c_firstByteOfSeparator = '\xE2';
+    if (text.view().find(c_firstByteOfSeparator) != std::string_view::npos)
+        std::replace(m_text.begin(), m_text.end(), c_paragraphSeparator, c_lineSeparator);
     m_text.push_back(c_paragraphSeparator);
+    // The room was for as many characters as the stored text has bytes.
+    if (m_text.capacity() > m_text.size() + m_text.size() / 8)
+        m_text.shrink_to_fit();
     m_runs.clear();
     std::uint32_t last = 0;
     for (std::size_t i = 0; i != std::min(ends.size(), atts.size()); ++i) {

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/story/paragraph.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace Story {
 
 namespace {
@@ -46,18 +49,43 @@ bool DecodeOne(std::string_view bytes, std::size_t& at, char32_t& character) {
     return true;
 }
 
+// Characters of ASCII at the beginning.
+std::size_t CountAscii(std::string_view bytes) {
+    constexpr std::uint64_t c_highBits = 0x8080808080808080;
+    std::size_t count = 0;
+    for (std::uint64_t eight = 0; bytes.size() - count >= sizeof eight; count += sizeof eight) {
+        std::memcpy(&eight, bytes.data() + count, sizeof eight);
+        if ((eight & c_highBits) != 0)
+            break;
+    }
+    while (count != bytes.size() && static_cast<unsigned char>(bytes[count]) < 0x80)
+        ++count;
+    return count;
+}
+
 } // namespace
 
 DecodedText DecodeUtf8(std::string_view bytes) {
     DecodedText result;
-    result.text.reserve(bytes.size());
+    auto& text = result.text;
+    // A character more than there can be: most texts get a separator at their end.
+    text.reserve(bytes.size() + 1);
     for (std::size_t at = 0; at != bytes.size();) {
+        if (auto const count = CountAscii(bytes.substr(at)); count != 0) {
+            auto const first = text.size();
+            text.resize(first + count);
+            std::transform(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                           bytes.begin() + static_cast<std::ptrdiff_t>(at + count), text.data() + first,
+                           [](char c) { return static_cast<char32_t>(static_cast<unsigned char>(c)); });
+            at += count;
+            continue;
+        }
         char32_t character = 0;
         if (!DecodeOne(bytes, at, character)) {
             character = c_replacementCharacter;
             ++result.replaced;
         }
-        result.text.push_back(character);
+        text.push_back(character);
     }
     return result;
 }

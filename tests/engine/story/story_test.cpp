@@ -332,6 +332,20 @@ TEST(StoryText, MalformedUtf8IsReplacedByMaximalSubparts) {
     EXPECT_EQ(DecodeUtf8("\xF0\x9F\x98").replaced, 1u);
 }
 
+// Letters of ASCII are decoded many at a time, and others one by one.
+TEST(StoryText, Utf8IsDecodedAlikeBehindAndInFrontOfAnyNumberOfAsciiLetters) {
+    for (std::size_t before = 0; before != 20; ++before) {
+        for (std::size_t behind = 0; behind != 20; ++behind) {
+            std::u32string const first(before, U'a'), last(behind, U'\x7F');
+            std::string const firstBytes(before, 'a'), lastBytes(behind, '\x7F');
+            EXPECT_EQ(DecodeUtf8(firstBytes + "\xC3\xA9" + lastBytes).text, first + U"\u00E9" + last);
+            auto const broken = DecodeUtf8(firstBytes + "\xE2\x80" + lastBytes);
+            EXPECT_EQ(broken.text, first + c_replacementCharacter + last);
+            EXPECT_EQ(broken.replaced, 1u);
+        }
+    }
+}
+
 TEST(StoryText, EveryCharacterSurvivesUtf8) {
     std::u32string all;
     for (char32_t c = 0; c != 0x110000; ++c) {
