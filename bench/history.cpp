@@ -4,6 +4,7 @@
 // word in the place of another in a text of three million characters. The floors: the same document without its
 // history, the bytes of the file, and the steps of the process that made them.
 #include "bench/generated_document.h"
+#include "bench/peak_memory.h"
 #include "platform/document/text_commands.h"
 #include "platform/document/text_nodes.h"
 #include "platform/kernel/files.h"
@@ -82,27 +83,6 @@ std::string const& SavedDocument(Kind kind, bool withHistory) {
         document->Save(path);
     });
     return path;
-}
-
-// The most memory that this process has had, in MiB.
-double GetPeak() {
-    std::ifstream file("/proc/self/status");
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("VmHWM:"))
-            return std::strtod(line.c_str() + 6, nullptr) / 1024;
-    }
-    return 0;
-}
-
-// The most memory that a process takes over its start when it opens a document: measured in a new one.
-double MeasurePeak(std::string const& path) {
-    auto const program = std::filesystem::read_symlink("/proc/self/exe").string();
-    auto* const output = popen(("'" + program + "' --peak '" + path + "'").c_str(), "r");
-    double peak = 0;
-    if (output == nullptr || std::fscanf(output, "%lf", &peak) != 1)
-        peak = 0;
-    pclose(output);
-    return peak;
 }
 
 void Reload(benchmark::State& state, bool withHistory) {

@@ -3,6 +3,7 @@
 // In the same run: SQLite's C API, which is given the same fields in memory; Miller as a whole process, where it is
 // installed; and a plain loop that finds where the fields end and keeps nothing else. The same table as JSON is read
 // beside it, and what columns of numbers and of distinct texts cost when they are first asked for.
+#include "bench/peak_memory.h"
 #include "platform/records/read_table.h"
 
 #include <benchmark/benchmark.h>
@@ -94,27 +95,6 @@ private:
 Files& GetFiles() {
     static Files s_files;
     return s_files;
-}
-
-// The most memory that this process has had, in MiB.
-double GetPeak() {
-    std::ifstream file("/proc/self/status");
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("VmHWM:"))
-            return std::strtod(line.c_str() + 6, nullptr) / 1024;
-    }
-    return 0;
-}
-
-// The most memory that a process takes over its start when it reads a file: measured in a new one.
-double MeasurePeak(std::string const& path) {
-    auto const program = std::filesystem::read_symlink("/proc/self/exe").string();
-    auto* const output = popen(("'" + program + "' --peak '" + path + "'").c_str(), "r");
-    double peak = 0;
-    if (output == nullptr || std::fscanf(output, "%lf", &peak) != 1)
-        peak = 0;
-    pclose(output);
-    return peak;
 }
 
 void Read(benchmark::State& state, std::string const& path) {

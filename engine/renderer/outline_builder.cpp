@@ -151,18 +151,23 @@ public:
         // An open start alone is no line.
         if (!wanted || (m_line.points.size() == 1 && !m_line.closed))
             return;
-        // Most lines are made in pixels, and need no copy.
-        if (m_toPixels.IsIdentity()) {
-            AddContour(m_out);
-            return;
-        }
-        Polygons piece;
-        AddContour(piece);
-        piece.ApplyTransform(m_toPixels);
-        m_out.Append(piece);
+        AddThrough(m_toPixels, m_out, [&](Polygons& out) { AddContour(out); });
     }
 
 private:
+    // Adds what add(polygons) adds, transformed. Most lines are made in pixels with a round pen, and need no copy.
+    template <class Add>
+    static void AddThrough(Transform const& transform, Polygons& out, Add const& add) {
+        if (transform.IsIdentity()) {
+            add(out);
+            return;
+        }
+        Polygons piece;
+        add(piece);
+        piece.ApplyTransform(transform);
+        out.Append(piece);
+    }
+
     double GetLargestPressure() const {
         if (!m_request.style.GetPressure())
             return 1;
@@ -176,7 +181,7 @@ private:
         if (m_request.style.GetPressure())
             ApplyPressure();
         if (!m_line.points.empty())
-            AddStroke(out);
+            AddThrough(m_nib, out, [&](Polygons& stroke) { AddStroke(stroke); });
     }
 
     // In the space that the line is made in: it turns with an object that the line scales with.
@@ -187,17 +192,6 @@ private:
         auto turn = m_space.GetParams();
         turn.tx = turn.ty = 0;
         return Transform(turn) * shape * Transform(turn).GetInverse();
-    }
-
-    void AddStroke(Polygons& out) {
-        if (m_nib.IsIdentity()) {
-            AddDashes(out);
-            return;
-        }
-        Polygons piece;
-        AddDashes(piece);
-        piece.ApplyTransform(m_nib);
-        out.Append(piece);
     }
 
     // One dash, or the whole contour. Under a nib lines are made where it is a circle.
@@ -213,7 +207,7 @@ private:
         stroker.Stroke(turned);
     }
 
-    void AddDashes(Polygons& out) {
+    void AddStroke(Polygons& out) {
         Stroker stroker(m_shape, out);
         if (!m_dashes.lengths.empty()) {
             Polygons dashes;

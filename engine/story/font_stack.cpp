@@ -172,74 +172,73 @@ struct FontStack::Fallback {
         }
     };
     using FontSet = std::unique_ptr<FcFontSet, void (*)(FcFontSet*)>;
+    // A list of fonts that is sorted when somebody asks for it: going through all that are installed takes a while.
+    struct Choice {
+        FontSet set{nullptr, nullptr};
+        std::vector<Candidate> candidates;
+        bool isSorted = false;
+
+        // Those that have what `property` names.
+        void Take(FontSet sorted, char const* property, FcBool otherwise) {
+            isSorted = true;
+            set = std::move(sorted);
+            for (int i = 0; set && i != set->nfont; ++i) {
+                Candidate candidate;
+                candidate.pattern = set->fonts[i];
+                FcBool hasIt = otherwise;
+                FcPatternGetBool(candidate.pattern, property, 0, &hasIt);
+                if (hasIt == FcTrue &&
+                    FcPatternGetCharSet(candidate.pattern, FC_CHARSET, 0, &candidate.characters) == FcResultMatch)
+                    candidates.push_back(candidate);
+            }
+        }
+    };
     FontQuery query;
-    bool isSorted = false;
-    FontSet set{nullptr, nullptr}, colourSet{nullptr, nullptr};
     // With outlines; with colours, of which some may have outlines, too.
-    std::vector<Candidate> candidates, coloured;
+    Choice outlined, coloured;
     std::map<std::pair<char32_t, char32_t>, FontFace const*> answers;
     std::map<std::pair<std::u32string, bool>, FontFace const*> emoji;
 
-    void Sort(SystemFonts& fonts) {
-        isSorted = true;
-        SortColoured(fonts);
-        set = fonts.Sort(fonts
-                             .MakePattern(query, SplitFamilies(query.families).empty()
-                                                     ? "serif"
-                                                     : SplitFamilies(query.families).front())
-                             .get(),
-                         FcTrue);
-        if (!set)
-            return;
-        for (int i = 0; i != set->nfont; ++i) {
-            Candidate candidate;
-            candidate.pattern = set->fonts[i];
-            FcBool isOutline = FcTrue;
-            FcPatternGetBool(candidate.pattern, FC_OUTLINE, 0, &isOutline);
-            if (isOutline == FcTrue &&
-                FcPatternGetCharSet(candidate.pattern, FC_CHARSET, 0, &candidate.characters) == FcResultMatch)
-                candidates.push_back(candidate);
+    std::vector<Candidate>& GetOutlined(SystemFonts& fonts) {
+        if (!outlined.isSorted) {
+            auto const families = SplitFamilies(query.families);
+            auto const pattern = fonts.MakePattern(query, families.empty() ? "serif" : families.front());
+            outlined.Take(fonts.Sort(pattern.get(), FcTrue), FC_OUTLINE, FcTrue);
         }
+        return outlined.candidates;
     }
 
     // The family "emoji" is the one that fontconfig has for this.
-    void SortColoured(SystemFonts& fonts) {
-        auto const pattern = fonts.MakePattern(query, "emoji");
-        FcPatternDel(pattern.get(), FC_OUTLINE);
-        FcPatternAddBool(pattern.get(), FC_COLOR, FcTrue);
-        colourSet = fonts.Sort(pattern.get(), FcFalse);
-        for (int i = 0; colourSet && i != colourSet->nfont; ++i) {
-            Candidate candidate;
-            candidate.pattern = colourSet->fonts[i];
-            FcBool isColoured = FcFalse;
-            FcPatternGetBool(candidate.pattern, FC_COLOR, 0, &isColoured);
-            if (isColoured == FcTrue &&
-                FcPatternGetCharSet(candidate.pattern, FC_CHARSET, 0, &candidate.characters) == FcResultMatch)
-                coloured.push_back(candidate);
+    std::vector<Candidate>& GetColoured(SystemFonts& fonts) {
+        if (!coloured.isSorted) {
+            auto const pattern = fonts.MakePattern(query, "emoji");
+            FcPatternDel(pattern.get(), FC_OUTLINE);
+            FcPatternAddBool(pattern.get(), FC_COLOR, FcTrue);
+            coloured.Take(fonts.Sort(pattern.get(), FcFalse), FC_COLOR, FcFalse);
         }
+        return coloured.candidates;
     }
 
     FontFace const* Find(SystemFonts& fonts, char32_t c, char32_t mark) {
-        if (!isSorted)
-            Sort(fonts);
-        for (auto* const list : {&candidates, &coloured}) {
-            for (auto& candidate : *list) {
+        auto const findAmong = [&](std::vector<Candidate>& candidates) -> FontFace const* {
+            for (auto& candidate : candidates) {
                 if (auto const* const face = candidate.Open(fonts, c, mark))
                     return face;
             }
-        }
-        return nullptr;
+            return nullptr;
+        };
+        auto const* const face = findAmong(GetOutlined(fonts));
+        return face != nullptr ? face : findAmong(GetColoured(fonts));
     }
 
     // The face must have all that the sequence shows, or at least, among the second choices, its first character.
     FontFace const* FindEmoji(SystemFonts& fonts, FontFace const* primary, std::u32string_view sequence,
                               bool inColours) {
-        if (!isSorted)
-            Sort(fonts);
+        auto& candidates = inColours ? GetColoured(fonts) : GetOutlined(fonts);
         for (auto const characters : {sequence, sequence.substr(0, 1)}) {
             if (primary != nullptr && ShowsEmoji(*primary, characters, inColours))
                 return primary;
-            for (auto& candidate : inColours ? coloured : candidates) {
+            for (auto& candidate : candidates) {
                 auto const* const face = candidate.Open(fonts, sequence.front(), 0);
                 if (face != nullptr && ShowsEmoji(*face, characters, inColours))
                     return face;
@@ -302,8 +301,7 @@ FontStack::FontStack(FontQuery const& query) : m_fallback(std::make_unique<Fallb
         m_primary = fonts.Open(fonts.Match(fonts.MakePattern(query, "serif").get()).get());
     if (m_primary)
         return;
-    m_fallback->Sort(fonts);
-    for (auto& candidate : m_fallback->candidates) {
+    for (auto& candidate : m_fallback->GetOutlined(fonts)) {
         if (!m_primary)
             m_primary = fonts.Open(candidate.pattern);
     }

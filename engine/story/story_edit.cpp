@@ -168,7 +168,9 @@ private:
 
 StoryRange Story::ReplaceText(StoryRange range, GlyphString const& replacement, GlyphAttsRef const& glyphAtts,
                               ParagraphAttsRef const& paragraphAtts) {
-    return ReplaceTexts({{range, replacement, glyphAtts, paragraphAtts}}).front();
+    std::vector<TextReplacement> one(1);
+    one.front() = {range, replacement, glyphAtts, paragraphAtts};
+    return ReplaceTexts(one).front();
 }
 
 std::vector<StoryRange> Story::ReplaceTexts(std::vector<TextReplacement> const& replacements) {
