@@ -6,14 +6,15 @@
 //
 //   bench-planar-map          all of it
 //   bench-planar-map quick    without the slow peers
-//   bench-planar-map PART     only one part: compare, growth, near, threads or abort
+//   bench-planar-map PART     only one part: compare, growth, near, threads, abort or insert
 //
 // REDRAFT_BENCH_DRAWING may name an SVG file: the map of all its paths' data, taken as filled and in one space, is
 // measured, too.
+#include "bench/curve_drawings.h"
+#include "platform/document/nodes.h"
+#include "platform/document/structure_command_helper.h"
 #include "platform/geometry/curve_intersection_graph.h"
 #include "platform/geometry/curve_operations.h"
-#include "platform/geometry/path_data.h"
-#include "platform/geometry/shapes.h"
 #include "platform/kernel/dispatch.h"
 #include "platform/kernel/exception.h"
 
@@ -25,14 +26,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <polyclipping/clipper.hpp>
 #include <pthread.h>
-#include <random>
 #include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -43,7 +41,6 @@ namespace {
 
 using Geometry::CurveIntersectionGraph;
 using Geometry::PointDbl;
-using Inputs = std::vector<CurveIntersectionGraph::Input>;
 
 constexpr double c_flattening = 0.01;
 // Of a drawing of 1000 units, in 30 bits.
@@ -64,132 +61,6 @@ double Measure(int runs, std::function<void()> const& work) {
     }
     return best;
 }
-
-class Drawing {
-public:
-    explicit Drawing(std::uint32_t seed) : m_random(seed) {}
-
-    // Equally dense whatever their number; 1000 on 1000 by 1000 units.
-    Inputs Circles(int count) {
-        Inputs inputs;
-        double const side = 1000 * std::sqrt(count / 1000.0);
-        for (int i = 0; i != count; ++i) {
-            double const x = Number(0, side), y = Number(0, side), radius = Number(15, 62);
-            Add(inputs, Geometry::MakeEllipse({x - radius, y - radius, x + radius, y + radius}));
-        }
-        return inputs;
-    }
-    // A closed random walk of lines or cubics in steps of some 60 units.
-    Inputs Scribbles(int count, int segments, bool curved) {
-        Inputs inputs;
-        for (int i = 0; i != count; ++i) {
-            auto curve = Kernel::MakeCounted<Geometry::CurveDbl>();
-            PointDbl at{Number(0, 1000), Number(0, 1000)};
-            auto const step = [&] {
-                return PointDbl{std::clamp(at.x + Number(-60, 60), 0.0, 1000.0),
-                                std::clamp(at.y + Number(-60, 60), 0.0, 1000.0)};
-            };
-            curve->MoveTo(at);
-            curve->Reserve(static_cast<std::size_t>(3 * segments + 1), static_cast<std::size_t>(segments));
-            for (int k = 0; k != segments; ++k) {
-                PointDbl const a = step(), b = step(), c = step();
-                if (curved)
-                    curve->CubicTo(a, b, c);
-                else
-                    curve->LineTo(c);
-                at = c;
-            }
-            curve->Close();
-            Add(inputs, curve);
-            inputs.back().windingOrderMode = Geometry::WindingOrderMode::Alternating;
-        }
-        return inputs;
-    }
-
-    // Tiles that share their straight edges with their neighbours, as in a keyboard or a mosaic.
-    static Inputs Tiles(int columns, int rows) {
-        Inputs inputs;
-        for (int row = 0; row != rows; ++row) {
-            for (int column = 0; column != columns; ++column) {
-                double const left = 30.0 * column, top = 30.0 * row;
-                Add(inputs,
-                    Geometry::MakeRoundedRectangle({left, top, left + 30, top + 30}, {{5, 5}, {5, 5}, {5, 5}, {5, 5}}));
-            }
-        }
-        return inputs;
-    }
-
-    // Rings about one centre, each `step` larger than the one below.
-    static Inputs Rings(int count, double step) {
-        Inputs inputs;
-        for (int i = 0; i != count; ++i) {
-            double const radius = 100 + step * i;
-            Add(inputs, Geometry::MakeEllipse({-radius, -radius, radius, radius}));
-        }
-        return inputs;
-    }
-    static Inputs TwoCircles(double apart) {
-        Inputs inputs;
-        for (double const x : {0.0, apart})
-            Add(inputs, Geometry::MakeEllipse({x - 100, -100, x + 100, 100}));
-        return inputs;
-    }
-    // The inputs, and over them copies whose coordinates are rounded to so many decimals; 17: exact ones.
-    static Inputs UnderCopies(Inputs const& inputs, int decimals) {
-        double const unit = std::pow(10.0, decimals);
-        auto const rounded = [&](PointDbl p) {
-            return decimals >= 17 ? p : PointDbl{std::nearbyint(p.x * unit) / unit, std::nearbyint(p.y * unit) / unit};
-        };
-        Inputs both = inputs;
-        for (auto const& input : inputs) {
-            auto copy = input;
-            auto const curves = Kernel::MakeCounted<Geometry::PolyCurveDbl>();
-            for (auto const& curve : input.curves.front().curves->GetCurves()) {
-                auto own = Kernel::MakeCounted<Geometry::CurveDbl>();
-                own->MoveTo(rounded(curve->GetStart()));
-                for (auto const& segment : curve->GetSegments()) {
-                    if (segment.kind == Geometry::SegmentKind::Line)
-                        own->LineTo(rounded(segment.end));
-                    else
-                        own->CubicTo(rounded(segment.control1), rounded(segment.control2), rounded(segment.end));
-                }
-                if (curve->IsClosed())
-                    own->Close();
-                curves->AddCurve(own);
-            }
-            copy.curves.front().curves = curves;
-            both.push_back(std::move(copy));
-        }
-        return both;
-    }
-
-    static Inputs ReadPaths(char const* path) {
-        std::ifstream file(path, std::ios::binary);
-        std::string const text{std::istreambuf_iterator<char>(file), {}};
-        Inputs inputs;
-        for (std::size_t at = text.find(" d=\""); at != std::string::npos; at = text.find(" d=\"", at)) {
-            at += 4;
-            std::size_t const end = text.find('"', at);
-            CurveIntersectionGraph::Input input;
-            input.curves.push_back({Geometry::ReadPathData(std::string_view(text).substr(at, end - at)).curves, {}});
-            input.filled = true;
-            inputs.push_back(std::move(input));
-        }
-        return inputs;
-    }
-
-private:
-    double Number(double low, double high) {
-        return low + (high - low) * (static_cast<double>(m_random()) / 4294967296.0);
-    }
-    static void Add(Inputs& inputs, Kernel::Counted<Geometry::CurveDbl> curve) {
-        CurveIntersectionGraph::Input input;
-        input.curves.push_back({Kernel::MakeCounted<Geometry::PolyCurveDbl>(curve), {}});
-        input.filled = true;
-        inputs.push_back(std::move(input));
-    }
-    std::mt19937 m_random;
-};
 
 struct Sizes {
     std::size_t faces = 0, segments = 0;
@@ -387,32 +258,44 @@ void TellThreads(char const* name, Inputs const& inputs) {
     std::printf("threads, %s: one %.3f s, two %.3f s, %.2f times as fast\n", name, one, two, one / two);
 }
 
-// Curves that nearly coincide, beside the same drawing with curves that plainly do or do not.
-void TellNear() {
-    std::printf("near, beside the plain drawing\n  %-44s %8s %10s %8s %8s\n", "drawing", "pieces", "seconds", "pieces",
-                "time");
+// Curves that nearly coincide, beside the same drawing with curves that plainly do or do not. The relative difference
+// of the two areas.
+double TellNear(char const* name, Inputs const& near, Inputs const& plain) {
+    Sizes nearSizes, plainSizes;
+    double nearBest = std::numeric_limits<double>::infinity(), plainBest = nearBest;
+    // By turns, so that other work on the machine meets both.
+    for (int i = 0; i != 5; ++i) {
+        nearBest = std::min(nearBest, Measure(1, [&] { nearSizes = Divide(near); }));
+        plainBest = std::min(plainBest, Measure(1, [&] { plainSizes = Divide(plain); }));
+    }
+    std::printf("  %-56s %8zu %10.4f %8.2f %8.2f", name, nearSizes.faces, nearBest,
+                static_cast<double>(nearSizes.faces) / static_cast<double>(plainSizes.faces), nearBest / plainBest);
+    return std::fabs(nearSizes.area / plainSizes.area - 1);
+}
+
+void TellAllNear() {
+    std::printf("near, beside the plain drawing\n  %-56s %8s %10s %8s %8s %10s\n", "drawing", "pieces", "seconds",
+                "pieces", "time", "area off");
+    // Where the plain drawing has other shapes, the areas say nothing.
     auto const tell = [](char const* name, Inputs const& near, Inputs const& plain) {
-        Sizes nearSizes, plainSizes;
-        double nearBest = std::numeric_limits<double>::infinity(), plainBest = nearBest;
-        // By turns, so that other work on the machine meets both.
-        for (int i = 0; i != 5; ++i) {
-            nearBest = std::min(nearBest, Measure(1, [&] { nearSizes = Divide(near); }));
-            plainBest = std::min(plainBest, Measure(1, [&] { plainSizes = Divide(plain); }));
-        }
-        std::printf("  %-44s %8zu %10.4f %8.2f %8.2f\n", name, nearSizes.faces, nearBest,
-                    static_cast<double>(nearSizes.faces) / static_cast<double>(plainSizes.faces), nearBest / plainBest);
+        TellNear(name, near, plain);
+        std::printf("\n");
+    };
+    auto const tellCopies = [](std::string const& name, Inputs const& near, Inputs const& plain) {
+        std::printf(" %10.1e\n", TellNear(name.c_str(), near, plain));
     };
     tell("two circles 1e-7 apart (60)", Drawing::TwoCircles(1e-7), Drawing::TwoCircles(60));
     tell("50 rings in steps of 1e-4 (1)", Drawing::Rings(50, 1e-4), Drawing::Rings(50, 1));
     auto const circles = Drawing(1).Circles(50);
     for (int const decimals : {7, 5}) {
-        auto const name = "50 circles under copies at " + std::to_string(decimals) + " decimals (all)";
-        tell(name.c_str(), Drawing::UnderCopies(circles, decimals), Drawing::UnderCopies(circles, 17));
+        tellCopies("50 circles under copies at " + std::to_string(decimals) + " decimals (all)",
+                   Drawing::UnderCopies(circles, decimals), Drawing::UnderCopies(circles, 17));
     }
     if (char const* const path = std::getenv("REDRAFT_BENCH_DRAWING")) {
-        auto const drawing = Drawing::ReadPaths(path);
-        tell("the drawing under a copy at 7 decimals (all)", Drawing::UnderCopies(drawing, 7),
-             Drawing::UnderCopies(drawing, 17));
+        auto const turned = Drawing::Turned(Drawing::ReadPaths(path));
+        for (int const decimals : {7, 5})
+            tellCopies("the drawing, turned, under a copy at " + std::to_string(decimals) + " decimals (alone)",
+                       Drawing::UnderCopies(turned, decimals), turned);
     }
 }
 
@@ -481,6 +364,35 @@ void TellAbort(char const* name, Inputs const& inputs) {
                 1e3 * latencies[latencies.size() * 95 / 100], 1e3 * latencies.back());
 }
 
+class Inserter final : public StructureCommandHelper {
+public:
+    using StructureCommandHelper::InsertChildAfter;
+    using StructureCommandHelper::UndoStructureChanges;
+};
+
+// So many pieces put into the document by a command, each behind the shape that it came from, and taken out again.
+void TellInsert() {
+    std::printf("insert of pieces into a document\n  %8s %10s %16s %10s\n", "pieces", "seconds", "ns a piece", "undo");
+    for (int const count : {120'000, 240'000, 480'000}) {
+        std::vector<Kernel::Counted<Node>> pieces;
+        for (int i = 0; i != count; ++i)
+            pieces.push_back(Kernel::MakeCounted<PolyCurveNode>());
+        Kernel::Counted<Node> const parent = Kernel::MakeCounted<GroupNode>();
+        Kernel::Counted<Node> const shape = Kernel::MakeCounted<PolyCurveNode>();
+        parent->InsertChild(NodeChildListType::Plain, shape, nullptr);
+        Inserter inserter;
+        double const seconds = Measure(1, [&] {
+            for (auto const& piece : pieces)
+                inserter.InsertChildAfter(parent, piece, shape, false, false);
+        });
+        double const undo = Measure(1, [&] {
+            for (auto const& piece : pieces)
+                inserter.UndoStructureChanges(piece);
+        });
+        std::printf("  %8d %10.3f %16.1f %10.3f\n", count, seconds, 1e9 * seconds / count, undo);
+    }
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
@@ -501,7 +413,7 @@ int main(int count, char** arguments) {
     if (isWanted("growth"))
         TellGrowth();
     if (isWanted("near"))
-        TellNear();
+        TellAllNear();
     if (isWanted("threads")) {
         TellThreads("1000 circles", circles);
         TellThreads("scribbles of cubics", cubics);
@@ -513,4 +425,6 @@ int main(int count, char** arguments) {
         TellAbort("900 tiles that share edges", tiles);
         TellAbort("scribbles of cubics", cubics);
     }
+    if (isWanted("insert"))
+        TellInsert();
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/geometry/curve_operations.h"
+#include "engine/geometry/flattening.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,64 +10,6 @@ namespace Geometry {
 namespace {
 
 constexpr unsigned c_maximumSteps = 65536;
-// Below so many steps looking for hidden parts costs more than it saves.
-constexpr unsigned c_worthCulling = 32;
-// Halvings of one contour, at most.
-constexpr unsigned c_mostPieces = 1 << 16;
-
-bool IsFinite(Segment const& s) {
-    return std::isfinite(s.start.x + s.start.y + s.control1.x + s.control1.y + s.control2.x + s.control2.y + s.end.x +
-                         s.end.y);
-}
-
-bool LiesBeyondOneSide(Segment const& s, RectDbl const& visible) {
-    auto const [left, right] = std::minmax({s.start.x, s.control1.x, s.control2.x, s.end.x});
-    auto const [top, bottom] = std::minmax({s.start.y, s.control1.y, s.control2.y, s.end.y});
-    return right < visible.left || left > visible.right || bottom < visible.top || top > visible.bottom;
-}
-
-// Two doubles at once. Each does what the scalar expression does.
-typedef double Pair __attribute__((vector_size(16)));
-
-// The points that Evaluate gives, to the bit.
-void EmitSteps(Segment const& s, unsigned steps, FlattenSink& sink) {
-    Pair const p0{s.start.x, s.start.y}, p1{s.control1.x, s.control1.y}, p2{s.control2.x, s.control2.y},
-        p3{s.end.x, s.end.y};
-    for (unsigned i = 1; i < steps; ++i) {
-        double const after = static_cast<double>(i) / steps, before = 1 - after;
-        Pair const point = before * before * before * p0 + 3 * before * before * after * p1 +
-                           3 * before * after * after * p2 + after * after * after * p3;
-        sink.Vertex({point[0], point[1]}, true);
-    }
-}
-
-// Emits the vertices inside the segment; its end is the caller's.
-// `pieces` is how many halves may still be taken: a curve that stays in sight however often it is halved, because its
-// numbers are too large for their own rounding, ends in straight pieces.
-void EmitCubic(Segment const& s, double tolerance, RectDbl const* visible, FlattenSink& sink, int depth,
-               unsigned& pieces) {
-    unsigned const steps = GetFlatteningSteps(s, tolerance);
-    if (visible == nullptr || steps < c_worthCulling) {
-        EmitSteps(s, steps, sink);
-        return;
-    }
-    // After so many halvings a piece still bent is too large to have a tolerance that means anything.
-    if (depth == 0 || pieces == 0 || LiesBeyondOneSide(s, *visible))
-        return;
-    --pieces;
-    auto const [left, right] = Split(s, 0.5);
-    EmitCubic(left, tolerance, visible, sink, depth - 1, pieces);
-    sink.Vertex(left.end, true);
-    EmitCubic(right, tolerance, visible, sink, depth - 1, pieces);
-}
-
-// Detail that is small against all that can be seen is not worth its pieces: this bounds them.
-double GetWorthwhileTolerance(double tolerance, std::optional<RectDbl> const& visible) {
-    if (!visible)
-        return tolerance;
-    double const size = std::max(visible->GetWidth(), visible->GetHeight());
-    return std::isfinite(size) ? std::max(tolerance, size / 1048576) : std::numeric_limits<double>::infinity();
-}
 
 class PolygonSink final : public FlattenSink {
 public:
@@ -108,6 +50,23 @@ int CountCrossings(Segment const& s, PointDbl p, int depth) {
 
 FlattenSink::~FlattenSink() = default;
 
+namespace Detail {
+
+bool LiesBeyondOneSide(Segment const& s, RectDbl const& visible) {
+    auto const [left, right] = std::minmax({s.start.x, s.control1.x, s.control2.x, s.end.x});
+    auto const [top, bottom] = std::minmax({s.start.y, s.control1.y, s.control2.y, s.end.y});
+    return right < visible.left || left > visible.right || bottom < visible.top || top > visible.bottom;
+}
+
+double GetWorthwhileTolerance(double tolerance, std::optional<RectDbl> const& visible) {
+    if (!visible)
+        return tolerance;
+    double const size = std::max(visible->GetWidth(), visible->GetHeight());
+    return std::isfinite(size) ? std::max(tolerance, size / 1048576) : std::numeric_limits<double>::infinity();
+}
+
+} // namespace Detail
+
 unsigned GetFlatteningSteps(Segment const& s, double tolerance) {
     if (s.kind == SegmentKind::Line)
         return 1;
@@ -120,33 +79,12 @@ unsigned GetFlatteningSteps(Segment const& s, double tolerance) {
 
 bool Flatten(CurveDbl const& curve, Transform const& transform, double tolerance, std::optional<RectDbl> const& visible,
              FlattenSink& sink) {
-    if (curve.empty())
-        return true;
-    for (PointDbl const& p : curve.GetPoints()) {
-        PointDbl const q = transform.Apply(p);
-        if (!std::isfinite(q.x) || !std::isfinite(q.y))
-            return false;
-    }
-    tolerance = GetWorthwhileTolerance(tolerance, visible);
-    PointDbl const start = transform.Apply(curve.GetStart());
-    sink.Begin(start, curve.IsClosed());
-    unsigned pieces = c_mostPieces;
-    for (Segment const& local : curve.GetSegments()) {
-        Segment const s = local.Transformed(transform);
-        if (s.kind == SegmentKind::Cubic && IsFinite(s))
-            EmitCubic(s, tolerance, visible ? &*visible : nullptr, sink, 40, pieces);
-        sink.Vertex(s.end, false);
-    }
-    sink.End();
-    return true;
+    return Detail::FlattenInto(curve, transform, tolerance, visible, sink);
 }
 
 bool Flatten(PolyCurveDbl const& curves, Transform const& transform, double tolerance,
              std::optional<RectDbl> const& visible, FlattenSink& sink) {
-    bool complete = true;
-    for (auto const& curve : curves.GetCurves())
-        complete = Flatten(*curve, transform, tolerance, visible, sink) && complete;
-    return complete;
+    return Detail::FlattenInto(curves, transform, tolerance, visible, sink);
 }
 
 PolyPolygonType<double> ToPolygons(PolyCurveDbl const& curves, double tolerance) {

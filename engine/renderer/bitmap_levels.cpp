@@ -27,12 +27,18 @@ int HalvedSide(int side, int level) {
 BitmapLevels::BitmapLevels(Raster::DynamicBitmap const& bitmap, WorkingSpace const& space,
                            Raster::ICCProfileSet const& documentProfiles)
     : m_space(space), m_bitmap(WithLevels(bitmap.GetBase()->Clone(nullptr))) {
-    auto const exchange = space.GetExchangeFormat();
     auto profile = bitmap.GetProfile();
     if (!profile)
         profile = documentProfiles.Get(m_bitmap->GetInfo().colourModel);
-    m_converter = Raster::ICCManager::GetInstance().MakeConverter(m_bitmap->GetFormat(), profile, exchange,
-                                                                  space.GetProfiles().Get(space.GetModel()));
+    auto const makeConverter = [&](Raster::Format to) {
+        return Raster::ICCManager::GetInstance().MakeConverter(m_bitmap->GetFormat(), profile, to,
+                                                               space.GetProfiles().Get(space.GetModel()));
+    };
+    // Colours that mean the same in the working space are loaded from the bitmap's own samples.
+    if (m_bitmap->GetInfo().colourModel == space.GetModel())
+        m_converter = makeConverter(m_bitmap->GetFormat());
+    if (!m_converter || !m_converter->IsIdentity())
+        m_converter = makeConverter(space.GetExchangeFormat());
     while (std::max(GetWidth(m_lastLevel), GetHeight(m_lastLevel)) > 1)
         ++m_lastLevel;
     m_kept.resize(static_cast<std::size_t>(m_lastLevel) + 1);
@@ -51,7 +57,7 @@ Kernel::Counted<Raster::BitmapBase const> BitmapLevels::GetBitmap(int level) con
 }
 
 Surface BitmapLevels::Read(Raster::BitmapBase const& bitmap, Kernel::RectT<int> const& rect) const {
-    auto const buffer = Raster::BufferBase::Create(rect.GetWidth(), rect.GetHeight(), m_space.GetExchangeFormat());
+    auto const buffer = Raster::BufferBase::Create(rect.GetWidth(), rect.GetHeight(), m_converter->GetTo());
     Raster::ConvertPixels(bitmap, rect, *buffer, *m_converter);
     Surface out({0, 0, rect.GetWidth(), rect.GetHeight()}, m_space.GetColourCount() + 1);
     float* planes[c_maximumColours + 1];

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace Renderer::Detail {
 
@@ -78,6 +81,135 @@ std::int64_t ToFixed(double v) {
     return towardsZero - (static_cast<double>(towardsZero) > scaled ? 1 : 0);
 }
 
+// A place in 1/65536 pixel of the clip's upper left corner.
+struct FixedPlace {
+    std::int32_t x;
+    std::int32_t y;
+};
+
+// What ToFixed gives, less the origin. Coordinates beyond 32767 pixels give places that lie outside every small clip.
+FixedPlace ToFixedPlace(Geometry::PointDbl p, FixedPlace origin) {
+#ifdef __SSE2__
+    __m128d const scaled = _mm_add_pd(_mm_mul_pd(_mm_set_pd(p.y, p.x), _mm_set1_pd(65536.0)), _mm_set1_pd(0.5));
+    __m128i const towardsZero = _mm_cvttpd_epi32(scaled);
+    __m128i const isTooLarge = _mm_castpd_si128(_mm_cmpgt_pd(_mm_cvtepi32_pd(towardsZero), scaled));
+    __m128i const rounded = _mm_add_epi32(towardsZero, _mm_shuffle_epi32(isTooLarge, _MM_SHUFFLE(2, 0, 2, 0)));
+    auto const both = static_cast<std::uint64_t>(_mm_cvtsi128_si64(rounded));
+    auto const x = static_cast<std::uint32_t>(both), y = static_cast<std::uint32_t>(both >> 32);
+#else
+    constexpr double c_most = 32768;
+    auto const convert = [](double v) {
+        return v > -c_most && v < c_most ? static_cast<std::uint32_t>(ToFixed(v)) : 0x80000000u;
+    };
+    std::uint32_t const x = convert(p.x), y = convert(p.y);
+#endif
+    return {static_cast<std::int32_t>(x - static_cast<std::uint32_t>(origin.x)),
+            static_cast<std::int32_t>(y - static_cast<std::uint32_t>(origin.y))};
+}
+
+constexpr std::int32_t c_onePixel = 65536;
+constexpr int c_pixelShift = 16;
+
+std::int64_t GetAreaLeft(std::int32_t x1, std::int32_t x2, std::int32_t cover) {
+    return std::int64_t{cover} * ((x1 & (c_onePixel - 1)) + (x2 & (c_onePixel - 1)));
+}
+
+// floor(a * b / divisor) of lengths inside a small clip, for divisor > 0.
+std::int32_t GetPart(std::int64_t a, std::int64_t b, std::int64_t divisor) {
+    std::int64_t const product = a * b, quotient = product / divisor;
+    return static_cast<std::int32_t>(quotient - (product - quotient * divisor < 0 ? 1 : 0));
+}
+
+// A piece of an edge inside one row, as AddInRow adds it; heights are those in the row.
+template <class Cells>
+void AddPieceInside(int row, FixedPlace a, FixedPlace b, std::int32_t sign, Cells const& cells) {
+    if (a.x > b.x) {
+        std::swap(a, b);
+        sign = -sign;
+    }
+    int column = a.x >> c_pixelShift;
+    int const lastColumn = (b.x - 1) >> c_pixelShift;
+    if (column >= lastColumn && (b.x >> c_pixelShift) == column) {
+        std::int32_t const cover = sign * (b.y - a.y);
+        if (cover != 0)
+            cells(column, row, cover, GetAreaLeft(a.x, b.x, cover));
+        return;
+    }
+    std::int64_t const run = std::int64_t{b.x} - a.x, rise = b.y - a.y;
+    auto const add = [&](std::int32_t from, std::int32_t to, std::int32_t height) {
+        std::int64_t const cover = sign * height;
+        std::int32_t const left = column * c_onePixel;
+        if (cover != 0)
+            cells(column, row, cover, cover * ((from - left) + (to - left)));
+    };
+    std::int32_t x = a.x, y = a.y;
+    if (column + 1 == lastColumn) {
+        // Most pieces are so short that they need no step.
+        x = lastColumn * c_onePixel;
+        y = a.y + GetPart(x - a.x, rise, run);
+        add(a.x, x, y - a.y);
+        ++column;
+        add(x, b.x, b.y - y);
+        return;
+    }
+    Stepper crossing(a.y, std::int64_t{column + 1} * c_onePixel - a.x, c_onePixel, rise, run);
+    for (; column < lastColumn; ++column) {
+        std::int32_t const border = (column + 1) * c_onePixel, at = static_cast<std::int32_t>(crossing.Get());
+        add(x, border, at - y);
+        x = border;
+        y = at;
+        if (column + 1 < lastColumn)
+            crossing.Advance();
+    }
+    add(x, b.x, b.y - y);
+}
+
+// An edge that crosses the border of a row or column.
+template <class Cells>
+[[gnu::noinline]] void AddLongEdgeInside(FixedPlace a, FixedPlace b, Cells const& cells) {
+    std::int32_t sign = 1;
+    if (a.y > b.y) {
+        std::swap(a, b);
+        sign = -1;
+    }
+    int row = a.y >> c_pixelShift;
+    int const lastRow = (b.y - 1) >> c_pixelShift;
+    auto const top = [](int y) { return y * c_onePixel; };
+    if (row == lastRow)
+        return AddPieceInside(row, {a.x, a.y - top(row)}, {b.x, b.y - top(row)}, sign, cells);
+    std::int64_t const run = std::int64_t{b.x} - a.x, rise = std::int64_t{b.y} - a.y;
+    if (row + 1 == lastRow) {
+        std::int32_t const x = a.x + GetPart(top(lastRow) - a.y, run, rise);
+        AddPieceInside(row, {a.x, a.y - top(row)}, {x, c_onePixel}, sign, cells);
+        AddPieceInside(lastRow, {x, 0}, {b.x, b.y - top(lastRow)}, sign, cells);
+        return;
+    }
+    Stepper crossing(a.x, std::int64_t{row + 1} * c_onePixel - a.y, c_onePixel, run, rise);
+    FixedPlace from{a.x, a.y - top(row)};
+    for (; row < lastRow; ++row) {
+        auto const x = static_cast<std::int32_t>(crossing.Get());
+        AddPieceInside(row, from, {x, c_onePixel}, sign, cells);
+        from = {x, 0};
+        if (row + 1 < lastRow)
+            crossing.Advance();
+    }
+    AddPieceInside(row, from, {b.x, b.y - top(row)}, sign, cells);
+}
+
+// An edge between two places inside the clip: the cells that AddFixed adds.
+template <class Cells>
+inline void AddEdgeInside(FixedPlace a, FixedPlace b, Cells const& cells) {
+    std::int32_t const cover = b.y - a.y;
+    if (cover == 0)
+        return;
+    int const column = a.x >> c_pixelShift, row = std::min(a.y, b.y) >> c_pixelShift;
+    // Most edges of a curve lie in one pixel.
+    if (b.x >> c_pixelShift == column && (std::max(a.y, b.y) - 1) >> c_pixelShift == row)
+        cells(column, row, cover, GetAreaLeft(a.x, b.x, cover));
+    else
+        AddLongEdgeInside(a, b, cells);
+}
+
 bool IsInReach(Geometry::PointDbl p) { return std::fabs(p.x) <= c_reach && std::fabs(p.y) <= c_reach; }
 
 Geometry::PointDbl AtY(Geometry::PointDbl a, Geometry::PointDbl b, double y) {
@@ -138,33 +270,61 @@ void CellRasteriser::AddEdge(Geometry::PointDbl from, Geometry::PointDbl to) {
     }
 }
 
-void CellRasteriser::AddPolygon(std::span<Geometry::PointDbl const> points) {
-    Geometry::PointDbl last = points.back();
-    bool isLastInReach = IsInReach(last);
-    std::int64_t lastX = isLastInReach ? ToFixed(last.x) : 0, lastY = isLastInReach ? ToFixed(last.y) : 0;
+bool CellRasteriser::IsClipSmall() const {
+    constexpr int c_most = 32767;
+    return m_clip.left >= -c_most && m_clip.top >= -c_most && m_clip.right <= c_most && m_clip.bottom <= c_most &&
+           m_clip.GetWidth() <= c_most && m_clip.GetHeight() <= c_most;
+}
+
+template <bool IsInside, class Cells>
+void CellRasteriser::AddSmallPolygon(std::span<Geometry::PointDbl const> points, Cells const& cells) {
+    FixedPlace const origin{m_clip.left * static_cast<std::int32_t>(c_one),
+                            m_clip.top * static_cast<std::int32_t>(c_one)};
+    auto const width = static_cast<std::uint32_t>(m_clip.GetWidth()) << c_shift;
+    auto const height = static_cast<std::uint32_t>(m_clip.GetHeight()) << c_shift;
+    // What lies out of reach of 32 bits lies outside the clip.
+    auto const isInside = [&](FixedPlace p) {
+        return IsInside || (static_cast<std::uint32_t>(p.x) < width && static_cast<std::uint32_t>(p.y) <= height);
+    };
+    Geometry::PointDbl const* last = &points.back();
+    FixedPlace lastPlace = ToFixedPlace(*last, origin);
+    bool isLastInside = isInside(lastPlace);
     for (Geometry::PointDbl const& p : points) {
-        bool const isInReach = IsInReach(p);
-        std::int64_t const x = isInReach ? ToFixed(p.x) : 0, y = isInReach ? ToFixed(p.y) : 0;
-        if (!isInReach || !isLastInReach)
-            AddEdge(last, p);
-        else if (!AddInCell(lastX, lastY, x, y))
-            AddFixed(lastX, lastY, x, y);
-        last = p;
-        isLastInReach = isInReach;
-        lastX = x;
-        lastY = y;
+        FixedPlace const place = ToFixedPlace(p, origin);
+        bool const isPlaceInside = isInside(place);
+        if (isPlaceInside && isLastInside)
+            AddEdgeInside(lastPlace, place, cells);
+        else
+            AddEdge(*last, p);
+        last = &p;
+        lastPlace = place;
+        isLastInside = isPlaceInside;
     }
 }
 
-// Most edges of a curve lie in one pixel. False for others.
-inline bool CellRasteriser::AddInCell(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2) {
-    std::int64_t const column = x1 >> c_shift, row = std::min(y1, y2) >> c_shift;
-    if (x2 >> c_shift != column || (std::max(y1, y2) - 1) >> c_shift != row || column < m_clip.left ||
-        column >= m_clip.right || row < m_clip.top || row >= m_clip.bottom)
-        return false;
-    std::int64_t const cover = y2 - y1;
-    AddCell(static_cast<int>(column), static_cast<int>(row), cover, cover * ((x1 & (c_one - 1)) + (x2 & (c_one - 1))));
-    return true;
+void CellRasteriser::AddPolygon(std::span<Geometry::PointDbl const> points, bool isInside) {
+    if (!IsClipSmall()) {
+        Geometry::PointDbl last = points.back();
+        for (Geometry::PointDbl const& p : points)
+            AddEdge(std::exchange(last, p), p);
+        return;
+    }
+    if (!m_usesGrid) {
+        AddSmallPolygon<false>(points, [this](int column, int row, std::int64_t cover, std::int64_t area) {
+            AddCell(m_clip.left + column, m_clip.top + row, cover, area);
+        });
+        return;
+    }
+    std::size_t const width = static_cast<std::size_t>(m_clip.GetWidth());
+    auto const cells = [grid = m_grid.data(), width](int column, int row, std::int64_t cover, std::int64_t area) {
+        Sums& sums = grid[static_cast<std::size_t>(row) * width + static_cast<std::size_t>(column)];
+        sums.cover += cover;
+        sums.area += area;
+    };
+    if (isInside)
+        AddSmallPolygon<true>(points, cells);
+    else
+        AddSmallPolygon<false>(points, cells);
 }
 
 void CellRasteriser::AddFixed(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2) {

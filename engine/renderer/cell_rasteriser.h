@@ -29,8 +29,9 @@ public:
     void Reset(Kernel::RectT<int> const& clip, std::size_t expectedCells = 0);
     // One edge of a closed polygon, in pixels. Coordinates are finite; beyond 2^23 pixels they are cut.
     void AddEdge(Geometry::PointDbl from, Geometry::PointDbl to);
-    // All edges of a polygon; the last point is joined to the first.
-    void AddPolygon(std::span<Geometry::PointDbl const> points);
+    // All edges of a polygon; the last point is joined to the first. `isInside`: all points are known to round to
+    // places inside the clip, its right side left out.
+    void AddPolygon(std::span<Geometry::PointDbl const> points, bool isInside = false);
 
     // Calls emit(y, left, right, coverage) for runs of pixels of one coverage above 0, at most c_fullCoverage, row by
     // row from the top and from left to right.
@@ -50,7 +51,10 @@ private:
 
     void AddFixed(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2);
     void AddInRow(int row, std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2, int sign);
-    bool AddInCell(std::int64_t x1, std::int64_t y1, std::int64_t x2, std::int64_t y2);
+    // Most polygons lie inside the clip, and most clips are small enough for 32 bits.
+    bool IsClipSmall() const;
+    template <bool IsInside, class Cells>
+    void AddSmallPolygon(std::span<Geometry::PointDbl const> points, Cells const& cells);
     void AddCell(int x, int row, std::int64_t cover, std::int64_t area) {
         if (cover == 0)
             return;

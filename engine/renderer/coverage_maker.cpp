@@ -37,10 +37,14 @@ double EstimateCrossings(Polygons const& polygons, RectInt const& area) {
 
 } // namespace
 
-Shape CoverageMaker::MakeShape(Shape const& outline, RectInt const& area, Geometry::WindingOrderMode winding,
+Shape CoverageMaker::MakeShape(Shape const& outline, RectInt const& limit, Geometry::WindingOrderMode winding,
                                bool antialias) {
     Shape shape;
     if (outline.empty())
+        return shape;
+    // Often much less than what the ends of handles and the longest mitres could reach. Edges are rounded to 1/65536.
+    RectInt const area = ToPixels(outline.polygons.GetBounds(), 1.0 / 256, limit);
+    if (area.IsEmpty())
         return shape;
     // Edges of a small outline leave a cell in about each of its pixels, and it has no more runs than those.
     double const pixels = static_cast<double>(area.GetWidth()) * area.GetHeight();

@@ -11,9 +11,14 @@ namespace Renderer::Detail {
 template <class F>
 void SweepPolygons(CellRasteriser& rasteriser, Polygons const& polygons, RectInt const& rect,
                    Geometry::WindingOrderMode winding, bool antialias, F&& emit, std::size_t expectedCells = 0) {
+    // More than places are rounded by.
+    constexpr double c_margin = 1.0 / 1024;
+    auto const& bounds = polygons.GetBounds();
+    bool const isInside = bounds.left >= rect.left + c_margin && bounds.top >= rect.top + c_margin &&
+                          bounds.right <= rect.right - c_margin && bounds.bottom <= rect.bottom - c_margin;
     rasteriser.Reset(rect, expectedCells);
     for (std::size_t i = 0; i != polygons.GetCount(); ++i)
-        rasteriser.AddPolygon(polygons.GetPolygon(i));
+        rasteriser.AddPolygon(polygons.GetPolygon(i), isInside);
     if (antialias) {
         rasteriser.Sweep(winding, emit);
         return;
@@ -32,7 +37,7 @@ public:
     std::unique_ptr<ItemOutlines const> Make(DrawItem const& item, DisplayList const& list, RectInt const& area);
 
 private:
-    Shape MakeShape(Shape const& outline, RectInt const& area, Geometry::WindingOrderMode winding, bool antialias);
+    Shape MakeShape(Shape const& outline, RectInt const& limit, Geometry::WindingOrderMode winding, bool antialias);
 
     CellRasteriser m_rasteriser;
     ItemOutlines m_outlines;

@@ -24,15 +24,15 @@ public:
     void Add(int y, Run const& run) {
         if (m_runs.empty())
             m_top = y;
-        auto const rows = static_cast<std::size_t>(y - m_top) + 1;
-        if (m_starts.size() < rows)
-            m_starts.resize(rows, static_cast<std::uint32_t>(m_runs.size()));
+        for (; m_rows <= y - m_top; ++m_rows)
+            m_starts.push_back(static_cast<std::uint32_t>(m_runs.size()));
         m_runs.push_back(run);
     }
     // Forgets all runs and keeps the memory.
     void Clear() {
         m_starts.clear();
         m_runs.clear();
+        m_rows = 0;
     }
 
     bool empty() const { return m_runs.empty(); }
@@ -41,7 +41,7 @@ public:
     // Calls emit(y, left, right, coverage) for the parts of runs inside the rectangle.
     template <class F>
     void Visit(Kernel::RectT<int> const& rect, F&& emit) const {
-        int const bottom = std::min(rect.bottom, m_top + static_cast<int>(m_starts.size()));
+        int const bottom = std::min(rect.bottom, m_top + m_rows);
         for (int y = std::max(rect.top, m_top); y < bottom; ++y) {
             std::size_t const row = static_cast<std::size_t>(y - m_top);
             Run const* run = m_runs.data() + m_starts[row];
@@ -56,6 +56,8 @@ public:
 private:
     // The row of the first run.
     int m_top = 0;
+    // As many as there are starts.
+    int m_rows = 0;
     // The first run of each row; the last row ends with the runs.
     std::vector<std::uint32_t> m_starts;
     std::vector<Run> m_runs;

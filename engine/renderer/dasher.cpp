@@ -26,6 +26,10 @@ bool ClipSegment(PointDbl a, PointDbl b, RectDbl const& r, double& t0, double& t
     return cut(a.x, b.x - a.x, r.left, r.right) && cut(a.y, b.y - a.y, r.top, r.bottom);
 }
 
+bool IsInside(PointDbl p, RectDbl const& r) {
+    return p.x >= r.left && p.x <= r.right && p.y >= r.top && p.y <= r.bottom;
+}
+
 // Walks along a contour and switches between dash and gap.
 class DashWalk {
 public:
@@ -40,7 +44,12 @@ public:
         }
         m_left = m_pattern.lengths[m_index] - phase;
         m_startsOn = IsOn();
+        m_dash.points = TakeReusedVector<LinePoint>();
+        m_dash.points.reserve(c_pointsOfMostDashes);
     }
+    ~DashWalk() { GiveBack(std::move(m_dash.points)); }
+    DashWalk(DashWalk const&) = delete;
+    DashWalk& operator=(DashWalk const&) = delete;
 
     void Start(LinePoint const& at) {
         if (IsOn())
@@ -56,8 +65,9 @@ public:
             double const t = distance / length;
             return LinePoint{{a.p.x + x * t, a.p.y + y * t}, a.width + (b.width - a.width) * t, false};
         };
-        double t0, t1;
-        bool const seen = ClipSegment(a.p, b.p, m_visible, t0, t1);
+        double t0 = 0, t1 = 1;
+        bool const seen =
+            (IsInside(a.p, m_visible) && IsInside(b.p, m_visible)) || ClipSegment(a.p, b.p, m_visible, t0, t1);
         double const enter = seen ? t0 * length : length, leave = seen ? t1 * length : 0;
         double done = Skip(0, enter, at);
         while (length - done >= m_left) {
@@ -102,6 +112,9 @@ private:
     // Leaves out whole periods that cannot be seen. Returns the new distance.
     template <class At>
     double Skip(double from, double to, At const& at) {
+        // Most steps are shorter than a period.
+        if (to - from < 2 * m_pattern.period)
+            return from;
         double const periods = std::floor((to - from) / m_pattern.period) - 2;
         if (!(periods > 0))
             return from;
@@ -117,7 +130,7 @@ private:
         if (IsOn()) {
             Add(at, false);
             if (m_count == 0 && m_startsOn)
-                m_first = m_dash;
+                std::swap(m_first, m_dash);
             else if (!m_emit(m_dash))
                 return false;
             m_dash.points.clear();
@@ -130,6 +143,8 @@ private:
             Add(at, false);
         return true;
     }
+
+    static constexpr std::size_t c_pointsOfMostDashes = 32;
 
     DashPattern const& m_pattern;
     RectDbl const& m_visible;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/renderer/outline_builder.h"
 
+#include "engine/geometry/flattening.h"
+#include "engine/geometry/tangents.h"
 #include "engine/renderer/stroker.h"
 #include "platform/geometry/curve_operations.h"
 #include "platform/renderer/line_outline.h"
@@ -21,12 +23,12 @@ constexpr double c_maximumDashPixels = 1 << 24;
 // Pieces that a contour under a pressure profile is cut into at least.
 constexpr double c_pressurePieces = 128;
 
-class FillSink final : public Geometry::FlattenSink {
+class FillSink {
 public:
     explicit FillSink(Polygons& out) : m_out(out) {}
-    void Begin(PointDbl start, bool) override { m_out.Add(start); }
-    void Vertex(PointDbl p, bool) override { m_out.Add(p); }
-    void End() override { m_out.EndPolygon(); }
+    void Begin(PointDbl start, bool) { m_out.Add(start); }
+    void Vertex(PointDbl p, bool) { m_out.Add(p); }
+    void End() { m_out.EndPolygon(); }
 
 private:
     Polygons& m_out;
@@ -93,8 +95,18 @@ double GetLength(Polyline const& line) {
     return length;
 }
 
+// The line walked from its end.
+void Reverse(std::vector<LinePoint>& points) {
+    std::ranges::reverse(points);
+    for (LinePoint& point : points) {
+        std::swap(point.arrival, point.departure);
+        point.arrival = {-point.arrival.x, -point.arrival.y};
+        point.departure = {-point.departure.x, -point.departure.y};
+    }
+}
+
 // Builds the line of one contour after another.
-class LineSink final : public Geometry::FlattenSink {
+class LineSink {
 public:
     LineSink(LineRequest const& request, Polygons& out) : m_request(request), m_out(out) {
         m_line.points = TakeReusedVector<LinePoint>();
@@ -127,7 +139,7 @@ public:
         m_visible = Grown(seen, m_shape.GetReach() * std::max(1.0, GetLargestPressure()) + 2 / pixelsPerUnit);
     }
 
-    ~LineSink() override { GiveBack(std::move(m_line.points)); }
+    ~LineSink() { GiveBack(std::move(m_line.points)); }
     LineSink(LineSink const&) = delete;
     LineSink& operator=(LineSink const&) = delete;
 
@@ -139,13 +151,21 @@ public:
     double GetTolerance() const { return m_shape.tolerance; }
     RectDbl const& GetVisible() const { return m_visible; }
 
-    void Begin(PointDbl start, bool closed) override {
+    void Begin(PointDbl start, bool closed) {
         m_line.points.clear();
         m_line.points.push_back({start});
         m_line.closed = closed;
     }
-    void Vertex(PointDbl p, bool smooth) override { m_line.points.push_back({p, 1, smooth}); }
-    void End() override {
+    void EnterCubic(Geometry::Segment const& cubic) {
+        m_line.points.back().departure = Geometry::Detail::GetStartTangent(cubic);
+        m_arrival = Geometry::Detail::GetEndTangent(cubic);
+    }
+    void Vertex(PointDbl p, bool smooth) {
+        m_line.points.push_back({p, 1, smooth});
+        if (!smooth)
+            m_line.points.back().arrival = std::exchange(m_arrival, {});
+    }
+    void End() {
         bool const wanted =
             m_request.parts == LineParts::All || m_line.closed == (m_request.parts == LineParts::Closed);
         // An open start alone is no line.
@@ -201,36 +221,50 @@ private:
             return;
         }
         Transform const toCircle = m_nib.GetInverse();
+        PointDbl const origin = toCircle.Apply({0, 0});
+        auto const turn = [&](PointDbl direction) {
+            PointDbl const p = toCircle.Apply(direction);
+            return Geometry::Detail::ToUnit({p.x - origin.x, p.y - origin.y});
+        };
         Polyline turned = line;
-        for (LinePoint& point : turned.points)
+        for (LinePoint& point : turned.points) {
             point.p = toCircle.Apply(point.p);
+            point.arrival = turn(point.arrival);
+            point.departure = turn(point.departure);
+        }
         stroker.Stroke(turned);
     }
 
     void AddStroke(Polygons& out) {
         Stroker stroker(m_shape, out);
         if (!m_dashes.lengths.empty()) {
-            Polygons dashes;
-            Stroker dashStroker(m_shape, dashes);
+            Polygons::Mark const before = out.GetMark();
             double const seenSide = std::max(m_request.visible.GetWidth(), m_request.visible.GetHeight());
             double const pixelsEach =
                 std::min(c_flatteningTolerance / m_shape.tolerance * 2 * m_shape.halfWidth, seenSide);
             double pixels = 0;
             if (ForEachDash(m_line, m_dashes, m_visible, [&](Polyline const& dash) {
                     if (IsSeen(dash)) {
-                        Stroke(dashStroker, dash);
+                        Stroke(stroker, dash);
                         pixels += pixelsEach;
                     }
-                    return dashes.GetPoints().size() <= c_maximumDashPoints && pixels <= c_maximumDashPixels;
-                })) {
-                out.Append(dashes);
+                    return out.GetPoints().size() - before.points <= c_maximumDashPoints &&
+                           pixels <= c_maximumDashPixels;
+                }))
                 return;
-            }
+            out.GoBackTo(before);
         }
         Stroke(stroker, m_line);
     }
 
     bool IsSeen(Polyline const& line) const {
+        auto const isInside = [this](LinePoint const& point) {
+            return point.p.x >= m_visible.left && point.p.x <= m_visible.right && point.p.y >= m_visible.top &&
+                   point.p.y <= m_visible.bottom;
+        };
+        // Most are seen as a whole.
+        if (isInside(line.points.front()))
+            return true;
         auto const [left, right] = std::ranges::minmax(line.points, {}, [](LinePoint const& v) { return v.p.x; });
         auto const [top, bottom] = std::ranges::minmax(line.points, {}, [](LinePoint const& v) { return v.p.y; });
         return right.p.x >= m_visible.left && left.p.x <= m_visible.right && bottom.p.y >= m_visible.top &&
@@ -276,9 +310,9 @@ private:
         if (auto const& head = style.GetBackArrowHead(); head && head->GetShape())
             AddHead(*head, out);
         if (auto const& head = style.GetFrontArrowHead(); head && head->GetShape()) {
-            std::ranges::reverse(m_line.points);
+            Reverse(m_line.points);
             AddHead(*head, out);
-            std::ranges::reverse(m_line.points);
+            Reverse(m_line.points);
         }
     }
 
@@ -298,8 +332,8 @@ private:
         Transform const turn({x / length, -y / length, tip.x, y / length, x / length, tip.y});
         Polygons shape;
         FillSink sink(shape);
-        Geometry::Flatten(*head.GetShape(), turn * Transform::Translation(-offset, 0) * scale, m_shape.tolerance, {},
-                          sink);
+        Geometry::Detail::FlattenInto(*head.GetShape(), turn * Transform::Translation(-offset, 0) * scale,
+                                      m_shape.tolerance, {}, sink);
         AddAlike(shape, out);
     }
 
@@ -345,6 +379,7 @@ private:
                 double const t = step > 0 ? std::min(length / step, 1 - 1e-6) : 0;
                 last.p = {last.p.x + (before.p.x - last.p.x) * t, last.p.y + (before.p.y - last.p.y) * t};
                 last.smooth = false;
+                last.arrival = {};
                 return;
             }
             length -= step;
@@ -363,6 +398,8 @@ private:
     DashPattern m_dashes;
     RectDbl m_visible;
     Polyline m_line;
+    // The direction in which the cubic that was entered last arrives.
+    PointDbl m_arrival{};
 };
 
 } // namespace
@@ -370,7 +407,7 @@ private:
 void AddFillOutline(Geometry::PolyCurveDbl const& curves, Transform const& toPixels, RectDbl const& visible,
                     Polygons& out) {
     FillSink sink(out);
-    Geometry::Flatten(curves, toPixels, c_flatteningTolerance, Grown(visible, 2), sink);
+    Geometry::Detail::FlattenInto(curves, toPixels, c_flatteningTolerance, Grown(visible, 2), sink);
 }
 
 std::optional<RectDbl> GetHullBounds(Geometry::PolyCurveDbl const& curves, Transform const& toPixels) {
@@ -430,7 +467,7 @@ void AddLineOutline(Geometry::PolyCurveDbl const& curves, LineRequest const& req
         return;
     LineSink sink(request, out);
     if (sink.IsUsable())
-        Geometry::Flatten(curves, sink.GetSpace(), sink.GetTolerance(), sink.GetVisible(), sink);
+        Geometry::Detail::FlattenInto(curves, sink.GetSpace(), sink.GetTolerance(), sink.GetVisible(), sink);
 }
 
 } // namespace Renderer::Detail

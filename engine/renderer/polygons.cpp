@@ -2,21 +2,57 @@
 #include "engine/renderer/polygons.h"
 
 #include <algorithm>
-#include <cmath>
+#include <optional>
 
 namespace Renderer::Detail {
 
+namespace {
+
+// Of at least one point; empty when a coordinate is not finite.
+std::optional<RectDbl> GetFiniteBounds(std::span<PointDbl const> points) {
+    // Two doubles at once.
+    typedef double Pair __attribute__((vector_size(16)));
+    Pair low{points[0].x, points[0].y}, high = low, zeros{0, 0};
+    for (PointDbl const& point : points) {
+        Pair const p{point.x, point.y};
+        low = p < low ? p : low;
+        high = p > high ? p : high;
+        // Neither infinities nor NaN times 0 are 0.
+        zeros += p * Pair{0, 0};
+    }
+    if (!(zeros[0] == 0) || !(zeros[1] == 0))
+        return {};
+    return RectDbl{low[0], low[1], high[0], high[1]};
+}
+
+} // namespace
+
+void Polygons::Unite(RectDbl const& bounds) {
+    m_bounds = m_ends.empty()
+                   ? bounds
+                   : RectDbl{std::min(m_bounds.left, bounds.left), std::min(m_bounds.top, bounds.top),
+                             std::max(m_bounds.right, bounds.right), std::max(m_bounds.bottom, bounds.bottom)};
+}
+
 void Polygons::EndPolygon() {
     std::size_t const begin = m_ends.empty() ? 0 : m_ends.back();
-    bool const finite = std::all_of(m_points.begin() + static_cast<std::ptrdiff_t>(begin), m_points.end(),
-                                    [](PointDbl const& p) { return std::isfinite(p.x) && std::isfinite(p.y); });
-    if (m_points.size() - begin < 3 || !finite)
+    if (m_points.size() - begin < 3) {
         m_points.resize(begin);
-    else
-        m_ends.push_back(m_points.size());
+        return;
+    }
+    auto const bounds = GetFiniteBounds(std::span(m_points).subspan(begin));
+    if (!bounds) {
+        m_points.resize(begin);
+        return;
+    }
+    Unite(*bounds);
+    m_ends.push_back(m_points.size());
 }
 
 void Polygons::Append(Polygons const& other) {
+    if (other.empty())
+        return;
+    Unite(other.m_bounds);
     std::size_t const offset = m_points.size();
     m_points.insert(m_points.end(), other.m_points.begin(), other.m_points.end());
     for (std::size_t const end : other.m_ends)
@@ -26,6 +62,12 @@ void Polygons::Append(Polygons const& other) {
 void Polygons::Clear() {
     m_points.clear();
     m_ends.clear();
+}
+
+void Polygons::GoBackTo(Mark const& mark) {
+    m_points.resize(mark.points);
+    m_ends.resize(mark.polygons);
+    m_bounds = mark.bounds;
 }
 
 void Polygons::ApplyTransform(Transform const& transform) {

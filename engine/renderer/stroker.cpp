@@ -2,6 +2,7 @@
 #include "engine/renderer/stroker.h"
 
 #include "engine/geometry/deterministic_math.h"
+#include "engine/geometry/tangents.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +13,7 @@ namespace {
 
 using Geometry::Detail::ArcTangent;
 using Geometry::Detail::GetSineCosine;
+using Geometry::Detail::ToUnit;
 
 constexpr double c_pi = Geometry::Detail::c_pi;
 
@@ -23,6 +25,13 @@ PointDbl Offset(PointDbl p, PointDbl direction, double distance) {
 }
 
 PointDbl Negative(PointDbl p) { return {-p.x, -p.y}; }
+
+double GetCross(PointDbl from, PointDbl to) { return from.x * to.y - from.y * to.x; }
+
+// Rounding makes the cosine of a turn back a little less than -1, where no half angle has a tangent.
+double GetCosine(PointDbl from, PointDbl to) { return std::max(-1.0, from.x * to.x + from.y * to.y); }
+
+constexpr PointDbl c_noDirection{};
 
 } // namespace
 
@@ -42,62 +51,67 @@ void Stroker::Stroke(Polyline const& line) {
         AddDot(line.points.front());
         return;
     }
-    auto const join = [&](std::size_t i, std::size_t before, bool forward) {
-        Vertex const& v = m_vertices[i];
-        Vertex const& previous = m_vertices[before];
-        if (forward)
-            AddJoin(v, previous.direction, v.direction, previous.length, v.length);
-        else
-            AddJoin(v, Negative(v.direction), Negative(previous.direction), v.length, previous.length);
-    };
     if (line.closed) {
         for (std::size_t i = 0; i != count; ++i)
-            join(i, i == 0 ? count - 1 : i - 1, true);
+            AddForward(i, i == 0 ? count - 1 : i - 1);
         m_out.EndPolygon();
         // There and back, the one border goes round both sides already.
         for (std::size_t i = count; count > 2 && i-- != 0;)
-            join(i, i == 0 ? count - 1 : i - 1, false);
+            AddBackward(i, i == 0 ? count - 1 : i - 1);
         m_out.EndPolygon();
         return;
     }
     for (std::size_t i = 1; i + 1 < count; ++i)
-        join(i, i - 1, true);
-    AddCap(m_vertices.back(), m_vertices[count - 2].direction);
+        AddForward(i, i - 1);
+    AddEnd(m_vertices.back(), m_vertices[count - 2]);
     for (std::size_t i = count - 2; i != 0; --i)
-        join(i, i - 1, false);
-    AddCap(m_vertices.front(), Negative(m_vertices.front().direction));
+        AddBackward(i, i - 1);
+    AddStart(m_vertices.front());
     m_out.EndPolygon();
 }
 
 void Stroker::Prepare(Polyline const& line) {
-    // Steps that cannot be seen have directions that mean nothing.
-    double const shortest = m_shape.tolerance * 0.01;
+    // Steps that are mere rounding have directions that mean nothing.
+    double const shortest = m_shape.tolerance * 1e-6;
     m_vertices.clear();
     auto const direct = [shortest](Vertex& from, PointDbl to) {
-        double const x = to.x - from.p.x, y = to.y - from.p.y, largest = std::max(std::fabs(x), std::fabs(y));
-        // Scaled, so that squares neither overflow nor vanish.
-        double const sx = x / largest, sy = y / largest, norm = std::sqrt(sx * sx + sy * sy);
-        from.length = largest * norm;
-        from.direction = {sx / norm, sy / norm};
+        PointDbl const step{to.x - from.p.x, to.y - from.p.y};
+        double const squared = step.x * step.x + step.y * step.y;
+        if (squared > 1e-200 && squared < 1e200) {
+            from.length = std::sqrt(squared);
+            double const scale = 1 / from.length;
+            from.direction = {step.x * scale, step.y * scale};
+        } else {
+            from.direction = ToUnit(step);
+            from.length = std::hypot(step.x, step.y);
+        }
         return from.length > shortest;
     };
+    // One vertex for two in one place: a corner where one of them is, between the arrival of the first corner and the
+    // departure of the last.
+    auto const merge = [](Vertex& into, Vertex const& first, Vertex const& last) {
+        into.arriving = first.smooth ? last.arriving : first.arriving;
+        into.leaving = last.smooth ? first.leaving : last.leaving;
+        into.smooth = first.smooth && last.smooth;
+    };
     for (LinePoint const& point : line.points) {
-        if (!m_vertices.empty() && !direct(m_vertices.back(), point.p)) {
-            m_vertices.back().smooth = m_vertices.back().smooth && point.smooth;
-            continue;
-        }
-        m_vertices.push_back({point.p, {}, 0, m_shape.halfWidth * point.width, point.smooth});
+        Vertex const vertex{point.p, {}, 0, m_shape.halfWidth * point.width, point.smooth, &point, &point};
+        if (!m_vertices.empty() && !direct(m_vertices.back(), point.p))
+            merge(m_vertices.back(), Vertex(m_vertices.back()), vertex);
+        else
+            m_vertices.push_back(vertex);
     }
     while (line.closed && m_vertices.size() > 1 && !direct(m_vertices.back(), m_vertices.front().p)) {
-        m_vertices.front().smooth = m_vertices.front().smooth && m_vertices.back().smooth;
+        merge(m_vertices.front(), m_vertices.back(), Vertex(m_vertices.front()));
         m_vertices.pop_back();
     }
+    m_turns.resize(std::max(m_turns.size(), m_vertices.size()));
 }
 
 void Stroker::AddDot(LinePoint const& at) {
     double const w = m_shape.halfWidth * at.width;
     if (m_shape.cap == LineCap::Round) {
-        AddArc(at.p, w, {1, 0}, 2 * c_pi);
+        AddArc(at.p, w, {1, 0}, MakeArc(w, 2 * c_pi));
     } else if (m_shape.cap == LineCap::Square) {
         for (PointDbl const& corner : {PointDbl{-w, -w}, {w, -w}, {w, w}, {-w, w}})
             m_out.Add({at.p.x + corner.x, at.p.y + corner.y});
@@ -105,52 +119,171 @@ void Stroker::AddDot(LinePoint const& at) {
     m_out.EndPolygon();
 }
 
-void Stroker::AddJoin(Vertex const& at, PointDbl from, PointDbl to, double lengthFrom, double lengthTo) {
-    // Rounding makes the cosine of a turn back a little less than -1, where no half angle has a tangent.
-    double const cross = from.x * to.y - from.y * to.x, cosine = std::max(-1.0, from.x * to.x + from.y * to.y);
-    double const w = at.halfWidth;
-    PointDbl const normalFrom = GetNormal(from), normalTo = GetNormal(to);
-    if (cross >= 0) {
-        AddOuterJoin(at, from, to, cosine);
-        return;
+bool Stroker::IsSlight(double halfWidth, double cosine) {
+    if (halfWidth != m_slightWidth) {
+        double const overshoot = 1 + m_shape.tolerance / halfWidth;
+        m_slightWidth = halfWidth;
+        m_overshootSquared = overshoot * overshoot;
     }
+    // The square of the mitre's length over the width is 2 / (1 + cosine).
+    return 2 <= m_overshootSquared * (1 + cosine);
+}
+
+bool Stroker::IsRoomForCrossing(double halfWidth, double cosine, double lengthFrom, double lengthTo) const {
     // Where the two strips' borders cross lies tan(angle / 2) half widths along either segment.
-    double const tangentSquared = (1 - cosine) / (1 + cosine);
     double const shorter = std::min(lengthFrom, lengthTo);
-    if (w * w * tangentSquared <= shorter * shorter) {
-        m_out.Add(Offset(at.p, {normalFrom.x + normalTo.x, normalFrom.y + normalTo.y}, w / (1 + cosine)));
+    return cosine > -1 && halfWidth * halfWidth * (1 - cosine) <= shorter * shorter * (1 + cosine);
+}
+
+Stroker::Turn Stroker::MakeTurn(Vertex const& at, Vertex const& before) {
+    double const cosine = GetCosine(before.direction, at.direction), w = at.halfWidth;
+    if (!at.smooth || !IsSlight(w, cosine) || !IsRoomForCrossing(w, cosine, before.length, at.length))
+        return {};
+    PointDbl const from = GetNormal(before.direction), to = GetNormal(at.direction);
+    double const scale = w / (1 + cosine);
+    return {{(from.x + to.x) * scale, (from.y + to.y) * scale}, true};
+}
+
+void Stroker::AddForward(std::size_t i, std::size_t before) {
+    Vertex const& v = m_vertices[i];
+    Vertex const& previous = m_vertices[before];
+    Turn& turn = m_turns[i];
+    turn = MakeTurn(v, previous);
+    if (turn.isPlain)
+        m_out.Add({v.p.x + turn.offset.x, v.p.y + turn.offset.y});
+    else if (HasTangents(v))
+        AddCorner(v, GetCorner(v, previous));
+    else
+        AddJoin(v, previous.direction, v.direction, previous.length, v.length);
+}
+
+void Stroker::AddBackward(std::size_t i, std::size_t before) {
+    Vertex const& v = m_vertices[i];
+    Vertex const& previous = m_vertices[before];
+    Turn const& turn = m_turns[i];
+    if (turn.isPlain) {
+        m_out.Add({v.p.x - turn.offset.x, v.p.y - turn.offset.y});
+    } else if (HasTangents(v)) {
+        Corner const c = GetCorner(v, previous);
+        AddCorner(v, {Negative(c.after), Negative(c.departure), Negative(c.arrival), Negative(c.before), c.lengthAfter,
+                      c.lengthBefore});
+    } else {
+        AddJoin(v, Negative(v.direction), Negative(previous.direction), v.length, previous.length);
+    }
+}
+
+bool Stroker::HasTangents(Vertex const& at) {
+    return !at.smooth && (at.arriving->arrival != c_noDirection || at.leaving->departure != c_noDirection);
+}
+
+Stroker::Corner Stroker::GetCorner(Vertex const& at, Vertex const& before) {
+    PointDbl const arrival = at.arriving->arrival, departure = at.leaving->departure;
+    return {before.direction,
+            arrival != c_noDirection ? arrival : before.direction,
+            departure != c_noDirection ? departure : at.direction,
+            at.direction,
+            before.length,
+            at.length};
+}
+
+void Stroker::AddCorner(Vertex const& at, Corner const& corner) {
+    double const w = at.halfWidth;
+    double const cosine = GetCosine(corner.arrival, corner.departure);
+    bool const isSteady =
+        IsSlight(w, GetCosine(corner.before, corner.arrival)) && IsSlight(w, GetCosine(corner.departure, corner.after));
+    if (isSteady && IsSlight(w, cosine)) {
+        Vertex smooth = at;
+        smooth.smooth = true;
+        AddJoin(smooth, corner.before, corner.after, corner.lengthBefore, corner.lengthAfter);
         return;
     }
-    m_out.Add(Offset(at.p, normalFrom, w));
+    bool const isOuter = GetCross(corner.arrival, corner.departure) >= 0;
+    if (!isOuter && isSteady && GetCross(corner.before, corner.after) < 0) {
+        AddJoin(at, corner.before, corner.after, corner.lengthBefore, corner.lengthAfter);
+        return;
+    }
+    AddSwing(at, corner.before, corner.arrival);
+    if (isOuter)
+        AddOuterJoin(at, corner.arrival, corner.departure, cosine);
+    else
+        AddInnerJoin(at, corner.arrival, corner.departure);
+    AddSwing(at, corner.departure, corner.after);
+}
+
+void Stroker::AddSwing(Vertex const& at, PointDbl from, PointDbl to) {
+    // Below this angle not even the longest mitre shows it.
+    constexpr double c_steady = 1 - 1e-10;
+    double const cosine = GetCosine(from, to);
+    if (cosine > c_steady)
+        return;
+    if (IsSlight(at.halfWidth, cosine)) {
+        AddTip(at, from, to, cosine);
+        return;
+    }
+    double const cross = GetCross(from, to);
+    if (cross < 0) {
+        AddInnerJoin(at, from, to);
+        return;
+    }
+    AddArc(at.p, at.halfWidth, GetNormal(from), MakeArc(at.halfWidth, ArcTangent(cross, cosine)));
+    m_out.Add(Offset(at.p, GetNormal(to), at.halfWidth));
+}
+
+void Stroker::AddJoin(Vertex const& at, PointDbl from, PointDbl to, double lengthFrom, double lengthTo) {
+    double const cosine = GetCosine(from, to);
+    if (GetCross(from, to) >= 0)
+        AddOuterJoin(at, from, to, cosine);
+    else if (IsRoomForCrossing(at.halfWidth, cosine, lengthFrom, lengthTo))
+        AddTip(at, from, to, cosine);
+    else
+        AddInnerJoin(at, from, to);
+}
+
+void Stroker::AddInnerJoin(Vertex const& at, PointDbl from, PointDbl to) {
+    m_out.Add(Offset(at.p, GetNormal(from), at.halfWidth));
     m_out.Add(at.p);
-    m_out.Add(Offset(at.p, normalTo, w));
+    m_out.Add(Offset(at.p, GetNormal(to), at.halfWidth));
+}
+
+void Stroker::AddTip(Vertex const& at, PointDbl from, PointDbl to, double cosine) {
+    PointDbl const normalFrom = GetNormal(from), normalTo = GetNormal(to);
+    m_out.Add(Offset(at.p, {normalFrom.x + normalTo.x, normalFrom.y + normalTo.y}, at.halfWidth / (1 + cosine)));
 }
 
 void Stroker::AddOuterJoin(Vertex const& at, PointDbl from, PointDbl to, double cosine) {
     double const w = at.halfWidth;
     PointDbl const normalFrom = GetNormal(from), normalTo = GetNormal(to);
-    // The square of the mitre's length over the width is 2 / (1 + cosine).
-    double const ratioSquared = 2 / (1 + cosine);
-    auto const addTip = [&] {
-        m_out.Add(Offset(at.p, {normalFrom.x + normalTo.x, normalFrom.y + normalTo.y}, w / (1 + cosine)));
-    };
     if (at.smooth || m_shape.join == LineJoin::Round) {
-        double const overshoot = 1 + m_shape.tolerance / w;
-        if (at.smooth && ratioSquared <= overshoot * overshoot) {
-            addTip();
+        if (at.smooth && IsSlight(w, cosine)) {
+            AddTip(at, from, to, cosine);
             return;
         }
-        double const cross = from.x * to.y - from.y * to.x;
-        AddArc(at.p, w, normalFrom, ArcTangent(cross, cosine));
+        AddArc(at.p, w, normalFrom, MakeArc(w, ArcTangent(GetCross(from, to), cosine)));
         m_out.Add(Offset(at.p, normalTo, w));
         return;
     }
-    if (m_shape.join == LineJoin::Mitre && ratioSquared <= m_shape.mitreLimit * m_shape.mitreLimit) {
-        addTip();
+    if (m_shape.join == LineJoin::Mitre && 2 <= m_shape.mitreLimit * m_shape.mitreLimit * (1 + cosine)) {
+        AddTip(at, from, to, cosine);
         return;
     }
     m_out.Add(Offset(at.p, normalFrom, w));
     m_out.Add(Offset(at.p, normalTo, w));
+}
+
+void Stroker::AddStart(Vertex const& at) {
+    PointDbl const chord = at.direction, departure = at.leaving->departure;
+    PointDbl const direction = departure != c_noDirection ? departure : chord;
+    AddSwing(at, Negative(chord), Negative(direction));
+    AddCap(at, Negative(direction));
+    AddSwing(at, direction, chord);
+}
+
+void Stroker::AddEnd(Vertex const& at, Vertex const& before) {
+    PointDbl const chord = before.direction, arrival = at.arriving->arrival;
+    PointDbl const direction = arrival != c_noDirection ? arrival : chord;
+    AddSwing(at, chord, direction);
+    AddCap(at, direction);
+    AddSwing(at, Negative(direction), Negative(chord));
 }
 
 void Stroker::AddCap(Vertex const& at, PointDbl direction) {
@@ -168,26 +301,42 @@ void Stroker::AddCap(Vertex const& at, PointDbl direction) {
         break;
     }
     case LineCap::Round:
-        AddArc(at.p, w, normal, c_pi);
+        AddArc(at.p, w, normal, GetCap(w));
         m_out.Add(Offset(at.p, normal, -w));
         break;
     }
 }
 
-void Stroker::AddArc(PointDbl centre, double radius, PointDbl fromNormal, double angle) {
+double Stroker::GetMostSteps() const {
+    // The joins of a long contour share a budget.
+    return std::clamp(4194304.0 / static_cast<double>(m_vertices.size() + 1), 8.0, 4096.0);
+}
+
+Stroker::Arc Stroker::MakeArc(double radius, double angle) const {
     // A chord over the angle s lies r (1 - cos(s / 2)) inside its arc, which is below r s^2 / 8. Small dots show what
     // chords take from their area: a quarter of the tolerance.
     double const largest = std::sqrt(2 * m_shape.tolerance / radius);
-    // The joins of a long contour share a budget.
-    double const most = std::clamp(4194304.0 / static_cast<double>(m_vertices.size() + 1), 8.0, 4096.0);
     // An endless radius makes this NaN.
     double const wanted = std::ceil(angle / largest);
-    int const steps = wanted > 1 ? static_cast<int>(std::min(wanted, most)) : 1;
+    int const steps = wanted > 1 ? static_cast<int>(std::min(wanted, GetMostSteps())) : 1;
     auto const [sine, cosine] = GetSineCosine(angle / steps);
+    return {steps, sine, cosine};
+}
+
+Stroker::Arc const& Stroker::GetCap(double radius) {
+    double const most = GetMostSteps();
+    if (m_cap.steps == 0 || m_capRadius != radius || m_capMost != most)
+        m_cap = MakeArc(radius, c_pi);
+    m_capRadius = radius;
+    m_capMost = most;
+    return m_cap;
+}
+
+void Stroker::AddArc(PointDbl centre, double radius, PointDbl fromNormal, Arc const& arc) {
     PointDbl normal = fromNormal;
-    for (int i = 0; i != steps; ++i) {
+    for (int i = 0; i != arc.steps; ++i) {
         m_out.Add(Offset(centre, normal, radius));
-        normal = {normal.x * cosine - normal.y * sine, normal.x * sine + normal.y * cosine};
+        normal = {normal.x * arc.cosine - normal.y * arc.sine, normal.x * arc.sine + normal.y * arc.cosine};
     }
 }
 

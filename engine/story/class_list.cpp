@@ -5,6 +5,7 @@
 #include "platform/kernel/hashed_by_content.h"
 #include "platform/kernel/type_name.h"
 #include "platform/story/cross_reference.h"
+#include "platform/story/drop_cap.h"
 #include "platform/story/hyperlink.h"
 #include "platform/story/index_mark.h"
 #include "platform/story/index_text.h"

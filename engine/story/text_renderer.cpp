@@ -164,7 +164,7 @@ Renderer::Paint GetPaint(TextLook const& look, unsigned mode) {
 }
 
 void AddDecorations(PolyCurveDbl& outline, LinePart const& line, LineRun const& run, double width) {
-    auto const [shaped, glyphs] = View(line, run);
+    auto const& shaped = View(line, run).shaped;
     auto const& look = *shaped.look;
     auto const* const face = shaped.face != nullptr ? shaped.face : look.fonts->GetPrimary().get();
     if (face == nullptr || !(width > 0))

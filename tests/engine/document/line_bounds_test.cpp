@@ -28,6 +28,30 @@ Rect BoundsOf(std::initializer_list<PointDbl> points, bool closed, LineStyle con
     return GetLineBounds(*Path(curve), line, toSpread);
 }
 
+constexpr int c_side = 120;
+
+Kernel::RectT<int> GetPainted(Counted<Geometry::CurveDbl> const& curve, Paint const& paint) {
+    RasterRenderTarget target(Size(c_side, c_side));
+    target.DrawCurves(Path(curve), paint, WindingOrderMode::NonZero);
+    Pixels const pixels(target);
+    Kernel::RectT<int> painted{c_side, c_side, 0, 0};
+    for (int y = 0; y != c_side; ++y) {
+        for (int x = 0; x != c_side; ++x) {
+            if (pixels.Alpha(x, y) > 0.02f)
+                painted = painted.United({x, y, x + 1, y + 1});
+        }
+    }
+    return painted;
+}
+
+void ExpectInside(Kernel::RectT<int> const& painted, Rect const& bounds, int i) {
+    constexpr double c_slack = 0.1;
+    EXPECT_GE(painted.left, std::max(0, static_cast<int>(std::floor(bounds.left - c_slack)))) << i;
+    EXPECT_GE(painted.top, std::max(0, static_cast<int>(std::floor(bounds.top - c_slack)))) << i;
+    EXPECT_LE(painted.right, std::min(c_side, static_cast<int>(std::ceil(bounds.right + c_slack)))) << i;
+    EXPECT_LE(painted.bottom, std::min(c_side, static_cast<int>(std::ceil(bounds.bottom + c_slack)))) << i;
+}
+
 } // namespace
 
 TEST(LineBounds, RightAnglesReachHalfTheWidth) {
@@ -95,22 +119,8 @@ TEST(LineBounds, NothingIsPaintedOutsideAndStraightLinesFillThem) {
             style.SetBrush({0.05 + i % 29 / 30.0, i % 17 / 4.0 - 2});
         Paint const paint = Lined(style);
         auto const bounds = GetLineBounds(*Path(curve), paint.lineStyle, {});
-        RasterRenderTarget target(Size(120, 120));
-        target.DrawCurves(Path(curve), paint, WindingOrderMode::NonZero);
-        Pixels const pixels(target);
-        Kernel::RectT<int> painted{120, 120, 0, 0};
-        for (int y = 0; y != 120; ++y) {
-            for (int x = 0; x != 120; ++x) {
-                if (pixels.Alpha(x, y) > 0.02f)
-                    painted = painted.United({x, y, x + 1, y + 1});
-            }
-        }
-        // At corners of curves the tip follows the last chord, not the tangent.
-        double const slack = isStraight ? 0.1 : 1.5;
-        EXPECT_GE(painted.left, std::max(0, static_cast<int>(std::floor(bounds.left - slack)))) << i;
-        EXPECT_GE(painted.top, std::max(0, static_cast<int>(std::floor(bounds.top - slack)))) << i;
-        EXPECT_LE(painted.right, std::min(120, static_cast<int>(std::ceil(bounds.right + slack)))) << i;
-        EXPECT_LE(painted.bottom, std::min(120, static_cast<int>(std::ceil(bounds.bottom + slack)))) << i;
+        auto const painted = GetPainted(curve, paint);
+        ExpectInside(painted, bounds, i);
         // A thin tip need not show.
         if (isStraight && bounds.left > 0 && bounds.right < 120 && bounds.top > 0 && bounds.bottom < 120) {
             EXPECT_LE(painted.left, bounds.left + 2) << i;
@@ -118,5 +128,41 @@ TEST(LineBounds, NothingIsPaintedOutsideAndStraightLinesFillThem) {
             EXPECT_GE(painted.right, bounds.right - 2) << i;
             EXPECT_GE(painted.bottom, bounds.bottom - 2) << i;
         }
+    }
+}
+
+// Curves that turn within a pixel of their ends, by handles of 1e-6 to 1 unit: mitres and caps follow the handles.
+TEST(LineBounds, NothingIsPaintedOutsideWhereCurvesHaveHooksAtTheirEnds) {
+    std::mt19937 random(7);
+    auto const number = [&](double low, double high) { return low + (high - low) * (random() % 10007) / 10006.0; };
+    auto const near = [&](PointDbl p) {
+        double const reach = std::pow(10, number(-6, 0)), angle = number(-3.15, 3.15);
+        return PointDbl{p.x + reach * std::cos(angle), p.y + reach * std::sin(angle)};
+    };
+    for (int i = 0; i != 2000; ++i) {
+        auto const curve = MakeCounted<Geometry::CurveDbl>();
+        auto const point = [&] { return PointDbl{number(40, 80), number(40, 80)}; };
+        PointDbl at = point();
+        curve->MoveTo(at);
+        for (std::size_t k = 1 + random() % 4; k != 0; --k) {
+            PointDbl const end = point();
+            PointDbl const first = random() % 3 != 0 ? near(at) : point(),
+                           second = random() % 3 != 0 ? near(end) : point();
+            if (random() % 4 == 0)
+                curve->LineTo(end);
+            else
+                curve->CubicTo(first, second, end);
+            at = end;
+        }
+        if (random() % 2 == 0)
+            curve->Close();
+        LineStyle style(number(1, 9));
+        style.SetMitreLimit(number(1, 12));
+        style.SetCap(static_cast<LineCap>(random() % 3));
+        style.SetJoin(static_cast<LineJoin>(random() % 3));
+        if (i % 4 == 0)
+            style.SetBrush({0.05 + i % 29 / 30.0, i % 17 / 4.0 - 2});
+        Paint const paint = Lined(style);
+        ExpectInside(GetPainted(curve, paint), GetLineBounds(*Path(curve), paint.lineStyle, {}), i);
     }
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/raster/codec_support.h"
+#include "platform/kernel/dispatch.h"
 #include "tests/engine/raster/codec_samples.h"
 
 #include <algorithm>
@@ -112,6 +113,30 @@ TEST(CodecPng, GivesBackWhatWasWritten) {
                 EXPECT_EQ(ToPng(info, samples), file);
                 EXPECT_EQ(ReadImageInfo(file).GetRowBytes(), info.GetRowBytes());
             }
+}
+
+// Many strips and many times as many rows as are packed at once; rows that are longer than a strip; next to nothing.
+TEST(CodecPng, LargePicturesAreTheSameBytesOnEveryNumberOfThreads) {
+    unsigned const before = Kernel::Dispatch::GetThreadCount();
+    for (auto const& info : {MakeInfo(1001, 1400, ColourModel::RGB, true, SampleFormat::Integer8),
+                             MakeInfo(40'000, 20, ColourModel::RGB, true, SampleFormat::Integer16),
+                             MakeInfo(3, 90'000, ColourModel::Grey, false, SampleFormat::Integer8),
+                             MakeInfo(1, 1, ColourModel::Grey, true, SampleFormat::Integer16)}) {
+        // Noise in some rows, and repetitions that reach over the borders of strips.
+        Bytes samples = MakeSamples(info, 1);
+        for (std::size_t i = info.GetRowBytes(); i < samples.size(); ++i) {
+            if (i / info.GetRowBytes() % 8 != 0)
+                samples[i] = samples[i % (3 * info.GetRowBytes())];
+        }
+        Kernel::Dispatch::SetThreadCount(1);
+        Bytes const file = ToPng(info, samples);
+        EXPECT_EQ(DecodeImage(file).samples, samples) << info.width;
+        for (unsigned const threads : {2u, 3u}) {
+            Kernel::Dispatch::SetThreadCount(threads);
+            EXPECT_EQ(ToPng(info, samples), file) << info.width;
+        }
+    }
+    Kernel::Dispatch::SetThreadCount(before);
 }
 
 TEST(CodecPng, WholeResolutionsAnInchAreFoundInThoseAMetre) {

@@ -2,6 +2,7 @@
 // Each quick way to pixels beside the plain one that it must equal to the bit.
 #include "engine/renderer/canvas.h"
 #include "engine/renderer/coverage_maker.h"
+#include "platform/raster/conversion.h"
 #include "platform/raster/dynamic_bitmap.h"
 #include "tests/engine/renderer/pictures.h"
 
@@ -188,6 +189,65 @@ TEST(FastPath, PaintThatReplacesIsPaintThatIsMixed) {
     ExpectSameUnderAClip(MakeFill<EllipticalGradientFill>(PointDbl{70, 50}, PointDbl{80, 50}, PointDbl{70, 60},
                                                           PointDbl{20, 50}, 0.0, opaque),
                          {});
+}
+
+Counted<Raster::DynamicBitmap> MakeRandomBitmap(int width, int height) {
+    Numbers numbers(11);
+    std::vector<unsigned char> samples(static_cast<std::size_t>(width * height * 4));
+    for (auto& sample : samples)
+        sample = static_cast<unsigned char>(numbers.GetBelow(256));
+    auto const bitmap = MakeCounted<Raster::DynamicBitmap>(width, height, Raster::FormatRGBA8);
+    bitmap->WritePixels(bitmap->GetBounds(), samples.data(), static_cast<std::size_t>(width) * 4);
+    return bitmap;
+}
+
+Pixels DrawBitmapFill(Counted<Raster::DynamicBitmap> const& bitmap, TileMode mode, Resampling resampling,
+                      Transform const& transform, RectDbl const& area, double opacity = 1) {
+    RasterRenderTarget target(Size(1100, 150));
+    Paint paint;
+    paint.mainFill =
+        FillDescriptorConst(MakeFill<BitmapFill>(bitmap, mode, mode, resampling), true, transform.GetParams());
+    paint.opacity.fill = opacity;
+    target.DrawCurves(Rectangle(area.left, area.top, area.right, area.bottom), paint, WindingOrderMode::NonZero);
+    return Pixels(target);
+}
+
+// A slant that moves nothing as far as a sample can tell makes a bitmap one that is turned.
+TEST(FastPath, UprightBitmapsArePaintedAsTurnedOnes) {
+    auto const bitmap = MakeRandomBitmap(90, 40);
+    for (auto const resampling : {Resampling::Nearest, Resampling::Bilinear, Resampling::Bicubic}) {
+        for (auto const mode : {TileMode::Clamp, TileMode::Repeat, TileMode::Mirror}) {
+            for (auto const& [x, y] : {std::pair{2.0, 2.0}, {13.7, 3.1}, {-1.3, 0.9}, {0.8, -17.0}}) {
+                Transform const upright({x, 0, 533.3137, 0, y, 61.9093}), slanted({x, 1e-13, 533.3137, 0, y, 61.9093});
+                RectDbl const area{3.5, 1, 1097, 149.25};
+                auto const quick = DrawBitmapFill(bitmap, mode, resampling, upright, area, 0.75);
+                auto const slow = DrawBitmapFill(bitmap, mode, resampling, slanted, area, 0.75);
+                for (int row = 0; row != 150; ++row) {
+                    for (int column = 0; column != 1100; ++column) {
+                        for (int channel = 0; channel != 4; ++channel)
+                            ASSERT_NEAR(quick.Get(channel, column, row), slow.Get(channel, column, row), 1e-5)
+                                << column << ' ' << row << ' ' << x;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// Samples of the bitmap's own format are loaded as they are; those of another go through a conversion.
+TEST(FastPath, BitmapsOfBytesArePaintedAsTheirFloats) {
+    auto const bytes = MakeRandomBitmap(300, 120);
+    auto const converter = Raster::PixelConverter::MakePlain(Raster::FormatRGBA8, Raster::FormatRGBAF);
+    auto const floats = MakeCounted<Raster::DynamicBitmap>(300, 120, Raster::FormatRGBAF);
+    Raster::ConvertPixels(*bytes->GetBase(), bytes->GetBounds(), floats->GetMutableBase(), {0, 0}, *converter, nullptr);
+    RectDbl const area{0, 0, 1100, 150};
+    auto const transform = Transform::Scale(3.3, 1.1);
+    auto const one = DrawBitmapFill(bytes, TileMode::Mirror, Resampling::Bilinear, transform, area);
+    auto const other = DrawBitmapFill(floats, TileMode::Mirror, Resampling::Bilinear, transform, area);
+    for (int row = 0; row != 150; ++row) {
+        for (int column = 0; column != 1100; ++column)
+            ASSERT_EQ(one.Get(column, row), other.Get(column, row)) << column << ' ' << row;
+    }
 }
 
 } // namespace

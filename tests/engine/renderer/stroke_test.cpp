@@ -119,6 +119,34 @@ TEST(Stroke, MitresEndAtTheirLimit) {
     EXPECT_NEAR(mitred - bevelled, 50, 0.02);
 }
 
+// Handles of 0.01 to 0.1 units turn a curve at its very end, by up to a right angle.
+TEST(Stroke, JoinsAndCapsFollowTheHandlesOfCurvesHoweverShort) {
+    auto const draw = [](char const* path, LineStyle const& style) {
+        RasterRenderTarget target(Size(200, 200));
+        target.DrawCurves(Path(path), Lined(style), WindingOrderMode::NonZero);
+        return Pixels(target);
+    };
+    for (char const* const path :
+         {"M40 150C40 110 99.9 100 100 100C100.1 100 160 110 160 150", "M40 150C40 110 99.99 100 100 100L160 100"}) {
+        // Smooth: nothing stands out above half the weight.
+        auto const pixels = draw(path, Style(10, LineCap::Butt, LineJoin::Mitre, 20));
+        EXPECT_EQ(pixels.Alpha(100, 94), 0) << path;
+        EXPECT_EQ(pixels.Alpha(97, 99), 1) << path;
+    }
+    // The handles meet in a right angle, though both curves come from below: the mitre's tip lies sqrt(2) half weights
+    // away.
+    char const* const corner = "M90 150C90 120 99.95 100.05 100 100C100.05 100.05 110 120 110 150";
+    EXPECT_GT(draw(corner, Style(20, LineCap::Butt, LineJoin::Mitre, 20)).Alpha(99, 87), 0.2f);
+    EXPECT_EQ(draw(corner, Style(20, LineCap::Butt, LineJoin::Mitre, 20)).Alpha(99, 84), 0);
+    // The line comes from the left and ends downwards: its square cap lies below, its butt cap is level.
+    char const* const end = "M40 100C80 100 100 99.98 100 100";
+    EXPECT_EQ(draw(end, Style(20, LineCap::Square)).Alpha(95, 109), 1);
+    EXPECT_EQ(draw(end, Style(20, LineCap::Square)).Alpha(108, 108), 1);
+    EXPECT_EQ(draw(end, Style(20, LineCap::Square)).Alpha(112, 100), 0);
+    EXPECT_EQ(draw(end, Style(20)).Alpha(105, 96), 1);
+    EXPECT_EQ(draw(end, Style(20)).Alpha(105, 102), 0);
+}
+
 TEST(Stroke, ClosedContoursHaveNoEnds) {
     EXPECT_NEAR(GetDrawnArea(Rectangle(50, 50, 150, 130), Lined(Style(10))), 110 * 90 - 90 * 70, 0.02);
     auto const circle = Path(Geometry::MakeEllipse({50, 50, 150, 150}));
