@@ -262,6 +262,8 @@ std::vector<CommandExample> const& AllExamples() {
             all.push_back(std::move(example));
         for (auto& example : EngineExamples())
             all.push_back(std::move(example));
+        for (auto& example : OtherValueExamples())
+            all.push_back(std::move(example));
         return all;
     }();
     return s_all;

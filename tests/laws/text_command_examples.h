@@ -13,3 +13,5 @@ std::vector<CommandExample> ExportableExamples();
 std::vector<CommandExample> IndexTextExamples();
 // Those on data merges.
 std::vector<CommandExample> MergeExamples();
+// Of the library's, with other values of their arguments.
+std::vector<CommandExample> OtherValueExamples();

@@ -249,13 +249,33 @@ std::string Selector(Random& random, DocumentController& document) {
     return text;
 }
 
-Shell::CommandEntry const& ChooseCommand(Random& random) {
+// Those of the engine's own name fields, anchors and styles that are there, which no chance hits.
+bool IsLived(Shell::CommandEntry const& entry) {
+    return !entry.forms.empty() && !entry.isInner && !IsInexact(entry.className);
+}
+
+Shell::CommandEntry const& ChooseCommand(Random& random, Props const& props) {
+    if (!props.preferred.empty() && random.Chance(70)) {
+        auto const* const preferred = Shell::FindCommand(random.Of(props.preferred));
+        if (preferred != nullptr && IsLived(*preferred))
+            return *preferred;
+    }
     auto const& table = Shell::GetCommandTable();
     auto const* entry = &random.Of(table);
-    // Those of the engine's own name fields, anchors and styles that are there, which no chance hits.
-    while (entry->forms.empty() || entry->isInner || IsInexact(entry->className))
+    while (!IsLived(*entry))
         entry = &random.Of(table);
     return *entry;
+}
+
+// For a preferred class mostly one of its own.
+CommandExample const& ChooseExample(Random& random, Props const& props) {
+    auto const& all = CommandExample::GetAll();
+    std::vector<std::size_t> own;
+    for (std::size_t i = 0; i != all.size() && !props.preferred.empty(); ++i) {
+        if (std::ranges::find(props.preferred, all[i].className) != props.preferred.end())
+            own.push_back(i);
+    }
+    return own.empty() || random.Chance(30) ? random.Of(all) : all[random.Of(own)];
 }
 
 // Mostly on the document's selection: a fade merges only into one of the same.
@@ -305,7 +325,7 @@ std::string PreviewCall(Random& random, Props const& props, DocumentController& 
     if (random.Chance(up && entry == nullptr ? 60 : 15))
         return "preview " + Fade(random, document) + End(random, document);
     bool const isSame = entry != nullptr && !entry->forms.empty() && random.Chance(60);
-    return Call(random, props, document, isSame ? *entry : ChooseCommand(random), true);
+    return Call(random, props, document, isSame ? *entry : ChooseCommand(random, props), true);
 }
 
 void ImportDrawing(std::string const& drawing, std::string const& path) {
@@ -343,13 +363,12 @@ void MakeStart(Random& random, Props const& props, std::string const& path) {
                                                    Raster::FormatIA8, Raster::FormatCMYKA8, Raster::FormatLABA16});
     auto const controller =
         DocumentController::CreateNew({793.700787, 1122.519685}, format, 1 + static_cast<int>(random.Below(3)));
-    auto const& examples = CommandExample::GetAll();
     for (auto const& spread : controller->GetDocument()->GetSpreads()) {
         controller->SetCurrentSpread(spread);
         for (auto count = random.Below(3) + (spread == controller->GetDocument()->GetSpreads().front() ? 1 : 0);
              count != 0; --count) {
             // A loaded history may leave more than undo did before, and then no known state comes back.
-            auto const& example = random.Of(examples);
+            auto const& example = ChooseExample(random, props);
             if (example.keptAfterReload.empty() && !example.keptInDocument)
                 example.prepare(*controller);
         }
@@ -366,7 +385,7 @@ std::string ChooseLine(Random& random, Props const& props, DocumentController& d
     if (random.Chance(IsAfterFade(*document.GetHistory()) ? 40 : 4))
         return "do " + Fade(random, document);
     if (percent < 54 || steps == 0)
-        return Call(random, props, document, ChooseCommand(random), false);
+        return Call(random, props, document, ChooseCommand(random, props), false);
     if (percent < 66)
         return "undo " + Number(random, 1, random.Chance(70) ? 1 : 4);
     if (percent < 76)

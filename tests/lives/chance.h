@@ -16,6 +16,8 @@ struct Props {
     std::vector<std::string> plugins;
     // SVG drawings to start from; may be empty.
     std::vector<std::string> drawings;
+    // Names of classes that lives run more than others; mostly empty.
+    std::vector<std::string> preferred;
 };
 
 // A document to start from, saved at the path: spreads filled with what the examples of commands are tried on, or an
