@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # What people type. Each target installs the packages that it needs and builds what it needs.
-.PHONY: demo install test test-asan test-tsan lives mutants bench judges check check-levels check-format check-translations pot command-pages \
+.PHONY: demo install test test-asan test-tsan lives mutants tidy bench judges check check-levels check-format check-translations pot command-pages \
     packages
 .DEFAULT_GOAL := test
 
@@ -55,11 +55,20 @@ lives: packages
 	FREI0R_PATH=build/dev/tests/plugins build/dev/tests/lives --minutes $(MINUTES) --seed $(SEED) --processes $(JOBS) \
 	    --folder build/lives --drawings $(DRAWINGS) --picture tests/engine/story/pictures/greek.png
 
-# Breaks the library one place at a time and tells which mutants no test notices. COUNT= of them, FILES= to break. See
-# docs/testing.md.
+# Breaks the library one place at a time and tells which mutants no test notices. COUNT= of them or EACH= of each
+# chapter, CHAPTERS= or FILES= to break, SEED= for others. See docs/testing.md.
 COUNT ?= 50
 mutants: packages
-	tools/mutants.py --count $(COUNT) $(if $(FILES),--files $(FILES)) $(if $(SEED),--seed $(SEED))
+	tools/mutants.py $(if $(EACH),--each $(EACH),--count $(COUNT)) $(if $(FILES),--files $(FILES)) \
+	    $(if $(CHAPTERS),--chapters $(CHAPTERS)) $(if $(SEED),--seed $(SEED))
+
+# clang-tidy with the checks of .clang-tidy over everything but tests and benchmarks: about a quarter of an hour of
+# processor time, so that it is no part of `make check`. FILES= is a regular expression of the sources to look at.
+tidy: packages
+	cmake --preset dev >build/dev-configure.log
+	run-clang-tidy -p build/dev -j $(JOBS) -quiet -extra-arg=-Wno-unknown-warning-option \
+	    '$(or $(FILES),^((?!/(tests|bench|examples)/).)*$$)' >build/tidy.log 2>build/tidy-errors.log || \
+	    { grep -E '(warning|error):' build/tidy.log | sort -u; exit 1; }
 
 # Every question of docs/performance.md, with floors and peers in the same run. BENCH=name asks one of them.
 bench: packages build/packages-bench.stamp

@@ -27,7 +27,8 @@ endfunction()
 # redraft_batches(TARGET): the target's sources are compiled several at a time, so that headers are read once for all of
 # them. Sources of one room must not define the same names, not even in unnamed namespaces.
 function(redraft_batches target)
-    if(REDRAFT_BATCHES)
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
+    if(REDRAFT_BATCHES AND NOT folder IN_LIST REDRAFT_WITHOUT_BATCHES)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${REDRAFT_BATCHES})
         # Of classes with members from unnamed namespaces, which are one class all the same within a batch.
         target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>)

@@ -15,7 +15,7 @@ namespace {
 class SetOpacityCommand final : public PropertyCommand<SetOpacityCommand, TransparencyInterface, double> {
 public:
     using PropertyCommand::PropertyCommand;
-    Kernel::LocalisedString GetDescription() const override { return {"Set opacity", "Command description"}; }
+    static constexpr auto c_description = Kernel::Localisable("Set opacity", "Command description");
     static void Set(TransparencyInterface& object, double opacity) { object.SetOpacity(opacity); }
     static constexpr auto Fields() {
         return Kernel::FieldList{Value("Opac").As("opacity", "0 is invisible").Between(0, 1)};

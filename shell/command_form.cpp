@@ -118,9 +118,9 @@ CommandForm const& CommandEntry::ChooseForm(NamedValues const& values) const {
     auto const fail = [this](std::string const& problem) {
         throw Failure(ExitStatus::Usage, className, problem + "; `redraft commands " + shortName + "` explains it");
     };
-    for (auto const& [name, value] : values) {
-        if (std::none_of(forms.begin(), forms.end(), [&](CommandForm const& form) { return has(form, name); }))
-            fail("no parameter " + Quote(name));
+    for (auto const& value : values) {
+        if (std::none_of(forms.begin(), forms.end(), [&](CommandForm const& form) { return has(form, value.first); }))
+            fail("no parameter " + Quote(value.first));
     }
     if (closest == nullptr)
         fail("these parameters do not go together");

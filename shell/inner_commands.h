@@ -27,13 +27,13 @@ CommandEntry MakeInnerEntry() {
     entry.isInner = true;
     std::vector<ArgumentCard> cards;
     if constexpr (CardMaking::c_namedCount<Arguments> != 0)
-        cards = CardMaking::DescribeAll(CardMaking::GetNamed<Arguments>());
+        cards = CardMaking::DescribeAll(Kernel::GetNamedFields<Arguments>());
     entry.forms.push_back(MakeForm(std::move(cards), Arguments::c_takesSelection,
                                    [](std::vector<std::any> const& values, ValueContext const& context) {
                                        Arguments arguments;
                                        if constexpr (CardMaking::c_namedCount<Arguments> != 0)
                                            arguments = std::any_cast<Arguments>(CardMaking::MakeRecord<Arguments>(
-                                               values, CardMaking::GetNamed<Arguments>()));
+                                               values, Kernel::GetNamedFields<Arguments>()));
                                        else
                                            static_cast<void>(values);
                                        return arguments.Make(context);

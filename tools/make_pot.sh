@@ -12,7 +12,7 @@ extract() {
     printf 'msgid ""\nmsgstr ""\n"Project-Id-Version: Redraft\\n"\n"Content-Type: text/plain; charset=UTF-8\\n"\n"Content-Transfer-Encoding: 8bit\\n"\n\n'
     # Without line numbers an edit elsewhere in a file leaves the template as it is.
     git ls-files 'src/*.h' 'src/*.cpp' 'engine/*.h' 'engine/*.cpp' 'shell/*.cpp' | LC_ALL=C sort |
-        xgettext --files-from=- --language=C++ --from-code=UTF-8 --keyword --keyword=LocalisedString:1,2c \
+        xgettext --files-from=- --language=C++ --from-code=UTF-8 --keyword --keyword=LocalisedString:1,2c --keyword=Localisable:1,2c \
             --add-location=file --sort-by-file --omit-header --output=-
 }
 

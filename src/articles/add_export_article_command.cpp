@@ -6,10 +6,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString AddExportArticleCommand::GetDescription() const {
-    return Kernel::LocalisedString("Add Article", "Command Description");
-}
-
 void AddExportArticleCommand::Do() {
     auto const controller = Begin(Direction::Do);
     if (m_articleIndex == -1)

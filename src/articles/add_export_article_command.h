@@ -11,7 +11,7 @@ public:
     // The entries from that number on move back; -1: behind the last entry.
     explicit AddExportArticleCommand(int articleIndex) : m_articleIndex(articleIndex) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Add Article", "Command Description");
     void Do() override;
     void Undo() override;
     void Redo() override;

@@ -5,9 +5,9 @@
 
 namespace Commands {
 
-void NotifyOfArticles(DocumentCommand& command, Kernel::NotificationList& notifications) {
+void NotifyOfArticles(DocumentCommand& command, Kernel::NotificationList& notifications, bool refresh) {
     notifications.push_back(
-        Kernel::MakeCounted<ExportArticlesChangedNotification>(command.GetDocumentController(), false));
+        Kernel::MakeCounted<ExportArticlesChangedNotification>(command.GetDocumentController(), refresh));
 }
 
 } // namespace Commands

@@ -8,8 +8,9 @@
 
 namespace Commands {
 
-// One notification that the reading order changed.
-REDRAFT_API void NotifyOfArticles(DocumentCommand& command, Kernel::NotificationList& notifications);
+// One notification that the reading order changed. `refresh`: what shows the order reads all of it again.
+REDRAFT_API void NotifyOfArticles(DocumentCommand& command, Kernel::NotificationList& notifications,
+                                  bool refresh = false);
 
 // Base of the commands on the reading order.
 template <class T>

@@ -3,10 +3,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString DeleteExportArticleCommand::GetDescription() const {
-    return Kernel::LocalisedString("Remove Article", "Command Description");
-}
-
 void DeleteExportArticleCommand::Do() {
     auto const controller = Begin(Direction::Do);
     m_article = controller->GetDocument()->GetArticle(m_articleIndex);

@@ -10,7 +10,7 @@ class REDRAFT_API DeleteExportArticleCommand final : public ArticleCommand<Delet
 public:
     explicit DeleteExportArticleCommand(int articleIndex) : m_articleIndex(articleIndex) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Remove Article", "Command Description");
     void Do() override;
     void Undo() override;
     void Redo() override;

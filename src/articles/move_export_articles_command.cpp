@@ -13,10 +13,6 @@ struct MoveExportArticlesCommand::Moved {
     std::map<int, std::set<int>> sequences;
 };
 
-Kernel::LocalisedString MoveExportArticlesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Modify Reading Order", "Command Description");
-}
-
 void MoveExportArticlesCommand::Do() {
     auto const controller = Begin(Direction::Do);
     auto const all = controller->GetExportArticles();

@@ -15,7 +15,7 @@ public:
     MoveExportArticlesCommand(std::vector<Kernel::Counted<ExportArticleCollector>> collectors, int target)
         : m_collectors(std::move(collectors)), m_target(target) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Modify Reading Order", "Command Description");
     void Do() override;
     void Undo() override;
     void Redo() override;

@@ -17,10 +17,6 @@ int Bounded(int highest) {
 
 } // namespace
 
-Kernel::LocalisedString ReparentExportArticlesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Modify Reading Order", "Command Description");
-}
-
 void ReparentExportArticlesCommand::Do() {
     auto const controller = Begin(Direction::Do);
     std::erase(m_collectors, nullptr);

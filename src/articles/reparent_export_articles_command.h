@@ -22,7 +22,7 @@ public:
         "Where a single entry went into an article behind it, the members that made room stay in order and keep their "
         "new places.";
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Modify Reading Order", "Command Description");
     void Do() override;
     void Undo() override;
     void Redo() override;

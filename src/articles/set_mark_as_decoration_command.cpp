@@ -6,10 +6,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetMarkAsDecorationCommand::GetDescription() const {
-    return Kernel::LocalisedString("Mark as Decoration", "Command description");
-}
-
 void SetMarkAsDecorationCommand::ReceiveNode(Kernel::NonCounted<Node> node) {
     switch (m_direction) {
     case Direction::Do:
@@ -42,10 +38,6 @@ bool SetMarkAsDecorationCommand::Load(Kernel::InSerialiser const& in, Kernel::Fi
                                       unsigned short version) {
     LoadOldValues(in, m_oldValues);
     return Persisted::Load(in, files, version);
-}
-
-Kernel::Counted<DocumentCommand> SetMarkAsDecorationCommand::Clone() const {
-    return Kernel::MakeCounted<SetMarkAsDecorationCommand>(m_value, GetGivenSelection());
 }
 
 } // namespace Commands

@@ -19,11 +19,10 @@ public:
         return selection && !selection->GetNodesInDocument().empty();
     }
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Mark as Decoration", "Command description");
     void Notify(Kernel::NotificationList& notifications) override;
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 protected:
     bool ShouldOperateOnMasterItems() override { return true; }

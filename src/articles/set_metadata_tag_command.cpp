@@ -7,10 +7,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetMetadataTagCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set Metadata", "Command description");
-}
-
 void SetMetadataTagCommand::Do() {
     m_captionHelper.PreProcess();
     SelectionCommand::Do();

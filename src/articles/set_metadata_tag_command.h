@@ -36,7 +36,7 @@ public:
         return selection && !selection->GetNodesInDocument().empty();
     }
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set Metadata", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;

@@ -7,10 +7,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString DeleteTocStyleCommand::GetDescription() const {
-    return Kernel::LocalisedString("Delete TOC style", "Command description");
-}
-
 // Entry styles go before the style that they belong to.
 void DeleteTocStyleCommand::Do() {
     SetDirection(Direction::Do);
@@ -44,10 +40,6 @@ void DeleteTocStyleCommand::Do() {
 
 bool DeleteTocStyleCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
     return Persisted::Load(in, files, version) && IsComplete();
-}
-
-Kernel::Counted<DocumentCommand> DeleteTocStyleCommand::Clone() const {
-    return Kernel::MakeCounted<DeleteTocStyleCommand>(m_tocStyleName);
 }
 
 } // namespace Commands

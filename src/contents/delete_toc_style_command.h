@@ -12,11 +12,10 @@ class REDRAFT_API DeleteTocStyleCommand final : public Persisted<DeleteTocStyleC
 public:
     explicit DeleteTocStyleCommand(Kernel::String tocStyleName) : m_tocStyleName(std::move(tocStyleName)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Delete TOC style", "Command description");
     void Do() override;
     // False where one of the inner commands is missing.
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

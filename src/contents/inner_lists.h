@@ -4,7 +4,6 @@
 #include "platform/document/inner_commands.h"
 
 #include <algorithm>
-#include <ranges>
 #include <vector>
 
 // Lists of commands of one class that others run as parts of themselves.
@@ -20,8 +19,8 @@ void Run(DocumentCommand const& owner, List<C>& list, Kernel::Counted<C> command
 }
 template <class C>
 void Undo(List<C> const& list) {
-    for (auto const& command : std::views::reverse(list))
-        InnerCommands::UndoOne(*command);
+    for (auto command = list.rbegin(); command != list.rend(); ++command)
+        InnerCommands::UndoOne(**command);
 }
 template <class C>
 void Redo(List<C> const& list) {

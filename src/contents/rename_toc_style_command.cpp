@@ -7,10 +7,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString RenameTocStyleCommand::GetDescription() const {
-    return Kernel::LocalisedString("Rename TOC style", "Command description");
-}
-
 void RenameTocStyleCommand::Do() {
     SetDirection(Direction::Do);
     m_textStyleCommands.clear();
@@ -44,10 +40,6 @@ void RenameTocStyleCommand::Rename(Kernel::Consolidated<Story::TocEntryStyle> co
 
 bool RenameTocStyleCommand::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) {
     return Persisted::Load(in, files, version) && IsComplete();
-}
-
-Kernel::Counted<DocumentCommand> RenameTocStyleCommand::Clone() const {
-    return Kernel::MakeCounted<RenameTocStyleCommand>(m_oldName, m_newName);
 }
 
 } // namespace Commands

@@ -13,11 +13,10 @@ public:
     RenameTocStyleCommand(Kernel::String oldName, Kernel::String newName)
         : m_oldName(std::move(oldName)), m_newName(std::move(newName)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Rename TOC style", "Command description");
     void Do() override;
     // False where one of the inner commands is missing.
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
     static constexpr bool c_storesBaseFirst = true;
 

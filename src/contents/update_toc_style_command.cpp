@@ -7,10 +7,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString UpdateTocStyleCommand::GetDescription() const {
-    return Kernel::LocalisedString("Update TOC style", "Command description");
-}
-
 void UpdateTocStyleCommand::Do() {
     SetDirection(Direction::Do);
     m_alterCommands.clear();
@@ -98,10 +94,6 @@ void UpdateTocStyleCommand::AppendInnerCommands(InnerCommands::List& found) cons
     if (m_setStyleCommand)
         found.emplace_back(m_setStyleCommand);
     found.insert(found.end(), m_alterCommands.begin(), m_alterCommands.end());
-}
-
-Kernel::Counted<DocumentCommand> UpdateTocStyleCommand::Clone() const {
-    return Kernel::MakeCounted<UpdateTocStyleCommand>(m_tocStyleName, m_delta);
 }
 
 } // namespace Commands

@@ -14,7 +14,7 @@ public:
     UpdateTocStyleCommand(Kernel::String tocStyleName, Kernel::Counted<Story::TocStyleDelta const> delta)
         : m_tocStyleName(std::move(tocStyleName)), m_delta(std::move(delta)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Update TOC style", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
@@ -23,7 +23,6 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
     // The change of the sheet, null for a style that is not there, and one command for each table that has the style,
     // once the command has run. The table in which the caret stands comes last.

@@ -46,10 +46,6 @@ GenerateImageNodeCommand::GenerateImageNodeCommand(Kernel::String prompt, Kernel
                                guidanceMode, std::move(prompt), std::move(secondaryPrompt), count, enhancePrompt, style,
                                0) {}
 
-Kernel::LocalisedString GenerateImageNodeCommand::GetDescription() const {
-    return Kernel::LocalisedString("Generate image", "Command description");
-}
-
 // Required: a prompt that was rewritten is told of before a failure, which it may have come with.
 void GenerateImageNodeCommand::Do() {
     SetDirection(Direction::Do);

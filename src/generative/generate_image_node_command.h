@@ -24,7 +24,7 @@ public:
                              OptionalPicture const& guidance, Inference::TextToImageGuidanceMode guidanceMode,
                              bool enhancePrompt, Inference::GenerationStyle style);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Generate image", "Command description");
     void Do() override;
     void Notify(Kernel::NotificationList& notifications) override;
 

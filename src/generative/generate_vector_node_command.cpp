@@ -24,10 +24,6 @@ GenerateVectorNodeCommand::GenerateVectorNodeCommand(Kernel::String prompt, Kern
     : GenerateVectorNodeCommand(OstraAICommandSource::Unknown, aspect, MakeGuidanceImage(guidance), guidanceMode,
                                 std::move(prompt), std::move(secondaryPrompt), enhancePrompt, 0) {}
 
-Kernel::LocalisedString GenerateVectorNodeCommand::GetDescription() const {
-    return Kernel::LocalisedString("Generate vector drawing", "Command description");
-}
-
 // Required: neither the aspect nor the number of pictures is told, nor is a prompt that was rewritten told by itself.
 // However large the drawing is, it is not scaled; and what the document remembers of it does not go by the document's
 // own format, since a drawing has none.

@@ -21,7 +21,7 @@ public:
                               Inference::TextToImageAspect aspect, OptionalPicture const& guidance,
                               Inference::TextToImageGuidanceMode guidanceMode, bool enhancePrompt);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Generate vector drawing", "Command description");
     void Do() override;
     void Notify(Kernel::NotificationList& notifications) override;
 

@@ -15,10 +15,6 @@ RemoveBGCommand::RemoveBGCommand(OstraAICommandSource source)
 RemoveBGCommand::RemoveBGCommand(Kernel::Counted<Selection const> selection)
     : Persisted(std::move(selection)), OstraAICommand(OstraAICommandSource::Unknown) {}
 
-Kernel::LocalisedString RemoveBGCommand::GetDescription() const {
-    return Kernel::LocalisedString("Remove background", "Command description");
-}
-
 // Required: neither the selection of pixels nor the channels that may be changed have a say.
 Kernel::RectT<int> RemoveBGCommand::DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) {
     SetDirection(Direction::Do);

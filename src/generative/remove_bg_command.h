@@ -16,7 +16,7 @@ public:
     // For programs outside.
     explicit RemoveBGCommand(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Remove background", "Command description");
     bool ShouldStackForUndo() const override { return m_shouldStack; }
     ProgressType GetProgressType() const override { return ProgressType::LargeBar; }
     int GetProgressInterval() const override { return 0; }

@@ -16,8 +16,7 @@ public:
 
     static constexpr std::string_view c_keptByUndo = "Undo takes the relation away, also where it was there before.";
 
-    Kernel::LocalisedString GetDescription() const override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
+    static constexpr auto c_description = Kernel::Localisable("Add Index Cross-Reference", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

@@ -3,19 +3,11 @@
 
 namespace Commands {
 
-Kernel::LocalisedString DeleteIndexCrossReferenceCommand::GetDescription() const {
-    return Kernel::LocalisedString("Delete Index Cross-Reference", "Command description");
-}
-
 void DeleteIndexCrossReferenceCommand::Apply(Story::Index& index, bool forward) {
     if (forward)
         index.RemoveRelatedTo(m_topic, m_relatedTopic);
     else
         index.AddRelatedTo(m_topic, m_relatedTopic);
-}
-
-Kernel::Counted<DocumentCommand> DeleteIndexCrossReferenceCommand::Clone() const {
-    return Kernel::MakeCounted<DeleteIndexCrossReferenceCommand>(m_topic, m_relatedTopic);
 }
 
 } // namespace Commands

@@ -13,8 +13,7 @@ public:
                                      Kernel::Counted<Story::IndexTopic const> relatedTopic)
         : IndexCrossReferenceCommand(std::move(topic), std::move(relatedTopic)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
+    static constexpr auto c_description = Kernel::Localisable("Delete Index Cross-Reference", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

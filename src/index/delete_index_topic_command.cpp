@@ -6,7 +6,6 @@
 #include "platform/kernel/cast.h"
 
 #include <algorithm>
-#include <ranges>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -80,11 +79,11 @@ void DeleteIndexTopicCommand::Undo() {
     auto* const index = FindIndex(*this);
     if (index == nullptr)
         return;
-    for (auto const& topic : std::views::reverse(m_allTopics))
-        index->AddTopic(Kernel::JailCounted<Story::IndexTopic>(const_cast<Story::IndexTopic*>(topic.get())));
+    for (auto topic = m_allTopics.rbegin(); topic != m_allTopics.rend(); ++topic)
+        index->AddTopic(Kernel::JailCounted<Story::IndexTopic>(const_cast<Story::IndexTopic*>(topic->get())));
     TextChangeBatch batch;
-    for (auto const& command : std::views::reverse(m_deleteCommands))
-        InnerCommands::UndoOne(*command);
+    for (auto command = m_deleteCommands.rbegin(); command != m_deleteCommands.rend(); ++command)
+        InnerCommands::UndoOne(**command);
     batch.Finish();
     // The marks that are back make it old.
     if (!m_deleteCommands.empty())
@@ -132,10 +131,6 @@ void DeleteIndexTopicCommand::PostDequeueWithMutableController(Kernel::NonCounte
 
 void DeleteIndexTopicCommand::AppendInnerCommands(InnerCommands::List& found) const {
     found.insert(found.end(), m_deleteCommands.begin(), m_deleteCommands.end());
-}
-
-Kernel::Counted<DocumentCommand> DeleteIndexTopicCommand::Clone() const {
-    return Kernel::MakeCounted<DeleteIndexTopicCommand>(m_topics);
 }
 
 } // namespace Commands

@@ -21,7 +21,6 @@ public:
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
     // The given ones and all below them, the deepest first, once the command has run.
     Topics const& GetAllTopics() const { return m_allTopics; }

@@ -41,7 +41,6 @@ public:
     }
     void Undo() override { Put(DomainCommand::Direction::Undo, m_oldValue); }
     void Redo() override { Put(DomainCommand::Direction::Redo, m_value); }
-    Kernel::Counted<DocumentCommand> Clone() const override { return Kernel::MakeCounted<T>(m_topic, m_value); }
 
 protected:
     IndexTopicCommand() = default;

@@ -83,10 +83,6 @@ InsertIndexMarkWithNewTopicCommand::InsertIndexMarkWithNewTopicCommand(
       m_selection(std::move(selection)),
       m_styleName(std::move(styleName)) {}
 
-Kernel::LocalisedString InsertIndexMarkWithNewTopicCommand::GetDescription() const {
-    return Kernel::LocalisedString("Insert Index Mark", "Command description");
-}
-
 void InsertIndexMarkWithNewTopicCommand::Do() {
     SetDirection(Direction::Do);
     m_insertMarkCommand.reset();

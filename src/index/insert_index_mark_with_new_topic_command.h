@@ -23,7 +23,7 @@ public:
     // to hold where the mark should go; it stays where no text is selected.
     static Kernel::String SuggestIndexTopic(Kernel::Counted<Tool> tool, Kernel::Counted<Selection const>& selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Insert Index Mark", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;

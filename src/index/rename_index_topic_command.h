@@ -11,7 +11,7 @@ public:
     RenameIndexTopicCommand(Kernel::Counted<Story::IndexTopic const> topic, Kernel::String name)
         : IndexTopicCommand(std::move(topic), std::move(name)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Rename Index Topic", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

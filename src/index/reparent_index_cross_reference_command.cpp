@@ -4,19 +4,11 @@
 namespace Commands {
 
 // The same text as that of ReparentIndexTopicCommand, on purpose.
-Kernel::LocalisedString ReparentIndexCrossReferenceCommand::GetDescription() const {
-    return Kernel::LocalisedString("Reparent Index Topic", "Command description");
-}
-
 void ReparentIndexCrossReferenceCommand::Apply(Story::Index& index, bool forward) {
     if (m_topic == m_relatedTopic)
         return;
     index.RemoveRelatedTo(m_topic, forward ? m_oldRelatedTopic : m_relatedTopic);
     index.AddRelatedTo(m_topic, forward ? m_relatedTopic : m_oldRelatedTopic);
-}
-
-Kernel::Counted<DocumentCommand> ReparentIndexCrossReferenceCommand::Clone() const {
-    return Kernel::MakeCounted<ReparentIndexCrossReferenceCommand>(m_topic, m_relatedTopic, m_oldRelatedTopic);
 }
 
 } // namespace Commands

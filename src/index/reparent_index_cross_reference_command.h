@@ -15,8 +15,7 @@ public:
         : IndexCrossReferenceCommand(std::move(topic), std::move(newRelatedTopic)),
           m_oldRelatedTopic(std::move(oldRelatedTopic)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
+    static constexpr auto c_description = Kernel::Localisable("Reparent Index Topic", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

@@ -14,7 +14,7 @@ public:
                               Kernel::Counted<Story::IndexTopic const> parent)
         : IndexTopicCommand(std::move(topic), std::move(parent)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Reparent Index Topic", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

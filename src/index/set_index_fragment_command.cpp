@@ -23,10 +23,6 @@ constexpr std::string_view c_keysOfFragments[] = {
 
 } // namespace
 
-Kernel::LocalisedString SetIndexFragmentCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set Index Option", "Command description");
-}
-
 Kernel::Counted<DocumentCommand> SetIndexFragmentCommand::GetReplacementCommand() {
     auto const number = static_cast<std::size_t>(m_separator);
     if (number >= std::size(c_keysOfFragments))

@@ -24,7 +24,7 @@ public:
     SetIndexFragmentCommand(IndexFragmentSeparator separator, Kernel::String text)
         : m_separator(separator), m_text(std::move(text)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set Index Option", "Command description");
     void Do() override {}
     void Undo() override {}
     void Redo() override {}

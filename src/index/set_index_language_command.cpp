@@ -3,10 +3,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetIndexLanguageCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set Index Language", "Command description");
-}
-
 void SetIndexLanguageCommand::Put(Direction direction, Kernel::String const& language) {
     SetDirection(direction);
     if (auto* const index = FindIndex(*this))
@@ -21,9 +17,5 @@ void SetIndexLanguageCommand::Do() {
 
 void SetIndexLanguageCommand::Undo() { Put(Direction::Undo, m_oldLanguage); }
 void SetIndexLanguageCommand::Redo() { Put(Direction::Redo, m_language); }
-
-Kernel::Counted<DocumentCommand> SetIndexLanguageCommand::Clone() const {
-    return Kernel::MakeCounted<SetIndexLanguageCommand>(m_language);
-}
 
 } // namespace Commands

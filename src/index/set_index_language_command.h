@@ -10,11 +10,10 @@ class REDRAFT_API SetIndexLanguageCommand final : public IndexCommand<SetIndexLa
 public:
     explicit SetIndexLanguageCommand(Kernel::String language) : m_language(std::move(language)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set Index Language", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

@@ -3,10 +3,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetIndexOptionCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set Index Option", "Command description");
-}
-
 void SetIndexOptionCommand::Do() {
     if (auto const* const index = FindIndex(*this)) {
         switch (m_option) {
@@ -40,10 +36,6 @@ void SetIndexOptionCommand::Put(Direction direction, bool value) {
     case Option::ExpandCrossReferences:
         return index->SetShouldExpandCrossReferences(value);
     }
-}
-
-Kernel::Counted<DocumentCommand> SetIndexOptionCommand::Clone() const {
-    return Kernel::MakeCounted<SetIndexOptionCommand>(m_option, m_value);
 }
 
 } // namespace Commands

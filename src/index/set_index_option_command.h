@@ -16,11 +16,10 @@ public:
     // In the order of the stored fields.
     SetIndexOptionCommand(bool value, Option option) : SetIndexOptionCommand(option, value) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set Index Option", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

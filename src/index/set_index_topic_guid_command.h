@@ -11,7 +11,7 @@ public:
     SetIndexTopicGUIDCommand(Kernel::Counted<Story::IndexTopic const> topic, Kernel::String guid)
         : IndexTopicCommand(std::move(topic), std::move(guid)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Change index topic binding", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

@@ -11,7 +11,7 @@ public:
     SetIndexTopicSortCommand(Kernel::Counted<Story::IndexTopic const> topic, Kernel::String sort)
         : IndexTopicCommand(std::move(topic), std::move(sort)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Rename Index Topic", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

@@ -98,10 +98,6 @@ bool SetArtboardPropertiesCommand::CanApplyTo(Kernel::Counted<Selection const> s
                        [](auto const& node) { return AsEnabledArtboard(node.get()) != nullptr; });
 }
 
-Kernel::LocalisedString SetArtboardPropertiesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set Artboard Properties", "Set Artboard Properties Command");
-}
-
 // The deed
 
 void SetArtboardPropertiesCommand::Do() {

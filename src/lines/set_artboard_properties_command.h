@@ -29,7 +29,8 @@ public:
     void SetAnchorType(SpatialAnchor anchor) { m_anchorType = anchor; }
 
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description =
+        Kernel::Localisable("Set Artboard Properties", "Set Artboard Properties Command");
     void Do() override;
     void Undo() override;
     void Redo() override;

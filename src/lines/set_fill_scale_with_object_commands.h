@@ -9,7 +9,8 @@
 
 namespace Commands {
 
-// Sets whether a fill of each selected object scales with it. T has GetFill and SetFill for the interface I. The old
+// Sets whether a fill of each selected object scales with it. T names how the fill of an interface I is
+// read and set, in c_get and c_set. The old
 // flags are kept by hand: Redo keeps them again, and Undo drops them.
 template <class T, class I>
 class SetFillScaleWithObjectCommand : public Persisted<T, SelectionCommandWithSingleInterface<T, I>> {
@@ -17,9 +18,7 @@ public:
     SetFillScaleWithObjectCommand(bool scale, Kernel::Counted<Selection const> selection)
         : Persisted<T, SelectionCommandWithSingleInterface<T, I>>(std::move(selection)), m_scale(scale) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set scale with object", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set scale with object", "Command description");
     void Undo() override {
         EditJournal::NoteValue(static_cast<T&>(*this), m_oldScales);
         SelectionCommand<T>::Undo();
@@ -34,20 +33,18 @@ public:
         notifications.push_back(Kernel::MakeCounted<NodesAttributesChangedNotification>(
             this->GetSelection(), this->GetDocumentController(), this->m_preview));
     }
-    Kernel::Counted<DocumentCommand> Clone() const override {
-        return Kernel::MakeCounted<T>(m_scale, this->GetGivenSelection());
-    }
 
 protected:
+    friend struct Kernel::FieldAccess;
     SetFillScaleWithObjectCommand() = default;
-    template <class This>
-    static constexpr auto ListFields() {
+    static constexpr auto Fields() {
+        using This = SetFillScaleWithObjectCommand;
         return Kernel::FieldList{Kernel::Field{"Scal", &This::m_scale}.As("scale", "true: the fill scales"),
                                  Kernel::Field{"OlSc", &This::m_oldScales}};
     }
 
     void ReceiveInterface(Kernel::NonCounted<I> object) override {
-        auto const fill = T::GetFill(*object);
+        auto const fill = ((*object).*T::c_get)(true);
         if (!fill)
             return;
         bool wanted = m_scale;
@@ -62,7 +59,7 @@ protected:
         } else {
             return;
         }
-        T::SetFill(*object, fill->CloneWithNewScaleWithObject(wanted));
+        ((*object).*T::c_set)(fill->CloneWithNewScaleWithObject(wanted), true);
     }
 
     bool m_scale = false;
@@ -76,15 +73,8 @@ public:
     using SetFillScaleWithObjectCommand::SetFillScaleWithObjectCommand;
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
     void Notify(Kernel::NotificationList& notifications) override;
-    static auto GetFill(BrushFillInterface const& object) { return object.GetBrushFillDescriptor(true); }
-    static void SetFill(BrushFillInterface& object, Kernel::Counted<Renderer::FillDescriptor const> fill) {
-        object.SetBrushFillDescriptor(std::move(fill), true);
-    }
-
-private:
-    friend struct Kernel::FieldAccess;
-    SetBrushFillScaleWithObjectCommand() = default;
-    static constexpr auto Fields() { return ListFields<SetBrushFillScaleWithObjectCommand>(); }
+    static constexpr auto c_get = &BrushFillInterface::GetBrushFillDescriptor;
+    static constexpr auto c_set = &BrushFillInterface::SetBrushFillDescriptor;
 };
 
 // Sets whether the paint of the line scales with its object.
@@ -92,15 +82,8 @@ class REDRAFT_API SetPenFillScaleWithObjectCommand final
     : public SetFillScaleWithObjectCommand<SetPenFillScaleWithObjectCommand, LineStyleInterface> {
 public:
     using SetFillScaleWithObjectCommand::SetFillScaleWithObjectCommand;
-    static auto GetFill(LineStyleInterface const& object) { return object.GetPenFillDescriptor(true); }
-    static void SetFill(LineStyleInterface& object, Kernel::Counted<Renderer::FillDescriptor const> fill) {
-        object.SetPenFillDescriptor(std::move(fill), true);
-    }
-
-private:
-    friend struct Kernel::FieldAccess;
-    SetPenFillScaleWithObjectCommand() = default;
-    static constexpr auto Fields() { return ListFields<SetPenFillScaleWithObjectCommand>(); }
+    static constexpr auto c_get = &LineStyleInterface::GetPenFillDescriptor;
+    static constexpr auto c_set = &LineStyleInterface::SetPenFillDescriptor;
 };
 
 } // namespace Commands

@@ -173,9 +173,4 @@ void SetLineDescriptorCommand::PostLoad(Kernel::NonCounted<DocumentController> c
         MarkChanged();
 }
 
-Kernel::Counted<DocumentCommand> SetLineDescriptorCommand::Clone() const {
-    return Kernel::MakeCounted<SetLineDescriptorCommand>(m_descriptor, m_mask, m_contentType, m_useTextStyle,
-                                                         m_canMerge, m_defaultsMode, GetGivenSelection());
-}
-
 } // namespace Commands

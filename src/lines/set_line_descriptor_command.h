@@ -28,7 +28,6 @@ public:
     bool ValidateUntrusted() override;
     void SetPreview(bool preview) override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
     bool CanOnlyOperateOnCurrentSpread() const override;
     bool VisitInReverse() const override { return false; }

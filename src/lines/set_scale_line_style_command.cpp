@@ -3,10 +3,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetScaleLineStyleCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set line style scale", "Command description");
-}
-
 // Required: a scale of 0 gives what dividing by 0 gives.
 void SetScaleLineStyleCommand::ApplyToDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor> descriptor,
                                                  double scale) {
@@ -23,13 +19,6 @@ void SetScaleLineStyleCommand::ApplyToDescriptor(Kernel::Counted<Renderer::LineS
 
 void SetScaleLineStyleCommand::TakeArguments(BaseSetLineDescriptorCommand const& newer) {
     m_scale = static_cast<SetScaleLineStyleCommand const&>(newer).m_scale;
-}
-
-Kernel::Counted<DocumentCommand> SetScaleLineStyleCommand::Clone() const {
-    auto clone = Kernel::Counted<SetScaleLineStyleCommand>(new SetScaleLineStyleCommand);
-    clone->CopyArgumentsFrom(*this);
-    clone->m_scale = m_scale;
-    return clone;
 }
 
 } // namespace Commands

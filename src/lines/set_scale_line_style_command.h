@@ -14,8 +14,7 @@ public:
                              LineCommandDefaultsMode defaultsMode, Kernel::Counted<Selection const> selection)
         : Persisted(contentType, useTextStyle, canMerge, defaultsMode, false, std::move(selection)), m_scale(scale) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set line style scale", "Command description");
 
 protected:
     void ApplyToDescriptor(Kernel::Counted<Renderer::LineStyleDescriptor> descriptor, double scale) override;

@@ -21,10 +21,6 @@ Kernel::Counted<DataMergeFilter const> ChoosePlace(DataMergeList<DataMergeFilter
 
 } // namespace
 
-Kernel::LocalisedString AddDataMergeFilterCommand::GetDescription() const {
-    return Kernel::LocalisedString("Add Data Merge Filter", "Command description");
-}
-
 void AddDataMergeFilterCommand::Apply() {
     auto& filters = m_source->GetFilters();
     if (m_direction == Direction::Undo) {

@@ -16,7 +16,7 @@ public:
           m_newFilter(std::move(filter)),
           m_insertFilter(std::move(before)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Add Data Merge Filter", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

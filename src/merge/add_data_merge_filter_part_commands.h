@@ -7,7 +7,8 @@
 // The commands that add a rule to a filter, and a clause to a rule.
 namespace Commands {
 
-// Base of both. T says where the new object goes, in `static DataMergeList<Part>& GetList(Target&)`.
+// Base of both. T says where the new object goes, in `static DataMergeList<Part>& GetList(Target&)`, and what the
+// arguments are called.
 template <class T, class Target, class Part>
 class AddDataMergeFilterPartCommand : public DataMergeFilterCommand<T> {
 public:
@@ -19,9 +20,7 @@ public:
           m_newPart(std::move(part)),
           m_insertPart(std::move(before)) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Add Data Merge Filter", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Add Data Merge Filter", "Command description");
 
 protected:
     AddDataMergeFilterPartCommand() = default;
@@ -31,7 +30,20 @@ protected:
     Kernel::Counted<Part const> m_insertPart;
 
 private:
+    friend struct Kernel::FieldAccess;
     friend DataMergeFilterCommand<T>;
+    static constexpr auto Fields() {
+        using This = AddDataMergeFilterPartCommand;
+        using Kernel::Field;
+        return Kernel::FieldList{
+            Field{"targ", &This::m_source}.template As<DataMergeSourceReference>("source",
+                                                                                 "the source of the data merge"),
+            Field{"tagf", &This::m_target}.template As<DataMergeReference<Target>>(T::c_target.name, T::c_target.help),
+            Field{"nwft", &This::m_newPart}.template As<NewDataMergeObject<Part>>(T::c_part.name, T::c_part.help),
+            Field{"inft", &This::m_insertPart}.template As<DataMergePlace<Part>>("before", T::c_before,
+                                                                                 typename DataMergePlace<Part>::End()),
+            Field{"uppv", &This::m_updatePreviewCommand}};
+    }
     void Apply() {
         if (!m_target)
             throw Kernel::Exception("the object of the filters that is to change is missing");
@@ -48,24 +60,10 @@ class REDRAFT_API AddDataMergeFilterRuleCommand final
     : public AddDataMergeFilterPartCommand<AddDataMergeFilterRuleCommand, DataMergeRecordValueFilter, DataMergeRule> {
 public:
     using AddDataMergeFilterPartCommand::AddDataMergeFilterPartCommand;
-
-private:
-    friend struct Kernel::FieldAccess;
-    friend AddDataMergeFilterPartCommand;
-    AddDataMergeFilterRuleCommand() = default;
     static DataMergeList<DataMergeRule>& GetList(DataMergeRecordValueFilter& filter) { return filter.GetRules(); }
-    static constexpr auto Fields() {
-        using This = AddDataMergeFilterRuleCommand;
-        return Kernel::FieldList{
-            Kernel::Field{"targ", &This::m_source}.As<DataMergeSourceReference>("source",
-                                                                                "the source of the data merge"),
-            Kernel::Field{"tagf", &This::m_target}.As<DataMergeReference<DataMergeRecordValueFilter>>(
-                "filter", "the filter that gets a rule"),
-            Kernel::Field{"nwft", &This::m_newPart}.As<NewDataMergeObject<DataMergeRule>>("rule", "the new rule"),
-            Kernel::Field{"inft", &This::m_insertPart}.As<DataMergePlace<DataMergeRule>>(
-                "before", "the rule to put it in front of, or end", DataMergePlace<DataMergeRule>::End()),
-            Kernel::Field{"uppv", &This::m_updatePreviewCommand}};
-    }
+    static constexpr DataMergeArgument c_target{"filter", "the filter that gets a rule"},
+        c_part{"rule", "the new rule"};
+    static constexpr std::string_view c_before = "the rule to put it in front of, or end";
 };
 
 // Adds a clause to a rule.
@@ -73,25 +71,10 @@ class REDRAFT_API AddDataMergeFilterClauseCommand final
     : public AddDataMergeFilterPartCommand<AddDataMergeFilterClauseCommand, DataMergeRule, DataMergeRuleClause> {
 public:
     using AddDataMergeFilterPartCommand::AddDataMergeFilterPartCommand;
-
-private:
-    friend struct Kernel::FieldAccess;
-    friend AddDataMergeFilterPartCommand;
-    AddDataMergeFilterClauseCommand() = default;
     static DataMergeList<DataMergeRuleClause>& GetList(DataMergeRule& rule) { return rule.GetClauses(); }
-    static constexpr auto Fields() {
-        using This = AddDataMergeFilterClauseCommand;
-        return Kernel::FieldList{
-            Kernel::Field{"targ", &This::m_source}.As<DataMergeSourceReference>("source",
-                                                                                "the source of the data merge"),
-            Kernel::Field{"tagf", &This::m_target}.As<DataMergeReference<DataMergeRule>>("rule",
-                                                                                         "the rule that gets a clause"),
-            Kernel::Field{"nwft", &This::m_newPart}.As<NewDataMergeObject<DataMergeRuleClause>>("clause",
-                                                                                                "the new clause"),
-            Kernel::Field{"inft", &This::m_insertPart}.As<DataMergePlace<DataMergeRuleClause>>(
-                "before", "the clause to put it in front of, or end", DataMergePlace<DataMergeRuleClause>::End()),
-            Kernel::Field{"uppv", &This::m_updatePreviewCommand}};
-    }
+    static constexpr DataMergeArgument c_target{"rule", "the rule that gets a clause"},
+        c_part{"clause", "the new clause"};
+    static constexpr std::string_view c_before = "the clause to put it in front of, or end";
 };
 
 } // namespace Commands

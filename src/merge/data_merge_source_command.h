@@ -56,9 +56,7 @@ public:
     DataMergeOptionsCommand(Kernel::JailCounted<DataMergeSource> source, Kernel::Counted<Options> options)
         : DataMergeSourceCommand<T>(std::move(source)), m_newOptions(std::move(options)) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Data Merge Source Options", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Data Merge Source Options", "Command description");
     void Do() override {
         m_oldOptions = T::Get(RequireSource(this->m_source));
         Put(DomainCommand::Direction::Do, m_newOptions);

@@ -7,10 +7,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString DeleteDataMergeFilterClauseCommand::GetDescription() const {
-    return Kernel::LocalisedString("Delete Data Merge Filter", "Command description");
-}
-
 void DeleteDataMergeFilterClauseCommand::Apply() {
     if (!m_rule)
         throw Kernel::Exception("the rule with the clause is missing");

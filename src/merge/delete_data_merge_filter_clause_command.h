@@ -20,7 +20,7 @@ public:
           m_rule(std::move(rule)),
           m_clause(std::move(clause)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Delete Data Merge Filter", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

@@ -5,10 +5,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString DeleteDataMergeFilterCommand::GetDescription() const {
-    return Kernel::LocalisedString("Delete Data Merge Filter", "Command description");
-}
-
 void DeleteDataMergeFilterCommand::Apply() {
     auto& filters = m_source->GetFilters();
     if (m_direction == Direction::Do) {

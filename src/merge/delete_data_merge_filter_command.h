@@ -12,7 +12,7 @@ public:
                                  Kernel::JailCounted<DataMergeFilter> filter)
         : DataMergeFilterCommand(std::move(source)), m_filter(std::move(filter)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Delete Data Merge Filter", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

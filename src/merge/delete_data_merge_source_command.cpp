@@ -10,10 +10,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString DeleteDataMergeSourceCommand::GetDescription() const {
-    return Kernel::LocalisedString("Delete Data Merge Source", "Command description");
-}
-
 void DeleteDataMergeSourceCommand::Do() {
     SetDirection(Direction::Do);
     auto& sources = m_documentController->GetDocument()->GetDataMergeSettings();

@@ -12,7 +12,7 @@ public:
     explicit DeleteDataMergeSourceCommand(Kernel::JailCounted<DataMergeSource> source)
         : DataMergePreviewedSourceCommand(std::move(source)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Delete Data Merge Source", "Command description");
     // Nothing happens where the document does not have the source; it is a step all the same.
     void Do() override;
     void Undo() override;

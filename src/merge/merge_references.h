@@ -23,6 +23,11 @@ inline constexpr std::span<std::string_view const> c_outsideNames<DataMergeProce
 
 namespace Commands {
 
+// An argument's name for programs outside, with its help.
+struct DataMergeArgument {
+    std::string_view name, help;
+};
+
 // A source by its place among those of the document, counted from 0.
 struct DataMergeSourceReference {
     Kernel::JailCounted<DataMergeSource> source;

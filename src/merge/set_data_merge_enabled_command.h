@@ -12,9 +12,7 @@ public:
     SetDataMergeEnabledCommand(Kernel::JailCounted<DataMergeSource> source, bool enabled)
         : DataMergePreviewedSourceCommand(std::move(source)), m_newValue(enabled) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Data Merge Source Enabled", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Data Merge Source Enabled", "Command description");
     void Do() override {
         SetDirection(Direction::Do);
         m_oldValue = RequireSource(m_source).IsUserEnabled();

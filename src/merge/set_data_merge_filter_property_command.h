@@ -86,8 +86,10 @@ private:
     static constexpr auto Fields() {
         using This = SetDataMergeFilterPropertyCommand;
         constexpr Kernel::Field c_new{"valu", &This::m_newValue}, c_old{"olvl", &This::m_oldValue};
-        constexpr Kernel::Field c_target{"trgt", &This::m_target}, c_source{"srce", &This::m_source},
-            c_preview{"udcm", &This::m_updatePreviewCommand}, c_row{"olpv", &This::m_oldPreviewRow};
+        constexpr Kernel::Field c_target{"trgt", &This::m_target};
+        constexpr Kernel::Field c_source{"srce", &This::m_source};
+        constexpr Kernel::Field c_preview{"udcm", &This::m_updatePreviewCommand};
+        constexpr Kernel::Field c_row{"olpv", &This::m_oldPreviewRow};
         if constexpr (std::is_enum_v<V>) {
             constexpr auto c_names = c_dataMergeEnumNames<V>;
             return Kernel::FieldList{
@@ -151,6 +153,9 @@ struct DataMergeProperty {
     Get get;
     Set set;
 };
+// Compilers before P1816 deduce no aggregate.
+template <class Get, class Set>
+DataMergeProperty(std::string_view, std::string_view, Get, Set) -> DataMergeProperty<Get, Set>;
 
 // The name by which programs outside give an object of this class.
 template <class F>

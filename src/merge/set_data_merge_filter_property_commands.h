@@ -13,9 +13,7 @@ public:
     using DataMergePropertyCommand::DataMergePropertyCommand;
     static constexpr DataMergeProperty c_property{"enabled", "whether records go through the filter",
                                                   &DataMergeFilter::IsEnabled, &DataMergeFilter::SetIsEnabled};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Enabled", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Enabled", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -31,9 +29,7 @@ public:
     static constexpr DataMergeProperty c_property{"records", "rows of the data, counted from 0",
                                                   &DataMergeSelectedRecordsFilter::GetAllowedIndexes,
                                                   &DataMergeSelectedRecordsFilter::SetAllowedIndexes};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Enabled", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Enabled", "Command description");
 
 protected:
     void SetValue(Kernel::Counted<DataMergeSelectedRecordsFilter> target, Kernel::IndexRangeList const& value,
@@ -53,9 +49,7 @@ public:
     static constexpr DataMergeProperty c_property{"combine", "which of the rule's clauses must hold",
                                                   &DataMergeRule::GetAggregateFunction,
                                                   &DataMergeRule::SetAggregateFunction};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Combine", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Combine", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -71,9 +65,7 @@ public:
     static constexpr DataMergeProperty c_property{"combine", "which of the filter's rules must hold",
                                                   &DataMergeRecordValueFilter::GetAggregateFunction,
                                                   &DataMergeRecordValueFilter::SetAggregateFunction};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Combine", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Combine", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -87,9 +79,7 @@ public:
     using DataMergePropertyCommand::DataMergePropertyCommand;
     static constexpr DataMergeProperty c_property{"field", "the field to compare, by its column",
                                                   &DataMergeRuleClause::GetFieldId, &DataMergeRuleClause::SetFieldId};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Field", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Field", "Command description");
 
 protected:
     void SetValue(Kernel::Counted<DataMergeRuleClause> target, Kernel::String const& value,
@@ -107,9 +97,7 @@ public:
     using DataMergePropertyCommand::DataMergePropertyCommand;
     static constexpr DataMergeProperty c_property{"operator", "how the field is compared",
                                                   &DataMergeRuleClause::GetOperator, &DataMergeRuleClause::SetOperator};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Operator Value", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Operator Value", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -124,9 +112,7 @@ public:
     static constexpr DataMergeProperty c_property{"value", "the value to compare the field with",
                                                   &DataMergeRuleClause::GetMatchValue,
                                                   &DataMergeRuleClause::SetMatchValue};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Match Value", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Match Value", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -141,9 +127,7 @@ public:
     using DataMergePropertyCommand::DataMergePropertyCommand;
     static constexpr DataMergeProperty c_property{"name", "the filter's new name", &DataMergeJavaScriptFilter::GetName,
                                                   &DataMergeJavaScriptFilter::SetName};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Name", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Name", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -159,9 +143,7 @@ public:
     static constexpr DataMergeProperty c_property{"action", "what happens to records that the filter's rule is true of",
                                                   &DataMergeProcessFilter::GetAction,
                                                   &DataMergeProcessFilter::SetAction};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Process Action", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Process Action", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -177,9 +159,7 @@ public:
     static constexpr DataMergeProperty c_property{"message", "the text of the warnings",
                                                   &DataMergeProcessFilter::GetWarningMessageValue,
                                                   &DataMergeProcessFilter::SetWarningMessageValue};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Process Warning Message", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Process Warning Message", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -195,9 +175,7 @@ public:
     static constexpr DataMergeProperty c_property{"field", "the field that gets another value, by its column",
                                                   &DataMergeProcessFilter::GetReplacementField,
                                                   &DataMergeProcessFilter::SetReplacementField};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Process Replacement Field", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Process Replacement Field", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -213,9 +191,7 @@ public:
     static constexpr DataMergeProperty c_property{"value", "the value that the field gets",
                                                   &DataMergeProcessFilter::GetReplacementValue,
                                                   &DataMergeProcessFilter::SetReplacementValue};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Process Replacement Value", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Process Replacement Value", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -229,9 +205,7 @@ public:
     using DataMergePropertyCommand::DataMergePropertyCommand;
     static constexpr DataMergeProperty c_property{"field", "the field to sort by, by its column",
                                                   &DataMergeSortFilter::GetFieldId, &DataMergeSortFilter::SetFieldId};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Sort Field", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Sort Field", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;
@@ -246,9 +220,7 @@ public:
     static constexpr DataMergeProperty c_property{
         "ascending", "true sorts from the smallest to the greatest, false the other way round",
         &DataMergeSortFilter::GetAscending, &DataMergeSortFilter::SetAscending};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Sort Direction", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Sort Direction", "Command description");
 
 private:
     friend struct Kernel::FieldAccess;

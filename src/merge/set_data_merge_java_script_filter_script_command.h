@@ -14,9 +14,7 @@ public:
     static constexpr DataMergeProperty c_property{
         "script", "the body of a JavaScript function of record, which says whether to keep it",
         &DataMergeJavaScriptFilter::GetScript, &DataMergeJavaScriptFilter::SetScript};
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Script", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Script", "Command description");
     void Notify(Kernel::NotificationList& notifications) override {
         DataMergePropertyCommand::Notify(notifications);
         notifications.push_back(

@@ -6,10 +6,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetDataMergeOutputPagesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set Data Merge Page Range", "Command description");
-}
-
 void SetDataMergeOutputPagesCommand::Do() {
     SetDirection(Direction::Do);
     auto& source = RequireSource(m_source);

@@ -20,7 +20,7 @@ public:
           m_newStartPage(startPage),
           m_newEndPage(endPage) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set Data Merge Page Range", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;

@@ -17,9 +17,7 @@ public:
                                               bool include)
         : Persisted(std::move(source), std::move(clause), include), m_valueKey(std::move(value)) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Match Value", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Match Value", "Command description");
     // Those of two values stay two steps.
     static constexpr auto MergeTargets() {
         using This = SetDataMergeValueFilterMatchValuesCommand;
@@ -55,9 +53,7 @@ public:
                                                         Kernel::JailCounted<DataMergeRuleClause> clause, bool include)
         : Persisted(std::move(source), std::move(clause), include) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Filter Include", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Filter Include", "Command description");
 
 protected:
     bool GetValue(Kernel::JailCounted<DataMergeRuleClause> clause) const override;

@@ -1,25 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
+#include "frame/persistence/directed_command.h"
 #include "publishing/css_file_argument.h"
 
 namespace Commands {
 
 // Adds a style sheet behind those that the document's e-books carry.
-class REDRAFT_API AddCssFileCommand final : public Persisted<AddCssFileCommand, DocumentCommand> {
+class REDRAFT_API AddCssFileCommand final : public DirectedCommand<AddCssFileCommand> {
 public:
     static constexpr bool c_storesBaseFirst = true;
 
     // Throws Kernel::Exception without a file.
     explicit AddCssFileCommand(Kernel::Counted<EPub::CSSFile const> cssFile) : m_cssFile(std::move(cssFile)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
+    static constexpr auto c_description = Kernel::Localisable("Add CSS File", "Command description");
+    void Run(Direction direction);
     void Notify(Kernel::NotificationList& notifications) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

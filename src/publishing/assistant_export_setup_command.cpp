@@ -7,10 +7,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString AssistantExportSetupCommand::GetDescription() const {
-    return Kernel::LocalisedString("Export setup (assistant)", "Export setup (assistant) command name");
-}
-
 void AssistantExportSetupCommand::Do() {
     SetDirection(Direction::Do);
     m_changed = false;
@@ -96,10 +92,6 @@ void AssistantExportSetupCommand::PostLoad(Kernel::NonCounted<DocumentController
     if (m_innerCommand)
         m_innerCommand->PostLoad(controller);
     DocumentCommand::PostLoad(controller);
-}
-
-Kernel::Counted<DocumentCommand> AssistantExportSetupCommand::Clone() const {
-    return Kernel::MakeCounted<AssistantExportSetupCommand>();
 }
 
 } // namespace Commands

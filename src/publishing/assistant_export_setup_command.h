@@ -14,7 +14,8 @@ class REDRAFT_API AssistantExportSetupCommand final : public Persisted<Assistant
 public:
     AssistantExportSetupCommand() = default;
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description =
+        Kernel::Localisable("Export setup (assistant)", "Export setup (assistant) command name");
     void Do() override;
     void Undo() override;
     void Redo() override;
@@ -23,7 +24,6 @@ public:
     bool MakesDOMDirty() const override { return m_changed; }
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

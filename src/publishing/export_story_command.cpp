@@ -40,10 +40,6 @@ ExportStoryCommand::ExportStoryCommand(Kernel::Counted<Selection const> selectio
     : Persisted(std::move(selection)), m_path(std::move(path)), m_options(std::move(options)) {}
 ExportStoryCommand::~ExportStoryCommand() = default;
 
-Kernel::LocalisedString ExportStoryCommand::GetDescription() const {
-    return Kernel::LocalisedString("Export story", "Command description");
-}
-
 void ExportStoryCommand::Do() {
     SetDirection(Direction::Do);
     m_result = Written;

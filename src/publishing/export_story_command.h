@@ -34,15 +34,13 @@ public:
     // Of the last Do.
     int GetResult() const { return m_result; }
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Export story", "Command description");
     void Do() override;
     void Undo() override {}
     void Redo() override {}
     void Notify(Kernel::NotificationList&) override {}
     void Teardown() override {}
     bool ShouldStackForUndo() const override { return false; }
-    bool ShouldStackForMacro() const override { return false; }
-    bool MakesDOMDirty() const override { return false; }
     Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
     void Save(Kernel::OutSerialiser& out) const override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;

@@ -1,27 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "platform/document/command.h"
+#include "frame/persistence/directed_command.h"
 #include "platform/epub/css_file.h"
 
 namespace Commands {
 
 // Removes a style sheet from those that the document's e-books carry.
-class REDRAFT_API RemoveCssFileCommand final : public Persisted<RemoveCssFileCommand, DocumentCommand> {
+class REDRAFT_API RemoveCssFileCommand final : public DirectedCommand<RemoveCssFileCommand> {
 public:
     static constexpr bool c_storesBaseFirst = true;
 
     // The file's place in the document's list, from 0.
     explicit RemoveCssFileCommand(int index) : m_index(index) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Remove CSS File", "Command description");
     // Throws Kernel::Exception where the list has no such place.
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
+    void Run(Direction direction);
     void Notify(Kernel::NotificationList& notifications) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

@@ -14,9 +14,7 @@ public:
     // Takes the metadata; null: nothing is said.
     using SettingCommand::SettingCommand;
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Accessibility Metadata", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Accessibility Metadata", "Command description");
     static Kernel::Counted<EPub::AccessibilityMetadata const> Get(DocumentController& document) {
         return document.GetAccessibilityMetadata();
     }

@@ -15,9 +15,7 @@ public:
     using SettingCommand::SettingCommand;
     static constexpr bool c_storesBaseFirst = true;
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set EPub cover info", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set EPub cover info", "Command description");
     static Kernel::Counted<EPubCoverInfo const> Get(DocumentController& document) {
         return document.GetDocument()->GetEPubCoverInfo();
     }

@@ -3,10 +3,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString InflateUntrustedRasterNodesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Inflate untrusted raster nodes", "Command description");
-}
-
 void InflateUntrustedRasterNodesCommand::Do() {
     m_visitor = Kernel::MakeCounted<UpdateTransformedRasterNodesVisitor>(GetDocumentController());
     SelectionCommandWithSingleInterface::Do();

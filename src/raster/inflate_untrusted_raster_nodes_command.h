@@ -17,7 +17,7 @@ public:
     explicit InflateUntrustedRasterNodesCommand(Kernel::Counted<Selection const> selection)
         : Persisted(std::move(selection)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Inflate untrusted raster nodes", "Command description");
     void Do() override;
     void Undo() override {}
     void Redo() override {}

@@ -1,10 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "raster/raster_polar_to_rectangular_command.h"
 
-namespace Commands {
-
-Kernel::LocalisedString RasterPolarToRectangularCommand::GetDescription() const {
-    return Kernel::LocalisedString("Polar To Rectangular", "Command description");
-}
-
-} // namespace Commands
+namespace Commands {} // namespace Commands

@@ -9,7 +9,7 @@ namespace Commands {
 class REDRAFT_API RasterPolarToRectangularCommand final : public PolarCommandBase<RasterPolarToRectangularCommand> {
 public:
     static constexpr PolarDirection c_direction = PolarDirection::PolarToRectangular;
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Polar To Rectangular", "Command description");
 };
 
 } // namespace Commands

@@ -9,7 +9,7 @@ namespace Commands {
 class REDRAFT_API RasterRectangularToPolarCommand final : public PolarCommandBase<RasterRectangularToPolarCommand> {
 public:
     static constexpr PolarDirection c_direction = PolarDirection::RectangularToPolar;
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Rectangular To Polar", "Command description");
 };
 
 } // namespace Commands

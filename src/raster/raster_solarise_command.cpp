@@ -6,10 +6,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString RasterSolariseCommand::GetDescription() const {
-    return Kernel::LocalisedString("Solarise", "Command description");
-}
-
 Kernel::RectT<int> RasterSolariseCommand::DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) {
     auto const source = layer->GetBitmap()->Clone(nullptr);
     auto const document = GetDocumentController();

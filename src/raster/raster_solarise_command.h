@@ -8,7 +8,7 @@ namespace Commands {
 // Turns colours that are brighter than the middle into their negatives; alpha stays.
 class REDRAFT_API RasterSolariseCommand final : public LayerEffectCommand<RasterSolariseCommand> {
 public:
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Solarise", "Command description");
 
 protected:
     Kernel::RectT<int> DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) override;

@@ -6,10 +6,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString RasterWebSafeDitherCommand::GetDescription() const {
-    return Kernel::LocalisedString("Websafe Dither", "Command description");
-}
-
 Kernel::RectT<int> RasterWebSafeDitherCommand::DoEffect(Kernel::NonCounted<MutableRasterInterface> layer) {
     auto const document = GetDocumentController();
     auto const region = GetEffectRegion(*document, *layer);

@@ -16,10 +16,6 @@ ReplaceBitmapCommand::ReplaceBitmapCommand(Kernel::Counted<Raster::DynamicBitmap
 
 ReplaceBitmapCommand::ReplaceBitmapCommand() : ReplaceBitmapCommand({}, {}) {}
 
-Kernel::LocalisedString ReplaceBitmapCommand::GetDescription() const {
-    return Kernel::LocalisedString("Replace bitmap", "Command description");
-}
-
 void ReplaceBitmapCommand::Receive(Kernel::NonCounted<RasterNode> layer) {
     // In Undo the visit comes by layers outside the tree too, which took no part in Do.
     if (!layer->IsInDocument())

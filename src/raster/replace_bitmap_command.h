@@ -13,7 +13,7 @@ class REDRAFT_API ReplaceBitmapCommand final
 public:
     ReplaceBitmapCommand(Kernel::Counted<Raster::DynamicBitmap> bitmap, Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Replace bitmap", "Command description");
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
     // The bitmap must have the size of each selected layer's.
     bool ValidateUntrusted() override;

@@ -35,14 +35,6 @@ bool ConvertToArtTextCommand::CanApplyTo(Kernel::Counted<TextFrameInterface cons
     return true;
 }
 
-Kernel::LocalisedString ConvertToArtTextCommand::GetDescription() const {
-    return Kernel::LocalisedString("Convert to Art Text", "Command description");
-}
-
-Kernel::Counted<DocumentCommand> ConvertToArtTextCommand::Clone() const {
-    return Kernel::MakeCounted<ConvertToArtTextCommand>();
-}
-
 void ConvertToArtTextCommand::ComposeSelectedFrames() {
     auto const selection = GetSelection();
     if (!selection)

@@ -23,9 +23,8 @@ public:
     // Judges the first frame of the selection, together with the chain that it stands in.
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Convert to Art Text", "Command description");
     bool CanOnlyOperateOnCurrentSpread() const override { return false; }
-    Kernel::Counted<DocumentCommand> Clone() const override;
     void Do() override;
     void Undo() override;
     void Redo() override;

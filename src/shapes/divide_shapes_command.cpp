@@ -35,10 +35,6 @@ bool DivideShapesCommand::ValidateUntrusted() {
     return false;
 }
 
-Kernel::LocalisedString DivideShapesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Divide shapes", "Divide shapes command name");
-}
-
 void DivideShapesCommand::Progress(float value) {
     if (auto const controller = GetDocumentController())
         controller->UpdateProgress(Kernel::Counted<DomainCommand const>(this), value);
@@ -158,7 +154,9 @@ void DivideShapesCommand::Redo() {
         return;
     PutBack(m_newNodes, m_newParents, m_newPreviousSiblings);
     TakeOut(m_oldNodes);
-    RedoSelection(*GetDocumentController());
+    // A preview that found nothing to do has set none, and is shown again after a save.
+    if (m_newSelection || m_oldSelection)
+        RedoSelection(*GetDocumentController());
 }
 
 void DivideShapesCommand::PutBack(Nodes const& nodes, Nodes const& parents, Nodes const& previousSiblings) {

@@ -24,7 +24,7 @@ public:
     static constexpr bool c_combinesObjects = true;
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Divide shapes", "Divide shapes command name");
     // Throws Kernel::AbortException, with the document untouched, once the abort flag is set.
     void Do() override;
     void Undo() override;

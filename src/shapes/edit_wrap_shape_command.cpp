@@ -38,10 +38,6 @@ bool EditWrapShapeCommand::CanExecute(Kernel::NonCounted<DocumentController cons
     return node && (IsWrapShape(*node) || Kernel::CastPointer<TextWrapInterface const>(node.get()) != nullptr);
 }
 
-Kernel::LocalisedString EditWrapShapeCommand::GetDescription() const {
-    return Kernel::LocalisedString("Edit wrap shape", "Edit wrap shape command name");
-}
-
 // Without a node it is still a step, one that changes nothing. The wrap style is set for all that is selected, the
 // shape belongs to the first object.
 void EditWrapShapeCommand::Do() {

@@ -15,7 +15,7 @@ public:
 
     static bool CanExecute(Kernel::NonCounted<DocumentController const> controller);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Edit wrap shape", "Edit wrap shape command name");
     void Do() override;
     void Undo() override;
     void Redo() override;

@@ -207,8 +207,4 @@ void FillHolesCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>
     StructureCommandHelper::Notify(notifications);
 }
 
-Kernel::Counted<DocumentCommand> FillHolesCommand::Clone() const {
-    return Kernel::MakeCounted<FillHolesCommand>(m_removeInternalLines);
-}
-
 } // namespace Commands

@@ -31,7 +31,6 @@ public:
     bool ShouldStackForUndo() const override { return m_valid; }
     ProgressType GetProgressType() const override { return ProgressType::Bar; }
     bool* GetProgressAbortPointer() const override { return &m_abort; }
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

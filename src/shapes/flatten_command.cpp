@@ -18,10 +18,6 @@ constexpr auto c_plain = NodeChildListType::Plain;
 
 } // namespace
 
-Kernel::LocalisedString FlattenCommand::GetDescription() const {
-    return Kernel::LocalisedString("Flatten document", "Command description");
-}
-
 Kernel::JailCounted<Node> FlattenCommand::GetFlatteningRoot() const {
     return GetDocumentController()->GetCurrentSpread();
 }
@@ -107,8 +103,6 @@ void FlattenCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>>& 
     NotifySelection(*this, notifications);
     StructureCommandHelper::Notify(notifications);
 }
-
-Kernel::Counted<DocumentCommand> FlattenCommand::Clone() const { return Kernel::MakeCounted<FlattenCommand>(); }
 
 void FlattenCommand::Progress(float value, void* context) {
     auto* const command = static_cast<FlattenCommand*>(context);

@@ -19,13 +19,12 @@ class REDRAFT_API FlattenCommand final : public Persisted<FlattenCommand, Docume
 public:
     FlattenCommand() = default;
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Flatten document", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
     ProgressType GetProgressType() const override { return ProgressType::LargeBar; }
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

@@ -48,10 +48,6 @@ bool UngroupAllNodesCommand::CanApplyTo(Kernel::Counted<Selection const> selecti
     return visitor.HasFound();
 }
 
-Kernel::LocalisedString UngroupAllNodesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Ungroup all", "Command description");
-}
-
 // The groups below the selection take its place.
 void UngroupAllNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
     GetSelection();
@@ -82,10 +78,6 @@ void UngroupAllNodesCommand::PutChildBack(UngroupChildRecord const& record, bool
 
 void UngroupAllNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> controller) {
     SelectionCommandBase::PostLoad(controller);
-}
-
-Kernel::Counted<DocumentCommand> UngroupAllNodesCommand::Clone() const {
-    return Kernel::MakeCounted<UngroupAllNodesCommand>();
 }
 
 } // namespace Commands

@@ -13,9 +13,8 @@ public:
 
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Ungroup all", "Command description");
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
 
     void Receive(Kernel::NonCounted<GroupNode> group);

@@ -23,10 +23,6 @@ bool UngroupNodesCommand::CanApplyTo(Kernel::Counted<Selection const> selection)
     });
 }
 
-Kernel::LocalisedString UngroupNodesCommand::GetDescription() const {
-    return Kernel::LocalisedString("Ungroup", "Command description");
-}
-
 // Linked instances are set free first: their top nodes are what the detach command is given.
 void UngroupNodesCommand::PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) {
     OrderedSelectionCommand::PostDequeueWithMutableController(controller);
@@ -103,10 +99,6 @@ void UngroupNodesCommand::PostLoad(Kernel::NonCounted<DocumentController> contro
     if (m_detachSymbolCommand)
         m_detachSymbolCommand->PostLoad(controller);
     SelectionCommandBase::PostLoad(controller);
-}
-
-Kernel::Counted<DocumentCommand> UngroupNodesCommand::Clone() const {
-    return Kernel::MakeCounted<UngroupNodesCommand>(m_relaxAppliedConstraints);
 }
 
 } // namespace Commands

@@ -14,12 +14,11 @@ public:
 
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Ungroup", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
     void PostDequeueWithMutableController(Kernel::NonCounted<DocumentController> controller) override;
 
     void Receive(Kernel::NonCounted<GroupNode> group) { ReceiveNode(group); }

@@ -16,10 +16,6 @@ AddCaptionCommand::AddCaptionCommand(Kernel::Counted<CaptionInfo const> captionI
                 std::move(selection), InsertionMode::Inside, 0, ApplyDefault::Never, ApplyDefault::Never),
       m_captionInfo(std::move(captionInfo)) {}
 
-Kernel::LocalisedString AddCaptionCommand::GetDescription() const {
-    return Kernel::LocalisedString("Add Caption", "Command description");
-}
-
 void AddCaptionCommand::Do() {
     // The first call may only find out whose selection it is.
     GetSelection();

@@ -18,7 +18,7 @@ public:
     AddCaptionCommand(Kernel::Counted<CaptionInfo const> captionInfo, Kernel::Counted<Selection const> selection,
                       bool selectNode = true);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Add Caption", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;

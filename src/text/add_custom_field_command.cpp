@@ -10,10 +10,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString AddCustomFieldCommand::GetDescription() const {
-    return Kernel::LocalisedString("Add Custom Field", "Command description");
-}
-
 void AddCustomFieldCommand::Do() {
     SetDirection(Direction::Do);
     m_documentController->GetDocument()->GetCustomFieldSource().AddField(m_guid, m_name, m_value);
@@ -48,10 +44,6 @@ bool AddCustomFieldCommand::TakeOver(Kernel::Counted<Command const> const& newer
 
 bool AddCustomFieldCommand::Merge(Kernel::Counted<Command const> newer) {
     return TakeOver(newer, m_guid, m_name, m_value);
-}
-
-Kernel::Counted<DocumentCommand> AddCustomFieldCommand::Clone() const {
-    return Kernel::MakeCounted<AddCustomFieldCommand>(m_guid, m_name, m_value);
 }
 
 } // namespace Commands

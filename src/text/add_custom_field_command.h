@@ -14,13 +14,12 @@ public:
     AddCustomFieldCommand(Kernel::String guid, Kernel::String name, Kernel::String value)
         : m_guid(std::move(guid)), m_name(std::move(name)), m_value(std::move(value)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Add Custom Field", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
     bool Merge(Kernel::Counted<Command const> newer) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
     // Takes over the name or the value that `newer` gives to the field `guid`; false where it does neither.
     static bool TakeOver(Kernel::Counted<Command const> const& newer, Kernel::String const& guid, Kernel::String& name,

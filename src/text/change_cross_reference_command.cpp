@@ -32,10 +32,6 @@ bool ChangeCrossReferenceCommand::CanApplyTo(Kernel::Counted<Selection const> se
     return false;
 }
 
-Kernel::LocalisedString ChangeCrossReferenceCommand::GetDescription() const {
-    return Kernel::LocalisedString("Edit Cross-Reference", "Command description");
-}
-
 void ChangeCrossReferenceCommand::BeginPass() {
     m_cursor = 0;
     m_visitedStories.clear();
@@ -186,11 +182,6 @@ void ChangeCrossReferenceCommand::PostLoad(Kernel::NonCounted<DocumentController
     SelectionCommandBase::PostLoad(controller);
     if (m_updateCommand)
         m_updateCommand->PostLoad(controller);
-}
-
-Kernel::Counted<DocumentCommand> ChangeCrossReferenceCommand::Clone() const {
-    return Kernel::MakeCounted<ChangeCrossReferenceCommand>(m_targetType, m_att, m_anchorData, m_anchorFlag,
-                                                            GetGivenSelection());
 }
 
 } // namespace Commands

@@ -27,14 +27,13 @@ public:
     // Whether there is a reference in the selected text.
     static bool CanApplyTo(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Edit Cross-Reference", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
     void Notify(Kernel::NotificationList& notifications) override;
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
     bool IsUnsupportedBeta() const override { return !m_att || m_oldUiScales.empty(); }
     bool VisitInReverse() const override { return false; }
     bool DoInReverse() const override { return false; }

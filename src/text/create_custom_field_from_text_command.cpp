@@ -36,7 +36,7 @@ Kernel::Counted<TextNode> FindFirstText(Selection const& selection) {
 
 bool CreateCustomFieldFromTextCommand::CanCreateCustomFieldFromSelection(Kernel::Counted<Selection const> selection) {
     using namespace Story;
-    auto const text = selection ? selection->MakeFirstStorySelection(true) : Story::Selection();
+    auto const text = selection ? selection->MakeFirstStorySelection(true) : ::Story::Selection();
     if (!text.IsSet() || text.BaseFindIf(GlyphPredicateAdaptor<IsHardBreak>()).IsSet() ||
         text.BaseFindIf(GlyphPredicateAdaptor<IsFillerTextGlyph>()).IsSet() || text.GetRangeCount() >= 2)
         return false;
@@ -47,7 +47,7 @@ bool CreateCustomFieldFromTextCommand::CanCreateCustomFieldFromSelection(Kernel:
 
 void CreateCustomFieldFromTextCommand::GetSuggestedNameAndValue(Kernel::Counted<Selection const> selection,
                                                                 Kernel::String& name, Kernel::String& value) {
-    auto const text = selection ? selection->MakeFirstStorySelection(true) : Story::Selection();
+    auto const text = selection ? selection->MakeFirstStorySelection(true) : ::Story::Selection();
     auto const node = selection ? FindFirstText(*selection) : nullptr;
     auto const ranges = text.GetRanges(true);
     if (!text.IsSet() || ranges.empty() || !node)
@@ -66,10 +66,6 @@ void CreateCustomFieldFromTextCommand::GetSuggestedNameAndValue(Kernel::Counted<
     trimmed.remove_prefix(first == std::string_view::npos ? trimmed.size() : first);
     value = Kernel::String(trimmed);
     name = Kernel::String(trimmed.substr(0, trimmed.find(' ')));
-}
-
-Kernel::LocalisedString CreateCustomFieldFromTextCommand::GetDescription() const {
-    return Kernel::LocalisedString("Convert text to field", "Command description");
 }
 
 void CreateCustomFieldFromTextCommand::Do() {
@@ -107,10 +103,6 @@ void CreateCustomFieldFromTextCommand::Notify(Kernel::NotificationList& notifica
 
 bool CreateCustomFieldFromTextCommand::Merge(Kernel::Counted<Command const> newer) {
     return AddCustomFieldCommand::TakeOver(newer, m_guid, m_name, m_value);
-}
-
-Kernel::Counted<DocumentCommand> CreateCustomFieldFromTextCommand::Clone() const {
-    return Kernel::MakeCounted<CreateCustomFieldFromTextCommand>(m_guid, m_name, m_value);
 }
 
 } // namespace Commands

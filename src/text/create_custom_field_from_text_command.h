@@ -26,7 +26,7 @@ public:
     static void GetSuggestedNameAndValue(Kernel::Counted<Selection const> selection, Kernel::String& name,
                                          Kernel::String& value);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Convert text to field", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
@@ -34,7 +34,6 @@ public:
     // The catalogue has a new field, even where no text was there to show it.
     bool ShouldStackForUndo() const override { return true; }
     bool Merge(Kernel::Counted<Command const> newer) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
     static constexpr bool c_storesBaseFirst = true;
 

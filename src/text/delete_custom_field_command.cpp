@@ -7,13 +7,8 @@
 #include "text/custom_field_locator.h"
 
 #include <algorithm>
-#include <ranges>
 
 namespace Commands {
-
-Kernel::LocalisedString DeleteCustomFieldCommand::GetDescription() const {
-    return Kernel::LocalisedString("Delete Custom Field", "Command description");
-}
 
 // The glyphs become text while the field is still there, and has its value.
 void DeleteCustomFieldCommand::Do() {
@@ -36,8 +31,8 @@ void DeleteCustomFieldCommand::Do() {
 void DeleteCustomFieldCommand::Undo() {
     SetDirection(Direction::Undo);
     m_documentController->GetDocument()->GetCustomFieldSource().AddField(m_guid, m_name, m_value);
-    for (auto const& expand : std::views::reverse(m_expandCommands))
-        InnerCommands::UndoOne(*expand);
+    for (auto expand = m_expandCommands.rbegin(); expand != m_expandCommands.rend(); ++expand)
+        InnerCommands::UndoOne(**expand);
 }
 
 void DeleteCustomFieldCommand::Redo() {
@@ -70,10 +65,6 @@ void DeleteCustomFieldCommand::PostLoad(Kernel::NonCounted<DocumentController>) 
 
 void DeleteCustomFieldCommand::AppendInnerCommands(InnerCommands::List& found) const {
     found.insert(found.end(), m_expandCommands.begin(), m_expandCommands.end());
-}
-
-Kernel::Counted<DocumentCommand> DeleteCustomFieldCommand::Clone() const {
-    return Kernel::MakeCounted<DeleteCustomFieldCommand>(m_guid);
 }
 
 } // namespace Commands

@@ -12,7 +12,7 @@ class REDRAFT_API DeleteCustomFieldCommand final : public Persisted<DeleteCustom
 public:
     explicit DeleteCustomFieldCommand(Kernel::String guid) : m_guid(std::move(guid)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Delete Custom Field", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
@@ -20,7 +20,6 @@ public:
     // False where one of the inner commands is missing.
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
     void PostLoad(Kernel::NonCounted<DocumentController> controller) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
     // One for each story that showed the field, once the command has run.
     std::vector<Kernel::Counted<ExpandFieldGlyphCommand>> const& GetExpandCommands() const { return m_expandCommands; }

@@ -9,12 +9,4 @@ EmbedLinkedTextCommand::EmbedLinkedTextCommand(Kernel::Counted<Selection const> 
     : Persisted(Story::MakeDelta(Story::ParagraphAtt::Object::LinkedFile, Story::LinkedFileAtt::GetDefault()),
                 std::move(selection)) {}
 
-Kernel::LocalisedString EmbedLinkedTextCommand::GetDescription() const {
-    return Kernel::LocalisedString("Embed Text File", "Command description");
-}
-
-Kernel::Counted<DocumentCommand> EmbedLinkedTextCommand::Clone() const {
-    return Kernel::MakeCounted<EmbedLinkedTextCommand>(GetGivenSelection());
-}
-
 } // namespace Commands

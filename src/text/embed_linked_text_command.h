@@ -11,8 +11,10 @@ class REDRAFT_API EmbedLinkedTextCommand final : public Persisted<EmbedLinkedTex
 public:
     explicit EmbedLinkedTextCommand(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
+    static constexpr auto c_description = Kernel::Localisable("Embed Text File", "Command description");
+    Kernel::Counted<DocumentCommand> Clone() const override {
+        return Kernel::MakeCounted<EmbedLinkedTextCommand>(GetGivenSelection());
+    }
 
 private:
     friend struct Kernel::FieldAccess;

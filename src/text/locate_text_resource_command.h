@@ -12,7 +12,7 @@ class REDRAFT_API LocateTextResourceCommand final
 public:
     explicit LocateTextResourceCommand(Kernel::Counted<Selection const> selection);
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Locate resource", "Locate resource command name");
     void Notify(Kernel::NotificationList& notifications) override;
     Kernel::Counted<DocumentCommand> Clone() const override { return {}; }
 

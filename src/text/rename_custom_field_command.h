@@ -1,30 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "platform/document/command.h"
+#include "frame/persistence/value_command.h"
 #include "text/field_reference.h"
 
 namespace Commands {
 
-// Gives a field another name; texts show its value as before.
-class REDRAFT_API RenameCustomFieldCommand final : public Persisted<RenameCustomFieldCommand, DocumentCommand> {
+// Gives a field another name; texts show its value as before. A run of renames of one field is one step.
+class REDRAFT_API RenameCustomFieldCommand final : public ValueCommand<RenameCustomFieldCommand, Kernel::String> {
 public:
+    static constexpr auto c_description = Kernel::Localisable("Rename Custom Field", "Command description");
+    static constexpr bool c_storesBaseFirst = true;
+
     RenameCustomFieldCommand(Kernel::String guid, Kernel::String name)
-        : m_guid(std::move(guid)), m_name(std::move(name)) {}
+        : ValueCommand(std::move(name)), m_guid(std::move(guid)) {}
 
     Kernel::String const& GetGuid() const { return m_guid; }
-    Kernel::String const& GetName() const { return m_name; }
-
-    Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
+    Kernel::String const& GetName() const { return m_value; }
+    Kernel::String Read();
+    void Write(Kernel::String const& name);
+    bool HasTarget(RenameCustomFieldCommand const& newer) const { return newer.m_guid == m_guid; }
     void Notify(Kernel::NotificationList& notifications) override;
-    bool Merge(Kernel::Counted<Command const> newer) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
-
-    static constexpr bool c_storesBaseFirst = true;
 
 private:
     friend struct Kernel::FieldAccess;
@@ -33,10 +29,10 @@ private:
         using This = RenameCustomFieldCommand;
         return Kernel::FieldList{
             Kernel::Field{"guid", &This::m_guid}.As<FieldReference>("field", "the field, by name or identity"),
-            Kernel::Field{"name", &This::m_name}.As("name", "its new name"), Kernel::Field{"onam", &This::m_oldName}};
+            Kernel::Field{"name", &This::m_value}.As("name", "its new name"), Kernel::Field{"onam", &This::m_oldValue}};
     }
 
-    Kernel::String m_guid, m_name, m_oldName;
+    Kernel::String m_guid;
 };
 
 } // namespace Commands

@@ -1,25 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "platform/document/command.h"
+#include "frame/persistence/directed_command.h"
 #include "text/anchor_reference.h"
 
 namespace Commands {
 
 // Gives an anchor another identity.
-class REDRAFT_API SetAnchorDataGUIDCommand final : public Persisted<SetAnchorDataGUIDCommand, DocumentCommand> {
+class REDRAFT_API SetAnchorDataGUIDCommand final : public DirectedCommand<SetAnchorDataGUIDCommand> {
 public:
     SetAnchorDataGUIDCommand(Kernel::Counted<Story::AnchorData const> anchorData, Kernel::String guid)
         : m_anchorData(std::move(anchorData)), m_guid(std::move(guid)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
+    static constexpr auto c_description = Kernel::Localisable("Change anchor binding", "Command description");
+    void Run(Direction direction);
     void Notify(Kernel::NotificationList&) override {}
     bool Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short version) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
     static constexpr bool c_storesBaseFirst = true;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "contents/delete_toc_style_command.h"
 #include "contents/rename_toc_style_command.h"
+#include "contents/toc_style_arguments.h"
 #include "contents/update_toc_style_command.h"
 #include "platform/document/toc_visitor.h"
 #include "platform/kernel/cast.h"
@@ -178,6 +179,13 @@ TEST_F(TocStyles, ATableThatCannotBeAlteredIsSkipped) {
     EXPECT_EQ(command->GetAlterCommands().size(), 1u);
     EXPECT_EQ(GetStylesOfTables(), (Names{"Novel", "Novel"}));
     EXPECT_EQ(GetText(0), GetText(1));
+}
+
+TEST(TocStyleArgument, IsATitleWithItsStyle) {
+    TocStyleArgument const argument{"In brief", "Small title"};
+    auto const definition = static_cast<Kernel::Counted<Story::TocStyleDelta const>>(argument)->GetTocAtt();
+    EXPECT_EQ(definition->GetTitle(), "In brief");
+    EXPECT_EQ(definition->GetTitleStyleName(), "Small title");
 }
 
 } // namespace

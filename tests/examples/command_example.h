@@ -59,6 +59,13 @@ struct CommandExample {
     static std::vector<CommandExample> const& GetAll();
 };
 
+// An example's `make` that gives the constructor these arguments.
+template <class T, class... Argument>
+auto Constructs(Argument... arguments) {
+    return
+        [=](DocumentController&) -> Kernel::Counted<DocumentCommand> { return Kernel::MakeCounted<T>(arguments...); };
+}
+
 // Registers an example before the program begins.
 struct ExampleRegistration {
     explicit ExampleRegistration(CommandExample example) { CommandExample::Register(std::move(example)); }

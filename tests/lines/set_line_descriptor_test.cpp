@@ -105,6 +105,25 @@ TEST(SetLineDescriptor, TakesBit8ForTheWeightAndBit9ForTheAlignment) {
     EXPECT_EQ("SetLineAlignmentCommand", NamesOf(*alignment));
 }
 
+TEST(SetLineDescriptor, HasAnInnerCommandForEachPropertyBeyondTheStyle) {
+    Scene const scene;
+    LineArgument const argument{.dash = {}, .startHead = ArrowHeadShape::Arrow, .endHead = ArrowHeadShape::Circle};
+    std::pair<LineProperty, char const*> const cases[] = {
+        {LineProperty::DashPhase, "SetLineStyleCommand"},
+        {LineProperty::Alignment, "SetLineAlignmentCommand"},
+        {LineProperty::BehindFill, "SetDrawLineBehindFillCommand"},
+        {LineProperty::ScaleWithObject, "SetScaleLineStyleCommand"},
+        {LineProperty::FrontHead, "SetStrokeArrowHeadsCommand"},
+        {LineProperty::BackHead, "SetStrokeArrowHeadsCommand"},
+        {LineProperty::HeadAlignment, "SetStrokeArrowHeadAlignmentCommand"},
+        {LineProperty::FrontHeadScale, "SetStrokeArrowHeadScaleCommand"},
+        {LineProperty::BackHeadScale, "SetStrokeArrowHeadScaleCommand"},
+        {LineProperty::Pressure, "SetLineStylePressureCommand"},
+    };
+    for (auto const& [property, name] : cases)
+        EXPECT_EQ(name, NamesOf(*scene.Dequeued(argument, Bit(property)))) << Bit(property);
+}
+
 TEST(SetLineDescriptor, OfTypeAndWeightIsOneInnerCommand) {
     Scene const scene;
     auto const command = scene.Dequeued(Line(5), 3);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "merge/delete_data_merge_source_command.h"
+#include "merge/merge_options_arguments.h"
 #include "merge/set_data_merge_enabled_command.h"
 #include "merge/set_data_merge_output_pages_command.h"
 #include "merge/set_data_merge_source_options_commands.h"
@@ -176,6 +177,19 @@ TEST(DataMergeSourceCommands, WithoutASourceFailWithAWord) {
     EXPECT_THROW(document->Run(Kernel::MakeCounted<SetDataMergeFetcherOptionsCommand>(nullptr, nullptr)),
                  Kernel::Exception);
     EXPECT_EQ(0u, document->GetHistory()->GetCount());
+}
+
+TEST(DataMergeParserArgument, HandsItsCharactersOn) {
+    DataMergeParserArgument argument;
+    argument.givenDelimiter = {';'};
+    argument.givenQuote = {'\''};
+    argument.givenDecimalMark = {','};
+    argument.locale = "de_DE";
+    auto const parser = static_cast<Kernel::Counted<DataMergeParser>>(argument);
+    EXPECT_EQ(parser->GetOptions().delimiter, ';');
+    EXPECT_EQ(parser->GetOptions().quote, '\'');
+    EXPECT_EQ(parser->GetOptions().decimalMark, ',');
+    EXPECT_EQ(parser->GetLocale(), "de_DE");
 }
 
 } // namespace

@@ -234,6 +234,19 @@ TEST_F(ConvertToArtText, RaggedTextLooksTheSameAfterwards) {
     ExpectSamePicture(before);
 }
 
+TEST_F(ConvertToArtText, TextThatIsScaledInOneDirectionLooksTheSameAfterwards) {
+    auto const wide = Add({30, 30, 430, 230},
+                          "Wide words that take three or four of the lines of their frame, and a last one."),
+               high = Add({30, 300, 430, 500},
+                          "High words that take two or three of the lines of their frame, and a last one.");
+    wide->SetFrameTextScale({2, 0, 0, 0, 1, 0});
+    high->SetFrameTextScale({1, 0, 0, 0, 2, 0});
+    auto const before = Draw();
+    Run({wide, high});
+    ASSERT_EQ(CastPointer<FrameTextNode>(Children()[0]), nullptr);
+    ExpectSamePicture(before);
+}
+
 TEST_F(ConvertToArtText, LettersKeepTheirAttributesAndTheTextTheFramesLook) {
     auto const frame = Add({50, 50, 450, 300});
     auto const red = MakeCounted<Renderer::FillDescriptor>(Renderer::Colour::FromRGB(0.8f, 0, 0));

@@ -5,9 +5,10 @@
 #include "platform/kernel/exception.h"
 #include "tests/shapes/scene.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
-
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -501,6 +502,23 @@ TEST(Divide, ASelectionWithoutShapesChangesNothing) {
     EXPECT_FALSE(command->ShouldStackForUndo());
     EXPECT_TRUE(NotificationsOf(*command).empty());
     EXPECT_FALSE(scene.controller->CanUndo());
+}
+
+// A save takes the preview back and shows it again.
+TEST(Divide, APreviewThatFoundNothingKeepsTheSelection) {
+    Scene scene;
+    scene.PutAndSelect({Box(0, 0, 20, 20)});
+    auto const selected = scene.Selected();
+    auto const nothing = Kernel::MakeCounted<Selection const>(std::vector<Kernel::Counted<Node>>{Box(0, 0, 5, 5)});
+    scene.controller->RunPreview(Kernel::MakeCounted<DivideShapesCommand>(true, nothing));
+    EXPECT_EQ(selected, scene.Selected());
+    auto const path =
+        std::filesystem::temp_directory_path() / ("redraft-divide-" + std::to_string(::getpid()) + ".redraft");
+    scene.controller->Save(path.string());
+    std::filesystem::remove(path);
+    EXPECT_EQ(selected, scene.Selected());
+    scene.controller->EndPreview(false);
+    EXPECT_EQ(selected, scene.Selected());
 }
 
 } // namespace

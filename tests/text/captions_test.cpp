@@ -182,6 +182,16 @@ TEST_F(Captions, OfSpreadsPagesAndTheDocumentAreRefused) {
     EXPECT_EQ(before, document->GetHash(false));
 }
 
+TEST_F(Captions, AreSelectedUnlessTheCommandSaysOtherwise) {
+    ExampleDocuments::Select(*document, {nodes[2]});
+    Add(MakeCaption("Words", ""), {nodes[1]});
+    EXPECT_EQ(Nodes{nodes[2]}, document->GetCurrentSelection()->GetNodes());
+    document->Run(
+        MakeCounted<AddCaptionCommand>(MakeCaption("Words", ""), MakeCounted<Selection const>(Nodes{nodes[1]})));
+    EXPECT_EQ(Nodes{Kernel::Counted<Node>(nodes[1]->GetLastChild(NodeChildListType::Captions))},
+              document->GetCurrentSelection()->GetNodes());
+}
+
 TEST_F(Captions, ClonesHaveNoSelectionOfTheirOwn) {
     AddCaptionCommand const command(MakeCaption("Words", ""), MakeCounted<Selection const>(Nodes{nodes[1]}), false);
     auto const clone = Kernel::Cast<AddCaptionCommand>(command.Clone());

@@ -106,6 +106,19 @@ TEST_F(CustomFields, ThatTwoTextsUseAreExpandedOnceInEach) {
     EXPECT_EQ("Running head: Of Anchors", Text(*texts.other));
 }
 
+TEST_F(CustomFields, ThatStandBesideADeletedOneStayFields) {
+    Source().AddField("field-year", "Year", "1851");
+    Source().AddField("field-place", "Place", "Nantucket");
+    Story::GlyphString text(U"In ");
+    text.Add(Kernel::Counted<Story::Glyph const>(MakeCounted<Story::CustomFieldGlyph>("field-year")));
+    text.Add(Kernel::Counted<Story::Glyph const>(MakeCounted<Story::CustomFieldGlyph>("field-place")));
+    auto const frame = AddText(U"");
+    frame->SetText(text, {}, {});
+    document->Run(MakeCounted<DeleteCustomFieldCommand>("field-year"));
+    EXPECT_EQ(0, CountFields(*frame, "field-year"));
+    EXPECT_EQ(1, CountFields(*frame, "field-place"));
+}
+
 TEST_F(CustomFields, AreMadeOfOneRangeOfPlainText) {
     auto const can = [](Kernel::Counted<Selection const> const& selection) {
         return CreateCustomFieldFromTextCommand::CanCreateCustomFieldFromSelection(selection);

@@ -88,4 +88,16 @@ TEST_F(LinkedText, ThatIsSelectedAlreadyIsNotShownAgain) {
     EXPECT_TRUE(TellsToShow(*whole)) << "all of it";
 }
 
+TEST_F(LinkedText, IsShownWhereNothingIsSelected) {
+    document->SetSelection(nullptr, false);
+    auto const some =
+        MakeCounted<LocateTextResourceCommand>(MakeCounted<Selection const>(frame, MakeCounted<TextSelection>(0, 12)));
+    document->Run(some);
+    EXPECT_TRUE(TellsToShow(*some));
+    document->SetSelection(nullptr, false);
+    auto const none = MakeCounted<LocateTextResourceCommand>(nullptr);
+    document->Run(none);
+    EXPECT_FALSE(TellsToShow(*none));
+}
+
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/catalogues/document_property_collection.h"
+#include "engine/document/file/document_file.h"
 #include "engine/document/tree/stored_profiles.h"
 #include "platform/document/common_property_collections.h"
 #include "platform/document/edit_journal.h"
@@ -17,6 +18,10 @@ PropertyCollectionBase::~PropertyCollectionBase() = default;
 } // namespace Kernel
 
 // DocumentPropertyCollection
+
+static bool IsOfTree(Kernel::Counted<Kernel::Serialisable const> const& object) {
+    return Kernel::Cast<Node const>(object) || Kernel::Cast<DocumentRoot const>(object);
+}
 
 DocumentPropertyCollection::Entry const* DocumentPropertyCollection::Find(PropertyNode node) const {
     auto const number = static_cast<std::size_t>(node);
@@ -88,7 +93,8 @@ void DocumentPropertyCollection::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Entr", stored);
 }
 
-// A parent that does not stand before its child is none of its kind: the child then stands below the root.
+// A parent that does not stand before its child is none of its kind: the child then stands below the root. Objects of
+// the tree are no properties: a forged collection that holds its document would keep it, and its file, for ever.
 bool DocumentPropertyCollection::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, "CUID", m_uid);
     m_entries.clear();
@@ -96,6 +102,8 @@ bool DocumentPropertyCollection::Load(Kernel::InSerialiser const& in, Kernel::Fi
     for (std::size_t i = 0; i != m_entries.size(); ++i) {
         if (m_entries[i].parent > i)
             m_entries[i].parent = 0;
+        if (IsOfTree(m_entries[i].property))
+            m_entries[i].property.reset();
     }
     return true;
 }
@@ -161,6 +169,8 @@ void GenerationsProperty::Save(Kernel::OutSerialiser& out) const {
 bool GenerationsProperty::Load(Kernel::InSerialiser const& in, Kernel::FileStore& files, unsigned short) {
     m_node.reset();
     Kernel::LoadValue(in, "Node", m_node);
+    if (Kernel::Cast<DocumentNode const>(m_node))
+        m_node.reset();
     Kernel::LoadValue(in, "Frmt", m_format);
     m_profiles = StoredProfiles::Load(in, files);
     return true;

@@ -114,9 +114,10 @@ void TransformCommand::TransformArtboard(ArtboardNode& artboard, Params const& o
 
 void TransformCommand::TransformFrame(Node& node, Params const& own) {
     auto& frame = static_cast<FrameTextNode&>(node);
-    auto const [scale, way] = Split(own, frame.GetFrameRect());
-    if (!way.IsIdentity())
-        frame.SetTransform(frame.GetMatrix() * way, false);
+    auto const split = Split(own, frame.GetFrameRect());
+    Params const& scale = split.scale;
+    if (!split.way.IsIdentity())
+        frame.SetTransform(frame.GetMatrix() * split.way, false);
     if (scale.IsIdentity())
         return;
     frame.SetFrameRect(GetTransformedBox(frame.GetFrameRect(), scale));

@@ -7,7 +7,6 @@
 #include "platform/document/story_visitor.h"
 #include "platform/kernel/cast.h"
 
-#include <ranges>
 #include <unordered_set>
 
 namespace {
@@ -102,12 +101,13 @@ void UpdateIndexCommand::UpdateTexts(BeforeChange const& beforeChange) {
         auto const pages = GetIndexedPages(IndexPreview(*document, false, true));
         for (auto const& text : finder.texts) {
             auto const story = text->GetStory()->Clone();
-            for (auto const& found : std::views::reverse(FindIndices(*story))) {
+            auto const indices = FindIndices(*story);
+            for (auto found = indices.rbegin(); found != indices.rend(); ++found) {
                 auto paragraphs =
-                    Story::MakeIndexText(index, pages, separators, found.att, *document->GetTextStyleSheet());
+                    Story::MakeIndexText(index, pages, separators, found->att, *document->GetTextStyleSheet());
                 if (paragraphs.empty())
-                    paragraphs = MakeEmptyIndex(found.att);
-                Story::ReplaceWithParagraphs(*story, found.range, paragraphs);
+                    paragraphs = MakeEmptyIndex(found->att);
+                Story::ReplaceWithParagraphs(*story, found->range, paragraphs);
             }
             changed = editor.SetStory(*text, story) || changed;
         }

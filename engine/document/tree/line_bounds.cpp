@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/document/tree/line_bounds.h"
 
+#include "engine/geometry/tangents.h"
 #include "platform/geometry/curve_operations.h"
 
 #include <algorithm>
@@ -17,24 +18,16 @@ using Geometry::Transform;
 using Params = Raster::AffineTransform::Params;
 using Rect = Kernel::RectT<double>;
 
-// The unit vector from one point to the first of others that lies elsewhere; zero where none does.
-PointDbl DirectionTo(PointDbl from, std::initializer_list<PointDbl> others) {
-    for (PointDbl const& to : others) {
-        double const x = to.x - from.x, y = to.y - from.y, length = std::hypot(x, y);
-        if (length > 0 && std::isfinite(length))
-            return {x / length, y / length};
-    }
-    return {0, 0};
-}
-
+// The direction in which a segment leaves its start; zero where it has none. Bounds are stored in histories: their last
+// digits stay.
 PointDbl GetStartDirection(Segment const& s) {
-    return s.kind == Geometry::SegmentKind::Line ? DirectionTo(s.start, {s.end})
-                                                 : DirectionTo(s.start, {s.control1, s.control2, s.end});
+    PointDbl const handle = Geometry::Detail::GetStartHandle(s);
+    double const length = std::hypot(handle.x, handle.y);
+    return length > 0 && std::isfinite(length) ? PointDbl{handle.x / length, handle.y / length} : PointDbl{0, 0};
 }
 
 PointDbl GetEndDirection(Segment const& s) {
-    PointDbl const back = s.kind == Geometry::SegmentKind::Line ? DirectionTo(s.end, {s.start})
-                                                                : DirectionTo(s.end, {s.control2, s.control1, s.start});
+    PointDbl const back = GetStartDirection(Geometry::Detail::FromItsEnd(s));
     return {-back.x, -back.y};
 }
 
@@ -124,8 +117,10 @@ private:
             return AddPen(p);
         double const cosine = from.x * to.x + from.y * to.y;
         double const limit = std::max(1.0, m_style.GetMitreLimit());
-        // The square of the mitre's length over the width is 2 / (1 + cosine).
-        if (m_style.GetDrawnJoin() != Renderer::LineJoin::Mitre || !(2 <= limit * limit * (1 + cosine)))
+        // The square of the mitre's length over the width is 2 / (1 + cosine). At the very limit rounding may let the
+        // line have the mitre or not.
+        constexpr double c_rounding = 1 + 1e-6;
+        if (m_style.GetDrawnJoin() != Renderer::LineJoin::Mitre || !(2 <= limit * limit * (1 + cosine) * c_rounding))
             return;
         double const cross = from.x * to.y - from.y * to.x;
         double const reach = (cross < 0 ? -m_half : m_half) / (1 + cosine);

@@ -138,6 +138,20 @@ bool TextSelection::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, uns
     return true;
 }
 
+bool NameTheSame(Selection const* a, Selection const* b) {
+    if (a == nullptr || b == nullptr)
+        return a == b;
+    auto const spansOf = [](SelectionItem const& item) {
+        auto const* const sub = Kernel::CastPointer<SubSelectionItem const>(&item);
+        auto const part = sub == nullptr ? nullptr : Kernel::Cast<TextSelection const>(sub->GetSubSelection());
+        return part ? part->GetRanges() : std::vector<Story::SelectionRange>();
+    };
+    return std::equal(a->begin(), a->end(), b->begin(), b->end(), [&](auto const& one, auto const& other) {
+        return one->GetSelectable() == other->GetSelectable() && one->IsWholeObject() == other->IsWholeObject() &&
+               spansOf(*one) == spansOf(*other);
+    });
+}
+
 Story::Selection SubSelectionItem::MakeStorySelection(bool wholeObjects) const {
     auto const* const text = Kernel::CastPointer<TextNode const>(GetSelectable().get());
     auto const* const part = Kernel::CastPointer<TextSelection const>(m_part.get());

@@ -17,23 +17,8 @@
 // by itself. A command whose one argument is a record can also be given the record's members.
 namespace CardMaking {
 
-// The named fields of T and then those of its bases, which come behind them in a constructor, too.
 template <class T>
-constexpr auto GetNamed() {
-    if constexpr (requires { typename T::FieldBase; }) {
-        if constexpr (Kernel::FieldAccess::HasOwnFields<T, typename T::FieldBase>())
-            return std::tuple_cat(Kernel::FieldAccess::Fields<T>().GetNamed(), GetNamed<typename T::FieldBase>());
-        else
-            return GetNamed<typename T::FieldBase>();
-    } else if constexpr (Kernel::FieldAccess::HasFields<T>()) {
-        return Kernel::FieldAccess::Fields<T>().GetNamed();
-    } else {
-        return std::tuple();
-    }
-}
-
-template <class T>
-inline constexpr std::size_t c_namedCount = std::tuple_size_v<decltype(GetNamed<T>())>;
+inline constexpr std::size_t c_namedCount = std::tuple_size_v<decltype(Kernel::GetNamedFields<T>())>;
 
 template <class T>
 constexpr bool IsRecord() {
@@ -109,8 +94,9 @@ std::any MakeRecord(std::vector<std::any> const& values, std::tuple<F...> const&
 
 template <class Record>
 RecordCard const& GetRecordCard() {
-    static RecordCard const s_card{DescribeAll(GetNamed<Record>()), [](std::vector<std::any> const& values) {
-                                       return MakeRecord<Record>(values, GetNamed<Record>());
+    static RecordCard const s_card{DescribeAll(Kernel::GetNamedFields<Record>()),
+                                   [](std::vector<std::any> const& values) {
+                                       return MakeRecord<Record>(values, Kernel::GetNamedFields<Record>());
                                    }};
     return s_card;
 }
@@ -155,7 +141,7 @@ inline CommandCard::Form MakeSpreadOutForm(CommandCard::Form const& form) {
 
 template <class T, std::size_t... Positions>
 std::vector<CommandCard::Form> MakeForms(std::index_sequence<Positions...>) {
-    static constexpr auto c_named = GetNamed<T>();
+    static constexpr auto c_named = Kernel::GetNamedFields<T>();
     std::vector<CommandCard::Form> forms;
     constexpr bool c_anyAlone = (std::get<Positions>(c_named).IsAlone() || ... || false);
     if constexpr (c_anyAlone) {

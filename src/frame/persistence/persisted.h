@@ -106,10 +106,10 @@ void Append(T const& object, InnerCommands::List& found) {
 
 } // namespace InnerCommandFields
 
-// Between a persisted class T and its base: what every such class has to say of itself to the registry, and how it is
-// stored: the fields of T's list, if it has one of its own, then the base; the base first where T says
-// `static constexpr bool c_storesBaseFirst = true`. T befriends Kernel::FieldAccess, for its private default
-// constructor and its field list.
+// Between a persisted class T and its base: what every such class has to say of itself to the registry, its
+// description, how it is cloned, and how it is stored: the fields of T's list, if it has one of its own, then the base;
+// the base first where T says `static constexpr bool c_storesBaseFirst = true`. T befriends Kernel::FieldAccess, for
+// its private default constructor and its field list.
 template <class T, class Base>
 class Persisted : public Base {
 public:
@@ -122,6 +122,31 @@ public:
     }
     static Kernel::ClassProperties const* GetTypeClassProperties() { return ClassHandle<T>::s_properties; }
     Kernel::ClassProperties const* GetObjectClassProperties() const override { return GetTypeClassProperties(); }
+
+    // T says `static constexpr auto c_description = Kernel::Localisable("Text", "Context")`, or overrides this.
+    Kernel::LocalisedString GetDescription() const override {
+        if constexpr (requires { T::c_description; }) {
+            return T::c_description;
+        } else if constexpr (!std::is_same_v<decltype(&Base::GetDescription), Described<Command>>) {
+            return Base::GetDescription();
+        } else {
+            static_assert(std::is_abstract_v<T> || !std::is_same_v<decltype(&T::GetDescription), Described<Persisted>>,
+                          "a command has a c_description, or overrides GetDescription");
+            return {};
+        }
+    }
+    // Made from the fields that have a name outside, and from the given selection where a constructor takes one last. A
+    // class or base to which that is not all, or that can't be cloned, overrides this.
+    Kernel::Counted<DocumentCommand> Clone() const override {
+        if constexpr (!std::is_same_v<decltype(&Base::Clone), Cloned<DocumentCommand>>) {
+            return Base::Clone();
+        } else if constexpr (std::is_same_v<decltype(&T::Clone), Cloned<Persisted>>) {
+            return std::apply([this](auto const&... field) { return CloneFrom(Self().*field.GetMember()...); },
+                              Kernel::GetNamedFields<T>());
+        } else {
+            return {};
+        }
+    }
 
     void Save(Kernel::OutSerialiser& out) const override {
         if constexpr (StoresBaseFirst())
@@ -145,7 +170,19 @@ public:
 private:
     template <class>
     friend class RegisteredClass;
-    static consteval bool StoresBaseFirst() {
+    template <class C>
+    using Described = Kernel::LocalisedString (C::*)() const;
+    template <class C>
+    using Cloned = Kernel::Counted<DocumentCommand> (C::*)() const;
+    T const& Self() const { return static_cast<T const&>(*this); }
+    template <class... Argument>
+    Kernel::Counted<DocumentCommand> CloneFrom(Argument const&... argument) const {
+        if constexpr (std::is_constructible_v<T, Argument const&..., Kernel::Counted<Selection const>>)
+            return Kernel::MakeCounted<T>(argument..., Self().GetGivenSelection());
+        else
+            return Kernel::MakeCounted<T>(argument...);
+    }
+    static constexpr bool StoresBaseFirst() {
         if constexpr (requires { T::c_storesBaseFirst; })
             return T::c_storesBaseFirst;
         else

@@ -12,7 +12,7 @@
 //   class SetOpacityCommand final : public PropertyCommand<SetOpacityCommand, TransparencyInterface, double> {
 //   public:
 //       using PropertyCommand::PropertyCommand;
-//       Kernel::LocalisedString GetDescription() const override { return {"Set opacity", "Command description"}; }
+//       static constexpr auto c_description = Kernel::Localisable("Set opacity", "Command description");
 //       static void Set(TransparencyInterface& object, double opacity) { object.SetOpacity(opacity); }
 //       static constexpr auto Fields() {
 //           return Kernel::FieldList{Value("Opac").As("opacity", "0 is invisible").Between(0, 1)};
@@ -42,10 +42,6 @@ public:
         m_areas.Around(this->GetSelection(), [this] { SelectionCommand<T>::Redo(); });
     }
     bool ShouldStackForUndo() const override { return this->HasKeptStates(); }
-    // The given selection, but not one that was taken from the document at run time.
-    Kernel::Counted<DocumentCommand> Clone() const override {
-        return Kernel::MakeCounted<T>(m_value, this->GetGivenSelection());
-    }
     // Where the objects showed before and show now, and that their attributes changed.
     void Notify(Kernel::NotificationList& notifications) override {
         auto const controller = this->GetDocumentController();

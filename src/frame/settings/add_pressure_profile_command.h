@@ -1,26 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/persistence/persisted.h"
-#include "platform/document/command.h"
+#include "frame/persistence/directed_command.h"
 #include "platform/geometry/curve.h"
 
 namespace Commands {
 
 // Adds a pressure profile to the document's list. Not part of the history.
-class REDRAFT_API AddPressureProfileCommand final : public Persisted<AddPressureProfileCommand, DocumentCommand> {
+class REDRAFT_API AddPressureProfileCommand final : public DirectedCommand<AddPressureProfileCommand> {
 public:
     explicit AddPressureProfileCommand(Kernel::Counted<Geometry::CurveDbl> profile) : m_profile(std::move(profile)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
-    void Do() override;
-    void Undo() override;
-    void Redo() override;
+    static constexpr auto c_description = Kernel::Localisable("Pressure Profile Added", "Command description");
+    void Run(Direction direction);
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>&) override {}
     // Swaps the profile of a preview; outside a preview both stay.
     bool Merge(Kernel::Counted<Command const> newer) override;
     bool ShouldStackForUndo() const override { return false; }
-    Kernel::Counted<DocumentCommand> Clone() const override;
     bool MakesDOMDirty() const override { return false; }
     bool ShouldStackForMacro() const override { return false; }
     // The command is not readable from a file: it writes nothing, and Load answers false.

@@ -7,10 +7,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString DeleteSymbolCommand::GetDescription() const {
-    return Kernel::LocalisedString("Delete Symbol", "Command description");
-}
-
 void DeleteSymbolCommand::Do() {
     SetDirection(Direction::Do);
     if (!m_symbol)

@@ -14,7 +14,7 @@ class REDRAFT_API DeleteSymbolCommand final : public Persisted<DeleteSymbolComma
 public:
     explicit DeleteSymbolCommand(Kernel::JailCounted<Node> symbol) : m_symbol(std::move(symbol)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Delete Symbol", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;

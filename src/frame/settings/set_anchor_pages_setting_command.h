@@ -13,9 +13,7 @@ public:
 
     explicit SetAnchorPagesSettingCommand(bool anchorToSpine) : m_anchorToSpine(anchorToSpine) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Anchor To Spine", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Anchor To Spine", "Command description");
     void Do() override {
         SetDirection(Direction::Do);
         m_documentController->GetPageManagementOptions()->SetShouldAnchorToSpine(m_anchorToSpine);

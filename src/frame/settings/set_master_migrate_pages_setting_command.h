@@ -19,9 +19,7 @@ public:
 
     explicit SetMasterMigratePagesSettingCommand(MasterMigrationStrategy strategy) : m_strategy(strategy) {}
 
-    Kernel::LocalisedString GetDescription() const override {
-        return Kernel::LocalisedString("Set Master Migrate", "Command description");
-    }
+    static constexpr auto c_description = Kernel::Localisable("Set Master Migrate", "Command description");
     void Do() override {
         SetDirection(Direction::Do);
         m_documentController->GetPageManagementOptions()->SetMasterMigrationStrategy(m_strategy);

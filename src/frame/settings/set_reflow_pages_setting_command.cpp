@@ -6,10 +6,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetReflowPagesSettingCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set Reflow Pages", "Command description");
-}
-
 void SetReflowPagesSettingCommand::Do() {
     SetDirection(Direction::Do);
     m_oldValue = m_documentController->GetShouldReflowPages();

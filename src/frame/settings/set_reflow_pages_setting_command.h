@@ -12,7 +12,7 @@ class REDRAFT_API SetReflowPagesSettingCommand final
 public:
     explicit SetReflowPagesSettingCommand(bool reflow) : m_newValue(reflow), m_oldValue(false) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set Reflow Pages", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;

@@ -5,10 +5,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString SetScaleOverrideFlagsCommand::GetDescription() const {
-    return Kernel::LocalisedString("Set scale override options", "Command description");
-}
-
 void SetScaleOverrideFlagsCommand::Apply(int flags, bool enabled) {
     if (m_isToggle)
         m_documentController->SetScaleOverrideEnabled(enabled);

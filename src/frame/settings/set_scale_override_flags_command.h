@@ -14,7 +14,7 @@ public:
     // Sets which things it names.
     explicit SetScaleOverrideFlagsCommand(int flags) : m_newFlags(flags) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Set scale override options", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;

@@ -8,10 +8,6 @@
 
 namespace Commands {
 
-Kernel::LocalisedString AddViewPointCommand::GetDescription() const {
-    return Kernel::LocalisedString("Add View Point", "Command description");
-}
-
 void AddViewPointCommand::Append() {
     auto viewPoints = m_documentController->GetDocument()->GetViewPoints();
     viewPoints.push_back(m_viewPoint);
@@ -54,10 +50,6 @@ bool AddViewPointCommand::Merge(Kernel::Counted<Command const> newer) {
         return false;
     m_viewPoint = other->m_viewPoint;
     return true;
-}
-
-Kernel::Counted<DocumentCommand> AddViewPointCommand::Clone() const {
-    return Kernel::MakeCounted<AddViewPointCommand>(m_viewPoint);
 }
 
 } // namespace Commands

@@ -15,7 +15,7 @@ public:
 
     explicit AddViewPointCommand(ViewPointData viewPoint) : m_viewPoint(std::move(viewPoint)) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Add View Point", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
@@ -24,7 +24,6 @@ public:
     bool Merge(Kernel::Counted<Command const> newer) override;
     bool ShouldStackForUndo() const override { return false; }
     bool ClearsPreviewCommands() const override { return false; }
-    Kernel::Counted<DocumentCommand> Clone() const override;
     bool MakesDOMDirty() const override { return true; }
 
 private:

@@ -20,10 +20,6 @@ void ForEachTransform(SpreadNode& spread, F const& visit) {
 
 } // namespace
 
-Kernel::LocalisedString FlipCanvasCommand::GetDescription() const {
-    return Kernel::LocalisedString("Flip canvas", "Command description");
-}
-
 void FlipCanvasCommand::Do() {
     SetDirection(Direction::Do);
     auto const spread = m_documentController->GetCurrentSpread();
@@ -66,10 +62,6 @@ void FlipCanvasCommand::Notify(std::vector<Kernel::Counted<Kernel::Notification>
     auto const selection = controller->GetCurrentSelection();
     notifications.push_back(Kernel::MakeCounted<InvalidateDocumentAllNotification>(controller, false));
     notifications.push_back(Kernel::MakeCounted<NewSelectionNotification>(selection, selection, controller, m_preview));
-}
-
-Kernel::Counted<DocumentCommand> FlipCanvasCommand::Clone() const {
-    return Kernel::MakeCounted<FlipCanvasCommand>(m_horizontal);
 }
 
 } // namespace Commands

@@ -14,12 +14,11 @@ public:
     // True mirrors left to right, false top to bottom.
     explicit FlipCanvasCommand(bool horizontal) : m_horizontal(horizontal) {}
 
-    Kernel::LocalisedString GetDescription() const override;
+    static constexpr auto c_description = Kernel::Localisable("Flip canvas", "Command description");
     void Do() override;
     void Undo() override;
     void Redo() override;
     void Notify(std::vector<Kernel::Counted<Kernel::Notification>>& notifications) override;
-    Kernel::Counted<DocumentCommand> Clone() const override;
 
 private:
     friend struct Kernel::FieldAccess;

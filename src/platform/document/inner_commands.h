@@ -64,8 +64,8 @@ public:
     friend bool operator==(InnerCommands const&, InnerCommands const&) = default;
 
 private:
-    friend void Kernel::SaveValue(OutSerialiser& out, IDTag tag, InnerCommands const& commands);
-    friend bool Kernel::LoadValue(InSerialiser const& in, IDTag tag, InnerCommands& commands);
+    friend void Kernel::SaveValue(Kernel::OutSerialiser& out, Kernel::IDTag tag, InnerCommands const& commands);
+    friend bool Kernel::LoadValue(Kernel::InSerialiser const& in, Kernel::IDTag tag, InnerCommands& commands);
     void UndoRange(std::size_t end, std::size_t begin);
     void RedoRange(std::size_t begin, std::size_t end);
 

@@ -314,3 +314,6 @@ public:
 private:
     Kernel::Counted<SubSelectable const> m_part;
 };
+
+// Whether two selections name the same objects, and of texts the same spans. Either may be null.
+REDRAFT_ENGINE bool NameTheSame(Selection const* a, Selection const* b);

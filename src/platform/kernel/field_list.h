@@ -359,6 +359,22 @@ private:
     std::tuple<Fields...> m_fields;
 };
 
+// The fields of T that have a name outside, and then those of its bases: the arguments of T's constructor, in its
+// order. A class between T and the base with a list of its own is T::FieldBase.
+template <class T>
+constexpr auto GetNamedFields() {
+    if constexpr (requires { typename T::FieldBase; }) {
+        if constexpr (FieldAccess::HasOwnFields<T, typename T::FieldBase>())
+            return std::tuple_cat(FieldAccess::Fields<T>().GetNamed(), GetNamedFields<typename T::FieldBase>());
+        else
+            return GetNamedFields<typename T::FieldBase>();
+    } else if constexpr (FieldAccess::HasFields<T>()) {
+        return FieldAccess::Fields<T>().GetNamed();
+    } else {
+        return std::tuple();
+    }
+}
+
 // Writes the members of T's own list; bases write theirs.
 template <class T>
 void SaveFields(T const& object, OutSerialiser& out) {

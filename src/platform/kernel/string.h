@@ -89,6 +89,17 @@ private:
     String m_context;
 };
 
+// A translatable text that is known when the program is compiled.
+class Localisable {
+public:
+    constexpr Localisable(char const* text, char const* context) : m_text(text), m_context(context) {}
+    operator LocalisedString() const { return LocalisedString(m_text, m_context); }
+
+private:
+    char const* m_text;
+    char const* m_context;
+};
+
 } // namespace Kernel
 
 template <>

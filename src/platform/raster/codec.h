@@ -117,7 +117,8 @@ using RowSource = std::function<void(std::uint32_t y, std::span<std::byte> row)>
 using ByteSink = std::function<void(std::span<std::byte const> bytes)>;
 
 // Writes a PNG file (ISO/IEC 15948): RGB or grey, 8 or 16 bits, with or without alpha, profile or sRGB mark, and
-// resolution. Rows are asked for one at a time and written while they come. The same input gives the same bytes. Throws
+// resolution. Rows are asked for one at a time, packed by several threads and written while they come; up to 16 MiB of
+// them wait, or one where it is longer. The same input gives the same bytes, whatever the number of threads. Throws
 // Kernel::Exception where PNG has no place for what `info` says; orientation, gamma and chromaticities are not written.
 REDRAFT_ENGINE void EncodePng(ImageInfo const& info, RowSource const& source, ByteSink const& sink);
 

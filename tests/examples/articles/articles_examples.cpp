@@ -55,27 +55,27 @@ void PrepareCaption(DocumentController& controller) {
 // Behind the last one, in a document without any.
 static ExampleRegistration const s_addFirstExample({
     .className = "AddExportArticleCommand",
-    .make = [](auto&) { return Kernel::MakeCounted<AddExportArticleCommand>(-1); },
+    .make = Constructs<AddExportArticleCommand>(-1),
 });
 
 // In front of others.
 static ExampleRegistration const s_addExample({
     .className = "AddExportArticleCommand",
     .prepare = PrepareOrder,
-    .make = [](auto&) { return Kernel::MakeCounted<AddExportArticleCommand>(1); },
+    .make = Constructs<AddExportArticleCommand>(1),
 });
 
 static ExampleRegistration const s_deleteExample({
     .className = "DeleteExportArticleCommand",
     .prepare = PrepareOrder,
-    .make = [](auto&) { return Kernel::MakeCounted<DeleteExportArticleCommand>(2); },
+    .make = Constructs<DeleteExportArticleCommand>(2),
     .keptAfterReload = "the members' places in the article are not read, and they end outside of it",
 });
 
 static ExampleRegistration const s_deleteEmptyExample({
     .className = "DeleteExportArticleCommand",
     .prepare = PrepareOrder,
-    .make = [](auto&) { return Kernel::MakeCounted<DeleteExportArticleCommand>(3); },
+    .make = Constructs<DeleteExportArticleCommand>(3),
 });
 
 // An article and a single object to the beginning, where all entries have numbers.
@@ -148,7 +148,7 @@ static ExampleRegistration const s_includeExample({
             auto const order = ExampleDocuments::ObjectsInReadingOrder(controller);
             ExampleDocuments::Select(controller, {order.untagged, order.single});
         },
-    .make = [](auto&) { return Kernel::MakeCounted<SetExportArticleIncludeUntaggedCommand>(true, nullptr); },
+    .make = Constructs<SetExportArticleIncludeUntaggedCommand>(true, nullptr),
 });
 
 // The last one was included already: so are both when this is taken back.
@@ -159,7 +159,7 @@ static ExampleRegistration const s_includeMixedExample({
             auto const order = ExampleDocuments::ObjectsInReadingOrder(controller);
             ExampleDocuments::Select(controller, {order.included, order.untagged});
         },
-    .make = [](auto&) { return Kernel::MakeCounted<SetExportArticleIncludeUntaggedCommand>(false, nullptr); },
+    .make = Constructs<SetExportArticleIncludeUntaggedCommand>(false, nullptr),
     .keptByContract = "all objects get what the last one had",
     .keptInDocument = true,
 });
@@ -182,7 +182,7 @@ static ExampleRegistration const s_decorationExample({
             auto const order = ExampleDocuments::ObjectsInReadingOrder(controller);
             order.single->SetMarkAsDecoration(true);
         },
-    .make = [](auto&) { return Kernel::MakeCounted<SetMarkAsDecorationCommand>(true, nullptr); },
+    .make = Constructs<SetMarkAsDecorationCommand>(true, nullptr),
 });
 
 // One object has a value under the key, the text has none.
@@ -194,7 +194,7 @@ static ExampleRegistration const s_metadataExample({
             order.single->AddMetadataValueForKey("title", "Old");
             order.single->AddMetadataValueForKey("author", "Somebody");
         },
-    .make = [](auto&) { return Kernel::MakeCounted<SetMetadataTagCommand>("title", "New", nullptr); },
+    .make = Constructs<SetMetadataTagCommand>("title", "New", nullptr),
 });
 
 // Of several values only the first one comes back.
@@ -206,7 +206,7 @@ static ExampleRegistration const s_metadataValuesExample({
             order.single->AddMetadataValueForKey("author", "One");
             order.single->AddMetadataValueForKey("author", "Two");
         },
-    .make = [](auto&) { return Kernel::MakeCounted<SetMetadataTagCommand>("author", "", nullptr); },
+    .make = Constructs<SetMetadataTagCommand>("author", "", nullptr),
     .keptByContract = "the second value is lost",
     .keptInDocument = true,
 });
@@ -215,7 +215,7 @@ static ExampleRegistration const s_metadataValuesExample({
 static ExampleRegistration const s_captionedMetadataExample({
     .className = "SetMetadataTagCommand",
     .prepare = PrepareCaption,
-    .make = [](auto&) { return Kernel::MakeCounted<SetMetadataTagCommand>("title", "New", nullptr); },
+    .make = Constructs<SetMetadataTagCommand>("title", "New", nullptr),
 });
 
 } // namespace Commands

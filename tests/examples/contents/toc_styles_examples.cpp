@@ -24,7 +24,7 @@ auto const PrepareNoTable = [](DocumentController& controller) { ExampleDocument
 static ExampleRegistration const s_deleteTocStyleExample({
     .className = "DeleteTocStyleCommand",
     .prepare = PrepareTwoTables,
-    .make = [](auto&) { return Kernel::MakeCounted<DeleteTocStyleCommand>(c_tocStyle); },
+    .make = Constructs<DeleteTocStyleCommand>(c_tocStyle),
 });
 
 static ExampleRegistration const s_deleteDefaultTocStyleExample({
@@ -39,19 +39,19 @@ static ExampleRegistration const s_deleteDefaultTocStyleExample({
 static ExampleRegistration const s_deleteUnusedTocStyleExample({
     .className = "DeleteTocStyleCommand",
     .prepare = PrepareNoTable,
-    .make = [](auto&) { return Kernel::MakeCounted<DeleteTocStyleCommand>(c_tocStyle); },
+    .make = Constructs<DeleteTocStyleCommand>(c_tocStyle),
 });
 
 static ExampleRegistration const s_renameTocStyleExample({
     .className = "RenameTocStyleCommand",
     .prepare = PrepareTwoTables,
-    .make = [](auto&) { return Kernel::MakeCounted<RenameTocStyleCommand>(c_tocStyle, "Novel"); },
+    .make = Constructs<RenameTocStyleCommand>(c_tocStyle, "Novel"),
 });
 
 static ExampleRegistration const s_renameUnusedTocStyleExample({
     .className = "RenameTocStyleCommand",
     .prepare = PrepareNoTable,
-    .make = [](auto&) { return Kernel::MakeCounted<RenameTocStyleCommand>(c_tocStyle, "Novel"); },
+    .make = Constructs<RenameTocStyleCommand>(c_tocStyle, "Novel"),
 });
 
 // With the caret in the first of two.

@@ -96,36 +96,26 @@ static ExampleRegistration const s_topicToTopExample({
 static ExampleRegistration const s_indexLanguageExample({
     .className = "SetIndexLanguageCommand",
     .prepare = PrepareIndex,
-    .make = [](auto&) { return Kernel::MakeCounted<SetIndexLanguageCommand>("sv"); },
+    .make = Constructs<SetIndexLanguageCommand>("sv"),
 });
 
 static ExampleRegistration const s_indexHeadingsExample({
     .className = "SetIndexOptionCommand",
-    .make =
-        [](auto&) {
-            return Kernel::MakeCounted<SetIndexOptionCommand>(SetIndexOptionCommand::Option::SectionHeadings, false);
-        },
+    .make = Constructs<SetIndexOptionCommand>(SetIndexOptionCommand::Option::SectionHeadings, false),
 });
 static ExampleRegistration const s_indexRangesExample({
     .className = "SetIndexOptionCommand",
-    .make =
-        [](auto&) {
-            return Kernel::MakeCounted<SetIndexOptionCommand>(SetIndexOptionCommand::Option::PageRanges, false);
-        },
+    .make = Constructs<SetIndexOptionCommand>(SetIndexOptionCommand::Option::PageRanges, false),
 });
 static ExampleRegistration const s_indexReferencesExample({
     .className = "SetIndexOptionCommand",
-    .make =
-        [](auto&) {
-            return Kernel::MakeCounted<SetIndexOptionCommand>(SetIndexOptionCommand::Option::ExpandCrossReferences,
-                                                              true);
-        },
+    .make = Constructs<SetIndexOptionCommand>(SetIndexOptionCommand::Option::ExpandCrossReferences, true),
 });
 
 // As an old history may have it; with any other fragment another command takes its place when the history loads.
 static ExampleRegistration const s_indexFragmentExample({
     .className = "SetIndexFragmentCommand",
-    .make = [](auto&) { return Kernel::MakeCounted<SetIndexFragmentCommand>(IndexFragmentSeparator::None, ", "); },
+    .make = Constructs<SetIndexFragmentCommand>(IndexFragmentSeparator::None, ", "),
     .doesNothing = true,
 });
 

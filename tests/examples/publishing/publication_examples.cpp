@@ -19,7 +19,7 @@ static ExampleRegistration const s_addCssFileExample({
 static ExampleRegistration const s_removeCssFileExample({
     .className = "RemoveCssFileCommand",
     .prepare = ExampleDocuments::Publication,
-    .make = [](auto&) { return Kernel::MakeCounted<RemoveCssFileCommand>(0); },
+    .make = Constructs<RemoveCssFileCommand>(0),
 });
 
 static ExampleRegistration const s_setEPubCoverInfoExample({
@@ -54,7 +54,7 @@ static ExampleRegistration const s_assistantExportSetupExample({
             ExampleDocuments::Publication(controller);
             ExampleDocuments::AddSpreads(controller, 2);
         },
-    .make = [](auto&) { return Kernel::MakeCounted<AssistantExportSetupCommand>(); },
+    .make = Constructs<AssistantExportSetupCommand>(),
 });
 
 } // namespace Commands

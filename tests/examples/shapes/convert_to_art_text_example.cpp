@@ -8,7 +8,7 @@ namespace Commands {
 static ExampleRegistration const s_convertToArtTextExample({
     .className = "ConvertToArtTextCommand",
     .prepare = ExampleDocuments::TextFrames,
-    .make = [](auto&) { return Kernel::MakeCounted<ConvertToArtTextCommand>(); },
+    .make = Constructs<ConvertToArtTextCommand>(),
 });
 
 } // namespace Commands

@@ -17,7 +17,7 @@ static ExampleRegistration const s_divideShapesExample({
 static ExampleRegistration const s_divideShapesRetainExample({
     .className = "DivideShapesCommand",
     .prepare = ExampleDocuments::ClippedAndOpenShapes,
-    .make = [](auto&) { return Kernel::MakeCounted<DivideShapesCommand>(true, Kernel::Counted<Selection const>()); },
+    .make = Constructs<DivideShapesCommand>(true, nullptr),
 });
 
 static ExampleRegistration const s_divideShapesTextExample({

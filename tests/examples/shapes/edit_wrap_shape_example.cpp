@@ -7,7 +7,7 @@ namespace Commands {
 
 namespace {
 
-auto const MakeEditWrapShape = [](auto&) { return Kernel::MakeCounted<EditWrapShapeCommand>(); };
+auto const MakeEditWrapShape = Constructs<EditWrapShapeCommand>();
 
 } // namespace
 

@@ -8,7 +8,7 @@ namespace Commands {
 static ExampleRegistration const s_fillHolesExample({
     .className = "FillHolesCommand",
     .prepare = ExampleDocuments::ShapesWithHoles,
-    .make = [](auto&) { return Kernel::MakeCounted<FillHolesCommand>(); },
+    .make = Constructs<FillHolesCommand>(),
     .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},
@@ -17,7 +17,7 @@ static ExampleRegistration const s_fillHolesExample({
 static ExampleRegistration const s_fillHolesLinesExample({
     .className = "FillHolesCommand",
     .prepare = ExampleDocuments::ShapesWithHoles,
-    .make = [](auto&) { return Kernel::MakeCounted<FillHolesCommand>(true); },
+    .make = Constructs<FillHolesCommand>(true),
     .keptOnAbort = "The shapes that were rebuilt before the abort stay as they are then.",
     // Required: shapes that keep their node fall out of the selection, which is what is told.
     .untold = {CommandExample::Untold::NodeData},

@@ -8,13 +8,13 @@ namespace Commands {
 static ExampleRegistration const s_ungroupAllNodesExample({
     .className = "UngroupAllNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,
-    .make = [](auto&) { return Kernel::MakeCounted<UngroupAllNodesCommand>(); },
+    .make = Constructs<UngroupAllNodesCommand>(),
 });
 
 static ExampleRegistration const s_ungroupAllNodesLooksExample({
     .className = "UngroupAllNodesCommand",
     .prepare = ExampleDocuments::GroupsWithLooks,
-    .make = [](auto&) { return Kernel::MakeCounted<UngroupAllNodesCommand>(); },
+    .make = Constructs<UngroupAllNodesCommand>(),
 });
 
 } // namespace Commands

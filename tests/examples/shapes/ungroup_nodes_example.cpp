@@ -8,33 +8,33 @@ namespace Commands {
 static ExampleRegistration const s_ungroupNodesExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::NestedGroups,
-    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
+    .make = Constructs<UngroupNodesCommand>(),
 });
 
 static ExampleRegistration const s_ungroupNodesLooksExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::GroupsWithLooks,
-    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
+    .make = Constructs<UngroupNodesCommand>(),
 });
 
 static ExampleRegistration const s_ungroupNodesConstraintsExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::ConstraintsGroup,
-    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
+    .make = Constructs<UngroupNodesCommand>(),
     .lateFields = {"RACs"},
 });
 
 static ExampleRegistration const s_ungroupNodesBoxExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::CloudSyncedBox,
-    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
+    .make = Constructs<UngroupNodesCommand>(),
     .keptAfterReload = "What stood in the box is put back as an ordinary child of it.",
 });
 
 static ExampleRegistration const s_ungroupNodesInstanceExample({
     .className = "UngroupNodesCommand",
     .prepare = ExampleDocuments::SymbolWithInstances,
-    .make = [](auto&) { return Kernel::MakeCounted<UngroupNodesCommand>(); },
+    .make = Constructs<UngroupNodesCommand>(),
     .untold = {CommandExample::Untold::Links},
 });
 

@@ -67,7 +67,7 @@ static ExampleRegistration const s_numberedCaptionExample({
 static ExampleRegistration const s_addCounterExample({
     .className = "CaptionCounterTypeCommand",
     .prepare = [](DocumentController& controller) { controller.GetDocument()->AddCustomCaptionCounterType("Map"); },
-    .make = [](auto&) { return Kernel::MakeCounted<CaptionCounterTypeCommand>("Chart", true); },
+    .make = Constructs<CaptionCounterTypeCommand>("Chart", true),
 });
 
 static ExampleRegistration const s_removeCounterExample({
@@ -77,7 +77,7 @@ static ExampleRegistration const s_removeCounterExample({
             for (char const* name : {"Chart", "Map", "Plate"})
                 controller.GetDocument()->AddCustomCaptionCounterType(name);
         },
-    .make = [](auto&) { return Kernel::MakeCounted<CaptionCounterTypeCommand>("Map", false); },
+    .make = Constructs<CaptionCounterTypeCommand>("Map", false),
 });
 
 } // namespace Commands

@@ -17,23 +17,20 @@ auto const PrepareFields = [](DocumentController& controller) { ExampleDocuments
 static ExampleRegistration const s_addFieldExample({
     .className = "AddCustomFieldCommand",
     .prepare = PrepareFields,
-    .make = [](auto&) { return Kernel::MakeCounted<AddCustomFieldCommand>("field-year", "Year", "1851"); },
+    .make = Constructs<AddCustomFieldCommand>("field-year", "Year", "1851"),
 });
 
 static ExampleRegistration const s_renameFieldExample({
     .className = "RenameCustomFieldCommand",
     .prepare = PrepareFields,
-    .make =
-        [](auto&) {
-            return Kernel::MakeCounted<RenameCustomFieldCommand>(ExampleDocuments::c_titleField, "Title of the book");
-        },
+    .make = Constructs<RenameCustomFieldCommand>(ExampleDocuments::c_titleField, "Title of the book"),
 });
 
 // Two texts show it.
 static ExampleRegistration const s_deleteFieldExample({
     .className = "DeleteCustomFieldCommand",
     .prepare = PrepareFields,
-    .make = [](auto&) { return Kernel::MakeCounted<DeleteCustomFieldCommand>(ExampleDocuments::c_titleField); },
+    .make = Constructs<DeleteCustomFieldCommand>(ExampleDocuments::c_titleField),
 });
 
 // No text shows it.
@@ -46,7 +43,7 @@ static ExampleRegistration const s_deleteUnusedFieldExample({
             if (!controller.GetDocument()->GetCustomFieldSource().Has("field-year"))
                 controller.Run(Kernel::MakeCounted<AddCustomFieldCommand>("field-year", "Year", "1851"));
         },
-    .make = [](auto&) { return Kernel::MakeCounted<DeleteCustomFieldCommand>("field-year"); },
+    .make = Constructs<DeleteCustomFieldCommand>("field-year"),
 });
 
 // Two words in the second frame of a chain.
@@ -59,8 +56,7 @@ static ExampleRegistration const s_fieldFromTextExample({
                 Kernel::MakeCounted<Selection const>(texts.second, Kernel::MakeCounted<TextSelection>(220, 229)),
                 false);
         },
-    .make =
-        [](auto&) { return Kernel::MakeCounted<CreateCustomFieldFromTextCommand>("field-words", "Words", "words of"); },
+    .make = Constructs<CreateCustomFieldFromTextCommand>("field-words", "Words", "words of"),
 });
 
 } // namespace Commands

@@ -10,7 +10,7 @@ namespace Commands {
 static ExampleRegistration const s_embedExample({
     .className = "EmbedLinkedTextCommand",
     .prepare = [](DocumentController& controller) { ExampleDocuments::LinkedText(controller); },
-    .make = [](auto&) { return Kernel::MakeCounted<EmbedLinkedTextCommand>(nullptr); },
+    .make = Constructs<EmbedLinkedTextCommand>(nullptr),
     .filePaths = {"one.txt", "two.txt"},
 });
 

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame/view/add_view_point_command.h"
+#include "frame/view/flip_canvas_command.h"
 #include "tests/examples/command_example.h"
+#include "tests/examples/scenes/example_documents.h"
 
 namespace Commands {
 
-static ExampleRegistration const s_addViewPointExample({
+namespace {
+
+ExampleRegistration const s_addViewPointExample({
     .className = "AddViewPointCommand",
     .prepare =
         [](DocumentController& controller) {
@@ -15,7 +19,7 @@ static ExampleRegistration const s_addViewPointExample({
     },
 });
 
-static ExampleRegistration const s_addViewPointEqualExample({
+ExampleRegistration const s_addViewPointEqualExample({
     .className = "AddViewPointCommand",
     .prepare =
         [](DocumentController& controller) {
@@ -28,5 +32,14 @@ static ExampleRegistration const s_addViewPointEqualExample({
     .keptByContract = AddViewPointCommand::c_keptByUndo,
     .keptInDocument = true,
 });
+
+ExampleRegistration const s_flipCanvasExample({
+    .className = "FlipCanvasCommand",
+    .prepare = ExampleDocuments::NestedGroups,
+    .make = Constructs<FlipCanvasCommand>(true),
+    .tellsWholeDocument = true,
+});
+
+} // namespace
 
 } // namespace Commands
