@@ -19,8 +19,10 @@ PropertyCollectionBase::~PropertyCollectionBase() = default;
 
 // DocumentPropertyCollection
 
-static bool IsOfTree(Kernel::Counted<Kernel::Serialisable const> const& object) {
-    return Kernel::Cast<Node const>(object) || Kernel::Cast<DocumentRoot const>(object);
+// Whether an object of a document can own the collection that would own it as a property.
+static bool CanOwnCollections(Kernel::Counted<Kernel::Serialisable const> const& object) {
+    return Kernel::Cast<Node const>(object) || Kernel::Cast<DocumentRoot const>(object) ||
+           Kernel::Cast<DocumentPropertyCollection const>(object);
 }
 
 DocumentPropertyCollection::Entry const* DocumentPropertyCollection::Find(PropertyNode node) const {
@@ -93,8 +95,8 @@ void DocumentPropertyCollection::Save(Kernel::OutSerialiser& out) const {
     Kernel::SaveValue(out, "Entr", stored);
 }
 
-// A parent that does not stand before its child is none of its kind: the child then stands below the root. Objects of
-// the tree are no properties: a forged collection that holds its document would keep it, and its file, for ever.
+// A parent that does not stand before its child is none of its kind: the child then stands below the root. A
+// forged collection that holds itself or its document would keep it, and its file, for ever.
 bool DocumentPropertyCollection::Load(Kernel::InSerialiser const& in, Kernel::FileStore&, unsigned short) {
     Kernel::LoadValue(in, "CUID", m_uid);
     m_entries.clear();
@@ -102,7 +104,7 @@ bool DocumentPropertyCollection::Load(Kernel::InSerialiser const& in, Kernel::Fi
     for (std::size_t i = 0; i != m_entries.size(); ++i) {
         if (m_entries[i].parent > i)
             m_entries[i].parent = 0;
-        if (IsOfTree(m_entries[i].property))
+        if (CanOwnCollections(m_entries[i].property))
             m_entries[i].property.reset();
     }
     return true;
