@@ -14,12 +14,9 @@ protected:
         m_newSelection = std::move(selection);
         controller.SetSelection(m_newSelection, false);
     }
-    // Nothing for a command that set none, as a preview that found nothing to do.
-    void UndoSelection(DocumentController& controller) const {
-        if (m_newSelection || m_oldSelection)
-            controller.SetSelection(m_oldSelection, false);
-    }
-    void RedoSelection(DocumentController& controller) const { controller.SetSelection(m_newSelection, false); }
+    // Both do nothing for a command that set no selection, as a preview that found nothing to do.
+    void UndoSelection(DocumentController& controller) const { SetIfChanged(controller, m_oldSelection); }
+    void RedoSelection(DocumentController& controller) const { SetIfChanged(controller, m_newSelection); }
     // That the selection is another one, by what the command did last.
     void NotifySelection(DocumentCommand const& command, Kernel::NotificationList& notifications) const {
         bool const undone = command.GetDirection() == DomainCommand::Direction::Undo;
@@ -29,4 +26,10 @@ protected:
     }
 
     Kernel::Counted<Selection const> m_newSelection, m_oldSelection;
+
+private:
+    void SetIfChanged(DocumentController& controller, Kernel::Counted<Selection const> const& selection) const {
+        if (m_newSelection || m_oldSelection)
+            controller.SetSelection(selection, false);
+    }
 };
