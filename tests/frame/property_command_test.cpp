@@ -132,7 +132,7 @@ TEST(PropertyCommand, ClonesTheGivenSelectionAndNotTheDocuments) {
     EXPECT_TRUE(selectionOfClone(*onGiven)->IsEqualTo(*Of({scene.b})));
 }
 
-Kernel::RectT<double> ToldArea(Kernel::NotificationList const& told, DocumentController& controller) {
+Kernel::RectT<double> DamageArea(Kernel::NotificationList const& told, DocumentController& controller) {
     Kernel::RectT<double> area;
     for (auto const& notification : told) {
         if (auto const invalid = Kernel::Cast<InvalidateDocumentNotification>(notification))
@@ -152,7 +152,7 @@ TEST(PropertyCommand, TellsOfAClipWhatItUncovers) {
     Bind(*controller, *hide);
     auto const runAndLook = [&](void (Command::*operation)()) {
         ((*hide).*operation)();
-        return ToldArea(NotificationsOf(*hide), *controller);
+        return DamageArea(NotificationsOf(*hide), *controller);
     };
     auto const bounds = group->GetBounds(true);
     for (auto const operation : {&Command::Do, &Command::Undo, &Command::Redo}) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/command.h"
 
-#include "engine/document/commands/told_area.h"
+#include "engine/document/commands/damage_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/document/document_renderer.h"
 #include "platform/document/merge_targets.h"
@@ -186,8 +186,8 @@ Kernel::Counted<Raster::BufferRGBA8> DocumentCommand::GenerateHistoryThumbnail(K
 }
 
 Kernel::RectT<double> DocumentCommand::GenerateHistoryInterestingRect() const {
-    if (auto const told = FindToldArea(*this); !told.IsEmpty())
-        return told;
+    if (auto const damage = FindDamageArea(*this); !damage.IsEmpty())
+        return damage;
     auto const controller = GetDocumentController();
     if (!controller)
         return {};

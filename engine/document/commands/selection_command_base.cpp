@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/document/selection_command_base.h"
 
-#include "engine/document/commands/told_area.h"
+#include "engine/document/commands/damage_area.h"
 #include "platform/document/document_controller.h"
 #include "platform/kernel/cast.h"
 #include "platform/kernel/in_serialiser.h"
@@ -62,8 +62,8 @@ bool SelectionCommandBase::CanOnlyOperateOnCurrentSpread() const { return true; 
 
 // A command that names no area changed something where its objects are.
 Kernel::RectT<double> SelectionCommandBase::GenerateHistoryInterestingRect() const {
-    if (auto const told = FindToldArea(*this); !told.IsEmpty())
-        return told;
+    if (auto const damage = FindDamageArea(*this); !damage.IsEmpty())
+        return damage;
     Kernel::RectT<double> bounds;
     if (m_selection) {
         for (auto const& node : m_selection->GetNodesInDocument())

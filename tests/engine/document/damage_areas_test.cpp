@@ -119,7 +119,7 @@ private:
 
 } // namespace
 
-TEST(ToldAreas, ThoseOfManyNodesAreThoseOfEach) {
+TEST(DamageAreas, ThoseOfManyNodesAreThoseOfEach) {
     std::size_t rooms = 0;
     for (unsigned seed = 0; seed != 300; ++seed) {
         RandomDrawing drawing(seed);
@@ -144,7 +144,7 @@ TEST(ToldAreas, ThoseOfManyNodesAreThoseOfEach) {
     EXPECT_GT(rooms, 1000u);
 }
 
-TEST(ToldAreas, RoomsHoldTheBoundsOfTheirShapes) {
+TEST(DamageAreas, RoomsHoldTheBoundsOfTheirShapes) {
     RandomDrawing drawing(77);
     std::size_t found = 0;
     for (auto const* const node : drawing.Fill(3000)) {
@@ -163,7 +163,7 @@ TEST(ToldAreas, RoomsHoldTheBoundsOfTheirShapes) {
 
 // A mitre that points where the object is stretched reaches as far as the stretch takes it, in lines with a profile
 // too.
-TEST(ToldAreas, MitresOfShearedLinesLieInTheBounds) {
+TEST(DamageAreas, MitresOfShearedLinesLieInTheBounds) {
     auto const document = DocumentController::CreateNew({1000, 1000}, Raster::FormatRGBA8, 1);
     auto const node = MakeCounted<PolyCurveNode>();
     // The legs leave the tip at both sides of the diagonal by an angle whose sine is 1/9.

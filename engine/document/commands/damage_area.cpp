@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/document/commands/told_area.h"
+#include "engine/document/commands/damage_area.h"
 
 #include "platform/document/document_controller.h"
 #include "platform/document/document_notification.h"
 #include "platform/kernel/cast.h"
 
-Kernel::RectT<double> FindToldArea(DocumentCommand const& command) {
+Kernel::RectT<double> FindDamageArea(DocumentCommand const& command) {
     auto const controller = command.GetDocumentController();
     auto const spread = controller ? controller->GetCurrentSpread() : nullptr;
     if (!spread)
