@@ -65,8 +65,9 @@ mutants: packages
 # clang-tidy with the checks of .clang-tidy over everything but tests and benchmarks: about a quarter of an hour of
 # processor time, so that it is no part of `make check`. FILES= is a regular expression of the sources to look at.
 tidy: packages
-	cmake --preset dev >build/dev-configure.log
-	run-clang-tidy -p build/dev -j $(JOBS) -quiet -extra-arg=-Wno-unknown-warning-option \
+	cmake --preset dev -B build/tidy -DREDRAFT_PRECOMPILED=OFF >build/tidy-configure.log
+	run-clang-tidy -p build/tidy -j $(JOBS) -quiet -extra-arg=-Wno-unknown-warning-option \
+	    -extra-arg=-Wno-ignored-optimization-argument \
 	    '$(or $(FILES),^((?!/(tests|bench|examples)/).)*$$)' >build/tidy.log 2>build/tidy-errors.log || \
 	    { grep -E '(warning|error):' build/tidy.log | sort -u; exit 1; }
 

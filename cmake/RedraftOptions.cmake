@@ -14,6 +14,9 @@ set(CMAKE_CXX_FLAGS_DEV "-O1 -g1")
 set(CMAKE_C_FLAGS_DEV "-O1 -g1")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2")
 
+# Collecting its garbage early saves the compiler memory that machines have, and takes a tenth of its time.
+add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,GNU>:--param=ggc-min-heapsize=500000>)
+
 # Contraction of a*b+c differs between machines; results must not.
 add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
                     -ffp-contract=off)

@@ -1,10 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
-# redraft_room(TARGET FOLDER [PARTS subfolder...] [LINK target...] [SYSTEM library...])
+# redraft_room(TARGET FOLDER [PARTS subfolder...] [LINK target...] [SYSTEM library...] [PRECOMPILED set])
 #   One folder of sources, with those of its subfolders that PARTS names, as an object library. LINK names the rooms
 #   below that it may use; SYSTEM the third-party libraries, whose headers are not checked for warnings. What it may
-#   include is said in levels.txt.
+#   include is said in levels.txt, and PRECOMPILED names the set of headers that it reads compiled: document, unless
+#   the room is below that level.
 function(redraft_room target folder)
-    cmake_parse_arguments(ROOM "" "" "PARTS;LINK;SYSTEM" ${ARGN})
+    cmake_parse_arguments(ROOM "" "PRECOMPILED" "PARTS;LINK;SYSTEM" ${ARGN})
+    if(NOT ROOM_PRECOMPILED)
+        set(ROOM_PRECOMPILED document)
+    endif()
     set(folders ${folder})
     foreach(part IN LISTS ROOM_PARTS)
         list(APPEND folders ${folder}/${part})
@@ -22,6 +26,7 @@ function(redraft_room target folder)
     redraft_level(${target} ${place})
     target_link_libraries(${target} PUBLIC Threads::Threads ${ROOM_LINK} PRIVATE ${ROOM_SYSTEM})
     redraft_batches(${target})
+    redraft_precompiled(${target} ${ROOM_PRECOMPILED})
 endfunction()
 
 # redraft_batches(TARGET): the target's sources are compiled several at a time, so that headers are read once for all of

@@ -174,8 +174,8 @@ constexpr char c_entry[] = R"(
 } // namespace
 
 char const* GetPrelude(int language) {
-    static char const* const texts[c_languageCount] = {Keep(std::string(c_cudaNames) + c_sharedNames),
-                                                       Keep(std::string(c_openClNames) + c_sharedNames)};
+    static char const* const texts[c_languageCount] = {Keep(std::string(c_cudaNames).append(c_sharedNames)),
+                                                       Keep(std::string(c_openClNames).append(c_sharedNames))};
     return IsLanguage(language) ? texts[language] : nullptr;
 }
 
