@@ -278,64 +278,6 @@ TEST_P(Laws, AClonedCommandDoesTheSame) {
     EXPECT_EQ(run.controller->GetHash(false), other.controller->GetHash(false));
 }
 
-// The classes that can be neither repeated nor run on another document. A class that is no longer cloned, or is now,
-// changes this list.
-TEST(AllExamples, TheseHaveNoClone) {
-    std::set<std::string> without;
-    for (auto const& example : CommandExample::GetAll()) {
-        if (!ExampleRun(example).command->Clone())
-            without.insert(example.className);
-    }
-    std::set<std::string> const expected{"AddDataMergeFilterClauseCommand",
-                                         "AddDataMergeFilterCommand",
-                                         "AddDataMergeFilterRuleCommand",
-                                         "AddExportArticleCommand",
-                                         "DeleteDataMergeFilterClauseCommand",
-                                         "DeleteDataMergeFilterCommand",
-                                         "DeleteDataMergeSourceCommand",
-                                         "DeleteExportArticleCommand",
-                                         "DeleteSymbolCommand",
-                                         "DivideShapesCommand",
-                                         "EditWrapShapeCommand",
-                                         "ExportStoryCommand",
-                                         "GenerateImageNodeCommand",
-                                         "GenerateVectorNodeCommand",
-                                         "InflateUntrustedRasterNodesCommand",
-                                         "LegacySetCrossReferenceTextForLanguageCommand",
-                                         "LocateTextResourceCommand",
-                                         "MoveExportArticlesCommand",
-                                         "RenameExportArticleCommand",
-                                         "ReparentExportArticlesCommand",
-                                         "ReplaceBitmapCommand",
-                                         "SetAnchorPagesSettingCommand",
-                                         "SetArtboardPropertiesCommand",
-                                         "SetDataMergeEnabledCommand",
-                                         "SetDataMergeFetcherOptionsCommand",
-                                         "SetDataMergeFilterAllowedRecords",
-                                         "SetDataMergeFilterEnabledCommand",
-                                         "SetDataMergeJavaScriptFilterNameCommand",
-                                         "SetDataMergeJavaScriptFilterScriptCommand",
-                                         "SetDataMergeOutputPagesCommand",
-                                         "SetDataMergeParserOptionsCommand",
-                                         "SetDataMergeProcessFilterActionCommand",
-                                         "SetDataMergeProcessFilterReplacementFieldCommand",
-                                         "SetDataMergeProcessFilterReplacementValueCommand",
-                                         "SetDataMergeProcessFilterWarningMessageCommand",
-                                         "SetDataMergeSortFilterAscendingCommand",
-                                         "SetDataMergeSortFilterFieldIdCommand",
-                                         "SetDataMergeValueFilterClauseCombineCommand",
-                                         "SetDataMergeValueFilterFieldIdCommand",
-                                         "SetDataMergeValueFilterMatchValueCommand",
-                                         "SetDataMergeValueFilterMatchValuesCommand",
-                                         "SetDataMergeValueFilterMatchValuesIncludeAllCommand",
-                                         "SetDataMergeValueFilterOperatorCommand",
-                                         "SetDataMergeValueFilterRuleCombineCommand",
-                                         "SetExportArticleIncludeUntaggedCommand",
-                                         "SetHideExportArticleFromReaderCommand",
-                                         "SetMasterMigratePagesSettingCommand"};
-    EXPECT_EQ(expected, without);
-}
-
 // Where there is nothing that the command is made for, it is refused, changes nothing, or is a step that can be taken
 // back: never a change without a step.
 TEST_P(Laws, OnAnySelectionAChangeIsAStep) {
