@@ -67,7 +67,7 @@ mutants: packages
 tidy: packages
 	cmake --preset dev -B build/tidy -DREDRAFT_PRECOMPILED=OFF >build/tidy-configure.log
 	run-clang-tidy -p build/tidy -j $(JOBS) -quiet -extra-arg=-Wno-unknown-warning-option \
-	    -extra-arg=-Wno-ignored-optimization-argument \
+	    -extra-arg=-Wno-unused-command-line-argument \
 	    '$(or $(FILES),^((?!/(tests|bench|examples)/).)*$$)' >build/tidy.log 2>build/tidy-errors.log || \
 	    { grep -E '(warning|error):' build/tidy.log | sort -u; exit 1; }
 
