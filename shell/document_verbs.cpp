@@ -161,6 +161,7 @@ void AnswerSpreads(Session& session, DocumentController& document) {
     constexpr std::size_t c_mostListedAlike = 3;
     auto const spreads = document.GetDocument()->GetSpreads();
     std::vector<std::string> lines;
+    lines.reserve(spreads.size());
     for (auto const& spread : spreads)
         lines.push_back(DescribeSpread(*spread, spread == document.GetCurrentSpread()));
     for (std::size_t first = 0; first != lines.size();) {

@@ -73,6 +73,7 @@ void AddContent(Node const& node, Contents& contents) {
 Contents GatherContents(std::vector<Kernel::Counted<Node const>> const& nodes) {
     Contents contents;
     std::vector<Node const*> pending;
+    pending.reserve(nodes.size());
     for (auto const& node : nodes)
         pending.push_back(node.get());
     while (!pending.empty()) {

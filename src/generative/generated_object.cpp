@@ -49,7 +49,7 @@ void RememberGenerated(Kernel::Counted<DocumentController> const& document, Node
                                                       CommonPropertyCollections::pDefaultSerialisationStrategy);
     if (!session)
         return;
-    auto const collection = session.GetPropertyCollection();
+    auto const& collection = session.GetPropertyCollection();
     CloneContext context(CloneType::Copy);
     collection->AddLeaf(
         collection->GetRootNode(), Kernel::String(),

@@ -29,7 +29,7 @@ void AddCaptionCommand::Do() {
     auto const controller = GetDocumentController();
     auto const defaults = controller->GetDocumentDefaults();
     double const height = m_captionInfo->GetDefaultFrameHeight(controller);
-    Kernel::JailCounted<Node> const target = selected.front();
+    Kernel::JailCounted<Node> const& target = selected.front();
     Raster::AffineTransform::Params transform;
     auto rect = m_captionInfo->GetPositionForCaption(target, height, transform);
 

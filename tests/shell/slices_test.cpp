@@ -74,7 +74,7 @@ TEST_F(SliceNames, OfOneFileAreRefusedAlsoWhereOneIsTheDefault) {
 TEST_F(SliceNames, AreCountedInBytesWithTheEnding) {
     SetName(0, std::string(251, 'a'));
     EXPECT_EQ(FindExportedSlices(*m_document, ".png").size(), 2U);
-    SetName(0, std::string(250, 'a') + "\xC3\xBC");
+    SetName(0, std::string(250, 'a').append("\xC3\xBC"));
     EXPECT_THROW(FindExportedSlices(*m_document, ".png"), Failure);
 }
 
