@@ -87,7 +87,8 @@ struct FixedPlace {
     std::int32_t y;
 };
 
-// What ToFixed gives, less the origin. Coordinates beyond 32767 pixels give places that lie outside every small clip.
+// The result of ToFixed, less the origin. Coordinates beyond 32767 pixels give places that lie outside every small
+// clip.
 FixedPlace ToFixedPlace(Geometry::PointDbl p, FixedPlace origin) {
 #ifdef __SSE2__
     __m128d const scaled = _mm_add_pd(_mm_mul_pd(_mm_set_pd(p.y, p.x), _mm_set1_pd(65536.0)), _mm_set1_pd(0.5));
@@ -282,7 +283,7 @@ void CellRasteriser::AddSmallPolygon(std::span<Geometry::PointDbl const> points,
                             m_clip.top * static_cast<std::int32_t>(c_one)};
     auto const width = static_cast<std::uint32_t>(m_clip.GetWidth()) << c_shift;
     auto const height = static_cast<std::uint32_t>(m_clip.GetHeight()) << c_shift;
-    // What lies out of reach of 32 bits lies outside the clip.
+    // A coordinate that 32 bits cannot hold has a place outside the clip.
     auto const isInside = [&](FixedPlace p) {
         return IsInside || (static_cast<std::uint32_t>(p.x) < width && static_cast<std::uint32_t>(p.y) <= height);
     };

@@ -154,9 +154,7 @@ void DivideShapesCommand::Redo() {
         return;
     PutBack(m_newNodes, m_newParents, m_newPreviousSiblings);
     TakeOut(m_oldNodes);
-    // A preview that found nothing to do has set none, and is shown again after a save.
-    if (m_newSelection || m_oldSelection)
-        RedoSelection(*GetDocumentController());
+    RedoSelection(*GetDocumentController());
 }
 
 void DivideShapesCommand::PutBack(Nodes const& nodes, Nodes const& parents, Nodes const& previousSiblings) {

@@ -12,61 +12,33 @@ namespace Commands {
 
 namespace {
 
-ExampleRegistration const s_rasterPolarToRectangularExample({
-    .className = "RasterPolarToRectangularCommand",
-    .prepare = ExampleDocuments::SelectedPixels,
-    .make = Constructs<RasterPolarToRectangularCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
+// Of an effect without arguments.
+template <class T>
+CommandExample Effect(char const* className, decltype(CommandExample::prepare) prepare) {
+    return {
+        .className = className,
+        .prepare = prepare,
+        .make = Constructs<T>(),
+        .untold = {CommandExample::Untold::NodeData},
+    };
+}
 
-ExampleRegistration const s_rasterPolarToRectangularLayersExample({
-    .className = "RasterPolarToRectangularCommand",
-    .prepare = ExampleDocuments::RasterLayers,
-    .make = Constructs<RasterPolarToRectangularCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-ExampleRegistration const s_rasterRectangularToPolarExample({
-    .className = "RasterRectangularToPolarCommand",
-    .prepare = ExampleDocuments::SelectedPixels,
-    .make = Constructs<RasterRectangularToPolarCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-ExampleRegistration const s_rasterRectangularToPolarLayersExample({
-    .className = "RasterRectangularToPolarCommand",
-    .prepare = ExampleDocuments::RasterLayers,
-    .make = Constructs<RasterRectangularToPolarCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-ExampleRegistration const s_rasterSolariseExample({
-    .className = "RasterSolariseCommand",
-    .prepare = ExampleDocuments::SelectedPixels,
-    .make = Constructs<RasterSolariseCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-ExampleRegistration const s_rasterSolariseLayersExample({
-    .className = "RasterSolariseCommand",
-    .prepare = ExampleDocuments::RasterLayers,
-    .make = Constructs<RasterSolariseCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-ExampleRegistration const s_rasterWebSafeDitherExample({
-    .className = "RasterWebSafeDitherCommand",
-    .prepare = ExampleDocuments::SelectedPixels,
-    .make = Constructs<RasterWebSafeDitherCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
-
-ExampleRegistration const s_rasterWebSafeDitherLayersExample({
-    .className = "RasterWebSafeDitherCommand",
-    .prepare = ExampleDocuments::RasterLayers,
-    .make = Constructs<RasterWebSafeDitherCommand>(),
-    .untold = {CommandExample::Untold::NodeData},
-});
+ExampleRegistration const s_rasterPolarToRectangularExample(
+    Effect<RasterPolarToRectangularCommand>("RasterPolarToRectangularCommand", ExampleDocuments::SelectedPixels));
+ExampleRegistration const s_rasterPolarToRectangularLayersExample(
+    Effect<RasterPolarToRectangularCommand>("RasterPolarToRectangularCommand", ExampleDocuments::RasterLayers));
+ExampleRegistration const s_rasterRectangularToPolarExample(
+    Effect<RasterRectangularToPolarCommand>("RasterRectangularToPolarCommand", ExampleDocuments::SelectedPixels));
+ExampleRegistration const s_rasterRectangularToPolarLayersExample(
+    Effect<RasterRectangularToPolarCommand>("RasterRectangularToPolarCommand", ExampleDocuments::RasterLayers));
+ExampleRegistration const s_rasterSolariseExample(Effect<RasterSolariseCommand>("RasterSolariseCommand",
+                                                                                ExampleDocuments::SelectedPixels));
+ExampleRegistration const s_rasterSolariseLayersExample(Effect<RasterSolariseCommand>("RasterSolariseCommand",
+                                                                                      ExampleDocuments::RasterLayers));
+ExampleRegistration const s_rasterWebSafeDitherExample(
+    Effect<RasterWebSafeDitherCommand>("RasterWebSafeDitherCommand", ExampleDocuments::SelectedPixels));
+ExampleRegistration const s_rasterWebSafeDitherLayersExample(
+    Effect<RasterWebSafeDitherCommand>("RasterWebSafeDitherCommand", ExampleDocuments::RasterLayers));
 
 ExampleRegistration const s_inflateUntrustedRasterNodesExample({
     .className = "InflateUntrustedRasterNodesCommand",

@@ -1,4 +1,0 @@
-// SPDX-License-Identifier: Apache-2.0
-#include "index/set_index_topic_sort_command.h"
-
-namespace Commands {} // namespace Commands
